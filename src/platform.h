@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+// The platform that the module knows: VxWorks by its own header names, YAFFS, and one call of our own.
+// On a host, a port puts headers of these names on the include path. Beyond these calls the module
+// uses the C library only: stdio, string, conversion, time, calloc and free, opendir and closedir.
+#ifndef JORN_SRC_PLATFORM_H
+#define JORN_SRC_PLATFORM_H
+
+#include <vxWorks.h>
+
+#include <dirent.h>
+#include <msgQLib.h>   // msgQCreate msgQSend msgQReceive msgQNumMsgs msgQDelete
+#include <semLib.h>    // semMCreate semTake semGive semDelete
+#include <taskLib.h>   // taskSpawn taskDelete taskDelay
+#include <usrFsLib.h>  // rm
+#include <usrLib.h>    // printErrno
+#include <yaffsfs.h>   // yaffs_rename
+
+/// Makes one directory level with permissions 0750; a missing parent is an error. Supplied by the
+/// port: on VxWorks an open() with FSTAT_DIR, elsewhere a mkdir(). Returns 0, or -1 when the directory
+/// cannot be made.
+extern "C" int jorn_MakeDirectory(const char *name);
+
+#endif
