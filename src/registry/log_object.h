@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+// The log object record.
+#ifndef JORN_SRC_REGISTRY_LOG_OBJECT_H
+#define JORN_SRC_REGISTRY_LOG_OBJECT_H
+
+#include <stdint.h>
+
+#include "limits.h"
+
+struct jorn_csv_info;
+
+/// One log object: a directory and its ring of data files. Owned by the registry from linking to
+/// unlinking, borrowed by everything else. The ring positions and summaries are guarded by the file
+/// mutex; the other fields stay as creation set them.
+///
+/// Ring positions come from the index file and so may hold any number until the start-up tidying has
+/// put them into the ring; code that indexes with them goes through ringPosition().
+typedef struct jorn_obj {
+    int32_t handle_id;                 ///< 1 or more, unique among live objects.
+    struct jorn_obj *next;             ///< The next older object; null at the tail.
+    char dirName[jorn::kDirNameSize];  ///< Absolute path without a trailing slash.
+    int32_t level_max;                 ///< Always 4; levels below it are valid.
+    int32_t slot_max;                  ///< 1 to 8; slots below it are valid.
+    int32_t csv_num;                   ///< Files of the ring, 2 to 90.
+    int32_t index_version;             ///< Version of the index in memory; 1 is valid.
+    int32_t csv_oldest;                ///< Ring position of the oldest items.
+    int32_t csv_latest;                ///< Ring position of the file being written.
+    struct jorn_csv_info *csv_info;    ///< csv_num summaries by ring position; owned.
+    uint32_t final_csv_time;           ///< Time of the newest item stored before creation, 0 if none.
+} JORN_OBJ;
+
+namespace jorn {
+
+/// A position counted along the ring, brought into 0 to csv_num - 1 whatever its value: the table
+/// index for it.
+inline int32_t ringPosition(const JORN_OBJ &obj, int32_t position) {
+    const int32_t remainder = position % obj.csv_num;
+    return remainder < 0 ? remainder + obj.csv_num : remainder;
+}
+
+/// The ring position after the given one.
+inline int32_t nextRingPosition(const JORN_OBJ &obj, int32_t position) {
+    const int32_t inRing = ringPosition(obj, position);
+    return inRing + 1 == obj.csv_num ? 0 : inRing + 1;
+}
+
+/// The valid range of an object's ring, unwrapped so that it can be walked by counting: oldest is in
+/// the ring, latest is at or above it, and each number between them taken modulo csv_num is a position.
+struct RingRange {
+    int32_t oldest;
+    int32_t latest;
+};
+
+inline RingRange validRange(const JORN_OBJ &obj) {
+    RingRange range = {ringPosition(obj, obj.csv_oldest), ringPosition(obj, obj.csv_latest)};
+    if (range.latest < range.oldest) {
+        range.latest += obj.csv_num;
+    }
+    return range;
+}
+
+}  // namespace jorn
+
+#endif

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+// The registry: the list of live objects, the module's globals, and the look-ups.
+//
+// The list takes no lock. It is changed by creation and destruction only, which their callers keep
+// apart from each other, and walked by every task at any time. An object found stays valid because its
+// destruction is kept apart from calls for it; the objects passed on the way are kept alive by
+// waitForWalks(), which destruction calls between unlinking and freeing.
+#ifndef JORN_SRC_REGISTRY_REGISTRY_H
+#define JORN_SRC_REGISTRY_REGISTRY_H
+
+#include <stdint.h>
+
+#include "linkage.h"
+#include "platform.h"
+#include "registry/log_object.h"
+
+extern "C" {
+
+/// Head of the list: the newest object, null when there is none. Handle ids fall from head to tail.
+extern JORN_HIDDEN JORN_OBJ *jorn_obj_ptr;
+
+/// Files of all objects, checked against 90. May run ahead of the live objects after a late failure of
+/// creation; put right when the last object goes.
+extern JORN_HIDDEN int32_t jorn_csv_cnt;
+
+/// Largest item time found by any start-up analysis, seconds. Only ever raised.
+extern JORN_HIDDEN uint32_t jorn_max_csv_time;
+
+/// Guards the data files, the index files, the ring positions and the summaries of all objects.
+extern JORN_HIDDEN SEM_ID logSemCsvRW_ID;
+
+/// Carries store messages to the store task.
+extern JORN_HIDDEN MSG_Q_ID logMsgCsvStore_ID;
+
+/// The store task.
+extern JORN_HIDDEN TASK_ID logTask_ID;
+}
+
+/// The object with this handle, or null. Any task, no lock.
+JORN_INTERNAL JORN_OBJ *FindObj(int32_t handle_id);
+
+/// The predecessor of the object with this handle; null when it is the head or there is no such
+/// object. Only for destruction.
+JORN_INTERNAL JORN_OBJ *FindObjLast(int32_t handle_id);
+
+namespace jorn {
+
+/// Links an object in front of the head.
+void linkObject(JORN_OBJ *obj);
+
+/// Takes an object out of the list; `previous` is its predecessor, null for the head. Walks that are
+/// under way may still stand on it.
+void unlinkObject(const JORN_OBJ *obj, JORN_OBJ *previous);
+
+/// Returns when every walk that was under way has ended. Walks never block, so this waits only for a
+/// task that was preempted within one; it gives up the processor meanwhile.
+void waitForWalks();
+
+/// Marks the object whose ring state is being filled, null for none. It is linked and can be found, but
+/// the store task must not write for it yet: messages of a former owner of its handle may be queued.
+void setObjectInCreation(const JORN_OBJ *obj);
+bool isInCreation(const JORN_OBJ *obj);
+
+}  // namespace jorn
+
+#endif
