@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "csvfile/startup_analysis.h"
+
+#include "csvfile/data_file.h"
+#include "csvfile/file_summary.h"
+#include "csvfile/tidying_plan.h"
+#include "diagnostics.h"
+#include "guards.h"
+#include "platform.h"
+#include "store/index_file.h"
+
+namespace {
+
+bool dataFileExists(int32_t position, const void *dirName) {
+    const jorn::DataPath path(static_cast<const char *>(dirName), position);
+    const jorn::FileGuard file(path.get(), "r");
+    return static_cast<bool>(file);
+}
+
+/// Carries out the plan from the oldest position to the newest. The order is part of what a rename onto
+/// a target that still exists does to it.
+void applyPlan(const char *dirName, const jorn::TidyingPlan &plan) {
+    for (int32_t visit = 1; visit <= jorn::kSurveySize; ++visit) {
+        const int32_t position = (plan.firstVisited + visit) % jorn::kSurveySize;
+        const int32_t target = plan.moveTable[position];
+        if (target == position) {
+            continue;
+        }
+        const jorn::DataPath path(dirName, position);
+        if (target == jorn::kSurplus) {
+            rm(path.get());
+        } else {
+            jorn_RenameFile(path.get(), jorn::DataPath(dirName, target).get());
+        }
+    }
+}
+
+void loadIndex(JORN_OBJ *obj) {
+    if (jorn_ReadCsvIndexFile(obj) < 0) {
+        // An index that cannot be written either leaves refused positions; the tidying copes with any.
+        jorn_NewCsvIndexFile(obj);
+        JORN_PRINT(jorn::kPrintInfo, "Create a new csv-index file!");
+    }
+}
+
+/// Summarises the file of one position. The walk comes from the newest file, so the first one with items
+/// gives the object's final time.
+void analysePosition(JORN_OBJ *obj, int32_t position) {
+    JORN_CSV_INFO *const info = &obj->csv_info[position];
+    if (jorn_AnalyseOneCsvInfo(obj, position, info) < 0 || info->itemCount == 0) {
+        *info = JORN_CSV_INFO{};
+        JORN_PRINT(jorn::kPrintError, "Error: analyse %ld.csv failed!", jorn::asLong(position));
+        return;
+    }
+    if (obj->final_csv_time == 0) {
+        obj->final_csv_time = info->timeLast;
+        // The line shows 0 and not the time: its text is part of the module's interface as it stands.
+        JORN_PRINT(jorn::kPrintInfo, "Info: %ld.csv final time is %lu!", jorn::asLong(position),
+                   jorn::asUlong(0));
+    }
+    jorn_UpdateMaxTime(info->timeMax);
+    JORN_PRINT(jorn::kPrintInfo, "Info: %ld.csv uptime is %lu!", jorn::asLong(position),
+               jorn::asUlong(info->timeMax));
+}
+
+}  // namespace
+
+int32_t jorn_PickUpCsvValidRange(JORN_OBJ *obj) {
+    if (obj == nullptr) {
+        return -1;
+    }
+    const jorn::RingBefore before = {obj->csv_oldest, obj->csv_latest, obj->csv_num};
+    jorn::TidyingPlan plan;
+    jorn::planTidying(before, dataFileExists, obj->dirName, &plan);
+    obj->csv_latest = plan.latest;
+    obj->csv_oldest = plan.oldest;
+
+    applyPlan(obj->dirName, plan);
+    if (plan.latest != before.latest || plan.oldest != before.oldest) {
+        // A failed rewrite has printed its message; the positions in memory are right all the same.
+        jorn_UpdateCsvIndexFile(obj, plan.oldest, plan.latest);
+    }
+    return 0;
+}
+
+int32_t jorn_InitAnalyseCSV(JORN_OBJ *obj) {
+    if (obj == nullptr) {
+        return -1;
+    }
+    loadIndex(obj);
+    jorn_PickUpCsvValidRange(obj);
+    const jorn::RingRange range = jorn::validRange(*obj);
+    for (int32_t i = range.latest; i >= range.oldest; --i) {
+        analysePosition(obj, jorn::ringPosition(*obj, i));
+    }
+    return 0;
+}
