@@ -1,0 +1,233 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "store/store_task.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "csvfile/data_file.h"
+#include "csvfile/file_summary.h"
+#include "diagnostics.h"
+#include "guards.h"
+#include "limits.h"
+#include "platform.h"
+#include "registry/registry.h"
+#include "store/index_file.h"
+
+namespace {
+
+// The task's state, one set for all objects. It stands outside the task's function so that the
+// destruction of an object can reach it. All but `fp` are touched with the file mutex held only.
+
+/// One message, as received and then split. Never cleared between messages. The queue fills 272 bytes at
+/// most; the two behind stay NUL, so that a field without an end, and an empty remainder behind it, still
+/// end inside.
+char msgBuff[jorn::kMessageSize + 2];
+
+/// The data file open for writing, of object `pt`, or null. Whoever closes it takes it out first: the
+/// task's idle pass closes without the mutex, and a destruction may do so at the same moment.
+FILE *fp;
+
+/// The object that `open_id` designates, or null. Let go before it is freed.
+JORN_OBJ *pt;
+
+/// Handle of `pt`; 0 means none.
+int32_t open_id;
+
+FILE *openFile() { return __atomic_load_n(&fp, __ATOMIC_ACQUIRE); }
+
+/// Results of fclose are ignored on purpose: nobody waits for one, and the next file may do better.
+void closeFile() {
+    FILE *const file = __atomic_exchange_n(&fp, nullptr, __ATOMIC_ACQ_REL);
+    if (file != nullptr) {
+        fclose(file);
+    }
+}
+
+/// Opens the data file of a position; tells whether it is open.
+bool openDataFile(int32_t position, const char *mode) {
+    const jorn::DataPath path(pt->dirName, position);
+    FILE *const file = fopen(path.get(), mode);
+    __atomic_store_n(&fp, file, __ATOMIC_RELEASE);
+    return file != nullptr;
+}
+
+int32_t itemCount(int32_t position) { return static_cast<int32_t>(pt->csv_info[position].itemCount); }
+
+bool reportCreateFailure(int32_t position) {
+    JORN_PRINT(jorn::kPrintError, "Create %ld.csv failed!", jorn::asLong(position));
+    return false;
+}
+
+/// Clears the summary of a file that was started afresh. The file can be gone again only when its object
+/// was let go meanwhile.
+bool beginSummary(JORN_CSV_INFO *info) {
+    *info = JORN_CSV_INFO{};
+    if (openFile() == nullptr) {
+        JORN_PRINT(jorn::kPrintError, "process error, fp=NULL!");
+        return false;
+    }
+    return true;
+}
+
+/// Opens the current file, which holds no item yet.
+bool startFile(int32_t position) { return openDataFile(position, "w") || reportCreateFailure(position); }
+
+/// Opens the current file to go on with it.
+bool continueFile(int32_t position) {
+    if (openDataFile(position, "a")) {
+        return true;
+    }
+    if (!openDataFile(position, "w")) {
+        return reportCreateFailure(position);
+    }
+    return beginSummary(&pt->csv_info[position]);
+}
+
+/// Leaves the full file and starts the next one of the ring. The ring positions stay when that file
+/// cannot be opened, so that the next message tries again.
+bool rotate(int32_t *position) {
+    closeFile();
+    JORN_OBJ *const obj = pt;
+    const int32_t next = jorn::nextRingPosition(*obj, *position);
+    if (!openDataFile(next, "w")) {
+        return reportCreateFailure(next);
+    }
+    obj->csv_latest = next;
+    if (obj->csv_oldest == next) {
+        obj->csv_oldest = jorn::nextRingPosition(*obj, next);
+    }
+    // A failed rewrite leaves the former positions on the medium; the next start finds the newer files.
+    jorn_UpdateCsvIndexFile(obj, obj->csv_oldest, obj->csv_latest);
+    *position = next;
+    return beginSummary(&obj->csv_info[next]);
+}
+
+/// Makes sure that a file is open for the next line of `pt`, and sets the position that counts it. False
+/// when none can be had.
+bool chooseFile(int32_t *position) {
+    *position = jorn::ringPosition(*pt, pt->csv_latest);
+    const int32_t count = itemCount(*position);
+    if (count >= jorn::kCsvItemMax) {
+        return rotate(position);
+    }
+    if (openFile() != nullptr) {
+        return true;
+    }
+    return count == 0 ? startFile(*position) : continueFile(*position);
+}
+
+/// Appends one line to the current file of `pt` and counts it. False when no file can be had.
+bool writeLine(const char *line, size_t length) {
+    int32_t position = 0;
+    if (!chooseFile(&position)) {
+        return false;
+    }
+    // Ignored on purpose: a short write cannot be mended here, and a line that does not parse is in the
+    // file but not counted.
+    fwrite(line, length, 1, openFile());
+    jorn_UpdateCsvInfo(pt, position, line);
+    if (itemCount(position) >= jorn::kCsvItemMax) {
+        closeFile();
+    }
+    return true;
+}
+
+/// Makes `pt` the object of a handle; false with a message when there is none to write for.
+bool selectObject(int32_t handle) {
+    if (handle == open_id && pt != nullptr) {
+        return true;
+    }
+    closeFile();
+    pt = FindObj(handle);
+    if (jorn::isInCreation(pt)) {
+        // Its ring is not known yet, so the message was meant for a former object of that handle.
+        pt = nullptr;
+    }
+    if (pt == nullptr) {
+        JORN_PRINT(jorn::kPrintError, "handle_id = %ld, not found!", jorn::asLong(handle));
+        open_id = 0;
+        return false;
+    }
+    open_id = handle;
+    return true;
+}
+
+/// Receives a message into msgBuff; its length, or 0 with a message when it is refused.
+size_t receiveMessage() {
+    const int length = msgQReceive(logMsgCsvStore_ID, msgBuff, jorn::kMessageSize, WAIT_FOREVER);
+    if (length < 1 || static_cast<size_t>(length) >= jorn::kMessageSize) {
+        JORN_PRINT(jorn::kPrintError, "msg receive eror!");
+        return 0;
+    }
+    return static_cast<size_t>(length);
+}
+
+/// Handles one message; one that fails a check is dropped. False when no file can be had, which ends the
+/// batch.
+bool storeMessage() {
+    const size_t received = receiveMessage();
+    if (received == 0) {
+        return true;
+    }
+    char *save = nullptr;  // strtok would disturb an application that is in the middle of its own
+    const char *const handleField = strtok_r(msgBuff, ",", &save);
+    if (handleField == nullptr) {
+        msgBuff[received] = '\0';
+        JORN_PRINT(jorn::kPrintError, "msg handle_id eror: %s", msgBuff);
+        return true;
+    }
+    const int32_t handle = atoi(handleField);
+    const char *const line = handleField + strlen(handleField) + 1;
+    const size_t length = strlen(line);
+    if (length < 1 || length > jorn::kLineMax) {
+        JORN_PRINT(jorn::kPrintError, "msg eror: %s", line);
+        return true;
+    }
+    return !selectObject(handle) || writeLine(line, length);
+}
+
+void storeBatch(int messages) {
+    const jorn::MutexGuard lock(logSemCsvRW_ID);
+    while (messages > 0 && storeMessage()) {
+        --messages;
+    }
+}
+
+}  // namespace
+
+int32_t jorn_TskStoreLogCsv(void) {
+    if (logSemCsvRW_ID == nullptr || logMsgCsvStore_ID == nullptr) {
+        JORN_PRINT(jorn::kPrintError, "Semaphore or MsgQueue is null!");
+        return -1;
+    }
+    for (;;) {
+        const int waiting = msgQNumMsgs(logMsgCsvStore_ID);
+        if (waiting > 0) {
+            storeBatch(waiting);
+        } else {
+            closeFile();
+        }
+        taskDelay(jorn::kStoreTicks);
+    }
+}
+
+namespace jorn {
+
+void storeTaskReset() {
+    closeFile();
+    pt = nullptr;
+    open_id = 0;
+    memset(msgBuff, 0, sizeof msgBuff);
+}
+
+void storeTaskLetGo(const JORN_OBJ *obj) {
+    if (pt != obj) {
+        return;
+    }
+    closeFile();
+    pt = nullptr;
+    open_id = 0;
+}
+
+}  // namespace jorn

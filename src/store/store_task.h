@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+// The store task: the only writer of data files.
+#ifndef JORN_SRC_STORE_STORE_TASK_H
+#define JORN_SRC_STORE_STORE_TASK_H
+
+#include <stdint.h>
+
+#include "linkage.h"
+#include "registry/log_object.h"
+
+/// Entry of `tLogStore`. Every 100 ticks it counts the waiting messages and, holding the file mutex,
+/// appends exactly so many items to their objects' files; a pass that finds none closes the open file.
+/// Returns -1 when mutex or queue are missing at its start; otherwise it ends by taskDelete only.
+JORN_INTERNAL int32_t jorn_TskStoreLogCsv(void);
+
+namespace jorn {
+
+/// Forgets whatever a former store task left. To be called before a new one is spawned.
+void storeTaskReset();
+
+/// Makes the store task forget an object that has been unlinked, and closes the file that it holds open
+/// for it. To be called with the file mutex held, before the object is freed.
+void storeTaskLetGo(const JORN_OBJ *obj);
+
+}  // namespace jorn
+
+#endif
