@@ -18,7 +18,7 @@
 #include <stdio.h>
 
 #include "guards.h"
-#include "limits.h"
+#include "module_limits.h"
 
 namespace jorn {
 

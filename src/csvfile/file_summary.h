@@ -5,8 +5,8 @@
 
 #include <stdint.h>
 
-#include "limits.h"
 #include "linkage.h"
+#include "module_limits.h"
 #include "registry/log_object.h"
 
 /// Items of one level.

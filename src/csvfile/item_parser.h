@@ -5,8 +5,8 @@
 
 #include <stdint.h>
 
-#include "limits.h"
 #include "linkage.h"
+#include "module_limits.h"
 
 /// The numbers of one line. A plain value of the caller's.
 typedef struct {

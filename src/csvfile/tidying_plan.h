@@ -5,7 +5,7 @@
 
 #include <stdint.h>
 
-#include "limits.h"
+#include "module_limits.h"
 
 namespace jorn {
 

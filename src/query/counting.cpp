@@ -7,7 +7,7 @@
 #include "csvfile/file_summary.h"
 #include "diagnostics.h"
 #include "guards.h"
-#include "limits.h"
+#include "module_limits.h"
 #include "platform.h"
 #include "query/file_locator.h"
 #include "query/requirement_filter.h"

@@ -4,7 +4,7 @@
 #include "csvfile/data_file.h"
 #include "csvfile/item_parser.h"
 #include "diagnostics.h"
-#include "limits.h"
+#include "module_limits.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "csvfile/item_parser.h"
 #include "diagnostics.h"
 #include "guards.h"
-#include "limits.h"
+#include "module_limits.h"
 #include "platform.h"
 #include "query/counting.h"
 #include "query/requirement_filter.h"

@@ -8,7 +8,7 @@
 #include "csvfile/startup_analysis.h"
 #include "diagnostics.h"
 #include "guards.h"
-#include "limits.h"
+#include "module_limits.h"
 #include "platform.h"
 #include "registry/registry.h"
 #include "registry/submission.h"

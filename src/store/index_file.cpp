@@ -7,7 +7,7 @@
 
 #include "diagnostics.h"
 #include "guards.h"
-#include "limits.h"
+#include "module_limits.h"
 #include "platform.h"
 
 namespace {

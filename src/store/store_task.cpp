@@ -9,7 +9,7 @@
 #include "csvfile/file_summary.h"
 #include "diagnostics.h"
 #include "guards.h"
-#include "limits.h"
+#include "module_limits.h"
 #include "platform.h"
 #include "registry/registry.h"
 #include "store/index_file.h"
