@@ -16,11 +16,11 @@ extern "C" JORN_HIDDEN int32_t DBGPRT_LVL;
 namespace jorn {
 
 /// Message levels in use.
-inline constexpr int32_t kPrintError = 1;
-inline constexpr int32_t kPrintCountNote = 2;
-inline constexpr int32_t kPrintInfo = 4;
-inline constexpr int32_t kPrintTrace = 7;
-inline constexpr int32_t kPrintLineFate = 8;
+constexpr int32_t kPrintError = 1;
+constexpr int32_t kPrintCountNote = 2;
+constexpr int32_t kPrintInfo = 4;
+constexpr int32_t kPrintTrace = 7;
+constexpr int32_t kPrintLineFate = 8;
 
 /// Whether messages of this level are wanted now.
 bool isPrinted(int32_t level);

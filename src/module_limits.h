@@ -11,55 +11,55 @@
 
 namespace jorn {
 
-inline constexpr int32_t kLevelMax = JORN_LEVEL_MAX;
-inline constexpr int32_t kLevelDebug = JORN_LEVEL_DEBUG;
-inline constexpr int32_t kSlotMax = JORN_SLOT_MAX;
-inline constexpr int32_t kCsvNumMin = JORN_CSV_NUM_MIN;
+constexpr int32_t kLevelMax = JORN_LEVEL_MAX;
+constexpr int32_t kLevelDebug = JORN_LEVEL_DEBUG;
+constexpr int32_t kSlotMax = JORN_SLOT_MAX;
+constexpr int32_t kCsvNumMin = JORN_CSV_NUM_MIN;
 
 /// Data files of all objects together, and so the size of every table indexed by ring position that
 /// does not belong to one object.
-inline constexpr int32_t kCsvNumMax = JORN_CSV_NUM_MAX;
+constexpr int32_t kCsvNumMax = JORN_CSV_NUM_MAX;
 
 /// Items counted in a data file before the ring moves on.
-inline constexpr int32_t kCsvItemMax = JORN_CSV_ITEM_MAX;
+constexpr int32_t kCsvItemMax = JORN_CSV_ITEM_MAX;
 
 /// Records of one page.
-inline constexpr int32_t kPageItemMax = JORN_REQUIRE_PAGE_MAX;
+constexpr int32_t kPageItemMax = JORN_REQUIRE_PAGE_MAX;
 
 /// Bytes of a directory name field, its NUL included.
-inline constexpr size_t kDirNameSize = JORN_DIR_NAME_MAX + 1;
+constexpr size_t kDirNameSize = JORN_DIR_NAME_MAX + 1;
 
 /// Shortest directory name: a slash and one more character.
-inline constexpr size_t kDirNameMin = 2;
+constexpr size_t kDirNameMin = 2;
 
 /// Characters of an int32 in decimal, a minus sign included.
-inline constexpr size_t kInt32Digits = 11;
+constexpr size_t kInt32Digits = 11;
 
 /// Bytes of a path "directory/position.csv" for any position an int32 can hold, with its NUL. Ring
 /// positions in use need 4 bytes less; the room for the rest keeps damaged positions harmless.
-inline constexpr size_t kDataPathSize = (kDirNameSize - 1) + sizeof "/.csv" + kInt32Digits;
+constexpr size_t kDataPathSize = (kDirNameSize - 1) + sizeof "/.csv" + kInt32Digits;
 
 /// Bytes of a path "directory/index.csv", with its NUL.
-inline constexpr size_t kIndexPathSize = 44;
+constexpr size_t kIndexPathSize = 44;
 static_assert(kIndexPathSize >= (kDirNameSize - 1) + sizeof "/index.csv", "index path must fit");
 
 /// Bytes of an item's text that a submission keeps.
-inline constexpr size_t kTextMax = JORN_TEXT_MAX;
+constexpr size_t kTextMax = JORN_TEXT_MAX;
 
 /// Messages that wait in the queue between two passes of the store task.
-inline constexpr int32_t kQueueMessages = JORN_QUEUE_MAX;
+constexpr int32_t kQueueMessages = JORN_QUEUE_MAX;
 
 /// Longest message that the queue carries, in bytes; a received message must be shorter.
-inline constexpr size_t kMessageSize = 272;
+constexpr size_t kMessageSize = 272;
 
 /// Longest line that the store task writes and that a reader gets in one piece, in characters.
-inline constexpr size_t kLineMax = 256;
+constexpr size_t kLineMax = 256;
 
 /// Size argument of every fgets over a data file: one line piece and its NUL.
-inline constexpr size_t kLineBufferSize = kLineMax + 1;
+constexpr size_t kLineBufferSize = kLineMax + 1;
 
 /// Bytes of the parser's working copy of a line, its NUL included.
-inline constexpr size_t kParseCopySize = 256;
+constexpr size_t kParseCopySize = 256;
 
 // handle, time, level and slot with a comma each, the text, the line feed and the NUL.
 static_assert(4 * (kInt32Digits + 1) + kTextMax + 2 <= kMessageSize,
@@ -68,19 +68,19 @@ static_assert(3 * (kInt32Digits + 1) + kTextMax + 1 <= kLineMax,
               "a submitted item must pass the store task and come back in one piece");
 
 /// Ticks between two passes of the store task.
-inline constexpr int kStoreTicks = JORN_STORE_TICKS;
+constexpr int kStoreTicks = JORN_STORE_TICKS;
 
 /// Store task: near the bottom of the 0 (highest) to 255 range, so that logging yields to all work.
-inline constexpr int kStorePriority = 250;
+constexpr int kStorePriority = 250;
 
 /// Stack of the store task in bytes.
-inline constexpr int kStoreStack = 4096;
+constexpr int kStoreStack = 4096;
 
 /// The only index file version.
-inline constexpr int32_t kIndexVersion = 1;
+constexpr int32_t kIndexVersion = 1;
 
-inline constexpr uint32_t kSecondsPerHour = 3600;
-inline constexpr uint32_t kHoursPerDay = 24;
+constexpr uint32_t kSecondsPerHour = 3600;
+constexpr uint32_t kHoursPerDay = 24;
 
 }  // namespace jorn
 

@@ -10,10 +10,10 @@
 namespace jorn {
 
 /// Every position that any ring could ever have had.
-inline constexpr int32_t kSurveySize = kCsvNumMax;
+constexpr int32_t kSurveySize = kCsvNumMax;
 
 /// The entry of a file that is to be deleted.
-inline constexpr int32_t kSurplus = kSurveySize;
+constexpr int32_t kSurplus = kSurveySize;
 
 /// Where the index left the ring, and how large the ring is now.
 struct RingBefore {
