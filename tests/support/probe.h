@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+// What stands between the module under test and its platform. The tests link the module's objects with
+// every platform and C library call that matters renamed to probe_<call>; those log the call, let a test
+// act or make the call fail, and otherwise pass it on. GoogleTest's own calls are not touched.
+#ifndef JORN_TESTS_SUPPORT_PROBE_H
+#define JORN_TESTS_SUPPORT_PROBE_H
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace probe {
+
+/// Marks, in messages(), a text that was printed by itself, without prefix and common line end.
+inline constexpr char kBare[] = "(bare) ";
+
+/// The one probe of a test program. Safe to call from any thread; a hook runs in the thread that made the
+/// call, with no lock of the probe held.
+class Probe {
+public:
+    /// Called before a call is passed on, with its log entry, such as "fopen 1.csv w".
+    using Hook = std::function<void(const std::string &call)>;
+
+    static Probe &get();
+
+    /// Forgets log, prints, failures and hooks; time goes back to 1700000000.
+    void reset();
+
+    /// What time() gives from now on.
+    void setTime(uint32_t seconds);
+
+    /// Makes calls fail whose log entry begins with `call` (such as "fopen 1.csv", "calloc", "rm"): of
+    /// the ones from now on, `skip` pass, then `count` fail. Failing is what the call does on the
+    /// platform: null, ERROR with errno 0x3d0002, -1, a short fwrite. fgets and fscanf give nothing.
+    void fail(const std::string &call, int count = 1, int skip = 0);
+
+    static constexpr int kForever = 1 << 30;
+
+    /// Runs `hook` before every call whose log entry begins with `call`. A hook may make calls itself.
+    void onCall(const std::string &call, Hook hook);
+
+    /// The calls since the last reset or clearLog: name and what identifies the call, file names without
+    /// directory. Prints are not among them.
+    std::vector<std::string> calls() const;
+
+    /// Those that begin with one of the given words.
+    std::vector<std::string> calls(const std::vector<std::string> &names) const;
+
+    /// The messages printed: text without prefix and line end; bare prints marked with kBare.
+    std::vector<std::string> messages() const;
+
+    /// Each printf's output by itself.
+    std::vector<std::string> pieces() const;
+
+    /// Forgets calls and prints, nothing else.
+    void clearLog();
+
+    /// Blocks from calloc that have not been freed.
+    int liveBlocks() const;
+
+    /// Entry points of the probed calls.
+    bool enter(const std::string &call);
+    void addPiece(const std::string &piece);
+    uint32_t now() const;
+    void addBlock(const void *block, const std::string &name);
+    std::string removeBlock(const void *block);
+
+private:
+    struct Failure {
+        std::string call;
+        int skip;
+        int count;
+    };
+
+    bool consumeFailure(const std::string &call);
+
+    mutable std::recursive_mutex lock_;
+    std::vector<std::string> calls_;
+    std::vector<std::string> pieces_;
+    std::vector<Failure> failures_;
+    std::vector<std::pair<std::string, Hook>> hooks_;
+    std::map<const void *, std::string> blocks_;
+    uint32_t time_ = 1700000000;
+};
+
+}  // namespace probe
+
+#endif
