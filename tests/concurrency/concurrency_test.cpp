@@ -1,0 +1,302 @@
+// SPDX-License-Identifier: Apache-2.0
+// Tasks that meet. Each forced interleaving is built from a hook on a platform call, which runs in the
+// task that makes the call and so holds it at a known place, and from the port's settling, which tells
+// when every other task waits. The stress tests at the end force nothing: they are for the thread
+// sanitizer, and check what must hold whatever the order.
+#include <msgQLib.h>
+#include <posixPort.h>
+#include <semLib.h>
+#include <taskLib.h>
+#include <tickLib.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "registry/registry.h"
+#include "store/store_task.h"
+#include "support/module_test.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+/// The work of the task that spawnTask() makes.
+std::function<void()> *taskWork;
+
+int runTaskWork() {
+    (*taskWork)();
+    return 0;
+}
+
+/// Runs `work` in a task of the port, whose waiting the port knows about. One at a time.
+TASK_ID spawnTask(std::function<void()> *work) {
+    taskWork = work;
+    static char name[] = "tTest";
+    return taskSpawn(name, 100, 0, 65536, reinterpret_cast<FUNCPTR>(runTaskWork), 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                     0);
+}
+
+class ConcurrencyTest : public test::ModuleTest {
+protected:
+    /// Runs `action` once, at the first call from now on that begins with `call`.
+    static void onceAt(const std::string &call, std::function<void()> action) {
+        auto done = std::make_shared<std::atomic<bool>>(false);
+        test::platform().onCall(call, [done, action = std::move(action)](const std::string &) {
+            if (!done->exchange(true)) {
+                action();
+            }
+        });
+    }
+
+    static void announcePass() {
+        for (int i = 0; i < JORN_STORE_TICKS; ++i) {
+            tickAnnounce();
+        }
+    }
+};
+
+// While the store task is in the middle of a batch, a query in another task is started and runs until it
+// waits for the mutex.
+TEST_F(ConcurrencyTest, Query_DuringBatch_WaitsAndSeesTheWholeBatch) {
+    const int32_t handle = createAtRest(2);
+    std::atomic<int32_t> counted{-2};
+    std::function<void()> query = [&] { counted = JORN_CountRequireTotalNum(handle, test::everything()); };
+    std::atomic<int32_t> countedInBatch{0};
+    onceAt("fwrite", [&] {
+        spawnTask(&query);
+        // The store task itself is left out of its own settling: this returns when the query waits.
+        posixPortSettle();
+        countedInBatch = counted.load();
+    });
+    ASSERT_EQ(JORN_AddOneLog(handle, 1, 0, "a"), 0);
+    ASSERT_EQ(JORN_AddOneLog(handle, 1, 0, "b"), 0);
+    pass();
+    EXPECT_EQ(countedInBatch, -2) << "the query did not wait for the batch";
+    // The file is still open, its lines are in the stream's buffer: the count is of what is in the file.
+    EXPECT_EQ(counted, 1);
+    settle();
+    EXPECT_EQ(JORN_CountRequireTotalNum(handle, test::everything()), 3);
+}
+
+// While a query reads a file, the store task is given its ticks and runs until it waits for the mutex.
+TEST_F(ConcurrencyTest, Batch_DuringQuery_WaitsUntilTheQueryEnds) {
+    const int32_t handle = createAtRest(2);
+    ASSERT_EQ(JORN_AddOneLog(handle, 1, 0, "later"), 0);
+    std::vector<std::string> callsInQuery;
+    onceAt("fgets", [&] {
+        test::platform().clearLog();
+        pass();
+        callsInQuery = test::platform().calls();
+    });
+    EXPECT_EQ(JORN_CountRequireTotalNum(handle, test::everything()), 1);
+    EXPECT_THAT(callsInQuery, ElementsAre("msgQNumMsgs", "semTake -1"));
+    settle();
+    EXPECT_EQ(JORN_CountRequireTotalNum(handle, test::everything()), 2);
+}
+
+TEST_F(ConcurrencyTest, Submission_WhileAQueryHoldsTheMutex_DoesNotWait) {
+    const int32_t handle = createAtRest(2);
+    int32_t submitted = -2;
+    std::atomic<bool> isSubmitted{false};
+    onceAt("fgets", [&] {
+        std::thread producer([&] {
+            submitted = JORN_AddOneLog(handle, 1, 0, "meanwhile");
+            isSubmitted = true;
+        });
+        producer.join();
+    });
+    EXPECT_EQ(JORN_CountRequireTotalNum(handle, test::everything()), 1);
+    EXPECT_TRUE(isSubmitted);
+    EXPECT_EQ(submitted, 0);
+}
+
+// The idle pass has taken the stream out of the shared variable and is about to close it when its object
+// is destroyed.
+TEST_F(ConcurrencyTest, Destroy_WhileTheIdlePassCloses_ClosesTheFileOnce) {
+    test::TempDir other;
+    const int32_t keeper = JORN_Create(other.name(), 1, 2);
+    const int32_t handle = JORN_Create(dir_.name(), 1, 2);
+    ASSERT_GT(handle, keeper);
+    pass();
+    test::platform().clearLog();
+    int32_t destroyed = -2;
+    std::vector<std::string> closesByDestroy;
+    onceAt("fclose", [&] {
+        std::thread destroyer([&] { destroyed = JORN_Destroy(handle); });
+        destroyer.join();
+        closesByDestroy = test::platform().calls({"fclose", "free"});
+    });
+    pass();
+    EXPECT_EQ(destroyed, 0);
+    EXPECT_THAT(closesByDestroy, ElementsAre("fclose", "free info[2]", "free object"));
+    EXPECT_EQ(test::platform().calls({"fclose"}).size(), 1U);
+}
+
+// A destruction has taken the stream and is about to close it when the idle pass comes.
+TEST_F(ConcurrencyTest, IdlePass_WhileDestroyCloses_ClosesNothing) {
+    test::TempDir other;
+    ASSERT_GT(JORN_Create(other.name(), 1, 2), 0);
+    const int32_t handle = JORN_Create(dir_.name(), 1, 2);
+    pass();
+    test::platform().clearLog();
+    onceAt("fclose", [] { pass(); });
+    EXPECT_EQ(JORN_Destroy(handle), 0);
+    EXPECT_EQ(test::platform().calls({"fclose"}).size(), 1U);
+    EXPECT_EQ(dir_.read("0.csv"), "1700000000,3,0,Log start init!\n");
+}
+
+// A batch is under way, its file open, when its object is destroyed: the destruction has to wait.
+TEST_F(ConcurrencyTest, Destroy_DuringBatch_WaitsForItAndLosesNoLine) {
+    test::TempDir other;
+    ASSERT_GT(JORN_Create(other.name(), 1, 2), 0);
+    const int32_t handle = createAtRest(2);
+    std::atomic<int32_t> destroyed{-2};
+    std::function<void()> destroy = [&] { destroyed = JORN_Destroy(handle); };
+    onceAt("fwrite", [&] {
+        spawnTask(&destroy);
+        posixPortSettle();
+        EXPECT_EQ(destroyed, -2);
+    });
+    ASSERT_EQ(JORN_AddOneLog(handle, 1, 0, "a"), 0);
+    pass();
+    EXPECT_EQ(destroyed, 0);
+    EXPECT_EQ(dir_.read("0.csv"), "1700000000,3,0,Log start init!\n1700000000,1,0,a\n");
+}
+
+// A walk is held inside the list by a circle of two objects that it can leave only when the circle is
+// opened; meanwhile a destruction would have to wait.
+TEST_F(ConcurrencyTest, WaitForWalks_WalkUnderWay_ReturnsOnlyWhenItHasEnded) {
+    test::HandMadeObject first("/a", 2, 8, 1);
+    test::HandMadeObject second("/b", 2, 8, 2);
+    first->next = second.get();
+    second->next = first.get();
+    jorn_obj_ptr = first.get();
+
+    std::atomic<bool> isWalkOver{false};
+    std::thread walker([&] {
+        EXPECT_EQ(FindObj(3), nullptr);
+        isWalkOver = true;
+    });
+    // The first yields show that the wait has seen the walk; then the walk is let out.
+    std::atomic<int> yields{0};
+    test::platform().onCall("taskDelay 0", [&](const std::string &) {
+        EXPECT_FALSE(isWalkOver);
+        if (++yields == 3) {
+            __atomic_store_n(&second->next, nullptr, __ATOMIC_SEQ_CST);
+        }
+    });
+    while (yields < 3) {
+        jorn::waitForWalks();
+    }
+    walker.join();
+    EXPECT_TRUE(isWalkOver);
+    jorn_obj_ptr = nullptr;
+}
+
+/// Gives the store task its ticks until told to stop.
+class Ticker {
+public:
+    Ticker() : thread_([this] { run(); }) {}
+    ~Ticker() {
+        isOver_ = true;
+        thread_.join();
+    }
+    Ticker(const Ticker &) = delete;
+    Ticker &operator=(const Ticker &) = delete;
+
+private:
+    void run() {
+        while (!isOver_) {
+            tickAnnounce();
+            std::this_thread::yield();
+        }
+    }
+
+    std::atomic<bool> isOver_{false};
+    std::thread thread_;
+};
+
+/// Submits `count` items "<name><number>", each until the queue takes it.
+void produce(int32_t handle, const std::string &name, int count) {
+    for (int i = 0; i < count; ++i) {
+        const std::string text = name + std::to_string(i);
+        while (JORN_AddOneLog(handle, 1, 0, text.c_str()) != 0) {
+            std::this_thread::yield();
+        }
+    }
+}
+
+/// The numbers behind `name` in the lines of a file, in their order.
+std::vector<int> numbersOf(const std::string &name, const std::string &bytes) {
+    std::vector<int> numbers;
+    for (size_t at = bytes.find("," + name); at != bytes.npos; at = bytes.find("," + name, at + 1)) {
+        numbers.push_back(std::stoi(bytes.substr(at + 1 + name.size())));
+    }
+    return numbers;
+}
+
+// Four producers and a store task: what was accepted is stored, once, each producer's items in order.
+TEST_F(ConcurrencyTest, ManyProducers_AcceptedItems_AreStoredOnceAndInOrder) {
+    const int32_t handle = createAtRest(2);
+    jorn_SetDebugPrintLevel(0);
+    constexpr int kItems = 900;
+    const std::vector<std::string> names = {"a", "b", "c", "d"};
+    {
+        const Ticker ticker;
+        std::vector<std::thread> producers;
+        for (const std::string &name : names) {
+            producers.emplace_back([&name, handle] { produce(handle, name, kItems); });
+        }
+        for (std::thread &producer : producers) {
+            producer.join();
+        }
+    }
+    settle();
+    const std::string bytes = dir_.read("0.csv");
+    for (const std::string &name : names) {
+        const std::vector<int> numbers = numbersOf(name, bytes);
+        ASSERT_EQ(numbers.size(), static_cast<size_t>(kItems)) << name;
+        for (int i = 0; i < kItems; ++i) {
+            ASSERT_EQ(numbers[static_cast<size_t>(i)], i) << name;
+        }
+    }
+}
+
+// Objects come and go while a producer and a reader use another one. Every walk of theirs passes the
+// objects that are being destroyed.
+TEST_F(ConcurrencyTest, OtherObjects_CreatedAndDestroyed_DisturbNeitherProducerNorReader) {
+    const int32_t handle = createAtRest(2);
+    jorn_SetDebugPrintLevel(0);
+    constexpr int kItems = 1500;
+    constexpr int kObjects = 60;
+    test::TempDir other;
+    {
+        const Ticker ticker;
+        std::atomic<bool> isProduced{false};
+        std::thread producer([&] {
+            produce(handle, "x", kItems);
+            isProduced = true;
+        });
+        std::thread reader([&] {
+            JORN_LOG_PAGE page;
+            while (!isProduced) {
+                EXPECT_GE(JORN_CountRequireTotalNum(handle, test::everything()), 0);
+                EXPECT_GT(JORN_GetRequireLog(handle, test::everything(), &page), 0);
+            }
+        });
+        for (int i = 0; i < kObjects || !isProduced; ++i) {
+            const int32_t another = JORN_Create(other.name(), 1, 2);
+            ASSERT_GT(another, handle);
+            ASSERT_EQ(JORN_Destroy(another), 0);
+        }
+        producer.join();
+        reader.join();
+    }
+    settle();
+    EXPECT_EQ(numbersOf("x", dir_.read("0.csv")).size(), static_cast<size_t>(kItems));
+}
+
+}  // namespace
