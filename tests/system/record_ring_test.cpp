@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: Apache-2.0
+// `jorn record` and the ring: rotation, size, what a restart with another size keeps.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+#include "tool_run.h"
+
+namespace test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+/// Items of a full file.
+constexpr int kFull = 5000;
+
+class RecordRingTest : public ToolTest {
+protected:
+    Outcome record(const std::string &input, std::vector<std::string> options = {}) const {
+        options.insert(options.begin(), {"record", "log"});
+        return jorn(options, {input, "", {}, {}});
+    }
+
+    static std::string fileName(int position) { return "log/" + std::to_string(position) + ".csv"; }
+
+    /// All texts of the files at these positions, one after the other, but for the store's own.
+    std::vector<std::string> textsOf(const std::vector<int> &positions) const {
+        std::vector<std::string> all;
+        for (const int position : positions) {
+            for (const std::string &text : textsIn(fileName(position))) {
+                if (text != "Log start init!") {
+                    all.push_back(text);
+                }
+            }
+        }
+        return all;
+    }
+
+    static std::vector<std::string> numbered(const std::string &prefix, int first, int last) {
+        std::vector<std::string> texts;
+        for (int number = first; number <= last; ++number) {
+            texts.push_back(numberedText(prefix, number));
+        }
+        return texts;
+    }
+
+    /// Texts of all pages of `show`, oldest first.
+    std::vector<std::string> shownOldestFirst(int pages) const {
+        std::vector<std::string> all;
+        for (int page = 1; page <= pages; ++page) {
+            const auto texts = shownTexts(jorn({"show", "log", "--page", std::to_string(page)}).out);
+            all.insert(all.end(), texts.begin(), texts.end());
+        }
+        std::reverse(all.begin(), all.end());
+        return all;
+    }
+
+    /// A directory written by hand, one item in each file, whose text is the file's first position.
+    void makeRing(const std::vector<int> &files, const std::string &index) const {
+        makeDirectory("log");
+        write("log/index.csv", "version:1\n" + index + "\n");
+        for (const int position : files) {
+            write(fileName(position), dataLine(1700000000, 1, 0, "of " + std::to_string(position)));
+        }
+    }
+};
+
+TEST_F(RecordRingTest, Record_12000LinesInto2Files_KeepsTheNewest) {
+    ASSERT_EQ(record(numberedLines("line", 12000), {"-n", "2"}).status, 0);
+    EXPECT_EQ(read("log/index.csv"), "version:1\n1,0\n");
+    EXPECT_EQ(textsOf({1, 0}), numbered("line", kFull, 12000));
+    EXPECT_FALSE(exists("log/2.csv"));
+    EXPECT_FALSE(exists("log/index.bak"));
+}
+
+TEST_F(RecordRingTest, Record_123456LinesIntoLargeRing_LosesNone) {
+    constexpr int kLines = 123456;
+    ASSERT_EQ(record(numberedLines("line", kLines), {"-n", "30"}).status, 0);
+    std::vector<int> positions;
+    for (int position = 0; position <= kLines / kFull; ++position) {
+        positions.push_back(position);
+    }
+    EXPECT_EQ(textsOf(positions), numbered("line", 1, kLines));
+    EXPECT_EQ(read("log/index.csv"), "version:1\n0,24\n");
+}
+
+TEST_F(RecordRingTest, Show_PagesOfARotatedRing_AreThoseOfTheInput) {
+    constexpr int kLines = 60000;
+    ASSERT_EQ(record(numberedLines("line", kLines), {"-n", "4"}).status, 0);
+    // The first item makes it 60,001; twelve full files and one item, of which the last four are kept.
+    constexpr int kKept = 3 * kFull + 1;
+    const auto page = [&](int number) {
+        const Outcome run = jorn({"show", "log", "--page", std::to_string(number)});
+        EXPECT_EQ(run.err, "page " + std::to_string(number) + " of 751 (15001 items)\n");
+        auto texts = shownTexts(run.out);
+        std::reverse(texts.begin(), texts.end());
+        return texts;
+    };
+    EXPECT_EQ(page(1), numbered("line", kLines - 19, kLines));
+    // The newest file holds one item: pages 1 and 251 lie over the seam of two files.
+    EXPECT_EQ(page(250), numbered("line", kLines - 4999, kLines - 4980));
+    EXPECT_EQ(page(251), numbered("line", kLines - 5019, kLines - 5000));
+    EXPECT_EQ(page(376), numbered("line", kLines - 7519, kLines - 7500));
+    EXPECT_EQ(page(751), numbered("line", kLines - kKept + 1, kLines - kKept + 1));
+}
+
+TEST_F(RecordRingTest, Show_EveryPageOfSmallPages_GivesEveryItemOnce) {
+    ASSERT_EQ(record(numberedLines("line", 130), {"-n", "2"}).status, 0);
+    EXPECT_EQ(shownOldestFirst(7), numbered("line", 1, 130));
+}
+
+TEST_F(RecordRingTest, Record_NoFilesOption_KeepsSizeOfRingThatCameRound) {
+    ASSERT_EQ(record(numberedLines("a", 3 * kFull), {"-n", "3"}).status, 0);
+    ASSERT_EQ(record(numberedLines("b", kFull)).status, 0);
+    EXPECT_FALSE(exists("log/3.csv"));
+    EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
+    EXPECT_EQ(textsOf({1}).back(), numberedText("b", kFull));
+}
+
+TEST_F(RecordRingTest, Record_NoFilesOption_AdoptsRingLargerThanDefault) {
+    makeRing({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, "0,11");
+    ASSERT_EQ(record("x\n").status, 0);
+    EXPECT_THAT(textsOf({0}), ElementsAre("of 0"));
+    EXPECT_THAT(textsOf({11}), ElementsAre("of 11", "x"));
+}
+
+TEST_F(RecordRingTest, Record_SmallerRing_RefusedAndNothingChanged) {
+    makeRing({0, 1, 2, 3, 4, 5}, "0,5");
+    const std::string before = stateOf(path("log"));
+    const Outcome run = record("x\n", {"-n", "5"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.err, HasSubstr("--files 5"));
+    EXPECT_THAT(run.err, HasSubstr("--shrink"));
+    EXPECT_EQ(stateOf(path("log")), before);
+}
+
+TEST_F(RecordRingTest, RecordShrink_SmallerRing_KeepsTheNewest) {
+    makeRing({0, 1, 2, 3, 4, 5}, "0,5");
+    ASSERT_EQ(record("x\n", {"-n", "3", "--shrink"}).status, 0);
+    EXPECT_EQ(textsOf({0, 1, 2}), (std::vector<std::string>{"of 3", "of 4", "of 5", "x"}));
+    EXPECT_FALSE(exists("log/3.csv"));
+    EXPECT_EQ(read("log/index.csv"), "version:1\n0,2\n");
+}
+
+/// The store's own start-up would rename 2.csv onto 3.csv and 3.csv onto 4.csv here, oldest first.
+TEST_F(RecordRingTest, Record_RingThatCameRoundGrowsByOne_KeepsEveryFile) {
+    makeRing({0, 1, 2, 3, 4}, "2,1");
+    ASSERT_EQ(record("x\n", {"-n", "6"}).status, 0);
+    EXPECT_EQ(textsOf({3, 4, 5, 0, 1}),
+              (std::vector<std::string>{"of 2", "of 3", "of 4", "of 0", "of 1", "x"}));
+    EXPECT_EQ(read("log/index.csv"), "version:1\n3,1\n");
+    EXPECT_EQ(shownOldestFirst(1), (std::vector<std::string>{"of 2", "of 3", "of 4", "of 0", "of 1", "x"}));
+}
+
+TEST_F(RecordRingTest, Record_RingThatCameRoundGrowsByMuch_KeepsEveryFile) {
+    makeRing({0, 1, 2}, "2,1");
+    ASSERT_EQ(record("x\n", {"-n", "90"}).status, 0);
+    EXPECT_EQ(shownOldestFirst(1), (std::vector<std::string>{"of 2", "of 0", "of 1", "x"}));
+    EXPECT_TRUE(exists("log/89.csv"));
+}
+
+TEST_F(RecordRingTest, Record_GapInRing_KeepsEveryFile) {
+    makeRing({0, 1, 2, 4, 5}, "0,5");
+    ASSERT_EQ(record("x\n").status, 0);
+    EXPECT_EQ(textsOf({1, 2, 3, 4, 5}),
+              (std::vector<std::string>{"of 0", "of 1", "of 2", "of 4", "of 5", "x"}));
+    EXPECT_EQ(read("log/index.csv"), "version:1\n1,5\n");
+}
+
+TEST_F(RecordRingTest, Record_IndexMissing_WarnsAndStartsOver) {
+    makeRing({0, 1}, "0,1");
+    write("log/index.csv", "");
+    const Outcome run = record("x\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.err, HasSubstr("warning: log: the index is missing or damaged"));
+    EXPECT_THAT(textsOf({0}), ElementsAre("of 0", "x"));
+}
+
+TEST_F(RecordRingTest, Record_BackupIndexOnly_GoesOnWhereItTells) {
+    makeRing({0, 1}, "0,1");
+    write("log/index.bak", "version:1\n0,1\n");
+    ASSERT_EQ(::remove(path("log/index.csv").c_str()), 0);
+    ASSERT_EQ(record("x\n").status, 0);
+    EXPECT_THAT(textsOf({1}), ElementsAre("of 1", "x"));
+    EXPECT_FALSE(exists("log/index.bak"));
+}
+
+}  // namespace
+}  // namespace test

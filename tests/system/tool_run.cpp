@@ -1,0 +1,289 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tool_run.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/inotify.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+namespace test {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string readAll(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_TRUE(file.is_open()) << path;
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// A new empty file outside the directory that a test looks at.
+std::string scratchFile() {
+    char name[] = "/tmp/jorn-test-io-XXXXXX";
+    const int fd = mkstemp(name);
+    EXPECT_GE(fd, 0);
+    close(fd);
+    return name;
+}
+
+std::string takeScratch(const std::string &path) {
+    std::string content = readAll(path);
+    fs::remove(path);
+    return content;
+}
+
+void redirect(int target, const std::string &path, int flags) {
+    const int fd = open(path.c_str(), flags);
+    if (fd < 0 || dup2(fd, target) < 0) {
+        _exit(126);
+    }
+    close(fd);
+}
+
+[[noreturn]] void execute(const std::vector<std::string> &arguments) {
+    std::vector<char *> argv;
+    std::string program = JORN_TOOL_PATH;
+    argv.push_back(program.data());
+    std::vector<std::string> copies = arguments;
+    for (std::string &argument : copies) {
+        argv.push_back(argument.data());
+    }
+    argv.push_back(nullptr);
+    execv(program.c_str(), argv.data());
+    _exit(127);
+}
+
+void applySetting(const Setting &setting) {
+    for (const auto &[name, value] : setting.variables) {
+        setenv(name.c_str(), value.c_str(), 1);
+    }
+    if (setting.fileSizeLimit) {
+        const rlimit limit = {*setting.fileSizeLimit, *setting.fileSizeLimit};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+}
+
+int exitStatus(pid_t process) {
+    int status = 0;
+    EXPECT_EQ(waitpid(process, &status, 0), process);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+}  // namespace
+
+RunningTool::RunningTool(const std::string &workDirectory, const std::vector<std::string> &arguments,
+                         const std::string &stdinPath)
+    : outPath_(scratchFile()), errPath_(scratchFile()) {
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    process_ = fork();
+    if (process_ == 0) {
+        dup2(ends[0], STDIN_FILENO);
+        if (!stdinPath.empty()) {
+            redirect(STDIN_FILENO, stdinPath, O_RDONLY);
+        }
+        redirect(STDOUT_FILENO, outPath_, O_WRONLY);
+        redirect(STDERR_FILENO, errPath_, O_WRONLY);
+        if (chdir(workDirectory.c_str()) != 0) {
+            _exit(126);
+        }
+        execute(arguments);
+    }
+    close(ends[0]);
+    input_ = ends[1];
+}
+
+RunningTool::~RunningTool() {
+    endInput();
+    if (process_ > 0) {
+        kill(process_, SIGKILL);
+        waitpid(process_, nullptr, 0);
+    }
+}
+
+void RunningTool::feed(const std::string &bytes) {
+    size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t written = ::write(input_, bytes.data() + done, bytes.size() - done);
+        ASSERT_GT(written, 0);
+        done += static_cast<size_t>(written);
+    }
+}
+
+void RunningTool::endInput() {
+    if (input_ >= 0) {
+        close(input_);
+        input_ = -1;
+    }
+}
+
+void RunningTool::signal(int number) const { ASSERT_EQ(kill(process_, number), 0); }
+
+void RunningTool::halt() const {
+    signal(SIGSTOP);
+    int status = 0;
+    ASSERT_EQ(waitpid(process_, &status, WUNTRACED), process_);
+    ASSERT_TRUE(WIFSTOPPED(status));
+}
+
+Outcome RunningTool::wait() {
+    Outcome run;
+    run.status = exitStatus(process_);
+    process_ = -1;
+    run.out = takeScratch(outPath_);
+    run.err = takeScratch(errPath_);
+    return run;
+}
+
+CloseWatch::CloseWatch(const std::string &directory) : watch_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+    EXPECT_GE(inotify_add_watch(watch_, directory.c_str(), IN_CLOSE_WRITE), 0);
+}
+
+CloseWatch::~CloseWatch() { close(watch_); }
+
+void CloseWatch::waitUntil(const std::function<bool()> &holds) {
+    constexpr int kMinute = 60000;
+    while (!holds()) {
+        pollfd closed = {watch_, POLLIN, 0};
+        ASSERT_EQ(poll(&closed, 1, kMinute), 1) << "nothing was written";
+        char events[4096];
+        ASSERT_GT(::read(watch_, events, sizeof events), 0);
+    }
+}
+
+ToolTest::ToolTest() {
+    char name[] = "/tmp/jorn-test-XXXXXX";
+    EXPECT_NE(mkdtemp(name), nullptr);
+    root_ = name;
+    // A test that feeds a tool which has given up must see that as an error.
+    ::signal(SIGPIPE, SIG_IGN);
+}
+
+ToolTest::~ToolTest() {
+    std::error_code ignored;
+    fs::remove_all(root_, ignored);
+}
+
+Outcome ToolTest::jorn(const std::vector<std::string> &arguments, const Setting &setting) const {
+    const std::string inPath = scratchFile();
+    const std::string outPath = scratchFile();
+    const std::string errPath = scratchFile();
+    std::ofstream(inPath, std::ios::binary) << setting.input;
+    const pid_t process = fork();
+    if (process == 0) {
+        redirect(STDIN_FILENO, inPath, O_RDONLY);
+        redirect(STDOUT_FILENO, outPath, O_WRONLY);
+        redirect(STDERR_FILENO, errPath, O_WRONLY);
+        if (chdir((setting.directory.empty() ? root_ : setting.directory).c_str()) != 0) {
+            _exit(126);
+        }
+        ::signal(SIGPIPE, SIG_DFL);
+        applySetting(setting);
+        execute(arguments);
+    }
+    Outcome run;
+    run.status = exitStatus(process);
+    run.out = takeScratch(outPath);
+    run.err = takeScratch(errPath);
+    fs::remove(inPath);
+    return run;
+}
+
+void ToolTest::makeDirectory(const std::string &name) const { fs::create_directories(path(name)); }
+
+void ToolTest::write(const std::string &name, const std::string &bytes) const {
+    std::ofstream file(path(name), std::ios::binary);
+    file << bytes;
+    ASSERT_TRUE(file.flush().good()) << name;
+}
+
+std::string ToolTest::read(const std::string &name) const { return readAll(path(name)); }
+
+bool ToolTest::exists(const std::string &name) const { return fs::exists(path(name)); }
+
+std::vector<std::string> ToolTest::textsIn(const std::string &name) const {
+    std::vector<std::string> texts;
+    for (const std::string &line : linesOf(read(name))) {
+        size_t start = 0;
+        for (int field = 0; field < 3; ++field) {
+            start = line.find(',', start) + 1;
+        }
+        texts.push_back(line.substr(start));
+    }
+    return texts;
+}
+
+std::string numberedText(const std::string &prefix, int number) {
+    char digits[16];
+    snprintf(digits, sizeof digits, "%07d", number);
+    return prefix + digits;
+}
+
+std::string numberedLines(const std::string &prefix, int count) {
+    std::string lines;
+    for (int number = 1; number <= count; ++number) {
+        lines += numberedText(prefix, number) + "\n";
+    }
+    return lines;
+}
+
+std::string dataLine(uint32_t time, int level, int slot, const std::string &text) {
+    return std::to_string(time) + "," + std::to_string(level) + "," + std::to_string(slot) + "," + text +
+           "\n";
+}
+
+std::vector<std::string> linesOf(const std::string &text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::vector<std::string> shownTexts(const std::string &out) {
+    std::vector<std::string> texts;
+    for (const std::string &line : linesOf(out)) {
+        size_t start = 0;
+        for (int field = 0; field < 4; ++field) {
+            start = line.find(' ', start) + 1;
+        }
+        texts.push_back(line.substr(start));
+    }
+    return texts;
+}
+
+std::string stateOf(const std::string &directory) {
+    std::vector<std::string> names = {directory};
+    for (const auto &entry : fs::directory_iterator(directory)) {
+        names.push_back(entry.path().string());
+    }
+    std::sort(names.begin(), names.end());
+    std::ostringstream state;
+    for (const std::string &name : names) {
+        struct stat status = {};
+        EXPECT_EQ(lstat(name.c_str(), &status), 0);
+        state << name << ' ' << status.st_ino << ' ' << status.st_mode << ' ' << status.st_size << ' '
+              << status.st_mtim.tv_sec << '.' << status.st_mtim.tv_nsec << ' ' << status.st_ctim.tv_sec << '.'
+              << status.st_ctim.tv_nsec << '\n';
+        if (S_ISREG(status.st_mode)) {
+            state << readAll(name) << '\n';
+        }
+    }
+    return state.str();
+}
+
+}  // namespace test

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: Apache-2.0
+// Runs the command-line tool as a user does, each test in a directory of its own.
+#ifndef JORN_TESTS_SYSTEM_TOOL_RUN_H
+#define JORN_TESTS_SYSTEM_TOOL_RUN_H
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace test {
+
+/// What a run left.
+struct Outcome {
+    int status = -1;  ///< Exit code; 128 and the signal's number when a signal ended it.
+    std::string out;
+    std::string err;
+};
+
+/// What a run is given besides its arguments.
+struct Setting {
+    std::string input;                                           ///< Standard input, as a file.
+    std::string directory;                                       ///< Working directory, the test's if empty.
+    std::vector<std::pair<std::string, std::string>> variables;  ///< Added to the environment.
+    std::optional<uint64_t> fileSizeLimit;                       ///< RLIMIT_FSIZE.
+};
+
+/// The tool while it runs, fed through a pipe.
+class RunningTool {
+public:
+    /// With `stdinPath`, that is standard input instead of the pipe.
+    RunningTool(const std::string &workDirectory, const std::vector<std::string> &arguments,
+                const std::string &stdinPath = "");
+    ~RunningTool();
+    RunningTool(const RunningTool &) = delete;
+    RunningTool &operator=(const RunningTool &) = delete;
+
+    void feed(const std::string &bytes);
+    void endInput();
+    void signal(int number) const;
+    /// Stops the process, so that what happens until resume() meets it all at once.
+    void halt() const;
+    void resume() const { signal(SIGCONT); }
+    Outcome wait();
+
+private:
+    pid_t process_ = -1;
+    int input_ = -1;
+    std::string outPath_;
+    std::string errPath_;
+};
+
+/// Watches a directory for files that are closed after writing.
+class CloseWatch {
+public:
+    explicit CloseWatch(const std::string &directory);
+    ~CloseWatch();
+    CloseWatch(const CloseWatch &) = delete;
+    CloseWatch &operator=(const CloseWatch &) = delete;
+
+    /// Returns when the condition holds, which is tested at the beginning and after every closing. Fails
+    /// the test when nothing is closed for a minute.
+    void waitUntil(const std::function<bool()> &holds);
+
+private:
+    int watch_ = -1;
+};
+
+class ToolTest : public ::testing::Test {
+protected:
+    ToolTest();
+    ~ToolTest() override;
+
+    Outcome jorn(const std::vector<std::string> &arguments, const Setting &setting = {}) const;
+
+    /// A path below the test's directory.
+    std::string path(const std::string &name) const { return root_ + "/" + name; }
+    void makeDirectory(const std::string &name) const;
+    void write(const std::string &name, const std::string &bytes) const;
+    std::string read(const std::string &name) const;
+    bool exists(const std::string &name) const;
+
+    /// The texts in a data file, in its order.
+    std::vector<std::string> textsIn(const std::string &name) const;
+
+    std::string root_;
+};
+
+/// "prefix1\n" to "prefixN\n", numbers padded with zeros to one width.
+std::string numberedLines(const std::string &prefix, int count);
+std::string numberedText(const std::string &prefix, int number);
+
+/// One line of a data file.
+std::string dataLine(uint32_t time, int level, int slot, const std::string &text);
+
+/// The texts in what `show` printed, newest first.
+std::vector<std::string> shownTexts(const std::string &out);
+
+std::vector<std::string> linesOf(const std::string &text);
+
+/// Name, type, size, times and content of a directory and all that is in it, to be compared.
+std::string stateOf(const std::string &directory);
+
+}  // namespace test
+
+#endif

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+// Texts are untrusted: what a terminal could take for a command is shown as \xNN.
+#ifndef JORN_TOOLS_ESCAPE_H
+#define JORN_TOOLS_ESCAPE_H
+
+#include <string>
+#include <string_view>
+
+namespace tool {
+
+/// The text with each byte as \xNN that belongs to a control character (C0, DEL, C1), to a character that
+/// turns the writing direction, or to no valid UTF-8 character. All else passes.
+std::string escaped(std::string_view text);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+// Exit codes, and how a part of the tool gives up.
+#ifndef JORN_TOOLS_FAILURE_H
+#define JORN_TOOLS_FAILURE_H
+
+#include <stdexcept>
+#include <string>
+
+namespace tool {
+
+inline constexpr int kExitDone = 0;
+inline constexpr int kExitUsage = 2;
+inline constexpr int kExitInputOutput = 4;
+
+/// Ends a command with a message for the user and an exit code.
+class Failure : public std::runtime_error {
+public:
+    explicit Failure(const std::string &message, int exitCode = kExitInputOutput)
+        : std::runtime_error(message), exitCode_(exitCode) {}
+
+    int exitCode() const { return exitCode_; }
+
+private:
+    int exitCode_;
+};
+
+/// A failure of an operation on something named, with the system's reason: "name: reason".
+Failure systemFailure(const std::string &name, int error);
+
+/// Prints "jorn: message" on standard error.
+void printMessage(const char *message) noexcept;
+inline void printMessage(const std::string &message) { printMessage(message.c_str()); }
+
+}  // namespace tool
+
+#endif

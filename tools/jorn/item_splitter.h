@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+// Cuts a stream of bytes into lines, and lines into texts that fit an item.
+#ifndef JORN_TOOLS_ITEM_SPLITTER_H
+#define JORN_TOOLS_ITEM_SPLITTER_H
+
+#include <stdint.h>
+
+#include <array>
+#include <functional>
+#include <string_view>
+
+#include "module_limits.h"
+
+namespace tool {
+
+/// Memory does not grow with the length of a line. A line ends with a line feed, or a carriage return and
+/// a line feed. A NUL becomes a blank, for it would end the text.
+class ItemSplitter {
+public:
+    /// What becomes of a line that is longer than a text.
+    enum class LongLine { Cut, Split };
+
+    /// Is given each text, at most 198 bytes and a NUL behind them.
+    using Sink = std::function<void(const char *text)>;
+
+    ItemSplitter(LongLine longLine, Sink sink);
+
+    void feed(std::string_view block);
+
+    /// Ends a last line that has no line feed.
+    void finish();
+
+    uint64_t cutLines() const { return cutLines_; }
+
+private:
+    void takeByte(char byte);
+    void put(char byte);
+    void putPendingReturn();
+    void emit();
+    void endLine();
+
+    const LongLine longLine_;
+    const Sink sink_;
+    std::array<char, jorn::kTextMax + 1> text_{};
+    size_t size_ = 0;
+    bool isLineBegun_ = false;
+    bool isReturnPending_ = false;  ///< A carriage return came last; it may belong to the line end.
+    bool isCut_ = false;
+    uint64_t cutLines_ = 0;
+};
+
+}  // namespace tool
+
+#endif

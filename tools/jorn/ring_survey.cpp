@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ring_survey.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <inttypes.h>
+#include <stdio.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+
+#include "failure.h"
+#include "module_limits.h"
+
+namespace tool {
+namespace {
+
+struct FileCloser {
+    void operator()(FILE *file) const { fclose(file); }
+};
+using File = std::unique_ptr<FILE, FileCloser>;
+
+/// Opens a regular file of the directory; nothing when there is none.
+Descriptor openRegular(const StoreDirectory &directory, const std::string &name) {
+    // Not to wait for a writer, should a pipe bear that name.
+    Descriptor file(openat(directory.descriptor(), name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!file.isOpen()) {
+        if (errno == ENOENT) {
+            return file;
+        }
+        throw systemFailure(directory.pathOf(name), errno);
+    }
+    struct stat status;
+    if (fstat(file.get(), &status) < 0) {
+        throw systemFailure(directory.pathOf(name), errno);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw Failure(directory.pathOf(name) + ": not a regular file");
+    }
+    return file;
+}
+
+File openIndexFile(const StoreDirectory &directory) {
+    Descriptor file = openRegular(directory, "index.csv");
+    if (!file.isOpen()) {
+        file = openRegular(directory, "index.bak");
+    }
+    return File(file.isOpen() ? fdopen(dup(file.get()), "r") : nullptr);
+}
+
+/// Any number that a line may hold, brought into 32 bits.
+int32_t saturated(int64_t number) {
+    return static_cast<int32_t>(std::clamp<int64_t>(number, INT32_MIN, INT32_MAX));
+}
+
+/// As the store reads it: blanks between the parts do not matter, and a missing second number is 0.
+std::optional<IndexPositions> parseIndex(FILE *index) {
+    int64_t version = 0;
+    int64_t oldest = 0;
+    int64_t latest = 0;
+    if (fscanf(index, "version:%" SCNd64 "\n", &version) < 1 || version != jorn::kIndexVersion) {
+        return std::nullopt;
+    }
+    if (fscanf(index, "%" SCNd64 ",%" SCNd64, &oldest, &latest) < 1) {
+        return std::nullopt;
+    }
+    if (oldest >= jorn::kCsvNumMax || latest >= jorn::kCsvNumMax) {
+        return std::nullopt;
+    }
+    return IndexPositions{saturated(oldest), saturated(latest)};
+}
+
+bool isPresentIn(int32_t position, const void *survey) {
+    return static_cast<const RingSurvey *>(survey)->isPresent[static_cast<size_t>(position)];
+}
+
+}  // namespace
+
+std::optional<IndexPositions> readIndex(const StoreDirectory &directory) {
+    const File index = openIndexFile(directory);
+    return index ? parseIndex(index.get()) : std::nullopt;
+}
+
+int RingSurvey::highestFile() const {
+    const auto highest = std::find(isPresent.rbegin(), isPresent.rend(), true);
+    return static_cast<int>(isPresent.rend() - highest) - 1;
+}
+
+int RingSurvey::smallestRing() const {
+    const IndexPositions named = positions();
+    return std::max({jorn::kCsvNumMin, highestFile() + 1, named.oldest + 1, named.latest + 1});
+}
+
+jorn::TidyingPlan RingSurvey::planFor(int ringSize) const {
+    const IndexPositions named = positions();
+    jorn::TidyingPlan plan;
+    jorn::planTidying({named.oldest, named.latest, ringSize}, isPresentIn, this, &plan);
+    return plan;
+}
+
+bool operator==(const RingSurvey &a, const RingSurvey &b) {
+    return a.index == b.index && a.isPresent == b.isPresent;
+}
+
+RingSurvey surveyRing(const StoreDirectory &directory) {
+    RingSurvey survey;
+    survey.index = readIndex(directory);
+    for (size_t position = 0; position < survey.isPresent.size(); ++position) {
+        survey.isPresent[position] =
+            openRegular(directory, dataFileName(static_cast<int>(position))).isOpen();
+    }
+    return survey;
+}
+
+}  // namespace tool

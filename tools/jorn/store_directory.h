@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+// An opened directory of a log object. The module knows it by the short name of its descriptor, so that
+// the user's path may have any length and form.
+#ifndef JORN_TOOLS_STORE_DIRECTORY_H
+#define JORN_TOOLS_STORE_DIRECTORY_H
+
+#include <string>
+
+#include "descriptor.h"
+
+namespace tool {
+
+class StoreDirectory {
+public:
+    /// Opens a directory to read from. Throws Failure.
+    static StoreDirectory openForReading(const std::string &path);
+
+    /// Opens a directory to record into, making its last level when it is missing, and keeps every other
+    /// recorder out of it until this one is closed. Throws Failure.
+    static StoreDirectory openForRecording(const std::string &path);
+
+    /// "/proc/self/fd/N": at most 24 characters.
+    const std::string &shortName() const { return shortName_; }
+
+    /// The path as the user gave it, and that of a file in it, for messages.
+    const std::string &path() const { return path_; }
+    std::string pathOf(const std::string &fileName) const { return path_ + "/" + fileName; }
+
+    int descriptor() const { return directory_.get(); }
+
+private:
+    StoreDirectory(const std::string &path, int flags);
+
+    std::string path_;
+    Descriptor directory_;
+    std::string shortName_;
+};
+
+/// The name by which this process reaches what a descriptor stands for.
+std::string descriptorName(int fd);
+
+/// "3.csv".
+std::string dataFileName(int position);
+
+}  // namespace tool
+
+#endif
