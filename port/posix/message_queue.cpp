@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <errno.h>
+#include <limits.h>
+#include <memLib.h>
+#include <msgQLib.h>
+#include <posixPort.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "kernel.h"
+#include "pool.h"
+
+namespace port {
+
+namespace {
+
+/// A ring of slots, in one block: first the lengths of all slots, then their bytes. Senders wait only while
+/// all slots are in use, receivers only while none is, so never both.
+struct MessageQueue {
+    size_t slots = 0;
+    size_t slotSize = 0;
+    size_t first = 0;  ///< slot of the first message
+    size_t count = 0;
+    UINT *lengths = nullptr;
+    char *bytes = nullptr;
+    WaitQueue senders;
+    WaitQueue receivers;
+};
+
+Pool<MessageQueue, uintptr_t, 3> queues;
+
+uintptr_t numberOf(MSG_Q_ID id) { return reinterpret_cast<uintptr_t>(id); }
+
+MessageQueue *find(MSG_Q_ID id) { return queues.find(numberOf(id)); }
+
+/// A null pointer, which an empty message may have, is nothing to copy from or to.
+void copyBytes(char *destination, const char *source, UINT bytes) {
+    if (bytes > 0) {
+        memcpy(destination, source, bytes);
+    }
+}
+
+/// Puts a message into a free slot.
+void put(MessageQueue &queue, const char *message, UINT bytes, bool urgent) {
+    size_t slot = (queue.first + queue.count) % queue.slots;
+    if (urgent) {
+        slot = (queue.first + queue.slots - 1) % queue.slots;
+        queue.first = slot;
+    }
+    ++queue.count;
+    queue.lengths[slot] = bytes;
+    copyBytes(queue.bytes + slot * queue.slotSize, message, bytes);
+}
+
+/// Takes the first message out into a buffer and returns how much of it fitted.
+UINT get(MessageQueue &queue, char *buffer, UINT size) {
+    const UINT bytes = std::min(queue.lengths[queue.first], size);
+    copyBytes(buffer, queue.bytes + queue.first * queue.slotSize, bytes);
+    queue.first = (queue.first + 1) % queue.slots;
+    --queue.count;
+    return bytes;
+}
+
+/// Hands a message to a waiting receiver.
+void handOver(Task &receiver, const char *message, UINT bytes) {
+    receiver.bytes = std::min(receiver.bytes, bytes);
+    copyBytes(receiver.incoming, message, receiver.bytes);
+    wake(receiver, 0);
+}
+
+/// Fills the slot that came free with the message of the first waiting sender.
+void admitSender(MessageQueue &queue) {
+    if (Task *const sender = queue.senders.first()) {
+        put(queue, sender->outgoing, sender->bytes, sender->urgent);
+        wake(*sender, 0);
+    }
+}
+
+int checkShape(int maxMsgs, int maxMsgLength, int options) {
+    if (options != MSG_Q_FIFO && options != MSG_Q_PRIORITY) {
+        return S_msgQLib_INVALID_QUEUE_TYPE;
+    }
+    if (maxMsgLength < 0) {
+        return S_msgQLib_INVALID_MSG_LENGTH;
+    }
+    return maxMsgs < 1 ? EINVAL : 0;
+}
+
+/// Allocates all memory that a queue ever needs; false when there is not so much.
+bool allocateSlots(MessageQueue &queue) {
+    const size_t slotCost = sizeof(UINT) + queue.slotSize;
+    if (queue.slots > PTRDIFF_MAX / slotCost) {
+        return false;
+    }
+    queue.lengths = static_cast<UINT *>(malloc(queue.slots * slotCost));
+    if (queue.lengths == nullptr) {
+        return false;
+    }
+    queue.bytes = reinterpret_cast<char *>(queue.lengths + queue.slots);
+    return true;
+}
+
+int create(int maxMsgs, int maxMsgLength, int options, MSG_Q_ID *id) {
+    const int refusal = checkShape(maxMsgs, maxMsgLength, options);
+    if (refusal != 0) {
+        return refusal;
+    }
+    MessageQueue queue;
+    queue.slots = static_cast<size_t>(maxMsgs);
+    queue.slotSize = static_cast<size_t>(maxMsgLength);
+    queue.senders = queue.receivers = WaitQueue(options == MSG_Q_PRIORITY);
+    if (!allocateSlots(queue)) {
+        return S_memLib_NOT_ENOUGH_MEMORY;
+    }
+    const Lock lock;
+    uintptr_t number = 0;
+    MessageQueue *const place = queues.take(&number);
+    if (place == nullptr) {
+        free(queue.lengths);
+        return S_memLib_NOT_ENOUGH_MEMORY;
+    }
+    *place = queue;
+    *id = reinterpret_cast<MSG_Q_ID>(number);
+    return 0;
+}
+
+int send(MSG_Q_ID id, const char *message, UINT bytes, int timeout, bool urgent) {
+    const Lock lock;
+    MessageQueue *const queue = find(id);
+    if (queue == nullptr) {
+        return S_objLib_OBJ_ID_ERROR;
+    }
+    if (bytes > queue->slotSize) {
+        return S_msgQLib_INVALID_MSG_LENGTH;
+    }
+    if (Task *const receiver = queue->receivers.first()) {
+        handOver(*receiver, message, bytes);
+        return 0;
+    }
+    if (queue->count < queue->slots) {
+        put(*queue, message, bytes, urgent);
+        return 0;
+    }
+    if (timeout == NO_WAIT) {
+        return S_objLib_OBJ_UNAVAILABLE;
+    }
+    Task &me = self();
+    me.outgoing = message;
+    me.bytes = bytes;
+    me.urgent = urgent;
+    return wait(me, &queue->senders, timeout);
+}
+
+int receive(MSG_Q_ID id, char *buffer, UINT size, int timeout, UINT *received) {
+    const Lock lock;
+    MessageQueue *const queue = find(id);
+    if (queue == nullptr) {
+        return S_objLib_OBJ_ID_ERROR;
+    }
+    if (size > INT_MAX) {
+        return S_msgQLib_INVALID_MSG_LENGTH;
+    }
+    if (queue->count > 0) {
+        *received = get(*queue, buffer, size);
+        admitSender(*queue);
+        return 0;
+    }
+    if (timeout == NO_WAIT) {
+        return S_objLib_OBJ_UNAVAILABLE;
+    }
+    Task &me = self();
+    me.incoming = buffer;
+    me.bytes = size;
+    const int outcome = wait(me, &queue->receivers, timeout);
+    *received = me.bytes;
+    return outcome;
+}
+
+int remove(MSG_Q_ID id) {
+    const Lock lock;
+    MessageQueue *const queue = find(id);
+    if (queue == nullptr) {
+        return S_objLib_OBJ_ID_ERROR;
+    }
+    wakeAll(queue->senders, S_objLib_OBJ_DELETED);
+    wakeAll(queue->receivers, S_objLib_OBJ_DELETED);
+    free(queue->lengths);
+    queues.release(numberOf(id));
+    return 0;
+}
+
+}  // namespace
+
+}  // namespace port
+
+extern "C" {
+
+MSG_Q_ID msgQCreate(int maxMsgs, int maxMsgLength, int options) {
+    MSG_Q_ID id = nullptr;
+    port::conclude(port::create(maxMsgs, maxMsgLength, options, &id));
+    return id;
+}
+
+STATUS msgQSend(MSG_Q_ID msgQId, char *buffer, UINT nBytes, int timeout, int priority) {
+    return port::conclude(port::send(msgQId, buffer, nBytes, timeout, priority == MSG_PRI_URGENT));
+}
+
+int msgQReceive(MSG_Q_ID msgQId, char *buffer, UINT maxNBytes, int timeout) {
+    UINT received = 0;
+    const int outcome = port::receive(msgQId, buffer, maxNBytes, timeout, &received);
+    return port::conclude(outcome) == OK ? static_cast<int>(received) : ERROR;
+}
+
+int msgQNumMsgs(MSG_Q_ID msgQId) {
+    const port::Lock lock;
+    const port::MessageQueue *const queue = port::find(msgQId);
+    return queue != nullptr ? static_cast<int>(queue->count) : port::conclude(S_objLib_OBJ_ID_ERROR);
+}
+
+STATUS msgQDelete(MSG_Q_ID msgQId) { return port::conclude(port::remove(msgQId)); }
+
+int posixPortMsgQWaiters(MSG_Q_ID msgQId) {
+    const port::Lock lock;
+    const port::MessageQueue *const queue = port::find(msgQId);
+    return queue != nullptr ? queue->senders.length() + queue->receivers.length()
+                            : port::conclude(S_objLib_OBJ_ID_ERROR);
+}
+
+}  // extern "C"

@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <errno.h>
+#include <memLib.h>
+#include <stdio.h>
+#include <string.h>
+#include <taskLib.h>
+
+#include <algorithm>
+
+#include "kernel.h"
+#include "pool.h"
+#include "semaphore.h"
+
+namespace port {
+
+namespace {
+
+constexpr int kPriorityMax = 255;
+
+/// Room for the host's C library, its thread-local storage and, in checked builds, the checkers' frames.
+constexpr int kStackMin = 1 << 20;
+
+using Arguments = std::array<_Vx_usr_arg_t, 10>;
+
+Pool<Task, TASK_ID, 2> tasks;
+
+/// Number in the name of the next task that is spawned without one.
+unsigned nextUnnamed = 1;
+
+/// The task of an id, 0 being the caller; null for none.
+Task *findOrSelf(TASK_ID id) { return id == 0 ? &self() : tasks.find(id); }
+
+/// Calls the entry; returns when that does, or when a call of the port ends the task by a jump to here.
+#if defined(__clang__)
+// Entries are passed under one type whatever their own is.
+__attribute__((no_sanitize("function")))
+#endif
+void callEntry(Task &task) {
+    using Entry = int (*)(_Vx_usr_arg_t, _Vx_usr_arg_t, _Vx_usr_arg_t, _Vx_usr_arg_t, _Vx_usr_arg_t,
+                          _Vx_usr_arg_t, _Vx_usr_arg_t, _Vx_usr_arg_t, _Vx_usr_arg_t, _Vx_usr_arg_t);
+    jmp_buf exitPoint;
+    task.exitPoint = &exitPoint;
+    if (setjmp(exitPoint) == 0) {
+        const Arguments &a = task.arguments;
+        reinterpret_cast<Entry>(task.entry)(a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9]);
+    }
+}
+
+/// Lets go of a task whose entry is over. The first of those who wait until it is gone joins its thread;
+/// with none of them the thread goes by itself.
+void retire(Task &task) {
+    const Lock lock;
+    becomeTask(nullptr);
+    orphanSemaphores(task);
+    if (Task *const deleter = task.deleters.first()) {
+        deleter->gone = pthread_self();
+        wake(*deleter, 0);
+        wakeAll(task.deleters, S_objLib_OBJ_DELETED);
+    } else {
+        pthread_detach(pthread_self());
+    }
+    taskIsGone(task);
+    tasks.release(task.id);
+}
+
+void *runTask(void *argument) {
+    Task &task = *static_cast<Task *>(argument);
+    becomeTask(&task);
+    callEntry(task);
+    retire(task);
+    return nullptr;
+}
+
+void setName(Task &task, const char *name) {
+    if (name == nullptr) {
+        snprintf(task.name.data(), task.name.size(), "t%u", nextUnnamed++);
+    } else {
+        snprintf(task.name.data(), task.name.size(), "%s", name);
+    }
+}
+
+int spawn(const char *name, int priority, int stackSize, FUNCPTR entry, const Arguments &arguments,
+          TASK_ID *id) {
+    if (priority < 0 || priority > kPriorityMax) {
+        return S_taskLib_ILLEGAL_PRIORITY;
+    }
+    if (entry == nullptr) {
+        return EINVAL;
+    }
+    const Lock lock;
+    TASK_ID number = 0;
+    Task *const task = tasks.take(&number);
+    if (task == nullptr) {
+        return S_memLib_NOT_ENOUGH_MEMORY;
+    }
+    task->id = number;
+    task->priority = task->ownPriority = priority;
+    task->entry = entry;
+    task->arguments = arguments;
+    setName(*task, name);
+    if (!startThread(static_cast<size_t>(std::max(stackSize, kStackMin)), runTask, task)) {
+        tasks.release(number);
+        return S_memLib_NOT_ENOUGH_MEMORY;
+    }
+    taskBegins(*task);
+    *id = number;
+    return 0;
+}
+
+/// Asks a task to end and waits until it is about to; then its thread is left to be joined.
+int requestEnd(TASK_ID id, pthread_t *thread) {
+    const Lock lock;
+    Task &me = self();
+    Task *const task = findOrSelf(id);
+    if (task == nullptr || task->id == 0) {
+        return S_objLib_OBJ_ID_ERROR;
+    }
+    if (task == &me) {
+        return kTaskEnds;
+    }
+    task->endRequested = true;
+    if (task->waiting && endsBeforeWaiting(*task)) {
+        wake(*task, kTaskEnds);
+    }
+    const int outcome = wait(me, &task->deleters, WAIT_FOREVER);
+    *thread = me.gone;
+    return outcome;
+}
+
+int findByName(const char *name, TASK_ID *id) {
+    const Lock lock;
+    const Task *const task = tasks.findIf([name](const Task &candidate) {
+        return name != nullptr && strcmp(candidate.name.data(), name) == 0;
+    });
+    if (task == nullptr) {
+        return S_taskLib_NAME_NOT_FOUND;
+    }
+    *id = task->id;
+    return 0;
+}
+
+int verify(TASK_ID id) {
+    const Lock lock;
+    return tasks.find(id) != nullptr ? 0 : S_objLib_OBJ_ID_ERROR;
+}
+
+int priorityOf(TASK_ID id, int *priority) {
+    const Lock lock;
+    const Task *const task = findOrSelf(id);
+    if (task == nullptr) {
+        return S_objLib_OBJ_ID_ERROR;
+    }
+    *priority = task->priority;
+    return 0;
+}
+
+}  // namespace
+
+}  // namespace port
+
+extern "C" {
+
+TASK_ID taskSpawn(char *name, int priority, int, int stackSize, FUNCPTR entryPt, _Vx_usr_arg_t arg1,
+                  _Vx_usr_arg_t arg2, _Vx_usr_arg_t arg3, _Vx_usr_arg_t arg4, _Vx_usr_arg_t arg5,
+                  _Vx_usr_arg_t arg6, _Vx_usr_arg_t arg7, _Vx_usr_arg_t arg8, _Vx_usr_arg_t arg9,
+                  _Vx_usr_arg_t arg10) {
+    const port::Arguments arguments = {arg1, arg2, arg3, arg4, arg5, arg6, arg7, arg8, arg9, arg10};
+    TASK_ID id = ERROR;
+    port::conclude(port::spawn(name, priority, stackSize, entryPt, arguments, &id));
+    return id;
+}
+
+STATUS taskDelete(TASK_ID tid) {
+    pthread_t thread{};
+    if (port::conclude(port::requestEnd(tid, &thread)) == ERROR) {
+        return ERROR;
+    }
+    pthread_join(thread, nullptr);
+    return OK;
+}
+
+TASK_ID taskIdSelf(void) { return port::self().id; }
+
+STATUS taskIdVerify(TASK_ID tid) { return port::conclude(port::verify(tid)); }
+
+TASK_ID taskNameToId(const char *name) {
+    TASK_ID id = ERROR;
+    port::conclude(port::findByName(name, &id));
+    return id;
+}
+
+STATUS taskPriorityGet(TASK_ID tid, int *priority) { return port::conclude(port::priorityOf(tid, priority)); }
+
+}  // extern "C"
