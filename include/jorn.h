@@ -9,8 +9,8 @@
  * page by page, newest first.
  *
  * Rules that hold for every function below:
- * - They are called from task context, never from an interrupt handler. None takes a lock of its
- *   caller; those that say so wait for the store's file mutex.
+ * - They are called from task context, never from an interrupt handler. Those that say so wait for the
+ *   store's file mutex; the others never wait.
  * - The result is a signed 32-bit status: a handle, a count, a page number or 0 for success, and -1
  *   for every failure. What went wrong is printed on the console, see jorn_SetDebugPrintLevel().
  * - Creation and destruction of an object must not run at the same time as any other call for that
@@ -179,11 +179,14 @@ JORN_API int32_t JORN_CountRequireTotalNum(int32_t handle, JORN_REQUIRE require)
 JORN_API int32_t JORN_GetRequireLog(int32_t handle, JORN_REQUIRE require, JORN_LOG_PAGE *out);
 
 /**
- * @brief Empties an object: its items are no longer seen by queries nor by the next creation.
+ * @brief Empties an object: its range of files moves on to the one after the current file, which is
+ *        started afresh when the store task next writes there.
  *
- * No file is deleted; the ring's start moves to the file after the current one, and the old files are
- * overwritten as the ring comes to them. Items in the queue are stored after the clearing. Waits for
- * the file mutex while the index is rewritten. Two tasks must not clear the same object at once.
+ * No file is deleted; the others are overwritten as the ring comes to them. Until the next item has been
+ * written, a query, or a creation after a restart, still sees what the next file held before, if anything;
+ * submit an item with @p addClearLog to leave that state soon. Items in the queue are stored after the
+ * clearing. Waits for the file mutex while the index is rewritten. Two tasks must not clear the same object
+ * at once.
  *
  * @param handle_id   Handle from JORN_Create().
  * @param addClearLog Greater than 0: submit the item "Log all cleared!" (level 3, slot 0) afterwards.
