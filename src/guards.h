@@ -10,7 +10,8 @@
 namespace jorn {
 
 /// Holds a mutex semaphore for a scope. The result of semTake is ignored on purpose: with an unbounded
-/// wait it fails only when the mutex is gone, and then there is nobody left to keep out.
+/// wait it fails only when the mutex is gone, that is, after the last object: the store task may then meet
+/// the deleted queue once, and no object.
 class MutexGuard {
 public:
     [[nodiscard]] explicit MutexGuard(SEM_ID mutex) : mutex_(mutex) { semTake(mutex_, WAIT_FOREVER); }

@@ -25,8 +25,9 @@ bool directoryOpens(const char *name) {
     return true;
 }
 
-bool isUsedByLiveObject(const char *dirName) {
-    for (const JORN_OBJ *obj = jorn_obj_ptr; obj != nullptr; obj = obj->next) {
+/// Whether an object of the list from `head` on has the directory.
+bool isUsed(const JORN_OBJ *head, const char *dirName) {
+    for (const JORN_OBJ *obj = head; obj != nullptr; obj = obj->next) {
         if (strcmp(obj->dirName, dirName) == 0) {
             return true;
         }
@@ -134,14 +135,25 @@ void uncountFiles(const JORN_OBJ *obj) {
     }
 }
 
-/// Returns when nothing can touch an unlinked object any more: neither the store task, which remembers
-/// the object it served last, nor a walk that stands on it.
+/// Returns when something short that another task does is over, which it is at once, unless that task was
+/// preempted in the middle of it. One of a higher priority goes on by itself, one of the same priority after
+/// a yield, one of a lower priority only while this task sleeps.
+void waitWhile(bool (*isUnderWay)()) {
+    constexpr int kYields = 10000;
+    for (int tries = 0; isUnderWay(); ++tries) {
+        taskDelay(tries < kYields ? 0 : 1);
+    }
+}
+
+/// Returns when nothing can touch an unlinked object any more, neither the store task, which remembers the
+/// object it served last, nor a walk that stands on it, and when all its lines are on the medium.
 void retireObject(const JORN_OBJ *obj) {
     {
         const jorn::MutexGuard lock(logSemCsvRW_ID);
         jorn::storeTaskLetGo(obj);
     }
-    jorn::waitForWalks();
+    waitWhile(jorn::isStoreTaskClosing);
+    waitWhile(jorn::isWalkUnderWay);
 }
 
 }  // namespace
@@ -165,6 +177,7 @@ int32_t jorn_CopyDirectoryName(char *dst, const char *src) {
 }
 
 int32_t jorn_VerifyDirectoryName(const char *name) {
+    const JORN_OBJ *const head = jorn_obj_ptr;
     if (name == nullptr) {
         JORN_PRINT(jorn::kPrintError, "Direction is null!");
         return -1;
@@ -173,7 +186,7 @@ int32_t jorn_VerifyDirectoryName(const char *name) {
         JORN_PRINT(jorn::kPrintError, "Create %s failed!", name);
         return -1;
     }
-    return isUsedByLiveObject(name) ? -1 : 0;
+    return isUsed(head, name) ? -1 : 0;
 }
 
 int32_t jorn_CreateMutex(void) {

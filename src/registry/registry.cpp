@@ -40,28 +40,27 @@ void unlinkObject(const JORN_OBJ *obj, JORN_OBJ *previous) {
     setLink(previous != nullptr ? &previous->next : &jorn_obj_ptr, obj->next);
 }
 
-void waitForWalks() {
-    // A preempted walk of a higher priority goes on at once, one of the same priority after a yield, one
-    // of a lower priority only while this task sleeps.
-    constexpr int kYields = 1000;
-    for (int tries = 0; __atomic_load_n(&walksUnderWay, __ATOMIC_SEQ_CST) != 0; ++tries) {
-        taskDelay(tries < kYields ? 0 : 1);
-    }
-}
+bool isWalkUnderWay() { return __atomic_load_n(&walksUnderWay, __ATOMIC_SEQ_CST) != 0; }
 
 void setObjectInCreation(const JORN_OBJ *obj) { __atomic_store_n(&objectInCreation, obj, __ATOMIC_SEQ_CST); }
 
-bool isInCreation(const JORN_OBJ *obj) { return __atomic_load_n(&objectInCreation, __ATOMIC_SEQ_CST) == obj; }
+bool isInCreation(const JORN_OBJ *obj) {
+    return obj != nullptr && __atomic_load_n(&objectInCreation, __ATOMIC_SEQ_CST) == obj;
+}
+
+JORN_OBJ *walkTo(int32_t handle_id) {
+    JORN_OBJ *obj = follow(&jorn_obj_ptr);
+    while (obj != nullptr && obj->handle_id != handle_id) {
+        obj = follow(&obj->next);
+    }
+    return obj;
+}
 
 }  // namespace jorn
 
 JORN_OBJ *FindObj(int32_t handle_id) {
     const jorn::WalkGuard walk;
-    JORN_OBJ *obj = jorn::follow(&jorn_obj_ptr);
-    while (obj != nullptr && obj->handle_id != handle_id) {
-        obj = jorn::follow(&obj->next);
-    }
-    return obj;
+    return jorn::walkTo(handle_id);
 }
 
 JORN_OBJ *FindObjLast(int32_t handle_id) {

@@ -3,8 +3,8 @@
 //
 // The list takes no lock. It is changed by creation and destruction only, which their callers keep
 // apart from each other, and walked by every task at any time. An object found stays valid because its
-// destruction is kept apart from calls for it; the objects passed on the way are kept alive by
-// waitForWalks(), which destruction calls between unlinking and freeing.
+// destruction is kept apart from calls for it; the objects passed on the way are kept alive by destruction,
+// which waits between unlinking and freeing until no walk is under way.
 #ifndef JORN_SRC_REGISTRY_REGISTRY_H
 #define JORN_SRC_REGISTRY_REGISTRY_H
 
@@ -45,6 +45,10 @@ JORN_INTERNAL JORN_OBJ *FindObjLast(int32_t handle_id);
 
 namespace jorn {
 
+/// FindObj() without counting the walk: for the store task in a batch, whose walks the mutex keeps apart from
+/// the freeing of an object, and which may be deleted in the middle of one.
+JORN_OBJ *walkTo(int32_t handle_id);
+
 /// Links an object in front of the head.
 void linkObject(JORN_OBJ *obj);
 
@@ -52,9 +56,8 @@ void linkObject(JORN_OBJ *obj);
 /// under way may still stand on it.
 void unlinkObject(const JORN_OBJ *obj, JORN_OBJ *previous);
 
-/// Returns when every walk that was under way has ended. Walks never block, so this waits only for a
-/// task that was preempted within one; it gives up the processor meanwhile.
-void waitForWalks();
+/// Whether some task is within a walk over the list. Walks never block.
+bool isWalkUnderWay();
 
 /// Marks the object whose ring state is being filled, null for none. It is linked and can be found, but
 /// the store task must not write for it yet: messages of a former owner of its handle may be queued.

@@ -17,11 +17,12 @@
 namespace {
 
 // The task's state, one set for all objects. It stands outside the task's function so that the
-// destruction of an object can reach it. All but `fp` are touched with the file mutex held only.
+// destruction of an object can reach it. All but `fp` and `isClosing` are touched with the file mutex
+// held only, or while there is no store task.
 
-/// One message, as received and then split. Never cleared between messages. The queue fills 272 bytes at
-/// most; the two behind stay NUL, so that a field without an end, and an empty remainder behind it, still
-/// end inside.
+/// One message, as received and then split. Never cleared between messages of one task. The queue fills 272
+/// bytes at most; the two behind stay NUL, so that a field without an end, and an empty remainder behind it,
+/// still end inside.
 char msgBuff[jorn::kMessageSize + 2];
 
 /// The data file open for writing, of object `pt`, or null. Whoever closes it takes it out first: the
@@ -34,14 +35,25 @@ JORN_OBJ *pt;
 /// Handle of `pt`; 0 means none.
 int32_t open_id;
 
+/// A pass without messages is closing. Raised before `fp` is taken and lowered after the file is closed, so
+/// that a destruction that finds no open file can tell whether the last lines are still on their way.
+bool isClosing;
+
 FILE *openFile() { return __atomic_load_n(&fp, __ATOMIC_ACQUIRE); }
 
 /// Results of fclose are ignored on purpose: nobody waits for one, and the next file may do better.
 void closeFile() {
-    FILE *const file = __atomic_exchange_n(&fp, nullptr, __ATOMIC_ACQ_REL);
+    FILE *const file = __atomic_exchange_n(&fp, nullptr, __ATOMIC_SEQ_CST);
     if (file != nullptr) {
         fclose(file);
     }
+}
+
+/// What a pass without messages does. It takes no mutex.
+void closeIdleFile() {
+    __atomic_store_n(&isClosing, true, __ATOMIC_SEQ_CST);
+    closeFile();
+    __atomic_store_n(&isClosing, false, __ATOMIC_SEQ_CST);
 }
 
 /// Opens the data file of a position; tells whether it is open.
@@ -59,8 +71,8 @@ bool reportCreateFailure(int32_t position) {
     return false;
 }
 
-/// Clears the summary of a file that was started afresh. The file can be gone again only when its object
-/// was let go meanwhile.
+/// Clears the summary of a file that was started afresh. The check is defensive: nothing closes the file
+/// while this task holds the mutex.
 bool beginSummary(JORN_CSV_INFO *info) {
     *info = JORN_CSV_INFO{};
     if (openFile() == nullptr) {
@@ -139,7 +151,7 @@ bool selectObject(int32_t handle) {
         return true;
     }
     closeFile();
-    pt = FindObj(handle);
+    pt = jorn::walkTo(handle);
     if (jorn::isInCreation(pt)) {
         // Its ring is not known yet, so the message was meant for a former object of that handle.
         pt = nullptr;
@@ -206,7 +218,7 @@ int32_t jorn_TskStoreLogCsv(void) {
         if (waiting > 0) {
             storeBatch(waiting);
         } else {
-            closeFile();
+            closeIdleFile();
         }
         taskDelay(jorn::kStoreTicks);
     }
@@ -216,6 +228,7 @@ namespace jorn {
 
 void storeTaskReset() {
     closeFile();
+    isClosing = false;
     pt = nullptr;
     open_id = 0;
     memset(msgBuff, 0, sizeof msgBuff);
@@ -229,5 +242,7 @@ void storeTaskLetGo(const JORN_OBJ *obj) {
     pt = nullptr;
     open_id = 0;
 }
+
+bool isStoreTaskClosing() { return __atomic_load_n(&isClosing, __ATOMIC_SEQ_CST); }
 
 }  // namespace jorn

@@ -22,6 +22,10 @@ void storeTaskReset();
 /// for it. To be called with the file mutex held, before the object is freed.
 void storeTaskLetGo(const JORN_OBJ *obj);
 
+/// Whether the store task is about to close, or closing, a file in a pass without messages. It does so
+/// without the mutex, and the last lines of the file are on the medium only when that is over.
+bool isStoreTaskClosing();
+
 }  // namespace jorn
 
 #endif

@@ -114,25 +114,30 @@ TEST_F(ConcurrencyTest, Submission_WhileAQueryHoldsTheMutex_DoesNotWait) {
 }
 
 // The idle pass has taken the stream out of the shared variable and is about to close it when its object
-// is destroyed.
-TEST_F(ConcurrencyTest, Destroy_WhileTheIdlePassCloses_ClosesTheFileOnce) {
+// is destroyed: the destruction has to wait until the last lines are on the medium, so that a creation on the
+// same directory finds them.
+TEST_F(ConcurrencyTest, Destroy_WhileTheIdlePassCloses_WaitsUntilTheFileIsClosed) {
     test::TempDir other;
-    const int32_t keeper = JORN_Create(other.name(), 1, 2);
-    const int32_t handle = JORN_Create(dir_.name(), 1, 2);
-    ASSERT_GT(handle, keeper);
+    ASSERT_GT(JORN_Create(other.name(), 1, 2), 0);
+    const int32_t handle = createAtRest(2);
+    ASSERT_EQ(JORN_AddOneLog(handle, 1, 0, "a"), 0);
     pass();
     test::platform().clearLog();
-    int32_t destroyed = -2;
-    std::vector<std::string> closesByDestroy;
+    std::atomic<int32_t> destroyed{-2};
+    std::function<void()> destroy = [&] { destroyed = JORN_Destroy(handle); };
     onceAt("fclose", [&] {
-        std::thread destroyer([&] { destroyed = JORN_Destroy(handle); });
-        destroyer.join();
-        closesByDestroy = test::platform().calls({"fclose", "free"});
+        spawnTask(&destroy);
+        posixPortSettle();  // the destruction sleeps for a tick by now
+        EXPECT_EQ(destroyed, -2);
+        EXPECT_THAT(test::platform().calls({"free"}), IsEmpty());
     });
     pass();
+    EXPECT_EQ(dir_.read("0.csv"), "1700000000,3,0,Log start init!\n1700000000,1,0,a\n");
+    tickAnnounce();
+    posixPortSettle();
     EXPECT_EQ(destroyed, 0);
-    EXPECT_THAT(closesByDestroy, ElementsAre("fclose", "free info[2]", "free object"));
-    EXPECT_EQ(test::platform().calls({"fclose"}).size(), 1U);
+    EXPECT_THAT(test::platform().calls({"fclose", "free"}),
+                ElementsAre("fclose", "free info[2]", "free object"));
 }
 
 // A destruction has taken the stream and is about to close it when the idle pass comes.
@@ -166,34 +171,36 @@ TEST_F(ConcurrencyTest, Destroy_DuringBatch_WaitsForItAndLosesNoLine) {
     EXPECT_EQ(dir_.read("0.csv"), "1700000000,3,0,Log start init!\n1700000000,1,0,a\n");
 }
 
-// A walk is held inside the list by a circle of two objects that it can leave only when the circle is
-// opened; meanwhile a destruction would have to wait.
-TEST_F(ConcurrencyTest, WaitForWalks_WalkUnderWay_ReturnsOnlyWhenItHasEnded) {
-    test::HandMadeObject first("/a", 2, 8, 1);
-    test::HandMadeObject second("/b", 2, 8, 2);
+// While an object is being destroyed, a walk is held inside the list by a circle of two objects, which it can
+// leave only when the circle is opened: nothing is freed before.
+TEST_F(ConcurrencyTest, Destroy_WalkUnderWay_FreesOnlyWhenTheWalkHasEnded) {
+    const int32_t handle = createAtRest(2);
+    test::HandMadeObject first("/a", 2, 8, 101);
+    test::HandMadeObject second("/b", 2, 8, 102);
     first->next = second.get();
     second->next = first.get();
-    jorn_obj_ptr = first.get();
-
-    std::atomic<bool> isWalkOver{false};
-    std::thread walker([&] {
-        EXPECT_EQ(FindObj(3), nullptr);
-        isWalkOver = true;
+    std::thread walker;
+    onceAt("semTake", [&] {
+        __atomic_store_n(&jorn_obj_ptr, first.get(), __ATOMIC_SEQ_CST);
+        walker = std::thread([] { EXPECT_EQ(FindObj(103), nullptr); });
+        while (!jorn::isWalkUnderWay()) {
+            std::this_thread::yield();
+        }
     });
-    // The first yields show that the wait has seen the walk; then the walk is let out.
-    std::atomic<int> yields{0};
+    int yields = 0;
     test::platform().onCall("taskDelay 0", [&](const std::string &) {
-        EXPECT_FALSE(isWalkOver);
+        EXPECT_TRUE(jorn::isWalkUnderWay() || yields > 3);
         if (++yields == 3) {
+            __atomic_store_n(&jorn_obj_ptr, nullptr, __ATOMIC_SEQ_CST);
             __atomic_store_n(&second->next, nullptr, __ATOMIC_SEQ_CST);
         }
     });
-    while (yields < 3) {
-        jorn::waitForWalks();
-    }
+    bool wasWalkOverAtFree = false;
+    onceAt("free", [&] { wasWalkOverAtFree = !jorn::isWalkUnderWay(); });
+    EXPECT_EQ(JORN_Destroy(handle), 0);
     walker.join();
-    EXPECT_TRUE(isWalkOver);
-    jorn_obj_ptr = nullptr;
+    EXPECT_GE(yields, 3);
+    EXPECT_TRUE(wasWalkOverAtFree);
 }
 
 /// Gives the store task its ticks until told to stop.
