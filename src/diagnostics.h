@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The print level and the one way a message reaches the console: three prints, "[file]line<n> : ", the
-// message, and "\r\n". A message text stands only at the place that prints it.
+// message, and "\r\n". A message text stands only at the place that prints it. (Build with -fno-builtin: a
+// compiler may otherwise make a puts() of a printf().)
 #ifndef JORN_SRC_DIAGNOSTICS_H
 #define JORN_SRC_DIAGNOSTICS_H
 

@@ -35,8 +35,8 @@ constexpr size_t kDirNameMin = 2;
 /// Characters of an int32 in decimal, a minus sign included.
 constexpr size_t kInt32Digits = 11;
 
-/// Bytes of a path "directory/position.csv" for any position an int32 can hold, with its NUL. Ring
-/// positions in use need 4 bytes less; the room for the rest keeps damaged positions harmless.
+/// Bytes of a path "directory/position.csv", with its NUL. For ring positions 44 would do; there is room
+/// for any int32, so that a damaged position is harmless.
 constexpr size_t kDataPathSize = (kDirNameSize - 1) + sizeof "/.csv" + kInt32Digits;
 
 /// Bytes of a path "directory/index.csv", with its NUL.

@@ -11,7 +11,7 @@
 
 /// Items of one level.
 typedef struct {
-    uint32_t levelCount;                 ///< Items of the level, slots outside 0 to 7 included.
+    uint32_t levelCount;                 ///< Items of the level, slots outside the object's included.
     uint32_t slotCount[jorn::kSlotMax];  ///< Items of the level by slot.
 } JORN_LEVEL_STAT;
 

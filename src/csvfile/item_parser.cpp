@@ -4,15 +4,14 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <algorithm>
+
 #include "diagnostics.h"
 
 namespace jorn {
 
 LineSplitter::LineSplitter(const char *line, size_t maxChars) : start_(copy_), save_(nullptr) {
-    size_t length = strlen(line);
-    if (length > maxChars) {
-        length = maxChars;
-    }
+    const size_t length = std::min({strlen(line), maxChars, sizeof copy_ - 1});
     memcpy(copy_, line, length);
     copy_[length] = '\0';
 }
@@ -23,9 +22,16 @@ char *LineSplitter::nextField() {
     return field;
 }
 
+// Some C libraries leave no position behind the last field, where others point to the end of the line.
 const char *LineSplitter::rest() const { return save_ != nullptr ? save_ : ""; }
 
-long long fieldToTime(const char *field) { return atoll(field); }
+int64_t fieldToTime(const char *field) {
+    if constexpr (sizeof(long) >= sizeof(int64_t)) {
+        return atol(field);
+    } else {
+        return atoll(field);
+    }
+}
 
 }  // namespace jorn
 

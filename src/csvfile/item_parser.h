@@ -47,7 +47,7 @@ private:
 
 /// The leading number of a time field, 0 when it holds none. Wide enough for every 32-bit time also
 /// where long has 32 bits and atol would stop at 2147483647.
-long long fieldToTime(const char *field);
+int64_t fieldToTime(const char *field);
 
 }  // namespace jorn
 

@@ -17,8 +17,8 @@ bool dataFileExists(int32_t position, const void *dirName) {
     return static_cast<bool>(file);
 }
 
-/// Carries out the plan from the oldest position to the newest. The order is part of what a rename onto
-/// a target that still exists does to it.
+/// Carries out the plan from the position after the former latest one upward, so that the latest comes last.
+/// The order is fixed: it is part of what a rename does to a target that still exists.
 void applyPlan(const char *dirName, const jorn::TidyingPlan &plan) {
     for (int32_t visit = 1; visit <= jorn::kSurveySize; ++visit) {
         const int32_t position = (plan.firstVisited + visit) % jorn::kSurveySize;

@@ -36,8 +36,9 @@ struct TidyingPlan {
 using FileExists = bool (*)(int32_t position, const void *context);
 
 /// Surveys all 90 positions once, from the newest file downward, and makes the plan. No other input or
-/// output. Positions that no ring can have (negative ones, 90 and above) are taken as the last one: the
-/// survey then starts above every file and leaves a whole ring as it is.
+/// output. A latest position that no ring can have (negative, 90 and above) is taken as 89: the survey then
+/// starts above every file, and no file of a full ring is moved. An oldest position may be any number; it
+/// only tells how many visits belong to the former range.
 void planTidying(const RingBefore &ring, FileExists fileExists, const void *context, TidyingPlan *plan);
 
 }  // namespace jorn

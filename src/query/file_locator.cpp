@@ -80,8 +80,11 @@ bool narrowToDays(const JORN_OBJ &obj, const JORN_REQUIRE &req, jorn::RingRange 
     }
     if (req.dayDwLimit >= 0) {
         ring->oldest = findOldestSide(obj, *ring, days.lower);
+        if (ring->oldest == kNone) {
+            return false;
+        }
     }
-    return ring->oldest != kNone;
+    return true;
 }
 
 }  // namespace

@@ -30,12 +30,19 @@ bool isLevelWanted(int32_t level, const JORN_REQUIRE &require) {
         }
         return true;
     }
-    const bool isExact = require.levelMode > 0;
-    const bool isWanted = isExact ? level == require.level : level <= require.level;
-    if (!isWanted) {
-        JORN_PRINT(jorn::kPrintLineFate, "Not require because of level!");
+    // Each rule prints from its own line, so that the message's prefix tells them apart.
+    if (require.levelMode > 0) {
+        if (level != require.level) {
+            JORN_PRINT(jorn::kPrintLineFate, "Not require because of level!");
+            return false;
+        }
+        return true;
     }
-    return isWanted;
+    if (level > require.level) {
+        JORN_PRINT(jorn::kPrintLineFate, "Not require because of level!");
+        return false;
+    }
+    return true;
 }
 
 bool isSlotWanted(int32_t slot, const JORN_REQUIRE &require) {

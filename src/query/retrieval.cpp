@@ -17,6 +17,11 @@
 #include "query/requirement_filter.h"
 #include "registry/registry.h"
 
+static_assert(sizeof(JORN_REQUIRE) == 7 * sizeof(int32_t), "seven words without gaps");
+static_assert(sizeof(JORN_LOG_DISP) == 28 + 16 + 12 + 200, "four texts without gaps");
+static_assert(sizeof(JORN_LOG_PAGE) == sizeof(int32_t) + JORN_REQUIRE_PAGE_MAX * sizeof(JORN_LOG_DISP),
+              "records follow one another without gaps");
+
 namespace {
 
 /// Which items a page shows, numbered from 1 at the newest match of the ring.
@@ -48,7 +53,7 @@ void copyField(char (&field)[size], const char *text) {
 
 /// Writes a time as ctime shows it, without the line feed that ends it.
 template <size_t size>
-void copyTime(char (&field)[size], long long seconds) {
+void copyTime(char (&field)[size], int64_t seconds) {
     const time_t time = static_cast<time_t>(seconds);
     const char *const shown = ctime(&time);
     const char *const text = shown != nullptr ? shown : "";

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/index_file.h"
 
-#include <inttypes.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -33,8 +32,8 @@ bool fileExists(const char *path) {
     return static_cast<bool>(file);
 }
 
-/// Numbers are scanned wider than they are kept, so that one that does not fit is seen as what it is,
-/// far outside any ring, on every machine.
+/// Numbers are scanned as wide as the format is, which differs between machines. One that does not fit is
+/// seen as what it is, far outside any ring, on each of them.
 int32_t saturated(int64_t number) {
     if (number > INT32_MAX) {
         return INT32_MAX;
@@ -44,8 +43,8 @@ int32_t saturated(int64_t number) {
 
 /// Reads the version line. What was read stays in the object even when it is refused.
 bool readVersion(JORN_OBJ *obj, FILE *index) {
-    int64_t version = obj->index_version;
-    const int converted = fscanf(index, "version:%" SCNd64 "\n", &version);
+    long version = obj->index_version;
+    const int converted = fscanf(index, "version:%ld\n", &version);
     obj->index_version = saturated(version);
     return converted > 0 && obj->index_version == jorn::kIndexVersion;
 }
@@ -53,9 +52,9 @@ bool readVersion(JORN_OBJ *obj, FILE *index) {
 /// Reads the positions into the object, where they stay even when they are refused. Returns how many
 /// were read, -1 when there is none or one is too large.
 int32_t readPositions(JORN_OBJ *obj, FILE *index) {
-    int64_t oldest = obj->csv_oldest;
-    int64_t latest = obj->csv_latest;
-    const int converted = fscanf(index, "%" SCNd64 ",%" SCNd64, &oldest, &latest);
+    long oldest = obj->csv_oldest;
+    long latest = obj->csv_latest;
+    const int converted = fscanf(index, "%ld,%ld", &oldest, &latest);
     obj->csv_oldest = saturated(oldest);
     obj->csv_latest = saturated(latest);
     const bool isRefused =
