@@ -10,12 +10,13 @@
  *
  * Rules that hold for every function below:
  * - They are called from task context, never from an interrupt handler. Those that say so wait for the
- *   store's file mutex; the others never wait.
+ *   store's file mutex; the others never wait. A task must not be deleted within one.
  * - The result is a signed 32-bit status: a handle, a count, a page number or 0 for success, and -1
- *   for every failure. What went wrong is printed on the console, see jorn_SetDebugPrintLevel().
+ *   for every failure. What went wrong is printed on the console, with few exceptions; see
+ *   jorn_SetDebugPrintLevel().
  * - Creation and destruction of an object must not run at the same time as any other call for that
  *   same object, and two calls of creation or destruction never run at the same time. All other
- *   calls may run at the same time, for one object or for several.
+ *   calls may run at the same time, for one object or for several, unless a function says otherwise.
  * - Times are unsigned 32-bit seconds since 1970-01-01 00:00:00 UTC, good until the year 2106.
  *
  * The header compiles as C99 and as C++17.
@@ -62,8 +63,10 @@ extern "C" {
 /**
  * @brief What a query asks for. Passed by value; the caller's record is never changed.
  *
- * Every combination is accepted; an impossible one matches nothing. Start from all fields -1 and
- * set what is wanted.
+ * Start from all fields -1 and set what is wanted; retrieval needs itemsPerPage and pageDisp too. Day
+ * limits that contradict each other, or what is stored, make a query fail. A level of 4 or more, or a
+ * slot that the object does not have, is not checked and gives counts that mean nothing: files between
+ * the ends of the range are then counted over levels 0 to 2, or over all slots.
  */
 typedef struct {
     int32_t itemsPerPage; /**< Items a page, 1 or more; more than 20 counts as 20. Retrieval only. */
@@ -82,9 +85,10 @@ typedef struct {
 typedef struct {
     char timeStr[28];  /**< Time of submission as ctime() writes it, in local time, without its line
                             feed; empty when the time cannot be shown. */
-    char levelStr[16]; /**< Level, as the file holds it (decimal). */
-    char slotStr[12];  /**< Slot, as the file holds it (decimal). */
-    char logStr[200];  /**< Text, with the line feed that ends the line in the file. */
+    char levelStr[16]; /**< Level, as the file holds it: decimal; at most 15 characters. */
+    char slotStr[12];  /**< Slot, as the file holds it: decimal; at most 11 characters. */
+    char logStr[200];  /**< Text, with the line feed that ends the line in the file; at most 199
+                            characters. Empty when the line has no text. */
 } JORN_LOG_DISP;
 
 /** @brief One page of items, newest first. Only the first `itemsNum` records are written. */
@@ -98,9 +102,9 @@ typedef struct {
  *
  * The directory is created when it is missing (its parent must exist). Its index and files are
  * checked and tidied: gaps in the ring are closed, files beyond the newest @p csv_num are deleted,
- * and every file is read once to summarise it, which takes time in proportion to what is stored. The
- * first object also starts the store task. Finally the item "Log start init!" (level 3, slot 0) is
- * submitted.
+ * and every file of the ring's range is read once to summarise it, which takes time in proportion to what is
+ * stored. The first object also starts the store task. Finally the item "Log start init!" (level 3, slot 0)
+ * is submitted.
  *
  * Blocks on file work and on the file mutex. Call it from one task at a time.
  *
@@ -110,20 +114,22 @@ typedef struct {
  * @param csv_num  Number of data files, 2 to 90; all objects together may have 90.
  * @return Handle of the object, 1 or more; -1 when an argument is out of range, the directory cannot
  *         be made or is in use, or memory, mutex or queue cannot be had. After such a late failure
- *         (memory, mutex, queue) the files stay counted against the 90 until the last object is
- *         destroyed.
+ *         (memory for the files' summaries, mutex, queue) the files stay counted against the 90 until
+ *         the last object is destroyed.
  */
 JORN_API int32_t JORN_Create(const char *dirName, int32_t slot_max, int32_t csv_num);
 
 /**
  * @brief Takes a log object down. Its files stay as they are, for the next JORN_Create().
  *
- * Items of this object that are still in the queue are lost: wait for the store task (two passes of
- * 100 ticks without new items) where that matters. A file that the store task holds open for the
+ * Items of this object that are still in the queue are lost or, when its handle is given out again
+ * before they are handled, stored for the new object: let the store task finish first (300 ticks without
+ * new items) where that matters. A file that the store task holds open for the
  * object is closed first, so every item that was written is kept. With the last object, the store
  * task, the queue and the mutex are deleted too.
  *
- * Waits for the file mutex. Call it from one task at a time, when no other call for this handle runs.
+ * Waits for the file mutex, and for a file that is being closed. Call it from one task at a time, when
+ * no other call for this handle runs.
  *
  * @param handle_id Handle from JORN_Create(). The newest object's handle can be given out again.
  * @return 0, or -1 when there is no such object.
@@ -152,29 +158,29 @@ JORN_API int32_t JORN_AddOneLog(int32_t handle_id, int32_t level, int32_t slot, 
  *
  * Reads the oldest and the newest file of the day range; the files between are counted from memory.
  * Items still in the queue are not seen, nor are the last lines of the file being written until the
- * store task has closed it. Holds the file mutex during the count; may be called from any task.
+ * store task has closed it. Waits for the file mutex and holds it during the count; any task.
  *
  * @param handle  Handle from JORN_Create().
  * @param require What to count; itemsPerPage and pageDisp are not read.
- * @return Number of items, 0 or more; -1 when the handle is unknown or no file can hold a day of the
- *         range.
+ * @return Number of items, 0 or more; -1 when the handle is unknown, the day limits contradict each
+ *         other or no file can hold a day of the range.
  */
 JORN_API int32_t JORN_CountRequireTotalNum(int32_t handle, JORN_REQUIRE require);
 
 /**
  * @brief Reads one page of the items that match a requirement, newest first.
  *
- * Holds the file mutex from counting to the last record, so that a page is consistent in itself;
- * items that are stored between two calls shift the pages. May be called from any task; needs about
+ * Waits for the file mutex and holds it from counting to the last record, so that a page is consistent
+ * in itself unless the object is cleared meanwhile; items that are stored between two calls shift the
+ * pages. May be called from any task; needs about
  * 2 KiB of its stack. Visibility of fresh items as for JORN_CountRequireTotalNum().
  *
  * @param handle  Handle from JORN_Create().
  * @param require What to read, and which page of it.
- * @param out     Receives the page; must not be null. Untouched when the handle is unknown or page 0
- *                was asked.
+ * @param out     Receives the page. Untouched when the handle is unknown or 0 is returned.
  * @return Number of the page that was filled, from 1; 0 when page 0 was asked and items match (not
- *         supported); -1 when the handle is unknown, itemsPerPage is 0 or less, or nothing matches
- *         (itemsNum is then 0 in the two latter cases).
+ *         supported); -1 when the handle is unknown, @p out is null, itemsPerPage is 0 or less, or
+ *         nothing matches (itemsNum is then 0 in the two latter cases).
  */
 JORN_API int32_t JORN_GetRequireLog(int32_t handle, JORN_REQUIRE require, JORN_LOG_PAGE *out);
 
@@ -182,11 +188,14 @@ JORN_API int32_t JORN_GetRequireLog(int32_t handle, JORN_REQUIRE require, JORN_L
  * @brief Empties an object: its range of files moves on to the one after the current file, which is
  *        started afresh when the store task next writes there.
  *
- * No file is deleted; the others are overwritten as the ring comes to them. Until the next item has been
- * written, a query, or a creation after a restart, still sees what the next file held before, if anything;
- * submit an item with @p addClearLog to leave that state soon. Items in the queue are stored after the
- * clearing. Waits for the file mutex while the index is rewritten. Two tasks must not clear the same object
- * at once.
+ * No file is deleted; the others are overwritten as the ring comes to them. Until an item has been
+ * written to the next file, a query, or a creation after a restart, still sees what that file held
+ * before, if anything.
+ *
+ * Clear when the object is idle: nothing submitted for 300 ticks, so that no file is open. Otherwise items
+ * up to the next pass that finds the queue empty, the clearing item included, still go to the former
+ * file, where they are out of sight, and the next file keeps what it held. Waits for the file mutex
+ * while the index is rewritten. Two tasks must not clear the same object at once.
  *
  * @param handle_id   Handle from JORN_Create().
  * @param addClearLog Greater than 0: submit the item "Log all cleared!" (level 3, slot 0) afterwards.
