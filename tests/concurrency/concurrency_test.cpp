@@ -254,6 +254,7 @@ TEST_F(ConcurrencyTest, ManyProducers_AcceptedItems_AreStoredOnceAndInOrder) {
     {
         const Ticker ticker;
         std::vector<std::thread> producers;
+        producers.reserve(names.size());
         for (const std::string &name : names) {
             producers.emplace_back([&name, handle] { produce(handle, name, kItems); });
         }

@@ -138,7 +138,7 @@ std::string Probe::removeBlock(const void *block) {
     if (found == blocks_.end()) {
         return block == nullptr ? "null" : "unknown";
     }
-    const std::string name = found->second;
+    std::string name = found->second;
     blocks_.erase(found);
     return name;
 }
