@@ -134,7 +134,7 @@ STATUS conclude(int outcome) {
         return OK;
     }
     if (outcome == kTaskEnds) {
-        longjmp(*self().exitPoint, 1);
+        longjmp(*self().exitPoint, 1);  // NOLINT(cert-err52-cpp): see above
     }
     errno = outcome;
     return ERROR;

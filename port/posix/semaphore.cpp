@@ -102,7 +102,7 @@ int create(int options, SEM_ID *id) {
     }
     semaphore->options = options;
     semaphore->waiters = WaitQueue((options & kQueueMask) == SEM_Q_PRIORITY);
-    *id = reinterpret_cast<SEM_ID>(number);
+    *id = reinterpret_cast<SEM_ID>(number);  // NOLINT(performance-no-int-to-ptr): never dereferenced
     return 0;
 }
 

@@ -40,7 +40,7 @@ void callEntry(Task &task) {
                           _Vx_usr_arg_t, _Vx_usr_arg_t, _Vx_usr_arg_t, _Vx_usr_arg_t, _Vx_usr_arg_t);
     jmp_buf exitPoint;
     task.exitPoint = &exitPoint;
-    if (setjmp(exitPoint) == 0) {
+    if (setjmp(exitPoint) == 0) {  // NOLINT(cert-err52-cpp): conclude() says why no exception
         const Arguments &a = task.arguments;
         reinterpret_cast<Entry>(task.entry)(a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9]);
     }
