@@ -87,13 +87,14 @@ bool startFile(int32_t position) { return openDataFile(position, "w") || reportC
 
 /// Opens the current file to go on with it.
 bool continueFile(int32_t position) {
+    JORN_OBJ *const obj = pt;
     if (openDataFile(position, "a")) {
         return true;
     }
     if (!openDataFile(position, "w")) {
         return reportCreateFailure(position);
     }
-    return beginSummary(&pt->csv_info[position]);
+    return beginSummary(&obj->csv_info[position]);
 }
 
 /// Leaves the full file and starts the next one of the ring. The ring positions stay when that file
