@@ -218,6 +218,14 @@ TEST_F(RequirementFilterTest, Filter_OtherLevel_SaysTheSameInBothModes) {
 
 // Slots.
 
+TEST_F(RequirementFilterTest, Filter_OtherLevel_EachModePrintsFromALineOfItsOwn) {
+    saidAbout(line(1700000000, 3, 2, "x"), levels(2, 1));
+    const std::string exactPrefix = platform().pieces().at(0);
+    saidAbout(line(1700000000, 3, 2, "x"), levels(2, 0));
+    const std::string upToPrefix = platform().pieces().at(0);
+    EXPECT_NE(exactPrefix, upToPrefix);
+}
+
 TEST_F(RequirementFilterTest, Filter_NegativeSlot_WantsEverySlot) {
     for (const int32_t slot : {0, 7, 8, -1, INT32_MAX, INT32_MIN}) {
         EXPECT_EQ(judge(line(1, 1, slot, "x"), slotOnly(-3)), 0) << slot;
