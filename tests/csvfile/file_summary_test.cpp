@@ -50,6 +50,24 @@ protected:
     HandMadeObject object_{dir_.path(), 3};
 };
 
+/// An item of a negative level in each slot from -8 to 7: were the level used as an index, some slot of it
+/// would land on every word before the level counters, and beyond the record's start.
+std::vector<std::string> negativeLevelInEverySlot() {
+    std::vector<std::string> all;
+    for (int32_t slot = -8; slot < 8; ++slot) {
+        all.push_back(line(100, -1, slot, "x"));
+    }
+    return all;
+}
+
+/// What 16 items of no counter's level at time 100 leave.
+JORN_CSV_INFO sixteenItemsOutsideTheTables() {
+    JORN_CSV_INFO info = {};
+    info.itemCount = 16;
+    info.timeMin = info.timeMax = info.timeLast = 100;
+    return info;
+}
+
 TEST_F(FileSummaryTest, Record_Layout_Is41WordsInTheirOrder) {
     EXPECT_EQ(sizeof(JORN_CSV_INFO), 164U);
     EXPECT_EQ(offsetof(JORN_CSV_INFO, itemCount), 0U);
@@ -165,6 +183,14 @@ TEST_F(FileSummaryTest, Analyse_SlotNineOfEight_CountsInItsLevelOnly) {
 
 TEST_F(FileSummaryTest, Analyse_NegativeLevels_CountAsItemsAndInTheTimesOnly) {
     EXPECT_EQ(analysed("10,-1,0,a\n20,-2147483648,0,b\n30,-36,-1,c\n"), "3 items, 10 to 30, last 30");
+}
+
+TEST_F(FileSummaryTest, Analyse_NegativeLevelInEverySlot_TouchesNoOtherWord) {
+    std::string bytes;
+    for (const std::string &given : negativeLevelInEverySlot()) {
+        bytes += given;
+    }
+    EXPECT_EQ(analysed(bytes), describe(sixteenItemsOutsideTheTables()));
 }
 
 TEST_F(FileSummaryTest, Analyse_NegativeSlots_CountInTheirLevel) {
@@ -290,6 +316,11 @@ TEST_F(FileSummaryTest, Update_TimeZeroBetween_SurvivesAsTheSmallest) {
 TEST_F(FileSummaryTest, Update_LevelsAndSlotsAroundTheLimits_CountInsideThemOnly) {
     EXPECT_EQ(updated({"1,3,7,a\n", "2,3,8,b\n", "3,4,1,c\n", "4,5,9,d\n"}),
               "4 items, 1 to 4, last 4; level 3: 2 (slot 7: 1)");
+}
+
+TEST_F(FileSummaryTest, Update_NegativeLevelInEverySlot_TouchesNoOtherWord) {
+    EXPECT_EQ(updated(negativeLevelInEverySlot()), describe(sixteenItemsOutsideTheTables()));
+    EXPECT_EQ(describe(object_.info(0)), describe(JORN_CSV_INFO{}));
 }
 
 TEST_F(FileSummaryTest, Update_NegativeLevelsAndSlots_CountAboveTheTablesStartOnly) {
