@@ -110,7 +110,8 @@ bool rotate(int32_t *position) {
     if (obj->csv_oldest == next) {
         obj->csv_oldest = jorn::nextRingPosition(*obj, next);
     }
-    // A failed rewrite leaves the former positions on the medium; the next start finds the newer files.
+    // Ignored on purpose: the items are in their file whatever the index says, and the next rotation writes
+    // it again. Until then a restart goes by the former positions.
     jorn_UpdateCsvIndexFile(obj, obj->csv_oldest, obj->csv_latest);
     *position = next;
     return beginSummary(&obj->csv_info[next]);
