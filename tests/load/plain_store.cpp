@@ -48,6 +48,20 @@ int errnoCalls() { return errnoCallCount; }
 
 int lastErrno() { return errnoLast; }
 
+void useUtc() {
+    setenv("TZ", "UTC", 1);
+    tzset();
+}
+
+std::string shownTime(uint32_t seconds) {
+    const auto time = static_cast<time_t>(seconds);
+    struct tm parts = {};
+    gmtime_r(&time, &parts);
+    char text[32];
+    strftime(text, sizeof text, "%a %b %e %H:%M:%S %Y", &parts);
+    return text;
+}
+
 Directory::Directory() {
     char name[] = "/tmp/jornXXXXXX";
     if (mkdtemp(name) == nullptr) {

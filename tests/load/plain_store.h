@@ -19,6 +19,10 @@ void setTime(uint32_t seconds);
 int errnoCalls();
 int lastErrno();
 
+/// Makes UTC the local time, and shows a time as a page does then.
+void useUtc();
+std::string shownTime(uint32_t seconds);
+
 /// A directory of the program's own, removed with all it holds.
 class Directory {
 public:

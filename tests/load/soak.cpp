@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <string>
 #include <vector>
 
@@ -52,17 +51,8 @@ template <class... Arguments>
     exit(EXIT_FAILURE);
 }
 
-std::string shownTime(uint32_t seconds) {
-    const auto time = static_cast<time_t>(seconds);
-    struct tm parts = {};
-    gmtime_r(&time, &parts);
-    char text[32];
-    strftime(text, sizeof text, "%a %b %e %H:%M:%S %Y", &parts);
-    return text;
-}
-
 void compareRecord(const JORN_LOG_DISP &shown, const SoakItem &item, const std::string &where) {
-    const bool isSame = shown.timeStr == shownTime(item.time) &&
+    const bool isSame = shown.timeStr == load::shownTime(item.time) &&
                         shown.levelStr == std::to_string(item.level) &&
                         shown.slotStr == std::to_string(item.slot) && shown.logStr == item.text + "\n";
     if (!isSame) {
@@ -227,8 +217,7 @@ int main(int argc, char **argv) {
     app.add_option("--seed", options.seed, "what the items are made of")->capture_default_str();
     app.add_flag("--quick", options.isQuick, "fewer requirements");
     CLI11_PARSE(app, argc, argv);
-    setenv("TZ", "UTC", 1);
-    tzset();
+    load::useUtc();
     const Stopwatch watch;
     Soak(options).run();
     printf("%.1f s altogether\n", watch.seconds());
