@@ -97,7 +97,7 @@ struct Stopped {
     std::vector<std::string> adds = {};
 };
 
-void PrintTo(const Stopped &stopped, std::ostream *out) { *out << stopped.name; }
+std::ostream &operator<<(std::ostream &out, const Stopped &stopped) { return out << stopped.name; }
 
 void noPreparation(World &world) { static_cast<void>(world); }
 
@@ -143,74 +143,82 @@ void leaveUntidyFiles(World &world) {
     world.newDir.write("index.csv", "version:1\n4,7\n");
 }
 
-std::vector<Stopped> stoppedCalls() {
-    std::vector<Stopped> calls;
-    const auto add = [&](const char *name, auto prepare, auto run, auto isRight) -> Stopped & {
-        calls.push_back({name, prepare, run, isRight});
-        return calls.back();
-    };
-    const auto createNew = [](World &world) { return JORN_Create(world.newDir.name(), 8, 2); };
-    const auto isNewest = [](const World &world, int32_t handle) { return handle == world.a + 1; };
-    const auto destroyDoomed = [](World &world) { return JORN_Destroy(world.doomed); };
+class StoppedCalls {
+public:
+    StoppedCalls() {
+        addUse();
+        addLifecycle();
+        addStoreTask();
+    }
+    const std::vector<Stopped> &get() const { return calls_; }
 
-    add(
-        "Submission", noPreparation, [](World &world) { return JORN_AddOneLog(world.a, 1, 0, "stopped"); },
-        isZero)
-        .adds = {"stopped"};
-    add(
-        "Count", noPreparation,
-        [](World &world) { return JORN_CountRequireTotalNum(world.a, test::everything()); }, isOne);
-    add(
-        "Retrieval", noPreparation, [](World &world) { return firstPage(world.a); }, isOne);
-    Stopped &clearing = add(
-        "Clearing", noPreparation,
-        [](World &world) {
+private:
+    Stopped &add(const char *name, std::function<void(World &)> prepare, std::function<int32_t(World &)> run,
+                 std::function<bool(const World &, int32_t)> isRight = isZero) {
+        calls_.push_back({name, std::move(prepare), std::move(run), std::move(isRight)});
+        return calls_.back();
+    }
+
+    void addUse() {
+        add("Submission", noPreparation, [](World &world) {
+            return JORN_AddOneLog(world.a, 1, 0, "stopped");
+        }).adds = {"stopped"};
+        add(
+            "Count", noPreparation,
+            [](World &world) { return JORN_CountRequireTotalNum(world.a, test::everything()); }, isOne);
+        add(
+            "Retrieval", noPreparation, [](World &world) { return firstPage(world.a); }, isOne);
+        Stopped &clearing = add("Clearing", noPreparation, [](World &world) {
             world.aTexts.erase(world.aTexts.begin());  // what was there before goes out of sight
             return JORN_ClearAllLog(world.a, 1);
-        },
-        isZero);
-    clearing.clearsA = true;
-    clearing.adds = {kCleared};
-    add("Creation", noPreparation, createNew, isNewest).isLifecycle = true;
-    add("CreationOverUntidyFiles", leaveUntidyFiles, createNew, isNewest).isLifecycle = true;
-    add("Destruction", noPreparation, destroyDoomed, isZero).isLifecycle = true;
-    add(
-        "DestructionOfTheObjectBeingWritten",
-        [](World &world) {
+        });
+        clearing.clearsA = true;
+        clearing.adds = {kCleared};
+    }
+
+    void addLifecycle() {
+        const auto createNew = [](World &world) { return JORN_Create(world.newDir.name(), 8, 2); };
+        const auto isNewest = [](const World &world, int32_t handle) { return handle == world.a + 1; };
+        const auto destroyDoomed = [](World &world) { return JORN_Destroy(world.doomed); };
+        const auto leaveFileOpen = [](World &world) {
             EXPECT_EQ(JORN_AddOneLog(world.doomed, 1, 0, "last"), 0);
             passOnce();
-        },
-        destroyDoomed, isZero)
-        .isLifecycle = true;
-    add(
-        "Batch",
-        [](World &world) {
+        };
+        add("Creation", noPreparation, createNew, isNewest).isLifecycle = true;
+        add("CreationOverUntidyFiles", leaveUntidyFiles, createNew, isNewest).isLifecycle = true;
+        add("Destruction", noPreparation, destroyDoomed).isLifecycle = true;
+        const auto isLastLineKept = [](const World &world, int32_t result) {
+            return result == 0 && world.doomedDir.read("0.csv").find(",1,0,last\n") != std::string::npos;
+        };
+        add("DestructionOfTheObjectBeingWritten", leaveFileOpen, destroyDoomed, isLastLineKept).isLifecycle =
+            true;
+    }
+
+    void addStoreTask() {
+        const auto forOne = [](World &world) {
             submit(world, world.a, "one");
             submit(world, world.a, "two");
-        },
-        passAsCall, isZero)
-        .isStoreTask = true;
-    add("BatchThatRotates", fillFile, passAsCall, isZero).isStoreTask = true;
-    Stopped &both = add(
-        "BatchForTwoObjects",
-        [](World &world) {
+        };
+        const auto forTwo = [](World &world) {
             submit(world, world.a, "one");
             submit(world, world.b, "two");
-        },
-        passAsCall, isZero);
-    both.isStoreTask = true;
-    both.usesB = true;
-    Stopped &idle = add(
-        "IdlePass",
-        [](World &world) {
+        };
+        const auto writeFirst = [](World &world) {
             submit(world, world.a, "written");
             passOnce();
-        },
-        passAsCall, isZero);
-    idle.isStoreTask = true;
-    idle.isIdleClose = true;
-    return calls;
-}
+        };
+        add("Batch", forOne, passAsCall).isStoreTask = true;
+        add("BatchThatRotates", fillFile, passAsCall).isStoreTask = true;
+        Stopped &both = add("BatchForTwoObjects", forTwo, passAsCall);
+        both.isStoreTask = true;
+        both.usesB = true;
+        Stopped &idle = add("IdlePass", writeFirst, passAsCall);
+        idle.isStoreTask = true;
+        idle.isIdleClose = true;
+    }
+
+    std::vector<Stopped> calls_;
+};
 
 /// The name of a platform call; what identifies it further may differ from run to run.
 std::string word(const std::string &call) { return call.substr(0, call.find(' ')); }
@@ -453,7 +461,7 @@ TEST_P(InterleavingTest, EveryFileCall_IsMadeWithTheMutexHeld) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Calls, InterleavingTest, ::testing::ValuesIn(stoppedCalls()),
+INSTANTIATE_TEST_SUITE_P(Calls, InterleavingTest, ::testing::ValuesIn(StoppedCalls().get()),
                          [](const auto &call) { return std::string(call.param.name); });
 
 /// Lets threads reach a point in any order and leave it in the order of their ranks.

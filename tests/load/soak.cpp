@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -200,9 +201,7 @@ private:
     size_t records_ = 0;
 };
 
-}  // namespace
-
-int main(int argc, char **argv) {
+int soak(int argc, char **argv) {
     Options options;
     CLI::App app("Stores many items and compares every page of what is left with a model.");
     app.add_option("--items", options.items, "items to store")
@@ -222,4 +221,14 @@ int main(int argc, char **argv) {
     Soak(options).run();
     printf("%.1f s altogether\n", watch.seconds());
     return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    try {
+        return soak(argc, argv);
+    } catch (const std::exception &error) {
+        fail("%s", error.what());
+    }
 }
