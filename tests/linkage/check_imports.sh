@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Shows that the relocatable module asks for its platform and the C library only, each call by its plain
-# name: check_imports.sh NM ALLOWED FILE. A name in ALLOWED that the module does not ask for is reported
-# too, unless marked with a leading "?" (which calls the compiler makes of its own depends on it).
+# name: check_imports.sh NM FILE ALLOWED... A name in an ALLOWED list that the module does not ask for is
+# reported too, unless marked with a leading "?" (which calls the compiler makes of its own depends on it).
 set -euo pipefail
-nm=$1 allowed=$2 file=$3
+nm=$1 file=$2
+shift 2
 
 asked=$("$nm" --undefined-only --format=just-symbols "$file" | sort)
-required=$(grep -v -e '^?' -e '^#' -e '^$' "$allowed" | sort)
-possible=$( (grep -v -e '^#' -e '^$' "$allowed" | sed 's/^?//') | sort)
+required=$(cat "$@" | grep -v -e '^?' -e '^#' -e '^$' | sort)
+possible=$(cat "$@" | grep -v -e '^#' -e '^$' | sed 's/^?//' | sort)
 
 extra=$(comm -23 <(echo "$asked") <(echo "$possible"))
 absent=$(comm -13 <(echo "$asked") <(echo "$required"))

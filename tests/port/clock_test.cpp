@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <time.h>
 
-#include <filesystem>
-
 #include "port_test.h"
 
 namespace {
@@ -32,33 +30,6 @@ int64_t nanosecondsNow() {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
     return int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
-}
-
-std::ptrdiff_t threadsOfProcess() {
-    const std::filesystem::directory_iterator threads("/proc/self/task");
-    return std::distance(begin(threads), end(threads));
-}
-
-/// Exit status of a fresh process: whether just the calls that need it start the clock's thread.
-int exitStatusOfLazyStart() {
-    const std::ptrdiff_t before = threadsOfProcess();
-    sysClkDisable();
-    sysClkEnable();
-    tickAnnounce();
-    taskDelay(0);
-    const Queue queue(1);
-    send(queue, "a", WAIT_FOREVER);
-    send(queue, "b", NO_WAIT);
-    if (tickGet() < 1 || threadsOfProcess() != before) {
-        return 1;
-    }
-    taskDelay(1);
-    return threadsOfProcess() > before ? 0 : 2;
-}
-
-TEST(ClockDeathTest, Enable_ProgramThatNeverWaitsForATick_HasNoClockThread) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(exit(exitStatusOfLazyStart()), ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(ClockTest, RateSet_Limits_AreCheckedAtEachSide) {

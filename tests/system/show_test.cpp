@@ -261,8 +261,7 @@ TEST_F(ShowTest, Show_ControlCharactersOnTerminal_Escaped) {
     int terminal = -1;
     const pid_t process = forkpty(&terminal, nullptr, nullptr, nullptr);
     if (process == 0) {
-        execl(JORN_TOOL_PATH, JORN_TOOL_PATH, "show", "--utc", path("log").c_str(), nullptr);
-        _exit(127);
+        becomeTool({"show", "--utc", path("log")});
     }
     std::string output;
     std::array<char, 4096> block;
@@ -288,8 +287,7 @@ TEST_F(ShowTest, Show_ClosedPipe_QuietExit) {
     if (process == 0) {
         dup2(ends[1], STDOUT_FILENO);
         dup2(open(errPath.c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
-        execl(JORN_TOOL_PATH, JORN_TOOL_PATH, "show", path("log").c_str(), nullptr);
-        _exit(127);
+        becomeTool({"show", path("log")});
     }
     close(ends[1]);
     int status = -1;
@@ -304,8 +302,7 @@ TEST_F(ShowTest, Show_OutputFull_ExitWith4) {
     if (process == 0) {
         dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
         dup2(open(path("err").c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
-        execl(JORN_TOOL_PATH, JORN_TOOL_PATH, "show", path("log").c_str(), nullptr);
-        _exit(127);
+        becomeTool({"show", path("log")});
     }
     int status = -1;
     ASSERT_EQ(waitpid(process, &status, 0), process);

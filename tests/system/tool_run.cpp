@@ -53,19 +53,6 @@ void redirect(int target, const std::string &path, int flags) {
     close(fd);
 }
 
-[[noreturn]] void execute(const std::vector<std::string> &arguments) {
-    std::vector<char *> argv;
-    std::string program = JORN_TOOL_PATH;
-    argv.push_back(program.data());
-    std::vector<std::string> copies = arguments;
-    for (std::string &argument : copies) {
-        argv.push_back(argument.data());
-    }
-    argv.push_back(nullptr);
-    execv(program.c_str(), argv.data());
-    _exit(127);
-}
-
 void applySetting(const Setting &setting) {
     for (const auto &[name, value] : setting.variables) {
         setenv(name.c_str(), value.c_str(), 1);
@@ -84,6 +71,15 @@ int exitStatus(pid_t process) {
 
 }  // namespace
 
+void becomeTool(const std::vector<std::string> &arguments) {
+    std::vector<std::string> words = {JORN_TOOL_COMMAND};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char *> argv(words.size() + 1, nullptr);
+    std::transform(words.begin(), words.end(), argv.begin(), [](std::string &word) { return word.data(); });
+    execvp(argv[0], argv.data());
+    _exit(127);
+}
+
 RunningTool::RunningTool(const std::string &workDirectory, const std::vector<std::string> &arguments,
                          const std::string &stdinPath)
     : outPath_(scratchFile()), errPath_(scratchFile()) {
@@ -100,7 +96,7 @@ RunningTool::RunningTool(const std::string &workDirectory, const std::vector<std
         if (chdir(workDirectory.c_str()) != 0) {
             _exit(126);
         }
-        execute(arguments);
+        becomeTool(arguments);
     }
     close(ends[0]);
     input_ = ends[1];
@@ -192,7 +188,7 @@ Outcome ToolTest::jorn(const std::vector<std::string> &arguments, const Setting 
         }
         ::signal(SIGPIPE, SIG_DFL);
         applySetting(setting);
-        execute(arguments);
+        becomeTool(arguments);
     }
     Outcome run;
     run.status = exitStatus(process);

@@ -30,6 +30,9 @@ struct Setting {
     std::optional<uint64_t> fileSizeLimit;                       ///< RLIMIT_FSIZE.
 };
 
+/// Runs the tool in place of the calling process, which is a child that a test has made.
+[[noreturn]] void becomeTool(const std::vector<std::string> &arguments);
+
 /// The tool while it runs, fed through a pipe.
 class RunningTool {
 public:
