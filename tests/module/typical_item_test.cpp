@@ -4,11 +4,9 @@
 #include <posixPort.h>
 #include <tickLib.h>
 
-#include <cstdlib>
-#include <ctime>
-
 #include "registry/registry.h"
 #include "support/module_test.h"
+#include "support/utc_zone.h"
 
 namespace {
 
@@ -18,32 +16,6 @@ using ::testing::IsEmpty;
 
 constexpr char kInitLine[] = "1699990000,3,0,Log start init!\n";
 constexpr char kDoorLine[] = "1700000000,1,5,door open\n";
-
-/// Shows times as UTC while it lasts.
-class UtcZone {
-public:
-    UtcZone() {
-        const char *const zone = getenv("TZ");
-        hadZone_ = zone != nullptr;
-        former_ = hadZone_ ? zone : "";
-        setenv("TZ", "UTC0", 1);
-        tzset();
-    }
-    ~UtcZone() {
-        if (hadZone_) {
-            setenv("TZ", former_.c_str(), 1);
-        } else {
-            unsetenv("TZ");
-        }
-        tzset();
-    }
-    UtcZone(const UtcZone &) = delete;
-    UtcZone &operator=(const UtcZone &) = delete;
-
-private:
-    bool hadZone_;
-    std::string former_;
-};
 
 /// Two objects at rest, "one" with handle 1 and "two" with handle 2; the time is that of the item.
 class TypicalItemTest : public test::ModuleTest {
@@ -76,7 +48,7 @@ protected:
         settle();
     }
 
-    const UtcZone utc_;
+    const test::UtcZone utc_;
 };
 
 TEST_F(TypicalItemTest, Submission_Accepted_QueueReceivesItsTextAndNoFileIsTouched) {
