@@ -5,16 +5,20 @@
 #include <msgQLib.h>
 #include <posixPort.h>
 #include <semLib.h>
+#include <stdio_ext.h>
 #include <taskLib.h>
 #include <usrFsLib.h>
 #include <usrLib.h>
 #include <yaffsfs.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
+#include <system_error>
 
 #include "platform.h"
 #include "registry/log_object.h"
@@ -51,6 +55,7 @@ void Probe::reset() {
     failures_.clear();
     hooks_.clear();
     time_ = 1700000000;
+    room_ = kUnlimited;
 }
 
 void Probe::setTime(uint32_t seconds) {
@@ -63,9 +68,43 @@ uint32_t Probe::now() const {
     return time_;
 }
 
-void Probe::fail(const std::string &call, int count, int skip) {
+void Probe::fail(const std::string &call, int count, int skip, Way way) {
     const std::lock_guard<std::recursive_mutex> lock(lock_);
-    failures_.push_back({call, skip, count});
+    failures_.push_back({call, skip, count, way});
+}
+
+void Probe::heal() {
+    const std::lock_guard<std::recursive_mutex> lock(lock_);
+    failures_.clear();
+}
+
+void Probe::limitRoom(int64_t bytes) {
+    const std::lock_guard<std::recursive_mutex> lock(lock_);
+    room_ = bytes;
+}
+
+bool Probe::hasRoom() const {
+    const std::lock_guard<std::recursive_mutex> lock(lock_);
+    return room_ > 0;
+}
+
+size_t Probe::takeRoom(size_t bytes) {
+    const std::lock_guard<std::recursive_mutex> lock(lock_);
+    if (room_ == kUnlimited) {
+        return bytes;
+    }
+    const size_t taken = std::min(bytes, static_cast<size_t>(std::max<int64_t>(room_, 0)));
+    room_ -= static_cast<int64_t>(taken);
+    return taken;
+}
+
+void Probe::giveRoom(const char *path) {
+    const std::lock_guard<std::recursive_mutex> lock(lock_);
+    std::error_code isMissing;
+    const auto bytes = std::filesystem::file_size(path, isMissing);
+    if (room_ != kUnlimited && !isMissing) {
+        room_ += static_cast<int64_t>(bytes);
+    }
 }
 
 void Probe::onCall(const std::string &call, Hook hook) {
@@ -143,7 +182,7 @@ std::string Probe::removeBlock(const void *block) {
     return name;
 }
 
-bool Probe::consumeFailure(const std::string &call) {
+std::optional<Way> Probe::consumeFailure(const std::string &call) {
     for (Failure &failure : failures_) {
         if (!beginsWith(call, failure.call) || failure.count == 0) {
             continue;
@@ -153,15 +192,17 @@ bool Probe::consumeFailure(const std::string &call) {
             continue;
         }
         --failure.count;
-        return true;
+        return failure.way;
     }
-    return false;
+    return std::nullopt;
 }
 
-/// Logs a call and runs its hooks; false when the call has to fail.
-bool Probe::enter(const std::string &call) {
+bool Probe::enter(const std::string &call) { return !fault(call); }
+
+/// Logs a call and runs its hooks; tells in which way the call has to fail, if it has to.
+std::optional<Way> Probe::fault(const std::string &call) {
     std::vector<Hook> due;
-    bool fails = false;
+    std::optional<Way> way;
     {
         const std::lock_guard<std::recursive_mutex> lock(lock_);
         calls_.push_back(call);
@@ -170,23 +211,79 @@ bool Probe::enter(const std::string &call) {
                 due.push_back(hook);
             }
         }
-        fails = consumeFailure(call);
+        way = consumeFailure(call);
     }
     for (const Hook &hook : due) {
         hook(call);
     }
-    return !fails;
+    return way;
 }
 
 }  // namespace probe
 
 namespace {
 
+using probe::Way;
+
 bool enter(const std::string &call) { return probe::Probe::get().enter(call); }
+
+std::optional<Way> fault(const std::string &call) { return probe::Probe::get().fault(call); }
 
 STATUS refuse() {
     errno = probe::kObjectUnavailable;
     return ERROR;
+}
+
+/// The result of a call on an id, which may do its work and fail all the same.
+template <class Call>
+STATUS onId(const std::string &name, Call call) {
+    const auto way = fault(name);
+    if (way != Way::kPlain) {
+        const STATUS status = call();
+        if (!way) {
+            return status;
+        }
+    }
+    return refuse();
+}
+
+int errnoOf(Way way) {
+    switch (way) {
+        case Way::kNoSpace:
+            return ENOSPC;
+        case Way::kNoEntry:
+            return ENOENT;
+        default:
+            return EACCES;
+    }
+}
+
+/// Bytes of a failing fwrite that get through.
+size_t bytesThrough(Way way, size_t bytes) {
+    switch (way) {
+        case Way::kOneByte:
+            return std::min<size_t>(bytes, 1);
+        case Way::kHalf:
+            return bytes / 2;
+        case Way::kAllButOne:
+            return bytes - 1;
+        default:
+            return 0;
+    }
+}
+
+/// Whether the medium has room for what is to be opened; what is truncated gives its bytes back.
+bool isRoomToOpen(const char *path, const char *mode) {
+    if (*mode == 'r') {
+        return true;
+    }
+    if (!std::filesystem::exists(path)) {
+        return probe::Probe::get().hasRoom();
+    }
+    if (*mode == 'w') {
+        probe::Probe::get().giveRoom(path);
+    }
+    return true;
 }
 
 }  // namespace
@@ -194,17 +291,24 @@ STATUS refuse() {
 extern "C" {
 
 FILE *probe_fopen(const char *path, const char *mode) {
-    if (!enter("fopen " + probe::fileName(path) + " " + mode)) {
-        errno = EACCES;
+    if (const auto way = fault("fopen " + probe::fileName(path) + " " + mode)) {
+        errno = errnoOf(*way);
+        return nullptr;
+    }
+    if (!isRoomToOpen(path, mode)) {
+        errno = ENOSPC;
         return nullptr;
     }
     return fopen(path, mode);
 }
 
 int probe_fclose(FILE *stream) {
-    const bool passes = enter("fclose");
+    const auto way = fault("fclose");
+    if (way == Way::kDropped) {
+        __fpurge(stream);
+    }
     const int result = fclose(stream);
-    return passes ? result : EOF;
+    return way ? EOF : result;
 }
 
 char *probe_fgets(char *buffer, int size, FILE *stream) {
@@ -212,17 +316,17 @@ char *probe_fgets(char *buffer, int size, FILE *stream) {
 }
 
 size_t probe_fwrite(const void *data, size_t size, size_t count, FILE *stream) {
-    if (!enter("fwrite " + std::to_string(size) + "x" + std::to_string(count))) {
-        return 0;
-    }
-    return fwrite(data, size, count, stream);
+    const auto way = fault("fwrite " + std::to_string(size) + "x" + std::to_string(count));
+    const size_t wanted = way ? bytesThrough(*way, size * count) : size * count;
+    const size_t taken = probe::Probe::get().takeRoom(wanted);
+    return fwrite(data, 1, taken, stream) / size;
 }
 
 int probe_fscanf(FILE *stream, const char *format, ...) __attribute__((format(scanf, 2, 3)));
 
 int probe_fscanf(FILE *stream, const char *format, ...) {
-    if (!enter("fscanf")) {
-        return EOF;
+    if (const auto way = fault("fscanf")) {
+        return way == Way::kNoMatch ? 0 : EOF;
     }
     va_list arguments;
     va_start(arguments, format);
@@ -244,8 +348,11 @@ int probe_printf(const char *format, ...) {
 }
 
 time_t probe_time(time_t *out) {
-    enter("time");
-    const time_t now = static_cast<time_t>(probe::Probe::get().now());
+    const auto way = fault("time");
+    time_t now = static_cast<time_t>(probe::Probe::get().now());
+    if (way) {
+        now = way == Way::kBack ? now - 3600 : -1;
+    }
     if (out != nullptr) {
         *out = now;
     }
@@ -274,19 +381,31 @@ DIR *probe_opendir(const char *name) {
 }
 
 int probe_closedir(DIR *directory) {
-    enter("closedir");
-    return closedir(directory);
+    const bool passes = enter("closedir");
+    const int result = closedir(directory);
+    return passes ? result : -1;
 }
 
 int probe_jorn_MakeDirectory(const char *name) {
     return enter("jorn_MakeDirectory " + probe::fileName(name)) ? jorn_MakeDirectory(name) : ERROR;
 }
 
-STATUS probe_rm(const char *path) { return enter("rm " + probe::fileName(path)) ? rm(path) : ERROR; }
+STATUS probe_rm(const char *path) {
+    if (!enter("rm " + probe::fileName(path))) {
+        return ERROR;
+    }
+    probe::Probe::get().giveRoom(path);
+    return rm(path);
+}
 
 int probe_yaffs_rename(const char *from, const char *to) {
-    return enter("yaffs_rename " + probe::fileName(from) + " " + probe::fileName(to)) ? yaffs_rename(from, to)
-                                                                                      : -1;
+    if (!enter("yaffs_rename " + probe::fileName(from) + " " + probe::fileName(to))) {
+        return -1;
+    }
+    if (std::filesystem::exists(from)) {
+        probe::Probe::get().giveRoom(to);
+    }
+    return yaffs_rename(from, to);
 }
 
 SEM_ID probe_semMCreate(int options) {
@@ -297,9 +416,13 @@ STATUS probe_semTake(SEM_ID semaphore, int timeout) {
     return enter("semTake " + std::to_string(timeout)) ? semTake(semaphore, timeout) : refuse();
 }
 
-STATUS probe_semGive(SEM_ID semaphore) { return enter("semGive") ? semGive(semaphore) : refuse(); }
+STATUS probe_semGive(SEM_ID semaphore) {
+    return onId("semGive", [=] { return semGive(semaphore); });
+}
 
-STATUS probe_semDelete(SEM_ID semaphore) { return enter("semDelete") ? semDelete(semaphore) : refuse(); }
+STATUS probe_semDelete(SEM_ID semaphore) {
+    return onId("semDelete", [=] { return semDelete(semaphore); });
+}
 
 MSG_Q_ID probe_msgQCreate(int messages, int length, int options) {
     const std::string call = "msgQCreate " + std::to_string(messages) + " " + std::to_string(length) + " " +
@@ -315,12 +438,26 @@ STATUS probe_msgQSend(MSG_Q_ID queue, char *buffer, UINT length, int timeout, in
 
 int probe_msgQReceive(MSG_Q_ID queue, char *buffer, UINT size, int timeout) {
     const std::string call = "msgQReceive " + std::to_string(size) + " " + std::to_string(timeout);
-    return enter(call) ? msgQReceive(queue, buffer, size, timeout) : refuse();
+    const auto way = fault(call);
+    if (way == Way::kPlain) {
+        return refuse();
+    }
+    const int length = msgQReceive(queue, buffer, size, timeout);
+    if (!way) {
+        return length;
+    }
+    if (way == Way::kCut && length > probe::kCutLength) {
+        buffer[probe::kCutLength] = '\0';
+        return probe::kCutLength;
+    }
+    return way == Way::kTooLong ? static_cast<int>(size) : 0;
 }
 
 int probe_msgQNumMsgs(MSG_Q_ID queue) { return enter("msgQNumMsgs") ? msgQNumMsgs(queue) : refuse(); }
 
-STATUS probe_msgQDelete(MSG_Q_ID queue) { return enter("msgQDelete") ? msgQDelete(queue) : refuse(); }
+STATUS probe_msgQDelete(MSG_Q_ID queue) {
+    return onId("msgQDelete", [=] { return msgQDelete(queue); });
+}
 
 TASK_ID probe_taskSpawn(char *name, int priority, int options, int stack, FUNCPTR entry, _Vx_usr_arg_t a1,
                         _Vx_usr_arg_t a2, _Vx_usr_arg_t a3, _Vx_usr_arg_t a4, _Vx_usr_arg_t a5,
@@ -337,11 +474,12 @@ TASK_ID probe_taskSpawn(char *name, int priority, int options, int stack, FUNCPT
     return task;
 }
 
-STATUS probe_taskDelete(TASK_ID task) { return enter("taskDelete") ? taskDelete(task) : refuse(); }
+STATUS probe_taskDelete(TASK_ID task) {
+    return onId("taskDelete", [=] { return taskDelete(task); });
+}
 
 STATUS probe_taskDelay(int ticks) {
-    enter("taskDelay " + std::to_string(ticks));
-    return taskDelay(ticks);
+    return enter("taskDelay " + std::to_string(ticks)) ? taskDelay(ticks) : refuse();
 }
 
 void probe_printErrno(int error) {

@@ -10,10 +10,31 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace probe {
+
+/// How a call fails, where there is more than one way.
+enum class Way {
+    kPlain,      ///< As the platform reports it: null, ERROR, -1, nothing written, nothing read.
+    kNoSpace,    ///< fopen: errno ENOSPC.
+    kNoEntry,    ///< fopen: errno ENOENT.
+    kOneByte,    ///< fwrite: one byte gets through.
+    kHalf,       ///< fwrite: half of the bytes get through.
+    kAllButOne,  ///< fwrite: the last byte is missing.
+    kDropped,    ///< fclose: what has not left the stream's buffer is gone.
+    kNoMatch,    ///< fscanf: 0 in place of EOF.
+    kEmpty,      ///< msgQReceive: takes a message and returns 0.
+    kTooLong,    ///< msgQReceive: takes a message and returns the size of the buffer.
+    kCut,        ///< msgQReceive: takes a message and gives its first six bytes.
+    kDone,       ///< The call does its work and reports ERROR all the same, as for an id that is just gone.
+    kBack,       ///< time: an hour ago.
+};
+
+/// Bytes of a message that Way::kCut gives.
+inline constexpr int kCutLength = 6;
 
 /// Marks, in messages(), a text that was printed by itself, without prefix and common line end.
 inline constexpr char kBare[] = "(bare) ";
@@ -36,9 +57,18 @@ public:
     /// Makes calls fail whose log entry begins with `call` (such as "fopen 1.csv", "calloc", "rm"): of
     /// the ones from now on, `skip` pass, then `count` fail. Failing is what the call does on the
     /// platform: null, ERROR with errno 0x3d0002, -1, a short fwrite. fgets and fscanf give nothing.
-    void fail(const std::string &call, int count = 1, int skip = 0);
+    void fail(const std::string &call, int count = 1, int skip = 0, Way way = Way::kPlain);
+
+    /// Lets no call fail any more.
+    void heal();
+
+    /// From now on the medium takes `bytes` more: what is deleted or truncated gives its bytes back, a file
+    /// cannot be made when no byte is left, and fwrite takes what fits. reset() takes the limit away.
+    void limitRoom(int64_t bytes);
+    void addRoom(int64_t bytes) { limitRoom(room_ + bytes); }
 
     static constexpr int kForever = 1 << 30;
+    static constexpr int64_t kUnlimited = INT64_MAX;
 
     /// Runs `hook` before every call whose log entry begins with `call`. A hook may make calls itself.
     void onCall(const std::string &call, Hook hook);
@@ -64,6 +94,10 @@ public:
 
     /// Entry points of the probed calls.
     bool enter(const std::string &call);
+    std::optional<Way> fault(const std::string &call);
+    bool hasRoom() const;
+    size_t takeRoom(size_t bytes);
+    void giveRoom(const char *path);
     void addPiece(const std::string &piece);
     uint32_t now() const;
     void addBlock(const void *block, const std::string &name);
@@ -74,9 +108,10 @@ private:
         std::string call;
         int skip;
         int count;
+        Way way;
     };
 
-    bool consumeFailure(const std::string &call);
+    std::optional<Way> consumeFailure(const std::string &call);
 
     mutable std::recursive_mutex lock_;
     std::vector<std::string> calls_;
@@ -85,6 +120,7 @@ private:
     std::vector<std::pair<std::string, Hook>> hooks_;
     std::map<const void *, std::string> blocks_;
     uint32_t time_ = 1700000000;
+    int64_t room_ = kUnlimited;
 };
 
 }  // namespace probe
