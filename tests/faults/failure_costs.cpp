@@ -11,9 +11,9 @@ namespace {
 
 constexpr bool kSometimes = false;
 
-const std::vector<FailureCost> &failureCosts() {
-    static const std::vector<FailureCost> rows = {
-        // Creation. An object that is not made takes no items; nothing that was stored is touched.
+/// Creation. An object that is not made takes no items; nothing that was stored is touched.
+std::vector<FailureCost> costsOfCreation() {
+    return {
         {"allocate the object", {}, "", Loss::kUnlessTaken, kSometimes},
         {"look for the directory", {}, "Create DIR/# failed!", Loss::kUnlessTaken, kSometimes},
         {"close the directory", {}, "", Loss::kNone},
@@ -22,22 +22,24 @@ const std::vector<FailureCost> &failureCosts() {
         {"create the mutex", {}, "Sem CsvRW_ID create failed!\n", Loss::kUnlessTaken},
         {"create the queue", {}, "failed to creat logInfoQID!\n", Loss::kUnlessTaken},
         {"spawn the store task", {}, "", Loss::kEverySubmitted, kSometimes},
+    };
+}
 
-        // Ids that are gone. No other task contends for the mutex here.
-        {"lock the analysis", {}, "", Loss::kNone},
-        {"lock a batch", {}, "", Loss::kNone},
-        {"lock a query", {}, "", Loss::kNone},
-        {"lock the clearing", {}, "", Loss::kNone},
-        {"lock the letting go", {}, "", Loss::kNone},
-        {"wait for the last batch", {}, "", Loss::kNone},
-        {"give the mutex", {}, "", Loss::kNone},
-        {"delete the mutex", {}, "", Loss::kNone},
-        {"delete the queue", {}, "", Loss::kNone},
-        {"delete the store task", {}, "", Loss::kNone},
+/// Ids that are gone. No other task contends for the mutex here.
+std::vector<FailureCost> costsOfIds() {
+    return {
+        {"lock the analysis", {}, "", Loss::kNone},   {"lock a batch", {}, "", Loss::kNone},
+        {"lock a query", {}, "", Loss::kNone},        {"lock the clearing", {}, "", Loss::kNone},
+        {"lock the letting go", {}, "", Loss::kNone}, {"wait for the last batch", {}, "", Loss::kNone},
+        {"give the mutex", {}, "", Loss::kNone},      {"delete the mutex", {}, "", Loss::kNone},
+        {"delete the queue", {}, "", Loss::kNone},    {"delete the store task", {}, "", Loss::kNone},
+    };
+}
 
-        // Index and tidying. A file that seems not to be there is passed over, and the next write or rename
-        // may
-        // replace it.
+/// Index and tidying. A file that seems not to be there is passed over, and the next write or
+/// rename may replace it.
+std::vector<FailureCost> costsOfIndexAndTidying() {
+    return {
         {"open the index", {}, "DIR/#: Open index file error!", Loss::kFile, kSometimes},
         {"open the backup", {}, "Open index backup file error!", Loss::kNone, kSometimes},
         {"read the version", {}, "DIR/#: index.csv version error!", Loss::kFile, kSometimes},
@@ -57,12 +59,20 @@ const std::vector<FailureCost> &failureCosts() {
         {"open a data file to summarise it", {}, "Open file error: #.csv!", Loss::kFile, kSometimes},
         {"read a line to summarise it", {}, "Error: analyse #.csv failed!", Loss::kFile, kSometimes},
         {"close a file that was read", {}, "", Loss::kNone},
+    };
+}
 
-        // Submission.
+/// Submission.
+std::vector<FailureCost> costsOfSubmission() {
+    return {
         {"stamp an item", {}, "Msg send error = #", Loss::kNone, kSometimes},
         {"queue an item", {}, "(bare) errno #x#D#\r\n", Loss::kItem, kSometimes},
+    };
+}
 
-        // The store task.
+/// The store task.
+std::vector<FailureCost> costsOfStoreTask() {
+    return {
         {"count the waiting messages", {}, "", Loss::kNone},
         {"wait for the next pass", {}, "", Loss::kNone},
         {"receive a message", {Way::kPlain}, "msg receive eror!", Loss::kNone},
@@ -79,14 +89,29 @@ const std::vector<FailureCost> &failureCosts() {
         {"close the data file", {Way::kDropped}, "", Loss::kBuffered},
         {"close the full data file", {Way::kPlain}, "", Loss::kNone},
         {"close the full data file", {Way::kDropped}, "", Loss::kBuffered},
+    };
+}
 
-        // Queries lose nothing; what they show is short.
+/// Queries lose nothing; what they show is short.
+std::vector<FailureCost> costsOfQueries() {
+    return {
         {"open a data file to count its items", {}, "Open file error: #.csv!\n", Loss::kNone},
         {"open a data file of the page", {}, "Open file error: #.csv!\n", Loss::kNone},
         {"read a line to count it", {}, " error: totalItem = #!", Loss::kNone, kSometimes},
         {"read a line of the page", {}, "", Loss::kNone},
         {"show a time", {}, "", Loss::kNone},
     };
+}
+
+const std::vector<FailureCost> &failureCosts() {
+    static const std::vector<FailureCost> rows = [] {
+        std::vector<FailureCost> all;
+        for (const auto &part : {costsOfCreation(), costsOfIds(), costsOfIndexAndTidying(),
+                                 costsOfSubmission(), costsOfStoreTask(), costsOfQueries()}) {
+            all.insert(all.end(), part.begin(), part.end());
+        }
+        return all;
+    }();
     return rows;
 }
 

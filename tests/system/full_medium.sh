@@ -1,0 +1,59 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# Records into a real file system until it is full: a tmpfs of 256 KiB in a mount namespace of its own. The tool must
+# end with exit code 4 and say why, every line that an earlier, successful recording took must still be there, and no
+# more lines may be missing than the tool says. Then room comes back, and recording works again.
+# usage: full_medium.sh JORN
+# Exit codes: 0 all holds, 1 something does not, 77 no mount namespace is permitted here.
+set -euo pipefail
+
+fail() {
+    echo "full_medium: $*" >&2
+    exit 1
+}
+
+# The texts in the data files that are whole lines of the input: the prefix and five digits.
+storedTexts() {
+    cat "$1"/log/*[0-9].csv | sed -n "s/^[0-9]*,0,0,\($2[0-9]\{5\}\)\$/\1/p" | sort
+}
+
+insideNamespace() {
+    local jorn=$1 mount=$2 code=0 first missing gaps newest
+    mount -t tmpfs -o size=256k none "$mount"
+
+    seq -f 'early%05.0f' 2000 > "$mount.early"
+    "$jorn" record -n 8 -l 0 "$mount/log" < "$mount.early" || fail "exit code $? with room left"
+    seq -f 'late%05.0f' 30000 | "$jorn" record -l 0 -n 8 "$mount/log" 2> "$mount.error" || code=$?
+    [ "$code" = 4 ] || fail "exit code $code on a full medium, not 4"
+    grep -q 'No space left on device' "$mount.error" || fail "the message does not tell: $(cat "$mount.error")"
+
+    storedTexts "$mount" early | cmp - "$mount.early" || fail "lines of a successful recording are gone"
+    missing=$(sed -n 's/.*; \([0-9]*\) of the lines read are not in the files.*/\1/p' "$mount.error")
+    storedTexts "$mount" late > "$mount.late"
+    newest=$(tail -n 1 "$mount.late" | sed 's/late0*//')
+    gaps=$((newest - $(wc -l < "$mount.late")))
+    [ "$gaps" -le "${missing:-0}" ] || fail "$gaps lines are missing, ${missing:-0} are admitted"
+
+    mount -o remount,size=4m "$mount"
+    first=$(seq -f 'again%05.0f' 100 | tee "$mount.again" | "$jorn" record -n 8 -l 0 "$mount/log" 2>&1) ||
+        fail "no recording after room has come back: $first"
+    storedTexts "$mount" again | cmp - "$mount.again" || fail "lines are missing after room has come back"
+    echo "full_medium: 2000 lines kept, ${newest} more until the medium was full, ${missing:-0} admitted missing"
+}
+
+if [ "${1:-}" = --inside ]; then
+    insideNamespace "$2" "$3"
+    exit
+fi
+[ $# = 1 ] || { sed -n 's/^# usage: /usage: /p' "$0" >&2; exit 1; }
+
+namespace=(unshare --user --map-root-user --mount)
+[ "$(id -u)" != 0 ] || namespace=(unshare --mount)
+directory=$(mktemp -d)
+trap 'rm -rf "$directory"' EXIT
+mkdir "$directory/m"
+if ! "${namespace[@]}" mount -t tmpfs -o size=256k none "$directory/m" 2> /dev/null; then
+    echo "full_medium: skipped: no mount namespace is permitted here"
+    exit 77
+fi
+"${namespace[@]}" "$0" --inside "$1" "$directory/m"
