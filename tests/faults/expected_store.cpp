@@ -88,6 +88,18 @@ void ExpectedStore::clearLog() {
     messages_.clear();
 }
 
+std::vector<std::string> ExpectedStore::memory() const {
+    std::vector<std::string> all;
+    for (const auto &obj : objects_) {
+        all.push_back("range " + number(obj->oldest) + " to " + number(obj->latest));
+        for (const Summary &file : obj->files) {
+            all.push_back(number(file.items) + " items, " + number(file.ofLevels) + " of levels, " +
+                          number(file.timeMin) + " to " + number(file.timeMax));
+        }
+    }
+    return all;
+}
+
 void ExpectedStore::giveRoom(const std::string &path) {
     const auto found = files_.find(path);
     if (room_ != probe::Probe::kUnlimited && found != files_.end()) {

@@ -38,6 +38,7 @@ public:
     std::vector<std::string> calls() const override { return calls_; }
     std::vector<std::string> messages() const override { return messages_; }
     Files files() const override { return files_; }
+    std::vector<std::string> memory() const override;
     void clearLog() override;
 
     /// What each call is for, beside calls().

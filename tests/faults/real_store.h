@@ -29,6 +29,7 @@ public:
     std::vector<std::string> calls() const override;
     std::vector<std::string> messages() const override;
     Files files() const override;
+    std::vector<std::string> memory() const override;
     void clearLog() override;
 
 private:

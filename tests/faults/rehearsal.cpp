@@ -24,6 +24,7 @@ void expectSame(const std::string &when, const RealStore &real, const ExpectedSt
     expectSameList("calls " + when, real.calls(), expected.calls());
     expectSameList("messages " + when, real.messages(), expected.messages());
     expectSameList("results " + when, real.results(), expected.results());
+    expectSameList("memory " + when, real.memory(), expected.memory());
     EXPECT_EQ(real.files(), expected.files()) << when;
 }
 

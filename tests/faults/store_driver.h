@@ -54,6 +54,8 @@ public:
     virtual std::vector<std::string> calls() const = 0;
     virtual std::vector<std::string> messages() const = 0;
     virtual Files files() const = 0;
+    /// What is in memory: ring positions of each object, newest first, and its files' summaries.
+    virtual std::vector<std::string> memory() const = 0;
     virtual void clearLog() = 0;
 
     /// Everything that the calls above returned, and the records of the pages, in order.
