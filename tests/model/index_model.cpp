@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "model/index_model.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+#include <optional>
+
+#include "model/line_model.h"
+
+namespace test {
+namespace {
+
+/// Takes text apart as the scanning formats do.
+class Scanner {
+public:
+    explicit Scanner(const std::string &bytes) : bytes_(bytes) {}
+
+    bool takeLiteral(const std::string &literal) {
+        const bool isThere = bytes_.compare(position_, literal.size(), literal) == 0;
+        position_ += isThere ? literal.size() : 0;
+        return isThere;
+    }
+
+    void skipBlanks() {
+        position_ = std::min(bytes_.find_first_not_of(" \t\n\v\f\r", position_), bytes_.size());
+    }
+
+    /// A decimal number behind blanks; nothing when none stands there.
+    std::optional<int32_t> takeNumber() {
+        skipBlanks();
+        size_t end = position_;
+        if (end < bytes_.size() && (bytes_[end] == '-' || bytes_[end] == '+')) {
+            ++end;
+        }
+        const size_t firstDigit = end;
+        end = std::min(bytes_.find_first_not_of("0123456789", end), bytes_.size());
+        if (end == firstDigit) {
+            return std::nullopt;
+        }
+        const int64_t number = modelLeadingNumber(bytes_.substr(position_, end - position_), 64);
+        position_ = end;
+        return static_cast<int32_t>(std::clamp<int64_t>(number, std::numeric_limits<int32_t>::min(),
+                                                        std::numeric_limits<int32_t>::max()));
+    }
+
+private:
+    const std::string &bytes_;
+    size_t position_ = 0;
+};
+
+bool takeVersion(Scanner *scanner, ModelIndex *fields) {
+    if (!scanner->takeLiteral("version:")) {
+        return false;
+    }
+    const std::optional<int32_t> version = scanner->takeNumber();
+    fields->version = version.value_or(fields->version);
+    scanner->skipBlanks();
+    return version && *version == 1;
+}
+
+/// How many positions were read, -1 when they are refused.
+int32_t takePositions(Scanner *scanner, ModelIndex *fields) {
+    int32_t taken = 0;
+    if (const std::optional<int32_t> oldest = scanner->takeNumber()) {
+        fields->oldest = *oldest;
+        taken = 1;
+        if (scanner->takeLiteral(",")) {
+            if (const std::optional<int32_t> latest = scanner->takeNumber()) {
+                fields->latest = *latest;
+                taken = 2;
+            }
+        }
+    }
+    return taken == 0 || fields->oldest >= 90 || fields->latest >= 90 ? -1 : taken;
+}
+
+}  // namespace
+
+ModelIndexRead modelReadIndex(const NamedFiles &files, const ModelIndex &before, const std::string &dirName) {
+    ModelIndexRead read = {-1, before, files, {}};
+    auto source = files.find("index.csv");
+    const bool isBackup = source == files.end();
+    if (isBackup) {
+        read.messages.push_back(dirName + ": Open index file error!");
+        source = files.find("index.bak");
+    }
+    if (source == files.end()) {
+        read.messages.emplace_back("Open index backup file error!");
+        return read;
+    }
+    Scanner scanner(source->second);
+    if (!takeVersion(&scanner, &read.fields)) {
+        read.messages.push_back(dirName + ": index.csv version error!");
+        return read;
+    }
+    read.result = takePositions(&scanner, &read.fields);
+    if (read.result < 0) {
+        read.messages.push_back(dirName + ": read index error!");
+    }
+    if (isBackup) {
+        read.files["index.csv"] = source->second;
+        read.files.erase("index.bak");
+    }
+    return read;
+}
+
+std::string modelIndexText(int64_t oldest, int64_t latest) {
+    return "version:1\n" + std::to_string(oldest) + "," + std::to_string(latest) + "\n";
+}
+
+}  // namespace test

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+// A slow model of reading lines back: how a file falls into lines, how a line falls into fields, and what
+// number and what time a field gives. Written on strings, without the calls that the module makes.
+#ifndef JORN_TESTS_MODEL_LINE_MODEL_H
+#define JORN_TESTS_MODEL_LINE_MODEL_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "model/query_model.h"
+
+namespace test {
+
+/// The lines of a file as its readers get them: pieces of at most 256 bytes that end with their line feed,
+/// each seen up to its first NUL.
+std::vector<std::string> modelLines(const std::string &bytes);
+
+bool isModelBlank(const std::string &line);
+
+/// The first fields of a line, and what stands behind the comma that ends the last one.
+struct ModelFields {
+    std::vector<std::string> fields;
+    std::string rest;
+};
+
+/// Takes up to `count` fields from the first `maxChars` characters of a line.
+ModelFields modelFields(const std::string &line, size_t maxChars, size_t count);
+
+/// The leading decimal number of a text in a signed integer of so many bits: behind blanks, with a sign or
+/// without one; the nearest number when it does not fit; 0 when there is none.
+int64_t modelLeadingNumber(const std::string &text, int bits);
+
+uint32_t modelTime(const std::string &field);
+int32_t modelNumber(const std::string &field);
+
+/// What parsing a line stores, field by field, and what it says when a field is missing.
+struct ModelParse {
+    std::optional<uint32_t> time;
+    std::optional<int32_t> level;
+    std::optional<int32_t> slot;
+    std::string message;
+
+    bool isItem() const { return slot.has_value(); }
+};
+
+ModelParse modelParse(const std::string &line);
+
+/// The items of a file, the line of each as its text.
+ModelFile modelItems(const std::string &bytes);
+
+/// A record as shown; a field that is missing, and those behind it, stay as they were.
+struct ModelRecord {
+    std::optional<std::string> time;
+    std::optional<std::string> level;
+    std::optional<std::string> slot;
+    std::optional<std::string> text;
+    std::string message;
+};
+
+/// In UTC.
+ModelRecord modelRecord(const std::string &line);
+
+/// "Tue Nov 14 22:13:20 2023": seconds since 1970 in UTC, empty when the year is beyond all calendars.
+std::string modelCalendar(int64_t seconds);
+
+}  // namespace test
+
+#endif

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+// A slow model of a start on a directory: index, tidying, summaries and times.
+#ifndef JORN_TESTS_MODEL_START_MODEL_H
+#define JORN_TESTS_MODEL_START_MODEL_H
+
+#include <cstdint>
+#include <vector>
+
+#include "csvfile/file_summary.h"
+#include "model/index_model.h"
+#include "model/query_model.h"
+
+namespace test {
+
+/// What a start makes of a directory, and of the object's memory.
+struct ModelStart {
+    int32_t oldest;
+    int32_t latest;
+    std::vector<JORN_CSV_INFO> summaries;
+    uint32_t finalTime;
+    uint32_t maxTime;
+    NamedFiles files;
+    bool isFileReplaced;  ///< A rename met a file that had not been moved yet.
+};
+
+ModelStart modelStart(const NamedFiles &files, int32_t csvNum, int32_t slotMax);
+
+/// The ring as queries see it after that start.
+ModelRing modelRingOf(const ModelStart &start, int32_t csvNum, int32_t slotMax);
+
+/// A summary by reading all items, and the change that one appended item makes.
+JORN_CSV_INFO modelSummary(const ModelFile &items, int32_t slotMax);
+void modelAppend(const ModelItem &item, int32_t slotMax, JORN_CSV_INFO *info);
+
+}  // namespace test
+
+#endif
