@@ -121,7 +121,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
          {&require.dayDwLimit, &require.dayUpLimit, &require.level, &require.levelMode, &require.slot}) {
         *field = input.number();
     }
-    const std::string line = input.rest().c_str();  // up to its first NUL, as the module sees it
+    const std::string bytes = input.rest();
+    const std::string line = bytes.substr(0, bytes.find('\0'));  // as the module sees it
     fuzz::checkParser(line, printLevel);
     fuzz::checkFilter(line, require, printLevel);
     fuzz::checkRecord(line, printLevel);

@@ -13,7 +13,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 
 #include "fuzz/finding.h"
@@ -32,7 +31,7 @@ struct OpenFile {
 ssize_t readBytes(void *cookie, char *buffer, size_t size) {
     auto *const file = static_cast<OpenFile *>(cookie);
     const size_t count = std::min(size, file->bytes->size() - file->position);
-    memcpy(buffer, file->bytes->data() + file->position, count);
+    std::copy_n(file->bytes->data() + file->position, count, buffer);
     file->position += count;
     return static_cast<ssize_t>(count);
 }
@@ -71,16 +70,18 @@ void MemoryPlatform::reset() {
 }
 
 void MemoryPlatform::put(const std::string &directory, const test::NamedFiles &files) {
+    const std::string start = directory + "/";
     for (const auto &[name, bytes] : files) {
-        paths_[directory + "/" + name] = std::make_shared<std::string>(bytes);
+        paths_[start + name] = std::make_shared<std::string>(bytes);
     }
 }
 
 test::NamedFiles MemoryPlatform::filesIn(const std::string &directory) const {
+    const std::string start = directory + "/";
     test::NamedFiles files;
     for (const auto &[path, bytes] : paths_) {
-        if (path.rfind(directory + "/", 0) == 0) {
-            files[path.substr(directory.size() + 1)] = *bytes;
+        if (path.rfind(start, 0) == 0) {
+            files[path.substr(start.size())] = *bytes;
         }
     }
     return files;
