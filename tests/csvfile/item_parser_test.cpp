@@ -159,6 +159,11 @@ TEST(LineSplitterTest, Rest_NoTextOnTheLine_IsEmpty) {
     EXPECT_EQ(textBehindTheSlot("1700000000,2,5,"), "");
 }
 
+TEST(LineSplitterTest, Rest_NoFieldTakenYet_IsEmpty) {
+    const jorn::LineSplitter splitter("1,2,3,text", 255);
+    EXPECT_STREQ(splitter.rest(), "");
+}
+
 TEST(LineSplitterTest, NextField_LineFeedAtTheEnd_StaysWithTheLastField) {
     jorn::LineSplitter splitter("1,2\n", 255);
     EXPECT_STREQ(splitter.nextField(), "1");

@@ -364,6 +364,7 @@ TEST_F(RetrievalTest, Get_Refusals_AreReportedFromLevelOne) {
     JORN_REQUIRE noDay = anything();
     noDay.dayUpLimit = 0;
     expectMessageAt(1, " hanld_id = -7, not found!", [&] { JORN_GetRequireLog(-7, anything(), &page_); });
+    expectMessageAt(1, "page pointer null!", [&] { JORN_GetRequireLog(handle_, anything(), nullptr); });
     expectMessageAt(1, " error: itemsPerPage = -3!", [&] { get(everything(1, -3)); });
     expectMessageAt(1, " error: totalItem = 0!", [&] { get(nothing); });
     expectMessageAt(1, " error: totalItem = -1!", [&] { get(noDay); });
