@@ -146,6 +146,12 @@ INSTANTIATE_TEST_SUITE_P(StrangeOldest, TidyingPlanRowTest,
                                            Row{"AtNinety", {90, 3, 5}, {0, 1, 2, 3}, "[0,3]"}),
                          [](const auto &row) { return row.param.name; });
 
+// A latest position that no ring has: the survey starts above every file, the last of a full ring included.
+INSTANTIATE_TEST_SUITE_P(StrangeLatest, TidyingPlanRowTest,
+                         ::testing::Values(Row{"BelowTheLargestRing", {0, -1, 90}, upTo(89), "[0,89]"},
+                                           Row{"AboveTheLargestRing", {0, 90, 90}, upTo(89), "[0,89]"}),
+                         [](const auto &row) { return row.param.name; });
+
 TEST(TidyingPlanTest, PlanTidying_AnyRing_AsksForEach90PositionsOnceFromTheLatestDown) {
     const Directory directory = directoryOf({0, 1, 2});
     plan({0, 2, 5}, directory);
