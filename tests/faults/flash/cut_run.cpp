@@ -1,0 +1,435 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "cut_run.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <set>
+
+#include "volume.h"
+
+namespace flash {
+
+namespace {
+
+constexpr uint32_t kFirstLife = 1700000000;
+constexpr uint32_t kSecondLife = 1800000000;
+constexpr uint32_t kThirdLife = 1900000000;
+
+constexpr size_t kItemsAfterCut = 3;
+
+/// The items of a few files.
+std::set<int> itemsIn(const Ledger &ledger, const Directory &files) {
+    std::set<int> items;
+    for (const auto &[name, bytes] : files) {
+        for (const Line &line : ledger.parse(bytes)->lines) {
+            if (line.item != kUnknownItem) {
+                items.insert(items.end(), line.item);
+            }
+        }
+    }
+    return items;
+}
+
+std::set<int> itemsIn(const View &view) {
+    std::set<int> items;
+    for (const Line *line : view.items) {
+        if (line->item != kUnknownItem) {
+            items.insert(items.begin(), line->item);
+        }
+    }
+    return items;
+}
+
+bool isDataFile(const std::string &path) {
+    const char first = path[path.rfind('/') + 1];
+    return first >= '0' && first <= '9';
+}
+
+bool hasTornLine(const Directory &chip) {
+    return std::any_of(chip.begin(), chip.end(), [](const auto &file) {
+        return isDataFile(file.first) && !file.second.empty() && file.second.back() != '\n';
+    });
+}
+
+void putText(std::array<char, 1024> *field, const std::string &text) {
+    snprintf(field->data(), field->size(), "%s", text.c_str());
+}
+
+}  // namespace
+
+std::string textOf(const CutPlace &place) {
+    std::string text = "--cut " + std::to_string(place.operation) + ":" + nameOf(place.torn);
+    if (place.nestedOperation != 0) {
+        text += " --again " + std::to_string(place.nestedOperation) + ":" + nameOf(place.nestedTorn);
+    }
+    return text;
+}
+
+CutRun::CutRun(const Workload &workload, const Platform &platform, const CutOptions &options,
+               Figures *figures)
+    : workload_(workload),
+      platform_(platform),
+      options_(options),
+      figures_(figures),
+      image_(workload.blocks),
+      chip_(workload.blocks) {}
+
+void CutRun::report(Check check, const std::string &fault) {
+    if (figures_->fault[0] == '\0') {
+        putText(&figures_->fault, fault);
+        figures_->faultPlace = figures_->place;
+    }
+    ++figures_->faults[static_cast<size_t>(check)];
+}
+
+void CutRun::lookForBrokenRules() {
+    if (!chip_.brokenRules().empty()) {
+        report(Check::ChipRules, "the file system broke the chip's rules: " + chip_.brokenRules());
+    }
+}
+
+bool CutRun::powerOn(Nand *chip) {
+    surroundings() = Surroundings{};
+    surroundings().chip = chip;
+    surroundings().deviceBuffer = platform_.deviceBuffer;
+    surroundings().sabotage = options_.sabotage;
+    if (!Volume::powerOn(chip, platform_.caches)) {
+        report(Check::Medium, "the chip cannot be mounted");
+        return false;
+    }
+    return true;
+}
+
+PageSample CutRun::sample() const { return {figures_->images, options_.isEveryPage}; }
+
+Directory CutRun::readChip() const {
+    Directory files;
+    for (const ObjectSpec &object : workload_.objects) {
+        for (auto &[name, bytes] : Volume::readAll(object.directory)) {
+            files[object.directory + "/" + name] = std::move(bytes);
+        }
+    }
+    return files;
+}
+
+void CutRun::setScene() {
+    powerOn(&image_);
+    Scene scene(&ledger_);
+    workload_.setScene(scene);
+    scene_ = readChip();
+    for (size_t object = 0; object < workload_.objects.size(); ++object) {
+        const ObjectSpec &spec = workload_.objects[object];
+        const Directory files = Volume::readAll(spec.directory);
+        RingModel model(ledger_, spec.csvNum);
+        model.start(files);
+        isIndexLost_.push_back(model.wasIndexLost() || (!files.empty() && files.count("index.csv") == 0 &&
+                                                        files.count("index.bak") == 0));
+        firstOrdinals_.push_back(ledger_.itemsOf(object));
+    }
+    Volume::powerOff();
+}
+
+/// The first life, without a cut. Destruction comes after the last operation that counts: what it programs is
+/// taken back.
+void CutRun::record() {
+    chip_ = image_;
+    chip_.restore(image_);
+    chip_.record(&first_.operations);
+    powerOn(&chip_);
+    surroundings().history = &first_.history;
+    {
+        Life life(&ledger_, kFirstLife, sample());
+        workload_.run(life);
+        for (size_t object = 0; object < workload_.objects.size(); ++object) {
+            life.compare(object);
+        }
+        if (!life.fault().empty()) {
+            report(Check::Life, "without a cut: " + life.fault());
+        }
+        if (surroundings().shortWrites != 0) {
+            report(Check::Room, "without a cut: the chip is full");
+        }
+        chip_.record(nullptr);
+        surroundings().history = nullptr;
+    }
+    Volume::powerOff();
+    lookForBrokenRules();
+    figures_->operations = first_.operations.size();
+    figures_->erases = static_cast<size_t>(std::count_if(
+        first_.operations.begin(), first_.operations.end(), [](const Operation &one) { return one.isErase; }));
+    figures_->items = ledger_.items();
+    for (size_t object = 0; object < workload_.objects.size(); ++object) {
+        secondOrdinals_.push_back(ledger_.itemsOf(object));
+    }
+    chip_.restore(image_);
+}
+
+bool CutRun::isWanted(size_t operation, Torn torn) const {
+    const CutPlace &only = options_.only;
+    return only.operation == 0 || (only.operation == operation && only.torn == torn);
+}
+
+bool CutRun::isWantedAgain(size_t operation, Torn torn) const {
+    const CutPlace &only = options_.only;
+    if (only.operation != 0) {
+        return only.nestedOperation == operation && only.nestedTorn == torn;
+    }
+    return true;
+}
+
+void CutRun::run() {
+    setScene();
+    record();
+    ShadowWalk walk(Shadow(ledger_, scene_, firstOrdinals_), first_.history);
+    for (size_t operation = 1; operation <= first_.operations.size() + 1; ++operation) {
+        walk.advanceTo(operation - 1);
+        cutAt(operation, &walk);
+        if (operation <= first_.operations.size()) {
+            goOn(first_.operations[operation - 1], operation);
+        }
+    }
+    if (!walk.before().fault().empty()) {
+        report(Check::Order, walk.before().fault());
+    }
+    for (size_t object = 0; object < workload_.objects.size(); ++object) {
+        if (walk.before().next(object) != secondOrdinals_[object]) {
+            report(Check::Order, "not every item was written and its file closed");
+        }
+    }
+}
+
+/// The operation is complete in both chips.
+void CutRun::goOn(const Operation &done, size_t number) {
+    const bool isLost = options_.losesProgram && number == first_.operations.size() / 2;
+    if (!isLost) {
+        image_.perform(done);
+        chip_.perform(done);
+    }
+    chip_.restore(image_);
+}
+
+void CutRun::cutAt(size_t operation, ShadowWalk *walk) {
+    const bool isAtRest = operation > first_.operations.size();
+    const std::vector<Torn> ways =
+        isAtRest ? std::vector<Torn>{Torn::Nothing} : waysToTear(first_.operations[operation - 1]);
+    for (const Torn torn : ways) {
+        if (!isWanted(operation, torn)) {
+            continue;
+        }
+        figures_->place = {operation, torn, 0, Torn::Nothing};
+        const bool isNested = options_.only.operation != 0
+                                  ? options_.only.nestedOperation != 0
+                                  : options_.nestedEvery != 0 && figures_->images % options_.nestedEvery == 0;
+        ++figures_->images;
+        if (!isAtRest) {
+            chip_.tear(first_.operations[operation - 1], torn);
+        }
+        examine(*walk, isNested);
+        chip_.restore(image_);
+    }
+}
+
+void CutRun::examine(const ShadowWalk &walk, bool isNested) {
+    const Nand torn = isNested ? chip_ : Nand(0);
+    Recording second;
+    chip_.record(isNested ? &second.operations : nullptr);
+    if (!powerOn(&chip_)) {
+        return;
+    }
+    if (!checkChip(walk)) {
+        Volume::powerOff();
+        return;
+    }
+    surroundings().history = isNested ? &second.history : nullptr;
+    lifeAfterCut(walk);
+    secondStart();
+    lookForBrokenRules();
+    if (isNested) {
+        Shadow start(ledger_, found_, secondOrdinals_);
+        start.inheritClearings(walk.after());
+        const Nand lived = image_;
+        const std::vector<bool> lostBefore = isIndexLost_;
+        isIndexLost_ = isIndexLostNow_;
+        image_ = torn;
+        chip_ = torn;
+        chip_.restore(image_);
+        cutAgain(second, start);
+        image_ = lived;
+        chip_ = lived;
+        isIndexLost_ = lostBefore;
+    }
+}
+
+/// What is on the chip must be what the module's calls up to the cut leave.
+bool CutRun::checkChip(const ShadowWalk &walk) {
+    found_ = readChip();
+    std::string difference;
+    if (!walk.agrees(found_, &difference)) {
+        report(Check::Medium, "on the chip: " + difference);
+        return false;
+    }
+    figures_->tornLines += hasTornLine(found_) ? 1 : 0;
+    return true;
+}
+
+void CutRun::createAll(Life *life) {
+    for (size_t object = 0; object < workload_.objects.size(); ++object) {
+        life->create(object, workload_.objects[object]);
+    }
+}
+
+/// The first start after the cut, a look at everything, and some more work.
+void CutRun::lifeAfterCut(const ShadowWalk &walk) {
+    {
+        Life life(&ledger_, kSecondLife, sample());
+        createAll(&life);
+        countLosses(walk, life);
+        for (size_t number = 0; number < kItemsAfterCut; ++number) {
+            for (size_t object = 0; object < workload_.objects.size(); ++object) {
+                life.add(object, static_cast<int>(number), "after the cut " + std::to_string(number));
+            }
+            if (number == 1) {
+                Life::pass();
+            }
+        }
+        Life::settle();
+        for (size_t object = 0; object < workload_.objects.size(); ++object) {
+            life.compare(object);
+        }
+        if (!life.fault().empty()) {
+            report(Check::Life, "after the cut: " + life.fault());
+        }
+        chip_.record(nullptr);
+        surroundings().history = nullptr;
+    }
+    if (surroundings().shortWrites != 0) {
+        report(Check::Room, "after the cut: the chip is full");
+    }
+    Volume::powerOff();
+}
+
+/// The second start must find what the first one left, and change nothing but for its own first item.
+void CutRun::secondStart() {
+    if (!powerOn(&chip_)) {
+        return;
+    }
+    const Directory before = readChip();
+    const size_t operations = chip_.operations();
+    {
+        Life life(&ledger_, kThirdLife, sample());
+        createAll(&life);
+        if (chip_.operations() != operations || readChip() != before) {
+            report(Check::SecondStart, "the second start changed the chip");
+        }
+        Life::settle();
+        for (size_t object = 0; object < workload_.objects.size(); ++object) {
+            life.compare(object);
+        }
+        if (!life.fault().empty()) {
+            report(Check::SecondStart, "at the second start: " + life.fault());
+        }
+    }
+    Volume::powerOff();
+}
+
+void CutRun::cutAgain(const Recording &recording, const Shadow &start) {
+    const CutPlace place = figures_->place;
+    ShadowWalk walk(start, recording.history);
+    for (size_t operation = 1; operation <= recording.operations.size(); ++operation) {
+        const Operation &met = recording.operations[operation - 1];
+        walk.advanceTo(operation - 1);
+        for (const Torn torn : waysToTear(met)) {
+            if (!isWantedAgain(operation, torn)) {
+                continue;
+            }
+            figures_->place = {place.operation, place.torn, operation, torn};
+            ++figures_->nestedImages;
+            chip_.tear(met, torn);
+            examineAgain(walk);
+            chip_.restore(image_);
+        }
+        goOn(met, 0);
+    }
+    figures_->place = place;
+}
+
+/// The start after the second cut.
+void CutRun::examineAgain(const ShadowWalk &walk) {
+    if (!powerOn(&chip_)) {
+        return;
+    }
+    const Directory found = found_;
+    if (checkChip(walk)) {
+        Life life(&ledger_, kThirdLife, sample());
+        createAll(&life);
+        countLosses(walk, life);
+        if (!life.fault().empty()) {
+            report(Check::Life, "after the second cut: " + life.fault());
+        }
+    }
+    found_ = found;
+    Volume::powerOff();
+}
+
+Reason CutRun::reasonFor(int item, const ShadowWalk &walk, const RingModel &model, bool isInFiles) const {
+    const size_t object = ledger_.item(item).object;
+    const bool isCleared = ledger_.item(item).ordinal < walk.after().clearedItems(object);
+    const bool isIndexLost = model.wasIndexLost() || isIndexLost_[object];
+    if (isInFiles) {
+        if (isIndexLost) {
+            return Reason::IndexLostStillInFiles;
+        }
+        return isCleared ? Reason::Cleared : Reason::Count;
+    }
+    const auto byStart = model.removed().find(item);
+    const auto byModule = walk.after().removed().find(item);
+    if (byStart == model.removed().end() && byModule == walk.after().removed().end()) {
+        return Reason::Count;
+    }
+    const Reason reason = byStart != model.removed().end() ? byStart->second : byModule->second;
+    const bool isByTidying = reason == Reason::RenamedOver || reason == Reason::DeletedAsSurplus;
+    if (isByTidying && isIndexLost) {
+        return Reason::IndexLostOverwritten;
+    }
+    if (isByTidying && isCleared) {
+        return Reason::Cleared;
+    }
+    return isByTidying && !workload_.tidies ? Reason::Count : reason;
+}
+
+/// Every item that was in a closed file is in sight, or there is a reason why not.
+void CutRun::countLosses(const ShadowWalk &walk, const Life &life) {
+    std::array<size_t, kReasons> lost{};
+    std::set<int> inSight;
+    std::set<int> inFiles;
+    bool isRefused = false;
+    isIndexLostNow_.resize(workload_.objects.size());
+    for (size_t object = 0; object < workload_.objects.size(); ++object) {
+        const RingModel &model = life.model(object);
+        isIndexLostNow_[object] = isIndexLost_[object] || model.wasIndexLost();
+        inSight.merge(itemsIn(model.view()));
+        inFiles.merge(itemsIn(ledger_, model.files()));
+        isRefused = isRefused || model.refusesQueries();
+    }
+    for (const int item : walk.before().closed()) {
+        if (inSight.count(item) != 0) {
+            continue;
+        }
+        const RingModel &model = life.model(ledger_.item(item).object);
+        const Reason reason = reasonFor(item, walk, model, inFiles.count(item) != 0);
+        if (reason == Reason::Count) {
+            report(Check::Loss, "lost without a reason: " + ledger_.item(item).line);
+            return;
+        }
+        ++lost[static_cast<size_t>(reason)];
+    }
+    for (size_t reason = 0; reason < kReasons; ++reason) {
+        figures_->lossImages[reason] += lost[reason] != 0 ? 1 : 0;
+        figures_->mostLost[reason] = std::max(figures_->mostLost[reason], lost[reason]);
+    }
+    figures_->refusals += isRefused ? 1 : 0;
+    figures_->openItems =
+        std::max(figures_->openItems, walk.before().submitted() - walk.before().closed().size());
+}
+
+}  // namespace flash

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+// What was submitted, line by line, and what the bytes of a data file amount to: which submitted items, and
+// what a reader makes of each line.
+#ifndef JORN_TESTS_FAULTS_FLASH_LEDGER_H
+#define JORN_TESTS_FAULTS_FLASH_LEDGER_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace flash {
+
+/// An item that was submitted.
+struct Item {
+    size_t object;   ///< number of its object
+    size_t ordinal;  ///< number within its object
+    std::string line;
+};
+
+constexpr int kUnknownItem = -1;
+
+/// One line of a data file, or a piece of 256 characters of a longer one, as a reader takes it.
+struct Line {
+    std::string_view text;
+    int item = kUnknownItem;  ///< the submitted item that it is, byte for byte
+    bool isItem = false;      ///< has time, level and slot
+    bool isShown = false;     ///< is among levels up to the debug level
+    uint32_t time = 0;
+    std::string_view level, slot, rest;
+};
+
+struct ParsedFile {
+    std::string bytes;
+    std::vector<Line> lines;
+};
+
+class Ledger {
+public:
+    /// Notes an item of an object. Submitting the same line again gives the same number: the life after the
+    /// cut is the same for every cut.
+    int submit(size_t object, const std::string &line);
+
+    const Item &item(int number) const { return items_[static_cast<size_t>(number)]; }
+    size_t items() const { return items_.size(); }
+    /// Items of one object so far.
+    size_t itemsOf(size_t object) const;
+
+    /// The file's lines. Files are parsed once as long as they are asked for again and again.
+    std::shared_ptr<const ParsedFile> parse(const std::string &bytes) const;
+
+private:
+    std::vector<Item> items_;
+    std::unordered_map<std::string, int> numbers_;
+    std::vector<size_t> counts_;
+    mutable std::unordered_map<std::string, std::shared_ptr<const ParsedFile>> parsed_;
+};
+
+}  // namespace flash
+
+#endif

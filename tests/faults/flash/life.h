@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+// A life of the module, from creation to destruction, driven by hand: every item noted in the ledger before it
+// is submitted, every pass of the store task when the rig wants it.
+#ifndef JORN_TESTS_FAULTS_FLASH_LIFE_H
+#define JORN_TESTS_FAULTS_FLASH_LIFE_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "file_calls.h"
+#include "history.h"
+#include "ledger.h"
+#include "ring_model.h"
+
+namespace flash {
+
+struct ObjectSpec {
+    std::string directory;
+    int csvNum = 2;
+};
+
+/// Which pages are compared where there are too many for all.
+struct PageSample {
+    size_t number = 0;  ///< chooses one more page
+    bool isAll = false;
+};
+
+class Life {
+public:
+    /// `startTime`: seconds; every submission is one second later than the one before.
+    Life(Ledger *ledger, uint32_t startTime, PageSample sample = {}) : ledger_(ledger), sample_(sample) {
+        surroundings().time = startTime;
+    }
+    /// Destroys the objects that are left.
+    ~Life();
+    Life(const Life &) = delete;
+    Life &operator=(const Life &) = delete;
+
+    /// Creates an object, whose number in this life is that in the ledger, and compares files and pages before
+    /// its first item is stored.
+    void create(size_t object, const ObjectSpec &spec);
+    void destroy(size_t object);
+
+    /// Submits an item.
+    void add(size_t object, int level, const std::string &text);
+    void clear(size_t object, bool isLogged);
+
+    /// One pass of the store task.
+    static void pass();
+    /// Passes until nothing is queued and no file is open.
+    static void settle();
+
+    /// What the object's directory should hold, and which items should be in sight, once no file is open.
+    const RingModel &model(size_t object) const { return members_[object].model; }
+    /// Compares the object's files with its model, then pages of its items with those in sight: all pages, or,
+    /// where there are many, those where something can go wrong and one more. Notes the first difference.
+    void compare(size_t object);
+
+    /// The first thing that was not as it should be; empty when nothing.
+    const std::string &fault() const { return fault_; }
+
+private:
+    struct Member {
+        int32_t handle;
+        std::string directory;
+        RingModel model;
+    };
+
+    std::string compareFiles(const Member &member) const;
+    std::string comparePages(const Member &member) const;
+    void report(const std::string &fault);
+
+    /// Notes an item that is about to be submitted.
+    void expect(size_t object, int level, const std::string &text);
+
+    Ledger *ledger_;
+    std::vector<Member> members_;
+    PageSample sample_;
+    std::string fault_;
+};
+
+}  // namespace flash
+
+#endif
