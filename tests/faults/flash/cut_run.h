@@ -84,7 +84,7 @@ private:
     void examine(const ShadowWalk &walk, bool isNested);
     bool checkChip(const ShadowWalk &walk);
     void lifeAfterCut(const ShadowWalk &walk);
-    void secondStart();
+    void secondStart(bool isGapPossible);
     void cutAgain(const Recording &recording, const Shadow &start);
     void examineAgain(const ShadowWalk &walk);
     void createAll(Life *life);
@@ -96,7 +96,7 @@ private:
     void lookForBrokenRules();
     Directory readChip() const;
     bool powerOn(Nand *chip);
-    PageSample sample() const;
+    PageSample sample(size_t fullUpTo) const;
 
     const Workload &workload_;
     Platform platform_;
@@ -110,6 +110,7 @@ private:
     std::vector<size_t> secondOrdinals_;  ///< the same for the life after the cut
     std::vector<bool> isIndexLost_;       ///< by object: by the scene or the cut before
     std::vector<bool> isIndexLostNow_;    ///< by object: by the cut being looked at
+    bool isGapLeft_ = false;              ///< by the tidying of the start after the cut
     Recording first_;
     Directory found_;                     ///< on the chip after the cut, by path
 };

@@ -10,7 +10,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "volume.h"
 
@@ -52,7 +54,14 @@ bool isDataFile(const std::string &path) {
     return first >= '0' && first <= '9';
 }
 
-int fileOf(void *cookie) { return static_cast<int>(reinterpret_cast<intptr_t>(cookie)); }
+/// A stream's file and, where the device's size is wanted, its buffer: the C library keeps its own size unless
+/// it is given the memory too.
+struct Cookie {
+    int file;
+    std::vector<char> buffer;
+};
+
+int fileOf(void *cookie) { return static_cast<Cookie *>(cookie)->file; }
 
 ssize_t readCookie(void *cookie, char *buffer, size_t size) {
     const ssize_t got = Volume::read(fileOf(cookie), buffer, size);
@@ -80,7 +89,11 @@ int seekCookie(void *cookie, off64_t *offset, int whence) {
     return place < 0 ? -1 : 0;
 }
 
-int closeCookie(void *cookie) { return Volume::close(fileOf(cookie)); }
+/// The C library does not touch the buffer any more by then.
+int closeCookie(void *cookie) {
+    const std::unique_ptr<Cookie> owned(static_cast<Cookie *>(cookie));
+    return Volume::close(owned->file);
+}
 
 /// The flags of the three modes that the module opens files with.
 int flagsOf(const char *mode) {
@@ -98,13 +111,16 @@ FILE *openStream(const char *path, const char *mode) {
     if (mode[0] == 'a') {
         Volume::seek(file, 0, SEEK_END);
     }
-    const cookie_io_functions_t calls = {readCookie, writeCookie, seekCookie, closeCookie};
-    FILE *const stream = fopencookie(reinterpret_cast<void *>(static_cast<intptr_t>(file)), mode, calls);
+    auto cookie = std::make_unique<Cookie>(Cookie{file, std::vector<char>(surroundings().deviceBuffer)});
+    FILE *const stream = fopencookie(cookie.get(), mode, {readCookie, writeCookie, seekCookie, closeCookie});
     if (stream == nullptr) {
         Volume::close(file);
-    } else if (surroundings().deviceBuffer != 0) {
-        setvbuf(stream, nullptr, _IOFBF, surroundings().deviceBuffer);
+        return nullptr;
     }
+    if (!cookie->buffer.empty()) {
+        setvbuf(stream, cookie->buffer.data(), _IOFBF, cookie->buffer.size());
+    }
+    static_cast<void>(cookie.release());  // closeCookie takes it
     return stream;
 }
 

@@ -21,15 +21,28 @@ std::string pathOf(const std::string &like, int position) {
     return like.substr(0, like.rfind('/') + 1) + std::to_string(position) + ".csv";
 }
 
-bool isPrefix(std::string_view text, std::string_view whole) {
-    return whole.substr(0, text.size()) == text;
+/// Whether `chip` begins like `expected` and is zero from some byte on.
+bool isPrefixThenZeros(std::string_view chip, std::string_view expected) {
+    const auto [end, ignored] = std::mismatch(chip.begin(), chip.end(), expected.begin());
+    return std::all_of(end, chip.end(), [](char byte) { return byte == '\0'; });
 }
 
+/// Whether a file is as its calls leave it. Pages reach the chip one by one and not always in order, and a file's
+/// length can be there before its bytes; what is missing reads as zeros.
 bool fits(const ShadowFile &file, std::string_view chip) {
-    if (!isPrefix(file.durable, chip)) {
+    const size_t sure = file.durable.size();
+    if (chip.size() < sure || chip.size() > sure + file.pending.size() || chip.substr(0, sure) != file.durable) {
         return false;
     }
-    return isPrefix(chip.substr(file.durable.size()), file.pending);
+    for (size_t begin = sure; begin < chip.size();) {
+        const size_t end = std::min((begin / kPageBytes + 1) * kPageBytes, chip.size());
+        const std::string_view expected = std::string_view(file.pending).substr(begin - sure, end - begin);
+        if (!isPrefixThenZeros(chip.substr(begin, end - begin), expected)) {
+            return false;
+        }
+        begin = end;
+    }
+    return true;
 }
 
 }  // namespace
@@ -38,7 +51,8 @@ const char *nameOf(Reason reason) {
     constexpr std::array<const char *, kReasons> kNames = {
         "overwritten by ring wrap",      "cleared",
         "renamed over by tidying",       "deleted as surplus",
-        "index lost, still in files",    "index lost, overwritten"};
+        "index lost, still in files",    "index lost, overwritten",
+        "run together with torn line"};
     return kNames[static_cast<size_t>(reason)];
 }
 
@@ -64,7 +78,11 @@ size_t Shadow::clearedItems(size_t object) const { return cleared_[object]; }
 
 /// The bytes written since the file was opened become sure, and must be the items that come next.
 void Shadow::closeFile(ShadowFile *file) {
+    const bool isAfterTornLine = !file->durable.empty() && file->durable.back() != '\n';
+    bool isFirst = true;
     for (const Line &line : ledger_->parse(file->pending)->lines) {
+        const bool isRunTogether = isFirst && isAfterTornLine;
+        isFirst = false;
         if (line.item == kUnknownItem) {
             fault_ = "wrote what nobody submitted: " + std::string(line.text);
             continue;
@@ -74,8 +92,12 @@ void Shadow::closeFile(ShadowFile *file) {
             fault_ = "wrote out of order, twice or with a gap: " + item.line;
         }
         next_[item.object] = item.ordinal + 1;
-        file->items.push_back(line.item);
         closed_.push_back(line.item);
+        if (isRunTogether) {
+            removed_[line.item] = Reason::RunTogether;
+        } else {
+            file->items.push_back(line.item);
+        }
     }
 }
 

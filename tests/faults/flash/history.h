@@ -21,6 +21,7 @@ enum class Reason {
     DeletedAsSurplus,       ///< start-up tidying deleted its file
     IndexLostStillInFiles,  ///< the index was cut while being written: outside the ring, but in a file
     IndexLostOverwritten,   ///< the same, and then tidying overwrote or deleted the file
+    RunTogether,            ///< a torn line without an end stands before it: they are one line now
     Count
 };
 constexpr size_t kReasons = static_cast<size_t>(Reason::Count);
@@ -74,7 +75,7 @@ public:
     /// Items of an object that are in order so far.
     size_t next(size_t object) const { return next_[object]; }
 
-    /// Whether files read from the chip are what this leaves, any part of the pending bytes included. Says
+    /// Whether files read from the chip are what this leaves, with whatever part of the pending bytes. Says
     /// what is different otherwise.
     bool agrees(const Directory &chip, std::string *difference) const;
 

@@ -23,7 +23,7 @@ std::string_view takeField(std::string_view &text) {
 }
 
 void splitFields(Line *line) {
-    std::string_view text = line->text;
+    std::string_view text = line->text.substr(0, line->text.find('\0'));
     const std::string_view time = takeField(text);
     line->level = takeField(text);
     line->slot = takeField(text);

@@ -20,9 +20,6 @@ namespace {
 constexpr int kSlots = 8;
 constexpr int kDebugLevel = 3;
 constexpr size_t kItemsPerPage = 20;
-/// Rings up to this many pages are read in full, larger ones in samples: a page costs as much as its file is
-/// long.
-constexpr size_t kPagesReadInFull = 40;
 
 JORN_REQUIRE everything(size_t page) {
     return {static_cast<int32_t>(kItemsPerPage), static_cast<int32_t>(page), -1, -1, kDebugLevel, 0, -1};
@@ -50,7 +47,7 @@ bool shows(const JORN_LOG_DISP &record, const Line &line) {
 /// Numbers of the pages to compare, of `pages`.
 std::set<size_t> chosenPages(size_t pages, const View &view, const PageSample &sample) {
     std::set<size_t> chosen;
-    if (sample.isAll || pages <= kPagesReadInFull) {
+    if (pages <= sample.fullUpTo) {
         for (size_t page = 1; page <= pages; ++page) {
             chosen.insert(page);
         }
@@ -124,7 +121,7 @@ void Life::report(const std::string &fault) {
 
 void Life::create(size_t object, const ObjectSpec &spec) {
     while (members_.size() <= object) {
-        members_.push_back({0, "", RingModel(*ledger_, spec.csvNum)});
+        members_.push_back({0, "", RingModel(*ledger_, spec.csvNum), RingModel(*ledger_, spec.csvNum)});
     }
     Member &member = members_[object];
     member.directory = spec.directory;
@@ -136,6 +133,7 @@ void Life::create(size_t object, const ObjectSpec &spec) {
         report("creation on " + spec.directory + " failed");
     }
     compare(object);
+    member.created = member.model;
     expect(object, kDebugLevel, "Log start init!");
 }
 

@@ -20,16 +20,17 @@ struct ObjectSpec {
     int csvNum = 2;
 };
 
-/// Which pages are compared where there are too many for all.
+/// Which pages are compared: all of them up to a number of pages, since a page costs as much as its file is long;
+/// of more than that, those where something can go wrong and one more.
 struct PageSample {
-    size_t number = 0;  ///< chooses one more page
-    bool isAll = false;
+    size_t fullUpTo = 0;
+    size_t number = 0;  ///< chooses the one more
 };
 
 class Life {
 public:
     /// `startTime`: seconds; every submission is one second later than the one before.
-    Life(Ledger *ledger, uint32_t startTime, PageSample sample = {}) : ledger_(ledger), sample_(sample) {
+    Life(Ledger *ledger, uint32_t startTime, PageSample sample) : ledger_(ledger), sample_(sample) {
         surroundings().time = startTime;
     }
     /// Destroys the objects that are left.
@@ -51,10 +52,11 @@ public:
     /// Passes until nothing is queued and no file is open.
     static void settle();
 
-    /// What the object's directory should hold, and which items should be in sight, once no file is open.
-    const RingModel &model(size_t object) const { return members_[object].model; }
-    /// Compares the object's files with its model, then pages of its items with those in sight: all pages, or,
-    /// where there are many, those where something can go wrong and one more. Notes the first difference.
+    /// What the object's directory should have held, and which items should have been in sight, right after
+    /// creation.
+    const RingModel &created(size_t object) const { return members_[object].created; }
+    /// Compares the object's files with its model, then pages of its items with those in sight. Notes the first
+    /// difference.
     void compare(size_t object);
 
     /// The first thing that was not as it should be; empty when nothing.
@@ -64,7 +66,8 @@ private:
     struct Member {
         int32_t handle;
         std::string directory;
-        RingModel model;
+        RingModel model;  ///< as it should be once no file is open
+        RingModel created;
     };
 
     std::string compareFiles(const Member &member) const;
