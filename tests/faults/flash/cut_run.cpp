@@ -19,7 +19,7 @@ constexpr uint32_t kThirdLife = 1900000000;
 constexpr size_t kItemsAfterCut = 3;
 
 /// Rings up to this many pages are read in full: at the start after the cut, and in all other lives.
-constexpr size_t kPagesAfterCut = 40;
+constexpr size_t kPagesAfterCut = 12;
 constexpr size_t kPagesLater = 4;
 
 /// The items of a few files.

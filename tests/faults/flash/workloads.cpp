@@ -69,7 +69,7 @@ Workload steadyLogging(size_t scale) {
     return {"steady logging", objects, false, 16, nothing, [=](Life &life) {
                 life.create(0, objects[0]);
                 size_t number = 0;
-                for (size_t round = 0; round < 220 * scale; ++round) {
+                for (size_t round = 0; round < 120 * scale; ++round) {
                     const size_t count = 1 + round % 3;
                     addItems(life, 0, number, count);
                     number += count;
@@ -289,16 +289,17 @@ Workload nearlyFull(size_t scale) {
     const std::vector<ObjectSpec> objects = {{kLog, 3}};
     return {"nearly full chip", objects, false, 16,
             [](Scene &scene) {
-                // Files of one page each; every third goes, so that no block is free of live pages.
-                constexpr int kFillers = 230;
+                // Small files, so that dead pages come to lie between live ones.
+                constexpr int kFillers = 115;
+                scene.makeDirectory("/yaffs/full");
                 for (int i = 0; i < kFillers; ++i) {
-                    scene.write("/yaffs/filler" + std::to_string(i), std::string(kPageBytes, 'f'));
+                    scene.write("/yaffs/full/" + std::to_string(i), std::string(3 * kPageBytes, 'f'));
                 }
                 scene.makeDirectory(kLog);
             },
             [=](Life &life) {
                 life.create(0, objects[0]);
-                for (size_t round = 0; round < 200 * scale; ++round) {
+                for (size_t round = 0; round < 120 * scale; ++round) {
                     addItems(life, 0, round * 2, 2);
                     Life::settle();
                 }
