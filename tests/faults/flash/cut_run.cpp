@@ -162,8 +162,8 @@ void CutRun::record() {
     Volume::powerOff();
     lookForBrokenRules();
     figures_->operations = first_.operations.size();
-    figures_->erases = static_cast<size_t>(std::count_if(
-        first_.operations.begin(), first_.operations.end(), [](const Operation &one) { return one.isErase; }));
+    figures_->erases = static_cast<size_t>(std::count_if(first_.operations.begin(), first_.operations.end(),
+                                                         [](const Operation &one) { return one.isErase; }));
     figures_->items = ledger_.items();
     for (size_t object = 0; object < workload_.objects.size(); ++object) {
         secondOrdinals_.push_back(ledger_.itemsOf(object));
@@ -207,7 +207,7 @@ void CutRun::run() {
 
 /// The operation is complete in both chips.
 void CutRun::goOn(const Operation &done, size_t number) {
-    const bool isLost = options_.losesProgram && number == first_.operations.size() / 2;
+    const bool isLost = options_.losesOperations && number > first_.operations.size() / 4 * 3;
     if (!isLost) {
         image_.perform(done);
         chip_.perform(done);
@@ -315,8 +315,8 @@ void CutRun::lifeAfterCut(const ShadowWalk &walk) {
     Volume::powerOff();
 }
 
-/// The start after that must find what the first one left, and change nothing but for its own first item. Only
-/// where tidying renamed over a file there is a gap again, which one more start closes.
+/// The start after that must find what the first one left, and change nothing but for its own first item.
+/// Only where tidying renamed over a file there is a gap again, which one more start closes.
 void CutRun::secondStart(bool isGapPossible) {
     if (!powerOn(&chip_)) {
         return;

@@ -43,7 +43,8 @@ struct CutOptions {
     bool isEveryPage = false;
     CutPlace only;  ///< just this one, when its operation is not 0
     Sabotage sabotage = Sabotage::None;
-    bool losesProgram = false;  ///< sabotage: one program in the middle was reported done and is not
+    bool losesOperations =
+        false;  ///< sabotage: the last quarter of all operations were reported done and are not
 };
 
 /// What was counted. Plain data: it is shared between processes and survives the one that counts.
@@ -52,16 +53,16 @@ struct Figures {
     size_t erases = 0;
     size_t images = 0;
     size_t nestedImages = 0;
-    size_t items = 0;                             ///< submitted before the cut, those of the scene included
-    size_t openItems = 0;                         ///< most items that were in no closed file at a cut
-    size_t refusals = 0;                          ///< images whose queries answer only after the next item
-    size_t tornLines = 0;                         ///< images with a torn last line
-    std::array<size_t, kReasons> lossImages{};    ///< images that lost items for a reason
-    std::array<size_t, kReasons> mostLost{};      ///< most items lost for it in one image
-    std::array<size_t, kChecks> faults{};         ///< by the check that found them
-    CutPlace place;                               ///< being looked at
+    size_t items = 0;                           ///< submitted before the cut, those of the scene included
+    size_t openItems = 0;                       ///< most items that were in no closed file at a cut
+    size_t refusals = 0;                        ///< images whose queries answer only after the next item
+    size_t tornLines = 0;                       ///< images with a torn last line
+    std::array<size_t, kReasons> lossImages{};  ///< images that lost items for a reason
+    std::array<size_t, kReasons> mostLost{};    ///< most items lost for it in one image
+    std::array<size_t, kChecks> faults{};       ///< by the check that found them
+    CutPlace place;                             ///< being looked at
     CutPlace faultPlace;
-    std::array<char, 1024> fault{};               ///< the first one
+    std::array<char, 1024> fault{};  ///< the first one
 };
 
 class CutRun {
@@ -112,7 +113,7 @@ private:
     std::vector<bool> isIndexLostNow_;    ///< by object: by the cut being looked at
     bool isGapLeft_ = false;              ///< by the tidying of the start after the cut
     Recording first_;
-    Directory found_;                     ///< on the chip after the cut, by path
+    Directory found_;  ///< on the chip after the cut, by path
 };
 
 }  // namespace flash

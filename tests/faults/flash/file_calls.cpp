@@ -54,8 +54,8 @@ bool isDataFile(const std::string &path) {
     return first >= '0' && first <= '9';
 }
 
-/// A stream's file and, where the device's size is wanted, its buffer: the C library keeps its own size unless
-/// it is given the memory too.
+/// A stream's file and, where the device's size is wanted, its buffer: the C library keeps its own size
+/// unless it is given the memory too.
 struct Cookie {
     int file;
     std::vector<char> buffer;
@@ -182,7 +182,8 @@ FILE *flash_fopen(const char *path, const char *mode) {
 size_t flash_fwrite(const void *data, size_t size, size_t count, FILE *stream) {
     flash::countCall();
     const std::string &path = flash::writers[stream];
-    const std::string bytes = flash::asWritten(path, std::string(static_cast<const char *>(data), size * count));
+    const std::string bytes =
+        flash::asWritten(path, std::string(static_cast<const char *>(data), size * count));
     const size_t begin = flash::operations();
     const size_t written = fwrite(bytes.data(), 1, bytes.size(), stream);
     flash::note(Event::Write, path, bytes, begin);
@@ -210,7 +211,7 @@ int flash_fclose(FILE *stream) {
 DIR *flash_opendir(const char *name) {
     flash::countCall();
     if (flash::isSabotage(Sabotage::RestlessStart)) {
-        Volume::write(std::string(name) + "/started", "");
+        Volume::write(std::string(name) + "/started", std::to_string(flash::surroundings().time));
     }
     return static_cast<DIR *>(Volume::openDirectory(name));
 }

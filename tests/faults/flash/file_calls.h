@@ -30,15 +30,15 @@ enum class Sabotage {
 
 /// What stands around the module in one life.
 struct Surroundings {
-    const Nand *chip = nullptr;    ///< counts operations
-    History *history = nullptr;    ///< receives the calls; null for none
-    size_t deviceBuffer = 0;       ///< bytes of a stream's buffer; 0 for the C library's own
-    uint32_t time = 0;             ///< seconds since 1970
+    const Nand *chip = nullptr;  ///< counts operations
+    History *history = nullptr;  ///< receives the calls; null for none
+    size_t deviceBuffer = 0;     ///< bytes of a stream's buffer; 0 for the C library's own
+    uint32_t time = 0;           ///< seconds since 1970
     Sabotage sabotage = Sabotage::None;
-    size_t calls = 0;              ///< of the module; more than any life needs ends the program
-    size_t shortWrites = 0;        ///< data that the file system did not take
+    size_t calls = 0;        ///< of the module; more than any life needs ends the program
+    size_t shortWrites = 0;  ///< data that the file system did not take
     size_t linesWritten = 0;
-    std::string heldLine;          ///< for a later place
+    std::string heldLine;  ///< for a later place
 };
 
 /// The surroundings of the present life.

@@ -27,11 +27,12 @@ bool isPrefixThenZeros(std::string_view chip, std::string_view expected) {
     return std::all_of(end, chip.end(), [](char byte) { return byte == '\0'; });
 }
 
-/// Whether a file is as its calls leave it. Pages reach the chip one by one and not always in order, and a file's
-/// length can be there before its bytes; what is missing reads as zeros.
+/// Whether a file is as its calls leave it. Pages reach the chip one by one and not always in order, and a
+/// file's length can be there before its bytes; what is missing reads as zeros.
 bool fits(const ShadowFile &file, std::string_view chip) {
     const size_t sure = file.durable.size();
-    if (chip.size() < sure || chip.size() > sure + file.pending.size() || chip.substr(0, sure) != file.durable) {
+    if (chip.size() < sure || chip.size() > sure + file.pending.size() ||
+        chip.substr(0, sure) != file.durable) {
         return false;
     }
     for (size_t begin = sure; begin < chip.size();) {
@@ -49,9 +50,9 @@ bool fits(const ShadowFile &file, std::string_view chip) {
 
 const char *nameOf(Reason reason) {
     constexpr std::array<const char *, kReasons> kNames = {
-        "overwritten by ring wrap",      "cleared",
-        "renamed over by tidying",       "deleted as surplus",
-        "index lost, still in files",    "index lost, overwritten",
+        "overwritten by ring wrap",   "cleared",
+        "renamed over by tidying",    "deleted as surplus",
+        "index lost, still in files", "index lost, overwritten",
         "run together with torn line"};
     return kNames[static_cast<size_t>(reason)];
 }

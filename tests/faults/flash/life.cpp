@@ -140,7 +140,8 @@ void Life::create(size_t object, const ObjectSpec &spec) {
 void Life::compare(size_t object) {
     const Member &member = members_[object];
     const bool isLive = member.handle > 0;
-    for (const std::string &difference : {compareFiles(member), isLive ? comparePages(member) : std::string()}) {
+    for (const std::string &difference :
+         {compareFiles(member), isLive ? comparePages(member) : std::string()}) {
         if (!difference.empty()) {
             report(member.directory + " " + difference);
         }
@@ -222,7 +223,9 @@ std::string Life::comparePages(const Member &member) const {
     }
     if (isRefused || view.items.empty()) {
         JORN_LOG_PAGE out;
-        return JORN_GetRequireLog(member.handle, everything(1), &out) == -1 ? "" : "a page without items is answered";
+        return JORN_GetRequireLog(member.handle, everything(1), &out) == -1
+                   ? ""
+                   : "a page without items is answered";
     }
     const size_t pages = (view.items.size() + kItemsPerPage - 1) / kItemsPerPage;
     for (const size_t page : chosenPages(pages, view, sample_)) {

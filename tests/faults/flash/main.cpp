@@ -34,7 +34,7 @@ struct Arguments {
     std::vector<std::string> workloads;
     std::vector<size_t> buffers = {1024, 0};
     std::vector<int> caches = {10, 0};
-    size_t nestedEvery = 40;
+    size_t nestedEvery = 41;
     bool isEveryPage = false;
     bool isList = false;
     std::string cut;
@@ -47,8 +47,8 @@ struct Arguments {
 bool parseCut(const std::string &text, size_t *operation, Torn *torn) {
     const size_t colon = text.find(':');
     *operation = strtoul(text.c_str(), nullptr, 10);
-    for (const Torn way : {Torn::Nothing, Torn::HalfDataNoTags, Torn::FullDataHalfTags, Torn::HalfDataFullTags,
-                           Torn::BlockGarbled}) {
+    for (const Torn way : {Torn::Nothing, Torn::HalfDataNoTags, Torn::FullDataHalfTags,
+                           Torn::HalfDataFullTags, Torn::BlockGarbled}) {
         if (colon != std::string::npos && text.substr(colon + 1) == nameOf(way)) {
             *torn = way;
             return *operation != 0;
@@ -92,7 +92,8 @@ std::string endOf(int status) {
 /// Runs everything, as many at a time as wanted.
 class Runner {
 public:
-    Runner(const Arguments &arguments, const CutOptions &options) : arguments_(arguments), options_(options) {}
+    Runner(const Arguments &arguments, const CutOptions &options)
+        : arguments_(arguments), options_(options) {}
 
     std::vector<Result> run(const std::vector<Workload> &workloads) {
         Figures *const figures =
@@ -157,7 +158,8 @@ std::vector<Workload> chosenWorkloads(const Arguments &arguments) {
 
 void declare(CLI::App &app, Arguments *arguments) {
     app.add_option("--jobs", arguments->jobs, "Processes at a time")->capture_default_str();
-    app.add_option("--scale", arguments->scale, "How many times longer the workloads are")->capture_default_str();
+    app.add_option("--scale", arguments->scale, "How many times longer the workloads are")
+        ->capture_default_str();
     app.add_option("--workload", arguments->workloads, "Only this workload; may be repeated");
     app.add_option("--buffer", arguments->buffers, "Bytes of a stream's buffer; 0: the C library's own");
     app.add_option("--caches", arguments->caches, "Pages that the file system keeps in memory");
@@ -185,7 +187,8 @@ bool setOptions(const Arguments &arguments, CutOptions *options) {
 
 int main(int argc, char **argv) {
     Arguments arguments;
-    CLI::App app{"Cuts the power at every operation of the flash chip, in every way, and looks at what is left"};
+    CLI::App app{
+        "Cuts the power at every operation of the flash chip, in every way, and looks at what is left"};
     declare(app, &arguments);
     CLI11_PARSE(app, argc, argv);
     setenv("TZ", "UTC", 1);

@@ -119,8 +119,7 @@ void Nand::tear(const Operation &operation, Torn torn) {
     if (isEqual(page, Page())) {
         return;
     }
-    set(operation.place, page,
-        isEqual(page, operation.page) ? PageState::Good : PageState::Unreadable);
+    set(operation.place, page, isEqual(page, operation.page) ? PageState::Good : PageState::Unreadable);
 }
 
 void Nand::restore(const Nand &image) {

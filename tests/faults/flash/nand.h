@@ -47,7 +47,8 @@ std::vector<Torn> waysToTear(const Operation &operation);
 /// The chip. Copies are images of it.
 class Nand {
 public:
-    explicit Nand(size_t blocks) : pages_(blocks * kPagesPerBlock), states_(pages_.size(), PageState::Erased) {}
+    explicit Nand(size_t blocks)
+        : pages_(blocks * kPagesPerBlock), states_(pages_.size(), PageState::Erased) {}
 
     size_t blocks() const { return pages_.size() / kPagesPerBlock; }
     size_t pages() const { return pages_.size(); }

@@ -53,9 +53,11 @@ void printFigures(const std::vector<Result> &results) {
         nested += f.nestedImages;
     }
     printf("\n%zu images, and %zu cut a second time: %zu in all\n", images, nested, images + nested);
-    printf("open: most items in no closed file at a cut; torn: images with part of a last line; refuse: images\n"
-           "whose queries answer only after the next item\n");
-    printf("\n%-26s %-28s %8s %8s\n", "items in closed files", "no longer in sight because", "images", "at most");
+    printf(
+        "open: most items in no closed file at a cut; torn: images with part of a last line; refuse: images\n"
+        "whose queries answer only after the next item\n");
+    printf("\n%-26s %-28s %8s %8s\n", "items in closed files", "no longer in sight because", "images",
+           "at most");
     std::string last;
     for (const Result &result : results) {
         if (result.workload != last) {
@@ -75,9 +77,9 @@ bool writeTable(const std::string &path, const std::vector<Result> &results) {
     out << '\n';
     for (const Result &result : results) {
         const Figures &f = *result.figures;
-        out << result.workload << '\t' << bufferText(result.platform) << '\t' << result.platform.caches << '\t'
-            << f.operations << '\t' << f.erases << '\t' << f.images << '\t' << f.nestedImages << '\t' << f.items
-            << '\t' << f.openItems << '\t' << f.tornLines << '\t' << f.refusals;
+        out << result.workload << '\t' << bufferText(result.platform) << '\t' << result.platform.caches
+            << '\t' << f.operations << '\t' << f.erases << '\t' << f.images << '\t' << f.nestedImages << '\t'
+            << f.items << '\t' << f.openItems << '\t' << f.tornLines << '\t' << f.refusals;
         for (size_t reason = 0; reason < kReasons; ++reason) {
             out << '\t' << f.lossImages[reason] << '\t' << f.mostLost[reason];
         }
@@ -95,9 +97,10 @@ bool printFaults(const std::vector<Result> &results) {
         isClean = false;
         const Figures &f = *result.figures;
         const bool isCrash = !result.crash.empty();
-        printf("\nFAULT in \"%s\": %s\n", result.workload.c_str(), isCrash ? result.crash.c_str() : f.fault.data());
-        printf("  again: jorn_flash_rig --workload \"%s\" --buffer %zu --caches %d %s\n", result.workload.c_str(),
-               result.platform.deviceBuffer, result.platform.caches,
+        printf("\nFAULT in \"%s\": %s\n", result.workload.c_str(),
+               isCrash ? result.crash.c_str() : f.fault.data());
+        printf("  again: jorn_flash_rig --workload \"%s\" --buffer %zu --caches %d %s\n",
+               result.workload.c_str(), result.platform.deviceBuffer, result.platform.caches,
                textOf(isCrash ? f.place : f.faultPlace).c_str());
     }
     return isClean;

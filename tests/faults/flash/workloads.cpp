@@ -16,7 +16,8 @@ constexpr size_t kLongestText = 198;
 std::string textOf(size_t number) {
     constexpr size_t kStride = 67;
     std::string text = "n" + std::to_string(number);
-    text.resize(std::max(text.size(), number * kStride % (kLongestText + 1)), static_cast<char>('a' + number % 26));
+    text.resize(std::max(text.size(), number * kStride % (kLongestText + 1)),
+                static_cast<char>('a' + number % 26));
     return text;
 }
 
@@ -97,7 +98,10 @@ Workload bursts(size_t scale) {
 /// A file fills up and the next one is begun, which did not exist.
 Workload rotation(size_t scale) {
     const std::vector<ObjectSpec> objects = {{kLog, 4}};
-    return {"rotation", objects, false, 16,
+    return {"rotation",
+            objects,
+            false,
+            16,
             [](Scene &scene) {
                 scene.makeDirectory(kLog);
                 scene.dataFile(0, kLog, 0, 30);
@@ -116,7 +120,10 @@ Workload rotation(size_t scale) {
 /// The ring is full and comes round to its oldest file, twice.
 Workload wrap(size_t scale) {
     const std::vector<ObjectSpec> objects = {{kLog, 3}};
-    return {"ring wrap", objects, false, 16,
+    return {"ring wrap",
+            objects,
+            false,
+            16,
             [](Scene &scene) {
                 scene.makeDirectory(kLog);
                 scene.dataFile(0, kLog, 1, 40);
@@ -158,7 +165,10 @@ Workload indexStates(size_t scale) {
     for (int i = 0; i < 6; ++i) {
         objects.push_back({"/yaffs/i" + std::to_string(i), 4});
     }
-    return {"index states", objects, true, 16,
+    return {"index states",
+            objects,
+            true,
+            16,
             [=](Scene &scene) {
                 for (size_t i = 0; i < objects.size(); ++i) {
                     const std::string &directory = objects[i].directory;
@@ -206,7 +216,10 @@ Workload clearing(size_t scale) {
 /// A gap with one file below it: one rename, and nothing is lost without a cut.
 Workload gapOfOne(size_t scale) {
     const std::vector<ObjectSpec> objects = {{kLog, 8}};
-    return {"tidying: one below gap", objects, true, 16,
+    return {"tidying: one below gap",
+            objects,
+            true,
+            16,
             [](Scene &scene) {
                 scene.makeDirectory(kLog);
                 scene.dataFile(0, kLog, 2, 9);
@@ -226,7 +239,10 @@ Workload gapOfOne(size_t scale) {
 /// Several files below gaps: renames go over files that have not been moved yet.
 Workload gaps(size_t scale) {
     const std::vector<ObjectSpec> objects = {{kLog, 8}};
-    return {"tidying: many below gaps", objects, true, 16,
+    return {"tidying: many below gaps",
+            objects,
+            true,
+            16,
             [](Scene &scene) {
                 scene.makeDirectory(kLog);
                 scene.dataFile(0, kLog, 0, 11);
@@ -247,7 +263,10 @@ Workload gaps(size_t scale) {
 /// A ring that was larger: files beyond it are deleted, the rest moves down.
 Workload surplus(size_t scale) {
     const std::vector<ObjectSpec> objects = {{kLog, 4}};
-    return {"tidying: smaller ring", objects, true, 16,
+    return {"tidying: smaller ring",
+            objects,
+            true,
+            16,
             [](Scene &scene) {
                 scene.makeDirectory(kLog);
                 for (int position = 0; position < 9; ++position) {
@@ -267,7 +286,10 @@ Workload surplus(size_t scale) {
 /// A wrapped ring that grows by some files.
 Workload growing(size_t scale) {
     const std::vector<ObjectSpec> objects = {{kLog, 7}};
-    return {"tidying: larger ring", objects, true, 16,
+    return {"tidying: larger ring",
+            objects,
+            true,
+            16,
             [](Scene &scene) {
                 scene.makeDirectory(kLog);
                 for (const int position : {2, 3, 4, 0, 1}) {
@@ -287,7 +309,10 @@ Workload growing(size_t scale) {
 /// Little room is left, so that old pages are collected and blocks erased all the time.
 Workload nearlyFull(size_t scale) {
     const std::vector<ObjectSpec> objects = {{kLog, 3}};
-    return {"nearly full chip", objects, false, 16,
+    return {"nearly full chip",
+            objects,
+            false,
+            16,
             [](Scene &scene) {
                 // Small files, so that dead pages come to lie between live ones.
                 constexpr int kFillers = 115;
@@ -338,8 +363,8 @@ void Scene::index(const std::string &directory, int oldest, int latest) {
 }
 
 std::vector<Workload> allWorkloads(size_t scale) {
-    return {firstCreation(scale), steadyLogging(scale), bursts(scale),   rotation(scale), wrap(scale),
-            twoObjects(scale),    indexStates(scale),   clearing(scale), gapOfOne(scale), gaps(scale),
+    return {firstCreation(scale), steadyLogging(scale), bursts(scale),    rotation(scale), wrap(scale),
+            twoObjects(scale),    indexStates(scale),   clearing(scale),  gapOfOne(scale), gaps(scale),
             surplus(scale),       growing(scale),       nearlyFull(scale)};
 }
 
