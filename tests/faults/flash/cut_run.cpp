@@ -52,7 +52,9 @@ bool isDataFile(const std::string &path) {
 
 bool hasTornLine(const Directory &chip) {
     return std::any_of(chip.begin(), chip.end(), [](const auto &file) {
-        return isDataFile(file.first) && !file.second.empty() && file.second.back() != '\n';
+        const std::string &bytes = file.second;
+        const bool isTorn = !bytes.empty() && (bytes.back() != '\n' || bytes.find('\0') != bytes.npos);
+        return isDataFile(file.first) && isTorn;
     });
 }
 
@@ -248,15 +250,15 @@ void CutRun::examine(const ShadowWalk &walk, bool isNested) {
         return;
     }
     surroundings().history = isNested ? &second.history : nullptr;
-    lifeAfterCut(walk);
-    secondStart(isGapLeft_);
+    const Sight sight = lifeAfterCut(walk);
+    secondStart(sight.isGapLeft);
     lookForBrokenRules();
     if (isNested) {
         Shadow start(ledger_, found_, secondOrdinals_);
         start.inheritClearings(walk.after());
         const Nand lived = image_;
         const std::vector<bool> lostBefore = isIndexLost_;
-        isIndexLost_ = isIndexLostNow_;
+        isIndexLost_ = sight.isIndexLost;
         image_ = torn;
         chip_ = torn;
         chip_.restore(image_);
@@ -286,11 +288,12 @@ void CutRun::createAll(Life *life) {
 }
 
 /// The first start after the cut, a look at everything, and some more work.
-void CutRun::lifeAfterCut(const ShadowWalk &walk) {
+CutRun::Sight CutRun::lifeAfterCut(const ShadowWalk &walk) {
+    Sight sight;
     {
         Life life(&ledger_, kSecondLife, sample(kPagesAfterCut));
         createAll(&life);
-        countLosses(walk, life);
+        sight = countLosses(walk, life);
         for (size_t number = 0; number < kItemsAfterCut; ++number) {
             for (size_t object = 0; object < workload_.objects.size(); ++object) {
                 life.add(object, static_cast<int>(number), "after the cut " + std::to_string(number));
@@ -313,6 +316,7 @@ void CutRun::lifeAfterCut(const ShadowWalk &walk) {
         report(Check::Room, "after the cut: the chip is full");
     }
     Volume::powerOff();
+    return sight;
 }
 
 /// The start after that must find what the first one left, and change nothing but for its own first item.
@@ -410,33 +414,38 @@ Reason CutRun::reasonFor(int item, const ShadowWalk &walk, const RingModel &mode
     return isByTidying && !workload_.tidies ? Reason::Count : reason;
 }
 
-/// Every item that was in a closed file is in sight, or there is a reason why not.
-void CutRun::countLosses(const ShadowWalk &walk, const Life &life) {
-    std::array<size_t, kReasons> lost{};
-    std::set<int> inSight;
-    std::set<int> inFiles;
-    bool isRefused = false;
-    isGapLeft_ = false;
-    isIndexLostNow_.resize(workload_.objects.size());
+/// What the start after a cut shows of all objects.
+CutRun::Sight CutRun::look(const Life &life) const {
+    Sight sight;
     for (size_t object = 0; object < workload_.objects.size(); ++object) {
         const RingModel &model = life.created(object);
-        isIndexLostNow_[object] = isIndexLost_[object] || model.wasIndexLost();
-        inSight.merge(itemsIn(model.view()));
-        inFiles.merge(itemsIn(ledger_, model.files()));
-        isRefused = isRefused || model.refusesQueries();
+        sight.isIndexLost.push_back(isIndexLost_[object] || model.wasIndexLost());
+        sight.inSight.merge(itemsIn(model.view()));
+        sight.inFiles.merge(itemsIn(ledger_, model.files()));
+        sight.isRefused = sight.isRefused || model.refusesQueries();
         for (const auto &[item, reason] : model.removed()) {
-            isGapLeft_ = isGapLeft_ || reason == Reason::RenamedOver;
+            sight.isGapLeft = sight.isGapLeft || reason == Reason::RenamedOver;
         }
     }
-    for (const int item : walk.before().closed()) {
-        if (inSight.count(item) != 0) {
+    return sight;
+}
+
+/// Every item that was in a closed file is in sight, or there is a reason why not.
+CutRun::Sight CutRun::countLosses(const ShadowWalk &walk, const Life &life) {
+    Sight sight = look(life);
+    std::array<size_t, kReasons> lost{};
+    bool isSeenAgain = false;
+    for (const int number : walk.before().closed()) {
+        const Item &item = ledger_.item(number);
+        if (sight.inSight.count(number) != 0) {
+            isSeenAgain = isSeenAgain || item.ordinal < walk.before().clearedItems(item.object);
             continue;
         }
-        const RingModel &model = life.created(ledger_.item(item).object);
-        const Reason reason = reasonFor(item, walk, model, inFiles.count(item) != 0);
+        const RingModel &model = life.created(item.object);
+        const Reason reason = reasonFor(number, walk, model, sight.inFiles.count(number) != 0);
         if (reason == Reason::Count) {
-            report(Check::Loss, "lost without a reason: " + ledger_.item(item).line);
-            return;
+            report(Check::Loss, "lost without a reason: " + item.line);
+            return sight;
         }
         ++lost[static_cast<size_t>(reason)];
     }
@@ -444,9 +453,11 @@ void CutRun::countLosses(const ShadowWalk &walk, const Life &life) {
         figures_->lossImages[reason] += lost[reason] != 0 ? 1 : 0;
         figures_->mostLost[reason] = std::max(figures_->mostLost[reason], lost[reason]);
     }
-    figures_->refusals += isRefused ? 1 : 0;
+    figures_->refusals += sight.isRefused ? 1 : 0;
+    figures_->seenAgain += isSeenAgain ? 1 : 0;
     figures_->openItems =
         std::max(figures_->openItems, walk.before().submitted() - walk.before().closed().size());
+    return sight;
 }
 
 }  // namespace flash

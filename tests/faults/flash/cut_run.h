@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -53,10 +54,11 @@ struct Figures {
     size_t erases = 0;
     size_t images = 0;
     size_t nestedImages = 0;
-    size_t items = 0;                           ///< submitted before the cut, those of the scene included
-    size_t openItems = 0;                       ///< most items that were in no closed file at a cut
-    size_t refusals = 0;                        ///< images whose queries answer only after the next item
-    size_t tornLines = 0;                       ///< images with a torn last line
+    size_t items = 0;      ///< submitted before the cut, those of the scene included
+    size_t openItems = 0;  ///< most items that were in no closed file at a cut
+    size_t refusals = 0;   ///< images whose queries answer only after the next item
+    size_t seenAgain = 0;  ///< images that show items from before a clearing
+    size_t tornLines = 0;  ///< images with a torn last line, or zeros for bytes that are missing
     std::array<size_t, kReasons> lossImages{};  ///< images that lost items for a reason
     std::array<size_t, kReasons> mostLost{};    ///< most items lost for it in one image
     std::array<size_t, kChecks> faults{};       ///< by the check that found them
@@ -78,18 +80,27 @@ private:
         History history;
     };
 
+    struct Sight {
+        std::set<int> inSight;          ///< items that pages show
+        std::set<int> inFiles;          ///< items that are in some file
+        std::vector<bool> isIndexLost;  ///< by object: now or before
+        bool isRefused = false;         ///< queries answer only after the next item
+        bool isGapLeft = false;         ///< tidying renamed over a file
+    };
+
     void setScene();
     void record();
     void goOn(const Operation &done, size_t number);
     void cutAt(size_t operation, ShadowWalk *walk);
     void examine(const ShadowWalk &walk, bool isNested);
     bool checkChip(const ShadowWalk &walk);
-    void lifeAfterCut(const ShadowWalk &walk);
+    Sight lifeAfterCut(const ShadowWalk &walk);
     void secondStart(bool isGapPossible);
     void cutAgain(const Recording &recording, const Shadow &start);
     void examineAgain(const ShadowWalk &walk);
     void createAll(Life *life);
-    void countLosses(const ShadowWalk &walk, const Life &life);
+    Sight look(const Life &life) const;
+    Sight countLosses(const ShadowWalk &walk, const Life &life);
     Reason reasonFor(int item, const ShadowWalk &walk, const RingModel &model, bool isInFiles) const;
     bool isWanted(size_t operation, Torn torn) const;
     bool isWantedAgain(size_t operation, Torn torn) const;
@@ -110,8 +121,6 @@ private:
     std::vector<size_t> firstOrdinals_;   ///< by object, the item that comes first in the first life
     std::vector<size_t> secondOrdinals_;  ///< the same for the life after the cut
     std::vector<bool> isIndexLost_;       ///< by object: by the scene or the cut before
-    std::vector<bool> isIndexLostNow_;    ///< by object: by the cut being looked at
-    bool isGapLeft_ = false;              ///< by the tidying of the start after the cut
     Recording first_;
     Directory found_;  ///< on the chip after the cut, by path
 };

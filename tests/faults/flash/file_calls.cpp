@@ -168,7 +168,7 @@ using flash::Volume;
 
 extern "C" {
 
-FILE *flash_fopen(const char *path, const char *mode) {
+FILE *flashFopen(const char *path, const char *mode) {
     flash::countCall();
     const size_t begin = flash::operations();
     FILE *const stream = flash::openStream(path, mode);
@@ -179,7 +179,7 @@ FILE *flash_fopen(const char *path, const char *mode) {
     return stream;
 }
 
-size_t flash_fwrite(const void *data, size_t size, size_t count, FILE *stream) {
+size_t flashFwrite(const void *data, size_t size, size_t count, FILE *stream) {
     flash::countCall();
     const std::string &path = flash::writers[stream];
     const std::string bytes =
@@ -190,7 +190,7 @@ size_t flash_fwrite(const void *data, size_t size, size_t count, FILE *stream) {
     return written == bytes.size() ? count : 0;
 }
 
-int flash_fclose(FILE *stream) {
+int flashFclose(FILE *stream) {
     flash::countCall();
     while (flash::isSabotage(Sabotage::Spin)) {
         flash::countCall();
@@ -208,7 +208,7 @@ int flash_fclose(FILE *stream) {
     return result;
 }
 
-DIR *flash_opendir(const char *name) {
+DIR *flashOpendir(const char *name) {
     flash::countCall();
     if (flash::isSabotage(Sabotage::RestlessStart)) {
         Volume::write(std::string(name) + "/started", std::to_string(flash::surroundings().time));
@@ -216,9 +216,9 @@ DIR *flash_opendir(const char *name) {
     return static_cast<DIR *>(Volume::openDirectory(name));
 }
 
-int flash_closedir(DIR *directory) { return Volume::closeDirectory(directory); }
+int flashClosedir(DIR *directory) { return Volume::closeDirectory(directory); }
 
-STATUS flash_rm(const char *path) {
+STATUS flashRm(const char *path) {
     flash::countCall();
     const size_t begin = flash::operations();
     const int result = Volume::remove(path);
@@ -229,7 +229,7 @@ STATUS flash_rm(const char *path) {
 }
 
 /// The device's call takes paths below the mount point.
-int flash_rename(const char *from, const char *to) {
+int flashRename(const char *from, const char *to) {
     flash::countCall();
     const std::string source = std::string("/yaffs") + from;
     const std::string target = std::string("/yaffs") + to;
@@ -241,12 +241,12 @@ int flash_rename(const char *from, const char *to) {
     return result;
 }
 
-int flash_makeDirectory(const char *name) {
+int flashMakeDirectory(const char *name) {
     flash::countCall();
     return Volume::makeDirectory(name);
 }
 
-time_t flash_time(time_t *out) {
+time_t flashTime(time_t *out) {
     const auto now = static_cast<time_t>(flash::surroundings().time);
     if (out != nullptr) {
         *out = now;
@@ -255,10 +255,10 @@ time_t flash_time(time_t *out) {
 }
 
 /// Returns when the task has made its first pass, so that no run depends on which task is faster.
-TASK_ID flash_taskSpawn(char *name, int priority, int options, int stack, FUNCPTR entry, _Vx_usr_arg_t a1,
-                        _Vx_usr_arg_t a2, _Vx_usr_arg_t a3, _Vx_usr_arg_t a4, _Vx_usr_arg_t a5,
-                        _Vx_usr_arg_t a6, _Vx_usr_arg_t a7, _Vx_usr_arg_t a8, _Vx_usr_arg_t a9,
-                        _Vx_usr_arg_t a10) {
+TASK_ID flashTaskSpawn(char *name, int priority, int options, int stack, FUNCPTR entry, _Vx_usr_arg_t a1,
+                       _Vx_usr_arg_t a2, _Vx_usr_arg_t a3, _Vx_usr_arg_t a4, _Vx_usr_arg_t a5,
+                       _Vx_usr_arg_t a6, _Vx_usr_arg_t a7, _Vx_usr_arg_t a8, _Vx_usr_arg_t a9,
+                       _Vx_usr_arg_t a10) {
     const TASK_ID task =
         taskSpawn(name, priority, options, stack, entry, a1, a2, a3, a4, a5, a6, a7, a8, a9, a10);
     posixPortSettle();
@@ -266,6 +266,6 @@ TASK_ID flash_taskSpawn(char *name, int priority, int options, int stack, FUNCPT
 }
 
 // The names that the C library's headers give some calls on 32-bit hosts.
-FILE *flash_fopen64(const char *path, const char *mode) __attribute__((alias("flash_fopen")));
-time_t flash_time64(time_t *out) __attribute__((alias("flash_time")));
+FILE *flashFopen64(const char *path, const char *mode) __attribute__((alias("flashFopen")));
+time_t flashTime64(time_t *out) __attribute__((alias("flashTime")));
 }

@@ -16,6 +16,7 @@
 #include "cut_run.h"
 #include "jorn.h"
 #include "report.h"
+#include "wear.h"
 #include "workloads.h"
 
 namespace {
@@ -37,6 +38,7 @@ struct Arguments {
     size_t nestedEvery = 41;
     bool isEveryPage = false;
     bool isList = false;
+    bool isWear = false;
     std::string cut;
     std::string again;
     std::string table;
@@ -172,6 +174,7 @@ void declare(CLI::App &app, Arguments *arguments) {
     app.add_option("--table", arguments->table, "Write the figures to this file, fields apart by tabs");
     app.add_option("--time-limit", arguments->timeLimit, "Seconds that one workload may take")
         ->capture_default_str();
+    app.add_flag("--wear", arguments->isWear, "Print what storing costs the chip, and end");
     app.add_flag("--list", arguments->isList, "List the workloads and end");
 }
 
@@ -193,6 +196,12 @@ int main(int argc, char **argv) {
     CLI11_PARSE(app, argc, argv);
     setenv("TZ", "UTC", 1);
 
+    if (arguments.isWear) {
+        sysClkDisable();
+        jorn_SetDebugPrintLevel(0);
+        flash::printWear();
+        return 0;
+    }
     CutOptions options;
     const std::vector<Workload> workloads = chosenWorkloads(arguments);
     if (!setOptions(arguments, &options) || workloads.empty()) {

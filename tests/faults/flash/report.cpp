@@ -40,22 +40,24 @@ void printLosses(const std::vector<Result> &results, const std::string &workload
 }  // namespace
 
 void printFigures(const std::vector<Result> &results) {
-    printf("%-26s %6s %6s %10s %7s %7s %7s %8s %7s %7s %7s\n", "workload", "buffer", "caches", "operations",
-           "erases", "images", "nested", "items", "open", "torn", "refuse");
+    printf("%-26s %6s %6s %10s %7s %7s %7s %8s %7s %7s %7s %7s\n", "workload", "buffer", "caches",
+           "operations", "erases", "images", "nested", "items", "open", "torn", "refuse", "again");
     size_t images = 0;
     size_t nested = 0;
     for (const Result &result : results) {
         const Figures &f = *result.figures;
-        printf("%-26s %6s %6d %10zu %7zu %7zu %7zu %8zu %7zu %7zu %7zu\n", result.workload.c_str(),
+        printf("%-26s %6s %6d %10zu %7zu %7zu %7zu %8zu %7zu %7zu %7zu %7zu\n", result.workload.c_str(),
                bufferText(result.platform).c_str(), result.platform.caches, f.operations, f.erases, f.images,
-               f.nestedImages, f.items, f.openItems, f.tornLines, f.refusals);
+               f.nestedImages, f.items, f.openItems, f.tornLines, f.refusals, f.seenAgain);
         images += f.images;
         nested += f.nestedImages;
     }
     printf("\n%zu images, and %zu cut a second time: %zu in all\n", images, nested, images + nested);
     printf(
-        "open: most items in no closed file at a cut; torn: images with part of a last line; refuse: images\n"
-        "whose queries answer only after the next item\n");
+        "open: most items in no closed file at a cut; torn: images with part of a last line, or zeros in "
+        "its\n"
+        "place; refuse: whose queries answer only after the next item; again: that show cleared items "
+        "again\n");
     printf("\n%-26s %-28s %8s %8s\n", "items in closed files", "no longer in sight because", "images",
            "at most");
     std::string last;
@@ -69,7 +71,7 @@ void printFigures(const std::vector<Result> &results) {
 
 bool writeTable(const std::string &path, const std::vector<Result> &results) {
     std::ofstream out(path);
-    out << "workload\tbuffer\tcaches\toperations\terases\timages\tnested\titems\topen\ttorn\trefusals";
+    out << "workload\tbuffer\tcaches\toperations\terases\timages\tnested\titems\topen\ttorn\trefusals\tagain";
     for (size_t reason = 0; reason < kReasons; ++reason) {
         const std::string name = nameOf(static_cast<Reason>(reason));
         out << '\t' << name << " (images)\t" << name << " (most items)";
@@ -79,7 +81,8 @@ bool writeTable(const std::string &path, const std::vector<Result> &results) {
         const Figures &f = *result.figures;
         out << result.workload << '\t' << bufferText(result.platform) << '\t' << result.platform.caches
             << '\t' << f.operations << '\t' << f.erases << '\t' << f.images << '\t' << f.nestedImages << '\t'
-            << f.items << '\t' << f.openItems << '\t' << f.tornLines << '\t' << f.refusals;
+            << f.items << '\t' << f.openItems << '\t' << f.tornLines << '\t' << f.refusals << '\t'
+            << f.seenAgain;
         for (size_t reason = 0; reason < kReasons; ++reason) {
             out << '\t' << f.lossImages[reason] << '\t' << f.mostLost[reason];
         }

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+// What storing costs the chip.
+#ifndef JORN_TESTS_FAULTS_FLASH_WEAR_H
+#define JORN_TESTS_FAULTS_FLASH_WEAR_H
+
+namespace flash {
+
+/// Prints pages programmed and blocks erased for each 1,000 items, for bursts of several sizes.
+void printWear();
+
+}  // namespace flash
+
+#endif
