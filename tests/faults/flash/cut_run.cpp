@@ -65,6 +65,9 @@ void putText(std::array<char, 1024> *field, const std::string &text) {
 }  // namespace
 
 std::string textOf(const CutPlace &place) {
+    if (place.operation == 0) {
+        return "--nested-every 0";  // found before any cut
+    }
     std::string text = "--cut " + std::to_string(place.operation) + ":" + nameOf(place.torn);
     if (place.nestedOperation != 0) {
         text += " --again " + std::to_string(place.nestedOperation) + ":" + nameOf(place.nestedTorn);

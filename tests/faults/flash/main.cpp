@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <map>
 #include <new>
 
@@ -186,9 +187,7 @@ bool setOptions(const Arguments &arguments, CutOptions *options) {
            (arguments.again.empty() || parseCut(arguments.again, &only.nestedOperation, &only.nestedTorn));
 }
 
-}  // namespace
-
-int main(int argc, char **argv) {
+int runRig(int argc, char **argv) {
     Arguments arguments;
     CLI::App app{
         "Cuts the power at every operation of the flash chip, in every way, and looks at what is left"};
@@ -221,4 +220,15 @@ int main(int argc, char **argv) {
         return 2;
     }
     return flash::printFaults(results) ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    try {
+        return runRig(argc, argv);
+    } catch (const std::exception &failure) {
+        fprintf(stderr, "%s\n", failure.what());
+        return 2;
+    }
 }

@@ -130,10 +130,12 @@ std::shared_ptr<const ParsedFile> RingModel::parsed(int position) const {
 }
 
 std::vector<int> RingModel::range() const {
-    std::vector<int> positions;
     const int length = (latest_ - oldest_ + csvNum_) % csvNum_ + 1;
-    for (int age = 0; age < length; ++age) {
-        positions.push_back((latest_ - age + csvNum_) % csvNum_);
+    std::vector<int> positions(static_cast<size_t>(length));
+    int position = latest_;
+    for (int &place : positions) {
+        place = position;
+        position = (position - 1 + csvNum_) % csvNum_;
     }
     return positions;
 }

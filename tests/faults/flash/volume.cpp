@@ -16,7 +16,7 @@ extern "C" {
 #include <yaffsfs.h>
 
 // What the file system asks of its surroundings.
-unsigned yaffs_trace_mask = 0;
+unsigned yaffs_trace_mask = 0;  // NOLINT(readability-identifier-naming): its name for it
 static int lastError;
 void yaffsfs_SetError(int error) { lastError = error; }
 int yaffsfs_GetLastError(void) { return lastError; }

@@ -57,7 +57,7 @@ void printWear() {
     printf("For 1,000 items of %zu bytes of text, in a ring of %d files on a chip of %zu blocks:\n",
            kTextBytes, kObject.csvNum, kBlocks);
     printf("%6s %7s %7s %12s %9s\n", "burst", "buffer", "caches", "programmed", "erased");
-    for (const size_t burst : {1, 10, 100, 512}) {
+    for (const size_t burst : {1U, 10U, 100U, 512U}) {
         for (const int caches : {10, 0}) {
             printRow(burst, 1024, caches);
         }

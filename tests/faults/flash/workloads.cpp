@@ -161,9 +161,9 @@ Workload twoObjects(size_t scale) {
 
 /// Creations over every state of the index: none, backup only, both, unusable.
 Workload indexStates(size_t scale) {
-    std::vector<ObjectSpec> objects;
-    for (int i = 0; i < 6; ++i) {
-        objects.push_back({"/yaffs/i" + std::to_string(i), 4});
+    std::vector<ObjectSpec> objects(6);
+    for (size_t i = 0; i < objects.size(); ++i) {
+        objects[i] = {"/yaffs/i" + std::to_string(i), 4};
     }
     return {"index states",
             objects,
