@@ -200,6 +200,10 @@ void CutRun::run() {
             goOn(first_.operations[operation - 1], operation);
         }
     }
+    const bool isAgainWanted = options_.only.nestedOperation != 0;
+    if (figures_->images == 0 || (isAgainWanted && figures_->nestedImages == 0)) {
+        report(Check::Life, "there is no such cut");
+    }
     if (!walk.before().fault().empty()) {
         report(Check::Order, walk.before().fault());
     }
