@@ -12,6 +12,11 @@ namespace {
 
 constexpr uint32_t kItemsOfFile = 5000;
 
+/// What a C string in a buffer holds, from a position on.
+std::string untilNul(const std::string &buffer, size_t position = 0) {
+    return buffer.substr(position, buffer.find('\0', position) - position);
+}
+
 }  // namespace
 
 void StoreModel::pass(const std::vector<std::string> &waiting) {
@@ -29,16 +34,16 @@ void StoreModel::handle(const std::string &message) {
         messages_.emplace_back("msg receive eror!");
         return;
     }
-    const std::string text = buffer_.c_str();
+    const std::string text = untilNul(buffer_);
     const size_t start = text.find_first_not_of(',');
     if (start == text.npos) {
         buffer_[message.size()] = '\0';
-        messages_.push_back(std::string("msg handle_id eror: ") + buffer_.c_str());
+        messages_.push_back("msg handle_id eror: " + untilNul(buffer_));
         return;
     }
     const size_t end = std::min(text.find(',', start), text.size());
     buffer_[end] = '\0';
-    const std::string line = buffer_.c_str() + end + 1;
+    const std::string line = untilNul(buffer_, end + 1);
     if (line.empty() || line.size() > 256) {
         messages_.push_back("msg eror: " + line);
         return;
