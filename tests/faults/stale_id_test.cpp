@@ -23,7 +23,7 @@ struct Deletion {
     void (*act)();
 };
 
-void PrintTo(const Deletion &deletion, std::ostream *out) { *out << deletion.name; }
+std::ostream &operator<<(std::ostream &out, const Deletion &deletion) { return out << deletion.name; }
 
 class StaleIdTest : public test::ModuleTest, public ::testing::WithParamInterface<Deletion> {
 protected:

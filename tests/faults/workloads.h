@@ -26,7 +26,7 @@ struct Workload {
     Script run;      ///< Runs with them.
 };
 
-inline void PrintTo(const Workload &workload, std::ostream *out) { *out << workload.name; }
+inline std::ostream &operator<<(std::ostream &out, const Workload &workload) { return out << workload.name; }
 
 const std::vector<Workload> &workloads();
 
