@@ -128,7 +128,7 @@ TEST_F(DiskFullTest, IndexRewrite_NoRoom_LeavesAnEmptyIndexAndNoBackup) {
 
 class ReadFaultTest : public test::ModuleTest {
 protected:
-    /// The script of paging, with a file taken away before the call of that number that begins with `call`.
+    /// The script of paging, with a file taken away before the second call that begins with `call`.
     void pageWhile(const std::string &call, const std::string &vanishing, Files *files,
                    std::vector<std::string> *messages, int32_t *page, std::vector<std::string> *texts) {
         const test::TempDir root;

@@ -50,7 +50,7 @@ const std::map<std::string, std::vector<Way>> &waysOfCalls() {
 
 std::string wordOf(const std::string &call) { return call.substr(0, call.find(' ')); }
 
-/// The messages of one run that another lacks, each position written as "#".
+/// The messages of one run that another lacks.
 std::vector<std::string> added(const std::vector<std::string> &messages, std::vector<std::string> without) {
     std::vector<std::string> more;
     for (const std::string &message : messages) {
@@ -88,8 +88,8 @@ std::string general(const std::string &message) {
     return text;
 }
 
-/// Items of a loss: the most it can be. The least is the same where an item is lost that the run without
-/// faults keeps to the end, so it is tested over all places together.
+/// The most items that a loss can be. How many it is at one place is in the model's files, byte by byte: an
+/// item may be overwritten later in any case.
 size_t mostLost(Loss loss, size_t itemsAtMost) {
     switch (loss) {
         case Loss::kItem:
