@@ -10,6 +10,7 @@
 #include <tickLib.h>
 
 #include <atomic>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -171,34 +172,50 @@ TEST_F(ConcurrencyTest, Destroy_DuringBatch_WaitsForItAndLosesNoLine) {
     EXPECT_EQ(dir_.read("0.csv"), "1700000000,3,0,Log start init!\n1700000000,1,0,a\n");
 }
 
-// While an object is being destroyed, a walk is held inside the list by a circle of two objects, which it can
-// leave only when the circle is opened: nothing is freed before.
-TEST_F(ConcurrencyTest, Destroy_WalkUnderWay_FreesOnlyWhenTheWalkHasEnded) {
-    const int32_t handle = createAtRest(2);
-    test::HandMadeObject first("/a", 2, 8, 101);
-    test::HandMadeObject second("/b", 2, 8, 102);
-    first->next = second.get();
-    second->next = first.get();
-    std::thread walker;
-    onceAt("semTake", [&] {
-        __atomic_store_n(&jorn_obj_ptr, first.get(), __ATOMIC_SEQ_CST);
-        walker = std::thread([] { EXPECT_EQ(FindObj(103), nullptr); });
+/// A walk in a thread of its own, held inside the list by a circle of two objects, which it can leave only
+/// when the circle is opened.
+class HeldWalk {
+public:
+    /// Puts the circle in place of the list and returns when the walk is in it.
+    void begin() {
+        first_->next = second_.get();
+        second_->next = first_.get();
+        __atomic_store_n(&jorn_obj_ptr, first_.get(), __ATOMIC_SEQ_CST);
+        walker_ = std::thread([] { EXPECT_EQ(FindObj(103), nullptr); });
         while (!jorn::isWalkUnderWay()) {
             std::this_thread::yield();
         }
-    });
+    }
+
+    void release() {
+        __atomic_store_n(&jorn_obj_ptr, nullptr, __ATOMIC_SEQ_CST);
+        __atomic_store_n(&second_->next, nullptr, __ATOMIC_SEQ_CST);
+    }
+
+    void join() { walker_.join(); }
+
+private:
+    test::HandMadeObject first_{"/a", 2, 8, 101};
+    test::HandMadeObject second_{"/b", 2, 8, 102};
+    std::thread walker_;
+};
+
+// A walk is under way while an object is being destroyed: nothing is freed before it ends.
+TEST_F(ConcurrencyTest, Destroy_WalkUnderWay_FreesOnlyWhenTheWalkHasEnded) {
+    const int32_t handle = createAtRest(2);
+    HeldWalk walk;
+    onceAt("semTake", [&] { walk.begin(); });
     int yields = 0;
     test::platform().onCall("taskDelay 0", [&](const std::string &) {
         EXPECT_TRUE(jorn::isWalkUnderWay() || yields > 3);
         if (++yields == 3) {
-            __atomic_store_n(&jorn_obj_ptr, nullptr, __ATOMIC_SEQ_CST);
-            __atomic_store_n(&second->next, nullptr, __ATOMIC_SEQ_CST);
+            walk.release();
         }
     });
     bool wasWalkOverAtFree = false;
     onceAt("free", [&] { wasWalkOverAtFree = !jorn::isWalkUnderWay(); });
     EXPECT_EQ(JORN_Destroy(handle), 0);
-    walker.join();
+    walk.join();
     EXPECT_GE(yields, 3);
     EXPECT_TRUE(wasWalkOverAtFree);
 }
@@ -225,6 +242,27 @@ private:
     std::atomic<bool> isOver_{false};
     std::thread thread_;
 };
+
+// A task of a lower priority goes on only while the destruction sleeps, which it does after many yields.
+TEST_F(ConcurrencyTest, Destroy_WalkThatYieldingDoesNotEnd_SleepsAfterTenThousandYields) {
+    const int32_t handle = createAtRest(2);
+    HeldWalk walk;
+    std::optional<Ticker> ticker;
+    int yields = 0;
+    int yieldsAtSleep = -1;
+    onceAt("semTake", [&] { walk.begin(); });
+    test::platform().onCall("taskDelay 0", [&](const std::string &) { ++yields; });
+    test::platform().onCall("taskDelay 1", [&](const std::string &call) {
+        if (call == "taskDelay 1" && yieldsAtSleep < 0) {
+            yieldsAtSleep = yields;
+            walk.release();
+            ticker.emplace();
+        }
+    });
+    EXPECT_EQ(JORN_Destroy(handle), 0);
+    walk.join();
+    EXPECT_EQ(yieldsAtSleep, 10000);
+}
 
 /// Submits `count` items "<name><number>", each until the queue takes it.
 void produce(int32_t handle, const std::string &name, int count) {

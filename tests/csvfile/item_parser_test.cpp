@@ -136,6 +136,13 @@ TEST_F(ItemParserTest, AnalyseOneItemInfo_NumbersBeyondAllWidths_StillParses) {
     EXPECT_THAT(messages(), IsEmpty());
 }
 
+TEST_F(ItemParserTest, AnalyseOneItemInfo_SlotAcrossTheLastCharacter_SeesTheFirst255Characters) {
+    JORN_ITEM_INFO item = unsetItem();
+    EXPECT_EQ(jorn_AnalyseOneItemInfo((std::string(250, ',') + "1,2,3456\n").c_str(), &item), 0);
+    EXPECT_EQ(item.slot, 3);
+    EXPECT_EQ(jorn_AnalyseOneItemInfo((std::string(251, ',') + "1,2,3456\n").c_str(), &item), -1);
+}
+
 std::string textBehindTheSlot(const char *line) {
     jorn::LineSplitter splitter(line, 255);
     for (int field = 0; field < 3; ++field) {

@@ -379,6 +379,7 @@ TEST_F(StartupAnalysisTest, Init_FileWithoutAnyGoodLine_IsReportedAsFailed) {
 TEST_F(StartupAnalysisTest, Init_UnreadableFile_ClearsItsRecordAndTheWalkGoesOn) {
     dir_.write("index.csv", "version:1\n0,1\n");
     writeFiles(filesWithItems({0, 1}));
+    object_.info(1).itemCount = 9;
     object_.info(1).levelStat[3].slotCount[7] = 9;
     platform().fail("fopen 1.csv", 1, 1);
     EXPECT_EQ(jorn_InitAnalyseCSV(object_.get()), 0);

@@ -111,7 +111,7 @@ class Finder:
             path = pathlib.Path(cursor.location.file.name).resolve() if cursor.location.file else None
             if path and path.is_relative_to(self.root / "src"):
                 name = str(path.relative_to(self.root))
-                FileWalk(self, name, self.files.setdefault(name, SourceFile(path))).declaration(cursor, "")
+                FileWalk(self, name, self.files.setdefault(name, SourceFile(path))).declaration(cursor)
 
     def finish(self) -> None:
         """Leaves out edits of constants that nothing constant depends on, as each use is a place of its own, and
@@ -225,7 +225,7 @@ class FileWalk:
 
     # The walk.
 
-    def declaration(self, cursor: Cursor, scope: str) -> None:
+    def declaration(self, cursor: Cursor) -> None:
         if cursor.kind in FUNCTIONS:
             self.function = cursor.spelling.split("<")[0] if cursor.kind != Kind.DESTRUCTOR else cursor.spelling
             for child in cursor.get_children():
@@ -240,7 +240,7 @@ class FileWalk:
             self.variable(cursor)
         else:
             for child in cursor.get_children():
-                self.declaration(child, scope)
+                self.declaration(child)
 
     def variable(self, cursor: Cursor) -> None:
         """A constant or a field is edited; of an array only the size; other variables hold expressions."""
@@ -341,7 +341,7 @@ class FileWalk:
         inner = stripped(cursor)
         kind = cursor.type.get_canonical().kind
         is_plain = inner.kind in (Kind.INTEGER_LITERAL, Kind.UNARY_OPERATOR, Kind.CXX_NULL_PTR_LITERAL_EXPR,
-                                  Kind.CXX_BOOL_LITERAL_EXPR)
+                                  Kind.CXX_BOOL_LITERAL_EXPR) or is_named_constant(inner)
         text = self.source.text(*extent(cursor))
         if not is_plain and kind in INTEGERS:
             self.call(cursor, "returned", ["0", "-1"])

@@ -34,9 +34,19 @@ public:
     Trace &operator=(const Trace &) = delete;
 
 private:
+    /// What the initialisation of globals reaches belongs to every test: the name is "*".
+    void OnTestProgramStart(const ::testing::UnitTest & /*program*/) override {
+        std::fprintf(file_, "*\t0\t");
+        writeReached();
+    }
+
     void OnTestEnd(const ::testing::TestInfo &test) override {
         std::fprintf(file_, "%s.%s\t%lld\t", test.test_suite_name(), test.name(),
                      static_cast<long long>(test.result()->elapsed_time()));
+        writeReached();
+    }
+
+    void writeReached() {
         for (int id = 0; id < kIdsMax; ++id) {
             if (__atomic_exchange_n(&reachedTable[id], false, __ATOMIC_RELAXED)) {
                 std::fprintf(file_, "%d ", id);

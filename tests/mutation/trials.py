@@ -14,6 +14,7 @@ import signal
 import subprocess
 import tempfile
 import time
+from collections.abc import Iterator
 
 from mutants import Finder, Mutant
 
@@ -24,20 +25,25 @@ BUILD = WORK / "objects"
 PROGRAM = BUILD / "tests" / "jorn_module_tests"
 TREE_PARTS = ("src", "include", "port", "tests", "tools", "CMakeLists.txt")
 
-# The first tests a mutant meets: as many as take about so long, those of its own folder before others.
-FIRST_ROUND_MS = 40
-FIRST_ROUND_TESTS = 60
+# The tests a mutant meets go in rounds of about so many milliseconds, so that most mutants cost no more than a few
+# quick tests. Those of its own folder come before others.
+ROUNDS_MS = (30, 300, 3000)
 
 # A trial is over when it has used so much more processor time than the same tests use without a mutant,
-CPU_SECONDS = 5
+CPU_SECONDS = 1
 CPU_FACTOR = 5
 # or when all of its threads have slept for so long: some wait for what never comes.
-STALL_SECONDS = 3
+STALL_SECONDS = 2
+
+# A mutant that fills the memory or the disk instead is stopped too.
+MEMORY_BYTES = 1 << 29
+FILE_BYTES = 1 << 26
 
 
 @dataclasses.dataclass
 class Result:
     mutant: Mutant
+    seconds: float
     fate: str  # "killed", "crashed", "timed out", "refused by the compiler", "survived", "reached by no test"
 
     @property
@@ -101,7 +107,8 @@ def build() -> None:
 
 
 def trace() -> list[TracedTest]:
-    """Runs all tests without a mutant; which mutants each of them reaches."""
+    """Runs all tests without a mutant; which mutants each of them reaches. The first entry, named "*", tells what
+    is reached before any test."""
     path = WORK / "trace"
     done = subprocess.run([str(PROGRAM), "--gtest_brief=1"], capture_output=True, text=True,
                           env={**os.environ, "JORN_MUTATION_TRACE": str(path)}, check=False)
@@ -132,41 +139,51 @@ class Suites:
 
 
 class Trials:
-    def __init__(self, tests: list[TracedTest]) -> None:
+    def __init__(self, traced: list[TracedTest]) -> None:
+        always, tests = traced[0].reached, traced[1:]
         self.tests = tests
         self.suites = Suites()
         self.reaching: dict[int, list[TracedTest]] = {}
         for test in tests:
-            for number in test.reached:
+            for number in test.reached | always:
                 self.reaching.setdefault(number, []).append(test)
 
     def run(self, mutant: Mutant, place: int) -> Result:
+        start = time.monotonic()
         if mutant.edit is not None:
-            return self.run_edited(mutant)
-        tests = self.reaching.get(place, [])
-        if not tests:
-            return Result(mutant, "reached by no test")
-        return Result(mutant, self.fate(PROGRAM, tests, mutant))
+            fate = self.fate_edited(mutant)
+        elif place in self.reaching:
+            fate = self.fate(PROGRAM, self.reaching[place], mutant)
+        else:
+            fate = "reached by no test"
+        return Result(mutant, time.monotonic() - start, fate)
 
     def fate(self, program: pathlib.Path, tests: list[TracedTest], mutant: Mutant) -> str:
         folder = pathlib.Path(mutant.file).parent.name
         ordered = sorted(tests, key=lambda t: (self.suites.folder(t.name) != folder, t.milliseconds, len(t.reached)))
-        first, spent = [], 0
-        while ordered and len(first) < FIRST_ROUND_TESTS and spent <= FIRST_ROUND_MS:
-            spent += ordered[0].milliseconds
-            first.append(ordered.pop(0))
-        for batch in (first, ordered):
-            fate = run_tests(program, batch, mutant.number) if batch else "survived"
+        for batch in rounds(ordered):
+            fate = run_tests(program, batch, mutant.number)
             if fate != "survived":
                 return fate
         return "survived"
 
-    def run_edited(self, mutant: Mutant) -> Result:
+    def fate_edited(self, mutant: Mutant) -> str:
         with tempfile.TemporaryDirectory(prefix="edit", dir=WORK) as folder:
             program = build_edited(mutant, pathlib.Path(folder))
-            if program is None:
-                return Result(mutant, "refused by the compiler")
-            return Result(mutant, self.fate(program, self.tests, mutant))
+            return "refused by the compiler" if program is None else self.fate(program, self.tests, mutant)
+
+
+def rounds(tests: list[TracedTest]) -> Iterator[list[TracedTest]]:
+    position = 0
+    for limit in ROUNDS_MS:
+        start, spent = position, 0
+        while position < len(tests) and spent <= limit:
+            spent += max(1, tests[position].milliseconds)
+            position += 1
+        if position > start:
+            yield tests[start:position]
+    if position < len(tests):
+        yield tests[position:]
 
 
 def run_tests(program: pathlib.Path, tests: list[TracedTest], number: int) -> str:
@@ -175,7 +192,8 @@ def run_tests(program: pathlib.Path, tests: list[TracedTest], number: int) -> st
     def limit() -> None:
         resource.setrlimit(resource.RLIMIT_CPU, (cpu, cpu + 1))
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-        resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 26, 1 << 26))
+        resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_BYTES, FILE_BYTES))
+        resource.setrlimit(resource.RLIMIT_DATA, (MEMORY_BYTES, MEMORY_BYTES))
 
     with tempfile.NamedTemporaryFile("w", dir=WORK, prefix="filter") as filter_file:
         filter_file.write("--gtest_filter=" + ":".join(test.name for test in tests) + "\n")
@@ -255,7 +273,7 @@ def link_edited(objects: list[str], folder: pathlib.Path) -> pathlib.Path:
     symbols = TREE / "tests" / "support" / "probed_symbols.txt"
     subprocess.run(["ld", "-r", "-o", str(probed), *objects], check=True)
     subprocess.run(["objcopy", f"--redefine-syms={symbols}", str(probed)], check=True)
-    command = subprocess.run(["ninja", "-C", str(BUILD), "-t", "commands", "-s", "jorn_module_tests"],
+    command = subprocess.run(["ninja", "-C", str(BUILD), "-t", "commands", "-s", "tests/jorn_module_tests"],
                              capture_output=True, text=True, check=True).stdout.splitlines()[-1]
     program = folder / PROGRAM.name
     for word, replacement in (("tests/jorn_probed.o", str(probed)), ("-o tests/jorn_module_tests", f"-o {program}")):

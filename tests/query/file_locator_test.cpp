@@ -120,6 +120,15 @@ TEST_F(FileLocatorTest, Find_DayWithinAFile_GivesThatFile) {
     EXPECT_EQ(locate(object.get(), 101, 107), found(0, 1));
 }
 
+TEST_F(FileLocatorTest, Find_FirstDayOfAll_IsALimitLikeAnyOther) {
+    HandMadeObject object = ringOf(4, 0, 1);
+    setDays(object, 0, 0, 0);
+    setDays(object, 1, 5, 5);
+    EXPECT_EQ(locate(object.get(), -1, 0), found(0, 0));
+    EXPECT_EQ(locate(object.get(), 0, 0), found(0, 0));
+    EXPECT_EQ(locate(object.get(), 0, -1), found(0, 1));
+}
+
 TEST_F(FileLocatorTest, Find_DayBetweenTwoFiles_FindsNone) {
     HandMadeObject object = ringOf(4, 0, 1);
     setDays(object, 0, 100, 100);

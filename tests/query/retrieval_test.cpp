@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "query/retrieval.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -820,6 +821,18 @@ TEST_F(RecordTest, BreakDown_TimeCannotBeShown_GivesAnEmptyTimeTextAndTheRest) {
     EXPECT_STREQ(record_.slotStr, "5");
     EXPECT_STREQ(record_.logStr, "x\n");
     EXPECT_THAT(messages(), IsEmpty());
+}
+
+TEST_F(RecordTest, BreakDown_TimeCannotBeShown_TouchesNothingBeforeTheRecord) {
+    struct {
+        unsigned char before;
+        JORN_LOG_DISP record;
+    } guarded;
+    static_assert(offsetof(decltype(guarded), record) == 1, "nothing may lie between");
+    memset(&guarded, kUntouched, sizeof guarded);
+    platform().fail("ctime");
+    EXPECT_EQ(jorn_BreakDownOneItemString("1700000000,2,5,x\n", &guarded.record), 0);
+    EXPECT_EQ(guarded.before, kUntouched);
 }
 
 TEST_F(RecordTest, BreakDown_LevelText_IsCopiedAsItStands) {

@@ -408,5 +408,35 @@ TEST_F(StoreTaskTest, LetGo_ObjectOfNoInterest_ForgetsNothing) {
     EXPECT_THAT(fileCallsOfPass(), ElementsAre("fwrite 25x1"));
 }
 
+// Without an object the task remembers the handle 0, which a message may carry.
+const std::string kMessageForZero = std::string("0,1700000000,1,5,x\n") + '\0';
+
+TEST_F(StoreTaskTest, LetGo_ObjectOfTheOpenFile_IsNotFoundByTheHandleZero) {
+    ASSERT_GT(createAtRest(2), 0);
+    const int32_t second = createSecondAtRest(2);
+    storeOne(second);
+    EXPECT_EQ(JORN_Destroy(second), 0);
+    platform().clearLog();
+    sendRaw(kMessageForZero);
+    pass();
+    EXPECT_THAT(messages(), ElementsAre("handle_id = 0, not found!"));
+    EXPECT_EQ(secondDir_.read("0.csv"), std::string(kInitLine) + kItemLine);
+}
+
+TEST_F(StoreTaskTest, Reset_FileOpen_ClosesItAndForgetsTheObject) {
+    const int32_t handle = createAtRest(2);
+    storeOne(handle);
+    platform().clearLog();
+    semTake(logSemCsvRW_ID, WAIT_FOREVER);
+    jorn::storeTaskReset();
+    semGive(logSemCsvRW_ID);
+    EXPECT_THAT(platform().calls(), ElementsAre("fclose"));
+    sendRaw(kMessageForZero);
+    pass();
+    EXPECT_THAT(messages(), ElementsAre("handle_id = 0, not found!"));
+    add(handle);
+    EXPECT_THAT(fileCallsOfPass(), ElementsAre("fopen 0.csv a", "fwrite 25x1"));
+}
+
 }  // namespace
 }  // namespace test

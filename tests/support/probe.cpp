@@ -362,7 +362,8 @@ time_t probe_time(time_t *out) {
 char *probe_ctime(const time_t *time) { return enter("ctime") ? ctime(time) : nullptr; }
 
 void *probe_calloc(size_t count, size_t size) {
-    const std::string name = size == sizeof(JORN_OBJ) ? "object" : "info[" + std::to_string(count) + "]";
+    const std::string name =
+        count == 1 && size == sizeof(JORN_OBJ) ? "object" : "info[" + std::to_string(count) + "]";
     if (!enter("calloc " + name)) {
         return nullptr;
     }
@@ -463,8 +464,11 @@ TASK_ID probe_taskSpawn(char *name, int priority, int options, int stack, FUNCPT
                         _Vx_usr_arg_t a2, _Vx_usr_arg_t a3, _Vx_usr_arg_t a4, _Vx_usr_arg_t a5,
                         _Vx_usr_arg_t a6, _Vx_usr_arg_t a7, _Vx_usr_arg_t a8, _Vx_usr_arg_t a9,
                         _Vx_usr_arg_t a10) {
-    const std::string call = "taskSpawn " + std::string(name) + " " + std::to_string(priority) + " " +
-                             std::to_string(options) + " " + std::to_string(stack);
+    std::string call = "taskSpawn " + std::string(name) + " " + std::to_string(priority) + " " +
+                       std::to_string(options) + " " + std::to_string(stack);
+    for (const _Vx_usr_arg_t argument : {a1, a2, a3, a4, a5, a6, a7, a8, a9, a10}) {
+        call += argument != 0 ? " " + std::to_string(argument) : "";
+    }
     if (!enter(call)) {
         return ERROR;
     }
