@@ -262,6 +262,7 @@ def build_edited(mutant: Mutant, folder: pathlib.Path) -> pathlib.Path | None:
             continue
         objects.append(str(folder / (name.stem + ".o")))
         command = [word.replace(str(TREE / "src"), str(folder / "src")) for word in command]
+        command.append(f"-ffile-prefix-map={folder}/=")  # messages tell the file as ever
         command[target] = objects[-1]
         if subprocess.run(command, cwd=entry["directory"], capture_output=True, check=False).returncode != 0:
             return None
