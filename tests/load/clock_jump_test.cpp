@@ -265,7 +265,7 @@ protected:
 
 // Small files that lie on the medium already, a few items more, restarts.
 TEST_F(ClockJumpTest, RandomScripts_SmallFiles_TimesAndQueriesAreThoseOfTheModel) {
-    constexpr uint32_t kScripts = 250 * JORN_CLOCK_ROUNDS;
+    constexpr uint32_t kScripts = 250 * JORN_LOAD_ROUNDS;
     for (uint32_t seed = 1; seed <= kScripts && !HasFailure(); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Script script(seed);
@@ -285,7 +285,7 @@ TEST_F(ClockJumpTest, RandomScripts_SmallFiles_TimesAndQueriesAreThoseOfTheModel
 
 // Files that fill up under jumping clocks, through more than one turn of the ring.
 TEST_F(ClockJumpTest, RandomScripts_FullFilesAndWraps_TimesAndQueriesAreThoseOfTheModel) {
-    constexpr uint32_t kScripts = JORN_CLOCK_ROUNDS;
+    constexpr uint32_t kScripts = JORN_LOAD_ROUNDS;
     for (uint32_t seed = 1; seed <= kScripts && !HasFailure(); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Script script(seed);

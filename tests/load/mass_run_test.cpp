@@ -168,7 +168,7 @@ void queryForever(int32_t handle, int32_t *last) {
 }
 
 TEST_F(MassRunTest, ProducersReadersAndOtherObjects_RunFreely_EveryItemIsStoredOnce) {
-    constexpr int kItems = 4000;
+    constexpr int kItems = 500 * JORN_LOAD_ROUNDS;
     std::array<int32_t, kObjects> counts{};
     std::vector<Told> told(kProducers);
     std::atomic<int> lives{0};
@@ -196,7 +196,7 @@ TEST_F(MassRunTest, ProducersReadersAndOtherObjects_RunFreely_EveryItemIsStoredO
 
 // Producers that do not wait for room: what is refused is gone, and its caller knows.
 TEST_F(MassRunTest, ImpatientProducers_StoreTaskRuns_AcceptedPlusRefusedIsAllAndOnlyAcceptedIsStored) {
-    constexpr int kItems = 4000;
+    constexpr int kItems = 500 * JORN_LOAD_ROUNDS;
     constexpr int kItemsBefore = 100;
     const int errnoCallsBefore = load::errnoCalls();
     std::vector<Told> told(kProducers);

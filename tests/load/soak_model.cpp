@@ -41,7 +41,7 @@ uint32_t ItemSource::timeOf(uint32_t number) const { return kFirstTime + number 
 
 SoakItem ItemSource::item(uint32_t number) const {
     const uint64_t bits = hash(number);
-    const size_t fill = bits % 16 == 0 ? (bits >> 8) % 180 : (bits >> 8) % 24;
+    const auto fill = static_cast<size_t>((bits >> 8) % (bits % 16 == 0 ? 180 : 24));
     std::string text = "item " + std::to_string(number) + ", ";
     text.append(fill, static_cast<char>('a' + (bits >> 20) % 26));
     return {timeOf(number), static_cast<int32_t>((bits >> 32) % 4), static_cast<int32_t>((bits >> 40) % 8),
@@ -49,7 +49,7 @@ SoakItem ItemSource::item(uint32_t number) const {
 }
 
 size_t ItemSource::objectOf(uint32_t number, size_t objects) const {
-    return objects == 1 ? 0 : hash(~uint64_t{number / kRunLength}) % objects;
+    return objects == 1 ? 0 : static_cast<size_t>(hash(~uint64_t{number / kRunLength}) % objects);
 }
 
 SoakItem RingModel::itemAt(size_t index) const {
