@@ -116,7 +116,7 @@ PageSample CutRun::sample(size_t fullUpTo) const {
 
 Directory CutRun::readChip() const {
     Directory files;
-    for (const ObjectSpec &object : workload_.objects) {
+    for (const ObjectShape &object : workload_.objects) {
         for (auto &[name, bytes] : Volume::readAll(object.directory)) {
             files[object.directory + "/" + name] = std::move(bytes);
         }
@@ -130,9 +130,9 @@ void CutRun::setScene() {
     workload_.setScene(scene);
     scene_ = readChip();
     for (size_t object = 0; object < workload_.objects.size(); ++object) {
-        const ObjectSpec &spec = workload_.objects[object];
-        const Directory files = Volume::readAll(spec.directory);
-        RingModel model(ledger_, spec.csvNum);
+        const ObjectShape &shape = workload_.objects[object];
+        const Directory files = Volume::readAll(shape.directory);
+        RingModel model(ledger_, shape.csvNum);
         model.start(files);
         isIndexLost_.push_back(model.wasIndexLost() || (!files.empty() && files.count("index.csv") == 0 &&
                                                         files.count("index.bak") == 0));

@@ -119,18 +119,18 @@ void Life::report(const std::string &fault) {
     }
 }
 
-void Life::create(size_t object, const ObjectSpec &spec) {
+void Life::create(size_t object, const ObjectShape &shape) {
     while (members_.size() <= object) {
-        members_.push_back({0, "", RingModel(*ledger_, spec.csvNum), RingModel(*ledger_, spec.csvNum)});
+        members_.push_back({0, "", RingModel(*ledger_, shape.csvNum), RingModel(*ledger_, shape.csvNum)});
     }
     Member &member = members_[object];
-    member.directory = spec.directory;
-    member.model = RingModel(*ledger_, spec.csvNum);
-    member.model.start(Volume::readAll(spec.directory));
+    member.directory = shape.directory;
+    member.model = RingModel(*ledger_, shape.csvNum);
+    member.model.start(Volume::readAll(shape.directory));
     ++surroundings().time;
-    member.handle = JORN_Create(spec.directory.c_str(), kSlots, spec.csvNum);
+    member.handle = JORN_Create(shape.directory.c_str(), kSlots, shape.csvNum);
     if (member.handle <= 0) {
-        report("creation on " + spec.directory + " failed");
+        report("creation on " + shape.directory + " failed");
     }
     compare(object);
     member.created = member.model;

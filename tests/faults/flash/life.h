@@ -15,7 +15,7 @@
 
 namespace flash {
 
-struct ObjectSpec {
+struct ObjectShape {
     std::string directory;
     int csvNum = 2;
 };
@@ -40,7 +40,7 @@ public:
 
     /// Creates an object, whose number in this life is that in the ledger, and compares files and pages
     /// before its first item is stored.
-    void create(size_t object, const ObjectSpec &spec);
+    void create(size_t object, const ObjectShape &shape);
     void destroy(size_t object);
 
     /// Submits an item.

@@ -16,7 +16,7 @@ namespace {
 constexpr size_t kBlocks = 16;
 constexpr size_t kItems = 20480;
 constexpr size_t kTextBytes = 40;
-const ObjectSpec kObject = {"/yaffs/log", 3};
+const ObjectShape kObject = {"/yaffs/log", 3};
 
 /// Bursts of a size, each followed by passes until its file is closed.
 void storeBursts(Life &life, size_t burst) {

@@ -47,7 +47,7 @@ void nothing(Scene &) {}
 
 /// A blank chip: directory, index and first file come into being; then the same again on what is there.
 Workload firstCreation(size_t scale) {
-    const std::vector<ObjectSpec> objects = {{kLog, 3}, {kOther, 2}};
+    const std::vector<ObjectShape> objects = {{kLog, 3}, {kOther, 2}};
     return {"first creation", objects, false, 16, nothing, [=](Life &life) {
                 for (size_t round = 0; round < 12 * scale; ++round) {
                     life.create(0, objects[0]);
@@ -66,7 +66,7 @@ Workload firstCreation(size_t scale) {
 
 /// One to three items, a pass, and a pass without items, over and over.
 Workload steadyLogging(size_t scale) {
-    const std::vector<ObjectSpec> objects = {{kLog, 4}};
+    const std::vector<ObjectShape> objects = {{kLog, 4}};
     return {"steady logging", objects, false, 16, nothing, [=](Life &life) {
                 life.create(0, objects[0]);
                 size_t number = 0;
@@ -81,7 +81,7 @@ Workload steadyLogging(size_t scale) {
 
 /// The file stays open over several passes of many items.
 Workload bursts(size_t scale) {
-    const std::vector<ObjectSpec> objects = {{kLog, 4}};
+    const std::vector<ObjectShape> objects = {{kLog, 4}};
     return {"bursts", objects, false, 16, nothing, [=](Life &life) {
                 life.create(0, objects[0]);
                 size_t number = 0;
@@ -97,7 +97,7 @@ Workload bursts(size_t scale) {
 
 /// A file fills up and the next one is begun, which did not exist.
 Workload rotation(size_t scale) {
-    const std::vector<ObjectSpec> objects = {{kLog, 4}};
+    const std::vector<ObjectShape> objects = {{kLog, 4}};
     return {"rotation",
             objects,
             false,
@@ -119,7 +119,7 @@ Workload rotation(size_t scale) {
 
 /// The ring is full and comes round to its oldest file, twice.
 Workload wrap(size_t scale) {
-    const std::vector<ObjectSpec> objects = {{kLog, 3}};
+    const std::vector<ObjectShape> objects = {{kLog, 3}};
     return {"ring wrap",
             objects,
             false,
@@ -145,7 +145,7 @@ Workload wrap(size_t scale) {
 
 /// Two objects take turns, so that the file is closed and another one opened at each turn.
 Workload twoObjects(size_t scale) {
-    const std::vector<ObjectSpec> objects = {{kLog, 2}, {kOther, 3}};
+    const std::vector<ObjectShape> objects = {{kLog, 2}, {kOther, 3}};
     return {"two objects", objects, false, 16, nothing, [=](Life &life) {
                 life.create(0, objects[0]);
                 life.create(1, objects[1]);
@@ -161,7 +161,7 @@ Workload twoObjects(size_t scale) {
 
 /// Creations over every state of the index: none, backup only, both, unusable.
 Workload indexStates(size_t scale) {
-    std::vector<ObjectSpec> objects(6);
+    std::vector<ObjectShape> objects(6);
     for (size_t i = 0; i < objects.size(); ++i) {
         objects[i] = {"/yaffs/i" + std::to_string(i), 4};
     }
@@ -198,7 +198,7 @@ Workload indexStates(size_t scale) {
 
 /// Clearing again and again, each time with items before and after.
 Workload clearing(size_t scale) {
-    const std::vector<ObjectSpec> objects = {{kLog, 3}};
+    const std::vector<ObjectShape> objects = {{kLog, 3}};
     return {"clearing", objects, true, 16, nothing, [=](Life &life) {
                 life.create(0, objects[0]);
                 for (size_t round = 0; round < 50 * scale; ++round) {
@@ -215,7 +215,7 @@ Workload clearing(size_t scale) {
 
 /// A gap with one file below it: one rename, and nothing is lost without a cut.
 Workload gapOfOne(size_t scale) {
-    const std::vector<ObjectSpec> objects = {{kLog, 8}};
+    const std::vector<ObjectShape> objects = {{kLog, 8}};
     return {"tidying: one below gap",
             objects,
             true,
@@ -238,7 +238,7 @@ Workload gapOfOne(size_t scale) {
 
 /// Several files below gaps: renames go over files that have not been moved yet.
 Workload gaps(size_t scale) {
-    const std::vector<ObjectSpec> objects = {{kLog, 8}};
+    const std::vector<ObjectShape> objects = {{kLog, 8}};
     return {"tidying: many below gaps",
             objects,
             true,
@@ -262,7 +262,7 @@ Workload gaps(size_t scale) {
 
 /// A ring that was larger: files beyond it are deleted, the rest moves down.
 Workload surplus(size_t scale) {
-    const std::vector<ObjectSpec> objects = {{kLog, 4}};
+    const std::vector<ObjectShape> objects = {{kLog, 4}};
     return {"tidying: smaller ring",
             objects,
             true,
@@ -285,7 +285,7 @@ Workload surplus(size_t scale) {
 
 /// A wrapped ring that grows by some files.
 Workload growing(size_t scale) {
-    const std::vector<ObjectSpec> objects = {{kLog, 7}};
+    const std::vector<ObjectShape> objects = {{kLog, 7}};
     return {"tidying: larger ring",
             objects,
             true,
@@ -308,7 +308,7 @@ Workload growing(size_t scale) {
 
 /// Little room is left, so that old pages are collected and blocks erased all the time.
 Workload nearlyFull(size_t scale) {
-    const std::vector<ObjectSpec> objects = {{kLog, 3}};
+    const std::vector<ObjectShape> objects = {{kLog, 3}};
     return {"nearly full chip",
             objects,
             false,

@@ -30,7 +30,7 @@ private:
 struct Workload {
     std::string name;
     /// By object number; the size of a ring is that of its last creation.
-    std::vector<ObjectSpec> objects;
+    std::vector<ObjectShape> objects;
     /// Start-up is expected to rename or delete data files, by the scene or by what the script does.
     bool tidies = false;
     size_t blocks = 16;
