@@ -104,7 +104,6 @@ private:
     Object *find(int32_t handle);
     bool startService();
     void stopService();
-    void refuseObject(int32_t csvNum);
 
     int32_t readIndex(Object *obj);
     int32_t rewriteIndex(const Object &obj, int32_t oldest, int32_t latest);

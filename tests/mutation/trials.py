@@ -110,7 +110,7 @@ def trace() -> list[TracedTest]:
     """Runs all tests without a mutant; which mutants each of them reaches. The first entry, named "*", tells what
     is reached before any test."""
     path = WORK / "trace"
-    done = subprocess.run([str(PROGRAM), "--gtest_brief=1"], capture_output=True, text=True,
+    done = subprocess.run([str(PROGRAM), "--gtest_brief=1"], capture_output=True, text=True, cwd=WORK,
                           env={**os.environ, "JORN_MUTATION_TRACE": str(path)}, check=False)
     if done.returncode != 0:
         raise SystemExit(f"The tests fail without a mutant:\n{done.stdout[-2000:]}")
@@ -201,6 +201,7 @@ def run_tests(program: pathlib.Path, tests: list[TracedTest], number: int) -> st
         process = subprocess.Popen(
             [str(program), f"--gtest_flagfile={filter_file.name}", "--gtest_fail_fast", "--gtest_brief=1"],
             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL, preexec_fn=limit,
+            cwd=WORK,  # a mutant may write anywhere
             env={**os.environ, "JORN_MUTANT": str(number)})
         if not wait_for(process):
             process.kill()

@@ -44,6 +44,7 @@ struct Arguments {
     std::string again;
     std::string table;
     unsigned timeLimit = 1200;
+    size_t least = 0;
 };
 
 /// "12:block-garbled" as operation and way; false when it is neither.
@@ -175,6 +176,8 @@ void declare(CLI::App &app, Arguments *arguments) {
     app.add_option("--table", arguments->table, "Write the figures to this file, fields apart by tabs");
     app.add_option("--time-limit", arguments->timeLimit, "Seconds that one workload may take")
         ->capture_default_str();
+    app.add_option("--least", arguments->least, "Fail when there are fewer images than this")
+        ->capture_default_str();
     app.add_flag("--wear", arguments->isWear, "Print what storing costs the chip, and end");
     app.add_flag("--list", arguments->isList, "List the workloads and end");
 }
@@ -214,10 +217,14 @@ int runRig(int argc, char **argv) {
         return 0;
     }
     const std::vector<Result> results = Runner(arguments, options).run(workloads);
-    flash::printFigures(results);
+    const size_t images = flash::printFigures(results);
     if (!arguments.table.empty() && !flash::writeTable(arguments.table, results)) {
         fprintf(stderr, "%s cannot be written\n", arguments.table.c_str());
         return 2;
+    }
+    if (images < arguments.least) {
+        fprintf(stderr, "%zu images, at least %zu are wanted\n", images, arguments.least);
+        return 1;
     }
     return flash::printFaults(results) ? 0 : 1;
 }

@@ -39,7 +39,7 @@ void printLosses(const std::vector<Result> &results, const std::string &workload
 
 }  // namespace
 
-void printFigures(const std::vector<Result> &results) {
+size_t printFigures(const std::vector<Result> &results) {
     printf("%-26s %6s %6s %10s %7s %7s %7s %8s %7s %7s %7s %7s\n", "workload", "buffer", "caches",
            "operations", "erases", "images", "nested", "items", "open", "torn", "refuse", "again");
     size_t images = 0;
@@ -67,6 +67,7 @@ void printFigures(const std::vector<Result> &results) {
             printLosses(results, last);
         }
     }
+    return images + nested;
 }
 
 bool writeTable(const std::string &path, const std::vector<Result> &results) {

@@ -17,8 +17,8 @@ struct Result {
     std::string crash;  ///< how its process ended, when not well
 };
 
-/// The figures of each run, and sums.
-void printFigures(const std::vector<Result> &results);
+/// The figures of each run, and sums; the number of images.
+size_t printFigures(const std::vector<Result> &results);
 /// The same, one line a run, fields apart by tabs.
 bool writeTable(const std::string &path, const std::vector<Result> &results);
 /// The first fault of each run that has one, with the command that repeats it. True when there is none.

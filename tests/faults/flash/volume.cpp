@@ -151,7 +151,8 @@ bool Volume::powerOn(Nand *on, int caches) {
     chip = on;
     resetDevice(caches);
     yaffs_add_device(&device);
-    // The list keeps the device; what adding sets is set by then.
+    // The list keeps the device from the first time on, and adding it again then sets nothing: what it sets
+    // must last over resets.
     device.is_mounted = 0;
     static auto *const removeCallback = device.param.remove_obj_fn;
     device.param.remove_obj_fn = removeCallback;
@@ -177,11 +178,6 @@ Directory Volume::readAll(const std::string &directory) {
     return files;
 }
 
-bool Volume::exists(const std::string &path) {
-    struct yaffs_stat status;
-    return yaffs_stat(path.c_str(), &status) == 0;
-}
-
 bool Volume::write(const std::string &path, const std::string &bytes) {
     const int file = yaffs_open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, kMode);
     if (file < 0) {
@@ -190,8 +186,6 @@ bool Volume::write(const std::string &path, const std::string &bytes) {
     const int written = yaffs_write(file, bytes.data(), static_cast<unsigned>(bytes.size()));
     return yaffs_close(file) == 0 && written == static_cast<int>(bytes.size());
 }
-
-long Volume::freeSpace() { return static_cast<long>(yaffs_freespace(kMountPoint)); }
 
 int Volume::open(const char *path, int flags) { return yaffs_open(path, flags, kMode); }
 

@@ -28,13 +28,9 @@ public:
 
     /// All regular files of a directory with their bytes; empty when there is no such directory.
     static Directory readAll(const std::string &directory);
-    static bool exists(const std::string &path);
 
     /// Write a whole file, close included; make a directory. For setting the scene.
     static bool write(const std::string &path, const std::string &bytes);
-
-    /// Bytes that can still be written.
-    static long freeSpace();
 
     // The calls themselves, errors as negative results.
     static int open(const char *path, int flags);
