@@ -320,8 +320,11 @@ int32_t ExpectedStore::readIndex(Object *obj) {
     long oldest = obj->oldest;
     long latest = obj->latest;
     int32_t numbers = -1;
-    if (passes("fscanf", "read the positions")) {
+    const auto way = fault("fscanf", "read the positions");
+    if (!way) {
         numbers = sscanf(bytes.c_str(), "version:%*d %ld,%ld", &oldest, &latest);
+    } else if (way == Way::kShort) {
+        numbers = sscanf(bytes.c_str(), "version:%*d %ld", &oldest);
     }
     obj->oldest = static_cast<int32_t>(oldest);
     obj->latest = static_cast<int32_t>(latest);

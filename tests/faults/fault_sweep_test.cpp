@@ -20,7 +20,7 @@ const std::map<std::string, std::vector<Way>> &waysOfCalls() {
         {"fclose", {Way::kPlain, Way::kDropped}},
         {"fwrite", {Way::kPlain, Way::kOneByte, Way::kHalf, Way::kAllButOne}},
         {"fgets", {Way::kPlain}},
-        {"fscanf", {Way::kPlain, Way::kNoMatch}},
+        {"fscanf", {Way::kPlain, Way::kNoMatch, Way::kShort}},
         {"calloc", {Way::kPlain}},
         {"free", {}},
         {"opendir", {Way::kPlain}},

@@ -111,7 +111,7 @@ Outcome rehearse(const Workload &workload, const std::vector<Fault> &faults) {
     outcome.restarted = real.lastPage();
     onBoth(destroyAll);
     expectSame("at the end", real, expected);
-    EXPECT_EQ(test::platform().liveBlocks(), 0);
+    test::expectNothingHeld();
     return outcome;
 }
 

@@ -109,6 +109,11 @@ probe::Probe &platform() { return probe::Probe::get(); }
 
 std::vector<std::string> messages() { return platform().messages(); }
 
+void expectNothingHeld() {
+    EXPECT_EQ(platform().liveBlocks(), 0);
+    EXPECT_THAT(platform().held(), ::testing::IsEmpty());
+}
+
 void expectMessageAt(int32_t level, const std::string &message, const std::function<void()> &action) {
     const auto timesPrinted = [&](int32_t printLevel) {
         jorn_SetDebugPrintLevel(printLevel);
@@ -137,7 +142,7 @@ void ModuleTest::TearDown() {
     while (jorn_obj_ptr != nullptr && JORN_Destroy(jorn_obj_ptr->handle_id) == 0) {
     }
     EXPECT_EQ(jorn_obj_ptr, nullptr);
-    EXPECT_EQ(platform().liveBlocks(), 0);
+    expectNothingHeld();
     jorn_csv_cnt = 0;
     jorn_max_csv_time = 0;
 }

@@ -86,8 +86,11 @@ void expectMessageAt(int32_t level, const std::string &message, const std::funct
 probe::Probe &platform();
 std::vector<std::string> messages();
 
+/// Fails the test unless the module has given back all memory, streams, directories and ids.
+void expectNothingHeld();
+
 /// Stops the clock, resets the probe and checks that the module is empty before each test; destroys what
-/// a test left afterwards, and checks that all memory is given back.
+/// a test left afterwards, and checks that all it took is given back.
 class ModuleTest : public ::testing::Test {
 protected:
     void SetUp() override;

@@ -182,6 +182,23 @@ std::string Probe::removeBlock(const void *block) {
     return name;
 }
 
+std::map<std::string, int> Probe::held() const {
+    const std::lock_guard<std::recursive_mutex> lock(lock_);
+    return held_;
+}
+
+void Probe::hold(const std::string &kind, int change) {
+    const std::lock_guard<std::recursive_mutex> lock(lock_);
+    if ((held_[kind] += change) == 0) {
+        held_.erase(kind);
+    }
+}
+
+bool Probe::isPrintFailing() {
+    const std::lock_guard<std::recursive_mutex> lock(lock_);
+    return consumeFailure("printf").has_value();
+}
+
 std::optional<Way> Probe::consumeFailure(const std::string &call) {
     for (Failure &failure : failures_) {
         if (!beginsWith(call, failure.call) || failure.count == 0) {
@@ -232,6 +249,23 @@ std::optional<Way> fault(const std::string &call) { return probe::Probe::get().f
 STATUS refuse() {
     errno = probe::kObjectUnavailable;
     return ERROR;
+}
+
+/// Counts what a call has opened or created, if it has.
+template <class Id>
+Id counted(const std::string &kind, Id id) {
+    if (id != Id{}) {
+        probe::Probe::get().take(kind);
+    }
+    return id;
+}
+
+/// Counts what a call has deleted, if it has.
+STATUS countedBack(const std::string &kind, STATUS status) {
+    if (status == OK) {
+        probe::Probe::get().giveBack(kind);
+    }
+    return status;
 }
 
 /// The result of a call on an id, which may do its work and fail all the same.
@@ -299,7 +333,7 @@ FILE *probe_fopen(const char *path, const char *mode) {
         errno = ENOSPC;
         return nullptr;
     }
-    return fopen(path, mode);
+    return counted("stream", fopen(path, mode));
 }
 
 int probe_fclose(FILE *stream) {
@@ -308,6 +342,7 @@ int probe_fclose(FILE *stream) {
         __fpurge(stream);
     }
     const int result = fclose(stream);
+    probe::Probe::get().giveBack("stream");
     return way ? EOF : result;
 }
 
@@ -325,12 +360,15 @@ size_t probe_fwrite(const void *data, size_t size, size_t count, FILE *stream) {
 int probe_fscanf(FILE *stream, const char *format, ...) __attribute__((format(scanf, 2, 3)));
 
 int probe_fscanf(FILE *stream, const char *format, ...) {
-    if (const auto way = fault("fscanf")) {
+    const auto way = fault("fscanf");
+    if (way && way != Way::kShort) {
         return way == Way::kNoMatch ? 0 : EOF;
     }
+    const std::string whole(format);
+    const std::string asked = way ? whole.substr(0, whole.rfind('%')) : whole;
     va_list arguments;
     va_start(arguments, format);
-    const int converted = vfscanf(stream, format, arguments);
+    const int converted = vfscanf(stream, asked.c_str(), arguments);
     va_end(arguments);
     return converted;
 }
@@ -338,6 +376,10 @@ int probe_fscanf(FILE *stream, const char *format, ...) {
 int probe_printf(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 int probe_printf(const char *format, ...) {
+    if (probe::Probe::get().isPrintFailing()) {
+        errno = EIO;
+        return -1;
+    }
     char text[1024];
     va_list arguments;
     va_start(arguments, format);
@@ -378,12 +420,13 @@ void probe_free(void *block) {
 }
 
 DIR *probe_opendir(const char *name) {
-    return enter("opendir " + probe::fileName(name)) ? opendir(name) : nullptr;
+    return enter("opendir " + probe::fileName(name)) ? counted("directory", opendir(name)) : nullptr;
 }
 
 int probe_closedir(DIR *directory) {
     const bool passes = enter("closedir");
     const int result = closedir(directory);
+    probe::Probe::get().giveBack("directory");
     return passes ? result : -1;
 }
 
@@ -410,7 +453,7 @@ int probe_yaffs_rename(const char *from, const char *to) {
 }
 
 SEM_ID probe_semMCreate(int options) {
-    return enter("semMCreate " + std::to_string(options)) ? semMCreate(options) : nullptr;
+    return enter("semMCreate " + std::to_string(options)) ? counted("mutex", semMCreate(options)) : nullptr;
 }
 
 STATUS probe_semTake(SEM_ID semaphore, int timeout) {
@@ -422,13 +465,13 @@ STATUS probe_semGive(SEM_ID semaphore) {
 }
 
 STATUS probe_semDelete(SEM_ID semaphore) {
-    return onId("semDelete", [=] { return semDelete(semaphore); });
+    return onId("semDelete", [=] { return countedBack("mutex", semDelete(semaphore)); });
 }
 
 MSG_Q_ID probe_msgQCreate(int messages, int length, int options) {
     const std::string call = "msgQCreate " + std::to_string(messages) + " " + std::to_string(length) + " " +
                              std::to_string(options);
-    return enter(call) ? msgQCreate(messages, length, options) : nullptr;
+    return enter(call) ? counted("queue", msgQCreate(messages, length, options)) : nullptr;
 }
 
 STATUS probe_msgQSend(MSG_Q_ID queue, char *buffer, UINT length, int timeout, int priority) {
@@ -457,7 +500,7 @@ int probe_msgQReceive(MSG_Q_ID queue, char *buffer, UINT size, int timeout) {
 int probe_msgQNumMsgs(MSG_Q_ID queue) { return enter("msgQNumMsgs") ? msgQNumMsgs(queue) : refuse(); }
 
 STATUS probe_msgQDelete(MSG_Q_ID queue) {
-    return onId("msgQDelete", [=] { return msgQDelete(queue); });
+    return onId("msgQDelete", [=] { return countedBack("queue", msgQDelete(queue)); });
 }
 
 TASK_ID probe_taskSpawn(char *name, int priority, int options, int stack, FUNCPTR entry, _Vx_usr_arg_t a1,
@@ -474,12 +517,15 @@ TASK_ID probe_taskSpawn(char *name, int priority, int options, int stack, FUNCPT
     }
     const TASK_ID task =
         taskSpawn(name, priority, options, stack, entry, a1, a2, a3, a4, a5, a6, a7, a8, a9, a10);
+    if (task != ERROR) {
+        probe::Probe::get().take("task");
+    }
     posixPortSettle();  // so that a test knows when the task's first pass has been: before anything else
     return task;
 }
 
 STATUS probe_taskDelete(TASK_ID task) {
-    return onId("taskDelete", [=] { return taskDelete(task); });
+    return onId("taskDelete", [=] { return countedBack("task", taskDelete(task)); });
 }
 
 STATUS probe_taskDelay(int ticks) {

@@ -26,6 +26,7 @@ enum class Way {
     kAllButOne,  ///< fwrite: the last byte is missing.
     kDropped,    ///< fclose: what has not left the stream's buffer is gone.
     kNoMatch,    ///< fscanf: 0 in place of EOF.
+    kShort,      ///< fscanf: all values but the last are converted.
     kEmpty,      ///< msgQReceive: takes a message and returns 0.
     kTooLong,    ///< msgQReceive: takes a message and returns the size of the buffer.
     kCut,        ///< msgQReceive: takes a message and gives its first six bytes.
@@ -56,7 +57,8 @@ public:
 
     /// Makes calls fail whose log entry begins with `call` (such as "fopen 1.csv", "calloc", "rm"): of
     /// the ones from now on, `skip` pass, then `count` fail. Failing is what the call does on the
-    /// platform: null, ERROR with errno 0x3d0002, -1, a short fwrite. fgets and fscanf give nothing.
+    /// platform: null, ERROR with errno 0x3d0002, -1, a short fwrite. fgets and fscanf give nothing; printf
+    /// prints nothing and counts the prints, although they are not in the log.
     void fail(const std::string &call, int count = 1, int skip = 0, Way way = Way::kPlain);
 
     /// Lets no call fail any more.
@@ -92,6 +94,10 @@ public:
     /// Blocks from calloc that have not been freed.
     int liveBlocks() const;
 
+    /// What was opened or created and not yet closed or deleted, by kind ("stream", "directory", "mutex",
+    /// "queue", "task"), kinds in balance left out. Like the blocks, it outlives reset().
+    std::map<std::string, int> held() const;
+
     /// Entry points of the probed calls.
     bool enter(const std::string &call);
     std::optional<Way> fault(const std::string &call);
@@ -102,6 +108,9 @@ public:
     uint32_t now() const;
     void addBlock(const void *block, const std::string &name);
     std::string removeBlock(const void *block);
+    bool isPrintFailing();
+    void take(const std::string &kind) { hold(kind, 1); }
+    void giveBack(const std::string &kind) { hold(kind, -1); }
 
 private:
     struct Failure {
@@ -112,6 +121,7 @@ private:
     };
 
     std::optional<Way> consumeFailure(const std::string &call);
+    void hold(const std::string &kind, int change);
 
     mutable std::recursive_mutex lock_;
     std::vector<std::string> calls_;
@@ -119,6 +129,7 @@ private:
     std::vector<Failure> failures_;
     std::vector<std::pair<std::string, Hook>> hooks_;
     std::map<const void *, std::string> blocks_;
+    std::map<std::string, int> held_;
     uint32_t time_ = 1700000000;
     int64_t room_ = kUnlimited;
 };
