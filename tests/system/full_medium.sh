@@ -22,8 +22,8 @@ insideNamespace() {
     mount -t tmpfs -o size=256k none "$mount"
 
     seq -f 'early%05.0f' 2000 > "$mount.early"
-    "$jorn" record -n 8 -l 0 "$mount/log" < "$mount.early" || fail "exit code $? with room left"
-    seq -f 'late%05.0f' 30000 | "$jorn" record -l 0 -n 8 "$mount/log" 2> "$mount.error" || code=$?
+    "$jorn" record --files 8 -l 0 "$mount/log" < "$mount.early" || fail "exit code $? with room left"
+    seq -f 'late%05.0f' 30000 | "$jorn" record --files 8 -l 0 "$mount/log" 2> "$mount.error" || code=$?
     [ "$code" = 4 ] || fail "exit code $code on a full medium, not 4"
     grep -q 'No space left on device' "$mount.error" || fail "the message does not tell: $(cat "$mount.error")"
 
@@ -35,7 +35,7 @@ insideNamespace() {
     [ "$gaps" -le "${missing:-0}" ] || fail "$gaps lines are missing, ${missing:-0} are admitted"
 
     mount -o remount,size=4m "$mount"
-    first=$(seq -f 'again%05.0f' 100 | tee "$mount.again" | "$jorn" record -n 8 -l 0 "$mount/log" 2>&1) ||
+    first=$(seq -f 'again%05.0f' 100 | tee "$mount.again" | "$jorn" record --files 8 -l 0 "$mount/log" 2>&1) ||
         fail "no recording after room has come back: $first"
     storedTexts "$mount" again | cmp - "$mount.again" || fail "lines are missing after room has come back"
     echo "full_medium: 2000 lines kept, ${newest} more until the medium was full, ${missing:-0} admitted missing"

@@ -49,7 +49,7 @@ protected:
     std::vector<std::string> shownOldestFirst(int pages) const {
         std::vector<std::string> all;
         for (int page = 1; page <= pages; ++page) {
-            const auto texts = shownTexts(jorn({"show", "log", "--page", std::to_string(page)}).out);
+            const auto texts = shownTexts(jorn({"show", "log", "-p", "2", "--page", std::to_string(page)}).out);
             all.insert(all.end(), texts.begin(), texts.end());
         }
         std::reverse(all.begin(), all.end());
@@ -67,7 +67,7 @@ protected:
 };
 
 TEST_F(RecordRingTest, Record_12000LinesInto2Files_KeepsTheNewest) {
-    ASSERT_EQ(record(numberedLines("line", 12000), {"-n", "2"}).status, 0);
+    ASSERT_EQ(record(numberedLines("line", 12000), {"--files", "2"}).status, 0);
     EXPECT_EQ(read("log/index.csv"), "version:1\n1,0\n");
     EXPECT_EQ(textsOf({1, 0}), numbered("line", kFull, 12000));
     EXPECT_FALSE(exists("log/2.csv"));
@@ -76,7 +76,7 @@ TEST_F(RecordRingTest, Record_12000LinesInto2Files_KeepsTheNewest) {
 
 TEST_F(RecordRingTest, Record_123456LinesIntoLargeRing_LosesNone) {
     constexpr int kLines = 123456;
-    ASSERT_EQ(record(numberedLines("line", kLines), {"-n", "30"}).status, 0);
+    ASSERT_EQ(record(numberedLines("line", kLines), {"--files", "30"}).status, 0);
     std::vector<int> positions;
     for (int position = 0; position <= kLines / kFull; ++position) {
         positions.push_back(position);
@@ -87,7 +87,7 @@ TEST_F(RecordRingTest, Record_123456LinesIntoLargeRing_LosesNone) {
 
 TEST_F(RecordRingTest, Show_PagesOfARotatedRing_AreThoseOfTheInput) {
     constexpr int kLines = 60000;
-    ASSERT_EQ(record(numberedLines("line", kLines), {"-n", "4"}).status, 0);
+    ASSERT_EQ(record(numberedLines("line", kLines), {"--files", "4"}).status, 0);
     // The first item makes it 60,001; twelve full files and one item, of which the last four are kept.
     constexpr int kKept = 3 * kFull + 1;
     const auto page = [&](int number) {
@@ -106,12 +106,12 @@ TEST_F(RecordRingTest, Show_PagesOfARotatedRing_AreThoseOfTheInput) {
 }
 
 TEST_F(RecordRingTest, Show_EveryPageOfSmallPages_GivesEveryItemOnce) {
-    ASSERT_EQ(record(numberedLines("line", 130), {"-n", "2"}).status, 0);
+    ASSERT_EQ(record(numberedLines("line", 130), {"--files", "2"}).status, 0);
     EXPECT_EQ(shownOldestFirst(7), numbered("line", 1, 130));
 }
 
 TEST_F(RecordRingTest, Record_NoFilesOption_KeepsSizeOfRingThatCameRound) {
-    ASSERT_EQ(record(numberedLines("a", 3 * kFull), {"-n", "3"}).status, 0);
+    ASSERT_EQ(record(numberedLines("a", 3 * kFull), {"--files", "3"}).status, 0);
     ASSERT_EQ(record(numberedLines("b", kFull)).status, 0);
     EXPECT_FALSE(exists("log/3.csv"));
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
@@ -128,7 +128,7 @@ TEST_F(RecordRingTest, Record_NoFilesOption_AdoptsRingLargerThanDefault) {
 TEST_F(RecordRingTest, Record_SmallerRing_RefusedAndNothingChanged) {
     makeRing({0, 1, 2, 3, 4, 5}, "0,5");
     const std::string before = stateOf(path("log"));
-    const Outcome run = record("x\n", {"-n", "5"});
+    const Outcome run = record("x\n", {"--files", "5"});
     EXPECT_EQ(run.status, 2);
     EXPECT_THAT(run.err, HasSubstr("--files 5"));
     EXPECT_THAT(run.err, HasSubstr("--shrink"));
@@ -137,7 +137,7 @@ TEST_F(RecordRingTest, Record_SmallerRing_RefusedAndNothingChanged) {
 
 TEST_F(RecordRingTest, RecordShrink_SmallerRing_KeepsTheNewest) {
     makeRing({0, 1, 2, 3, 4, 5}, "0,5");
-    ASSERT_EQ(record("x\n", {"-n", "3", "--shrink"}).status, 0);
+    ASSERT_EQ(record("x\n", {"--files", "3", "--shrink"}).status, 0);
     EXPECT_EQ(textsOf({0, 1, 2}), (std::vector<std::string>{"of 3", "of 4", "of 5", "x"}));
     EXPECT_FALSE(exists("log/3.csv"));
     EXPECT_EQ(read("log/index.csv"), "version:1\n0,2\n");
@@ -146,7 +146,7 @@ TEST_F(RecordRingTest, RecordShrink_SmallerRing_KeepsTheNewest) {
 /// The store's own start-up would rename 2.csv onto 3.csv and 3.csv onto 4.csv here, oldest first.
 TEST_F(RecordRingTest, Record_RingThatCameRoundGrowsByOne_KeepsEveryFile) {
     makeRing({0, 1, 2, 3, 4}, "2,1");
-    ASSERT_EQ(record("x\n", {"-n", "6"}).status, 0);
+    ASSERT_EQ(record("x\n", {"--files", "6"}).status, 0);
     EXPECT_EQ(textsOf({3, 4, 5, 0, 1}),
               (std::vector<std::string>{"of 2", "of 3", "of 4", "of 0", "of 1", "x"}));
     EXPECT_EQ(read("log/index.csv"), "version:1\n3,1\n");
@@ -155,7 +155,7 @@ TEST_F(RecordRingTest, Record_RingThatCameRoundGrowsByOne_KeepsEveryFile) {
 
 TEST_F(RecordRingTest, Record_RingThatCameRoundGrowsByMuch_KeepsEveryFile) {
     makeRing({0, 1, 2}, "2,1");
-    ASSERT_EQ(record("x\n", {"-n", "90"}).status, 0);
+    ASSERT_EQ(record("x\n", {"--files", "90"}).status, 0);
     EXPECT_EQ(shownOldestFirst(1), (std::vector<std::string>{"of 2", "of 0", "of 1", "x"}));
     EXPECT_TRUE(exists("log/89.csv"));
 }

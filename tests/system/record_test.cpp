@@ -42,7 +42,7 @@ TEST_F(RecordTest, Record_FewLines_ShownNewestFirst) {
     EXPECT_THAT(recordedTexts("one\ntwo, with a comma\nthree\n"),
                 ElementsAre("one", "two, with a comma", "three"));
     EXPECT_EQ(run_.err, "");
-    const Outcome show = jorn({"show", "log"});
+    const Outcome show = jorn({"show", "log", "-p", "2"});
     EXPECT_EQ(show.status, 0);
     EXPECT_THAT(shownTexts(show.out), ElementsAre("three", "two, with a comma", "one"));
     EXPECT_EQ(show.err, "page 1 of 1 (3 items)\n");
@@ -52,7 +52,7 @@ TEST_F(RecordTest, Record_FewLines_ShownNewestFirst) {
 
 TEST_F(RecordTest, Record_EmptyInput_LeavesFirstItemOnly) {
     EXPECT_THAT(recordedTexts(""), IsEmpty());
-    EXPECT_EQ(jorn({"show", "log"}).err, "no items\n");
+    EXPECT_EQ(jorn({"show", "log", "-p", "2"}).err, "no items\n");
 }
 
 TEST_F(RecordTest, Record_LevelAndSlot_ReachTheItems) {
@@ -137,10 +137,10 @@ TEST_F(RecordTest, Record_LongPath_Works) {
     const std::string name = part + "/" + part + "/with a blank/log";
     makeDirectory(part + "/" + part + "/with a blank");
     EXPECT_EQ(jorn({"record", name}, {"x\n", "", {}, {}}).status, 0);
-    EXPECT_THAT(shownTexts(jorn({"show", path(name)}).out), ElementsAre("x"));
+    EXPECT_THAT(shownTexts(jorn({"show", path(name), "-p", "2"}).out), ElementsAre("x"));
     const Setting inside = {"y\n", path(part), {}, {}};
     EXPECT_EQ(jorn({"record", part + "/../" + part + "/with a blank/log/"}, inside).status, 0);
-    EXPECT_THAT(shownTexts(jorn({"show", name}).out), ElementsAre("y", "x"));
+    EXPECT_THAT(shownTexts(jorn({"show", name, "-p", "2"}).out), ElementsAre("y", "x"));
 }
 
 TEST_F(RecordTest, Record_MissingDirectory_MadeWithOneLevelOnly) {
@@ -204,10 +204,10 @@ TEST_F(StreamTest, Record_InputPauses_EverythingIsInTheFiles) {
     RunningTool tool(root_, {"record", "log"});
     tool.feed("one\ntwo\n");
     waitForLines(2);
-    EXPECT_THAT(shownTexts(jorn({"show", "log"}).out), ElementsAre("two", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("two", "one"));
     tool.feed("three\n");
     waitForLines(3);
-    EXPECT_THAT(shownTexts(jorn({"show", "log"}).out), ElementsAre("three", "two", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("three", "two", "one"));
     tool.endInput();
     EXPECT_EQ(tool.wait().status, 0);
 }
@@ -241,7 +241,7 @@ TEST_F(StreamTest, Record_SecondRecorder_RefusedWhileFirstRuns) {
     first.endInput();
     EXPECT_EQ(first.wait().status, 0);
     EXPECT_EQ(jorn({"record", "log"}, {"two\n", "", {}, {}}).status, 0);
-    EXPECT_THAT(shownTexts(jorn({"show", "log"}).out), ElementsAre("two", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("two", "one"));
 }
 
 TEST_F(StreamTest, RecordKeepGoing_FifoGetsNewWriter_ReadsOn) {
@@ -256,7 +256,7 @@ TEST_F(StreamTest, RecordKeepGoing_FifoGetsNewWriter_ReadsOn) {
     waitForLines(2);
     tool.signal(SIGTERM);
     EXPECT_EQ(tool.wait().status, 0);
-    EXPECT_THAT(shownTexts(jorn({"show", "log"}).out), ElementsAre("two", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("two", "one"));
 }
 
 TEST_F(StreamTest, RecordKeepGoing_FileGrowsAndIsEmptied_ReadsOn) {
@@ -269,7 +269,7 @@ TEST_F(StreamTest, RecordKeepGoing_FileGrowsAndIsEmptied_ReadsOn) {
     waitForLines(3);
     tool.signal(SIGINT);
     EXPECT_EQ(tool.wait().status, 0);
-    EXPECT_THAT(shownTexts(jorn({"show", "log"}).out), ElementsAre("new", "partial", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("new", "partial", "one"));
 }
 
 TEST_F(StreamTest, RecordKeepGoing_EndOfPipe_WaitsForSignal) {
@@ -297,7 +297,7 @@ TEST_F(RecordTest, Record_FileTakesNoMore_ExitsWithCountAndCause) {
 
 TEST_F(RecordTest, Record_FileTakesNoMore_StopsReadingAtTheFirstFullFile) {
     const Setting small = {numberedLines("line", 40000), "", {}, 20000};
-    const Outcome run = jorn({"record", "-n", "3", "log"}, small);
+    const Outcome run = jorn({"record", "--files", "3", "log"}, small);
     EXPECT_EQ(run.status, 4);
     EXPECT_THAT(run.err, HasSubstr("log/0.csv: cannot be written: File too large"));
     // What was read is lost beyond the first file; the ring did not come round over it.
@@ -351,9 +351,9 @@ TEST_F(RecordTest, Record_UsageErrors_ExitWith2) {
     const std::vector<std::vector<std::string>> wrong = {
         {"record"},
         {"record", "log", "extra"},
-        {"record", "-n", "1", "log"},
-        {"record", "-n", "91", "log"},
-        {"record", "-n", "x", "log"},
+        {"record", "--files", "1", "log"},
+        {"record", "--files", "91", "log"},
+        {"record", "--files", "x", "log"},
         {"record", "-l", "4", "log"},
         {"record", "-s", "8", "log"},
         {"record", "--slots", "0", "log"},

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <filesystem>
+#include <functional>
 
 #include "tool_run.h"
 
@@ -57,7 +58,7 @@ TEST_F(ShowTest, Show_Items_PrintsLocalTimeLevelSlotText) {
     writeMixed();
     const Outcome run = utc({"show", "log", "--per-page", "1"});
     EXPECT_EQ(run.out, "2023-11-17 05:00:00 1 0 d2 l1 s0\n");
-    EXPECT_EQ(run.err, "page 1 of 5 (5 items)\n");
+    EXPECT_EQ(run.err, "page 1 of 6 (6 items)\n");
 }
 
 TEST_F(ShowTest, ShowUtc_Items_PrintsUtc) {
@@ -71,43 +72,201 @@ TEST_F(ShowTest, Show_TimesBeyond2038_AreShown) {
     EXPECT_EQ(jorn({"show", "log", "--utc"}).out, "2106-02-07 06:28:15Z 1 0 last\n");
 }
 
-TEST_F(ShowTest, Show_NoLevel_LeavesOutDebug) {
+TEST_F(ShowTest, Show_NoLevel_ShowsEveryLevel) {
     writeMixed();
-    EXPECT_THAT(shown(), ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l2 s0", "d0 l1 s5", "d0 l0 s0"));
-    EXPECT_THAT(shown({"--all"}),
-                ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l3 s5", "d1 l2 s0", "d0 l1 s5", "d0 l0 s0"));
+    EXPECT_THAT(shown(), ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l3 s5", "d1 l2 s0", "d0 l1 s5", "d0 l0 s0"));
 }
 
-TEST_F(ShowTest, Show_LevelAndExact_Filter) {
+TEST_F(ShowTest, Show_Levels_Filter) {
     writeMixed();
-    EXPECT_THAT(shown({"-l", "1"}), ElementsAre("d2 l1 s0", "d1 l0 s5", "d0 l1 s5", "d0 l0 s0"));
-    EXPECT_THAT(shown({"-l", "1", "--exact"}), ElementsAre("d2 l1 s0", "d0 l1 s5"));
-    EXPECT_THAT(shown({"-l", "3", "--exact"}), ElementsAre("d1 l3 s5"));
+    EXPECT_THAT(shown({"-p", "1"}), ElementsAre("d2 l1 s0", "d1 l0 s5", "d0 l1 s5", "d0 l0 s0"));
+    EXPECT_THAT(shown({"-p", "1..2"}), ElementsAre("d2 l1 s0", "d1 l2 s0", "d0 l1 s5"));
+    EXPECT_THAT(shown({"-p", "2..1"}), ElementsAre("d2 l1 s0", "d1 l2 s0", "d0 l1 s5"));
+    EXPECT_THAT(shown({"--level", "1"}), ElementsAre("d2 l1 s0", "d0 l1 s5"));
+    EXPECT_THAT(shown({"--level", "3", "--level", "0"}), ElementsAre("d1 l0 s5", "d1 l3 s5", "d0 l0 s0"));
 }
 
 TEST_F(ShowTest, Show_Slot_Filters) {
     writeMixed();
-    EXPECT_THAT(shown({"-s", "5"}), ElementsAre("d1 l0 s5", "d0 l1 s5"));
+    EXPECT_THAT(shown({"-s", "5"}), ElementsAre("d1 l0 s5", "d1 l3 s5", "d0 l1 s5"));
+    EXPECT_THAT(shown({"-s", "5", "-p", "2", "-s", "0", "-n", "3"}),
+                ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l2 s0"));
     EXPECT_THAT(shown({"-s", "7"}), IsEmpty());
 }
 
-TEST_F(ShowTest, Show_Days_AreInclusiveAndUtc) {
+TEST_F(ShowTest, Show_Days_AreInclusive) {
     writeMixed();
-    EXPECT_THAT(shown({"--since", "2023-11-16", "--until", "2023-11-16"}),
-                ElementsAre("d1 l0 s5", "d1 l2 s0"));
-    EXPECT_THAT(shown({"--since", "2023-11-17"}), ElementsAre("d2 l1 s0"));
-    EXPECT_THAT(shown({"--until", "19676"}), ElementsAre("d0 l1 s5", "d0 l0 s0"));
-    EXPECT_THAT(shown({"--until", "@" + std::to_string(kMidnight + kDay - 1)}),
-                ElementsAre("d0 l1 s5", "d0 l0 s0"));
+    EXPECT_THAT(shown({"--utc", "--since", "2023-11-16", "--until", "2023-11-16"}),
+                ElementsAre("d1 l0 s5", "d1 l3 s5", "d1 l2 s0"));
+    EXPECT_THAT(shown({"--utc", "-S", "2023-11-17"}), ElementsAre("d2 l1 s0"));
+    EXPECT_THAT(shown({"-U", "@" + std::to_string(kMidnight)}), ElementsAre("d0 l0 s0"));
     EXPECT_THAT(shown({"--since", "yesterday"}), IsEmpty());
+}
+
+TEST_F(ShowTest, Show_Days_AreLocal) {
+    writeMixed();
+    // In UTC+5 the 17th begins at 19:00 UTC of the 16th.
+    EXPECT_THAT(shownTexts(utc({"show", "log", "-S", "2023-11-17"}).out),
+                ElementsAre("d2 l1 s0", "d1 l0 s5"));
+}
+
+TEST_F(ShowTest, Show_Grep_FindsInText) {
+    writeMixed();
+    EXPECT_THAT(shown({"-g", "l[01] s5"}), ElementsAre("d1 l0 s5", "d0 l1 s5"));
+    EXPECT_THAT(shown({"-g", "L1", "--ignore-case", "-p", "0..1"}), ElementsAre("d2 l1 s0", "d0 l1 s5"));
+    EXPECT_EQ(jorn({"show", "log", "-g", "L1"}).status, 1);
+    EXPECT_EQ(jorn({"show", "log", "-g", "L1", "-n", "5"}).status, 1);
+}
+
+TEST_F(ShowTest, ShowAndCount_Quiet_OnlyTheExitCodeTells) {
+    writeMixed();
+    for (const char *command : {"show", "count"}) {
+        Outcome run = jorn({command, "log", "-q", "-s", "5"});
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.out + run.err, "");
+        run = jorn({command, "log", "-q", "-s", "6"});
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(run.out + run.err, "");
+    }
+}
+
+TEST_F(ShowTest, Show_NumberOfItems_NewestOnes) {
+    writeMixed();
+    EXPECT_THAT(shown({"-n", "2"}), ElementsAre("d2 l1 s0", "d1 l0 s5"));
+    EXPECT_THAT(shown({"-n", "2", "-r"}), ElementsAre("d1 l0 s5", "d2 l1 s0"));
+    EXPECT_THAT(shown({"-n", "0"}), IsEmpty());
+    EXPECT_EQ(shown({"-n", "all"}), shown());
+    const std::vector<std::string> all = shown({"-n", "all"});
+    EXPECT_EQ(shown({"-n", "all", "-r"}), std::vector<std::string>(all.rbegin(), all.rend()));
+    EXPECT_EQ(shown({"-n", "99999", "-r"}), std::vector<std::string>(all.rbegin(), all.rend()));
+    EXPECT_EQ(shown({"-n", "99999"}), all);
+}
+
+TEST_F(ShowTest, Show_ManyItemsOldestFirst_BeginsAtTheRightOne) {
+    writeIndex("0,5");
+    uint32_t number = 0;
+    for (int file = 0; file < 6; ++file) {
+        std::string lines;
+        for (int i = 0; i < 5000; ++i, ++number) {
+            lines += dataLine(kMidnight + number, static_cast<int>(number % 2), 0, std::to_string(number));
+        }
+        write("log/" + std::to_string(file) + ".csv", lines);
+    }
+    const std::vector<std::string> texts = shown({"-n", "25000", "-r"});
+    ASSERT_EQ(texts.size(), 25000U);
+    EXPECT_EQ(texts.front(), "5000");
+    EXPECT_EQ(texts.back(), "29999");
+    EXPECT_EQ(shown({"-n", "30000", "-r", "--level", "1"}).front(), "1");
+}
+
+TEST_F(ShowTest, Show_Forms_AsDocumented) {
+    writeIndex("0,0");
+    write("log/0.csv", dataLine(kMidnight, 1, 5, "open, \"wide\"") + dataLine(kMidnight, 2, 0, "plain"));
+    const auto inForm = [&](const std::string &form) {
+        return utc({"show", "log", "-n", "all", "-r", "-o", form}).out;
+    };
+    EXPECT_EQ(inForm("text"), "2023-11-15 05:00:00 1 5 open, \"wide\"\n2023-11-15 05:00:00 2 0 plain\n");
+    EXPECT_EQ(inForm("short"), "2023-11-15 05:00:00 open, \"wide\"\n2023-11-15 05:00:00 plain\n");
+    EXPECT_EQ(inForm("iso"),
+              "2023-11-15T05:00:00+05:00 1 5 open, \"wide\"\n2023-11-15T05:00:00+05:00 2 0 plain\n");
+    EXPECT_EQ(inForm("device"),
+              "Wed Nov 15 05:00:00 2023 1 5 open, \"wide\"\nWed Nov 15 05:00:00 2023 2 0 plain\n");
+    EXPECT_EQ(inForm("csv"),
+              "time,level,slot,text\n1700006400,1,5,\"open, \"\"wide\"\"\"\n1700006400,2,0,plain\n");
+    EXPECT_EQ(inForm("json"),
+              "{\"time\":1700006400,\"iso\":\"2023-11-15T05:00:00+05:00\",\"level\":1,\"slot\":5,"
+              "\"text\":\"open, \\\"wide\\\"\"}\n"
+              "{\"time\":1700006400,\"iso\":\"2023-11-15T05:00:00+05:00\",\"level\":2,\"slot\":0,"
+              "\"text\":\"plain\"}\n");
+}
+
+TEST_F(ShowTest, Show_JsonOfBytesThatAreNoUtf8_ReplacedAndKept) {
+    writeIndex("0,0");
+    write("log/0.csv", dataLine(kMidnight, 1, 5, "a\xff\x1b"));
+    EXPECT_EQ(jorn({"show", "log", "--utc", "-o", "json"}).out,
+              "{\"time\":1700006400,\"iso\":\"2023-11-15T00:00:00Z\",\"level\":1,\"slot\":5,"
+              "\"text\":\"a\xef\xbf\xbd\\u001b\",\"text_base64\":\"Yf8b\"}\n");
+    EXPECT_THAT(jorn({"show", "log", "--utc", "-o", "json", "--escape"}).out,
+                HasSubstr("\"a\\ufffd\\u001b\""));
+}
+
+constexpr char kNames[] = "; of the door unit\n[levels]\n0 = error\n1 = warning\n[slots]\n5 = door\n";
+
+TEST_F(ShowTest, Show_NamesBesideTheData_AreShownAndTaken) {
+    writeMixed();
+    write("log/jorn.names", kNames);
+    EXPECT_EQ(jorn({"show", "log", "--utc", "-p", "warning", "-s", "door", "-n", "1"}).out,
+              "2023-11-16 23:59:59Z error door d1 l0 s5\n");
+    EXPECT_EQ(jorn({"show", "log", "--utc", "-n", "1", "--numbers", "-s", "door"}).out,
+              "2023-11-16 23:59:59Z 0 5 d1 l0 s5\n");
+    EXPECT_THAT(jorn({"show", "log", "-n", "1", "-s", "door", "-o", "json"}).out,
+                HasSubstr("\"level\":0,\"level_name\":\"error\",\"slot\":5,\"slot_name\":\"door\","));
+    EXPECT_EQ(jorn({"count", "log", "-p", "error..2"}).out,
+              "  level      items\n"
+              "  error          2\n"
+              "warning          2\n"
+              "      2          1\n"
+              "  total          5\n");
+    EXPECT_EQ(jorn({"show", "log", "-s", "gate"}).err,
+              "jorn: slot 'gate' is neither a number from 0 to 7 nor a name that is known here\n");
+}
+
+TEST_F(ShowTest, Show_BadNamesFile_NamesTheLine) {
+    writeMixed();
+    const std::vector<std::pair<std::string, std::string>> bad = {
+        {"[levels]\n4 = error\n", ":2: '4' is no number from 0 to 3"},
+        {"[levels]\n0 = error\n\n1 = error\n", ":4: number or name is there twice: 1 = error"},
+        {"[slots]\n0 = a b\n", ":2: 'a b' is no name"},
+        {"[slots]\n0 = 1st\n", ":2: '1st' is no name"},
+        {"[colours]\n0 = red\n", ":2: section [colours] is neither [levels] nor [slots]"},
+        {"[levels]\nnonsense\n", ":2: neither [section] nor NUMBER = NAME"},
+        {"[levels]\n0 = \x1b[31m\n", ":2: '\\x1b[31m' is no name"},
+    };
+    for (const auto &[text, message] : bad) {
+        write("names", text);
+        const Outcome named = jorn({"show", "log", "--names", "names"});
+        EXPECT_EQ(named.status, 2);
+        EXPECT_EQ(named.out, "");
+        EXPECT_THAT(named.err, HasSubstr("jorn: names" + message));
+        write("log/jorn.names", text);
+        const Outcome beside = jorn({"show", "log"});
+        EXPECT_EQ(beside.status, 3);
+        EXPECT_EQ(shownTexts(beside.out).size(), 6U);
+        EXPECT_THAT(beside.err, HasSubstr("jorn: note: log/jorn.names" + message));
+    }
+}
+
+TEST_F(ShowTest, Show_Colour_ByLevel) {
+    writeMixed();
+    EXPECT_EQ(jorn({"show", "log", "--utc", "-n", "1", "--color", "always"}).out,
+              "\x1b[33m2023-11-17 00:00:00Z 1 0 d2 l1 s0\x1b[0m\n");
+    EXPECT_EQ(jorn({"show", "log", "--utc", "-n", "1"}).out, "2023-11-17 00:00:00Z 1 0 d2 l1 s0\n");
+}
+
+TEST_F(ShowTest, DirectoryAlone_IsShown) {
+    writeMixed();
+    EXPECT_EQ(jorn({"log"}).out, jorn({"show", "log"}).out);
+    EXPECT_EQ(jorn({"-n", "1", "log"}).out, jorn({"show", "-n", "1", "log"}).out);
+    EXPECT_EQ(jorn({"./missing"}).err, "jorn: ./missing: No such file or directory\n");
 }
 
 TEST_F(ShowTest, Show_Pages_FromNewestToLast) {
     writeMixed();
-    EXPECT_THAT(shown({"--per-page", "2", "--page", "2"}), ElementsAre("d1 l2 s0", "d0 l1 s5"));
-    EXPECT_THAT(shown({"--per-page", "2", "--page", "-1"}), ElementsAre("d0 l0 s0"));
+    EXPECT_THAT(shown({"--per-page", "2", "--page", "2"}), ElementsAre("d1 l3 s5", "d1 l2 s0"));
+    EXPECT_THAT(shown({"--per-page", "2", "--page", "2", "-r"}), ElementsAre("d1 l2 s0", "d1 l3 s5"));
+    EXPECT_THAT(shown({"--per-page", "4", "--page", "-1"}), ElementsAre("d0 l1 s5", "d0 l0 s0"));
     const Outcome beyond = jorn({"show", "log", "--per-page", "2", "--page", "99"});
-    EXPECT_EQ(beyond.err, "page 3 of 3 (5 items)\n");
+    EXPECT_EQ(beyond.err, "page 3 of 3 (6 items)\n");
+}
+
+TEST_F(ShowTest, Show_PagesOfWhatTheDeviceCannotBeAsked_BySameRules) {
+    writeMixed();
+    EXPECT_THAT(shown({"-g", "s[05]", "--per-page", "4", "--page", "2"}),
+                ElementsAre("d0 l1 s5", "d0 l0 s0"));
+    EXPECT_THAT(shown({"-g", "s[05]", "--per-page", "4", "--page", "-1"}),
+                ElementsAre("d0 l1 s5", "d0 l0 s0"));
+    EXPECT_THAT(shown({"-p", "1..2", "--per-page", "2", "--page", "9"}), ElementsAre("d0 l1 s5"));
+    EXPECT_EQ(jorn({"show", "log", "-g", "s[05]", "--per-page", "4"}).err, "page 1 of 2 (6 items)\n");
 }
 
 TEST_F(ShowTest, Count_NoFilter_CountsEveryLevel) {
@@ -126,12 +285,12 @@ TEST_F(ShowTest, Count_NoFilter_CountsEveryLevel) {
 
 TEST_F(ShowTest, Count_Filters_Apply) {
     writeMixed();
-    EXPECT_EQ(jorn({"count", "log", "-s", "5", "--since", "2023-11-16", "-l", "1"}).out,
+    EXPECT_EQ(jorn({"count", "log", "-s", "5", "--utc", "--since", "2023-11-16", "-p", "1"}).out,
               "level      items\n"
               "    0          1\n"
               "    1          0\n"
               "total          1\n");
-    EXPECT_EQ(jorn({"count", "log", "-l", "3", "--exact"}).out,
+    EXPECT_EQ(jorn({"count", "log", "--level", "3"}).out,
               "level      items\n"
               "    3          1\n"
               "total          1\n");
@@ -142,8 +301,8 @@ TEST_F(ShowTest, ShowAndCount_Directory_Untouched) {
     const std::string before = stateOf(path("log"));
     for (const char *command : {"show", "count"}) {
         EXPECT_EQ(jorn({command, "log"}).status, 0);
-        EXPECT_EQ(jorn({command, "log", "-n", "90"}).status, 0);
-        EXPECT_EQ(jorn({command, "log", "-n", "2"}).status, 0);
+        EXPECT_EQ(jorn({command, "log", "--files", "90"}).status, 0);
+        EXPECT_EQ(jorn({command, "log", "--files", "2"}).status, 0);
     }
     EXPECT_EQ(stateOf(path("log")), before);
 }
@@ -153,8 +312,9 @@ TEST_F(ShowTest, Show_BackupIndexOnly_ReadsItAndLeavesIt) {
     std::filesystem::rename(path("log/index.csv"), path("log/index.bak"));
     const std::string before = stateOf(path("log"));
     const Outcome run = jorn({"show", "log"});
-    EXPECT_THAT(shownTexts(run.out), ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l2 s0", "d0 l1 s5", "d0 l0 s0"));
-    EXPECT_EQ(run.err, "page 1 of 1 (5 items)\n");
+    EXPECT_THAT(shownTexts(run.out),
+                ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l3 s5", "d1 l2 s0", "d0 l1 s5", "d0 l0 s0"));
+    EXPECT_EQ(run.err, "page 1 of 1 (6 items)\n");
     EXPECT_EQ(stateOf(path("log")), before);
 }
 
@@ -164,7 +324,7 @@ TEST_F(ShowTest, Show_IndexDamaged_ShowsFirstFileAsTheStoreWould) {
         write("log/index.csv", index);
         const std::string before = stateOf(path("log"));
         const Outcome run = jorn({"show", "log"});
-        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.status, 3);
         EXPECT_THAT(shownTexts(run.out), ElementsAre("d0 l1 s5", "d0 l0 s0")) << index;
         EXPECT_THAT(run.err, HasSubstr("jorn: note: log: the index is missing or damaged")) << index;
         EXPECT_EQ(stateOf(path("log")), before);
@@ -183,11 +343,12 @@ TEST_F(ShowTest, Show_GapAndSurplus_ShownInPlanOrderAndUntouched) {
     writeIndex("0,4");
     const std::string before = stateOf(path("log"));
     Outcome run = jorn({"show", "log"});
-    EXPECT_THAT(shownTexts(run.out), ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l2 s0", "d0 l1 s5", "d0 l0 s0"));
+    EXPECT_THAT(shownTexts(run.out),
+                ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l3 s5", "d1 l2 s0", "d0 l1 s5", "d0 l0 s0"));
     EXPECT_THAT(run.err, HasSubstr("jorn: note: log: not tidy: the store's next start would rename 2 and "
                                    "delete 0 of its files"));
-    run = jorn({"show", "log", "-n", "2"});
-    EXPECT_THAT(shownTexts(run.out), ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l2 s0"));
+    run = jorn({"show", "log", "--files", "2"});
+    EXPECT_THAT(shownTexts(run.out), ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l3 s5", "d1 l2 s0"));
     EXPECT_THAT(run.err, HasSubstr("rename 2 and delete 1 of its files"));
     EXPECT_EQ(stateOf(path("log")), before);
 }
@@ -208,16 +369,28 @@ TEST_F(ShowTest, Show_RingThatCameRound_WalksThroughTheWrap) {
     std::filesystem::rename(path("log/1.csv"), path("log/2.csv"));
     std::filesystem::rename(path("log/x"), path("log/1.csv"));
     writeIndex("1,0");
-    EXPECT_THAT(shown(), ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l2 s0", "d0 l1 s5", "d0 l0 s0"));
+    EXPECT_THAT(shown(), ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l3 s5", "d1 l2 s0", "d0 l1 s5", "d0 l0 s0"));
 }
 
-TEST_F(ShowTest, Show_TornAndDamagedLines_NoError) {
+TEST_F(ShowTest, Show_DamagedLines_RestIsShownAndExitTells) {
     writeIndex("0,0");
     write("log/0.csv", dataLine(kMidnight, 1, 0, "whole") + "\n\r\nno fields\n,,,\n17000000");
     const Outcome run = jorn({"show", "log"});
-    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.status, 3);
     EXPECT_THAT(shownTexts(run.out), ElementsAre("whole"));
-    EXPECT_EQ(run.err, "page 1 of 1 (1 item)\n");
+    // The line at the end may be one that is being written.
+    EXPECT_EQ(run.err,
+              "jorn: note: log/0.csv: 2 lines that are no items, at offset 24 and after; left out\n"
+              "page 1 of 1 (1 item)\n");
+}
+
+TEST_F(ShowTest, Show_TornLineAtTheEnd_IsNoDamage) {
+    writeIndex("0,0");
+    write("log/0.csv", dataLine(kMidnight, 1, 0, "whole") + "17000000");
+    EXPECT_THAT(shown(), ElementsAre("whole"));
+    writeIndex("0,1");
+    write("log/1.csv", dataLine(kMidnight, 1, 0, "newer"));
+    EXPECT_EQ(jorn({"show", "log"}).status, 3);
 }
 
 TEST_F(ShowTest, Show_DirectoryWithoutItems_SaysSo) {
@@ -237,12 +410,72 @@ TEST_F(ShowTest, ShowAndCount_NoDirectory_ExitWith4) {
     EXPECT_FALSE(exists("missing"));
 }
 
-TEST_F(ShowTest, Show_DataFileIsFifo_RefusedWithoutWaiting) {
-    writeIndex("0,0");
-    ASSERT_EQ(mkfifo(path("log/0.csv").c_str(), 0600), 0);
-    const Outcome run = jorn({"show", "log"});
+TEST_F(ShowTest, ShowAndCount_DataFileThatIsNone_OthersAreShownWithoutWaiting) {
+    const std::vector<std::function<void(const std::string &)>> makers = {
+        [](const std::string &name) { ASSERT_EQ(mkfifo(name.c_str(), 0600), 0); },
+        [](const std::string &name) { ASSERT_EQ(mkdir(name.c_str(), 0700), 0); },
+        [](const std::string &name) { ASSERT_EQ(symlink("/dev/zero", name.c_str()), 0); },
+    };
+    for (const auto &make : makers) {
+        writeMixed();
+        std::filesystem::remove(path("log/1.csv"));
+        make(path("log/1.csv"));
+        for (const std::vector<std::string> &arguments :
+             {std::vector<std::string>{"show", "log"}, {"show", "log", "-n", "9"}, {"count", "log"}}) {
+            const Outcome run = jorn(arguments);
+            EXPECT_EQ(run.status, 3);
+            EXPECT_EQ(linesOf(run.out).size(), arguments[0] == "show" ? 4U : 6U);
+            EXPECT_THAT(run.err,
+                        HasSubstr("jorn: note: log/1.csv: not a regular file; its items are left out\n"));
+        }
+        std::filesystem::remove(path("log/1.csv"));
+    }
+}
+
+TEST_F(ShowTest, Show_DataFileIsLinkToFile_IsRead) {
+    writeMixed();
+    std::filesystem::rename(path("log/1.csv"), path("elsewhere"));
+    std::filesystem::create_symlink(path("elsewhere"), path("log/1.csv"));
+    EXPECT_EQ(shown().size(), 6U);
+}
+
+TEST_F(ShowTest, Show_FileWithoutRights_OthersAreShown) {
+    writeMixed();
+    std::filesystem::permissions(path("log/1.csv"), std::filesystem::perms::none);
+    std::filesystem::permissions(root_, std::filesystem::perms::all);
+    const Outcome run = jorn({"show", path("log"), "-n", "9"}, {"", "/", {}, {}, true});
+    if (run.status == 126) {
+        GTEST_SKIP() << "no other user can be taken on";
+    }
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(shownTexts(run.out), ElementsAre("d2 l1 s0", "d1 l0 s5", "d0 l1 s5", "d0 l0 s0"));
+    EXPECT_THAT(run.err, HasSubstr("log/1.csv: Permission denied; its items are left out\n"));
+}
+
+TEST_F(ShowTest, Show_DirectoryWithoutRights_ExitWith4) {
+    writeMixed();
+    std::filesystem::permissions(root_, std::filesystem::perms::all);
+    std::filesystem::permissions(path("log"), std::filesystem::perms::none);
+    const Outcome run = jorn({"show", path("log")}, {"", "/", {}, {}, true});
+    if (run.status == 126) {
+        GTEST_SKIP() << "no other user can be taken on";
+    }
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: log/0.csv: not a regular file\n");
+    EXPECT_EQ(run.err, "jorn: " + path("log/index.csv") + ": Permission denied\n");
+}
+
+TEST_F(ShowTest, Show_SparseFileOfAGigabyte_InBoundedMemoryFromBothEnds) {
+    writeMixed();
+    std::filesystem::resize_file(path("log/1.csv"), uint64_t{1} << 30);
+    const std::string newest = "d2 l1 s0";
+    const uint64_t most = uint64_t{256} << 20;
+    for (const std::vector<std::string> &arguments :
+         {std::vector<std::string>{"show", "log", "-n", "all"}, {"show", "log", "-n", "all", "-r"}}) {
+        const Outcome run = jorn(arguments, {"", "", {}, {}, false, most});
+        EXPECT_EQ(run.status, 3);
+        EXPECT_EQ(shownTexts(run.out).size(), 6U);
+        EXPECT_THAT(run.err, HasSubstr("log/1.csv: 4194304 lines that are no items"));
+    }
 }
 
 constexpr char kHostile[] = "\x1b[31mred\x07 \x7f \xc2\x9b \xff gr\xc3\xbc\xc3\x9f";
@@ -255,13 +488,14 @@ TEST_F(ShowTest, Show_ControlCharactersIntoFile_BytesUnchanged) {
     EXPECT_THAT(shown({"--escape"}), ElementsAre(kHarmless));
 }
 
-TEST_F(ShowTest, Show_ControlCharactersOnTerminal_Escaped) {
-    writeIndex("0,0");
-    write("log/0.csv", dataLine(kMidnight, 1, 0, kHostile) + std::to_string(kMidnight) + ",\x1b[2J,\x1b,x\n");
+/// What `jorn show` gives on a terminal, through a pager.
+std::string shownOnTerminal(const std::string &directory, const char *form, const char *pager) {
     int terminal = -1;
     const pid_t process = forkpty(&terminal, nullptr, nullptr, nullptr);
     if (process == 0) {
-        becomeTool({"show", "--utc", path("log")});
+        setenv("JORN_PAGER", pager, 1);
+        setenv("NO_COLOR", "1", 1);
+        becomeTool({"show", "--utc", "-o", form, directory});
     }
     std::string output;
     std::array<char, 4096> block;
@@ -271,10 +505,32 @@ TEST_F(ShowTest, Show_ControlCharactersOnTerminal_Escaped) {
     }
     close(terminal);
     int status = -1;
-    ASSERT_EQ(waitpid(process, &status, 0), process);
+    EXPECT_EQ(waitpid(process, &status, 0), process);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(output, "2023-11-15 00:00:00Z \\x1b[2J \\x1b x\r\n2023-11-15 00:00:00Z 1 0 " +
-                          std::string(kHarmless) + "\r\npage 1 of 1 (2 items)\r\n");
+    return output;
+}
+
+TEST_F(ShowTest, Show_ControlCharactersOnTerminal_Escaped) {
+    writeIndex("0,0");
+    write("log/0.csv", dataLine(kMidnight, 1, 0, kHostile) + std::to_string(kMidnight) + ",\x1b[2J,\x1b,x\n");
+    EXPECT_EQ(shownOnTerminal(path("log"), "text", ""),
+              "2023-11-15 00:00:00Z \\x1b[2J \\x1b x\r\n2023-11-15 00:00:00Z 1 0 " + std::string(kHarmless) +
+                  "\r\npage 1 of 1 (2 items)\r\n");
+    for (const char *form : {"short", "iso", "device", "csv", "json"}) {
+        const std::string output = shownOnTerminal(path("log"), form, "");
+        EXPECT_THAT(output, HasSubstr("[31mred"));
+        for (const char byte : {'\x1b', '\x07', '\x7f', '\x9b', '\xff'}) {
+            EXPECT_EQ(output.find(byte), std::string::npos) << form << " " << output;
+        }
+    }
+}
+
+TEST_F(ShowTest, Show_OnTerminal_GoesThroughThePager) {
+    writeIndex("0,0");
+    write("log/0.csv", dataLine(kMidnight, 1, 0, "x"));
+    EXPECT_EQ(shownOnTerminal(path("log"), "text", "sed 's/^/> /'"),
+              "> 2023-11-15 00:00:00Z 1 0 x\r\npage 1 of 1 (1 item)\r\n");
+    EXPECT_EQ(shownOnTerminal(path("log"), "text", "true"), "page 1 of 1 (1 item)\r\n");
 }
 
 TEST_F(ShowTest, Show_ClosedPipe_QuietExit) {
@@ -293,7 +549,7 @@ TEST_F(ShowTest, Show_ClosedPipe_QuietExit) {
     int status = -1;
     ASSERT_EQ(waitpid(process, &status, 0), process);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(read("err"), "page 1 of 1 (5 items)\n");
+    EXPECT_EQ(read("err"), "page 1 of 1 (6 items)\n");
 }
 
 TEST_F(ShowTest, Show_OutputFull_ExitWith4) {
@@ -312,22 +568,30 @@ TEST_F(ShowTest, Show_OutputFull_ExitWith4) {
 
 TEST_F(ShowTest, ShowAndCount_UsageErrors_ExitWith2) {
     const std::vector<std::vector<std::string>> wrong = {
-        {},
         {"unknown"},
         {"show"},
         {"count"},
         {"show", "log", "--page", "0"},
         {"show", "log", "--per-page", "0"},
         {"show", "log", "--per-page", "21"},
-        {"show", "log", "-n", "1"},
-        {"show", "log", "-l", "4"},
-        {"show", "log", "-l", "-1"},
+        {"show", "log", "--files", "1"},
+        {"show", "log", "-n", "-1"},
+        {"show", "log", "-n", "x"},
+        {"show", "log", "-n", "5", "--page", "2"},
+        {"show", "log", "-p", "4"},
+        {"show", "log", "-p", "-1"},
+        {"show", "log", "-p", "1.."},
+        {"show", "log", "-p", "warning"},
         {"show", "log", "-s", "8"},
-        {"show", "log", "--exact"},
-        {"show", "log", "--all", "-l", "1"},
+        {"show", "log", "-p", "1", "--level", "1"},
         {"show", "log", "--since", "2023-02-30"},
         {"show", "log", "--since", "2023-11-17", "--until", "2023-11-16"},
+        {"show", "log", "-g", "("},
+        {"show", "log", "--ignore-case"},
+        {"show", "log", "-o", "xml"},
+        {"show", "log", "--color", "sometimes"},
         {"count", "log", "--page", "1"},
+        {"count", "log", "-o", "iso"},
     };
     for (const auto &arguments : wrong) {
         const Outcome run = jorn(arguments);
@@ -340,6 +604,7 @@ TEST_F(ShowTest, ShowAndCount_UsageErrors_ExitWith2) {
 TEST_F(ShowTest, HelpAndVersion_OnStandardOutput) {
     EXPECT_EQ(jorn({"--version"}).out.rfind("jorn 1.", 0), 0U);
     for (const std::vector<std::string> &arguments : {std::vector<std::string>{"--help"},
+                                                      {},
                                                       {"record", "--help"},
                                                       {"show", "--help"},
                                                       {"count", "--help"}}) {

@@ -2,7 +2,6 @@
 // Parts of the command-line tool by themselves.
 #include <gmock/gmock.h>
 
-#include "day.h"
 #include "escape.h"
 #include "item_splitter.h"
 #include "ring_survey.h"
@@ -14,30 +13,6 @@ namespace {
 using ::testing::ElementsAre;
 using tool::escaped;
 using tool::ItemSplitter;
-using tool::parseDay;
-
-constexpr time_t kNow = 20778LL * 86400 + 43200;
-
-TEST(ParseDay, Forms_GiveTheDay) {
-    EXPECT_EQ(parseDay("1970-01-01", kNow), 0);
-    EXPECT_EQ(parseDay("2000-02-29", kNow), 11016);
-    EXPECT_EQ(parseDay("2106-02-07", kNow), 49710);
-    EXPECT_EQ(parseDay("today", kNow), 20778);
-    EXPECT_EQ(parseDay("yesterday", kNow), 20777);
-    EXPECT_EQ(parseDay("@86399", kNow), 0);
-    EXPECT_EQ(parseDay("@86400", kNow), 1);
-    EXPECT_EQ(parseDay("@4294967295", kNow), 49710);
-    EXPECT_EQ(parseDay("0", kNow), 0);
-    EXPECT_EQ(parseDay("49710", kNow), 49710);
-}
-
-TEST(ParseDay, OtherTexts_GiveNothing) {
-    for (const char *text :
-         {"", "@", "@-1", "@4294967296", "@1x", "-1", "49711", "1x", "2023-02-30", "2023-13-01", "2023-1-1",
-          "1969-12-31", "2106-02-08", "2023-11-16x", " 2023-11-16", "tomorrow", "99999999999999999999"}) {
-        EXPECT_EQ(parseDay(text, kNow), std::nullopt) << text;
-    }
-}
 
 TEST(Escaped, PrintableText_Passes) {
     EXPECT_EQ(escaped("plain \\ text"), "plain \\ text");

@@ -61,6 +61,14 @@ void applySetting(const Setting &setting) {
         const rlimit limit = {*setting.fileSizeLimit, *setting.fileSizeLimit};
         setrlimit(RLIMIT_FSIZE, &limit);
     }
+    if (setting.memoryLimit) {
+        const rlimit limit = {*setting.memoryLimit, *setting.memoryLimit};
+        setrlimit(RLIMIT_AS, &limit);
+    }
+    constexpr uid_t kNobody = 65534;
+    if (setting.isOtherUser && geteuid() == 0 && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) {
+        _exit(126);
+    }
 }
 
 int exitStatus(pid_t process) {

@@ -1,15 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <stdio.h>
+#include <time.h>
 
 #include <CLI/App.hpp>
+#include <algorithm>
+#include <array>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "commands.h"
 #include "failure.h"
 #include "filter_options.h"
+#include "item_query.h"
 #include "output.h"
-#include "ring_reader.h"
+#include "output_options.h"
+#include "read_end.h"
 
 namespace tool {
 namespace {
@@ -17,68 +23,136 @@ namespace {
 constexpr char kBrief[] = "Count items by level";
 
 constexpr char kDetails[] =
-    "Prints a line for each level, and the total of these lines. The debug level 3 is counted\n"
-    "unless --level leaves it out; of the items of other levels that a damaged file may hold, none\n"
-    "is. DIR is not changed in any way, and may be recorded into at the same moment.\n\n"
-    "Examples:\n"
-    "  jorn count DIR                     all items\n"
-    "  jorn count --since today DIR       today's, by UTC\n"
-    "  jorn count --slot 3 --level 1 DIR  levels 0 and 1 of slot 3\n"
-    "Exit codes: 0 done, 2 usage, 4 input or output failed.";
+    "Prints a line for each level that is asked for, and the total of these lines. Items of levels outside\n"
+    "0 to 3, which a damaged file may hold, are in a line \"other\". DIR is not changed in any way, and may\n"
+    "be recorded into at the same moment. Lines are read only where the files' summaries do not tell.\n\n";
 
-struct LevelCount {
-    int32_t level;
-    int32_t items;
+constexpr char kExamples[] =
+    "\nExamples:\n"
+    "  jorn count DIR                         all items\n"
+    "  jorn count -S today DIR                today's\n"
+    "  jorn count -s 3 -p 1 -o json DIR       levels 0 and 1 of slot 3\n"
+    "  jorn count -q -S -1h -p 0 DIR && alarm whether there was any of level 0 in the last hour\n";
+
+struct CountOptions {
+    FilterOptions filter;
+    OutputOptions output;
+    bool isExplained = false;
 };
 
-struct CountResult {
-    std::vector<LevelCount> levels;
-    std::vector<std::string> notes;
+/// A line of the table; a level of -1 is that of all others.
+struct Row {
+    int32_t level = -1;
+    std::string name;  ///< Empty for none.
+    uint64_t items = 0;
 };
 
-CountResult countLevels(const RingReader &reader, const FilterOptions &options) {
-    JORN_REQUIRE require = requirementOf(options);
-    require.levelMode = 1;
-    const int32_t last = options.level.value_or(JORN_LEVEL_MAX - 1);
-    CountResult result{{}, reader.notes()};
-    for (require.level = options.isExact ? last : 0; require.level <= last; ++require.level) {
-        result.levels.push_back({require.level, reader.count(require)});
+std::vector<Row> rowsOf(const Tally &tally, const Question &question) {
+    std::vector<Row> rows;
+    for (int32_t level = 0; level < jorn::kLevelMax; ++level) {
+        if (question.filter.levels.has(level)) {
+            const std::string *const name =
+                question.shownNames() != nullptr ? question.names.levels.nameOf(level) : nullptr;
+            rows.push_back({level, name != nullptr ? *name : "", tally.levels[static_cast<size_t>(level)]});
+        }
     }
-    return result;
+    if (tally.others > 0) {
+        rows.push_back({-1, "", tally.others});
+    }
+    return rows;
 }
 
-std::string formatTable(const std::vector<LevelCount> &levels) {
-    std::string table = "level      items\n";
-    int32_t total = 0;
-    char line[32];
-    for (const LevelCount &count : levels) {
-        snprintf(line, sizeof line, "%5d %10d\n", static_cast<int>(count.level),
-                 static_cast<int>(count.items));
-        table += line;
-        total += count.items;
+std::string labelOf(const Row &row) {
+    if (row.level < 0) {
+        return "other";
     }
-    snprintf(line, sizeof line, "total %10d\n", static_cast<int>(total));
-    return table + line;
+    return row.name.empty() ? std::to_string(row.level) : row.name;
 }
 
-void count(const FilterOptions &options) {
-    const StoreDirectory directory = StoreDirectory::openForReading(options.directory);
-    const CountResult result = queryStable(
-        directory, options.files, [&](const RingReader &reader) { return countLevels(reader, options); });
-    for (const std::string &note : result.notes) {
-        printMessage("note: " + note);
+std::string tableLine(const std::string &label, size_t width, const std::string &value) {
+    constexpr size_t kValueWidth = 10;
+    const size_t valueWidth = std::max(kValueWidth, value.size());
+    return std::string(width - std::min(width, label.size()), ' ') + label + " " +
+           std::string(valueWidth - value.size(), ' ') + value + "\n";
+}
+
+std::string formatTable(const std::vector<Row> &rows, uint64_t total) {
+    size_t width = sizeof "level" - 1;
+    for (const Row &row : rows) {
+        width = std::max(width, labelOf(row).size());
     }
-    writeOutput(formatTable(result.levels));
+    std::string table = tableLine("level", width, "items");
+    for (const Row &row : rows) {
+        table += tableLine(labelOf(row), width, std::to_string(row.items));
+    }
+    return table + tableLine("total", width, std::to_string(total));
+}
+
+std::string formatCsv(const std::vector<Row> &rows, uint64_t total) {
+    std::string text = "level,items\n";
+    for (const Row &row : rows) {
+        text += labelOf(row) + "," + std::to_string(row.items) + "\n";
+    }
+    return text + "total," + std::to_string(total) + "\n";
+}
+
+std::string formatJson(const std::vector<Row> &rows, uint64_t total) {
+    nlohmann::ordered_json levels = nlohmann::ordered_json::array();
+    nlohmann::ordered_json object;
+    for (const Row &row : rows) {
+        if (row.level < 0) {
+            object["other"] = row.items;
+            continue;
+        }
+        nlohmann::ordered_json level = {{"level", row.level}};
+        if (!row.name.empty()) {
+            level["level_name"] = row.name;
+        }
+        level["items"] = row.items;
+        levels.push_back(level);
+    }
+    object["levels"] = levels;
+    object["total"] = total;
+    return object.dump() + "\n";
+}
+
+std::string formatAnswer(const std::string &form, const std::vector<Row> &rows, uint64_t total) {
+    if (form == "json") {
+        return formatJson(rows, total);
+    }
+    return form == "csv" ? formatCsv(rows, total) : formatTable(rows, total);
+}
+
+int run(const CountOptions &options) {
+    const Question question = openQuestion(options.filter, time(nullptr));
+    ReadEnd end;
+    const CountAnswer answer = readStable(question.directory, question.ringSize, [&](const RingView &view) {
+        end = {};
+        end.takeFrom(view);
+        return countItems(view, question.filter, &end.damage);
+    });
+    const uint64_t total = answer.tally.total();
+    if (!options.filter.isQuiet) {
+        Output output;
+        output.write(formatAnswer(options.output.form, rowsOf(answer.tally, question), total));
+        output.finish();
+    }
+    if (options.isExplained) {
+        printMessage(answer.explanation());
+    }
+    return endReading(options.filter, question, end, total > 0);
 }
 
 }  // namespace
 
-void addCountCommand(CLI::App *app) {
+void addCountCommand(CLI::App *app, int *exitCode) {
     CLI::App *const command = app->add_subcommand("count", kBrief);
-    const auto options = std::make_shared<FilterOptions>();
-    addFilterOptions(command, options.get());
-    command->footer(kDetails);
-    command->callback([options] { count(*options); });
+    const auto options = std::make_shared<CountOptions>();
+    addFilterOptions(command, &options->filter);
+    addFormOption(command, &options->output, {"text", "json", "csv"});
+    command->add_flag("--explain", options->isExplained, "Tell on standard error how the answer was found");
+    command->footer(std::string(kDetails) + kFilterHelp + kExamples + kReadExitHelp);
+    command->callback([options, exitCode] { *exitCode = run(*options); });
 }
 
 }  // namespace tool

@@ -23,7 +23,7 @@ constexpr char kDetails[] =
     "keeps 198 bytes of a line. A missing DIR is created; one recorder at a time has it.\n\n"
     "Examples:\n"
     "  jorn record /var/log/door < door.log         a file\n"
-    "  make 2>&1 | jorn record -n 20 build-log      a program, into a ring of 20 files\n"
+    "  make 2>&1 | jorn record --files 20 build-log   a program, into a ring of 20 files\n"
     "  jorn record -k --slot 3 DIR < /run/door.fifo until it is stopped\n"
     "Exit codes: 0 done, 2 usage, 4 input or output failed.";
 
@@ -46,7 +46,7 @@ void checkTogether(const RecordOptions &options) {
 
 void addOptions(CLI::App *command, RecordOptions *options) {
     command->add_option("DIR", options->directory, "Directory of the log")->required();
-    command->add_option("-n,--files", options->files, filesHelp())
+    command->add_option("--files", options->files, filesHelp())
         ->type_name("N")
         ->check(CLI::Range(JORN_CSV_NUM_MIN, JORN_CSV_NUM_MAX));
     command->add_flag("--shrink", options->mayShrink,

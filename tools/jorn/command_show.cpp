@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <stdlib.h>
 #include <time.h>
 
 #include <CLI/App.hpp>
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
+#include <algorithm>
+#include <charconv>
 #include <iostream>
 #include <memory>
 
@@ -12,121 +13,233 @@
 #include "failure.h"
 #include "filter_options.h"
 #include "item_format.h"
+#include "item_query.h"
 #include "output.h"
-#include "ring_reader.h"
+#include "output_options.h"
+#include "read_end.h"
 
 namespace tool {
 namespace {
 
-constexpr char kBrief[] = "Print a page of items, newest first";
+constexpr char kBrief[] = "Print items, newest first (the default command)";
 
 constexpr char kDetails[] =
-    "Prints time, level, slot and text of each item. The page is the one that the device shows\n"
-    "for the same question. Items of the debug level 3 are left out unless --level or --all asks\n"
-    "for them. DIR is not changed in any way, and may be recorded into at the same moment: what\n"
+    "Prints time, level, slot and text of each item: a page of them as the device shows it, or with -n\n"
+    "as many as wanted. DIR is not changed in any way, and may be recorded into at the same moment: what\n"
     "the store has not written out yet is not seen.\n"
-    "On a terminal, control characters and bytes that are no UTF-8 are shown as \\xNN; elsewhere\n"
-    "the bytes of a text are printed as they are, unless --escape is given. The items go to\n"
-    "standard output, the number of the page to standard error.\n\n"
-    "Examples:\n"
-    "  jorn show DIR                                   the newest 20 items\n"
-    "  jorn show --page 2 --per-page 10 DIR            the 11th to the 20th newest\n"
-    "  jorn show --since yesterday --level 0 DIR       level 0 since yesterday\n"
-    "  jorn show --since 2026-11-01 --until 2026-11-07 --page -1 DIR\n"
-    "Exit codes: 0 done, also when nothing matches; 2 usage; 4 input or output failed.";
+    "On a terminal, control characters and bytes that are no UTF-8 are shown as \\xNN, and a pager is\n"
+    "started: JORN_PAGER, PAGER or less. The items go to standard output, all else to standard error.\n\n";
+
+constexpr char kExamples[] =
+    "\nExamples:\n"
+    "  jorn DIR                                    the newest 20 items\n"
+    "  jorn show -n all -r DIR                     everything, the oldest first\n"
+    "  jorn show -S yesterday -p 0 DIR             level 0 since yesterday\n"
+    "  jorn show -g 'door|gate' -s 5 -o json DIR   items of slot 5 with either word\n"
+    "  jorn show --page -1 --per-page 10 DIR       the oldest items, as the device pages them\n";
+
+/// Up to so many items are held in memory, so that a question can be repeated while a writer moves on; more
+/// are printed as they are found.
+constexpr uint64_t kHeldItems = 20000;
+
+constexpr uint64_t kAllItems = UINT64_MAX;
 
 struct ShowOptions {
     FilterOptions filter;
-    int page = 1;
-    int perPage = JORN_REQUIRE_PAGE_MAX;
-    bool isAll = false;
-    bool isUtc = false;
-    bool isEscaped = false;
+    OutputOptions output;
+    PageWish page;
+    std::optional<uint64_t> newest;
+    bool isOldestFirst = false;
 };
 
 std::string refuseZero(const std::string &page) {
     return page == "0" ? "pages are counted from 1, or -1 for the last one" : "";
 }
 
+uint64_t parseNumberOfItems(const std::string &text) {
+    uint64_t number = 0;
+    const char *const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), last, number);
+    if (text == "all") {
+        return kAllItems;
+    }
+    if (error != std::errc() || end != last) {
+        throw CLI::ValidationError("-n", "'" + text + "' is neither a number nor 'all'");
+    }
+    return number;
+}
+
 void addOptions(CLI::App *command, ShowOptions *options) {
     addFilterOptions(command, &options->filter);
-    command->add_flag("--all", options->isAll, "Items of every level, the debug level 3 included")
-        ->excludes("--level");
-    command->add_option("--page", options->page, "Page, from 1 for the newest items; -1 is the last one")
+    CLI::Option *const newest =
+        command
+            ->add_option_function<std::string>(
+                "-n,--lines",
+                [options](const std::string &text) { options->newest = parseNumberOfItems(text); },
+                "The newest N items that match, or all")
+            ->type_name("N|all");
+    command->add_flag("-r,--reverse", options->isOldestFirst, "The oldest of them first");
+    command
+        ->add_option("--page", options->page.number, "Page, from 1 for the newest items; -1 is the last one")
         ->type_name("P")
         ->capture_default_str()
-        ->check(refuseZero);
-    command->add_option("--per-page", options->perPage, "Items a page, 1 to 20")
+        ->check(refuseZero)
+        ->excludes(newest);
+    command->add_option("--per-page", options->page.perPage, "Items a page, 1 to 20")
         ->type_name("N")
         ->capture_default_str()
-        ->check(CLI::Range(1, JORN_REQUIRE_PAGE_MAX));
-    command->add_flag("--utc", options->isUtc, "Times in UTC, with a Z, instead of local time");
-    command->add_flag("--escape", options->isEscaped, "Show control characters as \\xNN in any case");
+        ->check(CLI::Range(1, JORN_REQUIRE_PAGE_MAX))
+        ->excludes(newest);
+    addFormOption(command, &options->output, itemFormNames());
+    addItemOutputOptions(command, &options->output);
 }
 
-JORN_REQUIRE requirementOf(const ShowOptions &options) {
-    JORN_REQUIRE require = requirementOf(options.filter);
-    require.itemsPerPage = options.perPage;
-    require.pageDisp = options.page;
-    if (options.isAll) {
-        require.level = JORN_LEVEL_DEBUG;
-    } else if (options.filter.level) {
-        require.level = *options.filter.level;
+/// Prints items in the form that was asked for.
+class Printer {
+public:
+    Printer(const ShowOptions &options, const Question &question)
+        : output_(pagerCommand(options.output)), formatter_(styleOf(options, question)) {
+        output_.write(formatter_.heading());
     }
-    require.levelMode = options.filter.isExact ? 1 : 0;
-    return require;
-}
 
-/// The module shows times in local time, so this makes UTC the local time.
-void useUtc() {
-    setenv("TZ", "UTC0", 1);
-    tzset();
-}
+    /// False when nobody wants any more.
+    bool print(const Item &item) { return output_.write(formatter_.format(item)); }
+    void finish() { output_.finish(); }
 
-std::string footer(const PageResult &result, int perPage) {
-    if (result.number == 0) {
-        return "no items";
+private:
+    static ItemStyle styleOf(const ShowOptions &options, const Question &question) {
+        const bool isTerminal = isOutputTerminal();
+        ItemStyle style;
+        style.form = itemFormOf(options.output.form);
+        style.isUtc = options.filter.isUtc;
+        style.isEscaped = options.output.isEscaped || isTerminal;
+        style.isColored = isColored(options.output, isTerminal);
+        style.names = question.shownNames();
+        return style;
     }
-    const int pages = (result.total + perPage - 1) / perPage;
-    return "page " + std::to_string(result.number) + " of " + std::to_string(pages) + " (" +
-           std::to_string(result.total) + (result.total == 1 ? " item)" : " items)");
-}
 
-struct ShowResult {
-    PageResult page;
-    std::vector<std::string> notes;
+    Output output_;
+    ItemFormatter formatter_;
 };
 
-void show(const ShowOptions &options) {
-    const JORN_REQUIRE require = requirementOf(options);
-    if (options.isUtc) {
-        useUtc();
+std::string footer(const PageAnswer &page, int32_t perPage) {
+    if (page.number == 0) {
+        return "no items";
     }
-    const StoreDirectory directory = StoreDirectory::openForReading(options.filter.directory);
-    const ShowResult result =
-        queryStable(directory, options.filter.files, [&](const RingReader &reader) -> ShowResult {
-            return {reader.page(require), reader.notes()};
+    return "page " + std::to_string(page.number) + " of " + std::to_string(page.pages(perPage)) + " (" +
+           std::to_string(page.total) + (page.total == 1 ? " item)" : " items)");
+}
+
+struct Shown {
+    bool hasMatch = false;
+    ReadEnd end;
+    std::string footer;
+};
+
+/// Prints items that are held.
+void printAll(const ShowOptions &options, const Question &question, std::vector<Item> items) {
+    if (options.isOldestFirst) {
+        std::reverse(items.begin(), items.end());
+    }
+    Printer printer(options, question);
+    std::all_of(items.begin(), items.end(), [&](const Item &item) { return printer.print(item); });
+    printer.finish();
+}
+
+Shown showPage(const ShowOptions &options, const Question &question) {
+    Shown shown;
+    const PageAnswer page = readStable(question.directory, question.ringSize, [&](const RingView &view) {
+        shown.end = {};
+        shown.end.takeFrom(view);
+        return pageOf(view, question.filter, options.page, &shown.end.damage);
+    });
+    shown.hasMatch = page.total > 0;
+    shown.footer = footer(page, options.page.perPage);
+    printAll(options, question, page.items);
+    return shown;
+}
+
+Shown showNewest(const ShowOptions &options, const Question &question) {
+    Shown shown;
+    const std::vector<Item> items =
+        readStable(question.directory, question.ringSize, [&](const RingView &view) {
+            shown.end = {};
+            shown.end.takeFrom(view);
+            return newestItems(view, question.filter, static_cast<size_t>(*options.newest),
+                               &shown.end.damage);
         });
-    for (const std::string &note : result.notes) {
-        printMessage("note: " + note);
+    shown.hasMatch = !items.empty();
+    printAll(options, question, items);
+    return shown;
+}
+
+/// Prints as it reads.
+Shown showMany(const ShowOptions &options, const Question &question) {
+    Shown shown;
+    const RingView view(question.directory, question.ringSize);
+    shown.end.takeFrom(view);
+    DamageLog *const damage = &shown.end.damage;
+    const bool isFromMiddle = options.isOldestFirst && *options.newest != kAllItems;
+    const ScanStart start =
+        isFromMiddle ? startOfNewest(view, question.filter, *options.newest, damage) : ScanStart{};
+    uint64_t left = isFromMiddle ? kAllItems : *options.newest;
+    Printer printer(options, question);
+    ItemScanner scanner(view, question.filter, damage);
+    scanner.scan(
+        options.isOldestFirst ? Order::OldestFirst : Order::NewestFirst,
+        [&](const Item &item) {
+            shown.hasMatch = true;
+            return printer.print(item) && --left > 0;
+        },
+        start);
+    printer.finish();
+    if (!view.isCurrent()) {
+        shown.end.notes.push_back(
+            question.directory.path() +
+            ": a writer has moved on to another file meanwhile; items may be missing here");
     }
-    const ItemFormat format = {options.isUtc, options.isEscaped || isOutputTerminal()};
-    std::string text;
-    for (int32_t i = 0; i < result.page.page.itemsNum; ++i) {
-        text += formatItem(result.page.page.disp[i], format);
+    return shown;
+}
+
+/// Looks for one match, and prints nothing.
+Shown lookForMatch(const Question &question) {
+    Shown shown;
+    shown.hasMatch = readStable(question.directory, question.ringSize, [&](const RingView &view) {
+        shown.end = {};
+        shown.end.takeFrom(view);
+        return hasMatch(view, question.filter, &shown.end.damage);
+    });
+    return shown;
+}
+
+Shown show(const ShowOptions &options, const Question &question) {
+    if (options.filter.isQuiet) {
+        return lookForMatch(question);
     }
-    writeOutput(text);
-    std::cerr << footer(result.page, options.perPage) << '\n';
+    if (!options.newest) {
+        return showPage(options, question);
+    }
+    return *options.newest <= kHeldItems ? showNewest(options, question) : showMany(options, question);
+}
+
+int run(const ShowOptions &options) {
+    const Question question = openQuestion(options.filter, time(nullptr));
+    const Shown shown = show(options, question);
+    const int exitCode = endReading(options.filter, question, shown.end, shown.hasMatch);
+    if (!shown.footer.empty()) {
+        std::cerr << shown.footer << '\n';
+    }
+    return exitCode;
 }
 
 }  // namespace
 
-void addShowCommand(CLI::App *app) {
+void addShowCommand(CLI::App *app, int *exitCode) {
     CLI::App *const command = app->add_subcommand("show", kBrief);
     const auto options = std::make_shared<ShowOptions>();
     addOptions(command, options.get());
-    command->footer(kDetails);
-    command->callback([options] { show(*options); });
+    command->footer(std::string(kDetails) + kFilterHelp + kExamples + kReadExitHelp);
+    command->callback([options, exitCode] { *exitCode = run(*options); });
 }
 
 }  // namespace tool

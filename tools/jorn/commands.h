@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The subcommands. Each adds itself to the command line, and runs when it was chosen.
+// The subcommands. Each adds itself to the command line, and runs when it was chosen. A command that has more
+// to tell than "done" or a Failure sets the exit code.
 #ifndef JORN_TOOLS_COMMANDS_H
 #define JORN_TOOLS_COMMANDS_H
 
@@ -8,8 +9,8 @@
 namespace tool {
 
 void addRecordCommand(CLI::App *app);
-void addShowCommand(CLI::App *app);
-void addCountCommand(CLI::App *app);
+void addShowCommand(CLI::App *app, int *exitCode);
+void addCountCommand(CLI::App *app, int *exitCode);
 
 }  // namespace tool
 

@@ -95,4 +95,15 @@ std::string escaped(std::string_view text) {
     return out;
 }
 
+bool isUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const Character next = firstCharacter(text);
+        if (!next.isValid) {
+            return false;
+        }
+        text.remove_prefix(next.length);
+    }
+    return true;
+}
+
 }  // namespace tool

@@ -12,6 +12,9 @@ namespace tool {
 /// turns the writing direction, or to no valid UTF-8 character. All else passes.
 std::string escaped(std::string_view text);
 
+/// Whether all of it is UTF-8.
+bool isUtf8(std::string_view text);
+
 }  // namespace tool
 
 #endif

@@ -1,34 +1,65 @@
 // SPDX-License-Identifier: Apache-2.0
-// The options of the reading commands that say which directory and which items are meant.
+// The options of all reading commands: which directory, which items, which form of output. A command adds
+// them with addFilterOptions(), and gets what they mean from openQuestion() once the command line is read.
 #ifndef JORN_TOOLS_FILTER_OPTIONS_H
 #define JORN_TOOLS_FILTER_OPTIONS_H
-
-#include <stdint.h>
 
 #include <CLI/App.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "jorn.h"
+#include "damage.h"
+#include "item_filter.h"
+#include "names.h"
+#include "store_directory.h"
 
 namespace tool {
 
+/// As they stand on the command line.
 struct FilterOptions {
     std::string directory;
     std::optional<int> files;
-    std::optional<int32_t> since;
-    std::optional<int32_t> until;
-    std::optional<int32_t> level;
-    std::optional<int32_t> slot;
-    bool isExact = false;
+    std::string since;
+    std::string until;
+    std::string priority;
+    std::vector<std::string> levels;
+    std::vector<std::string> slots;
+    std::optional<std::string> pattern;
+    bool isCaseIgnored = false;
+    std::string namesFile;
+    bool isNumbers = false;
+    bool isUtc = false;
+    bool isQuiet = false;
 };
 
 /// Adds the options to a command. `options` must outlive the parsing.
 void addFilterOptions(CLI::App *command, FilterOptions *options);
 
-/// The days and the slot of the options as the module takes them; levels and page are left open. Throws
-/// Failure when the days contradict each other.
-JORN_REQUIRE requirementOf(const FilterOptions &options);
+/// What the options mean.
+struct Question {
+    StoreDirectory directory;
+    std::optional<int> ringSize;
+    Names names;  ///< Of --names or beside the data; none with --numbers for showing, see isNumbers.
+    ItemFilter filter;
+    DamageLog damage;  ///< A names file beside the data that cannot be used.
+    bool isNumbers = false;
+
+    /// Names for showing: null when numbers are wanted.
+    const Names *shownNames() const { return isNumbers ? nullptr : &names; }
+};
+
+/// Opens the directory and reads the names. With --utc, makes UTC the local time of the process first. `now`
+/// is what relative times start from. Throws Failure.
+Question openQuestion(const FilterOptions &options, time_t now);
+
+/// Exit code 1 is for scripts that asked whether there is a match: with --grep or --quiet.
+inline bool isMatchAsked(const FilterOptions &options) {
+    return options.isQuiet || options.pattern.has_value();
+}
+
+/// The part of a command's help that is the same for all.
+extern const char *const kFilterHelp;
 
 }  // namespace tool
 

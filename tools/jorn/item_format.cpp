@@ -1,48 +1,156 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "item_format.h"
 
-#include <time.h>
+#include <algorithm>
+#include <array>
+#include <nlohmann/json.hpp>
 
 #include "escape.h"
 
 namespace tool {
 namespace {
 
-/// The time of a record, which is in the form of ctime, in one that sorts.
-std::string formatTime(const char *recordTime, bool isUtc) {
-    if (recordTime[0] == '\0') {
-        return "-";
+struct FormName {
+    const char *name;
+    ItemForm form;
+};
+
+constexpr std::array<FormName, 6> kForms = {{{"text", ItemForm::Text},
+                                             {"short", ItemForm::Short},
+                                             {"iso", ItemForm::Iso},
+                                             {"device", ItemForm::Device},
+                                             {"csv", ItemForm::Csv},
+                                             {"json", ItemForm::Json}}};
+
+TimeForm timeFormOf(ItemForm form) {
+    switch (form) {
+        case ItemForm::Iso:
+        case ItemForm::Json:
+            return TimeForm::Iso;
+        case ItemForm::Device:
+            return TimeForm::Device;
+        default:
+            return TimeForm::Plain;
     }
-    tm time = {};
-    const char *const end = strptime(recordTime, "%a %b %d %H:%M:%S %Y", &time);
-    char text[sizeof "2106-02-07 06:28:15Z"];
-    if (end == nullptr || *end != '\0' ||
-        strftime(text, sizeof text, isUtc ? "%Y-%m-%d %H:%M:%SZ" : "%Y-%m-%d %H:%M:%S", &time) == 0) {
-        return escaped(recordTime);
-    }
-    return text;
 }
 
-/// A piece of a damaged line can lack its line feed, or hold a carriage return before it.
-std::string withoutLineEnd(std::string text) {
-    if (!text.empty() && text.back() == '\n') {
-        text.pop_back();
-    }
-    return text;
+/// The more urgent a level, the more it strikes the eye; the common one has no colour.
+const char *colorOf(int32_t level) {
+    constexpr std::array<const char *, 4> kColors = {"\x1b[1;31m", "\x1b[33m", "", "\x1b[2m"};
+    return level >= 0 && static_cast<size_t>(level) < kColors.size() ? kColors[static_cast<size_t>(level)]
+                                                                     : "";
 }
 
-/// Levels and slots are numbers unless the file is damaged.
-std::string formatText(std::string text, bool isEscaped) {
-    text = withoutLineEnd(std::move(text));
-    return isEscaped ? escaped(text) : text;
+std::string colored(const std::string &text, int32_t level) {
+    const std::string color = colorOf(level);
+    return color.empty() ? text : color + text + "\x1b[0m";
 }
 
 }  // namespace
 
-std::string formatItem(const JORN_LOG_DISP &item, const ItemFormat &format) {
-    return formatTime(item.timeStr, format.isUtc) + " " + formatText(item.levelStr, format.isEscaped) + " " +
-           formatText(item.slotStr, format.isEscaped) + " " + formatText(item.logStr, format.isEscaped) +
-           "\n";
+std::vector<std::string> itemFormNames() {
+    std::vector<std::string> names;
+    for (const FormName &each : kForms) {
+        names.emplace_back(each.name);
+    }
+    return names;
+}
+
+ItemForm itemFormOf(const std::string &name) {
+    const auto *const found =
+        std::find_if(kForms.begin(), kForms.end(), [&](const FormName &each) { return name == each.name; });
+    return found == kForms.end() ? ItemForm::Text : found->form;
+}
+
+ItemFormatter::ItemFormatter(const ItemStyle &style)
+    : style_(style), time_(timeFormOf(style.form), style.isUtc) {}
+
+std::string ItemFormatter::heading() const {
+    return style_.form == ItemForm::Csv ? "time,level,slot,text\n" : "";
+}
+
+std::string ItemFormatter::format(const Item &item) {
+    switch (style_.form) {
+        case ItemForm::Csv:
+            return formatCsv(item);
+        case ItemForm::Json:
+            return formatJson(item);
+        default:
+            return formatForPeople(item);
+    }
+}
+
+std::string ItemFormatter::shown(const std::string &text) const {
+    return style_.isEscaped ? escaped(text) : text;
+}
+
+std::string ItemFormatter::shownLevel(const Item &item) const {
+    const std::string *const name =
+        style_.names != nullptr ? style_.names->levels.nameOf(item.level) : nullptr;
+    return name != nullptr ? *name : shown(item.levelText);
+}
+
+std::string ItemFormatter::shownSlot(const Item &item) const {
+    const std::string *const name = style_.names != nullptr ? style_.names->slots.nameOf(item.slot) : nullptr;
+    return name != nullptr ? *name : shown(item.slotText);
+}
+
+std::string ItemFormatter::formatForPeople(const Item &item) {
+    std::string line = time_.format(item.seconds) + " ";
+    if (style_.form != ItemForm::Short) {
+        line += shownLevel(item) + " " + shownSlot(item) + " ";
+    }
+    line += shown(item.text);
+    return (style_.isColored ? colored(line, item.level) : line) + "\n";
+}
+
+std::string ItemFormatter::formatCsv(const Item &item) const {
+    return std::to_string(item.seconds) + "," + std::to_string(item.level) + "," + std::to_string(item.slot) +
+           "," + shown(csvField(item.text)) + "\n";
+}
+
+std::string ItemFormatter::formatJson(const Item &item) {
+    nlohmann::ordered_json object = {{"time", item.seconds}, {"iso", time_.format(item.seconds)}};
+    const auto addNumber = [&](const char *key, int32_t number, const NameTable *names) {
+        object[key] = number;
+        if (const std::string *const name = names != nullptr ? names->nameOf(number) : nullptr) {
+            object[std::string(key) + "_name"] = *name;
+        }
+    };
+    addNumber("level", item.level, style_.names != nullptr ? &style_.names->levels : nullptr);
+    addNumber("slot", item.slot, style_.names != nullptr ? &style_.names->slots : nullptr);
+    object["text"] = item.text;
+    if (!isUtf8(item.text)) {
+        object["text_base64"] = base64(item.text);
+    }
+    return object.dump(-1, ' ', style_.isEscaped, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+std::string csvField(const std::string &text) {
+    if (text.find_first_of(",\"\r\n") == std::string::npos) {
+        return text;
+    }
+    std::string field = "\"";
+    for (const char c : text) {
+        field.append(c == '"' ? 2 : 1, c);
+    }
+    return field + "\"";
+}
+
+std::string base64(std::string_view bytes) {
+    constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    for (size_t i = 0; i < bytes.size(); i += 3) {
+        const size_t count = std::min<size_t>(3, bytes.size() - i);
+        uint32_t group = 0;
+        for (size_t k = 0; k < 3; ++k) {
+            group = group << 8 | (k < count ? static_cast<unsigned char>(bytes[i + k]) : 0U);
+        }
+        for (size_t k = 0; k < 4; ++k) {
+            text += k <= count ? kDigits[group >> (18 - 6 * k) & 0x3f] : '=';
+        }
+    }
+    return text;
 }
 
 }  // namespace tool

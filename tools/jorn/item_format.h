@@ -1,22 +1,64 @@
 // SPDX-License-Identifier: Apache-2.0
-// Items as lines of text.
+// Items as text. Forms, each item on a line of its own:
+//   text    2026-11-21 06:47:08 1 5 door open          names instead of numbers where there are any
+//   short   2026-11-21 06:47:08 door open
+//   iso     2026-11-21T06:47:08+01:00 1 5 door open
+//   device  Sat Nov 21 06:47:08 2026 1 5 door open     the time as the device prints it
+//   csv     1795000000,1,5,door open                   after a line of headings; quoted by RFC 4180
+//   json    {"time":1795000000,"iso":"...","level":1,"level_name":"warning","slot":5,"text":"door open"}
 #ifndef JORN_TOOLS_ITEM_FORMAT_H
 #define JORN_TOOLS_ITEM_FORMAT_H
 
 #include <string>
+#include <string_view>
+#include <vector>
 
-#include "jorn.h"
+#include "item.h"
+#include "names.h"
+#include "time_text.h"
 
 namespace tool {
 
-struct ItemFormat {
-    bool isUtc = false;      ///< The module runs with UTC as local time; times get a "Z".
-    bool isEscaped = false;  ///< Texts get through escaped().
+enum class ItemForm { Text, Short, Iso, Device, Csv, Json };
+
+/// The names of the forms on the command line, the default first.
+std::vector<std::string> itemFormNames();
+ItemForm itemFormOf(const std::string &name);
+
+struct ItemStyle {
+    ItemForm form = ItemForm::Text;
+    bool isUtc = false;            ///< UTC is the local time of the process; times get a "Z".
+    bool isEscaped = false;        ///< For a terminal: texts get through escaped(), JSON is pure ASCII.
+    bool isColored = false;        ///< Levels in colours, in the forms for people.
+    const Names *names = nullptr;  ///< Null to show numbers.
 };
 
-/// "2026-11-21 06:47:08 1 0 text" with its line feed: time, level, slot and text of a record. A time that
-/// cannot be read stands as the record gives it, without one it is "-".
-std::string formatItem(const JORN_LOG_DISP &item, const ItemFormat &format);
+class ItemFormatter {
+public:
+    explicit ItemFormatter(const ItemStyle &style);
+
+    /// What stands before all items: the headings of CSV, else nothing.
+    std::string heading() const;
+
+    /// The item's line with its line feed.
+    std::string format(const Item &item);
+
+private:
+    std::string formatForPeople(const Item &item);
+    std::string formatCsv(const Item &item) const;
+    std::string formatJson(const Item &item);
+    std::string shown(const std::string &text) const;
+    std::string shownLevel(const Item &item) const;
+    std::string shownSlot(const Item &item) const;
+
+    ItemStyle style_;
+    TimeFormatter time_;
+};
+
+/// The text as one field of a CSV line by RFC 4180: quoted where it must be.
+std::string csvField(const std::string &text);
+
+std::string base64(std::string_view bytes);
 
 }  // namespace tool
 

@@ -6,8 +6,11 @@
 #include <CLI/Config.hpp>
 #include <CLI/Error.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
 #include <exception>
+#include <filesystem>
 #include <string>
+#include <vector>
 
 #include "commands.h"
 #include "failure.h"
@@ -20,9 +23,33 @@ std::string chosenCommand(const CLI::App &app) {
     return commands.empty() ? "jorn" : "jorn " + commands.front()->get_name();
 }
 
-int parseAndRun(CLI::App *app, int argc, char **argv) {
+/// Whether a first word that is no command is the directory of the default command, or an option of it.
+bool isForShow(const CLI::App &app, const std::string &word) {
+    const bool isOfApp = word == "-h" || word == "--help" || word == "--version";
+    const auto commands =
+        app.get_subcommands([&](const CLI::App *command) { return command->get_name() == word; });
+    std::error_code ignored;
+    return !isOfApp && commands.empty() && !word.empty() &&
+           (word[0] == '-' || word.find('/') != std::string::npos ||
+            std::filesystem::is_directory(word, ignored));
+}
+
+/// The arguments in the order in which the parser takes them: the last one first.
+std::vector<std::string> argumentsOf(const CLI::App &app, int argc, char **argv) {
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (arguments.empty()) {
+        arguments = {"--help"};
+    } else if (isForShow(app, arguments.front())) {
+        arguments.insert(arguments.begin(), "show");
+    }
+    std::reverse(arguments.begin(), arguments.end());
+    return arguments;
+}
+
+/// Runs the command that was chosen. Gives `exitCode` as the command left it, or that of a usage error.
+int parseAndRun(CLI::App *app, const int *exitCode, int argc, char **argv) {
     try {
-        app->parse(argc, argv);
+        app->parse(argumentsOf(*app, argc, argv));
     } catch (const CLI::Success &asked) {
         return app->exit(asked);  // --help or --version
     } catch (const CLI::ParseError &error) {
@@ -31,22 +58,26 @@ int parseAndRun(CLI::App *app, int argc, char **argv) {
         tool::printMessage("see " + chosenCommand(*app) + " --help");
         return tool::kExitUsage;
     }
-    return tool::kExitDone;
+    return *exitCode;
 }
 
 int run(int argc, char **argv) {
     // A closed pipe is met where it is written to.
     signal(SIGPIPE, SIG_IGN);
-    CLI::App app("Records logs into rings of CSV files, and reads them back page by page.", "jorn");
+    CLI::App app("Records logs into rings of CSV files, and reads them back.", "jorn");
     app.set_version_flag("--version", "jorn " JORN_VERSION);
     app.require_subcommand(1);
     app.footer(
-        "See jorn COMMAND --help for the options of a command, with examples.\n"
-        "Exit codes: 0 done, 2 usage, 4 input or output failed.");
+        "jorn DIR is short for jorn show DIR. See jorn COMMAND --help for the options of a command, with\n"
+        "examples.\n"
+        "Exit codes: 0 done, 1 no match where that was asked, 2 usage, 3 done but damage was found, 4 input "
+        "or\n"
+        "output failed.");
+    int exitCode = tool::kExitDone;
+    tool::addShowCommand(&app, &exitCode);
+    tool::addCountCommand(&app, &exitCode);
     tool::addRecordCommand(&app);
-    tool::addShowCommand(&app);
-    tool::addCountCommand(&app);
-    return parseAndRun(&app, argc, argv);
+    return parseAndRun(&app, &exitCode, argc, argv);
 }
 
 }  // namespace

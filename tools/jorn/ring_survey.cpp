@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ring_survey.h"
 
-#include <errno.h>
-#include <fcntl.h>
 #include <inttypes.h>
 #include <stdio.h>
 #include <sys/stat.h>
@@ -13,6 +11,7 @@
 
 #include "failure.h"
 #include "module_limits.h"
+#include "regular_file.h"
 
 namespace tool {
 namespace {
@@ -21,26 +20,6 @@ struct FileCloser {
     void operator()(FILE *file) const { fclose(file); }
 };
 using File = std::unique_ptr<FILE, FileCloser>;
-
-/// Opens a regular file of the directory; nothing when there is none.
-Descriptor openRegular(const StoreDirectory &directory, const std::string &name) {
-    // Not to wait for a writer, should a pipe bear that name.
-    Descriptor file(openat(directory.descriptor(), name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!file.isOpen()) {
-        if (errno == ENOENT) {
-            return file;
-        }
-        throw systemFailure(directory.pathOf(name), errno);
-    }
-    struct stat status;
-    if (fstat(file.get(), &status) < 0) {
-        throw systemFailure(directory.pathOf(name), errno);
-    }
-    if (!S_ISREG(status.st_mode)) {
-        throw Failure(directory.pathOf(name) + ": not a regular file");
-    }
-    return file;
-}
 
 File openIndexFile(const StoreDirectory &directory) {
     Descriptor file = openRegular(directory, "index.csv");
@@ -110,6 +89,17 @@ RingSurvey surveyRing(const StoreDirectory &directory) {
     for (size_t position = 0; position < survey.isPresent.size(); ++position) {
         survey.isPresent[position] =
             openRegular(directory, dataFileName(static_cast<int>(position))).isOpen();
+    }
+    return survey;
+}
+
+RingSurvey surveyNames(const StoreDirectory &directory) {
+    RingSurvey survey;
+    survey.index = readIndex(directory);
+    for (size_t position = 0; position < survey.isPresent.size(); ++position) {
+        const std::string name = dataFileName(static_cast<int>(position));
+        struct stat status;
+        survey.isPresent[position] = fstatat(directory.descriptor(), name.c_str(), &status, 0) == 0;
     }
     return survey;
 }

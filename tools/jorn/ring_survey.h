@@ -57,6 +57,10 @@ bool operator==(const RingSurvey &a, const RingSurvey &b);
 /// Looks at a directory. Throws Failure for a data file that is no regular file or may not be read.
 RingSurvey surveyRing(const StoreDirectory &directory);
 
+/// As surveyRing(), for readers that show what can be shown: whatever bears the name of a data file counts as
+/// one, so that the others keep their places. Opens none of them.
+RingSurvey surveyNames(const StoreDirectory &directory);
+
 }  // namespace tool
 
 #endif

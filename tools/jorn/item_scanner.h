@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: Apache-2.0
+// Streams the items of a ring that pass a filter, the oldest or the newest first, in bounded memory.
+#ifndef JORN_TOOLS_ITEM_SCANNER_H
+#define JORN_TOOLS_ITEM_SCANNER_H
+
+#include <stdint.h>
+
+#include <functional>
+#include <string_view>
+#include <vector>
+
+#include "damage.h"
+#include "item.h"
+#include "item_filter.h"
+#include "ring_view.h"
+#include "segment_reader.h"
+#include "stored_line.h"
+
+namespace tool {
+
+/// Tells a scan's place: items at or after `offset` of the file at `fileIndex` of the view, and newer ones.
+struct ScanStart {
+    size_t fileIndex = 0;
+    uint64_t offset = 0;
+};
+
+class ItemScanner {
+public:
+    /// All three must outlive the scanner. What is damaged is told to `damage`, as far as it is read.
+    ItemScanner(const RingView &view, const ItemFilter &filter, DamageLog *damage)
+        : view_(view), filter_(filter), damage_(damage) {}
+
+    /// Is given each item; false ends the scan.
+    using Sink = std::function<bool(const Item &)>;
+
+    /// Passes on the items that the filter lets through, none older than `start`.
+    void scan(Order order, const Sink &sink, const ScanStart &start = {});
+
+    /// Files that were read at least in part.
+    size_t filesRead() const { return filesRead_; }
+
+private:
+    bool scanFile(size_t index, Order order, const Sink &sink, uint64_t begin);
+
+    const RingView &view_;
+    const ItemFilter &filter_;
+    DamageLog *damage_;
+    size_t filesRead_ = 0;
+};
+
+/// Tells what became of a reading.
+void noteReadingEnd(const RingFile &file, const SegmentReader &reader, const BadLines &badLines,
+                    DamageLog *damage);
+
+/// Whether a piece that is no item is the begin of a line that a writer has not finished yet.
+inline bool isBeingWritten(const RingFile &file, std::string_view piece, uint64_t offset) {
+    return file.isNewest && piece.back() != '\n' && offset + piece.size() == file.size;
+}
+
+/// Calls take(piece, numbers) for every item of a file, the oldest first. Returns false when the file could
+/// not be read to its end.
+template <class Take>
+bool forEachItemLine(const RingFile &file, DamageLog *damage, const Take &take) {
+    if (!file.file.isOpen()) {
+        return false;
+    }
+    SegmentReader reader(file.file.get(), file.size, Order::OldestFirst);
+    Segment segment;
+    BadLines badLines;
+    while (reader.next(&segment)) {
+        forEachPiece(segment.bytes, [&](std::string_view piece, size_t offset) {
+            LineNumbers numbers;
+            const LineKind kind = readNumbers(piece, &numbers);
+            if (kind == LineKind::Item) {
+                take(piece, numbers);
+            } else if (kind == LineKind::Damaged && !isBeingWritten(file, piece, segment.offset + offset)) {
+                badLines.add(segment.offset + offset);
+            }
+            return true;
+        });
+    }
+    noteReadingEnd(file, reader, badLines, damage);
+    return reader.error() == 0;
+}
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "names.h"
+
+#include <errno.h>
+#include <ini.h>
+#include <stdio.h>
+
+#include <algorithm>
+#include <charconv>
+#include <memory>
+
+#include "descriptor.h"
+#include "escape.h"
+#include "failure.h"
+#include "jorn.h"
+#include "regular_file.h"
+
+namespace tool {
+namespace {
+
+constexpr char kFileName[] = "jorn.names";
+
+struct FileCloser {
+    void operator()(FILE *file) const { fclose(file); }
+};
+using File = std::unique_ptr<FILE, FileCloser>;
+
+/// What the library's callbacks fill.
+struct Reading {
+    Names names;
+    std::string problem;  ///< Of the first line that is wrong.
+};
+
+bool isName(const std::string &text) {
+    const bool isDigitFirst = !text.empty() && text[0] >= '0' && text[0] <= '9';
+    return !text.empty() && !isDigitFirst && text[0] != '-' &&
+           text.find_first_of(" \t,") == std::string::npos && text.find("..") == std::string::npos &&
+           escaped(text) == text;
+}
+
+std::optional<int32_t> numberBelow(const std::string &text, int32_t limit) {
+    int32_t number = -1;
+    const char *const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), last, number);
+    return error == std::errc() && end == last && number >= 0 && number < limit ? std::optional(number)
+                                                                                : std::nullopt;
+}
+
+/// Empty when the entry is taken.
+std::string addEntry(NameTable *table, const std::string &key, const std::string &name, int32_t limit) {
+    const std::optional<int32_t> number = numberBelow(key, limit);
+    if (!number) {
+        return "'" + key + "' is no number from 0 to " + std::to_string(limit - 1);
+    }
+    if (!isName(name)) {
+        return "'" + name + "' is no name: a word without blanks, commas and digits at its begin";
+    }
+    return table->add(*number, name) ? "" : "number or name is there twice: " + key + " = " + name;
+}
+
+/// The library's callback: 0 for a line that is wrong.
+int takeEntry(void *user, const char *section, const char *key, const char *value) {
+    auto *const reading = static_cast<Reading *>(user);
+    std::string problem;
+    if (std::string(section) == "levels") {
+        problem = addEntry(&reading->names.levels, key, value, JORN_LEVEL_MAX);
+    } else if (std::string(section) == "slots") {
+        problem = addEntry(&reading->names.slots, key, value, JORN_SLOT_MAX);
+    } else {
+        problem = "section [" + std::string(section) + "] is neither [levels] nor [slots]";
+    }
+    if (reading->problem.empty()) {
+        reading->problem = problem;
+    }
+    return problem.empty() ? 1 : 0;
+}
+
+Names parseNames(FILE *file, const std::string &path) {
+    Reading reading;
+    const int line = ini_parse_file(file, takeEntry, &reading);
+    if (line != 0) {
+        const std::string problem =
+            reading.problem.empty() ? "neither [section] nor NUMBER = NAME" : reading.problem;
+        throw Failure(path + ":" + std::to_string(line) + ": " + escaped(problem), kExitUsage);
+    }
+    return reading.names;
+}
+
+}  // namespace
+
+bool NameTable::add(int32_t number, const std::string &name) {
+    return !numberOf(name) && names_.emplace(number, name).second;
+}
+
+const std::string *NameTable::nameOf(int32_t number) const {
+    const auto found = names_.find(number);
+    return found == names_.end() ? nullptr : &found->second;
+}
+
+std::optional<int32_t> NameTable::numberOf(const std::string &name) const {
+    const auto found =
+        std::find_if(names_.begin(), names_.end(), [&](const auto &entry) { return entry.second == name; });
+    return found == names_.end() ? std::nullopt : std::optional(found->first);
+}
+
+size_t NameTable::longest() const {
+    size_t longest = 0;
+    for (const auto &[number, name] : names_) {
+        longest = std::max(longest, name.size());
+    }
+    return longest;
+}
+
+Names readNames(const std::string &path) {
+    const File file(fopen(path.c_str(), "re"));
+    if (!file) {
+        throw systemFailure(path, errno);
+    }
+    return parseNames(file.get(), path);
+}
+
+std::optional<Names> namesBeside(const StoreDirectory &directory) {
+    const Descriptor names = openRegular(directory, kFileName);
+    if (!names.isOpen()) {
+        return std::nullopt;
+    }
+    const File file(fdopen(dup(names.get()), "r"));
+    if (!file) {
+        throw systemFailure(directory.pathOf(kFileName), errno);
+    }
+    return parseNames(file.get(), directory.pathOf(kFileName));
+}
+
+}  // namespace tool

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "read_end.h"
+
+#include "failure.h"
+
+namespace tool {
+
+const char *const kReadExitHelp =
+    "Exit codes: 0 done; 1 nothing matches, when -g or -q asked; 2 usage; 3 done, but damage was found;\n"
+    "4 input or output failed.";
+
+void ReadEnd::takeFrom(const RingView &view) {
+    notes = view.notes();
+    for (const std::string &text : view.damage().texts()) {
+        damage.addText(text);
+    }
+}
+
+int endReading(const FilterOptions &options, const Question &question, const ReadEnd &end, bool hasMatch) {
+    for (const std::string &note : end.notes) {
+        printMessage("note: " + note);
+    }
+    for (const DamageLog *const damage : {&question.damage, &end.damage}) {
+        for (const std::string &text : damage->texts()) {
+            printMessage("note: " + text);
+        }
+    }
+    if (!question.damage.isEmpty() || !end.damage.isEmpty()) {
+        return kExitDamage;
+    }
+    return isMatchAsked(options) && !hasMatch ? kExitNoMatch : kExitDone;
+}
+
+}  // namespace tool

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+// How a reading command ends: what it tells on standard error, and its exit code.
+#ifndef JORN_TOOLS_READ_END_H
+#define JORN_TOOLS_READ_END_H
+
+#include <string>
+#include <vector>
+
+#include "damage.h"
+#include "filter_options.h"
+#include "ring_view.h"
+
+namespace tool {
+
+/// What there is to tell besides the answer.
+struct ReadEnd {
+    DamageLog damage;
+    std::vector<std::string> notes;
+
+    /// Takes over what the view found.
+    void takeFrom(const RingView &view);
+};
+
+/// Prints notes and damage, and gives the exit code: damage goes before "no match".
+int endReading(const FilterOptions &options, const Question &question, const ReadEnd &end, bool hasMatch);
+
+/// The exit codes, for help.
+extern const char *const kReadExitHelp;
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+// Opening files of a log's directory, where anything may bear their names.
+#ifndef JORN_TOOLS_REGULAR_FILE_H
+#define JORN_TOOLS_REGULAR_FILE_H
+
+#include <string>
+
+#include "descriptor.h"
+#include "store_directory.h"
+
+namespace tool {
+
+/// Opens a regular file of the directory to read from, without ever waiting; closed when there is none.
+/// Throws Failure when the name is that of something else, or the file may not be read.
+Descriptor openRegular(const StoreDirectory &directory, const std::string &name);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+// Times as users write them and as the tool prints them, in the process's time zone: TZ, or UTC after
+// useUtc().
+#ifndef JORN_TOOLS_TIME_TEXT_H
+#define JORN_TOOLS_TIME_TEXT_H
+
+#include <stdint.h>
+#include <time.h>
+
+#include <optional>
+#include <string>
+
+namespace tool {
+
+/// Makes UTC the local time zone of the process.
+void useUtc();
+
+/// Which limit a time is. A plain date as the upper limit means the end of that day, and of a local time
+/// that comes twice when clocks are put back, the lower limit is the first and the upper one the second.
+enum class Bound { Since, Until };
+
+/// The second since 1970 that a text means; nothing when it means none from 1970 to 2106. Accepted are
+///   2026-11-21                      that day
+///   2026-11-21 06:47[:08[.5]][Z|+01:00]   also with a T
+///   Sat Nov 21 06:47:08 2026        as the device prints it
+///   06:47[:08]                      today
+///   now, today, yesterday
+///   -2h, -30min, 2 days ago         s, m, h, d, w and their longer names; a day has 24 hours
+///   @1795000000, 1795000000         seconds since 1970; without the @ of 9 or 10 digits
+/// A local time that clocks skip is taken as far into the next hour as it is into the skipped one.
+std::optional<uint32_t> parseTime(const std::string &text, time_t now, Bound bound);
+
+/// The forms above in a few words, for messages.
+extern const char *const kTimeForms;
+
+enum class TimeForm {
+    Plain,   ///< "2026-11-21 06:47:08", with a Z in UTC.
+    Iso,     ///< "2026-11-21T06:47:08+01:00", with a Z in UTC.
+    Device,  ///< "Sat Nov 21 06:47:08 2026", as the module shows it.
+};
+
+/// Writes times in one form. Keeps the last one, for items often share their second.
+class TimeFormatter {
+public:
+    TimeFormatter(TimeForm form, bool isUtc) : form_(form), isUtc_(isUtc) {}
+
+    /// "-" for a second that no calendar year holds. The text is good until the next call.
+    const std::string &format(int64_t second);
+
+private:
+    std::string compose(const tm &date) const;
+
+    TimeForm form_;
+    bool isUtc_;
+    std::optional<int64_t> last_;
+    std::string text_;
+};
+
+}  // namespace tool
+
+#endif
