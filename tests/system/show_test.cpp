@@ -566,6 +566,37 @@ TEST_F(ShowTest, Show_OutputFull_ExitWith4) {
     EXPECT_EQ(read("err"), "jorn: standard output: No space left on device\n");
 }
 
+TEST_F(ShowTest, ShowAndCount_WhileARecorderWrites_WhatIsThereIsGivenWhole) {
+    RunningTool recorder(root_, {"record", "live", "--files", "3"});
+    size_t seen = 0;
+    for (int round = 0; round < 12; ++round) {
+        recorder.feed(numberedLines("round" + std::to_string(round) + "-", 1500));
+        const Outcome run = jorn({"show", "live", "-n", "15000", "-p", "2"});
+        if (run.status == 4) {
+            continue;  // The recorder has not made the directory yet.
+        }
+        EXPECT_EQ(run.status, 0) << run.err;
+        std::vector<std::string> texts = shownTexts(run.out);
+        // The newest line may be on its way to the file, and is shown as far as it has come.
+        const auto isWhole = [](const std::string &text) { return text.size() == text.find('-') + 8; };
+        if (!texts.empty() && !isWhole(texts.front())) {
+            texts.erase(texts.begin());
+        }
+        // Without gaps: each item is followed by the one before it, and the store's ring keeps 10,001 at
+        // least.
+        for (size_t i = 1; i < texts.size(); ++i) {
+            const int number = std::stoi(texts[i].substr(texts[i].find('-') + 1));
+            const int newer = std::stoi(texts[i - 1].substr(texts[i - 1].find('-') + 1));
+            ASSERT_EQ(newer, number == 1500 ? 1 : number + 1) << texts[i - 1] << " before " << texts[i];
+        }
+        EXPECT_GE(texts.size() + 2, std::min<size_t>(seen, 10000));
+        seen = texts.size();
+    }
+    recorder.endInput();
+    EXPECT_EQ(recorder.wait().status, 0);
+    EXPECT_EQ(jorn({"count", "live", "-p", "2"}).status, 0);
+}
+
 TEST_F(ShowTest, ShowAndCount_UsageErrors_ExitWith2) {
     const std::vector<std::vector<std::string>> wrong = {
         {"unknown"},
