@@ -49,7 +49,8 @@ protected:
     std::vector<std::string> shownOldestFirst(int pages) const {
         std::vector<std::string> all;
         for (int page = 1; page <= pages; ++page) {
-            const auto texts = shownTexts(jorn({"show", "log", "-p", "2", "--page", std::to_string(page)}).out);
+            const auto texts =
+                shownTexts(jorn({"show", "log", "-p", "2", "--page", std::to_string(page)}).out);
             all.insert(all.end(), texts.begin(), texts.end());
         }
         std::reverse(all.begin(), all.end());
