@@ -39,8 +39,8 @@ bool operator==(const PlainItem &a, const PlainItem &b) {
     return a.time == b.time && a.level == b.level && a.slot == b.slot && a.text == b.text;
 }
 
-void PrintTo(const PlainItem &item, std::ostream *stream) {
-    *stream << item.time << ',' << item.level << ',' << item.slot << ',' << item.text;
+std::ostream &operator<<(std::ostream &stream, const PlainItem &item) {
+    return stream << item.time << ',' << item.level << ',' << item.slot << ',' << item.text;
 }
 
 /// The first three fields that are not empty, and what follows the comma behind the third.

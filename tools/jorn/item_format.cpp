@@ -50,6 +50,7 @@ std::string colored(const std::string &text, int32_t level) {
 
 std::vector<std::string> itemFormNames() {
     std::vector<std::string> names;
+    names.reserve(kForms.size());
     for (const FormName &each : kForms) {
         names.emplace_back(each.name);
     }
