@@ -70,12 +70,12 @@ int run(int argc, char **argv) {
     app.footer(
         "jorn DIR is short for jorn show DIR. See jorn COMMAND --help for the options of a command, with\n"
         "examples.\n"
-        "Exit codes: 0 done, 1 no match where that was asked, 2 usage, 3 done but damage was found, 4 input "
-        "or\n"
+        "Exit codes: 0 done, 1 no match where that was asked, 2 usage, 3 damage was found, 4 input or\n"
         "output failed.");
     int exitCode = tool::kExitDone;
     tool::addShowCommand(&app, &exitCode);
     tool::addCountCommand(&app, &exitCode);
+    tool::addCheckCommand(&app, &exitCode);
     tool::addRecordCommand(&app);
     return parseAndRun(&app, &exitCode, argc, argv);
 }

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+// Logs as power cuts, flash and foreign hands leave them, and the store itself to prove what it sees in them.
+#ifndef JORN_TESTS_SYSTEM_DAMAGED_LOG_H
+#define JORN_TESTS_SYSTEM_DAMAGED_LOG_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tool_run.h"
+
+namespace test {
+
+/// Items of a full file.
+constexpr int kFull = 5000;
+
+/// The number 1 item's time; items are a second apart.
+constexpr uint32_t kFirstTime = 1700000000;
+
+class DamagedLogTest : public ToolTest {
+protected:
+    DamagedLogTest() { makeDirectory("log"); }
+
+    static std::string fileName(int position) { return "log/" + std::to_string(position) + ".csv"; }
+
+    /// Lines of the items with these numbers.
+    static std::string items(int first, int last);
+
+    void writeIndex(const std::string &positions) const {
+        write("log/index.csv", "version:1\n" + positions + "\n");
+    }
+
+    /// Files with `count` items each, numbered on from file to file, the oldest first.
+    void writeFiles(const std::vector<int> &positions, int count = 10, int firstNumber = 1) const;
+
+    /// A full ring whose index rewrite was cut when the store moved on to the file behind `latest`.
+    void makeCutRing(int ringSize, int latest) const;
+
+    /// Makes every file look as if nothing had been written for a long time.
+    void age(const std::string &name = "log") const;
+
+    /// Starts the store on the log, lets it write what it writes at a start, and ends it.
+    void startStore(int ringSize) const;
+
+    /// What the store sees after its own start: that it changes nothing then, and the number of its items.
+    int itemsSeenByStore(int ringSize) const;
+
+    /// Texts of the items in the index's range, oldest first.
+    std::vector<std::string> textsInRange(int ringSize) const;
+
+    Outcome check(std::vector<std::string> options = {}) const;
+    Outcome repair(std::vector<std::string> options = {}) const;
+};
+
+/// The texts of items().
+std::vector<std::string> itemTexts(int first, int last);
+
+}  // namespace test
+
+#endif

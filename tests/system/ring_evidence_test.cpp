@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: Apache-2.0
+// The order of a ring's files and their places, by themselves.
+#include <gmock/gmock.h>
+
+#include "ring_evidence.h"
+#include "ring_placement.h"
+
+namespace test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using tool::IndexPositions;
+using tool::RingFacts;
+using tool::FileFacts;
+using tool::RingOrder;
+using Source = tool::RingOrder::Source;
+
+constexpr int64_t kFull = 5000;
+
+FileFacts file(uint32_t first, uint32_t last, int64_t items = kFull) {
+    return {true, items, first, last, false};
+}
+
+FileFacts empty() { return {true, 0, 0, 0, false}; }
+
+RingFacts ringOf(const std::vector<FileFacts> &files) {
+    RingFacts facts;
+    facts.ringSize = static_cast<int>(files.size());
+    std::copy(files.begin(), files.end(), facts.files.begin());
+    return facts;
+}
+
+/// A ring is told from its files alone wherever its newest file is, full or not, and before and after the
+/// next file was opened.
+TEST(RingEvidence, EveryRotationOfEverySize_Found) {
+    for (int size = 2; size <= 90; ++size) {
+        for (int newest = 0; newest < size; ++newest) {
+            RingFacts facts;
+            facts.ringSize = size;
+            for (int i = 0; i < size; ++i) {
+                const auto time = static_cast<uint32_t>(1000 + 100 * i);
+                facts.files[static_cast<size_t>((newest + 1 + i) % size)] =
+                    file(time, time + 99, i + 1 == size ? 7 : kFull);
+            }
+            const RingOrder order = findRingOrder(facts);
+            ASSERT_EQ(order.source, Source::Files) << size << ' ' << newest << order.evidence;
+            EXPECT_EQ(order.files.back(), newest) << size;
+            const auto placement = placeFiles(facts, order.files);
+            ASSERT_TRUE(placement);
+            EXPECT_THAT(placement->moves, IsEmpty());
+            EXPECT_EQ(placement->positions, (IndexPositions{(newest + 1) % size, newest}));
+        }
+    }
+}
+
+TEST(RingEvidence, TimesFallTwiceAndFilesApart_OrderedByTime) {
+    // 1 was written last, after a start that forgot that 2 was the newest.
+    const RingFacts facts =
+        ringOf({file(300, 399), file(900, 910, 3), file(500, 599), empty(), file(100, 199), file(200, 299)});
+    const RingOrder order = findRingOrder(facts);
+    EXPECT_EQ(order.source, Source::Files);
+    EXPECT_THAT(order.files, ElementsAre(4, 5, 0, 2, 1));
+    EXPECT_THAT(order.evidence, HasSubstr("1.csv is not full"));
+    const auto placement = placeFiles(facts, order.files);
+    ASSERT_TRUE(placement);
+    EXPECT_EQ(placement->positions, (IndexPositions{0, 4}));
+    EXPECT_EQ(placement->targetOf(3), std::nullopt);
+    EXPECT_EQ(placement->targetOf(4), 0);
+    EXPECT_EQ(placement->targetOf(1), 4);
+}
+
+TEST(RingEvidence, SmallStepsBack_RingOrderHolds) {
+    const RingFacts facts = ringOf({file(300, 399), file(395, 480, 9), file(100, 199), file(190, 299)});
+    EXPECT_THAT(findRingOrder(facts).files, ElementsAre(2, 3, 0, 1));
+}
+
+TEST(RingEvidence, SmallStepBackInRingOutOfOrder_StillOrderedByTime) {
+    const RingFacts facts = ringOf(
+        {file(300, 399), file(900, 999, 9), file(500, 599), file(596, 700), file(100, 199), file(200, 299)});
+    EXPECT_THAT(findRingOrder(facts).files, ElementsAre(4, 5, 0, 2, 3, 1));
+}
+
+TEST(RingEvidence, NewestByTimeIsFullAndAnotherIsNot_Unclear) {
+    const RingFacts facts = ringOf({file(500, 599), file(100, 110, 5), file(300, 399), file(400, 499)});
+    EXPECT_EQ(findRingOrder(facts).source, Source::Unclear);
+}
+
+TEST(RingEvidence, NewestIsFullAndNextIsEmpty_Found) {
+    const RingFacts facts = ringOf({file(500, 599), empty(), file(300, 399, 4999), file(400, 499)});
+    EXPECT_THAT(findRingOrder(facts).files, ElementsAre(2, 3, 0));
+}
+
+TEST(RingEvidence, EqualTimesInTwoFilesOutOfOrder_Unclear) {
+    const RingFacts facts = ringOf({file(500, 500), file(900, 900, 3), file(500, 500), file(100, 100)});
+    EXPECT_EQ(findRingOrder(facts).source, Source::Unclear);
+}
+
+TEST(RingEvidence, IndexNamesAll_Trusted) {
+    RingFacts facts = ringOf({file(300, 399), file(100, 199), file(200, 299)});
+    facts.index = IndexPositions{2, 1};
+    const RingOrder order = findRingOrder(facts);
+    EXPECT_EQ(order.source, Source::Index);
+    EXPECT_THAT(order.files, ElementsAre(2, 0, 1));
+}
+
+TEST(RingEvidence, BackupOfBeforeTheCut_Agrees) {
+    RingFacts facts = ringOf({file(300, 399), empty(), file(100, 199), file(200, 299)});
+    facts.backup = IndexPositions{1, 0};
+    const RingOrder order = findRingOrder(facts);
+    EXPECT_THAT(order.files, ElementsAre(2, 3, 0));
+    EXPECT_THAT(order.evidence, HasSubstr("index.bak names 1,0, which agrees"));
+}
+
+TEST(RingEvidence, TimesTellNothing_BackupDoes) {
+    RingFacts facts = ringOf({file(5, 5), file(5, 5), file(5, 5)});
+    EXPECT_EQ(findRingOrder(facts).source, Source::Unclear);
+    facts.backup = IndexPositions{1, 0};
+    EXPECT_THAT(findRingOrder(facts).files, ElementsAre(1, 2, 0));
+}
+
+TEST(RingPlacement, RingTooSmall_Nothing) {
+    RingFacts facts = ringOf({file(1, 2), file(3, 4), file(5, 6)});
+    facts.ringSize = 2;
+    EXPECT_FALSE(placeFiles(facts, {0, 1, 2}));
+}
+
+TEST(RingPlacement, EmptyFileBehindTheNewest_DroppedWhereALargerRingWouldMoveIt) {
+    RingFacts facts = ringOf({file(1, 2), file(3, 4), empty()});
+    const auto placement = placeFiles(facts, {0, 1});
+    ASSERT_TRUE(placement);
+    EXPECT_EQ(placement->positions, (IndexPositions{0, 1}));
+    EXPECT_THAT(placement->moves, IsEmpty());
+    EXPECT_THAT(placement->dropped, ElementsAre(2));
+}
+
+TEST(RingPlacement, EmptyFileBehindTheNewestOfRingThatCameRound_Stays) {
+    const RingFacts facts = ringOf({file(5, 6), empty(), file(1, 2), file(3, 4)});
+    const auto placement = placeFiles(facts, {2, 3, 0});
+    ASSERT_TRUE(placement);
+    EXPECT_EQ(placement->positions, (IndexPositions{2, 0}));
+    EXPECT_TRUE(placement->keepsFiles());
+}
+
+TEST(RingPlacement, EmptyFileInTheMidst_ClosedUp) {
+    RingFacts facts = ringOf({file(1, 2), empty(), file(3, 4)});
+    facts.index = IndexPositions{0, 2};
+    const auto placement = placeFiles(facts, {0, 2});
+    ASSERT_TRUE(placement);
+    EXPECT_EQ(placement->positions, (IndexPositions{0, 1}));
+    EXPECT_EQ(placement->targetOf(2), 1);
+    EXPECT_THAT(placement->dropped, ElementsAre(1));
+}
+
+TEST(ListFiles, Runs_AreNamedByTheirEnds) {
+    EXPECT_EQ(tool::listFiles({0, 1, 2, 5, 7, 8}), "0.csv to 2.csv, 5.csv, 7.csv to 8.csv");
+    EXPECT_EQ(tool::listFiles({}), "");
+}
+
+}  // namespace
+}  // namespace test

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "directory_look.h"
+
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+
+#include "failure.h"
+#include "module_limits.h"
+
+namespace tool {
+namespace {
+
+struct DirectoryCloser {
+    void operator()(DIR *directory) const { closedir(directory); }
+};
+
+/// O_NOATIME is refused for files of other owners.
+Descriptor openFor(const StoreDirectory &directory, const std::string &name, int flags) {
+    const int quiet = flags | O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    Descriptor file(openat(directory.descriptor(), name.c_str(), quiet | O_NOATIME));
+    if (!file.isOpen() && errno == EPERM) {
+        file = Descriptor(openat(directory.descriptor(), name.c_str(), quiet));
+    }
+    return file;
+}
+
+Entry::Kind kindOf(mode_t mode) {
+    if (S_ISREG(mode)) {
+        return Entry::Kind::File;
+    }
+    if (S_ISLNK(mode)) {
+        return Entry::Kind::Link;
+    }
+    return S_ISDIR(mode) ? Entry::Kind::Directory : Entry::Kind::Other;
+}
+
+Entry entryOf(const StoreDirectory &directory, const std::string &name) {
+    struct stat status;
+    if (fstatat(directory.descriptor(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
+        if (errno == ENOENT) {
+            return {};
+        }
+        throw systemFailure(directory.pathOf(name), errno);
+    }
+    return {kindOf(status.st_mode), status.st_dev,         status.st_ino,
+            status.st_size,         status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+/// A file that goes at this moment reads as empty; the next look tells the change.
+IndexEntry indexEntryOf(const StoreDirectory &directory, const std::string &name) {
+    IndexEntry index{entryOf(directory, name), ""};
+    if (!index.entry.isFile()) {
+        return index;
+    }
+    const Descriptor file = openFor(directory, name, O_NOFOLLOW);
+    if (!file.isOpen()) {
+        if (errno == ENOENT) {
+            return index;
+        }
+        throw systemFailure(directory.pathOf(name), errno);
+    }
+    std::array<char, 128> text;
+    const ssize_t length = pread(file.get(), text.data(), text.size(), 0);
+    if (length < 0) {
+        throw systemFailure(directory.pathOf(name), errno);
+    }
+    index.text.assign(text.data(), static_cast<size_t>(length));
+    return index;
+}
+
+bool isSurveyedName(const std::string &name) {
+    for (int position = 0; position < jorn::kSurveySize; ++position) {
+        if (name == dataFileName(position)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// A number and ".csv", but not one of the ring's names: "90.csv", "007.csv".
+bool looksLikeDataFile(const std::string &name) {
+    const size_t digits = name.find_first_not_of("0123456789");
+    return digits != 0 && digits != std::string::npos && name.compare(digits, std::string::npos, ".csv") == 0;
+}
+
+}  // namespace
+
+bool operator==(const Entry &a, const Entry &b) {
+    return a.kind == b.kind && a.device == b.device && a.inode == b.inode && a.size == b.size &&
+           a.modifiedSeconds == b.modifiedSeconds && a.modifiedNanoseconds == b.modifiedNanoseconds;
+}
+
+bool operator==(const IndexEntry &a, const IndexEntry &b) { return a.entry == b.entry && a.text == b.text; }
+
+bool operator==(const DirectoryLook &a, const DirectoryLook &b) {
+    return a.files == b.files && a.index == b.index && a.backup == b.backup && a.otherNames == b.otherNames;
+}
+
+std::optional<IndexPositions> IndexEntry::positions() const {
+    int version = 0;
+    int oldest = 0;
+    int latest = 0;
+    char lineEnd = 0;
+    const int converted =
+        sscanf(text.c_str(), "version:%8d %8d ,%8d%c", &version, &oldest, &latest, &lineEnd);
+    if (converted != 4 || version != jorn::kIndexVersion || (lineEnd != '\n' && lineEnd != '\r')) {
+        return std::nullopt;
+    }
+    return IndexPositions{oldest, latest};
+}
+
+int DirectoryLook::highestFile() const {
+    const auto highest =
+        std::find_if(files.rbegin(), files.rend(), [](const Entry &entry) { return entry.isPresent(); });
+    return static_cast<int>(files.rend() - highest) - 1;
+}
+
+Descriptor openQuietly(const StoreDirectory &directory, const std::string &name) {
+    Descriptor file = openFor(directory, name, 0);
+    if (!file.isOpen()) {
+        throw systemFailure(directory.pathOf(name), errno);
+    }
+    return file;
+}
+
+std::vector<std::string> namesIn(const StoreDirectory &directory) {
+    const Descriptor list = openFor(directory, ".", O_DIRECTORY);
+    const std::unique_ptr<DIR, DirectoryCloser> stream(list.isOpen() ? fdopendir(dup(list.get())) : nullptr);
+    if (!stream) {
+        throw systemFailure(directory.path(), errno);
+    }
+    std::vector<std::string> names;
+    while (const dirent *const entry = readdir(stream.get())) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != "..") {
+            names.push_back(name);
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+DirectoryLook lookAt(const StoreDirectory &directory) {
+    DirectoryLook look;
+    for (int position = 0; position < jorn::kSurveySize; ++position) {
+        look.files[static_cast<size_t>(position)] = entryOf(directory, dataFileName(position));
+    }
+    look.index = indexEntryOf(directory, "index.csv");
+    look.backup = indexEntryOf(directory, "index.bak");
+    for (const std::string &name : namesIn(directory)) {
+        if (looksLikeDataFile(name) && !isSurveyedName(name)) {
+            look.otherNames.push_back(name);
+        }
+    }
+    return look;
+}
+
+}  // namespace tool

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "finding.h"
+
+#include <nlohmann/json.hpp>
+
+#include "escape.h"
+
+namespace tool {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// In ASCII. Bytes that are no UTF-8 have no place in JSON; they become the replacement character.
+std::string onOneLine(const Json &json) {
+    return json.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n";
+}
+
+std::string number(int count, const char *noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+}  // namespace
+
+const char *nameOf(Severity severity) {
+    switch (severity) {
+        case Severity::Error:
+            return "error";
+        case Severity::Warning:
+            return "warning";
+        case Severity::Note:
+            break;
+    }
+    return "note";
+}
+
+std::string formatFinding(const std::string &directory, const Finding &finding) {
+    std::string text = escaped(directory);
+    if (!finding.file.empty()) {
+        text += "/" + escaped(finding.file) + ":" + std::to_string(finding.offset);
+    }
+    text += std::string(": ") + nameOf(finding.severity) + ": " + escaped(finding.what);
+    return text + (finding.advice.empty() ? "" : "; " + escaped(finding.advice)) + "\n";
+}
+
+std::string formatFindingJson(const std::string &directory, const Finding &finding) {
+    return onOneLine({{"type", "finding"},
+                      {"directory", directory},
+                      {"file", finding.file},
+                      {"offset", finding.offset},
+                      {"severity", nameOf(finding.severity)},
+                      {"code", finding.code},
+                      {"what", finding.what},
+                      {"advice", finding.advice}});
+}
+
+FindingCounts countFindings(const std::vector<Finding> &findings) {
+    FindingCounts counts;
+    for (const Finding &finding : findings) {
+        switch (finding.severity) {
+            case Severity::Error:
+                ++counts.errors;
+                break;
+            case Severity::Warning:
+                ++counts.warnings;
+                break;
+            case Severity::Note:
+                ++counts.notes;
+                break;
+        }
+    }
+    return counts;
+}
+
+std::string formatSummary(const std::string &directory, const FindingCounts &counts) {
+    return escaped(directory) + ": " + (counts.isSound() ? "sound" : "damaged") + " (" +
+           number(counts.errors, "error") + ", " + number(counts.warnings, "warning") + ", " +
+           number(counts.notes, "note") + ")\n";
+}
+
+std::string formatSummaryJson(const std::string &directory, const FindingCounts &counts) {
+    return onOneLine({{"type", "summary"},
+                      {"directory", directory},
+                      {"sound", counts.isSound()},
+                      {"errors", counts.errors},
+                      {"warnings", counts.warnings},
+                      {"notes", counts.notes}});
+}
+
+}  // namespace tool
