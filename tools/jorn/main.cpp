@@ -76,6 +76,7 @@ int run(int argc, char **argv) {
     tool::addShowCommand(&app, &exitCode);
     tool::addCountCommand(&app, &exitCode);
     tool::addCheckCommand(&app, &exitCode);
+    tool::addRepairCommand(&app, &exitCode);
     tool::addRecordCommand(&app);
     return parseAndRun(&app, &exitCode, argc, argv);
 }

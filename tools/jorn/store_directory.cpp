@@ -39,11 +39,20 @@ StoreDirectory StoreDirectory::openForReading(const std::string &path) {
 StoreDirectory StoreDirectory::openForRecording(const std::string &path) {
     makeIfMissing(path);
     StoreDirectory directory(path, O_RDONLY);
-    if (flock(directory.descriptor(), LOCK_EX | LOCK_NB) < 0) {
-        throw errno == EWOULDBLOCK ? Failure(path + ": another jorn is recording into this directory")
-                                   : systemFailure(path, errno);
-    }
+    directory.lock("another jorn is recording into this directory");
     return directory;
+}
+
+StoreDirectory StoreDirectory::openForRepair(const std::string &path) {
+    StoreDirectory directory(path, O_RDONLY);
+    directory.lock("a jorn is recording into this directory or repairing it; end it first");
+    return directory;
+}
+
+void StoreDirectory::lock(const char *whenTaken) const {
+    if (flock(descriptor(), LOCK_EX | LOCK_NB) < 0) {
+        throw errno == EWOULDBLOCK ? Failure(path_ + ": " + whenTaken) : systemFailure(path_, errno);
+    }
 }
 
 std::string descriptorName(int fd) { return "/proc/self/fd/" + std::to_string(fd); }

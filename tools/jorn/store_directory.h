@@ -19,6 +19,9 @@ public:
     /// recorder out of it until this one is closed. Throws Failure.
     static StoreDirectory openForRecording(const std::string &path);
 
+    /// Opens a directory to repair it, and keeps every recorder out of it. Throws Failure.
+    static StoreDirectory openForRepair(const std::string &path);
+
     /// "/proc/self/fd/N": at most 24 characters.
     const std::string &shortName() const { return shortName_; }
 
@@ -30,6 +33,7 @@ public:
 
 private:
     StoreDirectory(const std::string &path, int flags);
+    void lock(const char *whenTaken) const;
 
     std::string path_;
     Descriptor directory_;

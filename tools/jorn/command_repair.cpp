@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <CLI/App.hpp>
+#include <CLI/Option.hpp>
+#include <CLI/Validators.hpp>
+#include <memory>
+
+#include "commands.h"
+#include "diagnosis.h"
+#include "diagnostics.h"
+#include "directory_rebuild.h"
+#include "escape.h"
+#include "failure.h"
+#include "jorn.h"
+#include "output.h"
+#include "repair_plan.h"
+
+namespace tool {
+namespace {
+
+constexpr char kBrief[] = "Bring every item of a damaged log back into view";
+
+constexpr char kDetails[] =
+    "Finds the ring's oldest and newest file from the index, its backup or the items themselves,\n"
+    "closes gaps, takes out what hides items, and writes the index anew. No item is ever deleted.\n"
+    "Prints what it would do, and does it only with --yes. Then the log as it was is kept as\n"
+    "DIR.bak-TIME beside DIR or where --backup tells; for each file that lost lines, torn-N.txt in\n"
+    "it lists them. DIR and DIR.bak-TIME change places at one stroke, when all else is done: a cut\n"
+    "of the power leaves DIR as it was, or repaired. Nothing is changed where the evidence\n"
+    "contradicts itself, unless --oldest and --latest tell the ring.\n\n"
+    "Examples:\n"
+    "  jorn repair DIR                        what would be done\n"
+    "  jorn repair --yes DIR                  do it\n"
+    "  jorn repair --files 10 --oldest 4 --latest 3 --yes DIR\n"
+    "Exit codes: 0 nothing to do, or done; 2 usage; 3 something to do, or nothing that can be done\n"
+    "without more options; 4 input or output failed.";
+
+struct RepairOptions {
+    std::string directory;
+    std::string backup;
+    std::optional<int> files;
+    std::optional<int> oldest;
+    std::optional<int> latest;
+    bool isMeant = false;
+};
+
+RingHints hintsOf(const RepairOptions &options) {
+    RingHints hints{options.files, std::nullopt};
+    if (options.oldest && options.latest) {
+        hints.range = IndexPositions{*options.oldest, *options.latest};
+    }
+    return hints;
+}
+
+void printStep(const RepairOptions &options, const std::string &step) {
+    Output output;
+    output.write(escaped(options.directory) + ": " + step + "\n");
+    output.finish();
+}
+
+void printPlan(const RepairOptions &options, const RepairPlan &plan) {
+    for (const std::string &step : plan.steps) {
+        printStep(options, step);
+    }
+    if (plan.isNothing()) {
+        printStep(options, "nothing to do");
+    }
+}
+
+int repair(const RepairOptions &options) {
+    jorn_SetDebugPrintLevel(0);  // The module's parser prints on standard output.
+    const StoreDirectory directory = StoreDirectory::openForRepair(options.directory);
+    const Diagnosis diagnosis = diagnose(directory, hintsOf(options));
+    const RepairPlan plan = planRepair(directory, diagnosis);
+    printPlan(options, plan);
+    if (plan.isNothing()) {
+        return kExitDone;
+    }
+    if (!options.isMeant) {
+        printMessage("nothing was changed; --yes does it");
+        return kExitDamage;
+    }
+    const std::string backup = options.backup.empty() ? defaultBackupPath(options.directory) : options.backup;
+    RebuildOptions rebuild;
+    rebuild.backup = backup;
+    rebuildDirectory(directory, diagnosis, plan, rebuild);
+    printStep(options, "repaired; as it was it is in " + escaped(backup));
+    return kExitDone;
+}
+
+void addPosition(CLI::App *command, const std::string &name, std::optional<int> *position,
+                 const std::string &meaning) {
+    command->add_option(name, *position, meaning)->type_name("N")->check(CLI::Range(0, JORN_CSV_NUM_MAX - 1));
+}
+
+}  // namespace
+
+void addRepairCommand(CLI::App *app, int *exitCode) {
+    CLI::App *const command = app->add_subcommand("repair", kBrief);
+    const auto options = std::make_shared<RepairOptions>();
+    command->add_option("DIR", options->directory, "Directory of the log")->required();
+    command->add_flag("--yes", options->isMeant, "Do it");
+    command->add_option("--backup", options->backup, "Keep the log as it was here; on the same medium as DIR")
+        ->type_name("PATH");
+    command
+        ->add_option("--files", options->files,
+                     "Files of the ring, 2 to 90; default: the least that DIR needs")
+        ->type_name("N")
+        ->check(CLI::Range(JORN_CSV_NUM_MIN, JORN_CSV_NUM_MAX));
+    addPosition(command, "--oldest", &options->oldest, "Number of the file with the oldest items");
+    addPosition(command, "--latest", &options->latest, "Number of the file with the newest items");
+    command->get_option("--oldest")->needs("--latest");
+    command->get_option("--latest")->needs("--oldest");
+    command->footer(kDetails);
+    command->callback([options, exitCode] { *exitCode = repair(*options); });
+}
+
+}  // namespace tool
