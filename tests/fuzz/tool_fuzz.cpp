@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The reading commands of the tool over any directory: what they count and how many items they show, that
-// nothing in the directory changes, that no control byte reaches standard output, and the exit code.
+// nothing in the directory changes, that no control byte reaches standard output, and the exit code. What a
+// check finds is not compared, only how it ends.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -22,6 +23,7 @@
 #include "fuzz/byte_reader.h"
 #include "fuzz/finding.h"
 #include "fuzz/ring_input.h"
+#include "model/line_model.h"
 #include "model/ring_files.h"
 #include "model/start_model.h"
 
@@ -40,6 +42,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int32_t kSlots = 8;
+constexpr int32_t kSecondsPerDay = 86400;
 constexpr int kOutputs = 2;  ///< Standard output and standard error.
 
 /// Puts memory in place of standard output and standard error. The sanitizers go on reporting where they did.
@@ -135,8 +138,10 @@ struct Run {
 int exitCodeOf(std::vector<std::string> arguments) {
     CLI::App app("reader", "jorn");
     app.require_subcommand(1);
-    tool::addShowCommand(&app);
-    tool::addCountCommand(&app);
+    int exitCode = tool::kExitDone;
+    tool::addShowCommand(&app, &exitCode);
+    tool::addCountCommand(&app, &exitCode);
+    tool::addCheckCommand(&app, &exitCode);
     std::reverse(arguments.begin(), arguments.end());
     try {
         app.parse(arguments);
@@ -145,7 +150,7 @@ int exitCodeOf(std::vector<std::string> arguments) {
     } catch (const tool::Failure &failure) {
         return failure.exitCode();
     }
-    return tool::kExitDone;
+    return exitCode;
 }
 
 Run run(const std::vector<std::string> &arguments) {
@@ -160,27 +165,32 @@ struct Filter {
     int32_t files = 0;  ///< 0: as the directory tells.
 };
 
-void addOption(const std::string &name, int32_t value, Filter *filter) {
-    filter->arguments.insert(filter->arguments.end(), {name, std::to_string(value)});
+void addOption(const std::string &name, const std::string &value, Filter *filter) {
+    filter->arguments.insert(filter->arguments.end(), {name, value});
+}
+
+/// A second of a UTC day, as the tool takes times.
+std::string timeText(int32_t day, int32_t second) {
+    return "@" + std::to_string(int64_t{day} * kSecondsPerDay + second);
 }
 
 Filter takeFilter(ByteReader *input) {
     Filter filter;
     if (input->below(3) == 0) {
         filter.files = 2 + input->below(89);
-        addOption("--files", filter.files, &filter);
+        addOption("--files", std::to_string(filter.files), &filter);
     }
     if (input->below(3) == 0) {
         filter.require.dayDwLimit = ByteReader::kFirstDay + input->below(40);
-        addOption("--since", filter.require.dayDwLimit, &filter);
+        addOption("--since", timeText(filter.require.dayDwLimit, 0), &filter);
     }
     if (input->below(3) == 0) {
         filter.require.dayUpLimit = ByteReader::kFirstDay + input->below(40);
-        addOption("--until", filter.require.dayUpLimit, &filter);
+        addOption("--until", timeText(filter.require.dayUpLimit, kSecondsPerDay - 1), &filter);
     }
     if (input->below(3) == 0) {
         filter.require.slot = input->below(kSlots);
-        addOption("--slot", filter.require.slot, &filter);
+        addOption("--slot", std::to_string(filter.require.slot), &filter);
     }
     return filter;
 }
@@ -200,20 +210,69 @@ int32_t smallestRing(const test::NamedFiles &files) {
     return smallest;
 }
 
-/// The table of `count`, from the model's counts.
-std::string countTable(const test::ModelRing &ring, JORN_REQUIRE require) {
-    std::string table = "level      items\n";
-    int32_t total = 0;
-    char line[64];
-    for (require.level = 0; require.level < JORN_LEVEL_MAX; ++require.level) {
-        const auto count = test::modelCount(ring, require);
-        const int32_t items = count ? count->total : 0;
-        snprintf(line, sizeof line, "%5d %10d\n", require.level, items);
-        table += line;
-        total += items;
+bool isStray(const test::ModelItem &item) { return item.level < 0 || item.level >= JORN_LEVEL_MAX; }
+
+/// Items of the ring that pass the filter; of every level.
+std::vector<test::ModelItem> matchesOf(const test::ModelRing &ring, const JORN_REQUIRE &require) {
+    std::vector<test::ModelItem> matches;
+    for (const int32_t position : ring.newestFirst()) {
+        for (const test::ModelItem &item : ring.at(position)) {
+            const auto day = static_cast<int32_t>(item.time / kSecondsPerDay);
+            const bool isDay = (require.dayDwLimit < 0 || day >= require.dayDwLimit) &&
+                               (require.dayUpLimit < 0 || day <= require.dayUpLimit);
+            if (isDay && (require.slot < 0 || item.slot == require.slot)) {
+                matches.push_back(item);
+            }
+        }
     }
-    snprintf(line, sizeof line, "total %10d\n", total);
-    return table + line;
+    return matches;
+}
+
+std::string tableLine(const char *label, int64_t items) {
+    char line[64];
+    snprintf(line, sizeof line, "%5s %10lld\n", label, static_cast<long long>(items));
+    return line;
+}
+
+/// The table of `count`.
+std::string countTable(const std::vector<test::ModelItem> &matches) {
+    std::string table = "level      items\n";
+    for (int32_t level = 0; level < JORN_LEVEL_MAX; ++level) {
+        const auto items =
+            std::count_if(matches.begin(), matches.end(),
+                          [level](const test::ModelItem &item) { return item.level == level; });
+        table += tableLine(std::to_string(level).c_str(), items);
+    }
+    const auto strays = std::count_if(matches.begin(), matches.end(), isStray);
+    if (strays > 0) {
+        table += tableLine("other", strays);
+    }
+    return table + tableLine("total", static_cast<int64_t>(matches.size()));
+}
+
+/// Whether a file has a line that is no item. The end of the newest one may be a line that is being written.
+bool hasBadLine(const std::string &bytes, bool isNewest) {
+    std::vector<std::string> lines = test::modelLines(bytes);
+    if (isNewest && !lines.empty() && bytes.back() != '\n') {
+        lines.pop_back();
+    }
+    return std::any_of(lines.begin(), lines.end(), [](const std::string &line) {
+        return !test::isModelBlank(line) && !test::modelParse(line).isItem();
+    });
+}
+
+/// The exit code of a question that can be asked, from what is damaged in view.
+int exitCodeOver(const test::NamedFiles &files, const test::ModelStart &start, const test::ModelRing &ring) {
+    const bool isIndexRead = test::modelReadIndex(files, {0, 0, 0}, "").result >= 0;
+    const bool hasData =
+        std::any_of(files.begin(), files.end(), [](const auto &file) { return isdigit(file.first[0]) != 0; });
+    bool isDamaged = !isIndexRead && hasData;
+    for (const int32_t position : ring.newestFirst()) {
+        const auto file = start.files.find(test::csvName(position));
+        isDamaged =
+            isDamaged || (file != start.files.end() && hasBadLine(file->second, position == ring.latest));
+    }
+    return isDamaged ? tool::kExitDamage : tool::kExitDone;
 }
 
 void expectQuiet(const std::string &output) {
@@ -240,45 +299,94 @@ std::vector<std::string> commandLine(const std::string &command, const Filter &f
     return all;
 }
 
-/// The ring that the commands see; they only look, so that no file is lost to a rename.
-test::ModelRing ringSeen(const test::NamedFiles &files, int32_t ringSize) {
-    const test::ModelStart start = test::modelStart(files, ringSize, kSlots);
-    return test::modelRingOf(start, ringSize, kSlots);
+/// What the commands see; they only look, so that no file is lost to a rename.
+struct Seen {
+    test::ModelStart start;
+    test::ModelRing ring;
+
+    Seen(const test::NamedFiles &files, int32_t ringSize)
+        : start(test::modelStart(files, ringSize, kSlots)),
+          ring(test::modelRingOf(start, ringSize, kSlots)) {}
+};
+
+Seen seenBy(const Filter &filter, const test::NamedFiles &files) {
+    return {files, filter.files != 0 ? filter.files : smallestRing(files)};
 }
 
 void checkCount(const test::NamedFiles &files, const Filter &filter, const std::string &directory) {
-    const Run seen = run(commandLine("count", filter, {}, directory));
+    const Run run = fuzz::run(commandLine("count", filter, {}, directory));
     if (isContradicting(filter.require)) {
-        expectNumber("exit code of count", seen.exitCode, tool::kExitUsage);
+        expectNumber("exit code of count", run.exitCode, tool::kExitUsage);
         return;
     }
-    expectNumber("exit code of count", seen.exitCode, tool::kExitDone);
-    const int32_t ringSize = filter.files != 0 ? filter.files : smallestRing(files);
-    if (!test::modelStart(files, ringSize, kSlots).isFileReplaced) {
-        expectSame("table", seen.output, countTable(ringSeen(files, ringSize), filter.require));
+    const Seen seen = seenBy(filter, files);
+    if (!seen.start.isFileReplaced) {
+        expectNumber("exit code of count", run.exitCode, exitCodeOver(files, seen.start, seen.ring));
+        expectSame("table", run.output, countTable(matchesOf(seen.ring, filter.require)));
     }
 }
 
-void checkShow(const test::NamedFiles &files, const Filter &filter, int32_t perPage, int32_t page,
-               const std::string &directory) {
-    const std::vector<std::string> options = {
-        "--escape", "--all", "--utc", "--per-page", std::to_string(perPage), "--page", std::to_string(page)};
-    const Run seen = run(commandLine("show", filter, options, directory));
-    const bool isUsage = isContradicting(filter.require) || page == 0 || perPage < 1 || perPage > 20;
-    expectNumber("exit code of show", seen.exitCode, isUsage ? tool::kExitUsage : tool::kExitDone);
-    expectQuiet(seen.output);
-    const int32_t ringSize = filter.files != 0 ? filter.files : smallestRing(files);
-    if (isUsage || test::modelStart(files, ringSize, kSlots).isFileReplaced) {
-        return;
-    }
-    JORN_REQUIRE require = filter.require;
+/// How many items are on a page. With items of levels that the module cannot be asked for, it is paged
+/// without it.
+size_t itemsOnPage(const test::ModelRing &ring, JORN_REQUIRE require, int32_t perPage, int32_t page) {
     require.level = JORN_LEVEL_DEBUG;
     require.levelMode = 0;
     require.itemsPerPage = perPage;
     require.pageDisp = page;
-    const test::ModelPage wanted = test::modelPage(ringSeen(files, ringSize), require);
-    expectNumber("items shown", std::count(seen.output.begin(), seen.output.end(), '\n'),
-                 static_cast<int64_t>(wanted.texts.size()));
+    const std::vector<test::ModelItem> all = matchesOf(ring, {0, 0, -1, -1, -1, 0, -1});
+    if (std::none_of(all.begin(), all.end(), isStray)) {
+        return test::modelPage(ring, require).texts.size();
+    }
+    const auto total = static_cast<int32_t>(matchesOf(ring, require).size());
+    const int32_t pages = (total + perPage - 1) / perPage;
+    const int32_t before = (page < 0 ? pages - 1 : std::min(page, pages) - 1) * perPage;
+    return total == 0 ? 0 : static_cast<size_t>(std::min(perPage, total - before));
+}
+
+void checkShown(const test::NamedFiles &files, const Run &run, const Seen &seen, size_t wanted) {
+    expectQuiet(run.output);
+    if (!seen.start.isFileReplaced) {
+        expectNumber("exit code of show", run.exitCode, exitCodeOver(files, seen.start, seen.ring));
+        expectNumber("items shown", std::count(run.output.begin(), run.output.end(), '\n'),
+                     static_cast<int64_t>(wanted));
+    }
+}
+
+void checkPage(const test::NamedFiles &files, const Filter &filter, int32_t perPage, int32_t page,
+               const std::string &directory) {
+    const std::vector<std::string> options = {
+        "--escape", "--utc", "--per-page", std::to_string(perPage), "--page", std::to_string(page)};
+    const Run run = fuzz::run(commandLine("show", filter, options, directory));
+    if (isContradicting(filter.require) || page == 0 || perPage < 1 || perPage > JORN_REQUIRE_PAGE_MAX) {
+        expectNumber("exit code of show", run.exitCode, tool::kExitUsage);
+        return;
+    }
+    const Seen seen = seenBy(filter, files);
+    checkShown(files, run, seen, itemsOnPage(seen.ring, filter.require, perPage, page));
+}
+
+void checkNewest(const test::NamedFiles &files, const Filter &filter, int32_t most,
+                 const std::string &directory) {
+    const Run run =
+        fuzz::run(commandLine("show", filter, {"--escape", "--utc", "-n", std::to_string(most)}, directory));
+    if (isContradicting(filter.require)) {
+        expectNumber("exit code of show", run.exitCode, tool::kExitUsage);
+        return;
+    }
+    const Seen seen = seenBy(filter, files);
+    expectQuiet(run.output);
+    if (!seen.start.isFileReplaced) {
+        const size_t matches = matchesOf(seen.ring, filter.require).size();
+        expectNumber("newest items shown", std::count(run.output.begin(), run.output.end(), '\n'),
+                     static_cast<int64_t>(std::min(matches, static_cast<size_t>(most))));
+    }
+}
+
+void checkCheck(const std::string &directory) {
+    const Run run = fuzz::run({"check", directory});
+    expectQuiet(run.output);
+    expectThat(run.exitCode == tool::kExitDone || run.exitCode == tool::kExitDamage,
+               "check tells whether there is damage");
 }
 
 }  // namespace
@@ -300,8 +408,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         files.emplace("index.csv", test::modelIndexText(0, latest));
     }
     directory.fill(files);
-    if (isShow) {
-        fuzz::checkShow(files, filter, perPage, page, directory.path());
+    fuzz::checkCheck(directory.path());
+    constexpr int32_t kNoPage = 4;
+    if (isShow && page == kNoPage) {
+        fuzz::checkNewest(files, filter, perPage, directory.path());
+    } else if (isShow) {
+        fuzz::checkPage(files, filter, perPage, page, directory.path());
     } else {
         fuzz::checkCount(files, filter, directory.path());
     }
