@@ -5,12 +5,17 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 
 #include "damaged_log.h"
+#include "diagnosis.h"
+#include "failure.h"
+#include "repair_plan.h"
 
 namespace test {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 class CheckTest : public DamagedLogTest {
@@ -207,15 +212,20 @@ TEST_F(CheckTest, Check_OtherNames_NotesForThoseThatLookLikeDataFiles) {
 }
 
 TEST_F(CheckTest, Check_NoRights_FailsAndTells) {
-    if (geteuid() == 0) {
-        GTEST_SKIP() << "everything is readable for the superuser";
-    }
     writeFiles({0, 1});
     writeIndex("0,1");
     ASSERT_EQ(chmod(path(fileName(1)).c_str(), 0), 0);
-    const Outcome run = check();
+    ASSERT_EQ(chmod(root_.c_str(), 0755), 0);
+    const std::string before = stateOf(path("log"));
+    Setting setting;
+    setting.isOtherUser = true;
+    const Outcome run = jorn({"check", "log"}, setting);
+    if (run.status == 126) {
+        GTEST_SKIP() << "no other user can be taken on";
+    }
     EXPECT_EQ(run.status, 4);
     EXPECT_THAT(run.out, HasSubstr("log/1.csv:0: error: cannot be read"));
+    EXPECT_EQ(stateOf(path("log")), before);
 }
 
 TEST_F(CheckTest, Check_HostileBytes_NeverReachTheTerminal) {
@@ -260,6 +270,69 @@ TEST_F(CheckTest, Check_LargeSparseFile_ReadInBoundedMemory) {
     const Outcome run = check();
     EXPECT_EQ(run.status, 3);
     EXPECT_THAT(run.out, HasSubstr("log/0.csv:270: warning: 1073741554 zero bytes hide"));
+}
+
+/// What a writer does behind the reader's back, and the diagnosis that comes of it.
+class DiagnoseTest : public DamagedLogTest {
+protected:
+    tool::Diagnosis diagnoseWhile(const std::function<void(int)> &change) const {
+        jorn_SetDebugPrintLevel(0);
+        int reads = 0;
+        return tool::diagnose(tool::StoreDirectory::openForReading(path("log")), {},
+                              [&] { change(++reads); });
+    }
+};
+
+TEST_F(DiagnoseTest, Diagnose_RingMovesOnOnce_ReadAgain) {
+    writeFiles({0, 1});
+    writeIndex("0,1");
+    const tool::Diagnosis diagnosis = diagnoseWhile([&](int reads) {
+        if (reads == 1) {
+            write(fileName(2), items(21, 22));
+            writeIndex("0,2");
+        }
+    });
+    EXPECT_TRUE(diagnosis.isSteady);
+    EXPECT_EQ(diagnosis.items(), 22);
+    EXPECT_THAT(diagnosis.order.files, ElementsAre(0, 1, 2));
+}
+
+TEST_F(DiagnoseTest, Diagnose_FileShrinksMeanwhile_ReadAgain) {
+    writeFiles({0, 1});
+    writeIndex("0,1");
+    const tool::Diagnosis diagnosis = diagnoseWhile([&](int reads) {
+        if (reads == 1) {
+            write(fileName(0), items(1, 3));
+        }
+    });
+    EXPECT_TRUE(diagnosis.isSteady);
+    EXPECT_EQ(diagnosis.items(), 13);
+}
+
+TEST_F(DiagnoseTest, Diagnose_FileGrowsMeanwhile_NotedAndNotReadAgain) {
+    writeFiles({0, 1});
+    writeIndex("0,1");
+    int reads = 0;
+    const tool::Diagnosis diagnosis = diagnoseWhile([&](int number) {
+        reads = number;
+        write(fileName(1), items(11, 20 + number));
+    });
+    EXPECT_EQ(reads, 1);
+    EXPECT_TRUE(diagnosis.isSteady);
+    EXPECT_THAT(diagnosis.growing, ElementsAre(1));
+    EXPECT_EQ(diagnosis.items(), 20);
+}
+
+TEST_F(DiagnoseTest, Diagnose_RingNeverHoldsStill_NothingIsBelievedOrRepaired) {
+    writeFiles({0, 1});
+    const tool::Diagnosis diagnosis =
+        diagnoseWhile([&](int reads) { writeIndex("0," + std::to_string(reads % 2)); });
+    EXPECT_FALSE(diagnosis.isSteady);
+    const auto findings = tool::findingsOf(diagnosis);
+    ASSERT_EQ(findings.size(), 1U);
+    EXPECT_EQ(findings.front().code, "busy");
+    const auto directory = tool::StoreDirectory::openForReading(path("log"));
+    EXPECT_THROW(tool::planRepair(directory, diagnosis), tool::Failure);
 }
 
 TEST_F(CheckTest, Check_WhileRecording_NeverTellsDamage) {

@@ -153,7 +153,8 @@ int64_t Diagnosis::items() const {
     return sum;
 }
 
-Diagnosis diagnose(const StoreDirectory &directory, const RingHints &hints) {
+Diagnosis diagnose(const StoreDirectory &directory, const RingHints &hints,
+                   const std::function<void()> &whenRead) {
     Diagnosis diagnosis;
     for (int tries = 1; tries <= kTries; ++tries) {
         scanChanged(directory, lookAt(directory), &diagnosis);
@@ -165,6 +166,7 @@ Diagnosis diagnose(const StoreDirectory &directory, const RingHints &hints) {
         if (needsSecondLook(diagnosis)) {
             usleep(kPauseMicroseconds);
         }
+        whenRead();
         diagnosis.isSteady = isSameRing(diagnosis.look, lookAt(directory), &diagnosis.growing);
         if (diagnosis.isSteady) {
             break;

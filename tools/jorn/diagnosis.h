@@ -4,6 +4,7 @@
 #define JORN_TOOLS_DIAGNOSIS_H
 
 #include <array>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -43,8 +44,10 @@ struct Diagnosis {
     int64_t items() const;
 };
 
-/// Reads the whole directory, again where a writer changed it meanwhile. Changes nothing. Throws Failure.
-Diagnosis diagnose(const StoreDirectory &directory, const RingHints &hints);
+/// Reads the whole directory, again where a writer changed it meanwhile. Changes nothing. `whenRead` is
+/// called when all has been read, before it is looked at again. Throws Failure.
+Diagnosis diagnose(
+    const StoreDirectory &directory, const RingHints &hints, const std::function<void()> &whenRead = [] {});
 
 /// Every finding, those of the index first, then file by file.
 std::vector<Finding> findingsOf(const Diagnosis &diagnosis);
