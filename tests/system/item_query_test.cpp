@@ -378,7 +378,9 @@ TEST_F(ItemQueryTest, Segments_LongLinesAndSmallOnes_SamePiecesFromBothEnds) {
             tool::SegmentReader reader(file.file.get(), file.size, order);
             for (tool::Segment segment; reader.next(&segment);) {
                 ASSERT_LE(segment.bytes.size(), kSize);
-                ASSERT_EQ(bytes.compare(segment.offset, segment.bytes.size(), segment.bytes), 0);
+                ASSERT_EQ(
+                    bytes.compare(static_cast<size_t>(segment.offset), segment.bytes.size(), segment.bytes),
+                    0);
                 std::vector<uint64_t> ofSegment;
                 tool::forEachPiece(segment.bytes, [&](std::string_view, size_t offset) {
                     ofSegment.push_back(segment.offset + offset);
