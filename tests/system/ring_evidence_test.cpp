@@ -11,9 +11,9 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using tool::FileFacts;
 using tool::IndexPositions;
 using tool::RingFacts;
-using tool::FileFacts;
 using tool::RingOrder;
 using Source = tool::RingOrder::Source;
 

@@ -11,7 +11,8 @@ namespace tool {
 inline constexpr int kExitDone = 0;
 inline constexpr int kExitNoMatch = 1;  ///< Only where --grep or --quiet asked whether anything matches.
 inline constexpr int kExitUsage = 2;
-inline constexpr int kExitDamage = 3;  ///< Damage was found, and all that can be done in spite of it was done.
+inline constexpr int kExitDamage =
+    3;  ///< Damage was found, and all that can be done in spite of it was done.
 inline constexpr int kExitInputOutput = 4;
 
 /// Ends a command with a message for the user and an exit code.
