@@ -648,6 +648,9 @@ TEST_F(ShowTest, ShowAndCount_UsageErrors_ExitWith2) {
         {"show", "log", "--color", "sometimes"},
         {"count", "log", "--page", "1"},
         {"count", "log", "-o", "iso"},
+        {"check", "log", "-o", "csv"},
+        {"check", "log", "-n", "5"},
+        {"repair", "log", "-n", "5"},
     };
     for (const auto &arguments : wrong) {
         const Outcome run = jorn(arguments);
@@ -663,7 +666,9 @@ TEST_F(ShowTest, HelpAndVersion_OnStandardOutput) {
                                                       {},
                                                       {"record", "--help"},
                                                       {"show", "--help"},
-                                                      {"count", "--help"}}) {
+                                                      {"count", "--help"},
+                                                      {"check", "--help"},
+                                                      {"repair", "--help"}}) {
         const Outcome run = jorn(arguments);
         EXPECT_EQ(run.status, 0);
         EXPECT_EQ(run.err, "");

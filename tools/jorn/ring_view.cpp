@@ -56,7 +56,7 @@ void RingView::noteState() {
     if (!survey_.index && survey_.highestFile() >= 0) {
         damage_.addText(directory_.path() +
                         ": the index is missing or damaged: only the items of 0.csv are in view, as for "
-                        "the store itself");
+                        "the store itself; see jorn check");
     }
     if (moved_ > 0 || deleted_ > 0) {
         notes_.push_back(directory_.path() + ": not tidy: the store's next start would rename " +
