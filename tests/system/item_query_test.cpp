@@ -108,7 +108,8 @@ public:
             return damagedLine();
         }
         const int level = oneIn(strayChance) ? static_cast<int>(below(9)) - 3 : static_cast<int>(below(4));
-        return dataLine(time, level, static_cast<int>(below(8)), text());
+        const auto slot = static_cast<int>(below(8));
+        return dataLine(time, level, slot, text());
     }
 
     std::string text() {
@@ -190,8 +191,8 @@ protected:
         if (dice->oneIn(3)) {
             filter.levels = LevelSet::upTo(static_cast<int>(dice->below(4)));
         } else if (dice->oneIn(2)) {
-            filter.levels =
-                LevelSet::range(static_cast<int>(dice->below(2)), 1 + static_cast<int>(dice->below(3)));
+            const auto first = static_cast<int>(dice->below(2));
+            filter.levels = LevelSet::range(first, 1 + static_cast<int>(dice->below(3)));
         }
         for (uint32_t i = dice->below(3); i > 0; --i) {
             filter.slots.add(static_cast<int>(dice->below(8)));
@@ -285,13 +286,25 @@ TEST_F(ItemQueryTest, EveryAnswer_RandomRingsAndFilters_IsThatOfPlainReading) {
     EXPECT_THAT(routes, Each(::testing::Gt(0)));
 }
 
-TEST_F(ItemQueryTest, Pages_RandomRingsWhoseTimesRise_AreThoseOfPlainReading) {
-    for (uint32_t seed = 1; seed <= 40; ++seed) {
+/// Whether the newest file ends before the day on which the oldest begins: the device then finds nothing.
+bool isTurnedRound(const tool::RingView &view) {
+    tool::DamageLog damage;
+    const std::vector<tool::FileDigest> digests = tool::digestsOf(view, &damage);
+    return digests.back().info.timeMax / kDay < digests.front().info.timeMin / kDay;
+}
+
+TEST_F(ItemQueryTest, Pages_RandomRingsInWhichTimesRise_AreThoseOfPlainReading) {
+    int rings = 0;
+    for (uint32_t seed = 1; seed <= 60; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Dice dice(seed);
         writeRing(&dice, 4, 40);
         const auto directory = open();
         const tool::RingView view(directory, std::nullopt);
+        if (isTurnedRound(view)) {
+            continue;
+        }
+        ++rings;
         for (int round = 0; round < 10; ++round) {
             ItemFilter filter = randomFilter(&dice);
             // With these limits the device's answer may differ on purpose.
@@ -323,6 +336,7 @@ TEST_F(ItemQueryTest, Pages_RandomRingsWhoseTimesRise_AreThoseOfPlainReading) {
             ASSERT_EQ(got, wanted);
         }
     }
+    EXPECT_GT(rings, 40);
 }
 
 TEST_F(ItemQueryTest, Digest_RandomFiles_IsTheModulesSummary) {

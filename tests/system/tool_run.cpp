@@ -24,6 +24,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Sanitizers reserve more of the address space than a limit of it could allow.
+constexpr bool kIsSanitized = JORN_IS_SANITIZED;
+
 std::string readAll(const std::string &path) {
     std::ifstream file(path, std::ios::binary);
     EXPECT_TRUE(file.is_open()) << path;
@@ -61,7 +64,7 @@ void applySetting(const Setting &setting) {
         const rlimit limit = {*setting.fileSizeLimit, *setting.fileSizeLimit};
         setrlimit(RLIMIT_FSIZE, &limit);
     }
-    if (setting.memoryLimit) {
+    if (setting.memoryLimit && !kIsSanitized) {
         const rlimit limit = {*setting.memoryLimit, *setting.memoryLimit};
         setrlimit(RLIMIT_AS, &limit);
     }

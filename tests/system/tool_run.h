@@ -29,7 +29,7 @@ struct Setting {
     std::vector<std::pair<std::string, std::string>> variables;  ///< Added to the environment.
     std::optional<uint64_t> fileSizeLimit;                       ///< RLIMIT_FSIZE.
     bool isOtherUser = false;  ///< Run without the rights of root; exit code 126 when that cannot be.
-    std::optional<uint64_t> memoryLimit = std::nullopt;  ///< RLIMIT_AS.
+    std::optional<uint64_t> memoryLimit = std::nullopt;  ///< RLIMIT_AS; not with sanitizers.
 };
 
 /// Runs the tool in place of the calling process, which is a child that a test has made.
