@@ -218,10 +218,10 @@ TEST_F(CheckTest, Check_NoRights_FailsAndTells) {
     ASSERT_EQ(chmod(root_.c_str(), 0755), 0);
     const std::string before = stateOf(path("log"));
     Setting setting;
-    setting.isOtherUser = true;
+    setting.obeysPermissions = true;
     const Outcome run = jorn({"check", "log"}, setting);
     if (run.status == 126) {
-        GTEST_SKIP() << "no other user can be taken on";
+        GTEST_SKIP() << "root's rights cannot be given up";
     }
     EXPECT_EQ(run.status, 4);
     EXPECT_THAT(run.out, HasSubstr("log/1.csv:0: error: cannot be read"));

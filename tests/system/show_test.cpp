@@ -470,7 +470,7 @@ TEST_F(ShowTest, Show_FileWithoutRights_OthersAreShown) {
     std::filesystem::permissions(root_, std::filesystem::perms::all);
     const Outcome run = jorn({"show", path("log"), "-n", "9"}, {"", "/", {}, {}, true});
     if (run.status == 126) {
-        GTEST_SKIP() << "no other user can be taken on";
+        GTEST_SKIP() << "root's rights cannot be given up";
     }
     EXPECT_EQ(run.status, 3);
     EXPECT_THAT(shownTexts(run.out), ElementsAre("d2 l1 s0", "d1 l0 s5", "d0 l1 s5", "d0 l0 s0"));
@@ -483,7 +483,7 @@ TEST_F(ShowTest, Show_DirectoryWithoutRights_ExitWith4) {
     std::filesystem::permissions(path("log"), std::filesystem::perms::none);
     const Outcome run = jorn({"show", path("log")}, {"", "/", {}, {}, true});
     if (run.status == 126) {
-        GTEST_SKIP() << "no other user can be taken on";
+        GTEST_SKIP() << "root's rights cannot be given up";
     }
     EXPECT_EQ(run.status, 4);
     EXPECT_EQ(run.err, "jorn: " + path("log/index.csv") + ": Permission denied\n");

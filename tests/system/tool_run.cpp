@@ -2,9 +2,11 @@
 #include "tool_run.h"
 
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/inotify.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -56,6 +58,13 @@ void redirect(int target, const std::string &path, int flags) {
     close(fd);
 }
 
+/// What is run next will not have this right of root's. (Another user might not even reach the tool.)
+void giveUp(unsigned long capability) {
+    if (prctl(PR_CAPBSET_DROP, capability, 0, 0, 0) != 0) {
+        _exit(126);
+    }
+}
+
 void applySetting(const Setting &setting) {
     for (const auto &[name, value] : setting.variables) {
         setenv(name.c_str(), value.c_str(), 1);
@@ -68,9 +77,9 @@ void applySetting(const Setting &setting) {
         const rlimit limit = {*setting.memoryLimit, *setting.memoryLimit};
         setrlimit(RLIMIT_AS, &limit);
     }
-    constexpr uid_t kNobody = 65534;
-    if (setting.isOtherUser && geteuid() == 0 && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) {
-        _exit(126);
+    if (setting.obeysPermissions && geteuid() == 0) {
+        giveUp(CAP_DAC_OVERRIDE);
+        giveUp(CAP_DAC_READ_SEARCH);
     }
 }
 

@@ -28,7 +28,7 @@ struct Setting {
     std::string directory;                                       ///< Working directory, the test's if empty.
     std::vector<std::pair<std::string, std::string>> variables;  ///< Added to the environment.
     std::optional<uint64_t> fileSizeLimit;                       ///< RLIMIT_FSIZE.
-    bool isOtherUser = false;  ///< Run without the rights of root; exit code 126 when that cannot be.
+    bool obeysPermissions = false;  ///< Also when root runs the tests; exit code 126 when that cannot be.
     std::optional<uint64_t> memoryLimit = std::nullopt;  ///< RLIMIT_AS; not with sanitizers.
 };
 
