@@ -42,11 +42,17 @@ void copyBytes(char *destination, const char *source, UINT bytes) {
     }
 }
 
+/// The slot so many behind the first message, at most once round the ring. (A division would take longer than
+/// the copying of a message.)
+size_t slotAfterFirst(const MessageQueue &queue, size_t distance) {
+    const size_t slot = queue.first + distance;
+    return slot < queue.slots ? slot : slot - queue.slots;
+}
+
 /// Puts a message into a free slot.
 void put(MessageQueue &queue, const char *message, UINT bytes, bool urgent) {
-    size_t slot = (queue.first + queue.count) % queue.slots;
+    const size_t slot = slotAfterFirst(queue, urgent ? queue.slots - 1 : queue.count);
     if (urgent) {
-        slot = (queue.first + queue.slots - 1) % queue.slots;
         queue.first = slot;
     }
     ++queue.count;
@@ -58,7 +64,7 @@ void put(MessageQueue &queue, const char *message, UINT bytes, bool urgent) {
 UINT get(MessageQueue &queue, char *buffer, UINT size) {
     const UINT bytes = std::min(queue.lengths[queue.first], size);
     copyBytes(buffer, queue.bytes + queue.first * queue.slotSize, bytes);
-    queue.first = (queue.first + 1) % queue.slots;
+    queue.first = slotAfterFirst(queue, 1);
     --queue.count;
     return bytes;
 }
