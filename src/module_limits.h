@@ -58,8 +58,8 @@ constexpr size_t kLineMax = 256;
 /// Size argument of every fgets over a data file: one line piece and its NUL.
 constexpr size_t kLineBufferSize = kLineMax + 1;
 
-/// Bytes of the parser's working copy of a line, its NUL included.
-constexpr size_t kParseCopySize = 256;
+/// Characters of a line that the parser looks at: one less than a piece may have.
+constexpr size_t kParsedChars = 255;
 
 // handle, time, level and slot with a comma each, the text, the line feed and the NUL.
 static_assert(4 * (kInt32Digits + 1) + kTextMax + 2 <= kMessageSize,

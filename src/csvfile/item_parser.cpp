@@ -1,65 +1,43 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "csvfile/item_parser.h"
 
-#include <stdlib.h>
-#include <string.h>
+#include <limits.h>
 
 #include <algorithm>
 
 #include "diagnostics.h"
 
-namespace jorn {
+namespace {
 
-LineSplitter::LineSplitter(const char *line, size_t maxChars) : start_(copy_), save_(nullptr) {
-    const size_t length = std::min({strlen(line), maxChars, sizeof copy_ - 1});
-    memcpy(copy_, line, length);
-    copy_[length] = '\0';
+/// What atoi() makes of a number: the nearest long, of which 32 bits are kept.
+int32_t levelOrSlot(int64_t number) {
+    return static_cast<int32_t>(std::min<int64_t>(std::max<int64_t>(number, LONG_MIN), LONG_MAX));
 }
 
-char *LineSplitter::nextField() {
-    char *const field = strtok_r(start_, ",", &save_);
-    start_ = nullptr;
-    return field;
-}
-
-// Some C libraries leave no position behind the last field, where others point to the end of the line.
-const char *LineSplitter::rest() const { return save_ != nullptr ? save_ : ""; }
-
-int64_t fieldToTime(const char *field) {
-    if constexpr (sizeof(long) >= sizeof(int64_t)) {
-        return atol(field);
-    } else {
-        return atoll(field);
-    }
-}
-
-}  // namespace jorn
+}  // namespace
 
 int32_t jorn_AnalyseOneItemInfo(const char *line, JORN_ITEM_INFO *item) {
-    jorn::LineSplitter splitter(line, jorn::kParseCopySize - 1);
-
-    const char *field = splitter.nextField();
-    if (field == nullptr) {
+    jorn::LineSplitter splitter(line, jorn::kParsedChars);
+    int64_t number = 0;
+    if (!splitter.takeNumber(&number)) {
         JORN_PRINT(jorn::kPrintError, "Time info error!");
         return -1;
     }
-    item->time = static_cast<uint32_t>(jorn::fieldToTime(field));
+    item->time = static_cast<uint32_t>(number);
 
-    field = splitter.nextField();
-    if (field == nullptr) {
+    if (!splitter.takeNumber(&number)) {
         JORN_PRINT(jorn::kPrintError, "Level info error!");
         return -1;
     }
-    item->level = atoi(field);
+    item->level = levelOrSlot(number);
 
-    field = splitter.nextField();
-    if (field == nullptr) {
+    if (!splitter.takeNumber(&number)) {
         JORN_PRINT(jorn::kPrintError, "Slot info error!");
         return -1;
     }
-    item->slot = atoi(field);
+    item->slot = levelOrSlot(number);
 
-    item->text = splitter.rest();
+    item->text = splitter.restBegin();
     return 0;
 }
 

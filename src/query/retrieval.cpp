@@ -6,6 +6,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <string_view>
 
 #include "csvfile/data_file.h"
 #include "csvfile/item_parser.h"
@@ -44,11 +45,12 @@ struct ItemRun {
     int32_t latest;
 };
 
-/// Copies a field into a fixed array: the rest becomes NULs, and the last byte is one in any case.
+/// Copies a text into a fixed array: the rest becomes NULs, and the last byte is one in any case.
 template <size_t size>
-void copyField(char (&field)[size], const char *text) {
-    strncpy(field, text, size - 1);
-    field[size - 1] = '\0';
+void copyField(char (&field)[size], std::string_view text) {
+    const size_t length = std::min(text.size(), size - 1);
+    memcpy(field, text.data(), length);
+    memset(field + length, '\0', size - length);
 }
 
 /// Writes a time as ctime shows it, without the line feed that ends it.
@@ -56,12 +58,9 @@ template <size_t size>
 void copyTime(char (&field)[size], int64_t seconds) {
     const time_t time = static_cast<time_t>(seconds);
     const char *const shown = ctime(&time);
-    const char *const text = shown != nullptr ? shown : "";
-    const size_t length = std::min(strlen(text), size);
+    std::string_view text = shown != nullptr ? shown : "";
+    text.remove_suffix(text.empty() ? 0 : 1);
     copyField(field, text);
-    if (length > 0) {
-        field[length - 1] = '\0';
-    }
 }
 
 /// Chooses the page; false for page 0, which would mean all of them.
@@ -164,27 +163,26 @@ int32_t retrievePage(JORN_OBJ *obj, const JORN_REQUIRE &require, int32_t itemsPe
 
 int32_t jorn_BreakDownOneItemString(const char *line, JORN_LOG_DISP *rec) {
     jorn::LineSplitter splitter(line, jorn::kLineMax);
-
-    const char *field = splitter.nextField();
-    if (field == nullptr) {
+    int64_t seconds = 0;
+    if (!splitter.takeNumber(&seconds)) {
         JORN_PRINT(jorn::kPrintError, "Time string error!\n");
         return -1;
     }
-    copyTime(rec->timeStr, jorn::fieldToTime(field));
+    copyTime(rec->timeStr, seconds);
 
-    field = splitter.nextField();
-    if (field == nullptr) {
+    const std::string_view level = splitter.takeField();
+    if (level.empty()) {
         JORN_PRINT(jorn::kPrintError, "Level string error!\n");
         return -1;
     }
-    copyField(rec->levelStr, field);
+    copyField(rec->levelStr, level);
 
-    field = splitter.nextField();
-    if (field == nullptr) {
+    const std::string_view slot = splitter.takeField();
+    if (slot.empty()) {
         JORN_PRINT(jorn::kPrintError, "Slot string error!\n");
         return -1;
     }
-    copyField(rec->slotStr, field);
+    copyField(rec->slotStr, slot);
 
     copyField(rec->logStr, splitter.rest());
     return 0;

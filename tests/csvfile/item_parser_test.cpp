@@ -2,8 +2,10 @@
 #include "csvfile/item_parser.h"
 
 #include <cstring>
+#include <vector>
 
 #include "csvfile/csvfile_support.h"
+#include "model/library_model.h"
 #include "support/module_test.h"
 
 namespace test {
@@ -143,12 +145,132 @@ TEST_F(ItemParserTest, AnalyseOneItemInfo_SlotAcrossTheLastCharacter_SeesTheFirs
     EXPECT_EQ(jorn_AnalyseOneItemInfo((std::string(251, ',') + "1,2,3456\n").c_str(), &item), -1);
 }
 
+// The same as the C library
+
+/// All texts of so many characters of an alphabet, one after the other.
+class EveryText {
+public:
+    EveryText(const char *alphabet, size_t size, size_t length)
+        : alphabet_(alphabet), size_(size), places_(length), text_(length, alphabet[0]) {}
+
+    const std::string &text() const { return text_; }
+
+    /// Makes the next one; false after the last.
+    bool next() {
+        for (size_t i = 0; i < places_.size(); ++i) {
+            places_[i] = places_[i] + 1 < size_ ? places_[i] + 1 : 0;
+            text_[i] = alphabet_[places_[i]];
+            if (places_[i] != 0) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    const char *alphabet_;
+    size_t size_;
+    std::vector<size_t> places_;
+    std::string text_;
+};
+
+void expectParseAsLibrary(const std::string &line) {
+    const ModelParse wanted = libraryParse(line.c_str());
+    JORN_ITEM_INFO item = unsetItem();
+    const int32_t result = jorn_AnalyseOneItemInfo(line.c_str(), &item);
+    const bool isSame =
+        result == (wanted.isItem() ? 0 : -1) && item.time == wanted.time.value_or(kUnsetTime) &&
+        item.level == wanted.level.value_or(kUnsetLevel) && item.slot == wanted.slot.value_or(kUnsetSlot) &&
+        item.text == (wanted.isItem() ? line.c_str() + libraryTextOffset(line.c_str()) : kUnsetText);
+    // Compared in one expression, because millions of them run emulated.
+    EXPECT_TRUE(isSame) << ::testing::PrintToString(line) << ": " << item.time << " " << item.level << " "
+                        << item.slot;
+}
+
+void expectSplitAsLibrary(const std::string &line, size_t maxChars) {
+    const ModelFields wanted = libraryFields(line.c_str(), maxChars, 3);
+    jorn::LineSplitter splitter(line.c_str(), maxChars);
+    for (const std::string &field : wanted.fields) {
+        EXPECT_EQ(splitter.takeField(), field) << ::testing::PrintToString(line);
+    }
+    if (wanted.fields.size() < 3) {
+        EXPECT_TRUE(splitter.takeField().empty()) << ::testing::PrintToString(line);
+    } else {
+        EXPECT_EQ(splitter.rest(), wanted.rest) << ::testing::PrintToString(line);
+    }
+}
+
+TEST_F(ItemParserTest, AnalyseOneItemInfo_EveryShortLine_IsWhatTheLibraryMakesOfIt) {
+    jorn_SetDebugPrintLevel(0);
+    constexpr char kAlphabet[] = ",07-+ \tx\n";
+    for (size_t length = 0; length <= 5; ++length) {
+        EveryText lines(kAlphabet, sizeof kAlphabet, length);
+        do {
+            expectParseAsLibrary(lines.text());
+        } while (lines.next());
+    }
+}
+
+TEST_F(ItemParserTest, AnalyseOneItemInfo_EveryShortFieldInEachPlace_IsWhatTheLibraryMakesOfIt) {
+    jorn_SetDebugPrintLevel(0);
+    constexpr char kAlphabet[] = "09-+ \v\r.";
+    EveryText fields(kAlphabet, sizeof kAlphabet - 1, 4);
+    do {
+        expectParseAsLibrary(fields.text() + ",1,2,x");
+        expectParseAsLibrary("1," + fields.text() + "," + fields.text() + "\n");
+    } while (fields.next());
+}
+
+TEST_F(ItemParserTest, AnalyseOneItemInfo_EveryByteAroundANumber_IsWhatTheLibraryMakesOfIt) {
+    jorn_SetDebugPrintLevel(0);
+    for (int byte = 1; byte < 256; ++byte) {
+        const std::string c(1, static_cast<char>(byte));
+        expectParseAsLibrary(c + "1," + c + "-2," + c + "+3,x");
+        expectParseAsLibrary("1" + c + "2,-3" + c + "4,5" + c + "6,x");
+        expectParseAsLibrary("-" + c + "7,+" + c + "8," + c + c + "9");
+    }
+}
+
+TEST_F(ItemParserTest, AnalyseOneItemInfo_NumbersAroundEveryLimit_AreWhatTheLibraryMakesOfThem) {
+    jorn_SetDebugPrintLevel(0);
+    for (const char *const number :
+         {"2147483647", "2147483648", "2147483649", "4294967295", "4294967296", "999999999999999999",
+          "1844674407370955160", "1844674407370955161", "1844674407370955162", "9223372036854775806",
+          "9223372036854775807", "9223372036854775808", "9223372036854775809", "18446744073709551606",
+          "18446744073709551615", "18446744073709551616", "92233720368547758070", "99999999999999999999",
+          "123456789012345678901234567890"}) {
+        for (const std::string sign : {"", "-", "+", "0", "-000000000000000000000"}) {
+            const std::string field = sign + number;
+            expectParseAsLibrary(field + "," + field + "," + field + ",x\n");
+        }
+    }
+}
+
+TEST_F(ItemParserTest, AnalyseOneItemInfo_NumberAcrossTheLastCharacter_IsWhatTheLibraryMakesOfIt) {
+    jorn_SetDebugPrintLevel(0);
+    for (size_t before = 235; before <= 260; ++before) {
+        expectParseAsLibrary(std::string(before, ',') + "12,-34,  56,78\n");
+        expectParseAsLibrary("1,2," + std::string(before - 4, ' ') + "-3456,x\n");
+    }
+}
+
+TEST(LineSplitterTest, TakeField_EveryShortLine_IsWhatTheTokenizerGives) {
+    constexpr char kAlphabet[] = ",a\n";
+    for (size_t length = 0; length <= 8; ++length) {
+        EveryText lines(kAlphabet, sizeof kAlphabet, length);
+        do {
+            expectSplitAsLibrary(lines.text(), 255);
+            expectSplitAsLibrary(lines.text(), 5);
+        } while (lines.next());
+    }
+}
+
 std::string textBehindTheSlot(const char *line) {
     jorn::LineSplitter splitter(line, 255);
     for (int field = 0; field < 3; ++field) {
-        EXPECT_NE(splitter.nextField(), nullptr) << line;
+        EXPECT_FALSE(splitter.takeField().empty()) << line;
     }
-    return splitter.rest();
+    return std::string(splitter.rest());
 }
 
 TEST(LineSplitterTest, Rest_AfterTheSlot_IsTheTextWithItsLineFeed) {
@@ -166,34 +288,48 @@ TEST(LineSplitterTest, Rest_NoTextOnTheLine_IsEmpty) {
     EXPECT_EQ(textBehindTheSlot("1700000000,2,5,"), "");
 }
 
-TEST(LineSplitterTest, Rest_NoFieldTakenYet_IsEmpty) {
-    const jorn::LineSplitter splitter("1,2,3,text", 255);
-    EXPECT_STREQ(splitter.rest(), "");
+TEST(LineSplitterTest, Rest_LineLongerThanAllowed_EndsWithTheAllowedCharacters) {
+    jorn::LineSplitter splitter("1,2345", 4);
+    EXPECT_EQ(splitter.takeField(), "1");
+    EXPECT_EQ(splitter.rest(), "23");
 }
 
-TEST(LineSplitterTest, NextField_LineFeedAtTheEnd_StaysWithTheLastField) {
+TEST(LineSplitterTest, TakeField_LineFeedAtTheEnd_StaysWithTheLastField) {
     jorn::LineSplitter splitter("1,2\n", 255);
-    EXPECT_STREQ(splitter.nextField(), "1");
-    EXPECT_STREQ(splitter.nextField(), "2\n");
-    EXPECT_EQ(splitter.nextField(), nullptr);
+    EXPECT_EQ(splitter.takeField(), "1");
+    EXPECT_EQ(splitter.takeField(), "2\n");
+    EXPECT_EQ(splitter.takeField(), "");
 }
 
-TEST(LineSplitterTest, NextField_LineLongerThanAllowed_SeesTheAllowedCharactersOnly) {
+TEST(LineSplitterTest, TakeField_LineLongerThanAllowed_SeesTheAllowedCharactersOnly) {
     jorn::LineSplitter splitter("abc,def", 5);
-    EXPECT_STREQ(splitter.nextField(), "abc");
-    EXPECT_STREQ(splitter.nextField(), "d");
+    EXPECT_EQ(splitter.takeField(), "abc");
+    EXPECT_EQ(splitter.takeField(), "d");
+    EXPECT_EQ(splitter.takeField(), "");
 }
 
-TEST(LineSplitterTest, NextField_LongestPiece_IsTakenWhole) {
+TEST(LineSplitterTest, TakeField_LongestPiece_IsTakenWhole) {
     const std::string piece(256, '7');
     jorn::LineSplitter splitter(piece.c_str(), 256);
-    EXPECT_EQ(splitter.nextField(), piece);
+    EXPECT_EQ(splitter.takeField(), piece);
 }
 
-TEST(LineSplitterTest, NextField_EmptyLine_GivesNoFieldAndNoRest) {
+TEST(LineSplitterTest, TakeField_EmptyLine_GivesNoFieldAndNoRest) {
     jorn::LineSplitter splitter("", 255);
-    EXPECT_EQ(splitter.nextField(), nullptr);
-    EXPECT_STREQ(splitter.rest(), "");
+    EXPECT_EQ(splitter.takeField(), "");
+    EXPECT_EQ(splitter.rest(), "");
+}
+
+TEST(LineSplitterTest, TakeNumber_FieldsOfBothKinds_CanBeMixed) {
+    jorn::LineSplitter splitter("7,a,-8\n", 255);
+    int64_t number = 0;
+    EXPECT_TRUE(splitter.takeNumber(&number));
+    EXPECT_EQ(number, 7);
+    EXPECT_EQ(splitter.takeField(), "a");
+    EXPECT_TRUE(splitter.takeNumber(&number));
+    EXPECT_EQ(number, -8);
+    EXPECT_FALSE(splitter.takeNumber(&number));
+    EXPECT_EQ(number, -8);
 }
 
 TEST(TimeToDayTest, TimeToDay_EdgesOfDays_ChangesAtMidnight) {

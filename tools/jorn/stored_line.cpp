@@ -58,7 +58,7 @@ std::string_view withoutLineFeed(std::string_view text) {
     return !text.empty() && text.back() == '\n' ? text.substr(0, text.size() - 1) : text;
 }
 
-std::string fieldText(const char *field, size_t most) { return {field, strnlen(field, most)}; }
+std::string fieldText(std::string_view field, size_t most) { return std::string(field.substr(0, most)); }
 
 /// The seconds of a record's time, which is in the form of ctime and in UTC.
 int64_t secondsOfRecord(const char *text) {
@@ -94,11 +94,11 @@ Item readItem(std::string_view piece, const LineNumbers &numbers) {
     const PieceCopy copy(piece);
     jorn::LineSplitter splitter(copy.get(), jorn::kLineMax);
     Item item;
-    item.seconds = jorn::fieldToTime(splitter.nextField());
+    splitter.takeNumber(&item.seconds);
     item.level = numbers.level;
     item.slot = numbers.slot;
-    item.levelText = fieldText(splitter.nextField(), kLevelText);
-    item.slotText = fieldText(splitter.nextField(), kSlotText);
+    item.levelText = fieldText(splitter.takeField(), kLevelText);
+    item.slotText = fieldText(splitter.takeField(), kSlotText);
     item.text = withoutLineFeed(fieldText(splitter.rest(), kItemText));
     return item;
 }
@@ -107,10 +107,10 @@ std::string_view textIn(std::string_view piece) {
     const PieceCopy copy(piece);
     jorn::LineSplitter splitter(copy.get(), jorn::kLineMax);
     for (int field = 0; field < 3; ++field) {
-        splitter.nextField();
+        splitter.takeField();
     }
     const std::string_view seen = piece.substr(0, piece.find('\0'));
-    const size_t length = strlen(splitter.rest());
+    const size_t length = splitter.rest().size();
     return withoutLineFeed(seen.substr(seen.size() - length, kItemText));
 }
 
