@@ -5,9 +5,12 @@
 #include <msgQLib.h>
 #include <semLib.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <future>
+#include <vector>
 
+#include "model/library_model.h"
 #include "registry/registry.h"
 #include "registry/thread_calls.h"
 
@@ -160,6 +163,40 @@ TEST_F(SubmissionTest, AddOneLog_EveryOtherByteValue_IsCarriedUnchanged) {
         }
         EXPECT_EQ(sentFor(text), "2,1700000000,1,5," + text + "\n" + "\0"s);
     }
+}
+
+// The same as four formatted prints
+
+TEST_F(SubmissionTest, AddOneLog_NumbersOfEveryLengthAndSign_AreWrittenAsTheLibraryPrintsThem) {
+    std::vector<uint32_t> numbers = {0, UINT32_MAX, uint32_t{1} << 31, (uint32_t{1} << 31) - 1};
+    for (uint32_t power = 1; power <= 1000000000; power = power < 1000000000 ? power * 10 : UINT32_MAX) {
+        numbers.insert(numbers.end(), {power - 1, power, power + 1, 3 * power + 7, 0 - power, 1 - power});
+    }
+    for (const uint32_t number : numbers) {
+        const auto level = std::min(static_cast<int32_t>(number), 3);
+        const auto slot = std::min(static_cast<int32_t>(~number), 7);
+        const auto handle = static_cast<int32_t>(number);  // a negative one is never given out
+        obj_->handle_id = handle;
+        platform().setTime(number);
+        ASSERT_EQ(JORN_AddOneLog(handle, level, slot, "x"), 0);
+        EXPECT_EQ(received(), test::libraryMessage(handle, number, level, slot, "x"));
+    }
+}
+
+TEST_F(SubmissionTest, AddOneLog_LineEndsAtEveryPlaceOfEveryLength_AreReplacedAsInAPlainCopy) {
+    for (size_t length = 0; length <= 210; length += length < 40 || length > 190 ? 1 : 13) {
+        std::string text(length, 'a');
+        for (size_t i = length % 7; i < length; i += 7) {
+            text[i] = i % 2 == 0 ? '\n' : '\r';
+        }
+        EXPECT_EQ(sentFor(text), test::libraryMessage(2, 1700000000, 1, 5, text.c_str())) << length;
+    }
+}
+
+TEST_F(SubmissionTest, AddOneLog_TextWithoutEnd_ReadsNoFurtherThanItKeeps) {
+    const std::vector<char> text(198, 'a');  // the sanitizers watch what lies behind it
+    ASSERT_EQ(JORN_AddOneLog(2, 1, 5, text.data()), 0);
+    EXPECT_EQ(received(), "2,1700000000,1,5," + std::string(198, 'a') + "\n" + "\0"s);
 }
 
 // Level and slot
