@@ -154,12 +154,16 @@ Names findNames(const FilterOptions &options, const StoreDirectory &directory, D
 
 void addFilterOptions(CLI::App *command, FilterOptions *options) {
     command->add_option("DIR", options->directory, "Directory of the log")->required();
+    addQuestionOptions(command, options);
+    command->add_flag("-q,--quiet", options->isQuiet, "Print no items; exit with 0 when any match, else 1");
+}
+
+void addQuestionOptions(CLI::App *command, FilterOptions *options) {
     addSelection(command, options);
     command->add_option("--names", options->namesFile, "File with the names of levels and slots")
         ->type_name("FILE");
     command->add_flag("--numbers", options->isNumbers, "Show numbers where there are names");
     command->add_flag("--utc", options->isUtc, "Read and print times in UTC instead of local time");
-    command->add_flag("-q,--quiet", options->isQuiet, "Print no items; exit with 0 when any match, else 1");
     command
         ->add_option("--files", options->files,
                      "Files of the ring, where the directory does not tell: 2 to 90")

@@ -33,8 +33,11 @@ struct FilterOptions {
     bool isQuiet = false;
 };
 
-/// Adds the options to a command. `options` must outlive the parsing.
+/// Adds the options to a command that reads one log. `options` must outlive the parsing.
 void addFilterOptions(CLI::App *command, FilterOptions *options);
+
+/// The same without DIR and --quiet, for commands that give them another meaning.
+void addQuestionOptions(CLI::App *command, FilterOptions *options);
 
 /// What the options mean.
 struct Question {

@@ -67,7 +67,10 @@ ItemFormatter::ItemFormatter(const ItemStyle &style)
     : style_(style), time_(timeFormOf(style.form), style.isUtc) {}
 
 std::string ItemFormatter::heading() const {
-    return style_.form == ItemForm::Csv ? "time,level,slot,text\n" : "";
+    if (style_.form != ItemForm::Csv) {
+        return "";
+    }
+    return style_.log.empty() ? "time,level,slot,text\n" : "time,level,slot,text,log\n";
 }
 
 std::string ItemFormatter::format(const Item &item) {
@@ -107,7 +110,7 @@ std::string ItemFormatter::formatForPeople(const Item &item) {
 
 std::string ItemFormatter::formatCsv(const Item &item) const {
     return std::to_string(item.seconds) + "," + std::to_string(item.level) + "," + std::to_string(item.slot) +
-           "," + shown(csvField(item.text)) + "\n";
+           "," + shown(csvField(item.text)) + (style_.log.empty() ? "" : "," + csvField(style_.log)) + "\n";
 }
 
 std::string ItemFormatter::formatJson(const Item &item) {
@@ -123,6 +126,9 @@ std::string ItemFormatter::formatJson(const Item &item) {
     object["text"] = item.text;
     if (!isUtf8(item.text)) {
         object["text_base64"] = base64(item.text);
+    }
+    if (!style_.log.empty()) {
+        object["log"] = style_.log;
     }
     return object.dump(-1, ' ', style_.isEscaped, nlohmann::json::error_handler_t::replace) + "\n";
 }

@@ -6,6 +6,7 @@
 //   device  Sat Nov 21 06:47:08 2026 1 5 door open     the time as the device prints it
 //   csv     1795000000,1,5,door open                   after a line of headings; quoted by RFC 4180
 //   json    {"time":1795000000,"iso":"...","level":1,"level_name":"warning","slot":5,"text":"door open"}
+// Items of several logs tell theirs: csv in a last column, json in a last member, both called "log".
 #ifndef JORN_TOOLS_ITEM_FORMAT_H
 #define JORN_TOOLS_ITEM_FORMAT_H
 
@@ -31,6 +32,7 @@ struct ItemStyle {
     bool isEscaped = false;        ///< For a terminal: texts get through escaped(), JSON is pure ASCII.
     bool isColored = false;        ///< Levels in colours, in the forms for people.
     const Names *names = nullptr;  ///< Null to show numbers.
+    std::string log{};             ///< Name of the items' log, UTF-8, for csv and json; empty for none.
 };
 
 class ItemFormatter {

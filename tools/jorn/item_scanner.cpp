@@ -86,13 +86,29 @@ bool ItemScanner::scanFile(size_t index, Order order, const Sink &sink, uint64_t
         return sink(item);
     };
     bool isWanted = true;
-    for (Segment segment; isWanted && reader.next(&segment);) {
+    for (Segment segment; isWanted && nextSegment(file, &reader, &segment);) {
         const std::vector<Match> &matches = filter.matchesIn(segment);
         isWanted = order == Order::OldestFirst ? std::all_of(matches.begin(), matches.end(), pass)
                                                : std::all_of(matches.rbegin(), matches.rend(), pass);
+        isWanted = isWanted && isGoingOn(segment.bytes.size());
     }
     noteReadingEnd(file, reader, filter.badLines(), damage_);
     return isWanted;
+}
+
+bool ItemScanner::nextSegment(const RingFile &file, SegmentReader *reader, Segment *segment) {
+    const bool isRead = reader->next(segment);
+    // Asked after the reading: what was read before the file was emptied holds.
+    const bool isLost = isRead ? !file.hasBegin() : reader->isCutShort();
+    if (isLost) {
+        losses_.push_back(file.path + ": started afresh by a writer meanwhile; items may be missing here");
+    }
+    return isRead && !isLost;
+}
+
+bool ItemScanner::isGoingOn(size_t bytes) {
+    bytesRead_ += bytes;
+    return !watch_ || watch_(bytesRead_);
 }
 
 }  // namespace tool

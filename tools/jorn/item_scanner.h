@@ -36,16 +36,29 @@ public:
     /// Passes on the items that the filter lets through, none older than `start`.
     void scan(Order order, const Sink &sink, const ScanStart &start = {});
 
+    /// Is told after every segment how many bytes of the view have been read; false ends the scan.
+    using Watch = std::function<bool(uint64_t bytes)>;
+    void setWatch(Watch watch) { watch_ = std::move(watch); }
+
     /// Files that were read at least in part.
     size_t filesRead() const { return filesRead_; }
 
+    /// What a writer has taken away under the scan, one text a file: it started the file afresh, and the
+    /// items that were not read before that are left out.
+    const std::vector<std::string> &losses() const { return losses_; }
+
 private:
     bool scanFile(size_t index, Order order, const Sink &sink, uint64_t begin);
+    bool nextSegment(const RingFile &file, SegmentReader *reader, Segment *segment);
+    bool isGoingOn(size_t bytes);
 
     const RingView &view_;
     const ItemFilter &filter_;
     DamageLog *damage_;
+    Watch watch_;
     size_t filesRead_ = 0;
+    uint64_t bytesRead_ = 0;
+    std::vector<std::string> losses_;
 };
 
 /// Tells what became of a reading.

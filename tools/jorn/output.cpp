@@ -24,6 +24,8 @@ Output::Output(const std::string &pager) {
     }
 }
 
+Output::Output(int file, std::string name) : file_(file), name_(std::move(name)) {}
+
 Output::~Output() { waitForPager(); }
 
 void Output::startPager(const std::string &command) {
@@ -53,7 +55,7 @@ bool Output::write(std::string_view text) {
 }
 
 bool Output::flush() {
-    const int file = pipe_.isOpen() ? pipe_.get() : STDOUT_FILENO;
+    const int file = pipe_.isOpen() ? pipe_.get() : file_;
     std::string_view rest = buffer_;
     while (!rest.empty() && !isClosed_) {
         const ssize_t written = ::write(file, rest.data(), rest.size());
@@ -64,7 +66,7 @@ bool Output::flush() {
         } else if (errno != EINTR) {
             const int reason = errno;
             buffer_.clear();
-            throw systemFailure("standard output", reason);
+            throw systemFailure(name_, reason);
         }
     }
     buffer_.clear();

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Standard output of the reading commands, through a pager where that is wanted.
+// Where the reading commands write: standard output, through a pager where that is wanted, or a file.
 #ifndef JORN_TOOLS_OUTPUT_H
 #define JORN_TOOLS_OUTPUT_H
 
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <string>
 #include <string_view>
@@ -21,6 +22,8 @@ class Output {
 public:
     /// Starts the pager when its command line is not empty and standard output is a terminal.
     explicit Output(const std::string &pager = "");
+    /// Writes into an open file, which must outlive the output; `name` is for messages.
+    Output(int file, std::string name);
     /// Waits for the pager.
     ~Output();
     Output(const Output &) = delete;
@@ -37,6 +40,8 @@ private:
     void startPager(const std::string &command);
     void waitForPager();
 
+    int file_ = STDOUT_FILENO;
+    std::string name_ = "standard output";
     Descriptor pipe_;
     pid_t pager_ = -1;
     bool isClosed_ = false;

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 
 #include "regular_file.h"
@@ -23,12 +24,24 @@ RingSurvey surveyBetweenRewrites(const StoreDirectory &directory) {
     return survey;
 }
 
+/// Up to so much of a file's begin tells it from another one: dozens of items with their times.
+constexpr size_t kBeginSize = 4096;
+
+std::string beginOf(const Descriptor &file, size_t most) {
+    std::string begin(most, '\0');
+    const ssize_t length = pread(file.get(), begin.data(), begin.size(), 0);
+    begin.resize(length > 0 ? static_cast<size_t>(length) : 0);
+    return begin;
+}
+
 uint64_t sizeOf(const Descriptor &file) {
     struct stat status = {};
     return fstat(file.get(), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
 }
 
 }  // namespace
+
+bool RingFile::hasBegin() const { return beginOf(file, begin.size()) == begin; }
 
 RingView::RingView(const StoreDirectory &directory, std::optional<int> ringSize)
     : directory_(directory),
@@ -100,8 +113,37 @@ void RingView::openFile(int number, int position) {
     } catch (const Failure &failure) {
         damage_.addText(std::string(failure.what()) + "; its items are left out");
     }
-    file.size = file.file.isOpen() ? sizeOf(file.file) : 0;
+    if (file.file.isOpen()) {
+        file.begin = beginOf(file.file, kBeginSize);
+        file.size = sizeOf(file.file);
+    }
     files_.push_back(std::move(file));
+}
+
+void RingView::settleEnd() {
+    for (RingFile &file : files_) {
+        if (file.isNewest && file.file.isOpen()) {
+            settleEndOf(&file);
+        }
+    }
+}
+
+void RingView::settleEndOf(RingFile *file) {
+    constexpr int kTries = 20;
+    constexpr useconds_t kPauseMicroseconds = 10000;
+    std::string end(static_cast<size_t>(std::min<uint64_t>(file->size, jorn::kLineMax)), '\0');
+    const auto endBegin = file->size - end.size();
+    const ssize_t length = pread(file->file.get(), end.data(), end.size(), static_cast<off_t>(endBegin));
+    const size_t feed = end.rfind('\n');
+    if (length != static_cast<ssize_t>(end.size()) || feed == std::string::npos || feed + 1 == end.size()) {
+        return;
+    }
+    bool isGrowing = sizeOf(file->file) > file->size;
+    for (int tries = 1; tries < kTries && !isGrowing; ++tries) {
+        usleep(kPauseMicroseconds);
+        isGrowing = sizeOf(file->file) > file->size;
+    }
+    file->size = isGrowing ? endBegin + feed + 1 : file->size;
 }
 
 bool RingView::isCurrent() const { return surveyNames(directory_) == survey_; }

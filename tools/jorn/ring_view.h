@@ -3,7 +3,8 @@
 //
 // Nothing in the directory is changed. The files stay open and are read up to the size that they had, so that
 // a writer that appends does not disturb. One that moves on to another file may empty the oldest one;
-// isCurrent() tells that, and readStable() repeats a question until it was not so.
+// isCurrent() tells that, and readStable() repeats a question until it was not so. Of one file hasBegin()
+// tells whether it is still the one that was opened.
 #ifndef JORN_TOOLS_RING_VIEW_H
 #define JORN_TOOLS_RING_VIEW_H
 
@@ -28,8 +29,13 @@ struct RingFile {
     int position = -1;      ///< In the ring, as the store's next start would place it.
     std::string path;       ///< For messages.
     Descriptor file;        ///< Closed when it cannot be read.
+    std::string begin;      ///< Its first bytes when it was opened.
     uint64_t size = 0;      ///< When it was opened.
     bool isNewest = false;  ///< The one that a writer appends to.
+
+    /// Whether the file still begins as it did when it was opened. A writer that starts it afresh empties it
+    /// first, so what was read before this holds is what was there then.
+    bool hasBegin() const;
 };
 
 class RingView {
@@ -51,6 +57,10 @@ public:
     /// file meanwhile.
     bool isCurrent() const;
 
+    /// For those who pass items on for good: leaves out the last line of the newest file while a writer is on
+    /// the way to its end. An unfinished line that nobody goes on with stays; it takes a moment to tell.
+    void settleEnd();
+
     /// What the user should know about the state of the directory, one text a line.
     const std::vector<std::string> &notes() const { return notes_; }
 
@@ -61,6 +71,7 @@ private:
     void summarisePlan();
     void openFiles();
     void openFile(int number, int position);
+    static void settleEndOf(RingFile *file);
     void noteState();
 
     const StoreDirectory &directory_;
