@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 # Records into a real file system until it is full: a tmpfs of 256 KiB in a mount namespace of its own. The tool must
 # end with exit code 4 and say why, every line that an earlier, successful recording took must still be there, and no
-# more lines may be missing than the tool says. Then room comes back, and recording works again.
+# more lines may be missing than the tool says. Then room comes back, and recording works again. An export onto such a
+# medium must end with exit code 4 as well, and leave no part of a file there.
 # usage: full_medium.sh JORN
 # Exit codes: 0 all holds, 1 something does not, 77 no mount namespace is permitted here.
 set -euo pipefail
@@ -38,7 +39,22 @@ insideNamespace() {
     first=$(seq -f 'again%05.0f' 100 | tee "$mount.again" | "$jorn" record --files 8 -l 0 "$mount/log" 2>&1) ||
         fail "no recording after room has come back: $first"
     storedTexts "$mount" again | cmp - "$mount.again" || fail "lines are missing after room has come back"
+
+    mkdir "$mount.log"
+    seq -f 'a text that makes the export larger than the medium is, number %05.0f' 5000 |
+        "$jorn" record --files 8 -l 0 "$mount.log/log"
+    rm -rf "${mount:?}"/*
+    mount -o remount,size=256k "$mount"
+    for form in jsonl csv syslog sqlite; do
+        code=0
+        "$jorn" export "$mount.log/log" -o "$form" --to "$mount/export" 2> "$mount.error" || code=$?
+        [ "$code" = 4 ] || fail "exit code $code of an export as $form onto a full medium, not 4"
+        grep -q 'No space left on device\|disk is full' "$mount.error" ||
+            fail "the message does not tell: $(cat "$mount.error")"
+        [ -z "$(ls -A "$mount")" ] || fail "an export as $form left something: $(ls -A "$mount")"
+    done
     echo "full_medium: 2000 lines kept, ${newest} more until the medium was full, ${missing:-0} admitted missing"
+    echo "full_medium: exports in four forms left nothing"
 }
 
 if [ "${1:-}" = --inside ]; then

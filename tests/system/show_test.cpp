@@ -312,6 +312,9 @@ TEST_F(ShowTest, EveryLookingCommand_SoundAndDamagedDirectory_Untouched) {
                                                             {"count", "--explain", "-S", "2023-11-16"},
                                                             {"count", "-g", "d1", "-o", "json"},
                                                             {"count", "-s", "5", "-o", "csv"},
+                                                            {"export"},
+                                                            {"export", "-o", "csv", "-s", "5"},
+                                                            {"export", "-o", "syslog", "-g", "d1"},
                                                             {"check"},
                                                             {"check", "-o", "json"},
                                                             {"repair"}};
@@ -667,6 +670,7 @@ TEST_F(ShowTest, HelpAndVersion_OnStandardOutput) {
                                                       {"record", "--help"},
                                                       {"show", "--help"},
                                                       {"count", "--help"},
+                                                      {"export", "--help"},
                                                       {"check", "--help"},
                                                       {"repair", "--help"}}) {
         const Outcome run = jorn(arguments);

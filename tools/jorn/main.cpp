@@ -75,6 +75,7 @@ int run(int argc, char **argv) {
     int exitCode = tool::kExitDone;
     tool::addShowCommand(&app, &exitCode);
     tool::addCountCommand(&app, &exitCode);
+    tool::addExportCommand(&app, &exitCode);
     tool::addCheckCommand(&app, &exitCode);
     tool::addRepairCommand(&app, &exitCode);
     tool::addRecordCommand(&app);
