@@ -1,0 +1,117 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""Checks what a shell offers while a command line is typed: check_completion.py bash|zsh SCRIPT JORN
+
+Every command that `jorn --help` prints is offered, and of each command the options that its --help prints, no others.
+"""
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+NAMES = """[levels]
+0 = error
+1=warning ; the lamp is yellow
+2 = $(touch${IFS}harm)
+[slots]
+5 = door
+"""
+HERE = pathlib.Path(__file__).resolve().parent
+
+
+class Shell:
+    """Asks a shell for its offers in a folder with the logs `first` and `second` and a file `third`."""
+
+    def __init__(self, kind, script, jorn, folder):
+        self.start = {"bash": ["bash", "--norc", HERE / "complete.bash", script],
+                      "zsh": ["zsh", "-f", HERE / "complete.zsh", script.parent]}[kind]
+        self.folder = folder
+        self.environment = {**os.environ, "PATH": f"{jorn.parent}:{os.environ['PATH']}", "TERM": "dumb"}
+
+    def offers(self, *words):
+        """What is offered for the last word, without the slash behind a directory."""
+        answer = subprocess.run([*self.start, "jorn", *words], cwd=self.folder, env=self.environment, check=True,
+                                stdin=subprocess.DEVNULL, capture_output=True, encoding="utf-8", timeout=60)
+        return {line.rstrip("/") for line in answer.stdout.split("\n") if line}
+
+
+def help_of(jorn, *words):
+    return subprocess.run([jorn, *words, "--help"], check=True, capture_output=True, encoding="utf-8").stdout
+
+
+def options_of(text):
+    """Names and the rest of the entry, for each option of --help."""
+    entries = re.findall(r"^  (-\S+)(.*)$", text.split("\nOptions:\n")[1], re.MULTILINE)
+    return {name: rest for names, rest in entries for name in names.split(",")}
+
+
+def commands_of(text):
+    listed = text.split("\nSubcommands:\n")[1].split("\n\n")[0]
+    return re.findall(r"^  (\w\S*)", listed, re.MULTILINE)
+
+
+class Check:
+    def __init__(self, shell, jorn):
+        self.shell = shell
+        self.jorn = jorn
+        self.asked = 0
+        self.problems = []
+
+    def expect(self, words, expected):
+        self.asked += 1
+        offered = self.shell.offers(*words)
+        if offered != set(expected):
+            self.problems.append(f"jorn {' '.join(words)}<tab>: missing {sorted(set(expected) - offered)}, "
+                                 f"too many {sorted(offered - set(expected))}")
+
+    def commands(self):
+        top = help_of(self.jorn)
+        names = commands_of(top)
+        self.expect([""], {*names, "first", "second"})
+        self.expect(["-"], {*options_of(top), *options_of(help_of(self.jorn, "show"))})
+        for name in names:
+            options = options_of(help_of(self.jorn, name))
+            self.expect([name, "-"], options)
+            self.expect([name, ""], {"first", "second"})
+            for option, rest in options.items():
+                choices = re.match(r" [^ ]+:\{([^}]*)\}", rest)
+                if choices and option.startswith("--"):
+                    self.expect([name, option, ""], choices[1].split(","))
+
+    def values(self):
+        self.expect(["show", "-o", ""], {"text", "short", "iso", "device", "csv", "json"})
+        self.expect(["-o", "j"], {"json"})
+        self.expect(["show", "first", "-p", ""], {"0", "1", "2", "3", "error", "warning"})
+        self.expect(["show", "--names", "first/jorn.names", "--slot", "d"], {"door"})
+        self.expect(["second", "--level", ""], {"0", "1", "2", "3"})
+        self.expect(["record", "-s", ""], {str(slot) for slot in range(8)})
+        self.expect(["show", "-n", ""], {"all"})
+        self.expect(["count", "--since", "t"], {"today"})
+        self.expect(["repair", "--backup", ""], {"first", "second", "third"})
+        self.expect(["show", "--rev"], {"--reverse"})
+
+
+def main():
+    if len(sys.argv) != 4:
+        print(__doc__, file=sys.stderr)
+        return 2
+    jorn = pathlib.Path(sys.argv[3]).resolve()
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+        (folder / "first").mkdir()
+        (folder / "second").mkdir()
+        (folder / "third").touch()
+        (folder / "first" / "jorn.names").write_text(NAMES, encoding="utf-8")
+        check = Check(Shell(sys.argv[1], pathlib.Path(sys.argv[2]).resolve(), jorn, folder), jorn)
+        check.commands()
+        check.values()
+        if (folder / "harm").exists():
+            check.problems.append("a name of a level was run as a command")
+    print("\n".join(check.problems) or f"{check.asked} lines, completed as the tool tells")
+    return 1 if check.problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
