@@ -6,7 +6,7 @@ zmodload zsh/zpty || exit 1
 folder=$1
 shift
 zpty shell zsh -f -i
-zpty -w shell "PROMPT= fpath=(${(q)folder} \$fpath); stty -echo; zle_bracketed_paste=()
+zpty -w shell "PROMPT= fpath=(${(q)folder} \${(M)fpath:#*/Completion(|/(Base|Unix|Zsh))}); stty -echo; zle_bracketed_paste=()
 autoload -Uz compinit; compinit -u -D
 zstyle ':completion:*' list-prompt ''
 compadd () {
@@ -22,7 +22,9 @@ compadd () {
 comppostfuncs=(offered_end)
 offered_end() { print -r -- \$'\\3'; compstate[insert]= compstate[list]= }
 bindkey '^I' complete-word
-print -r -- READY=\$((40 + 2))"
+zle-line-init() { print -r -- READY=\$((40 + 2)) }
+zle -N zle-line-init"
+# Before the line editor has the terminal, a tab would be one of a plain line.
 zpty -r -m shell line '*READY=42*' || exit 1
 zpty -w -n shell "${(j: :)${(q)@[1,-2]}} ${@[-1]}"$'\t'
 all=
