@@ -5,14 +5,15 @@
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
 #include <algorithm>
-#include <charconv>
 #include <iostream>
 #include <memory>
 
 #include "commands.h"
 #include "failure.h"
 #include "filter_options.h"
+#include "follow.h"
 #include "item_format.h"
+#include "item_output.h"
 #include "item_query.h"
 #include "output.h"
 #include "output_options.h"
@@ -42,54 +43,43 @@ constexpr char kExamples[] =
 /// are printed as they are found.
 constexpr uint64_t kHeldItems = 20000;
 
-constexpr uint64_t kAllItems = UINT64_MAX;
-
 struct ShowOptions {
     FilterOptions filter;
     OutputOptions output;
     PageWish page;
     std::optional<uint64_t> newest;
     bool isOldestFirst = false;
+    bool isFollowed = false;
+    bool isPolling = false;
 };
 
 std::string refuseZero(const std::string &page) {
     return page == "0" ? "pages are counted from 1, or -1 for the last one" : "";
 }
 
-uint64_t parseNumberOfItems(const std::string &text) {
-    uint64_t number = 0;
-    const char *const last = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data(), last, number);
-    if (text == "all") {
-        return kAllItems;
-    }
-    if (error != std::errc() || end != last) {
-        throw CLI::ValidationError("-n", "'" + text + "' is neither a number nor 'all'");
-    }
-    return number;
-}
-
 void addOptions(CLI::App *command, ShowOptions *options) {
     addFilterOptions(command, &options->filter);
     CLI::Option *const newest =
-        command
-            ->add_option_function<std::string>(
-                "-n,--lines",
-                [options](const std::string &text) { options->newest = parseNumberOfItems(text); },
-                "The newest N items that match, or all")
-            ->type_name("N|all");
-    command->add_flag("-r,--reverse", options->isOldestFirst, "The oldest of them first");
+        addNewestOption(command, &options->newest, "The newest N items that match, or all");
+    CLI::Option *const reverse =
+        command->add_flag("-r,--reverse", options->isOldestFirst, "The oldest of them first");
+    CLI::Option *const follow =
+        command->add_flag("-f,--follow", options->isFollowed, "Go on with new items: see jorn follow")
+            ->excludes(reverse);
+    addPollOption(command, &options->isPolling)->needs(follow);
     command
         ->add_option("--page", options->page.number, "Page, from 1 for the newest items; -1 is the last one")
         ->type_name("P")
         ->capture_default_str()
         ->check(refuseZero)
-        ->excludes(newest);
+        ->excludes(newest)
+        ->excludes(follow);
     command->add_option("--per-page", options->page.perPage, "Items a page, 1 to 20")
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(1, JORN_REQUIRE_PAGE_MAX))
-        ->excludes(newest);
+        ->excludes(newest)
+        ->excludes(follow);
     addFormOption(command, &options->output, itemFormNames());
     addItemOutputOptions(command, &options->output);
 }
@@ -98,7 +88,8 @@ void addOptions(CLI::App *command, ShowOptions *options) {
 class Printer {
 public:
     Printer(const ShowOptions &options, const Question &question)
-        : output_(pagerCommand(options.output)), formatter_(styleOf(options, question)) {
+        : output_(pagerCommand(options.output)),
+          formatter_(itemStyleOf(options.output, options.filter, question)) {
         output_.write(formatter_.heading());
     }
 
@@ -107,17 +98,6 @@ public:
     void finish() { output_.finish(); }
 
 private:
-    static ItemStyle styleOf(const ShowOptions &options, const Question &question) {
-        const bool isTerminal = isOutputTerminal();
-        ItemStyle style;
-        style.form = itemFormOf(options.output.form);
-        style.isUtc = options.filter.isUtc;
-        style.isEscaped = options.output.isEscaped || isTerminal;
-        style.isColored = isColored(options.output, isTerminal);
-        style.names = question.shownNames();
-        return style;
-    }
-
     Output output_;
     ItemFormatter formatter_;
 };
@@ -223,6 +203,9 @@ Shown show(const ShowOptions &options, const Question &question) {
 }
 
 int run(const ShowOptions &options) {
+    if (options.isFollowed) {
+        return follow({options.filter, options.output, options.newest, options.isPolling});
+    }
     const Question question = openQuestion(options.filter, time(nullptr));
     const Shown shown = show(options, question);
     const int exitCode = endReading(options.filter, question, shown.end, shown.hasMatch);

@@ -182,4 +182,11 @@ Question openQuestion(const FilterOptions &options, time_t now) {
     return question;
 }
 
+void checkFilter(const FilterOptions &options, time_t now) {
+    if (options.isUtc) {
+        useUtc();
+    }
+    parseFilter(options, options.namesFile.empty() ? Names{} : readNames(options.namesFile), now);
+}
+
 }  // namespace tool

@@ -74,6 +74,7 @@ int run(int argc, char **argv) {
         "output failed.");
     int exitCode = tool::kExitDone;
     tool::addShowCommand(&app, &exitCode);
+    tool::addFollowCommand(&app, &exitCode);
     tool::addCountCommand(&app, &exitCode);
     tool::addExportCommand(&app, &exitCode);
     tool::addCheckCommand(&app, &exitCode);

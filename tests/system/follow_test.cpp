@@ -1,0 +1,272 @@
+// SPDX-License-Identifier: Apache-2.0
+// `jorn follow` and `jorn show -f`, run beside the recorder.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "damaged_log.h"
+
+namespace test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+/// The tool with its output on pipes, to be read line by line while it runs.
+class FollowingTool {
+public:
+    explicit FollowingTool(const std::string &workDirectory, const std::vector<std::string> &arguments) {
+        int out[2];
+        int err[2];
+        EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
+        EXPECT_EQ(pipe2(err, O_CLOEXEC), 0);
+        process_ = fork();
+        if (process_ == 0) {
+            dup2(out[1], STDOUT_FILENO);
+            dup2(err[1], STDERR_FILENO);
+            if (chdir(workDirectory.c_str()) != 0) {
+                _exit(126);
+            }
+            becomeTool(arguments);
+        }
+        close(out[1]);
+        close(err[1]);
+        out_ = out[0];
+        err_ = err[0];
+    }
+
+    ~FollowingTool() {
+        closeOutput();
+        close(err_);
+        if (process_ > 0) {
+            kill(process_, SIGKILL);
+            waitpid(process_, nullptr, 0);
+        }
+    }
+
+    FollowingTool(const FollowingTool &) = delete;
+    FollowingTool &operator=(const FollowingTool &) = delete;
+
+    std::string nextLine() { return lineFrom(out_, &outRest_); }
+    std::string nextNote() { return lineFrom(err_, &errRest_); }
+
+    std::vector<std::string> nextTexts(int count) {
+        std::string lines;
+        for (int i = 0; i < count; ++i) {
+            lines += nextLine() + "\n";
+        }
+        return shownTexts(lines);
+    }
+
+    void closeOutput() {
+        if (out_ >= 0) {
+            close(out_);
+            out_ = -1;
+        }
+    }
+
+    /// Exit code, after a signal if one is given.
+    int end(int signalNumber = 0) {
+        if (signalNumber > 0) {
+            kill(process_, signalNumber);
+        }
+        int status = 0;
+        EXPECT_EQ(waitpid(process_, &status, 0), process_);
+        process_ = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+    /// What it has printed and nobody has read, after its end.
+    std::string rest() {
+        std::string all = outRest_;
+        char block[4096];
+        for (ssize_t length = 0; (length = ::read(out_, block, sizeof block)) > 0;) {
+            all.append(block, static_cast<size_t>(length));
+        }
+        return all;
+    }
+
+private:
+    /// Empty, and the test has failed, when there is none for a long time.
+    static std::string lineFrom(int file, std::string *rest) {
+        constexpr int kTwoMinutes = 120000;
+        size_t end = 0;
+        while ((end = rest->find('\n')) == std::string::npos) {
+            pollfd event = {file, POLLIN, 0};
+            char block[4096];
+            const ssize_t length = poll(&event, 1, kTwoMinutes) == 1 ? ::read(file, block, sizeof block) : -1;
+            if (length <= 0) {
+                ADD_FAILURE() << "no line came, but '" << *rest << "'";
+                return "";
+            }
+            rest->append(block, static_cast<size_t>(length));
+        }
+        const std::string line = rest->substr(0, end);
+        rest->erase(0, end + 1);
+        return line;
+    }
+
+    pid_t process_ = -1;
+    int out_ = -1;
+    int err_ = -1;
+    std::string outRest_;
+    std::string errRest_;
+};
+
+class FollowTest : public DamagedLogTest {
+protected:
+    void append(int number, const std::string &bytes) const {
+        std::ofstream(path(fileName(number)), std::ios::app | std::ios::binary) << bytes;
+    }
+
+    static std::vector<std::string> numbered(int first, int count) {
+        std::vector<std::string> texts;
+        for (int number = first; number < first + count; ++number) {
+            texts.push_back(numberedText("line", number));
+        }
+        return texts;
+    }
+
+    static std::string joined(const std::vector<std::string> &texts) {
+        std::string lines;
+        for (const std::string &text : texts) {
+            lines += text + "\n";
+        }
+        return lines;
+    }
+};
+
+/// Every part is fed only when the one before was printed, so that the writer never comes round.
+TEST_F(FollowTest, Follow_RecorderGoesTwentyTimesThroughItsFiles_EveryLineOnce) {
+    constexpr int kRotations = 20;
+    constexpr int kPart = 2400;
+    FollowingTool follower(root_, {"follow", "-p", "2", "new"});
+    follower.nextNote();  // That there is no such log yet: all that comes is new.
+    RunningTool recorder(root_, {"record", "--files", "3", "new"});
+    int number = 1;
+    for (; number < kRotations * kFull + kPart; number += kPart) {
+        const std::vector<std::string> part = numbered(number, kPart);
+        recorder.feed(joined(part));
+        ASSERT_EQ(follower.nextTexts(kPart), part);
+    }
+    recorder.endInput();
+    EXPECT_EQ(recorder.wait().status, 0);
+    // A last line behind a restart of the store.
+    ASSERT_EQ(jorn({"record", "new"}, {"the end\n", "", {}, {}}).status, 0);
+    EXPECT_THAT(follower.nextTexts(1), ElementsAre("the end"));
+    EXPECT_EQ(follower.end(SIGTERM), 0);
+    EXPECT_EQ(follower.rest(), "");
+    EXPECT_GE(number / kFull, kRotations);
+}
+
+TEST_F(FollowTest, FollowPoll_RecorderMovesOn_EveryLineOnce) {
+    FollowingTool follower(root_, {"follow", "--poll", "-p", "2", "new"});
+    follower.nextNote();
+    RunningTool recorder(root_, {"record", "--files", "2", "new"});
+    for (int number = 1; number < 8000; number += 2000) {
+        recorder.feed(joined(numbered(number, 2000)));
+        ASSERT_EQ(follower.nextTexts(2000), numbered(number, 2000));
+    }
+    EXPECT_EQ(follower.end(SIGINT), 0);
+}
+
+TEST_F(FollowTest, Follow_Repaired_GoesOnBehindWhatItGave) {
+    writeFiles({0, 1});
+    append(1, "no item\n" + dataLine(kFirstTime + 20, 1, 0, "last"));
+    writeIndex("0,1");
+    age();
+    FollowingTool follower(root_, {"follow", "-n", "1", "log"});
+    EXPECT_THAT(follower.nextTexts(1), ElementsAre("last"));
+    ASSERT_EQ(repair({"--yes", "--backup", path("backup")}).status, 0);
+    ASSERT_EQ(jorn({"record", "log"}, {"new\n", "", {}, {}}).status, 0);
+    EXPECT_THAT(follower.nextTexts(2), ElementsAre("Log start init!", "new"));
+    EXPECT_EQ(follower.end(SIGTERM), 0);
+}
+
+TEST_F(FollowTest, ShowFollow_ByShortCommand_PrintsLikeShow) {
+    writeFiles({0}, 3);
+    writeIndex("0,0");
+    FollowingTool follower(root_, {"-f", "log", "--utc", "-n", "1", "-o", "csv"});
+    EXPECT_EQ(follower.nextLine(), "time,level,slot,text");
+    EXPECT_EQ(follower.nextLine(), linesOf(read("log/0.csv")).back());
+    append(0, dataLine(kFirstTime + 9, 0, 7, "a \"new\" one"));
+    EXPECT_EQ(follower.nextLine(), "1700000009,0,7,\"a \"\"new\"\" one\"");
+    EXPECT_EQ(follower.end(SIGTERM), 0);
+}
+
+TEST_F(FollowTest, Follow_MissingDirectory_WaitsAndTellsOnce) {
+    FollowingTool follower(root_, {"follow", "-n", "0", "-p", "2", "new"});
+    EXPECT_EQ(follower.nextNote(), "jorn: note: new: does not exist yet; waiting for it");
+    ASSERT_EQ(jorn({"record", "new"}, {"one\ntwo\n", "", {}, {}}).status, 0);
+    EXPECT_THAT(follower.nextTexts(2), ElementsAre("one", "two"));
+    EXPECT_EQ(follower.end(SIGINT), 0);
+}
+
+TEST_F(FollowTest, Follow_MissingDirectoryAndWrongFilter_RefusedAtOnce) {
+    EXPECT_EQ(jorn({"follow", "new", "-g", "("}).status, 2);
+    EXPECT_EQ(jorn({"follow", "new", "-p", "7"}).status, 2);
+}
+
+TEST_F(FollowTest, Follow_OutputClosedWhileNothingComes_Ends) {
+    writeFiles({0}, 1);
+    writeIndex("0,0");
+    FollowingTool follower(root_, {"follow", "log"});
+    follower.nextLine();
+    follower.closeOutput();
+    EXPECT_EQ(follower.end(), 0);
+}
+
+TEST_F(FollowTest, Follow_ReaderDoesNotRead_SignalEndsItAllTheSame) {
+    writeFiles({0}, kFull);
+    writeIndex("0,0");
+    FollowingTool follower(root_, {"follow", "-n", "all", "log"});
+    // Its first line has come, the rest does not fit the pipe.
+    follower.nextLine();
+    EXPECT_EQ(follower.end(SIGTERM), 0);
+}
+
+TEST_F(FollowTest, Follow_UntilPassed_PrintsAndEnds) {
+    writeFiles({0}, 3);
+    writeIndex("0,0");
+    const Outcome run = jorn({"follow", "log", "-n", "2", "-U", "yesterday"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(shownTexts(run.out).size(), 2U);
+    EXPECT_EQ(jorn({"follow", "log", "-U", "yesterday", "-g", "nowhere"}).status, 1);
+    EXPECT_EQ(jorn({"follow", "log", "-U", "yesterday", "-q", "-s", "7"}).status, 1);
+}
+
+TEST_F(FollowTest, FollowQuiet_MatchComes_EndsWithoutAWord) {
+    writeFiles({0}, 3);
+    writeIndex("0,0");
+    FollowingTool follower(root_, {"follow", "-q", "-g", "ready", "new"});
+    follower.nextNote();
+    ASSERT_EQ(jorn({"record", "new"}, {"not yet\nready now\n", "", {}, {}}).status, 0);
+    EXPECT_EQ(follower.end(), 0);
+    EXPECT_EQ(follower.rest(), "");
+    EXPECT_EQ(jorn({"follow", "-q", "log"}).status, 0);
+}
+
+TEST_F(FollowTest, Follow_DamagedLine_NotedAndToldByExitCode) {
+    write("log/0.csv", dataLine(kFirstTime, 1, 0, "one") + "no item\n" + dataLine(kFirstTime, 1, 0, "two"));
+    writeIndex("0,0");
+    const Outcome run = jorn({"follow", "log", "-U", "yesterday"});
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(shownTexts(run.out), ElementsAre("one", "two"));
+    EXPECT_EQ(run.err, "jorn: note: log/0.csv: 1 line that is no item, at offset 19; left out\n");
+}
+
+TEST_F(FollowTest, Follow_WrongUsage_Refused) {
+    EXPECT_EQ(jorn({"follow"}).status, 2);
+    EXPECT_EQ(jorn({"follow", "-n", "x", "log"}).status, 2);
+    EXPECT_EQ(jorn({"show", "-f", "-r", "log"}).status, 2);
+    EXPECT_EQ(jorn({"show", "-f", "--page", "1", "log"}).status, 2);
+    EXPECT_EQ(jorn({"show", "--poll", "log"}).status, 2);
+}
+
+}  // namespace
+}  // namespace test

@@ -1,0 +1,560 @@
+// SPDX-License-Identifier: Apache-2.0
+// The follower, driven by hand: what it passes on at each step while files change in between.
+#include "follower.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tool_run.h"
+
+namespace test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using tool::Follower;
+
+constexpr uint32_t kTime = 1700000000;
+constexpr int kFull = 5000;
+
+class FollowerTest : public ToolTest {
+protected:
+    FollowerTest() { makeDirectory("log"); }
+
+    void follow(uint64_t newest = 10, const tool::ItemFilter &filter = {}) {
+        follower_.emplace(tool::FollowTerms{path("log"), std::nullopt, filter, newest},
+                          tool::FollowSink{[this](const tool::Item &item) { return take(item); },
+                                           [this](const std::string &text) { notes_.push_back(text); },
+                                           [this](const std::string &text) { damage_.push_back(text); }});
+    }
+
+    bool take(const tool::Item &item) {
+        texts_.push_back(item.text);
+        if (onItem_) {
+            onItem_(item.text);
+        }
+        return item.text != lastWanted_;
+    }
+
+    /// The texts that one step gives.
+    std::vector<std::string> step(Follower::State expected = Follower::State::Waiting) {
+        texts_.clear();
+        EXPECT_EQ(follower_->step(), expected);
+        return texts_;
+    }
+
+    static std::string fileName(int number) { return "log/" + std::to_string(number) + ".csv"; }
+    static std::string line(const std::string &text) { return dataLine(kTime, 1, 0, text); }
+
+    /// So many lines "prefix1" and so on, of one length.
+    static std::string lines(const std::string &prefix, int count, int first = 1) {
+        std::string all;
+        for (int number = first; number < first + count; ++number) {
+            all += line(numberedText(prefix, number));
+        }
+        return all;
+    }
+
+    static std::vector<std::string> numbered(const std::string &prefix, int count, int first = 1) {
+        std::vector<std::string> all;
+        for (int number = first; number < first + count; ++number) {
+            all.push_back(numberedText(prefix, number));
+        }
+        return all;
+    }
+
+    /// As the store does it: the former index becomes the backup, and goes when the new one is written.
+    void writeIndex(const std::string &positions) const {
+        if (exists("log/index.csv")) {
+            fs::rename(path("log/index.csv"), path("log/index.bak"));
+        }
+        write("log/index.csv", "version:1\n" + positions + "\n");
+        fs::remove(path("log/index.bak"));
+    }
+
+    /// A file that is started afresh keeps its place on the medium.
+    void start(int number, const std::string &bytes) const { write(fileName(number), bytes); }
+
+    void append(int number, const std::string &bytes) const {
+        std::ofstream(path(fileName(number)), std::ios::app | std::ios::binary) << bytes;
+    }
+
+    /// A ring of three full files, the newest of which is not full.
+    void makeRing() const {
+        start(0, lines("a", kFull));
+        start(1, lines("b", kFull));
+        start(2, lines("c", 3));
+        writeIndex("0,2");
+    }
+
+    std::optional<Follower> follower_;
+    std::vector<std::string> texts_;
+    std::vector<std::string> notes_;
+    std::vector<std::string> damage_;
+    std::string lastWanted_ = "last wanted";
+    std::function<void(const std::string &)> onItem_;
+};
+
+TEST_F(FollowerTest, Step_FewItems_GivesThemAndThenEachNewOneOnce) {
+    start(0, line("one") + line("two"));
+    writeIndex("0,0");
+    follow();
+    EXPECT_THAT(step(), ElementsAre("one", "two"));
+    EXPECT_THAT(step(), IsEmpty());
+    append(0, line("three"));
+    EXPECT_THAT(step(), ElementsAre("three"));
+    EXPECT_THAT(step(), IsEmpty());
+}
+
+TEST_F(FollowerTest, Step_NumberOfItems_BeginsWithTheNewestThatMatch) {
+    makeRing();
+    follow(5);
+    EXPECT_THAT(step(), ElementsAre("b0004999", "b0005000", "c0000001", "c0000002", "c0000003"));
+    follow(0);
+    EXPECT_THAT(step(), IsEmpty());
+    append(2, line("new"));
+    EXPECT_THAT(step(), ElementsAre("new"));
+    follow(UINT64_MAX);
+    EXPECT_EQ(step().size(), 2U * kFull + 4);
+    follow(20000);
+    EXPECT_EQ(step().size(), 2U * kFull + 4);
+    tool::ItemFilter filter;
+    filter.pattern = std::make_shared<const RE2>("b000000");
+    follow(2, filter);
+    EXPECT_THAT(step(), ElementsAre("b0000008", "b0000009"));
+    append(2, line("new b0000000"));
+    EXPECT_THAT(step(), ElementsAre("new b0000000"));
+    EXPECT_THAT(notes_, IsEmpty());
+}
+
+TEST_F(FollowerTest, Step_UnfinishedLine_WaitsForItsRest) {
+    start(0, line("one") + "1700000000,1,0,tw");
+    writeIndex("0,0");
+    follow(0);
+    EXPECT_THAT(step(), IsEmpty());
+    append(0, "o ");
+    EXPECT_THAT(step(), IsEmpty());
+    append(0, "halves\n1700000000,1");
+    EXPECT_THAT(step(), ElementsAre("two halves"));
+    append(0, ",0,x\n");
+    EXPECT_THAT(step(), ElementsAre("x"));
+    EXPECT_THAT(damage_, IsEmpty());
+}
+
+TEST_F(FollowerTest, Step_UnfinishedLineOfFileThatIsLeft_IsGivenAsItIs) {
+    start(0, line("one") + "1700000000,1,0,torn");
+    writeIndex("0,0");
+    follow();
+    EXPECT_THAT(step(), ElementsAre("one"));
+    start(1, line("next"));
+    writeIndex("0,1");
+    EXPECT_THAT(step(), ElementsAre("torn", "next"));
+}
+
+TEST_F(FollowerTest, Step_RingMovesOn_FinishesTheFormerFileFirst) {
+    makeRing();
+    follow(0);
+    step();
+    append(2, lines("c", kFull - 3, 4));
+    start(0, line("d1"));
+    writeIndex("1,0");
+    std::vector<std::string> expected = numbered("c", kFull - 3, 4);
+    expected.emplace_back("d1");
+    EXPECT_EQ(step(), expected);
+    append(0, line("d2"));
+    EXPECT_THAT(step(), ElementsAre("d2"));
+    EXPECT_THAT(notes_, IsEmpty());
+}
+
+TEST_F(FollowerTest, Step_RingMovesOnOverSeveralFiles_GivesAllOfThem) {
+    makeRing();
+    follow(0);
+    step();
+    append(2, lines("c", kFull - 3, 4));
+    start(0, lines("d", kFull));
+    start(1, line("e1"));
+    writeIndex("2,1");
+    EXPECT_EQ(step().size(), kFull - 3U + kFull + 1U);
+    EXPECT_EQ(texts_.front(), "c0000004");
+    EXPECT_EQ(texts_.back(), "e1");
+    EXPECT_THAT(notes_, IsEmpty());
+}
+
+TEST_F(FollowerTest, Step_SameBytesAroundTheRing_AreNewEachTime) {
+    start(0, lines("x", kFull));
+    start(1, lines("x", kFull));
+    writeIndex("0,1");
+    follow(0);
+    EXPECT_THAT(step(), IsEmpty());
+    for (int round = 0; round < 6; ++round) {
+        // Same bytes, same place on the medium: only the ring and the time of writing tell.
+        const int number = round % 2;
+        start(number, lines("x", kFull));
+        writeIndex(number == 0 ? "1,0" : "0,1");
+        EXPECT_EQ(step().size(), static_cast<size_t>(kFull)) << round;
+    }
+    EXPECT_THAT(notes_, IsEmpty());
+}
+
+TEST_F(FollowerTest, Step_WriterCameRoundToFileThatWasReadWhole_MissesNothing) {
+    start(0, lines("a", kFull));
+    writeIndex("0,0");
+    follow(0);
+    step();
+    start(1, lines("b", kFull));
+    start(0, lines("c", 2));
+    writeIndex("1,0");
+    EXPECT_EQ(step().size(), kFull + 2U);
+    EXPECT_EQ(texts_.back(), "c0000002");
+    EXPECT_THAT(notes_, IsEmpty());
+}
+
+TEST_F(FollowerTest, Step_WriterCameRoundOverUnreadFiles_TellsHowManyAndGoesOnWithTheOldest) {
+    makeRing();
+    follow(0);
+    step();
+    // The rest of 2.csv and the next 0.csv are lost; 1.csv is the oldest there is.
+    start(1, lines("e", kFull));
+    start(2, lines("f", 2));
+    writeIndex("0,2");
+    start(0, lines("d", kFull));
+    EXPECT_EQ(step().size(), 2U * kFull + 2);
+    EXPECT_EQ(texts_.front(), "d0000001");
+    EXPECT_THAT(notes_, ElementsAre(path("log") + ": written faster than it was read: at least 1 file was "
+                                                  "passed; going on with 0.csv"));
+    start(0, lines("g", kFull));
+    start(1, lines("h", kFull));
+    start(2, lines("i", kFull));
+    start(0, lines("j", 1));
+    notes_.clear();
+    writeIndex("1,0");
+    EXPECT_EQ(step().front(), "h0000001");
+    EXPECT_EQ(texts_.back(), "j0000001");
+    EXPECT_THAT(notes_, ElementsAre(HasSubstr("at least 2 files were passed; going on with 1.csv")));
+}
+
+TEST_F(FollowerTest, Step_FileIsWrittenOverWhileItIsRead_GivesNothingOfTheNewOneInItsPlace) {
+    makeRing();
+    follow(UINT64_MAX);
+    const std::string more(150, '-');
+    start(0, lines("a" + more, kFull));
+    onItem_ = [&](const std::string &text) {
+        if (text == "a" + more + "0000001") {
+            append(2, lines("c", kFull - 3, 4));
+            start(0, lines("d" + more, kFull - 1));
+            writeIndex("1,0");
+        }
+    };
+    step();
+    // A first part of the oldest file was read at once, before it was written over.
+    const auto rest = std::find(texts_.begin(), texts_.end(), "b0000001");
+    EXPECT_LT(rest - texts_.begin(), kFull);
+    EXPECT_EQ(texts_.end() - rest, 3L * kFull - 1);
+    EXPECT_EQ(std::count(texts_.begin(), rest, "d" + more + "0000001"), 0);
+    EXPECT_EQ(texts_.back(), numberedText("d" + more, kFull - 1));
+    EXPECT_THAT(notes_, ElementsAre(HasSubstr("at least 1 file was passed; going on with 1.csv")));
+}
+
+TEST_F(FollowerTest, Step_FileIsEmptiedBeforeTheIndexTells_GoesOnWithTheNextOne) {
+    makeRing();
+    follow(UINT64_MAX);
+    const std::string more(150, '-');
+    start(0, lines("a" + more, kFull));
+    onItem_ = [&](const std::string &text) {
+        if (text == "a" + more + "0000001") {
+            start(0, "");
+        }
+    };
+    step();
+    const auto rest = std::find(texts_.begin(), texts_.end(), "b0000001");
+    EXPECT_EQ(texts_.end() - rest, kFull + 3L);
+    writeIndex("1,0");
+    append(0, line("d1"));
+    EXPECT_THAT(step(), ElementsAre("d1"));
+    EXPECT_THAT(notes_, ElementsAre(HasSubstr("at least 1 file was passed; going on with 1.csv")));
+}
+
+TEST_F(FollowerTest, Step_Cleared_GivesNothingOldAndWhatComesThen) {
+    makeRing();
+    follow(0);
+    step();
+    append(2, line("before"));
+    writeIndex("0,0");  // What 0.csv held is still there.
+    EXPECT_THAT(step(), ElementsAre("before"));
+    // A store that had the former file open goes on with it until its next pause.
+    append(2, line("into the former file"));
+    EXPECT_THAT(step(), ElementsAre("into the former file"));
+    start(0, line("after"));
+    EXPECT_THAT(step(), ElementsAre("after"));
+    append(0, line("and on"));
+    EXPECT_THAT(step(), ElementsAre("and on"));
+    EXPECT_THAT(notes_, IsEmpty());
+}
+
+TEST_F(FollowerTest, Step_ClearedAndWrittenBeyondItsFormerSize_IsSeenAsNew) {
+    start(0, lines("a", 100));
+    start(1, lines("b", 2));
+    writeIndex("0,1");
+    follow(0);
+    step();
+    writeIndex("0,0");
+    start(0, lines("c", 200));
+    EXPECT_EQ(step(), numbered("c", 200));
+}
+
+TEST_F(FollowerTest, Step_ClearedAndStartedAnew_SkipsWhatTheNextFileHeldBefore) {
+    makeRing();
+    follow(0);
+    step();
+    start(0, lines("a", 10));
+    append(2, lines("c", 1, 4));
+    EXPECT_THAT(step(), ElementsAre("c0000004"));
+    follow(0);
+    step();
+    writeIndex("0,0");
+    EXPECT_THAT(step(), IsEmpty());
+    append(0, line("appended"));
+    EXPECT_THAT(step(), ElementsAre("appended"));
+}
+
+TEST_F(FollowerTest, Step_ClearedToFileThatIsNotThereYet_GoesOnWhenItComes) {
+    start(0, line("a"));
+    writeIndex("0,0");
+    follow(0);
+    step();
+    writeIndex("1,1");
+    EXPECT_THAT(step(), IsEmpty());
+    start(1, line("b"));
+    EXPECT_THAT(step(), ElementsAre("b"));
+    EXPECT_THAT(notes_, IsEmpty());
+}
+
+TEST_F(FollowerTest, Step_FileStartedAfresh_IsReadFromItsBeginning) {
+    start(0, line("one") + line("two"));
+    writeIndex("0,0");
+    follow(0);
+    step();
+    start(0, line("less"));
+    EXPECT_THAT(step(), ElementsAre("less"));
+    // More than was there before: only the content tells.
+    start(0, line("mine") + line("more") + line("most"));
+    EXPECT_THAT(step(), ElementsAre("mine", "more", "most"));
+    start(0, "");
+    EXPECT_THAT(step(), IsEmpty());
+    append(0, line("on"));
+    EXPECT_THAT(step(), ElementsAre("on"));
+}
+
+TEST_F(FollowerTest, Step_DirectoryMissing_WaitsAndThenGivesAll) {
+    fs::remove(path("log"));
+    follow(0);
+    EXPECT_THAT(step(Follower::State::Pending), IsEmpty());
+    EXPECT_THAT(step(Follower::State::Pending), IsEmpty());
+    EXPECT_THAT(notes_, ElementsAre(path("log") + ": does not exist yet; waiting for it"));
+    makeDirectory("log");
+    EXPECT_THAT(step(), IsEmpty());
+    writeIndex("0,0");
+    start(0, line("one"));
+    EXPECT_THAT(step(), ElementsAre("one"));
+}
+
+TEST_F(FollowerTest, Step_EmptyDirectory_AllThatComesIsNew) {
+    follow(0);
+    EXPECT_THAT(step(), IsEmpty());
+    start(0, line("one"));
+    writeIndex("0,0");
+    EXPECT_THAT(step(), ElementsAre("one"));
+    EXPECT_THAT(notes_, IsEmpty());
+}
+
+TEST_F(FollowerTest, Step_DirectoryIsFile_Fails) {
+    fs::remove(path("log"));
+    write("log", "");
+    follow();
+    EXPECT_THROW(follower_->step(), tool::Failure);
+}
+
+TEST_F(FollowerTest, Step_LogRepaired_GoesOnBehindWhatItGave) {
+    start(0, line("a1") + "no item\n" + line("a2") + line("a2"));
+    start(1, line("b1") + std::string(20, '\0') + "\n" + line("same") + line("same") + line("same"));
+    writeIndex("0,1");
+    follow();
+    EXPECT_EQ(step().size(), 7U);
+    // Read, but not yet by this step, when the repaired copy takes the place.
+    append(1, line("late"));
+    fs::create_directory(path("copy"));
+    write("copy/index.csv", "version:1\n0,1\n");
+    write("copy/0.csv", line("a1") + line("a2") + line("a2"));
+    write("copy/1.csv", line("b1") + line("same") + line("same") + line("same") + line("late") + line("new"));
+    fs::rename(path("log"), path("backup"));
+    fs::rename(path("copy"), path("log"));
+    EXPECT_THAT(step(), ElementsAre("late", "new"));
+    append(1, line("on"));
+    EXPECT_THAT(step(), ElementsAre("on"));
+    EXPECT_THAT(notes_, IsEmpty());
+}
+
+TEST_F(FollowerTest, Step_RepairBringsBackHiddenItems_StillGoesOnBehindTheLastOne) {
+    start(0, line("a1") + line("a2"));
+    writeIndex("0,0");
+    follow();
+    step();
+    fs::create_directory(path("copy"));
+    write("copy/index.csv", "version:1\n0,0\n");
+    write("copy/0.csv", line("hidden") + line("a1") + line("a2") + line("new"));
+    fs::rename(path("log"), path("backup"));
+    EXPECT_THAT(step(Follower::State::Pending), IsEmpty());
+    fs::rename(path("copy"), path("log"));
+    EXPECT_THAT(step(), ElementsAre("new"));
+    EXPECT_THAT(notes_, ElementsAre(path("log") + ": is gone; waiting for it to come back"));
+}
+
+TEST_F(FollowerTest, Step_RepairLeavesOutTheEmptyNewestFile_RepeatsNothing) {
+    start(0, line("a1") + line("a2"));
+    start(1, "");
+    writeIndex("0,1");
+    follow(0);
+    step();
+    fs::create_directory(path("copy"));
+    write("copy/index.csv", "version:1\n0,0\n");
+    write("copy/0.csv", line("a1") + line("a2") + line("new"));
+    fs::rename(path("log"), path("backup"));
+    fs::rename(path("copy"), path("log"));
+    EXPECT_THAT(step(), ElementsAre("new"));
+}
+
+TEST_F(FollowerTest, Step_AnotherLogInItsPlace_IsGivenFromItsBegin) {
+    start(0, line("a1"));
+    writeIndex("0,0");
+    follow();
+    step();
+    fs::rename(path("log"), path("former"));
+    makeDirectory("log");
+    EXPECT_THAT(step(Follower::State::Pending), IsEmpty());
+    start(0, line("b1"));
+    start(1, line("b2"));
+    writeIndex("0,1");
+    EXPECT_THAT(step(), ElementsAre("b1", "b2"));
+    EXPECT_THAT(notes_, ElementsAre(path("log") + ": another log has taken its place and is shown now"));
+    append(1, line("b3"));
+    EXPECT_THAT(step(), ElementsAre("b3"));
+}
+
+TEST_F(FollowerTest, Step_FilesReplacedByLongerCopies_GivesWhatIsNew) {
+    start(0, lines("a", 3));
+    writeIndex("0,0");
+    follow(0);
+    step();
+    write("log/0.tmp", lines("a", 5));
+    fs::rename(path("log/0.tmp"), path("log/0.csv"));
+    EXPECT_EQ(step(), numbered("a", 2, 4));
+    append(0, lines("a", 1, 6));
+    EXPECT_EQ(step(), numbered("a", 1, 6));
+}
+
+TEST_F(FollowerTest, Step_NewestFileDeleted_RepeatsNothing) {
+    makeRing();
+    follow(0);
+    step();
+    fs::remove(path("log/2.csv"));
+    EXPECT_THAT(step(), IsEmpty());
+    EXPECT_THAT(notes_, ElementsAre(path("log/2.csv") + ": is gone; going on with what else is new"));
+    start(2, line("back"));
+    EXPECT_THAT(step(), ElementsAre("back"));
+}
+
+TEST_F(FollowerTest, Step_FilesRenamedByTidying_GoesOnInTheSameOne) {
+    start(0, line("a1"));
+    start(1, line("b1"));
+    writeIndex("0,1");
+    follow();
+    step();
+    fs::rename(path("log/1.csv"), path("log/5.csv"));
+    fs::rename(path("log/0.csv"), path("log/4.csv"));
+    writeIndex("4,5");
+    append(5, line("b2"));
+    EXPECT_THAT(step(), ElementsAre("b2"));
+    append(5, line("b3"));
+    EXPECT_THAT(step(), ElementsAre("b3"));
+    EXPECT_THAT(notes_, IsEmpty());
+}
+
+TEST_F(FollowerTest, Step_IndexBetweenTwoStepsOfItsRewrite_KeepsThePlace) {
+    makeRing();
+    follow(0);
+    step();
+    append(2, line("c4"));
+    fs::rename(path("log/index.csv"), path("log/index.bak"));
+    EXPECT_THAT(step(), ElementsAre("c4"));
+    write("log/index.csv", "");
+    EXPECT_THAT(step(Follower::State::Pending), IsEmpty());
+    write("log/index.csv", "version:1\n0,2\n");
+    fs::remove(path("log/index.bak"));
+    append(2, line("c5"));
+    EXPECT_THAT(step(), ElementsAre("c5"));
+    EXPECT_THAT(damage_, IsEmpty());
+}
+
+TEST_F(FollowerTest, Step_IndexStaysUnusable_IsToldOnce) {
+    makeRing();
+    follow(0);
+    step();
+    write("log/index.csv", "");
+    step(Follower::State::Pending);
+    EXPECT_THAT(damage_, IsEmpty());
+    step(Follower::State::Pending);
+    step(Follower::State::Pending);
+    EXPECT_THAT(damage_, ElementsAre(HasSubstr("the index is missing or damaged")));
+}
+
+TEST_F(FollowerTest, Step_DamagedLines_AreToldOnce) {
+    start(0, line("one") + "no item\n" + line("two") + "nor this\n");
+    writeIndex("0,0");
+    follow();
+    EXPECT_THAT(step(), ElementsAre("one", "two"));
+    EXPECT_THAT(damage_, ElementsAre(path("log/0.csv") +
+                                     ": 2 lines that are no items, at offset 19 and after; left out"));
+    EXPECT_THAT(step(), IsEmpty());
+    append(0, line("three") + "nor that\n");
+    EXPECT_THAT(step(), ElementsAre("three"));
+    EXPECT_THAT(damage_,
+                ElementsAre(HasSubstr("at offset 19"), HasSubstr("1 line that is no item, at offset")));
+}
+
+TEST_F(FollowerTest, Step_FileThatIsNone_IsToldAndPassed) {
+    start(0, line("one"));
+    makeDirectory(fileName(1));
+    start(2, line("two"));
+    writeIndex("0,2");
+    follow();
+    EXPECT_THAT(step(), ElementsAre("one", "two"));
+    EXPECT_THAT(damage_, ElementsAre(path("log/1.csv") + ": not a regular file; its items are left out"));
+}
+
+TEST_F(FollowerTest, Step_NobodyWantsMore_EndsAtThatItem) {
+    start(0, line("one") + line("two") + line("three"));
+    writeIndex("0,0");
+    lastWanted_ = "two";
+    follow();
+    EXPECT_THAT(step(Follower::State::Ended), ElementsAre("one", "two"));
+    EXPECT_THAT(step(), ElementsAre("three"));
+}
+
+TEST_F(FollowerTest, Step_Looking_ChangesNothing) {
+    makeRing();
+    const std::string before = stateOf(path("log"));
+    follow(UINT64_MAX);
+    step();
+    step();
+    EXPECT_TRUE(stateOf(path("log")) == before);
+}
+
+}  // namespace
+}  // namespace test

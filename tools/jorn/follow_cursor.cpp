@@ -1,0 +1,212 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "follow_cursor.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "item_scanner.h"
+#include "segment_reader.h"
+
+namespace tool {
+namespace {
+
+/// Bytes at either end of what was read that are compared: a longest line.
+constexpr size_t kSample = jorn::kLineMax;
+
+uint64_t folded(uint64_t hash, std::string_view bytes) {
+    constexpr uint64_t kPrime = 1099511628211U;
+    for (const char c : bytes) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * kPrime;
+    }
+    return (hash ^ uint64_t{0x100}) * kPrime;
+}
+
+std::string_view withoutLineFeed(std::string_view piece) {
+    return !piece.empty() && piece.back() == '\n' ? piece.substr(0, piece.size() - 1) : piece;
+}
+
+bool isItemLine(std::string_view piece) {
+    LineNumbers numbers;
+    return readNumbers(piece, &numbers) == LineKind::Item;
+}
+
+struct stat statusOf(int fd) {
+    struct stat status = {};
+    if (fstat(fd, &status) < 0) {
+        return {};
+    }
+    return status;
+}
+
+}  // namespace
+
+bool operator==(const FileMark &a, const FileMark &b) {
+    return a.device == b.device && a.inode == b.inode && a.size == b.size && a.seconds == b.seconds &&
+           a.nanoseconds == b.nanoseconds;
+}
+
+FileMark markOf(const struct stat &status) {
+    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+FileMark markOf(int fd) { return markOf(statusOf(fd)); }
+
+FollowCursor::FollowCursor(const RingFile &file)
+    : file_(fcntl(file.file.get(), F_DUPFD_CLOEXEC, 0)), path_(file.path), number_(file.number) {}
+
+bool FollowCursor::isDeleted() const { return statusOf(file_.get()).st_nlink == 0; }
+
+bool FollowCursor::isOf(const RingFile &file) const {
+    if (!file.file.isOpen()) {
+        return false;
+    }
+    const FileMark own = mark();
+    const FileMark other = markOf(file.file.get());
+    return own.device == other.device && own.inode == other.inode;
+}
+
+std::string FollowCursor::bytesAt(uint64_t offset, size_t length) const {
+    std::string bytes(length, '\0');
+    const ssize_t got = pread(file_.get(), bytes.data(), length, static_cast<off_t>(offset));
+    bytes.resize(static_cast<size_t>(std::max<ssize_t>(got, 0)));
+    return bytes;
+}
+
+bool FollowCursor::isIntact() const {
+    return bytesAt(0, head_.size()) == head_ && bytesAt(offset_ - tail_.size(), tail_.size()) == tail_;
+}
+
+void FollowCursor::moveTo(const RingFile &file) {
+    path_ = file.path;
+    number_ = file.number;
+}
+
+void FollowCursor::restart() {
+    offset_ = 0;
+    read_ = {};
+    head_.clear();
+    tail_.clear();
+}
+
+void FollowCursor::account(std::string_view piece, bool isItem) {
+    if (isItem) {
+        const std::string_view line = withoutLineFeed(piece);
+        ++read_.count;
+        read_.hash = folded(read_.hash, line);
+        read_.last = line;
+    }
+    head_.append(piece.substr(0, kSample - std::min(kSample, head_.size())));
+    tail_ = piece;
+    offset_ += piece.size();
+}
+
+bool FollowCursor::isUnfinished(std::string_view piece, uint64_t end) const {
+    return piece.back() != '\n' && piece.size() < jorn::kLineMax && offset_ + piece.size() == end;
+}
+
+/// Gives the pieces from the place on, which moves with those that are accounted, until `take` returns false.
+bool FollowCursor::scan(uint64_t end, const std::function<bool(std::string_view)> &take) {
+    SegmentReader reader(file_.get(), end, Order::OldestFirst, offset_);
+    for (Segment segment; reader.next(&segment);) {
+        if (!forEachPiece(segment.bytes, [&](std::string_view piece, size_t) { return take(piece); })) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void FollowCursor::skipTo(uint64_t end) {
+    scan(end, [&](std::string_view piece) {
+        account(piece, isItemLine(piece));
+        return true;
+    });
+}
+
+void FollowCursor::skipAll() {
+    const auto end = static_cast<uint64_t>(mark().size);
+    scan(end, [&](std::string_view piece) {
+        if (isUnfinished(piece, end)) {
+            return false;
+        }
+        account(piece, isItemLine(piece));
+        return true;
+    });
+}
+
+bool FollowCursor::skipBehind(const ReadItems &items) {
+    const bool isMissing = scan(static_cast<uint64_t>(mark().size), [&](std::string_view piece) {
+        account(piece, isItemLine(piece));
+        return read_.count != items.count || read_.hash != items.hash;
+    });
+    return !isMissing;
+}
+
+bool FollowCursor::skipBehindLine(const std::string &line) {
+    uint64_t found = 0;
+    scan(static_cast<uint64_t>(mark().size), [&](std::string_view piece) {
+        account(piece, isItemLine(piece));
+        found = withoutLineFeed(piece) == line ? offset_ : found;
+        return true;
+    });
+    restart();
+    skipTo(found);
+    return found > 0;
+}
+
+/// One reading: what it passes on and what it found on the way.
+struct FollowCursor::Emission {
+    const ItemFilter &filter;
+    const FollowHooks &hooks;
+    BadLines badLines;
+
+    /// False when nobody wants any more.
+    bool take(std::string_view piece, LineKind kind, const LineNumbers &numbers, uint64_t offset) {
+        if (kind == LineKind::Damaged) {
+            badLines.add(offset);
+        }
+        const bool isWanted = kind == LineKind::Item && filter.hasNumbers(numbers) &&
+                              (filter.pattern == nullptr || filter.hasText(textIn(piece)));
+        return !isWanted || hooks.item(readItem(piece, numbers));
+    }
+
+    void tell(const RingFile &file, const SegmentReader &reader) const {
+        DamageLog log;
+        noteReadingEnd(file, reader, badLines, &log);
+        for (const std::string &text : log.texts()) {
+            hooks.damage(text);
+        }
+    }
+};
+
+FollowCursor::Reading FollowCursor::readOn(const ItemFilter &filter, bool isFinal, const FollowHooks &hooks) {
+    const auto end = static_cast<uint64_t>(mark().size);
+    SegmentReader reader(file_.get(), end, Order::OldestFirst, offset_);
+    Emission emission{filter, hooks, {}};
+    Reading reading = end < offset_ ? Reading::Stale : Reading::Done;
+    for (Segment segment; reading == Reading::Done && reader.next(&segment);) {
+        if (!hooks.isStill()) {
+            reading = Reading::Stale;
+            break;
+        }
+        forEachPiece(segment.bytes, [&](std::string_view piece, size_t) {
+            if (!isFinal && isUnfinished(piece, end)) {
+                return false;
+            }
+            LineNumbers numbers;
+            const LineKind kind = readNumbers(piece, &numbers);
+            const uint64_t begin = offset_;
+            account(piece, kind == LineKind::Item);
+            reading = emission.take(piece, kind, numbers, begin) ? reading : Reading::Ended;
+            return reading == Reading::Done;
+        });
+    }
+    RingFile file;
+    file.path = path_;
+    emission.tell(file, reader);
+    const bool isDoubtful = reader.isCutShort() || !hooks.isStill();
+    return reading == Reading::Done && isDoubtful ? Reading::Stale : reading;
+}
+
+}  // namespace tool
