@@ -52,6 +52,10 @@ constexpr int32_t kQueueMessages = JORN_QUEUE_MAX;
 /// Longest message that the queue carries, in bytes; a received message must be shorter.
 constexpr size_t kMessageSize = 272;
 
+/// Longest line that a submission makes, in characters: a time of ten digits, level and slot with a comma
+/// each, the text and the line feed.
+constexpr size_t kItemLineMax = (10 + 1) + 2 * (kInt32Digits + 1) + kTextMax + 1;
+
 /// Longest line that the store task writes and that a reader gets in one piece, in characters.
 constexpr size_t kLineMax = 256;
 
@@ -64,7 +68,7 @@ constexpr size_t kParsedChars = 255;
 // handle, time, level and slot with a comma each, the text, the line feed and the NUL.
 static_assert(4 * (kInt32Digits + 1) + kTextMax + 2 <= kMessageSize,
               "a submitted item must fit a queue message");
-static_assert(3 * (kInt32Digits + 1) + kTextMax + 1 <= kLineMax,
+static_assert(kItemLineMax <= kLineMax,
               "a submitted item must pass the store task and come back in one piece");
 
 /// Ticks between two passes of the store task.

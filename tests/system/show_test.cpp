@@ -312,6 +312,9 @@ TEST_F(ShowTest, EveryLookingCommand_SoundAndDamagedDirectory_Untouched) {
                                                             {"count", "--explain", "-S", "2023-11-16"},
                                                             {"count", "-g", "d1", "-o", "json"},
                                                             {"count", "-s", "5", "-o", "csv"},
+                                                            {"stats"},
+                                                            {"stats", "--disk-usage", "-g", "d1"},
+                                                            {"stats", "-o", "json", "--files", "2"},
                                                             {"export"},
                                                             {"export", "-o", "csv", "-s", "5"},
                                                             {"export", "-o", "syslog", "-g", "d1"},
@@ -670,6 +673,7 @@ TEST_F(ShowTest, HelpAndVersion_OnStandardOutput) {
                                                       {"record", "--help"},
                                                       {"show", "--help"},
                                                       {"count", "--help"},
+                                                      {"stats", "--help"},
                                                       {"export", "--help"},
                                                       {"check", "--help"},
                                                       {"repair", "--help"}}) {

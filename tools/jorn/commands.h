@@ -12,6 +12,7 @@ void addRecordCommand(CLI::App *app);
 void addShowCommand(CLI::App *app, int *exitCode);
 void addFollowCommand(CLI::App *app, int *exitCode);
 void addCountCommand(CLI::App *app, int *exitCode);
+void addStatsCommand(CLI::App *app, int *exitCode);
 void addExportCommand(CLI::App *app, int *exitCode);
 void addCheckCommand(CLI::App *app, int *exitCode);
 void addRepairCommand(CLI::App *app, int *exitCode);

@@ -41,11 +41,6 @@ const char *colorOf(int32_t level) {
                                                                      : "";
 }
 
-std::string colored(const std::string &text, int32_t level) {
-    const std::string color = colorOf(level);
-    return color.empty() ? text : color + text + "\x1b[0m";
-}
-
 }  // namespace
 
 std::vector<std::string> itemFormNames() {
@@ -131,6 +126,11 @@ std::string ItemFormatter::formatJson(const Item &item) {
         object["log"] = style_.log;
     }
     return object.dump(-1, ' ', style_.isEscaped, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+std::string colored(const std::string &line, int32_t level) {
+    const std::string color = colorOf(level);
+    return color.empty() ? line : color + line + "\x1b[0m";
 }
 
 std::string csvField(const std::string &text) {

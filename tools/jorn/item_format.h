@@ -60,6 +60,9 @@ private:
 /// The text as one field of a CSV line by RFC 4180: quoted where it must be.
 std::string csvField(const std::string &text);
 
+/// The line in the colour of a level, for a terminal.
+std::string colored(const std::string &line, int32_t level);
+
 std::string base64(std::string_view bytes);
 
 }  // namespace tool

@@ -76,6 +76,7 @@ int run(int argc, char **argv) {
     tool::addShowCommand(&app, &exitCode);
     tool::addFollowCommand(&app, &exitCode);
     tool::addCountCommand(&app, &exitCode);
+    tool::addStatsCommand(&app, &exitCode);
     tool::addExportCommand(&app, &exitCode);
     tool::addCheckCommand(&app, &exitCode);
     tool::addRepairCommand(&app, &exitCode);

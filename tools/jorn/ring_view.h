@@ -47,6 +47,7 @@ public:
     const std::vector<RingFile> &files() const { return files_; }
 
     const StoreDirectory &directory() const { return directory_; }
+    const RingSurvey &survey() const { return survey_; }
     const jorn::TidyingPlan &plan() const { return plan_; }
     int ringSize() const { return ringSize_; }
 

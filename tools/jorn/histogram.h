@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+// Items by hour or by day of the local time.
+#ifndef JORN_TOOLS_HISTOGRAM_H
+#define JORN_TOOLS_HISTOGRAM_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+/// Counts of items by the first second of their hour.
+class HourCounts {
+public:
+    void add(uint32_t time, uint64_t count = 1) { counts_[hourOf(time)] += count; }
+    const std::map<int64_t, uint64_t> &counts() const { return counts_; }
+
+    /// The first second of the hour that clocks show at a time.
+    static int64_t hourOf(uint32_t time);
+
+private:
+    std::map<int64_t, uint64_t> counts_;
+};
+
+enum class Span { Hour, Day };
+
+/// The days where the hours reach over three days or more, else the hours.
+Span fittingSpan(const HourCounts &hours);
+
+/// An hour or a day.
+struct Bucket {
+    int64_t second = 0;  ///< Those of neighbours are a span apart.
+    std::string label;   ///< "2026-11-21 06:00", in UTC with a Z, or "2026-11-21".
+    uint64_t items = 0;
+};
+
+/// Those that hold items, the earliest first, and where they are but a few, those between that hold none.
+std::vector<Bucket> bucketsOf(const HourCounts &hours, Span span, bool isUtc);
+
+struct BarStyle {
+    size_t width = 80;  ///< Columns of a line.
+    bool isUtf8 = false;
+};
+
+/// A line for each bucket, with a bar as long as it holds items; a line also for what was left out between.
+std::vector<std::string> barLines(const std::vector<Bucket> &buckets, Span span, const BarStyle &style);
+
+}  // namespace tool
+
+#endif
