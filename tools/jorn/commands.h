@@ -8,6 +8,7 @@
 
 namespace tool {
 
+void addClearCommand(CLI::App *app, int *exitCode);
 void addRecordCommand(CLI::App *app);
 void addShowCommand(CLI::App *app, int *exitCode);
 void addFollowCommand(CLI::App *app, int *exitCode);

@@ -13,8 +13,6 @@ namespace {
 /// Garbage can make a flaw of every line; nobody reads more than this.
 constexpr size_t kFlawsKept = 200;
 
-constexpr std::string_view kClearedText = "Log all cleared!";
-
 bool isMended(FlawKind kind) {
     return kind == FlawKind::Zeros || kind == FlawKind::Unparsable || kind == FlawKind::TornEnd;
 }

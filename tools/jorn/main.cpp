@@ -80,6 +80,7 @@ int run(int argc, char **argv) {
     tool::addExportCommand(&app, &exitCode);
     tool::addCheckCommand(&app, &exitCode);
     tool::addRepairCommand(&app, &exitCode);
+    tool::addClearCommand(&app, &exitCode);
     tool::addRecordCommand(&app);
     return parseAndRun(&app, &exitCode, argc, argv);
 }

@@ -19,7 +19,7 @@ public:
     /// recorder out of it until this one is closed. Throws Failure.
     static StoreDirectory openForRecording(const std::string &path);
 
-    /// Opens a directory to repair it, and keeps every recorder out of it. Throws Failure.
+    /// Opens a directory to repair or clear it, and keeps every recorder out of it. Throws Failure.
     static StoreDirectory openForRepair(const std::string &path);
 
     /// "/proc/self/fd/N": at most 24 characters.
