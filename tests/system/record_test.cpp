@@ -60,6 +60,43 @@ TEST_F(RecordTest, Record_LevelAndSlot_ReachTheItems) {
     EXPECT_THAT(linesOf(read("log/0.csv")).at(1), EndsWith(",2,5,x"));
 }
 
+TEST_F(RecordTest, RecordPrefixLevels_Prefixes_BecomeLevels) {
+    EXPECT_THAT(recordedTexts("<0>failed\n<2>\nplain\n<7>not a level\n", {"--prefix-levels", "-l", "1"}),
+                ElementsAre("failed", "", "plain", "<7>not a level"));
+    const std::vector<std::string> lines = linesOf(read("log/0.csv"));
+    EXPECT_THAT(lines.at(1), EndsWith(",0,0,failed"));
+    EXPECT_THAT(lines.at(2), EndsWith(",2,0,"));
+    EXPECT_THAT(lines.at(3), EndsWith(",1,0,plain"));
+    EXPECT_THAT(lines.at(4), EndsWith(",1,0,<7>not a level"));
+}
+
+TEST_F(RecordTest, RecordStats_ToldAtTheEnd) {
+    const std::string input = numberedLines("line", 11000) + std::string(300, 'x') + "\nlast";
+    const Outcome run = jorn({"record", "--stats", "--split", "log"}, {input, "", {}, {}});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err,
+                ::testing::MatchesRegex("jorn: 11002 lines, 11003 items, " + std::to_string(input.size()) +
+                                        " bytes, 0 lines cut, 2 files passed, [0-9.]+ s, [0-9]+ items/s\n"));
+}
+
+TEST_F(RecordTest, RecordStatsJson_ToldAtTheEnd) {
+    const Outcome run =
+        jorn({"record", "--stats", "-o", "json", "log"}, {std::string(300, 'x') + "\nb\n", "", {}, {}});
+    EXPECT_THAT(run.err, HasSubstr("were cut: 1 "));
+    EXPECT_THAT(run.err,
+                HasSubstr("\n{\"lines\":2,\"items\":2,\"bytes\":303,\"cut_lines\":1,\"files_passed\":0,"));
+}
+
+TEST_F(RecordTest, RecordStats_MediumFull_CountsWhatIsInTheFiles) {
+    const Setting small = {numberedLines("line", 3000), "", {}, 20000};
+    const Outcome run = jorn({"record", "--stats", "log"}, small);
+    EXPECT_EQ(run.status, 4);
+    const std::string stored = read("log/0.csv");
+    const auto whole = std::count(stored.begin(), stored.end(), '\n') - 1;
+    EXPECT_THAT(run.err, HasSubstr(" lines, " + std::to_string(whole) + " items, "));
+}
+
 TEST_F(RecordTest, Record_EmptyLines_AreItems) {
     EXPECT_THAT(recordedTexts("\n\nx\n\n"), ElementsAre("", "", "x", ""));
 }
@@ -356,6 +393,7 @@ TEST_F(RecordTest, Record_UsageErrors_ExitWith2) {
         {"record", "--files", "x", "log"},
         {"record", "-l", "4", "log"},
         {"record", "-s", "8", "log"},
+        {"record", "--stats", "-o", "csv", "log"},
         {"record", "--slots", "0", "log"},
         {"record", "--slots", "9", "log"},
         {"record", "--slots", "3", "-s", "3", "log"},

@@ -4,6 +4,7 @@
 
 #include "escape.h"
 #include "item_splitter.h"
+#include "record_stats.h"
 #include "ring_survey.h"
 #include "tool_run.h"
 
@@ -44,9 +45,62 @@ TEST(Escaped, InvalidUtf8_AsHex) {
 
 class ItemSplitterTest : public ::testing::Test {
 protected:
+    /// What comes of an input, each text behind the level that its line asks for.
+    static std::vector<std::string> textsOf(const std::string &input, size_t blockSize,
+                                            ItemSplitter::LongLine longLine, bool hasPrefixes) {
+        std::vector<std::string> texts;
+        ItemSplitter splitter(longLine, hasPrefixes, [&](std::optional<int> level, const char *text) {
+            texts.push_back((level ? std::to_string(*level) + ":" : ":") + text);
+        });
+        for (size_t begin = 0; begin < input.size(); begin += blockSize) {
+            splitter.feed(std::string_view(input).substr(begin, blockSize));
+        }
+        splitter.finish();
+        return texts;
+    }
+
     std::vector<std::string> texts_;
-    ItemSplitter splitter_{ItemSplitter::LongLine::Cut, [this](const char *text) { texts_.push_back(text); }};
+    ItemSplitter splitter_{ItemSplitter::LongLine::Cut, false,
+                           [this](std::optional<int>, const char *text) { texts_.push_back(text); }};
 };
+
+TEST_F(ItemSplitterTest, Feed_Prefixes_TellTheLevelAndGoAway) {
+    EXPECT_THAT(
+        textsOf("<0>a\n<3>\nb\n<2><1>c\n<4>d\n<>e\n<1\n <1>f\n<1>", 999, ItemSplitter::LongLine::Cut, true),
+        ElementsAre("0:a", "3:", ":b", "2:<1>c", ":<4>d", ":<>e", ":<1", ": <1>f", "1:"));
+    EXPECT_THAT(textsOf("<0>a\n", 999, ItemSplitter::LongLine::Cut, false), ElementsAre(":<0>a"));
+}
+
+TEST_F(ItemSplitterTest, Feed_PrefixOfLongLine_TakesNothingOfTheText) {
+    const std::string whole(198, 'x');
+    EXPECT_THAT(textsOf("<2>" + whole + "\n<0>" + whole + "y\n", 999, ItemSplitter::LongLine::Cut, true),
+                ElementsAre("2:" + whole, "0:" + whole));
+    EXPECT_THAT(textsOf("<2>" + whole + "<1>\nz\n", 999, ItemSplitter::LongLine::Split, true),
+                ElementsAre("2:" + whole, "2:<1>", ":z"));
+}
+
+TEST_F(ItemSplitterTest, Feed_AnyBlocks_SameTexts) {
+    std::string input;
+    uint32_t random = 1;
+    for (int i = 0; i < 4000; ++i) {
+        random = random * 1103515245U + 12345U;
+        const std::string parts[] = {"\n",
+                                     "\r\n",
+                                     "\r",
+                                     std::string(1, '\0'),
+                                     "<1>",
+                                     "<7>",
+                                     std::string(random >> 8 & 63, 'x'),
+                                     std::string(198 - (random >> 20 & 7), 'y')};
+        input += parts[random >> 16 & 7];
+    }
+    for (const auto longLine : {ItemSplitter::LongLine::Cut, ItemSplitter::LongLine::Split}) {
+        const std::vector<std::string> expected = textsOf(input, 1, longLine, true);
+        for (const size_t blockSize : {2U, 3U, 199U, 200U, 1000U, 65536U, 10000000U}) {
+            EXPECT_EQ(textsOf(input, blockSize, longLine, true), expected) << blockSize;
+        }
+    }
+}
 
 TEST_F(ItemSplitterTest, Feed_LineOverSeveralBlocks_OneText) {
     for (const char *block : {"ab", "", "c\r", "\nd\r", "e", "\n"}) {
@@ -74,6 +128,17 @@ TEST_F(ItemSplitterTest, Feed_LineOf199Bytes_CutOnce) {
                    "\n");
     EXPECT_THAT(texts_, ElementsAre(std::string(198, 'x'), std::string(198, 'y'), std::string(198, 'z')));
     EXPECT_EQ(splitter_.cutLines(), 2U);
+    EXPECT_EQ(splitter_.lines(), 3U);
+}
+
+TEST(RecordStatsTest, Format_TextAndJson_TellEverything) {
+    const tool::RecordStats stats = {3, 4, 50, 1, 2, 0.25};
+    EXPECT_EQ(tool::formatStats(stats),
+              "3 lines, 4 items, 50 bytes, 1 lines cut, 2 files passed, 0.250 s, 16 items/s\n");
+    EXPECT_EQ(tool::formatStatsJson(stats),
+              "{\"lines\":3,\"items\":4,\"bytes\":50,\"cut_lines\":1,\"files_passed\":2,\"seconds\":0.25,"
+              "\"items_per_second\":16}\n");
+    EXPECT_EQ(tool::RecordStats().itemsPerSecond(), 0);
 }
 
 class RingSurveyTest : public ToolTest {

@@ -20,11 +20,14 @@ constexpr char kDetails[] =
     "and on SIGINT, SIGTERM or SIGHUP; a second signal ends it at once. The store adds an item of\n"
     "its own at the start, \"Log start init!\", of the debug level 3.\n"
     "A line ends with LF or CR LF; any other carriage return, and a NUL, becomes a blank. A text\n"
-    "keeps 198 bytes of a line. A missing DIR is created; one recorder at a time has it.\n\n"
+    "keeps 198 bytes of a line; a prefix is not among them. A missing DIR is created; one recorder at a time "
+    "has it.\n\n"
     "Examples:\n"
     "  jorn record /var/log/door < door.log         a file\n"
     "  make 2>&1 | jorn record --files 20 build-log   a program, into a ring of 20 files\n"
     "  jorn record -k --slot 3 DIR < /run/door.fifo until it is stopped\n"
+    "  test-run | jorn record --prefix-levels DIR     \"<0>failed\" is an item of level 0\n"
+    "  jorn record --stats -o json DIR < door.log   and tell what was done\n"
     "Exit codes: 0 done, 2 usage, 4 input or output failed.";
 
 std::string filesHelp() {
@@ -63,6 +66,13 @@ void addOptions(CLI::App *command, RecordOptions *options) {
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(0, JORN_SLOT_MAX - 1));
+    command->add_flag(
+        "--prefix-levels", options->hasPrefixes,
+        "Take <N> at the begin of a line, N from 0 to 3, off and as its level; --level is that of "
+        "other lines");
+    command->add_flag(
+        "--stats", options->hasStats,
+        "At the end, tell lines, items, bytes, lines cut, files passed, seconds and items a second");
     command->add_flag("-k,--keep-going", options->keepsGoing,
                       "At the end of input wait for more, of a FIFO or a growing file, until a signal");
     command->add_flag("--split", options->maySplit,
@@ -72,6 +82,8 @@ void addOptions(CLI::App *command, RecordOptions *options) {
                      "Print level of the store's messages on standard error, 0 to 8")
         ->type_name("N")
         ->check(CLI::Range(0, 8));
+    addFormOption(command, &options->output, {"text", "json"});
+    command->get_option("--output")->description("Form of the statistics");
 }
 
 }  // namespace

@@ -1,16 +1,59 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "item_splitter.h"
 
+#include <string.h>
+
+#include <algorithm>
 #include <utility>
 
 namespace tool {
+namespace {
 
-ItemSplitter::ItemSplitter(LongLine longLine, Sink sink) : longLine_(longLine), sink_(std::move(sink)) {}
+constexpr size_t kPrefixSize = sizeof "<3>" - 1;
+
+/// The level of a prefix.
+std::optional<int> levelIn(std::string_view prefix) {
+    const bool isLevel =
+        prefix[0] == '<' && prefix[1] >= '0' && prefix[1] < '0' + jorn::kLevelMax && prefix[2] == '>';
+    return isLevel ? std::optional<int>(prefix[1] - '0') : std::nullopt;
+}
+
+}  // namespace
+
+ItemSplitter::ItemSplitter(LongLine longLine, bool hasPrefixes, Sink sink)
+    : longLine_(longLine),
+      hasPrefixes_(hasPrefixes),
+      sink_(std::move(sink)),
+      isPrefixPossible_(hasPrefixes) {}
 
 void ItemSplitter::feed(std::string_view block) {
-    for (const char byte : block) {
-        takeByte(byte);
+    while (!block.empty()) {
+        size_t taken = takeWholeLine(block);
+        if (taken == 0) {
+            takeByte(block.front());
+            taken = 1;
+        }
+        block.remove_prefix(taken);
     }
+}
+
+/// The common case, for its speed: a line that is in the block from begin to end, and fits an item. Returns
+/// its bytes, 0 when it is another case.
+size_t ItemSplitter::takeWholeLine(std::string_view block) {
+    constexpr size_t kMost = jorn::kTextMax + 1;
+    const void *const feed =
+        isLineBegun_ ? nullptr : memchr(block.data(), '\n', std::min(block.size(), kMost));
+    if (feed == nullptr) {
+        return 0;
+    }
+    const auto length = static_cast<size_t>(static_cast<const char *>(feed) - block.data());
+    size_ = length > 0 && block[length - 1] == '\r' ? length - 1 : length;
+    std::replace_copy(block.data(), block.data() + size_, text_.data(), '\0', ' ');
+    if (isPrefixPossible_ && size_ >= kPrefixSize) {
+        takePrefix();
+    }
+    endLine();
+    return length + 1;
 }
 
 void ItemSplitter::finish() {
@@ -52,19 +95,35 @@ void ItemSplitter::put(char byte) {
         emit();
     }
     text_[size_++] = byte == '\0' ? ' ' : byte;
+    if (isPrefixPossible_ && size_ == kPrefixSize) {
+        takePrefix();
+    }
+}
+
+/// Takes a prefix off what is held of a line that is at its begin.
+void ItemSplitter::takePrefix() {
+    isPrefixPossible_ = false;
+    level_ = levelIn({text_.data(), kPrefixSize});
+    if (level_) {
+        size_ -= kPrefixSize;
+        memmove(text_.data(), text_.data() + kPrefixSize, size_);
+    }
 }
 
 void ItemSplitter::emit() {
     text_[size_] = '\0';
     size_ = 0;
-    sink_(text_.data());
+    sink_(level_, text_.data());
 }
 
 void ItemSplitter::endLine() {
     cutLines_ += isCut_ ? 1 : 0;
     isCut_ = false;
     isLineBegun_ = false;
+    ++lines_;
     emit();
+    level_.reset();
+    isPrefixPossible_ = hasPrefixes_;
 }
 
 }  // namespace tool

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <functional>
+#include <optional>
 #include <string_view>
 
 #include "module_limits.h"
@@ -20,32 +21,40 @@ public:
     /// What becomes of a line that is longer than a text.
     enum class LongLine { Cut, Split };
 
-    /// Is given each text, at most 198 bytes and a NUL behind them.
-    using Sink = std::function<void(const char *text)>;
+    /// Is given each text, at most 198 bytes and a NUL behind them, with the level that its line asks for.
+    using Sink = std::function<void(std::optional<int> level, const char *text)>;
 
-    ItemSplitter(LongLine longLine, Sink sink);
+    /// With `hasPrefixes`, a "<N>" at the begin of a line, N being a level, is taken off and tells the level.
+    ItemSplitter(LongLine longLine, bool hasPrefixes, Sink sink);
 
     void feed(std::string_view block);
 
     /// Ends a last line that has no line feed.
     void finish();
 
+    uint64_t lines() const { return lines_; }
     uint64_t cutLines() const { return cutLines_; }
 
 private:
+    size_t takeWholeLine(std::string_view block);
     void takeByte(char byte);
+    void takePrefix();
     void put(char byte);
     void putPendingReturn();
     void emit();
     void endLine();
 
     const LongLine longLine_;
+    const bool hasPrefixes_;
     const Sink sink_;
     std::array<char, jorn::kTextMax + 1> text_{};
     size_t size_ = 0;
     bool isLineBegun_ = false;
     bool isReturnPending_ = false;  ///< A carriage return came last; it may belong to the line end.
     bool isCut_ = false;
+    bool isPrefixPossible_;  ///< What is held of the line may be the begin of a prefix.
+    std::optional<int> level_;
+    uint64_t lines_ = 0;
     uint64_t cutLines_ = 0;
 };
 

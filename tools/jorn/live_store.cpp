@@ -111,6 +111,7 @@ int64_t LiveStore::follow(int32_t formerPosition, int64_t formerCount) {
     if (position == formerPosition) {
         return inFormer;
     }
+    ++filesPassed_;
     const bool isFormerWhole = check_.verify();
     const int64_t inNew = itemCount(position);
     check_.begin(position, 0);

@@ -40,6 +40,10 @@ public:
     /// are not in the files.
     int64_t salvage();
 
+    /// Items that were submitted, and files that were filled and left.
+    int64_t submitted() const { return submitted_; }
+    int64_t filesPassed() const { return filesPassed_; }
+
 private:
     void create(const Settings &settings);
     void startChecking();
@@ -56,6 +60,7 @@ private:
     const JORN_OBJ *object_ = nullptr;
     StoredCheck check_;
     int64_t submitted_ = 0;
+    int64_t filesPassed_ = 0;
 };
 
 }  // namespace tool

@@ -5,6 +5,7 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <string>
 
 #include "diagnostics.h"
@@ -12,6 +13,7 @@
 #include "input.h"
 #include "item_splitter.h"
 #include "live_store.h"
+#include "record_stats.h"
 #include "ring_fit.h"
 #include "stop_signals.h"
 #include "store_directory.h"
@@ -51,11 +53,12 @@ LiveStore::Settings prepare(const StoreDirectory &directory, const RecordOptions
     return {options.slots, files, isQuiet ? 0 : printLevel, printLevel};
 }
 
-/// Passes the input on until its end.
-void pump(Input *input, ItemSplitter *splitter, LiveStore *store) {
+/// Passes the input on until its end, counting its bytes.
+void pump(Input *input, ItemSplitter *splitter, LiveStore *store, uint64_t *bytes) {
     for (;;) {
         switch (input->next()) {
             case Input::Event::Data:
+                *bytes += input->block().size();
                 splitter->feed(input->block());
                 break;
             case Input::Event::Pause:
@@ -70,22 +73,38 @@ void pump(Input *input, ItemSplitter *splitter, LiveStore *store) {
     }
 }
 
-/// After a failure: what has been read goes into the files as far as possible. Returns what to tell the
-/// user about how much did not.
-std::string salvage(ItemSplitter *splitter, LiveStore *store) {
+/// After a failure: what has been read goes into the files as far as possible. Returns how many items did
+/// not.
+int64_t salvage(ItemSplitter *splitter, LiveStore *store) {
     try {
         splitter->finish();
     } catch (const Failure &) {
         // Of the same cause as the first one; the item is in the number below.
     }
-    const int64_t missing = store->salvage();
-    return missing == 0 ? "" : "; " + std::to_string(missing) + " of the lines read are not in the files";
+    return store->salvage();
 }
 
 void warnOfCutLines(const ItemSplitter &splitter) {
     if (splitter.cutLines() > 0) {
         printMessage("warning: lines longer than " + std::to_string(jorn::kTextMax) + " bytes were cut: " +
                      std::to_string(splitter.cutLines()) + " (--split keeps all of a line)");
+    }
+}
+
+class Stopwatch {
+public:
+    double seconds() const {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+    }
+
+private:
+    const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+void printStats(const RecordOptions &options, const RecordStats &stats) {
+    if (options.hasStats) {
+        const bool isJson = options.output.form == "json";
+        fputs((isJson ? formatStatsJson(stats) : "jorn: " + formatStats(stats)).c_str(), stderr);
     }
 }
 
@@ -99,15 +118,27 @@ void record(const RecordOptions &options) {
     sendModuleMessagesToStandardError();
     LiveStore store(directory, prepare(directory, options));
     ItemSplitter splitter(options.maySplit ? ItemSplitter::LongLine::Split : ItemSplitter::LongLine::Cut,
-                          [&](const char *text) { store.add(options.level, options.slot, text); });
-    try {
-        pump(&input, &splitter, &store);
-    } catch (const Failure &failure) {
-        const std::string lost = salvage(&splitter, &store);
+                          options.hasPrefixes, [&](std::optional<int> level, const char *text) {
+                              store.add(level.value_or(options.level), options.slot, text);
+                          });
+    const Stopwatch watch;
+    uint64_t bytes = 0;
+    const auto tell = [&](int64_t missing) {
         warnOfCutLines(splitter);
+        printStats(options,
+                   {splitter.lines(), static_cast<uint64_t>(store.submitted() - missing), bytes,
+                    splitter.cutLines(), static_cast<uint64_t>(store.filesPassed()), watch.seconds()});
+    };
+    try {
+        pump(&input, &splitter, &store, &bytes);
+    } catch (const Failure &failure) {
+        const int64_t missing = salvage(&splitter, &store);
+        tell(missing);
+        const std::string lost =
+            missing == 0 ? "" : "; " + std::to_string(missing) + " of the lines read are not in the files";
         throw Failure(failure.what() + lost, failure.exitCode());
     }
-    warnOfCutLines(splitter);
+    tell(0);
 }
 
 }  // namespace tool

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "jorn.h"
+#include "output_options.h"
 
 namespace tool {
 
@@ -19,6 +20,9 @@ struct RecordOptions {
     bool keepsGoing = false;
     bool maySplit = false;
     bool mayShrink = false;
+    bool hasPrefixes = false;  ///< Lines may tell their level by "<N>" at their begin.
+    bool hasStats = false;
+    OutputOptions output;  ///< The form of the statistics.
     std::optional<int> printLevel;
 };
 
