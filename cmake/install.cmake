@@ -39,3 +39,8 @@ cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
 configure_file(${PROJECT_SOURCE_DIR}/cmake/jorn.pc.in ${PROJECT_BINARY_DIR}/jorn.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/jorn.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+# A Debian package names the licence instead of holding it.
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT licence)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/api.md ${PROJECT_SOURCE_DIR}/docs/formats.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
