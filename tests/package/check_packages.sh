@@ -39,7 +39,7 @@ check_contents() {
     for package in jorn libjorn-dev libjorn1; do
         dpkg-deb --fsys-tarfile "$work/packages/${package}_${version}"_*.deb | tar -t | grep -v '/$' |
             sed "s/^\./$package /"
-    done | sort | diff <(sed "s/ARCH/$architecture/" "$here/contents.txt" | sort) - ||
+    done | sort | diff <(sed "s/ARCH/$architecture/; s/VERSION/$version/" "$here/contents.txt" | sort) - ||
         fail "the packages hold something else ('<' is missing, '>' too many)"
     lintian --fail-on error,warning --tag-display-limit 0 "$work"/packages/*.deb || fail "lintian objects"
 }
@@ -73,6 +73,8 @@ check_tool() {
     [ "$("$jorn" show -n 2 -o csv "$work/log" | cut -d, -f4)" = $'text\nline 6000\nline 5999' ] || fail "no showing"
     [ "$("$jorn" count -p 2 -o csv "$work/log" | tail -n 1)" = total,6000 ] ||
         fail "counted: $("$jorn" count -o csv "$work/log")"
+    gzip -dc "$root/usr/share/doc/jorn/changelog.gz" | head -n 1 | grep -qF "jorn ($version) " ||
+        fail "packaging/debian/changelog does not begin with version $version"
     gzip -dc "$root/usr/share/man/man1/jorn.1.gz" | mandoc -Tlint -Wwarning || fail "no manual page"
     grep -rlF -e "$build" -e "$source" "$root/usr" && fail "these files name a place of the build" || true
 }

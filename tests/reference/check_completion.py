@@ -57,6 +57,7 @@ class Check:
         self.shell = shell
         self.jorn = jorn
         self.asked = 0
+        self.kinds = {"FILE", "PATH", "DIR"}
         self.problems = []
 
     def expect(self, words, expected):
@@ -65,6 +66,12 @@ class Check:
         if offered != set(expected):
             self.problems.append(f"jorn {' '.join(words)}<tab>: missing {sorted(set(expected) - offered)}, "
                                  f"too many {sorted(offered - set(expected))}")
+
+    def expect_no_files(self, words):
+        self.asked += 1
+        offered = self.shell.offers(*words)
+        if offered & {"first", "second", "third"}:
+            self.problems.append(f"jorn {' '.join(words)}<tab>: files are offered as a value")
 
     def commands(self):
         top = help_of(self.jorn)
@@ -75,10 +82,18 @@ class Check:
             options = options_of(help_of(self.jorn, name))
             self.expect([name, "-"], options)
             self.expect([name, ""], {"first", "second"})
-            for option, rest in options.items():
-                choices = re.match(r" [^ ]+:\{([^}]*)\}", rest)
-                if choices and option.startswith("--"):
-                    self.expect([name, option, ""], choices[1].split(","))
+            self.values_of(name, options)
+
+    def values_of(self, command, options):
+        """The values that --help lists; no names of files where the value is none."""
+        for option, rest in options.items():
+            choices = re.match(r" [^ ]+:\{([^}]*)\}", rest)
+            kind = re.match(r" (?!Needs:|Excludes:)([A-Z][\w,|]*)(?:[:= ]|$)", rest)
+            if choices and option.startswith("--"):
+                self.expect([command, option, ""], choices[1].split(","))
+            elif kind and kind[1] not in self.kinds:
+                self.kinds.add(kind[1])
+                self.expect_no_files([command, option, ""])
 
     def values(self):
         self.expect(["show", "-o", ""], {"text", "short", "iso", "device", "csv", "json"})

@@ -23,7 +23,7 @@ _jorn_names() {
 
 # Completes the value of an option, by what --help tells about it: _jorn_value ENTRY
 _jorn_value() {
-    local range='^[^ ]+ N:INT in \[([0-9]) - ([0-9])\]' choice='^[^ ]+ [^ ]+:\{([^}]*)\}' kind='^[^ ]+ ([A-Z]+(\|[a-z]+)?)'
+    local range='^[^ ]+ N:INT in \[([0-9]) - ([0-9])\]' choice='^[^ ]+ [^ ]+:\{([^}]*)\}' kind='^[^ ]+ ([A-Z][A-Z,]*(\|[a-z]+)?)'
     if [[ $1 =~ $choice ]]; then
         COMPREPLY=($(compgen -W "${BASH_REMATCH[1]//,/ }" -- "$cur"))
     elif [[ $1 =~ $range ]]; then
@@ -51,7 +51,7 @@ _jorn() {
     fi
     while read -r entry; do
         names=${entry%% *}
-        if [[ ,$names, == *",$prev,"* && $entry =~ ^[^\ ]+\ ([A-Z]+(\|[a-z]+)?)([:=\ ]|$) ]]; then
+        if [[ ,$names, == *",$prev,"* && $entry =~ ^[^\ ]+\ ([A-Z][A-Z,]*(\|[a-z]+)?)([:=\ ]|$) ]]; then
             _jorn_value "$entry"
             return
         fi
