@@ -212,13 +212,6 @@ protected:
     std::map<std::string, size_t> lostForever_;
 };
 
-struct WorkloadName {
-    template <class Info>
-    std::string operator()(const Info &info) const {
-        return info.param.name;
-    }
-};
-
 TEST_P(FaultSweepTest, EveryCall_Fails_StoreDoesWhatIsRequiredAndGoesOn) {
     const Outcome clean = rehearse(GetParam(), {});
     ASSERT_FALSE(HasFailure()) << "without a fault";

@@ -91,13 +91,6 @@ protected:
     }
 };
 
-struct WorkloadName {
-    template <class Info>
-    std::string operator()(const Info &info) const {
-        return info.param.name;
-    }
-};
-
 TEST_P(PrintFaultTest, EveryPrint_Fails_OnlyItsTextIsMissing) {
     const Trace clean = trace(0, 0);
     const int prints = static_cast<int>(std::count_if(clean.printed.begin(), clean.printed.end(), isOwn));

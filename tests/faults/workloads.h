@@ -28,6 +28,14 @@ struct Workload {
 
 inline std::ostream &operator<<(std::ostream &out, const Workload &workload) { return out << workload.name; }
 
+/// Names the tests that take workloads as their parameters.
+struct WorkloadName {
+    template <class Info>
+    std::string operator()(const Info &info) const {
+        return info.param.name;
+    }
+};
+
 const std::vector<Workload> &workloads();
 
 /// Files of the ring on "a".

@@ -14,7 +14,7 @@ using test::platform;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr char kInitLine[] = "1699990000,3,0,Log start init!\n";
+constexpr char kInitLineOfTwo[] = "1699990000,3,0,Log start init!\n";
 constexpr char kDoorLine[] = "1700000000,1,5,door open\n";
 
 /// Two objects at rest, "one" with handle 1 and "two" with handle 2; the time is that of the item.
@@ -54,7 +54,7 @@ protected:
 TEST_F(TypicalItemTest, Submission_Accepted_QueueReceivesItsTextAndNoFileIsTouched) {
     submit();
     EXPECT_THAT(platform().calls(), ElementsAre("time", "msgQSend 28 0 0 2,1700000000,1,5,door open\n"));
-    EXPECT_EQ(dir_.read("two/0.csv"), kInitLine);
+    EXPECT_EQ(dir_.read("two/0.csv"), kInitLineOfTwo);
 }
 
 TEST_F(TypicalItemTest, StoreTask_99TicksLater_StillPauses) {
@@ -91,14 +91,14 @@ TEST_F(TypicalItemTest, StoreTask_200TicksLater_ClosesTheFile) {
 
 TEST_F(TypicalItemTest, StoreTask_Done_FileHoldsTheLineWithoutItsHandle) {
     submitAndStore();
-    EXPECT_EQ(dir_.read("two/0.csv"), std::string(kInitLine) + kDoorLine);
+    EXPECT_EQ(dir_.read("two/0.csv"), std::string(kInitLineOfTwo) + kDoorLine);
     EXPECT_THAT(dir_.names(), ElementsAre("one", "two"));
 }
 
 TEST_F(TypicalItemTest, StoreTask_Done_IndexAndTheOtherObjectAreAsBefore) {
     submitAndStore();
     EXPECT_EQ(dir_.read("two/index.csv"), "version:1\n0,0\n");
-    EXPECT_EQ(dir_.read("one/0.csv"), kInitLine);
+    EXPECT_EQ(dir_.read("one/0.csv"), kInitLineOfTwo);
     EXPECT_EQ(FindObj(1)->csv_info[0].itemCount, 1U);
 }
 

@@ -9,7 +9,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr int32_t kUnset = 77;
+constexpr int32_t kNoAnswer = 77;
 
 class FileLocatorTest : public ModuleTest {
 protected:
@@ -60,7 +60,7 @@ Located locate(JORN_OBJ *obj, int32_t dayDwLimit, int32_t dayUpLimit) {
     JORN_REQUIRE require = anything();
     require.dayDwLimit = dayDwLimit;
     require.dayUpLimit = dayUpLimit;
-    int32_t range[2] = {kUnset, kUnset};
+    int32_t range[2] = {kNoAnswer, kNoAnswer};
     const int32_t result = jorn_FindCsvByTime(obj, &require, range);
     return {result, range[0], range[1]};
 }
@@ -307,7 +307,7 @@ TEST_F(FileLocatorTest, Find_NewestFileEndsTooEarly_IsReportedFromLevelOne) {
 }
 
 TEST_F(FileLocatorTest, Find_NullObject_FailsAndLeavesTheRange) {
-    EXPECT_EQ(locate(nullptr, -1, -1), (Located{-1, kUnset, kUnset}));
+    EXPECT_EQ(locate(nullptr, -1, -1), (Located{-1, kNoAnswer, kNoAnswer}));
     EXPECT_THAT(messages(), IsEmpty());
 }
 

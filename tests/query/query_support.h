@@ -3,36 +3,22 @@
 #ifndef JORN_TESTS_QUERY_QUERY_SUPPORT_H
 #define JORN_TESTS_QUERY_QUERY_SUPPORT_H
 
-#include <semLib.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <random>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "model/query_model.h"
 #include "model/ring_files.h"
 #include "registry/registry.h"
+#include "support/file_mutex.h"
 #include "support/module_test.h"
 
 namespace test {
-
-/// Whether another task could take the file mutex now.
-inline bool isMutexFree() {
-    bool isTaken = false;
-    std::thread([&] {
-        isTaken = semTake(logSemCsvRW_ID, NO_WAIT) == OK;
-        if (isTaken) {
-            semGive(logSemCsvRW_ID);
-        }
-    }).join();
-    return isTaken;
-}
 
 /// Puts a ring's files and summaries in place of what a directory and an object hold.
 inline void layOut(const ModelRing &ring, const TempDir &directory, JORN_OBJ *obj) {

@@ -4,17 +4,15 @@
 #ifndef JORN_TESTS_STORE_STORE_FIXTURE_H
 #define JORN_TESTS_STORE_STORE_FIXTURE_H
 
-#include <semLib.h>
-
 #include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "registry/registry.h"
+#include "support/file_mutex.h"
 #include "support/module_test.h"
 
 namespace test {
@@ -62,19 +60,6 @@ inline probe::Probe::Hook once(std::function<void()> action) {
 inline bool isAllZero(const JORN_CSV_INFO &info) {
     const JORN_CSV_INFO zero = {};
     return memcmp(&info, &zero, sizeof zero) == 0;
-}
-
-/// Whether a task that holds nothing could take the file mutex now.
-inline bool isMutexFree() {
-    bool isFree = false;
-    std::thread other([&isFree] {
-        isFree = semTake(logSemCsvRW_ID, NO_WAIT) == OK;
-        if (isFree) {
-            semGive(logSemCsvRW_ID);
-        }
-    });
-    other.join();
-    return isFree;
 }
 
 class StoreTest : public ModuleTest {
