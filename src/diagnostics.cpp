@@ -17,4 +17,15 @@ bool beginMessage(int32_t level, const char *file, int line) {
 
 void endMessage() { printf("\r\n"); }
 
+// The texts stand in the source, so none of them surprises printf.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+void printMessage(int32_t level, const char *file, int line, const char *text) {
+    if (beginMessage(level, file, line)) {
+        printf(text);
+        endMessage();
+    }
+}
+#pragma GCC diagnostic pop
+
 }  // namespace jorn

@@ -32,6 +32,9 @@ bool beginMessage(int32_t level, const char *file, int line);
 /// Prints the line end of a message.
 void endMessage();
 
+/// Prints a whole message when its level is wanted. The text has no percent sign: it is a format.
+void printMessage(int32_t level, const char *file, int line, const char *text);
+
 /// The arguments of "%ld" and "%lu" in messages, whose width differs between machines.
 inline long asLong(int32_t value) { return static_cast<long>(value); }
 inline unsigned long asUlong(uint32_t value) { return static_cast<unsigned long>(value); }
@@ -47,5 +50,8 @@ inline unsigned long asUlong(uint32_t value) { return static_cast<unsigned long>
             jorn::endMessage();                                \
         }                                                      \
     } while (false)
+
+/// The same for a text without arguments, which takes less code where it stands.
+#define JORN_PRINT_TEXT(level, text) jorn::printMessage((level), __FILE__, __LINE__, text)
 
 #endif

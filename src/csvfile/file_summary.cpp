@@ -82,7 +82,7 @@ int32_t jorn_UpdateCsvInfo(JORN_OBJ *obj, int32_t fileIdx, const char *line) {
     }
     JORN_ITEM_INFO item;
     if (jorn_AnalyseOneItemInfo(line, &item) < 0) {
-        JORN_PRINT(jorn::kPrintError, " Error: update CSV info failed!");
+        JORN_PRINT_TEXT(jorn::kPrintError, " Error: update CSV info failed!");
         return -1;
     }
     foldAppendedItem(*obj, item, &obj->csv_info[fileIdx]);

@@ -3,40 +3,42 @@
 
 #include <limits.h>
 
-#include <algorithm>
-
 #include "diagnostics.h"
 
 namespace {
 
-/// What atoi() makes of a number: the nearest long, of which 32 bits are kept.
-int32_t levelOrSlot(int64_t number) {
-    return static_cast<int32_t>(std::min<int64_t>(std::max<int64_t>(number, LONG_MIN), LONG_MAX));
+/// Takes the next field as atoi() reads it: as the nearest long, of which 32 bits are kept.
+bool takeInt(jorn::LineSplitter *splitter, int32_t *number) {
+    int64_t wide = 0;
+    if (!splitter->takeNumber(&wide)) {
+        return false;
+    }
+    if (wide != static_cast<long>(wide)) {
+        wide = wide < 0 ? LONG_MIN : LONG_MAX;
+    }
+    *number = static_cast<int32_t>(wide);
+    return true;
 }
 
 }  // namespace
 
 int32_t jorn_AnalyseOneItemInfo(const char *line, JORN_ITEM_INFO *item) {
     jorn::LineSplitter splitter(line, jorn::kParsedChars);
-    int64_t number = 0;
-    if (!splitter.takeNumber(&number)) {
-        JORN_PRINT(jorn::kPrintError, "Time info error!");
+    int64_t time = 0;
+    if (!splitter.takeNumber(&time)) {
+        JORN_PRINT_TEXT(jorn::kPrintError, "Time info error!");
         return -1;
     }
-    item->time = static_cast<uint32_t>(number);
+    item->time = static_cast<uint32_t>(time);
 
-    if (!splitter.takeNumber(&number)) {
-        JORN_PRINT(jorn::kPrintError, "Level info error!");
+    if (!takeInt(&splitter, &item->level)) {
+        JORN_PRINT_TEXT(jorn::kPrintError, "Level info error!");
         return -1;
     }
-    item->level = levelOrSlot(number);
-
-    if (!splitter.takeNumber(&number)) {
-        JORN_PRINT(jorn::kPrintError, "Slot info error!");
+    if (!takeInt(&splitter, &item->slot)) {
+        JORN_PRINT_TEXT(jorn::kPrintError, "Slot info error!");
         return -1;
     }
-    item->slot = levelOrSlot(number);
-
     item->text = splitter.restBegin();
     return 0;
 }

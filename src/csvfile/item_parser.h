@@ -32,111 +32,93 @@ JORN_INTERNAL uint32_t jorn_TimeToDay(uint32_t seconds);
 namespace jorn {
 
 /// Takes a line apart, field by field, from its front. It goes over the line once and copies nothing, so what
-/// it gives lies in the line. (All in the class, so that the compiler keeps the position in registers: this
-/// is what every line that is read goes through.)
+/// it gives lies in the line. (Every line that is read goes through it: all of it stands in the class, so
+/// that a compiler can make one piece of it and its caller.)
 class LineSplitter {
 public:
     /// Sees at most `maxChars` characters of the line.
-    LineSplitter(const char *line, size_t maxChars) : position_(line), left_(maxChars) {}
+    LineSplitter(const char *line, size_t maxChars) : line_(line), maxChars_(maxChars) {}
 
     /// Takes the next field; empty when the line holds no more.
     std::string_view takeField() {
-        const bool isFound = findField();
-        const char *const begin = position_;
-        const size_t leftBefore = left_;
-        skipToComma();
-        const size_t length = leftBefore - left_;
-        skipComma();
-        return isFound ? std::string_view(begin, length) : std::string_view();
+        const size_t begin = nextField();
+        const size_t end = endOfField(begin);
+        leaveField(end);
+        return {line_ + begin, end - begin};
     }
 
     /// Takes the next field as the number that it begins with, as atol() gives it where long has 64 bits:
     /// behind white space, with a sign or without one, the nearest number when 64 bits do not hold it, 0 when
     /// there is none. False when the line holds no more fields.
     bool takeNumber(int64_t *number) {
-        if (!findField()) {
+        size_t position = nextField();
+        if (at(position) == '\0') {
             return false;
         }
-        skipWhiteSpace();
-        const bool isNegative = takeSign();
-        *number = signedNumber(isNegative, takeDigits());
-        skipToComma();
-        skipComma();
+        while (isWhiteSpace(at(position))) {
+            ++position;
+        }
+        const bool isNegative = at(position) == '-';
+        if (isNegative || at(position) == '+') {
+            ++position;
+        }
+        uint64_t digits = 0;
+        for (; isDigit(at(position)); ++position) {
+            digits = withDigit(digits, at(position));
+        }
+        *number = withSign(digits, isNegative);
+        leaveField(endOfField(position));
         return true;
     }
 
     /// What follows the comma behind the last field taken; empty when the line ends there.
-    std::string_view rest() const { return {position_, boundedLength(position_, left_)}; }
+    std::string_view rest() const { return {restBegin(), boundedLength(restBegin(), maxChars_ - position_)}; }
 
     /// Where that begins.
-    const char *restBegin() const { return position_; }
+    const char *restBegin() const { return line_ + position_; }
 
 private:
-    char current() const { return left_ > 0 ? *position_ : '\0'; }
+    static bool isWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+    static bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-    void step() {
-        ++position_;
-        --left_;
-    }
-
-    /// Goes to the next field's first character; false when there is none.
-    bool findField() {
-        while (current() == ',') {
-            step();
-        }
-        return current() != '\0';
-    }
-
-    void skipToComma() {
-        while (current() != ',' && current() != '\0') {
-            step();
-        }
-    }
-
-    void skipComma() {
-        if (current() == ',') {
-            step();
-        }
-    }
-
-    void skipWhiteSpace() {
-        while (current() == ' ' || (current() >= '\t' && current() <= '\r')) {
-            step();
-        }
-    }
-
-    /// Steps over a sign; tells whether it is a minus.
-    bool takeSign() {
-        const bool isNegative = current() == '-';
-        if (isNegative || current() == '+') {
-            step();
-        }
-        return isNegative;
-    }
-
-    /// The number of the digits that follow; all ones from where 64 bits do not hold it.
-    uint64_t takeDigits() {
+    /// A number with one digit more; all ones from where 64 bits do not hold it.
+    static uint64_t withDigit(uint64_t number, char digit) {
         constexpr uint64_t kMayGrow = (UINT64_MAX - 9) / 10;
-        uint64_t number = 0;
-        while (current() >= '0' && current() <= '9') {
-            const auto digit = static_cast<uint64_t>(current() - '0');
-            number = number <= kMayGrow ? 10 * number + digit : UINT64_MAX;
-            step();
-        }
-        return number;
+        return number <= kMayGrow ? 10 * number + static_cast<uint64_t>(digit - '0') : UINT64_MAX;
     }
 
-    /// The number of a sign and digits, or the nearest one that 64 bits hold.
-    static int64_t signedNumber(bool isNegative, uint64_t digits) {
+    /// A number with its sign, or the nearest one that 64 bits hold.
+    static int64_t withSign(uint64_t number, bool isNegative) {
         constexpr uint64_t kLargest = INT64_MAX;
-        if (digits > kLargest) {
+        if (number > kLargest) {
             return isNegative ? INT64_MIN : INT64_MAX;
         }
-        return isNegative ? -static_cast<int64_t>(digits) : static_cast<int64_t>(digits);
+        return isNegative ? -static_cast<int64_t>(number) : static_cast<int64_t>(number);
     }
 
-    const char *position_;
-    size_t left_;
+    char at(size_t position) const { return position < maxChars_ ? line_[position] : '\0'; }
+
+    /// Where the next field begins, or the line ends.
+    size_t nextField() const {
+        size_t position = position_;
+        while (at(position) == ',') {
+            ++position;
+        }
+        return position;
+    }
+
+    size_t endOfField(size_t position) const {
+        while (at(position) != ',' && at(position) != '\0') {
+            ++position;
+        }
+        return position;
+    }
+
+    void leaveField(size_t end) { position_ = at(end) == ',' ? end + 1 : end; }
+
+    const char *line_;
+    size_t maxChars_;
+    size_t position_ = 0;
 };
 
 }  // namespace jorn

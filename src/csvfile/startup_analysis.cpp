@@ -39,7 +39,7 @@ void loadIndex(JORN_OBJ *obj) {
     if (jorn_ReadCsvIndexFile(obj) < 0) {
         // An index that cannot be written either leaves refused positions; the tidying copes with any.
         jorn_NewCsvIndexFile(obj);
-        JORN_PRINT(jorn::kPrintInfo, "Create a new csv-index file!");
+        JORN_PRINT_TEXT(jorn::kPrintInfo, "Create a new csv-index file!");
     }
 }
 

@@ -36,26 +36,26 @@ void countNewestEnd(JORN_OBJ *obj, const JORN_REQUIRE *req, int32_t position, Ta
     if (tally->add(position, count)) {
         JORN_PRINT(jorn::kPrintLineFate, "Find %ld items in latest CSV file!", jorn::asLong(count));
     } else {
-        JORN_PRINT(jorn::kPrintLineFate, "No require item in latest CSV!");
+        JORN_PRINT_TEXT(jorn::kPrintLineFate, "No require item in latest CSV!");
     }
 }
 
 void countOldestEnd(JORN_OBJ *obj, const JORN_REQUIRE *req, const jorn::RingRange &files, Tally *tally) {
     if (files.latest <= files.oldest) {
-        JORN_PRINT(jorn::kPrintTrace, "Ignore oldest CSV!");
+        JORN_PRINT_TEXT(jorn::kPrintTrace, "Ignore oldest CSV!");
         return;
     }
     const int32_t count = jorn_CountRequireNumInOneCsv(obj, files.oldest, req);
     if (tally->add(files.oldest, count)) {
         JORN_PRINT(jorn::kPrintLineFate, "Find %ld items in oldest CSV file!", jorn::asLong(count));
     } else {
-        JORN_PRINT(jorn::kPrintLineFate, "No require item in oldest CSV!");
+        JORN_PRINT_TEXT(jorn::kPrintLineFate, "No require item in oldest CSV!");
     }
 }
 
 void countMiddle(JORN_OBJ *obj, const JORN_REQUIRE *req, const jorn::RingRange &files, Tally *tally) {
     if (files.latest - 1 <= files.oldest) {
-        JORN_PRINT(jorn::kPrintTrace, "Ignore other CSV!");
+        JORN_PRINT_TEXT(jorn::kPrintTrace, "Ignore other CSV!");
         return;
     }
     for (int32_t i = files.latest - 1; i > files.oldest; --i) {
@@ -74,13 +74,13 @@ void countMiddle(JORN_OBJ *obj, const JORN_REQUIRE *req, const jorn::RingRange &
 void reportFileRange(const JORN_OBJ &obj, const jorn::RingRange &files, const Tally &tally,
                      int32_t *dstFileRange) {
     if (dstFileRange == nullptr) {
-        JORN_PRINT(jorn::kPrintCountNote, "Pointer to dstFileRange is null!");
+        JORN_PRINT_TEXT(jorn::kPrintCountNote, "Pointer to dstFileRange is null!");
         return;
     }
     dstFileRange[0] = -1;
     dstFileRange[1] = -1;
     if (tally.total <= 0) {
-        JORN_PRINT(jorn::kPrintInfo, "Total num is 0!");
+        JORN_PRINT_TEXT(jorn::kPrintInfo, "Total num is 0!");
         return;
     }
     for (int32_t i = files.latest; i >= files.oldest; --i) {
@@ -96,7 +96,7 @@ void reportFileRange(const JORN_OBJ &obj, const jorn::RingRange &files, const Ta
 
 void reportCounts(const Tally &tally, int32_t *dstNumInCsv) {
     if (dstNumInCsv == nullptr) {
-        JORN_PRINT(jorn::kPrintCountNote, "Pointer to dstNumInCsv is null!");
+        JORN_PRINT_TEXT(jorn::kPrintCountNote, "Pointer to dstNumInCsv is null!");
         return;
     }
     memcpy(dstNumInCsv, tally.numInCsv, sizeof tally.numInCsv);
@@ -124,7 +124,7 @@ int32_t jorn_CountRequireNumInAllCsv(JORN_OBJ *obj, const JORN_REQUIRE *req, int
     }
     int32_t range[2];
     if (jorn_FindCsvByTime(obj, req, range) < 0) {
-        JORN_PRINT(jorn::kPrintInfo, "Sorry! Can not find CSV file according to date!");
+        JORN_PRINT_TEXT(jorn::kPrintInfo, "Sorry! Can not find CSV file according to date!");
         return -1;
     }
     jorn::RingRange files = {range[0], range[1]};
@@ -175,9 +175,8 @@ int32_t jorn_CountRequireNumFromArray(JORN_OBJ *obj, int32_t fileIdx, const JORN
 }
 
 int32_t JORN_CountRequireTotalNum(int32_t handle, JORN_REQUIRE require) {
-    JORN_OBJ *const obj = FindObj(handle);
+    JORN_OBJ *const obj = jorn::findOrReport(handle);
     if (obj == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "hanld_id = %ld, not found!", jorn::asLong(handle));
         return -1;
     }
     const jorn::MutexGuard lock(logSemCsvRW_ID);

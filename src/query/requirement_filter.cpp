@@ -11,11 +11,11 @@ namespace {
 bool isDayWanted(uint32_t time, const JORN_REQUIRE &require) {
     const int32_t day = static_cast<int32_t>(jorn_TimeToDay(time));
     if (require.dayDwLimit >= 0 && require.dayDwLimit > day) {
-        JORN_PRINT(jorn::kPrintLineFate, "Not require because of dayDwLimit!");
+        JORN_PRINT_TEXT(jorn::kPrintLineFate, "Not require because of dayDwLimit!");
         return false;
     }
     if (require.dayUpLimit >= 0 && require.dayUpLimit < day) {
-        JORN_PRINT(jorn::kPrintLineFate, "Not require because of dayUpLimit!");
+        JORN_PRINT_TEXT(jorn::kPrintLineFate, "Not require because of dayUpLimit!");
         return false;
     }
     return true;
@@ -33,13 +33,13 @@ bool isLevelWanted(int32_t level, const JORN_REQUIRE &require) {
     // Each rule prints from its own line, so that the message's prefix tells them apart.
     if (require.levelMode > 0) {
         if (level != require.level) {
-            JORN_PRINT(jorn::kPrintLineFate, "Not require because of level!");
+            JORN_PRINT_TEXT(jorn::kPrintLineFate, "Not require because of level!");
             return false;
         }
         return true;
     }
     if (level > require.level) {
-        JORN_PRINT(jorn::kPrintLineFate, "Not require because of level!");
+        JORN_PRINT_TEXT(jorn::kPrintLineFate, "Not require because of level!");
         return false;
     }
     return true;
@@ -47,7 +47,7 @@ bool isLevelWanted(int32_t level, const JORN_REQUIRE &require) {
 
 bool isSlotWanted(int32_t slot, const JORN_REQUIRE &require) {
     if (require.slot >= 0 && slot != require.slot) {
-        JORN_PRINT(jorn::kPrintLineFate, "Not require because of slot!");
+        JORN_PRINT_TEXT(jorn::kPrintLineFate, "Not require because of slot!");
         return false;
     }
     return true;

@@ -45,22 +45,30 @@ struct ItemRun {
     int32_t latest;
 };
 
-/// Copies a text into a fixed array: the rest becomes NULs, and the last byte is one in any case.
-template <size_t size>
-void copyField(char (&field)[size], std::string_view text) {
+/// Copies a text into an array of so many bytes: the rest becomes NULs, and the last byte is one in any case.
+void copyText(char *field, size_t size, const std::string_view &text) {
     const size_t length = std::min(text.size(), size - 1);
     memcpy(field, text.data(), length);
     memset(field + length, '\0', size - length);
 }
 
+/// Copies the next field of a line; false when there is none.
+bool copyField(char *field, size_t size, jorn::LineSplitter *splitter) {
+    const std::string_view text = splitter->takeField();
+    if (text.empty()) {
+        return false;
+    }
+    copyText(field, size, text);
+    return true;
+}
+
 /// Writes a time as ctime shows it, without the line feed that ends it.
-template <size_t size>
-void copyTime(char (&field)[size], int64_t seconds) {
+void copyTime(char *field, size_t size, int64_t seconds) {
     const time_t time = static_cast<time_t>(seconds);
     const char *const shown = ctime(&time);
     std::string_view text = shown != nullptr ? shown : "";
     text.remove_suffix(text.empty() ? 0 : 1);
-    copyField(field, text);
+    copyText(field, size, text);
 }
 
 /// Chooses the page; false for page 0, which would mean all of them.
@@ -73,7 +81,7 @@ bool choosePage(const JORN_REQUIRE &require, int32_t itemsPerPage, int32_t total
 
     const bool isLast = require.pageDisp < 0 || require.pageDisp >= totalPage;
     if (!isLast && require.pageDisp == 0) {
-        JORN_PRINT(jorn::kPrintError, "Not support page-all-display!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "Not support page-all-display!");
         return false;
     }
     page->number = isLast ? totalPage : require.pageDisp;
@@ -165,41 +173,35 @@ int32_t jorn_BreakDownOneItemString(const char *line, JORN_LOG_DISP *rec) {
     jorn::LineSplitter splitter(line, jorn::kLineMax);
     int64_t seconds = 0;
     if (!splitter.takeNumber(&seconds)) {
-        JORN_PRINT(jorn::kPrintError, "Time string error!\n");
+        JORN_PRINT_TEXT(jorn::kPrintError, "Time string error!\n");
         return -1;
     }
-    copyTime(rec->timeStr, seconds);
+    copyTime(rec->timeStr, sizeof rec->timeStr, seconds);
 
-    const std::string_view level = splitter.takeField();
-    if (level.empty()) {
-        JORN_PRINT(jorn::kPrintError, "Level string error!\n");
+    if (!copyField(rec->levelStr, sizeof rec->levelStr, &splitter)) {
+        JORN_PRINT_TEXT(jorn::kPrintError, "Level string error!\n");
         return -1;
     }
-    copyField(rec->levelStr, level);
-
-    const std::string_view slot = splitter.takeField();
-    if (slot.empty()) {
-        JORN_PRINT(jorn::kPrintError, "Slot string error!\n");
+    if (!copyField(rec->slotStr, sizeof rec->slotStr, &splitter)) {
+        JORN_PRINT_TEXT(jorn::kPrintError, "Slot string error!\n");
         return -1;
     }
-    copyField(rec->slotStr, slot);
-
-    copyField(rec->logStr, splitter.rest());
+    copyText(rec->logStr, sizeof rec->logStr, splitter.rest());
     return 0;
 }
 
 int32_t jorn_ReadItemInOneCsv(JORN_OBJ *obj, int32_t fileIdx, const JORN_REQUIRE *require, int32_t itemOldest,
                               int32_t itemLatest, JORN_LOG_DISP *disp) {
     if (itemOldest <= 0 || itemLatest <= 0) {
-        JORN_PRINT(jorn::kPrintInfo, "Item index error!");
+        JORN_PRINT_TEXT(jorn::kPrintInfo, "Item index error!");
         return -1;
     }
     if (obj == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "pt pointer NULL!\n");
+        JORN_PRINT_TEXT(jorn::kPrintError, "pt pointer NULL!\n");
         return -1;
     }
     if (disp == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "log pointer NULL!\n");
+        JORN_PRINT_TEXT(jorn::kPrintError, "log pointer NULL!\n");
         return -1;
     }
     jorn::LineReader reader(obj->dirName, fileIdx);
@@ -231,7 +233,7 @@ int32_t JORN_GetRequireLog(int32_t handle, JORN_REQUIRE require, JORN_LOG_PAGE *
         return -1;
     }
     if (out == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "page pointer null!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "page pointer null!");
         return -1;
     }
     if (require.itemsPerPage <= 0) {

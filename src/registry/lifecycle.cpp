@@ -45,11 +45,11 @@ void freeObject(JORN_OBJ *obj) {
 
 bool setDirectory(JORN_OBJ *obj, const char *dirName) {
     if (jorn_CopyDirectoryName(obj->dirName, dirName) < 0) {
-        JORN_PRINT(jorn::kPrintError, "DirName format error!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "DirName format error!");
         return false;
     }
     if (jorn_VerifyDirectoryName(obj->dirName) < 0) {
-        JORN_PRINT(jorn::kPrintError, "DirName invalid!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "DirName invalid!");
         return false;
     }
     return true;
@@ -59,14 +59,14 @@ bool setDirectory(JORN_OBJ *obj, const char *dirName) {
 /// after every later failure; the destruction of the last object puts the count right.
 bool setFiles(JORN_OBJ *obj, int32_t csvNum) {
     if (csvNum < jorn::kCsvNumMin || csvNum > jorn::kCsvNumMax - jorn_csv_cnt) {
-        JORN_PRINT(jorn::kPrintError, "Error csv file number!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "Error csv file number!");
         return false;
     }
     obj->csv_num = csvNum;
     jorn_csv_cnt += csvNum;
     obj->csv_info = static_cast<JORN_CSV_INFO *>(calloc(static_cast<size_t>(csvNum), sizeof(JORN_CSV_INFO)));
     if (obj->csv_info == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "Not enough memory for csv Info!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "Not enough memory for csv Info!");
         return false;
     }
     return true;
@@ -130,7 +130,7 @@ bool buildObject(JORN_OBJ *obj, const char *dirName, int32_t slotMax, int32_t cs
 void uncountFiles(const JORN_OBJ *obj) {
     jorn_csv_cnt -= obj->csv_num;
     if (jorn_csv_cnt < 0) {
-        JORN_PRINT(jorn::kPrintError, "jorn_csv_cnt < 0, error!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "jorn_csv_cnt < 0, error!");
         jorn_csv_cnt = 0;
     }
 }
@@ -179,7 +179,7 @@ int32_t jorn_CopyDirectoryName(char *dst, const char *src) {
 int32_t jorn_VerifyDirectoryName(const char *name) {
     const JORN_OBJ *const head = jorn_obj_ptr;
     if (name == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "Direction is null!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "Direction is null!");
         return -1;
     }
     if (!directoryOpens(name) && jorn_MakeDirectory(name) == -1) {
@@ -192,7 +192,7 @@ int32_t jorn_VerifyDirectoryName(const char *name) {
 int32_t jorn_CreateMutex(void) {
     logSemCsvRW_ID = semMCreate(SEM_Q_PRIORITY | SEM_INVERSION_SAFE);
     if (logSemCsvRW_ID == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "Sem CsvRW_ID create failed!\n");
+        JORN_PRINT_TEXT(jorn::kPrintError, "Sem CsvRW_ID create failed!\n");
         return -1;
     }
     return 0;
@@ -201,7 +201,7 @@ int32_t jorn_CreateMutex(void) {
 int32_t jorn_CreateMsgQ(void) {
     logMsgCsvStore_ID = msgQCreate(jorn::kQueueMessages, jorn::kMessageSize, MSG_Q_PRIORITY);
     if (logMsgCsvStore_ID == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "failed to creat logInfoQID!\n");
+        JORN_PRINT_TEXT(jorn::kPrintError, "failed to creat logInfoQID!\n");
         return -1;
     }
     return 0;
@@ -220,7 +220,7 @@ void jorn_DeleteMsgQ(void) {
 }
 
 int32_t JORN_Create(const char *dirName, int32_t slot_max, int32_t csv_num) {
-    JORN_PRINT(jorn::kPrintTrace, "jorn_Create!");
+    JORN_PRINT_TEXT(jorn::kPrintTrace, "jorn_Create!");
     if (slot_max < 1 || slot_max > jorn::kSlotMax) {
         JORN_PRINT(jorn::kPrintError, "slot_max=%ld, error!", jorn::asLong(slot_max));
         return -1;
@@ -253,7 +253,7 @@ int32_t JORN_Destroy(int32_t handle_id) {
     }
     stopService();
     if (jorn_csv_cnt != 0) {
-        JORN_PRINT(jorn::kPrintError, "jorn_csv_cnt != 0, error!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "jorn_csv_cnt != 0, error!");
         jorn_csv_cnt = 0;
     }
     return 0;

@@ -35,16 +35,10 @@ namespace jorn {
 
 /// A position counted along the ring, brought into 0 to csv_num - 1 whatever its value: the table
 /// index for it.
-inline int32_t ringPosition(const JORN_OBJ &obj, int32_t position) {
-    const int32_t remainder = position % obj.csv_num;
-    return remainder < 0 ? remainder + obj.csv_num : remainder;
-}
+int32_t ringPosition(const JORN_OBJ &obj, int32_t position);
 
 /// The ring position after the given one.
-inline int32_t nextRingPosition(const JORN_OBJ &obj, int32_t position) {
-    const int32_t inRing = ringPosition(obj, position);
-    return inRing + 1 == obj.csv_num ? 0 : inRing + 1;
-}
+int32_t nextRingPosition(const JORN_OBJ &obj, int32_t position);
 
 /// The valid range of an object's ring, unwrapped so that it can be walked by counting: oldest is in
 /// the ring, latest is at or above it, and each number between them taken modulo csv_num is a position.
@@ -53,13 +47,7 @@ struct RingRange {
     int32_t latest;
 };
 
-inline RingRange validRange(const JORN_OBJ &obj) {
-    RingRange range = {ringPosition(obj, obj.csv_oldest), ringPosition(obj, obj.csv_latest)};
-    if (range.latest < range.oldest) {
-        range.latest += obj.csv_num;
-    }
-    return range;
-}
+RingRange validRange(const JORN_OBJ &obj);
 
 }  // namespace jorn
 

@@ -56,6 +56,14 @@ JORN_OBJ *walkTo(int32_t handle_id) {
     return obj;
 }
 
+JORN_OBJ *findOrReport(int32_t handle_id) {
+    JORN_OBJ *const obj = FindObj(handle_id);
+    if (obj == nullptr) {
+        JORN_PRINT(kPrintError, "hanld_id = %ld, not found!", asLong(handle_id));
+    }
+    return obj;
+}
+
 }  // namespace jorn
 
 JORN_OBJ *FindObj(int32_t handle_id) {
@@ -80,13 +88,12 @@ int32_t JORN_GetMaxCsvTime(uint32_t *csvTime) {
 }
 
 int32_t JORN_GetFinalCsvTime(int32_t handle_id, uint32_t *csvTime) {
-    const JORN_OBJ *const obj = FindObj(handle_id);
     if (csvTime == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "time pointer null!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "time pointer null!");
         return -1;
     }
+    const JORN_OBJ *const obj = jorn::findOrReport(handle_id);
     if (obj == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "hanld_id = %ld, not found!", jorn::asLong(handle_id));
         return -1;
     }
     *csvTime = obj->final_csv_time;

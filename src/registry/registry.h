@@ -49,6 +49,9 @@ namespace jorn {
 /// the freeing of an object, and which may be deleted in the middle of one.
 JORN_OBJ *walkTo(int32_t handle_id);
 
+/// FindObj(), with a message when there is none.
+JORN_OBJ *findOrReport(int32_t handle_id);
+
 /// Links an object in front of the head.
 void linkObject(JORN_OBJ *obj);
 

@@ -88,9 +88,8 @@ int32_t addFixedItem(const JORN_OBJ *obj, const char *text) {
 }  // namespace
 
 int32_t JORN_AddOneLog(int32_t handle_id, int32_t level, int32_t slot, const char *text) {
-    const JORN_OBJ *const obj = FindObj(handle_id);
+    const JORN_OBJ *const obj = jorn::findOrReport(handle_id);
     if (obj == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "hanld_id = %ld, not found!", jorn::asLong(handle_id));
         return -1;
     }
     if (level >= obj->level_max || slot >= obj->slot_max) {
@@ -99,7 +98,7 @@ int32_t JORN_AddOneLog(int32_t handle_id, int32_t level, int32_t slot, const cha
         return -1;
     }
     if (text == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "text pointer null!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "text pointer null!");
         return -1;
     }
     char message[jorn::kMessageSize];

@@ -32,9 +32,8 @@ void forgetItems(JORN_OBJ *obj, int32_t position) {
 }  // namespace
 
 int32_t JORN_ClearAllLog(int32_t handle_id, int32_t addClearLog) {
-    JORN_OBJ *const obj = FindObj(handle_id);
+    JORN_OBJ *const obj = jorn::findOrReport(handle_id);
     if (obj == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "hanld_id = %ld, not found!", jorn::asLong(handle_id));
         return -1;
     }
     const int32_t position = jorn::nextRingPosition(*obj, obj->csv_latest);

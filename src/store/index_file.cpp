@@ -15,7 +15,7 @@ constexpr char kIndexName[] = "index.csv";
 constexpr char kBackupName[] = "index.bak";
 
 /// Where the file system is mounted; its own calls take paths from there.
-constexpr char kFileSystemRoot[8] = "/yaffs";
+constexpr char kFileSystemRoot[] = "/yaffs";
 
 /// The path of the index or of its backup.
 class IndexPath {
@@ -75,7 +75,7 @@ void setBackup(const char *indexPath, const char *backupPath) {
 
 /// A path as the file system's own calls take it.
 const char *withoutRoot(const char *path) {
-    const size_t rootLength = strlen(kFileSystemRoot);
+    constexpr size_t rootLength = sizeof kFileSystemRoot - 1;
     return strncmp(path, kFileSystemRoot, rootLength) == 0 ? path + rootLength : path;
 }
 
@@ -96,7 +96,7 @@ int32_t jorn_ReadCsvIndexFile(JORN_OBJ *obj) {
         index.reopen(backupPath.get(), "r");
     }
     if (!index) {
-        JORN_PRINT(jorn::kPrintError, "Open index backup file error!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "Open index backup file error!");
         return -1;
     }
     if (!readVersion(obj, index.get())) {
@@ -129,7 +129,7 @@ int32_t jorn_UpdateCsvIndexFile(JORN_OBJ *obj, int32_t oldest, int32_t latest) {
 
     jorn::FileGuard index(indexPath.get(), "w");
     if (!index) {
-        JORN_PRINT(jorn::kPrintError, "Create index.csv error!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "Create index.csv error!");
         return -1;
     }
     // Results are ignored on purpose: whatever is on the medium now, the next start copes with it.

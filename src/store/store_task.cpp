@@ -76,7 +76,7 @@ bool reportCreateFailure(int32_t position) {
 bool beginSummary(JORN_CSV_INFO *info) {
     *info = JORN_CSV_INFO{};
     if (openFile() == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "process error, fp=NULL!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "process error, fp=NULL!");
         return false;
     }
     return true;
@@ -171,7 +171,7 @@ bool selectObject(int32_t handle) {
 size_t receiveMessage() {
     const int length = msgQReceive(logMsgCsvStore_ID, msgBuff, jorn::kMessageSize, WAIT_FOREVER);
     if (length < 1 || static_cast<size_t>(length) >= jorn::kMessageSize) {
-        JORN_PRINT(jorn::kPrintError, "msg receive eror!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "msg receive eror!");
         return 0;
     }
     return static_cast<size_t>(length);
@@ -212,7 +212,7 @@ void storeBatch(int messages) {
 
 int32_t jorn_TskStoreLogCsv(void) {
     if (logSemCsvRW_ID == nullptr || logMsgCsvStore_ID == nullptr) {
-        JORN_PRINT(jorn::kPrintError, "Semaphore or MsgQueue is null!");
+        JORN_PRINT_TEXT(jorn::kPrintError, "Semaphore or MsgQueue is null!");
         return -1;
     }
     for (;;) {

@@ -25,7 +25,7 @@ FUNCTIONS = {Kind.FUNCTION_DECL, Kind.CXX_METHOD, Kind.CONSTRUCTOR, Kind.DESTRUC
 INTEGERS = {TypeKind.INT, TypeKind.UINT, TypeKind.LONG, TypeKind.ULONG, TypeKind.LONGLONG, TypeKind.ULONGLONG,
             TypeKind.CHAR_S, TypeKind.SCHAR, TypeKind.UCHAR, TypeKind.SHORT, TypeKind.USHORT}
 GUARDS = re.compile(r"const ((?:jorn::)?(?:MutexGuard|WalkGuard)) \w+([(;])")
-PRINT = re.compile(r"JORN_PRINT\(([^,]+),")
+PRINT = re.compile(r"JORN_PRINT(?:_TEXT)?\(([^,]+),")
 LITERAL = re.compile(r"(\d+|'(\\.|[^'])')[uUlL]*$")
 
 
