@@ -75,8 +75,8 @@ void setBackup(const char *indexPath, const char *backupPath) {
 
 /// A path as the file system's own calls take it.
 const char *withoutRoot(const char *path) {
-    constexpr size_t rootLength = sizeof kFileSystemRoot - 1;
-    return strncmp(path, kFileSystemRoot, rootLength) == 0 ? path + rootLength : path;
+    constexpr size_t kRootLength = sizeof kFileSystemRoot - 1;
+    return strncmp(path, kFileSystemRoot, kRootLength) == 0 ? path + kRootLength : path;
 }
 
 }  // namespace

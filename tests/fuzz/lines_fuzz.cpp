@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Any line against the parser, the filter of a requirement, and the maker of display records.
+// Any line against the parser, the filter of a requirement, and the maker of display records, and as the text
+// of an item against submission.
+#include <msgQLib.h>
+
+#include <algorithm>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -9,9 +13,12 @@
 #include "fuzz/byte_reader.h"
 #include "fuzz/finding.h"
 #include "fuzz/memory_platform.h"
+#include "jorn.h"
+#include "model/library_model.h"
 #include "model/line_model.h"
 #include "query/requirement_filter.h"
 #include "query/retrieval.h"
+#include "registry/registry.h"
 
 namespace fuzz {
 namespace {
@@ -40,6 +47,41 @@ void checkParser(const std::string &line, int32_t printLevel) {
     expectSame("messages of parsing", MemoryPlatform::get().takeMessages(),
                printed(printLevel, kErrorLevel, wanted.message));
     expectNumber("day", jorn_TimeToDay(item.time), item.time / 86400U);
+}
+
+/// The same once more, against the C library's calls on this machine.
+void checkParserAgainstLibrary(const std::string &line) {
+    const test::ModelParse wanted = test::libraryParse(line.c_str());
+    JORN_ITEM_INFO item = {};
+    expectNumber("result of parsing", jorn_AnalyseOneItemInfo(line.c_str(), &item), wanted.isItem() ? 0 : -1);
+    expectNumber("time of the library", item.time, wanted.time.value_or(0));
+    expectNumber("level of the library", item.level, wanted.level.value_or(0));
+    expectNumber("slot of the library", item.slot, wanted.slot.value_or(0));
+    if (wanted.isItem()) {
+        expectNumber("begin of the text", item.text - line.c_str(), test::libraryTextOffset(line.c_str()));
+    }
+    static_cast<void>(MemoryPlatform::get().takeMessages());
+}
+
+/// The message of an item with these numbers and this text.
+void checkSubmission(const std::string &text, const JORN_REQUIRE &numbers) {
+    JORN_OBJ object = {};
+    object.handle_id = numbers.dayDwLimit;
+    object.level_max = 4;
+    object.slot_max = 8;
+    jorn_obj_ptr = &object;
+    logMsgCsvStore_ID = msgQCreate(1, 272, MSG_Q_FIFO);
+    const int32_t level = std::min(numbers.level, 3);
+    const int32_t slot = std::min(numbers.slot, 7);
+    char message[272];
+    expectNumber("result of submission", JORN_AddOneLog(object.handle_id, level, slot, text.c_str()), 0);
+    const int length = msgQReceive(logMsgCsvStore_ID, message, sizeof message, NO_WAIT);
+    expectThat(length > 0, "a message is sent");
+    expectSame("message", std::string(message, static_cast<size_t>(length)),
+               test::libraryMessage(object.handle_id, kNow, level, slot, text.c_str()));
+    msgQDelete(logMsgCsvStore_ID);
+    logMsgCsvStore_ID = nullptr;
+    jorn_obj_ptr = nullptr;
 }
 
 /// Why an item is not wanted; empty when it is.
@@ -124,6 +166,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const std::string bytes = input.rest();
     const std::string line = bytes.substr(0, bytes.find('\0'));  // as the module sees it
     fuzz::checkParser(line, printLevel);
+    fuzz::checkParserAgainstLibrary(line);
+    fuzz::checkSubmission(line, require);
     fuzz::checkFilter(line, require, printLevel);
     fuzz::checkRecord(line, printLevel);
     return 0;

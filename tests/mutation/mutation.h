@@ -71,7 +71,11 @@ auto add(int id, A a, B b) -> decltype(a + b) {
 
 template <typename A, typename B>
 auto subtract(int id, A a, B b) -> decltype(a - b) {
-    return isActive(id) ? a + b : a - b;
+    if constexpr (std::is_pointer_v<A> && std::is_pointer_v<B>) {
+        return isActive(id) ? b - a : a - b;  // two pointers have no sum
+    } else {
+        return isActive(id) ? a + b : a - b;
+    }
 }
 
 template <typename A, typename B>
