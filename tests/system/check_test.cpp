@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // `jorn check`: what it tells of each kind of damage, and that it changes nothing.
 #include <gmock/gmock.h>
+#include <pty.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <functional>
 
@@ -260,6 +263,49 @@ TEST_F(CheckTest, CheckJson_OneObjectALine) {
         "repair` would do\"}\n"
         "{\"type\":\"summary\",\"directory\":\"log\",\"sound\":false,\"errors\":2,\"warnings\":0,\"notes\":0}"
         "\n");
+}
+
+TEST_F(CheckTest, CheckColor_Always_ColorsSeverityAndSummary) {
+    writeFiles({0, 1});
+    write("log/index.csv", "");
+    age();
+    const Outcome run = check({"--color", "always"});
+    EXPECT_THAT(run.out, HasSubstr("log/index.csv:0: \x1b[1;31merror\x1b[0m: is empty"));
+    EXPECT_THAT(run.out, HasSubstr("\nlog: \x1b[1;31mdamaged\x1b[0m (2 errors"));
+    writeIndex("0,1");
+    age();
+    EXPECT_EQ(check({"--color", "always"}).out,
+              "log: \x1b[32msound\x1b[0m (0 errors, 0 warnings, 0 notes)\n");
+    EXPECT_EQ(check().out, "log: sound (0 errors, 0 warnings, 0 notes)\n");
+}
+
+/// What a command prints on a terminal, where the pager marks what goes through it.
+std::string pagedOnTerminal(const std::vector<std::string> &arguments) {
+    int terminal = -1;
+    const pid_t process = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (process == 0) {
+        setenv("JORN_PAGER", "sed 's/^/paged /'", 1);
+        setenv("NO_COLOR", "1", 1);
+        becomeTool(arguments);
+    }
+    std::string output;
+    std::array<char, 4096> block;
+    for (ssize_t length = 0; (length = ::read(terminal, block.data(), block.size())) > 0;) {
+        output.append(block.data(), static_cast<size_t>(length));
+    }
+    close(terminal);
+    EXPECT_EQ(waitpid(process, nullptr, 0), process);
+    return output;
+}
+
+TEST_F(CheckTest, CheckAndRepair_OnTerminal_GoThroughThePager) {
+    writeFiles({0, 1});
+    writeIndex("0,1");
+    age();
+    EXPECT_EQ(pagedOnTerminal({"check", path("log")}),
+              "paged " + path("log") + ": sound (0 errors, 0 warnings, 0 notes)\r\n");
+    EXPECT_EQ(pagedOnTerminal({"repair", path("log")}), "paged " + path("log") + ": nothing to do\r\n");
+    EXPECT_EQ(pagedOnTerminal({"repair", "--no-pager", path("log")}), path("log") + ": nothing to do\r\n");
 }
 
 TEST_F(CheckTest, Check_LargeSparseFile_ReadInBoundedMemory) {

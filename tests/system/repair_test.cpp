@@ -470,5 +470,34 @@ TEST_F(RepairTest, Repair_PowerCutAfterAnyStep_LogIsAsItWasOrRepaired) {
     EXPECT_GT(cut, 8);
 }
 
+TEST_F(RepairTest, RepairJson_StepsAndSummary_OneObjectALine) {
+    writeFiles({0, 1});
+    writeIndex("0,1");
+    write("log/index.bak", "version:1\n0,1\n");
+    age();
+    const std::string step = "{\"type\":\"step\",\"directory\":\"log\",\"what\":\"remove index.bak\"}\n";
+    const Outcome plan = repair({"-o", "json"});
+    EXPECT_EQ(plan.status, 3);
+    EXPECT_EQ(plan.out,
+              step + "{\"type\":\"summary\",\"directory\":\"log\",\"steps\":1,\"repaired\":false}\n");
+    EXPECT_EQ(plan.err, "jorn: nothing was changed; --yes does it\n");
+    const Outcome done = repair({"-o", "json", "--yes", "--backup", "backup"});
+    EXPECT_EQ(done.status, 0) << done.err;
+    EXPECT_EQ(done.out, step +
+                            "{\"type\":\"summary\",\"directory\":\"log\",\"steps\":1,\"repaired\":true,"
+                            "\"backup\":\"backup\"}\n");
+    EXPECT_EQ(repair({"-o", "json"}).out,
+              "{\"type\":\"summary\",\"directory\":\"log\",\"steps\":0,\"repaired\":false}\n");
+}
+
+TEST_F(RepairTest, RepairColor_Always_ColorsTheResult) {
+    writeFiles({0, 1});
+    writeIndex("0,1");
+    age();
+    EXPECT_EQ(repair({"--color", "always"}).out, "log: \x1b[32mnothing to do\x1b[0m\n");
+    EXPECT_EQ(repair({"--color", "never"}).out, "log: nothing to do\n");
+    EXPECT_EQ(repair({"--color", "sometimes"}).status, 2);
+}
+
 }  // namespace
 }  // namespace test

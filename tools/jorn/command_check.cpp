@@ -37,13 +37,14 @@ struct CheckOptions {
 
 void print(const CheckOptions &options, const std::vector<Finding> &findings, const FindingCounts &counts) {
     const bool isJson = options.output.form == "json";
-    Output output;
+    const bool isInColor = isColored(options.output, isOutputTerminal());
+    Output output(pagerCommand(options.output));
     for (const Finding &finding : findings) {
         output.write(isJson ? formatFindingJson(options.directory, finding)
-                            : formatFinding(options.directory, finding));
+                            : formatFinding(options.directory, finding, isInColor));
     }
     output.write(isJson ? formatSummaryJson(options.directory, counts)
-                        : formatSummary(options.directory, counts));
+                        : formatSummary(options.directory, counts, isInColor));
     output.finish();
 }
 
@@ -72,6 +73,7 @@ void addCheckCommand(CLI::App *app, int *exitCode) {
         ->type_name("N")
         ->check(CLI::Range(JORN_CSV_NUM_MIN, JORN_CSV_NUM_MAX));
     addFormOption(command, &options->output, {"text", "json"});
+    addTerminalOptions(command, &options->output);
     command->footer(kDetails);
     command->callback([options, exitCode] { *exitCode = check(*options); });
 }

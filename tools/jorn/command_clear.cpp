@@ -8,12 +8,12 @@
 #include <CLI/Validators.hpp>
 #include <iostream>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "clearing.h"
 #include "commands.h"
 #include "escape.h"
 #include "failure.h"
+#include "finding.h"
 #include "jorn.h"
 #include "output.h"
 #include "output_options.h"
@@ -87,7 +87,7 @@ std::string resultJson(const ClearOptions &options, const ClearingPlan &plan) {
         object["former"] = Json{{"oldest", plan.former.oldest}, {"latest", plan.former.latest}};
         object["file"] = dataFileName(plan.target);
     }
-    return object.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n";
+    return onOneLine(object);
 }
 
 int clear(const ClearOptions &options) {

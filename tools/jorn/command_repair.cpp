@@ -4,14 +4,17 @@
 #include <CLI/Validators.hpp>
 #include <memory>
 
+#include "color.h"
 #include "commands.h"
 #include "diagnosis.h"
 #include "diagnostics.h"
 #include "directory_rebuild.h"
 #include "escape.h"
 #include "failure.h"
+#include "finding.h"
 #include "jorn.h"
 #include "output.h"
+#include "output_options.h"
 #include "repair_plan.h"
 
 namespace tool {
@@ -26,7 +29,9 @@ constexpr char kDetails[] =
     "DIR.bak-TIME beside DIR or where --backup tells; for each file that lost lines, torn-N.txt in\n"
     "it lists them. DIR and DIR.bak-TIME change places at one stroke, when all else is done: a cut\n"
     "of the power leaves DIR as it was, or repaired. Nothing is changed where the evidence\n"
-    "contradicts itself, unless --oldest and --latest tell the ring.\n\n"
+    "contradicts itself, unless --oldest and --latest tell the ring. With -o json each line is one\n"
+    "JSON object with the keys type (\"step\" or \"summary\"), directory and what, or directory, steps,\n"
+    "repaired and, when that is true, backup.\n\n"
     "Examples:\n"
     "  jorn repair DIR                        what would be done\n"
     "  jorn repair --yes DIR                  do it\n"
@@ -41,6 +46,7 @@ struct RepairOptions {
     std::optional<int> oldest;
     std::optional<int> latest;
     bool isMeant = false;
+    OutputOptions output;
 };
 
 RingHints hintsOf(const RepairOptions &options) {
@@ -51,19 +57,51 @@ RingHints hintsOf(const RepairOptions &options) {
     return hints;
 }
 
-void printStep(const RepairOptions &options, const std::string &step) {
-    Output output;
-    output.write(escaped(options.directory) + ": " + step + "\n");
+std::string formatStep(const RepairOptions &options, const std::string &step) {
+    if (options.output.form == "json") {
+        return onOneLine({{"type", "step"}, {"directory", options.directory}, {"what", step}});
+    }
+    return escaped(options.directory) + ": " + step + "\n";
+}
+
+/// How it ended: of text only what the steps do not tell.
+std::string formatResult(const RepairOptions &options, const RepairPlan &plan, const std::string &backup) {
+    const bool isDone = !backup.empty();
+    if (options.output.form == "json") {
+        nlohmann::ordered_json summary = {{"type", "summary"},
+                                          {"directory", options.directory},
+                                          {"steps", plan.steps.size()},
+                                          {"repaired", isDone}};
+        if (isDone) {
+            summary["backup"] = backup;
+        }
+        return onOneLine(summary);
+    }
+    const std::string text = isDone             ? "repaired; as it was it is in " + escaped(backup)
+                             : plan.isNothing() ? "nothing to do"
+                                                : "";
+    if (text.empty()) {
+        return "";
+    }
+    const bool isInColor = isColored(options.output, isOutputTerminal());
+    return escaped(options.directory) + ": " + (isInColor ? colored(text, kGood) : text) + "\n";
+}
+
+void print(const std::string &text, const std::string &pager) {
+    Output output(pager);
+    output.write(text);
     output.finish();
 }
 
-void printPlan(const RepairOptions &options, const RepairPlan &plan) {
+/// What is or would be done; where nothing is done, that is the end of it.
+void printPlan(const RepairOptions &options, const RepairPlan &plan, bool isEnd) {
+    std::string text;
     for (const std::string &step : plan.steps) {
-        printStep(options, step);
+        text += formatStep(options, step);
     }
-    if (plan.isNothing()) {
-        printStep(options, "nothing to do");
-    }
+    text += isEnd ? formatResult(options, plan, "") : "";
+    // A repair is not to wait for somebody who reads.
+    print(text, isEnd ? pagerCommand(options.output) : "");
 }
 
 int repair(const RepairOptions &options) {
@@ -71,7 +109,7 @@ int repair(const RepairOptions &options) {
     const StoreDirectory directory = StoreDirectory::openForRepair(options.directory);
     const Diagnosis diagnosis = diagnose(directory, hintsOf(options));
     const RepairPlan plan = planRepair(directory, diagnosis);
-    printPlan(options, plan);
+    printPlan(options, plan, plan.isNothing() || !options.isMeant);
     if (plan.isNothing()) {
         return kExitDone;
     }
@@ -83,7 +121,7 @@ int repair(const RepairOptions &options) {
     RebuildOptions rebuild;
     rebuild.backup = backup;
     rebuildDirectory(directory, diagnosis, plan, rebuild);
-    printStep(options, "repaired; as it was it is in " + escaped(backup));
+    print(formatResult(options, plan, backup), "");
     return kExitDone;
 }
 
@@ -110,6 +148,8 @@ void addRepairCommand(CLI::App *app, int *exitCode) {
     addPosition(command, "--latest", &options->latest, "Number of the file with the newest items");
     command->get_option("--oldest")->needs("--latest");
     command->get_option("--latest")->needs("--oldest");
+    addFormOption(command, &options->output, {"text", "json"});
+    addTerminalOptions(command, &options->output);
     command->footer(kDetails);
     command->callback([options, exitCode] { *exitCode = repair(*options); });
 }

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "finding.h"
 
-#include <nlohmann/json.hpp>
-
+#include "color.h"
 #include "escape.h"
 
 namespace tool {
@@ -10,16 +9,27 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// In ASCII. Bytes that are no UTF-8 have no place in JSON; they become the replacement character.
-std::string onOneLine(const Json &json) {
-    return json.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n";
-}
-
 std::string number(int count, const char *noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
+const char *colorOf(Severity severity) {
+    switch (severity) {
+        case Severity::Error:
+            return kUrgent;
+        case Severity::Warning:
+            return kWarning;
+        case Severity::Note:
+            break;
+    }
+    return kUnimportant;
+}
+
 }  // namespace
+
+std::string onOneLine(const Json &json) {
+    return json.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n";
+}
 
 const char *nameOf(Severity severity) {
     switch (severity) {
@@ -33,12 +43,14 @@ const char *nameOf(Severity severity) {
     return "note";
 }
 
-std::string formatFinding(const std::string &directory, const Finding &finding) {
+std::string formatFinding(const std::string &directory, const Finding &finding, bool isColored) {
+    const std::string severity = nameOf(finding.severity);
     std::string text = escaped(directory);
     if (!finding.file.empty()) {
         text += "/" + escaped(finding.file) + ":" + std::to_string(finding.offset);
     }
-    text += std::string(": ") + nameOf(finding.severity) + ": " + escaped(finding.what);
+    text += ": " + (isColored ? colored(severity, colorOf(finding.severity)) : severity) + ": " +
+            escaped(finding.what);
     return text + (finding.advice.empty() ? "" : "; " + escaped(finding.advice)) + "\n";
 }
 
@@ -71,8 +83,10 @@ FindingCounts countFindings(const std::vector<Finding> &findings) {
     return counts;
 }
 
-std::string formatSummary(const std::string &directory, const FindingCounts &counts) {
-    return escaped(directory) + ": " + (counts.isSound() ? "sound" : "damaged") + " (" +
+std::string formatSummary(const std::string &directory, const FindingCounts &counts, bool isColored) {
+    const std::string state = counts.isSound() ? "sound" : "damaged";
+    const char *const color = counts.isSound() ? kGood : kUrgent;
+    return escaped(directory) + ": " + (isColored ? colored(state, color) : state) + " (" +
            number(counts.errors, "error") + ", " + number(counts.warnings, "warning") + ", " +
            number(counts.notes, "note") + ")\n";
 }

@@ -5,6 +5,7 @@
 
 #include <stdint.h>
 
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -28,7 +29,8 @@ struct Finding {
 const char *nameOf(Severity severity);
 
 /// "DIR/FILE:OFFSET: severity: what; advice", nothing in it that a terminal could take for a command.
-std::string formatFinding(const std::string &directory, const Finding &finding);
+/// With colours, the severity's.
+std::string formatFinding(const std::string &directory, const Finding &finding, bool isColored);
 
 /// The same as one JSON object on one line.
 std::string formatFindingJson(const std::string &directory, const Finding &finding);
@@ -43,8 +45,12 @@ struct FindingCounts {
 
 FindingCounts countFindings(const std::vector<Finding> &findings);
 
-std::string formatSummary(const std::string &directory, const FindingCounts &counts);
+std::string formatSummary(const std::string &directory, const FindingCounts &counts, bool isColored);
 std::string formatSummaryJson(const std::string &directory, const FindingCounts &counts);
+
+/// A JSON object on one line, in ASCII. Bytes that are no UTF-8 have no place in JSON; they become the
+/// replacement character.
+std::string onOneLine(const nlohmann::ordered_json &json);
 
 }  // namespace tool
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <nlohmann/json.hpp>
 
+#include "color.h"
 #include "escape.h"
 
 namespace tool {
@@ -34,11 +35,10 @@ TimeForm timeFormOf(ItemForm form) {
     }
 }
 
-/// The more urgent a level, the more it strikes the eye; the common one has no colour.
 const char *colorOf(int32_t level) {
-    constexpr std::array<const char *, 4> kColors = {"\x1b[1;31m", "\x1b[33m", "", "\x1b[2m"};
+    constexpr std::array<const char *, 4> kColors = {kUrgent, kWarning, kCommon, kUnimportant};
     return level >= 0 && static_cast<size_t>(level) < kColors.size() ? kColors[static_cast<size_t>(level)]
-                                                                     : "";
+                                                                     : kCommon;
 }
 
 }  // namespace
@@ -100,7 +100,7 @@ std::string ItemFormatter::formatForPeople(const Item &item) {
         line += shownLevel(item) + " " + shownSlot(item) + " ";
     }
     line += shown(item.text);
-    return (style_.isColored ? colored(line, item.level) : line) + "\n";
+    return (style_.isColored ? colored(line, colorOf(item.level)) : line) + "\n";
 }
 
 std::string ItemFormatter::formatCsv(const Item &item) const {

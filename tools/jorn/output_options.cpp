@@ -33,12 +33,16 @@ void addFormOption(CLI::App *command, OutputOptions *options, const std::vector<
         ->check(CLI::IsMember(forms));
 }
 
-void addItemOutputOptions(CLI::App *command, OutputOptions *options) {
+void addTerminalOptions(CLI::App *command, OutputOptions *options) {
     command->add_option("--color", options->color, "Colours: auto (on a terminal), always or never")
         ->type_name("WHEN")
         ->capture_default_str()
         ->check(CLI::IsMember({"auto", "always", "never"}));
     command->add_flag("--no-pager", options->isPagerOff, "On a terminal: do not start a pager");
+}
+
+void addItemOutputOptions(CLI::App *command, OutputOptions *options) {
+    addTerminalOptions(command, options);
     command->add_flag("--escape", options->isEscaped, "Show control characters as \\xNN in any case");
 }
 

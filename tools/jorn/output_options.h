@@ -20,7 +20,10 @@ struct OutputOptions {
 /// Adds -o with the command's forms; the first one is the default.
 void addFormOption(CLI::App *command, OutputOptions *options, const std::vector<std::string> &forms);
 
-/// Adds --color, --no-pager and --escape, for commands that print items.
+/// Adds --color and --no-pager.
+void addTerminalOptions(CLI::App *command, OutputOptions *options);
+
+/// Adds these and --escape, for commands that print items.
 void addItemOutputOptions(CLI::App *command, OutputOptions *options);
 
 /// Whether to colour what goes to a terminal or, if `isTerminal` is false, elsewhere. NO_COLOR and a TERM of
