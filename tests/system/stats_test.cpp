@@ -305,19 +305,21 @@ TEST_F(StatsTest, Stats_Colour_ByLevel) {
 TEST_F(StatsTest, Stats_DiskUsage_NowAndAtMost) {
     writeRing();
     write("log/77.csv", "surplus");
+    write("log/index.bak", "older");
     uint64_t allocated = 0;
-    for (const char *name : {"log/0.csv", "log/1.csv", "log/2.csv", "log/77.csv", "log/index.csv"}) {
+    for (const char *name :
+         {"log/0.csv", "log/1.csv", "log/2.csv", "log/77.csv", "log/index.csv", "log/index.bak"}) {
         struct stat status = {};
         ASSERT_EQ(stat(path(name).c_str(), &status), 0);
         allocated += static_cast<uint64_t>(status.st_blocks) * 512;
     }
-    const std::string now = "\ndisk    106 bytes in 5 files, " + std::to_string(allocated) + " allocated\n";
+    const std::string now = "\ndisk    111 bytes in 6 files, " + std::to_string(allocated) + " allocated\n";
     const Outcome run = statsIn("UTC0", {"--disk-usage", "--files", "10"});
     EXPECT_THAT(run.out,
                 HasSubstr(now + "at most 11700000 bytes with 10 files of 5000 items of 234 bytes, the "
                                 "longest line that the store writes\n"));
     EXPECT_THAT(statsIn("UTC0", {"--disk-usage", "--files", "10", "-o", "json"}).out,
-                HasSubstr("\"disk\":{\"files\":5,\"bytes\":106,\"allocated\":" + std::to_string(allocated) +
+                HasSubstr("\"disk\":{\"files\":6,\"bytes\":111,\"allocated\":" + std::to_string(allocated) +
                           ",\"most\":11700000}"));
     EXPECT_THAT(statsIn("UTC0", {}).out, Not(HasSubstr("disk")));
 }

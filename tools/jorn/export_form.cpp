@@ -39,6 +39,7 @@ std::optional<ExportForm> find(const std::array<FormName, kSize> &forms, const s
 
 std::vector<std::string> exportFormNames() {
     std::vector<std::string> names;
+    names.reserve(kForms.size());
     for (const FormName &each : kForms) {
         names.emplace_back(each.name);
     }

@@ -118,6 +118,7 @@ std::vector<Bucket> bucketsOf(const HourCounts &hours, Span span, bool isUtc) {
 std::vector<std::string> barLines(const std::vector<Bucket> &buckets, Span span, const BarStyle &style) {
     uint64_t most = 1;
     TableRows rows;
+    rows.reserve(buckets.size());
     for (const Bucket &bucket : buckets) {
         most = std::max(most, bucket.items);
         rows.push_back({bucket.label, std::to_string(bucket.items)});

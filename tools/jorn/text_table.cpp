@@ -24,6 +24,7 @@ std::vector<size_t> widthsOf(const TableRows &rows) {
 std::vector<std::string> tableLines(const TableRows &rows) {
     const std::vector<size_t> widths = widthsOf(rows);
     std::vector<std::string> lines;
+    lines.reserve(rows.size());
     for (const std::vector<std::string> &row : rows) {
         std::string line;
         for (size_t i = 0; i < row.size(); ++i) {
