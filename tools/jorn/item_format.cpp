@@ -130,7 +130,7 @@ std::string ItemFormatter::formatJson(const Item &item) {
 
 std::string colored(const std::string &line, int32_t level) {
     const std::string color = colorOf(level);
-    return color.empty() ? line : color + line + "\x1b[0m";
+    return colored(line, color);
 }
 
 std::string csvField(const std::string &text) {
