@@ -47,7 +47,7 @@ void checkTogether(const RecordOptions &options) {
     }
 }
 
-void addOptions(CLI::App *command, RecordOptions *options) {
+void addRingOptions(CLI::App *command, RecordOptions *options) {
     command->add_option("DIR", options->directory, "Directory of the log")->required();
     command->add_option("--files", options->files, filesHelp())
         ->type_name("N")
@@ -58,6 +58,9 @@ void addOptions(CLI::App *command, RecordOptions *options) {
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(1, JORN_SLOT_MAX));
+}
+
+void addItemOptions(CLI::App *command, RecordOptions *options) {
     command->add_option("-l,--level", options->level, "Level of the items, 0 to 3; 3 is debug")
         ->type_name("N")
         ->capture_default_str()
@@ -70,13 +73,17 @@ void addOptions(CLI::App *command, RecordOptions *options) {
         "--prefix-levels", options->hasPrefixes,
         "Take <N> at the begin of a line, N from 0 to 3, off and as its level; --level is that of "
         "other lines");
-    command->add_flag(
-        "--stats", options->hasStats,
-        "At the end, tell lines, items, bytes, lines cut, files passed, seconds and items a second");
     command->add_flag("-k,--keep-going", options->keepsGoing,
                       "At the end of input wait for more, of a FIFO or a growing file, until a signal");
     command->add_flag("--split", options->maySplit,
                       "Carry the rest of a line that is longer than 198 bytes on in further items");
+}
+
+/// What is told besides the items.
+void addReportOptions(CLI::App *command, RecordOptions *options) {
+    command->add_flag(
+        "--stats", options->hasStats,
+        "At the end, tell lines, items, bytes, lines cut, files passed, seconds and items a second");
     command
         ->add_option("--debug", options->printLevel,
                      "Print level of the store's messages on standard error, 0 to 8")
@@ -91,7 +98,9 @@ void addOptions(CLI::App *command, RecordOptions *options) {
 void addRecordCommand(CLI::App *app) {
     CLI::App *const command = app->add_subcommand("record", kBrief);
     const auto options = std::make_shared<RecordOptions>();
-    addOptions(command, options.get());
+    addRingOptions(command, options.get());
+    addItemOptions(command, options.get());
+    addReportOptions(command, options.get());
     command->footer(kDetails);
     command->callback([options] {
         checkTogether(*options);
