@@ -5,7 +5,9 @@
 
 namespace flash {
 
-/// Prints pages programmed and blocks erased for each 1,000 items, for bursts of several sizes.
+/// Prints pages programmed and blocks erased for each 1,000 items, for bursts of several sizes, and what the
+/// pages were: data, headers of files and directories, pages that the file system moved to free their block,
+/// and its summaries of blocks.
 void printWear();
 
 }  // namespace flash
