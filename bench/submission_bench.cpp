@@ -29,6 +29,7 @@ namespace {
 
 constexpr size_t kRotationBytes = size_t{512} * 1024;
 constexpr size_t kRotationFiles = 3;
+constexpr int kShortBurst = 10;
 
 /// Something that takes items.
 class Sender {
@@ -204,27 +205,28 @@ void runBursts(benchmark::State &state, Sender *sender, int burst, size_t count)
 
 struct Case {
     std::string folder;
+    std::string name;
     int burst;
+    int bursts;
     size_t producers;
     std::string text;
 };
 
 template <class Make>
-void add(const std::string &peer, const Case &one, int bursts, const Make &make) {
-    const std::string name =
-        "submission/" + std::to_string(one.producers) + "/" + std::to_string(one.text.size()) + "/" + peer;
+void add(const std::string &peer, const Case &one, const Make &make) {
+    const std::string name = "submission/" + one.name + "/" + std::to_string(one.producers) + "/" +
+                             std::to_string(one.text.size()) + "/" + peer;
     const auto run = [one, make](benchmark::State &state) {
         const std::unique_ptr<Sender> sender = make(one);
         runBursts(state, sender.get(), one.burst, one.producers);
     };
-    benchmark::RegisterBenchmark(name.c_str(), run)->Iterations(bursts);
+    benchmark::RegisterBenchmark(name.c_str(), run)->Iterations(one.bursts);
 }
 
-void addCase(const Case &one, int bursts) {
-    add("jorn", one, bursts, [](const Case &c) { return std::make_unique<StoreSender>(c.folder, c.text); });
-    add("spdlog", one, bursts,
-        [](const Case &c) { return std::make_unique<LoggerSender>(c.folder, c.text); });
-    add("mq_send", one, bursts, [](const Case &c) { return std::make_unique<QueueSender>(c.burst, c.text); });
+void addCase(const Case &one) {
+    add("jorn", one, [](const Case &c) { return std::make_unique<StoreSender>(c.folder, c.text); });
+    add("spdlog", one, [](const Case &c) { return std::make_unique<LoggerSender>(c.folder, c.text); });
+    add("mq_send", one, [](const Case &c) { return std::make_unique<QueueSender>(c.burst, c.text); });
 }
 
 }  // namespace
@@ -234,8 +236,11 @@ int main(int argc, char **argv) {
     const int burst = queueDepth();
     for (const size_t producers : {1U, 4U}) {
         for (const size_t length : {20U, 100U, 198U}) {
-            addCase({arguments.folder, burst, producers, std::string(length, 'x')}, arguments.bursts);
+            addCase({arguments.folder, "full", burst, arguments.bursts, producers, std::string(length, 'x')});
         }
     }
+    // Items that come nearly one by one, as many as in the long bursts of one case.
+    const int shortBursts = arguments.bursts * burst / kShortBurst;
+    addCase({arguments.folder, "short", kShortBurst, shortBursts, 1, std::string(100, 'x')});
     return bench::runBenchmarks();
 }
