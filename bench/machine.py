@@ -60,7 +60,7 @@ def describe(root: pathlib.Path, folder: pathlib.Path, load_before: str, scale) 
     commit = output_of("git", "-C", str(root), "rev-parse", "--short", "HEAD")
     if changed:
         commit += " with changes"
-    return (f"{processor()}, {os.cpu_count()} processors, {memory:.0f} GiB; Linux {platform.release()};\n"
+    return (f"{processor()}, {os.cpu_count()} processors, {memory:.0f} GiB; Linux {platform.release().split('-')[0]};\n"
             f"rings on {file_system}, read from the page cache. Load averages before and after: {load_before};\n"
             f"{load()}. Commit {commit}; {scale.rounds} rounds; rings of {scale.files} files.\n\n"
             f"Packages: {versions}.\n\n")
