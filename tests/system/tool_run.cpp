@@ -77,16 +77,28 @@ void applySetting(const Setting &setting) {
         const rlimit limit = {*setting.memoryLimit, *setting.memoryLimit};
         setrlimit(RLIMIT_AS, &limit);
     }
+    if (setting.processorSeconds) {
+        const rlimit limit = {*setting.processorSeconds, *setting.processorSeconds};
+        setrlimit(RLIMIT_CPU, &limit);
+        // What waits for good takes no processor time.
+        alarm(static_cast<unsigned>(*setting.processorSeconds) * 3);
+    }
     if (setting.obeysPermissions && geteuid() == 0) {
         giveUp(CAP_DAC_OVERRIDE);
         giveUp(CAP_DAC_READ_SEARCH);
+        giveUp(CAP_FOWNER);
     }
 }
 
-int exitStatus(pid_t process) {
+/// Waits for a process, for the figures of its run.
+Outcome endOf(pid_t process) {
     int status = 0;
-    EXPECT_EQ(waitpid(process, &status, 0), process);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    rusage used = {};
+    EXPECT_EQ(wait4(process, &status, 0, &used), process);
+    Outcome run;
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    run.peakKibibytes = used.ru_maxrss;
+    return run;
 }
 
 }  // namespace
@@ -156,8 +168,7 @@ void RunningTool::halt() const {
 }
 
 Outcome RunningTool::wait() {
-    Outcome run;
-    run.status = exitStatus(process_);
+    Outcome run = endOf(process_);
     process_ = -1;
     run.out = takeScratch(outPath_);
     run.err = takeScratch(errPath_);
@@ -210,8 +221,7 @@ Outcome ToolTest::jorn(const std::vector<std::string> &arguments, const Setting 
         applySetting(setting);
         becomeTool(arguments);
     }
-    Outcome run;
-    run.status = exitStatus(process);
+    Outcome run = endOf(process);
     run.out = takeScratch(outPath);
     run.err = takeScratch(errPath);
     fs::remove(inPath);

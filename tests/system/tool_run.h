@@ -20,6 +20,7 @@ struct Outcome {
     int status = -1;  ///< Exit code; 128 and the signal's number when a signal ended it.
     std::string out;
     std::string err;
+    long peakKibibytes = 0;  ///< Most memory that it had at a time.
 };
 
 /// What a run is given besides its arguments.
@@ -29,7 +30,8 @@ struct Setting {
     std::vector<std::pair<std::string, std::string>> variables;  ///< Added to the environment.
     std::optional<uint64_t> fileSizeLimit;                       ///< RLIMIT_FSIZE.
     bool obeysPermissions = false;  ///< Also when root runs the tests; exit code 126 when that cannot be.
-    std::optional<uint64_t> memoryLimit = std::nullopt;  ///< RLIMIT_AS; not with sanitizers.
+    std::optional<uint64_t> memoryLimit = std::nullopt;       ///< RLIMIT_AS; not with sanitizers.
+    std::optional<uint64_t> processorSeconds = std::nullopt;  ///< RLIMIT_CPU; ends one that hangs, too.
 };
 
 /// Runs the tool in place of the calling process, which is a child that a test has made.

@@ -13,6 +13,7 @@
 
 #include "failure.h"
 #include "module_limits.h"
+#include "regular_file.h"
 
 namespace tool {
 namespace {
@@ -20,16 +21,6 @@ namespace {
 struct DirectoryCloser {
     void operator()(DIR *directory) const { closedir(directory); }
 };
-
-/// O_NOATIME is refused for files of other owners.
-Descriptor openFor(const StoreDirectory &directory, const std::string &name, int flags) {
-    const int quiet = flags | O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-    Descriptor file(openat(directory.descriptor(), name.c_str(), quiet | O_NOATIME));
-    if (!file.isOpen() && errno == EPERM) {
-        file = Descriptor(openat(directory.descriptor(), name.c_str(), quiet));
-    }
-    return file;
-}
 
 Entry::Kind kindOf(mode_t mode) {
     if (S_ISREG(mode)) {
@@ -59,7 +50,7 @@ IndexEntry indexEntryOf(const StoreDirectory &directory, const std::string &name
     if (!index.entry.isFile()) {
         return index;
     }
-    const Descriptor file = openFor(directory, name, O_NOFOLLOW);
+    const Descriptor file = openQuiet(directory, name, O_NOFOLLOW);
     if (!file.isOpen()) {
         if (errno == ENOENT) {
             return index;
@@ -123,7 +114,7 @@ int DirectoryLook::highestFile() const {
 }
 
 Descriptor openQuietly(const StoreDirectory &directory, const std::string &name) {
-    Descriptor file = openFor(directory, name, 0);
+    Descriptor file = openQuiet(directory, name);
     if (!file.isOpen()) {
         throw systemFailure(directory.pathOf(name), errno);
     }
@@ -131,7 +122,7 @@ Descriptor openQuietly(const StoreDirectory &directory, const std::string &name)
 }
 
 std::vector<std::string> namesIn(const StoreDirectory &directory) {
-    const Descriptor list = openFor(directory, ".", O_DIRECTORY);
+    const Descriptor list = openQuiet(directory, ".", O_DIRECTORY);
     const std::unique_ptr<DIR, DirectoryCloser> stream(list.isOpen() ? fdopendir(dup(list.get())) : nullptr);
     if (!stream) {
         throw systemFailure(directory.path(), errno);

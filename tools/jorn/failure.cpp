@@ -4,10 +4,12 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "escape.h"
+
 namespace tool {
 
 Failure systemFailure(const std::string &name, int error) { return Failure(name + ": " + strerror(error)); }
 
-void printMessage(const char *message) noexcept { fprintf(stderr, "jorn: %s\n", message); }
+void printMessage(const std::string &message) { fprintf(stderr, "jorn: %s\n", escaped(message).c_str()); }
 
 }  // namespace tool

@@ -30,9 +30,8 @@ private:
 /// A failure of an operation on something named, with the system's reason: "name: reason".
 Failure systemFailure(const std::string &name, int error);
 
-/// Prints "jorn: message" on standard error.
-void printMessage(const char *message) noexcept;
-inline void printMessage(const std::string &message) { printMessage(message.c_str()); }
+/// Prints "jorn: message" on standard error. What a name or an argument holds cannot act on a terminal.
+void printMessage(const std::string &message);
 
 }  // namespace tool
 

@@ -9,9 +9,19 @@
 
 namespace tool {
 
-Descriptor openRegular(const StoreDirectory &directory, const std::string &name) {
+Descriptor openQuiet(const StoreDirectory &directory, const std::string &name, int flags) {
     // Not to wait for a writer, should a pipe bear that name.
-    Descriptor file(openat(directory.descriptor(), name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const int quiet = flags | O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    Descriptor file(openat(directory.descriptor(), name.c_str(), quiet | O_NOATIME));
+    // O_NOATIME is refused for files of other owners.
+    if (!file.isOpen() && errno == EPERM) {
+        file = Descriptor(openat(directory.descriptor(), name.c_str(), quiet));
+    }
+    return file;
+}
+
+Descriptor openRegular(const StoreDirectory &directory, const std::string &name) {
+    Descriptor file = openQuiet(directory, name);
     if (!file.isOpen()) {
         if (errno == ENOENT) {
             return file;

@@ -10,6 +10,10 @@
 
 namespace tool {
 
+/// Opens what bears the name to read from: without waiting, and without a change of its access time where the
+/// system allows that. Closed, with the reason in errno, when it cannot be opened.
+Descriptor openQuiet(const StoreDirectory &directory, const std::string &name, int flags = 0);
+
 /// Opens a regular file of the directory to read from, without ever waiting; closed when there is none.
 /// Throws Failure when the name is that of something else, or the file may not be read.
 Descriptor openRegular(const StoreDirectory &directory, const std::string &name);

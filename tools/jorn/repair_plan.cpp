@@ -18,7 +18,8 @@ Failure refusal(const StoreDirectory &directory, const Diagnosis &diagnosis, con
     } else {
         advice += "If you know the ring, tell it with --files, --oldest and --latest";
     }
-    return Failure(directory.path() + ": " + why + advice, kExitDamage);
+    return Failure(directory.path() + ": " + why + advice,
+                   diagnosis.unreadable.empty() ? kExitDamage : kExitInputOutput);
 }
 
 /// Index and places stay as they are in a log that was cleared: bringing its items back is nobody's wish.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ring_survey.h"
 
+#include <errno.h>
 #include <inttypes.h>
 #include <stdio.h>
 #include <sys/stat.h>
@@ -51,6 +52,21 @@ std::optional<IndexPositions> parseIndex(FILE *index) {
     return IndexPositions{saturated(oldest), saturated(latest)};
 }
 
+/// Nothing where something else bears the name: no index can be in it, whoever asks.
+std::optional<IndexPositions> readIndexIfFile(const StoreDirectory &directory) {
+    for (const char *const name : {"index.csv", "index.bak"}) {
+        struct stat status;
+        const bool isThere = fstatat(directory.descriptor(), name, &status, 0) == 0;
+        if (isThere && S_ISREG(status.st_mode)) {
+            return readIndex(directory);
+        }
+        if (isThere || errno == ELOOP) {
+            return std::nullopt;
+        }
+    }
+    return readIndex(directory);
+}
+
 bool isPresentIn(int32_t position, const void *survey) {
     return static_cast<const RingSurvey *>(survey)->isPresent[static_cast<size_t>(position)];
 }
@@ -95,7 +111,7 @@ RingSurvey surveyRing(const StoreDirectory &directory) {
 
 RingSurvey surveyNames(const StoreDirectory &directory) {
     RingSurvey survey;
-    survey.index = readIndex(directory);
+    survey.index = readIndexIfFile(directory);
     for (size_t position = 0; position < survey.isPresent.size(); ++position) {
         const std::string name = dataFileName(static_cast<int>(position));
         struct stat status;
