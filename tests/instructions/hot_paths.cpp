@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -123,7 +124,7 @@ void run(const std::string &directory) {
     sysClkDisable();
     const std::string ring = directory + "/r";
     const std::string written = directory + "/w";
-    expect(system(("mkdir " + ring).c_str()) == 0, "cannot make a directory");
+    std::filesystem::create_directory(ring);
     std::ofstream(ring + "/index.csv") << "version:1\n0,2\n";
     for (int position = 0; position < 3; ++position) {
         writeFile(ring + "/" + std::to_string(position) + ".csv", position * kLines);
