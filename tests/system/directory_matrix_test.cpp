@@ -203,349 +203,347 @@ private:
 
 constexpr char kGarbage[] = "\x1b[2J\x9b\xff\xfe\x07,\x1b]0;x\x07,\r,,\n\x7f\x80\n,,\n";
 
-const std::vector<Kind> &kinds() {
-    using Test = DirectoryMatrixTest;
-    static const std::vector<Kind> all = {
-        {"EmptyDirectory", {0, 0, 0}, "", [](const Test &) {}},
-        {"Missing", {4, 4, 4}, ": No such", [](const Test &test) { fs::remove(test.path("log")); }},
-        {"File",
-         {4, 4, 4},
-         ": Not a dir",
-         [](const Test &test) {
-             fs::remove(test.path("log"));
-             test.write("log", "1700000000,1,2,x\n");
-         }},
-        {"DanglingLink",
-         {4, 4, 4},
-         ": No such",
-         [](const Test &test) {
-             fs::remove(test.path("log"));
-             test.makeLink("nowhere", "log");
-         }},
-        {"Pipe",
-         {4, 4, 4},
-         ": Not a dir",
-         [](const Test &test) {
-             fs::remove(test.path("log"));
-             test.makePipe("log");
-         }},
-        {"LinkToDirectory",
-         {0, 0, 0},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             fs::rename(test.path("log"), test.path("real"));
-             test.makeLink("real", "log");
-         }},
-        {"Sound", {0, 0, 0}, "", [](const Test &test) { test.writeLog(); }},
-        {"NinetyFullFiles",
-         {0, 0, 0},
-         "",
-         [](const Test &test) {
-             std::vector<int> positions(JORN_CSV_NUM_MAX);
-             std::iota(positions.begin(), positions.end(), 0);
-             std::rotate(positions.begin(), positions.begin() + 31, positions.end());
-             test.writeFiles(positions, JORN_IS_SLOW ? 100 : kFull);
-             test.writeIndex("31,30");
-         }},
-        // Rights.
-        {"NoRights",
-         {4, 4, 4},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.permit("log", 0);
-         },
-         true},
-        {"NoRightsForRoot",
-         {0, 0, 0},
-         "",
-         [](const Test &test) {
-             if (geteuid() != 0) {
-                 GTEST_SKIP() << "not root";
-             }
-             test.writeLog();
-             test.permit("log", 0);
-         }},
-        {"NamesNotReadable",
-         {0, 4, 4},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.permit("log", 0300);
-         },
-         true},
-        {"NothingInItReachable",
-         {4, 4, 4},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.permit("log", 0600);
-         },
-         true},
-        {"OneFileNotReadable",
-         {3, 4, 4},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.permit("log/1.csv", 0);
-         },
-         true},
-        {"IndexNotReadable",
-         {4, 4, 4},
-         "index.csv: Perm",
-         [](const Test &test) {
-             test.writeLog();
-             test.permit("log/index.csv", 0);
-         },
-         true},
-        {"OfAnotherOwner",
-         {0, 0, 0},
-         "",
-         [](const Test &test) {
-             if (geteuid() != 0) {
-                 GTEST_SKIP() << "not root";
-             }
-             test.writeLog();
-             for (const auto &entry : fs::directory_iterator(test.path("log"))) {
-                 ASSERT_EQ(chown(entry.path().c_str(), 65534, 65534), 0);
-             }
-         },
-         true},
-        // The index.
-        {"NoIndex", {3, 3, 3}, "", [](const Test &test) { test.writeLogWithout("index.csv"); }},
-        {"EmptyIndex",
-         {3, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.write("log/index.csv", "");
-         }},
-        {"HalfIndex",
-         {0, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.write("log/index.csv", "version:1\n0,");
-         }},
-        {"IndexOfGarbage",
-         {3, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.write("log/index.csv", kGarbage);
-         }},
-        {"BackupOnly",
-         {0, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             fs::rename(test.path("log/index.csv"), test.path("log/index.bak"));
-         }},
-        {"EmptyIndexBesideBackup",
-         {3, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.write("log/index.csv", "");
-             test.write("log/index.bak", "version:1\n0,1\n");
-         }},
-        {"IndexOutOfRange",
-         {3, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.writeIndex("0,90");
-         }},
-        {"IndexBeyondFiles",
-         {0, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.writeIndex("0,80");
-         }},
-        {"IndexNegative",
-         {0, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.writeIndex("-1,-7");
-         }},
-        {"IndexAlone", {0, 0, 0}, "", [](const Test &test) { test.writeIndex("0,0"); }},
-        {"IndexDirectory",
-         {3, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeLogWithout("index.csv");
-             test.makeDirectory("log/index.csv");
-         }},
-        {"IndexPipe",
-         {3, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeLogWithout("index.csv");
-             test.makePipe("log/index.csv");
-         }},
-        {"IndexLinkInACircle",
-         {3, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeLogWithout("index.csv");
-             test.makeLink("index.csv", "log/index.csv");
-         }},
-        // The files of the ring.
-        {"Gap", {0, 3, 3}, "", [](const Test &test) { test.writeLogWithout("1.csv"); }},
-        {"FilesOutOfView",
-         {0, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.writeIndex("0,1");
-         }},
-        {"WrappedWithGaps",
-         {0, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeFiles({4, 6, 0, 2});
-             test.writeIndex("4,2");
-         }},
-        {"EmptyFiles",
-         {0, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.write("log/1.csv", "");
-             test.write("log/2.csv", "");
-         }},
-        {"DirectoryForAFile",
-         {3, 3, 3},
-         "1.csv",
-         [](const Test &test) {
-             test.writeLogWithout("1.csv");
-             test.makeDirectory("log/1.csv");
-         }},
-        {"PipeForTheOldest",
-         {3, 3, 3},
-         "0.csv",
-         [](const Test &test) {
-             test.writeLogWithout("0.csv");
-             test.makePipe("log/0.csv");
-         }},
-        {"PipeForTheNewest",
-         {3, 3, 3},
-         "2.csv",
-         [](const Test &test) {
-             test.writeLogWithout("2.csv");
-             test.makePipe("log/2.csv");
-         }},
-        {"SocketForAFile",
-         {3, 3, 3},
-         "1.csv",
-         [](const Test &test) {
-             test.writeLogWithout("1.csv");
-             test.makeSocket("log/1.csv");
-         }},
-        {"LinkToAFile",
-         {0, 3, 3},
-         "1.csv",
-         [](const Test &test) {
-             test.writeLogWithout("1.csv");
-             test.write("elsewhere", DirectoryMatrixTest::items(11, 20));
-             test.makeLink("../elsewhere", "log/1.csv");
-         }},
-        {"LinkToAnEndlessDevice",
-         {3, 3, 3},
-         "1.csv",
-         [](const Test &test) {
-             test.writeLogWithout("1.csv");
-             test.makeLink("/dev/zero", "log/1.csv");
-         }},
-        {"DanglingLinkForAFile",
-         {0, 3, 3},
-         "1.csv",
-         [](const Test &test) {
-             test.writeLogWithout("1.csv");
-             test.makeLink("nowhere", "log/1.csv");
-         }},
-        // Their lines.
-        {"TornEnd",
-         {0, 3, 3},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.write("log/2.csv", DirectoryMatrixTest::items(21, 22) + "1700000000,1");
-         }},
-        {"TornLine",
-         {3, 3, 3},
-         "1.csv",
-         [](const Test &test) {
-             test.writeLog();
-             test.write("log/1.csv", "170\n" + DirectoryMatrixTest::items(11, 12));
-         }},
-        {"Zeros",
-         {3, 3, 3},
-         "1.csv",
-         [](const Test &test) {
-             test.writeLog();
-             test.write("log/1.csv", std::string(5000, '\0') + DirectoryMatrixTest::items(11, 12));
-         }},
-        {"LongLine",
-         {3, 3, 3},
-         "1.csv",
-         [](const Test &test) {
-             test.writeLog();
-             test.write("log/1.csv", "1700000010,1,2," + std::string(100000, 'l') + "\n");
-         }},
-        {"Garbage",
-         {3, 3, 3},
-         "1.csv",
-         [](const Test &test) {
-             test.writeLog();
-             test.write("log/1.csv", kGarbage);
-         }},
-        {"HostileItems",
-         {0, 0, 0},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.write("log/1.csv", dataLine(kFirstTime + 10, 1, 2, "\x1b[2J\x07 \x9b \xff"));
-         }},
-        {"SparseFile",
-         {3, 3, 3},
-         "1.csv",
-         [](const Test &test) {
-             test.writeLog();
-             fs::resize_file(test.path("log/1.csv"), static_cast<uintmax_t>(kSparseSize));
-         }},
-        // Names of levels and slots.
-        {"NamesPipe",
-         {3, 0, 0},
-         "jorn.names",
-         [](const Test &test) {
-             test.writeLog();
-             test.makePipe("log/jorn.names");
-         }},
-        {"NamesOfGarbage",
-         {3, 0, 0},
-         "jorn.names",
-         [](const Test &test) {
-             test.writeLog();
-             test.write("log/jorn.names", std::string("[levels]\n0 = ") + kGarbage);
-         }},
-        {"NamesSparse",
-         {0, 0, 0},
-         "",
-         [](const Test &test) {
-             test.writeLog();
-             test.write("log/jorn.names", "[levels]\n");
-             fs::resize_file(test.path("log/jorn.names"), static_cast<uintmax_t>(kSparseSize));
-         }},
-    };
-    return all;
-}
+using Test = DirectoryMatrixTest;
+
+const std::vector<Kind> kinds = {
+    {"EmptyDirectory", {0, 0, 0}, "", [](const Test &) {}},
+    {"Missing", {4, 4, 4}, ": No such", [](const Test &test) { fs::remove(test.path("log")); }},
+    {"File",
+     {4, 4, 4},
+     ": Not a dir",
+     [](const Test &test) {
+         fs::remove(test.path("log"));
+         test.write("log", "1700000000,1,2,x\n");
+     }},
+    {"DanglingLink",
+     {4, 4, 4},
+     ": No such",
+     [](const Test &test) {
+         fs::remove(test.path("log"));
+         test.makeLink("nowhere", "log");
+     }},
+    {"Pipe",
+     {4, 4, 4},
+     ": Not a dir",
+     [](const Test &test) {
+         fs::remove(test.path("log"));
+         test.makePipe("log");
+     }},
+    {"LinkToDirectory",
+     {0, 0, 0},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         fs::rename(test.path("log"), test.path("real"));
+         test.makeLink("real", "log");
+     }},
+    {"Sound", {0, 0, 0}, "", [](const Test &test) { test.writeLog(); }},
+    {"NinetyFullFiles",
+     {0, 0, 0},
+     "",
+     [](const Test &test) {
+         std::vector<int> positions(JORN_CSV_NUM_MAX);
+         std::iota(positions.begin(), positions.end(), 0);
+         std::rotate(positions.begin(), positions.begin() + 31, positions.end());
+         test.writeFiles(positions, JORN_IS_SLOW ? 100 : kFull);
+         test.writeIndex("31,30");
+     }},
+    // Rights.
+    {"NoRights",
+     {4, 4, 4},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.permit("log", 0);
+     },
+     true},
+    {"NoRightsForRoot",
+     {0, 0, 0},
+     "",
+     [](const Test &test) {
+         if (geteuid() != 0) {
+             GTEST_SKIP() << "not root";
+         }
+         test.writeLog();
+         test.permit("log", 0);
+     }},
+    {"NamesNotReadable",
+     {0, 4, 4},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.permit("log", 0300);
+     },
+     true},
+    {"NothingInItReachable",
+     {4, 4, 4},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.permit("log", 0600);
+     },
+     true},
+    {"OneFileNotReadable",
+     {3, 4, 4},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.permit("log/1.csv", 0);
+     },
+     true},
+    {"IndexNotReadable",
+     {4, 4, 4},
+     "index.csv: Perm",
+     [](const Test &test) {
+         test.writeLog();
+         test.permit("log/index.csv", 0);
+     },
+     true},
+    {"OfAnotherOwner",
+     {0, 0, 0},
+     "",
+     [](const Test &test) {
+         if (geteuid() != 0) {
+             GTEST_SKIP() << "not root";
+         }
+         test.writeLog();
+         for (const auto &entry : fs::directory_iterator(test.path("log"))) {
+             ASSERT_EQ(chown(entry.path().c_str(), 65534, 65534), 0);
+         }
+     },
+     true},
+    // The index.
+    {"NoIndex", {3, 3, 3}, "", [](const Test &test) { test.writeLogWithout("index.csv"); }},
+    {"EmptyIndex",
+     {3, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.write("log/index.csv", "");
+     }},
+    {"HalfIndex",
+     {0, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.write("log/index.csv", "version:1\n0,");
+     }},
+    {"IndexOfGarbage",
+     {3, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.write("log/index.csv", kGarbage);
+     }},
+    {"BackupOnly",
+     {0, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         fs::rename(test.path("log/index.csv"), test.path("log/index.bak"));
+     }},
+    {"EmptyIndexBesideBackup",
+     {3, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.write("log/index.csv", "");
+         test.write("log/index.bak", "version:1\n0,1\n");
+     }},
+    {"IndexOutOfRange",
+     {3, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.writeIndex("0,90");
+     }},
+    {"IndexBeyondFiles",
+     {0, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.writeIndex("0,80");
+     }},
+    {"IndexNegative",
+     {0, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.writeIndex("-1,-7");
+     }},
+    {"IndexAlone", {0, 0, 0}, "", [](const Test &test) { test.writeIndex("0,0"); }},
+    {"IndexDirectory",
+     {3, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeLogWithout("index.csv");
+         test.makeDirectory("log/index.csv");
+     }},
+    {"IndexPipe",
+     {3, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeLogWithout("index.csv");
+         test.makePipe("log/index.csv");
+     }},
+    {"IndexLinkInACircle",
+     {3, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeLogWithout("index.csv");
+         test.makeLink("index.csv", "log/index.csv");
+     }},
+    // The files of the ring.
+    {"Gap", {0, 3, 3}, "", [](const Test &test) { test.writeLogWithout("1.csv"); }},
+    {"FilesOutOfView",
+     {0, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.writeIndex("0,1");
+     }},
+    {"WrappedWithGaps",
+     {0, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeFiles({4, 6, 0, 2});
+         test.writeIndex("4,2");
+     }},
+    {"EmptyFiles",
+     {0, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.write("log/1.csv", "");
+         test.write("log/2.csv", "");
+     }},
+    {"DirectoryForAFile",
+     {3, 3, 3},
+     "1.csv",
+     [](const Test &test) {
+         test.writeLogWithout("1.csv");
+         test.makeDirectory("log/1.csv");
+     }},
+    {"PipeForTheOldest",
+     {3, 3, 3},
+     "0.csv",
+     [](const Test &test) {
+         test.writeLogWithout("0.csv");
+         test.makePipe("log/0.csv");
+     }},
+    {"PipeForTheNewest",
+     {3, 3, 3},
+     "2.csv",
+     [](const Test &test) {
+         test.writeLogWithout("2.csv");
+         test.makePipe("log/2.csv");
+     }},
+    {"SocketForAFile",
+     {3, 3, 3},
+     "1.csv",
+     [](const Test &test) {
+         test.writeLogWithout("1.csv");
+         test.makeSocket("log/1.csv");
+     }},
+    {"LinkToAFile",
+     {0, 3, 3},
+     "1.csv",
+     [](const Test &test) {
+         test.writeLogWithout("1.csv");
+         test.write("elsewhere", DirectoryMatrixTest::items(11, 20));
+         test.makeLink("../elsewhere", "log/1.csv");
+     }},
+    {"LinkToAnEndlessDevice",
+     {3, 3, 3},
+     "1.csv",
+     [](const Test &test) {
+         test.writeLogWithout("1.csv");
+         test.makeLink("/dev/zero", "log/1.csv");
+     }},
+    {"DanglingLinkForAFile",
+     {0, 3, 3},
+     "1.csv",
+     [](const Test &test) {
+         test.writeLogWithout("1.csv");
+         test.makeLink("nowhere", "log/1.csv");
+     }},
+    // Their lines.
+    {"TornEnd",
+     {0, 3, 3},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.write("log/2.csv", DirectoryMatrixTest::items(21, 22) + "1700000000,1");
+     }},
+    {"TornLine",
+     {3, 3, 3},
+     "1.csv",
+     [](const Test &test) {
+         test.writeLog();
+         test.write("log/1.csv", "170\n" + DirectoryMatrixTest::items(11, 12));
+     }},
+    {"Zeros",
+     {3, 3, 3},
+     "1.csv",
+     [](const Test &test) {
+         test.writeLog();
+         test.write("log/1.csv", std::string(5000, '\0') + DirectoryMatrixTest::items(11, 12));
+     }},
+    {"LongLine",
+     {3, 3, 3},
+     "1.csv",
+     [](const Test &test) {
+         test.writeLog();
+         test.write("log/1.csv", "1700000010,1,2," + std::string(100000, 'l') + "\n");
+     }},
+    {"Garbage",
+     {3, 3, 3},
+     "1.csv",
+     [](const Test &test) {
+         test.writeLog();
+         test.write("log/1.csv", kGarbage);
+     }},
+    {"HostileItems",
+     {0, 0, 0},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.write("log/1.csv", dataLine(kFirstTime + 10, 1, 2, "\x1b[2J\x07 \x9b \xff"));
+     }},
+    {"SparseFile",
+     {3, 3, 3},
+     "1.csv",
+     [](const Test &test) {
+         test.writeLog();
+         fs::resize_file(test.path("log/1.csv"), static_cast<uintmax_t>(kSparseSize));
+     }},
+    // Names of levels and slots.
+    {"NamesPipe",
+     {3, 0, 0},
+     "jorn.names",
+     [](const Test &test) {
+         test.writeLog();
+         test.makePipe("log/jorn.names");
+     }},
+    {"NamesOfGarbage",
+     {3, 0, 0},
+     "jorn.names",
+     [](const Test &test) {
+         test.writeLog();
+         test.write("log/jorn.names", std::string("[levels]\n0 = ") + kGarbage);
+     }},
+    {"NamesSparse",
+     {0, 0, 0},
+     "",
+     [](const Test &test) {
+         test.writeLog();
+         test.write("log/jorn.names", "[levels]\n");
+         fs::resize_file(test.path("log/jorn.names"), static_cast<uintmax_t>(kSparseSize));
+     }},
+};
 
 TEST_P(DirectoryMatrixTest, EveryCommand_Directory_TellsAndLeavesIt) {
-    const Kind &kind = kinds()[static_cast<size_t>(GetParam())];
+    const Kind &kind = kinds[static_cast<size_t>(GetParam())];
     kind.make(*this);
     if (IsSkipped() || HasFatalFailure()) {
         return;
@@ -559,8 +557,8 @@ TEST_P(DirectoryMatrixTest, EveryCommand_Directory_TellsAndLeavesIt) {
     EXPECT_TRUE(contents() == bytes);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, DirectoryMatrixTest, ::testing::Range(0, static_cast<int>(kinds().size())),
-                         [](const auto &info) { return kinds()[static_cast<size_t>(info.param)].name; });
+INSTANTIATE_TEST_SUITE_P(Kinds, DirectoryMatrixTest, ::testing::Range(0, static_cast<int>(kinds.size())),
+                         [](const auto &info) { return kinds[static_cast<size_t>(info.param)].name; });
 
 TEST_F(DirectoryMatrixTest, EveryCommand_DirectoryBeingRecorded_TellsAndLeavesIt) {
     RunningTool recorder(root_, {"record", "--files", "3", "log"});
