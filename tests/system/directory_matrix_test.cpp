@@ -558,7 +558,7 @@ TEST_P(DirectoryMatrixTest, EveryCommand_Directory_TellsAndLeavesIt) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, DirectoryMatrixTest, ::testing::Range(0, static_cast<int>(kinds.size())),
-                         [](const auto &info) { return kinds[static_cast<size_t>(info.param)].name; });
+                         [](const auto &kind) { return kinds[static_cast<size_t>(kind.param)].name; });
 
 TEST_F(DirectoryMatrixTest, EveryCommand_DirectoryBeingRecorded_TellsAndLeavesIt) {
     RunningTool recorder(root_, {"record", "--files", "3", "log"});
