@@ -158,6 +158,11 @@ std::optional<JORN_REQUIRE> asRequirement(const ItemFilter &filter, const std::v
     if (!days || filter.pattern != nullptr || levels.empty() || slots.size() != 1) {
         return std::nullopt;
     }
+    // The module would wait for a writer where a pipe bears the name of a data file.
+    if (!std::all_of(digests.begin(), digests.end(),
+                     [](const FileDigest &file) { return file.isReadable; })) {
+        return std::nullopt;
+    }
     if (filter.levels.isAll() && hasStray(digests)) {
         return std::nullopt;
     }
