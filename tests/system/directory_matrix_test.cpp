@@ -62,6 +62,11 @@ const std::vector<Command> &commands() {
         {"show all as JSON", {"show", "-n", "all", "-o", "json", "--escape"}, &Verdicts::reading, true},
         {"count", {"count"}, &Verdicts::reading, true},
         {"count a slot's", {"count", "-s", "2", "-S", "@1", "-o", "json"}, &Verdicts::reading, true},
+        {"stats", {"stats", "--disk-usage"}, &Verdicts::reading, true},
+        {"stats as JSON", {"stats", "-o", "json"}, &Verdicts::reading, true},
+        {"export", {"export"}, &Verdicts::reading, false},
+        {"export as CSV", {"export", "-o", "csv"}, &Verdicts::reading, false},
+        {"export as syslog", {"export", "-o", "syslog"}, &Verdicts::reading, false},
         {"check", {"check"}, &Verdicts::checking, true},
         {"check as JSON", {"check", "-o", "json"}, &Verdicts::checking, true},
         {"repair", {"repair"}, &Verdicts::repairing, true},
@@ -133,7 +138,7 @@ protected:
         std::vector<std::string> arguments = command.arguments;
         arguments.emplace_back("log");
         Setting setting;
-        setting.variables = {{"TZ", "UTC"}};
+        setting.variables = {{"TZ", "UTC"}, {"LC_ALL", "C"}};
         setting.obeysPermissions = kind.obeysPermissions;
         setting.processorSeconds = kMostSeconds;
         const Outcome run = jorn(arguments, setting);
