@@ -350,6 +350,17 @@ TEST_F(ExportTest, Export_FileThatCannotBe_TellsAndLeavesNothing) {
     EXPECT_EQ(stateOf(path("door")), before);
 }
 
+TEST_F(ExportTest, Export_FromWithinTheLogsDirectory_WritesNothingThere) {
+    writeLog("door", dataLine(kMidnight, 1, 5, "x"));
+    const std::string before = stateOf(path("door"));
+    Setting within;
+    within.directory = path("door");
+    const Outcome run = jorn({"export", "--to", "x.csv", "."}, within);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err, "jorn: x.csv: lies in the log's own directory; write it elsewhere\n");
+    EXPECT_EQ(stateOf(path("door")), before);
+}
+
 TEST_F(ExportTest, Export_WritingFails_NoHalfFileAndTheOlderOneStays) {
     std::string lines;
     for (uint32_t number = 0; number < 4000; ++number) {

@@ -198,7 +198,9 @@ std::vector<Source> openSources(const ExportOptions &options) {
 
 /// Not even the file that is written may change a log's directory.
 void refuseFileInLog(const std::string &file, const std::vector<Source> &sources) {
-    const std::filesystem::path parent = std::filesystem::weakly_canonical(file).parent_path();
+    namespace fs = std::filesystem;
+    // Of a relative path of which nothing is there yet, weakly_canonical() leaves it open where it begins.
+    const fs::path parent = fs::weakly_canonical(fs::absolute(file)).parent_path();
     const struct stat status = statusOf(parent.string());
     for (const Source &source : sources) {
         if (isSame(status, statusOf(source.question.directory.shortName()))) {
