@@ -149,6 +149,16 @@ TEST_F(StatsTest, Stats_StateOfTheIndex_IsTold) {
     EXPECT_THAT(run.err, HasSubstr("the index is missing or damaged"));
 }
 
+TEST_F(StatsTest, Stats_DirectoryInPlaceOfTheIndex_RestIsTold) {
+    writeRing();
+    std::filesystem::remove(path("log/index.csv"));
+    makeDirectory("log/index.csv");
+    const Outcome run = statsIn("UTC0", {});
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.out, HasSubstr("index   cannot be used; see jorn check\n"));
+    EXPECT_THAT(run.out, HasSubstr("\nfile "));
+}
+
 TEST_F(StatsTest, Stats_GapInTheRing_PositionsOfTheNextStart) {
     writeIndex("0,4");
     write("log/1.csv", dataLine(kMidnight, 1, 5, "a"));

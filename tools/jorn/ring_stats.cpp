@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ring_stats.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <numeric>
 
+#include "failure.h"
 #include "item_query.h"
 #include "item_scanner.h"
 #include "query_plan.h"
@@ -75,6 +79,20 @@ void addFile(const RingFile &file, const ItemFilter &filter, const FileDigest &d
     stats->files.push_back(own);
 }
 
+/// Whatever it is: a link that leads nowhere, too.
+bool isThere(const StoreDirectory &directory, const char *name) {
+    struct stat status;
+    return fstatat(directory.descriptor(), name, &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+bool canBeRead(const StoreDirectory &directory, const char *name) {
+    try {
+        return openRegular(directory, name).isOpen();
+    } catch (const Failure &) {
+        return false;
+    }
+}
+
 }  // namespace
 
 void ItemSpan::add(uint32_t time) { add(ItemSpan{1, time, time}); }
@@ -107,11 +125,10 @@ uint64_t LevelTable::totalOfSlot(size_t slot) const {
 }
 
 std::string describeIndex(const StoreDirectory &directory, const RingSurvey &survey) {
-    const bool hasIndex = openRegular(directory, "index.csv").isOpen();
     if (survey.index) {
-        return hasIndex ? "index.csv" : "index.bak, for want of index.csv";
+        return canBeRead(directory, "index.csv") ? "index.csv" : "index.bak, for want of index.csv";
     }
-    const bool hasAny = hasIndex || openRegular(directory, "index.bak").isOpen();
+    const bool hasAny = isThere(directory, "index.csv") || isThere(directory, "index.bak");
     return hasAny ? "cannot be used; see jorn check" : "missing";
 }
 
