@@ -37,8 +37,8 @@ void fold(const LineNumbers &item, FileDigest *digest) {
 
 FileDigest digestOf(const RingFile &file, DamageLog *damage) {
     FileDigest digest;
-    digest.isReadable = forEachItemLine(
-        file, damage, [&digest](std::string_view, const LineNumbers &item) { fold(item, &digest); });
+    digest.isReadable =
+        forEachItemLine(file, nullptr, damage, [&digest](const LineNumbers &item) { fold(item, &digest); });
     return digest;
 }
 

@@ -9,12 +9,8 @@
 namespace tool {
 namespace {
 
-void countFile(const RingFile &file, const ItemFilter &filter, Tally *tally, DamageLog *damage) {
-    forEachItemLine(file, damage, [&](std::string_view piece, const LineNumbers &numbers) {
-        if (filter.hasNumbers(numbers) && (filter.pattern == nullptr || filter.hasText(textIn(piece)))) {
-            tally->add(numbers.level);
-        }
-    });
+void countFile(const RingFile &file, PieceFilter *filter, Tally *tally, DamageLog *damage) {
+    forEachItemLine(file, filter, damage, [&](const LineNumbers &numbers) { tally->add(numbers.level); });
 }
 
 /// A pattern makes every file be read for its lines, so that summaries would only cost.
@@ -22,8 +18,9 @@ CountAnswer countByReading(const RingView &view, const ItemFilter &filter, Damag
     CountAnswer answer;
     answer.route = Route::Scan;
     answer.filesScanned = view.files().size();
+    PieceFilter pieceFilter(filter);
     for (const RingFile &file : view.files()) {
-        countFile(file, filter, &answer.tally, damage);
+        countFile(file, &pieceFilter, &answer.tally, damage);
     }
     return answer;
 }
@@ -50,12 +47,13 @@ void addFromDigest(const FileDigest &digest, const ItemFilter &filter, Tally *ta
 void countByPlan(const RingView &view, const ItemFilter &filter, const std::vector<FileDigest> &digests,
                  const CountPlan &plan, CountAnswer *answer) {
     DamageLog known;  // Every file was read for its digest, so its damage is told already.
+    PieceFilter pieceFilter(filter);
     for (size_t i = 0; i < digests.size(); ++i) {
         if (plan.files[i] == FileUse::Summary) {
             addFromDigest(digests[i], filter, &answer->tally);
         } else if (plan.files[i] == FileUse::Read) {
             ++answer->filesScanned;
-            countFile(view.files()[i], filter, &answer->tally, &known);
+            countFile(view.files()[i], &pieceFilter, &answer->tally, &known);
         }
     }
 }

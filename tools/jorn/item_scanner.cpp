@@ -18,10 +18,11 @@ struct Match {
 /// Finds the matches of one segment after the other; its list is used again for each.
 class SegmentFilter {
 public:
-    SegmentFilter(const RingFile &file, const ItemFilter &filter) : file_(file), filter_(filter) {}
+    SegmentFilter(const RingFile &file, PieceFilter *filter) : file_(file), filter_(filter) {}
 
     const std::vector<Match> &matchesIn(const Segment &segment) {
         matches_.clear();
+        filter_->enter(segment.bytes);
         forEachPiece(segment.bytes, [&](std::string_view piece, size_t offset) {
             take(piece, segment.offset + offset);
             return true;
@@ -38,14 +39,13 @@ private:
         if (kind == LineKind::Damaged && !isBeingWritten(file_, piece, offset)) {
             badLines_.add(offset);
         }
-        if (kind == LineKind::Item && filter_.hasNumbers(numbers) &&
-            (filter_.pattern == nullptr || filter_.hasText(textIn(piece)))) {
+        if (kind == LineKind::Item && filter_->passes(piece, numbers)) {
             matches_.push_back({piece, offset, numbers});
         }
     }
 
     const RingFile &file_;
-    const ItemFilter &filter_;
+    PieceFilter *filter_;
     std::vector<Match> matches_;
     BadLines badLines_;
 };
@@ -78,7 +78,7 @@ bool ItemScanner::scanFile(size_t index, Order order, const Sink &sink, uint64_t
     }
     ++filesRead_;
     SegmentReader reader(file.file.get(), file.size, order, begin);
-    SegmentFilter filter(file, filter_);
+    SegmentFilter filter(file, &filter_);
     const auto pass = [&](const Match &match) {
         Item item = readItem(match.piece, match.numbers);
         item.fileIndex = index;

@@ -12,6 +12,7 @@
 #include "damage.h"
 #include "item.h"
 #include "item_filter.h"
+#include "piece_filter.h"
 #include "ring_view.h"
 #include "segment_reader.h"
 #include "stored_line.h"
@@ -53,7 +54,7 @@ private:
     bool isGoingOn(size_t bytes);
 
     const RingView &view_;
-    const ItemFilter &filter_;
+    PieceFilter filter_;
     DamageLog *damage_;
     Watch watch_;
     size_t filesRead_ = 0;
@@ -70,10 +71,10 @@ inline bool isBeingWritten(const RingFile &file, std::string_view piece, uint64_
     return file.isNewest && piece.back() != '\n' && offset + piece.size() == file.size;
 }
 
-/// Calls take(piece, numbers) for every item of a file, the oldest first. Returns false when the file could
-/// not be read to its end.
+/// Calls take(numbers) for every item of a file that passes, the oldest first; a null filter lets all pass.
+/// Returns false when the file could not be read to its end.
 template <class Take>
-bool forEachItemLine(const RingFile &file, DamageLog *damage, const Take &take) {
+bool forEachItemLine(const RingFile &file, PieceFilter *filter, DamageLog *damage, const Take &take) {
     if (!file.file.isOpen()) {
         return false;
     }
@@ -81,11 +82,14 @@ bool forEachItemLine(const RingFile &file, DamageLog *damage, const Take &take) 
     Segment segment;
     BadLines badLines;
     while (reader.next(&segment)) {
+        if (filter != nullptr) {
+            filter->enter(segment.bytes);
+        }
         forEachPiece(segment.bytes, [&](std::string_view piece, size_t offset) {
             LineNumbers numbers;
             const LineKind kind = readNumbers(piece, &numbers);
-            if (kind == LineKind::Item) {
-                take(piece, numbers);
+            if (kind == LineKind::Item && (filter == nullptr || filter->passes(piece, numbers))) {
+                take(numbers);
             } else if (kind == LineKind::Damaged && !isBeingWritten(file, piece, segment.offset + offset)) {
                 badLines.add(segment.offset + offset);
             }

@@ -36,18 +36,13 @@ void addTable(const FileDigest &digest, LevelTable *table) {
 }
 
 template <class Take>
-void forEachMatch(const RingFile &file, const ItemFilter &filter, const Take &take) {
+void forEachMatch(const RingFile &file, PieceFilter *filter, const Take &take) {
     DamageLog known;  // Every file was read for its digest, so its damage is told already.
-    forEachItemLine(file, &known, [&](std::string_view piece, const LineNumbers &numbers) {
-        if (filter.hasNumbers(numbers) && (filter.pattern == nullptr || filter.hasText(textIn(piece)))) {
-            take(numbers);
-        }
-    });
+    forEachItemLine(file, filter, &known, take);
 }
 
 /// The file's summary tells all but how its items lie in its hours.
-ItemSpan addWhole(const RingFile &file, const ItemFilter &filter, const FileDigest &digest,
-                  RingStats *stats) {
+ItemSpan addWhole(const RingFile &file, PieceFilter *filter, const FileDigest &digest, RingStats *stats) {
     addTable(digest, &stats->table);
     if (HourCounts::hourOf(digest.earliest) == HourCounts::hourOf(digest.latest)) {
         stats->hours.add(digest.earliest, digest.info.itemCount);
@@ -57,7 +52,7 @@ ItemSpan addWhole(const RingFile &file, const ItemFilter &filter, const FileDige
     return {digest.info.itemCount, digest.earliest, digest.latest};
 }
 
-ItemSpan addMatches(const RingFile &file, const ItemFilter &filter, RingStats *stats) {
+ItemSpan addMatches(const RingFile &file, PieceFilter *filter, RingStats *stats) {
     ItemSpan span;
     forEachMatch(file, filter, [&](const LineNumbers &item) {
         span.add(item.time);
@@ -67,12 +62,13 @@ ItemSpan addMatches(const RingFile &file, const ItemFilter &filter, RingStats *s
     return span;
 }
 
-void addFile(const RingFile &file, const ItemFilter &filter, const FileDigest &digest, RingStats *stats) {
+void addFile(const RingFile &file, const ItemFilter &filter, PieceFilter *pieceFilter,
+             const FileDigest &digest, RingStats *stats) {
     FileStats own{file.number, file.position, file.size, {}};
     if (isWhole(filter, digest)) {
-        own.span = addWhole(file, filter, digest, stats);
+        own.span = addWhole(file, pieceFilter, digest, stats);
     } else if (useOf(filter, digest) != FileUse::Skip) {
-        own.span = addMatches(file, filter, stats);
+        own.span = addMatches(file, pieceFilter, stats);
     }
     stats->span.add(own.span);
     stats->bytes += own.bytes;
@@ -140,8 +136,9 @@ RingStats statsOf(const RingView &view, const ItemFilter &filter, DamageLog *dam
     stats.oldest = view.plan().oldest;
     stats.newest = view.plan().latest;
     const std::vector<FileDigest> digests = digestsOf(view, damage);
+    PieceFilter pieceFilter(filter);
     for (size_t i = 0; i < digests.size(); ++i) {
-        addFile(view.files()[i], filter, digests[i], &stats);
+        addFile(view.files()[i], filter, &pieceFilter, digests[i], &stats);
     }
     return stats;
 }

@@ -91,8 +91,7 @@ LineKind readNumbers(std::string_view piece, LineNumbers *numbers) {
 }
 
 Item readItem(std::string_view piece, const LineNumbers &numbers) {
-    const PieceCopy copy(piece);
-    jorn::LineSplitter splitter(copy.get(), jorn::kLineMax);
+    jorn::LineSplitter splitter(piece.data(), piece.size());
     Item item;
     splitter.takeNumber(&item.seconds);
     item.level = numbers.level;
@@ -104,14 +103,11 @@ Item readItem(std::string_view piece, const LineNumbers &numbers) {
 }
 
 std::string_view textIn(std::string_view piece) {
-    const PieceCopy copy(piece);
-    jorn::LineSplitter splitter(copy.get(), jorn::kLineMax);
+    jorn::LineSplitter splitter(piece.data(), piece.size());
     for (int field = 0; field < 3; ++field) {
         splitter.takeField();
     }
-    const std::string_view seen = piece.substr(0, piece.find('\0'));
-    const size_t length = splitter.rest().size();
-    return withoutLineFeed(seen.substr(seen.size() - length, kItemText));
+    return withoutLineFeed(splitter.rest().substr(0, kItemText));
 }
 
 Item itemOfRecord(const JORN_LOG_DISP &record) {

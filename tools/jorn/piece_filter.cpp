@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "piece_filter.h"
+
+#include <re2/filtered_re2.h>
+
+#include <string>
+#include <vector>
+
+namespace tool {
+namespace {
+
+/// An expression for the words of which every match of the pattern holds one, whatever their case is.
+std::unique_ptr<const RE2> wordsOf(const RE2 &pattern) {
+    re2::FilteredRE2 analysis;
+    int ignored = 0;
+    std::vector<std::string> words;
+    if (analysis.Add(pattern.pattern(), pattern.options(), &ignored) == RE2::NoError) {
+        analysis.Compile(&words);
+    }
+    std::string choice;
+    for (const std::string &word : words) {
+        choice += (choice.empty() ? "" : "|") + RE2::QuoteMeta(word);
+    }
+    RE2::Options options(RE2::Quiet);
+    options.set_case_sensitive(false);
+    auto expression = std::make_unique<const RE2>(choice, options);
+    return choice.empty() || !expression->ok() ? nullptr : std::move(expression);
+}
+
+}  // namespace
+
+PieceFilter::PieceFilter(const ItemFilter &filter)
+    : filter_(filter), words_(filter.pattern != nullptr ? wordsOf(*filter.pattern) : nullptr) {}
+
+void PieceFilter::enter(std::string_view block) {
+    blockEnd_ = block.data() + block.size();
+    nextWord_ = nullptr;
+}
+
+bool PieceFilter::mayHaveWord(std::string_view piece) {
+    constexpr uint64_t kTrial = 64;
+    constexpr uint64_t kFrequent = 4;
+    if (nextWord_ == nullptr || nextWord_ < piece.data()) {
+        findWord(piece.data());
+    }
+    ++pieces_;
+    if (nextWord_ >= piece.data() + piece.size()) {
+        return false;
+    }
+    // To look for words that are in many pieces costs more than it saves.
+    if (++piecesWithWord_ > kTrial && piecesWithWord_ > pieces_ / kFrequent) {
+        words_.reset();
+    }
+    return true;
+}
+
+void PieceFilter::findWord(const char *begin) {
+    const re2::StringPiece rest(begin, static_cast<size_t>(blockEnd_ - begin));
+    re2::StringPiece word;
+    const bool isFound = words_->Match(rest, 0, rest.size(), RE2::UNANCHORED, &word, 1);
+    nextWord_ = isFound ? word.data() : blockEnd_;
+}
+
+}  // namespace tool
