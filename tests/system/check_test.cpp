@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // `jorn check`: what it tells of each kind of damage, and that it changes nothing.
 #include <gmock/gmock.h>
-#include <pty.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <filesystem>
 #include <functional>
 
@@ -281,21 +278,9 @@ TEST_F(CheckTest, CheckColor_Always_ColorsSeverityAndSummary) {
 
 /// What a command prints on a terminal, where the pager marks what goes through it.
 std::string pagedOnTerminal(const std::vector<std::string> &arguments) {
-    int terminal = -1;
-    const pid_t process = forkpty(&terminal, nullptr, nullptr, nullptr);
-    if (process == 0) {
-        setenv("JORN_PAGER", "sed 's/^/paged /'", 1);
-        setenv("NO_COLOR", "1", 1);
-        becomeTool(arguments);
-    }
-    std::string output;
-    std::array<char, 4096> block;
-    for (ssize_t length = 0; (length = ::read(terminal, block.data(), block.size())) > 0;) {
-        output.append(block.data(), static_cast<size_t>(length));
-    }
-    close(terminal);
-    EXPECT_EQ(waitpid(process, nullptr, 0), process);
-    return output;
+    Setting setting;
+    setting.variables = {{"JORN_PAGER", "sed 's/^/paged /'"}, {"NO_COLOR", "1"}};
+    return runOnTerminal(arguments, setting).out;
 }
 
 TEST_F(CheckTest, CheckAndRepair_OnTerminal_GoThroughThePager) {

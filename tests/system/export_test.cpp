@@ -2,7 +2,6 @@
 // `jorn export` over directories written by hand.
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <pty.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -434,24 +433,9 @@ TEST_F(ExportTest, Export_SparseFileOfAGigabyte_InBoundedMemory) {
 
 /// What the tool writes on its terminal, which is its standard error and, unless it is a pipe, its output.
 std::string terminalOutput(const std::vector<std::string> &arguments) {
-    int terminal = -1;
-    const winsize size = {24, 60, 0, 0};
-    const pid_t process = forkpty(&terminal, nullptr, nullptr, &size);
-    if (process == 0) {
-        unsetenv("COLUMNS");
-        setenv("TERM", "xterm", 1);
-        becomeTool(arguments);
-    }
-    std::string output;
-    std::array<char, 4096> block{};
-    for (ssize_t length = 0; (length = ::read(terminal, block.data(), block.size())) > 0;) {
-        output.append(block.data(), static_cast<size_t>(length));
-    }
-    close(terminal);
-    int status = -1;
-    EXPECT_EQ(waitpid(process, &status, 0), process);
-    EXPECT_EQ(status, 0);
-    return output;
+    const Outcome run = runOnTerminal(arguments);
+    EXPECT_EQ(run.status, 0);
+    return run.out;
 }
 
 TEST_F(ExportTest, Export_IntoFileFromATerminal_ShowsProgressAndRemovesIt) {

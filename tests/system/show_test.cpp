@@ -2,12 +2,10 @@
 // `jorn show` and `jorn count` over directories written by hand.
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <pty.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <filesystem>
 #include <functional>
 
@@ -463,6 +461,17 @@ TEST_F(ShowTest, ShowAndCount_DataFileThatIsNone_OthersAreShownWithoutWaiting) {
     }
 }
 
+TEST_F(ShowTest, Show_OnlyDataFileIsPipe_DoesNotWaitForItsWriter) {
+    writeIndex("0,0");
+    ASSERT_EQ(mkfifo(path("log/0.csv").c_str(), 0600), 0);
+    Setting setting;
+    setting.processorSeconds = 20;
+    const Outcome run = jorn({"show", "log"}, setting);
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err, HasSubstr("jorn: note: log/0.csv: not a regular file; its items are left out\n"));
+}
+
 TEST_F(ShowTest, Show_DataFileIsLinkToFile_IsRead) {
     writeMixed();
     std::filesystem::rename(path("log/1.csv"), path("elsewhere"));
@@ -521,24 +530,11 @@ TEST_F(ShowTest, Show_ControlCharactersIntoFile_BytesUnchanged) {
 
 /// What `jorn show` gives on a terminal, through a pager.
 std::string shownOnTerminal(const std::string &directory, const char *form, const char *pager) {
-    int terminal = -1;
-    const pid_t process = forkpty(&terminal, nullptr, nullptr, nullptr);
-    if (process == 0) {
-        setenv("JORN_PAGER", pager, 1);
-        setenv("NO_COLOR", "1", 1);
-        becomeTool({"show", "--utc", "-o", form, directory});
-    }
-    std::string output;
-    std::array<char, 4096> block;
-    // The read fails once the tool, the terminal's only user, has gone.
-    for (ssize_t length = 0; (length = ::read(terminal, block.data(), block.size())) > 0;) {
-        output.append(block.data(), static_cast<size_t>(length));
-    }
-    close(terminal);
-    int status = -1;
-    EXPECT_EQ(waitpid(process, &status, 0), process);
-    EXPECT_EQ(status, 0);
-    return output;
+    Setting setting;
+    setting.variables = {{"JORN_PAGER", pager}, {"NO_COLOR", "1"}};
+    const Outcome run = runOnTerminal({"show", "--utc", "-o", form, directory}, setting);
+    EXPECT_EQ(run.status, 0);
+    return run.out;
 }
 
 TEST_F(ShowTest, Show_ControlCharactersOnTerminal_Escaped) {

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <linux/capability.h>
 #include <poll.h>
+#include <pty.h>
 #include <signal.h>
 #include <sys/inotify.h>
 #include <sys/prctl.h>
@@ -13,6 +14,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -83,6 +85,9 @@ void applySetting(const Setting &setting) {
         // What waits for good takes no processor time.
         alarm(static_cast<unsigned>(*setting.processorSeconds) * 3);
     }
+    for (const int fd : setting.closed) {
+        close(fd);
+    }
     if (setting.obeysPermissions && geteuid() == 0) {
         giveUp(CAP_DAC_OVERRIDE);
         giveUp(CAP_DAC_READ_SEARCH);
@@ -110,6 +115,32 @@ void becomeTool(const std::vector<std::string> &arguments) {
     std::transform(words.begin(), words.end(), argv.begin(), [](std::string &word) { return word.data(); });
     execvp(argv[0], argv.data());
     _exit(127);
+}
+
+Outcome runOnTerminal(const std::vector<std::string> &arguments, const Setting &setting) {
+    int terminal = -1;
+    const winsize size = {24, 60, 0, 0};
+    const pid_t process = forkpty(&terminal, nullptr, nullptr, &size);
+    if (process == 0) {
+        unsetenv("COLUMNS");
+        setenv("TERM", "xterm", 1);
+        applySetting(setting);
+        becomeTool(arguments);
+    }
+    std::string typed = setting.input;
+    std::string output;
+    std::array<char, 4096> block{};
+    // The read fails once the tool, the terminal's only user, has gone.
+    for (ssize_t length = 0; (length = ::read(terminal, block.data(), block.size())) > 0;) {
+        output.append(block.data(), static_cast<size_t>(length));
+        // Not before: the tool is there now, and asks.
+        EXPECT_EQ(::write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+        typed.clear();
+    }
+    close(terminal);
+    Outcome run = endOf(process);
+    run.out = output;
+    return run;
 }
 
 RunningTool::RunningTool(const std::string &workDirectory, const std::vector<std::string> &arguments,

@@ -25,17 +25,22 @@ struct Outcome {
 
 /// What a run is given besides its arguments.
 struct Setting {
-    std::string input;                                           ///< Standard input, as a file.
-    std::string directory;                                       ///< Working directory, the test's if empty.
+    std::string input;      ///< Standard input, as a file; on a terminal typed when it asks.
+    std::string directory;  ///< Working directory, the test's if empty.
     std::vector<std::pair<std::string, std::string>> variables;  ///< Added to the environment.
     std::optional<uint64_t> fileSizeLimit;                       ///< RLIMIT_FSIZE.
     bool obeysPermissions = false;  ///< Also when root runs the tests; exit code 126 when that cannot be.
     std::optional<uint64_t> memoryLimit = std::nullopt;       ///< RLIMIT_AS; not with sanitizers.
     std::optional<uint64_t> processorSeconds = std::nullopt;  ///< RLIMIT_CPU; ends one that hangs, too.
+    std::vector<int> closed = {};                             ///< Standard descriptors that are not there.
 };
 
 /// Runs the tool in place of the calling process, which is a child that a test has made.
 [[noreturn]] void becomeTool(const std::vector<std::string> &arguments);
+
+/// Runs the tool on a terminal of its own, 60 columns wide; `out` is all that was shown there, what is typed
+/// included.
+Outcome runOnTerminal(const std::vector<std::string> &arguments, const Setting &setting = {});
 
 /// The tool while it runs, fed through a pipe.
 class RunningTool {

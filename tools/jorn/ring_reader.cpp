@@ -67,12 +67,17 @@ RingReader::~RingReader() {
     semDelete(logSemCsvRW_ID);
 }
 
-/// Lets the object see each file at the position that the store's start-up would give it.
+/// Lets the object see each file at the position that the store's start-up would give it, and none that is no
+/// file: opening a pipe would wait for its writer.
 void RingReader::placeFiles(const RingView &view) {
     std::string name = view.directory().shortName();
-    if (view.isMoved()) {
+    const auto isOpen = [](const RingFile &file) { return file.file.isOpen(); };
+    if (view.isMoved() || !std::all_of(view.files().begin(), view.files().end(), isOpen)) {
         links_ = std::make_unique<LinkDirectory>();
         for (const RingFile &file : view.files()) {
+            if (!isOpen(file)) {
+                continue;
+            }
             links_->add(dataFileName(file.position), name + "/" + dataFileName(file.number));
         }
         name = links_->shortName();
