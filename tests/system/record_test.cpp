@@ -281,6 +281,24 @@ TEST_F(StreamTest, Record_SecondRecorder_RefusedWhileFirstRuns) {
     EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("two", "one"));
 }
 
+TEST_F(StreamTest, Record_NoStandardInput_Fails) {
+    Setting setting;
+    setting.closed = {STDIN_FILENO};
+    setting.processorSeconds = 20;
+    const Outcome run = jorn({"record", "log"}, setting);
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "jorn: standard input: Bad file descriptor\n");
+}
+
+TEST_F(StreamTest, Record_NoStandardOutputs_StoresNothingButItems) {
+    Setting setting;
+    setting.input = "one\n" + std::string(300, 'x') + "\n";
+    setting.closed = {STDOUT_FILENO, STDERR_FILENO};
+    EXPECT_EQ(jorn({"record", "--stats", "--debug", "8", "log"}, setting).status, 0);
+    EXPECT_THAT(textsIn("log/0.csv"), ElementsAre("Log start init!", "one", std::string(198, 'x')));
+    EXPECT_EQ(read("log/index.csv"), "version:1\n0,0\n");
+}
+
 TEST_F(StreamTest, RecordKeepGoing_FifoGetsNewWriter_ReadsOn) {
     ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
     // Held open until the tool has it, so that neither waits for the other.

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // The command-line tool `jorn`.
+#include <fcntl.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Error.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <filesystem>
 #include <string>
@@ -61,6 +64,17 @@ int parseAndRun(CLI::App *app, const int *exitCode, int argc, char **argv) {
     return *exitCode;
 }
 
+/// Standard input and outputs that are closed would be the next files that are opened, and a log's files be
+/// read and written in their place. Instead, reading and writing them fails.
+void occupyStandardDescriptors() {
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        const bool isClosed = fcntl(fd, F_GETFD) < 0 && errno == EBADF;
+        if (isClosed && open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY) != fd) {
+            _exit(tool::kExitInputOutput);
+        }
+    }
+}
+
 int run(int argc, char **argv) {
     // A closed pipe is met where it is written to.
     signal(SIGPIPE, SIG_IGN);
@@ -88,6 +102,7 @@ int run(int argc, char **argv) {
 }  // namespace
 
 int main(int argc, char **argv) {
+    occupyStandardDescriptors();
     try {
         return run(argc, argv);
     } catch (const tool::Failure &failure) {
