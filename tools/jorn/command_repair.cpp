@@ -117,11 +117,10 @@ int repair(const RepairOptions &options) {
         printMessage("nothing was changed; --yes does it");
         return kExitDamage;
     }
-    const std::string backup = options.backup.empty() ? defaultBackupPath(options.directory) : options.backup;
     RebuildOptions rebuild;
-    rebuild.backup = backup;
+    rebuild.backup = options.backup.empty() ? defaultBackupPath(options.directory) : options.backup;
     rebuildDirectory(directory, diagnosis, plan, rebuild);
-    print(formatResult(options, plan, backup), "");
+    print(formatResult(options, plan, rebuild.backup), "");
     return kExitDone;
 }
 

@@ -7,7 +7,6 @@
 #include <algorithm>
 
 #include "item_scanner.h"
-#include "segment_reader.h"
 
 namespace tool {
 namespace {
@@ -180,27 +179,31 @@ struct FollowCursor::Emission {
     }
 };
 
+/// Passes on what a segment holds.
+FollowCursor::Reading FollowCursor::emit(const Segment &segment, uint64_t end, bool isFinal,
+                                         Emission *emission) {
+    bool isWanted = true;
+    forEachPiece(segment.bytes, [&](std::string_view piece, size_t) {
+        if (!isFinal && isUnfinished(piece, end)) {
+            return false;
+        }
+        LineNumbers numbers;
+        const LineKind kind = readNumbers(piece, &numbers);
+        const uint64_t begin = offset_;
+        account(piece, kind == LineKind::Item);
+        isWanted = emission->take(piece, kind, numbers, begin);
+        return isWanted;
+    });
+    return isWanted ? Reading::Done : Reading::Ended;
+}
+
 FollowCursor::Reading FollowCursor::readOn(const ItemFilter &filter, bool isFinal, const FollowHooks &hooks) {
     const auto end = static_cast<uint64_t>(mark().size);
     SegmentReader reader(file_.get(), end, Order::OldestFirst, offset_);
     Emission emission{filter, hooks, {}};
     Reading reading = end < offset_ ? Reading::Stale : Reading::Done;
     for (Segment segment; reading == Reading::Done && reader.next(&segment);) {
-        if (!hooks.isStill()) {
-            reading = Reading::Stale;
-            break;
-        }
-        forEachPiece(segment.bytes, [&](std::string_view piece, size_t) {
-            if (!isFinal && isUnfinished(piece, end)) {
-                return false;
-            }
-            LineNumbers numbers;
-            const LineKind kind = readNumbers(piece, &numbers);
-            const uint64_t begin = offset_;
-            account(piece, kind == LineKind::Item);
-            reading = emission.take(piece, kind, numbers, begin) ? reading : Reading::Ended;
-            return reading == Reading::Done;
-        });
+        reading = hooks.isStill() ? emit(segment, end, isFinal, &emission) : Reading::Stale;
     }
     RingFile file;
     file.path = path_;

@@ -14,6 +14,7 @@
 #include "item.h"
 #include "item_filter.h"
 #include "ring_view.h"
+#include "segment_reader.h"
 
 namespace tool {
 
@@ -97,6 +98,7 @@ public:
 
 private:
     struct Emission;
+    Reading emit(const Segment &segment, uint64_t end, bool isFinal, Emission *emission);
     bool scan(uint64_t end, const std::function<bool(std::string_view)> &take);
     void account(std::string_view piece, bool isItem);
     bool isUnfinished(std::string_view piece, uint64_t end) const;
