@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 
 #include "damaged_log.h"
@@ -205,6 +206,43 @@ TEST_F(FollowTest, Follow_MissingDirectory_WaitsAndTellsOnce) {
     ASSERT_EQ(jorn({"record", "new"}, {"one\ntwo\n", "", {}, {}}).status, 0);
     EXPECT_THAT(follower.nextTexts(2), ElementsAre("one", "two"));
     EXPECT_EQ(follower.end(SIGINT), 0);
+}
+
+/// Nobody tells of an empty directory that is removed while it is open.
+TEST_F(FollowTest, Follow_EmptyDirectoryMadeAgain_GoesOnThere) {
+    makeDirectory("new");
+    FollowingTool follower(root_, {"follow", "-o", "csv", "new"});
+    EXPECT_EQ(follower.nextLine(), "time,level,slot,text");
+    std::filesystem::remove(path("new"));
+    EXPECT_EQ(follower.nextNote(), "jorn: note: new: is gone; waiting for it to come back");
+    ASSERT_EQ(jorn({"record", "new"}, {"one\n", "", {}, {}}).status, 0);
+    EXPECT_THAT(follower.nextLine(), ::testing::EndsWith(",Log start init!"));
+    EXPECT_THAT(follower.nextLine(), ::testing::EndsWith(",one"));
+    EXPECT_EQ(follower.end(SIGINT), 0);
+}
+
+TEST_F(FollowTest, Follow_LinkIsTurned_GoesOnWithTheOtherLog) {
+    ASSERT_EQ(jorn({"record", "first"}, {"one\n", "", {}, {}}).status, 0);
+    ASSERT_EQ(jorn({"record", "second"}, {"two\n", "", {}, {}}).status, 0);
+    std::filesystem::create_symlink("first", path("current"));
+    FollowingTool follower(root_, {"follow", "-p", "2", "current"});
+    EXPECT_THAT(follower.nextTexts(1), ElementsAre("one"));
+    std::filesystem::create_symlink("second", path("next"));
+    std::filesystem::rename(path("next"), path("current"));
+    EXPECT_THAT(follower.nextTexts(1), ElementsAre("two"));
+    EXPECT_EQ(follower.nextNote(), "jorn: note: current: another log has taken its place and is shown now");
+    EXPECT_EQ(follower.end(SIGINT), 0);
+}
+
+TEST_F(FollowTest, Follow_NoStandardOutput_Fails) {
+    writeFiles({0}, 1);
+    writeIndex("0,0");
+    Setting setting;
+    setting.closed = {STDOUT_FILENO};
+    setting.processorSeconds = 20;
+    const Outcome run = jorn({"follow", "log"}, setting);
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "jorn: standard output: Bad file descriptor\n");
 }
 
 TEST_F(FollowTest, Follow_MissingDirectoryAndWrongFilter_RefusedAtOnce) {

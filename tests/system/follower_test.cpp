@@ -535,6 +535,15 @@ TEST_F(FollowerTest, Step_IndexStaysUnusable_IsToldOnce) {
     EXPECT_THAT(damage_, ElementsAre(HasSubstr("the index is missing or damaged")));
 }
 
+TEST_F(FollowerTest, Step_IndexIsNoFile_CountsAsUnusable) {
+    makeRing();
+    fs::remove(path("log/index.csv"));
+    ASSERT_EQ(mkfifo(path("log/index.csv").c_str(), 0600), 0);
+    follow(1);
+    EXPECT_THAT(step(), ElementsAre("a0005000"));
+    EXPECT_THAT(damage_, ElementsAre(HasSubstr("the index is missing or damaged")));
+}
+
 TEST_F(FollowerTest, Step_DamagedLines_AreToldOnce) {
     start(0, line("one") + "no item\n" + line("two") + "nor this\n");
     writeIndex("0,0");

@@ -61,10 +61,8 @@ void ChangeWatch::drop() {
 }
 
 ChangeWatch::Reason ChangeWatch::wait(bool isSoon, std::optional<int> limit) {
-    int timeout = isSoon || watched_ < 0 ? kPollMilliseconds : -1;
-    if (limit && (timeout < 0 || *limit < timeout)) {
-        timeout = *limit;
-    }
+    const int longest = isSoon || watched_ < 0 ? kPollMilliseconds : kLongestMilliseconds;
+    const int timeout = std::min(limit.value_or(longest), longest);
     std::array<pollfd, 3> events = {
         {{signals_.descriptor(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}, {notices_.get(), POLLIN, 0}}};
     poll(events.data(), events.size(), timeout);

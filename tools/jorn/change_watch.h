@@ -19,6 +19,10 @@ public:
     /// Time between two looks where changes are not told.
     static constexpr int kPollMilliseconds = 500;
 
+    /// Longest time between two looks. That the path leads elsewhere, because a link was turned, a directory
+    /// above renamed or an empty one that is still open removed, is told by nobody.
+    static constexpr int kLongestMilliseconds = 2000;
+
     enum class Reason { Look, Stop };
 
     /// With `isPolling`, it never asks the system to tell. The signals must outlive the watch.
@@ -29,8 +33,8 @@ public:
     void arm();
 
     /// Returns at once when something changed since arm() was called. With `isSoon`, waits for no longer than
-    /// between two looks; else for as long as nothing happens, or up to `limit` milliseconds. Stop: a signal
-    /// came, or nobody reads standard output any more.
+    /// where changes are not told; else up to the longest time, or `limit` milliseconds where that is less.
+    /// Stop: a signal came, or nobody reads standard output any more.
     Reason wait(bool isSoon, std::optional<int> limit);
 
 private:

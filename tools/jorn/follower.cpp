@@ -82,7 +82,7 @@ Follower::IndexMark Follower::markIndex() const {
     if (fstatat(directory_->descriptor(), "index.csv", &status, 0) == 0) {
         mark.file = markOf(status);
     }
-    mark.positions = readIndex(*directory_);
+    mark.positions = readIndexIfFile(*directory_);
     return mark;
 }
 

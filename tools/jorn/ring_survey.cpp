@@ -52,7 +52,17 @@ std::optional<IndexPositions> parseIndex(FILE *index) {
     return IndexPositions{saturated(oldest), saturated(latest)};
 }
 
-/// Nothing where something else bears the name: no index can be in it, whoever asks.
+bool isPresentIn(int32_t position, const void *survey) {
+    return static_cast<const RingSurvey *>(survey)->isPresent[static_cast<size_t>(position)];
+}
+
+}  // namespace
+
+std::optional<IndexPositions> readIndex(const StoreDirectory &directory) {
+    const File index = openIndexFile(directory);
+    return index ? parseIndex(index.get()) : std::nullopt;
+}
+
 std::optional<IndexPositions> readIndexIfFile(const StoreDirectory &directory) {
     for (const char *const name : {"index.csv", "index.bak"}) {
         struct stat status;
@@ -65,17 +75,6 @@ std::optional<IndexPositions> readIndexIfFile(const StoreDirectory &directory) {
         }
     }
     return readIndex(directory);
-}
-
-bool isPresentIn(int32_t position, const void *survey) {
-    return static_cast<const RingSurvey *>(survey)->isPresent[static_cast<size_t>(position)];
-}
-
-}  // namespace
-
-std::optional<IndexPositions> readIndex(const StoreDirectory &directory) {
-    const File index = openIndexFile(directory);
-    return index ? parseIndex(index.get()) : std::nullopt;
 }
 
 int RingSurvey::highestFile() const {

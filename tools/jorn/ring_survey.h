@@ -28,6 +28,10 @@ inline bool operator==(const IndexPositions &a, const IndexPositions &b) {
 /// but may not be read.
 std::optional<IndexPositions> readIndex(const StoreDirectory &directory);
 
+/// The same, but nothing where something else than a file bears the name: no index can be in it, whoever
+/// asks.
+std::optional<IndexPositions> readIndexIfFile(const StoreDirectory &directory);
+
 /// What one look at a directory found.
 struct RingSurvey {
     std::optional<IndexPositions> index;
