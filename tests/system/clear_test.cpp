@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // `jorn clear`: what goes out of view, what stays, when it is refused.
 #include <gmock/gmock.h>
-#include <pty.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
-
-#include <array>
 
 #include "damaged_log.h"
 
@@ -22,6 +18,13 @@ protected:
     Outcome clear(std::vector<std::string> options = {}) const {
         options.insert(options.begin(), {"clear", "log"});
         return jorn(options);
+    }
+
+    /// On a terminal, where it asks.
+    Outcome answered(const std::string &answer) const {
+        Setting setting;
+        setting.input = answer;
+        return runOnTerminal({"clear", path("log")}, setting);
     }
 
     std::vector<std::string> shown() const { return shownTexts(jorn({"show", "log", "-n", "all"}).out); }
@@ -186,39 +189,27 @@ TEST_F(ClearTest, Clear_MediumFull_ChangesNothing) {
     EXPECT_FALSE(exists("log/1.csv.new"));
 }
 
-/// What is asked on a terminal, and what comes of the answer.
-std::string answeredOnTerminal(const std::string &directory, const std::string &answer, int *status) {
-    int terminal = -1;
-    const pid_t process = forkpty(&terminal, nullptr, nullptr, nullptr);
-    if (process == 0) {
-        becomeTool({"clear", directory});
-    }
-    EXPECT_EQ(::write(terminal, answer.data(), answer.size()), static_cast<ssize_t>(answer.size()));
-    std::string output;
-    std::array<char, 4096> block;
-    for (ssize_t length = 0; (length = ::read(terminal, block.data(), block.size())) > 0;) {
-        output.append(block.data(), static_cast<size_t>(length));
-    }
-    close(terminal);
-    int ended = -1;
-    EXPECT_EQ(waitpid(process, &ended, 0), process);
-    *status = WEXITSTATUS(ended);
-    return output;
-}
-
 TEST_F(ClearTest, Clear_OnTerminal_Asks) {
     writeFiles({0});
     writeIndex("0,0");
-    int status = -1;
     for (const char *answer : {"n\n", "\n", "\x04"}) {
-        EXPECT_THAT(answeredOnTerminal(path("log"), answer, &status),
-                    HasSubstr("Clear 10 items of " + path("log") + "? [y/N] "));
-        EXPECT_EQ(status, 2);
+        const Outcome run = answered(answer);
+        EXPECT_THAT(run.out, HasSubstr("Clear 10 items of " + path("log") + "? [y/N] "));
+        EXPECT_EQ(run.status, 2);
         EXPECT_EQ(read("log/index.csv"), "version:1\n0,0\n");
     }
-    EXPECT_THAT(answeredOnTerminal(path("log"), "y\n", &status), HasSubstr("10 items out of view"));
-    EXPECT_EQ(status, 0);
+    const Outcome run = answered("y\n");
+    EXPECT_THAT(run.out, HasSubstr("10 items out of view"));
+    EXPECT_EQ(run.status, 0);
     EXPECT_EQ(read("log/index.csv"), "version:1\n1,1\n");
+}
+
+TEST_F(ClearTest, Clear_InterruptedAtTheQuestion_ChangesNothing) {
+    writeFiles({0});
+    writeIndex("0,0");
+    const std::string before = stateOf(path("log"));
+    EXPECT_EQ(answered("\x03").status, 128 + SIGINT);
+    EXPECT_EQ(stateOf(path("log")), before);
 }
 
 TEST_F(ClearTest, Clear_WrongUsage_Refused) {

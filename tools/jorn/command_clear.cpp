@@ -56,8 +56,8 @@ bool isWanted(const ClearOptions &options, const ClearingPlan &plan) {
         throw Failure(options.directory + ": nothing was changed; --yes clears it without asking",
                       kExitUsage);
     }
-    std::cerr << "Clear " << itemsText(plan.items) << " of " << escaped(options.directory) << "? [y/N] "
-              << std::flush;
+    // In one piece, for the answer may be typed while it is written.
+    std::cerr << "Clear " + itemsText(plan.items) + " of " + escaped(options.directory) + "? [y/N] ";
     std::string answer;
     std::getline(std::cin, answer);
     return answer == "y" || answer == "Y" || answer == "yes";
