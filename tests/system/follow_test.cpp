@@ -16,7 +16,6 @@ namespace test {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 /// The tool with its output on pipes, to be read line by line while it runs.
 class FollowingTool {
@@ -107,7 +106,7 @@ private:
             }
             rest->append(block, static_cast<size_t>(length));
         }
-        const std::string line = rest->substr(0, end);
+        std::string line = rest->substr(0, end);
         rest->erase(0, end + 1);
         return line;
     }
