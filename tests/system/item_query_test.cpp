@@ -590,5 +590,17 @@ TEST(PieceFilterTest, Passes_WordsThatAreRareOrFrequent_EveryMatch) {
     }
 }
 
+TEST(PieceFilterTest, Enter_OtherContentInTheSameMemory_IsSearchedAnew) {
+    ItemFilter filter;
+    filter.pattern = std::make_shared<const RE2>("motor");
+    tool::PieceFilter pieceFilter(filter);
+    std::string block = dataLine(kMidnight, 1, 5, "a valve");
+    pieceFilter.enter(block);
+    EXPECT_FALSE(pieceFilter.passes(block, {}));
+    block.replace(block.find("valve"), 5, "motor");
+    pieceFilter.enter(block);
+    EXPECT_TRUE(pieceFilter.passes(block, {}));
+}
+
 }  // namespace
 }  // namespace test
