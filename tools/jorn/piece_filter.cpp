@@ -9,28 +9,38 @@
 namespace tool {
 namespace {
 
-/// An expression for the words of which every match of the pattern holds one, whatever their case is.
-std::unique_ptr<const RE2> wordsOf(const RE2 &pattern) {
+/// Words of which every match of the pattern holds one; none where there are no such.
+std::vector<std::string> wordsOf(const RE2 *pattern) {
+    std::vector<std::string> words;
     re2::FilteredRE2 analysis;
     int ignored = 0;
-    std::vector<std::string> words;
-    if (analysis.Add(pattern.pattern(), pattern.options(), &ignored) == RE2::NoError) {
+    if (pattern != nullptr &&
+        analysis.Add(pattern->pattern(), pattern->options(), &ignored) == RE2::NoError) {
         analysis.Compile(&words);
     }
+    return words;
+}
+
+/// Finds any of the words, whatever its case is.
+std::string expressionOf(const std::vector<std::string> &words) {
     std::string choice;
     for (const std::string &word : words) {
-        choice += (choice.empty() ? "" : "|") + RE2::QuoteMeta(word);
+        choice += (choice.empty() ? "(?i)" : "|") + RE2::QuoteMeta(word);
     }
-    RE2::Options options(RE2::Quiet);
-    options.set_case_sensitive(false);
-    auto expression = std::make_unique<const RE2>(choice, options);
-    return choice.empty() || !expression->ok() ? nullptr : std::move(expression);
+    return choice;
 }
 
 }  // namespace
 
-PieceFilter::PieceFilter(const ItemFilter &filter)
-    : filter_(filter), words_(filter.pattern != nullptr ? wordsOf(*filter.pattern) : nullptr) {}
+PieceFilter::PieceFilter(const ItemFilter &filter) : filter_(filter) {
+    const std::vector<std::string> words = wordsOf(filter.pattern.get());
+    if (!words.empty()) {
+        words_ = std::make_unique<const RE2>(expressionOf(words), RE2::Quiet);
+    }
+    if (words_ != nullptr && !words_->ok()) {
+        words_.reset();
+    }
+}
 
 void PieceFilter::enter(std::string_view block) {
     blockEnd_ = block.data() + block.size();
