@@ -23,7 +23,7 @@ WORK = ROOT / "build" / "mutation"
 TREE = WORK / "tree"
 BUILD = WORK / "objects"
 PROGRAM = BUILD / "tests" / "jorn_module_tests"
-TREE_PARTS = ("src", "include", "port", "tests", "tools", "CMakeLists.txt")
+TREE_PARTS = ("src", "include", "port", "tests", "tools", "cmake", "packaging", "CMakeLists.txt")
 
 # The tests a mutant meets go in rounds of about so many milliseconds, so that most mutants cost no more than a few
 # quick tests. Those of its own folder come before others.

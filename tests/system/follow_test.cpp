@@ -207,6 +207,14 @@ TEST_F(FollowTest, Follow_MissingDirectory_WaitsAndTellsOnce) {
     EXPECT_EQ(follower.end(SIGINT), 0);
 }
 
+TEST_F(FollowTest, Follow_MissingDirectoryAndUntilHasPassed_Ends) {
+    const Outcome run = jorn({"follow", "-U", "@1700000000", "new"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "jorn: note: new: does not exist yet; waiting for it\n");
+    EXPECT_EQ(jorn({"follow", "-q", "-U", "@1700000000", "new"}).status, 1);
+}
+
 /// Nobody tells of an empty directory that is removed while it is open.
 TEST_F(FollowTest, Follow_EmptyDirectoryMadeAgain_GoesOnThere) {
     makeDirectory("new");

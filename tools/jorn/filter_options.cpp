@@ -182,11 +182,12 @@ Question openQuestion(const FilterOptions &options, time_t now) {
     return question;
 }
 
-void checkFilter(const FilterOptions &options, time_t now) {
+uint32_t checkFilter(const FilterOptions &options, time_t now) {
     if (options.isUtc) {
         useUtc();
     }
-    parseFilter(options, options.namesFile.empty() ? Names{} : readNames(options.namesFile), now);
+    return parseFilter(options, options.namesFile.empty() ? Names{} : readNames(options.namesFile), now)
+        .until;
 }
 
 }  // namespace tool

@@ -39,15 +39,17 @@ public:
     }
 
 private:
-    /// False when it was stopped before there was a directory.
+    /// False when it was stopped, or no item could match any more, before there was a directory.
     bool waitForDirectory() {
         wasMissing_ = isMissing(options_.filter.directory);
-        if (wasMissing_) {
-            checkFilter(options_.filter, start_);
-            note(options_.filter.directory + ": does not exist yet; waiting for it");
+        if (!wasMissing_) {
+            return true;
         }
+        const uint32_t until = checkFilter(options_.filter, start_);
+        note(options_.filter.directory + ": does not exist yet; waiting for it");
         while (isMissing(options_.filter.directory)) {
-            if (watch_.wait(true, std::nullopt) == ChangeWatch::Reason::Stop) {
+            isOver_ = hasPassed(until, time(nullptr));
+            if (isOver_ || watch_.wait(true, millisecondsUntil(until)) == ChangeWatch::Reason::Stop) {
                 return false;
             }
         }
@@ -78,7 +80,7 @@ private:
             watch_.arm();
             const time_t now = time(nullptr);
             const Follower::State state = follower->step();
-            const bool isOver = until != UINT32_MAX && now > static_cast<time_t>(until);
+            const bool isOver = hasPassed(until, now);
             if (!output_.flush() || state == Follower::State::Ended || isOver) {
                 isOver_ = isOver;
                 return;
@@ -88,6 +90,10 @@ private:
                 return;
             }
         }
+    }
+
+    static bool hasPassed(uint32_t until, time_t now) {
+        return until != UINT32_MAX && now > static_cast<time_t>(until);
     }
 
     /// The time until no item can match any more.
