@@ -514,6 +514,7 @@ TEST_F(ExportTest, Export_UsageErrors_ExitWith2AndWriteNothing) {
         {"door", "-o", "syslog", "--hostname", ""},
         {"door", "-o", "syslog", "--hostname", "a b"},
         {"door", "-o", "syslog", "--hostname", std::string(256, 'x')},
+        {"door", "--to", ""},
         {"door", "door"},
         {"door", "gate", "./door/"},
         {"door", "--since", "never", "--to", "out/x.csv"},

@@ -56,8 +56,8 @@ struct Question {
 /// is what relative times start from. Throws Failure.
 Question openQuestion(const FilterOptions &options, time_t now);
 
-/// Refuses what openQuestion() would refuse, where there is no directory yet. Gives the last time that items may
-/// have. Throws Failure.
+/// Refuses what openQuestion() would refuse, where there is no directory yet. Gives the last time that items
+/// may have. Throws Failure.
 uint32_t checkFilter(const FilterOptions &options, time_t now);
 
 /// Exit code 1 is for scripts that asked whether there is a match: with --grep or --quiet.
