@@ -55,24 +55,32 @@ struct Command {
 };
 
 const std::vector<Command> &commands() {
-    static const std::vector<Command> all = {
-        {"show a page", {"show", "--escape"}, &Verdicts::reading, true},
-        {"show a page of some", {"show", "--escape", "-s", "2", "-s", "5"}, &Verdicts::reading, true},
-        {"show the newest", {"show", "-n", "25", "--escape"}, &Verdicts::reading, true},
-        {"show all", {"show", "-n", "all", "-r"}, &Verdicts::reading, false},
-        {"show all as JSON", {"show", "-n", "all", "-o", "json", "--escape"}, &Verdicts::reading, true},
-        {"count", {"count"}, &Verdicts::reading, true},
-        {"count a slot's", {"count", "-s", "2", "-S", "@1", "-o", "json"}, &Verdicts::reading, true},
-        {"stats", {"stats", "--disk-usage"}, &Verdicts::reading, true},
-        {"stats as JSON", {"stats", "-o", "json"}, &Verdicts::reading, true},
-        {"export", {"export"}, &Verdicts::reading, false},
-        {"export as CSV", {"export", "-o", "csv"}, &Verdicts::reading, false},
-        {"export as syslog", {"export", "-o", "syslog"}, &Verdicts::reading, false},
-        {"follow to a time", {"follow", "--escape", "-U", "@1700000009"}, &Verdicts::reading, true, true},
-        {"check", {"check"}, &Verdicts::checking, true},
-        {"check as JSON", {"check", "-o", "json"}, &Verdicts::checking, true},
-        {"repair", {"repair"}, &Verdicts::repairing, true},
-    };
+    static const std::vector<Command> all = [] {
+        std::vector<Command> list = {
+            {"show a page", {"show", "--escape"}, &Verdicts::reading, true},
+            {"show all", {"show", "-n", "all", "-r"}, &Verdicts::reading, false},
+            {"count a slot's", {"count", "-s", "2", "-S", "@1", "-o", "json"}, &Verdicts::reading, true},
+            {"stats", {"stats", "--disk-usage"}, &Verdicts::reading, true},
+            {"export", {"export"}, &Verdicts::reading, false},
+            {"follow to a time", {"follow", "--escape", "-U", "@1700000009"}, &Verdicts::reading, true, true},
+            {"check", {"check"}, &Verdicts::checking, true},
+            {"repair", {"repair"}, &Verdicts::repairing, true},
+        };
+        const std::vector<Command> variants = {
+            {"show a page of some", {"show", "--escape", "-s", "2", "-s", "5"}, &Verdicts::reading, true},
+            {"show the newest", {"show", "-n", "25", "--escape"}, &Verdicts::reading, true},
+            {"show all as JSON", {"show", "-n", "all", "-o", "json", "--escape"}, &Verdicts::reading, true},
+            {"count", {"count"}, &Verdicts::reading, true},
+            {"stats as JSON", {"stats", "-o", "json"}, &Verdicts::reading, true},
+            {"export as CSV", {"export", "-o", "csv"}, &Verdicts::reading, false},
+            {"export as syslog", {"export", "-o", "syslog"}, &Verdicts::reading, false},
+            {"check as JSON", {"check", "-o", "json"}, &Verdicts::checking, true},
+        };
+        if (!JORN_IS_SLOW) {
+            list.insert(list.end(), variants.begin(), variants.end());
+        }
+        return list;
+    }();
     return all;
 }
 
