@@ -7,12 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "common_values.h"
 #include "tool_run.h"
 
 namespace test {
-
-/// Items of a full file.
-constexpr int kFull = 5000;
 
 /// The number 1 item's time; items are a second apart.
 constexpr uint32_t kFirstTime = 1700000000;

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "common_values.h"
 #include "database.h"
 #include "item_scanner.h"
 #include "ring_view.h"
@@ -25,7 +26,6 @@ using ::testing::IsEmpty;
 namespace fs = std::filesystem;
 
 /// 2023-11-15 00:00:00 UTC.
-constexpr uint32_t kMidnight = 1700006400;
 
 class ExportTest : public ToolTest {
 protected:

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "common_values.h"
 #include "tool_run.h"
 
 namespace test {
@@ -22,7 +23,6 @@ using ::testing::IsEmpty;
 using tool::Follower;
 
 constexpr uint32_t kTime = 1700000000;
-constexpr int kFull = 5000;
 
 class FollowerTest : public ToolTest {
 protected:

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "common_values.h"
 #include "tool_run.h"
 
 namespace test {
@@ -23,9 +24,6 @@ using tool::ItemFilter;
 using tool::LevelSet;
 using tool::Order;
 using tool::Route;
-
-constexpr uint32_t kDay = 86400;
-constexpr uint32_t kMidnight = 19676 * kDay;
 
 /// An item as plain code sees it.
 struct PlainItem {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "common_values.h"
 #include "tool_run.h"
 
 namespace test {
@@ -11,9 +12,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-
-/// Items of a full file.
-constexpr int kFull = 5000;
 
 class RecordRingTest : public ToolTest {
 protected:

@@ -2,6 +2,7 @@
 // The order of a ring's files and their places, by themselves.
 #include <gmock/gmock.h>
 
+#include "common_values.h"
 #include "ring_evidence.h"
 #include "ring_placement.h"
 
@@ -16,8 +17,6 @@ using tool::IndexPositions;
 using tool::RingFacts;
 using tool::RingOrder;
 using Source = tool::RingOrder::Source;
-
-constexpr int64_t kFull = 5000;
 
 FileFacts file(uint32_t first, uint32_t last, int64_t items = kFull) {
     return {true, items, first, last, false};

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "common_values.h"
 #include "tool_run.h"
 
 namespace test {
@@ -20,8 +21,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 /// 2023-11-15 00:00:00 UTC.
-constexpr uint32_t kDay = 86400;
-constexpr uint32_t kMidnight = 19676 * kDay;
 
 class ShowTest : public ToolTest {
 protected:

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "common_values.h"
 #include "tool_run.h"
 
 namespace test {
@@ -15,9 +16,6 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 
 /// 2023-11-15 00:00:00 UTC.
-constexpr uint32_t kMidnight = 1700006400;
-constexpr uint32_t kHour = 3600;
-constexpr uint32_t kDay = 24 * kHour;
 
 class StatsTest : public ToolTest {
 protected:

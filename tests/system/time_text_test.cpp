@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Times as users write them and as the tool prints them.
 #include "time_text.h"
+#include "common_values.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -43,8 +44,6 @@ private:
 constexpr time_t kNow = 20778LL * 86400 + 43200;
 /// By rule, not by a zone file that a machine may lack.
 constexpr char kEurope[] = "CET-1CEST,M3.5.0,M10.5.0/3";
-constexpr uint32_t kDay = 86400;
-constexpr uint32_t kHour = 3600;
 
 struct Row {
     const char *text;

@@ -8,6 +8,7 @@
 #include <CLI/Validators.hpp>
 #include <iostream>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "clearing.h"
 #include "commands.h"

@@ -3,6 +3,7 @@
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "color.h"
 #include "commands.h"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "finding.h"
 
+#include <nlohmann/json.hpp>
+
 #include "color.h"
 #include "escape.h"
 
