@@ -12,7 +12,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <numeric>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "arguments.h"
@@ -56,6 +58,7 @@ namespace {
 
 constexpr int32_t kPerPage = JORN_REQUIRE_PAGE_MAX;
 constexpr int32_t kSlot = 5;
+constexpr size_t kLineBufferSize = 257;
 constexpr JORN_REQUIRE kEverything = {kPerPage, 1, -1, -1, JORN_LEVEL_DEBUG, 0, -1};
 
 std::string ringOf(const std::string &folder, int files) { return folder + "/r" + std::to_string(files); }
@@ -92,6 +95,25 @@ void startUp(benchmark::State &state, const std::string &folder, int files) {
     }
     state.counters["cpu"] = cpu * 1e9 / static_cast<double>(state.iterations());
     state.counters["answer"] = answer;
+}
+
+/// What the C library alone takes for reading these files of a ring line by line, as the module has to.
+void readLines(benchmark::State &state, const std::string &folder, int files,
+               const std::vector<int> &positions) {
+    int lines = 0;
+    for ([[maybe_unused]] auto iteration : state) {
+        lines = 0;
+        for (const int position : positions) {
+            const std::string path = ringOf(folder, files) + "/" + std::to_string(position) + ".csv";
+            FILE *const file = fopen(path.c_str(), "r");
+            char line[kLineBufferSize];
+            while (fgets(line, sizeof line, file) != nullptr) {
+                ++lines;
+            }
+            fclose(file);
+        }
+    }
+    state.counters["lines"] = lines;
 }
 
 void countInStore(benchmark::State &state, const std::string &folder, int files,
@@ -210,12 +232,29 @@ void addPage(const bench::Arguments &arguments, const std::string &name, int32_t
         [=](benchmark::State &state) { askPage(state, path, text, "SELECT count(*) FROM items" + where); });
 }
 
+/// The reading that a start, a count and a page take: all files, those at both ends, and the newest once
+/// more.
+void addReading(const bench::Arguments &arguments) {
+    std::vector<int> all(static_cast<size_t>(arguments.files));
+    std::iota(all.begin(), all.end(), 0);
+    const int oldest = 0;
+    const int newest = arguments.files - 1;
+    const std::vector<std::pair<std::string, std::vector<int>>> readings = {
+        {"startup", all}, {"count", {oldest, newest}}, {"page", {oldest, newest, newest}}};
+    for (const auto &[name, positions] : readings) {
+        add("reading/" + name, [=, positions = positions](benchmark::State &state) {
+            readLines(state, arguments.folder, arguments.files, positions);
+        });
+    }
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
     const bench::Arguments arguments = bench::parseArguments(argc, argv);
     const int32_t pages = arguments.files * (JORN_CSV_ITEM_MAX / kPerPage);
     add("startup/jorn", [=](benchmark::State &state) { startUp(state, arguments.folder, arguments.files); });
+    addReading(arguments);
     addCounts(arguments);
     addPage(arguments, "first", -1, 1);
     addPage(arguments, "middle", -1, pages / 2);

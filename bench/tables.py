@@ -14,12 +14,13 @@ HEADINGS = "| what | JORN | beside | takes | ratio | without starts | aim | |\n|
 COLUMNS = 8
 LIMITS = pathlib.Path(__file__).resolve().parent.parent / "cmake" / "footprint-limits.txt"
 # Rows of each table: the check of the output goes by these and not by what was rendered.
-ROWS = {"Submission": 42, "Storing": 9, "Append": 7, "Start-up": 6, "Count": 19, "Page": 12, "Flash": 8,
+ROWS = {"Submission": 42, "Storing": 9, "Append": 7, "Start-up": 7, "Count": 20, "Page": 13, "Flash": 8,
         "Footprint": 3, "Tool": 13}
 NUMBER = re.compile(r"^\d+(\.\d+)?$")
 # Where less than this share of a peer's time is not the start of its processes, all of it is taken for start.
 LEAST_SHARE = 0.05
 ALL_START = "all is start"
+READING = "`fgets` of the same lines alone"
 
 
 @dataclasses.dataclass
@@ -135,7 +136,8 @@ class Tables:
         name = f"{self.files} files"
         rows = [self.process(name, "startup/jorn", "`wc -l`", "startup/wc", 2.5),
                 self.process(name, "startup/jorn", "mawk, the same sums", "startup/mawk", 0.2),
-                self.process(name, "startup/jorn", "SQLite's import", "startup/import")]
+                self.process(name, "startup/jorn", "SQLite's import", "startup/import"),
+                self.compare(name, "startup/jorn", READING, "reading/startup")]
         for peer, key in (("`wc -l`", "wc"), ("mawk, the same sums", "mawk"), ("SQLite's import", "import")):
             rows.append(self.compare(f"{name}, CPU", "startup/jorn:cpu", peer, f"startup/{key}:cpu",
                                      start=f"startup/{key}:start_cpu"))
@@ -158,6 +160,8 @@ class Tables:
             rows.append(self.compare(what, ours, "SQLite, no index", f"count/{key}/sqlite_scan"))
             if key != "days":
                 rows.append(self.compare(what, ours, "itself, 2 files", f"two_count/{key}/jorn", 1.25))
+            if key == "all":
+                rows.append(self.compare(what, ours, READING, "reading/count"))
         return rows
 
     def page(self) -> list[Row]:
@@ -170,6 +174,8 @@ class Tables:
             rows.append(self.process(what, ours, "`tac`, `head` and such", f"page/{key}/text", 0.2))
             rows.append(self.compare(what, ours, "SQLite, indexed", f"page/{key}/sqlite", 1.0 if is_deep else 3.0))
             rows.append(self.compare(what, ours, "SQLite, page and total", f"page/{key}/sqlite_total"))
+            if key == "first":
+                rows.append(self.compare(what, ours, READING, "reading/page"))
         return rows
 
     def flash(self) -> list[Row]:
