@@ -47,7 +47,7 @@ bool isClearing(std::string_view line) {
     return line.substr(0, line.find('\n')) == kClearedText;
 }
 
-bool isInTables(const JORN_ITEM_INFO &item) {
+bool isInTables(const LineNumbers &item) {
     return item.level >= 0 && item.level < jorn::kLevelMax && item.slot >= 0 && item.slot < jorn::kSlotMax;
 }
 
@@ -86,7 +86,7 @@ private:
     }
 
     void takeItem(const Piece &piece) {
-        const uint32_t time = piece.item.time;
+        const uint32_t time = piece.numbers.time;
         if (result_.items == 0) {
             result_.firstTime = time;
             result_.startsCleared = isClearing(piece.bytes);
@@ -104,7 +104,7 @@ private:
             note(FlawKind::InnerZeros, piece);
         } else if (!holdsNumbers(piece.bytes)) {
             note(FlawKind::NoNumber, piece);
-        } else if (!isInTables(piece.item)) {
+        } else if (!isInTables(piece.numbers)) {
             note(FlawKind::OutOfTable, piece);
         }
     }

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <system_error>
 
 #include "module_limits.h"
@@ -16,19 +15,27 @@ namespace {
 
 constexpr size_t kBufferSize = 262144;
 
-bool isLineEnd(char byte) { return byte == '\n' || byte == '\r'; }
-
-/// By the module's own parser, which wants a terminated text.
-PieceKind judge(std::string_view bytes, JORN_ITEM_INFO *item) {
-    if (isLineEnd(bytes.front())) {
-        return PieceKind::Blank;
+PieceKind kindOf(std::string_view line, LineNumbers *numbers) {
+    switch (readNumbers(line, numbers)) {
+        case LineKind::Item:
+            return PieceKind::Item;
+        case LineKind::Blank:
+            return PieceKind::Blank;
+        case LineKind::Damaged:
+            break;
     }
-    std::array<char, jorn::kLineBufferSize> line;
-    const size_t length = bytes.copy(line.data(), jorn::kLineMax);
-    line[length] = '\0';
-    const bool isItem = jorn_AnalyseOneItemInfo(line.data(), item) == 0;
-    item->text = nullptr;
-    return isItem ? PieceKind::Item : PieceKind::Unparsable;
+    return PieceKind::Unparsable;
+}
+
+size_t zerosAtBegin(std::string_view bytes) {
+    if (bytes.front() != '\0') {
+        return 0;
+    }
+    // Long runs are common in damaged files, so a buffer full of zeros is told at a glance.
+    if (memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0) {
+        return bytes.size();
+    }
+    return bytes.find_first_not_of('\0');
 }
 
 }  // namespace
@@ -56,28 +63,6 @@ void PieceReader::fill() {
     }
 }
 
-size_t PieceReader::zerosAhead() const {
-    const char *const start = buffer_.data() + begin_;
-    const size_t size = end_ - begin_;
-    if (*start != '\0') {
-        return 0;
-    }
-    // Long runs are common in damaged files, so a buffer full of zeros is told at a glance.
-    if (memcmp(start, start + 1, size - 1) == 0) {
-        return size;
-    }
-    return static_cast<size_t>(std::find_if(start, start + size, [](char c) { return c != '\0'; }) - start);
-}
-
-std::string_view PieceReader::lineAhead() const {
-    const char *const start = buffer_.data() + begin_;
-    const size_t size = std::min(end_ - begin_, jorn::kLineMax);
-    const void *const lineFeed = memchr(start, '\n', size);
-    return {start, lineFeed == nullptr
-                       ? size
-                       : static_cast<size_t>(static_cast<const char *>(lineFeed) - start) + 1};
-}
-
 bool PieceReader::next(Piece *piece) {
     fill();
     if (begin_ == end_) {
@@ -85,13 +70,13 @@ bool PieceReader::next(Piece *piece) {
     }
     *piece = Piece{};
     piece->offset = offset_;
-    const size_t zeros = zerosAhead();
+    const size_t zeros = zerosAtBegin(unread());
     if (zeros > 0) {
         piece->kind = PieceKind::Zeros;
-        piece->bytes = {buffer_.data() + begin_, zeros};
+        piece->bytes = unread().substr(0, zeros);
     } else {
-        piece->bytes = lineAhead();
-        piece->kind = judge(piece->bytes, &piece->item);
+        piece->bytes = firstPiece(unread());
+        piece->kind = kindOf(piece->bytes, &piece->numbers);
     }
     begin_ += piece->bytes.size();
     offset_ += static_cast<int64_t>(piece->bytes.size());

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "csvfile/item_parser.h"
+#include "stored_line.h"
 
 namespace tool {
 
@@ -23,7 +23,7 @@ struct Piece {
     int64_t offset = 0;
     std::string_view bytes;  ///< With the line feed, if it has one. Good until the next call.
     PieceKind kind = PieceKind::Blank;
-    JORN_ITEM_INFO item{};  ///< Of an item: its numbers; the text is not kept.
+    LineNumbers numbers;  ///< Of an item.
 
     bool hasLineEnd() const { return !bytes.empty() && bytes.back() == '\n'; }
 };
@@ -40,8 +40,7 @@ public:
 
 private:
     void fill();
-    size_t zerosAhead() const;
-    std::string_view lineAhead() const;
+    std::string_view unread() const { return {buffer_.data() + begin_, end_ - begin_}; }
 
     const int fd_;
     std::vector<char> buffer_;

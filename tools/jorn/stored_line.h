@@ -38,19 +38,24 @@ std::string_view textIn(std::string_view piece);
 /// The item of a record that the module filled with UTC as its local time.
 Item itemOfRecord(const JORN_LOG_DISP &record);
 
-/// Calls take(piece, offset in bytes) for each piece as the module's reader cuts them, until it returns
-/// false. `bytes` begins where a piece begins. Returns false when it was stopped.
+/// The first piece of bytes that begin where one begins, as the module's reader cuts it: a line with its line
+/// feed, or what fits the reader's buffer of a longer one.
+inline std::string_view firstPiece(std::string_view bytes) {
+    const size_t most = std::min(jorn::kLineMax, bytes.size());
+    const auto *const feed = static_cast<const char *>(memchr(bytes.data(), '\n', most));
+    return bytes.substr(0, feed == nullptr ? most : static_cast<size_t>(feed - bytes.data()) + 1);
+}
+
+/// Calls take(piece, offset in bytes) for each piece until it returns false. `bytes` begins where a piece
+/// begins. Returns false when it was stopped.
 template <class Take>
 bool forEachPiece(std::string_view bytes, const Take &take) {
     for (size_t offset = 0; offset < bytes.size();) {
-        const size_t most = std::min(jorn::kLineMax, bytes.size() - offset);
-        const char *const first = bytes.data() + offset;
-        const auto *const feed = static_cast<const char *>(memchr(first, '\n', most));
-        const size_t length = feed == nullptr ? most : static_cast<size_t>(feed - first) + 1;
-        if (!take(std::string_view(first, length), offset)) {
+        const std::string_view piece = firstPiece(bytes.substr(offset));
+        if (!take(piece, offset)) {
             return false;
         }
-        offset += length;
+        offset += piece.size();
     }
     return true;
 }
