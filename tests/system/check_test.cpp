@@ -142,6 +142,14 @@ TEST_F(CheckTest, Check_ClearedLog_Note) {
     expectTold(0, {"log: note: 0.csv to 1.csv, 3.csv hold items that were cleared"});
 }
 
+TEST_F(CheckTest, Check_ClearedLogWithZerosBehindItsItem_TextEndsThereAsForTheStore) {
+    writeFiles({0, 1, 2, 3});
+    write(fileName(2), "1700000100,3,0,Log all cleared!" + std::string(50, '\0') + "\n");
+    writeIndex("2,2");
+    expectTold(0, {"log: note: 0.csv to 1.csv, 3.csv hold items that were cleared",
+                   "log/2.csv:0: note: 1 line with a zero byte, which ends the text"});
+}
+
 TEST_F(CheckTest, Check_ItemsOutsideAnotherRange_Warning) {
     writeFiles({0, 1, 2, 3});
     writeIndex("2,2");

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "csvfile/item_parser.h"
 #include "module_limits.h"
 #include "piece_reader.h"
 
@@ -17,34 +18,19 @@ bool isMended(FlawKind kind) {
     return kind == FlawKind::Zeros || kind == FlawKind::Unparsable || kind == FlawKind::TornEnd;
 }
 
-/// The next field as the module finds it, empty ones not counting.
-std::string_view takeField(std::string_view *line) {
-    line->remove_prefix(std::min(line->find_first_not_of(','), line->size()));
-    const size_t length = std::min(line->find(','), line->size());
-    const std::string_view field = line->substr(0, length);
-    line->remove_prefix(std::min(length + 1, line->size()));
-    return field;
-}
-
 bool beginsNumber(std::string_view field) {
     field.remove_prefix(std::min(field.find_first_not_of(" \t+-"), field.size()));
     return !field.empty() && field.front() >= '0' && field.front() <= '9';
 }
 
 bool holdsNumbers(std::string_view line) {
+    jorn::LineSplitter splitter(line.data(), line.size());
     for (int field = 0; field < 3; ++field) {
-        if (!beginsNumber(takeField(&line))) {
+        if (!beginsNumber(splitter.takeField())) {
             return false;
         }
     }
     return true;
-}
-
-bool isClearing(std::string_view line) {
-    for (int field = 0; field < 3; ++field) {
-        takeField(&line);
-    }
-    return line.substr(0, line.find('\n')) == kClearedText;
 }
 
 bool isInTables(const LineNumbers &item) {
@@ -89,7 +75,7 @@ private:
         const uint32_t time = piece.numbers.time;
         if (result_.items == 0) {
             result_.firstTime = time;
-            result_.startsCleared = isClearing(piece.bytes);
+            result_.startsCleared = textIn(piece.bytes) == kClearedText;
         } else if (time < result_.lastTime) {
             stepBack(piece.offset, result_.lastTime - time);
         }
