@@ -184,7 +184,8 @@ TEST_F(StatsTest, Stats_Filters_ChooseTheItems) {
     EXPECT_EQ(statsIn("UTC0", {"-q", "-s", "3"}).status, 1);
 }
 
-TEST_F(StatsTest, Stats_FromSummariesOrFromLines_TheSame) {
+/// `count` takes from the files' summaries what `stats` takes from their lines.
+TEST_F(StatsTest, Stats_RandomItems_LevelsAreThoseOfCount) {
     writeIndex("3,2");
     uint32_t random = 12345;
     for (const char *name : {"log/0.csv", "log/1.csv", "log/2.csv", "log/3.csv"}) {
@@ -199,7 +200,13 @@ TEST_F(StatsTest, Stats_FromSummariesOrFromLines_TheSame) {
     write("log/1.csv", dataLine(kMidnight + 1, 3, 5, "of one hour") + dataLine(kMidnight + 9, 3, 5, "alone"));
     const nlohmann::json all = jsonOf();
     EXPECT_EQ(all["items"], 902);
-    EXPECT_GT(all["levels"][4]["items"], 0);
+    const auto count = nlohmann::json::parse(jorn({"count", "log", "-o", "json"}).out);
+    for (size_t level = 0; level < 4; ++level) {
+        EXPECT_EQ(all["levels"][level]["items"], count["levels"][level]["items"]) << level;
+    }
+    EXPECT_EQ(all["levels"][4]["items"], count["other"]);
+    EXPECT_GT(count["other"], 0);
+    EXPECT_EQ(all["items"], count["total"]);
     EXPECT_EQ(jsonOf({"-g", ""}), all);
 }
 
@@ -253,6 +260,17 @@ TEST_F(StatsTest, Stats_ClocksPutBack_HoursStayApartAndDaysWhole) {
                                                  "2023-10-29 02:00  2  ###################\n"));
     EXPECT_THAT(statsIn(zone, {"--per", "day"}).out,
                 HasSubstr("\n2023-10-29  3  #########################\n"));
+}
+
+TEST_F(StatsTest, Stats_ClocksPutBackWithinAnHour_EachItemInTheHourThatWasShown) {
+    // At 15:00 UTC of April 1st clocks went from 02:00 back to 01:30.
+    constexpr uint32_t kBack = 1680361200;
+    writeIndex("0,0");
+    write("log/0.csv",
+          dataLine(kBack, 1, 5, "a") + dataLine(kBack - 1, 1, 5, "b") + dataLine(kBack + 1, 1, 5, "c"));
+    EXPECT_THAT(statsIn("LHST-10:30LHDT-11,M10.1.0,M4.1.0", {"-o", "json"}).out,
+                HasSubstr("\"buckets\":[{\"start\":\"2023-04-02T01:00:00+11:00\",\"items\":1},"
+                          "{\"start\":\"2023-04-02T01:30:00+11:00\",\"items\":2}]"));
 }
 
 TEST_F(StatsTest, Stats_ClockSetFrom1970_OneLineForTheYearsBetween) {

@@ -22,12 +22,7 @@ constexpr int64_t kShownEmpty = 3;
 int64_t lengthOf(Span span) { return span == Span::Hour ? kSecondsPerHour : kSecondsPerDay; }
 
 /// What clocks show, as if it were UTC.
-int64_t clockSecond(int64_t second) {
-    const time_t time = second;
-    tm date = {};
-    localtime_r(&time, &date);
-    return second + date.tm_gmtoff;
-}
+int64_t clockSecond(int64_t second) { return second + offsetAt(second); }
 
 int64_t floorTo(int64_t second, int64_t length) { return second - ((second % length) + length) % length; }
 
@@ -83,9 +78,14 @@ std::string gapLine(int64_t missing, Span span) {
 
 }  // namespace
 
-int64_t HourCounts::hourOf(uint32_t time) {
-    const int64_t shown = clockSecond(time);
-    return time - (shown - floorTo(shown, kSecondsPerHour));
+/// Where clocks are changed within the hour that they show, only the second itself is known.
+void HourCounts::findHour(uint32_t time) {
+    const int64_t offset = offsetAt(time);
+    hour_ = floorTo(time + offset, kSecondsPerHour) - offset;
+    const int64_t next = hour_ + kSecondsPerHour;
+    const bool isPlain = offsetAt(hour_) == offset && offsetAt(next - 1) == offset;
+    knownBegin_ = isPlain ? hour_ : time;
+    knownEnd_ = isPlain ? next : int64_t{time} + 1;
 }
 
 Span fittingSpan(const HourCounts &hours) {

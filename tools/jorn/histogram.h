@@ -15,14 +15,21 @@ namespace tool {
 /// Counts of items by the first second of their hour.
 class HourCounts {
 public:
-    void add(uint32_t time, uint64_t count = 1) { counts_[hourOf(time)] += count; }
+    void add(uint32_t time) {
+        if (time < knownBegin_ || time >= knownEnd_) {
+            findHour(time);
+        }
+        ++counts_[hour_];
+    }
     const std::map<int64_t, uint64_t> &counts() const { return counts_; }
 
-    /// The first second of the hour that clocks show at a time.
-    static int64_t hourOf(uint32_t time);
-
 private:
+    void findHour(uint32_t time);
+
     std::map<int64_t, uint64_t> counts_;
+    int64_t hour_ = 0;  ///< Of the times from here to there: to ask the calendar for each item is slow.
+    int64_t knownBegin_ = 0;
+    int64_t knownEnd_ = 0;
 };
 
 enum class Span { Hour, Day };

@@ -117,8 +117,6 @@ std::vector<JORN_REQUIRE> partsOf(const ItemFilter &filter, const Days &days) {
     return parts;
 }
 
-}  // namespace
-
 FileUse useOf(const ItemFilter &filter, const FileDigest &digest) {
     if (digest.isEmpty() || digest.latest < filter.since || digest.earliest > filter.until) {
         return FileUse::Skip;
@@ -133,6 +131,8 @@ FileUse useOf(const ItemFilter &filter, const FileDigest &digest) {
     const bool isEverything = filter.levels.isAll() && filter.slots.isAny();
     return hasStrayMatch && !isEverything ? FileUse::Read : FileUse::Summary;
 }
+
+}  // namespace
 
 CountPlan planCount(const ItemFilter &filter, const std::vector<FileDigest> &digests) {
     CountPlan plan;

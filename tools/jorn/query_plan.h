@@ -26,8 +26,6 @@ enum class FileUse {
     Read,     ///< Only its lines tell.
 };
 
-FileUse useOf(const ItemFilter &filter, const FileDigest &digest);
-
 enum class Route {
     Summaries,  ///< No line has to be read.
     Module,     ///< The module's own counting gives the answer.

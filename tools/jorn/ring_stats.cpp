@@ -8,68 +8,20 @@
 #include <numeric>
 
 #include "failure.h"
-#include "item_query.h"
 #include "item_scanner.h"
-#include "query_plan.h"
 #include "regular_file.h"
 #include "stored_line.h"
 
 namespace tool {
 namespace {
 
-/// Whether every item of the file passes.
-bool isWhole(const ItemFilter &filter, const FileDigest &digest) {
-    return filter.levels.isAll() && filter.slots.isAny() && useOf(filter, digest) == FileUse::Summary;
-}
-
-void addTable(const FileDigest &digest, LevelTable *table) {
-    for (size_t level = 0; level < table->cells.size(); ++level) {
-        const JORN_LEVEL_STAT &stat = digest.info.levelStat[level];
-        uint64_t other = stat.levelCount;
-        for (size_t slot = 0; slot < LevelTable::kOtherSlot; ++slot) {
-            table->cells[level][slot] += stat.slotCount[slot];
-            other -= stat.slotCount[slot];
-        }
-        table->cells[level][LevelTable::kOtherSlot] += other;
-    }
-    table->otherLevels += digest.strayLevels;
-}
-
-template <class Take>
-void forEachMatch(const RingFile &file, PieceFilter *filter, const Take &take) {
-    DamageLog known;  // Every file was read for its digest, so its damage is told already.
-    forEachItemLine(file, filter, &known, take);
-}
-
-/// The file's summary tells all but how its items lie in its hours.
-ItemSpan addWhole(const RingFile &file, PieceFilter *filter, const FileDigest &digest, RingStats *stats) {
-    addTable(digest, &stats->table);
-    if (HourCounts::hourOf(digest.earliest) == HourCounts::hourOf(digest.latest)) {
-        stats->hours.add(digest.earliest, digest.info.itemCount);
-    } else {
-        forEachMatch(file, filter, [&](const LineNumbers &item) { stats->hours.add(item.time); });
-    }
-    return {digest.info.itemCount, digest.earliest, digest.latest};
-}
-
-ItemSpan addMatches(const RingFile &file, PieceFilter *filter, RingStats *stats) {
-    ItemSpan span;
-    forEachMatch(file, filter, [&](const LineNumbers &item) {
-        span.add(item.time);
+void addFile(const RingFile &file, PieceFilter *filter, RingStats *stats, DamageLog *damage) {
+    FileStats own{file.number, file.position, file.size, {}};
+    forEachItemLine(file, filter, damage, [&](const LineNumbers &item) {
+        own.span.add(item.time);
         stats->table.add(item.level, item.slot);
         stats->hours.add(item.time);
     });
-    return span;
-}
-
-void addFile(const RingFile &file, const ItemFilter &filter, PieceFilter *pieceFilter,
-             const FileDigest &digest, RingStats *stats) {
-    FileStats own{file.number, file.position, file.size, {}};
-    if (isWhole(filter, digest)) {
-        own.span = addWhole(file, pieceFilter, digest, stats);
-    } else if (useOf(filter, digest) != FileUse::Skip) {
-        own.span = addMatches(file, pieceFilter, stats);
-    }
     stats->span.add(own.span);
     stats->bytes += own.bytes;
     stats->files.push_back(own);
@@ -135,10 +87,9 @@ RingStats statsOf(const RingView &view, const ItemFilter &filter, DamageLog *dam
     stats.isRingSizeKnown = view.survey().hasWrapped();
     stats.oldest = view.plan().oldest;
     stats.newest = view.plan().latest;
-    const std::vector<FileDigest> digests = digestsOf(view, damage);
     PieceFilter pieceFilter(filter);
-    for (size_t i = 0; i < digests.size(); ++i) {
-        addFile(view.files()[i], filter, &pieceFilter, digests[i], &stats);
+    for (const RingFile &file : view.files()) {
+        addFile(file, &pieceFilter, &stats, damage);
     }
     return stats;
 }

@@ -61,7 +61,7 @@ struct RingStats {
     HourCounts hours;
 };
 
-/// Of the items that pass the filter. What the summaries of the files tell is taken from them.
+/// Of the items that pass the filter. Reads every file once.
 RingStats statsOf(const RingView &view, const ItemFilter &filter, DamageLog *damage);
 
 }  // namespace tool

@@ -61,13 +61,6 @@ bool isReal(const Civil &civil) {
     return date.tm_mon == civil.month - 1 && date.tm_mday == civil.day;
 }
 
-int64_t offsetAt(int64_t second) {
-    const time_t time = second;
-    tm date = {};
-    localtime_r(&time, &date);
-    return date.tm_gmtoff;
-}
-
 /// The second at which local clocks show this. A zone change is told by the offsets a day before and a day
 /// after: each that is really in force at the second it leads to is an answer.
 int64_t secondAsLocal(const Civil &civil, Bound bound) {
@@ -257,6 +250,13 @@ std::string zoneText(int64_t offset) {
 void useUtc() {
     setenv("TZ", "UTC0", 1);
     tzset();
+}
+
+int64_t offsetAt(int64_t second) {
+    const time_t time = second;
+    tm date = {};
+    localtime_r(&time, &date);
+    return date.tm_gmtoff;
 }
 
 std::optional<uint32_t> parseTime(const std::string &text, time_t now, Bound bound) {
