@@ -126,10 +126,8 @@ std::string formatAnswer(const std::string &form, const std::vector<Row> &rows, 
 int run(const CountOptions &options) {
     const Question question = openQuestion(options.filter, time(nullptr));
     ReadEnd end;
-    const CountAnswer answer = readStable(question.directory, question.ringSize, [&](const RingView &view) {
-        end = {};
-        end.takeFrom(view);
-        return countItems(view, question.filter, &end.damage);
+    const CountAnswer answer = readStable(question, &end, [&](const RingView &view, DamageLog *damage) {
+        return countItems(view, question.filter, damage);
     });
     const uint64_t total = answer.tally.total();
     if (!options.filter.isQuiet) {

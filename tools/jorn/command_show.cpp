@@ -128,10 +128,8 @@ void printAll(const ShowOptions &options, const Question &question, std::vector<
 
 Shown showPage(const ShowOptions &options, const Question &question) {
     Shown shown;
-    const PageAnswer page = readStable(question.directory, question.ringSize, [&](const RingView &view) {
-        shown.end = {};
-        shown.end.takeFrom(view);
-        return pageOf(view, question.filter, options.page, &shown.end.damage);
+    const PageAnswer page = readStable(question, &shown.end, [&](const RingView &view, DamageLog *damage) {
+        return pageOf(view, question.filter, options.page, damage);
     });
     shown.hasMatch = page.total > 0;
     shown.footer = footer(page, options.page.perPage);
@@ -141,12 +139,10 @@ Shown showPage(const ShowOptions &options, const Question &question) {
 
 Shown showNewest(const ShowOptions &options, const Question &question) {
     Shown shown;
+    const auto most = static_cast<size_t>(*options.newest);
     const std::vector<Item> items =
-        readStable(question.directory, question.ringSize, [&](const RingView &view) {
-            shown.end = {};
-            shown.end.takeFrom(view);
-            return newestItems(view, question.filter, static_cast<size_t>(*options.newest),
-                               &shown.end.damage);
+        readStable(question, &shown.end, [&](const RingView &view, DamageLog *damage) {
+            return newestItems(view, question.filter, most, damage);
         });
     shown.hasMatch = !items.empty();
     printAll(options, question, items);
@@ -184,10 +180,8 @@ Shown showMany(const ShowOptions &options, const Question &question) {
 /// Looks for one match, and prints nothing.
 Shown lookForMatch(const Question &question) {
     Shown shown;
-    shown.hasMatch = readStable(question.directory, question.ringSize, [&](const RingView &view) {
-        shown.end = {};
-        shown.end.takeFrom(view);
-        return hasMatch(view, question.filter, &shown.end.damage);
+    shown.hasMatch = readStable(question, &shown.end, [&](const RingView &view, DamageLog *damage) {
+        return hasMatch(view, question.filter, damage);
     });
     return shown;
 }

@@ -61,10 +61,8 @@ int run(const StatsOptions &options) {
     const Question question = openQuestion(options.filter, time(nullptr));
     ReadEnd end;
     StatsAnswer answer;
-    answer.stats = readStable(question.directory, question.ringSize, [&](const RingView &view) {
-        end = {};
-        end.takeFrom(view);
-        return statsOf(view, question.filter, &end.damage);
+    answer.stats = readStable(question, &end, [&](const RingView &view, DamageLog *damage) {
+        return statsOf(view, question.filter, damage);
     });
     answer.stats.isRingSizeKnown = answer.stats.isRingSizeKnown || question.ringSize.has_value();
     answer.disk = diskUsageOf(question.directory);

@@ -21,6 +21,17 @@ struct ReadEnd {
     void takeFrom(const RingView &view);
 };
 
+/// Asks ask(view, damage) as readStable() does. `end` gets what there is to tell of the view that the answer
+/// is of, and what was met in reading it.
+template <class Ask>
+auto readStable(const Question &question, ReadEnd *end, const Ask &ask) {
+    return readStable(question.directory, question.ringSize, [&](const RingView &view) {
+        *end = {};
+        end->takeFrom(view);
+        return ask(view, &end->damage);
+    });
+}
+
 /// Prints notes and damage, and gives the exit code: damage goes before "no match".
 int endReading(const FilterOptions &options, const Question &question, const ReadEnd &end, bool hasMatch);
 
