@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "escape.h"
+#include "file_bytes.h"
 #include "piece_reader.h"
 
 namespace tool {
@@ -71,18 +72,10 @@ void copyMended(int from, int to) {
 void copyPlain(int from, int to) {
     BlockWriter writer(to);
     std::vector<char> block(kBlockSize);
-    for (off_t offset = 0;;) {
-        const ssize_t length = pread(from, block.data(), block.size(), offset);
-        if (length < 0 && errno != EINTR) {
-            throw std::system_error(errno, std::generic_category());
-        }
-        if (length == 0) {
-            break;
-        }
-        if (length > 0) {
-            writer.write({block.data(), static_cast<size_t>(length)});
-            offset += length;
-        }
+    size_t length = 0;
+    for (uint64_t offset = 0; (length = readAt(from, offset, block.data(), block.size())) > 0;) {
+        writer.write({block.data(), length});
+        offset += length;
     }
     writer.flush();
 }

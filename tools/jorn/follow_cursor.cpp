@@ -2,10 +2,10 @@
 #include "follow_cursor.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 
+#include "file_bytes.h"
 #include "item_scanner.h"
 
 namespace tool {
@@ -66,15 +66,9 @@ bool FollowCursor::isOf(const RingFile &file) const {
     return own.device == other.device && own.inode == other.inode;
 }
 
-std::string FollowCursor::bytesAt(uint64_t offset, size_t length) const {
-    std::string bytes(length, '\0');
-    const ssize_t got = pread(file_.get(), bytes.data(), length, static_cast<off_t>(offset));
-    bytes.resize(static_cast<size_t>(std::max<ssize_t>(got, 0)));
-    return bytes;
-}
-
 bool FollowCursor::isIntact() const {
-    return bytesAt(0, head_.size()) == head_ && bytesAt(offset_ - tail_.size(), tail_.size()) == tail_;
+    return bytesAt(file_.get(), 0, head_.size()) == head_ &&
+           bytesAt(file_.get(), offset_ - tail_.size(), tail_.size()) == tail_;
 }
 
 void FollowCursor::moveTo(const RingFile &file) {

@@ -102,7 +102,6 @@ private:
     bool scan(uint64_t end, const std::function<bool(std::string_view)> &take);
     void account(std::string_view piece, bool isItem);
     bool isUnfinished(std::string_view piece, uint64_t end) const;
-    std::string bytesAt(uint64_t offset, size_t length) const;
 
     Descriptor file_;
     std::string path_;

@@ -4,10 +4,10 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 
+#include "file_bytes.h"
 #include "item_query.h"
 #include "regular_file.h"
 
@@ -16,12 +16,7 @@ namespace {
 
 using Reading = FollowCursor::Reading;
 
-std::string headOf(int fd) {
-    std::string head(jorn::kLineMax, '\0');
-    const ssize_t length = pread(fd, head.data(), head.size(), 0);
-    head.resize(static_cast<size_t>(std::max<ssize_t>(length, 0)));
-    return head;
-}
+std::string headOf(int fd) { return bytesAt(fd, 0, jorn::kLineMax); }
 
 std::pair<dev_t, ino_t> identityOf(const FileMark &mark) { return {mark.device, mark.inode}; }
 

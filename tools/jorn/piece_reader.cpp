@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "piece_reader.h"
 
-#include <errno.h>
 #include <string.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <system_error>
 
+#include "file_bytes.h"
 #include "module_limits.h"
 
 namespace tool {
@@ -50,17 +48,8 @@ void PieceReader::fill() {
               buffer_.begin() + static_cast<ptrdiff_t>(end_), buffer_.begin());
     end_ -= begin_;
     begin_ = 0;
-    while (end_ < buffer_.size()) {
-        const ssize_t length =
-            pread(fd_, buffer_.data() + end_, buffer_.size() - end_, offset_ + static_cast<off_t>(end_));
-        if (length < 0 && errno != EINTR) {
-            throw std::system_error(errno, std::generic_category());
-        }
-        if (length == 0) {
-            return;
-        }
-        end_ += static_cast<size_t>(std::max<ssize_t>(length, 0));
-    }
+    const uint64_t endOffset = static_cast<uint64_t>(offset_) + end_;
+    end_ += readAt(fd_, endOffset, buffer_.data() + end_, buffer_.size() - end_);
 }
 
 bool PieceReader::next(Piece *piece) {

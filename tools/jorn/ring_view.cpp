@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 
+#include "file_bytes.h"
 #include "regular_file.h"
 
 namespace tool {
@@ -27,13 +28,6 @@ RingSurvey surveyBetweenRewrites(const StoreDirectory &directory) {
 /// Up to so much of a file's begin tells it from another one: dozens of items with their times.
 constexpr size_t kBeginSize = 4096;
 
-std::string beginOf(const Descriptor &file, size_t most) {
-    std::string begin(most, '\0');
-    const ssize_t length = pread(file.get(), begin.data(), begin.size(), 0);
-    begin.resize(length > 0 ? static_cast<size_t>(length) : 0);
-    return begin;
-}
-
 uint64_t sizeOf(const Descriptor &file) {
     struct stat status = {};
     return fstat(file.get(), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
@@ -41,7 +35,7 @@ uint64_t sizeOf(const Descriptor &file) {
 
 }  // namespace
 
-bool RingFile::hasBegin() const { return beginOf(file, begin.size()) == begin; }
+bool RingFile::hasBegin() const { return bytesAt(file.get(), 0, begin.size()) == begin; }
 
 RingView::RingView(const StoreDirectory &directory, std::optional<int> ringSize)
     : directory_(directory),
@@ -114,7 +108,7 @@ void RingView::openFile(int number, int position) {
         damage_.addText(std::string(failure.what()) + "; its items are left out");
     }
     if (file.file.isOpen()) {
-        file.begin = beginOf(file.file, kBeginSize);
+        file.begin = bytesAt(file.file.get(), 0, kBeginSize);
         file.size = sizeOf(file.file);
     }
     files_.push_back(std::move(file));
@@ -131,11 +125,11 @@ void RingView::settleEnd() {
 void RingView::settleEndOf(RingFile *file) {
     constexpr int kTries = 20;
     constexpr useconds_t kPauseMicroseconds = 10000;
-    std::string end(static_cast<size_t>(std::min<uint64_t>(file->size, jorn::kLineMax)), '\0');
-    const auto endBegin = file->size - end.size();
-    const ssize_t length = pread(file->file.get(), end.data(), end.size(), static_cast<off_t>(endBegin));
+    const auto endSize = static_cast<size_t>(std::min<uint64_t>(file->size, jorn::kLineMax));
+    const uint64_t endBegin = file->size - endSize;
+    const std::string end = bytesAt(file->file.get(), endBegin, endSize);
     const size_t feed = end.rfind('\n');
-    if (length != static_cast<ssize_t>(end.size()) || feed == std::string::npos || feed + 1 == end.size()) {
+    if (end.size() < endSize || feed == std::string::npos || feed + 1 == endSize) {
         return;
     }
     bool isGrowing = sizeOf(file->file) > file->size;

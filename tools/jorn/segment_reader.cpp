@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "segment_reader.h"
 
-#include <errno.h>
 #include <string.h>
-#include <unistd.h>
 
 #include <algorithm>
 
+#include "file_bytes.h"
 #include "module_limits.h"
 
 namespace tool {
@@ -88,20 +87,11 @@ uint64_t SegmentReader::beginOfLine(uint64_t within) {
 }
 
 size_t SegmentReader::read(uint64_t offset, size_t length) {
-    size_t done = 0;
-    while (done < length) {
-        const ssize_t got =
-            pread(file_, buffer_.get() + done, length - done, static_cast<off_t>(offset + done));
-        if (got > 0) {
-            done += static_cast<size_t>(got);
-        } else if (got == 0) {
-            isCutShort_ = true;
-            return done;
-        } else if (errno != EINTR) {
-            error_ = errno;
-            errorOffset_ = offset + done;
-            return done;
-        }
+    const size_t done = readAt(file_, offset, buffer_.get(), length, &error_);
+    if (error_ != 0) {
+        errorOffset_ = offset + done;
+    } else if (done < length) {
+        isCutShort_ = true;
     }
     return done;
 }
