@@ -17,6 +17,7 @@
 #include "export_form.h"
 #include "export_sink.h"
 #include "failure.h"
+#include "file_mark.h"
 #include "filter_options.h"
 #include "item_format.h"
 #include "item_scanner.h"
@@ -167,14 +168,14 @@ std::string nameOf(const std::string &directory) {
     return name.empty() ? "log" : name;
 }
 
-struct stat statusOf(const std::string &name) {
+FileMark markAt(const std::string &path) {
     struct stat status = {};
-    stat(name.c_str(), &status);
-    return status;
+    stat(path.c_str(), &status);
+    return markOf(status);
 }
 
-bool isSame(const struct stat &a, const struct stat &b) {
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+bool isSameDirectory(const FileMark &mark, const StoreDirectory &directory) {
+    return isSameFile(mark, markAt(directory.shortName()));
 }
 
 /// Everything that can be wrong with the question is told before anything is written.
@@ -186,9 +187,9 @@ std::vector<Source> openSources(const ExportOptions &options) {
         FilterOptions filter = options.filter;
         filter.directory = directory;
         Question question = openQuestion(filter, now);
-        const struct stat status = statusOf(question.directory.shortName());
+        const FileMark mark = markAt(question.directory.shortName());
         for (const Source &other : sources) {
-            if (isSame(status, statusOf(other.question.directory.shortName()))) {
+            if (isSameDirectory(mark, other.question.directory)) {
                 refuse(directory + " and " + other.question.directory.path() + " are the same directory");
             }
         }
@@ -203,9 +204,9 @@ void refuseFileInLog(const std::string &file, const std::vector<Source> &sources
     namespace fs = std::filesystem;
     // Of a relative path of which nothing is there yet, weakly_canonical() leaves it open where it begins.
     const fs::path parent = fs::weakly_canonical(fs::absolute(file)).parent_path();
-    const struct stat status = statusOf(parent.string());
+    const FileMark mark = markAt(parent.string());
     for (const Source &source : sources) {
-        if (isSame(status, statusOf(source.question.directory.shortName()))) {
+        if (isSameDirectory(mark, source.question.directory)) {
             refuse(file + ": lies in the log's own directory; write it elsewhere");
         }
     }

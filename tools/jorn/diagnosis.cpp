@@ -70,7 +70,8 @@ void scanChanged(const StoreDirectory &directory, const DirectoryLook &look, Dia
 
 /// Lines that are in a file stay as they are while the store appends to it.
 bool isSameOrLonger(const Entry &before, const Entry &after) {
-    return before.kind == after.kind && before.inode == after.inode && before.size <= after.size;
+    return before.kind == after.kind && isSameFile(before.mark, after.mark) &&
+           before.mark.size <= after.mark.size;
 }
 
 /// Whether the ring is still the one that was read, save that files grew, which are noted.

@@ -94,7 +94,7 @@ private:
 
     void tellIndexText(const IndexEntry &index) {
         const auto positions = index.positions();
-        if (index.entry.size == 0) {
+        if (index.entry.mark.size == 0) {
             add(Severity::Error, "index-empty", "index.csv", 0,
                 "is empty, as when power is cut in its rewrite: the store's next start would begin anew at "
                 "0.csv",
@@ -282,8 +282,7 @@ private:
         if (std::find(growing.begin(), growing.end(), position) != growing.end()) {
             return true;
         }
-        const int64_t age =
-            time(nullptr) - diagnosis_.look.files[static_cast<size_t>(position)].modifiedSeconds;
+        const int64_t age = time(nullptr) - diagnosis_.look.files[static_cast<size_t>(position)].mark.seconds;
         return isLatest && age >= 0 && age < kQuietSeconds;
     }
 

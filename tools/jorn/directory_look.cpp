@@ -40,8 +40,7 @@ Entry entryOf(const StoreDirectory &directory, const std::string &name) {
         }
         throw systemFailure(directory.pathOf(name), errno);
     }
-    return {kindOf(status.st_mode), status.st_dev,         status.st_ino,
-            status.st_size,         status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+    return {kindOf(status.st_mode), markOf(status)};
 }
 
 /// A file that goes at this moment reads as empty; the next look tells the change.
@@ -83,10 +82,7 @@ bool looksLikeDataFile(const std::string &name) {
 
 }  // namespace
 
-bool operator==(const Entry &a, const Entry &b) {
-    return a.kind == b.kind && a.device == b.device && a.inode == b.inode && a.size == b.size &&
-           a.modifiedSeconds == b.modifiedSeconds && a.modifiedNanoseconds == b.modifiedNanoseconds;
-}
+bool operator==(const Entry &a, const Entry &b) { return a.kind == b.kind && a.mark == b.mark; }
 
 bool operator==(const IndexEntry &a, const IndexEntry &b) { return a.entry == b.entry && a.text == b.text; }
 

@@ -3,14 +3,12 @@
 #ifndef JORN_TOOLS_DIRECTORY_LOOK_H
 #define JORN_TOOLS_DIRECTORY_LOOK_H
 
-#include <stdint.h>
-#include <sys/stat.h>
-
 #include <array>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "file_mark.h"
 #include "ring_survey.h"
 #include "store_directory.h"
 
@@ -21,11 +19,7 @@ struct Entry {
     enum class Kind { Missing, File, Link, Directory, Other };
 
     Kind kind = Kind::Missing;
-    dev_t device = 0;
-    ino_t inode = 0;
-    int64_t size = 0;
-    int64_t modifiedSeconds = 0;
-    int64_t modifiedNanoseconds = 0;
+    FileMark mark;
 
     bool isPresent() const { return kind != Kind::Missing; }
     bool isFile() const { return kind == Kind::File; }

@@ -14,8 +14,8 @@ namespace tool {
 /// std::system_error.
 size_t readAt(int fd, uint64_t offset, char *bytes, size_t length);
 
-/// The same without throwing: `error` gets the number of an error, which ends the reading, and stays as it was
-/// where there is none.
+/// The same without throwing: `error` gets the number of an error, which ends the reading, and stays as it
+/// was where there is none.
 size_t readAt(int fd, uint64_t offset, char *bytes, size_t length, int *error);
 
 /// The bytes at a place, fewer than `most` where the file ends or cannot be read.

@@ -22,10 +22,6 @@ uint64_t folded(uint64_t hash, std::string_view bytes) {
     return (hash ^ uint64_t{0x100}) * kPrime;
 }
 
-std::string_view withoutLineFeed(std::string_view piece) {
-    return !piece.empty() && piece.back() == '\n' ? piece.substr(0, piece.size() - 1) : piece;
-}
-
 bool isItemLine(std::string_view piece) {
     LineNumbers numbers;
     return readNumbers(piece, &numbers) == LineKind::Item;
@@ -41,15 +37,6 @@ struct stat statusOf(int fd) {
 
 }  // namespace
 
-bool operator==(const FileMark &a, const FileMark &b) {
-    return a.device == b.device && a.inode == b.inode && a.size == b.size && a.seconds == b.seconds &&
-           a.nanoseconds == b.nanoseconds;
-}
-
-FileMark markOf(const struct stat &status) {
-    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
-}
-
 FileMark markOf(int fd) { return markOf(statusOf(fd)); }
 
 FollowCursor::FollowCursor(const RingFile &file)
@@ -58,12 +45,7 @@ FollowCursor::FollowCursor(const RingFile &file)
 bool FollowCursor::isDeleted() const { return statusOf(file_.get()).st_nlink == 0; }
 
 bool FollowCursor::isOf(const RingFile &file) const {
-    if (!file.file.isOpen()) {
-        return false;
-    }
-    const FileMark own = mark();
-    const FileMark other = markOf(file.file.get());
-    return own.device == other.device && own.inode == other.inode;
+    return file.file.isOpen() && isSameFile(mark(), markOf(file.file.get()));
 }
 
 bool FollowCursor::isIntact() const {

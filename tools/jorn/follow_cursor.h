@@ -4,13 +4,13 @@
 #define JORN_TOOLS_FOLLOW_CURSOR_H
 
 #include <stdint.h>
-#include <sys/stat.h>
 
 #include <functional>
 #include <string>
 #include <string_view>
 
 #include "descriptor.h"
+#include "file_mark.h"
 #include "item.h"
 #include "item_filter.h"
 #include "ring_view.h"
@@ -25,17 +25,7 @@ struct ReadItems {
     std::string last;  ///< The line of the last one.
 };
 
-/// What tells one state of a file from another without its content.
-struct FileMark {
-    dev_t device = 0;
-    ino_t inode = 0;
-    int64_t size = 0;
-    int64_t seconds = 0;
-    int64_t nanoseconds = 0;
-};
-
-bool operator==(const FileMark &a, const FileMark &b);
-FileMark markOf(const struct stat &status);
+/// Of an open file; without anything in it where the system does not tell.
 FileMark markOf(int fd);
 
 /// What a reading asks and tells.

@@ -20,9 +20,6 @@ std::string headOf(int fd) { return bytesAt(fd, 0, jorn::kLineMax); }
 
 std::pair<dev_t, ino_t> identityOf(const FileMark &mark) { return {mark.device, mark.inode}; }
 
-/// Times do not matter: a directory's change with every file that comes or goes.
-bool isSameFile(const FileMark &a, const FileMark &b) { return identityOf(a) == identityOf(b); }
-
 }  // namespace
 
 Follower::State Follower::step() {
@@ -62,6 +59,7 @@ bool Follower::openDirectory() {
         return false;
     }
     const FileMark mark = markOf(status);
+    // A directory's times change with every file that comes or goes.
     if (directory_ && isSameFile(mark, directoryMark_)) {
         return true;
     }
@@ -71,21 +69,15 @@ bool Follower::openDirectory() {
     return true;
 }
 
-Follower::IndexMark Follower::markIndex() const {
-    struct stat status = {};
-    IndexMark mark;
-    if (fstatat(directory_->descriptor(), "index.csv", &status, 0) == 0) {
-        mark.file = markOf(status);
-    }
-    mark.positions = readIndexIfFile(*directory_);
-    return mark;
-}
-
-bool Follower::isIndexAsSeen() const {
+FileMark Follower::markIndexFile() const {
     struct stat status = {};
     const bool isThere = fstatat(directory_->descriptor(), "index.csv", &status, 0) == 0;
-    return mark_.file == (isThere ? markOf(status) : FileMark{});
+    return isThere ? markOf(status) : FileMark{};
 }
+
+Follower::IndexMark Follower::markIndex() const { return {markIndexFile(), readIndexIfFile(*directory_)}; }
+
+bool Follower::isIndexAsSeen() const { return mark_.file == markIndexFile(); }
 
 /// Whether the name of the file being read still leads to it.
 bool Follower::isCursorInPlace() const {

@@ -70,6 +70,7 @@ private:
 
     Result tryStep();
     bool openDirectory();
+    FileMark markIndexFile() const;
     IndexMark markIndex() const;
     bool isIndexAsSeen() const;
     bool isCursorInPlace() const;

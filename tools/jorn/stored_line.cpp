@@ -53,11 +53,6 @@ private:
     char text_[jorn::kLineBufferSize];
 };
 
-/// A piece of a damaged line can lack its line feed.
-std::string_view withoutLineFeed(std::string_view text) {
-    return !text.empty() && text.back() == '\n' ? text.substr(0, text.size() - 1) : text;
-}
-
 std::string fieldText(std::string_view field, size_t most) { return std::string(field.substr(0, most)); }
 
 /// The seconds of a record's time, which is in the form of ctime and in UTC.

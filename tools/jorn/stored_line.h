@@ -46,6 +46,11 @@ inline std::string_view firstPiece(std::string_view bytes) {
     return bytes.substr(0, feed == nullptr ? most : static_cast<size_t>(feed - bytes.data()) + 1);
 }
 
+/// A piece of a damaged line can lack its line feed.
+inline std::string_view withoutLineFeed(std::string_view piece) {
+    return !piece.empty() && piece.back() == '\n' ? piece.substr(0, piece.size() - 1) : piece;
+}
+
 /// Calls take(piece, offset in bytes) for each piece until it returns false. `bytes` begins where a piece
 /// begins. Returns false when it was stopped.
 template <class Take>

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+// What tells one state of a file from another without its content.
+#ifndef JORN_TOOLS_FILE_MARK_H
+#define JORN_TOOLS_FILE_MARK_H
+
+#include <stdint.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+
+namespace tool {
+
+struct FileMark {
+    dev_t device = 0;
+    ino_t inode = 0;
+    int64_t size = 0;
+    int64_t seconds = 0;  ///< Of the last change of its content.
+    int64_t nanoseconds = 0;
+};
+
+inline bool operator==(const FileMark &a, const FileMark &b) {
+    return a.device == b.device && a.inode == b.inode && a.size == b.size && a.seconds == b.seconds &&
+           a.nanoseconds == b.nanoseconds;
+}
+
+/// Whether both are of one file, whatever became of it in between.
+inline bool isSameFile(const FileMark &a, const FileMark &b) {
+    return a.device == b.device && a.inode == b.inode;
+}
+
+inline FileMark markOf(const struct stat &status) {
+    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+}  // namespace tool
+
+#endif
