@@ -12,6 +12,7 @@
 
 #include "clearing.h"
 #include "commands.h"
+#include "counted.h"
 #include "escape.h"
 #include "failure.h"
 #include "finding.h"
@@ -46,7 +47,7 @@ struct ClearOptions {
     bool isMeant = false;
 };
 
-std::string itemsText(uint64_t count) { return std::to_string(count) + (count == 1 ? " item" : " items"); }
+std::string itemsText(uint64_t count) { return counted(count, "item", "items"); }
 
 /// Whether the user wants it. Throws Failure where nobody can be asked.
 bool isWanted(const ClearOptions &options, const ClearingPlan &plan) {

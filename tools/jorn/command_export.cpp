@@ -13,6 +13,7 @@
 #include <memory>
 
 #include "commands.h"
+#include "counted.h"
 #include "escape.h"
 #include "export_form.h"
 #include "export_sink.h"
@@ -337,7 +338,7 @@ int endExport(const ExportOptions &options, const std::vector<Source> &sources, 
             std::max(exitCode, endReading(options.filter, sources[i].question, exported.ends[i], hasMatch));
     }
     if (options.hasFile() && !options.isQuiet) {
-        std::cerr << exported.items << (exported.items == 1 ? " item\n" : " items\n");
+        std::cerr << counted(exported.items, "item", "items") << '\n';
     }
     return exitCode;
 }

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "commands.h"
+#include "counted.h"
 #include "failure.h"
 #include "filter_options.h"
 #include "follow.h"
@@ -107,7 +108,7 @@ std::string footer(const PageAnswer &page, int32_t perPage) {
         return "no items";
     }
     return "page " + std::to_string(page.number) + " of " + std::to_string(page.pages(perPage)) + " (" +
-           std::to_string(page.total) + (page.total == 1 ? " item)" : " items)");
+           counted(page.total, "item", "items") + ")";
 }
 
 struct Shown {

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "counted.h"
+
 namespace tool {
 
 void DamageLog::addText(const std::string &text) {
@@ -24,8 +26,7 @@ void DamageLog::addLines(const std::string &file, const BadLines &lines) {
 std::vector<std::string> DamageLog::texts() const {
     std::vector<std::string> all;
     for (const auto &[file, lines] : lines_) {
-        all.push_back(file + ": " + std::to_string(lines.count) +
-                      (lines.count == 1 ? " line that is no item" : " lines that are no items") +
+        all.push_back(file + ": " + counted(lines.count, "line that is no item", "lines that are no items") +
                       ", at offset " + std::to_string(lines.firstOffset) +
                       (lines.count == 1 ? "" : " and after") + "; left out");
     }

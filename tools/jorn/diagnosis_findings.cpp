@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "counted.h"
 #include "diagnosis.h"
 #include "module_limits.h"
 
@@ -15,10 +16,6 @@ constexpr char kRepair[] = "see what `jorn repair` would do";
 constexpr int64_t kQuietSeconds = 60;
 
 std::string seconds(int64_t number) { return std::to_string(number) + " s"; }
-
-std::string counted(int64_t number, const char *one, const char *many) {
-    return std::to_string(number) + " " + (number == 1 ? one : many);
-}
 
 class Report {
 public:

@@ -4,16 +4,13 @@
 #include <nlohmann/json.hpp>
 
 #include "color.h"
+#include "counted.h"
 #include "escape.h"
 
 namespace tool {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string number(int count, const char *noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
 
 const char *colorOf(Severity severity) {
     switch (severity) {
@@ -89,8 +86,9 @@ std::string formatSummary(const std::string &directory, const FindingCounts &cou
     const std::string state = counts.isSound() ? "sound" : "damaged";
     const char *const color = counts.isSound() ? kGood : kUrgent;
     return escaped(directory) + ": " + (isColored ? colored(state, color) : state) + " (" +
-           number(counts.errors, "error") + ", " + number(counts.warnings, "warning") + ", " +
-           number(counts.notes, "note") + ")\n";
+           counted(counts.errors, "error", "errors") + ", " +
+           counted(counts.warnings, "warning", "warnings") + ", " + counted(counts.notes, "note", "notes") +
+           ")\n";
 }
 
 std::string formatSummaryJson(const std::string &directory, const FindingCounts &counts) {

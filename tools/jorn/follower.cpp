@@ -7,6 +7,7 @@
 
 #include <algorithm>
 
+#include "counted.h"
 #include "file_bytes.h"
 #include "item_query.h"
 #include "regular_file.h"
@@ -390,8 +391,8 @@ void Follower::tellPassed(const RingView &view, size_t next, bool isIntact) cons
     const int passed = between + (isIntact || cursor_->isFull() ? 0 : 1);
     if (passed > 0) {
         sink_.note(terms_.directory + ": written faster than it was read: at least " +
-                   std::to_string(passed) + (passed == 1 ? " file was" : " files were") +
-                   " passed; going on with " + dataFileName(file.number));
+                   counted(passed, "file was", "files were") + " passed; going on with " +
+                   dataFileName(file.number));
     }
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "counted.h"
 #include "ring_reader.h"
 
 namespace tool {
@@ -107,7 +108,7 @@ PageAnswer pageByReading(const RingView &view, const ItemFilter &filter, const P
     return answer;
 }
 
-std::string fileCount(size_t count) { return std::to_string(count) + (count == 1 ? " file" : " files"); }
+std::string fileCount(size_t count) { return counted(count, "file", "files"); }
 
 }  // namespace
 
