@@ -55,8 +55,7 @@ bool isWanted(const ClearOptions &options, const ClearingPlan &plan) {
         return true;
     }
     if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
-        throw Failure(options.directory + ": nothing was changed; --yes clears it without asking",
-                      kExitUsage);
+        refuse(options.directory + ": nothing was changed; --yes clears it without asking");
     }
     // In one piece, for the answer may be typed while it is written.
     std::cerr << "Clear " + itemsText(plan.items) + " of " + escaped(options.directory) + "? [y/N] ";
@@ -98,7 +97,7 @@ int clear(const ClearOptions &options) {
     const ClearingPlan plan = planClearing(directory, options.files);
     if (!plan.isNothing()) {
         if (!isWanted(options, plan)) {
-            throw Failure(options.directory + ": nothing was changed", kExitUsage);
+            refuse(options.directory + ": nothing was changed");
         }
         clearLog(directory, plan, static_cast<uint32_t>(time(nullptr)));
     }

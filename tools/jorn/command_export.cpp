@@ -105,8 +105,6 @@ void addOptions(CLI::App *command, ExportOptions *options) {
     command->add_flag("-q,--quiet", options->isQuiet, "Show neither progress nor the number of items");
 }
 
-[[noreturn]] void refuse(const std::string &message) { throw Failure(message, kExitUsage); }
-
 ExportForm chosenForm(const ExportOptions &options) {
     if (!options.form.empty()) {
         return *exportFormOf(options.form);

@@ -41,9 +41,8 @@ std::string filesHelp() {
 /// What needs more than one option to be judged.
 void checkTogether(const RecordOptions &options) {
     if (options.slot >= options.slots) {
-        throw Failure("--slot " + std::to_string(options.slot) + " is not below --slots " +
-                          std::to_string(options.slots),
-                      kExitUsage);
+        refuse("--slot " + std::to_string(options.slot) + " is not below --slots " +
+               std::to_string(options.slots));
     }
 }
 

@@ -30,6 +30,9 @@ private:
 /// A failure of an operation on something named, with the system's reason: "name: reason".
 Failure systemFailure(const std::string &name, int error);
 
+/// Gives up for an error of usage.
+[[noreturn]] void refuse(const std::string &message);
+
 /// Prints "jorn: message" on standard error. What a name or an argument holds cannot act on a terminal.
 void printMessage(const std::string &message);
 

@@ -5,9 +5,9 @@
 
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
-#include <charconv>
 
 #include "failure.h"
+#include "number_text.h"
 #include "time_text.h"
 
 namespace tool {
@@ -25,8 +25,6 @@ const char *const kFilterHelp =
     "REGEX is searched for in the text, in the syntax of RE2; bytes that are no UTF-8 match no character.\n";
 
 namespace {
-
-[[noreturn]] void refuse(const std::string &message) { throw Failure(message, kExitUsage); }
 
 void addSelection(CLI::App *command, FilterOptions *options) {
     command->add_option("-S,--since", options->since, "First time")->type_name("TIME");
@@ -53,14 +51,12 @@ int32_t number(const std::string &text, const NameTable &names, int32_t limit, c
     if (const auto named = names.numberOf(text)) {
         return *named;
     }
-    int32_t value = -1;
-    const char *const last = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data(), last, value);
-    if (error != std::errc() || end != last || value < 0 || value >= limit) {
+    const std::optional<int32_t> value = numberBelow(text, limit);
+    if (!value) {
         refuse(what + " '" + text + "' is neither a number from 0 to " + std::to_string(limit - 1) +
                " nor a name that is known here");
     }
-    return value;
+    return *value;
 }
 
 int32_t levelNumber(const std::string &text, const Names &names) {

@@ -6,13 +6,13 @@
 #include <stdio.h>
 
 #include <algorithm>
-#include <charconv>
 #include <memory>
 
 #include "descriptor.h"
 #include "escape.h"
 #include "failure.h"
 #include "jorn.h"
+#include "number_text.h"
 #include "regular_file.h"
 
 namespace tool {
@@ -36,14 +36,6 @@ bool isName(const std::string &text) {
     return !text.empty() && !isDigitFirst && text[0] != '-' &&
            text.find_first_of(" \t,") == std::string::npos && text.find("..") == std::string::npos &&
            escaped(text) == text;
-}
-
-std::optional<int32_t> numberBelow(const std::string &text, int32_t limit) {
-    int32_t number = -1;
-    const char *const last = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data(), last, number);
-    return error == std::errc() && end == last && number >= 0 && number < limit ? std::optional(number)
-                                                                                : std::nullopt;
 }
 
 /// Empty when the entry is taken.
@@ -81,7 +73,7 @@ Names parseNames(FILE *file, const std::string &path) {
     if (line != 0) {
         const std::string problem =
             reading.problem.empty() ? "neither [section] nor NUMBER = NAME" : reading.problem;
-        throw Failure(path + ":" + std::to_string(line) + ": " + escaped(problem), kExitUsage);
+        refuse(path + ":" + std::to_string(line) + ": " + escaped(problem));
     }
     return reading.names;
 }

@@ -66,7 +66,7 @@ void ReplacedFile::findTarget() {
         return;
     }
     if (!S_ISREG(status.st_mode)) {
-        throw Failure(path_ + ": not a regular file; leave --to out to write to standard output", kExitUsage);
+        refuse(path_ + ": not a regular file; leave --to out to write to standard output");
     }
     if (!mayReplace_) {
         throw existsFailure(path_);

@@ -111,10 +111,9 @@ int chooseRingSize(const StoreDirectory &directory, const RingSurvey &survey, st
     }
     const int needed = survey.highestFile() + 1;
     if (*requested < needed && !mayShrink) {
-        throw Failure(directory.path() + ": holds a ring of " + std::to_string(needed) +
-                          " files or more, and --files " + std::to_string(*requested) +
-                          " may delete the oldest of them; give --shrink if that is meant",
-                      kExitUsage);
+        refuse(directory.path() + ": holds a ring of " + std::to_string(needed) +
+               " files or more, and --files " + std::to_string(*requested) +
+               " may delete the oldest of them; give --shrink if that is meant");
     }
     return *requested;
 }

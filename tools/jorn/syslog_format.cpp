@@ -2,10 +2,10 @@
 #include "syslog_format.h"
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
 
 #include "escape.h"
+#include "number_text.h"
 
 namespace tool {
 namespace {
@@ -23,13 +23,6 @@ constexpr size_t kApplicationNameMax = 48;
 constexpr int64_t kLastSecond = 253402300799;
 
 bool isPrintable(char c) { return c > ' ' && c < '\x7f'; }
-
-std::optional<int> numberBelow(std::string_view text, int limit) {
-    int number = -1;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool isWhole = error == std::errc() && end == text.data() + text.size();
-    return isWhole && number >= 0 && number < limit ? std::optional(number) : std::nullopt;
-}
 
 /// What a message can say of a log's name; "-" is the word for none.
 std::string applicationName(const std::string &log) {

@@ -7,7 +7,7 @@
 #include <string.h>
 #include <sys/ioctl.h>
 
-#include <charconv>
+#include "number_text.h"
 
 namespace tool {
 
@@ -15,9 +15,8 @@ int terminalWidth(int file) {
     constexpr int kUsual = 80;
     constexpr int kLargest = 10000;
     if (const char *const columns = getenv("COLUMNS")) {
-        int width = 0;
-        const auto [end, error] = std::from_chars(columns, columns + strlen(columns), width);
-        if (error == std::errc() && *end == '\0' && width > 0 && width <= kLargest) {
+        const int width = numberBelow(columns, kLargest + 1).value_or(0);
+        if (width > 0) {
             return width;
         }
     }
