@@ -51,8 +51,7 @@ std::vector<Row> rowsOf(const Tally &tally, const Question &question) {
     std::vector<Row> rows;
     for (int32_t level = 0; level < jorn::kLevelMax; ++level) {
         if (question.filter.levels.has(level)) {
-            const std::string *const name =
-                question.shownNames() != nullptr ? question.names.levels.nameOf(level) : nullptr;
+            const std::string *const name = question.shownNames().levels.nameOf(level);
             rows.push_back({level, name != nullptr ? *name : "", tally.levels[static_cast<size_t>(level)]});
         }
     }

@@ -223,7 +223,7 @@ std::unique_ptr<ExportSink> makeItemSink(const ExportOptions &options, ExportFor
         own.log = isOneOfSeveral ? log.name : "";
         return own;
     };
-    const std::string heading = ItemFormatter(styleOf({"log", nullptr})).heading();
+    const std::string heading = ItemFormatter(styleOf({"log"})).heading();
     return makeTextSink(file, name, heading, [styleOf](const ExportedLog &log) {
         return [formatter = ItemFormatter(styleOf(log))](const Item &item) mutable {
             return formatter.format(item);
@@ -287,7 +287,7 @@ public:
             total += file.size;
         }
         bar_.start(source.name, total);
-        sink_->beginLog({source.name, source.question.shownNames()});
+        sink_->beginLog({source.name, &source.question.shownNames()});
         scan(view, source.question.filter, &end);
         exported_.ends.push_back(std::move(end));
     }

@@ -14,8 +14,8 @@ namespace tool {
 
 /// A log whose items are exported.
 struct ExportedLog {
-    std::string name;              ///< UTF-8, no other log's of the export.
-    const Names *names = nullptr;  ///< Null for none.
+    std::string name;  ///< UTF-8, no other log's of the export.
+    const Names *names = &noNames();
 };
 
 /// Takes the logs one after the other. What fails throws Failure.

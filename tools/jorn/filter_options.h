@@ -48,8 +48,8 @@ struct Question {
     DamageLog damage;  ///< A names file beside the data that cannot be used.
     bool isNumbers = false;
 
-    /// Names for showing: null when numbers are wanted.
-    const Names *shownNames() const { return isNumbers ? nullptr : &names; }
+    /// Names for showing: none when numbers are wanted.
+    const Names &shownNames() const { return isNumbers ? noNames() : names; }
 };
 
 /// Opens the directory and reads the names. With --utc, makes UTC the local time of the process first. `now`

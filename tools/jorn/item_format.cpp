@@ -84,13 +84,12 @@ std::string ItemFormatter::shown(const std::string &text) const {
 }
 
 std::string ItemFormatter::shownLevel(const Item &item) const {
-    const std::string *const name =
-        style_.names != nullptr ? style_.names->levels.nameOf(item.level) : nullptr;
+    const std::string *const name = style_.names->levels.nameOf(item.level);
     return name != nullptr ? *name : shown(item.levelText);
 }
 
 std::string ItemFormatter::shownSlot(const Item &item) const {
-    const std::string *const name = style_.names != nullptr ? style_.names->slots.nameOf(item.slot) : nullptr;
+    const std::string *const name = style_.names->slots.nameOf(item.slot);
     return name != nullptr ? *name : shown(item.slotText);
 }
 
@@ -110,14 +109,14 @@ std::string ItemFormatter::formatCsv(const Item &item) const {
 
 std::string ItemFormatter::formatJson(const Item &item) {
     nlohmann::ordered_json object = {{"time", item.seconds}, {"iso", time_.format(item.seconds)}};
-    const auto addNumber = [&](const char *key, int32_t number, const NameTable *names) {
+    const auto addNumber = [&](const char *key, int32_t number, const NameTable &names) {
         object[key] = number;
-        if (const std::string *const name = names != nullptr ? names->nameOf(number) : nullptr) {
+        if (const std::string *const name = names.nameOf(number)) {
             object[std::string(key) + "_name"] = *name;
         }
     };
-    addNumber("level", item.level, style_.names != nullptr ? &style_.names->levels : nullptr);
-    addNumber("slot", item.slot, style_.names != nullptr ? &style_.names->slots : nullptr);
+    addNumber("level", item.level, style_.names->levels);
+    addNumber("slot", item.slot, style_.names->slots);
     object["text"] = item.text;
     if (!isUtf8(item.text)) {
         object["text_base64"] = base64(item.text);

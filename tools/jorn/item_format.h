@@ -28,11 +28,11 @@ ItemForm itemFormOf(const std::string &name);
 
 struct ItemStyle {
     ItemForm form = ItemForm::Text;
-    bool isUtc = false;            ///< UTC is the local time of the process; times get a "Z".
-    bool isEscaped = false;        ///< For a terminal: texts get through escaped(), JSON is pure ASCII.
-    bool isColored = false;        ///< Levels in colours, in the forms for people.
-    const Names *names = nullptr;  ///< Null to show numbers.
-    std::string log{};             ///< Name of the items' log, UTF-8, for csv and json; empty for none.
+    bool isUtc = false;               ///< UTC is the local time of the process; times get a "Z".
+    bool isEscaped = false;           ///< For a terminal: texts get through escaped(), JSON is pure ASCII.
+    bool isColored = false;           ///< Levels in colours, in the forms for people.
+    const Names *names = &noNames();  ///< Shown in place of numbers.
+    std::string log{};                ///< Name of the items' log, UTF-8, for csv and json; empty for none.
 };
 
 class ItemFormatter {

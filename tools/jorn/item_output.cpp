@@ -37,7 +37,7 @@ ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, 
     style.isUtc = filter.isUtc;
     style.isEscaped = output.isEscaped || isTerminal;
     style.isColored = isColored(output, isTerminal);
-    style.names = question.shownNames();
+    style.names = &question.shownNames();
     return style;
 }
 

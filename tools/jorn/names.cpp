@@ -95,12 +95,9 @@ std::optional<int32_t> NameTable::numberOf(const std::string &name) const {
     return found == names_.end() ? std::nullopt : std::optional(found->first);
 }
 
-size_t NameTable::longest() const {
-    size_t longest = 0;
-    for (const auto &[number, name] : names_) {
-        longest = std::max(longest, name.size());
-    }
-    return longest;
+const Names &noNames() {
+    static const Names none;
+    return none;
 }
 
 Names readNames(const std::string &path) {

@@ -33,7 +33,6 @@ public:
 
     std::optional<int32_t> numberOf(const std::string &name) const;
     bool isEmpty() const { return names_.empty(); }
-    size_t longest() const;
 
 private:
     std::map<int32_t, std::string> names_;
@@ -43,6 +42,9 @@ struct Names {
     NameTable levels;
     NameTable slots;
 };
+
+/// Where there are none, or numbers are wanted.
+const Names &noNames();
 
 /// Reads a file of names. Throws Failure with the line and what is wrong with it, as a usage error.
 Names readNames(const std::string &path);

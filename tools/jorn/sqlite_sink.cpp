@@ -45,7 +45,7 @@ public:
 private:
     void keepNames(const std::string &table, const char *kind, const NameTable &names, int32_t limit);
     void finishLog(const std::string &table);
-    std::string valueOf(const std::string &table, const char *kind, const NameTable *names) const;
+    std::string valueOf(const std::string &table, const char *kind, const NameTable &names) const;
 
     SqliteDatabase database_;
     std::optional<SqliteStatement> insert_;
@@ -62,10 +62,8 @@ void SqliteSink::beginLog(const ExportedLog &log) {
     database_.execute("CREATE TABLE " + sqlName(table) +
                       " (id INTEGER PRIMARY KEY, time INTEGER NOT NULL, level INTEGER NOT NULL, slot INTEGER "
                       "NOT NULL, text TEXT NOT NULL)");
-    if (log.names != nullptr) {
-        keepNames(table, "level", log.names->levels, jorn::kLevelMax);
-        keepNames(table, "slot", log.names->slots, jorn::kSlotMax);
-    }
+    keepNames(table, "level", log.names->levels, jorn::kLevelMax);
+    keepNames(table, "slot", log.names->slots, jorn::kSlotMax);
     insert_ = database_.prepare("INSERT INTO " + sqlName(table) + " VALUES (?, ?, ?, ?, ?)");
     id_ = 0;
 }
@@ -110,14 +108,10 @@ void SqliteSink::finish() {
     insert_.reset();
     for (const auto &[table, names] : tables_) {
         finishLog(table);
-        const auto value = [&, log = table](const char *kind, const NameTable *known) {
-            return valueOf(log, kind, known);
-        };
         database_.execute("CREATE VIEW " + sqlName(taken_.add(table + "_readable")) +
                           " AS SELECT id, strftime('%Y-%m-%dT%H:%M:%SZ', time, 'unixepoch') AS time, " +
-                          value("level", names != nullptr ? &names->levels : nullptr) + " AS level, " +
-                          value("slot", names != nullptr ? &names->slots : nullptr) + " AS slot, text FROM " +
-                          sqlName(table));
+                          valueOf(table, "level", names->levels) + " AS level, " +
+                          valueOf(table, "slot", names->slots) + " AS slot, text FROM " + sqlName(table));
     }
     database_.execute("COMMIT");
     database_.close();
@@ -134,8 +128,8 @@ void SqliteSink::finishLog(const std::string &table) {
     index("_by_slot", "slot, level, time");
 }
 
-std::string SqliteSink::valueOf(const std::string &table, const char *kind, const NameTable *names) const {
-    if (names == nullptr || names->isEmpty()) {
+std::string SqliteSink::valueOf(const std::string &table, const char *kind, const NameTable &names) const {
+    if (names.isEmpty()) {
         return kind;
     }
     return "coalesce((SELECT name FROM " + sqlName(kNamesTable) + " WHERE log = " + sqlText(table) +

@@ -13,10 +13,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string nameOr(const Names *names, const NameTable Names::*table, size_t number,
-                   const std::string &prefix) {
-    const auto known = static_cast<int32_t>(number);
-    const std::string *const name = names != nullptr ? (names->*table).nameOf(known) : nullptr;
+std::string nameOr(const NameTable &names, size_t number, const std::string &prefix) {
+    const std::string *const name = names.nameOf(static_cast<int32_t>(number));
     return name != nullptr ? *name : prefix + std::to_string(number);
 }
 
@@ -102,7 +100,7 @@ private:
         for (const size_t slot : slots) {
             rows[0].push_back(slot == LevelTable::kOtherSlot
                                   ? "other"
-                                  : nameOr(question_.shownNames(), &Names::slots, slot, "slot "));
+                                  : nameOr(question_.shownNames().slots, slot, "slot "));
         }
         rows[0].emplace_back("total");
         std::vector<int32_t> levels = {jorn::kLevelMax};
@@ -118,7 +116,7 @@ private:
 
     std::vector<std::string> levelRow(size_t level, const std::vector<size_t> &slots) const {
         const LevelTable &table = answer_.stats.table;
-        std::vector<std::string> row = {nameOr(question_.shownNames(), &Names::levels, level, "")};
+        std::vector<std::string> row = {nameOr(question_.shownNames().levels, level, "")};
         for (const size_t slot : slots) {
             row.push_back(std::to_string(table.cells[level][slot]));
         }
@@ -226,21 +224,19 @@ private:
         return all;
     }
 
-    static void addName(const char *key, const NameTable *names, size_t number, Json *object) {
-        if (const std::string *const name =
-                names != nullptr ? names->nameOf(static_cast<int32_t>(number)) : nullptr) {
+    static void addName(const char *key, const NameTable &names, size_t number, Json *object) {
+        if (const std::string *const name = names.nameOf(static_cast<int32_t>(number))) {
             (*object)[key] = *name;
         }
     }
 
     Json slots(size_t level) const {
-        const Names *const names = question_.shownNames();
         const auto &cells = answer_.stats.table.cells[level];
         Json all = Json::array();
         for (size_t slot = 0; slot < LevelTable::kOtherSlot; ++slot) {
             if (cells[slot] > 0) {
                 Json own = {{"slot", slot}};
-                addName("slot_name", names != nullptr ? &names->slots : nullptr, slot, &own);
+                addName("slot_name", question_.shownNames().slots, slot, &own);
                 own["items"] = cells[slot];
                 all.push_back(own);
             }
@@ -252,13 +248,12 @@ private:
     }
 
     Json levels() const {
-        const Names *const names = question_.shownNames();
         const LevelTable &table = answer_.stats.table;
         Json all = Json::array();
         for (size_t level = 0; level < table.cells.size(); ++level) {
             if (question_.filter.levels.has(static_cast<int32_t>(level))) {
                 Json own = {{"level", level}};
-                addName("level_name", names != nullptr ? &names->levels : nullptr, level, &own);
+                addName("level_name", question_.shownNames().levels, level, &own);
                 own["items"] = table.totalOfLevel(level);
                 own["slots"] = slots(level);
                 all.push_back(own);

@@ -100,14 +100,14 @@ std::string SyslogFormatter::timeOf(int64_t seconds) {
 
 std::string SyslogFormatter::dataOf(const Item &item) const {
     std::string data = "[jorn@32473";
-    const auto add = [&](const char *key, int32_t number, const NameTable *names) {
+    const auto add = [&](const char *key, int32_t number, const NameTable &names) {
         data += parameter(key, std::to_string(number));
-        if (const std::string *const name = names != nullptr ? names->nameOf(number) : nullptr) {
+        if (const std::string *const name = names.nameOf(number)) {
             data += parameter((std::string(key) + "_name").c_str(), *name);
         }
     };
-    add("level", item.level, style_.names != nullptr ? &style_.names->levels : nullptr);
-    add("slot", item.slot, style_.names != nullptr ? &style_.names->slots : nullptr);
+    add("level", item.level, style_.names->levels);
+    add("slot", item.slot, style_.names->slots);
     return data + "]";
 }
 

@@ -32,10 +32,10 @@ struct SyslogStyle {
     int facility = 0;
     Severities severities{};
     std::string hostName = "-";
-    std::string log;               ///< Name of the items' log.
-    bool isUtc = false;            ///< UTC is the local time of the process.
-    bool isEscaped = false;        ///< For a terminal: texts get through escaped().
-    const Names *names = nullptr;  ///< Told besides the numbers; null for none.
+    std::string log;                  ///< Name of the items' log.
+    bool isUtc = false;               ///< UTC is the local time of the process.
+    bool isEscaped = false;           ///< For a terminal: texts get through escaped().
+    const Names *names = &noNames();  ///< Told besides the numbers.
 };
 
 class SyslogFormatter {
