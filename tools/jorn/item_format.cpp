@@ -7,21 +7,17 @@
 
 #include "color.h"
 #include "escape.h"
+#include "form_names.h"
 
 namespace tool {
 namespace {
 
-struct FormName {
-    const char *name;
-    ItemForm form;
-};
-
-constexpr std::array<FormName, 6> kForms = {{{"text", ItemForm::Text},
-                                             {"short", ItemForm::Short},
-                                             {"iso", ItemForm::Iso},
-                                             {"device", ItemForm::Device},
-                                             {"csv", ItemForm::Csv},
-                                             {"json", ItemForm::Json}}};
+constexpr std::array<FormName<ItemForm>, 6> kForms = {{{"text", ItemForm::Text},
+                                                       {"short", ItemForm::Short},
+                                                       {"iso", ItemForm::Iso},
+                                                       {"device", ItemForm::Device},
+                                                       {"csv", ItemForm::Csv},
+                                                       {"json", ItemForm::Json}}};
 
 TimeForm timeFormOf(ItemForm form) {
     switch (form) {
@@ -43,20 +39,9 @@ const char *colorOf(int32_t level) {
 
 }  // namespace
 
-std::vector<std::string> itemFormNames() {
-    std::vector<std::string> names;
-    names.reserve(kForms.size());
-    for (const FormName &each : kForms) {
-        names.emplace_back(each.name);
-    }
-    return names;
-}
+std::vector<std::string> itemFormNames() { return namesOf(kForms); }
 
-ItemForm itemFormOf(const std::string &name) {
-    const auto *const found =
-        std::find_if(kForms.begin(), kForms.end(), [&](const FormName &each) { return name == each.name; });
-    return found == kForms.end() ? ItemForm::Text : found->form;
-}
+ItemForm itemFormOf(const std::string &name) { return formNamed(name, kForms).value_or(ItemForm::Text); }
 
 ItemFormatter::ItemFormatter(const ItemStyle &style)
     : style_(style), time_(timeFormOf(style.form), style.isUtc) {}
