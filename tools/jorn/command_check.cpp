@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <CLI/App.hpp>
-#include <CLI/Validators.hpp>
 #include <memory>
 
 #include "commands.h"
 #include "diagnosis.h"
 #include "diagnostics.h"
 #include "failure.h"
-#include "jorn.h"
+#include "log_options.h"
 #include "output.h"
 #include "output_options.h"
 
@@ -66,12 +65,8 @@ int check(const CheckOptions &options) {
 void addCheckCommand(CLI::App *app, int *exitCode) {
     CLI::App *const command = app->add_subcommand("check", kBrief);
     const auto options = std::make_shared<CheckOptions>();
-    command->add_option("DIR", options->directory, "Directory of the log")->required();
-    command
-        ->add_option("--files", options->files,
-                     "Files of the ring, 2 to 90; default: the least that DIR needs")
-        ->type_name("N")
-        ->check(CLI::Range(JORN_CSV_NUM_MIN, JORN_CSV_NUM_MAX));
+    addDirectoryOption(command, &options->directory);
+    addFilesOption(command, &options->files, "Files of the ring, 2 to 90; default: the least that DIR needs");
     addFormOption(command, &options->output, {"text", "json"});
     addTerminalOptions(command, &options->output);
     command->footer(kDetails);

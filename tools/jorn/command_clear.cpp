@@ -4,8 +4,6 @@
 #include <unistd.h>
 
 #include <CLI/App.hpp>
-#include <CLI/Option.hpp>
-#include <CLI/Validators.hpp>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -16,7 +14,7 @@
 #include "escape.h"
 #include "failure.h"
 #include "finding.h"
-#include "jorn.h"
+#include "log_options.h"
 #include "output.h"
 #include "output_options.h"
 
@@ -112,13 +110,10 @@ int clear(const ClearOptions &options) {
 void addClearCommand(CLI::App *app, int *exitCode) {
     CLI::App *const command = app->add_subcommand("clear", kBrief);
     const auto options = std::make_shared<ClearOptions>();
-    command->add_option("DIR", options->directory, "Directory of the log")->required();
+    addDirectoryOption(command, &options->directory);
     command->add_flag("--yes", options->isMeant, "Do not ask");
-    command
-        ->add_option("--files", options->files,
-                     "Files of the ring, where the directory does not tell: 2 to 90; default: as for record")
-        ->type_name("N")
-        ->check(CLI::Range(JORN_CSV_NUM_MIN, JORN_CSV_NUM_MAX));
+    addFilesOption(command, &options->files,
+                   "Files of the ring, where the directory does not tell: 2 to 90; default: as for record");
     addFormOption(command, &options->output, {"text", "json"});
     command->footer(kDetails);
     command->callback([options, exitCode] { *exitCode = clear(*options); });

@@ -6,6 +6,7 @@
 
 #include "commands.h"
 #include "failure.h"
+#include "log_options.h"
 #include "recorder.h"
 #include "ring_fit.h"
 
@@ -47,10 +48,8 @@ void checkTogether(const RecordOptions &options) {
 }
 
 void addRingOptions(CLI::App *command, RecordOptions *options) {
-    command->add_option("DIR", options->directory, "Directory of the log")->required();
-    command->add_option("--files", options->files, filesHelp())
-        ->type_name("N")
-        ->check(CLI::Range(JORN_CSV_NUM_MIN, JORN_CSV_NUM_MAX));
+    addDirectoryOption(command, &options->directory);
+    addFilesOption(command, &options->files, filesHelp());
     command->add_flag("--shrink", options->mayShrink,
                       "Allow --files to make the ring smaller, which deletes its oldest files");
     command->add_option("--slots", options->slots, "Slots of the log, 1 to 8")

@@ -14,6 +14,7 @@
 #include "failure.h"
 #include "finding.h"
 #include "jorn.h"
+#include "log_options.h"
 #include "output.h"
 #include "output_options.h"
 #include "repair_plan.h"
@@ -135,15 +136,11 @@ void addPosition(CLI::App *command, const std::string &name, std::optional<int> 
 void addRepairCommand(CLI::App *app, int *exitCode) {
     CLI::App *const command = app->add_subcommand("repair", kBrief);
     const auto options = std::make_shared<RepairOptions>();
-    command->add_option("DIR", options->directory, "Directory of the log")->required();
+    addDirectoryOption(command, &options->directory);
     command->add_flag("--yes", options->isMeant, "Do it");
     command->add_option("--backup", options->backup, "Keep the log as it was here; on the same medium as DIR")
         ->type_name("PATH");
-    command
-        ->add_option("--files", options->files,
-                     "Files of the ring, 2 to 90; default: the least that DIR needs")
-        ->type_name("N")
-        ->check(CLI::Range(JORN_CSV_NUM_MIN, JORN_CSV_NUM_MAX));
+    addFilesOption(command, &options->files, "Files of the ring, 2 to 90; default: the least that DIR needs");
     addPosition(command, "--oldest", &options->oldest, "Number of the file with the oldest items");
     addPosition(command, "--latest", &options->latest, "Number of the file with the newest items");
     command->get_option("--oldest")->needs("--latest");

@@ -4,9 +4,9 @@
 #include <time.h>
 
 #include <CLI/Option.hpp>
-#include <CLI/Validators.hpp>
 
 #include "failure.h"
+#include "log_options.h"
 #include "number_text.h"
 #include "time_text.h"
 
@@ -149,7 +149,7 @@ Names findNames(const FilterOptions &options, const StoreDirectory &directory, D
 }  // namespace
 
 void addFilterOptions(CLI::App *command, FilterOptions *options) {
-    command->add_option("DIR", options->directory, "Directory of the log")->required();
+    addDirectoryOption(command, &options->directory);
     addQuestionOptions(command, options);
     command->add_flag("-q,--quiet", options->isQuiet, "Print no items; exit with 0 when any match, else 1");
 }
@@ -160,11 +160,7 @@ void addQuestionOptions(CLI::App *command, FilterOptions *options) {
         ->type_name("FILE");
     command->add_flag("--numbers", options->isNumbers, "Show numbers where there are names");
     command->add_flag("--utc", options->isUtc, "Read and print times in UTC instead of local time");
-    command
-        ->add_option("--files", options->files,
-                     "Files of the ring, where the directory does not tell: 2 to 90")
-        ->type_name("N")
-        ->check(CLI::Range(JORN_CSV_NUM_MIN, JORN_CSV_NUM_MAX));
+    addFilesOption(command, &options->files, "Files of the ring, where the directory does not tell: 2 to 90");
 }
 
 Question openQuestion(const FilterOptions &options, time_t now) {
