@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <poll.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -261,8 +260,7 @@ struct Exported {
 };
 
 void throwIfStopped(const StopSignals &signals, const std::string &file) {
-    pollfd waiting = {signals.descriptor(), POLLIN, 0};
-    if (poll(&waiting, 1, 0) > 0) {
+    if (signals.hasCome()) {
         throw Failure(file + ": interrupted; nothing is written");
     }
 }

@@ -48,7 +48,7 @@ Input::Input(int fd, StopSignals *signals, bool keepsGoing)
 }
 
 Input::Event Input::next() {
-    if (!isStopping_ && isStopped()) {
+    if (!isStopping_ && signals_->hasCome()) {
         beginStop();
     }
     if (isStopping_ && leftToRead_ == 0) {
@@ -58,11 +58,6 @@ Input::Event Input::next() {
         return read();
     }
     return isStopping_ ? Event::End : Event::Pause;
-}
-
-bool Input::isStopped() {
-    pollfd signal = {signals_->descriptor(), POLLIN, 0};
-    return poll(&signal, 1, 0) > 0;
 }
 
 bool Input::isReadable() {

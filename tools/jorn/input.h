@@ -36,7 +36,6 @@ public:
 
 private:
     bool isReadable();
-    bool isStopped();
     void beginStop();
     Event read();
     Event atEnd();

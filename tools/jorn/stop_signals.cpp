@@ -2,6 +2,7 @@
 #include "stop_signals.h"
 
 #include <errno.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -20,6 +21,11 @@ StopSignals::StopSignals() {
     if (!descriptor_.isOpen()) {
         throw systemFailure("signals", errno);
     }
+}
+
+bool StopSignals::hasCome() const {
+    pollfd signal = {descriptor_.get(), POLLIN, 0};
+    return poll(&signal, 1, 0) > 0;
 }
 
 void StopSignals::accept() {

@@ -19,6 +19,9 @@ public:
     /// Readable when a signal has come.
     int descriptor() const { return descriptor_.get(); }
 
+    /// Whether a signal has come that nobody took.
+    bool hasCome() const;
+
     /// Takes the signal that has come; the next one ends the process at once.
     void accept();
 
