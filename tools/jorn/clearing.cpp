@@ -20,8 +20,6 @@
 namespace tool {
 namespace {
 
-constexpr char kIndexName[] = "index.csv";
-
 /// A file beside the one whose place it will take, gone again unless it took it.
 class NewFile {
 public:
@@ -71,7 +69,7 @@ private:
     void copyAttributes(int file) const {
         struct stat status;
         if (fstatat(directory_.descriptor(), kIndexName, &status, 0) < 0 &&
-            fstatat(directory_.descriptor(), "index.bak", &status, 0) < 0) {
+            fstatat(directory_.descriptor(), kIndexBackupName, &status, 0) < 0) {
             fail();
         }
         if ((fchown(file, status.st_uid, status.st_gid) < 0 && errno != EPERM) ||
@@ -90,8 +88,6 @@ Failure damaged(const StoreDirectory &directory, const std::string &what) {
     return Failure(directory.path() + ": " + what + "; nothing was changed. See jorn check and jorn repair",
                    kExitDamage);
 }
-
-bool isIn(int position, int ringSize) { return position >= 0 && position < ringSize; }
 
 void countItemsInView(const StoreDirectory &directory, int ringSize, ClearingPlan *plan) {
     const RingView view(directory, ringSize);
@@ -122,7 +118,7 @@ ClearingPlan planClearing(const StoreDirectory &directory, std::optional<int> ri
     }
     plan.former = survey.positions();
     const int files = chooseRingSize(directory, survey, ringSize, false);
-    if (!isIn(plan.former.oldest, files) || !isIn(plan.former.latest, files)) {
+    if (!isInRing(plan.former, files)) {
         throw damaged(directory, "the index names files beyond a ring of " + std::to_string(files));
     }
     plan.target = (plan.former.latest + 1) % files;
@@ -136,7 +132,7 @@ void clearLog(const StoreDirectory &directory, const ClearingPlan &plan, uint32_
     // In the store's own order: a cut between the two leaves what a cut of its clearing leaves.
     index.takePlace();
     data.takePlace();
-    unlinkat(directory.descriptor(), "index.bak", 0);
+    unlinkat(directory.descriptor(), kIndexBackupName, 0);
     fsync(directory.descriptor());
 }
 

@@ -15,11 +15,6 @@ namespace {
 constexpr int kTries = 20;
 constexpr useconds_t kPauseMicroseconds = 20000;
 
-bool isInRing(const IndexPositions &positions, int ringSize) {
-    return positions.oldest >= 0 && positions.latest >= 0 && positions.oldest < ringSize &&
-           positions.latest < ringSize;
-}
-
 /// Positions that any ring can have.
 std::optional<IndexPositions> usable(const IndexEntry &index) {
     const auto positions = index.entry.isFile() ? index.positions() : std::nullopt;

@@ -56,8 +56,8 @@ private:
     }
 
     void tellEntries() {
-        tellEntry("index.csv", diagnosis_.look.index.entry);
-        tellEntry("index.bak", diagnosis_.look.backup.entry);
+        tellEntry(kIndexName, diagnosis_.look.index.entry);
+        tellEntry(kIndexBackupName, diagnosis_.look.backup.entry);
         for (int position = 0; position < jorn::kSurveySize; ++position) {
             tellEntry(dataFileName(position), diagnosis_.look.files[static_cast<size_t>(position)]);
         }
@@ -81,10 +81,10 @@ private:
 
     void tellMissingIndex() {
         if (diagnosis_.look.backup.entry.isFile() && diagnosis_.facts.index) {
-            add(Severity::Warning, "index-backup-only", "index.bak", 0,
+            add(Severity::Warning, "index-backup-only", kIndexBackupName, 0,
                 "stands for the index: a rewrite was cut", "the store's next start puts it back");
         } else if (diagnosis_.look.highestFile() >= 0) {
-            add(Severity::Error, "index-missing", "index.csv", 0,
+            add(Severity::Error, "index-missing", kIndexName, 0,
                 "is missing: the store's next start would begin anew at 0.csv", kRepair);
         }
     }
@@ -92,22 +92,22 @@ private:
     void tellIndexText(const IndexEntry &index) {
         const auto positions = index.positions();
         if (index.entry.mark.size == 0) {
-            add(Severity::Error, "index-empty", "index.csv", 0,
+            add(Severity::Error, "index-empty", kIndexName, 0,
                 "is empty, as when power is cut in its rewrite: the store's next start would begin anew at "
                 "0.csv",
                 kRepair);
         } else if (!positions) {
-            add(Severity::Error, "index-partial", "index.csv", static_cast<int64_t>(index.text.size()),
+            add(Severity::Error, "index-partial", kIndexName, static_cast<int64_t>(index.text.size()),
                 "is not a whole index: \"" + index.text + "\"", kRepair);
         } else if (!diagnosis_.isIndexWhole()) {
-            add(Severity::Error, "index-range", "index.csv", 0,
+            add(Severity::Error, "index-range", kIndexName, 0,
                 "names " + std::to_string(positions->oldest) + "," + std::to_string(positions->latest) +
                     ", which lie outside a ring of " + std::to_string(diagnosis_.facts.ringSize) + " files",
                 kRepair);
         }
         if (diagnosis_.look.backup.entry.isFile()) {
-            add(Severity::Warning, "index-backup-left", "index.bak", 0, "is left from a rewrite that was cut",
-                "the store deletes it at its next rewrite");
+            add(Severity::Warning, "index-backup-left", kIndexBackupName, 0,
+                "is left from a rewrite that was cut", "the store deletes it at its next rewrite");
         }
     }
 
@@ -141,11 +141,8 @@ private:
             return;
         }
         const IndexPositions range = *diagnosis_.facts.index;
-        const int size = diagnosis_.facts.ringSize;
-        const int end = range.latest < range.oldest ? range.latest + size : range.latest;
         bool areItemsBehind = false;
-        for (int i = range.oldest; i <= end; ++i) {
-            const int position = i % size;
+        for (const int position : positionsInRange(range, diagnosis_.facts.ringSize)) {
             const FileFacts &file = diagnosis_.facts.files[static_cast<size_t>(position)];
             if (!file.isPresent) {
                 add(Severity::Error, "gap", dataFileName(position), 0,

@@ -65,15 +65,6 @@ IndexEntry indexEntryOf(const StoreDirectory &directory, const std::string &name
     return index;
 }
 
-bool isSurveyedName(const std::string &name) {
-    for (int position = 0; position < jorn::kSurveySize; ++position) {
-        if (name == dataFileName(position)) {
-            return true;
-        }
-    }
-    return false;
-}
-
 /// A number and ".csv", but not one of the ring's names: "90.csv", "007.csv".
 bool looksLikeDataFile(const std::string &name) {
     const size_t digits = name.find_first_not_of("0123456789");
@@ -139,10 +130,10 @@ DirectoryLook lookAt(const StoreDirectory &directory) {
     for (int position = 0; position < jorn::kSurveySize; ++position) {
         look.files[static_cast<size_t>(position)] = entryOf(directory, dataFileName(position));
     }
-    look.index = indexEntryOf(directory, "index.csv");
-    look.backup = indexEntryOf(directory, "index.bak");
+    look.index = indexEntryOf(directory, kIndexName);
+    look.backup = indexEntryOf(directory, kIndexBackupName);
     for (const std::string &name : namesIn(directory)) {
-        if (looksLikeDataFile(name) && !isSurveyedName(name)) {
+        if (looksLikeDataFile(name) && !dataFilePosition(name)) {
             look.otherNames.push_back(name);
         }
     }

@@ -152,18 +152,9 @@ private:
         return backup + ".partial";
     }
 
-    static std::optional<int> positionOf(const std::string &name) {
-        for (int position = 0; position < jorn::kSurveySize; ++position) {
-            if (name == dataFileName(position)) {
-                return position;
-            }
-        }
-        return std::nullopt;
-    }
-
     void copyEntry(const std::string &name) const {
         const std::optional<std::string> target = targetOf(name);
-        if (!target || name == "index.csv" || name == "index.bak") {
+        if (!target || name == kIndexName || name == kIndexBackupName) {
             return;
         }
         struct stat status;
@@ -181,7 +172,7 @@ private:
 
     /// The name that a file gets; nothing when it is left out.
     std::optional<std::string> targetOf(const std::string &name) const {
-        const std::optional<int> position = positionOf(name);
+        const std::optional<int> position = dataFilePosition(name);
         if (!position) {
             return name;
         }
@@ -190,7 +181,7 @@ private:
     }
 
     void copyFile(const std::string &name, const std::string &target, const struct stat &status) const {
-        const std::optional<int> position = positionOf(name);
+        const std::optional<int> position = dataFilePosition(name);
         const Descriptor from = openQuietly(directory_, name);
         const Descriptor to = staging_.create(target);
         try {
@@ -208,7 +199,7 @@ private:
 
     void writeIndex() const {
         const std::string path = staging_.path() + "/index.csv";
-        const Descriptor file = staging_.create("index.csv");
+        const Descriptor file = staging_.create(kIndexName);
         const std::string &text = plan_.indexText;
         if (write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
             throw systemFailure(path, errno);

@@ -27,8 +27,8 @@ DiskUsage diskUsageOf(const StoreDirectory &directory) {
     for (int position = 0; position < jorn::kCsvNumMax; ++position) {
         add(directory, dataFileName(position), &usage);
     }
-    add(directory, "index.csv", &usage);
-    add(directory, "index.bak", &usage);
+    add(directory, kIndexName, &usage);
+    add(directory, kIndexBackupName, &usage);
     return usage;
 }
 

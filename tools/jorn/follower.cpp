@@ -72,7 +72,7 @@ bool Follower::openDirectory() {
 
 FileMark Follower::markIndexFile() const {
     struct stat status = {};
-    const bool isThere = fstatat(directory_->descriptor(), "index.csv", &status, 0) == 0;
+    const bool isThere = fstatat(directory_->descriptor(), kIndexName, &status, 0) == 0;
     return isThere ? markOf(status) : FileMark{};
 }
 

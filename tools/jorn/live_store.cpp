@@ -136,7 +136,7 @@ void LiveStore::drain() {
 void LiveStore::checkIndex() const {
     const auto index = readIndex(directory_);
     if (!index || !(*index == IndexPositions{object_->csv_oldest, object_->csv_latest})) {
-        throw writeFailure(directory_, "index.csv");
+        throw writeFailure(directory_, kIndexName);
     }
 }
 

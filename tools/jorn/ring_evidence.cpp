@@ -248,10 +248,8 @@ bool isRangeOfReset(const IndexPositions &index) { return index.oldest == 0; }
 }  // namespace
 
 std::vector<int> filesInRange(const RingFacts &facts, const IndexPositions &range) {
-    const int end = range.latest < range.oldest ? range.latest + facts.ringSize : range.latest;
     std::vector<int> positions;
-    for (int i = range.oldest; i <= end; ++i) {
-        const int position = i % facts.ringSize;
+    for (const int position : positionsInRange(range, facts.ringSize)) {
         if (facts.files[static_cast<size_t>(position)].hasItems()) {
             positions.push_back(position);
         }

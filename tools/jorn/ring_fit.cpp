@@ -97,7 +97,7 @@ void writeIndex(const StoreDirectory &directory, const IndexPositions &positions
     const int32_t status = jorn_UpdateCsvIndexFile(&object, positions.oldest, positions.latest);
     const auto written = readIndex(directory);
     if (status < 0 || !written || !(*written == positions)) {
-        throw writeFailure(directory, "index.csv");
+        throw writeFailure(directory, kIndexName);
     }
 }
 

@@ -74,9 +74,9 @@ uint64_t LevelTable::totalOfSlot(size_t slot) const {
 
 std::string describeIndex(const StoreDirectory &directory, const RingSurvey &survey) {
     if (survey.index) {
-        return canBeRead(directory, "index.csv") ? "index.csv" : "index.bak, for want of index.csv";
+        return canBeRead(directory, kIndexName) ? kIndexName : "index.bak, for want of index.csv";
     }
-    const bool hasAny = isThere(directory, "index.csv") || isThere(directory, "index.bak");
+    const bool hasAny = isThere(directory, kIndexName) || isThere(directory, kIndexBackupName);
     return hasAny ? "cannot be used; see jorn check" : "missing";
 }
 

@@ -23,9 +23,9 @@ struct FileCloser {
 using File = std::unique_ptr<FILE, FileCloser>;
 
 File openIndexFile(const StoreDirectory &directory) {
-    Descriptor file = openRegular(directory, "index.csv");
+    Descriptor file = openRegular(directory, kIndexName);
     if (!file.isOpen()) {
-        file = openRegular(directory, "index.bak");
+        file = openRegular(directory, kIndexBackupName);
     }
     return File(file.isOpen() ? fdopen(dup(file.get()), "r") : nullptr);
 }
@@ -58,13 +58,22 @@ bool isPresentIn(int32_t position, const void *survey) {
 
 }  // namespace
 
+std::vector<int> positionsInRange(const IndexPositions &range, int ringSize) {
+    const int end = range.latest < range.oldest ? range.latest + ringSize : range.latest;
+    std::vector<int> positions;
+    for (int i = range.oldest; i <= end; ++i) {
+        positions.push_back(i % ringSize);
+    }
+    return positions;
+}
+
 std::optional<IndexPositions> readIndex(const StoreDirectory &directory) {
     const File index = openIndexFile(directory);
     return index ? parseIndex(index.get()) : std::nullopt;
 }
 
 std::optional<IndexPositions> readIndexIfFile(const StoreDirectory &directory) {
-    for (const char *const name : {"index.csv", "index.bak"}) {
+    for (const char *const name : {kIndexName, kIndexBackupName}) {
         struct stat status;
         const bool isThere = fstatat(directory.descriptor(), name, &status, 0) == 0;
         if (isThere && S_ISREG(status.st_mode)) {

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <optional>
+#include <vector>
 
 #include "csvfile/tidying_plan.h"
 #include "store_directory.h"
@@ -22,6 +23,15 @@ struct IndexPositions {
 inline bool operator==(const IndexPositions &a, const IndexPositions &b) {
     return a.oldest == b.oldest && a.latest == b.latest;
 }
+
+/// Whether a ring of this size has both positions.
+inline bool isInRing(const IndexPositions &positions, int ringSize) {
+    return positions.oldest >= 0 && positions.latest >= 0 && positions.oldest < ringSize &&
+           positions.latest < ringSize;
+}
+
+/// The positions from the oldest to the latest, around the ring's end where it has come round.
+std::vector<int> positionsInRange(const IndexPositions &range, int ringSize);
 
 /// Reads index.csv, or index.bak when there is no index.csv, and accepts what the store accepts, but never
 /// renames the one to the other. Nothing when neither can be used. Throws Failure when a file is there

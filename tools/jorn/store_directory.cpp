@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include "failure.h"
+#include "module_limits.h"
 
 namespace tool {
 namespace {
@@ -58,5 +59,14 @@ void StoreDirectory::lock(const char *whenTaken) const {
 std::string descriptorName(int fd) { return "/proc/self/fd/" + std::to_string(fd); }
 
 std::string dataFileName(int position) { return std::to_string(position) + ".csv"; }
+
+std::optional<int> dataFilePosition(const std::string &name) {
+    for (int position = 0; position < jorn::kCsvNumMax; ++position) {
+        if (name == dataFileName(position)) {
+            return position;
+        }
+    }
+    return std::nullopt;
+}
 
 }  // namespace tool

@@ -4,6 +4,7 @@
 #ifndef JORN_TOOLS_STORE_DIRECTORY_H
 #define JORN_TOOLS_STORE_DIRECTORY_H
 
+#include <optional>
 #include <string>
 
 #include "descriptor.h"
@@ -45,6 +46,13 @@ std::string descriptorName(int fd);
 
 /// "3.csv".
 std::string dataFileName(int position);
+
+/// The position of which a name is that of the data file; nothing for other names.
+std::optional<int> dataFilePosition(const std::string &name);
+
+/// The index, and what it was before the store began to write it anew.
+inline constexpr char kIndexName[] = "index.csv";
+inline constexpr char kIndexBackupName[] = "index.bak";
 
 }  // namespace tool
 
