@@ -6,24 +6,18 @@
 #include <stdio.h>
 
 #include <algorithm>
-#include <memory>
 
-#include "descriptor.h"
 #include "escape.h"
 #include "failure.h"
 #include "jorn.h"
 #include "number_text.h"
 #include "regular_file.h"
+#include "stream.h"
 
 namespace tool {
 namespace {
 
 constexpr char kFileName[] = "jorn.names";
-
-struct FileCloser {
-    void operator()(FILE *file) const { fclose(file); }
-};
-using File = std::unique_ptr<FILE, FileCloser>;
 
 /// What the library's callbacks fill.
 struct Reading {
@@ -101,7 +95,7 @@ const Names &noNames() {
 }
 
 Names readNames(const std::string &path) {
-    const File file(fopen(path.c_str(), "re"));
+    const Stream file(fopen(path.c_str(), "re"));
     if (!file) {
         throw systemFailure(path, errno);
     }
@@ -113,7 +107,7 @@ std::optional<Names> namesBeside(const StoreDirectory &directory) {
     if (!names.isOpen()) {
         return std::nullopt;
     }
-    const File file(fdopen(dup(names.get()), "r"));
+    const Stream file = streamFrom(names);
     if (!file) {
         throw systemFailure(directory.pathOf(kFileName), errno);
     }

@@ -7,27 +7,22 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <memory>
 #include <string>
 
 #include "failure.h"
 #include "module_limits.h"
 #include "regular_file.h"
+#include "stream.h"
 
 namespace tool {
 namespace {
 
-struct FileCloser {
-    void operator()(FILE *file) const { fclose(file); }
-};
-using File = std::unique_ptr<FILE, FileCloser>;
-
-File openIndexFile(const StoreDirectory &directory) {
+Stream openIndexFile(const StoreDirectory &directory) {
     Descriptor file = openRegular(directory, kIndexName);
     if (!file.isOpen()) {
         file = openRegular(directory, kIndexBackupName);
     }
-    return File(file.isOpen() ? fdopen(dup(file.get()), "r") : nullptr);
+    return streamFrom(file);
 }
 
 /// Any number that a line may hold, brought into 32 bits.
@@ -68,7 +63,7 @@ std::vector<int> positionsInRange(const IndexPositions &range, int ringSize) {
 }
 
 std::optional<IndexPositions> readIndex(const StoreDirectory &directory) {
-    const File index = openIndexFile(directory);
+    const Stream index = openIndexFile(directory);
     return index ? parseIndex(index.get()) : std::nullopt;
 }
 
