@@ -125,21 +125,27 @@ Follower::Result Follower::begin(const RingView &view) {
     return cursor_ && index < view.files().size() ? walk(view, index) : State::Waiting;
 }
 
-/// Goes to where the items begin that are to be passed on of those that are there.
-void Follower::placeFirst(const RingView &view) {
-    const uint64_t newest = isNew_ ? UINT64_MAX : terms_.newest;
+/// Where the newest items begin, in a file that can be read.
+ScanStart Follower::startOf(const RingView &view, uint64_t newest) const {
     const std::vector<RingFile> &files = view.files();
     DamageLog unread;  // Told when it is passed.
     ScanStart start;
-    if (newest > 0 && newest < UINT64_MAX) {
+    if (newest == 0) {
+        start.fileIndex = std::max<size_t>(files.size(), 1) - 1;
+    } else if (newest < UINT64_MAX) {
         start = startOfNewest(view, terms_.filter, newest, &unread);
-    }
-    while (newest == 0 && start.fileIndex + 1 < files.size()) {
-        ++start.fileIndex;
     }
     while (start.fileIndex < files.size() && !files[start.fileIndex].file.isOpen()) {
         ++start.fileIndex;
     }
+    return start;
+}
+
+/// Goes to where the items begin that are to be passed on of those that are there.
+void Follower::placeFirst(const RingView &view) {
+    const uint64_t newest = isNew_ ? UINT64_MAX : terms_.newest;
+    const std::vector<RingFile> &files = view.files();
+    const ScanStart start = startOf(view, newest);
     rememberAllBut(view, start.fileIndex);
     if (start.fileIndex == files.size()) {
         return;

@@ -20,6 +20,7 @@
 
 #include "follow_cursor.h"
 #include "item_filter.h"
+#include "item_scanner.h"
 #include "ring_survey.h"
 #include "ring_view.h"
 #include "store_directory.h"
@@ -77,6 +78,7 @@ private:
 
     Result lookAnew(const IndexMark &mark);
     Result begin(const RingView &view);
+    ScanStart startOf(const RingView &view, uint64_t newest) const;
     void placeFirst(const RingView &view);
     Result findPlace(const RingView &view, bool isIndexMoved);
     Result goOnOutside(const RingView &view, size_t first, bool isIntact);
