@@ -75,9 +75,13 @@ bool hasTabledMatch(const ItemFilter &filter, const FileDigest &digest) {
     return false;
 }
 
-/// Whether the module's count over these days is right: it takes every file between the two ends of the range
-/// that it finds for one that lies within the days, and every file outside for one that does not.
-bool isModuleExact(const ItemFilter &filter, const Days &days, const std::vector<FileDigest> &digests) {
+struct FileRange {
+    size_t first = 0;
+    size_t last = 0;
+};
+
+/// The range of files in which the module counts the items of these days, if it finds one.
+std::optional<FileRange> rangeOfModule(const Days &days, const std::vector<FileDigest> &digests) {
     std::vector<JORN_CSV_INFO> infos;
     std::transform(digests.begin(), digests.end(), std::back_inserter(infos),
                    [](const FileDigest &digest) { return digest.info; });
@@ -90,12 +94,22 @@ bool isModuleExact(const ItemFilter &filter, const Days &days, const std::vector
     JORN_REQUIRE require = {1, 1, days.first, days.last, kAny, kAny, kAny};
     int32_t range[2];
     if (jorn_FindCsvByTime(&ring, &require, range) < 0) {
+        return std::nullopt;
+    }
+    return FileRange{static_cast<size_t>(range[0]), static_cast<size_t>(range[1])};
+}
+
+/// Whether the module's count over these days is right: it takes every file between the two ends of the range
+/// that it finds for one that lies within the days, and every file outside for one that does not.
+bool isModuleExact(const ItemFilter &filter, const Days &days, const std::vector<FileDigest> &digests) {
+    const std::optional<FileRange> range = rangeOfModule(days, digests);
+    if (!range) {
         return false;
     }
-    for (int32_t i = 0; i < ring.csv_num; ++i) {
-        const FileDigest &digest = digests[static_cast<size_t>(i)];
-        const bool isOutside = i < range[0] || i > range[1];
-        const bool isBetween = i > range[0] && i < range[1];
+    for (size_t i = 0; i < digests.size(); ++i) {
+        const FileDigest &digest = digests[i];
+        const bool isOutside = i < range->first || i > range->last;
+        const bool isBetween = i > range->first && i < range->last;
         const bool isWithin = digest.earliest >= filter.since && digest.latest <= filter.until;
         const bool isApart = digest.latest < filter.since || digest.earliest > filter.until;
         if (!digest.isReadable ||

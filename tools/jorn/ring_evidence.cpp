@@ -170,6 +170,11 @@ RingOrder findByFill(const Evidence &evidence) {
                 " is not full or has no file behind it: " + span(order)};
 }
 
+RingOrder byTimes(const Evidence &evidence, const std::vector<int> &order, const std::string &why) {
+    return unlessFillContradicts(
+        evidence, {RingOrder::Source::Files, order, why + ": " + span(order) + times(evidence, order)});
+}
+
 RingOrder findByTimes(const Evidence &evidence) {
     const Seam seam = findSeam(evidence);
     if (seam.falls == 0) {
@@ -177,30 +182,43 @@ RingOrder findByTimes(const Evidence &evidence) {
     }
     const std::vector<int> rotated = evidence.ringOrderBehind(seam.last);
     if (seam.falls == 1) {
-        return unlessFillContradicts(
-            evidence, {RingOrder::Source::Files, rotated,
-                       "the times fall once around the ring, behind " + at(rotated.back()) + ": " +
-                           span(rotated) + times(evidence, rotated)});
+        return byTimes(evidence, rotated,
+                       "the times fall once around the ring, behind " + at(rotated.back()));
     }
-    const std::vector<int> byTime = evidence.timeOrder(rotated);
-    if (byTime == rotated && seam.second * kSmallPart <= seam.largest) {
-        return unlessFillContradicts(
-            evidence, {RingOrder::Source::Files, rotated,
+    const std::vector<int> timeOrder = evidence.timeOrder(rotated);
+    if (timeOrder == rotated && seam.second * kSmallPart <= seam.largest) {
+        return byTimes(evidence, rotated,
                        "the times fall by " + std::to_string(seam.largest) + " s behind " +
                            at(rotated.back()) + " and elsewhere by " + std::to_string(seam.second) +
-                           " s at most: " + span(rotated) + times(evidence, rotated)});
+                           " s at most");
     }
-    if (evidence.isClear(byTime)) {
-        return unlessFillContradicts(
-            evidence,
-            {RingOrder::Source::Files, byTime,
-             "the times fall " + std::to_string(seam.falls) +
-                 " times around the ring, as after starts without the index, but each file has a time "
-                 "of its own: " +
-                 span(byTime) + times(evidence, byTime)});
+    const std::string falls = "the times fall " + std::to_string(seam.falls) + " times around the ring, ";
+    if (evidence.isClear(timeOrder)) {
+        return byTimes(evidence, timeOrder,
+                       falls + "as after starts without the index, but each file has a time of its own");
     }
-    return unclear("the times fall " + std::to_string(seam.falls) +
-                   " times around the ring, and files share their times, so their order cannot be told");
+    return unclear(falls + "and files share their times, so their order cannot be told");
+}
+
+/// The backup is the index of before the rewrite that was cut: the ring may have moved on by one file.
+RingOrder comparedWithBackup(const RingFacts &facts, const Evidence &evidence, RingOrder order) {
+    const IndexPositions &backup = *facts.backup;
+    const int next = backup.latest + 1 == facts.ringSize ? 0 : backup.latest + 1;
+    const std::string named =
+        "index.bak names " + std::to_string(backup.oldest) + "," + std::to_string(backup.latest);
+    if (!order.isKnown()) {
+        if (!filesOutsideRange(facts, backup).empty()) {
+            return unclear(order.evidence + "; " + named + ", which leaves items out");
+        }
+        return {RingOrder::Source::Files, filesInRange(facts, backup),
+                named + ", and every item lies in that range"};
+    }
+    const int newest = order.files.back();
+    if (evidence.isRotation(order.files) && (newest == backup.latest || newest == next)) {
+        order.evidence += "; " + named + ", which agrees";
+        return order;
+    }
+    return unclear(order.evidence + "; " + named + ", which does not agree");
 }
 
 RingOrder findFromFiles(const RingFacts &facts) {
@@ -209,28 +227,8 @@ RingOrder findFromFiles(const RingFacts &facts) {
         return {RingOrder::Source::Files, evidence.ring(),
                 "only " + at(evidence.ring().front()) + " holds items"};
     }
-    RingOrder order = findByTimes(evidence);
-    if (!facts.backup) {
-        return order;
-    }
-    // The backup is the index of before the rewrite that was cut: the ring may have moved on by one file.
-    const int latest = facts.backup->latest;
-    const int next = latest + 1 == facts.ringSize ? 0 : latest + 1;
-    const std::string named =
-        "index.bak names " + std::to_string(facts.backup->oldest) + "," + std::to_string(latest);
-    if (!order.isKnown()) {
-        if (!filesOutsideRange(facts, *facts.backup).empty()) {
-            return unclear(order.evidence + "; " + named + ", which leaves items out");
-        }
-        return {RingOrder::Source::Files, filesInRange(facts, *facts.backup),
-                named + ", and every item lies in that range"};
-    }
-    const int newest = order.files.back();
-    if (evidence.isRotation(order.files) && (newest == latest || newest == next)) {
-        order.evidence += "; " + named + ", which agrees";
-        return order;
-    }
-    return unclear(order.evidence + "; " + named + ", which does not agree");
+    const RingOrder order = findByTimes(evidence);
+    return facts.backup ? comparedWithBackup(facts, evidence, order) : order;
 }
 
 RingOrder takeGiven(const RingFacts &facts) {
