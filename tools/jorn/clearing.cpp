@@ -14,7 +14,6 @@
 #include "data_file_scan.h"
 #include "failure.h"
 #include "item_query.h"
-#include "repair_plan.h"
 #include "ring_fit.h"
 
 namespace tool {

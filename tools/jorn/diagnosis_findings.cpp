@@ -101,8 +101,8 @@ private:
                 "is not a whole index: \"" + index.text + "\"", kRepair);
         } else if (!diagnosis_.isIndexWhole()) {
             add(Severity::Error, "index-range", kIndexName, 0,
-                "names " + std::to_string(positions->oldest) + "," + std::to_string(positions->latest) +
-                    ", which lie outside a ring of " + std::to_string(diagnosis_.facts.ringSize) + " files",
+                "names " + textOf(*positions) + ", which lie outside a ring of " +
+                    std::to_string(diagnosis_.facts.ringSize) + " files",
                 kRepair);
         }
         if (diagnosis_.look.backup.entry.isFile()) {

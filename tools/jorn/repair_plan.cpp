@@ -2,14 +2,9 @@
 #include "repair_plan.h"
 
 #include "failure.h"
-#include "module_limits.h"
 
 namespace tool {
 namespace {
-
-std::string textOf(const IndexPositions &positions) {
-    return std::to_string(positions.oldest) + "," + std::to_string(positions.latest);
-}
 
 Failure refusal(const StoreDirectory &directory, const Diagnosis &diagnosis, const std::string &why) {
     std::string advice = "; nothing was changed. ";
@@ -87,10 +82,6 @@ void planMending(const Diagnosis &diagnosis, RepairPlan *plan) {
 }
 
 }  // namespace
-
-std::string indexTextOf(const IndexPositions &positions) {
-    return "version:" + std::to_string(jorn::kIndexVersion) + "\n" + textOf(positions) + "\n";
-}
 
 RepairPlan planRepair(const StoreDirectory &directory, const Diagnosis &diagnosis) {
     RepairPlan plan;

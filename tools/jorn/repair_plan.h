@@ -23,9 +23,6 @@ struct RepairPlan {
 /// Throws Failure, with kExitDamage, when the ring's order cannot be told or its files do not fit.
 RepairPlan planRepair(const StoreDirectory &directory, const Diagnosis &diagnosis);
 
-/// "version:1\n3,7\n".
-std::string indexTextOf(const IndexPositions &positions);
-
 }  // namespace tool
 
 #endif

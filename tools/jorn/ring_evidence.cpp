@@ -204,8 +204,7 @@ RingOrder findByTimes(const Evidence &evidence) {
 RingOrder comparedWithBackup(const RingFacts &facts, const Evidence &evidence, RingOrder order) {
     const IndexPositions &backup = *facts.backup;
     const int next = backup.latest + 1 == facts.ringSize ? 0 : backup.latest + 1;
-    const std::string named =
-        "index.bak names " + std::to_string(backup.oldest) + "," + std::to_string(backup.latest);
+    const std::string named = "index.bak names " + textOf(backup);
     if (!order.isKnown()) {
         if (!filesOutsideRange(facts, backup).empty()) {
             return unclear(order.evidence + "; " + named + ", which leaves items out");

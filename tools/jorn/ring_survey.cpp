@@ -53,6 +53,14 @@ bool isPresentIn(int32_t position, const void *survey) {
 
 }  // namespace
 
+std::string textOf(const IndexPositions &positions) {
+    return std::to_string(positions.oldest) + "," + std::to_string(positions.latest);
+}
+
+std::string indexTextOf(const IndexPositions &positions) {
+    return "version:" + std::to_string(jorn::kIndexVersion) + "\n" + textOf(positions) + "\n";
+}
+
 std::vector<int> positionsInRange(const IndexPositions &range, int ringSize) {
     const int end = range.latest < range.oldest ? range.latest + ringSize : range.latest;
     std::vector<int> positions;

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "csvfile/tidying_plan.h"
@@ -23,6 +24,12 @@ struct IndexPositions {
 inline bool operator==(const IndexPositions &a, const IndexPositions &b) {
     return a.oldest == b.oldest && a.latest == b.latest;
 }
+
+/// "3,7".
+std::string textOf(const IndexPositions &positions);
+
+/// The whole text of an index: "version:1\n3,7\n".
+std::string indexTextOf(const IndexPositions &positions);
 
 /// Whether a ring of this size has both positions.
 inline bool isInRing(const IndexPositions &positions, int ringSize) {
