@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -459,27 +458,15 @@ TEST_F(ExportTest, Export_OntoATerminal_EscapedAndWithoutProgress) {
     EXPECT_THAT(terminalOutput({"export", "--utc", log}), HasSubstr("\\u001b[31m \\ufffd"));
 }
 
-/// Runs the tool with standard output into a descriptor; gives its status.
-int statusWithOutput(int out, const std::vector<std::string> &arguments, const std::string &errPath) {
-    const pid_t process = fork();
-    if (process == 0) {
-        dup2(out, STDOUT_FILENO);
-        dup2(open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
-        becomeTool(arguments);
-    }
-    int status = -1;
-    EXPECT_EQ(waitpid(process, &status, 0), process);
-    return status;
-}
-
 TEST_F(ExportTest, Export_ClosedPipe_QuietExit) {
     writeRing();
     for (const char *form : {"jsonl", "csv", "syslog"}) {
         int ends[2];
         ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
         close(ends[0]);
-        EXPECT_EQ(statusWithOutput(ends[1], {"export", path("door"), "-o", form}, path("err")), 0);
-        EXPECT_EQ(read("err"), "");
+        const Outcome run = runInto(ends[1], {"export", path("door"), "-o", form});
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.err, "");
         close(ends[1]);
     }
 }
@@ -487,9 +474,10 @@ TEST_F(ExportTest, Export_ClosedPipe_QuietExit) {
 TEST_F(ExportTest, Export_OutputFull_ExitWith4) {
     writeRing();
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
-    EXPECT_EQ(WEXITSTATUS(statusWithOutput(full, {"export", path("door")}, path("err"))), 4);
-    EXPECT_EQ(read("err"), "jorn: standard output: No space left on device\n");
+    const Outcome run = runInto(full, {"export", path("door")});
     close(full);
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "jorn: standard output: No space left on device\n");
 }
 
 TEST_F(ExportTest, Export_UsageErrors_ExitWith2AndWriteNothing) {

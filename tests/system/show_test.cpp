@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -564,32 +563,19 @@ TEST_F(ShowTest, Show_ClosedPipe_QuietExit) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     close(ends[0]);
-    const std::string errPath = path("err");
-    const pid_t process = fork();
-    if (process == 0) {
-        dup2(ends[1], STDOUT_FILENO);
-        dup2(open(errPath.c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
-        becomeTool({"show", path("log")});
-    }
+    const Outcome run = runInto(ends[1], {"show", path("log")});
     close(ends[1]);
-    int status = -1;
-    ASSERT_EQ(waitpid(process, &status, 0), process);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(read("err"), "page 1 of 1 (6 items)\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "page 1 of 1 (6 items)\n");
 }
 
 TEST_F(ShowTest, Show_OutputFull_ExitWith4) {
     writeMixed();
-    const pid_t process = fork();
-    if (process == 0) {
-        dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
-        dup2(open(path("err").c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
-        becomeTool({"show", path("log")});
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(process, &status, 0), process);
-    EXPECT_EQ(WEXITSTATUS(status), 4);
-    EXPECT_EQ(read("err"), "jorn: standard output: No space left on device\n");
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    const Outcome run = runInto(full, {"show", path("log")});
+    close(full);
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "jorn: standard output: No space left on device\n");
 }
 
 TEST_F(ShowTest, ShowAndCount_WhileARecorderWrites_WhatIsThereIsGivenWhole) {

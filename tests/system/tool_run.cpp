@@ -143,6 +143,19 @@ Outcome runOnTerminal(const std::vector<std::string> &arguments, const Setting &
     return run;
 }
 
+Outcome runInto(int out, const std::vector<std::string> &arguments) {
+    const std::string errPath = scratchFile();
+    const pid_t process = fork();
+    if (process == 0) {
+        dup2(out, STDOUT_FILENO);
+        redirect(STDERR_FILENO, errPath, O_WRONLY);
+        becomeTool(arguments);
+    }
+    Outcome run = endOf(process);
+    run.err = takeScratch(errPath);
+    return run;
+}
+
 RunningTool::RunningTool(const std::string &workDirectory, const std::vector<std::string> &arguments,
                          const std::string &stdinPath)
     : outPath_(scratchFile()), errPath_(scratchFile()) {

@@ -42,6 +42,9 @@ struct Setting {
 /// included.
 Outcome runOnTerminal(const std::vector<std::string> &arguments, const Setting &setting = {});
 
+/// Runs the tool with a descriptor as standard output; `err` alone is kept of what it says.
+Outcome runInto(int out, const std::vector<std::string> &arguments);
+
 /// The tool while it runs, fed through a pipe.
 class RunningTool {
 public:
