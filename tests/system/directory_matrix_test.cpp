@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <functional>
 #include <numeric>
 #include <sstream>
 
@@ -42,7 +43,7 @@ struct Kind {
     const char *name;
     Verdicts verdicts;
     const char *named;  ///< What the messages of an exit code above 2 hold besides DIR; empty for nothing.
-    void (*make)(const DirectoryMatrixTest &test);
+    std::function<void(const DirectoryMatrixTest &)> make;
     bool obeysPermissions = false;  ///< Also when root runs the tests.
 };
 
@@ -220,6 +221,55 @@ private:
 constexpr char kGarbage[] = "\x1b[2J\x9b\xff\xfe\x07,\x1b]0;x\x07,\r,,\n\x7f\x80\n,,\n";
 
 using Test = DirectoryMatrixTest;
+using Maker = std::function<void(const Test &)>;
+
+/// Logs of three files, with one thing that is not as the store leaves it.
+Maker logWith(const std::string &name, const std::string &bytes) {
+    return [=](const Test &test) {
+        test.writeLog();
+        test.write("log/" + name, bytes);
+    };
+}
+
+Maker logWithIndex(const std::string &positions) {
+    return [=](const Test &test) {
+        test.writeLog();
+        test.writeIndex(positions);
+    };
+}
+
+Maker logWithout(const std::string &name) {
+    return [=](const Test &test) { test.writeLogWithout(name); };
+}
+
+Maker logWithPipe(const std::string &name) {
+    return [=](const Test &test) {
+        test.writeLogWithout(name);
+        test.makePipe("log/" + name);
+    };
+}
+
+Maker logWithDirectory(const std::string &name) {
+    return [=](const Test &test) {
+        test.writeLogWithout(name);
+        test.makeDirectory("log/" + name);
+    };
+}
+
+Maker logWithLink(const std::string &name, const std::string &target) {
+    return [=](const Test &test) {
+        test.writeLogWithout(name);
+        test.makeLink(target, "log/" + name);
+    };
+}
+
+/// Rights of the log's directory, or of a file in it.
+Maker logWithRights(const std::string &name, mode_t mode) {
+    return [=](const Test &test) {
+        test.writeLog();
+        test.permit(name, mode);
+    };
+}
 
 const std::vector<Kind> kinds = {
     {"EmptyDirectory", {0, 0, 0}, "", [](const Test &) {}},
@@ -265,14 +315,7 @@ const std::vector<Kind> kinds = {
          test.writeIndex("31,30");
      }},
     // Rights.
-    {"NoRights",
-     {4, 4, 4},
-     "",
-     [](const Test &test) {
-         test.writeLog();
-         test.permit("log", 0);
-     },
-     true},
+    {"NoRights", {4, 4, 4}, "", logWithRights("log", 0), true},
     {"NoRightsForRoot",
      {0, 0, 0},
      "",
@@ -283,38 +326,10 @@ const std::vector<Kind> kinds = {
          test.writeLog();
          test.permit("log", 0);
      }},
-    {"NamesNotReadable",
-     {0, 4, 4},
-     "",
-     [](const Test &test) {
-         test.writeLog();
-         test.permit("log", 0300);
-     },
-     true},
-    {"NothingInItReachable",
-     {4, 4, 4},
-     "",
-     [](const Test &test) {
-         test.writeLog();
-         test.permit("log", 0600);
-     },
-     true},
-    {"OneFileNotReadable",
-     {3, 4, 4},
-     "",
-     [](const Test &test) {
-         test.writeLog();
-         test.permit("log/1.csv", 0);
-     },
-     true},
-    {"IndexNotReadable",
-     {4, 4, 4},
-     "index.csv: Perm",
-     [](const Test &test) {
-         test.writeLog();
-         test.permit("log/index.csv", 0);
-     },
-     true},
+    {"NamesNotReadable", {0, 4, 4}, "", logWithRights("log", 0300), true},
+    {"NothingInItReachable", {4, 4, 4}, "", logWithRights("log", 0600), true},
+    {"OneFileNotReadable", {3, 4, 4}, "", logWithRights("log/1.csv", 0), true},
+    {"IndexNotReadable", {4, 4, 4}, "index.csv: Perm", logWithRights("log/index.csv", 0), true},
     {"OfAnotherOwner",
      {0, 0, 0},
      "",
@@ -329,28 +344,10 @@ const std::vector<Kind> kinds = {
      },
      true},
     // The index.
-    {"NoIndex", {3, 3, 3}, "", [](const Test &test) { test.writeLogWithout("index.csv"); }},
-    {"EmptyIndex",
-     {3, 3, 3},
-     "",
-     [](const Test &test) {
-         test.writeLog();
-         test.write("log/index.csv", "");
-     }},
-    {"HalfIndex",
-     {0, 3, 3},
-     "",
-     [](const Test &test) {
-         test.writeLog();
-         test.write("log/index.csv", "version:1\n0,");
-     }},
-    {"IndexOfGarbage",
-     {3, 3, 3},
-     "",
-     [](const Test &test) {
-         test.writeLog();
-         test.write("log/index.csv", kGarbage);
-     }},
+    {"NoIndex", {3, 3, 3}, "", logWithout("index.csv")},
+    {"EmptyIndex", {3, 3, 3}, "", logWith("index.csv", "")},
+    {"HalfIndex", {0, 3, 3}, "", logWith("index.csv", "version:1\n0,")},
+    {"IndexOfGarbage", {3, 3, 3}, "", logWith("index.csv", kGarbage)},
     {"BackupOnly",
      {0, 3, 3},
      "",
@@ -366,58 +363,16 @@ const std::vector<Kind> kinds = {
          test.write("log/index.csv", "");
          test.write("log/index.bak", "version:1\n0,1\n");
      }},
-    {"IndexOutOfRange",
-     {3, 3, 3},
-     "",
-     [](const Test &test) {
-         test.writeLog();
-         test.writeIndex("0,90");
-     }},
-    {"IndexBeyondFiles",
-     {0, 3, 3},
-     "",
-     [](const Test &test) {
-         test.writeLog();
-         test.writeIndex("0,80");
-     }},
-    {"IndexNegative",
-     {0, 3, 3},
-     "",
-     [](const Test &test) {
-         test.writeLog();
-         test.writeIndex("-1,-7");
-     }},
+    {"IndexOutOfRange", {3, 3, 3}, "", logWithIndex("0,90")},
+    {"IndexBeyondFiles", {0, 3, 3}, "", logWithIndex("0,80")},
+    {"IndexNegative", {0, 3, 3}, "", logWithIndex("-1,-7")},
     {"IndexAlone", {0, 0, 0}, "", [](const Test &test) { test.writeIndex("0,0"); }},
-    {"IndexDirectory",
-     {3, 3, 3},
-     "",
-     [](const Test &test) {
-         test.writeLogWithout("index.csv");
-         test.makeDirectory("log/index.csv");
-     }},
-    {"IndexPipe",
-     {3, 3, 3},
-     "",
-     [](const Test &test) {
-         test.writeLogWithout("index.csv");
-         test.makePipe("log/index.csv");
-     }},
-    {"IndexLinkInACircle",
-     {3, 3, 3},
-     "",
-     [](const Test &test) {
-         test.writeLogWithout("index.csv");
-         test.makeLink("index.csv", "log/index.csv");
-     }},
+    {"IndexDirectory", {3, 3, 3}, "", logWithDirectory("index.csv")},
+    {"IndexPipe", {3, 3, 3}, "", logWithPipe("index.csv")},
+    {"IndexLinkInACircle", {3, 3, 3}, "", logWithLink("index.csv", "index.csv")},
     // The files of the ring.
-    {"Gap", {0, 3, 3}, "", [](const Test &test) { test.writeLogWithout("1.csv"); }},
-    {"FilesOutOfView",
-     {0, 3, 3},
-     "",
-     [](const Test &test) {
-         test.writeLog();
-         test.writeIndex("0,1");
-     }},
+    {"Gap", {0, 3, 3}, "", logWithout("1.csv")},
+    {"FilesOutOfView", {0, 3, 3}, "", logWithIndex("0,1")},
     {"WrappedWithGaps",
      {0, 3, 3},
      "",
@@ -433,27 +388,9 @@ const std::vector<Kind> kinds = {
          test.write("log/1.csv", "");
          test.write("log/2.csv", "");
      }},
-    {"DirectoryForAFile",
-     {3, 3, 3},
-     "1.csv",
-     [](const Test &test) {
-         test.writeLogWithout("1.csv");
-         test.makeDirectory("log/1.csv");
-     }},
-    {"PipeForTheOldest",
-     {3, 3, 3},
-     "0.csv",
-     [](const Test &test) {
-         test.writeLogWithout("0.csv");
-         test.makePipe("log/0.csv");
-     }},
-    {"PipeForTheNewest",
-     {3, 3, 3},
-     "2.csv",
-     [](const Test &test) {
-         test.writeLogWithout("2.csv");
-         test.makePipe("log/2.csv");
-     }},
+    {"DirectoryForAFile", {3, 3, 3}, "1.csv", logWithDirectory("1.csv")},
+    {"PipeForTheOldest", {3, 3, 3}, "0.csv", logWithPipe("0.csv")},
+    {"PipeForTheNewest", {3, 3, 3}, "2.csv", logWithPipe("2.csv")},
     {"SocketForAFile",
      {3, 3, 3},
      "1.csv",
@@ -466,66 +403,21 @@ const std::vector<Kind> kinds = {
      "1.csv",
      [](const Test &test) {
          test.writeLogWithout("1.csv");
-         test.write("elsewhere", DirectoryMatrixTest::items(11, 20));
+         test.write("elsewhere", Test::items(11, 20));
          test.makeLink("../elsewhere", "log/1.csv");
      }},
-    {"LinkToAnEndlessDevice",
-     {3, 3, 3},
-     "1.csv",
-     [](const Test &test) {
-         test.writeLogWithout("1.csv");
-         test.makeLink("/dev/zero", "log/1.csv");
-     }},
-    {"DanglingLinkForAFile",
-     {0, 3, 3},
-     "1.csv",
-     [](const Test &test) {
-         test.writeLogWithout("1.csv");
-         test.makeLink("nowhere", "log/1.csv");
-     }},
+    {"LinkToAnEndlessDevice", {3, 3, 3}, "1.csv", logWithLink("1.csv", "/dev/zero")},
+    {"DanglingLinkForAFile", {0, 3, 3}, "1.csv", logWithLink("1.csv", "nowhere")},
     // Their lines.
-    {"TornEnd",
-     {0, 3, 3},
-     "",
-     [](const Test &test) {
-         test.writeLog();
-         test.write("log/2.csv", DirectoryMatrixTest::items(21, 22) + "1700000000,1");
-     }},
-    {"TornLine",
-     {3, 3, 3},
-     "1.csv",
-     [](const Test &test) {
-         test.writeLog();
-         test.write("log/1.csv", "170\n" + DirectoryMatrixTest::items(11, 12));
-     }},
-    {"Zeros",
-     {3, 3, 3},
-     "1.csv",
-     [](const Test &test) {
-         test.writeLog();
-         test.write("log/1.csv", std::string(5000, '\0') + DirectoryMatrixTest::items(11, 12));
-     }},
-    {"LongLine",
-     {3, 3, 3},
-     "1.csv",
-     [](const Test &test) {
-         test.writeLog();
-         test.write("log/1.csv", "1700000010,1,2," + std::string(100000, 'l') + "\n");
-     }},
-    {"Garbage",
-     {3, 3, 3},
-     "1.csv",
-     [](const Test &test) {
-         test.writeLog();
-         test.write("log/1.csv", kGarbage);
-     }},
+    {"TornEnd", {0, 3, 3}, "", logWith("2.csv", Test::items(21, 22) + "1700000000,1")},
+    {"TornLine", {3, 3, 3}, "1.csv", logWith("1.csv", "170\n" + Test::items(11, 12))},
+    {"Zeros", {3, 3, 3}, "1.csv", logWith("1.csv", std::string(5000, '\0') + Test::items(11, 12))},
+    {"LongLine", {3, 3, 3}, "1.csv", logWith("1.csv", "1700000010,1,2," + std::string(100000, 'l') + "\n")},
+    {"Garbage", {3, 3, 3}, "1.csv", logWith("1.csv", kGarbage)},
     {"HostileItems",
      {0, 0, 0},
      "",
-     [](const Test &test) {
-         test.writeLog();
-         test.write("log/1.csv", dataLine(kFirstTime + 10, 1, 2, "\x1b[2J\x07 \x9b \xff"));
-     }},
+     logWith("1.csv", dataLine(kFirstTime + 10, 1, 2, "\x1b[2J\x07 \x9b \xff"))},
     {"SparseFile",
      {3, 3, 3},
      "1.csv",
@@ -534,20 +426,11 @@ const std::vector<Kind> kinds = {
          fs::resize_file(test.path("log/1.csv"), static_cast<uintmax_t>(kSparseSize));
      }},
     // Names of levels and slots.
-    {"NamesPipe",
-     {3, 0, 0},
-     "jorn.names",
-     [](const Test &test) {
-         test.writeLog();
-         test.makePipe("log/jorn.names");
-     }},
+    {"NamesPipe", {3, 0, 0}, "jorn.names", logWithPipe("jorn.names")},
     {"NamesOfGarbage",
      {3, 0, 0},
      "jorn.names",
-     [](const Test &test) {
-         test.writeLog();
-         test.write("log/jorn.names", std::string("[levels]\n0 = ") + kGarbage);
-     }},
+     logWith("jorn.names", std::string("[levels]\n0 = ") + kGarbage)},
     {"NamesSparse",
      {0, 0, 0},
      "",
