@@ -15,18 +15,12 @@ namespace test {
 /// The number 1 item's time; items are a second apart.
 constexpr uint32_t kFirstTime = 1700000000;
 
-class DamagedLogTest : public ToolTest {
+class DamagedLogTest : public LogTest {
 protected:
-    DamagedLogTest() { makeDirectory("log"); }
-
     static std::string fileName(int position) { return "log/" + std::to_string(position) + ".csv"; }
 
     /// Lines of the items with these numbers.
     static std::string items(int first, int last);
-
-    void writeIndex(const std::string &positions) const {
-        write("log/index.csv", "version:1\n" + positions + "\n");
-    }
 
     /// Files with `count` items each, numbered on from file to file, the oldest first.
     void writeFiles(const std::vector<int> &positions, int count = 10, int firstNumber = 1) const;

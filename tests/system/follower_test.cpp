@@ -99,6 +99,15 @@ protected:
         writeIndex("0,2");
     }
 
+    /// A log to take the place of the one that is followed, with these files.
+    void makeCopy(const std::vector<std::string> &files) const {
+        makeDirectory("copy");
+        for (size_t number = 0; number < files.size(); ++number) {
+            write("copy/" + std::to_string(number) + ".csv", files[number]);
+        }
+        write("copy/index.csv", "version:1\n0," + std::to_string(files.size() - 1) + "\n");
+    }
+
     int stamps_ = 0;
     std::optional<Follower> follower_;
     std::vector<std::string> texts_;
@@ -410,10 +419,8 @@ TEST_F(FollowerTest, Step_LogRepaired_GoesOnBehindWhatItGave) {
     EXPECT_EQ(step().size(), 7U);
     // Read, but not yet by this step, when the repaired copy takes the place.
     append(1, line("late"));
-    fs::create_directory(path("copy"));
-    write("copy/index.csv", "version:1\n0,1\n");
-    write("copy/0.csv", line("a1") + line("a2") + line("a2"));
-    write("copy/1.csv", line("b1") + line("same") + line("same") + line("same") + line("late") + line("new"));
+    makeCopy({line("a1") + line("a2") + line("a2"),
+              line("b1") + line("same") + line("same") + line("same") + line("late") + line("new")});
     fs::rename(path("log"), path("backup"));
     fs::rename(path("copy"), path("log"));
     EXPECT_THAT(step(), ElementsAre("late", "new"));
@@ -427,9 +434,7 @@ TEST_F(FollowerTest, Step_RepairBringsBackHiddenItems_StillGoesOnBehindTheLastOn
     writeIndex("0,0");
     follow();
     step();
-    fs::create_directory(path("copy"));
-    write("copy/index.csv", "version:1\n0,0\n");
-    write("copy/0.csv", line("hidden") + line("a1") + line("a2") + line("new"));
+    makeCopy({line("hidden") + line("a1") + line("a2") + line("new")});
     fs::rename(path("log"), path("backup"));
     EXPECT_THAT(step(Follower::State::Pending), IsEmpty());
     fs::rename(path("copy"), path("log"));
@@ -443,9 +448,7 @@ TEST_F(FollowerTest, Step_RepairLeavesOutTheEmptyNewestFile_RepeatsNothing) {
     writeIndex("0,1");
     follow(0);
     step();
-    fs::create_directory(path("copy"));
-    write("copy/index.csv", "version:1\n0,0\n");
-    write("copy/0.csv", line("a1") + line("a2") + line("new"));
+    makeCopy({line("a1") + line("a2") + line("new")});
     fs::rename(path("log"), path("backup"));
     fs::rename(path("copy"), path("log"));
     EXPECT_THAT(step(), ElementsAre("new"));

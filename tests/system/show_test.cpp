@@ -21,14 +21,8 @@ using ::testing::IsEmpty;
 
 /// 2023-11-15 00:00:00 UTC.
 
-class ShowTest : public ToolTest {
+class ShowTest : public LogTest {
 protected:
-    ShowTest() { makeDirectory("log"); }
-
-    void writeIndex(const std::string &positions) const {
-        write("log/index.csv", "version:1\n" + positions + "\n");
-    }
-
     /// Three days, all levels, two slots.
     void writeMixed() const {
         writeIndex("0,2");

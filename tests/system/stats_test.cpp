@@ -17,14 +17,8 @@ using ::testing::Not;
 
 /// 2023-11-15 00:00:00 UTC.
 
-class StatsTest : public ToolTest {
+class StatsTest : public LogTest {
 protected:
-    StatsTest() { makeDirectory("log"); }
-
-    void writeIndex(const std::string &positions) const {
-        write("log/index.csv", "version:1\n" + positions + "\n");
-    }
-
     /// A ring of three files that has come round.
     void writeRing() const {
         writeIndex("1,0");

@@ -106,6 +106,16 @@ protected:
     std::string root_;
 };
 
+/// A log in "log", written by hand.
+class LogTest : public ToolTest {
+protected:
+    LogTest() { makeDirectory("log"); }
+
+    void writeIndex(const std::string &positions) const {
+        write("log/index.csv", "version:1\n" + positions + "\n");
+    }
+};
+
 /// "prefix1\n" to "prefixN\n", numbers padded with zeros to one width.
 std::string numberedLines(const std::string &prefix, int count);
 std::string numberedText(const std::string &prefix, int number);
