@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <stdio.h>
 #include <time.h>
 
 #include <CLI/App.hpp>
 #include <algorithm>
-#include <array>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <vector>

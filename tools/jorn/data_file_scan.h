@@ -5,7 +5,6 @@
 
 #include <stdint.h>
 
-#include <string>
 #include <string_view>
 #include <vector>
 

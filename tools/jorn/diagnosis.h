@@ -3,7 +3,6 @@
 #ifndef JORN_TOOLS_DIAGNOSIS_H
 #define JORN_TOOLS_DIAGNOSIS_H
 
-#include <array>
 #include <functional>
 #include <map>
 #include <optional>

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk_usage.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include "module_limits.h"

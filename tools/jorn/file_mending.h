@@ -3,8 +3,6 @@
 #ifndef JORN_TOOLS_FILE_MENDING_H
 #define JORN_TOOLS_FILE_MENDING_H
 
-#include <stdint.h>
-
 namespace tool {
 
 /// Copies every item and blank line as it is. Zeros at the start of a line and lines that hold no item are

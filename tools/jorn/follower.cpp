@@ -2,7 +2,6 @@
 #include "follower.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>

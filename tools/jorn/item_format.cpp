@@ -37,6 +37,18 @@ const char *colorOf(int32_t level) {
                                                                      : kCommon;
 }
 
+/// The text as one field of a CSV line by RFC 4180: quoted where it must be.
+std::string csvField(const std::string &text) {
+    if (text.find_first_of(",\"\r\n") == std::string::npos) {
+        return text;
+    }
+    std::string field = "\"";
+    for (const char c : text) {
+        field.append(c == '"' ? 2 : 1, c);
+    }
+    return field + "\"";
+}
+
 }  // namespace
 
 std::vector<std::string> itemFormNames() { return namesOf(kForms); }
@@ -115,17 +127,6 @@ std::string ItemFormatter::formatJson(const Item &item) {
 std::string colored(const std::string &line, int32_t level) {
     const std::string color = colorOf(level);
     return colored(line, color);
-}
-
-std::string csvField(const std::string &text) {
-    if (text.find_first_of(",\"\r\n") == std::string::npos) {
-        return text;
-    }
-    std::string field = "\"";
-    for (const char c : text) {
-        field.append(c == '"' ? 2 : 1, c);
-    }
-    return field + "\"";
 }
 
 std::string base64(std::string_view bytes) {

@@ -57,9 +57,6 @@ private:
     TimeFormatter time_;
 };
 
-/// The text as one field of a CSV line by RFC 4180: quoted where it must be.
-std::string csvField(const std::string &text);
-
 /// The line in the colour of a level, for a terminal.
 std::string colored(const std::string &line, int32_t level);
 

@@ -76,7 +76,6 @@ bool ItemScanner::scanFile(size_t index, Order order, const Sink &sink, uint64_t
     if (!file.file.isOpen()) {
         return true;
     }
-    ++filesRead_;
     SegmentReader reader(file.file.get(), file.size, order, begin);
     SegmentFilter filter(file, &filter_);
     const auto pass = [&](const Match &match) {

@@ -41,9 +41,6 @@ public:
     using Watch = std::function<bool(uint64_t bytes)>;
     void setWatch(Watch watch) { watch_ = std::move(watch); }
 
-    /// Files that were read at least in part.
-    size_t filesRead() const { return filesRead_; }
-
     /// What a writer has taken away under the scan, one text a file: it started the file afresh, and the
     /// items that were not read before that are left out.
     const std::vector<std::string> &losses() const { return losses_; }
@@ -57,7 +54,6 @@ private:
     PieceFilter filter_;
     DamageLog *damage_;
     Watch watch_;
-    size_t filesRead_ = 0;
     uint64_t bytesRead_ = 0;
     std::vector<std::string> losses_;
 };

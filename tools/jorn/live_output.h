@@ -24,9 +24,6 @@ public:
     /// Writes what was taken. False when the output has ended.
     bool flush();
 
-    /// Whether a stop signal ended it.
-    bool isStopped() const { return isStopped_; }
-
 private:
     bool waitUntilWritable();
     size_t writeSome(std::string_view text);

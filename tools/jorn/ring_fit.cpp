@@ -2,7 +2,6 @@
 #include "ring_fit.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>

@@ -41,6 +41,14 @@ bool canBeRead(const StoreDirectory &directory, const char *name) {
     }
 }
 
+std::string describeIndex(const StoreDirectory &directory, const RingSurvey &survey) {
+    if (survey.index) {
+        return canBeRead(directory, kIndexName) ? kIndexName : "index.bak, for want of index.csv";
+    }
+    const bool hasAny = isThere(directory, kIndexName) || isThere(directory, kIndexBackupName);
+    return hasAny ? "cannot be used; see jorn check" : "missing";
+}
+
 }  // namespace
 
 void ItemSpan::add(uint32_t time) { add(ItemSpan{1, time, time}); }
@@ -70,14 +78,6 @@ uint64_t LevelTable::totalOfLevel(size_t level) const {
 uint64_t LevelTable::totalOfSlot(size_t slot) const {
     return std::accumulate(cells.begin(), cells.end(), uint64_t{0},
                            [slot](uint64_t sum, const auto &level) { return sum + level[slot]; });
-}
-
-std::string describeIndex(const StoreDirectory &directory, const RingSurvey &survey) {
-    if (survey.index) {
-        return canBeRead(directory, kIndexName) ? kIndexName : "index.bak, for want of index.csv";
-    }
-    const bool hasAny = isThere(directory, kIndexName) || isThere(directory, kIndexBackupName);
-    return hasAny ? "cannot be used; see jorn check" : "missing";
 }
 
 RingStats statsOf(const RingView &view, const ItemFilter &filter, DamageLog *damage) {

@@ -45,11 +45,8 @@ struct LevelTable {
     uint64_t totalOfSlot(size_t slot) const;
 };
 
-/// The index's name and what is to be said of it; see docs/formats.md.
-std::string describeIndex(const StoreDirectory &directory, const RingSurvey &survey);
-
 struct RingStats {
-    std::string index;
+    std::string index;  ///< Its name and what is to be said of it.
     int ringSize = 0;
     bool isRingSizeKnown = false;  ///< Else it is the least that it can be.
     int oldest = 0;                ///< Positions.

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <string>
 
-#include "failure.h"
 #include "module_limits.h"
 #include "regular_file.h"
 #include "stream.h"

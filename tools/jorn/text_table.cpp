@@ -8,6 +8,12 @@ namespace {
 
 constexpr char kBetween[] = "  ";
 
+/// Of a text of UTF-8.
+size_t characterCount(const std::string &text) {
+    return static_cast<size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
+}
+
 std::vector<size_t> widthsOf(const TableRows &rows) {
     std::vector<size_t> widths;
     for (const std::vector<std::string> &row : rows) {
@@ -34,11 +40,6 @@ std::vector<std::string> tableLines(const TableRows &rows) {
         lines.push_back(line.substr(0, line.find_last_not_of(' ') + 1));
     }
     return lines;
-}
-
-size_t characterCount(const std::string &text) {
-    return static_cast<size_t>(std::count_if(
-        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
 }
 
 }  // namespace tool

@@ -16,9 +16,6 @@ using TableRows = std::vector<std::vector<std::string>>;
 /// A line for each row, without line feed: the first cells begin in one column, the others end in one.
 std::vector<std::string> tableLines(const TableRows &rows);
 
-/// Characters of a text of UTF-8.
-size_t characterCount(const std::string &text);
-
 }  // namespace tool
 
 #endif
