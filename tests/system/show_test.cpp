@@ -179,6 +179,10 @@ TEST_F(ShowTest, Show_JsonOfBytesThatAreNoUtf8_ReplacedAndKept) {
               "\"text\":\"a\xef\xbf\xbd\\u001b\",\"text_base64\":\"Yf8b\"}\n");
     EXPECT_THAT(jorn({"show", "log", "--utc", "-o", "json", "--escape"}).out,
                 HasSubstr("\"a\\ufffd\\u001b\""));
+    write("log/0.csv", dataLine(kMidnight, 1, 5, "\xff") + dataLine(kMidnight, 1, 5, "a\xff"));
+    const std::string padded = jorn({"show", "log", "-o", "json"}).out;
+    EXPECT_THAT(padded, HasSubstr("\"text_base64\":\"/w==\"}\n"));
+    EXPECT_THAT(padded, HasSubstr("\"text_base64\":\"Yf8=\"}\n"));
 }
 
 constexpr char kNames[] = "; of the door unit\n[levels]\n0 = error\n1 = warning\n[slots]\n5 = door\n";

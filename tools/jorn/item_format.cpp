@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <nlohmann/json.hpp>
+#include <string_view>
 
 #include "color.h"
 #include "escape.h"
@@ -47,6 +48,22 @@ std::string csvField(const std::string &text) {
         field.append(c == '"' ? 2 : 1, c);
     }
     return field + "\"";
+}
+
+std::string base64(std::string_view bytes) {
+    constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    for (size_t i = 0; i < bytes.size(); i += 3) {
+        const size_t count = std::min<size_t>(3, bytes.size() - i);
+        uint32_t group = 0;
+        for (size_t k = 0; k < 3; ++k) {
+            group = group << 8 | (k < count ? static_cast<unsigned char>(bytes[i + k]) : 0U);
+        }
+        for (size_t k = 0; k < 4; ++k) {
+            text += k <= count ? kDigits[group >> (18 - 6 * k) & 0x3f] : '=';
+        }
+    }
+    return text;
 }
 
 }  // namespace
@@ -127,22 +144,6 @@ std::string ItemFormatter::formatJson(const Item &item) {
 std::string colored(const std::string &line, int32_t level) {
     const std::string color = colorOf(level);
     return colored(line, color);
-}
-
-std::string base64(std::string_view bytes) {
-    constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string text;
-    for (size_t i = 0; i < bytes.size(); i += 3) {
-        const size_t count = std::min<size_t>(3, bytes.size() - i);
-        uint32_t group = 0;
-        for (size_t k = 0; k < 3; ++k) {
-            group = group << 8 | (k < count ? static_cast<unsigned char>(bytes[i + k]) : 0U);
-        }
-        for (size_t k = 0; k < 4; ++k) {
-            text += k <= count ? kDigits[group >> (18 - 6 * k) & 0x3f] : '=';
-        }
-    }
-    return text;
 }
 
 }  // namespace tool

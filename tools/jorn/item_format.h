@@ -11,7 +11,6 @@
 #define JORN_TOOLS_ITEM_FORMAT_H
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "item.h"
@@ -59,8 +58,6 @@ private:
 
 /// The line in the colour of a level, for a terminal.
 std::string colored(const std::string &line, int32_t level);
-
-std::string base64(std::string_view bytes);
 
 }  // namespace tool
 
