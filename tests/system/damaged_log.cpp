@@ -70,13 +70,7 @@ std::string DamagedLogTest::items(int first, int last) {
     return lines;
 }
 
-std::vector<std::string> itemTexts(int first, int last) {
-    std::vector<std::string> texts;
-    for (int number = first; number <= last; ++number) {
-        texts.push_back(numberedText("item", number));
-    }
-    return texts;
-}
+std::vector<std::string> itemTexts(int first, int last) { return numberedTexts("item", first, last); }
 
 void DamagedLogTest::writeFiles(const std::vector<int> &positions, int count, int firstNumber) const {
     for (const int position : positions) {

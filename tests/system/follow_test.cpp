@@ -125,11 +125,7 @@ protected:
     }
 
     static std::vector<std::string> numbered(int first, int count) {
-        std::vector<std::string> texts;
-        for (int number = first; number < first + count; ++number) {
-            texts.push_back(numberedText("line", number));
-        }
-        return texts;
+        return numberedTexts("line", first, first + count - 1);
     }
 
     static std::string joined(const std::vector<std::string> &texts) {

@@ -62,14 +62,6 @@ protected:
         return all;
     }
 
-    static std::vector<std::string> numbered(const std::string &prefix, int count, int first = 1) {
-        std::vector<std::string> all;
-        for (int number = first; number < first + count; ++number) {
-            all.push_back(numberedText(prefix, number));
-        }
-        return all;
-    }
-
     /// As the store does it: the former index becomes the backup, and goes when the new one is written.
     void writeIndex(const std::string &positions) const {
         if (exists("log/index.csv")) {
@@ -180,7 +172,7 @@ TEST_F(FollowerTest, Step_RingMovesOn_FinishesTheFormerFileFirst) {
     append(2, lines("c", kFull - 3, 4));
     start(0, line("d1"));
     writeIndex("1,0");
-    std::vector<std::string> expected = numbered("c", kFull - 3, 4);
+    std::vector<std::string> expected = numberedTexts("c", 4, kFull);
     expected.emplace_back("d1");
     EXPECT_EQ(step(), expected);
     append(0, line("d2"));
@@ -336,7 +328,7 @@ TEST_F(FollowerTest, Step_ClearedAndWrittenBeyondItsFormerSize_IsSeenAsNew) {
     step();
     writeIndex("0,0");
     start(0, lines("c", 200));
-    EXPECT_EQ(step(), numbered("c", 200));
+    EXPECT_EQ(step(), numberedTexts("c", 1, 200));
 }
 
 TEST_F(FollowerTest, Step_ClearedAndStartedAnew_SkipsWhatTheNextFileHeldBefore) {
@@ -478,9 +470,9 @@ TEST_F(FollowerTest, Step_FilesReplacedByLongerCopies_GivesWhatIsNew) {
     step();
     write("log/0.tmp", lines("a", 5));
     fs::rename(path("log/0.tmp"), path("log/0.csv"));
-    EXPECT_EQ(step(), numbered("a", 2, 4));
+    EXPECT_EQ(step(), numberedTexts("a", 4, 5));
     append(0, lines("a", 1, 6));
-    EXPECT_EQ(step(), numbered("a", 1, 6));
+    EXPECT_EQ(step(), numberedTexts("a", 6, 6));
 }
 
 TEST_F(FollowerTest, Step_NewestFileDeleted_RepeatsNothing) {

@@ -35,14 +35,6 @@ protected:
         return all;
     }
 
-    static std::vector<std::string> numbered(const std::string &prefix, int first, int last) {
-        std::vector<std::string> texts;
-        for (int number = first; number <= last; ++number) {
-            texts.push_back(numberedText(prefix, number));
-        }
-        return texts;
-    }
-
     /// Texts of all pages of `show`, oldest first.
     std::vector<std::string> shownOldestFirst(int pages) const {
         std::vector<std::string> all;
@@ -68,7 +60,7 @@ protected:
 TEST_F(RecordRingTest, Record_12000LinesInto2Files_KeepsTheNewest) {
     ASSERT_EQ(record(numberedLines("line", 12000), {"--files", "2"}).status, 0);
     EXPECT_EQ(read("log/index.csv"), "version:1\n1,0\n");
-    EXPECT_EQ(textsOf({1, 0}), numbered("line", kFull, 12000));
+    EXPECT_EQ(textsOf({1, 0}), numberedTexts("line", kFull, 12000));
     EXPECT_FALSE(exists("log/2.csv"));
     EXPECT_FALSE(exists("log/index.bak"));
 }
@@ -80,7 +72,7 @@ TEST_F(RecordRingTest, Record_123456LinesIntoLargeRing_LosesNone) {
     for (int position = 0; position <= kLines / kFull; ++position) {
         positions.push_back(position);
     }
-    EXPECT_EQ(textsOf(positions), numbered("line", 1, kLines));
+    EXPECT_EQ(textsOf(positions), numberedTexts("line", 1, kLines));
     EXPECT_EQ(read("log/index.csv"), "version:1\n0,24\n");
 }
 
@@ -96,17 +88,17 @@ TEST_F(RecordRingTest, Show_PagesOfARotatedRing_AreThoseOfTheInput) {
         std::reverse(texts.begin(), texts.end());
         return texts;
     };
-    EXPECT_EQ(page(1), numbered("line", kLines - 19, kLines));
+    EXPECT_EQ(page(1), numberedTexts("line", kLines - 19, kLines));
     // The newest file holds one item: pages 1 and 251 lie over the seam of two files.
-    EXPECT_EQ(page(250), numbered("line", kLines - 4999, kLines - 4980));
-    EXPECT_EQ(page(251), numbered("line", kLines - 5019, kLines - 5000));
-    EXPECT_EQ(page(376), numbered("line", kLines - 7519, kLines - 7500));
-    EXPECT_EQ(page(751), numbered("line", kLines - kKept + 1, kLines - kKept + 1));
+    EXPECT_EQ(page(250), numberedTexts("line", kLines - 4999, kLines - 4980));
+    EXPECT_EQ(page(251), numberedTexts("line", kLines - 5019, kLines - 5000));
+    EXPECT_EQ(page(376), numberedTexts("line", kLines - 7519, kLines - 7500));
+    EXPECT_EQ(page(751), numberedTexts("line", kLines - kKept + 1, kLines - kKept + 1));
 }
 
 TEST_F(RecordRingTest, Show_EveryPageOfSmallPages_GivesEveryItemOnce) {
     ASSERT_EQ(record(numberedLines("line", 130), {"--files", "2"}).status, 0);
-    EXPECT_EQ(shownOldestFirst(7), numbered("line", 1, 130));
+    EXPECT_EQ(shownOldestFirst(7), numberedTexts("line", 1, 130));
 }
 
 TEST_F(RecordRingTest, Record_NoFilesOption_KeepsSizeOfRingThatCameRound) {

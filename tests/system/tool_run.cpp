@@ -302,6 +302,14 @@ std::string numberedText(const std::string &prefix, int number) {
     return prefix + digits;
 }
 
+std::vector<std::string> numberedTexts(const std::string &prefix, int first, int last) {
+    std::vector<std::string> texts;
+    for (int number = first; number <= last; ++number) {
+        texts.push_back(numberedText(prefix, number));
+    }
+    return texts;
+}
+
 std::string numberedLines(const std::string &prefix, int count) {
     std::string lines;
     for (int number = 1; number <= count; ++number) {

@@ -119,6 +119,7 @@ protected:
 /// "prefix1\n" to "prefixN\n", numbers padded with zeros to one width.
 std::string numberedLines(const std::string &prefix, int count);
 std::string numberedText(const std::string &prefix, int number);
+std::vector<std::string> numberedTexts(const std::string &prefix, int first, int last);
 
 /// One line of a data file.
 std::string dataLine(uint32_t time, int level, int slot, const std::string &text);
