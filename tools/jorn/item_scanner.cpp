@@ -6,51 +6,6 @@
 #include <algorithm>
 
 namespace tool {
-namespace {
-
-/// A line of a segment that passed the filter.
-struct Match {
-    std::string_view piece;
-    uint64_t offset = 0;
-    LineNumbers numbers;
-};
-
-/// Finds the matches of one segment after the other; its list is used again for each.
-class SegmentFilter {
-public:
-    SegmentFilter(const RingFile &file, PieceFilter *filter) : file_(file), filter_(filter) {}
-
-    const std::vector<Match> &matchesIn(const Segment &segment) {
-        matches_.clear();
-        filter_->enter(segment.bytes);
-        forEachPiece(segment.bytes, [&](std::string_view piece, size_t offset) {
-            take(piece, segment.offset + offset);
-            return true;
-        });
-        return matches_;
-    }
-
-    const BadLines &badLines() const { return badLines_; }
-
-private:
-    void take(std::string_view piece, uint64_t offset) {
-        LineNumbers numbers;
-        const LineKind kind = readNumbers(piece, &numbers);
-        if (kind == LineKind::Damaged && !isBeingWritten(file_, piece, offset)) {
-            badLines_.add(offset);
-        }
-        if (kind == LineKind::Item && filter_->passes(piece, numbers)) {
-            matches_.push_back({piece, offset, numbers});
-        }
-    }
-
-    const RingFile &file_;
-    PieceFilter *filter_;
-    std::vector<Match> matches_;
-    BadLines badLines_;
-};
-
-}  // namespace
 
 void noteReadingEnd(const RingFile &file, const SegmentReader &reader, const BadLines &badLines,
                     DamageLog *damage) {
@@ -77,21 +32,24 @@ bool ItemScanner::scanFile(size_t index, Order order, const Sink &sink, uint64_t
         return true;
     }
     SegmentReader reader(file.file.get(), file.size, order, begin);
-    SegmentFilter filter(file, &filter_);
-    const auto pass = [&](const Match &match) {
-        Item item = readItem(match.piece, match.numbers);
+    const auto pass = [&](const ItemLine &line) {
+        Item item = readItem(line.piece, line.numbers);
         item.fileIndex = index;
-        item.offset = match.offset;
+        item.offset = line.offset;
         return sink(item);
     };
+    BadLines badLines;
+    std::vector<ItemLine> matches;
     bool isWanted = true;
     for (Segment segment; isWanted && nextSegment(file, &reader, &segment);) {
-        const std::vector<Match> &matches = filter.matchesIn(segment);
+        matches.clear();
+        forEachMatch(file, segment, &filter_, &badLines,
+                     [&](const ItemLine &line) { matches.push_back(line); });
         isWanted = order == Order::OldestFirst ? std::all_of(matches.begin(), matches.end(), pass)
                                                : std::all_of(matches.rbegin(), matches.rend(), pass);
         isWanted = isWanted && isGoingOn(segment.bytes.size());
     }
-    noteReadingEnd(file, reader, filter.badLines(), damage_);
+    noteReadingEnd(file, reader, badLines, damage_);
     return isWanted;
 }
 

@@ -67,30 +67,41 @@ inline bool isBeingWritten(const RingFile &file, std::string_view piece, uint64_
     return file.isNewest && piece.back() != '\n' && offset + piece.size() == file.size;
 }
 
-/// Calls take(numbers) for every item of a file that passes, the oldest first; a null filter lets all pass.
-/// Returns false when the file could not be read to its end.
+/// A line that is an item. Good as long as its segment is.
+struct ItemLine {
+    std::string_view piece;
+    uint64_t offset = 0;  ///< In its file.
+    LineNumbers numbers;
+};
+
+/// Calls take(line) for every item of a segment that passes, the oldest first.
+template <class Take>
+void forEachMatch(const RingFile &file, const Segment &segment, PieceFilter *filter, BadLines *badLines,
+                  const Take &take) {
+    filter->enter(segment.bytes);
+    forEachPiece(segment.bytes, [&](std::string_view piece, size_t begin) {
+        ItemLine line{piece, segment.offset + begin, {}};
+        const LineKind kind = readNumbers(piece, &line.numbers);
+        if (kind == LineKind::Item && filter->passes(piece, line.numbers)) {
+            take(line);
+        } else if (kind == LineKind::Damaged && !isBeingWritten(file, piece, line.offset)) {
+            badLines->add(line.offset);
+        }
+        return true;
+    });
+}
+
+/// Calls take(numbers) for every item of a file that passes, the oldest first. Returns false when the file
+/// could not be read to its end.
 template <class Take>
 bool forEachItemLine(const RingFile &file, PieceFilter *filter, DamageLog *damage, const Take &take) {
     if (!file.file.isOpen()) {
         return false;
     }
     SegmentReader reader(file.file.get(), file.size, Order::OldestFirst);
-    Segment segment;
     BadLines badLines;
-    while (reader.next(&segment)) {
-        if (filter != nullptr) {
-            filter->enter(segment.bytes);
-        }
-        forEachPiece(segment.bytes, [&](std::string_view piece, size_t offset) {
-            LineNumbers numbers;
-            const LineKind kind = readNumbers(piece, &numbers);
-            if (kind == LineKind::Item && (filter == nullptr || filter->passes(piece, numbers))) {
-                take(numbers);
-            } else if (kind == LineKind::Damaged && !isBeingWritten(file, piece, segment.offset + offset)) {
-                badLines.add(segment.offset + offset);
-            }
-            return true;
-        });
+    for (Segment segment; reader.next(&segment);) {
+        forEachMatch(file, segment, filter, &badLines, [&](const ItemLine &line) { take(line.numbers); });
     }
     noteReadingEnd(file, reader, badLines, damage);
     return reader.error() == 0;
