@@ -36,8 +36,7 @@ void fold(const LineNumbers &item, FileDigest *digest) {
 }  // namespace
 
 FileDigest digestOf(const RingFile &file, DamageLog *damage) {
-    const ItemFilter everything;
-    PieceFilter filter(everything);
+    EveryPiece filter;
     FileDigest digest;
     digest.isReadable =
         forEachItemLine(file, &filter, damage, [&digest](const LineNumbers &item) { fold(item, &digest); });

@@ -75,8 +75,8 @@ struct ItemLine {
 };
 
 /// Calls take(line) for every item of a segment that passes, the oldest first.
-template <class Take>
-void forEachMatch(const RingFile &file, const Segment &segment, PieceFilter *filter, BadLines *badLines,
+template <class Filter, class Take>
+void forEachMatch(const RingFile &file, const Segment &segment, Filter *filter, BadLines *badLines,
                   const Take &take) {
     filter->enter(segment.bytes);
     forEachPiece(segment.bytes, [&](std::string_view piece, size_t begin) {
@@ -93,8 +93,8 @@ void forEachMatch(const RingFile &file, const Segment &segment, PieceFilter *fil
 
 /// Calls take(numbers) for every item of a file that passes, the oldest first. Returns false when the file
 /// could not be read to its end.
-template <class Take>
-bool forEachItemLine(const RingFile &file, PieceFilter *filter, DamageLog *damage, const Take &take) {
+template <class Filter, class Take>
+bool forEachItemLine(const RingFile &file, Filter *filter, DamageLog *damage, const Take &take) {
     if (!file.file.isOpen()) {
         return false;
     }

@@ -64,7 +64,7 @@ bool PieceReader::next(Piece *piece) {
         piece->kind = PieceKind::Zeros;
         piece->bytes = unread().substr(0, zeros);
     } else {
-        piece->bytes = firstPiece(unread());
+        piece->bytes = unread().substr(0, pieceLength(unread().data(), unread().size()));
         piece->kind = kindOf(piece->bytes, &piece->numbers);
     }
     begin_ += piece->bytes.size();

@@ -38,12 +38,12 @@ std::string_view textIn(std::string_view piece);
 /// The item of a record that the module filled with UTC as its local time.
 Item itemOfRecord(const JORN_LOG_DISP &record);
 
-/// The first piece of bytes that begin where one begins, as the module's reader cuts it: a line with its line
-/// feed, or what fits the reader's buffer of a longer one.
-inline std::string_view firstPiece(std::string_view bytes) {
-    const size_t most = std::min(jorn::kLineMax, bytes.size());
-    const auto *const feed = static_cast<const char *>(memchr(bytes.data(), '\n', most));
-    return bytes.substr(0, feed == nullptr ? most : static_cast<size_t>(feed - bytes.data()) + 1);
+/// Length of the first piece of bytes that begin where one begins, as the module's reader cuts it: a line
+/// with its line feed, or what fits the reader's buffer of a longer one.
+inline size_t pieceLength(const char *bytes, size_t size) {
+    const size_t most = std::min(jorn::kLineMax, size);
+    const auto *const feed = static_cast<const char *>(memchr(bytes, '\n', most));
+    return feed == nullptr ? most : static_cast<size_t>(feed - bytes) + 1;
 }
 
 /// A piece of a damaged line can lack its line feed.
@@ -56,11 +56,12 @@ inline std::string_view withoutLineFeed(std::string_view piece) {
 template <class Take>
 bool forEachPiece(std::string_view bytes, const Take &take) {
     for (size_t offset = 0; offset < bytes.size();) {
-        const std::string_view piece = firstPiece(bytes.substr(offset));
-        if (!take(piece, offset)) {
+        const char *const begin = bytes.data() + offset;
+        const size_t length = pieceLength(begin, bytes.size() - offset);
+        if (!take(std::string_view(begin, length), offset)) {
             return false;
         }
-        offset += piece.size();
+        offset += length;
     }
     return true;
 }
