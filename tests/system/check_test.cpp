@@ -164,6 +164,12 @@ TEST_F(CheckTest, Check_DamagedLines_ToldWithTheirOffset) {
                    "log/0.csv:64: warning: 3000 zero bytes hide", "(0 errors, 2 warnings, 0 notes)"});
 }
 
+TEST_F(CheckTest, Check_BlankLines_AreNothingToTell) {
+    write(fileName(0), items(1, 1) + "\n\r\n" + items(2, 2));
+    writeIndex("0,0");
+    expectTold(0, {"log: sound (0 errors, 0 warnings, 0 notes)\n"});
+}
+
 TEST_F(CheckTest, Check_OddItems_Notes) {
     write(fileName(0), "x,y,z,text\n" + items(1, 1) + dataLine(kFirstTime, 9, 0, "level") +
                            dataLine(kFirstTime, 0, 12, "slot") + "1700000000,1,2,a" + std::string(1, '\0') +

@@ -307,6 +307,14 @@ TEST_F(RepairTest, Repair_DamagedLines_EveryItemKeptTheRestListed) {
     EXPECT_EQ(read("backup/torn-2.txt"), "");
 }
 
+TEST_F(RepairTest, Repair_BlankLinesBesideDamagedOne_AreKept) {
+    write(fileName(0), items(1, 1) + "\n\r\n17000,\n" + items(2, 2));
+    writeIndex("0,0");
+    repairWhole();
+    EXPECT_EQ(read(fileName(0)), items(1, 1) + "\n\r\n" + items(2, 2));
+    EXPECT_EQ(itemsSeenByStore(2), 2);
+}
+
 TEST_F(RepairTest, Repair_LongLine_PiecesThatCountAreKept) {
     const std::string longItem = "1700000000,1,2," + std::string(400, 'x') + "\n";
     write(fileName(0), items(1, 1) + longItem + items(2, 2));
