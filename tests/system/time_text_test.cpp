@@ -206,6 +206,14 @@ TEST(FormatTime, Forms_AsDocumented) {
     EXPECT_EQ(TimeFormatter(TimeForm::Iso, true).format(UINT32_MAX), "2106-02-07T06:28:15Z");
 }
 
+TEST(FormatTime, IsoWhereClocksAreSecondsOff_StillTellsTheSecond) {
+    const Zone zone("XYZ0:44:30");
+    const std::string text = TimeFormatter(TimeForm::Iso, false).format(0);
+    EXPECT_EQ(text, "1969-12-31T23:16:00-00:44");
+    EXPECT_EQ(parseTime(text, kNow, Bound::Since), 0U);
+    EXPECT_EQ(TimeFormatter(TimeForm::Plain, false).format(0), "1969-12-31 23:15:30");
+}
+
 TEST(FormatTime, AnotherSecond_AnotherText) {
     const Zone zone("UTC0");
     TimeFormatter formatter(TimeForm::Plain, true);

@@ -244,6 +244,17 @@ std::string zoneText(int64_t offset) {
     return text.data();
 }
 
+/// The local time by the offset of whole minutes that is written behind it. A few clocks have been seconds
+/// off.
+tm withWrittenOffset(const tm &local, time_t second) {
+    const int64_t offset = local.tm_gmtoff / 60 * 60;
+    const time_t shifted = second + static_cast<time_t>(offset);
+    tm date = {};
+    gmtime_r(&shifted, &date);
+    date.tm_gmtoff = static_cast<decltype(date.tm_gmtoff)>(offset);
+    return date;
+}
+
 }  // namespace
 
 void useUtc() {
@@ -294,7 +305,11 @@ const std::string &TimeFormatter::format(int64_t second) {
     if (last_ != second) {
         const time_t time = second;
         tm date = {};
-        text_ = localtime_r(&time, &date) != nullptr ? compose(date) : "-";
+        const bool isDate = localtime_r(&time, &date) != nullptr;
+        if (isDate && form_ == TimeForm::Iso && date.tm_gmtoff % 60 != 0) {
+            date = withWrittenOffset(date, time);
+        }
+        text_ = isDate ? compose(date) : "-";
         last_ = second;
     }
     return text_;
