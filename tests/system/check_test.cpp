@@ -35,8 +35,11 @@ protected:
     }
 };
 
-TEST_F(CheckTest, Check_EmptyDirectory_Sound) {
-    expectTold(0, {"log: sound (0 errors, 0 warnings, 0 notes)\n"});
+TEST_F(CheckTest, Check_NoLogInTheDirectory_SoundWithANote) {
+    write("log/readme.txt", "not here\n");
+    expectTold(
+        0, {"log: note: holds no log, neither an index nor a data file; is the log in another directory?\n",
+            "log: sound (0 errors, 0 warnings, 1 note)\n"});
 }
 
 TEST_F(CheckTest, Check_WholeRing_Sound) {
@@ -76,6 +79,12 @@ TEST_F(CheckTest, Check_IndexPartial_Error) {
     writeFiles({0, 1});
     write("log/index.csv", "version:1\n0,1");
     expectTold(3, {"log/index.csv:13: error: is not a whole index: \"version:1\\x0a0,1\""});
+}
+
+TEST_F(CheckTest, Check_IndexWhoseSecondNumberTheStoreDoesNotReach_Error) {
+    writeFiles({0, 1});
+    write("log/index.csv", "version:1\n0 ,1\n");
+    expectTold(3, {"is not a whole index: \"version:1\\x0a0 ,1\\x0a\""});
 }
 
 TEST_F(CheckTest, Check_IndexOfAnotherVersion_Error) {

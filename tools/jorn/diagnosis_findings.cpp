@@ -86,6 +86,9 @@ private:
         } else if (diagnosis_.look.highestFile() >= 0) {
             add(Severity::Error, "index-missing", kIndexName, 0,
                 "is missing: the store's next start would begin anew at 0.csv", kRepair);
+        } else if (!diagnosis_.look.backup.entry.isPresent()) {
+            add(Severity::Note, "no-log", "", 0, "holds no log, neither an index nor a data file",
+                "is the log in another directory?");
         }
     }
 

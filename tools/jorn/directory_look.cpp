@@ -86,8 +86,7 @@ std::optional<IndexPositions> IndexEntry::positions() const {
     int oldest = 0;
     int latest = 0;
     char lineEnd = 0;
-    const int converted =
-        sscanf(text.c_str(), "version:%8d %8d ,%8d%c", &version, &oldest, &latest, &lineEnd);
+    const int converted = sscanf(text.c_str(), "version:%8d %8d,%8d%c", &version, &oldest, &latest, &lineEnd);
     if (converted != 4 || version != jorn::kIndexVersion || (lineEnd != '\n' && lineEnd != '\r')) {
         return std::nullopt;
     }
