@@ -18,6 +18,7 @@ using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 /// 2023-11-15 00:00:00 UTC.
 
@@ -556,6 +557,47 @@ TEST_F(ShowTest, Show_OnTerminal_GoesThroughThePager) {
     EXPECT_EQ(shownOnTerminal(path("log"), "text", "true"), "page 1 of 1 (1 item)\r\n");
 }
 
+TEST_F(ShowTest, Show_PagerThatCannotBeStarted_ExitWith4) {
+    writeMixed();
+    Setting setting;
+    setting.variables = {{"JORN_PAGER", path("missing")}};
+    const Outcome run = runOnTerminal({"show", path("log")}, setting);
+    EXPECT_EQ(run.status, 4);
+    EXPECT_THAT(run.out, HasSubstr("jorn: the pager could not be started: see JORN_PAGER"));
+}
+
+TEST_F(ShowTest, Show_PagerOfTheUser_FindsWhatLessNeedsForColours) {
+    writeMixed();
+    Setting setting;
+    setting.variables = {{"JORN_PAGER", "echo \"<$LESS>\""}};
+    EXPECT_THAT(runOnTerminal({"show", path("log")}, setting).out, HasSubstr("<FRX>"));
+    setting.variables.emplace_back("LESS", "i");
+    EXPECT_THAT(runOnTerminal({"show", path("log")}, setting).out, HasSubstr("<i>"));
+}
+
+TEST_F(ShowTest, Show_TerminalOfWhichNothingIsKnown_NoColours) {
+    writeMixed();
+    for (const char *const term : {"", "dumb"}) {
+        Setting setting;
+        setting.variables = {{"TERM", term}};
+        EXPECT_THAT(runOnTerminal({"show", "--no-pager", path("log")}, setting).out, Not(HasSubstr("\x1b")));
+    }
+    EXPECT_THAT(runOnTerminal({"show", "--no-pager", path("log")}).out, HasSubstr("\x1b[33m"));
+}
+
+TEST_F(ShowTest, Help_OutputFull_ExitWith4) {
+    const pid_t process = fork();
+    if (process == 0) {
+        dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
+        dup2(open(path("err").c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
+        becomeTool({"show", "--help"});
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(process, &status, 0), process);
+    EXPECT_EQ(WEXITSTATUS(status), 4);
+    EXPECT_EQ(read("err"), "jorn: standard output: No space left on device\n");
+}
+
 TEST_F(ShowTest, Show_ClosedPipe_QuietExit) {
     writeMixed();
     int ends[2];
@@ -636,6 +678,13 @@ TEST_F(ShowTest, ShowAndCount_UsageErrors_ExitWith2) {
         {"check", "log", "-o", "csv"},
         {"check", "log", "-n", "5"},
         {"repair", "log", "-n", "5"},
+        {"show", ""},
+        {"show", "log", "--page", ""},
+        {"show", "log", "--names", ""},
+        {"count", "log", "-U", ""},
+        {"count", "log", "-p", ""},
+        {"export", "log", "--to", "x.db", "--table", ""},
+        {"repair", "log", "--backup", ""},
     };
     for (const auto &arguments : wrong) {
         const Outcome run = jorn(arguments);
@@ -643,6 +692,13 @@ TEST_F(ShowTest, ShowAndCount_UsageErrors_ExitWith2) {
         EXPECT_EQ(run.out, "");
         EXPECT_EQ(run.err.rfind("jorn: ", 0), 0U) << run.err;
     }
+}
+
+TEST_F(ShowTest, Show_EmptyValueOfAnOption_IsRefusedAndNotTakenForNone) {
+    writeMixed();
+    EXPECT_EQ(jorn({"count", "log", "--since", ""}).err,
+              "jorn: --since: the value is empty\njorn: see jorn count --help\n");
+    EXPECT_THAT(shown({"-g", "", "-n", "1"}), ElementsAre("d2 l1 s0"));
 }
 
 TEST_F(ShowTest, HelpAndVersion_OnStandardOutput) {

@@ -92,9 +92,7 @@ void addOptions(CLI::App *command, ExportOptions *options) {
     command->add_option("-o,--output", options->form, "Form of the output")
         ->type_name("FORM")
         ->check(CLI::IsMember(exportFormNames()));
-    command->add_option("--to", options->file, "File to write; default: standard output")
-        ->type_name("FILE")
-        ->check([](const std::string &name) { return std::string(name.empty() ? "the name is empty" : ""); });
+    command->add_option("--to", options->file, "File to write; default: standard output")->type_name("FILE");
     command->add_flag("--force", options->mayReplace, "Replace FILE when it is there already");
     addQuestionOptions(command, &options->filter);
     command->add_option("--table", options->table, "sqlite: name of the table, for one DIR")

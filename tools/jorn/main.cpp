@@ -8,10 +8,12 @@
 #include <CLI/Config.hpp>
 #include <CLI/Error.hpp>
 #include <CLI/Formatter.hpp>
+#include <CLI/Option.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <filesystem>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -49,12 +51,36 @@ std::vector<std::string> argumentsOf(const CLI::App &app, int argc, char **argv)
     return arguments;
 }
 
+/// A variable of a script that is not set must not lift a limit, or lead elsewhere, without a word. Only a
+/// pattern may be empty, which every text has.
+void refuseEmptyValues(CLI::App *app) {
+    const auto isGiven = [](const std::string &value) {
+        return std::string(value.empty() ? "the value is empty" : "");
+    };
+    for (CLI::App *const command : app->get_subcommands([](const CLI::App *) { return true; })) {
+        for (CLI::Option *const option :
+             command->get_options([](const CLI::Option *each) { return !each->check_lname("grep"); })) {
+            option->check(isGiven);
+        }
+    }
+}
+
+/// Prints what --help or --version asked for.
+int answer(CLI::App *app, const CLI::Success &asked) {
+    errno = 0;
+    const int exitCode = app->exit(asked);
+    if (!std::cout.flush() && errno != EPIPE) {
+        throw tool::systemFailure("standard output", errno);
+    }
+    return exitCode;
+}
+
 /// Runs the command that was chosen. Gives `exitCode` as the command left it, or that of a usage error.
 int parseAndRun(CLI::App *app, const int *exitCode, int argc, char **argv) {
     try {
         app->parse(argumentsOf(*app, argc, argv));
     } catch (const CLI::Success &asked) {
-        return app->exit(asked);  // --help or --version
+        return answer(app, asked);
     } catch (const CLI::ParseError &error) {
         const bool isUnknown = app->get_subcommands().empty() && argc > 1 && argv[1][0] != '-';
         tool::printMessage(isUnknown ? "unknown command: " + std::string(argv[1]) : error.what());
@@ -96,6 +122,7 @@ int run(int argc, char **argv) {
     tool::addRepairCommand(&app, &exitCode);
     tool::addClearCommand(&app, &exitCode);
     tool::addRecordCommand(&app);
+    refuseEmptyValues(&app);
     return parseAndRun(&app, &exitCode, argc, argv);
 }
 

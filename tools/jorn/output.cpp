@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -42,6 +43,7 @@ void Output::startPager(const std::string &command) {
     if (pager_ == 0) {
         signal(SIGPIPE, SIG_DFL);
         dup2(readEnd.get(), STDIN_FILENO);
+        setenv("LESS", kLessOptions, 0);
         execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char *>(nullptr));
         _exit(127);
     }
@@ -75,22 +77,22 @@ bool Output::flush() {
 
 void Output::finish() {
     flush();
-    waitForPager();
+    if (!waitForPager()) {
+        throw Failure("the pager could not be started: see JORN_PAGER, PAGER and --no-pager");
+    }
 }
 
-void Output::waitForPager() {
+bool Output::waitForPager() {
     pipe_ = Descriptor();
     if (pager_ <= 0) {
-        return;
+        return true;
     }
     int status = 0;
     while (waitpid(pager_, &status, 0) < 0 && errno == EINTR) {
     }
     pager_ = -1;
     signal(SIGINT, SIG_DFL);
-    if (WIFEXITED(status) && (WEXITSTATUS(status) == 126 || WEXITSTATUS(status) == 127)) {
-        printMessage("the pager could not be started: see JORN_PAGER, PAGER and --no-pager");
-    }
+    return !WIFEXITED(status) || (WEXITSTATUS(status) != 126 && WEXITSTATUS(status) != 127);
 }
 
 }  // namespace tool

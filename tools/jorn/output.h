@@ -13,6 +13,9 @@
 
 namespace tool {
 
+/// What `less` needs in order to show colours, and to leave what fits on the terminal there.
+inline constexpr char kLessOptions[] = "FRX";
+
 /// Whether standard output is a terminal.
 bool isOutputTerminal();
 
@@ -20,7 +23,8 @@ bool isOutputTerminal();
 /// any other failure to write throws Failure.
 class Output {
 public:
-    /// Starts the pager when its command line is not empty and standard output is a terminal.
+    /// Starts the pager when its command line is not empty and standard output is a terminal. It finds
+    /// kLessOptions in LESS where nothing is there.
     explicit Output(const std::string &pager = "");
     /// Writes into an open file, which must outlive the output; `name` is for messages.
     Output(int file, std::string name);
@@ -33,12 +37,14 @@ public:
     bool write(std::string_view text);
 
     /// Writes what was taken, and waits until the user has left the pager. To be called when all is taken.
+    /// Throws Failure when there was no such pager.
     void finish();
 
 private:
     bool flush();
     void startPager(const std::string &command);
-    void waitForPager();
+    /// False when the pager could not be started.
+    bool waitForPager();
 
     int file_ = STDOUT_FILENO;
     std::string name_ = "standard output";

@@ -9,6 +9,8 @@
 #include <CLI/Validators.hpp>
 #include <sstream>
 
+#include "output.h"
+
 namespace tool {
 namespace {
 
@@ -52,9 +54,9 @@ bool isColored(const OutputOptions &options, bool isTerminal) {
     }
     const char *const noColor = getenv("NO_COLOR");
     const char *const term = getenv("TERM");
-    const bool isRefused =
-        (noColor != nullptr && *noColor != '\0') || (term != nullptr && strcmp(term, "dumb") == 0);
-    return isTerminal && !isRefused;
+    const bool isRefused = noColor != nullptr && *noColor != '\0';
+    const bool isAble = term != nullptr && *term != '\0' && strcmp(term, "dumb") != 0;
+    return isTerminal && isAble && !isRefused;
 }
 
 std::string pagerCommand(const OutputOptions &options) {
@@ -66,7 +68,7 @@ std::string pagerCommand(const OutputOptions &options) {
             return strcmp(pager, "cat") == 0 ? "" : pager;
         }
     }
-    return isInstalled("less") ? "less -FRX" : "";
+    return isInstalled("less") ? std::string("less -") + kLessOptions : "";
 }
 
 }  // namespace tool

@@ -26,8 +26,8 @@ void addTerminalOptions(CLI::App *command, OutputOptions *options);
 /// Adds these and --escape, for commands that print items.
 void addItemOutputOptions(CLI::App *command, OutputOptions *options);
 
-/// Whether to colour what goes to a terminal or, if `isTerminal` is false, elsewhere. NO_COLOR and a TERM of
-/// "dumb" count for "auto" only.
+/// Whether to colour what goes to a terminal or, if `isTerminal` is false, elsewhere. NO_COLOR and a TERM
+/// that is "dumb" or missing count for "auto" only.
 bool isColored(const OutputOptions &options, bool isTerminal);
 
 /// The pager's command line: JORN_PAGER, PAGER, or "less -FRX" where there is one; empty for none. An empty
