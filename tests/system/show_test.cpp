@@ -255,6 +255,30 @@ TEST_F(ShowTest, Show_Pages_FromNewestToLast) {
     EXPECT_EQ(beyond.err, "page 3 of 3 (6 items)\n");
 }
 
+TEST_F(ShowTest, ShowPage_NewestFileEmpty_TellsOfTheItemsThatTheDeviceHides) {
+    writeIndex("0,1");
+    write("log/0.csv", dataLine(kMidnight, 1, 0, "x") + dataLine(kMidnight, 0, 0, "y"));
+    write("log/1.csv", "");
+    const Outcome page = jorn({"log"});
+    EXPECT_EQ(page.status, 0);
+    EXPECT_EQ(
+        page.err,
+        "jorn: note: log: the device's pages show 0 items where 2 match: an empty file or a clock that was "
+        "put back misleads them; -n goes by the items themselves\nno items\n");
+    EXPECT_EQ(jorn({"log", "-q"}).err, "");
+    EXPECT_THAT(shown({"-n", "20"}), ElementsAre("y", "x"));
+}
+
+TEST_F(ShowTest, ShowPage_ClockPutBackByDays_TellsOfTheItemsThatTheDeviceHides) {
+    writeIndex("0,2");
+    write("log/0.csv", dataLine(kMidnight, 1, 0, "a"));
+    write("log/1.csv", dataLine(kMidnight + 3 * kDay, 1, 0, "b"));
+    write("log/2.csv", dataLine(kMidnight + kDay, 1, 0, "c"));
+    const Outcome page = jorn({"log", "--utc", "-S", "2023-11-18"});
+    EXPECT_THAT(page.err, HasSubstr("the device's pages show 0 items where 1 match"));
+    EXPECT_EQ(jorn({"log"}).err, "page 1 of 1 (3 items)\n");
+}
+
 TEST_F(ShowTest, Show_PagesOfWhatTheDeviceCannotBeAsked_BySameRules) {
     writeMixed();
     EXPECT_THAT(shown({"-g", "s[05]", "--per-page", "4", "--page", "2"}),

@@ -111,6 +111,17 @@ std::string footer(const PageAnswer &page, int32_t perPage) {
            counted(page.total, "item", "items") + ")";
 }
 
+/// Empty where the device's pages are all there is.
+std::string noteOfHidden(const Question &question, const PageAnswer &page) {
+    if (page.total == page.matching) {
+        return "";
+    }
+    return question.directory.path() + ": the device's pages show " + std::to_string(page.total) +
+           " items where " + std::to_string(page.matching) +
+           " match: an empty file or a clock that was put back misleads them; -n goes by the items "
+           "themselves";
+}
+
 struct Shown {
     bool hasMatch = false;
     ReadEnd end;
@@ -133,6 +144,9 @@ Shown showPage(const ShowOptions &options, const Question &question) {
         return pageOf(view, question.filter, options.page, damage);
     });
     shown.hasMatch = page.total > 0;
+    if (const std::string note = noteOfHidden(question, page); !note.empty()) {
+        shown.end.notes.push_back(note);
+    }
     shown.footer = footer(page, options.page.perPage);
     printAll(options, question, page.items);
     return shown;

@@ -76,7 +76,7 @@ PageAnswer pageByModule(const RingView &view, const std::vector<FileDigest> &dig
     const PageResult result = reader.page(require);
     PageAnswer answer;
     answer.number = result.number;
-    answer.total = static_cast<uint64_t>(result.total);
+    answer.total = answer.matching = static_cast<uint64_t>(result.total);
     for (int32_t i = 0; i < result.page.itemsNum; ++i) {
         answer.items.push_back(itemOfRecord(result.page.disp[i]));
     }
@@ -86,7 +86,7 @@ PageAnswer pageByModule(const RingView &view, const std::vector<FileDigest> &dig
 PageAnswer pageByReading(const RingView &view, const ItemFilter &filter, const PageWish &wish,
                          DamageLog *damage) {
     PageAnswer answer;
-    answer.total = countItems(view, filter, damage).tally.total();
+    answer.total = answer.matching = countItems(view, filter, damage).tally.total();
     if (answer.total == 0) {
         return answer;
     }
@@ -105,6 +105,20 @@ PageAnswer pageByReading(const RingView &view, const ItemFilter &filter, const P
         answer.items.push_back(item);
         return answer.items.size() < perPage;
     });
+    return answer;
+}
+
+CountAnswer countByDigests(const RingView &view, const ItemFilter &filter,
+                           const std::vector<FileDigest> &digests) {
+    const CountPlan plan = planCount(filter, digests);
+    CountAnswer answer;
+    answer.route = plan.route;
+    answer.filesSummarised = digests.size();
+    if (plan.route == Route::Module) {
+        countByModule(view, digests, plan, &answer);
+    } else {
+        countByPlan(view, filter, digests, plan, &answer);
+    }
     return answer;
 }
 
@@ -148,17 +162,7 @@ CountAnswer countItems(const RingView &view, const ItemFilter &filter, DamageLog
     if (filter.pattern != nullptr) {
         return countByReading(view, filter, damage);
     }
-    const std::vector<FileDigest> digests = digestsOf(view, damage);
-    const CountPlan plan = planCount(filter, digests);
-    CountAnswer answer;
-    answer.route = plan.route;
-    answer.filesSummarised = digests.size();
-    if (plan.route == Route::Module) {
-        countByModule(view, digests, plan, &answer);
-    } else {
-        countByPlan(view, filter, digests, plan, &answer);
-    }
-    return answer;
+    return countByDigests(view, filter, digestsOf(view, damage));
 }
 
 bool hasMatch(const RingView &view, const ItemFilter &filter, DamageLog *damage) {
@@ -199,7 +203,12 @@ PageAnswer pageOf(const RingView &view, const ItemFilter &filter, const PageWish
     if (filter.pattern == nullptr) {
         const std::vector<FileDigest> digests = digestsOf(view, damage);
         if (const auto require = asRequirement(filter, digests)) {
-            return pageByModule(view, digests, *require, wish);
+            PageAnswer answer = pageByModule(view, digests, *require, wish);
+            // A file that grows meanwhile may not be what makes the difference.
+            if (!isModuleExact(filter, digests)) {
+                answer.matching = countByDigests(view, filter, digests).tally.total();
+            }
+            return answer;
         }
     }
     return pageByReading(view, filter, wish, damage);

@@ -63,6 +63,7 @@ struct PageWish {
 struct PageAnswer {
     int64_t number = 0;  ///< 0 when nothing matches.
     uint64_t total = 0;
+    uint64_t matching = 0;    ///< Items that match; another number than `total` where the device is misled.
     std::vector<Item> items;  ///< Newest first.
 
     uint64_t pages(int32_t perPage) const;

@@ -99,27 +99,6 @@ std::optional<FileRange> rangeOfModule(const Days &days, const std::vector<FileD
     return FileRange{static_cast<size_t>(range[0]), static_cast<size_t>(range[1])};
 }
 
-/// Whether the module's count over these days is right: it takes every file between the two ends of the range
-/// that it finds for one that lies within the days, and every file outside for one that does not.
-bool isModuleExact(const ItemFilter &filter, const Days &days, const std::vector<FileDigest> &digests) {
-    const std::optional<FileRange> range = rangeOfModule(days, digests);
-    if (!range) {
-        return false;
-    }
-    for (size_t i = 0; i < digests.size(); ++i) {
-        const FileDigest &digest = digests[i];
-        const bool isOutside = i < range->first || i > range->last;
-        const bool isBetween = i > range->first && i < range->last;
-        const bool isWithin = digest.earliest >= filter.since && digest.latest <= filter.until;
-        const bool isApart = digest.latest < filter.since || digest.earliest > filter.until;
-        if (!digest.isReadable ||
-            (!digest.isEmpty() && ((isOutside && !isApart) || (isBetween && !isWithin)))) {
-            return false;
-        }
-    }
-    return true;
-}
-
 /// Exactly one level and at most one slot each, for counts by level.
 std::vector<JORN_REQUIRE> partsOf(const ItemFilter &filter, const Days &days) {
     std::vector<JORN_REQUIRE> parts;
@@ -148,6 +127,29 @@ FileUse useOf(const ItemFilter &filter, const FileDigest &digest) {
 
 }  // namespace
 
+bool isModuleExact(const ItemFilter &filter, const std::vector<FileDigest> &digests) {
+    if (digests.empty()) {
+        return true;
+    }
+    const std::optional<Days> days = wholeDays(filter);
+    const std::optional<FileRange> range = days ? rangeOfModule(*days, digests) : std::nullopt;
+    if (!range) {
+        return false;
+    }
+    for (size_t i = 0; i < digests.size(); ++i) {
+        const FileDigest &digest = digests[i];
+        const bool isOutside = i < range->first || i > range->last;
+        const bool isBetween = i > range->first && i < range->last;
+        const bool isWithin = digest.earliest >= filter.since && digest.latest <= filter.until;
+        const bool isApart = digest.latest < filter.since || digest.earliest > filter.until;
+        if (!digest.isReadable ||
+            (!digest.isEmpty() && ((isOutside && !isApart) || (isBetween && !isWithin)))) {
+            return false;
+        }
+    }
+    return true;
+}
+
 CountPlan planCount(const ItemFilter &filter, const std::vector<FileDigest> &digests) {
     CountPlan plan;
     std::transform(digests.begin(), digests.end(), std::back_inserter(plan.files),
@@ -158,7 +160,7 @@ CountPlan planCount(const ItemFilter &filter, const std::vector<FileDigest> &dig
     plan.route = Route::Scan;
     const std::optional<Days> days = wholeDays(filter);
     const bool isStrayAsked = filter.levels.hasStray() && hasStray(digests);
-    if (days && filter.pattern == nullptr && !isStrayAsked && isModuleExact(filter, *days, digests)) {
+    if (days && filter.pattern == nullptr && !isStrayAsked && isModuleExact(filter, digests)) {
         plan.route = Route::Module;
         plan.requirements = partsOf(filter, *days);
     }

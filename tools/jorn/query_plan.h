@@ -42,6 +42,11 @@ struct CountPlan {
 /// `digests` are those of the ring's files, the oldest first, and none missing between.
 CountPlan planCount(const ItemFilter &filter, const std::vector<FileDigest> &digests);
 
+/// Whether the module's answer to a question of whole days in UTC is right: it takes every file between the
+/// two ends of the range that it finds for one that lies within the days, and every file outside for one that
+/// does not. False where the limits are no whole days.
+bool isModuleExact(const ItemFilter &filter, const std::vector<FileDigest> &digests);
+
 /// The one question of the module that is the filter's, if there is one: limits of whole days in UTC, a level
 /// and all below or exactly one, one slot or any, no pattern. Where "every level" is asked and there are
 /// items beyond level 3, which the module cannot be asked for, there is none. Paging is left open.
