@@ -146,7 +146,7 @@ void addCountCommand(CLI::App *app, int *exitCode) {
     addFilterOptions(command, &options->filter);
     addFormOption(command, &options->output, {"text", "json", "csv"});
     command->add_flag("--explain", options->isExplained, "Tell on standard error how the answer was found");
-    command->footer(std::string(kDetails) + kFilterHelp + kExamples + kReadExitHelp);
+    command->footer(std::string(kDetails) + kFilterHelp + kExamples + readExitHelp());
     command->callback([options, exitCode] { *exitCode = run(*options); });
 }
 

@@ -367,7 +367,7 @@ void addExportCommand(CLI::App *app, int *exitCode) {
     CLI::App *const command = app->add_subcommand("export", kBrief);
     const auto options = std::make_shared<ExportOptions>();
     addOptions(command, options.get());
-    command->footer(std::string(kDetails) + kFilterHelp + kExamples + kReadExitHelp);
+    command->footer(std::string(kDetails) + kFilterHelp + kExamples + readExitHelp("-g"));
     command->callback([options, exitCode] { *exitCode = run(*options); });
 }
 

@@ -230,7 +230,7 @@ void addShowCommand(CLI::App *app, int *exitCode) {
     CLI::App *const command = app->add_subcommand("show", kBrief);
     const auto options = std::make_shared<ShowOptions>();
     addOptions(command, options.get());
-    command->footer(std::string(kDetails) + kFilterHelp + kExamples + kReadExitHelp);
+    command->footer(std::string(kDetails) + kFilterHelp + kExamples + readExitHelp());
     command->callback([options, exitCode] { *exitCode = run(*options); });
 }
 

@@ -89,7 +89,7 @@ void addStatsCommand(CLI::App *app, int *exitCode) {
         ->check(CLI::IsMember({"auto", "hour", "day"}));
     command->add_flag("--disk-usage", options->hasDiskUsage, "Tell the room that the log takes and can take");
     addItemOutputOptions(command, &options->output);
-    command->footer(std::string(kDetails) + kFilterHelp + kExamples + kReadExitHelp);
+    command->footer(std::string(kDetails) + kFilterHelp + kExamples + readExitHelp());
     command->callback([options, exitCode] { *exitCode = run(*options); });
 }
 

@@ -5,9 +5,10 @@
 
 namespace tool {
 
-const char *const kReadExitHelp =
-    "Exit codes: 0 done; 1 nothing matches, when -g or -q asked; 2 usage; 3 done, but damage was found;\n"
-    "4 input or output failed.";
+std::string readExitHelp(const std::string &question) {
+    return "Exit codes: 0 done; 1 nothing matches, when " + question +
+           " asked; 2 usage; 3 done, but damage was found;\n4 input or output failed.";
+}
 
 void ReadEnd::takeFrom(const RingView &view) {
     notes = view.notes();

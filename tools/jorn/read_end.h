@@ -35,8 +35,8 @@ auto readStable(const Question &question, ReadEnd *end, const Ask &ask) {
 /// Prints notes and damage, and gives the exit code: damage goes before "no match".
 int endReading(const FilterOptions &options, const Question &question, const ReadEnd &end, bool hasMatch);
 
-/// The exit codes, for help.
-extern const char *const kReadExitHelp;
+/// The exit codes, for help; `question` is what asks whether anything matches.
+std::string readExitHelp(const std::string &question = "-g or -q");
 
 }  // namespace tool
 
