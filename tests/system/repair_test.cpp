@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // `jorn repair`: what it brings back, what it leaves alone, and that the store itself agrees.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -391,6 +392,39 @@ TEST_F(RepairTest, Repair_BackupExists_Refused) {
     EXPECT_EQ(run.status, 4);
     EXPECT_THAT(run.err, HasSubstr("taken: exists already"));
     EXPECT_TRUE(stateOf(path("log")) == before);
+}
+
+TEST_F(RepairTest, Repair_BackupInTheLogItself_Refused) {
+    makeCutRing(3, 1);
+    makeDirectory("log/notes");
+    const std::string before = stateOf(path("log"));
+    for (const char *const place : {"log/backup", "log/../log/backup", "log/notes/backup"}) {
+        const Outcome run = repair({"--yes", "--backup", path(place)});
+        EXPECT_EQ(run.status, 2);
+        EXPECT_THAT(run.err,
+                    HasSubstr(std::string(place) + ": lies in the log's own directory; give another"));
+    }
+    EXPECT_TRUE(stateOf(path("log")) == before);
+}
+
+TEST_F(RepairTest, Repair_BackupOnAnotherFileSystem_Refused) {
+    struct stat here;
+    struct stat there;
+    ASSERT_EQ(stat(root_.c_str(), &here), 0);
+    if (stat("/dev/shm", &there) != 0 || there.st_dev == here.st_dev || access("/dev/shm", W_OK) != 0) {
+        GTEST_SKIP() << "there is no other file system to be had";
+    }
+    makeCutRing(3, 1);
+    const std::string before = stateOf(path("log"));
+    const std::string backup = "/dev/shm/" + std::filesystem::path(root_).filename().string();
+    const Outcome run = repair({"--yes", "--backup", backup});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "jorn: " + backup +
+                           ": lies on another file system than log; give a name on the same " +
+                           "one with --backup\n");
+    EXPECT_TRUE(stateOf(path("log")) == before);
+    EXPECT_FALSE(std::filesystem::exists(backup));
+    EXPECT_FALSE(std::filesystem::exists(backup + ".partial"));
 }
 
 TEST_F(RepairTest, Repair_NoBackupNamed_KeptBesideWithTheTime) {

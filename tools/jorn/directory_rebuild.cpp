@@ -119,7 +119,7 @@ public:
           plan_(plan),
           options_(options),
           real_(realPath(directory.path())),
-          staging_(stagingPath(options.backup)) {}
+          staging_(stagingPath(options.backup, real_)) {}
 
     void run(const Diagnosis &before) {
         options_.afterStep();
@@ -144,7 +144,12 @@ public:
     }
 
 private:
-    static std::string stagingPath(const std::string &backup) {
+    static std::string stagingPath(const std::string &backup, const std::string &log) {
+        const std::string parent = realPath(parentOf(backup)) + "/";
+        if (parent.compare(0, log.size() + 1, log + "/") == 0) {
+            throw Failure(backup + ": lies in the log's own directory; give another name with --backup",
+                          kExitUsage);
+        }
         struct stat status;
         if (lstat(backup.c_str(), &status) == 0) {
             throw Failure(backup + ": exists already; give another name with --backup");
@@ -232,6 +237,9 @@ private:
             staging_.placed();
             options_.afterStep();
             rename(staging_.path(), real_);
+        } else if (errno == EXDEV) {
+            throw Failure(options_.backup + ": lies on another file system than " + directory_.path() +
+                          "; give a name on the same one with --backup");
         } else {
             throw systemFailure(real_ + " cannot change places with " + staging_.path(), errno);
         }
