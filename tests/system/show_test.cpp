@@ -718,6 +718,15 @@ TEST_F(ShowTest, ShowAndCount_UsageErrors_ExitWith2) {
     }
 }
 
+TEST_F(ShowTest, UnknownOption_IsNamedAndNothingElseBlamed) {
+    writeMixed();
+    EXPECT_EQ(jorn({"show", "--sicne", "today", "log"}).err,
+              "jorn: unknown option: --sicne\njorn: see jorn show --help\n");
+    EXPECT_EQ(jorn({"count", "-x"}).err, "jorn: unknown option: -x\njorn: see jorn count --help\n");
+    EXPECT_EQ(jorn({"check", "log", "log"}).err,
+              "jorn: The following argument was not expected: log\njorn: see jorn check --help\n");
+}
+
 TEST_F(ShowTest, Show_EmptyValueOfAnOption_IsRefusedAndNotTakenForNone) {
     writeMixed();
     EXPECT_EQ(jorn({"count", "log", "--since", ""}).err,

@@ -65,6 +65,18 @@ void refuseEmptyValues(CLI::App *app) {
     }
 }
 
+/// What is wrong with the command line. The word behind an option that is not known is taken for DIR, so that
+/// words are left over, or missing, that are not at fault.
+std::string problemOf(const CLI::App &app, const CLI::ParseError &error) {
+    const std::vector<std::string> left = app.remaining(true);
+    const auto option = std::find_if(
+        left.begin(), left.end(), [](const std::string &word) { return word.size() > 1 && word[0] == '-'; });
+    const int code = error.get_exit_code();
+    const bool isOfWords = code == static_cast<int>(CLI::ExitCodes::ExtrasError) ||
+                           code == static_cast<int>(CLI::ExitCodes::RequiredError);
+    return isOfWords && option != left.end() ? "unknown option: " + *option : error.what();
+}
+
 /// Prints what --help or --version asked for.
 int answer(CLI::App *app, const CLI::Success &asked) {
     errno = 0;
@@ -83,7 +95,7 @@ int parseAndRun(CLI::App *app, const int *exitCode, int argc, char **argv) {
         return answer(app, asked);
     } catch (const CLI::ParseError &error) {
         const bool isUnknown = app->get_subcommands().empty() && argc > 1 && argv[1][0] != '-';
-        tool::printMessage(isUnknown ? "unknown command: " + std::string(argv[1]) : error.what());
+        tool::printMessage(isUnknown ? "unknown command: " + std::string(argv[1]) : problemOf(*app, error));
         tool::printMessage("see " + chosenCommand(*app) + " --help");
         return tool::kExitUsage;
     }
