@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "common_values.h"
+#include "descriptor.h"
 #include "tool_run.h"
 
 namespace test {
@@ -19,8 +20,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
-
-/// 2023-11-15 00:00:00 UTC.
+using tool::Descriptor;
 
 class ShowTest : public LogTest {
 protected:
@@ -39,6 +39,23 @@ protected:
         const Outcome run = jorn(options);
         EXPECT_EQ(run.status, 0) << run.err;
         return shownTexts(run.out);
+    }
+
+    /// Runs with an open file for standard output; tells the status and what went to standard error.
+    Outcome runInto(int output, const std::vector<std::string> &arguments) const {
+        const Descriptor errors(open(path("err").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+        const pid_t process = fork();
+        if (process == 0) {
+            dup2(output, STDOUT_FILENO);
+            dup2(errors.get(), STDERR_FILENO);
+            becomeTool(arguments);
+        }
+        int status = -1;
+        EXPECT_EQ(waitpid(process, &status, 0), process);
+        Outcome run;
+        run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        run.err = read("err");
+        return run;
     }
 
     Outcome utc(const std::vector<std::string> &arguments) const {
@@ -609,37 +626,29 @@ TEST_F(ShowTest, Show_TerminalOfWhichNothingIsKnown_NoColours) {
     EXPECT_THAT(runOnTerminal({"show", "--no-pager", path("log")}).out, HasSubstr("\x1b[33m"));
 }
 
-TEST_F(ShowTest, Help_OutputFull_ExitWith4) {
-    const pid_t process = fork();
-    if (process == 0) {
-        dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
-        dup2(open(path("err").c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
-        becomeTool({"show", "--help"});
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(process, &status, 0), process);
-    EXPECT_EQ(WEXITSTATUS(status), 4);
-    EXPECT_EQ(read("err"), "jorn: standard output: No space left on device\n");
-}
-
-TEST_F(ShowTest, Show_ClosedPipe_QuietExit) {
+TEST_F(ShowTest, ShowAndHelp_ClosedPipe_QuietExit) {
     writeMixed();
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     close(ends[0]);
-    const Outcome run = runInto(ends[1], {"show", path("log")});
-    close(ends[1]);
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.err, "page 1 of 1 (6 items)\n");
+    const Descriptor output(ends[1]);
+    const Outcome shown = runInto(output.get(), {"show", path("log")});
+    EXPECT_EQ(shown.status, 0);
+    EXPECT_EQ(shown.err, "page 1 of 1 (6 items)\n");
+    const Outcome help = runInto(output.get(), {"show", "--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(help.err, "");
 }
 
-TEST_F(ShowTest, Show_OutputFull_ExitWith4) {
+TEST_F(ShowTest, ShowAndHelp_OutputFull_ExitWith4) {
     writeMixed();
-    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
-    const Outcome run = runInto(full, {"show", path("log")});
-    close(full);
-    EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: standard output: No space left on device\n");
+    const Descriptor output(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    for (const std::vector<std::string> &arguments :
+         {std::vector<std::string>{"show", path("log")}, {"show", "--help"}}) {
+        const Outcome run = runInto(output.get(), arguments);
+        EXPECT_EQ(run.status, 4);
+        EXPECT_EQ(run.err, "jorn: standard output: No space left on device\n");
+    }
 }
 
 TEST_F(ShowTest, ShowAndCount_WhileARecorderWrites_WhatIsThereIsGivenWhole) {

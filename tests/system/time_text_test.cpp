@@ -212,6 +212,8 @@ TEST(FormatTime, IsoWhereClocksAreSecondsOff_StillTellsTheSecond) {
     EXPECT_EQ(text, "1969-12-31T23:16:00-00:44");
     EXPECT_EQ(parseTime(text, kNow, Bound::Since), 0U);
     EXPECT_EQ(TimeFormatter(TimeForm::Plain, false).format(0), "1969-12-31 23:15:30");
+    const Zone east("XYZ-0:44:30");
+    EXPECT_EQ(TimeFormatter(TimeForm::Iso, false).format(0), "1970-01-01T00:44:00+00:44");
 }
 
 TEST(FormatTime, AnotherSecond_AnotherText) {
