@@ -24,8 +24,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 namespace fs = std::filesystem;
 
-/// 2023-11-15 00:00:00 UTC.
-
 class ExportTest : public ToolTest {
 protected:
     ExportTest() {

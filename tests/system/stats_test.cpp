@@ -15,8 +15,6 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-/// 2023-11-15 00:00:00 UTC.
-
 class StatsTest : public LogTest {
 protected:
     /// A ring of three files that has come round.
