@@ -6,6 +6,7 @@
 //
 // Left out: clearing an object while its own batch or query may run (docs/architecture.md).
 #include <gtest/gtest.h>
+#include <limits.h>
 #include <sysLib.h>
 #include <tickLib.h>
 
@@ -27,12 +28,12 @@ constexpr int kObjects = 3;
 constexpr int32_t kFiles = 12;
 constexpr JORN_REQUIRE kEverything = {20, 1, -1, -1, 3, 0, -1};
 
-/// Runs an action over and over in a thread of its own.
+/// Runs an action over and over in a thread of its own, so many times at the most.
 class Loop {
 public:
-    explicit Loop(std::function<void()> action)
-        : action_(std::move(action)), thread_([this] {
-              while (!isOver_) {
+    explicit Loop(std::function<void()> action, int most = INT_MAX)
+        : action_(std::move(action)), thread_([this, most] {
+              for (int i = 0; i < most && !isOver_; ++i) {
                   action_();
                   std::this_thread::yield();
               }
@@ -155,7 +156,7 @@ protected:
 
 // Queries run while items come in and files are left for the next ones: a count never goes back, and a page
 // is the newest items, all of the same object.
-void queryForever(int32_t handle, int32_t *last) {
+void query(int32_t handle, int32_t *last) {
     const int32_t count = JORN_CountRequireTotalNum(handle, kEverything);
     EXPECT_GE(count, *last);
     *last = count;
@@ -169,13 +170,16 @@ void queryForever(int32_t handle, int32_t *last) {
 
 TEST_F(MassRunTest, ProducersReadersAndOtherObjects_RunFreely_EveryItemIsStoredOnce) {
     constexpr int kItems = 500 * JORN_LOAD_ROUNDS;
+    // Two readers that rank above the store task can hand the mutex to each other past it for as long as they
+    // run.
+    constexpr int kQueries = 100 * JORN_LOAD_ROUNDS;
     std::array<int32_t, kObjects> counts{};
     std::vector<Told> told(kProducers);
     std::atomic<int> lives{0};
     {
         const Loop ticker([] { tickAnnounce(); });
-        const Loop firstReader([&] { queryForever(handles_[0], &counts[0]); });
-        const Loop secondReader([&] { queryForever(handles_[1], &counts[1]); });
+        const Loop firstReader([&] { query(handles_[0], &counts[0]); }, kQueries);
+        const Loop secondReader([&] { query(handles_[1], &counts[1]); }, kQueries);
         const Loop others([&] {
             const int32_t handle = JORN_Create(directory_.sub("other").c_str(), 1, 2);
             EXPECT_GT(handle, kObjects);
