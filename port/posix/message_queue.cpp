@@ -49,7 +49,18 @@ size_t slotAfterFirst(const MessageQueue &queue, size_t distance) {
     return slot < queue.slots ? slot : slot - queue.slots;
 }
 
-/// Puts a message into a free slot.
+/// Asks the processor to fetch a free slot for writing, as far as a message of so many bytes fills it. Its
+/// lines of cache are still with the processor that received from it last.
+void prefetchSlot(const MessageQueue &queue, size_t slot, UINT bytes) {
+    constexpr UINT kCacheLine = 64;
+    const char *const start = queue.bytes + slot * queue.slotSize;
+    for (UINT i = 0; i < bytes; i += kCacheLine) {
+        __builtin_prefetch(start + i, 1);
+    }
+    __builtin_prefetch(start + bytes, 1);
+}
+
+/// Puts a message into a free slot, and prepares the next one for another like it.
 void put(MessageQueue &queue, const char *message, UINT bytes, bool urgent) {
     const size_t slot = slotAfterFirst(queue, urgent ? queue.slots - 1 : queue.count);
     if (urgent) {
@@ -58,6 +69,7 @@ void put(MessageQueue &queue, const char *message, UINT bytes, bool urgent) {
     ++queue.count;
     queue.lengths[slot] = bytes;
     copyBytes(queue.bytes + slot * queue.slotSize, message, bytes);
+    prefetchSlot(queue, slotAfterFirst(queue, queue.count), bytes);
 }
 
 /// Takes the first message out into a buffer and returns how much of it fitted.
