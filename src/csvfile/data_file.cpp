@@ -9,6 +9,4 @@ DataPath::DataPath(const char *dirName, int32_t position) {
     sprintf(path_, "%s/%ld.csv", dirName, asLong(position));
 }
 
-bool isBlankLine(const char *line) { return line[0] == '\r' || line[0] == '\n'; }
-
 }  // namespace jorn

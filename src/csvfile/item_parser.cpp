@@ -5,12 +5,9 @@
 
 #include "diagnostics.h"
 
-namespace {
-
-/// Takes the next field as atoi() reads it: as the nearest long, of which 32 bits are kept.
-bool takeInt(jorn::LineSplitter *splitter, int32_t *number) {
+bool jorn::LineSplitter::takeInt(int32_t *number) {
     int64_t wide = 0;
-    if (!splitter->takeNumber(&wide)) {
+    if (!takeNumber(&wide)) {
         return false;
     }
     if (wide != static_cast<long>(wide)) {
@@ -19,8 +16,6 @@ bool takeInt(jorn::LineSplitter *splitter, int32_t *number) {
     *number = static_cast<int32_t>(wide);
     return true;
 }
-
-}  // namespace
 
 int32_t jorn_AnalyseOneItemInfo(const char *line, JORN_ITEM_INFO *item) {
     jorn::LineSplitter splitter(line, jorn::kParsedChars);
@@ -31,11 +26,11 @@ int32_t jorn_AnalyseOneItemInfo(const char *line, JORN_ITEM_INFO *item) {
     }
     item->time = static_cast<uint32_t>(time);
 
-    if (!takeInt(&splitter, &item->level)) {
+    if (!splitter.takeInt(&item->level)) {
         JORN_PRINT_TEXT(jorn::kPrintError, "Level info error!");
         return -1;
     }
-    if (!takeInt(&splitter, &item->slot)) {
+    if (!splitter.takeInt(&item->slot)) {
         JORN_PRINT_TEXT(jorn::kPrintError, "Slot info error!");
         return -1;
     }

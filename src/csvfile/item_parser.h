@@ -36,7 +36,7 @@ namespace jorn {
 /// that a compiler can make one piece of it and its caller.)
 class LineSplitter {
 public:
-    /// Sees at most `maxChars` characters of the line.
+    /// Sees at most `maxChars` characters of the line, which ends with a NUL.
     LineSplitter(const char *line, size_t maxChars) : line_(line), maxChars_(maxChars) {}
 
     /// Takes the next field; empty when the line holds no more.
@@ -50,7 +50,37 @@ public:
     /// Takes the next field as the number that it begins with, as atol() gives it where long has 64 bits:
     /// behind white space, with a sign or without one, the nearest number when 64 bits do not hold it, 0 when
     /// there is none. False when the line holds no more fields.
-    bool takeNumber(int64_t *number) {
+    bool takeNumber(int64_t *number) { return takePlainNumber(number) || takeAnyNumber(number); }
+
+    /// The same as atoi() gives it: as the nearest long, of which 32 bits are kept.
+    bool takeInt(int32_t *number);
+
+    /// What follows the comma behind the last field taken; empty when the line ends there.
+    std::string_view rest() const { return {restBegin(), boundedLength(restBegin(), maxChars_ - position_)}; }
+
+    /// Where that begins.
+    const char *restBegin() const { return line_ + position_; }
+
+private:
+    /// takeNumber() for a field as the store writes it: digits, so few that they fit without a test, and a
+    /// comma. Takes nothing and is false when the field is another.
+    bool takePlainNumber(int64_t *number) {
+        constexpr size_t kDigitsThatFit = 18;
+        uint64_t value = 0;
+        size_t end = position_;
+        for (; isDigit(line_[end]); ++end) {
+            value = 10 * value + digitOf(line_[end]);
+        }
+        const size_t digits = end - position_;
+        if (digits == 0 || digits > kDigitsThatFit || end >= maxChars_ || line_[end] != ',') {
+            return false;
+        }
+        *number = static_cast<int64_t>(value);
+        position_ = end + 1;
+        return true;
+    }
+
+    bool takeAnyNumber(int64_t *number) {
         size_t position = nextField();
         if (at(position) == '\0') {
             return false;
@@ -71,15 +101,10 @@ public:
         return true;
     }
 
-    /// What follows the comma behind the last field taken; empty when the line ends there.
-    std::string_view rest() const { return {restBegin(), boundedLength(restBegin(), maxChars_ - position_)}; }
-
-    /// Where that begins.
-    const char *restBegin() const { return line_ + position_; }
-
-private:
     static bool isWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-    static bool isDigit(char c) { return c >= '0' && c <= '9'; }
+    /// What a digit counts; above 9 for any other character.
+    static unsigned digitOf(char c) { return static_cast<unsigned char>(c) - unsigned{'0'}; }
+    static bool isDigit(char c) { return digitOf(c) <= 9; }
 
     /// A number with one digit more; all ones from where 64 bits do not hold it.
     static uint64_t withDigit(uint64_t number, char digit) {
