@@ -2,11 +2,11 @@
 #include "store/store_task.h"
 
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include "csvfile/data_file.h"
 #include "csvfile/file_summary.h"
+#include "csvfile/item_parser.h"
 #include "diagnostics.h"
 #include "guards.h"
 #include "module_limits.h"
@@ -177,6 +177,22 @@ size_t receiveMessage() {
     return static_cast<size_t>(length);
 }
 
+/// Takes the handle off the front of msgBuff; what follows its field, or null when there is no field. A NUL
+/// stands in place of the comma between them afterwards: it may be what follows the field of a later, shorter
+/// message.
+const char *takeHandle(int32_t *handle) {
+    jorn::LineSplitter splitter(msgBuff, jorn::kMessageSize);
+    if (!splitter.takeInt(handle)) {
+        return nullptr;
+    }
+    char *const rest = msgBuff + (splitter.restBegin() - msgBuff);
+    if (rest[-1] != ',') {
+        return rest + 1;  // behind the NUL that ends the field
+    }
+    rest[-1] = '\0';
+    return rest;
+}
+
 /// Handles one message; one that fails a check is dropped. False when no file can be had, which ends the
 /// batch.
 bool storeMessage() {
@@ -184,15 +200,13 @@ bool storeMessage() {
     if (received == 0) {
         return true;
     }
-    char *save = nullptr;  // strtok would disturb an application that is in the middle of its own
-    const char *const handleField = strtok_r(msgBuff, ",", &save);
-    if (handleField == nullptr) {
+    int32_t handle = 0;
+    const char *const line = takeHandle(&handle);
+    if (line == nullptr) {
         msgBuff[received] = '\0';
         JORN_PRINT(jorn::kPrintError, "msg handle_id eror: %s", msgBuff);
         return true;
     }
-    const int32_t handle = atoi(handleField);
-    const char *const line = handleField + strlen(handleField) + 1;
     const size_t length = strlen(line);
     if (length < 1 || length > jorn::kLineMax) {
         JORN_PRINT(jorn::kPrintError, "msg eror: %s", line);

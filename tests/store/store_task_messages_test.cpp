@@ -269,6 +269,14 @@ TEST_F(StoreMessageTest, Unended_NoComma_TakesTheRemainderOfAnEarlierMessage) {
     EXPECT_EQ(counted(), 2U);
 }
 
+TEST_F(StoreMessageTest, Unended_NoCommaWhereAnEarlierHandleEnded_NothingIsLeftOfItsComma) {
+    sendRaw(bytes("01,1700000000,1,5,door open\n\0"));
+    sendRaw(bytes("1\0"));
+    handleAll();
+    EXPECT_THAT(messages(), ElementsAre("msg eror: "));
+    EXPECT_EQ(written(), "1700000000,1,5,door open\n");
+}
+
 TEST_F(StoreMessageTest, Unended_NoCommaAndNothingLeftBehind_IsDropped) {
     // A message of NULs wipes what the object's first item left.
     sendRaw(repeat('\0', 271));
