@@ -10,6 +10,4 @@ set(CMAKE_CXX_COMPILER arm-none-eabi-g++)
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 
 set(CMAKE_C_FLAGS_INIT "-mcpu=cortex-a7 -mthumb")
-# Newlib shows strtok_r to programs that ask for POSIX.
-set(CMAKE_CXX_FLAGS_INIT
-  "-mcpu=cortex-a7 -mthumb -D_POSIX_C_SOURCE=200809L -isystem ${CMAKE_CURRENT_LIST_DIR}/arm-none-eabi")
+set(CMAKE_CXX_FLAGS_INIT "-mcpu=cortex-a7 -mthumb -isystem ${CMAKE_CURRENT_LIST_DIR}/arm-none-eabi")
