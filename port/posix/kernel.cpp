@@ -81,7 +81,8 @@ int settle() {
     return wait(me, &settlers, WAIT_FOREVER);
 }
 
-/// Turns of an idle loop between two tries for the kernel lock: from a third of a microsecond to about five.
+/// Turns of an idle loop between two tries for the kernel lock: at 3 GHz from a third of a microsecond to
+/// about five.
 constexpr int kShortestPause = 1024;
 constexpr int kLongestPause = 16 * 1024;
 
@@ -124,8 +125,9 @@ void WaitQueue::reposition(Task &task) {
 
 // What is done under the lock takes a tenth of a microsecond, and going to sleep for it a hundred times as
 // long, also for the holder, who has to wake the sleeper. So a thread tries some times before it sleeps. It
-// leaves its pauses long: each try takes the lock out of the holder's cache, and meanwhile the holder gets
-// several calls done. A holder that does not run itself is waited for asleep.
+// makes long pauses: each try takes the lock out of the holder's cache, and meanwhile the holder gets several
+// calls done. Where the holder cannot run meanwhile, on a single processor or below this thread's priority,
+// the pauses are lost, ten microseconds in all, and the thread sleeps.
 Lock::Lock() {
     for (int turns = kShortestPause; turns <= kLongestPause; turns *= 2) {
         if (pthread_mutex_trylock(&kernelLock) == 0) {

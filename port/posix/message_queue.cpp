@@ -49,8 +49,9 @@ size_t slotAfterFirst(const MessageQueue &queue, size_t distance) {
     return slot < queue.slots ? slot : slot - queue.slots;
 }
 
-/// Asks the processor to fetch a free slot for writing, as far as a message of so many bytes fills it. Its
-/// lines of cache are still with the processor that received from it last.
+/// Asks the processor to fetch a slot for writing, as far as a message of so many bytes fills it. The lines
+/// of cache of a free slot are still with the processor that received from it last. A slot in use stays as it
+/// is.
 void prefetchSlot(const MessageQueue &queue, size_t slot, UINT bytes) {
     constexpr UINT kCacheLine = 64;
     const char *const start = queue.bytes + slot * queue.slotSize;
@@ -60,7 +61,7 @@ void prefetchSlot(const MessageQueue &queue, size_t slot, UINT bytes) {
     __builtin_prefetch(start + bytes, 1);
 }
 
-/// Puts a message into a free slot, and prepares the next one for another like it.
+/// Puts a message into a free slot, and prepares the next one for another message of its length.
 void put(MessageQueue &queue, const char *message, UINT bytes, bool urgent) {
     const size_t slot = slotAfterFirst(queue, urgent ? queue.slots - 1 : queue.count);
     if (urgent) {
