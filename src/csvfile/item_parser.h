@@ -32,11 +32,12 @@ JORN_INTERNAL uint32_t jorn_TimeToDay(uint32_t seconds);
 namespace jorn {
 
 /// Takes a line apart, field by field, from its front. It goes over the line once and copies nothing, so what
-/// it gives lies in the line. (Every line that is read goes through it: all of it stands in the class, so
-/// that a compiler can make one piece of it and its caller.)
+/// it gives lies in the line. (Every line that is read goes through it: all of it but takeInt() stands in the
+/// class, so that a compiler can make one piece of it and its caller.)
 class LineSplitter {
 public:
-    /// Sees at most `maxChars` characters of the line, which ends with a NUL.
+    /// Sees at most `maxChars` characters of the line. Something else than a digit, as its NUL, has to follow
+    /// them where a number is taken: digits are looked at to their end.
     LineSplitter(const char *line, size_t maxChars) : line_(line), maxChars_(maxChars) {}
 
     /// Takes the next field; empty when the line holds no more.

@@ -253,6 +253,7 @@ TEST_F(ItemParserTest, AnalyseOneItemInfo_NumberAcrossTheLastCharacter_IsWhatThe
     for (size_t before = 235; before <= 260; ++before) {
         expectParseAsLibrary(std::string(before, ',') + "12,-34,  56,78\n");
         expectParseAsLibrary("1,2," + std::string(before - 4, ' ') + "-3456,x\n");
+        expectParseAsLibrary(std::string(before, 'x') + ",12,345,6\n");
     }
 }
 

@@ -88,6 +88,7 @@ LineKind readNumbers(std::string_view piece, LineNumbers *numbers) {
 Item readItem(std::string_view piece, const LineNumbers &numbers) {
     jorn::LineSplitter splitter(piece.data(), piece.size());
     Item item;
+    // A comma inside the piece ends the first of an item's fields, so no digit behind the piece is looked at.
     splitter.takeNumber(&item.seconds);
     item.level = numbers.level;
     item.slot = numbers.slot;
