@@ -277,6 +277,14 @@ TEST_F(StoreMessageTest, Unended_NoCommaWhereAnEarlierHandleEnded_NothingIsLeftO
     EXPECT_EQ(written(), "1700000000,1,5,door open\n");
 }
 
+TEST_F(StoreMessageTest, Unended_CommaInTheLastByte_EndsTheHandleToo) {
+    sendRaw(repeat('x', 271) + ',');  // 272 bytes: refused, and left in the buffer
+    sendRaw("9");
+    sendRaw("9,");
+    handleAll();
+    EXPECT_THAT(messages(), ElementsAre("msg receive eror!", "msg eror: ", "msg eror: " + repeat('x', 269)));
+}
+
 TEST_F(StoreMessageTest, Unended_NoCommaAndNothingLeftBehind_IsDropped) {
     // A message of NULs wipes what the object's first item left.
     sendRaw(repeat('\0', 271));
