@@ -12,6 +12,7 @@
 namespace test {
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -802,6 +803,11 @@ TEST_F(RecordTest, BreakDown_TimeTextOf28AndMore_IsCutAt27Characters) {
     EXPECT_STREQ(record_.levelStr, "2");
 }
 
+TEST_F(RecordTest, BreakDown_TimeAcrossTheLastCharacterOfALine_IsReadUpToIt) {
+    EXPECT_EQ(breakDown(std::string(255, ' ') + "12,2,5,x\n"), -1);
+    EXPECT_STREQ(record_.timeStr, "Thu Jan  1 00:00:01 1970");
+}
+
 TEST_F(RecordTest, BreakDown_LongTimeTextAndNoLevel_LeavesTheFieldsBehindIt) {
     EXPECT_EQ(breakDown("67767976233532799"), -1);
     EXPECT_TRUE(isUntouched(record_.levelStr));
@@ -816,7 +822,7 @@ TEST_F(RecordTest, BreakDown_TimeBeyondTheCalendar_GivesAnEmptyTimeText) {
 TEST_F(RecordTest, BreakDown_TimeCannotBeShown_GivesAnEmptyTimeTextAndTheRest) {
     platform().fail("ctime");
     EXPECT_EQ(breakDown("1700000000,2,5,x\n"), 0);
-    EXPECT_STREQ(record_.timeStr, "");
+    EXPECT_THAT(record_.timeStr, Each('\0'));
     EXPECT_STREQ(record_.levelStr, "2");
     EXPECT_STREQ(record_.slotStr, "5");
     EXPECT_STREQ(record_.logStr, "x\n");
