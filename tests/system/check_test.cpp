@@ -17,6 +17,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 class CheckTest : public DamagedLogTest {
 protected:
@@ -79,6 +80,37 @@ TEST_F(CheckTest, Check_IndexPartial_Error) {
     writeFiles({0, 1});
     write("log/index.csv", "version:1\n0,1");
     expectTold(3, {"log/index.csv:13: error: is not a whole index: \"version:1\\x0a0,1\""});
+}
+
+TEST_F(CheckTest, Check_BytesBehindAWholeIndex_Note) {
+    writeFiles({0, 1});
+    write("log/index.csv", "version:1\n0,1\nversion:1\n0,1\n");
+    expectTold(0, {"log/index.csv:14: note: 14 bytes behind the index, which the store passes over; its next "
+                   "rewrite leaves them out\n",
+                   "log: sound (0 errors, 0 warnings, 1 note)\n"});
+    write("log/index.csv", "version:1\n0,1\r\n\n");
+    expectTold(0, {"log/index.csv:15: note: 1 byte behind the index"});
+    write("log/index.csv", "version:1\n0,1\n" + std::string(4082, '\0'));
+    expectTold(0, {"log/index.csv:14: note: 4082 bytes behind the index"});
+    EXPECT_THAT(check({"-o", "json"}).out,
+                HasSubstr("\"file\":\"index.csv\",\"offset\":14,\"severity\":\"note\",\"code\":"
+                          "\"index-surplus\",\"what\":\"4082 bytes behind the index"));
+    EXPECT_EQ(repair().status, 0);
+}
+
+TEST_F(CheckTest, Check_IndexWithTheLineEndsOfAnotherSystem_Sound) {
+    writeFiles({0, 1});
+    write("log/index.csv", "version:1\r\n0,1\r\n");
+    expectTold(0, {"log: sound (0 errors, 0 warnings, 0 notes)\n"});
+    write("log/index.csv", "version:1\r0,1\r");
+    expectTold(0, {"log: sound (0 errors, 0 warnings, 0 notes)\n"});
+}
+
+TEST_F(CheckTest, Check_BytesBehindAnIndexThatTellsNoRing_OnlyWhatIsWrongIsTold) {
+    writeFiles({0, 1});
+    write("log/index.csv", "version:1\n0,90\nmore\n");
+    expectTold(3, {"log/index.csv:0: error: names 0,90"});
+    EXPECT_THAT(check().out, Not(HasSubstr("behind the index")));
 }
 
 TEST_F(CheckTest, Check_IndexWhoseSecondNumberTheStoreDoesNotReach_Error) {

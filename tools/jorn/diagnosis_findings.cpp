@@ -107,6 +107,10 @@ private:
                 "names " + textOf(*positions) + ", which lie outside a ring of " +
                     std::to_string(diagnosis_.facts.ringSize) + " files",
                 kRepair);
+        } else if (index.surplus() > 0) {
+            add(Severity::Note, "index-surplus", kIndexName, index.entry.mark.size - index.surplus(),
+                counted(index.surplus(), "byte", "bytes") + " behind the index, which the store passes over",
+                "its next rewrite leaves them out");
         }
         if (diagnosis_.look.backup.entry.isFile()) {
             add(Severity::Warning, "index-backup-left", kIndexBackupName, 0,

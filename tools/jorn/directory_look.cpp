@@ -65,6 +65,27 @@ IndexEntry indexEntryOf(const StoreDirectory &directory, const std::string &name
     return index;
 }
 
+struct WholeIndex {
+    IndexPositions positions;
+    int64_t length = 0;  ///< With the line end.
+};
+
+/// What the text of an index begins with, if that is whole.
+std::optional<WholeIndex> wholeIndex(const std::string &text) {
+    int version = 0;
+    int oldest = 0;
+    int latest = 0;
+    char lineEnd = 0;
+    int length = 0;
+    const int converted =
+        sscanf(text.c_str(), "version:%8d %8d,%8d%c%n", &version, &oldest, &latest, &lineEnd, &length);
+    if (converted != 4 || version != jorn::kIndexVersion || (lineEnd != '\n' && lineEnd != '\r')) {
+        return std::nullopt;
+    }
+    const bool isTwoBytes = lineEnd == '\r' && text.compare(static_cast<size_t>(length), 1, "\n") == 0;
+    return WholeIndex{{oldest, latest}, length + (isTwoBytes ? 1 : 0)};
+}
+
 /// A number and ".csv", but not one of the ring's names: "90.csv", "007.csv".
 bool looksLikeDataFile(const std::string &name) {
     const size_t digits = name.find_first_not_of("0123456789");
@@ -82,15 +103,13 @@ bool operator==(const DirectoryLook &a, const DirectoryLook &b) {
 }
 
 std::optional<IndexPositions> IndexEntry::positions() const {
-    int version = 0;
-    int oldest = 0;
-    int latest = 0;
-    char lineEnd = 0;
-    const int converted = sscanf(text.c_str(), "version:%8d %8d,%8d%c", &version, &oldest, &latest, &lineEnd);
-    if (converted != 4 || version != jorn::kIndexVersion || (lineEnd != '\n' && lineEnd != '\r')) {
-        return std::nullopt;
-    }
-    return IndexPositions{oldest, latest};
+    const std::optional<WholeIndex> whole = wholeIndex(text);
+    return whole ? std::optional(whole->positions) : std::nullopt;
+}
+
+int64_t IndexEntry::surplus() const {
+    const std::optional<WholeIndex> whole = wholeIndex(text);
+    return whole ? entry.mark.size - whole->length : 0;
 }
 
 int DirectoryLook::highestFile() const {

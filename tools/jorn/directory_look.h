@@ -34,6 +34,9 @@ struct IndexEntry {
 
     /// The positions when the text is whole: one that lacks its end may be a longer number cut short.
     std::optional<IndexPositions> positions() const;
+
+    /// Bytes that follow a whole text; the store passes over them.
+    int64_t surplus() const;
 };
 
 bool operator==(const IndexEntry &a, const IndexEntry &b);
