@@ -736,6 +736,28 @@ TEST_F(ShowTest, UnknownOption_IsNamedAndNothingElseBlamed) {
               "jorn: The following argument was not expected: log\njorn: see jorn check --help\n");
 }
 
+TEST_F(ShowTest, Show_TimeThatBeginsWithAMinus_TakenInEveryWayOfGivingAValue) {
+    writeMixed();
+    const std::vector<std::string> all = shown();
+    EXPECT_EQ(shown({"-S", "-9999w1d"}), all);
+    EXPECT_EQ(shown({"-S-9999w1d"}), all);
+    EXPECT_EQ(shown({"-S=-9999w1d"}), all);
+    EXPECT_EQ(shown({"--since", "-9999w 1d"}), all);
+    EXPECT_EQ(shown({"--since=-9999w1d"}), all);
+    EXPECT_THAT(shown({"-U", "-9999w1d"}), IsEmpty());
+    const Outcome run = jorn({"show", "log", "-S", "-q"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.err, HasSubstr("jorn: --since: '-q' is no time from 1970 to 2106"));
+}
+
+TEST_F(ShowTest, Show_EqualsSignBehindAShortOption_IsNoneOfTheValueSaveOfAPattern) {
+    writeMixed();
+    EXPECT_THAT(shown({"-s=5", "-n=2", "-p=3", "-o=text"}), ElementsAre("d1 l0 s5", "d1 l3 s5"));
+    EXPECT_EQ(jorn({"show", "log", "-S="}).err,
+              "jorn: --since: the value is empty\njorn: see jorn show --help\n");
+    EXPECT_EQ(jorn({"show", "log", "-g=s5"}).status, 1);
+}
+
 TEST_F(ShowTest, Show_EmptyValueOfAnOption_IsRefusedAndNotTakenForNone) {
     writeMixed();
     EXPECT_EQ(jorn({"count", "log", "--since", ""}).err,

@@ -65,6 +65,11 @@ TEST(ParseTime, FormsInUtc_GiveTheSecond) {
     const Zone zone("UTC0");
     constexpr uint32_t kToday = 20778U * kDay;
     constexpr uint32_t kMorning = kToday + 6 * kHour + 47 * 60;
+    // Beyond all numbers, were it added up.
+    std::string longAgo = "-";
+    for (int part = 0; part < 20000; ++part) {
+        longAgo += "999999999weeks";
+    }
     expectRows({
         {"2026-11-21", kToday, kToday + kDay - 1},
         {"today", kToday, kToday + kDay - 1},
@@ -94,7 +99,13 @@ TEST(ParseTime, FormsInUtc_GiveTheSecond) {
         same("1 hour ago", kToday + 11 * kHour),
         same("5m ago", kToday + 12 * kHour - 300),
         same("2 weeks ago", kToday - 14 * kDay + kDay / 2),
+        same("-1h30m", kToday + 10 * kHour + 1800),
+        same("-1h 30min", kToday + 10 * kHour + 1800),
+        same("- 1d 2h3s", kToday - 14 * kHour - 3),
+        same("1 day 2 hours ago", kToday - 14 * kHour),
+        same("1h30m ago", kToday + 10 * kHour + 1800),
         same("-9999w", 0),
+        same(longAgo.c_str(), 0),
         {"1970-01-01", 0, kDay - 1},
         {"2000-02-29", 11016 * kDay, 11017 * kDay - 1},
         {"2106-02-07", 49710U * kDay, UINT32_MAX},
@@ -131,6 +142,13 @@ TEST(ParseTime, OtherTexts_GiveNothing) {
                 none("tomorrow"),
                 none("-2"),
                 none("-2y"),
+                none("-1h30"),
+                none("-1h30y"),
+                none("-1h-30m"),
+                none("-1h30m ago"),
+                none("-q"),
+                none("- "),
+                none(" ago"),
                 none("2 days"),
                 none("days ago"),
                 none("24:00"),

@@ -14,7 +14,7 @@ namespace tool {
 
 const char *const kFilterHelp =
     "Times are 2026-11-21, \"2026-11-21 06:47[:08][Z|+01:00]\", 06:47 (today), now, today, yesterday,\n"
-    "-2h, -30min, \"2 days ago\", @SECONDS since 1970, or any time as jorn prints it. They are local\n"
+    "-2h, -1h30m, \"2 days ago\", @SECONDS since 1970, or any time as jorn prints it. They are local\n"
     "times, with --utc UTC. --until DATE includes that day. Items of all levels are meant unless -p or\n"
     "--level says otherwise: -p 1 is level 1 and below, -p 1..2 these two, --level 2 that one. Levels\n"
     "and slots may be given by name when --names FILE or a file jorn.names in DIR has any:\n"

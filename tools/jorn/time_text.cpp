@@ -12,7 +12,8 @@
 namespace tool {
 
 const char *const kTimeForms =
-    "2026-11-21, \"2026-11-21 06:47[:08][Z|+01:00]\", 06:47, now, today, yesterday, -2h, \"2 days ago\" or "
+    "2026-11-21, \"2026-11-21 06:47[:08][Z|+01:00]\", 06:47, now, today, yesterday, -1h30m, \"2 days ago\" "
+    "or "
     "@SECONDS since 1970";
 
 namespace {
@@ -147,17 +148,33 @@ int64_t unitSeconds(const std::string &unit) {
     return found == kUnits.end() ? 0 : found->seconds;
 }
 
-std::optional<int64_t> parseRelative(const std::string &text, time_t now) {
-    static const RE2 kMinus(R"(-\s*(\d{1,9})\s*([a-z]+))");
-    static const RE2 kAgo(R"((\d{1,9})\s*([a-z]+)\s+ago)");
+/// The seconds of "1h", "1h30m" or "2 days 1 hour"; nothing where a unit is none.
+std::optional<int64_t> spanSeconds(re2::StringPiece span) {
+    static const RE2 kPart(R"(\s*(\d{1,9})\s*([a-z]+))");
+    constexpr int64_t kLongerThanAllTimes = int64_t{1} << 40;
+    int64_t sum = 0;
     int64_t number = 0;
     std::string unit;
-    if (!RE2::FullMatch(text, kMinus, &number, &unit) && !RE2::FullMatch(text, kAgo, &number, &unit)) {
+    while (RE2::Consume(&span, kPart, &number, &unit)) {
+        const int64_t seconds = unitSeconds(unit);
+        if (seconds == 0) {
+            return std::nullopt;
+        }
+        sum = std::min(sum + number * seconds, kLongerThanAllTimes);
+    }
+    return sum;
+}
+
+std::optional<int64_t> parseRelative(const std::string &text, time_t now) {
+    static const RE2 kMinus(R"(-((?:\s*\d{1,9}\s*[a-z]+)+))");
+    static const RE2 kAgo(R"((\d{1,9}\s*[a-z]+(?:\s*\d{1,9}\s*[a-z]+)*)\s+ago)");
+    re2::StringPiece span;
+    if (!RE2::FullMatch(text, kMinus, &span) && !RE2::FullMatch(text, kAgo, &span)) {
         return std::nullopt;
     }
-    const int64_t seconds = unitSeconds(unit);
+    const std::optional<int64_t> seconds = spanSeconds(span);
     // Longer ago than there are times is as far back as there are.
-    return seconds == 0 ? std::nullopt : std::optional(std::max<int64_t>(now - number * seconds, 0));
+    return seconds ? std::optional(std::max<int64_t>(now - *seconds, 0)) : std::nullopt;
 }
 
 /// Seconds east of Greenwich of "Z", "+01", "+01:00" or "+0100".

@@ -28,7 +28,7 @@ enum class Bound { Since, Until };
 ///   Sat Nov 21 06:47:08 2026        as the device prints it
 ///   06:47[:08]                      today
 ///   now, today, yesterday
-///   -2h, -30min, 2 days ago         s, m, h, d, w and their longer names; a day has 24 hours
+///   -2h, -1h30m, 2 days ago         s, m, h, d, w and their longer names; a day has 24 hours
 ///   @1795000000, 1795000000         seconds since 1970; without the @ of 9 or 10 digits
 /// A local time that clocks skip is taken as far into the next hour as it is into the skipped one.
 std::optional<uint32_t> parseTime(const std::string &text, time_t now, Bound bound);
