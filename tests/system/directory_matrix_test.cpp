@@ -432,8 +432,8 @@ const std::vector<Kind> kinds = {
      "jorn.names",
      logWith("jorn.names", std::string("[levels]\n0 = ") + kGarbage)},
     {"NamesSparse",
-     {0, 0, 0},
-     "",
+     {3, 0, 0},
+     "jorn.names",
      [](const Test &test) {
          test.writeLog();
          test.write("log/jorn.names", "[levels]\n");

@@ -231,6 +231,7 @@ TEST_F(ShowTest, Show_BadNamesFile_NamesTheLine) {
         {"[levels]\n0 = error\n\n1 = error\n", ":4: number or name is there twice: 1 = error"},
         {"[slots]\n0 = a b\n", ":2: 'a b' is no name"},
         {"[slots]\n0 = 1st\n", ":2: '1st' is no name"},
+        {"[slots]\n0 = =a\n", ":2: '=a' is no name"},
         {"[colours]\n0 = red\n", ":2: section [colours] is neither [levels] nor [slots]"},
         {"[levels]\nnonsense\n", ":2: neither [section] nor NUMBER = NAME"},
         {"[levels]\n0 = \x1b[31m\n", ":2: '\\x1b[31m' is no name"},
@@ -247,6 +248,38 @@ TEST_F(ShowTest, Show_BadNamesFile_NamesTheLine) {
         EXPECT_EQ(shownTexts(beside.out).size(), 6U);
         EXPECT_THAT(beside.err, HasSubstr("jorn: note: log/jorn.names" + message));
     }
+}
+
+TEST_F(ShowTest, Show_NamesFileWithoutEnd_RefusedSoon) {
+    writeMixed();
+    Setting setting;
+    setting.processorSeconds = 60;  // For slow machines, and to end what would go on for ever.
+    const Outcome endless = jorn({"show", "log", "--names", "/dev/zero"}, setting);
+    EXPECT_EQ(endless.status, 2);
+    EXPECT_EQ(endless.out, "");
+    EXPECT_EQ(endless.err, "jorn: /dev/zero: is longer than 1 MiB, and no file of names\n");
+}
+
+TEST_F(ShowTest, Show_NamesFileOfAnySensibleSize_IsRead) {
+    writeMixed();
+    constexpr size_t kMost = size_t{1} << 20;
+    const std::string comment = "; " + std::string(97, 'c') + "\n";
+    std::string names;
+    while (names.size() + comment.size() <= kMost - sizeof "[levels]\n0=error\n") {
+        names += comment;
+    }
+    names += "[levels]\n0=error\n";
+    write("names", names + std::string(kMost - names.size(), '\n'));
+    EXPECT_THAT(jorn({"show", "log", "--names", "names", "--level", "error"}).out, HasSubstr(" error 5 "));
+    write("names", names + std::string(kMost - names.size() + 1, '\n'));
+    EXPECT_EQ(jorn({"show", "log", "--names", "names", "--level", "error"}).status, 2);
+}
+
+TEST_F(ShowTest, Show_NamesThatCannotBeRead_FailsWithTheReason) {
+    writeMixed();
+    const Outcome run = jorn({"show", "log", "--names", "log"});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "jorn: log: Is a directory\n");
 }
 
 TEST_F(ShowTest, Show_Colour_ByLevel) {

@@ -19,15 +19,18 @@ namespace {
 
 constexpr char kFileName[] = "jorn.names";
 
+constexpr size_t kMostBytes = size_t{1} << 20;  ///< Well beyond any file of names.
+
 /// What the library's callbacks fill.
 struct Reading {
     Names names;
     std::string problem;  ///< Of the first line that is wrong.
 };
 
+/// What options take for a number, another option, or the sign before their value is no name.
 bool isName(const std::string &text) {
-    const bool isDigitFirst = !text.empty() && text[0] >= '0' && text[0] <= '9';
-    return !text.empty() && !isDigitFirst && text[0] != '-' &&
+    const std::string notFirst = "0123456789-=";
+    return !text.empty() && notFirst.find(text[0]) == std::string::npos &&
            text.find_first_of(" \t,") == std::string::npos && text.find("..") == std::string::npos &&
            escaped(text) == text;
 }
@@ -39,7 +42,8 @@ std::string addEntry(NameTable *table, const std::string &key, const std::string
         return "'" + key + "' is no number from 0 to " + std::to_string(limit - 1);
     }
     if (!isName(name)) {
-        return "'" + name + "' is no name: a word without blanks, commas and digits at its begin";
+        return "'" + name +
+               "' is no name: a word without blanks, commas and a digit, '-' or '=' at its begin";
     }
     return table->add(*number, name) ? "" : "number or name is there twice: " + key + " = " + name;
 }
@@ -61,9 +65,30 @@ int takeEntry(void *user, const char *section, const char *key, const char *valu
     return problem.empty() ? 1 : 0;
 }
 
+/// All bytes of a file, which may be a pipe.
+std::string readAll(FILE *file, const std::string &path) {
+    std::string bytes(kMostBytes + 1, '\0');
+    bytes.resize(fread(bytes.data(), 1, bytes.size(), file));
+    if (ferror(file) != 0) {
+        throw systemFailure(path, errno);
+    }
+    if (bytes.size() > kMostBytes) {
+        refuse(path + ": is longer than 1 MiB, and no file of names");
+    }
+    return bytes;
+}
+
 Names parseNames(FILE *file, const std::string &path) {
+    std::string bytes = readAll(file, path);
+    if (bytes.empty()) {
+        return {};
+    }
+    const Stream lines(fmemopen(bytes.data(), bytes.size(), "r"));
+    if (!lines) {
+        throw systemFailure(path, errno);
+    }
     Reading reading;
-    const int line = ini_parse_file(file, takeEntry, &reading);
+    const int line = ini_parse_file(lines.get(), takeEntry, &reading);
     if (line != 0) {
         const std::string problem =
             reading.problem.empty() ? "neither [section] nor NUMBER = NAME" : reading.problem;

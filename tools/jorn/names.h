@@ -8,7 +8,7 @@
 //   [slots]
 //   5 = door
 //
-// A name is a word: no blank, comma or control character, no "..", and no digit at its begin.
+// A name is a word: no blank, comma or control character, no "..", and no digit, "-" or "=" at its begin.
 #ifndef JORN_TOOLS_NAMES_H
 #define JORN_TOOLS_NAMES_H
 
@@ -46,7 +46,8 @@ struct Names {
 /// Where there are none, or numbers are wanted.
 const Names &noNames();
 
-/// Reads a file of names. Throws Failure with the line and what is wrong with it, as a usage error.
+/// Reads a file of names, at most 1 MiB. Throws Failure with the line and what is wrong with it, as a usage
+/// error.
 Names readNames(const std::string &path);
 
 /// Reads "jorn.names" in a log's directory; nothing when there is none. Throws as readNames().
