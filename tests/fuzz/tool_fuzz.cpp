@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The reading commands of the tool over any directory: what they count and how many items they show, that
-// nothing in the directory changes, that no control byte reaches standard output, and the exit code. What a
-// check finds is not compared, only how it ends.
+// The commands of the tool over any directory: what they count, show, follow and export, that nothing in the
+// directory changes, that no control byte reaches a terminal, and the exit code; and what a clearing leaves.
+// What a check finds is not compared, only how it ends.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -10,11 +10,15 @@
 #include <CLI/Error.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -27,10 +31,23 @@
 #include "model/ring_files.h"
 #include "model/start_model.h"
 
+namespace fuzz {
+
+/// Whether standard output is to look like a terminal.
+static bool isOutputTerminal = false;
+
+}  // namespace fuzz
+
 extern "C" {
 
 /// A damaged index is looked at again after a pause. Nothing comes of waiting here.
 int usleep(useconds_t) { return 0; }
+
+/// No power is cut here.
+int fsync(int) { return 0; }
+
+/// What the tool takes for a terminal.
+int isatty(int fd) { return fuzz::isOutputTerminal && fd == STDOUT_FILENO ? 1 : 0; }
 
 /// Where the sanitizers report to; not there without them.
 void __sanitizer_set_report_fd(void *) __attribute__((weak));
@@ -106,14 +123,14 @@ public:
     const std::string &path() const { return path_; }
 
     /// Leaves these files in it and no others.
-    void fill(const test::NamedFiles &files) {
-        for (const auto &[name, bytes] : present_) {
-            fs::remove(path_ + "/" + name);
+    void fill(const test::NamedFiles &files) const {
+        const std::vector<fs::directory_entry> present{fs::directory_iterator(path_), {}};
+        for (const fs::directory_entry &entry : present) {
+            fs::remove(entry.path());
         }
         for (const auto &[name, bytes] : files) {
             std::ofstream(path_ + "/" + name, std::ios::binary) << bytes;
         }
-        present_ = files;
     }
 
     test::NamedFiles files() const {
@@ -125,9 +142,21 @@ public:
         return found;
     }
 
+    /// When each file and the directory itself were changed, as text.
+    std::map<std::string, std::string> times() const {
+        std::map<std::string, std::string> found = {{"", changeOf(path_)}};
+        for (const auto &entry : fs::directory_iterator(path_)) {
+            found[entry.path().filename()] = changeOf(entry.path());
+        }
+        return found;
+    }
+
 private:
+    static std::string changeOf(const fs::path &path) {
+        return std::to_string(fs::last_write_time(path).time_since_epoch().count());
+    }
+
     std::string path_;
-    test::NamedFiles present_;
 };
 
 struct Run {
@@ -136,12 +165,16 @@ struct Run {
 };
 
 int exitCodeOf(std::vector<std::string> arguments) {
-    CLI::App app("reader", "jorn");
+    static const std::map<std::string, void (*)(CLI::App *, int *)> kCommands = {
+        {"show", tool::addShowCommand},     {"count", tool::addCountCommand},
+        {"check", tool::addCheckCommand},   {"stats", tool::addStatsCommand},
+        {"follow", tool::addFollowCommand}, {"export", tool::addExportCommand},
+        {"clear", tool::addClearCommand},
+    };
+    CLI::App app("tool", "jorn");
     app.require_subcommand(1);
     int exitCode = tool::kExitDone;
-    tool::addShowCommand(&app, &exitCode);
-    tool::addCountCommand(&app, &exitCode);
-    tool::addCheckCommand(&app, &exitCode);
+    kCommands.at(arguments.front())(&app, &exitCode);
     std::reverse(arguments.begin(), arguments.end());
     try {
         app.parse(arguments);
@@ -156,7 +189,16 @@ int exitCodeOf(std::vector<std::string> arguments) {
 Run run(const std::vector<std::string> &arguments) {
     const CapturedOutput captured;
     const int exitCode = exitCodeOf(arguments);
+    expectThat(exitCode >= tool::kExitDone && exitCode <= tool::kExitInputOutput, "the exit code is told of");
     return {exitCode, captured.text()};
+}
+
+/// The same with standard output looking like a terminal.
+Run runOnTerminal(const std::vector<std::string> &arguments) {
+    isOutputTerminal = true;
+    Run onTerminal = run(arguments);
+    isOutputTerminal = false;
+    return onTerminal;
 }
 
 struct Filter {
@@ -212,10 +254,12 @@ int32_t smallestRing(const test::NamedFiles &files) {
 
 bool isStray(const test::ModelItem &item) { return item.level < 0 || item.level >= JORN_LEVEL_MAX; }
 
-/// Items of the ring that pass the filter; of every level.
+/// Items of the ring that pass the filter, the oldest first; of every level.
 std::vector<test::ModelItem> matchesOf(const test::ModelRing &ring, const JORN_REQUIRE &require) {
     std::vector<test::ModelItem> matches;
-    for (const int32_t position : ring.newestFirst()) {
+    std::vector<int32_t> positions = ring.newestFirst();
+    std::reverse(positions.begin(), positions.end());
+    for (const int32_t position : positions) {
         for (const test::ModelItem &item : ring.at(position)) {
             const auto day = static_cast<int32_t>(item.time / kSecondsPerDay);
             const bool isDay = (require.dayDwLimit < 0 || day >= require.dayDwLimit) &&
@@ -389,6 +433,261 @@ void checkCheck(const std::string &directory) {
                "check tells whether there is damage");
 }
 
+int64_t linesOf(const std::string &text) { return std::count(text.begin(), text.end(), '\n'); }
+
+/// The text of an item as it is shown.
+std::string textOf(const test::ModelItem &item) {
+    std::string text = test::modelRecord(item.text).text.value_or("");
+    if (!text.empty() && text.back() == '\n') {
+        text.pop_back();
+    }
+    return text;
+}
+
+/// One line of JSON against the item that it is of.
+void expectItem(const std::string &line, const test::ModelItem &item) {
+    const nlohmann::json object = nlohmann::json::parse(line);
+    expectNumber("level", object.at("level").get<int64_t>(), item.level);
+    expectNumber("slot", object.at("slot").get<int64_t>(), item.slot);
+    expectNumber("time", static_cast<uint32_t>(object.at("time").get<int64_t>()), item.time);
+    if (!object.contains("text_base64")) {
+        expectSame("text", object.at("text").get<std::string>(), textOf(item));
+    }
+}
+
+void expectItems(const std::string &output, const std::vector<test::ModelItem> &items) {
+    expectNumber("items in JSON", linesOf(output), static_cast<int64_t>(items.size()));
+    size_t begin = 0;
+    for (const test::ModelItem &item : items) {
+        const size_t end = output.find('\n', begin);
+        expectItem(output.substr(begin, end - begin), item);
+        begin = end + 1;
+    }
+}
+
+/// What is exported is what is shown, and as many items as there are.
+void checkExport(const test::NamedFiles &files, const Filter &filter, const std::string &form,
+                 bool isOnTerminal, const std::string &directory) {
+    const auto runIt = isOnTerminal ? runOnTerminal : fuzz::run;
+    const Run run = runIt(commandLine("export", filter, {"--utc", "-o", form}, directory));
+    if (isContradicting(filter.require)) {
+        expectNumber("exit code of export", run.exitCode, tool::kExitUsage);
+        return;
+    }
+    if (isOnTerminal) {
+        expectQuiet(run.output);
+    }
+    const Seen seen = seenBy(filter, files);
+    if (!seen.start.isFileReplaced) {
+        expectNumber("exit code of export", run.exitCode, exitCodeOver(files, seen.start, seen.ring));
+    }
+    const std::vector<test::ModelItem> matches = matchesOf(seen.ring, filter.require);
+    if (form != "syslog") {
+        const std::string shownForm = form == "jsonl" ? "json" : form;
+        const std::vector<std::string> options = {"--utc", "-n",      "all",        "-r",
+                                                  "-o",    shownForm, "--no-pager", "--color=never"};
+        expectSame("export", run.output, runIt(commandLine("show", filter, options, directory)).output);
+    }
+    if (!seen.start.isFileReplaced && form == "jsonl") {
+        expectItems(run.output, matches);
+    } else if (!seen.start.isFileReplaced) {
+        expectNumber("items exported", linesOf(run.output) - (form == "csv" ? 1 : 0),
+                     static_cast<int64_t>(matches.size()));
+    }
+}
+
+/// The sum of what the objects of an array have under "items".
+int64_t itemsIn(const nlohmann::json &array) {
+    int64_t sum = 0;
+    for (const nlohmann::json &object : array) {
+        sum += object.at("items").get<int64_t>();
+    }
+    return sum;
+}
+
+/// Each way of dividing the items gives all of them.
+void expectStats(const std::string &output, int64_t items) {
+    const nlohmann::json report = nlohmann::json::parse(output);
+    expectNumber("items of the statistics", report.at("items").get<int64_t>(), items);
+    expectNumber("items by file", itemsIn(report.at("files")), items);
+    expectNumber("items by level", itemsIn(report.at("levels")), items);
+    for (const nlohmann::json &level : report.at("levels")) {
+        if (level.contains("slots")) {
+            expectNumber("items by slot", itemsIn(level.at("slots")), level.at("items").get<int64_t>());
+        }
+    }
+    expectNumber("items by time", itemsIn(report.at("buckets")), items);
+}
+
+void checkStats(const test::NamedFiles &files, const Filter &filter, bool isOnTerminal,
+                const std::string &directory) {
+    const std::vector<std::string> options = isOnTerminal
+                                                 ? std::vector<std::string>{"--no-pager", "--color=never"}
+                                                 : std::vector<std::string>{"-o", "json", "--disk-usage"};
+    const Run run =
+        (isOnTerminal ? runOnTerminal : fuzz::run)(commandLine("stats", filter, options, directory));
+    if (isContradicting(filter.require)) {
+        expectNumber("exit code of stats", run.exitCode, tool::kExitUsage);
+        return;
+    }
+    expectQuiet(run.output);
+    const Seen seen = seenBy(filter, files);
+    if (seen.start.isFileReplaced) {
+        return;
+    }
+    expectNumber("exit code of stats", run.exitCode, exitCodeOver(files, seen.start, seen.ring));
+    const auto items = static_cast<int64_t>(matchesOf(seen.ring, filter.require).size());
+    if (isOnTerminal) {
+        const std::string told = "\nitems   " + std::to_string(items) + (items > 0 ? " from " : "\n");
+        expectThat(run.output.find(told) != run.output.npos, "the statistics tell the number of items");
+    } else {
+        expectStats(run.output, items);
+    }
+}
+
+/// The ring for one who waits for the rest of a last line that has no end.
+test::ModelRing withoutOpenEnd(const Seen &seen) {
+    test::ModelRing ring = seen.ring;
+    const auto newest = seen.start.files.find(test::csvName(ring.latest));
+    if (newest != seen.start.files.end()) {
+        constexpr size_t kPiece = 256;  // As much of a longer line is not waited for.
+        const std::string &bytes = newest->second;
+        const size_t begin = bytes.rfind('\n') + 1;
+        const size_t waitedFor = (bytes.size() - begin) % kPiece;
+        ring.files[ring.latest] = test::modelItems(bytes.substr(0, bytes.size() - waitedFor));
+    }
+    return ring;
+}
+
+/// Follows to a time that has passed, so that it ends when all was read.
+void checkFollow(const test::NamedFiles &files, Filter filter, const std::string &directory) {
+    constexpr int32_t kLastDay = ByteReader::kFirstDay + 100;
+    if (filter.require.dayUpLimit < 0) {
+        filter.require.dayUpLimit = kLastDay;
+        addOption("--until", timeText(kLastDay, kSecondsPerDay - 1), &filter);
+    }
+    const Run run =
+        runOnTerminal(commandLine("follow", filter, {"--utc", "-n", "all", "--color=never"}, directory));
+    if (isContradicting(filter.require)) {
+        expectNumber("exit code of follow", run.exitCode, tool::kExitUsage);
+        return;
+    }
+    expectQuiet(run.output);
+    const Seen seen = seenBy(filter, files);
+    if (!seen.start.isFileReplaced) {
+        expectNumber("exit code of follow", run.exitCode, exitCodeOver(files, seen.start, seen.ring));
+        expectNumber("items followed", linesOf(run.output),
+                     static_cast<int64_t>(matchesOf(withoutOpenEnd(seen), filter.require).size()));
+    }
+}
+
+/// The position that a cleared log goes on with, which is the only one in view. Without --files, the ring may
+/// be as large as the newest file's place needs, or larger.
+int32_t clearedPosition(const test::NamedFiles &before, const test::NamedFiles &after, int32_t ringSize) {
+    const int32_t next = test::modelReadIndex(before, {0, 0, 0}, "").fields.latest + 1;
+    if (ringSize != 0) {
+        return next % ringSize;
+    }
+    const test::ModelIndexRead index = test::modelReadIndex(after, {0, 0, 0}, "");
+    return index.fields.latest == next ? next : 0;
+}
+
+struct Seconds {
+    int64_t begin;
+    int64_t end;
+};
+
+/// Nothing but the index and the file that the log goes on with is other than it was.
+void expectCleared(const test::NamedFiles &before, const test::NamedFiles &after, int32_t position,
+                   const Seconds &span) {
+    const std::string name = test::csvName(position);
+    const std::string line = after.count(name) != 0 ? after.at(name) : "";
+    const size_t digits = std::min(line.find(','), line.size());
+    const int64_t seconds = test::modelLeadingNumber(line.substr(0, digits), 64);
+    expectThat(seconds >= span.begin && seconds <= span.end, "the clearing has its time");
+    test::NamedFiles wanted = before;
+    wanted.erase("index.bak");
+    wanted["index.csv"] = test::modelIndexText(position, position);
+    wanted[name] = std::to_string(seconds) + ",3,0,Log all cleared!\n";
+    expectSame("files of a cleared log", after, wanted);
+}
+
+void checkClear(const test::NamedFiles &files, const Filter &filter, const Directory &directory) {
+    std::vector<std::string> arguments = {"clear", "--yes", directory.path()};
+    if (filter.files != 0) {
+        arguments.insert(arguments.end(), {"--files", std::to_string(filter.files)});
+    }
+    const int64_t begin = time(nullptr);
+    const Run run = fuzz::run(arguments);
+    const test::NamedFiles after = directory.files();
+    expectQuiet(run.output);
+    if (run.exitCode != tool::kExitDone || run.output.find(": nothing to clear\n") != run.output.npos) {
+        expectSame("files of a log that was not cleared", after, files);
+        return;
+    }
+    const int32_t position = clearedPosition(files, after, filter.files);
+    expectCleared(files, after, position, {begin, time(nullptr)});
+    const Run shown = fuzz::run({"show", "-n", "all", "-o", "short", "--utc", directory.path()});
+    expectNumber("exit code of show behind a clearing", shown.exitCode, tool::kExitDone);
+    expectThat(linesOf(shown.output) == 1 && shown.output.find(" Log all cleared!\n") != shown.output.npos,
+               "a cleared log shows that it was cleared and nothing else");
+}
+
+/// What is done with a directory.
+struct Task {
+    enum class Kind { Count, Show, Export, Stats, Follow, Clear };
+
+    Kind kind;
+    int32_t perPage;
+    int32_t page;
+
+    bool isOnTerminal() const { return page % 2 != 0; }
+};
+
+/// One half of all is counted and shown.
+Task::Kind kindOf(uint8_t choice) {
+    constexpr int kFormer = 4;
+    constexpr std::array<Task::Kind, 4> kLater = {Task::Kind::Export, Task::Kind::Stats, Task::Kind::Follow,
+                                                  Task::Kind::Clear};
+    const int kind = choice / 2 % (kFormer + static_cast<int>(kLater.size()));
+    if (kind < kFormer) {
+        return choice % 2 != 0 ? Task::Kind::Show : Task::Kind::Count;
+    }
+    return kLater.at(static_cast<size_t>(kind - kFormer));
+}
+
+void checkShow(const test::NamedFiles &files, const Filter &filter, const Task &task,
+               const std::string &directory) {
+    constexpr int32_t kNoPage = 4;
+    if (task.page == kNoPage) {
+        checkNewest(files, filter, task.perPage, directory);
+    } else {
+        checkPage(files, filter, task.perPage, task.page, directory);
+    }
+}
+
+/// Does it, with what the directory holds.
+void check(const test::NamedFiles &files, const Filter &filter, const Task &task,
+           const Directory &directory) {
+    constexpr std::array<const char *, 3> kForms = {"jsonl", "csv", "syslog"};
+    const std::string &path = directory.path();
+    switch (task.kind) {
+        case Task::Kind::Count:
+            return checkCount(files, filter, path);
+        case Task::Kind::Show:
+            return checkShow(files, filter, task, path);
+        case Task::Kind::Export:
+            return checkExport(files, filter, kForms.at(static_cast<size_t>(task.perPage) % kForms.size()),
+                               task.isOnTerminal(), path);
+        case Task::Kind::Stats:
+            return checkStats(files, filter, task.isOnTerminal(), path);
+        case Task::Kind::Follow:
+            return checkFollow(files, filter, path);
+        case Task::Kind::Clear:
+            return checkClear(files, filter, directory);
+    }
+}
+
 }  // namespace
 }  // namespace fuzz
 
@@ -398,7 +697,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const fuzz::Filter filter = fuzz::takeFilter(&input);
     const int32_t perPage = input.below(22);
     const int32_t page = input.below(6) - 1;
-    const bool isShow = input.flag();
+    const fuzz::Task task = {fuzz::kindOf(input.byte()), perPage, page};
     const int32_t positions = input.flag() ? 4 : 90;
     const bool isIndexLikely = input.below(8) != 0;
     const int32_t latest = input.below(positions);
@@ -408,15 +707,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         files.emplace("index.csv", test::modelIndexText(0, latest));
     }
     directory.fill(files);
+    const std::map<std::string, std::string> times = directory.times();
     fuzz::checkCheck(directory.path());
-    constexpr int32_t kNoPage = 4;
-    if (isShow && page == kNoPage) {
-        fuzz::checkNewest(files, filter, perPage, directory.path());
-    } else if (isShow) {
-        fuzz::checkPage(files, filter, perPage, page, directory.path());
-    } else {
-        fuzz::checkCount(files, filter, directory.path());
+    fuzz::check(files, filter, task, directory);
+    if (task.kind != fuzz::Task::Kind::Clear) {
+        fuzz::expectSame("files", directory.files(), files);
+        fuzz::expectSame("times of files", directory.times(), times);
     }
-    fuzz::expectSame("files", directory.files(), files);
     return 0;
 }
