@@ -65,11 +65,6 @@ TEST(ParseTime, FormsInUtc_GiveTheSecond) {
     const Zone zone("UTC0");
     constexpr uint32_t kToday = 20778U * kDay;
     constexpr uint32_t kMorning = kToday + 6 * kHour + 47 * 60;
-    // Beyond all numbers, were it added up.
-    std::string longAgo = "-";
-    for (int part = 0; part < 20000; ++part) {
-        longAgo += "999999999weeks";
-    }
     expectRows({
         {"2026-11-21", kToday, kToday + kDay - 1},
         {"today", kToday, kToday + kDay - 1},
@@ -105,7 +100,9 @@ TEST(ParseTime, FormsInUtc_GiveTheSecond) {
         same("1 day 2 hours ago", kToday - 14 * kHour),
         same("1h30m ago", kToday + 10 * kHour + 1800),
         same("-9999w", 0),
-        same(longAgo.c_str(), 0),
+        same("-999999999w 999999999w 999999999w 999999999w 999999999w", 0),
+        same("-1s1s1s1s1s1s1s1s1s", kToday + kDay / 2 - 9),
+        same("1s 1s 1s 1s 1s 1s 1s 1s 1s ago", kToday + kDay / 2 - 9),
         {"1970-01-01", 0, kDay - 1},
         {"2000-02-29", 11016 * kDay, 11017 * kDay - 1},
         {"2106-02-07", 49710U * kDay, UINT32_MAX},
@@ -143,6 +140,8 @@ TEST(ParseTime, OtherTexts_GiveNothing) {
                 none("-2"),
                 none("-2y"),
                 none("-1h30"),
+                none("-1s1s1s1s1s1s1s1s1s1s"),
+                none("1s 1s 1s 1s 1s 1s 1s 1s 1s 1s ago"),
                 none("-1h30y"),
                 none("-1h-30m"),
                 none("-1h30m ago"),

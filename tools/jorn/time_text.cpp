@@ -151,7 +151,6 @@ int64_t unitSeconds(const std::string &unit) {
 /// The seconds of "1h", "1h30m" or "2 days 1 hour"; nothing where a unit is none.
 std::optional<int64_t> spanSeconds(re2::StringPiece span) {
     static const RE2 kPart(R"(\s*(\d{1,9})\s*([a-z]+))");
-    constexpr int64_t kLongerThanAllTimes = int64_t{1} << 40;
     int64_t sum = 0;
     int64_t number = 0;
     std::string unit;
@@ -160,14 +159,15 @@ std::optional<int64_t> spanSeconds(re2::StringPiece span) {
         if (seconds == 0) {
             return std::nullopt;
         }
-        sum = std::min(sum + number * seconds, kLongerThanAllTimes);
+        sum += number * seconds;
     }
     return sum;
 }
 
 std::optional<int64_t> parseRelative(const std::string &text, time_t now) {
-    static const RE2 kMinus(R"(-((?:\s*\d{1,9}\s*[a-z]+)+))");
-    static const RE2 kAgo(R"((\d{1,9}\s*[a-z]+(?:\s*\d{1,9}\s*[a-z]+)*)\s+ago)");
+    // So few parts that no sum of theirs is too large.
+    static const RE2 kMinus(R"(-((?:\s*\d{1,9}\s*[a-z]+){1,9}))");
+    static const RE2 kAgo(R"((\d{1,9}\s*[a-z]+(?:\s*\d{1,9}\s*[a-z]+){0,8})\s+ago)");
     re2::StringPiece span;
     if (!RE2::FullMatch(text, kMinus, &span) && !RE2::FullMatch(text, kAgo, &span)) {
         return std::nullopt;
