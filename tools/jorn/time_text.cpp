@@ -13,8 +13,7 @@ namespace tool {
 
 const char *const kTimeForms =
     "2026-11-21, \"2026-11-21 06:47[:08][Z|+01:00]\", 06:47, now, today, yesterday, -1h30m, \"2 days ago\" "
-    "or "
-    "@SECONDS since 1970";
+    "or @SECONDS since 1970";
 
 namespace {
 
