@@ -65,20 +65,6 @@ void refuseEmptyValues(CLI::App *app) {
     }
 }
 
-/// "-s=5" is as common as "--slot=5". A pattern may begin with the sign, no other value does.
-void dropEqualsSigns(CLI::App *app) {
-    const auto withoutSign = [](const std::string &value) {
-        return value.rfind('=', 0) == 0 ? value.substr(1) : value;
-    };
-    for (CLI::App *const command : app->get_subcommands([](const CLI::App *) { return true; })) {
-        for (CLI::Option *const option : command->get_options([](const CLI::Option *each) {
-                 return !each->get_snames().empty() && !each->check_lname("grep");
-             })) {
-            option->transform(withoutSign);
-        }
-    }
-}
-
 /// What is wrong with the command line. The word behind an option that is not known is taken for DIR, so that
 /// words are left over, or missing, that are not at fault.
 std::string problemOf(const CLI::App &app, const CLI::ParseError &error) {
@@ -149,7 +135,6 @@ int run(int argc, char **argv) {
     tool::addClearCommand(&app, &exitCode);
     tool::addRecordCommand(&app);
     refuseEmptyValues(&app);
-    dropEqualsSigns(&app);
     return parseAndRun(&app, &exitCode, argc, argv);
 }
 

@@ -27,9 +27,9 @@ struct Reading {
     std::string problem;  ///< Of the first line that is wrong.
 };
 
-/// What options take for a number, another option, or the sign before their value is no name.
+/// What options take for a number or another option is no name.
 bool isName(const std::string &text) {
-    const std::string notFirst = "0123456789-=";
+    const std::string notFirst = "0123456789-";
     return !text.empty() && notFirst.find(text[0]) == std::string::npos &&
            text.find_first_of(" \t,") == std::string::npos && text.find("..") == std::string::npos &&
            escaped(text) == text;
@@ -42,8 +42,7 @@ std::string addEntry(NameTable *table, const std::string &key, const std::string
         return "'" + key + "' is no number from 0 to " + std::to_string(limit - 1);
     }
     if (!isName(name)) {
-        return "'" + name +
-               "' is no name: a word without blanks, commas and a digit, '-' or '=' at its begin";
+        return "'" + name + "' is no name: a word without blanks, commas and a digit or '-' at its begin";
     }
     return table->add(*number, name) ? "" : "number or name is there twice: " + key + " = " + name;
 }

@@ -8,7 +8,7 @@
 //   [slots]
 //   5 = door
 //
-// A name is a word: no blank, comma or control character, no "..", and no digit, "-" or "=" at its begin.
+// A name is a word: no blank, comma or control character, no "..", and no digit or "-" at its begin.
 #ifndef JORN_TOOLS_NAMES_H
 #define JORN_TOOLS_NAMES_H
 
