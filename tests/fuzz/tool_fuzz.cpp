@@ -22,14 +22,14 @@
 #include <string>
 #include <vector>
 
-#include "commands.h"
-#include "failure.h"
+#include "commands/commands.h"
 #include "fuzz/byte_reader.h"
 #include "fuzz/finding.h"
 #include "fuzz/ring_input.h"
 #include "model/line_model.h"
 #include "model/ring_files.h"
 #include "model/start_model.h"
+#include "system/failure.h"
 
 namespace fuzz {
 

@@ -8,9 +8,9 @@
 #include <functional>
 
 #include "damaged_log.h"
-#include "diagnosis.h"
-#include "failure.h"
-#include "repair_plan.h"
+#include "health/diagnosis.h"
+#include "health/repair_plan.h"
+#include "system/failure.h"
 
 namespace test {
 namespace {

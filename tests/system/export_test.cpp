@@ -12,8 +12,8 @@
 
 #include "common_values.h"
 #include "database.h"
-#include "item_scanner.h"
-#include "ring_view.h"
+#include "log/ring_view.h"
+#include "query/item_scanner.h"
 #include "tool_run.h"
 
 namespace test {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The follower, driven by hand: what it passes on at each step while files change in between.
-#include "follower.h"
+#include "live/follower.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>

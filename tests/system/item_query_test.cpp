@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every way to an answer against a slow reading of the same files that shares no code with the tool, over
 // rings of random and damaged files.
-#include "item_query.h"
+#include "query/item_query.h"
 
 #include <gmock/gmock.h>
 #include <stdlib.h>

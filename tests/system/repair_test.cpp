@@ -11,10 +11,10 @@
 #include <numeric>
 
 #include "damaged_log.h"
-#include "diagnosis.h"
-#include "directory_rebuild.h"
+#include "health/diagnosis.h"
+#include "health/repair_plan.h"
 #include "jorn.h"
-#include "repair_plan.h"
+#include "repair/directory_rebuild.h"
 
 namespace test {
 namespace {

@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 
 #include "common_values.h"
-#include "ring_evidence.h"
-#include "ring_placement.h"
+#include "health/ring_evidence.h"
+#include "health/ring_placement.h"
 
 namespace test {
 namespace {

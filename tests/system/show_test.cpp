@@ -9,7 +9,7 @@
 #include <functional>
 
 #include "common_values.h"
-#include "descriptor.h"
+#include "system/descriptor.h"
 #include "tool_run.h"
 
 namespace test {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Times as users write them and as the tool prints them.
-#include "time_text.h"
+#include "terminal/time_text.h"
 #include "common_values.h"
 
 #include <gtest/gtest.h>

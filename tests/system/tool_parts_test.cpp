@@ -2,10 +2,10 @@
 // Parts of the command-line tool by themselves.
 #include <gmock/gmock.h>
 
-#include "escape.h"
-#include "item_splitter.h"
-#include "record_stats.h"
-#include "ring_survey.h"
+#include "log/ring_survey.h"
+#include "record/item_splitter.h"
+#include "record/record_stats.h"
+#include "terminal/escape.h"
 #include "tool_run.h"
 
 namespace test {

@@ -17,8 +17,8 @@
 #include <string>
 #include <vector>
 
-#include "commands.h"
-#include "failure.h"
+#include "commands/commands.h"
+#include "system/failure.h"
 
 namespace {
 

@@ -1,0 +1,374 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <CLI/App.hpp>
+#include <CLI/Option.hpp>
+#include <CLI/Validators.hpp>
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+#include "commands/commands.h"
+#include "commands/filter_options.h"
+#include "commands/read_end.h"
+#include "export/export_form.h"
+#include "export/export_sink.h"
+#include "export/unique_names.h"
+#include "log/ring_view.h"
+#include "output/item_format.h"
+#include "output/output.h"
+#include "output/syslog_format.h"
+#include "query/item_scanner.h"
+#include "system/failure.h"
+#include "system/file_mark.h"
+#include "system/replaced_file.h"
+#include "system/stop_signals.h"
+#include "terminal/counted.h"
+#include "terminal/escape.h"
+#include "terminal/progress_bar.h"
+
+namespace tool {
+namespace {
+
+constexpr char kBrief[] = "Pass items on to other programs: JSON Lines, CSV, syslog, SQLite";
+
+constexpr char kDetails[] =
+    "Writes every item that matches, the oldest first, of several logs one log after the other. A FILE\n"
+    "appears when it is complete, in one step; an export that fails or is interrupted leaves none, and an\n"
+    "older FILE as it was. DIR is not changed in any way, and may be recorded into at the same moment:\n"
+    "what is exported is what was there when the log's turn came. Of logs whose directories have the same\n"
+    "name, the later ones get \"_2\", \"_3\" ... behind theirs.\n\n"
+    "FORM, where -o is not given, is told by FILE's ending: .jsonl, .ndjson and .json; .csv; .syslog and\n"
+    ".log; .sqlite, .sqlite3 and .db. Without either it is jsonl.\n"
+    "  jsonl   as show -o json; of several logs each item tells its \"log\"\n"
+    "  csv     as show -o csv; of several logs with a last column \"log\"\n"
+    "  syslog  messages by RFC 5424; levels 0 to 3 are errors, warnings, information and debug messages,\n"
+    "          unless --severities has four other numbers for them\n"
+    "  sqlite  a database with a table of the log's name and a view NAME_readable; needs --to\n\n";
+
+constexpr char kExamples[] =
+    "\nExamples:\n"
+    "  jorn export DIR > items.jsonl                    everything, as JSON Lines\n"
+    "  jorn export -S yesterday -p 1 --to new.csv DIR   levels 0 and 1 since yesterday\n"
+    "  jorn export --to fleet.db unit1/door unit2/gate  a database with the tables door and gate\n"
+    "  jorn export -o syslog --hostname unit1 DIR | nc -q 0 collector 514\n";
+
+struct ExportOptions {
+    FilterOptions filter;  ///< With the directory of one log at a time.
+    std::vector<std::string> directories;
+    std::string form;
+    std::string file;
+    bool mayReplace = false;
+    std::string table;
+    std::string facility = "local0";
+    std::string severities = "3,4,6,7";
+    std::string hostName = "-";
+    bool isProgressOff = false;
+    bool isQuiet = false;
+
+    bool hasFile() const { return !file.empty() && file != "-"; }
+};
+
+void addSyslogOptions(CLI::App *command, ExportOptions *options) {
+    command->add_option("--facility", options->facility, "syslog: facility, a name or a number")
+        ->type_name("NAME")
+        ->capture_default_str();
+    command
+        ->add_option("--severities", options->severities,
+                     "syslog: severities of the levels 0 to 3, each 0 to 7")
+        ->type_name("A,B,C,D")
+        ->capture_default_str();
+    command
+        ->add_option("--hostname", options->hostName, "syslog: name of the machine that the log comes from")
+        ->type_name("NAME")
+        ->capture_default_str();
+}
+
+void addOptions(CLI::App *command, ExportOptions *options) {
+    command->add_option("DIR", options->directories, "Directories of the logs")->required();
+    command->add_option("-o,--output", options->form, "Form of the output")
+        ->type_name("FORM")
+        ->check(CLI::IsMember(exportFormNames()));
+    command->add_option("--to", options->file, "File to write; default: standard output")->type_name("FILE");
+    command->add_flag("--force", options->mayReplace, "Replace FILE when it is there already");
+    addQuestionOptions(command, &options->filter);
+    command->add_option("--table", options->table, "sqlite: name of the table, for one DIR")
+        ->type_name("NAME");
+    addSyslogOptions(command, options);
+    command->add_flag("--no-progress", options->isProgressOff, "Show no progress on the terminal");
+    command->add_flag("-q,--quiet", options->isQuiet, "Show neither progress nor the number of items");
+}
+
+ExportForm chosenForm(const ExportOptions &options) {
+    if (!options.form.empty()) {
+        return *exportFormOf(options.form);
+    }
+    if (!options.hasFile()) {
+        return ExportForm::JsonLines;
+    }
+    const std::optional<ExportForm> form = exportFormOfFile(options.file);
+    if (!form) {
+        refuse(options.file + ": its ending tells no form; say which with -o");
+    }
+    return *form;
+}
+
+SyslogStyle syslogStyle(const ExportOptions &options) {
+    SyslogStyle style;
+    const std::optional<int> facility = facilityNumber(options.facility);
+    if (!facility) {
+        refuse("--facility: '" + options.facility +
+               "' is neither a number from 0 to 23 nor a facility's name");
+    }
+    const std::optional<Severities> severities = parseSeverities(options.severities);
+    if (!severities) {
+        refuse("--severities: '" + options.severities +
+               "' is not four numbers from 0 to 7 with commas between");
+    }
+    if (!isHostName(options.hostName)) {
+        refuse("--hostname: '" + options.hostName + "' is not 1 to 255 printable ASCII characters");
+    }
+    style.facility = *facility;
+    style.severities = *severities;
+    style.hostName = options.hostName;
+    style.isUtc = options.filter.isUtc;
+    return style;
+}
+
+/// What needs more than one option to be judged.
+void checkTogether(const ExportOptions &options, ExportForm form) {
+    if (form == ExportForm::Sqlite && !options.hasFile()) {
+        refuse("a database cannot go to standard output; name a file with --to");
+    }
+    if (!options.table.empty() && (form != ExportForm::Sqlite || options.directories.size() > 1)) {
+        refuse("--table is for a database of one DIR");
+    }
+    if (!isUtf8(options.table)) {
+        refuse("--table: the name is no UTF-8");
+    }
+}
+
+/// A log to be exported.
+struct Source {
+    Question question;
+    std::string name;
+};
+
+std::string nameOf(const std::string &directory) {
+    std::error_code ignored;
+    const auto path = std::filesystem::canonical(directory, ignored);
+    const std::string name = escaped(path.filename().string());
+    return name.empty() ? "log" : name;
+}
+
+FileMark markAt(const std::string &path) {
+    struct stat status = {};
+    stat(path.c_str(), &status);
+    return markOf(status);
+}
+
+bool isSameDirectory(const FileMark &mark, const StoreDirectory &directory) {
+    return isSameFile(mark, markAt(directory.shortName()));
+}
+
+/// Everything that can be wrong with the question is told before anything is written.
+std::vector<Source> openSources(const ExportOptions &options) {
+    const time_t now = time(nullptr);
+    std::vector<Source> sources;
+    UniqueNames names;
+    for (const std::string &directory : options.directories) {
+        FilterOptions filter = options.filter;
+        filter.directory = directory;
+        Question question = openQuestion(filter, now);
+        const FileMark mark = markAt(question.directory.shortName());
+        for (const Source &other : sources) {
+            if (isSameDirectory(mark, other.question.directory)) {
+                refuse(directory + " and " + other.question.directory.path() + " are the same directory");
+            }
+        }
+        sources.push_back(
+            {std::move(question), names.add(options.table.empty() ? nameOf(directory) : options.table)});
+    }
+    return sources;
+}
+
+/// Not even the file that is written may change a log's directory.
+void refuseFileInLog(const std::string &file, const std::vector<Source> &sources) {
+    namespace fs = std::filesystem;
+    // Of a relative path of which nothing is there yet, weakly_canonical() leaves it open where it begins.
+    const fs::path parent = fs::weakly_canonical(fs::absolute(file)).parent_path();
+    const FileMark mark = markAt(parent.string());
+    for (const Source &source : sources) {
+        if (isSameDirectory(mark, source.question.directory)) {
+            refuse(file + ": lies in the log's own directory; write it elsewhere");
+        }
+    }
+}
+
+std::unique_ptr<ExportSink> makeItemSink(const ExportOptions &options, ExportForm form, int file,
+                                         const std::string &name) {
+    ItemStyle style;
+    style.form = form == ExportForm::Csv ? ItemForm::Csv : ItemForm::Json;
+    style.isUtc = options.filter.isUtc;
+    style.isEscaped = isatty(file) == 1;
+    const auto styleOf = [style, isOneOfSeveral = options.directories.size() > 1](const ExportedLog &log) {
+        ItemStyle own = style;
+        own.names = log.names;
+        own.log = isOneOfSeveral ? log.name : "";
+        return own;
+    };
+    const std::string heading = ItemFormatter(styleOf({"log"})).heading();
+    return makeTextSink(file, name, heading, [styleOf](const ExportedLog &log) {
+        return [formatter = ItemFormatter(styleOf(log))](const Item &item) mutable {
+            return formatter.format(item);
+        };
+    });
+}
+
+std::unique_ptr<ExportSink> makeSyslogSink(SyslogStyle style, int file, const std::string &name) {
+    style.isEscaped = isatty(file) == 1;
+    return makeTextSink(file, name, "", [style](const ExportedLog &log) {
+        SyslogStyle own = style;
+        own.log = log.name;
+        own.names = log.names;
+        return
+            [formatter = SyslogFormatter(own)](const Item &item) mutable { return formatter.format(item); };
+    });
+}
+
+std::unique_ptr<ExportSink> makeSink(const ExportOptions &options, ExportForm form,
+                                     const ReplacedFile *file) {
+    if (form == ExportForm::Sqlite) {
+        return makeSqliteSink(file->temporaryPath(), file->path());
+    }
+    const int descriptor = file != nullptr ? file->descriptor() : STDOUT_FILENO;
+    const std::string name = file != nullptr ? file->path() : "standard output";
+    return form == ExportForm::Syslog ? makeSyslogSink(syslogStyle(options), descriptor, name)
+                                      : makeItemSink(options, form, descriptor, name);
+}
+
+/// What became of an export.
+struct Exported {
+    uint64_t items = 0;
+    bool isWanted = true;  ///< False once nobody reads any more.
+    std::vector<ReadEnd> ends;
+};
+
+void throwIfStopped(const StopSignals &signals, const std::string &file) {
+    if (signals.hasCome()) {
+        throw Failure(file + ": interrupted; nothing is written");
+    }
+}
+
+class Exporter {
+public:
+    /// `file` and `signals` are null for standard output, where a signal ends the process as usual.
+    Exporter(const ExportOptions &options, const ReplacedFile *file, const StopSignals *signals,
+             ExportSink *sink)
+        : file_(file),
+          sink_(sink),
+          signals_(signals),
+          bar_(!options.isProgressOff && !options.isQuiet && (file != nullptr || !isOutputTerminal())) {}
+
+    void exportLog(const Source &source) {
+        RingView view(source.question.directory, source.question.ringSize);
+        view.settleEnd();
+        ReadEnd end;
+        end.takeFrom(view);
+        uint64_t total = 0;
+        for (const RingFile &file : view.files()) {
+            total += file.size;
+        }
+        bar_.start(source.name, total);
+        sink_->beginLog({source.name, &source.question.shownNames()});
+        scan(view, source.question.filter, &end);
+        exported_.ends.push_back(std::move(end));
+    }
+
+    const Exported &finish() {
+        sink_->finish();
+        if (signals_ != nullptr) {
+            throwIfStopped(*signals_, file_->path());
+        }
+        bar_.clear();
+        return exported_;
+    }
+
+    bool isWanted() const { return exported_.isWanted; }
+
+private:
+    void scan(const RingView &view, const ItemFilter &filter, ReadEnd *end) {
+        ItemScanner scanner(view, filter, &end->damage);
+        scanner.setWatch([this](uint64_t bytes) {
+            bar_.show(bytes);
+            if (signals_ != nullptr) {
+                throwIfStopped(*signals_, file_->path());
+            }
+            return true;
+        });
+        scanner.scan(Order::OldestFirst, [this](const Item &item) {
+            exported_.isWanted = sink_->take(item);
+            ++exported_.items;
+            return exported_.isWanted;
+        });
+        end->notes.insert(end->notes.end(), scanner.losses().begin(), scanner.losses().end());
+    }
+
+    const ReplacedFile *file_;
+    ExportSink *sink_;
+    const StopSignals *signals_;
+    ProgressBar bar_;
+    Exported exported_;
+};
+
+int endExport(const ExportOptions &options, const std::vector<Source> &sources, const Exported &exported) {
+    int exitCode = kExitDone;
+    for (size_t i = 0; i < exported.ends.size(); ++i) {
+        const bool hasMatch = exported.items > 0;
+        exitCode =
+            std::max(exitCode, endReading(options.filter, sources[i].question, exported.ends[i], hasMatch));
+    }
+    if (options.hasFile() && !options.isQuiet) {
+        std::cerr << counted(exported.items, "item", "items") << '\n';
+    }
+    return exitCode;
+}
+
+int run(const ExportOptions &options) {
+    const ExportForm form = chosenForm(options);
+    checkTogether(options, form);
+    syslogStyle(options);
+    const std::vector<Source> sources = openSources(options);
+    std::unique_ptr<StopSignals> signals;
+    std::unique_ptr<ReplacedFile> file;
+    if (options.hasFile()) {
+        refuseFileInLog(options.file, sources);
+        signals = std::make_unique<StopSignals>();
+        file = std::make_unique<ReplacedFile>(options.file, options.mayReplace);
+    }
+    const std::unique_ptr<ExportSink> sink = makeSink(options, form, file.get());
+    Exporter exporter(options, file.get(), signals.get(), sink.get());
+    for (auto source = sources.begin(); source != sources.end() && exporter.isWanted(); ++source) {
+        exporter.exportLog(*source);
+    }
+    const Exported &exported = exporter.finish();
+    if (file != nullptr) {
+        file->commit();
+    }
+    return endExport(options, sources, exported);
+}
+
+}  // namespace
+
+void addExportCommand(CLI::App *app, int *exitCode) {
+    CLI::App *const command = app->add_subcommand("export", kBrief);
+    const auto options = std::make_shared<ExportOptions>();
+    addOptions(command, options.get());
+    command->footer(std::string(kDetails) + kFilterHelp + kExamples + readExitHelp("-g"));
+    command->callback([options, exitCode] { *exitCode = run(*options); });
+}
+
+}  // namespace tool

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <CLI/App.hpp>
+#include <CLI/Option.hpp>
+#include <CLI/Validators.hpp>
+#include <memory>
+
+#include "commands/commands.h"
+#include "commands/log_options.h"
+#include "record/recorder.h"
+#include "record/ring_fit.h"
+#include "system/failure.h"
+
+namespace tool {
+namespace {
+
+constexpr char kBrief[] = "Store standard input, one line an item";
+
+constexpr char kDetails[] =
+    "Every line is stored, however fast the input: the reading waits for the store. Whenever the\n"
+    "input pauses, everything read so far is in the files. The recording ends at the end of input,\n"
+    "and on SIGINT, SIGTERM or SIGHUP; a second signal ends it at once. The store adds an item of\n"
+    "its own at the start, \"Log start init!\", of the debug level 3.\n"
+    "A line ends with LF or CR LF; any other carriage return, and a NUL, becomes a blank. A text\n"
+    "keeps 198 bytes of a line; a prefix is not among them. A missing DIR is\n"
+    "created; one recorder at a time has it.\n\n"
+    "Examples:\n"
+    "  jorn record /var/log/door < door.log         a file\n"
+    "  make 2>&1 | jorn record --files 20 build-log   a program, into a ring of 20 files\n"
+    "  jorn record -k --slot 3 DIR < /run/door.fifo until it is stopped\n"
+    "  test-run | jorn record --prefix-levels DIR     \"<0>failed\" is an item of level 0\n"
+    "  jorn record --stats -o json DIR < door.log   and tell what was done\n"
+    "Exit codes: 0 done, 2 usage, 4 input or output failed.";
+
+std::string filesHelp() {
+    return "Files of the ring, 2 to 90, of 5000 items each. Default: those of the ring in DIR where they can "
+           "be told, else " +
+           std::to_string(kDefaultRingSize) +
+           "; a ring that has not come round yet may have been meant larger than it shows. A larger number "
+           "enlarges the ring";
+}
+
+/// What needs more than one option to be judged.
+void checkTogether(const RecordOptions &options) {
+    if (options.slot >= options.slots) {
+        refuse("--slot " + std::to_string(options.slot) + " is not below --slots " +
+               std::to_string(options.slots));
+    }
+}
+
+void addRingOptions(CLI::App *command, RecordOptions *options) {
+    addDirectoryOption(command, &options->directory);
+    addFilesOption(command, &options->files, filesHelp());
+    command->add_flag("--shrink", options->mayShrink,
+                      "Allow --files to make the ring smaller, which deletes its oldest files");
+    command->add_option("--slots", options->slots, "Slots of the log, 1 to 8")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(1, JORN_SLOT_MAX));
+}
+
+void addItemOptions(CLI::App *command, RecordOptions *options) {
+    command->add_option("-l,--level", options->level, "Level of the items, 0 to 3; 3 is debug")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(0, JORN_LEVEL_MAX - 1));
+    command->add_option("-s,--slot", options->slot, "Slot of the items, below --slots")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(0, JORN_SLOT_MAX - 1));
+    command->add_flag(
+        "--prefix-levels", options->hasPrefixes,
+        "Take <N> at the begin of a line, N from 0 to 3, off and as its level; --level is that of "
+        "other lines");
+    command->add_flag("-k,--keep-going", options->keepsGoing,
+                      "At the end of input wait for more, of a FIFO or a growing file, until a signal");
+    command->add_flag("--split", options->maySplit,
+                      "Carry the rest of a line that is longer than 198 bytes on in further items");
+}
+
+/// What is told besides the items.
+void addReportOptions(CLI::App *command, RecordOptions *options) {
+    command->add_flag(
+        "--stats", options->hasStats,
+        "At the end, tell lines, items, bytes, lines cut, files passed, seconds and items a second");
+    command
+        ->add_option("--debug", options->printLevel,
+                     "Print level of the store's messages on standard error, 0 to 8")
+        ->type_name("N")
+        ->check(CLI::Range(0, 8));
+    addFormOption(command, &options->output, {"text", "json"});
+    command->get_option("--output")->description("Form of the statistics");
+}
+
+}  // namespace
+
+void addRecordCommand(CLI::App *app) {
+    CLI::App *const command = app->add_subcommand("record", kBrief);
+    const auto options = std::make_shared<RecordOptions>();
+    addRingOptions(command, options.get());
+    addItemOptions(command, options.get());
+    addReportOptions(command, options.get());
+    command->footer(kDetails);
+    command->callback([options] {
+        checkTogether(*options);
+        record(*options);
+    });
+}
+
+}  // namespace tool

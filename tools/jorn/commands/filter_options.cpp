@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "commands/filter_options.h"
+
+#include <time.h>
+
+#include <CLI/Option.hpp>
+
+#include "commands/log_options.h"
+#include "system/failure.h"
+#include "terminal/number_text.h"
+#include "terminal/time_text.h"
+
+namespace tool {
+
+const char *const kFilterHelp =
+    "Times are 2026-11-21, \"2026-11-21 06:47[:08][Z|+01:00]\", 06:47 (today), now, today, yesterday,\n"
+    "-2h, -1h30m, \"2 days ago\", @SECONDS since 1970, or any time as jorn prints it. They are local\n"
+    "times, with --utc UTC. --until DATE includes that day. Items of all levels are meant unless -p or\n"
+    "--level says otherwise: -p 1 is level 1 and below, -p 1..2 these two, --level 2 that one. Levels\n"
+    "and slots may be given by name when --names FILE or a file jorn.names in DIR has any:\n"
+    "  [levels]\n"
+    "  0 = error\n"
+    "  [slots]\n"
+    "  5 = door\n"
+    "REGEX is searched for in the text, in the syntax of RE2; bytes that are no UTF-8 match no character.\n";
+
+namespace {
+
+void addSelection(CLI::App *command, FilterOptions *options) {
+    command->add_option("-S,--since", options->since, "First time")->type_name("TIME");
+    command->add_option("-U,--until", options->until, "Last time")->type_name("TIME");
+    CLI::Option *const priority =
+        command
+            ->add_option("-p", options->priority, "Items of this level and of lower ones, or of a span A..B")
+            ->type_name("LEVEL");
+    command->add_option("--level", options->levels, "Items of exactly this level, 0 to 3; may be repeated")
+        ->type_name("LEVEL")
+        ->allow_extra_args(false)
+        ->excludes(priority);
+    command->add_option("-s,--slot", options->slots, "Items of this slot, 0 to 7; may be repeated")
+        ->type_name("SLOT")
+        ->allow_extra_args(false);
+    CLI::Option *const pattern =
+        command->add_option("-g,--grep", options->pattern, "Items in whose text the expression is found")
+            ->type_name("REGEX");
+    command->add_flag("--ignore-case", options->isCaseIgnored, "With --grep: case does not matter")
+        ->needs(pattern);
+}
+
+int32_t number(const std::string &text, const NameTable &names, int32_t limit, const std::string &what) {
+    if (const auto named = names.numberOf(text)) {
+        return *named;
+    }
+    const std::optional<int32_t> value = numberBelow(text, limit);
+    if (!value) {
+        refuse(what + " '" + text + "' is neither a number from 0 to " + std::to_string(limit - 1) +
+               " nor a name that is known here");
+    }
+    return *value;
+}
+
+int32_t levelNumber(const std::string &text, const Names &names) {
+    return number(text, names.levels, jorn::kLevelMax, "level");
+}
+
+LevelSet parsePriority(const std::string &text, const Names &names) {
+    const size_t dots = text.find("..");
+    if (dots == std::string::npos) {
+        return LevelSet::upTo(levelNumber(text, names));
+    }
+    const int32_t first = levelNumber(text.substr(0, dots), names);
+    const int32_t last = levelNumber(text.substr(dots + 2), names);
+    return LevelSet::range(std::min(first, last), std::max(first, last));
+}
+
+LevelSet parseLevels(const FilterOptions &options, const Names &names) {
+    if (!options.priority.empty()) {
+        return parsePriority(options.priority, names);
+    }
+    if (options.levels.empty()) {
+        return LevelSet::all();
+    }
+    LevelSet set = LevelSet::none();
+    for (const std::string &level : options.levels) {
+        set.add(levelNumber(level, names));
+    }
+    return set;
+}
+
+SlotSet parseSlots(const FilterOptions &options, const Names &names) {
+    SlotSet set;
+    for (const std::string &slot : options.slots) {
+        set.add(number(slot, names.slots, jorn::kSlotMax, "slot"));
+    }
+    return set;
+}
+
+std::shared_ptr<const RE2> parsePattern(const FilterOptions &options) {
+    if (!options.pattern) {
+        return nullptr;
+    }
+    RE2::Options settings(RE2::Quiet);
+    settings.set_case_sensitive(!options.isCaseIgnored);
+    auto pattern = std::make_shared<const RE2>(*options.pattern, settings);
+    if (!pattern->ok()) {
+        refuse("--grep: '" + *options.pattern + "' is no expression: " + pattern->error());
+    }
+    return pattern;
+}
+
+uint32_t parseLimit(const std::string &name, const std::string &text, time_t now, Bound bound) {
+    const std::optional<uint32_t> time = parseTime(text, now, bound);
+    if (!time) {
+        refuse(name + ": '" + text + "' is no time from 1970 to 2106: " + kTimeForms);
+    }
+    return *time;
+}
+
+ItemFilter parseFilter(const FilterOptions &options, const Names &names, time_t now) {
+    ItemFilter filter;
+    if (!options.since.empty()) {
+        filter.since = parseLimit("--since", options.since, now, Bound::Since);
+    }
+    if (!options.until.empty()) {
+        filter.until = parseLimit("--until", options.until, now, Bound::Until);
+    }
+    if (filter.since > filter.until) {
+        refuse("--since is later than --until");
+    }
+    filter.levels = parseLevels(options, names);
+    filter.slots = parseSlots(options, names);
+    filter.pattern = parsePattern(options);
+    return filter;
+}
+
+/// A bad file that the user named is the user's error; one that lies in the directory is damage.
+Names findNames(const FilterOptions &options, const StoreDirectory &directory, DamageLog *damage) {
+    if (!options.namesFile.empty()) {
+        return readNames(options.namesFile);
+    }
+    try {
+        return namesBeside(directory).value_or(Names{});
+    } catch (const Failure &failure) {
+        damage->addText(std::string(failure.what()) + "; no names are used");
+        return {};
+    }
+}
+
+}  // namespace
+
+void addFilterOptions(CLI::App *command, FilterOptions *options) {
+    addDirectoryOption(command, &options->directory);
+    addQuestionOptions(command, options);
+    command->add_flag("-q,--quiet", options->isQuiet, "Print no items; exit with 0 when any match, else 1");
+}
+
+void addQuestionOptions(CLI::App *command, FilterOptions *options) {
+    addSelection(command, options);
+    command->add_option("--names", options->namesFile, "File with the names of levels and slots")
+        ->type_name("FILE");
+    command->add_flag("--numbers", options->isNumbers, "Show numbers where there are names");
+    command->add_flag("--utc", options->isUtc, "Read and print times in UTC instead of local time");
+    addFilesOption(command, &options->files, "Files of the ring, where the directory does not tell: 2 to 90");
+}
+
+Question openQuestion(const FilterOptions &options, time_t now) {
+    if (options.isUtc) {
+        useUtc();
+    }
+    Question question{StoreDirectory::openForReading(options.directory), options.files, {}, {}, {}, false};
+    question.names = findNames(options, question.directory, &question.damage);
+    question.filter = parseFilter(options, question.names, now);
+    question.isNumbers = options.isNumbers;
+    return question;
+}
+
+uint32_t checkFilter(const FilterOptions &options, time_t now) {
+    if (options.isUtc) {
+        useUtc();
+    }
+    return parseFilter(options, options.namesFile.empty() ? Names{} : readNames(options.namesFile), now)
+        .until;
+}
+
+}  // namespace tool

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+// The options of all reading commands: which directory, which items, which form of output. A command adds
+// them with addFilterOptions(), and gets what they mean from openQuestion() once the command line is read.
+#ifndef JORN_TOOLS_FILTER_OPTIONS_H
+#define JORN_TOOLS_FILTER_OPTIONS_H
+
+#include <CLI/App.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "log/damage.h"
+#include "log/names.h"
+#include "log/store_directory.h"
+#include "query/item_filter.h"
+
+namespace tool {
+
+/// As they stand on the command line.
+struct FilterOptions {
+    std::string directory;
+    std::optional<int> files;
+    std::string since;
+    std::string until;
+    std::string priority;
+    std::vector<std::string> levels;
+    std::vector<std::string> slots;
+    std::optional<std::string> pattern;
+    bool isCaseIgnored = false;
+    std::string namesFile;
+    bool isNumbers = false;
+    bool isUtc = false;
+    bool isQuiet = false;
+};
+
+/// Adds the options to a command that reads one log. `options` must outlive the parsing.
+void addFilterOptions(CLI::App *command, FilterOptions *options);
+
+/// The same without DIR and --quiet, for commands that give them another meaning.
+void addQuestionOptions(CLI::App *command, FilterOptions *options);
+
+/// What the options mean.
+struct Question {
+    StoreDirectory directory;
+    std::optional<int> ringSize;
+    Names names;  ///< Of --names or beside the data; none with --numbers for showing, see isNumbers.
+    ItemFilter filter;
+    DamageLog damage;  ///< A names file beside the data that cannot be used.
+    bool isNumbers = false;
+
+    /// Names for showing: none when numbers are wanted.
+    const Names &shownNames() const { return isNumbers ? noNames() : names; }
+};
+
+/// Opens the directory and reads the names. With --utc, makes UTC the local time of the process first. `now`
+/// is what relative times start from. Throws Failure.
+Question openQuestion(const FilterOptions &options, time_t now);
+
+/// Refuses what openQuestion() would refuse, where there is no directory yet. Gives the last time that items
+/// may have. Throws Failure.
+uint32_t checkFilter(const FilterOptions &options, time_t now);
+
+/// Exit code 1 is for scripts that asked whether there is a match: with --grep or --quiet.
+inline bool isMatchAsked(const FilterOptions &options) {
+    return options.isQuiet || options.pattern.has_value();
+}
+
+/// The part of a command's help that is the same for all.
+extern const char *const kFilterHelp;
+
+}  // namespace tool
+
+#endif

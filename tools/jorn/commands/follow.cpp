@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "commands/follow.h"
+
+#include <errno.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include <algorithm>
+
+#include "live/change_watch.h"
+#include "live/follower.h"
+#include "output/item_output.h"
+#include "output/live_output.h"
+
+namespace tool {
+namespace {
+
+constexpr uint64_t kDefaultNewest = 10;
+
+bool isMissing(const std::string &path) {
+    struct stat status;
+    return stat(path.c_str(), &status) < 0 && errno == ENOENT;
+}
+
+/// A run of the command, from its options to its exit code.
+class Following {
+public:
+    explicit Following(const FollowOptions &options)
+        : options_(options),
+          output_(signals_),
+          watch_(options.filter.directory, signals_, options.isPolling),
+          start_(time(nullptr)) {}
+
+    int run() {
+        if (waitForDirectory()) {
+            followLog();
+        }
+        return exitCode();
+    }
+
+private:
+    /// False when it was stopped, or no item could match any more, before there was a directory.
+    bool waitForDirectory() {
+        wasMissing_ = isMissing(options_.filter.directory);
+        if (!wasMissing_) {
+            return true;
+        }
+        const uint32_t until = checkFilter(options_.filter, start_);
+        note(options_.filter.directory + ": does not exist yet; waiting for it");
+        while (isMissing(options_.filter.directory)) {
+            isOver_ = hasPassed(until, time(nullptr));
+            if (isOver_ || watch_.wait(true, millisecondsUntil(until)) == ChangeWatch::Reason::Stop) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    void followLog() {
+        const Question question = openQuestion(options_.filter, start_);
+        for (const std::string &text : question.damage.texts()) {
+            tellDamage(text);
+        }
+        ItemFormatter formatter(itemStyleOf(options_.output, options_.filter, question));
+        print(formatter.heading());
+        // Of a log that comes into being now, all is new.
+        const uint64_t newest = wasMissing_ ? kAllItems : options_.newest.value_or(kDefaultNewest);
+        const auto take = [&](const Item &item) {
+            hasMatch_ = true;
+            return !options_.filter.isQuiet && print(formatter.format(item));
+        };
+        Follower follower({options_.filter.directory, options_.filter.files, question.filter, newest},
+                          {take, [this](const std::string &text) { note(text); },
+                           [this](const std::string &text) { tellDamage(text); }});
+        loop(&follower, question.filter.until);
+    }
+
+    void loop(Follower *follower, uint32_t until) {
+        for (;;) {
+            watch_.arm();
+            const time_t now = time(nullptr);
+            const Follower::State state = follower->step();
+            const bool isOver = hasPassed(until, now);
+            if (!output_.flush() || state == Follower::State::Ended || isOver) {
+                isOver_ = isOver;
+                return;
+            }
+            if (watch_.wait(state == Follower::State::Pending, millisecondsUntil(until)) ==
+                ChangeWatch::Reason::Stop) {
+                return;
+            }
+        }
+    }
+
+    static bool hasPassed(uint32_t until, time_t now) {
+        return until != UINT32_MAX && now > static_cast<time_t>(until);
+    }
+
+    /// The time until no item can match any more.
+    static std::optional<int> millisecondsUntil(uint32_t until) {
+        constexpr int64_t kLongest = 3600;
+        if (until == UINT32_MAX) {
+            return std::nullopt;
+        }
+        const int64_t seconds = static_cast<int64_t>(until) + 1 - static_cast<int64_t>(time(nullptr));
+        return static_cast<int>(std::clamp<int64_t>(seconds, 0, kLongest) * 1000);
+    }
+
+    bool print(const std::string &text) { return options_.filter.isQuiet || output_.write(text); }
+
+    /// Behind the items that came before it.
+    void note(const std::string &text) {
+        output_.flush();
+        printMessage("note: " + text);
+    }
+
+    void tellDamage(const std::string &text) {
+        hasDamage_ = true;
+        note(text);
+    }
+
+    int exitCode() const {
+        if (hasDamage_) {
+            return kExitDamage;
+        }
+        const bool isAsked = options_.filter.isQuiet || (isOver_ && isMatchAsked(options_.filter));
+        return isAsked && !hasMatch_ ? kExitNoMatch : kExitDone;
+    }
+
+    const FollowOptions &options_;
+    const StopSignals signals_;
+    LiveOutput output_;
+    ChangeWatch watch_;
+    const time_t start_;
+    bool wasMissing_ = false;
+    bool isOver_ = false;  ///< It ended because no item can match any more.
+    bool hasMatch_ = false;
+    bool hasDamage_ = false;
+};
+
+}  // namespace
+
+CLI::Option *addPollOption(CLI::App *command, bool *isPolling) {
+    return command->add_flag("--poll", *isPolling,
+                             "Look for new items twice a second instead of waiting to be told");
+}
+
+int follow(const FollowOptions &options) { return Following(options).run(); }
+
+}  // namespace tool

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+// `jorn follow` and `jorn show -f`.
+#ifndef JORN_TOOLS_FOLLOW_H
+#define JORN_TOOLS_FOLLOW_H
+
+#include <CLI/App.hpp>
+#include <cstdint>
+#include <optional>
+
+#include "commands/filter_options.h"
+#include "commands/output_options.h"
+
+namespace tool {
+
+struct FollowOptions {
+    FilterOptions filter;
+    OutputOptions output;
+    std::optional<uint64_t> newest;  ///< Default: 10.
+    bool isPolling = false;
+};
+
+/// Adds --poll.
+CLI::Option *addPollOption(CLI::App *command, bool *isPolling);
+
+/// Prints items as they come, until there can be no more or a signal ends it. Gives the exit code. Throws
+/// Failure.
+int follow(const FollowOptions &options);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "commands/log_options.h"
+
+#include <CLI/Option.hpp>
+#include <CLI/Validators.hpp>
+
+#include "jorn.h"
+
+namespace tool {
+
+void addDirectoryOption(CLI::App *command, std::string *directory) {
+    command->add_option("DIR", *directory, "Directory of the log")->required();
+}
+
+void addFilesOption(CLI::App *command, std::optional<int> *files, const std::string &meaning) {
+    command->add_option("--files", *files, meaning)
+        ->type_name("N")
+        ->check(CLI::Range(JORN_CSV_NUM_MIN, JORN_CSV_NUM_MAX));
+}
+
+}  // namespace tool

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "commands/output_options.h"
+
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <CLI/Option.hpp>
+#include <CLI/Validators.hpp>
+#include <sstream>
+
+#include "output/output.h"
+
+namespace tool {
+namespace {
+
+bool isInstalled(const std::string &program) {
+    const char *const path = getenv("PATH");
+    std::istringstream directories(path != nullptr ? path : "");
+    for (std::string directory; std::getline(directories, directory, ':');) {
+        if (access(directory.append("/").append(program).c_str(), X_OK) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+void addFormOption(CLI::App *command, OutputOptions *options, const std::vector<std::string> &forms) {
+    options->form = forms.front();
+    command->add_option("-o,--output", options->form, "Form of the output")
+        ->type_name("FORM")
+        ->capture_default_str()
+        ->check(CLI::IsMember(forms));
+}
+
+void addTerminalOptions(CLI::App *command, OutputOptions *options) {
+    command->add_option("--color", options->color, "Colours: auto (on a terminal), always or never")
+        ->type_name("WHEN")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"auto", "always", "never"}));
+    command->add_flag("--no-pager", options->isPagerOff, "On a terminal: do not start a pager");
+}
+
+void addItemOutputOptions(CLI::App *command, OutputOptions *options) {
+    addTerminalOptions(command, options);
+    command->add_flag("--escape", options->isEscaped, "Show control characters as \\xNN in any case");
+}
+
+bool isColored(const OutputOptions &options, bool isTerminal) {
+    if (options.color != "auto") {
+        return options.color == "always";
+    }
+    const char *const noColor = getenv("NO_COLOR");
+    const char *const term = getenv("TERM");
+    const bool isRefused = noColor != nullptr && *noColor != '\0';
+    const bool isAble = term != nullptr && *term != '\0' && strcmp(term, "dumb") != 0;
+    return isTerminal && isAble && !isRefused;
+}
+
+std::string pagerCommand(const OutputOptions &options) {
+    if (options.isPagerOff) {
+        return "";
+    }
+    for (const char *const name : {"JORN_PAGER", "PAGER"}) {
+        if (const char *const pager = getenv(name)) {
+            return strcmp(pager, "cat") == 0 ? "" : pager;
+        }
+    }
+    return isInstalled("less") ? std::string("less -") + kLessOptions : "";
+}
+
+}  // namespace tool

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "commands/read_end.h"
+
+#include "system/failure.h"
+
+namespace tool {
+
+std::string readExitHelp(const std::string &question) {
+    return "Exit codes: 0 done; 1 nothing matches, when " + question +
+           " asked; 2 usage; 3 done, but damage was found;\n4 input or output failed.";
+}
+
+void ReadEnd::takeFrom(const RingView &view) {
+    notes = view.notes();
+    for (const std::string &text : view.damage().texts()) {
+        damage.addText(text);
+    }
+}
+
+int endReading(const FilterOptions &options, const Question &question, const ReadEnd &end, bool hasMatch) {
+    for (const std::string &note : end.notes) {
+        printMessage("note: " + note);
+    }
+    for (const DamageLog *const damage : {&question.damage, &end.damage}) {
+        for (const std::string &text : damage->texts()) {
+            printMessage("note: " + text);
+        }
+    }
+    if (!question.damage.isEmpty() || !end.damage.isEmpty()) {
+        return kExitDamage;
+    }
+    return isMatchAsked(options) && !hasMatch ? kExitNoMatch : kExitDone;
+}
+
+}  // namespace tool

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+// How a reading command ends: what it tells on standard error, and its exit code.
+#ifndef JORN_TOOLS_READ_END_H
+#define JORN_TOOLS_READ_END_H
+
+#include <string>
+#include <vector>
+
+#include "commands/filter_options.h"
+#include "log/damage.h"
+#include "log/ring_view.h"
+
+namespace tool {
+
+/// What there is to tell besides the answer.
+struct ReadEnd {
+    DamageLog damage;
+    std::vector<std::string> notes;
+
+    /// Takes over what the view found.
+    void takeFrom(const RingView &view);
+};
+
+/// Asks ask(view, damage) as readStable() does. `end` gets what there is to tell of the view that the answer
+/// is of, and what was met in reading it.
+template <class Ask>
+auto readStable(const Question &question, ReadEnd *end, const Ask &ask) {
+    return readStable(question.directory, question.ringSize, [&](const RingView &view) {
+        *end = {};
+        end->takeFrom(view);
+        return ask(view, &end->damage);
+    });
+}
+
+/// Prints notes and damage, and gives the exit code: damage goes before "no match".
+int endReading(const FilterOptions &options, const Question &question, const ReadEnd &end, bool hasMatch);
+
+/// The exit codes, for help; `question` is what asks whether anything matches.
+std::string readExitHelp(const std::string &question = "-g or -q");
+
+}  // namespace tool
+
+#endif

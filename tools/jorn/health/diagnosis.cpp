@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "health/diagnosis.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <system_error>
+
+#include "module_limits.h"
+#include "system/failure.h"
+
+namespace tool {
+namespace {
+
+constexpr int kTries = 20;
+constexpr useconds_t kPauseMicroseconds = 20000;
+
+/// Positions that any ring can have.
+std::optional<IndexPositions> usable(const IndexEntry &index) {
+    const auto positions = index.entry.isFile() ? index.positions() : std::nullopt;
+    return positions && isInRing(*positions, jorn::kCsvNumMax) ? positions : std::nullopt;
+}
+
+/// The positions that the store would read: those of the backup only where there is no index.
+std::optional<IndexPositions> indexOf(const DirectoryLook &look) {
+    return usable(look.index.entry.isPresent() ? look.index : look.backup);
+}
+
+int smallestRing(const DirectoryLook &look) {
+    int size = std::max(jorn::kCsvNumMin, look.highestFile() + 1);
+    for (const auto &positions : {usable(look.index), usable(look.backup)}) {
+        if (positions) {
+            size = std::max({size, positions->oldest + 1, positions->latest + 1});
+        }
+    }
+    return size;
+}
+
+void scanFile(const StoreDirectory &directory, int position, Diagnosis *diagnosis) {
+    diagnosis->scans.erase(position);
+    diagnosis->unreadable.erase(position);
+    try {
+        diagnosis->scans[position] = scanDataFile(openQuietly(directory, dataFileName(position)).get());
+    } catch (const std::system_error &error) {
+        diagnosis->unreadable[position] = error.code().message();
+    } catch (const Failure &failure) {
+        diagnosis->unreadable[position] = failure.what();
+    }
+}
+
+/// Reads the files that are not as they were when they were read last.
+void scanChanged(const StoreDirectory &directory, const DirectoryLook &look, Diagnosis *diagnosis) {
+    for (int position = 0; position < jorn::kSurveySize; ++position) {
+        const auto i = static_cast<size_t>(position);
+        const bool isKnown = diagnosis->scans.count(position) + diagnosis->unreadable.count(position) > 0;
+        if (!look.files[i].isFile()) {
+            diagnosis->scans.erase(position);
+            diagnosis->unreadable.erase(position);
+        } else if (!isKnown || !(look.files[i] == diagnosis->look.files[i])) {
+            scanFile(directory, position, diagnosis);
+        }
+    }
+    diagnosis->look = look;
+}
+
+/// Lines that are in a file stay as they are while the store appends to it.
+bool isSameOrLonger(const Entry &before, const Entry &after) {
+    return before.kind == after.kind && isSameFile(before.mark, after.mark) &&
+           before.mark.size <= after.mark.size;
+}
+
+/// Whether the ring is still the one that was read, save that files grew, which are noted.
+bool isSameRing(const DirectoryLook &before, const DirectoryLook &after, std::vector<int> *growing) {
+    growing->clear();
+    for (size_t i = 0; i < before.files.size(); ++i) {
+        if (!isSameOrLonger(before.files[i], after.files[i])) {
+            return false;
+        }
+        if (!(before.files[i] == after.files[i])) {
+            growing->push_back(static_cast<int>(i));
+        }
+    }
+    return before.index == after.index && before.backup == after.backup &&
+           before.otherNames == after.otherNames;
+}
+
+void collectFacts(const RingHints &hints, Diagnosis *diagnosis) {
+    RingFacts &facts = diagnosis->facts;
+    facts.ringSize = hints.files.value_or(smallestRing(diagnosis->look));
+    facts.given = hints.range;
+    for (size_t i = 0; i < facts.files.size(); ++i) {
+        facts.files[i].isPresent = diagnosis->look.files[i].isPresent();
+    }
+    for (const auto &[position, scan] : diagnosis->scans) {
+        facts.files[static_cast<size_t>(position)] = {true, scan.items, scan.firstTime, scan.lastTime,
+                                                      scan.startsCleared};
+    }
+    const auto inRing = [&facts](std::optional<IndexPositions> positions) {
+        return positions && isInRing(*positions, facts.ringSize) ? positions : std::nullopt;
+    };
+    facts.index = inRing(indexOf(diagnosis->look));
+    if (!facts.index) {
+        facts.backup = inRing(usable(diagnosis->look.backup));
+    }
+}
+
+void judgeRing(Diagnosis *diagnosis) {
+    const RingFacts &facts = diagnosis->facts;
+    if (diagnosis->hasStrangeEntries()) {
+        diagnosis->order.evidence = "not every data file can be read";
+        return;
+    }
+    if (diagnosis->look.highestFile() >= facts.ringSize) {
+        diagnosis->order.evidence = "a ring of " + std::to_string(facts.ringSize) +
+                                    " files has no room for " + dataFileName(diagnosis->look.highestFile());
+        return;
+    }
+    if (facts.given && !isInRing(*facts.given, facts.ringSize)) {
+        diagnosis->order.evidence = "the positions that were given lie outside a ring of " +
+                                    std::to_string(facts.ringSize) + " files";
+        return;
+    }
+    diagnosis->order = findRingOrder(facts);
+    if (diagnosis->order.isKnown()) {
+        diagnosis->placement = placeFiles(facts, diagnosis->order.files);
+    }
+}
+
+bool needsSecondLook(const Diagnosis &diagnosis) { return !countFindings(findingsOf(diagnosis)).isSound(); }
+
+}  // namespace
+
+bool Diagnosis::hasStrangeEntries() const {
+    const auto isStrange = [](const Entry &entry) { return entry.isPresent() && !entry.isFile(); };
+    return !unreadable.empty() || isStrange(look.index.entry) || isStrange(look.backup.entry) ||
+           std::any_of(look.files.begin(), look.files.end(), isStrange);
+}
+
+bool Diagnosis::isIndexWhole() const {
+    const auto positions = usable(look.index);
+    return positions && isInRing(*positions, facts.ringSize);
+}
+
+int64_t Diagnosis::items() const {
+    int64_t sum = 0;
+    for (const auto &[position, scan] : scans) {
+        sum += scan.items;
+    }
+    return sum;
+}
+
+Diagnosis diagnose(const StoreDirectory &directory, const RingHints &hints,
+                   const std::function<void()> &whenRead) {
+    Diagnosis diagnosis;
+    for (int tries = 1; tries <= kTries; ++tries) {
+        scanChanged(directory, lookAt(directory), &diagnosis);
+        diagnosis.facts = {};
+        diagnosis.order = {};
+        diagnosis.placement.reset();
+        collectFacts(hints, &diagnosis);
+        judgeRing(&diagnosis);
+        if (needsSecondLook(diagnosis)) {
+            usleep(kPauseMicroseconds);
+        }
+        whenRead();
+        diagnosis.isSteady = isSameRing(diagnosis.look, lookAt(directory), &diagnosis.growing);
+        if (diagnosis.isSteady) {
+            break;
+        }
+    }
+    return diagnosis;
+}
+
+}  // namespace tool

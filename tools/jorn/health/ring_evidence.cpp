@@ -1,0 +1,315 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "health/ring_evidence.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "log/store_directory.h"
+
+namespace tool {
+namespace {
+
+/// A step back that is smaller than this part of what it is compared with may be a clock that was set.
+constexpr int64_t kSmallPart = 10;
+
+std::string at(int position) { return dataFileName(position); }
+
+/// Files with items by their order, and the questions that the order is judged by.
+class Evidence {
+public:
+    explicit Evidence(const RingFacts &facts) : facts_(facts) {
+        for (int position = 0; position < facts.ringSize; ++position) {
+            if (fileAt(position).hasItems()) {
+                ring_.push_back(position);
+            }
+        }
+    }
+
+    const std::vector<int> &ring() const { return ring_; }
+
+    const FileFacts &fileAt(int position) const { return facts_.files[static_cast<size_t>(position)]; }
+
+    /// Seconds by which the times fall from the end of one file to the start of another; negative when
+    /// they rise.
+    int64_t fall(int from, int to) const {
+        return static_cast<int64_t>(fileAt(from).lastTime) - fileAt(to).firstTime;
+    }
+
+    int64_t duration(int position) const {
+        return static_cast<int64_t>(fileAt(position).lastTime) - fileAt(position).firstTime;
+    }
+
+    /// The ring's own order, begun behind the file that ends at `last`, an index into ring().
+    std::vector<int> ringOrderBehind(size_t last) const {
+        std::vector<int> order = ring_;
+        std::rotate(order.begin(), order.begin() + static_cast<ptrdiff_t>((last + 1) % order.size()),
+                    order.end());
+        return order;
+    }
+
+    std::vector<int> timeOrder(std::vector<int> order) const {
+        std::stable_sort(order.begin(), order.end(),
+                         [this](int a, int b) { return fileAt(a).firstTime < fileAt(b).firstTime; });
+        return order;
+    }
+
+    /// Whether the files follow one another without a doubt: no two of them share more than a small part of
+    /// their time.
+    bool isClear(const std::vector<int> &order) const {
+        for (size_t i = 0; i + 1 < order.size(); ++i) {
+            const int64_t shorter = std::min(duration(order[i]), duration(order[i + 1]));
+            if (fall(order[i], order[i + 1]) * kSmallPart > std::max<int64_t>(shorter, 0)) {
+                return false;
+            }
+            const bool isSameTime = fileAt(order[i]).firstTime == fileAt(order[i + 1]).lastTime;
+            if (isSameTime) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    bool isRotation(const std::vector<int> &order) const {
+        const auto first = std::find(ring_.begin(), ring_.end(), order.front());
+        std::vector<int> rotated = ring_;
+        std::rotate(rotated.begin(), rotated.begin() + (first - ring_.begin()), rotated.end());
+        return rotated == order;
+    }
+
+    /// The empty or missing position after the newest file is what the store opens next.
+    bool isFreeBehind(int position) const {
+        const int next = position + 1 == facts_.ringSize ? 0 : position + 1;
+        return !fileAt(next).hasItems();
+    }
+
+    /// The newest file is full while another is not, and the ring goes on behind it: then the file that is
+    /// not full may be the newest, and the clock have been wrong.
+    bool contradictsFill(int newest) const {
+        const bool isAnyPartial = std::any_of(ring_.begin(), ring_.end(), [&](int position) {
+            return position != newest && !fileAt(position).isFull();
+        });
+        return fileAt(newest).isFull() && isAnyPartial && !isFreeBehind(newest);
+    }
+
+private:
+    const RingFacts &facts_;
+    std::vector<int> ring_;
+};
+
+struct Seam {
+    size_t last = 0;  ///< Index into the ring of the file before the largest fall.
+    int64_t largest = 0;
+    int64_t second = 0;
+    int falls = 0;
+};
+
+Seam findSeam(const Evidence &evidence) {
+    const std::vector<int> &ring = evidence.ring();
+    Seam seam;
+    for (size_t i = 0; i < ring.size(); ++i) {
+        const int64_t fall = evidence.fall(ring[i], ring[(i + 1) % ring.size()]);
+        if (fall <= 0) {
+            continue;
+        }
+        ++seam.falls;
+        if (fall > seam.largest) {
+            seam.second = std::exchange(seam.largest, fall);
+            seam.last = i;
+        } else {
+            seam.second = std::max(seam.second, fall);
+        }
+    }
+    return seam;
+}
+
+RingOrder unclear(const std::string &why) { return {RingOrder::Source::Unclear, {}, why}; }
+
+std::string span(const std::vector<int> &order) {
+    return at(order.front()) + " is the oldest and " + at(order.back()) + " the newest";
+}
+
+std::string times(const Evidence &evidence, const std::vector<int> &order) {
+    return " (" + std::to_string(evidence.fileAt(order.front()).firstTime) + " to " +
+           std::to_string(evidence.fileAt(order.back()).lastTime) + ")";
+}
+
+RingOrder unlessFillContradicts(const Evidence &evidence, RingOrder order) {
+    const int newest = order.files.back();
+    if (evidence.contradictsFill(newest)) {
+        return unclear(
+            "by their times " + span(order.files) + ", but " + at(newest) +
+            " is full, the ring goes on behind it, and another file is not full: the clock may have "
+            "been set back");
+    }
+    const bool isEnd = !evidence.fileAt(newest).isFull();
+    if (isEnd) {
+        order.evidence += "; " + at(newest) + " is not full, as the newest is";
+    } else if (evidence.isFreeBehind(newest)) {
+        order.evidence +=
+            "; the file behind " + at(newest) + " is empty or missing, as when the store moves on";
+    }
+    return order;
+}
+
+/// Every file begins and ends at the same time as the others: only how full they are tells.
+RingOrder findByFill(const Evidence &evidence) {
+    const std::vector<int> &ring = evidence.ring();
+    std::vector<size_t> ends;
+    for (size_t i = 0; i < ring.size(); ++i) {
+        if (!evidence.fileAt(ring[i]).isFull() || evidence.isFreeBehind(ring[i])) {
+            ends.push_back(i);
+        }
+    }
+    if (ends.size() != 1) {
+        return unclear(
+            "the times of all files are equal, and more or fewer than one of them looks like the newest");
+    }
+    const std::vector<int> order = evidence.ringOrderBehind(ends.front());
+    return {RingOrder::Source::Files, order,
+            "the times of all files are equal, and only " + at(order.back()) +
+                " is not full or has no file behind it: " + span(order)};
+}
+
+RingOrder byTimes(const Evidence &evidence, const std::vector<int> &order, const std::string &why) {
+    return unlessFillContradicts(
+        evidence, {RingOrder::Source::Files, order, why + ": " + span(order) + times(evidence, order)});
+}
+
+RingOrder findByTimes(const Evidence &evidence) {
+    const Seam seam = findSeam(evidence);
+    if (seam.falls == 0) {
+        return findByFill(evidence);
+    }
+    const std::vector<int> rotated = evidence.ringOrderBehind(seam.last);
+    if (seam.falls == 1) {
+        return byTimes(evidence, rotated,
+                       "the times fall once around the ring, behind " + at(rotated.back()));
+    }
+    const std::vector<int> timeOrder = evidence.timeOrder(rotated);
+    if (timeOrder == rotated && seam.second * kSmallPart <= seam.largest) {
+        return byTimes(evidence, rotated,
+                       "the times fall by " + std::to_string(seam.largest) + " s behind " +
+                           at(rotated.back()) + " and elsewhere by " + std::to_string(seam.second) +
+                           " s at most");
+    }
+    const std::string falls = "the times fall " + std::to_string(seam.falls) + " times around the ring, ";
+    if (evidence.isClear(timeOrder)) {
+        return byTimes(evidence, timeOrder,
+                       falls + "as after starts without the index, but each file has a time of its own");
+    }
+    return unclear(falls + "and files share their times, so their order cannot be told");
+}
+
+/// The backup is the index of before the rewrite that was cut: the ring may have moved on by one file.
+RingOrder comparedWithBackup(const RingFacts &facts, const Evidence &evidence, RingOrder order) {
+    const IndexPositions &backup = *facts.backup;
+    const int next = backup.latest + 1 == facts.ringSize ? 0 : backup.latest + 1;
+    const std::string named = "index.bak names " + textOf(backup);
+    if (!order.isKnown()) {
+        if (!filesOutsideRange(facts, backup).empty()) {
+            return unclear(order.evidence + "; " + named + ", which leaves items out");
+        }
+        return {RingOrder::Source::Files, filesInRange(facts, backup),
+                named + ", and every item lies in that range"};
+    }
+    const int newest = order.files.back();
+    if (evidence.isRotation(order.files) && (newest == backup.latest || newest == next)) {
+        order.evidence += "; " + named + ", which agrees";
+        return order;
+    }
+    return unclear(order.evidence + "; " + named + ", which does not agree");
+}
+
+RingOrder findFromFiles(const RingFacts &facts) {
+    const Evidence evidence(facts);
+    if (evidence.ring().size() == 1) {
+        return {RingOrder::Source::Files, evidence.ring(),
+                "only " + at(evidence.ring().front()) + " holds items"};
+    }
+    const RingOrder order = findByTimes(evidence);
+    return facts.backup ? comparedWithBackup(facts, evidence, order) : order;
+}
+
+RingOrder takeGiven(const RingFacts &facts) {
+    const std::vector<int> outside = filesOutsideRange(facts, *facts.given);
+    if (!outside.empty()) {
+        return unclear("the positions that were given leave out the items of " + listFiles(outside));
+    }
+    return {RingOrder::Source::Files, filesInRange(facts, *facts.given), "the positions were given"};
+}
+
+/// What a start without an index leaves: the range begins at 0. Any other range that leaves items out was
+/// written on purpose, by a clearing.
+bool isRangeOfReset(const IndexPositions &index) { return index.oldest == 0; }
+
+}  // namespace
+
+std::vector<int> filesInRange(const RingFacts &facts, const IndexPositions &range) {
+    std::vector<int> positions;
+    for (const int position : positionsInRange(range, facts.ringSize)) {
+        if (facts.files[static_cast<size_t>(position)].hasItems()) {
+            positions.push_back(position);
+        }
+    }
+    return positions;
+}
+
+std::vector<int> filesOutsideRange(const RingFacts &facts, const IndexPositions &range) {
+    const std::vector<int> inside = filesInRange(facts, range);
+    std::vector<int> outside;
+    for (int position = 0; position < jorn::kSurveySize; ++position) {
+        const bool isInside = std::find(inside.begin(), inside.end(), position) != inside.end();
+        if (facts.files[static_cast<size_t>(position)].hasItems() && !isInside) {
+            outside.push_back(position);
+        }
+    }
+    return outside;
+}
+
+std::string listFiles(const std::vector<int> &positions) {
+    std::string text;
+    for (size_t i = 0; i < positions.size();) {
+        size_t end = i;
+        while (end + 1 < positions.size() && positions[end + 1] == positions[end] + 1) {
+            ++end;
+        }
+        text += (i == 0 ? "" : ", ") + at(positions[i]);
+        if (end > i) {
+            text += " to " + at(positions[end]);
+        }
+        i = end + 1;
+    }
+    return text;
+}
+
+RingOrder findRingOrder(const RingFacts &facts) {
+    if (facts.given) {
+        return takeGiven(facts);
+    }
+    const bool isAnyItem = std::any_of(facts.files.begin(), facts.files.end(),
+                                       [](const FileFacts &file) { return file.hasItems(); });
+    if (!isAnyItem) {
+        return {
+            facts.index ? RingOrder::Source::Index : RingOrder::Source::Files, {}, "no file holds an item"};
+    }
+    if (!facts.index) {
+        return findFromFiles(facts);
+    }
+    const std::vector<int> outside = filesOutsideRange(facts, *facts.index);
+    if (outside.empty()) {
+        return {RingOrder::Source::Index, filesInRange(facts, *facts.index),
+                "the index names every file with items"};
+    }
+    const FileFacts &oldest = facts.files[static_cast<size_t>(facts.index->oldest)];
+    if (oldest.startsCleared) {
+        return {RingOrder::Source::Cleared, filesInRange(facts, *facts.index),
+                at(facts.index->oldest) + " begins where the log was cleared"};
+    }
+    if (!isRangeOfReset(*facts.index)) {
+        return unclear("the index leaves out the items of " + listFiles(outside) +
+                       ", as after a clearing that was not logged");
+    }
+    return findFromFiles(facts);
+}
+
+}  // namespace tool

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+// Finds the order of a ring's files, oldest first, from what they hold, where the index does not tell it.
+#ifndef JORN_TOOLS_RING_EVIDENCE_H
+#define JORN_TOOLS_RING_EVIDENCE_H
+
+#include <stdint.h>
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "csvfile/tidying_plan.h"
+#include "log/ring_survey.h"
+
+namespace tool {
+
+/// What a data file tells of its place in the ring.
+struct FileFacts {
+    bool isPresent = false;
+    int64_t items = 0;
+    uint32_t firstTime = 0;
+    uint32_t lastTime = 0;
+    bool startsCleared = false;
+
+    bool hasItems() const { return items > 0; }
+    bool isFull() const { return items >= jorn::kCsvItemMax; }
+};
+
+using RingFiles = std::array<FileFacts, jorn::kSurveySize>;
+
+/// All that is known of a ring.
+struct RingFacts {
+    RingFiles files;
+    int ringSize = 0;                      ///< Files of the ring, 2 to 90.
+    std::optional<IndexPositions> index;   ///< Of a whole index whose positions lie in the ring.
+    std::optional<IndexPositions> backup;  ///< The same of the backup, where the index is of no use.
+    std::optional<IndexPositions> given;   ///< As the user says it is.
+};
+
+/// The order of the files that hold items, and why.
+struct RingOrder {
+    enum class Source {
+        Index,    ///< The index tells it, and every item is in its range.
+        Cleared,  ///< The index tells it; the items outside its range were cleared.
+        Files,    ///< Found from the files.
+        Unclear,  ///< Cannot be told.
+    };
+
+    Source source = Source::Unclear;
+    std::vector<int> files;  ///< Positions of the files with items, oldest first.
+    std::string evidence;    ///< Why, or why not, as a sentence without its stop.
+
+    bool isKnown() const { return source == Source::Index || source == Source::Files; }
+};
+
+RingOrder findRingOrder(const RingFacts &facts);
+
+/// Positions of the files with items in a range of the ring, oldest first.
+std::vector<int> filesInRange(const RingFacts &facts, const IndexPositions &range);
+
+/// Positions of the files with items that lie outside a range.
+std::vector<int> filesOutsideRange(const RingFacts &facts, const IndexPositions &range);
+
+/// "3.csv", "0.csv to 3.csv and 5.csv".
+std::string listFiles(const std::vector<int> &positions);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "health/ring_placement.h"
+
+#include <algorithm>
+
+namespace tool {
+namespace {
+
+bool contains(const std::vector<int> &positions, int position) {
+    return std::find(positions.begin(), positions.end(), position) != positions.end();
+}
+
+/// Whether the store's start-up, with a ring of this size, leaves files and index as they are.
+bool isTidy(const RingFacts &facts, const IndexPositions &positions, int ringSize) {
+    RingSurvey survey;
+    survey.index = positions;
+    for (size_t position = 0; position < survey.isPresent.size(); ++position) {
+        survey.isPresent[position] = facts.files[position].isPresent;
+    }
+    if (survey.highestFile() < 0) {
+        return positions == IndexPositions{0, 0};
+    }
+    const jorn::TidyingPlan plan = survey.planFor(ringSize);
+    for (int32_t position = 0; position < jorn::kSurveySize; ++position) {
+        if (plan.moveTable[position] != position) {
+            return false;
+        }
+    }
+    return plan.oldest == positions.oldest && plan.latest == positions.latest;
+}
+
+/// Whether a range is the order's files and nothing else. A file without items at its old end is no harm;
+/// elsewhere it would end the store's search by days, and at the new end every search.
+bool isRangeOf(const RingFacts &facts, const IndexPositions &range, const std::vector<int> &order) {
+    if (filesInRange(facts, range) != order) {
+        return false;
+    }
+    if (order.empty()) {
+        return true;
+    }
+    const auto size = static_cast<size_t>(facts.ringSize);
+    for (size_t i = 0; i < order.size(); ++i) {
+        const size_t fromLatest = order.size() - 1 - i;
+        if (static_cast<size_t>(order[i]) !=
+            (static_cast<size_t>(range.latest) + size - fromLatest % size) % size) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// A ring that has not come round may be larger than it shows.
+bool isTidyInAnyRing(const RingFacts &facts, const IndexPositions &positions) {
+    const bool hasWrapped = positions.latest < positions.oldest;
+    return isTidy(facts, positions, facts.ringSize) &&
+           (hasWrapped || isTidy(facts, positions, jorn::kSurveySize));
+}
+
+std::vector<int> filesWithoutItems(const RingFacts &facts) {
+    std::vector<int> positions;
+    for (int position = 0; position < jorn::kSurveySize; ++position) {
+        const FileFacts &file = facts.files[static_cast<size_t>(position)];
+        if (file.isPresent && !file.hasItems()) {
+            positions.push_back(position);
+        }
+    }
+    return positions;
+}
+
+RingFacts without(RingFacts facts, const std::vector<int> &dropped) {
+    for (const int position : dropped) {
+        facts.files[static_cast<size_t>(position)] = {};
+    }
+    return facts;
+}
+
+Placement layOut(const std::vector<int> &order, std::vector<int> dropped) {
+    Placement placement;
+    placement.positions = {0, std::max(static_cast<int32_t>(order.size()) - 1, 0)};
+    placement.dropped = std::move(dropped);
+    for (size_t target = 0; target < order.size(); ++target) {
+        if (order[target] != static_cast<int>(target)) {
+            placement.moves.push_back({order[target], static_cast<int>(target)});
+        }
+    }
+    return placement;
+}
+
+}  // namespace
+
+std::optional<int> Placement::targetOf(int position) const {
+    if (contains(dropped, position)) {
+        return std::nullopt;
+    }
+    const auto move = std::find_if(moves.begin(), moves.end(),
+                                   [position](const Move &candidate) { return candidate.from == position; });
+    return move == moves.end() ? position : move->to;
+}
+
+std::optional<Placement> placeFiles(const RingFacts &facts, const std::vector<int> &order) {
+    if (static_cast<int>(order.size()) > facts.ringSize) {
+        return std::nullopt;
+    }
+    if (facts.index && !facts.given && isRangeOf(facts, *facts.index, order) &&
+        isTidy(facts, *facts.index, facts.ringSize)) {
+        return Placement{*facts.index, {}, {}};
+    }
+    const IndexPositions ends =
+        order.empty() ? IndexPositions{} : IndexPositions{order.front(), order.back()};
+    const std::vector<int> empty = filesWithoutItems(facts);
+    for (const std::vector<int> &dropped : {std::vector<int>{}, empty}) {
+        const RingFacts left = without(facts, dropped);
+        if (isRangeOf(left, ends, order) && isTidyInAnyRing(left, ends)) {
+            return Placement{ends, {}, dropped};
+        }
+    }
+    return layOut(order, empty);
+}
+
+}  // namespace tool

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+// Where the files of a ring go, once their order is known, so that the store's queries see every item and its
+// start-up finds nothing to rename or delete.
+#ifndef JORN_TOOLS_RING_PLACEMENT_H
+#define JORN_TOOLS_RING_PLACEMENT_H
+
+#include <optional>
+#include <vector>
+
+#include "health/ring_evidence.h"
+
+namespace tool {
+
+struct Placement {
+    struct Move {
+        int from;
+        int to;
+    };
+
+    IndexPositions positions;  ///< For the index.
+    std::vector<Move> moves;   ///< All at once: a target may be another move's source.
+    std::vector<int> dropped;  ///< Files without items that would be in the way; the store makes them anew.
+
+    /// Where a file goes; nothing for one that is dropped.
+    std::optional<int> targetOf(int position) const;
+
+    /// Whether all files stay where they are.
+    bool keepsFiles() const { return moves.empty() && dropped.empty(); }
+};
+
+/// Files stay where they are if the order can be told that way: by the index as it is, or by new positions.
+/// Else they are laid out from 0 upward, which holds in any larger ring too. Nothing when the ring is too
+/// small for the files.
+std::optional<Placement> placeFiles(const RingFacts &facts, const std::vector<int> &order);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,416 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "live/follower.h"
+
+#include <errno.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+
+#include "log/regular_file.h"
+#include "query/item_query.h"
+#include "system/file_bytes.h"
+#include "terminal/counted.h"
+
+namespace tool {
+namespace {
+
+using Reading = FollowCursor::Reading;
+
+std::string headOf(int fd) { return bytesAt(fd, 0, jorn::kLineMax); }
+
+std::pair<dev_t, ino_t> identityOf(const FileMark &mark) { return {mark.device, mark.inode}; }
+
+}  // namespace
+
+Follower::State Follower::step() {
+    // A writer that moves on all the time must not keep the caller from noticing anything else.
+    constexpr int kTries = 100;
+    for (int tries = 0; tries < kTries; ++tries) {
+        if (const Result state = tryStep()) {
+            return *state;
+        }
+    }
+    return State::Pending;
+}
+
+Follower::Result Follower::tryStep() {
+    if (!openDirectory()) {
+        return State::Pending;
+    }
+    const IndexMark mark = markIndex();
+    const bool isIndexSame = mark.file == mark_.file;
+    if (cursor_ && isAtNewest_ && isIndexSame && !isReplaced_ && isCursorInPlace()) {
+        return readNewest();
+    }
+    return lookAnew(mark);
+}
+
+/// Opens the directory, or the one that has taken its place. False while there is none.
+bool Follower::openDirectory() {
+    struct stat status;
+    if (stat(terms_.directory.c_str(), &status) < 0) {
+        if (errno != ENOENT) {
+            throw systemFailure(terms_.directory, errno);
+        }
+        isNew_ = isNew_ || !hasBegun_;
+        tellOnce(terms_.directory + (directory_ ? ": is gone; waiting for it to come back"
+                                                : ": does not exist yet; waiting for it"),
+                 sink_.note);
+        return false;
+    }
+    const FileMark mark = markOf(status);
+    // A directory's times change with every file that comes or goes.
+    if (directory_ && isSameFile(mark, directoryMark_)) {
+        return true;
+    }
+    isReplaced_ = directory_.has_value();
+    directory_.emplace(StoreDirectory::openForReading(terms_.directory));
+    directoryMark_ = markOf(directory_->descriptor());
+    return true;
+}
+
+FileMark Follower::markIndexFile() const {
+    struct stat status = {};
+    const bool isThere = fstatat(directory_->descriptor(), kIndexName, &status, 0) == 0;
+    return isThere ? markOf(status) : FileMark{};
+}
+
+Follower::IndexMark Follower::markIndex() const { return {markIndexFile(), readIndexIfFile(*directory_)}; }
+
+bool Follower::isIndexAsSeen() const { return mark_.file == markIndexFile(); }
+
+/// Whether the name of the file being read still leads to it.
+bool Follower::isCursorInPlace() const {
+    struct stat status = {};
+    return stat(cursor_->path().c_str(), &status) == 0 && isSameFile(markOf(status), cursor_->mark());
+}
+
+Follower::Result Follower::lookAnew(const IndexMark &mark) {
+    const RingView view(*directory_, terms_.ringSize);
+    const IndexMark after = markIndex();
+    if (!(after.file == mark.file)) {
+        return std::nullopt;
+    }
+    if (cursor_ && !isReplaced_ && !mark.positions) {
+        // Between two steps of the writer, or damaged: the place is kept until the index can be read.
+        if (wasIndexUnusable_) {
+            tellDamage(view);
+        }
+        wasIndexUnusable_ = true;
+        return State::Pending;
+    }
+    wasIndexUnusable_ = false;
+    tellDamage(view);
+    // Also when it tells the same positions: the writer may have come round.
+    const bool isIndexMoved = !(mark.file == mark_.file);
+    mark_ = mark;
+    return hasBegun_ ? findPlace(view, isIndexMoved) : begin(view);
+}
+
+Follower::Result Follower::begin(const RingView &view) {
+    placeFirst(view);
+    if (!isIndexAsSeen()) {
+        cursor_.reset();
+        old_.clear();
+        former_ = {};
+        return std::nullopt;
+    }
+    hasBegun_ = true;
+    isReplaced_ = false;
+    for (const std::string &text : view.notes()) {
+        tellOnce(text, sink_.note);
+    }
+    const size_t index = indexOf(view);
+    return cursor_ && index < view.files().size() ? walk(view, index) : State::Waiting;
+}
+
+/// Where the newest items begin, in a file that can be read.
+ScanStart Follower::startOf(const RingView &view, uint64_t newest) const {
+    const std::vector<RingFile> &files = view.files();
+    DamageLog unread;  // Told when it is passed.
+    ScanStart start;
+    if (newest == 0) {
+        start.fileIndex = std::max<size_t>(files.size(), 1) - 1;
+    } else if (newest < UINT64_MAX) {
+        start = startOfNewest(view, terms_.filter, newest, &unread);
+    }
+    while (start.fileIndex < files.size() && !files[start.fileIndex].file.isOpen()) {
+        ++start.fileIndex;
+    }
+    return start;
+}
+
+/// Goes to where the items begin that are to be passed on of those that are there.
+void Follower::placeFirst(const RingView &view) {
+    const uint64_t newest = isNew_ ? UINT64_MAX : terms_.newest;
+    const std::vector<RingFile> &files = view.files();
+    const ScanStart start = startOf(view, newest);
+    rememberAllBut(view, start.fileIndex);
+    if (start.fileIndex == files.size()) {
+        return;
+    }
+    cursor_.emplace(files[start.fileIndex]);
+    cursor_->skipTo(start.offset);
+    if (newest == 0) {
+        cursor_->skipAll();
+    }
+    if (start.fileIndex > 0 && files[start.fileIndex - 1].file.isOpen()) {
+        FollowCursor before(files[start.fileIndex - 1]);
+        before.skipAll();
+        former_ = before.read();
+    }
+}
+
+/// Finds the file being read again after something has changed, or the one to go on with.
+Follower::Result Follower::findPlace(const RingView &view, bool isIndexMoved) {
+    const size_t count = view.files().size();
+    if (!cursor_) {
+        isReplaced_ = false;
+        return goOnWithFresh(view);
+    }
+    if (isReplaced_ || cursor_->isDeleted()) {
+        return goOnInReplacement(view);
+    }
+    const size_t found = indexOf(view);
+    const bool isIntact = cursor_->isIntact() && !(isIndexMoved && isStartedAgain(view, found));
+    if (found < count && isIntact) {
+        return walk(view, found);
+    }
+    if (found < count && !isIndexMoved && isAtNewest_) {
+        cursor_->restart();
+        return walk(view, found);
+    }
+    // The writer empties a file before its index tells that it has moved on to it.
+    const bool isBeingEmptied = found < count && !isIndexMoved;
+    return goOnOutside(view, isBeingEmptied ? found + 1 : 0, isIntact);
+}
+
+/// The file being read is out of the range, by a clearing, or was written over.
+Follower::Result Follower::goOnOutside(const RingView &view, size_t first, bool isIntact) {
+    const size_t next = nextFresh(view, first);
+    if (next == view.files().size()) {
+        isAtNewest_ = false;
+        return isIntact ? resultOf(readOn(false)) : State::Pending;
+    }
+    if (isIntact) {
+        const Reading reading = readOn(true);
+        if (reading != Reading::Done) {
+            return resultOf(reading);
+        }
+        leave();
+    }
+    tellPassed(view, next, isIntact);
+    enter(view.files()[next]);
+    return walk(view, next);
+}
+
+/// Goes on behind the items that were read, in a copy that may lack lines which are no items.
+Follower::Result Follower::goOnInReplacement(const RingView &view) {
+    if (cursor_->isIntact()) {
+        const Reading reading = readOn(false);
+        if (reading != Reading::Done) {
+            return resultOf(reading);
+        }
+    }
+    if (view.files().empty()) {
+        return State::Pending;
+    }
+    const ReadItems items = cursor_->read().count > 0 ? cursor_->read() : former_;
+    if (const Result state = goBehind(view, items)) {
+        return state;
+    }
+    if (!isIndexAsSeen()) {
+        return std::nullopt;
+    }
+    if (items.count > 0) {
+        sink_.note(isReplaced_ ? terms_.directory + ": another log has taken its place and is shown now"
+                               : cursor_->path() + ": is gone; going on with what else is new");
+    }
+    if (std::exchange(isReplaced_, false)) {
+        old_.clear();
+    }
+    former_ = {};
+    cursor_.reset();
+    return goOnWithFresh(view);
+}
+
+/// With no file to go on from: the oldest one that holds something new.
+Follower::Result Follower::goOnWithFresh(const RingView &view) {
+    const size_t next = nextFresh(view, 0);
+    if (next == view.files().size()) {
+        return State::Waiting;
+    }
+    enter(view.files()[next]);
+    return walk(view, next);
+}
+
+Follower::Result Follower::goBehind(const RingView &view, const ReadItems &items) {
+    for (const bool isExact : {true, false}) {
+        for (size_t i = view.files().size(); items.count > 0 && i-- > 0;) {
+            if (!view.files()[i].file.isOpen()) {
+                continue;
+            }
+            FollowCursor copy(view.files()[i]);
+            if (isExact ? copy.skipBehind(items) : copy.skipBehindLine(items.last)) {
+                isReplaced_ = false;
+                old_.clear();
+                rememberAllBut(view, i);
+                cursor_.emplace(std::move(copy));
+                return walk(view, i);
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+/// Reads the file, which is the view's at `index`, and those behind it.
+Follower::Result Follower::walk(const RingView &view, size_t index) {
+    const std::vector<RingFile> &files = view.files();
+    for (;;) {
+        cursor_->moveTo(files[index]);
+        const size_t next = nextFresh(view, index + 1);
+        const bool isFinal = next < files.size();
+        isAtNewest_ = index + 1 == files.size() && isLatest(files[index]);
+        const Reading reading = readOn(isFinal);
+        if (reading != Reading::Done || !isFinal) {
+            return resultOf(reading);
+        }
+        leave();
+        enter(files[next]);
+        index = next;
+    }
+}
+
+/// Whether the index names the file as the one being written; not so when that is still to come.
+bool Follower::isLatest(const RingFile &file) const {
+    return !mark_.positions || mark_.positions->latest == file.number;
+}
+
+/// The common case: the writer goes on appending to its file.
+Follower::Result Follower::readNewest() {
+    if (!cursor_->isIntact()) {
+        cursor_->restart();
+    }
+    return resultOf(readOn(false));
+}
+
+Reading Follower::readOn(bool isFinal) {
+    const FollowHooks hooks = {[this] { return isReplaced_ || isIndexAsSeen(); }, sink_.item, sink_.damage};
+    const Reading reading = cursor_->readOn(terms_.filter, isFinal, hooks);
+    lastMark_ = cursor_->mark();
+    return reading;
+}
+
+Follower::Result Follower::resultOf(Reading reading) {
+    switch (reading) {
+        case Reading::Done:
+            return State::Waiting;
+        case Reading::Ended:
+            return State::Ended;
+        case Reading::Stale:
+            break;
+    }
+    return std::nullopt;
+}
+
+/// Where in the view the file being read is, the number of files when it is not there.
+size_t Follower::indexOf(const RingView &view) const {
+    const auto found = std::find_if(view.files().begin(), view.files().end(),
+                                    [this](const RingFile &file) { return cursor_ && cursor_->isOf(file); });
+    return static_cast<size_t>(found - view.files().begin());
+}
+
+/// The first file from there on that holds something new.
+size_t Follower::nextFresh(const RingView &view, size_t first) const {
+    size_t index = first;
+    const auto isFresh = [this](const RingFile &file) {
+        const OldFile *const old = file.file.isOpen() ? oldFile(file) : nullptr;
+        return file.file.isOpen() && (old == nullptr || !(old->mark == markOf(file.file.get())));
+    };
+    while (index < view.files().size() && !isFresh(view.files()[index])) {
+        ++index;
+    }
+    return index;
+}
+
+const Follower::OldFile *Follower::oldFile(const RingFile &file) const {
+    const auto found = old_.find(identityOf(markOf(file.file.get())));
+    return found == old_.end() ? nullptr : &found->second;
+}
+
+/// A full file is never added to. One that is the newest, and was written to since it was read, was started
+/// again, even where it holds the same bytes.
+bool Follower::isStartedAgain(const RingView &view, size_t index) const {
+    return cursor_->isFull() && index + 1 == view.files().size() && index > 0 &&
+           !(cursor_->mark() == lastMark_);
+}
+
+/// Begins a file. One that was cleared, and then went on to be appended to, keeps its old items in front.
+void Follower::enter(const RingFile &file) {
+    cursor_.emplace(file);
+    const OldFile *const old = oldFile(file);
+    const bool isCleared = mark_.positions && mark_.positions->oldest == mark_.positions->latest;
+    if (old != nullptr && isCleared && markOf(file.file.get()).size >= old->mark.size &&
+        headOf(file.file.get()).compare(0, old->head.size(), old->head) == 0) {
+        cursor_->skipTo(static_cast<uint64_t>(old->mark.size));
+    }
+}
+
+void Follower::leave() {
+    const FileMark mark = cursor_->mark();
+    old_[identityOf(mark)] = {mark, cursor_->head()};
+    former_ = cursor_->read().count > 0 ? cursor_->read() : former_;
+}
+
+void Follower::remember(const RingFile &file) {
+    const FileMark mark = markOf(file.file.get());
+    old_[identityOf(mark)] = {mark, headOf(file.file.get())};
+}
+
+/// What is in the directory is old, but for the files of the view from one on.
+void Follower::rememberAllBut(const RingView &view, size_t firstUnread) {
+    for (int number = 0; number < jorn::kSurveySize; ++number) {
+        const auto unread =
+            std::find_if(view.files().begin() + static_cast<ptrdiff_t>(firstUnread), view.files().end(),
+                         [&](const RingFile &file) { return file.number == number; });
+        if (unread != view.files().end()) {
+            continue;
+        }
+        RingFile file;
+        try {
+            file.file = openRegular(*directory_, dataFileName(number));
+        } catch (const Failure &) {
+            continue;  // What cannot be opened has no items to pass on.
+        }
+        if (file.file.isOpen()) {
+            remember(file);
+        }
+    }
+}
+
+/// Tells of files that were not read in time.
+void Follower::tellPassed(const RingView &view, size_t next, bool isIntact) const {
+    const RingFile &file = view.files()[next];
+    const int size = view.ringSize();
+    const int between = (file.number - cursor_->number() - 1 + jorn::kSurveySize * size) % size;
+    const int passed = between + (isIntact || cursor_->isFull() ? 0 : 1);
+    if (passed > 0) {
+        sink_.note(terms_.directory + ": written faster than it was read: at least " +
+                   counted(passed, "file was", "files were") + " passed; going on with " +
+                   dataFileName(file.number));
+    }
+}
+
+void Follower::tellDamage(const RingView &view) {
+    for (const std::string &text : view.damage().texts()) {
+        tellOnce(text, sink_.damage);
+    }
+}
+
+void Follower::tellOnce(const std::string &text, const std::function<void(const std::string &)> &tell) {
+    if (told_.insert(text).second) {
+        tell(text);
+    }
+}
+
+}  // namespace tool

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: Apache-2.0
+// Follows a log: every item once, in order, while a writer appends, moves on around the ring, clears it or is
+// started anew, and while the log is repaired or replaced.
+//
+// Each step looks once and returns; who calls it waits for something to change in between. A file is read to
+// its end before the next one is begun. What the writer does to files is told from the index, which it
+// rewrites after it has emptied the file it moves on to and before anything is in there: what was read while
+// the index stayed the same is of the file as it was.
+#ifndef JORN_TOOLS_FOLLOWER_H
+#define JORN_TOOLS_FOLLOWER_H
+
+#include <stdint.h>
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "live/follow_cursor.h"
+#include "log/ring_survey.h"
+#include "log/ring_view.h"
+#include "log/store_directory.h"
+#include "query/item_filter.h"
+#include "query/item_scanner.h"
+
+namespace tool {
+
+struct FollowTerms {
+    std::string directory;
+    std::optional<int> ringSize;  ///< Where the directory does not tell it.
+    ItemFilter filter;
+    uint64_t newest = 10;  ///< So many of the items that match are passed on of those that are there already.
+};
+
+/// Where a follower's findings go.
+struct FollowSink {
+    std::function<bool(const Item &)> item;           ///< False when nobody wants any more.
+    std::function<void(const std::string &)> note;    ///< Worth knowing.
+    std::function<void(const std::string &)> damage;  ///< Something could not be shown.
+};
+
+class Follower {
+public:
+    enum class State {
+        Waiting,  ///< All was read. Look again when something in the directory has changed.
+        Pending,  ///< The same, but look again soon: not all changes can be noticed now.
+        Ended,    ///< Nobody wants any more.
+    };
+
+    Follower(FollowTerms terms, FollowSink sink) : terms_(std::move(terms)), sink_(std::move(sink)) {}
+
+    /// Passes on what is there. Throws Failure.
+    State step();
+
+private:
+    /// The index as a file and what it says.
+    struct IndexMark {
+        FileMark file;
+        std::optional<IndexPositions> positions;
+    };
+
+    /// A data file whose items, at its beginning, are not to be passed on (again).
+    struct OldFile {
+        FileMark mark;
+        std::string head;
+    };
+
+    using Result = std::optional<State>;  ///< Nothing: look anew at once.
+
+    Result tryStep();
+    bool openDirectory();
+    FileMark markIndexFile() const;
+    IndexMark markIndex() const;
+    bool isIndexAsSeen() const;
+    bool isCursorInPlace() const;
+
+    Result lookAnew(const IndexMark &mark);
+    Result begin(const RingView &view);
+    ScanStart startOf(const RingView &view, uint64_t newest) const;
+    void placeFirst(const RingView &view);
+    Result findPlace(const RingView &view, bool isIndexMoved);
+    Result goOnOutside(const RingView &view, size_t first, bool isIntact);
+    Result goOnInReplacement(const RingView &view);
+    Result goOnWithFresh(const RingView &view);
+    Result goBehind(const RingView &view, const ReadItems &items);
+    Result walk(const RingView &view, size_t index);
+    Result readNewest();
+    FollowCursor::Reading readOn(bool isFinal);
+    static Result resultOf(FollowCursor::Reading reading);
+
+    size_t indexOf(const RingView &view) const;
+    size_t nextFresh(const RingView &view, size_t first) const;
+    const OldFile *oldFile(const RingFile &file) const;
+    bool isStartedAgain(const RingView &view, size_t index) const;
+    bool isLatest(const RingFile &file) const;
+    void enter(const RingFile &file);
+    void leave();
+    void remember(const RingFile &file);
+    void rememberAllBut(const RingView &view, size_t firstUnread);
+    void tellPassed(const RingView &view, size_t next, bool isIntact) const;
+    void tellDamage(const RingView &view);
+    void tellOnce(const std::string &text, const std::function<void(const std::string &)> &tell);
+
+    const FollowTerms terms_;
+    const FollowSink sink_;
+    std::optional<StoreDirectory> directory_;
+    FileMark directoryMark_;
+    bool isReplaced_ = false;  ///< The directory is another one than that of the file being read.
+    bool isNew_ = false;       ///< The directory was not there at the first look, so that all of it is new.
+    bool hasBegun_ = false;
+    IndexMark mark_;
+    std::optional<FollowCursor> cursor_;
+    FileMark lastMark_;        ///< Of the file being read, after it was read last.
+    bool isAtNewest_ = false;  ///< The writer appends to it.
+    ReadItems former_;         ///< What was read of the last file before it that had items.
+    std::map<std::pair<dev_t, ino_t>, OldFile> old_;
+    std::set<std::string> told_;
+    bool wasIndexUnusable_ = false;
+};
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "log/directory_look.h"
+
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+
+#include "log/regular_file.h"
+#include "module_limits.h"
+#include "system/failure.h"
+
+namespace tool {
+namespace {
+
+struct DirectoryCloser {
+    void operator()(DIR *directory) const { closedir(directory); }
+};
+
+Entry::Kind kindOf(mode_t mode) {
+    if (S_ISREG(mode)) {
+        return Entry::Kind::File;
+    }
+    if (S_ISLNK(mode)) {
+        return Entry::Kind::Link;
+    }
+    return S_ISDIR(mode) ? Entry::Kind::Directory : Entry::Kind::Other;
+}
+
+Entry entryOf(const StoreDirectory &directory, const std::string &name) {
+    struct stat status;
+    if (fstatat(directory.descriptor(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
+        if (errno == ENOENT) {
+            return {};
+        }
+        throw systemFailure(directory.pathOf(name), errno);
+    }
+    return {kindOf(status.st_mode), markOf(status)};
+}
+
+/// A file that goes at this moment reads as empty; the next look tells the change.
+IndexEntry indexEntryOf(const StoreDirectory &directory, const std::string &name) {
+    IndexEntry index{entryOf(directory, name), ""};
+    if (!index.entry.isFile()) {
+        return index;
+    }
+    const Descriptor file = openQuiet(directory, name, O_NOFOLLOW);
+    if (!file.isOpen()) {
+        if (errno == ENOENT) {
+            return index;
+        }
+        throw systemFailure(directory.pathOf(name), errno);
+    }
+    std::array<char, 128> text;
+    const ssize_t length = pread(file.get(), text.data(), text.size(), 0);
+    if (length < 0) {
+        throw systemFailure(directory.pathOf(name), errno);
+    }
+    index.text.assign(text.data(), static_cast<size_t>(length));
+    return index;
+}
+
+struct WholeIndex {
+    IndexPositions positions;
+    int64_t length = 0;  ///< With the line end.
+};
+
+/// What the text of an index begins with, if that is whole.
+std::optional<WholeIndex> wholeIndex(const std::string &text) {
+    int version = 0;
+    int oldest = 0;
+    int latest = 0;
+    char lineEnd = 0;
+    int length = 0;
+    const int converted =
+        sscanf(text.c_str(), "version:%8d %8d,%8d%c%n", &version, &oldest, &latest, &lineEnd, &length);
+    if (converted != 4 || version != jorn::kIndexVersion || (lineEnd != '\n' && lineEnd != '\r')) {
+        return std::nullopt;
+    }
+    const bool isTwoBytes = lineEnd == '\r' && text.compare(static_cast<size_t>(length), 1, "\n") == 0;
+    return WholeIndex{{oldest, latest}, length + (isTwoBytes ? 1 : 0)};
+}
+
+/// A number and ".csv", but not one of the ring's names: "90.csv", "007.csv".
+bool looksLikeDataFile(const std::string &name) {
+    const size_t digits = name.find_first_not_of("0123456789");
+    return digits != 0 && digits != std::string::npos && name.compare(digits, std::string::npos, ".csv") == 0;
+}
+
+}  // namespace
+
+bool operator==(const Entry &a, const Entry &b) { return a.kind == b.kind && a.mark == b.mark; }
+
+bool operator==(const IndexEntry &a, const IndexEntry &b) { return a.entry == b.entry && a.text == b.text; }
+
+bool operator==(const DirectoryLook &a, const DirectoryLook &b) {
+    return a.files == b.files && a.index == b.index && a.backup == b.backup && a.otherNames == b.otherNames;
+}
+
+std::optional<IndexPositions> IndexEntry::positions() const {
+    const std::optional<WholeIndex> whole = wholeIndex(text);
+    return whole ? std::optional(whole->positions) : std::nullopt;
+}
+
+int64_t IndexEntry::surplus() const {
+    const std::optional<WholeIndex> whole = wholeIndex(text);
+    return whole ? entry.mark.size - whole->length : 0;
+}
+
+int DirectoryLook::highestFile() const {
+    const auto highest =
+        std::find_if(files.rbegin(), files.rend(), [](const Entry &entry) { return entry.isPresent(); });
+    return static_cast<int>(files.rend() - highest) - 1;
+}
+
+Descriptor openQuietly(const StoreDirectory &directory, const std::string &name) {
+    Descriptor file = openQuiet(directory, name);
+    if (!file.isOpen()) {
+        throw systemFailure(directory.pathOf(name), errno);
+    }
+    return file;
+}
+
+std::vector<std::string> namesIn(const StoreDirectory &directory) {
+    const Descriptor list = openQuiet(directory, ".", O_DIRECTORY);
+    const std::unique_ptr<DIR, DirectoryCloser> stream(list.isOpen() ? fdopendir(dup(list.get())) : nullptr);
+    if (!stream) {
+        throw systemFailure(directory.path(), errno);
+    }
+    std::vector<std::string> names;
+    while (const dirent *const entry = readdir(stream.get())) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != "..") {
+            names.push_back(name);
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+DirectoryLook lookAt(const StoreDirectory &directory) {
+    DirectoryLook look;
+    for (int position = 0; position < jorn::kSurveySize; ++position) {
+        look.files[static_cast<size_t>(position)] = entryOf(directory, dataFileName(position));
+    }
+    look.index = indexEntryOf(directory, kIndexName);
+    look.backup = indexEntryOf(directory, kIndexBackupName);
+    for (const std::string &name : namesIn(directory)) {
+        if (looksLikeDataFile(name) && !dataFilePosition(name)) {
+            look.otherNames.push_back(name);
+        }
+    }
+    return look;
+}
+
+}  // namespace tool

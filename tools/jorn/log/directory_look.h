@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+// One look at a log's directory, exact enough to tell whether anything has changed at the next.
+#ifndef JORN_TOOLS_DIRECTORY_LOOK_H
+#define JORN_TOOLS_DIRECTORY_LOOK_H
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "log/ring_survey.h"
+#include "log/store_directory.h"
+#include "system/file_mark.h"
+
+namespace tool {
+
+/// A name in the directory that belongs to the store.
+struct Entry {
+    enum class Kind { Missing, File, Link, Directory, Other };
+
+    Kind kind = Kind::Missing;
+    FileMark mark;
+
+    bool isPresent() const { return kind != Kind::Missing; }
+    bool isFile() const { return kind == Kind::File; }
+};
+
+bool operator==(const Entry &a, const Entry &b);
+
+/// index.csv or index.bak, with as much of its text as an index can have.
+struct IndexEntry {
+    Entry entry;
+    std::string text;
+
+    /// The positions when the text is whole: one that lacks its end may be a longer number cut short.
+    std::optional<IndexPositions> positions() const;
+
+    /// Bytes that follow a whole text; the store passes over them.
+    int64_t surplus() const;
+};
+
+bool operator==(const IndexEntry &a, const IndexEntry &b);
+
+struct DirectoryLook {
+    std::array<Entry, jorn::kSurveySize> files;
+    IndexEntry index;
+    IndexEntry backup;
+    std::vector<std::string> otherNames;  ///< Names like those of data files that the store never uses.
+
+    int highestFile() const;
+};
+
+bool operator==(const DirectoryLook &a, const DirectoryLook &b);
+
+/// Changes nothing, access times included where the system allows it. Throws Failure.
+DirectoryLook lookAt(const StoreDirectory &directory);
+
+/// Opens a file of the directory to read it, without a change of its access time where the system allows
+/// it, and without waiting should it be a pipe. Throws Failure.
+Descriptor openQuietly(const StoreDirectory &directory, const std::string &name);
+
+/// Names in the directory but "." and "..", sorted. Throws Failure.
+std::vector<std::string> namesIn(const StoreDirectory &directory);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+// What a log takes of its medium.
+#ifndef JORN_TOOLS_DISK_USAGE_H
+#define JORN_TOOLS_DISK_USAGE_H
+
+#include <stdint.h>
+
+#include "log/store_directory.h"
+
+namespace tool {
+
+/// All data files, also those that are not in view, and the index.
+struct DiskUsage {
+    uint64_t files = 0;
+    uint64_t bytes = 0;
+    uint64_t allocated = 0;  ///< As the file system counts.
+};
+
+DiskUsage diskUsageOf(const StoreDirectory &directory);
+
+/// The most that the data files of a ring can hold of what the store writes.
+uint64_t largestRing(int ringSize);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "log/ring_survey.h"
+
+#include <errno.h>
+#include <inttypes.h>
+#include <stdio.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <string>
+
+#include "log/regular_file.h"
+#include "module_limits.h"
+#include "system/stream.h"
+
+namespace tool {
+namespace {
+
+Stream openIndexFile(const StoreDirectory &directory) {
+    Descriptor file = openRegular(directory, kIndexName);
+    if (!file.isOpen()) {
+        file = openRegular(directory, kIndexBackupName);
+    }
+    return streamFrom(file);
+}
+
+/// Any number that a line may hold, brought into 32 bits.
+int32_t saturated(int64_t number) {
+    return static_cast<int32_t>(std::clamp<int64_t>(number, INT32_MIN, INT32_MAX));
+}
+
+/// As the store reads it: blanks between the parts do not matter, and a missing second number is 0.
+std::optional<IndexPositions> parseIndex(FILE *index) {
+    int64_t version = 0;
+    int64_t oldest = 0;
+    int64_t latest = 0;
+    if (fscanf(index, "version:%" SCNd64 "\n", &version) < 1 || version != jorn::kIndexVersion) {
+        return std::nullopt;
+    }
+    if (fscanf(index, "%" SCNd64 ",%" SCNd64, &oldest, &latest) < 1) {
+        return std::nullopt;
+    }
+    if (oldest >= jorn::kCsvNumMax || latest >= jorn::kCsvNumMax) {
+        return std::nullopt;
+    }
+    return IndexPositions{saturated(oldest), saturated(latest)};
+}
+
+bool isPresentIn(int32_t position, const void *survey) {
+    return static_cast<const RingSurvey *>(survey)->isPresent[static_cast<size_t>(position)];
+}
+
+}  // namespace
+
+std::string textOf(const IndexPositions &positions) {
+    return std::to_string(positions.oldest) + "," + std::to_string(positions.latest);
+}
+
+std::string indexTextOf(const IndexPositions &positions) {
+    return "version:" + std::to_string(jorn::kIndexVersion) + "\n" + textOf(positions) + "\n";
+}
+
+std::vector<int> positionsInRange(const IndexPositions &range, int ringSize) {
+    const int end = range.latest < range.oldest ? range.latest + ringSize : range.latest;
+    std::vector<int> positions;
+    for (int i = range.oldest; i <= end; ++i) {
+        positions.push_back(i % ringSize);
+    }
+    return positions;
+}
+
+std::optional<IndexPositions> readIndex(const StoreDirectory &directory) {
+    const Stream index = openIndexFile(directory);
+    return index ? parseIndex(index.get()) : std::nullopt;
+}
+
+std::optional<IndexPositions> readIndexIfFile(const StoreDirectory &directory) {
+    for (const char *const name : {kIndexName, kIndexBackupName}) {
+        struct stat status;
+        const bool isThere = fstatat(directory.descriptor(), name, &status, 0) == 0;
+        if (isThere && S_ISREG(status.st_mode)) {
+            return readIndex(directory);
+        }
+        if (isThere || errno == ELOOP) {
+            return std::nullopt;
+        }
+    }
+    return readIndex(directory);
+}
+
+int RingSurvey::highestFile() const {
+    const auto highest = std::find(isPresent.rbegin(), isPresent.rend(), true);
+    return static_cast<int>(isPresent.rend() - highest) - 1;
+}
+
+int RingSurvey::smallestRing() const {
+    const IndexPositions named = positions();
+    return std::max({jorn::kCsvNumMin, highestFile() + 1, named.oldest + 1, named.latest + 1});
+}
+
+jorn::TidyingPlan RingSurvey::planFor(int ringSize) const {
+    const IndexPositions named = positions();
+    jorn::TidyingPlan plan;
+    jorn::planTidying({named.oldest, named.latest, ringSize}, isPresentIn, this, &plan);
+    return plan;
+}
+
+bool operator==(const RingSurvey &a, const RingSurvey &b) {
+    return a.index == b.index && a.isPresent == b.isPresent;
+}
+
+RingSurvey surveyRing(const StoreDirectory &directory) {
+    RingSurvey survey;
+    survey.index = readIndex(directory);
+    for (size_t position = 0; position < survey.isPresent.size(); ++position) {
+        survey.isPresent[position] =
+            openRegular(directory, dataFileName(static_cast<int>(position))).isOpen();
+    }
+    return survey;
+}
+
+RingSurvey surveyNames(const StoreDirectory &directory) {
+    RingSurvey survey;
+    survey.index = readIndexIfFile(directory);
+    for (size_t position = 0; position < survey.isPresent.size(); ++position) {
+        const std::string name = dataFileName(static_cast<int>(position));
+        struct stat status;
+        survey.isPresent[position] = fstatat(directory.descriptor(), name.c_str(), &status, 0) == 0;
+    }
+    return survey;
+}
+
+}  // namespace tool

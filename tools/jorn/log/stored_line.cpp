@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "log/stored_line.h"
+
+#include <stdlib.h>
+#include <time.h>
+
+#include <charconv>
+
+#include "csvfile/data_file.h"
+#include "csvfile/item_parser.h"
+
+namespace tool {
+namespace {
+
+/// Characters that a record keeps of a field.
+constexpr size_t kLevelText = sizeof(JORN_LOG_DISP::levelStr) - 1;
+constexpr size_t kSlotText = sizeof(JORN_LOG_DISP::slotStr) - 1;
+constexpr size_t kItemText = sizeof(JORN_LOG_DISP::logStr) - 1;
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+/// Takes "1700000000,1,5," and nothing else: digits that fit, one digit each for level and slot.
+bool readPlainNumbers(std::string_view piece, LineNumbers *numbers) {
+    constexpr size_t kMostDigits = 10;
+    constexpr size_t kBehindTime = sizeof ",1,5," - 1;
+    uint64_t time = 0;
+    size_t digits = 0;
+    while (digits < piece.size() && digits <= kMostDigits && isDigit(piece[digits])) {
+        time = time * 10 + static_cast<uint64_t>(piece[digits] - '0');
+        ++digits;
+    }
+    if (digits == 0 || digits > kMostDigits || piece.size() < digits + kBehindTime) {
+        return false;
+    }
+    const char *const rest = piece.data() + digits;
+    if (rest[0] != ',' || !isDigit(rest[1]) || rest[2] != ',' || !isDigit(rest[3]) || rest[4] != ',') {
+        return false;
+    }
+    *numbers = {static_cast<uint32_t>(time), rest[1] - '0', rest[3] - '0'};
+    return true;
+}
+
+/// A piece as the C string that the module's reader would have; what follows a NUL is out of its sight.
+class PieceCopy {
+public:
+    explicit PieceCopy(std::string_view piece) {
+        const size_t length = piece.copy(text_, jorn::kLineMax);
+        text_[length] = '\0';
+    }
+    const char *get() const { return text_; }
+
+private:
+    char text_[jorn::kLineBufferSize];
+};
+
+std::string fieldText(std::string_view field, size_t most) { return std::string(field.substr(0, most)); }
+
+/// The seconds of a record's time, which is in the form of ctime and in UTC.
+int64_t secondsOfRecord(const char *text) {
+    tm date = {};
+    const char *const year = strptime(text, "%a %b %d %H:%M:%S ", &date);
+    int number = 0;
+    if (year == nullptr || std::from_chars(year, year + strlen(year), number).ec != std::errc()) {
+        return INT64_MAX;
+    }
+    date.tm_year = number - 1900;
+    return timegm(&date);
+}
+
+}  // namespace
+
+LineKind readNumbers(std::string_view piece, LineNumbers *numbers) {
+    if (readPlainNumbers(piece, numbers)) {
+        return LineKind::Item;
+    }
+    const PieceCopy copy(piece);
+    if (jorn::isBlankLine(copy.get())) {
+        return LineKind::Blank;
+    }
+    JORN_ITEM_INFO info;
+    if (jorn_AnalyseOneItemInfo(copy.get(), &info) < 0) {
+        return LineKind::Damaged;
+    }
+    *numbers = {info.time, info.level, info.slot};
+    return LineKind::Item;
+}
+
+Item readItem(std::string_view piece, const LineNumbers &numbers) {
+    jorn::LineSplitter splitter(piece.data(), piece.size());
+    Item item;
+    // A comma inside the piece ends the first of an item's fields, so no digit behind the piece is looked at.
+    splitter.takeNumber(&item.seconds);
+    item.level = numbers.level;
+    item.slot = numbers.slot;
+    item.levelText = fieldText(splitter.takeField(), kLevelText);
+    item.slotText = fieldText(splitter.takeField(), kSlotText);
+    item.text = withoutLineFeed(fieldText(splitter.rest(), kItemText));
+    return item;
+}
+
+std::string_view textIn(std::string_view piece) {
+    jorn::LineSplitter splitter(piece.data(), piece.size());
+    for (int field = 0; field < 3; ++field) {
+        splitter.takeField();
+    }
+    return withoutLineFeed(splitter.rest().substr(0, kItemText));
+}
+
+Item itemOfRecord(const JORN_LOG_DISP &record) {
+    Item item;
+    item.seconds = secondsOfRecord(record.timeStr);
+    item.level = atoi(record.levelStr);
+    item.slot = atoi(record.slotStr);
+    item.levelText = record.levelStr;
+    item.slotText = record.slotStr;
+    item.text = withoutLineFeed(record.logStr);
+    return item;
+}
+
+}  // namespace tool

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "output/item_format.h"
+
+#include <algorithm>
+#include <array>
+#include <nlohmann/json.hpp>
+#include <string_view>
+
+#include "output/form_names.h"
+#include "terminal/color.h"
+#include "terminal/escape.h"
+
+namespace tool {
+namespace {
+
+constexpr std::array<FormName<ItemForm>, 6> kForms = {{{"text", ItemForm::Text},
+                                                       {"short", ItemForm::Short},
+                                                       {"iso", ItemForm::Iso},
+                                                       {"device", ItemForm::Device},
+                                                       {"csv", ItemForm::Csv},
+                                                       {"json", ItemForm::Json}}};
+
+TimeForm timeFormOf(ItemForm form) {
+    switch (form) {
+        case ItemForm::Iso:
+        case ItemForm::Json:
+            return TimeForm::Iso;
+        case ItemForm::Device:
+            return TimeForm::Device;
+        default:
+            return TimeForm::Plain;
+    }
+}
+
+const char *colorOf(int32_t level) {
+    constexpr std::array<const char *, 4> kColors = {kUrgent, kWarning, kCommon, kUnimportant};
+    return level >= 0 && static_cast<size_t>(level) < kColors.size() ? kColors[static_cast<size_t>(level)]
+                                                                     : kCommon;
+}
+
+/// The text as one field of a CSV line by RFC 4180: quoted where it must be.
+std::string csvField(const std::string &text) {
+    if (text.find_first_of(",\"\r\n") == std::string::npos) {
+        return text;
+    }
+    std::string field = "\"";
+    for (const char c : text) {
+        field.append(c == '"' ? 2 : 1, c);
+    }
+    return field + "\"";
+}
+
+std::string base64(std::string_view bytes) {
+    constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    for (size_t i = 0; i < bytes.size(); i += 3) {
+        const size_t count = std::min<size_t>(3, bytes.size() - i);
+        uint32_t group = 0;
+        for (size_t k = 0; k < 3; ++k) {
+            group = group << 8 | (k < count ? static_cast<unsigned char>(bytes[i + k]) : 0U);
+        }
+        for (size_t k = 0; k < 4; ++k) {
+            text += k <= count ? kDigits[group >> (18 - 6 * k) & 0x3f] : '=';
+        }
+    }
+    return text;
+}
+
+}  // namespace
+
+std::vector<std::string> itemFormNames() { return namesOf(kForms); }
+
+ItemForm itemFormOf(const std::string &name) { return formNamed(name, kForms).value_or(ItemForm::Text); }
+
+ItemFormatter::ItemFormatter(const ItemStyle &style)
+    : style_(style), time_(timeFormOf(style.form), style.isUtc) {}
+
+std::string ItemFormatter::heading() const {
+    if (style_.form != ItemForm::Csv) {
+        return "";
+    }
+    return style_.log.empty() ? "time,level,slot,text\n" : "time,level,slot,text,log\n";
+}
+
+std::string ItemFormatter::format(const Item &item) {
+    switch (style_.form) {
+        case ItemForm::Csv:
+            return formatCsv(item);
+        case ItemForm::Json:
+            return formatJson(item);
+        default:
+            return formatForPeople(item);
+    }
+}
+
+std::string ItemFormatter::shown(const std::string &text) const {
+    return style_.isEscaped ? escaped(text) : text;
+}
+
+std::string ItemFormatter::shownLevel(const Item &item) const {
+    const std::string *const name = style_.names->levels.nameOf(item.level);
+    return name != nullptr ? *name : shown(item.levelText);
+}
+
+std::string ItemFormatter::shownSlot(const Item &item) const {
+    const std::string *const name = style_.names->slots.nameOf(item.slot);
+    return name != nullptr ? *name : shown(item.slotText);
+}
+
+std::string ItemFormatter::formatForPeople(const Item &item) {
+    std::string line = time_.format(item.seconds) + " ";
+    if (style_.form != ItemForm::Short) {
+        line += shownLevel(item) + " " + shownSlot(item) + " ";
+    }
+    line += shown(item.text);
+    return (style_.isColored ? colored(line, colorOf(item.level)) : line) + "\n";
+}
+
+std::string ItemFormatter::formatCsv(const Item &item) const {
+    return std::to_string(item.seconds) + "," + std::to_string(item.level) + "," + std::to_string(item.slot) +
+           "," + shown(csvField(item.text)) + (style_.log.empty() ? "" : "," + csvField(style_.log)) + "\n";
+}
+
+std::string ItemFormatter::formatJson(const Item &item) {
+    nlohmann::ordered_json object = {{"time", item.seconds}, {"iso", time_.format(item.seconds)}};
+    const auto addNumber = [&](const char *key, int32_t number, const NameTable &names) {
+        object[key] = number;
+        if (const std::string *const name = names.nameOf(number)) {
+            object[std::string(key) + "_name"] = *name;
+        }
+    };
+    addNumber("level", item.level, style_.names->levels);
+    addNumber("slot", item.slot, style_.names->slots);
+    object["text"] = item.text;
+    if (!isUtf8(item.text)) {
+        object["text_base64"] = base64(item.text);
+    }
+    if (!style_.log.empty()) {
+        object["log"] = style_.log;
+    }
+    return object.dump(-1, ' ', style_.isEscaped, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+std::string colored(const std::string &line, int32_t level) {
+    const std::string color = colorOf(level);
+    return colored(line, color);
+}
+
+}  // namespace tool

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+// Items as text. Forms, each item on a line of its own:
+//   text    2026-11-21 06:47:08 1 5 door open          names instead of numbers where there are any
+//   short   2026-11-21 06:47:08 door open
+//   iso     2026-11-21T06:47:08+01:00 1 5 door open
+//   device  Sat Nov 21 06:47:08 2026 1 5 door open     the time as the device prints it
+//   csv     1795000000,1,5,door open                   after a line of headings; quoted by RFC 4180
+//   json    {"time":1795000000,"iso":"...","level":1,"level_name":"warning","slot":5,"text":"door open"}
+// Items of several logs tell theirs: csv in a last column, json in a last member, both called "log".
+#ifndef JORN_TOOLS_ITEM_FORMAT_H
+#define JORN_TOOLS_ITEM_FORMAT_H
+
+#include <string>
+#include <vector>
+
+#include "log/item.h"
+#include "log/names.h"
+#include "terminal/time_text.h"
+
+namespace tool {
+
+enum class ItemForm { Text, Short, Iso, Device, Csv, Json };
+
+/// The names of the forms on the command line, the default first.
+std::vector<std::string> itemFormNames();
+ItemForm itemFormOf(const std::string &name);
+
+struct ItemStyle {
+    ItemForm form = ItemForm::Text;
+    bool isUtc = false;               ///< UTC is the local time of the process; times get a "Z".
+    bool isEscaped = false;           ///< For a terminal: texts get through escaped(), JSON is pure ASCII.
+    bool isColored = false;           ///< Levels in colours, in the forms for people.
+    const Names *names = &noNames();  ///< Shown in place of numbers.
+    std::string log{};                ///< Name of the items' log, UTF-8, for csv and json; empty for none.
+};
+
+class ItemFormatter {
+public:
+    explicit ItemFormatter(const ItemStyle &style);
+
+    /// What stands before all items: the headings of CSV, else nothing.
+    std::string heading() const;
+
+    /// The item's line with its line feed.
+    std::string format(const Item &item);
+
+private:
+    std::string formatForPeople(const Item &item);
+    std::string formatCsv(const Item &item) const;
+    std::string formatJson(const Item &item);
+    std::string shown(const std::string &text) const;
+    std::string shownLevel(const Item &item) const;
+    std::string shownSlot(const Item &item) const;
+
+    ItemStyle style_;
+    TimeFormatter time_;
+};
+
+/// The line in the colour of a level, for a terminal.
+std::string colored(const std::string &line, int32_t level);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "output/item_output.h"
+
+#include <charconv>
+
+#include "output/output.h"
+
+namespace tool {
+namespace {
+
+uint64_t parseNumberOfItems(const std::string &text) {
+    uint64_t number = 0;
+    const char *const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), last, number);
+    if (text == "all") {
+        return kAllItems;
+    }
+    if (error != std::errc() || end != last) {
+        throw CLI::ValidationError("-n", "'" + text + "' is neither a number nor 'all'");
+    }
+    return number;
+}
+
+}  // namespace
+
+CLI::Option *addNewestOption(CLI::App *command, std::optional<uint64_t> *newest, const std::string &meaning) {
+    return command
+        ->add_option_function<std::string>(
+            "-n,--lines", [newest](const std::string &text) { *newest = parseNumberOfItems(text); }, meaning)
+        ->type_name("N|all");
+}
+
+ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, const Question &question) {
+    const bool isTerminal = isOutputTerminal();
+    ItemStyle style;
+    style.form = itemFormOf(output.form);
+    style.isUtc = filter.isUtc;
+    style.isEscaped = output.isEscaped || isTerminal;
+    style.isColored = isColored(output, isTerminal);
+    style.names = &question.shownNames();
+    return style;
+}
+
+}  // namespace tool

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the commands that print items have in common on their command lines.
+#ifndef JORN_TOOLS_ITEM_OUTPUT_H
+#define JORN_TOOLS_ITEM_OUTPUT_H
+
+#include <stdint.h>
+
+#include <CLI/App.hpp>
+#include <CLI/Option.hpp>
+#include <optional>
+#include <string>
+
+#include "commands/filter_options.h"
+#include "commands/output_options.h"
+#include "output/item_format.h"
+
+namespace tool {
+
+/// What "-n all" means.
+inline constexpr uint64_t kAllItems = UINT64_MAX;
+
+/// Adds -n, of a number or "all". `newest` must outlive the parsing.
+CLI::Option *addNewestOption(CLI::App *command, std::optional<uint64_t> *newest, const std::string &meaning);
+
+/// How the options want items to look. The question must outlive the style.
+ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, const Question &question);
+
+}  // namespace tool
+
+#endif

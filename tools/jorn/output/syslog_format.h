@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+// Items as syslog messages by RFC 5424, each on a line of its own:
+//   <132>1 2026-11-21T06:47:08+01:00 - door - - [jorn@32473 level="1" slot="5"] door open
+// 32473 is the number that RFC 5612 sets aside for those who have none of their own.
+#ifndef JORN_TOOLS_SYSLOG_FORMAT_H
+#define JORN_TOOLS_SYSLOG_FORMAT_H
+
+#include <array>
+#include <optional>
+#include <string>
+
+#include "log/item.h"
+#include "log/names.h"
+#include "module_limits.h"
+#include "terminal/time_text.h"
+
+namespace tool {
+
+/// The severity of each level, 0 to 7.
+using Severities = std::array<int, jorn::kLevelMax>;
+
+/// The number of a facility that is given by it or by its name; nothing when there is no such.
+std::optional<int> facilityNumber(const std::string &text);
+
+/// Four numbers with commas between; nothing when they are not.
+std::optional<Severities> parseSeverities(const std::string &text);
+
+/// Whether a message can bear it: 1 to 255 printable ASCII characters without blanks.
+bool isHostName(const std::string &text);
+
+struct SyslogStyle {
+    int facility = 0;
+    Severities severities{};
+    std::string hostName = "-";
+    std::string log;                  ///< Name of the items' log.
+    bool isUtc = false;               ///< UTC is the local time of the process.
+    bool isEscaped = false;           ///< For a terminal: texts get through escaped().
+    const Names *names = &noNames();  ///< Told besides the numbers.
+};
+
+class SyslogFormatter {
+public:
+    explicit SyslogFormatter(SyslogStyle style);
+
+    /// The item's message with a line feed.
+    std::string format(const Item &item);
+
+private:
+    int priorityOf(int32_t level) const;
+    std::string timeOf(int64_t seconds);
+    std::string dataOf(const Item &item) const;
+    std::string messageOf(const Item &item) const;
+
+    SyslogStyle style_;
+    std::string applicationName_;
+    TimeFormatter time_;
+};
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+// Which items a question is about. The same filter serves every reading command; filter_options.h makes it
+// from the command line.
+#ifndef JORN_TOOLS_ITEM_FILTER_H
+#define JORN_TOOLS_ITEM_FILTER_H
+
+#include <re2/re2.h>
+#include <stdint.h>
+
+#include <array>
+#include <memory>
+#include <string_view>
+
+#include "log/stored_line.h"
+#include "module_limits.h"
+
+namespace tool {
+
+/// A set of levels. Items of a damaged file may have levels below 0 or above 3: with no restriction they
+/// belong to it, "that and below" takes in the negative ones, as the device does.
+class LevelSet {
+public:
+    static LevelSet all() { return LevelSet({true, true, true, true}, true, true); }
+    static LevelSet none() { return LevelSet({}, false, false); }
+    static LevelSet upTo(int level);
+    static LevelSet range(int first, int last);
+    void add(int level) { isIn_[static_cast<size_t>(level)] = true; }
+
+    bool has(int32_t level) const {
+        if (level < 0) {
+            return hasNegative_;
+        }
+        return level < jorn::kLevelMax ? isIn_[static_cast<size_t>(level)] : hasHigher_;
+    }
+    bool isAll() const { return hasHigher_; }
+    /// Whether levels outside 0 to 3 belong to it.
+    bool hasStray() const { return hasNegative_ || hasHigher_; }
+
+private:
+    using Table = std::array<bool, jorn::kLevelMax>;
+    LevelSet(const Table &isIn, bool hasNegative, bool hasHigher)
+        : isIn_(isIn), hasNegative_(hasNegative), hasHigher_(hasHigher) {}
+
+    Table isIn_;
+    bool hasNegative_;
+    bool hasHigher_;
+};
+
+/// A set of slots; without any it takes every slot, also those outside 0 to 7.
+class SlotSet {
+public:
+    void add(int slot) {
+        isIn_[static_cast<size_t>(slot)] = true;
+        isAny_ = false;
+    }
+    bool has(int32_t slot) const {
+        return isAny_ || (slot >= 0 && slot < jorn::kSlotMax && isIn_[static_cast<size_t>(slot)]);
+    }
+    bool isAny() const { return isAny_; }
+
+private:
+    std::array<bool, jorn::kSlotMax> isIn_{};
+    bool isAny_ = true;
+};
+
+/// Everything passes a filter that nothing was set in.
+struct ItemFilter {
+    uint32_t since = 0;           ///< First second wanted.
+    uint32_t until = UINT32_MAX;  ///< Last second wanted.
+    LevelSet levels = LevelSet::all();
+    SlotSet slots;
+    std::shared_ptr<const RE2> pattern;  ///< To be found in the text; null for none.
+
+    bool hasNumbers(const LineNumbers &numbers) const {
+        return numbers.time >= since && numbers.time <= until && levels.has(numbers.level) &&
+               slots.has(numbers.slot);
+    }
+    bool hasText(std::string_view text) const {
+        return pattern == nullptr || RE2::PartialMatch(re2::StringPiece(text.data(), text.size()), *pattern);
+    }
+};
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+// Streams the items of a ring that pass a filter, the oldest or the newest first, in bounded memory.
+#ifndef JORN_TOOLS_ITEM_SCANNER_H
+#define JORN_TOOLS_ITEM_SCANNER_H
+
+#include <stdint.h>
+
+#include <functional>
+#include <string_view>
+#include <vector>
+
+#include "log/damage.h"
+#include "log/item.h"
+#include "log/ring_view.h"
+#include "log/segment_reader.h"
+#include "log/stored_line.h"
+#include "query/item_filter.h"
+#include "query/piece_filter.h"
+
+namespace tool {
+
+/// Tells a scan's place: items at or after `offset` of the file at `fileIndex` of the view, and newer ones.
+struct ScanStart {
+    size_t fileIndex = 0;
+    uint64_t offset = 0;
+};
+
+class ItemScanner {
+public:
+    /// All three must outlive the scanner. What is damaged is told to `damage`, as far as it is read.
+    ItemScanner(const RingView &view, const ItemFilter &filter, DamageLog *damage)
+        : view_(view), filter_(filter), damage_(damage) {}
+
+    /// Is given each item; false ends the scan.
+    using Sink = std::function<bool(const Item &)>;
+
+    /// Passes on the items that the filter lets through, none older than `start`.
+    void scan(Order order, const Sink &sink, const ScanStart &start = {});
+
+    /// Is told after every segment how many bytes of the view have been read; false ends the scan.
+    using Watch = std::function<bool(uint64_t bytes)>;
+    void setWatch(Watch watch) { watch_ = std::move(watch); }
+
+    /// What a writer has taken away under the scan, one text a file: it started the file afresh, and the
+    /// items that were not read before that are left out.
+    const std::vector<std::string> &losses() const { return losses_; }
+
+private:
+    bool scanFile(size_t index, Order order, const Sink &sink, uint64_t begin);
+    bool nextSegment(const RingFile &file, SegmentReader *reader, Segment *segment);
+    bool isGoingOn(size_t bytes);
+
+    const RingView &view_;
+    PieceFilter filter_;
+    DamageLog *damage_;
+    Watch watch_;
+    uint64_t bytesRead_ = 0;
+    std::vector<std::string> losses_;
+};
+
+/// Tells what became of a reading.
+void noteReadingEnd(const RingFile &file, const SegmentReader &reader, const BadLines &badLines,
+                    DamageLog *damage);
+
+/// Whether a piece that is no item is the begin of a line that a writer has not finished yet.
+inline bool isBeingWritten(const RingFile &file, std::string_view piece, uint64_t offset) {
+    return file.isNewest && piece.back() != '\n' && offset + piece.size() == file.size;
+}
+
+/// A line that is an item. Good as long as its segment is.
+struct ItemLine {
+    std::string_view piece;
+    uint64_t offset = 0;  ///< In its file.
+    LineNumbers numbers;
+};
+
+/// Calls take(line) for every item of a segment that passes, the oldest first.
+template <class Filter, class Take>
+void forEachMatch(const RingFile &file, const Segment &segment, Filter *filter, BadLines *badLines,
+                  const Take &take) {
+    filter->enter(segment.bytes);
+    forEachPiece(segment.bytes, [&](std::string_view piece, size_t begin) {
+        ItemLine line{piece, segment.offset + begin, {}};
+        const LineKind kind = readNumbers(piece, &line.numbers);
+        if (kind == LineKind::Item && filter->passes(piece, line.numbers)) {
+            take(line);
+        } else if (kind == LineKind::Damaged && !isBeingWritten(file, piece, line.offset)) {
+            badLines->add(line.offset);
+        }
+        return true;
+    });
+}
+
+/// Calls take(numbers) for every item of a file that passes, the oldest first. Returns false when the file
+/// could not be read to its end.
+template <class Filter, class Take>
+bool forEachItemLine(const RingFile &file, Filter *filter, DamageLog *damage, const Take &take) {
+    if (!file.file.isOpen()) {
+        return false;
+    }
+    SegmentReader reader(file.file.get(), file.size, Order::OldestFirst);
+    BadLines badLines;
+    for (Segment segment; reader.next(&segment);) {
+        forEachMatch(file, segment, filter, &badLines, [&](const ItemLine &line) { take(line.numbers); });
+    }
+    noteReadingEnd(file, reader, badLines, damage);
+    return reader.error() == 0;
+}
+
+}  // namespace tool
+
+#endif

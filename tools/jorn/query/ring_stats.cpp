@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "query/ring_stats.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <numeric>
+
+#include "log/regular_file.h"
+#include "log/stored_line.h"
+#include "query/item_scanner.h"
+#include "system/failure.h"
+
+namespace tool {
+namespace {
+
+void addFile(const RingFile &file, PieceFilter *filter, RingStats *stats, DamageLog *damage) {
+    FileStats own{file.number, file.position, file.size, {}};
+    forEachItemLine(file, filter, damage, [&](const LineNumbers &item) {
+        own.span.add(item.time);
+        stats->table.add(item.level, item.slot);
+        stats->hours.add(item.time);
+    });
+    stats->span.add(own.span);
+    stats->bytes += own.bytes;
+    stats->files.push_back(own);
+}
+
+/// Whatever it is: a link that leads nowhere, too.
+bool isThere(const StoreDirectory &directory, const char *name) {
+    struct stat status;
+    return fstatat(directory.descriptor(), name, &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+bool canBeRead(const StoreDirectory &directory, const char *name) {
+    try {
+        return openRegular(directory, name).isOpen();
+    } catch (const Failure &) {
+        return false;
+    }
+}
+
+std::string describeIndex(const StoreDirectory &directory, const RingSurvey &survey) {
+    if (survey.index) {
+        return canBeRead(directory, kIndexName) ? kIndexName : "index.bak, for want of index.csv";
+    }
+    const bool hasAny = isThere(directory, kIndexName) || isThere(directory, kIndexBackupName);
+    return hasAny ? "cannot be used; see jorn check" : "missing";
+}
+
+}  // namespace
+
+void ItemSpan::add(uint32_t time) { add(ItemSpan{1, time, time}); }
+
+void ItemSpan::add(const ItemSpan &other) {
+    if (other.items == 0) {
+        return;
+    }
+    earliest = items == 0 ? other.earliest : std::min(earliest, other.earliest);
+    latest = items == 0 ? other.latest : std::max(latest, other.latest);
+    items += other.items;
+}
+
+void LevelTable::add(int32_t level, int32_t slot) {
+    if (level < 0 || level >= jorn::kLevelMax) {
+        ++otherLevels;
+        return;
+    }
+    const bool isKnown = slot >= 0 && slot < jorn::kSlotMax;
+    ++cells[static_cast<size_t>(level)][isKnown ? static_cast<size_t>(slot) : kOtherSlot];
+}
+
+uint64_t LevelTable::totalOfLevel(size_t level) const {
+    return std::accumulate(cells[level].begin(), cells[level].end(), uint64_t{0});
+}
+
+uint64_t LevelTable::totalOfSlot(size_t slot) const {
+    return std::accumulate(cells.begin(), cells.end(), uint64_t{0},
+                           [slot](uint64_t sum, const auto &level) { return sum + level[slot]; });
+}
+
+RingStats statsOf(const RingView &view, const ItemFilter &filter, DamageLog *damage) {
+    RingStats stats;
+    stats.index = describeIndex(view.directory(), view.survey());
+    stats.ringSize = view.ringSize();
+    stats.isRingSizeKnown = view.survey().hasWrapped();
+    stats.oldest = view.plan().oldest;
+    stats.newest = view.plan().latest;
+    PieceFilter pieceFilter(filter);
+    for (const RingFile &file : view.files()) {
+        addFile(file, &pieceFilter, &stats, damage);
+    }
+    return stats;
+}
+
+}  // namespace tool

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+// The input of a recording, with every way in which it can pause and end.
+#ifndef JORN_TOOLS_INPUT_H
+#define JORN_TOOLS_INPUT_H
+
+#include <sys/types.h>
+
+#include <string_view>
+#include <vector>
+
+#include "system/descriptor.h"
+#include "system/stop_signals.h"
+
+namespace tool {
+
+class Input {
+public:
+    enum class Event {
+        Data,   ///< There are bytes in block().
+        Pause,  ///< Nothing there now. wait() returns when that may have changed.
+        End,    ///< There will be no more.
+    };
+
+    /// With `keepsGoing`, the end of the input is a pause: the input is a pipe that gets a new writer, or
+    /// a file that grows. Throws Failure.
+    Input(int fd, StopSignals *signals, bool keepsGoing);
+
+    /// Reads what is there, without waiting for more. After a stop signal, what a pipe holds at that
+    /// moment is still read, then comes the end. Throws Failure.
+    Event next();
+
+    std::string_view block() const { return {buffer_.data(), length_}; }
+
+    /// Waits after a pause.
+    void wait();
+
+private:
+    bool isReadable();
+    void beginStop();
+    Event read();
+    Event atEnd();
+    void restartIfTruncated();
+
+    const int fd_;
+    StopSignals *const signals_;
+    const bool keepsGoing_;
+    bool isRegular_ = false;
+    bool isAtEnd_ = false;  ///< The last read met the end of the input.
+    bool isStopping_ = false;
+    size_t leftToRead_ = 0;  ///< Once stopping: bytes to read before the end.
+    Descriptor ownWriter_;   ///< Keeps a pipe from ending when its last writer goes.
+    Descriptor growth_;      ///< Tells when a file grows.
+    std::vector<char> buffer_;
+    size_t length_ = 0;
+};
+
+}  // namespace tool
+
+#endif

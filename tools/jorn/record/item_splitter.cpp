@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "record/item_splitter.h"
+
+#include <string.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace tool {
+namespace {
+
+constexpr size_t kPrefixSize = sizeof "<3>" - 1;
+
+/// The level of a prefix.
+std::optional<int> levelIn(std::string_view prefix) {
+    const bool isLevel =
+        prefix[0] == '<' && prefix[1] >= '0' && prefix[1] < '0' + jorn::kLevelMax && prefix[2] == '>';
+    return isLevel ? std::optional<int>(prefix[1] - '0') : std::nullopt;
+}
+
+}  // namespace
+
+ItemSplitter::ItemSplitter(LongLine longLine, bool hasPrefixes, Sink sink)
+    : longLine_(longLine),
+      hasPrefixes_(hasPrefixes),
+      sink_(std::move(sink)),
+      isPrefixPossible_(hasPrefixes) {}
+
+void ItemSplitter::feed(std::string_view block) {
+    while (!block.empty()) {
+        size_t taken = takeWholeLine(block);
+        if (taken == 0) {
+            takeByte(block.front());
+            taken = 1;
+        }
+        block.remove_prefix(taken);
+    }
+}
+
+/// The common case, for its speed: a line that is in the block from begin to end, and fits an item. Returns
+/// its bytes, 0 when it is another case.
+size_t ItemSplitter::takeWholeLine(std::string_view block) {
+    constexpr size_t kMost = jorn::kTextMax + 1;
+    const void *const feed =
+        isLineBegun_ ? nullptr : memchr(block.data(), '\n', std::min(block.size(), kMost));
+    if (feed == nullptr) {
+        return 0;
+    }
+    const auto length = static_cast<size_t>(static_cast<const char *>(feed) - block.data());
+    size_ = length > 0 && block[length - 1] == '\r' ? length - 1 : length;
+    std::replace_copy(block.data(), block.data() + size_, text_.data(), '\0', ' ');
+    if (isPrefixPossible_ && size_ >= kPrefixSize) {
+        takePrefix();
+    }
+    endLine();
+    return length + 1;
+}
+
+void ItemSplitter::finish() {
+    if (isLineBegun_) {
+        putPendingReturn();
+        endLine();
+    }
+}
+
+void ItemSplitter::takeByte(char byte) {
+    if (byte == '\n') {
+        isReturnPending_ = false;
+        endLine();
+        return;
+    }
+    isLineBegun_ = true;
+    putPendingReturn();
+    if (byte == '\r') {
+        isReturnPending_ = true;
+    } else {
+        put(byte);
+    }
+}
+
+/// A carriage return that did not end the line is one of its bytes.
+void ItemSplitter::putPendingReturn() {
+    if (isReturnPending_) {
+        isReturnPending_ = false;
+        put('\r');
+    }
+}
+
+void ItemSplitter::put(char byte) {
+    if (size_ == jorn::kTextMax) {
+        if (longLine_ == LongLine::Cut) {
+            isCut_ = true;
+            return;
+        }
+        emit();
+    }
+    text_[size_++] = byte == '\0' ? ' ' : byte;
+    if (isPrefixPossible_ && size_ == kPrefixSize) {
+        takePrefix();
+    }
+}
+
+/// Takes a prefix off what is held of a line that is at its begin.
+void ItemSplitter::takePrefix() {
+    isPrefixPossible_ = false;
+    level_ = levelIn({text_.data(), kPrefixSize});
+    if (level_) {
+        size_ -= kPrefixSize;
+        memmove(text_.data(), text_.data() + kPrefixSize, size_);
+    }
+}
+
+void ItemSplitter::emit() {
+    text_[size_] = '\0';
+    size_ = 0;
+    sink_(level_, text_.data());
+}
+
+void ItemSplitter::endLine() {
+    cutLines_ += isCut_ ? 1 : 0;
+    isCut_ = false;
+    isLineBegun_ = false;
+    ++lines_;
+    emit();
+    level_.reset();
+    isPrefixPossible_ = hasPrefixes_;
+}
+
+}  // namespace tool

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "record/live_store.h"
+
+#include <posixPort.h>
+#include <sysLib.h>
+#include <tickLib.h>
+
+#include "csvfile/file_summary.h"
+#include "log/ring_survey.h"
+#include "platform.h"
+#include "registry/registry.h"
+#include "system/failure.h"
+
+namespace tool {
+namespace {
+
+int waitingItems() { return msgQNumMsgs(logMsgCsvStore_ID); }
+
+/// Exactly one pass of the store task.
+void runStoreTask() {
+    for (int tick = 0; tick < jorn::kStoreTicks; ++tick) {
+        tickAnnounce();
+    }
+    posixPortSettle();
+}
+
+}  // namespace
+
+LiveStore::LiveStore(const StoreDirectory &directory, const Settings &settings)
+    : directory_(directory), check_(directory) {
+    create(settings);
+    try {
+        startChecking();
+    } catch (...) {
+        JORN_Destroy(handle_);
+        throw;
+    }
+}
+
+LiveStore::~LiveStore() { JORN_Destroy(handle_); }
+
+void LiveStore::create(const Settings &settings) {
+    sysClkDisable();
+    jorn_SetDebugPrintLevel(settings.createPrintLevel);
+    handle_ = JORN_Create(directory_.shortName().c_str(), settings.slots, settings.files);
+    jorn_SetDebugPrintLevel(settings.printLevel);
+    if (handle_ < 0) {
+        throw Failure(directory_.path() + ": the store cannot be started");
+    }
+    object_ = FindObj(handle_);
+}
+
+/// Lets the store's own first item be written, so that everything from here on is the input's.
+void LiveStore::startChecking() {
+    posixPortSettle();
+    for (int passes = 0; waitingItems() > 0 && passes < jorn::kQueueMessages; ++passes) {
+        runStoreTask();
+    }
+    if (waitingItems() > 0) {
+        throw Failure(directory_.path() + ": the store task does not run");
+    }
+    runStoreTask();
+    const int32_t position = currentPosition();
+    const off_t size = dataFileSize(directory_, position);
+    if (itemCount(position) == 0 || size == 0) {
+        throw writeFailure(directory_, dataFileName(wantedPosition()));
+    }
+    checkIndex();
+    check_.begin(position, size);
+}
+
+int32_t LiveStore::currentPosition() const { return jorn::ringPosition(*object_, object_->csv_latest); }
+
+/// The position that the store's next item goes to.
+int32_t LiveStore::wantedPosition() const {
+    const int32_t position = currentPosition();
+    return itemCount(position) < jorn::kCsvItemMax ? position : jorn::nextRingPosition(*object_, position);
+}
+
+int64_t LiveStore::itemCount(int32_t position) const { return object_->csv_info[position].itemCount; }
+
+void LiveStore::add(int level, int slot, const char *text) {
+    if (waitingItems() >= jorn::kQueueMessages) {
+        pass();
+    }
+    ++submitted_;
+    if (JORN_AddOneLog(handle_, level, slot, text) != 0) {
+        throw Failure(directory_.path() + ": the store refused an item");
+    }
+}
+
+/// A pass with items waiting. The store gives up an item when it cannot open a file for it, and tells
+/// nobody; the summaries tell.
+void LiveStore::pass() {
+    const int waiting = waitingItems();
+    const int32_t position = currentPosition();
+    const int64_t count = itemCount(position);
+    runStoreTask();
+    const int64_t stored = follow(position, count);
+    if (stored == 0 || stored != waiting - waitingItems()) {
+        throw writeFailure(directory_, dataFileName(wantedPosition()));
+    }
+}
+
+/// Takes note of what a pass has stored, which is for one file, or two when it has moved on once: the
+/// queue holds fewer items than a file. Returns the number of items.
+int64_t LiveStore::follow(int32_t formerPosition, int64_t formerCount) {
+    const int64_t inFormer = itemCount(formerPosition) - formerCount;
+    check_.expect(inFormer);
+    const int32_t position = currentPosition();
+    if (position == formerPosition) {
+        return inFormer;
+    }
+    ++filesPassed_;
+    const bool isFormerWhole = check_.verify();
+    const int64_t inNew = itemCount(position);
+    check_.begin(position, 0);
+    check_.expect(inNew);
+    if (!isFormerWhole) {
+        throw writeFailure(directory_, dataFileName(formerPosition));
+    }
+    checkIndex();
+    return inFormer + inNew;
+}
+
+void LiveStore::drain() {
+    while (waitingItems() > 0) {
+        pass();
+    }
+    runStoreTask();
+    if (!check_.verify()) {
+        throw writeFailure(directory_, dataFileName(currentPosition()));
+    }
+}
+
+void LiveStore::checkIndex() const {
+    const auto index = readIndex(directory_);
+    if (!index || !(*index == IndexPositions{object_->csv_oldest, object_->csv_latest})) {
+        throw writeFailure(directory_, kIndexName);
+    }
+}
+
+/// Failures count nothing here: the one that led to salvaging has been reported.
+void LiveStore::salvagePass() {
+    try {
+        waitingItems() > 0 ? pass() : drain();
+    } catch (const Failure &) {
+    }
+}
+
+int64_t LiveStore::salvage() {
+    // Each pass stores what waits or gives up one item at least.
+    for (int passes = 0; waitingItems() > 0 && passes < jorn::kQueueMessages; ++passes) {
+        salvagePass();
+    }
+    salvagePass();
+    return submitted_ - check_.confirmed();
+}
+
+}  // namespace tool

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+// The store, brought up over one directory, with its clock driven by hand: a pass of the store task runs
+// when the queue is full or the input pauses, and never loses an item to a full queue.
+#ifndef JORN_TOOLS_LIVE_STORE_H
+#define JORN_TOOLS_LIVE_STORE_H
+
+#include <stdint.h>
+
+#include "log/store_directory.h"
+#include "record/stored_check.h"
+#include "registry/log_object.h"
+
+namespace tool {
+
+/// One at a time in a process. Signals that the caller blocks must be blocked before: the store task
+/// inherits that.
+class LiveStore {
+public:
+    struct Settings {
+        int slots;
+        int files;
+        int createPrintLevel;  ///< Print level of the module while it looks at the directory.
+        int printLevel;        ///< And afterwards.
+    };
+
+    /// Creates the object, which changes the directory as a start of the store does. Throws Failure.
+    LiveStore(const StoreDirectory &directory, const Settings &settings);
+    ~LiveStore();
+    LiveStore(const LiveStore &) = delete;
+    LiveStore &operator=(const LiveStore &) = delete;
+
+    /// Submits an item, after a pass when there is no room. Throws Failure when it is refused, or when an
+    /// earlier item turns out not to be in its file.
+    void add(int level, int slot, const char *text);
+
+    /// Returns when every item is in its file and the file is closed. Throws Failure when one is not.
+    void drain();
+
+    /// Gets as much into the files as goes in, whatever fails. Returns how many of the items submitted
+    /// are not in the files.
+    int64_t salvage();
+
+    /// Items that were submitted, and files that were filled and left.
+    int64_t submitted() const { return submitted_; }
+    int64_t filesPassed() const { return filesPassed_; }
+
+private:
+    void create(const Settings &settings);
+    void startChecking();
+    void pass();
+    int64_t follow(int32_t formerPosition, int64_t formerCount);
+    void salvagePass();
+    void checkIndex() const;
+    int32_t currentPosition() const;
+    int32_t wantedPosition() const;
+    int64_t itemCount(int32_t position) const;
+
+    const StoreDirectory &directory_;
+    int32_t handle_ = -1;
+    const JORN_OBJ *object_ = nullptr;
+    StoredCheck check_;
+    int64_t submitted_ = 0;
+    int64_t filesPassed_ = 0;
+};
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "record/recorder.h"
+
+#include <signal.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+
+#include "diagnostics.h"
+#include "log/store_directory.h"
+#include "record/input.h"
+#include "record/item_splitter.h"
+#include "record/live_store.h"
+#include "record/record_stats.h"
+#include "record/ring_fit.h"
+#include "system/failure.h"
+#include "system/stop_signals.h"
+
+namespace tool {
+namespace {
+
+/// The module prints on standard output, line by line also where that is no terminal.
+void sendModuleMessagesToStandardError() {
+    fflush(stdout);
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+}
+
+/// A write that fails must come back as an error that can be told, not end the process.
+void ignoreWriteSignals() {
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
+}
+
+/// Makes the directory fit for the ring and tells the settings of the store over it.
+LiveStore::Settings prepare(const StoreDirectory &directory, const RecordOptions &options) {
+    const RingSurvey survey = surveyRing(directory);
+    const int files = chooseRingSize(directory, survey, options.files, options.mayShrink);
+    if (!survey.index && !survey.isFresh()) {
+        printMessage("warning: " + directory.path() +
+                     ": the index is missing or damaged: the store starts over at 0.csv");
+    }
+    const int changed = fitRing(directory, survey, files);
+    if (changed > 0) {
+        printMessage(directory.path() + ": " + std::to_string(changed) +
+                     " files renamed or deleted for a ring of " + std::to_string(files));
+    }
+    // In a fresh directory it is no news that there is no index and no file.
+    const int printLevel = options.printLevel.value_or(jorn::kPrintError);
+    const bool isQuiet = survey.isFresh() && !options.printLevel;
+    return {options.slots, files, isQuiet ? 0 : printLevel, printLevel};
+}
+
+/// Passes the input on until its end, counting its bytes.
+void pump(Input *input, ItemSplitter *splitter, LiveStore *store, uint64_t *bytes) {
+    for (;;) {
+        switch (input->next()) {
+            case Input::Event::Data:
+                *bytes += input->block().size();
+                splitter->feed(input->block());
+                break;
+            case Input::Event::Pause:
+                store->drain();
+                input->wait();
+                break;
+            case Input::Event::End:
+                splitter->finish();
+                store->drain();
+                return;
+        }
+    }
+}
+
+/// After a failure: what has been read goes into the files as far as possible. Returns how many items did
+/// not.
+int64_t salvage(ItemSplitter *splitter, LiveStore *store) {
+    try {
+        splitter->finish();
+    } catch (const Failure &) {
+        // Of the same cause as the first one; the item is in the number below.
+    }
+    return store->salvage();
+}
+
+void warnOfCutLines(const ItemSplitter &splitter) {
+    if (splitter.cutLines() > 0) {
+        printMessage("warning: lines longer than " + std::to_string(jorn::kTextMax) + " bytes were cut: " +
+                     std::to_string(splitter.cutLines()) + " (--split keeps all of a line)");
+    }
+}
+
+class Stopwatch {
+public:
+    double seconds() const {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+    }
+
+private:
+    const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+void printStats(const RecordOptions &options, const RecordStats &stats) {
+    if (options.hasStats) {
+        const bool isJson = options.output.form == "json";
+        fputs((isJson ? formatStatsJson(stats) : "jorn: " + formatStats(stats)).c_str(), stderr);
+    }
+}
+
+}  // namespace
+
+void record(const RecordOptions &options) {
+    StopSignals signals;
+    ignoreWriteSignals();
+    const StoreDirectory directory = StoreDirectory::openForRecording(options.directory);
+    Input input(STDIN_FILENO, &signals, options.keepsGoing);
+    sendModuleMessagesToStandardError();
+    LiveStore store(directory, prepare(directory, options));
+    ItemSplitter splitter(options.maySplit ? ItemSplitter::LongLine::Split : ItemSplitter::LongLine::Cut,
+                          options.hasPrefixes, [&](std::optional<int> level, const char *text) {
+                              store.add(level.value_or(options.level), options.slot, text);
+                          });
+    const Stopwatch watch;
+    uint64_t bytes = 0;
+    const auto tell = [&](int64_t missing) {
+        warnOfCutLines(splitter);
+        printStats(options,
+                   {splitter.lines(), static_cast<uint64_t>(store.submitted() - missing), bytes,
+                    splitter.cutLines(), static_cast<uint64_t>(store.filesPassed()), watch.seconds()});
+    };
+    try {
+        pump(&input, &splitter, &store, &bytes);
+    } catch (const Failure &failure) {
+        const int64_t missing = salvage(&splitter, &store);
+        tell(missing);
+        const std::string lost =
+            missing == 0 ? "" : "; " + std::to_string(missing) + " of the lines read are not in the files";
+        throw Failure(failure.what() + lost, failure.exitCode());
+    }
+    tell(0);
+}
+
+}  // namespace tool

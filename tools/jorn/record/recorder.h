@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+// Recording: from standard input through the store into a directory.
+#ifndef JORN_TOOLS_RECORDER_H
+#define JORN_TOOLS_RECORDER_H
+
+#include <optional>
+#include <string>
+
+#include "commands/output_options.h"
+#include "jorn.h"
+
+namespace tool {
+
+struct RecordOptions {
+    std::string directory;
+    std::optional<int> files;
+    int slots = JORN_SLOT_MAX;
+    int level = 1;
+    int slot = 0;
+    bool keepsGoing = false;
+    bool maySplit = false;
+    bool mayShrink = false;
+    bool hasPrefixes = false;  ///< Lines may tell their level by "<N>" at their begin.
+    bool hasStats = false;
+    OutputOptions output;  ///< The form of the statistics.
+    std::optional<int> printLevel;
+};
+
+/// Stores standard input until its end or a stop signal, with standard output turned to standard error
+/// for the store's messages. Throws Failure when a line is not in the files, or nothing can be recorded.
+void record(const RecordOptions &options);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "record/ring_fit.h"
+
+#include <errno.h>
+#include <stdio.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "record/stored_check.h"
+#include "store/index_file.h"
+#include "system/failure.h"
+
+namespace tool {
+namespace {
+
+struct Move {
+    int from;
+    int to;
+};
+
+/// Files by position, as they are while the moves go on.
+class Layout {
+public:
+    Layout(const StoreDirectory &directory, const RingSurvey &survey)
+        : directory_(directory), isPresent_(survey.isPresent) {}
+
+    bool isPresent(int position) const { return isPresent_[static_cast<size_t>(position)]; }
+
+    void remove(int position) {
+        const std::string name = dataFileName(position);
+        if (unlinkat(directory_.descriptor(), name.c_str(), 0) < 0) {
+            throw systemFailure(directory_.pathOf(name), errno);
+        }
+        isPresent_[static_cast<size_t>(position)] = false;
+    }
+
+    void rename(const Move &move) {
+        const std::string from = dataFileName(move.from);
+        const std::string to = dataFileName(move.to);
+        if (renameat(directory_.descriptor(), from.c_str(), directory_.descriptor(), to.c_str()) < 0) {
+            throw systemFailure(directory_.pathOf(from), errno);
+        }
+        isPresent_[static_cast<size_t>(move.from)] = false;
+        isPresent_[static_cast<size_t>(move.to)] = true;
+    }
+
+private:
+    const StoreDirectory &directory_;
+    std::array<bool, jorn::kSurveySize> isPresent_;
+};
+
+int deleteSurplus(const jorn::TidyingPlan &plan, Layout *layout) {
+    int deleted = 0;
+    for (int position = 0; position < jorn::kSurveySize; ++position) {
+        if (plan.moveTable[position] == jorn::kSurplus) {
+            layout->remove(position);
+            ++deleted;
+        }
+    }
+    return deleted;
+}
+
+std::vector<Move> movesOf(const jorn::TidyingPlan &plan) {
+    std::vector<Move> moves;
+    for (int position = 0; position < jorn::kSurveySize; ++position) {
+        const int target = plan.moveTable[position];
+        if (target != position && target != jorn::kSurplus) {
+            moves.push_back({position, target});
+        }
+    }
+    return moves;
+}
+
+/// Carries out each move once its target is free. There is always such a move: the files keep their
+/// order, and at least one position of the ring is free when any file has to move.
+void moveFiles(const StoreDirectory &directory, std::vector<Move> moves, Layout *layout) {
+    while (!moves.empty()) {
+        const auto next = std::find_if(moves.begin(), moves.end(),
+                                       [&](const Move &move) { return !layout->isPresent(move.to); });
+        if (next == moves.end()) {
+            throw Failure(directory.path() + ": the files cannot be put in order without overwriting one");
+        }
+        layout->rename(*next);
+        *next = moves.back();
+        moves.pop_back();
+    }
+}
+
+void writeIndex(const StoreDirectory &directory, const IndexPositions &positions) {
+    JORN_OBJ object = {};
+    strncpy(object.dirName, directory.shortName().c_str(), sizeof object.dirName - 1);
+    const int32_t status = jorn_UpdateCsvIndexFile(&object, positions.oldest, positions.latest);
+    const auto written = readIndex(directory);
+    if (status < 0 || !written || !(*written == positions)) {
+        throw writeFailure(directory, kIndexName);
+    }
+}
+
+}  // namespace
+
+int chooseRingSize(const StoreDirectory &directory, const RingSurvey &survey, std::optional<int> requested,
+                   bool mayShrink) {
+    if (!requested) {
+        return survey.hasWrapped() ? survey.smallestRing()
+                                   : std::max(kDefaultRingSize, survey.smallestRing());
+    }
+    const int needed = survey.highestFile() + 1;
+    if (*requested < needed && !mayShrink) {
+        refuse(directory.path() + ": holds a ring of " + std::to_string(needed) +
+               " files or more, and --files " + std::to_string(*requested) +
+               " may delete the oldest of them; give --shrink if that is meant");
+    }
+    return *requested;
+}
+
+int fitRing(const StoreDirectory &directory, const RingSurvey &survey, int ringSize) {
+    const jorn::TidyingPlan plan = survey.planFor(ringSize);
+    Layout layout(directory, survey);
+    const std::vector<Move> moves = movesOf(plan);
+    const int deleted = deleteSurplus(plan, &layout);
+    moveFiles(directory, moves, &layout);
+    const int changed = deleted + static_cast<int>(moves.size());
+    if (changed > 0) {
+        writeIndex(directory, {plan.oldest, plan.latest});
+    }
+    return changed;
+}
+
+}  // namespace tool

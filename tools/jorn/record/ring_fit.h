@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+// Makes a directory ready for the store, so that its start-up never destroys a file unasked.
+#ifndef JORN_TOOLS_RING_FIT_H
+#define JORN_TOOLS_RING_FIT_H
+
+#include <optional>
+
+#include "log/ring_survey.h"
+#include "log/store_directory.h"
+
+namespace tool {
+
+/// Files of a new ring.
+inline constexpr int kDefaultRingSize = 10;
+
+/// The ring size to record with. Without a request: that of the ring in the directory where it can be
+/// told, which is when it has come round or is larger than the default. Throws Failure when the request
+/// would make the ring smaller and that was not allowed.
+int chooseRingSize(const StoreDirectory &directory, const RingSurvey &survey, std::optional<int> requested,
+                   bool mayShrink);
+
+/// Brings the files to the positions that the store's start-up would give them, and the index with them.
+/// The start-up renames from the oldest file on, over a file that has still to move, which a gap in the
+/// ring or a ring that is a little larger than before makes it do; here every file moves only when its
+/// new position is free. The start-up then finds nothing to do. Returns how many files were moved or
+/// deleted. Throws Failure.
+int fitRing(const StoreDirectory &directory, const RingSurvey &survey, int ringSize);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+// SIGINT, SIGTERM and SIGHUP as something to poll for.
+#ifndef JORN_TOOLS_STOP_SIGNALS_H
+#define JORN_TOOLS_STOP_SIGNALS_H
+
+#include <signal.h>
+
+#include "system/descriptor.h"
+
+namespace tool {
+
+/// From its construction on, a signal is kept until accept() takes it, so none is missed between a test
+/// and a wait. Construct it before any thread. One that was ignored stays ignored.
+class StopSignals {
+public:
+    /// Throws Failure.
+    StopSignals();
+
+    /// Readable when a signal has come.
+    int descriptor() const { return descriptor_.get(); }
+
+    /// Whether a signal has come that nobody took.
+    bool hasCome() const;
+
+    /// Takes the signal that has come; the next one ends the process at once.
+    void accept();
+
+private:
+    sigset_t signals_;
+    Descriptor descriptor_;
+};
+
+}  // namespace tool
+
+#endif
