@@ -553,6 +553,34 @@ TEST_F(FollowerTest, Step_DamagedLines_AreToldOnce) {
                 ElementsAre(HasSubstr("at offset 19"), HasSubstr("1 line that is no item, at offset")));
 }
 
+TEST_F(FollowerTest, Step_UnfinishedLineAsLongAsTheStoreReads_IsDamageWhenItGoesOn) {
+    const std::string noItem(256, 'x');
+    for (const char *rest : {"\n", "x\n"}) {
+        start(0, line("one") + noItem);
+        writeIndex("0,0");
+        follow();
+        damage_.clear();
+        EXPECT_THAT(step(), ElementsAre("one"));
+        EXPECT_THAT(step(), IsEmpty());
+        EXPECT_THAT(damage_, IsEmpty());
+        append(0, rest + line("two"));
+        EXPECT_THAT(step(), ElementsAre("two"));
+        ASSERT_FALSE(damage_.empty());
+        EXPECT_THAT(damage_.front(), HasSubstr("no item"));
+        EXPECT_THAT(damage_.front(), HasSubstr("at offset " + std::to_string(line("one").size())));
+    }
+}
+
+TEST_F(FollowerTest, Step_UnfinishedItemAsLongAsTheStoreReads_IsGivenAtOnce) {
+    const std::string text(256 - line("").size() + 1, 'x');
+    const std::string whole = line(text);
+    start(0, whole.substr(0, whole.size() - 1));
+    writeIndex("0,0");
+    follow();
+    EXPECT_THAT(step(), ElementsAre(text.substr(0, 199)));
+    EXPECT_THAT(step(), IsEmpty());
+}
+
 TEST_F(FollowerTest, Step_FileThatIsNone_IsToldAndPassed) {
     start(0, line("one"));
     makeDirectory(fileName(1));

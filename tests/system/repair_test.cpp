@@ -439,6 +439,29 @@ TEST_F(RepairTest, Repair_NoBackupNamed_KeptBesideWithTheTime) {
     EXPECT_EQ(backups, 1);
 }
 
+TEST_F(RepairTest, Repair_WorkingDirectoryIsTheLog_SaysThatItIsTheBackupNow) {
+    for (const std::string &directory : {std::string("."), path("log")}) {
+        makeCutRing(3, 1);
+        Setting setting;
+        setting.directory = path("log");
+        const Outcome run = jorn({"repair", "--yes", "--backup", path("backup"), directory}, setting);
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(run.err, "jorn: the working directory is the backup now; the repaired log is in " +
+                               path("log") + ": cd there again\n");
+        std::filesystem::remove_all(path("log"));
+        std::filesystem::remove_all(path("backup"));
+        makeDirectory("log");
+    }
+}
+
+TEST_F(RepairTest, Repair_WorkingDirectoryElsewhere_SaysNothingOfIt) {
+    makeCutRing(3, 1);
+    EXPECT_EQ(repair({"--yes", "--backup", "backup"}).err, "");
+    Setting setting;
+    setting.directory = path("backup");
+    EXPECT_EQ(jorn({"repair", "."}, setting).err, "jorn: nothing was changed; --yes does it\n");
+}
+
 TEST_F(RepairTest, Repair_OtherNames_StayInTheLog) {
     makeCutRing(3, 1);
     write("log/readme.txt", "kept");

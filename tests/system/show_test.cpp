@@ -659,6 +659,18 @@ TEST_F(ShowTest, Show_TerminalOfWhichNothingIsKnown_NoColours) {
     EXPECT_THAT(runOnTerminal({"show", "--no-pager", path("log")}).out, HasSubstr("\x1b[33m"));
 }
 
+TEST_F(ShowTest, Show_TerminalThatCannotMoveItsCursor_NoPager) {
+    writeMixed();
+    for (const auto &[term, isPaged] : {std::pair{"", false}, {"dumb", false}, {"xterm", true}}) {
+        Setting setting;
+        setting.variables = {{"TERM", term}, {"JORN_PAGER", "sed 's/^/paged /'"}};
+        const Outcome run = runOnTerminal({"show", path("log")}, setting);
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.out.find("paged ") != std::string::npos, isPaged) << term;
+        EXPECT_THAT(run.out, HasSubstr("page 1 of 1 (6 items)"));
+    }
+}
+
 TEST_F(ShowTest, ShowAndHelp_ClosedPipe_QuietExit) {
     writeMixed();
     int ends[2];

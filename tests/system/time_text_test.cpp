@@ -78,6 +78,8 @@ TEST(ParseTime, FormsInUtc_GiveTheSecond) {
         same("2026-11-21T07:47:08+01:00", kMorning + 8),
         same("2026-11-21 01:17:08 -0530", kMorning + 8),
         same("2026-11-21T16:47:08+10", kMorning + 8),
+        same("2026-11-22T06:47:08+24:00", kMorning + 8),
+        same("2026-11-20T05:48:08-24:59", kMorning + 8),
         same("Sat Nov 21 06:47:08 2026", kMorning + 8),
         same("Thu Jan  1 00:00:00 1970", 0),
         same("06:47", kMorning),
@@ -134,7 +136,7 @@ TEST(ParseTime, OtherTexts_GiveNothing) {
                 none("2023-11-16 12:60"),
                 none("2023-11-16 12:00:60"),
                 none("2023-11-16 12:00+01:60"),
-                none("2023-11-16 12:00+24:00"),
+                none("2023-11-16 12:00+25:00"),
                 none("2023-11-16 12:00 CET"),
                 none("tomorrow"),
                 none("-2"),
@@ -198,7 +200,8 @@ TEST(ParseTime, ClocksArePutBack_TimeThatComesTwiceIsFirstOrLast) {
 }
 
 TEST(ParseTime, WhatIsPrinted_IsReadBack) {
-    for (const char *zoneName : {"UTC0", kEurope, "XYZ-5:45", "ABC+11"}) {
+    for (const char *zoneName :
+         {"UTC0", kEurope, "XYZ-5:45", "ABC+11", "ABC+24", "ABC+24:59:59", "XYZ-24:59:59"}) {
         const Zone zone(zoneName);
         for (const TimeForm form : {TimeForm::Plain, TimeForm::Iso, TimeForm::Device}) {
             TimeFormatter formatter(form, std::string(zoneName) == "UTC0");

@@ -12,6 +12,7 @@
 #include "log/item.h"
 #include "log/ring_view.h"
 #include "log/segment_reader.h"
+#include "log/stored_line.h"
 #include "query/item_filter.h"
 #include "system/descriptor.h"
 #include "system/file_mark.h"
@@ -91,7 +92,7 @@ private:
     Reading emit(const Segment &segment, uint64_t end, bool isFinal, Emission *emission);
     bool scan(uint64_t end, const std::function<bool(std::string_view)> &take);
     void account(std::string_view piece, bool isItem);
-    bool isUnfinished(std::string_view piece, uint64_t end) const;
+    bool isUnfinished(std::string_view piece, LineKind kind, uint64_t end) const;
 
     Descriptor file_;
     std::string path_;

@@ -185,7 +185,9 @@ std::optional<int64_t> zoneOffset(const std::string &zone) {
     std::string sign;
     int hours = 0;
     std::string minutes;
-    if (!RE2::FullMatch(zone, kForm, &sign, &hours, &minutes) || hours > 23 || minutes > "59") {
+    // TZ can put local time as far from UTC as that, and then it is printed.
+    constexpr int kMostHours = 24;
+    if (!RE2::FullMatch(zone, kForm, &sign, &hours, &minutes) || hours > kMostHours || minutes > "59") {
         return std::nullopt;
     }
     const int64_t seconds = hours * 3600 + atoi(minutes.c_str()) * 60;
