@@ -38,3 +38,26 @@ add_custom_target(jorn_device_headers ALL
   VERBATIM
   COMMENT "Symbols that jorn.o asks for with headers shaped like the device's")
 add_dependencies(jorn_device_headers jorn_relocatable jorn_make_directory)
+
+# On cores before ARMv6 the object asks for four helpers more, until the recipe's file for such cores supplies them.
+set(JORN_ARMV5 -mcpu=arm926ej-s -marm)
+set(JORN_ARMV5_IMPORTS
+  ${JORN_LINKAGE}/imports.txt ${JORN_LINKAGE}/imports-arm.txt ${JORN_LINKAGE}/imports-newlib.txt)
+jorn_device_object(jorn_armv5_alone OPTIONS ${JORN_ARMV5})
+jorn_device_object(jorn_armv5 SOURCES port/vxworks/armv5_atomics.cpp OPTIONS ${JORN_ARMV5})
+add_executable(jorn_armv5_atomics tests/linkage/armv5_atomics_program.c port/vxworks/armv5_atomics.cpp)
+target_include_directories(jorn_armv5_atomics PRIVATE ${JORN_DEVICE_HEADERS})
+target_link_libraries(jorn_armv5_atomics PRIVATE jorn_options)
+target_compile_options(jorn_armv5_atomics PRIVATE ${JORN_ARMV5} $<$<COMPILE_LANGUAGE:CXX>:${JORN_MODULE_OPTIONS}>)
+target_link_options(jorn_armv5_atomics PRIVATE ${JORN_ARMV5} -nostdlib)
+find_program(JORN_ARM_EMULATOR qemu-arm-static REQUIRED)
+add_custom_target(jorn_older_core ALL
+  COMMAND ${JORN_LINKAGE}/check_imports.sh ${CMAKE_NM} ${jorn_armv5_alone_OBJECT}
+          ${JORN_ARMV5_IMPORTS} ${JORN_LINKAGE}/imports-armv5.txt
+  COMMAND ${JORN_LINKAGE}/check_imports.sh ${CMAKE_NM} ${jorn_armv5_OBJECT}
+          ${JORN_ARMV5_IMPORTS} ${JORN_LINKAGE}/imports-armv5-atomics.txt
+  COMMAND ${JORN_LINKAGE}/check_exports.sh ${CMAKE_NM} ${JORN_EXPORTS} ${jorn_armv5_OBJECT}
+  COMMAND timeout 60 ${JORN_ARM_EMULATOR} -cpu arm926 $<TARGET_FILE:jorn_armv5_atomics>
+  DEPENDS ${jorn_armv5_alone_OBJECT} ${jorn_armv5_OBJECT} jorn_armv5_atomics
+  VERBATIM
+  COMMENT "Atomic access on a core before ARMv6")
