@@ -10,7 +10,10 @@
  *
  * Rules that hold for every function below:
  * - They are called from task context, never from an interrupt handler. Those that say so wait for the
- *   store's file mutex; the others never wait. A task must not be deleted within one.
+ *   store's file mutex; the others never wait.
+ * - A task must be neither deleted nor suspended within one, nor the store task at any time. What such a task
+ *   has taken is not given back: a destruction waits for it without end, to free nothing that may still be
+ *   read, and prints so once, after 1,000 ticks; if it held the file mutex, whoever needs that waits without a word.
  * - The result is a signed 32-bit status: a handle, a count, a page number or 0 for success, and -1
  *   for every failure. What went wrong is printed on the console, with few exceptions; see
  *   jorn_SetDebugPrintLevel().
@@ -128,8 +131,8 @@ JORN_API int32_t JORN_Create(const char *dirName, int32_t slot_max, int32_t csv_
  * object is closed first, so every item that was written is kept. With the last object, the store
  * task, the queue and the mutex are deleted too.
  *
- * Waits for the file mutex, and for a file that is being closed. Call it from one task at a time, when
- * no other call for this handle runs.
+ * Waits for the file mutex, for a file that is being closed, and until no other task is looking up an object.
+ * Call it from one task at a time, when no other call for this handle runs.
  *
  * @param handle_id Handle from JORN_Create(). The newest object's handle can be given out again.
  * @return 0, or -1 when there is no such object.
