@@ -13,14 +13,17 @@
  *   store's file mutex; the others never wait.
  * - A task must be neither deleted nor suspended within one, nor the store task at any time. What such a task
  *   has taken is not given back: a destruction waits for it without end, to free nothing that may still be
- *   read, and prints so once, after 1,000 ticks; if it held the file mutex, whoever needs that waits without a word.
+ *   read, and prints so once, after 1,000 ticks; if it held the file mutex, whoever needs that waits, without
+ *   a message.
  * - The result is a signed 32-bit status: a handle, a count, a page number or 0 for success, and -1
  *   for every failure. What went wrong is printed on the console, with few exceptions; see
  *   jorn_SetDebugPrintLevel().
  * - Creation and destruction of an object must not run at the same time as any other call for that
  *   same object, and two calls of creation or destruction never run at the same time. All other
  *   calls may run at the same time, for one object or for several, unless a function says otherwise.
- * - Times are unsigned 32-bit seconds since 1970-01-01 00:00:00 UTC, good until the year 2106.
+ * - Times are unsigned 32-bit seconds since 1970-01-01 00:00:00 UTC. Storing, filtering and counting are
+ *   good until the year 2106. The printed time of a record is as good as the platform's ctime(): where time_t
+ *   is a signed 32-bit number, times from 2038-01-19 on are printed as if they were 1901 and later.
  *
  * The header compiles as C99 and as C++17.
  */
@@ -86,8 +89,9 @@ typedef struct {
 
 /** @brief One item as printable texts; each is NUL-terminated. */
 typedef struct {
-    char timeStr[28];  /**< Time of submission as ctime() writes it, in local time, without its line
-                            feed; empty when the time cannot be shown. */
+    char timeStr[28];  /**< Time of submission as the platform's ctime() writes it, in local time,
+                            without its line feed; empty when the time cannot be shown. A ctime() with a
+                            time_t of 32 bits is right until 2038-01-19 only. */
     char levelStr[16]; /**< Level, as the file holds it: decimal; at most 15 characters. */
     char slotStr[12];  /**< Slot, as the file holds it: decimal; at most 11 characters. */
     char logStr[200];  /**< Text, with the line feed that ends the line in the file; at most 199
