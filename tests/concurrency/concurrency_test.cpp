@@ -264,6 +264,95 @@ TEST_F(ConcurrencyTest, Destroy_WalkThatYieldingDoesNotEnd_SleepsAfterTenThousan
     EXPECT_EQ(yieldsAtSleep, 10000);
 }
 
+constexpr char kStillWaiting[] = "Destroy still waits for another task, suspended or deleted in a call?";
+
+/// Lets ticks pass one by one, so that who sleeps for one tick sleeps again before the next.
+void sleepThrough(int ticks) {
+    for (int i = 0; i < ticks; ++i) {
+        tickAnnounce();
+        posixPortSettle();
+    }
+}
+
+// A task is stopped in the middle of a walk.
+TEST_F(ConcurrencyTest, Destroy_WalkThatDoesNotEnd_SaysOnceAfterAThousandTicksThatItWaits) {
+    const int32_t handle = createAtRest(2);
+    test::platform().clearLog();
+    HeldWalk walk;
+    onceAt("semTake", [&] { walk.begin(); });
+    std::atomic<int32_t> destroyed{-2};
+    std::function<void()> destroy = [&] { destroyed = JORN_Destroy(handle); };
+    spawnTask(&destroy);
+    posixPortSettle();  // the destruction sleeps for its first tick by now
+    sleepThrough(999);
+    EXPECT_THAT(test::platform().messages(), IsEmpty());
+    sleepThrough(1);
+    EXPECT_THAT(test::platform().messages(), ElementsAre(kStillWaiting));
+    sleepThrough(1);
+    EXPECT_EQ(destroyed, -2);
+    EXPECT_THAT(test::platform().calls({"free"}), IsEmpty());
+    walk.release();
+    walk.join();
+    sleepThrough(1);
+    EXPECT_EQ(destroyed, 0);
+    EXPECT_THAT(test::platform().messages(), ElementsAre(kStillWaiting));
+}
+
+/// An object whose file the store task is about to close in an idle pass.
+class ConcurrencyIdleCloseTest : public ConcurrencyTest {
+protected:
+    void SetUp() override {
+        ConcurrencyTest::SetUp();
+        ASSERT_GT(JORN_Create(other_.name(), 1, 2), 0);
+        handle_ = createAtRest(2);
+        ASSERT_EQ(JORN_AddOneLog(handle_, 1, 0, "a"), 0);
+        pass();
+        test::platform().clearLog();
+    }
+
+    /// The store task is stopped in the middle of its idle close, and goes on after `whileWaiting`.
+    void destroyDuringIdleClose(const std::function<void()> &whileWaiting) {
+        std::function<void()> destroy = [&] { destroyed_ = JORN_Destroy(handle_); };
+        onceAt("fclose", [&] {
+            spawnTask(&destroy);
+            posixPortSettle();  // the destruction sleeps for its first tick by now
+            whileWaiting();
+            EXPECT_EQ(destroyed_, -2);
+        });
+        pass();
+        sleepThrough(1);
+        EXPECT_EQ(destroyed_, 0);
+    }
+
+    test::TempDir other_;
+    int32_t handle_ = 0;
+    std::atomic<int32_t> destroyed_{-2};
+};
+
+TEST_F(ConcurrencyIdleCloseTest, Destroy_CloseThatDoesNotEnd_SaysOnceAfterAThousandTicksThatItWaits) {
+    destroyDuringIdleClose([] {
+        sleepThrough(999);
+        EXPECT_THAT(test::platform().messages(), IsEmpty());
+        sleepThrough(1);
+        EXPECT_THAT(test::platform().messages(), ElementsAre(kStillWaiting));
+        sleepThrough(1);
+        EXPECT_THAT(test::platform().messages(), ElementsAre(kStillWaiting));
+        sleepThrough(2000);
+    });
+    EXPECT_THAT(test::platform().messages(), ElementsAre(kStillWaiting));
+}
+
+TEST_F(ConcurrencyIdleCloseTest, Destroy_CloseThatEndsWithinAThousandTicks_SaysNothing) {
+    destroyDuringIdleClose([] { sleepThrough(999); });
+    EXPECT_THAT(test::platform().messages(), IsEmpty());
+}
+
+TEST_F(ConcurrencyIdleCloseTest, Destroy_CloseThatDoesNotEndAtPrintLevelZero_SaysNothing) {
+    jorn_SetDebugPrintLevel(0);
+    destroyDuringIdleClose([] { sleepThrough(1001); });
+    EXPECT_THAT(test::platform().messages(), IsEmpty());
+}
+
 /// Submits `count` items "<name><number>", each until the queue takes it.
 void produce(int32_t handle, const std::string &name, int count) {
     for (int i = 0; i < count; ++i) {
