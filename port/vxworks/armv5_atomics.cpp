@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Atomic access for ARM cores before ARMv6, which cannot exchange or add a word by themselves: the compiler
-// calls these four there. The recipe adds this file for such cores alone; newer ones do without the calls.
+// Atomic access for ARM cores before ARMv6, which cannot exchange or add a word by themselves: there g++
+// calls these four. The recipe adds this file for such cores alone; newer ones do without the calls.
 //
 // Such a device has one core, so a task can be interrupted but never met: with interrupts locked an access is
 // atomic. Each lock lasts for a few instructions. The memory order that a caller asks for is the strictest in

@@ -9,7 +9,12 @@
 #include <taskLib.h>
 #include <tickLib.h>
 
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <cerrno>
 #include <optional>
 #include <string>
 #include <thread>
@@ -172,6 +177,22 @@ TEST_F(ConcurrencyTest, Destroy_DuringBatch_WaitsForItAndLosesNoLine) {
     EXPECT_EQ(dir_.read("0.csv"), "1700000000,3,0,Log start init!\n1700000000,1,0,a\n");
 }
 
+/// What lets a thread go on that stands still.
+int goOnPipe[2];
+
+void standStill(int /*signal*/) {
+    char byte = 0;
+    while (read(goOnPipe[0], &byte, 1) < 0 && errno == EINTR) {
+    }
+}
+
+void takeSignal() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGUSR1);
+    ASSERT_EQ(pthread_sigmask(SIG_UNBLOCK, &signals, nullptr), 0);
+}
+
 /// A walk in a thread of its own, held inside the list by a circle of two objects, which it can leave only
 /// when the circle is opened.
 class HeldWalk {
@@ -181,10 +202,23 @@ public:
         first_->next = second_.get();
         second_->next = first_.get();
         __atomic_store_n(&jorn_obj_ptr, first_.get(), __ATOMIC_SEQ_CST);
-        walker_ = std::thread([] { EXPECT_EQ(FindObj(103), nullptr); });
+        walker_ = std::thread([] {
+            takeSignal();  // a thread begun by a task of the port takes none
+            EXPECT_EQ(FindObj(103), nullptr);
+        });
         while (!jorn::isWalkUnderWay()) {
             std::this_thread::yield();
         }
+    }
+
+    /// The walking thread stands still where it is, like a suspended task; before, it goes round and round.
+    void suspend() {
+        ASSERT_EQ(pipe(goOnPipe), 0);
+        struct sigaction action = {};
+        action.sa_handler = standStill;
+        ASSERT_EQ(sigaction(SIGUSR1, &action, &formerAction_), 0);
+        ASSERT_EQ(pthread_kill(walker_.native_handle(), SIGUSR1), 0);
+        isSuspended_ = true;
     }
 
     void release() {
@@ -192,12 +226,24 @@ public:
         __atomic_store_n(&second_->next, nullptr, __ATOMIC_SEQ_CST);
     }
 
-    void join() { walker_.join(); }
+    void join() {
+        if (isSuspended_) {
+            ASSERT_EQ(write(goOnPipe[1], "", 1), 1);
+        }
+        walker_.join();
+        if (isSuspended_) {
+            sigaction(SIGUSR1, &formerAction_, nullptr);
+            close(goOnPipe[0]);
+            close(goOnPipe[1]);
+        }
+    }
 
 private:
     test::HandMadeObject first_{"/a", 2, 8, 101};
     test::HandMadeObject second_{"/b", 2, 8, 102};
     std::thread walker_;
+    struct sigaction formerAction_ = {};
+    bool isSuspended_ = false;
 };
 
 // A walk is under way while an object is being destroyed: nothing is freed before it ends.
@@ -274,12 +320,15 @@ void sleepThrough(int ticks) {
     }
 }
 
-// A task is stopped in the middle of a walk.
+// A task is suspended in the middle of a walk.
 TEST_F(ConcurrencyTest, Destroy_WalkThatDoesNotEnd_SaysOnceAfterAThousandTicksThatItWaits) {
     const int32_t handle = createAtRest(2);
     test::platform().clearLog();
     HeldWalk walk;
-    onceAt("semTake", [&] { walk.begin(); });
+    onceAt("semTake", [&] {
+        walk.begin();
+        walk.suspend();
+    });
     std::atomic<int32_t> destroyed{-2};
     std::function<void()> destroy = [&] { destroyed = JORN_Destroy(handle); };
     spawnTask(&destroy);
