@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <set>
 
@@ -81,7 +82,7 @@ protected:
     }
 };
 
-/// With files that have no name, and without.
+/// Where files without a name can be had, and where not.
 class EveryCutTest : public CutShortTest, public ::testing::WithParamInterface<bool> {
 protected:
     bool knowsNameless() const { return GetParam(); }
@@ -205,7 +206,10 @@ TEST_P(EveryCutTest, ExportOverAFile_CutAnywhere_FileIsTheFormerOrTheNewOne) {
     }
 }
 
-TEST_P(EveryCutTest, Repair_CutAnywhere_LogIsWholeAndTheNextRepairTidiesUp) {
+/// Its directory has a name in any case.
+class EveryCutOfRepairTest : public EveryCutTest {};
+
+TEST_P(EveryCutOfRepairTest, Repair_CutAnywhere_LogIsWholeAndTheNextRepairTidiesUp) {
     std::set<bool> left;
     const auto prepare = [this] {
         for (const std::string &name : namesIn(".")) {
@@ -241,9 +245,12 @@ TEST_P(EveryCutTest, Repair_CutAnywhere_LogIsWholeAndTheNextRepairTidiesUp) {
     EXPECT_THAT(left, ElementsAre(false, true));
 }
 
-INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutTest, ::testing::Bool(), [](const auto &knowsNameless) {
+std::string nameOfKind(const ::testing::TestParamInfo<bool> &knowsNameless) {
     return knowsNameless.param ? "KnowsNamelessFiles" : "NeedsNames";
-});
+}
+
+INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutTest, ::testing::Bool(), nameOfKind);
+INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutOfRepairTest, ::testing::Values(false), nameOfKind);
 
 /// The order in which calls were made, as far as it decides what a cut of the power leaves.
 class CallOrderTest : public CutShortTest {
@@ -260,7 +267,13 @@ protected:
                     [&](const SystemCall &call) { return call.newPath == path(name) && call.result == 0; });
     }
 
-    /// Which of the writes before `end` were not followed by a sync of the same descriptor before it.
+    ptrdiff_t writesHere(const Calls &calls, Calls::const_iterator end) const {
+        return std::count_if(calls.begin(), end, [this](const SystemCall &call) {
+            return call.isWrite() && call.path.find(root_) == 0;
+        });
+    }
+
+    /// Which of the files written before `end` were not synced after that.
     Names unsynced(const Calls &calls, Calls::const_iterator end) const {
         std::set<std::string> pending;
         std::for_each(calls.begin(), end, [&](const SystemCall &call) {
@@ -278,15 +291,21 @@ TEST_F(CallOrderTest, Export_ContentIsSyncedBeforeTheFileGetsItsName) {
     writeFiles({0});
     writeIndex("0,0");
     makeDirectory("out");
-    for (const char *const form : {"csv", "jsonl", "syslog", "sqlite"}) {
-        for (const char *const file : {"out/x", "out/x"}) {
-            const Calls calls = callsOf({"export", "--force", "-o", form, "--to", file, "log"});
-            const auto named = naming(calls, file);
-            ASSERT_NE(named, calls.end()) << form;
-            EXPECT_NE(find(calls, [](const SystemCall &call) { return call.isWrite(); }), calls.end());
-            EXPECT_THAT(unsynced(calls, named), IsEmpty()) << form;
+    for (const char *const form : {"csv", "sqlite"}) {
+        // A new file, and one that replaces it.
+        for (int time = 1; time <= 2; ++time) {
+            SCOPED_TRACE(std::string(form) + " " + std::to_string(time));
+            const Calls calls =
+                callsOf({"export", "--force", "-o", form, "--to", std::string("out/") + form, "log"});
+            const auto named = naming(calls, std::string("out/") + form);
+            ASSERT_NE(named, calls.end());
+            EXPECT_GT(writesHere(calls, named), 0);
+            EXPECT_THAT(unsynced(calls, named), IsEmpty());
+            const auto synced = std::find_if(named, calls.end(), [this](const SystemCall &call) {
+                return call.isSync() && call.path == path("out");
+            });
+            EXPECT_NE(synced, calls.end());
         }
-        fs::remove(path("out/x"));
     }
 }
 
@@ -299,10 +318,7 @@ TEST_F(CallOrderTest, Clear_AllIsSyncedBeforeTheIndexTakesItsPlaceAndTheDataFile
     ASSERT_NE(index, calls.end());
     ASSERT_NE(data, calls.end());
     EXPECT_LT(index, data);
-    const auto writes = std::count_if(calls.begin(), index, [this](const SystemCall &call) {
-        return call.isWrite() && call.path.find(root_) == 0;
-    });
-    EXPECT_EQ(writes, 2);
+    EXPECT_EQ(writesHere(calls, index), 2);
     EXPECT_THAT(unsynced(calls, index), IsEmpty());
     const auto synced = std::find_if(data, calls.end(), [this](const SystemCall &call) {
         return call.isSync() && call.path == path("log");
@@ -328,6 +344,121 @@ TEST_F(CallOrderTest, Repair_EveryCopyIsSyncedBeforeTheDirectoriesChangePlaces) 
     EXPECT_THAT(written, ElementsAre("0.csv", "1.csv", "2.csv", "index.csv", "note.txt"));
     EXPECT_THAT(unsynced(calls, changed), IsEmpty());
     EXPECT_THAT(unsynced(calls, calls.end()), IsEmpty());
+}
+
+/// Two commands that write into one directory at the same moment.
+class MeetingTest : public CutShortTest {
+protected:
+    MeetingTest() {
+        writeFiles({0, 1, 2});
+        writeIndex("0,2");
+        makeDirectory("out");
+        makeDirectory("other");
+        write("other/index.csv", "version:1\n0,0\n");
+        write("other/0.csv", items(1, 10));
+    }
+
+    static Names exportTo(const std::string &file) { return {"export", "--force", "--to", file, "log"}; }
+
+    TraceOptions here() const {
+        TraceOptions options;
+        options.directory = root_;
+        return options;
+    }
+
+    static TracedRun::Callback failing(bool knowsNameless, std::function<bool(const SystemCall &)> isHeld) {
+        return [knowsNameless, isHeld = std::move(isHeld)](const SystemCall &call) {
+            if (!knowsNameless && asksForNamelessFile(call)) {
+                return Action::fail(EOPNOTSUPP);
+            }
+            return call.isEntry() && isHeld(call) ? Action::hold() : Action::proceed();
+        };
+    }
+
+    static bool isOfTemporary(const SystemCall &call) {
+        return call.path.find("/.jorn-") != std::string::npos;
+    }
+
+    /// An export into the same directory, which takes away what it takes for a leftover.
+    void tidyUp(const std::string &directory) const {
+        EXPECT_EQ(jorn({"export", "--to", directory + "/tidied.csv", "other"}).status, 0);
+        fs::remove(path(directory + "/tidied.csv"));
+    }
+};
+
+TEST_F(MeetingTest, Export_OtherOneTidiesUpBeforeItsRename_IsNotDisturbed) {
+    for (const bool knowsNameless : {true, false}) {
+        write("out/x.csv", "former");
+        TracedRun run(jornCommand(exportTo("out/x.csv")), here());
+        run.onCall(failing(knowsNameless, [](const SystemCall &call) {
+            return call.is("renameat") && isOfTemporary(call);
+        }));
+        ASSERT_TRUE(run.waitUntilHeld());
+        EXPECT_EQ(temporaryNamesIn("out").size(), 1U);
+        EXPECT_EQ(check().out.find("left of a command"), std::string::npos);
+        tidyUp("out");
+        run.letGo();
+        const TraceOutcome outcome = run.wait();
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(linesOf(read("out/x.csv")).size(), 31U);
+        EXPECT_THAT(namesIn("out"), ElementsAre("x.csv"));
+    }
+}
+
+TEST_F(MeetingTest, Export_OtherOneTidiesUpBeforeItsLock_BeginsAgainUnderAnotherName) {
+    TracedRun run(jornCommand(exportTo("out/x.csv")), here());
+    int locks = 0;
+    run.onCall(failing(false, [&locks](const SystemCall &call) {
+        return call.is("flock") && isOfTemporary(call) && ++locks == 1;
+    }));
+    ASSERT_TRUE(run.waitUntilHeld());
+    tidyUp("out");
+    EXPECT_THAT(namesIn("out"), IsEmpty());
+    run.letGo();
+    const TraceOutcome outcome = run.wait();
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(linesOf(read("out/x.csv")).size(), 31U);
+    EXPECT_THAT(namesIn("out"), ElementsAre("x.csv"));
+}
+
+TEST_F(MeetingTest, Repair_ExportTidiesUpBeforeItsLock_BeginsAgainUnderAnotherName) {
+    write("log/index.csv", "");
+    age();
+    TracedRun run(jornCommand({"repair", "--yes", "--backup", "backup", "log"}), here());
+    int locks = 0;
+    run.onCall(failing(true, [&locks](const SystemCall &call) {
+        return call.is("flock") && isOfTemporary(call) && ++locks == 1;
+    }));
+    ASSERT_TRUE(run.waitUntilHeld());
+    tidyUp(".");
+    EXPECT_THAT(temporaryNamesIn("."), IsEmpty());
+    run.letGo();
+    const TraceOutcome outcome = run.wait();
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(namesIn("."), ElementsAre("backup", "log", "other", "out"));
+    EXPECT_TRUE(textsInRange(3) == itemTexts(1, 30));
+}
+
+/// The export has opened what the repair was building, and gets its lock when that has become the log.
+TEST_F(MeetingTest, Export_TidiesUpWhileARepairIsDone_RepairedLogStays) {
+    write("log/index.csv", "");
+    age();
+    TracedRun repairing(jornCommand({"repair", "--yes", "--backup", "backup", "log"}), here());
+    int owned = 0;
+    repairing.onCall(
+        failing(true, [&owned](const SystemCall &call) { return call.is("fchown") && ++owned == 1; }));
+    ASSERT_TRUE(repairing.waitUntilHeld());
+    ASSERT_EQ(temporaryNamesIn(".").size(), 1U);
+    TracedRun exporting(jornCommand({"export", "--to", "x.csv", "other"}), here());
+    exporting.onCall(
+        failing(true, [](const SystemCall &call) { return call.is("flock") && isOfTemporary(call); }));
+    ASSERT_TRUE(exporting.waitUntilHeld());
+    repairing.letGo();
+    EXPECT_EQ(repairing.wait().status, 0);
+    exporting.letGo();
+    EXPECT_EQ(exporting.wait().status, 0);
+    EXPECT_TRUE(textsInRange(3) == itemTexts(1, 30));
+    EXPECT_THAT(namesIn("log"), ElementsAre("0.csv", "1.csv", "2.csv", "index.csv"));
 }
 
 /// What stands under a name is exchanged between two looks of a repair.
