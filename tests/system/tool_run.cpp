@@ -95,26 +95,31 @@ void applySetting(const Setting &setting) {
     }
 }
 
-/// Waits for a process, for the figures of its run.
+/// Waits for a process.
 Outcome endOf(pid_t process) {
     int status = 0;
-    rusage used = {};
-    EXPECT_EQ(wait4(process, &status, 0, &used), process);
+    EXPECT_EQ(waitpid(process, &status, 0), process);
     Outcome run;
     run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    run.peakKibibytes = used.ru_maxrss;
     return run;
 }
 
-}  // namespace
-
-void becomeTool(const std::vector<std::string> &arguments) {
-    std::vector<std::string> words = {JORN_TOOL_COMMAND};
+[[noreturn]] void become(std::vector<std::string> words, const std::vector<std::string> &arguments) {
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char *> argv(words.size() + 1, nullptr);
     std::transform(words.begin(), words.end(), argv.begin(), [](std::string &word) { return word.data(); });
     execvp(argv[0], argv.data());
     _exit(127);
+}
+
+}  // namespace
+
+void becomeTool(const std::vector<std::string> &arguments) { become({JORN_TOOL_COMMAND}, arguments); }
+
+void becomeMeasuredTool(const std::string &peakPath, const std::vector<std::string> &arguments) {
+    std::vector<std::string> words = {JORN_MEASURING_COMMAND};
+    words.insert(words.end(), {peakPath, JORN_TOOL_COMMAND});
+    become(words, arguments);
 }
 
 Outcome runOnTerminal(const std::vector<std::string> &arguments, const Setting &setting) {
@@ -252,6 +257,7 @@ Outcome ToolTest::jorn(const std::vector<std::string> &arguments, const Setting 
     const std::string inPath = scratchFile();
     const std::string outPath = scratchFile();
     const std::string errPath = scratchFile();
+    const std::string peakPath = setting.isMeasured ? scratchFile() : "";
     std::ofstream(inPath, std::ios::binary) << setting.input;
     const pid_t process = fork();
     if (process == 0) {
@@ -263,11 +269,17 @@ Outcome ToolTest::jorn(const std::vector<std::string> &arguments, const Setting 
         }
         ::signal(SIGPIPE, SIG_DFL);
         applySetting(setting);
+        if (setting.isMeasured) {
+            becomeMeasuredTool(peakPath, arguments);
+        }
         becomeTool(arguments);
     }
     Outcome run = endOf(process);
     run.out = takeScratch(outPath);
     run.err = takeScratch(errPath);
+    if (setting.isMeasured) {
+        std::istringstream(takeScratch(peakPath)) >> run.peakKibibytes;
+    }
     fs::remove(inPath);
     return run;
 }

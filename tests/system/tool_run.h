@@ -20,7 +20,7 @@ struct Outcome {
     int status = -1;  ///< Exit code; 128 and the signal's number when a signal ended it.
     std::string out;
     std::string err;
-    long peakKibibytes = 0;  ///< Most memory that it had at a time.
+    long peakKibibytes = -1;  ///< Most memory that it had at a time, where that was measured.
 };
 
 /// What a run is given besides its arguments.
@@ -33,10 +33,14 @@ struct Setting {
     std::optional<uint64_t> memoryLimit = std::nullopt;       ///< RLIMIT_AS; not with sanitizers.
     std::optional<uint64_t> processorSeconds = std::nullopt;  ///< RLIMIT_CPU; ends one that hangs, too.
     std::vector<int> closed = {};                             ///< Standard descriptors that are not there.
+    bool isMeasured = false;                                  ///< By jorn(): for the outcome's peak.
 };
 
 /// Runs the tool in place of the calling process, which is a child that a test has made.
 [[noreturn]] void becomeTool(const std::vector<std::string> &arguments);
+
+/// The same by a small program between, which writes the tool's peak of memory to a file.
+[[noreturn]] void becomeMeasuredTool(const std::string &peakPath, const std::vector<std::string> &arguments);
 
 /// Runs the tool on a terminal of its own, 60 columns wide; `out` is all that was shown there, what is typed
 /// included.

@@ -17,7 +17,8 @@ public:
     static StoreDirectory openForReading(const std::string &path);
 
     /// Opens a directory to record into, making its last level when it is missing, and keeps every other
-    /// recorder out of it until this one is closed. Throws Failure.
+    /// recorder out of it until this one is closed. What commands that were cut short left there goes.
+    /// Throws Failure.
     static StoreDirectory openForRecording(const std::string &path);
 
     /// Opens a directory to repair or clear it, and keeps every recorder out of it. Throws Failure.
@@ -40,9 +41,6 @@ private:
     Descriptor directory_;
     std::string shortName_;
 };
-
-/// The name by which this process reaches what a descriptor stands for.
-std::string descriptorName(int fd);
 
 /// "3.csv".
 std::string dataFileName(int position);
