@@ -4,7 +4,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
@@ -15,6 +14,7 @@
 #include "query/item_query.h"
 #include "record/ring_fit.h"
 #include "system/failure.h"
+#include "system/file_access.h"
 
 namespace tool {
 namespace {
@@ -31,7 +31,13 @@ public:
             fail();
         }
         isLeft_ = true;
-        copyAttributes(file.get());
+        try {
+            const std::string shown = directory_.pathOf(name_);
+            giveAccess(file.get(), accessFor(directory_.descriptor(), name_, shown), shown);
+        } catch (const Failure &) {
+            remove();
+            throw;
+        }
         const ssize_t written = write(file.get(), bytes.data(), bytes.size());
         if (written >= 0 && static_cast<size_t>(written) < bytes.size()) {
             errno = ENOSPC;
@@ -61,19 +67,6 @@ private:
     void remove() {
         if (std::exchange(isLeft_, false)) {
             unlinkat(directory_.descriptor(), newName_.c_str(), 0);
-        }
-    }
-
-    /// Of the index, as the log's other writers made it. Another owner can be given by the superuser only.
-    void copyAttributes(int file) const {
-        struct stat status;
-        if (fstatat(directory_.descriptor(), kIndexName, &status, 0) < 0 &&
-            fstatat(directory_.descriptor(), kIndexBackupName, &status, 0) < 0) {
-            fail();
-        }
-        if ((fchown(file, status.st_uid, status.st_gid) < 0 && errno != EPERM) ||
-            fchmod(file, status.st_mode & 0777) < 0) {
-            fail();
         }
     }
 

@@ -16,13 +16,12 @@
 
 #include "repair/file_mending.h"
 #include "system/failure.h"
+#include "system/file_access.h"
 
 namespace tool {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr mode_t kPermissions = 07777;
 
 std::string realPath(const std::string &path) {
     const std::unique_ptr<char, decltype(&free)> resolved(realpath(path.c_str(), nullptr), &free);
@@ -59,13 +58,11 @@ struct stat statusOf(int fd, const std::string &path) {
     return status;
 }
 
-/// Owner, permissions and times. Another owner can be given by the superuser only, and the copy is as good
-/// without.
+/// Owner, permissions and times.
 void copyAttributes(int to, const struct stat &status, const std::string &path) {
-    const int owned = fchown(to, status.st_uid, status.st_gid);
+    giveAccess(to, accessOf(status), path);
     const timespec times[2] = {status.st_atim, status.st_mtim};
-    if ((owned < 0 && errno != EPERM) || fchmod(to, status.st_mode & kPermissions) < 0 ||
-        futimens(to, times) < 0) {
+    if (futimens(to, times) < 0) {
         throw systemFailure(path, errno);
     }
 }
@@ -209,9 +206,7 @@ private:
         if (write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
             throw systemFailure(path, errno);
         }
-        if (fchmod(file.get(), 0644) < 0) {
-            throw systemFailure(path, errno);
-        }
+        giveAccess(file.get(), accessFor(directory_.descriptor(), kIndexName, path), path);
         sync(file.get(), path);
     }
 
@@ -259,11 +254,13 @@ private:
         const std::string name = "torn-" + std::to_string(position) + ".txt";
         const std::string path = options_.backup + "/" + name;
         const Descriptor from = openQuietly(directory_, dataFileName(position));
+        const FileAccess access = accessFor(directory_.descriptor(), name, path);
         const Descriptor to(
-            openat(directory_.descriptor(), name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+            openat(directory_.descriptor(), name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
         if (!to.isOpen()) {
             throw systemFailure(path, errno);
         }
+        giveAccess(to.get(), access, path);
         listCut(from.get(), to.get());
         sync(to.get(), path);
     }
