@@ -252,6 +252,11 @@ private:
                 add(Severity::Note, "inner-zeros", name, flaw.offset,
                     lines + " with a zero byte, which ends the text");
                 break;
+            case FlawKind::RunTogether:
+                add(Severity::Note, "run-together", name, flaw.offset,
+                    flaw.lines == 1 ? "1 line that looks like two run together, the first one cut off"
+                                    : lines + " that each look like two run together, the first one cut off");
+                break;
             case FlawKind::NoNumber:
                 add(Severity::Note, "no-number", name, flaw.offset,
                     lines + " with a field that is no number and counts as 0");
