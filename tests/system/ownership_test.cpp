@@ -79,13 +79,13 @@ TEST_F(OwnershipTest, Repair_ByRootDamagedIndex_NewIndexIsAsTheOldOne) {
     EXPECT_EQ(attributes("log/index.csv"), "4711:4712 0664");
 }
 
-TEST_F(OwnershipTest, Repair_ByRootLinesCut_TheirListIsAsTheDirectory) {
+TEST_F(OwnershipTest, Repair_ByRootLinesCut_TheirListIsAsTheFile) {
     write(fileName(0), items(1, 1) + "torn\n" + items(2, 2));
     writeIndex("0,0");
     giveLog(0750, 0600);
     ASSERT_EQ(repair({"--yes", "--backup", path("backup")}).status, 0);
     EXPECT_EQ(attributes("log/0.csv"), "4711:4712 0600");
-    EXPECT_EQ(attributes("backup/torn-0.txt"), "4711:4712 0640");
+    EXPECT_EQ(attributes("backup/torn-0.txt"), "4711:4712 0600");
 }
 
 TEST_F(OwnershipTest, Repair_ByAnotherUserThanTheFilesOwner_RepairedAllTheSame) {

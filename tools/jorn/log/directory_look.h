@@ -55,8 +55,8 @@ bool operator==(const DirectoryLook &a, const DirectoryLook &b);
 /// Changes nothing, access times included where the system allows it. Throws Failure.
 DirectoryLook lookAt(const StoreDirectory &directory);
 
-/// Opens a file of the directory to read it, without a change of its access time where the system allows
-/// it, and without waiting should it be a pipe. Throws Failure.
+/// Opens a file of the directory to read it, not through a link, without a change of its access time where
+/// the system allows it, and without waiting should it be a pipe. Throws Failure.
 Descriptor openQuietly(const StoreDirectory &directory, const std::string &name);
 
 /// Names in the directory but "." and "..", sorted. Throws Failure.
