@@ -56,8 +56,6 @@ void StoreDirectory::lock(const char *whenTaken) const {
     }
 }
 
-std::string descriptorName(int fd) { return "/proc/self/fd/" + std::to_string(fd); }
-
 std::string dataFileName(int position) { return std::to_string(position) + ".csv"; }
 
 std::optional<int> dataFilePosition(const std::string &name) {

@@ -41,9 +41,6 @@ private:
     std::string shortName_;
 };
 
-/// The name by which this process reaches what a descriptor stands for.
-std::string descriptorName(int fd);
-
 /// "3.csv".
 std::string dataFileName(int position);
 

@@ -5,6 +5,7 @@
 
 #include <unistd.h>
 
+#include <string>
 #include <utility>
 
 namespace tool {
@@ -32,6 +33,9 @@ public:
 private:
     int fd_ = -1;
 };
+
+/// The name by which this process reaches what a descriptor stands for.
+inline std::string descriptorName(int fd) { return "/proc/self/fd/" + std::to_string(fd); }
 
 }  // namespace tool
 

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "system/file_replacement.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <utility>
+
+#include "system/failure.h"
+
+namespace tool {
+namespace {
+
+constexpr mode_t kPermissions = 0777;
+constexpr mode_t kPermissionsOfFile = 0666;
+
+}  // namespace
+
+FileAccess accessFor(int directory, const std::string &name, const std::string &shown) {
+    struct stat status;
+    if (fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode)) {
+        return {status.st_uid, status.st_gid, status.st_mode & kPermissions};
+    }
+    if (fstat(directory, &status) < 0) {
+        throw systemFailure(shown, errno);
+    }
+    return {status.st_uid, status.st_gid, status.st_mode & kPermissionsOfFile};
+}
+
+void giveAccess(int file, const FileAccess &access, const std::string &shown) {
+    if ((fchown(file, access.owner, access.group) < 0 && errno != EPERM) || fchmod(file, access.mode) < 0) {
+        throw systemFailure(shown, errno);
+    }
+}
+
+void writeWhole(int file, std::string_view bytes, const std::string &shown) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(file, bytes.data(), bytes.size());
+        if (written > 0) {
+            bytes.remove_prefix(static_cast<size_t>(written));
+        } else if (written == 0 || errno != EINTR) {
+            throw systemFailure(shown, written == 0 ? ENOSPC : errno);
+        }
+    }
+}
+
+FileReplacement::FileReplacement(int directory, std::string name, const std::string &shown,
+                                 std::string_view bytes)
+    : name_(std::move(name)), file_(directory, shown) {
+    giveAccess(file_.descriptor(), accessFor(directory, name_, shown), shown);
+    writeWhole(file_.descriptor(), bytes, shown);
+    file_.sync();
+}
+
+void replaceFile(int directory, const std::string &name, const std::string &shown, std::string_view bytes) {
+    FileReplacement replacement(directory, name, shown, bytes);
+    replacement.takePlace();
+    syncNames(directory);
+}
+
+void syncNames(int directory) {
+    // One that was opened for its place alone cannot be synced.
+    const Descriptor opened(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (opened.isOpen()) {
+        [[maybe_unused]] const int ignored = fsync(opened.get());
+    }
+}
+
+}  // namespace tool
