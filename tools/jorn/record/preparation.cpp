@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "record/preparation.h"
 
+#include <time.h>
+
 #include <string>
 
 #include "diagnostics.h"
+#include "health/index_mending.h"
 #include "log/ring_survey.h"
+#include "record/own_files.h"
+#include "record/putting_aside.h"
 #include "record/ring_fit.h"
 #include "record/torn_line.h"
 #include "system/failure.h"
@@ -12,10 +17,50 @@
 namespace tool {
 namespace {
 
-void warnOfLostIndex(const StoreDirectory &directory, const RingSurvey &survey) {
-    if (!survey.index && !survey.isFresh()) {
-        printMessage("warning: " + directory.path() +
-                     ": the index is missing or damaged: the store starts over at 0.csv");
+void tell(const StoreDirectory &directory, const std::string &what) {
+    printMessage(directory.path() + ": " + what);
+}
+
+void finishFormerStart(const StoreDirectory &directory) {
+    const auto aside = finishPuttingAside(directory);
+    if (aside) {
+        tell(directory,
+             "the files that a former start began to put aside are in " + directory.pathOf(*aside));
+    }
+}
+
+[[noreturn]] void refuseUnclear(const StoreDirectory &directory, const IndexMending &mending) {
+    throw Failure(directory.path() + ": index.csv is " + mending.flaw + ", and " + mending.reason +
+                      "; nothing was changed. " + mending.advice +
+                      "; --if-unclear aside puts the files aside",
+                  kExitDamage);
+}
+
+void putUnclearAside(const StoreDirectory &directory, const IndexMending &mending) {
+    const std::string name = putAside(directory, time(nullptr));
+    tell(directory, "index.csv was " + mending.flaw + ", and " + mending.reason + ": the files are in " +
+                        directory.pathOf(name) + " now, and the log begins anew");
+}
+
+void mendLostIndex(const StoreDirectory &directory, const IndexMending &mending) {
+    mendIndex(directory, mending.positions);
+    tell(directory, "index.csv was " + mending.flaw + ": written anew as " + textOf(mending.positions) +
+                        ", because " + mending.reason + (mending.kept.empty() ? "" : "; " + mending.kept));
+}
+
+/// Before the store takes a lost index for that of a new log, and writes over what is there.
+void seeToIndex(const StoreDirectory &directory, const RecordOptions &options) {
+    const IndexMending mending = planIndexMending(directory, options.files);
+    switch (mending.kind) {
+        case IndexMending::Kind::None:
+            break;
+        case IndexMending::Kind::Write:
+            mendLostIndex(directory, mending);
+            break;
+        case IndexMending::Kind::Unclear:
+            options.ifUnclear == "aside" ? putUnclearAside(directory, mending)
+                                         : refuseUnclear(directory, mending);
+            break;
     }
 }
 
@@ -49,8 +94,11 @@ LiveStore::Settings settingsFor(const RingSurvey &survey, int files, const Recor
 
 LiveStore::Settings prepareDirectory(const StoreDirectory &directory, const RecordOptions &options) {
     jorn_SetDebugPrintLevel(0);  // What is read here is told here, not by the module's parser.
+    refuseForeignFiles(directory);
+    refuseSmallerRing(directory, surveyRing(directory), options.files, options.mayShrink);
+    finishFormerStart(directory);
+    seeToIndex(directory, options);
     const RingSurvey survey = surveyRing(directory);
-    warnOfLostIndex(directory, survey);
     const int files = fitToRing(directory, survey, options);
     endLastLine(directory, survey, files);
     return settingsFor(survey, files, options);
