@@ -159,15 +159,6 @@ TEST_F(RecordRingTest, Record_GapInRing_KeepsEveryFile) {
     EXPECT_EQ(read("log/index.csv"), "version:1\n1,5\n");
 }
 
-TEST_F(RecordRingTest, Record_IndexMissing_WarnsAndStartsOver) {
-    makeRing({0, 1}, "0,1");
-    write("log/index.csv", "");
-    const Outcome run = record("x\n");
-    EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.err, HasSubstr("warning: log: the index is missing or damaged"));
-    EXPECT_THAT(textsOf({0}), ElementsAre("of 0", "x"));
-}
-
 TEST_F(RecordRingTest, Record_BackupIndexOnly_GoesOnWhereItTells) {
     makeRing({0, 1}, "0,1");
     write("log/index.bak", "version:1\n0,1\n");

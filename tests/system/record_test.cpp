@@ -367,7 +367,7 @@ TEST_F(StreamTest, Record_NextFileCannotBeOpened_ExitsWithCount) {
     tool.feed("lost one\nlost two\n");
     const Outcome run = tool.wait();
     EXPECT_EQ(run.status, 4);
-    EXPECT_THAT(run.err, HasSubstr("jorn: log/1.csv: cannot be written"));
+    EXPECT_THAT(run.err, HasSubstr("jorn: log/1.csv: is a directory, where the store wants a file; "));
     EXPECT_THAT(run.err, HasSubstr(" of the lines read are not in the files"));
     EXPECT_EQ(textsIn("log/0.csv").back(), numberedText("line", 4999));
     EXPECT_EQ(run.out, "");

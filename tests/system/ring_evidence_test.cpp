@@ -105,11 +105,29 @@ TEST(RingEvidence, IndexNamesAll_Trusted) {
 }
 
 TEST(RingEvidence, BackupOfBeforeTheCut_Agrees) {
-    RingFacts facts = ringOf({file(300, 399), empty(), file(100, 199), file(200, 299)});
+    RingFacts facts = ringOf({file(300, 399), {}, file(100, 199), file(200, 299)});
     facts.backup = IndexPositions{1, 0};
     const RingOrder order = findRingOrder(facts);
     EXPECT_THAT(order.files, ElementsAre(2, 3, 0));
     EXPECT_THAT(order.evidence, HasSubstr("index.bak names 1,0, which agrees"));
+}
+
+/// The clock was set back: by its times 3 is the newest.
+TEST(RingEvidence, FileAfterTheNewestOfTheBackupWasBegun_BackupDecides) {
+    RingFacts facts = ringOf({file(50, 99), empty(), file(100, 199), file(200, 299)});
+    facts.backup = IndexPositions{1, 0};
+    const RingOrder order = findRingOrder(facts);
+    EXPECT_EQ(order.source, Source::Files);
+    EXPECT_THAT(order.files, ElementsAre(2, 3, 0));
+    EXPECT_EQ(order.evidence, "index.bak names 1,0, and the file after its newest was just begun");
+}
+
+/// The backup leaves out 0, so it is older than that.
+TEST(RingEvidence, FileAfterTheNewestOfAnOldBackupIsEmpty_BackupDoesNotDecide) {
+    RingFacts facts = ringOf({file(300, 399), file(100, 199), file(200, 299), empty()});
+    facts.backup = IndexPositions{1, 2};
+    EXPECT_NE(findRingOrder(facts).evidence.find("index.bak names 1,2, which does not agree"),
+              std::string::npos);
 }
 
 TEST(RingEvidence, TimesTellNothing_BackupDoes) {

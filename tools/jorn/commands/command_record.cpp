@@ -22,14 +22,18 @@ constexpr char kDetails[] =
     "its own at the start, \"Log start init!\", of the debug level 3.\n"
     "A line ends with LF or CR LF; any other carriage return, and a NUL, becomes a blank. A text\n"
     "keeps 198 bytes of a line; a prefix is not among them. A line of UTF-8 is cut between\n"
-    "characters. A missing DIR is created; one recorder at a time has it.\n\n"
+    "characters. A missing DIR is created; one recorder at a time has it. An index that was lost,\n"
+    "as by a cut of the power, is found again from the files, and nothing else is changed; where\n"
+    "they do not tell, nothing is recorded, unless --if-unclear aside is given, which services\n"
+    "should.\n\n"
     "Examples:\n"
     "  jorn record /var/log/door < door.log         a file\n"
     "  make 2>&1 | jorn record --files 20 build-log   a program, into a ring of 20 files\n"
     "  jorn record -k --slot 3 DIR < /run/door.fifo until it is stopped\n"
     "  test-run | jorn record --prefix-levels DIR     \"<0>failed\" is an item of level 0\n"
     "  jorn record --stats -o json DIR < door.log   and tell what was done\n"
-    "Exit codes: 0 done, 2 usage, 4 input or output failed.";
+    "Exit codes: 0 done, 2 usage, 3 the index is lost and jorn repair has to decide, 4 input or output\n"
+    "failed.";
 
 std::string filesHelp() {
     return "Files of the ring, 2 to 90, of 5000 items each. Default: those of the ring in DIR where they can "
@@ -52,6 +56,14 @@ void addRingOptions(CLI::App *command, RecordOptions *options) {
     addFilesOption(command, &options->files, filesHelp());
     command->add_flag("--shrink", options->mayShrink,
                       "Allow --files to make the ring smaller, which deletes its oldest files");
+    command
+        ->add_option(
+            "--if-unclear", options->ifUnclear,
+            "Where the index is lost and the files do not tell their order: refuse, or put the files aside "
+            "in DIR/aside-TIME and begin anew")
+        ->type_name("WHAT")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"refuse", "aside"}));
     command->add_option("--slots", options->slots, "Slots of the log, 1 to 8")
         ->type_name("N")
         ->capture_default_str()

@@ -17,20 +17,14 @@ namespace {
 constexpr int kTries = 20;
 constexpr useconds_t kPauseMicroseconds = 20000;
 
-/// Positions that any ring can have.
-std::optional<IndexPositions> usable(const IndexEntry &index) {
-    const auto positions = index.entry.isFile() ? index.positions() : std::nullopt;
-    return positions && isInRing(*positions, jorn::kCsvNumMax) ? positions : std::nullopt;
-}
-
 /// The positions that the store would read: those of the backup only where there is no index.
 std::optional<IndexPositions> indexOf(const DirectoryLook &look) {
-    return usable(look.index.entry.isPresent() ? look.index : look.backup);
+    return (look.index.entry.isPresent() ? look.index : look.backup).usablePositions();
 }
 
 int smallestRing(const DirectoryLook &look) {
     int size = std::max(jorn::kCsvNumMin, look.highestFile() + 1);
-    for (const auto &positions : {usable(look.index), usable(look.backup)}) {
+    for (const auto &positions : {look.index.usablePositions(), look.backup.usablePositions()}) {
         if (positions) {
             size = std::max({size, positions->oldest + 1, positions->latest + 1});
         }
@@ -102,7 +96,7 @@ void collectFacts(const RingHints &hints, Diagnosis *diagnosis) {
     };
     facts.index = inRing(indexOf(diagnosis->look));
     if (!facts.index) {
-        facts.backup = inRing(usable(diagnosis->look.backup));
+        facts.backup = inRing(diagnosis->look.backup.usablePositions());
     }
 }
 
@@ -151,7 +145,7 @@ bool Diagnosis::hasStrangeEntries() const {
 }
 
 bool Diagnosis::isIndexWhole() const {
-    const auto positions = usable(look.index);
+    const auto positions = look.index.usablePositions();
     return positions && isInRing(*positions, facts.ringSize);
 }
 
@@ -163,16 +157,20 @@ int64_t Diagnosis::items() const {
     return sum;
 }
 
+void judge(const RingHints &hints, Diagnosis *diagnosis) {
+    diagnosis->facts = {};
+    diagnosis->order = {};
+    diagnosis->placement.reset();
+    collectFacts(hints, diagnosis);
+    judgeRing(diagnosis);
+}
+
 Diagnosis diagnose(const StoreDirectory &directory, const RingHints &hints,
                    const std::function<void()> &whenRead) {
     Diagnosis diagnosis;
     for (int tries = 1; tries <= kTries; ++tries) {
         scanChanged(directory, lookAt(directory), &diagnosis);
-        diagnosis.facts = {};
-        diagnosis.order = {};
-        diagnosis.placement.reset();
-        collectFacts(hints, &diagnosis);
-        judgeRing(&diagnosis);
+        judge(hints, &diagnosis);
         if (needsSecondLook(diagnosis)) {
             usleep(kPauseMicroseconds);
         }

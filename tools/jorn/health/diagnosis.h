@@ -49,6 +49,9 @@ struct Diagnosis {
 Diagnosis diagnose(
     const StoreDirectory &directory, const RingHints &hints, const std::function<void()> &whenRead = [] {});
 
+/// Judges what has been read anew, by other hints.
+void judge(const RingHints &hints, Diagnosis *diagnosis);
+
 /// Every finding, those of the index first, then file by file.
 std::vector<Finding> findingsOf(const Diagnosis &diagnosis);
 

@@ -44,14 +44,19 @@ private:
 
     void tellEntry(const std::string &name, const Entry &entry) {
         if (entry.kind == Entry::Kind::Directory) {
-            add(Severity::Error, "entry-directory", name, 0, "is a directory, where the store wants a file",
-                "move it elsewhere");
+            add(Severity::Error, "entry-directory", name, 0, entry.flaw(), "move it elsewhere");
         } else if (entry.kind == Entry::Kind::Link) {
-            add(Severity::Error, "entry-link", name, 0, "is a link, which the store would write through",
-                "put the file itself in its place");
+            add(Severity::Error, "entry-link", name, 0, entry.flaw(), "put the file itself in its place");
         } else if (entry.kind == Entry::Kind::Other) {
-            add(Severity::Error, "entry-special", name, 0, "is neither a file nor a directory",
-                "move it elsewhere");
+            add(Severity::Error, "entry-special", name, 0, entry.flaw(), "move it elsewhere");
+        }
+    }
+
+    void tellSharedFile(const std::string &name, const Entry &entry) {
+        if (entry.isFile() && entry.names > 1) {
+            add(Severity::Note, "entry-shared", name, 0,
+                "has another name elsewhere, so that what is recorded here would be written there too",
+                "before recording, put a copy in its place");
         }
     }
 
@@ -59,7 +64,9 @@ private:
         tellEntry(kIndexName, diagnosis_.look.index.entry);
         tellEntry(kIndexBackupName, diagnosis_.look.backup.entry);
         for (int position = 0; position < jorn::kSurveySize; ++position) {
-            tellEntry(dataFileName(position), diagnosis_.look.files[static_cast<size_t>(position)]);
+            const Entry &entry = diagnosis_.look.files[static_cast<size_t>(position)];
+            tellEntry(dataFileName(position), entry);
+            tellSharedFile(dataFileName(position), entry);
         }
         for (const auto &[position, reason] : diagnosis_.unreadable) {
             add(Severity::Error, "unreadable", dataFileName(position), 0, "cannot be read: " + reason,
@@ -255,6 +262,11 @@ private:
             case FlawKind::InnerZeros:
                 add(Severity::Note, "inner-zeros", name, flaw.offset,
                     lines + " with a zero byte, which ends the text");
+                break;
+            case FlawKind::RunTogether:
+                add(Severity::Note, "run-together", name, flaw.offset,
+                    flaw.lines == 1 ? "1 line that looks like two run together, the first one cut off"
+                                    : lines + " that each look like two run together, the first one cut off");
                 break;
             case FlawKind::NoNumber:
                 add(Severity::Note, "no-number", name, flaw.offset,

@@ -200,11 +200,24 @@ RingOrder findByTimes(const Evidence &evidence) {
     return unclear(falls + "and files share their times, so their order cannot be told");
 }
 
+/// The store begins the file after the newest, rewrites the index, and only then stores items there. So where
+/// that file was begun and holds none, the backup is the index that was to be rewritten, whatever the times
+/// say.
+bool isOfCutRotation(const RingFacts &facts, const Evidence &evidence, int next) {
+    const IndexPositions &backup = *facts.backup;
+    return evidence.fileAt(next).isPresent && !evidence.fileAt(next).hasItems() &&
+           evidence.fileAt(backup.latest).hasItems() && filesOutsideRange(facts, backup).empty();
+}
+
 /// The backup is the index of before the rewrite that was cut: the ring may have moved on by one file.
 RingOrder comparedWithBackup(const RingFacts &facts, const Evidence &evidence, RingOrder order) {
     const IndexPositions &backup = *facts.backup;
     const int next = backup.latest + 1 == facts.ringSize ? 0 : backup.latest + 1;
     const std::string named = "index.bak names " + textOf(backup);
+    if (isOfCutRotation(facts, evidence, next)) {
+        return {RingOrder::Source::Files, filesInRange(facts, backup),
+                named + ", and the file after its newest was just begun"};
+    }
     if (!order.isKnown()) {
         if (!filesOutsideRange(facts, backup).empty()) {
             return unclear(order.evidence + "; " + named + ", which leaves items out");

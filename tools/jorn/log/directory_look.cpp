@@ -27,20 +27,9 @@ Entry::Kind kindOf(mode_t mode) {
     return S_ISDIR(mode) ? Entry::Kind::Directory : Entry::Kind::Other;
 }
 
-Entry entryOf(const StoreDirectory &directory, const std::string &name) {
-    struct stat status;
-    if (fstatat(directory.descriptor(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
-        if (errno == ENOENT) {
-            return {};
-        }
-        throw systemFailure(directory.pathOf(name), errno);
-    }
-    return {kindOf(status.st_mode), markOf(status)};
-}
-
 /// A file that goes at this moment reads as empty; the next look tells the change.
 IndexEntry indexEntryOf(const StoreDirectory &directory, const std::string &name) {
-    IndexEntry index{entryOf(directory, name), ""};
+    IndexEntry index{lookAtEntry(directory, name), ""};
     if (!index.entry.isFile()) {
         return index;
     }
@@ -89,6 +78,21 @@ bool looksLikeDataFile(const std::string &name) {
 
 }  // namespace
 
+std::string Entry::flaw() const {
+    switch (kind) {
+        case Kind::Link:
+            return "is a link, which the store would write through";
+        case Kind::Directory:
+            return "is a directory, where the store wants a file";
+        case Kind::Other:
+            return "is neither a file nor a directory";
+        case Kind::Missing:
+        case Kind::File:
+            break;
+    }
+    return "";
+}
+
 bool operator==(const Entry &a, const Entry &b) { return a.kind == b.kind && a.mark == b.mark; }
 
 bool operator==(const IndexEntry &a, const IndexEntry &b) { return a.entry == b.entry && a.text == b.text; }
@@ -100,6 +104,11 @@ bool operator==(const DirectoryLook &a, const DirectoryLook &b) {
 std::optional<IndexPositions> IndexEntry::positions() const {
     const std::optional<WholeIndex> whole = wholeIndex(text);
     return whole ? std::optional(whole->positions) : std::nullopt;
+}
+
+std::optional<IndexPositions> IndexEntry::usablePositions() const {
+    const auto named = entry.isFile() ? positions() : std::nullopt;
+    return named && isInRing(*named, jorn::kCsvNumMax) ? named : std::nullopt;
 }
 
 int64_t IndexEntry::surplus() const {
@@ -129,10 +138,21 @@ std::vector<std::string> namesIn(const StoreDirectory &directory) {
     return *names;
 }
 
+Entry lookAtEntry(const StoreDirectory &directory, const std::string &name) {
+    struct stat status;
+    if (fstatat(directory.descriptor(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
+        if (errno == ENOENT) {
+            return {};
+        }
+        throw systemFailure(directory.pathOf(name), errno);
+    }
+    return {kindOf(status.st_mode), markOf(status), status.st_nlink};
+}
+
 DirectoryLook lookAt(const StoreDirectory &directory) {
     DirectoryLook look;
     for (int position = 0; position < jorn::kSurveySize; ++position) {
-        look.files[static_cast<size_t>(position)] = entryOf(directory, dataFileName(position));
+        look.files[static_cast<size_t>(position)] = lookAtEntry(directory, dataFileName(position));
     }
     look.index = indexEntryOf(directory, kIndexName);
     look.backup = indexEntryOf(directory, kIndexBackupName);

@@ -20,9 +20,14 @@ struct Entry {
 
     Kind kind = Kind::Missing;
     FileMark mark;
+    nlink_t names = 0;  ///< Of the file, in whatever directories; no part of what is compared.
 
     bool isPresent() const { return kind != Kind::Missing; }
     bool isFile() const { return kind == Kind::File; }
+
+    /// What is wrong with the name of a file of the store that stands for something else: "is a link, ...".
+    /// Empty when there is none or it is a file.
+    std::string flaw() const;
 };
 
 bool operator==(const Entry &a, const Entry &b);
@@ -34,6 +39,9 @@ struct IndexEntry {
 
     /// The positions when the text is whole: one that lacks its end may be a longer number cut short.
     std::optional<IndexPositions> positions() const;
+
+    /// The same for positions that some ring can have, in a file.
+    std::optional<IndexPositions> usablePositions() const;
 
     /// Bytes that follow a whole text; the store passes over them.
     int64_t surplus() const;
@@ -51,6 +59,9 @@ struct DirectoryLook {
 };
 
 bool operator==(const DirectoryLook &a, const DirectoryLook &b);
+
+/// What bears a name. Throws Failure.
+Entry lookAtEntry(const StoreDirectory &directory, const std::string &name);
 
 /// Changes nothing, access times included where the system allows it. Throws Failure.
 DirectoryLook lookAt(const StoreDirectory &directory);

@@ -8,6 +8,7 @@
 #include "csvfile/file_summary.h"
 #include "log/ring_survey.h"
 #include "platform.h"
+#include "record/own_files.h"
 #include "registry/registry.h"
 #include "system/failure.h"
 
@@ -28,9 +29,10 @@ void runStoreTask() {
 
 LiveStore::LiveStore(const StoreDirectory &directory, const Settings &settings)
     : directory_(directory), check_(directory) {
+    const DirectoryLook former = lookAt(directory_);
     create(settings);
     try {
-        startChecking();
+        startChecking(former);
     } catch (...) {
         JORN_Destroy(handle_);
         throw;
@@ -50,8 +52,9 @@ void LiveStore::create(const Settings &settings) {
     object_ = FindObj(handle_);
 }
 
-/// Lets the store's own first item be written, so that everything from here on is the input's.
-void LiveStore::startChecking() {
+/// Lets the store's own first item be written, so that everything from here on is the input's. That it is in
+/// its file shows only there: the file is not what it was before.
+void LiveStore::startChecking(const DirectoryLook &former) {
     posixPortSettle();
     for (int passes = 0; waitingItems() > 0 && passes < jorn::kQueueMessages; ++passes) {
         runStoreTask();
@@ -61,12 +64,13 @@ void LiveStore::startChecking() {
     }
     runStoreTask();
     const int32_t position = currentPosition();
-    const off_t size = dataFileSize(directory_, position);
-    if (itemCount(position) == 0 || size == 0) {
+    const Entry file = lookAtEntry(directory_, dataFileName(position));
+    const bool isWritten = !(file == former.files[static_cast<size_t>(position)]);
+    if (itemCount(position) == 0 || file.mark.size == 0 || !isWritten) {
         throw writeFailure(directory_, dataFileName(wantedPosition()));
     }
     checkIndex();
-    check_.begin(position, size);
+    check_.begin(position, file.mark.size);
 }
 
 int32_t LiveStore::currentPosition() const { return jorn::ringPosition(*object_, object_->csv_latest); }
@@ -80,6 +84,7 @@ int32_t LiveStore::wantedPosition() const {
 int64_t LiveStore::itemCount(int32_t position) const { return object_->csv_info[position].itemCount; }
 
 void LiveStore::add(int level, int slot, const char *text) {
+    fillFile();
     if (waitingItems() >= jorn::kQueueMessages) {
         pass();
     }
@@ -89,12 +94,24 @@ void LiveStore::add(int level, int slot, const char *text) {
     }
 }
 
+/// A pass when the items that wait fill the file, so that none ever goes on into the next one without a look
+/// at that.
+void LiveStore::fillFile() {
+    const int64_t room = jorn::kCsvItemMax - itemCount(currentPosition());
+    if (room > 0 && waitingItems() >= room) {
+        pass();
+    }
+}
+
 /// A pass with items waiting. The store gives up an item when it cannot open a file for it, and tells
 /// nobody; the summaries tell.
 void LiveStore::pass() {
     const int waiting = waitingItems();
     const int32_t position = currentPosition();
     const int64_t count = itemCount(position);
+    if (wantedPosition() != position) {
+        refuseForeignFilesOfRotation(directory_, wantedPosition());
+    }
     runStoreTask();
     const int64_t stored = follow(position, count);
     if (stored == 0 || stored != waiting - waitingItems()) {
@@ -154,6 +171,8 @@ int64_t LiveStore::salvage() {
         salvagePass();
     }
     salvagePass();
+    // Where items still wait, of the file that was filled before them.
+    [[maybe_unused]] const bool ignored = check_.verify();
     return submitted_ - check_.confirmed();
 }
 

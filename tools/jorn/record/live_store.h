@@ -6,6 +6,7 @@
 
 #include <stdint.h>
 
+#include "log/directory_look.h"
 #include "log/store_directory.h"
 #include "record/stored_check.h"
 #include "registry/log_object.h"
@@ -46,8 +47,9 @@ public:
 
 private:
     void create(const Settings &settings);
-    void startChecking();
+    void startChecking(const DirectoryLook &former);
     void pass();
+    void fillFile();
     int64_t follow(int32_t formerPosition, int64_t formerCount);
     void salvagePass();
     void checkIndex() const;

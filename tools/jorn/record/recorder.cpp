@@ -8,13 +8,12 @@
 #include <chrono>
 #include <string>
 
-#include "diagnostics.h"
 #include "log/store_directory.h"
 #include "record/input.h"
 #include "record/item_splitter.h"
 #include "record/live_store.h"
+#include "record/preparation.h"
 #include "record/record_stats.h"
-#include "record/ring_fit.h"
 #include "system/failure.h"
 #include "system/stop_signals.h"
 
@@ -32,25 +31,6 @@ void sendModuleMessagesToStandardError() {
 void ignoreWriteSignals() {
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);
-}
-
-/// Makes the directory fit for the ring and tells the settings of the store over it.
-LiveStore::Settings prepare(const StoreDirectory &directory, const RecordOptions &options) {
-    const RingSurvey survey = surveyRing(directory);
-    const int files = chooseRingSize(directory, survey, options.files, options.mayShrink);
-    if (!survey.index && !survey.isFresh()) {
-        printMessage("warning: " + directory.path() +
-                     ": the index is missing or damaged: the store starts over at 0.csv");
-    }
-    const int changed = fitRing(directory, survey, files);
-    if (changed > 0) {
-        printMessage(directory.path() + ": " + std::to_string(changed) +
-                     " files renamed or deleted for a ring of " + std::to_string(files));
-    }
-    // In a fresh directory it is no news that there is no index and no file.
-    const int printLevel = options.printLevel.value_or(jorn::kPrintError);
-    const bool isQuiet = survey.isFresh() && !options.printLevel;
-    return {options.slots, files, isQuiet ? 0 : printLevel, printLevel};
 }
 
 /// Passes the input on until its end, counting its bytes.
@@ -116,7 +96,7 @@ void record(const RecordOptions &options) {
     const StoreDirectory directory = StoreDirectory::openForRecording(options.directory);
     Input input(STDIN_FILENO, &signals, options.keepsGoing);
     sendModuleMessagesToStandardError();
-    LiveStore store(directory, prepare(directory, options));
+    LiveStore store(directory, prepareDirectory(directory, options));
     ItemSplitter splitter(options.maySplit ? ItemSplitter::LongLine::Split : ItemSplitter::LongLine::Cut,
                           options.hasPrefixes, [&](std::optional<int> level, const char *text) {
                               store.add(level.value_or(options.level), options.slot, text);

@@ -20,7 +20,8 @@ struct RecordOptions {
     bool keepsGoing = false;
     bool maySplit = false;
     bool mayShrink = false;
-    bool hasPrefixes = false;  ///< Lines may tell their level by "<N>" at their begin.
+    std::string ifUnclear = "refuse";  ///< Or "aside": what becomes of a ring whose order cannot be told.
+    bool hasPrefixes = false;          ///< Lines may tell their level by "<N>" at their begin.
     bool hasStats = false;
     OutputOptions output;  ///< The form of the statistics.
     std::optional<int> printLevel;

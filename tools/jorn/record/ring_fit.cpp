@@ -3,15 +3,13 @@
 
 #include <errno.h>
 #include <stdio.h>
-#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <string>
 #include <vector>
 
-#include "record/stored_check.h"
-#include "store/index_file.h"
+#include "health/index_mending.h"
 #include "system/failure.h"
 
 namespace tool {
@@ -90,17 +88,23 @@ void moveFiles(const StoreDirectory &directory, std::vector<Move> moves, Layout 
     }
 }
 
-void writeIndex(const StoreDirectory &directory, const IndexPositions &positions) {
-    JORN_OBJ object = {};
-    strncpy(object.dirName, directory.shortName().c_str(), sizeof object.dirName - 1);
-    const int32_t status = jorn_UpdateCsvIndexFile(&object, positions.oldest, positions.latest);
-    const auto written = readIndex(directory);
-    if (status < 0 || !written || !(*written == positions)) {
-        throw writeFailure(directory, kIndexName);
-    }
+/// The store would delete a backup that a cut has left at its own rewrite, too.
+void replaceIndex(const StoreDirectory &directory, const IndexPositions &positions) {
+    writeIndex(directory, positions);
+    unlinkat(directory.descriptor(), kIndexBackupName, 0);
 }
 
 }  // namespace
+
+void refuseSmallerRing(const StoreDirectory &directory, const RingSurvey &survey,
+                       std::optional<int> requested, bool mayShrink) {
+    const int needed = survey.highestFile() + 1;
+    if (requested && *requested < needed && !mayShrink) {
+        refuse(directory.path() + ": holds a ring of " + std::to_string(needed) +
+               " files or more, and --files " + std::to_string(*requested) +
+               " may delete the oldest of them; give --shrink if that is meant");
+    }
+}
 
 int chooseRingSize(const StoreDirectory &directory, const RingSurvey &survey, std::optional<int> requested,
                    bool mayShrink) {
@@ -108,12 +112,7 @@ int chooseRingSize(const StoreDirectory &directory, const RingSurvey &survey, st
         return survey.hasWrapped() ? survey.smallestRing()
                                    : std::max(kDefaultRingSize, survey.smallestRing());
     }
-    const int needed = survey.highestFile() + 1;
-    if (*requested < needed && !mayShrink) {
-        refuse(directory.path() + ": holds a ring of " + std::to_string(needed) +
-               " files or more, and --files " + std::to_string(*requested) +
-               " may delete the oldest of them; give --shrink if that is meant");
-    }
+    refuseSmallerRing(directory, survey, requested, mayShrink);
     return *requested;
 }
 
@@ -125,7 +124,7 @@ int fitRing(const StoreDirectory &directory, const RingSurvey &survey, int ringS
     moveFiles(directory, moves, &layout);
     const int changed = deleted + static_cast<int>(moves.size());
     if (changed > 0) {
-        writeIndex(directory, {plan.oldest, plan.latest});
+        replaceIndex(directory, {plan.oldest, plan.latest});
     }
     return changed;
 }

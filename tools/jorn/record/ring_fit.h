@@ -13,9 +13,13 @@ namespace tool {
 /// Files of a new ring.
 inline constexpr int kDefaultRingSize = 10;
 
+/// Throws Failure when the request would make the ring smaller and that was not allowed.
+void refuseSmallerRing(const StoreDirectory &directory, const RingSurvey &survey,
+                       std::optional<int> requested, bool mayShrink);
+
 /// The ring size to record with. Without a request: that of the ring in the directory where it can be
-/// told, which is when it has come round or is larger than the default. Throws Failure when the request
-/// would make the ring smaller and that was not allowed.
+/// told, which is when it has come round or is larger than the default. Throws Failure as
+/// refuseSmallerRing().
 int chooseRingSize(const StoreDirectory &directory, const RingSurvey &survey, std::optional<int> requested,
                    bool mayShrink);
 

@@ -80,10 +80,6 @@ bool StoredCheck::verify() {
     return found == expected;
 }
 
-off_t dataFileSize(const StoreDirectory &directory, int position) {
-    return fileSize(directory, dataFileName(position));
-}
-
 Failure writeFailure(const StoreDirectory &directory, const std::string &fileName) {
     const int error = probeWrite(directory, fileSize(directory, fileName));
     const std::string message = directory.pathOf(fileName) + ": cannot be written";

@@ -43,9 +43,6 @@ private:
     int64_t confirmed_ = 0;
 };
 
-/// Size of a data file, 0 when there is none.
-off_t dataFileSize(const StoreDirectory &directory, int position);
-
 /// The failure of a file of the store that does not take what is written to it, with the reason where one
 /// can be found: the store itself does not keep it.
 Failure writeFailure(const StoreDirectory &directory, const std::string &fileName);

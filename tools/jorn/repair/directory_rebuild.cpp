@@ -17,6 +17,7 @@
 #include "log/regular_file.h"
 #include "repair/file_mending.h"
 #include "system/failure.h"
+#include "system/file_access.h"
 #include "system/file_replacement.h"
 #include "system/temporary.h"
 
@@ -24,8 +25,6 @@ namespace tool {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr mode_t kPermissions = 07777;
 
 std::string realPath(const std::string &path) {
     const std::unique_ptr<char, decltype(&free)> resolved(realpath(path.c_str(), nullptr), &free);
@@ -62,13 +61,11 @@ struct stat statusOf(int fd, const std::string &path) {
     return status;
 }
 
-/// Owner, permissions and times. Another owner can be given by the superuser only, and the copy is as good
-/// without.
+/// Owner, permissions and times.
 void copyAttributes(int to, const struct stat &status, const std::string &path) {
-    const int owned = fchown(to, status.st_uid, status.st_gid);
+    giveAccess(to, accessOf(status), path);
     const timespec times[2] = {status.st_atim, status.st_mtim};
-    if ((owned < 0 && errno != EPERM) || fchmod(to, status.st_mode & kPermissions) < 0 ||
-        futimens(to, times) < 0) {
+    if (futimens(to, times) < 0) {
         throw systemFailure(path, errno);
     }
 }

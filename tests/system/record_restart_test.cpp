@@ -1,0 +1,287 @@
+// SPDX-License-Identifier: Apache-2.0
+// `jorn record`, started again on what a crash or foreign hands left, before anybody has looked.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "damaged_log.h"
+
+namespace test {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+constexpr char kStart[] = "Log start init!";
+
+class RecordRestartTest : public DamagedLogTest {
+protected:
+    static constexpr int kRing = 4;
+
+    Outcome record(std::vector<std::string> options = {}, const std::string &input = "") const {
+        options.insert(options.begin(), {"record", "log"});
+        return jorn(options, {input, "", {}, {}});
+    }
+
+    void remove(const std::string &name) const { fs::remove(path(name)); }
+
+    /// Its newest file is at 1.
+    void makeRingThatCameRound() const { writeFiles({2, 3, 0, 1}); }
+
+    void makeRingNotComeRound() const { writeFiles({0, 1, 2}); }
+
+    /// The log holds these items, then those of this start, all of them in view.
+    void expectInView(std::vector<std::string> texts, const std::vector<std::string> &input) const {
+        texts.emplace_back(kStart);
+        texts.insert(texts.end(), input.begin(), input.end());
+        EXPECT_TRUE(textsInRange(kRing) == texts);
+        EXPECT_THAT(jorn({"count", "log"}).out, HasSubstr(" " + std::to_string(texts.size()) + "\n"));
+    }
+
+    void expectMended(const Outcome &run, const std::string &flaw, const std::string &positions,
+                      const std::string &kept) const {
+        EXPECT_EQ(run.status, 0);
+        EXPECT_THAT(run.err, StartsWith("jorn: log: index.csv " + flaw + ": written anew as " + positions +
+                                        ", because "));
+        EXPECT_THAT(run.err, ::testing::EndsWith(kept + "\n"));
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+        EXPECT_EQ(check().status, 0) << check().out;
+    }
+
+    void expectRefused(const std::vector<std::string> &options, const std::string &why) const {
+        const std::string before = stateOf(path("log"));
+        const Outcome run = record(options, "new\n");
+        EXPECT_EQ(run.status, 3);
+        EXPECT_THAT(run.err, HasSubstr(why));
+        EXPECT_TRUE(stateOf(path("log")) == before);
+    }
+};
+
+TEST_F(RecordRestartTest, Record_IndexEmptied_EveryItemStaysInView) {
+    makeRingThatCameRound();
+    write("log/index.csv", "");
+    expectMended(record({"--files", "4"}, "new\n"), "was empty", "2,1",
+                 "; index.csv.lost keeps the former one");
+    expectInView(itemTexts(1, 40), {"new"});
+    EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
+    EXPECT_EQ(read("log/index.csv.lost"), "");
+}
+
+TEST_F(RecordRestartTest, Record_IndexEmptiedAfterARecording_EveryItemStaysInView) {
+    ASSERT_EQ(record({"--files", "4"}, numberedLines("line", 15901)).status, 0);
+    write("log/index.csv", "");
+    const Outcome run = record({"--files", "4"});
+    EXPECT_EQ(run.status, 0);
+    auto texts = numberedTexts("line", 1, 15901);
+    texts.insert(texts.begin(), kStart);
+    expectInView(texts, {});
+}
+
+TEST_F(RecordRestartTest, Record_IndexGone_EveryItemStaysInView) {
+    makeRingThatCameRound();
+    expectMended(record({}, "new\n"), "was missing", "2,1", " is not full, as the newest is");
+    expectInView(itemTexts(1, 40), {"new"});
+    EXPECT_FALSE(exists("log/index.csv.lost"));
+}
+
+TEST_F(RecordRestartTest, Record_IndexHalfWritten_EveryItemStaysInView) {
+    for (const char *text :
+         {"version:1\n", "version:1\n2", "version:1\n2,1", "vers", "version:1\n99999999999,0\n"}) {
+        makeRingThatCameRound();
+        write("log/index.csv", text);
+        expectMended(record({"--files", "4"}, "new\n"), "was not whole", "2,1",
+                     "; index.csv.lost keeps the former one");
+        expectInView(itemTexts(1, 40), {"new"});
+        EXPECT_EQ(read("log/index.csv.lost"), text);
+    }
+}
+
+TEST_F(RecordRestartTest, Record_IndexNamesWhatNoRingHas_EveryItemStaysInView) {
+    for (const char *positions : {"-1,2", "0,90", "5,200"}) {
+        makeRingThatCameRound();
+        writeIndex(positions);
+        expectMended(record({"--files", "4"}, "new\n"), "was beyond any ring", "2,1",
+                     "; index.csv.lost keeps the former one");
+        expectInView(itemTexts(1, 40), {"new"});
+    }
+}
+
+TEST_F(RecordRestartTest, Record_IndexEmptiedRingNotComeRound_EveryItemStaysInView) {
+    for (const char *files : {"4", "10"}) {
+        makeRingNotComeRound();
+        write("log/index.csv", "");
+        expectMended(record({"--files", files}, "new\n"), "was empty", "0,2",
+                     "; index.csv.lost keeps the former one");
+        expectInView(itemTexts(1, 30), {"new"});
+    }
+}
+
+/// The full ring is to become larger by the same start.
+TEST_F(RecordRestartTest, Record_IndexEmptiedAndRingEnlarged_EveryItemStaysInView) {
+    makeRingThatCameRound();
+    write("log/index.csv", "");
+    const Outcome run = record({"--files", "10"}, "new\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.err, HasSubstr("written anew as 2,1"));
+    EXPECT_EQ(read("log/index.csv"), "version:1\n8,1\n");
+    auto texts = itemTexts(1, 40);
+    texts.insert(texts.end(), {kStart, "new"});
+    EXPECT_TRUE(textsInRange(10) == texts);
+}
+
+TEST_F(RecordRestartTest, Record_SmallerRingAndIndexLost_RefusedAndNothingChanged) {
+    makeRingThatCameRound();
+    const std::string before = stateOf(path("log"));
+    EXPECT_EQ(record({"--files", "3"}).status, 2);
+    EXPECT_TRUE(stateOf(path("log")) == before);
+}
+
+/// What a kill in the rewrite of the index leaves, wherever the newest file is.
+class RecordCutRingTest : public RecordRestartTest, public ::testing::WithParamInterface<int> {};
+
+TEST_P(RecordCutRingTest, Record_EmptyIndexBesideWholeBackup_EveryItemStaysInView) {
+    makeCutRing(kRing, GetParam());
+    const std::string backup = read("log/index.bak");
+    const Outcome run = record({"--files", "4"}, "new\n");
+    const std::string oldest = std::to_string((GetParam() + 2) % kRing);
+    expectMended(run, "was empty", oldest + "," + std::to_string(GetParam()),
+                 "; index.csv.lost and index.bak.lost keep the former ones");
+    expectInView(itemTexts(1, 3 * kFull), {"new"});
+    EXPECT_EQ(read("log/index.bak.lost"), backup);
+    EXPECT_FALSE(exists("log/index.bak"));
+}
+
+/// Times say nothing here, and would mislead where the clock was set back: that the file after the backup's
+/// newest has just been begun says enough.
+TEST_P(RecordCutRingTest, Record_ClockWasSetBack_BackupIsBelieved) {
+    makeCutRing(kRing, GetParam());
+    const int newest = GetParam();
+    write(fileName(newest), items(1, kFull));
+    const Outcome run = record({"--files", "4"}, "new\n");
+    EXPECT_THAT(run.err, HasSubstr("because index.bak names " + read("log/index.bak.lost").substr(10, 3) +
+                                   ", and the file after its newest was just begun"));
+    auto texts = itemTexts(1, 2 * kFull);
+    const auto last = itemTexts(1, kFull);
+    texts.insert(texts.end(), last.begin(), last.end());
+    expectInView(texts, {"new"});
+}
+
+INSTANTIATE_TEST_SUITE_P(Latest, RecordCutRingTest, ::testing::Range(0, 4));
+
+TEST_F(RecordRestartTest, Record_CutInRingNotComeRound_EveryItemStaysInView) {
+    for (const std::vector<std::string> &options :
+         {std::vector<std::string>{}, {"--files", "4"}, {"--files", "10"}}) {
+        writeFiles({0, 1, 2}, kFull);
+        write(fileName(3), "");
+        write("log/index.csv", "version:1\n0");
+        write("log/index.bak", "version:1\n0,2\n");
+        EXPECT_EQ(record(options, "new\n").status, 0);
+        expectInView(itemTexts(1, 3 * kFull), {"new"});
+        EXPECT_EQ(check().status, 0) << check().out;
+        fs::remove_all(path("log"));
+        makeDirectory("log");
+    }
+}
+
+/// The store itself goes on from such a backup; but not where the ring has moved on since.
+TEST_F(RecordRestartTest, Record_OnlyAnOldBackup_ItemsThatItLeavesOutStayInView) {
+    makeRingNotComeRound();
+    write("log/index.bak", "version:1\n0,1\n");
+    expectMended(record({"--files", "4"}, "new\n"), "was missing", "0,2",
+                 "; index.bak.lost keeps the former backup");
+    expectInView(itemTexts(1, 30), {"new"});
+}
+
+TEST_F(RecordRestartTest, Record_WholeIndexOfAClearedLog_IsBelieved) {
+    writeFiles({3, 0, 1}, kFull);
+    write(fileName(2), items(1, 20));
+    writeIndex("2,2");
+    const Outcome run = record({"--files", "4"}, "new\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(read("log/index.csv"), "version:1\n2,2\n");
+}
+
+TEST_F(RecordRestartTest, Record_DamagedIndexAndNoFile_Begins) {
+    write("log/index.csv", "version:");
+    const Outcome run = record({}, "new\n");
+    EXPECT_EQ(run.err, "");
+    EXPECT_THAT(textsIn(fileName(0)), ElementsAre(kStart, "new"));
+}
+
+TEST_F(RecordRestartTest, Record_EvidenceUnclear_RefusedAndNothingChanged) {
+    for (const int position : {0, 1, 2}) {
+        write(fileName(position), dataLine(kFirstTime, 1, 0, "same"));
+    }
+    write("log/index.csv", "");
+    expectRefused(
+        {},
+        "jorn: log: index.csv is empty, and the times of all files are equal, and more or fewer than one "
+        "of them looks like the newest; nothing was changed. `jorn repair --oldest A --latest B log` "
+        "decides; --if-unclear aside puts the files aside\n");
+    expectRefused({"--if-unclear", "refuse"}, "nothing was changed");
+}
+
+TEST_F(RecordRestartTest, Record_FilesWouldHaveToMove_RefusedAndNothingChanged) {
+    writeFiles({0, 2, 3}, kFull);
+    expectRefused({},
+                  "jorn: log: index.csv is missing, and files would have to change their places; nothing was "
+                  "changed. `jorn repair log` shows how; --if-unclear aside puts the files aside\n");
+}
+
+TEST_F(RecordRestartTest, Record_OtherValueOfIfUnclear_Refused) {
+    EXPECT_EQ(record({"--if-unclear", "guess"}).status, 2);
+}
+
+/// The name of what is kept may be taken by anything.
+TEST_F(RecordRestartTest, Record_KeptNameIsTaken_ReplacedOrRefused) {
+    makeRingThatCameRound();
+    write("log/index.csv", "second");
+    write("log/index.csv.lost", "first");
+    write("elsewhere", "other");
+    ASSERT_EQ(record().status, 0);
+    EXPECT_EQ(read("log/index.csv.lost"), "second");
+    fs::remove(path("log/index.csv.lost"));
+    fs::create_symlink(path("elsewhere"), path("log/index.csv.lost"));
+    write("log/index.csv", "third");
+    ASSERT_EQ(record().status, 0);
+    EXPECT_EQ(read("elsewhere"), "other");
+    EXPECT_EQ(read("log/index.csv.lost"), "third");
+    fs::remove(path("log/index.csv.lost"));
+    makeDirectory("log/index.csv.lost");
+    write("log/index.csv", "fourth");
+    const Outcome run = record();
+    EXPECT_EQ(run.status, 4);
+    EXPECT_THAT(run.err, StartsWith("jorn: log/index.csv.lost: "));
+    EXPECT_EQ(read("log/index.csv"), "fourth");
+}
+
+/// Appending fails, and so does all else.
+TEST_F(RecordRestartTest, Record_FileMayNotBeWrittenAndNoInput_Fails) {
+    writeFiles({0}, 3);
+    writeIndex("0,0");
+    for (const char *name : {"log/0.csv", "log/index.csv"}) {
+        ASSERT_EQ(chmod(path(name).c_str(), 0444), 0);
+    }
+    ASSERT_EQ(chmod(path("log").c_str(), 0555), 0);
+    Setting setting;
+    setting.obeysPermissions = true;
+    const std::string before = stateOf(path("log"));
+    const Outcome run = jorn({"record", "log"}, setting);
+    if (run.status == 126) {
+        GTEST_SKIP() << "root's rights cannot be laid down here";
+    }
+    EXPECT_EQ(run.status, 4);
+    EXPECT_THAT(run.err, HasSubstr("jorn: log/0.csv: cannot be written"));
+    EXPECT_TRUE(stateOf(path("log")) == before);
+    ASSERT_EQ(chmod(path("log").c_str(), 0755), 0);
+}
+
+}  // namespace
+}  // namespace test

@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "health/index_mending.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "system/failure.h"
+#include "system/file_replacement.h"
+
+namespace tool {
+namespace {
+
+constexpr char kKeptSuffix[] = ".lost";
+
+/// Positions of the files that are not empty.
+std::vector<int> filledFiles(const DirectoryLook &look) {
+    std::vector<int> filled;
+    for (int position = 0; position < jorn::kSurveySize; ++position) {
+        const Entry &entry = look.files[static_cast<size_t>(position)];
+        if (entry.isPresent() && entry.mark.size > 0) {
+            filled.push_back(position);
+        }
+    }
+    return filled;
+}
+
+bool holdsAll(const IndexPositions &range, const std::vector<int> &files) {
+    const int ringSize = std::max({files.back(), range.oldest, range.latest}) + 1;
+    const std::vector<int> inside = positionsInRange(range, ringSize);
+    return std::all_of(files.begin(), files.end(), [&inside](int position) {
+        return std::find(inside.begin(), inside.end(), position) != inside.end();
+    });
+}
+
+/// Whether the store's start goes by what the rewrites of the index have left. Where only the backup is
+/// there, it becomes the index, which is right unless the ring has moved on since.
+bool isGoodEnough(const DirectoryLook &look) {
+    const std::vector<int> filled = filledFiles(look);
+    if (filled.empty()) {
+        return true;
+    }
+    if (look.index.entry.isPresent()) {
+        return look.index.usablePositions().has_value();
+    }
+    const auto backup = look.backup.usablePositions();
+    return backup && holdsAll(*backup, filled);
+}
+
+std::string flawOf(const IndexEntry &index) {
+    if (!index.entry.isPresent()) {
+        return "missing";
+    }
+    if (index.entry.mark.size == 0) {
+        return "empty";
+    }
+    return index.positions() ? "beyond any ring" : "not whole";
+}
+
+std::string keptText(const DirectoryLook &look) {
+    if (look.index.entry.isPresent() && look.backup.entry.isPresent()) {
+        return "index.csv.lost and index.bak.lost keep the former ones";
+    }
+    if (look.index.entry.isPresent()) {
+        return "index.csv.lost keeps the former one";
+    }
+    return look.backup.entry.isPresent() ? "index.bak.lost keeps the former backup" : "";
+}
+
+/// Files without items that are in the way do not count: the store's start moves them, and loses nothing.
+bool keepsItems(const Diagnosis &diagnosis) {
+    return diagnosis.placement && diagnosis.placement->moves.empty();
+}
+
+bool isCertain(const Diagnosis &diagnosis) { return diagnosis.order.isKnown() && keepsItems(diagnosis); }
+
+IndexMending decide(const Diagnosis &diagnosis, const std::string &path) {
+    IndexMending mending;
+    mending.flaw = flawOf(diagnosis.look.index);
+    mending.kept = keptText(diagnosis.look);
+    mending.reason = diagnosis.order.evidence;
+    const RingOrder::Source source = diagnosis.order.source;
+    if (source == RingOrder::Source::Index || source == RingOrder::Source::Cleared) {
+        return mending;
+    }
+    if (isCertain(diagnosis)) {
+        mending.kind = IndexMending::Kind::Write;
+        mending.positions = diagnosis.placement->positions;
+        return mending;
+    }
+    mending.kind = IndexMending::Kind::Unclear;
+    mending.advice = "`jorn repair --oldest A --latest B " + path + "` decides";
+    if (diagnosis.order.isKnown()) {
+        mending.reason = "files would have to change their places";
+        mending.advice = "`jorn repair " + path + "` shows how";
+    }
+    return mending;
+}
+
+/// The size that is asked for may be that of the ring, or one that it is to get. What is read is judged by
+/// the former if that leads to anything, else by what the files show.
+void judgeBySize(std::optional<int> ringSize, Diagnosis *diagnosis) {
+    if (ringSize && *ringSize > diagnosis->facts.ringSize) {
+        Diagnosis larger = *diagnosis;
+        judge({ringSize, std::nullopt}, &larger);
+        if (isCertain(larger)) {
+            *diagnosis = larger;
+        }
+    }
+}
+
+std::string keptName(const char *name) { return std::string(name) + kKeptSuffix; }
+
+/// Gives the index a second name, so that it never lacks its own.
+void keepIndex(const StoreDirectory &directory) {
+    const int fd = directory.descriptor();
+    const std::string kept = keptName(kIndexName);
+    unlinkat(fd, kept.c_str(), 0);
+    int result = linkat(fd, kIndexName, fd, kept.c_str(), 0);
+    if (result < 0 && (errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS)) {
+        // A file system without second names. A cut here leaves no index, which is found again likewise.
+        result = renameat(fd, kIndexName, fd, kept.c_str());
+    }
+    if (result < 0 && errno != ENOENT) {
+        throw systemFailure(directory.pathOf(kept), errno);
+    }
+}
+
+/// Once the index is whole, the backup must not be taken for it any more.
+void keepBackup(const StoreDirectory &directory) {
+    const int fd = directory.descriptor();
+    const std::string kept = keptName(kIndexBackupName);
+    if (renameat(fd, kIndexBackupName, fd, kept.c_str()) < 0 && errno != ENOENT) {
+        throw systemFailure(directory.pathOf(kept), errno);
+    }
+}
+
+}  // namespace
+
+bool isIndexLost(const StoreDirectory &directory) { return !isGoodEnough(lookAt(directory)); }
+
+IndexMending planIndexMending(const StoreDirectory &directory, std::optional<int> ringSize) {
+    if (!isIndexLost(directory)) {
+        return {};
+    }
+    Diagnosis diagnosis = diagnose(directory, {});
+    if (!diagnosis.isSteady || !diagnosis.growing.empty()) {
+        throw Failure(directory.path() + ": is being written; stop its writer first");
+    }
+    judgeBySize(ringSize, &diagnosis);
+    return decide(diagnosis, directory.path());
+}
+
+void writeIndex(const StoreDirectory &directory, const IndexPositions &positions) {
+    replaceFile(directory.descriptor(), kIndexName, directory.pathOf(kIndexName), indexTextOf(positions));
+}
+
+void mendIndex(const StoreDirectory &directory, const IndexPositions &positions) {
+    keepIndex(directory);
+    writeIndex(directory, positions);
+    keepBackup(directory);
+    syncNames(directory.descriptor());
+}
+
+}  // namespace tool

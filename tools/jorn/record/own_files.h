@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+// What bears the names of the store's files, looked at before the store opens them to write: it writes to
+// whatever they lead to.
+#ifndef JORN_TOOLS_OWN_FILES_H
+#define JORN_TOOLS_OWN_FILES_H
+
+#include "log/store_directory.h"
+
+namespace tool {
+
+/// Throws Failure where a name of the index, its backup or a data file is that of a link, a directory or a
+/// device, or a data file has another name elsewhere.
+void refuseForeignFiles(const StoreDirectory &directory);
+
+/// The same for all that the store writes when it moves on to the file of a position.
+void refuseForeignFilesOfRotation(const StoreDirectory &directory, int position);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "record/preparation.h"
+
+#include <time.h>
+
+#include <string>
+
+#include "diagnostics.h"
+#include "health/index_mending.h"
+#include "log/ring_survey.h"
+#include "record/own_files.h"
+#include "record/putting_aside.h"
+#include "record/ring_fit.h"
+#include "record/torn_line.h"
+#include "system/failure.h"
+
+namespace tool {
+namespace {
+
+void tell(const StoreDirectory &directory, const std::string &what) {
+    printMessage(directory.path() + ": " + what);
+}
+
+void finishFormerStart(const StoreDirectory &directory) {
+    const auto aside = finishPuttingAside(directory);
+    if (aside) {
+        tell(directory,
+             "the files that a former start began to put aside are in " + directory.pathOf(*aside));
+    }
+}
+
+[[noreturn]] void refuseUnclear(const StoreDirectory &directory, const IndexMending &mending) {
+    throw Failure(directory.path() + ": index.csv is " + mending.flaw + ", and " + mending.reason +
+                      "; nothing was changed. " + mending.advice +
+                      "; --if-unclear aside puts the files aside",
+                  kExitDamage);
+}
+
+void putUnclearAside(const StoreDirectory &directory, const IndexMending &mending) {
+    const std::string name = putAside(directory, time(nullptr));
+    tell(directory, "index.csv was " + mending.flaw + ", and " + mending.reason + ": the files are in " +
+                        directory.pathOf(name) + " now, and the log begins anew");
+}
+
+void mendLostIndex(const StoreDirectory &directory, const IndexMending &mending) {
+    mendIndex(directory, mending.positions);
+    tell(directory, "index.csv was " + mending.flaw + ": written anew as " + textOf(mending.positions) +
+                        ", because " + mending.reason + (mending.kept.empty() ? "" : "; " + mending.kept));
+}
+
+/// Before the store takes a lost index for that of a new log, and writes over what is there.
+void seeToIndex(const StoreDirectory &directory, const RecordOptions &options) {
+    const IndexMending mending = planIndexMending(directory, options.files);
+    switch (mending.kind) {
+        case IndexMending::Kind::None:
+            break;
+        case IndexMending::Kind::Write:
+            mendLostIndex(directory, mending);
+            break;
+        case IndexMending::Kind::Unclear:
+            options.ifUnclear == "aside" ? putUnclearAside(directory, mending)
+                                         : refuseUnclear(directory, mending);
+            break;
+    }
+}
+
+/// Returns the size of the ring.
+int fitToRing(const StoreDirectory &directory, const RingSurvey &survey, const RecordOptions &options) {
+    const int files = chooseRingSize(directory, survey, options.files, options.mayShrink);
+    const int changed = fitRing(directory, survey, files);
+    if (changed > 0) {
+        printMessage(directory.path() + ": " + std::to_string(changed) +
+                     " files renamed or deleted for a ring of " + std::to_string(files));
+    }
+    return files;
+}
+
+/// Of the file that the store goes on with, and of no other: the store appends to none but that.
+void endLastLine(const StoreDirectory &directory, const RingSurvey &survey, int files) {
+    const std::string done = endTornLine(directory, survey.planFor(files).latest);
+    if (!done.empty()) {
+        printMessage(done);
+    }
+}
+
+/// In a fresh directory it is no news that there is no index and no file.
+LiveStore::Settings settingsFor(const RingSurvey &survey, int files, const RecordOptions &options) {
+    const int printLevel = options.printLevel.value_or(jorn::kPrintError);
+    const bool isQuiet = survey.isFresh() && !options.printLevel;
+    return {options.slots, files, isQuiet ? 0 : printLevel, printLevel};
+}
+
+}  // namespace
+
+LiveStore::Settings prepareDirectory(const StoreDirectory &directory, const RecordOptions &options) {
+    jorn_SetDebugPrintLevel(0);  // What is read here is told here, not by the module's parser.
+    refuseForeignFiles(directory);
+    refuseSmallerRing(directory, surveyRing(directory), options.files, options.mayShrink);
+    finishFormerStart(directory);
+    seeToIndex(directory, options);
+    const RingSurvey survey = surveyRing(directory);
+    const int files = fitToRing(directory, survey, options);
+    endLastLine(directory, survey, files);
+    return settingsFor(survey, files, options);
+}
+
+}  // namespace tool

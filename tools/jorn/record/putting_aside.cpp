@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "record/putting_aside.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "health/index_mending.h"
+#include "log/aside.h"
+#include "module_limits.h"
+#include "system/failure.h"
+#include "system/file_replacement.h"
+
+namespace tool {
+namespace {
+
+bool isTaken(const StoreDirectory &directory, const std::string &name) {
+    return faccessat(directory.descriptor(), name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+/// As who may do what with the log's own directory. Returns false when the name is taken.
+bool makeLike(const StoreDirectory &directory, const std::string &name) {
+    struct stat status;
+    if (fstat(directory.descriptor(), &status) < 0) {
+        throw systemFailure(directory.path(), errno);
+    }
+    if (mkdirat(directory.descriptor(), name.c_str(), 0700) < 0) {
+        if (errno == EEXIST) {
+            return false;
+        }
+        throw systemFailure(directory.pathOf(name), errno);
+    }
+    const Descriptor made(
+        openat(directory.descriptor(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!made.isOpen()) {
+        throw systemFailure(directory.pathOf(name), errno);
+    }
+    giveAccess(made.get(), {status.st_uid, status.st_gid, status.st_mode & 0777}, directory.pathOf(name));
+    return true;
+}
+
+/// Returns the name of the directory that is to be filled.
+std::string begin(const StoreDirectory &directory, time_t now) {
+    for (int number = 1;; ++number) {
+        const std::string name = asideName(now, number);
+        const std::string unfinished = unfinishedAsideName(name);
+        if (!isTaken(directory, name) && makeLike(directory, unfinished)) {
+            syncNames(directory.descriptor());
+            return unfinished;
+        }
+    }
+}
+
+/// In an order in which no cut leaves the rest with an index that the store would go by: of two that are
+/// damaged or left from a cut, the backup could be whole.
+std::vector<std::string> namesOfRing() {
+    std::vector<std::string> names = {kIndexBackupName, kIndexName};
+    for (int position = 0; position < jorn::kCsvNumMax; ++position) {
+        names.push_back(dataFileName(position));
+    }
+    return names;
+}
+
+/// Never over anything: a file of that name there is one that was put aside before.
+void moveIfPresent(const StoreDirectory &directory, const std::string &name, int target,
+                   const std::string &shown) {
+    const int fd = directory.descriptor();
+    int result = renameat2(fd, name.c_str(), target, name.c_str(), RENAME_NOREPLACE);
+    if (result < 0 && (errno == EINVAL || errno == ENOSYS)) {
+        // A file system that cannot refuse by itself.
+        const bool isThere = faccessat(target, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+        errno = EEXIST;
+        result = isThere ? -1 : renameat(fd, name.c_str(), target, name.c_str());
+    }
+    if (result < 0 && errno != ENOENT) {
+        throw systemFailure(shown + "/" + name, errno);
+    }
+}
+
+void moveRing(const StoreDirectory &directory, const std::string &unfinished) {
+    const std::string shown = directory.pathOf(unfinished);
+    const Descriptor target(
+        openat(directory.descriptor(), unfinished.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!target.isOpen()) {
+        throw systemFailure(shown, errno);
+    }
+    for (const std::string &name : namesOfRing()) {
+        moveIfPresent(directory, name, target.get(), shown);
+    }
+    syncNames(target.get());
+    syncNames(directory.descriptor());
+}
+
+/// Returns the name that it has got.
+std::string finish(const StoreDirectory &directory, const std::string &unfinished) {
+    const std::string first = finishedAsideName(unfinished);
+    std::string name = first;
+    for (int number = 2; isTaken(directory, name); ++number) {
+        name = first + "-" + std::to_string(number);
+    }
+    const int fd = directory.descriptor();
+    if (renameat(fd, unfinished.c_str(), fd, name.c_str()) < 0) {
+        throw systemFailure(directory.pathOf(unfinished), errno);
+    }
+    syncNames(fd);
+    return name;
+}
+
+}  // namespace
+
+std::string putAside(const StoreDirectory &directory, time_t now) {
+    const std::string unfinished = begin(directory, now);
+    moveRing(directory, unfinished);
+    return finish(directory, unfinished);
+}
+
+std::optional<std::string> finishPuttingAside(const StoreDirectory &directory) {
+    std::optional<std::string> name;
+    for (const std::string &unfinished : asidesIn(directory).unfinished) {
+        if (isIndexLost(directory)) {
+            moveRing(directory, unfinished);
+        }
+        name = finish(directory, unfinished);
+    }
+    return name;
+}
+
+}  // namespace tool
