@@ -11,6 +11,7 @@
 #include <array>
 #include <memory>
 
+#include "log/aside.h"
 #include "log/regular_file.h"
 #include "module_limits.h"
 #include "system/failure.h"
@@ -173,6 +174,8 @@ DirectoryLook lookAt(const StoreDirectory &directory) {
     for (const std::string &name : namesIn(directory)) {
         if (looksLikeDataFile(name) && !dataFilePosition(name)) {
             look.otherNames.push_back(name);
+        } else if (isAsideName(name)) {
+            look.asides.push_back(name);
         }
     }
     return look;

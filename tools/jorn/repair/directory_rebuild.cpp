@@ -14,6 +14,8 @@
 #include <memory>
 #include <system_error>
 
+#include "log/aside.h"
+#include "log/directory_look.h"
 #include "repair/file_mending.h"
 #include "system/failure.h"
 
@@ -136,6 +138,7 @@ public:
         syncDirectory(parentOf(staging_.path()));
         options_.afterStep();
         changePlaces();
+        carryAsides();
         for (const int position : plan_.mended) {
             listCutLines(position);
             options_.afterStep();
@@ -170,8 +173,19 @@ private:
             copyFile(name, *target, status);
         } else if (S_ISLNK(status.st_mode)) {
             fs::copy_symlink(fs::path(real_) / name, fs::path(staging_.path()) / *target);
-        } else {
+        } else if (!S_ISDIR(status.st_mode) || !isAsideName(name)) {
             throw Failure(directory_.pathOf(name) + ": is no file; move it elsewhere first");
+        }
+    }
+
+    /// Rings that were put aside stay in the log's directory. A cut here leaves some in the backup.
+    void carryAsides() const {
+        for (const std::string &name : namesIn(directory_)) {
+            const bool isDirectory = lookAtEntry(directory_, name).kind == Entry::Kind::Directory;
+            if (isDirectory && isAsideName(name) &&
+                renameat(directory_.descriptor(), name.c_str(), staging_.descriptor(), name.c_str()) < 0) {
+                throw systemFailure(options_.backup + "/" + name, errno);
+            }
         }
     }
 
