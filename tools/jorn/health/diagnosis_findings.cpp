@@ -79,6 +79,11 @@ private:
             add(Severity::Note, "left-over", name, 0, "is left of a command that was cut short",
                 "the next one that writes there removes it");
         }
+        for (const std::string &name : diagnosis_.look.asides) {
+            add(Severity::Note, "aside", name, 0,
+                "holds a ring that was put aside, as its order is not known",
+                "`jorn check` and `jorn repair` take it for DIR");
+        }
     }
 
     void tellIndex() {

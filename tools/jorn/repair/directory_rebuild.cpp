@@ -14,6 +14,8 @@
 #include <memory>
 #include <system_error>
 
+#include "log/aside.h"
+#include "log/directory_look.h"
 #include "log/regular_file.h"
 #include "repair/file_mending.h"
 #include "system/failure.h"
@@ -126,6 +128,7 @@ public:
         syncDirectory(parentOf(options_.backup));
         options_.afterStep();
         changePlaces();
+        carryAsides();
         for (const int position : plan_.mended) {
             listCutLines(position);
             options_.afterStep();
@@ -156,7 +159,8 @@ private:
 
     void copyEntry(const std::string &name) const {
         const std::optional<std::string> target = targetOf(name);
-        if (!target || name == kIndexName || name == kIndexBackupName || isTemporaryName(name)) {
+        if (!target || name == kIndexName || name == kIndexBackupName || isTemporaryName(name) ||
+            isAside(name)) {
             return;
         }
         // What is looked at is what was opened, whatever bears the name by now.
@@ -178,6 +182,20 @@ private:
             readlinkat(directory_.descriptor(), name.c_str(), target.data(), target.size() - 1);
         if (length < 0 || symlinkat(target.c_str(), staging_.descriptor(), name.c_str()) < 0) {
             throw systemFailure(directory_.pathOf(name), errno);
+        }
+    }
+
+    bool isAside(const std::string &name) const {
+        return isAsideName(name) && lookAtEntry(directory_, name).kind == Entry::Kind::Directory;
+    }
+
+    /// Rings that were put aside stay in the log's directory. A cut here leaves some in the backup.
+    void carryAsides() const {
+        for (const std::string &name : namesIn(directory_)) {
+            if (isAside(name) &&
+                renameat(directory_.descriptor(), name.c_str(), staging_.descriptor(), name.c_str()) < 0) {
+                throw systemFailure(options_.backup + "/" + name, errno);
+            }
         }
     }
 
