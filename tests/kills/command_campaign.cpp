@@ -220,9 +220,9 @@ void makeLog(const std::string &root, const RingState &state) {
 }
 
 std::vector<Command> commands() {
-    const auto whole = [](const std::string &root) { makeLog(root, wholeRing()); };
+    const auto whole = [](const std::string &root) { makeLog(root, smallRing()); };
     const auto withFormerExport = [](const std::string &root) {
-        makeLog(root, wholeRing());
+        makeLog(root, smallRing());
         std::ofstream(root + "/out/x.csv") << "former";
     };
     const auto exportTo = [](const std::string &file) {

@@ -129,9 +129,19 @@ KilledRun runKilled(const std::vector<std::string> &arguments, const std::string
     return result;
 }
 
+bool RunShape::isAmongMany(size_t at) const {
+    const auto isSame = [&](size_t other) {
+        return other < changes.size() && changes[other].isWrite() && changes[other].path == changes[at].path;
+    };
+    return isSame(at) && isSame(at - 1) && isSame(at - 2) && isSame(at + 1) && isSame(at + 2) && at % 16 != 0;
+}
+
 std::vector<KillPoint> RunShape::everyPoint() const {
     std::vector<KillPoint> points;
     for (size_t at = 0; at < changes.size(); ++at) {
+        if (isAmongMany(at)) {
+            continue;
+        }
         points.push_back({KillPoint::Kind::BeforeCall, at, 0});
         const size_t size = changes[at].isWrite() ? changes[at].bytes.size() : 0;
         size_t last = 0;

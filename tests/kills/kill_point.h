@@ -40,13 +40,18 @@ KilledRun runKilled(const std::vector<std::string> &arguments, const std::string
                     const std::string &root, const std::optional<KillPoint> &point);
 
 /// What an undisturbed run does, to choose moments from.
-struct RunShape {
+class RunShape {
+public:
     std::vector<SystemCall> changes;  ///< Calls below the root that change files.
     size_t moments = 0;               ///< Entries and exits of all calls on files.
     TraceOutcome outcome;
 
     /// Each change: before it, after it, and of a write after its first byte, half of them and all but one.
+    /// Of many writes to a file in a row, the first and the last two, and some between.
     std::vector<KillPoint> everyPoint() const;
+
+private:
+    bool isAmongMany(size_t at) const;
 };
 RunShape shapeOf(const std::vector<std::string> &arguments, const std::string &input,
                  const std::string &root);

@@ -19,13 +19,13 @@ void write(const std::string &path, const std::string &bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
-/// Files of 5,000 items, the oldest at a position, the newest with what is left.
-void writeRing(const std::string &directory, int oldest, int items) {
+/// Full files, the oldest at a position, the newest with what is left.
+void writeRing(const std::string &directory, int oldest, int items, int full = kFull) {
     std::filesystem::create_directory(directory);
     int position = oldest;
-    for (int first = 1; first <= items; first += kFull) {
+    for (int first = 1; first <= items; first += full) {
         std::string lines;
-        for (int number = first; number < first + kFull && number <= items; ++number) {
+        for (int number = first; number < first + full && number <= items; ++number) {
             lines += lineOf(number) + "\n";
         }
         write(directory + "/" + std::to_string(position) + ".csv", lines);
@@ -67,6 +67,14 @@ constexpr int kNearlyFull = 4 * kFull - 15;
 
 const RingState &wholeRing() {
     static const RingState state = {"come round", kNearlyFull, 40, ring(2, kNearlyFull, "2,1")};
+    return state;
+}
+
+const RingState &smallRing() {
+    static const RingState state = {"small", 400, 10, [](const std::string &directory) {
+                                        writeRing(directory, 2, 400, 100);
+                                        writeIndex(directory, "2,1");
+                                    }};
     return state;
 }
 

@@ -21,6 +21,8 @@ const std::vector<RingState> &ringStates();
 
 /// The state of a log that has come round and is whole.
 const RingState &wholeRing();
+/// The same in small: 100 items a file, as of a log whose files were cut.
+const RingState &smallRing();
 /// One whose index is empty, without a backup.
 const RingState &ringWithoutIndex();
 
