@@ -38,7 +38,8 @@ void printPlaces(const test::CampaignResult &result) {
 /// Whether nothing was wrong.
 bool killRecorders(const test::CampaignOptions &options, bool showsPlaces) {
     const test::CampaignResult result = runRecordCampaign(options);
-    printf("seed %llu\n\n%s\n", static_cast<unsigned long long>(options.seed), result.table().c_str());
+    printf("seed %llu, %zu of %zu moments at changes\n\n%s\n", static_cast<unsigned long long>(options.seed),
+           result.momentsDone, result.moments, result.table().c_str());
     if (showsPlaces) {
         printPlaces(result);
     }

@@ -25,7 +25,6 @@ struct CampaignOptions {
 
 /// Of the trials that began in one state.
 struct CampaignRow {
-    size_t trials = 0;
     size_t kills = 0;
     size_t killsAtChange = 0;  ///< At a call that changes files; the others at any moment.
     size_t killsOfRestart = 0;
@@ -33,6 +32,7 @@ struct CampaignRow {
     size_t tornLines = 0;        ///< The same.
     size_t endedLines = 0;       ///< Torn lines that restarts gave their end.
     size_t movedLines = 0;       ///< Torn lines that restarts put aside.
+    size_t formerIndexes = 0;    ///< index.bak beside a whole index, in the end.
     size_t restarts = 0;         ///< That nothing disturbed; each was checked.
     size_t itemsCompared = 0;
     size_t faults = 0;
@@ -45,6 +45,8 @@ struct CampaignFault {
 };
 
 struct CampaignResult {
+    size_t moments = 0;  ///< Around changes of undisturbed runs: before, within and after each.
+    size_t momentsDone = 0;
     std::vector<std::pair<std::string, CampaignRow>> rows;  ///< By state.
     std::vector<CampaignFault> faults;
     std::map<std::string, size_t> places;  ///< Kills by place.

@@ -258,8 +258,8 @@ private:
                 return found(Fault::PieceLost, "a torn line that was kept is gone: " + former);
             }
         }
-        verdict_.hasMovedPiece = !piece_.empty() && (isKept(piece_) || isKept(piece_ + "\n"));
         const bool isThere = verdict_.stored == 0 && after_.piece() == piece_;
+        verdict_.hasMovedPiece = !piece_.empty() && !isThere && (isKept(piece_) || isKept(piece_ + "\n"));
         if (!piece_.empty() && !verdict_.hasEndedPiece && !verdict_.hasMovedPiece && !isThere) {
             return found(Fault::PieceLost, "the torn line is gone: " + piece_);
         }
