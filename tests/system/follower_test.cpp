@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "common_values.h"
+#include "system/failure.h"
 #include "tool_run.h"
 
 namespace test {
@@ -301,6 +302,24 @@ TEST_F(FollowerTest, Step_FileIsEmptiedBeforeTheIndexTells_GoesOnWithTheNextOne)
     append(0, line("d1"));
     EXPECT_THAT(step(), ElementsAre("d1"));
     EXPECT_THAT(notes_, ElementsAre(HasSubstr("at least 1 file was passed; going on with 1.csv")));
+}
+
+/// After a clearing the file that the index names already is started afresh, and the index stays as it is.
+TEST_F(FollowerTest, Step_FileIsStartedAfreshUnderTheSameIndexWhileItIsRead_GivesTheNewOneFromItsBegin) {
+    const std::string more(150, '-');
+    start(0, lines("a" + more, kFull));
+    writeIndex("0,0");
+    follow(UINT64_MAX);
+    onItem_ = [&](const std::string &text) {
+        if (text == "a" + more + "0000001") {
+            start(0, lines("d" + more, kFull + 1));
+        }
+    };
+    step();
+    const auto first = std::find(texts_.begin(), texts_.end(), "d" + more + "0000001");
+    EXPECT_EQ(texts_.end() - first, kFull + 1L);
+    EXPECT_EQ(std::count_if(texts_.begin(), first, [](const std::string &text) { return text[0] != 'a'; }),
+              0);
 }
 
 TEST_F(FollowerTest, Step_Cleared_GivesNothingOldAndWhatComesThen) {

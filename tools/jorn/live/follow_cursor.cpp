@@ -39,8 +39,6 @@ struct stat statusOf(int fd) {
 
 }  // namespace
 
-FileMark markOf(int fd) { return markOf(statusOf(fd)); }
-
 FollowCursor::FollowCursor(const RingFile &file)
     : file_(fcntl(file.file.get(), F_DUPFD_CLOEXEC, 0)), path_(file.path), number_(file.number) {}
 
@@ -185,7 +183,8 @@ FollowCursor::Reading FollowCursor::readOn(const ItemFilter &filter, bool isFina
     Emission emission{filter, hooks, {}};
     Reading reading = end < offset_ ? Reading::Stale : Reading::Done;
     for (Segment segment; reading == Reading::Done && reader.next(&segment);) {
-        reading = hooks.isStill() ? emit(segment, end, isFinal, &emission) : Reading::Stale;
+        // Asked after the reading. A file that follows a clearing is started afresh under the same index.
+        reading = hooks.isStill() && isIntact() ? emit(segment, end, isFinal, &emission) : Reading::Stale;
     }
     RingFile file;
     file.path = path_;

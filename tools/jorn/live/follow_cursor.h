@@ -26,9 +26,6 @@ struct ReadItems {
     std::string last;  ///< The line of the last one.
 };
 
-/// Of an open file; without anything in it where the system does not tell.
-FileMark markOf(int fd);
-
 /// What a reading asks and tells.
 struct FollowHooks {
     std::function<bool()> isStill;                    ///< Whether what was just read can be believed.

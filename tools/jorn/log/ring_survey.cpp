@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "log/ring_survey.h"
 
-#include <errno.h>
 #include <inttypes.h>
 #include <stdio.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <string>
@@ -15,14 +13,6 @@
 
 namespace tool {
 namespace {
-
-Stream openIndexFile(const StoreDirectory &directory) {
-    Descriptor file = openRegular(directory, kIndexName);
-    if (!file.isOpen()) {
-        file = openRegular(directory, kIndexBackupName);
-    }
-    return streamFrom(file);
-}
 
 /// Any number that a line may hold, brought into 32 bits.
 int32_t saturated(int64_t number) {
@@ -70,22 +60,13 @@ std::vector<int> positionsInRange(const IndexPositions &range, int ringSize) {
 }
 
 std::optional<IndexPositions> readIndex(const StoreDirectory &directory) {
-    const Stream index = openIndexFile(directory);
-    return index ? parseIndex(index.get()) : std::nullopt;
+    const Descriptor index = openRegular(directory, kIndexName);
+    return index.isOpen() ? readIndex(index) : readIndex(openRegular(directory, kIndexBackupName));
 }
 
-std::optional<IndexPositions> readIndexIfFile(const StoreDirectory &directory) {
-    for (const char *const name : {kIndexName, kIndexBackupName}) {
-        struct stat status;
-        const bool isThere = fstatat(directory.descriptor(), name, &status, 0) == 0;
-        if (isThere && S_ISREG(status.st_mode)) {
-            return readIndex(directory);
-        }
-        if (isThere || errno == ELOOP) {
-            return std::nullopt;
-        }
-    }
-    return readIndex(directory);
+std::optional<IndexPositions> readIndex(const Descriptor &file) {
+    const Stream index = streamFrom(file);
+    return index ? parseIndex(index.get()) : std::nullopt;
 }
 
 int RingSurvey::highestFile() const {
@@ -105,27 +86,12 @@ jorn::TidyingPlan RingSurvey::planFor(int ringSize) const {
     return plan;
 }
 
-bool operator==(const RingSurvey &a, const RingSurvey &b) {
-    return a.index == b.index && a.isPresent == b.isPresent;
-}
-
 RingSurvey surveyRing(const StoreDirectory &directory) {
     RingSurvey survey;
     survey.index = readIndex(directory);
     for (size_t position = 0; position < survey.isPresent.size(); ++position) {
         survey.isPresent[position] =
             openRegular(directory, dataFileName(static_cast<int>(position))).isOpen();
-    }
-    return survey;
-}
-
-RingSurvey surveyNames(const StoreDirectory &directory) {
-    RingSurvey survey;
-    survey.index = readIndexIfFile(directory);
-    for (size_t position = 0; position < survey.isPresent.size(); ++position) {
-        const std::string name = dataFileName(static_cast<int>(position));
-        struct stat status;
-        survey.isPresent[position] = fstatat(directory.descriptor(), name.c_str(), &status, 0) == 0;
     }
     return survey;
 }

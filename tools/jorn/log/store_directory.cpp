@@ -8,6 +8,7 @@
 
 #include "module_limits.h"
 #include "system/failure.h"
+#include "system/file_mark.h"
 #include "system/temporary.h"
 
 namespace tool {
@@ -39,23 +40,47 @@ StoreDirectory StoreDirectory::openForReading(const std::string &path) {
 }
 
 StoreDirectory StoreDirectory::openForRecording(const std::string &path) {
-    makeIfMissing(path);
-    StoreDirectory directory(path, O_RDONLY);
-    directory.lock("another jorn is recording into this directory");
+    StoreDirectory directory = openLocked(path, "another jorn is recording into this directory", [&path] {
+        makeIfMissing(path);
+        return StoreDirectory(path, O_RDONLY);
+    });
     removeAbandoned(directory.descriptor());
     return directory;
 }
 
 StoreDirectory StoreDirectory::openForRepair(const std::string &path) {
-    StoreDirectory directory(path, O_RDONLY);
-    directory.lock("a jorn is recording into this directory or repairing it; end it first");
-    return directory;
+    return openLocked(path, "a jorn is recording into this directory or repairing it; end it first",
+                      [&path] { return StoreDirectory(path, O_RDONLY); });
+}
+
+/// A repair that put another directory in place between the opening and the lock is over, and what was locked
+/// is its backup. Once the right one is locked, no repair can change its place.
+template <class Open>
+StoreDirectory StoreDirectory::openLocked(const std::string &path, const char *whenTaken, const Open &open) {
+    constexpr int kTries = 20;
+    for (int tries = 1; tries <= kTries; ++tries) {
+        StoreDirectory directory = open();
+        directory.lock(whenTaken);
+        if (directory.isInPlace()) {
+            return directory;
+        }
+    }
+    throw Failure(path + ": leads to another directory each of the " + std::to_string(kTries) +
+                  " times that it was locked");
 }
 
 void StoreDirectory::lock(const char *whenTaken) const {
     if (flock(descriptor(), LOCK_EX | LOCK_NB) < 0) {
         throw errno == EWOULDBLOCK ? Failure(path_ + ": " + whenTaken) : systemFailure(path_, errno);
     }
+}
+
+/// Whether the path still leads to what was opened.
+bool StoreDirectory::isInPlace() const {
+    struct stat opened;
+    struct stat named;
+    return fstat(descriptor(), &opened) == 0 && stat(path_.c_str(), &named) == 0 &&
+           isSameFile(markOf(opened), markOf(named));
 }
 
 std::string dataFileName(int position) { return std::to_string(position) + ".csv"; }

@@ -17,11 +17,13 @@ public:
     static StoreDirectory openForReading(const std::string &path);
 
     /// Opens a directory to record into, making its last level when it is missing, and keeps every other
-    /// recorder out of it until this one is closed. What commands that were cut short left there goes.
-    /// Throws Failure.
+    /// recorder out of it until this one is closed. It is the one that the path leads to while it is locked:
+    /// where a repair put another in its place before the lock was had, that one is taken. What commands that
+    /// were cut short left there goes. Throws Failure.
     static StoreDirectory openForRecording(const std::string &path);
 
-    /// Opens a directory to repair or clear it, and keeps every recorder out of it. Throws Failure.
+    /// Opens a directory to repair or clear it, and keeps every recorder out of it. The same holds of it.
+    /// Throws Failure.
     static StoreDirectory openForRepair(const std::string &path);
 
     /// "/proc/self/fd/N": at most 24 characters.
@@ -35,7 +37,10 @@ public:
 
 private:
     StoreDirectory(const std::string &path, int flags);
+    template <class Open>
+    static StoreDirectory openLocked(const std::string &path, const char *whenTaken, const Open &open);
     void lock(const char *whenTaken) const;
+    bool isInPlace() const;
 
     std::string path_;
     Descriptor directory_;
