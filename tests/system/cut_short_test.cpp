@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <map>
 #include <set>
 
 #include "damaged_log.h"
@@ -346,6 +347,75 @@ TEST_F(CallOrderTest, Repair_EveryCopyIsSyncedBeforeTheDirectoriesChangePlaces) 
     EXPECT_THAT(unsynced(calls, calls.end()), IsEmpty());
 }
 
+/// File systems that can do less.
+class PoorFileSystemTest : public CutShortTest {
+protected:
+    PoorFileSystemTest() {
+        writeFiles({0, 1});
+        writeIndex("0,1");
+        makeDirectory("out");
+    }
+
+    /// Files without a name and the calls named here are refused.
+    TraceOutcome without(const std::map<std::string, int> &refused, const Names &arguments) const {
+        return traced(arguments, [&](const SystemCall &call) {
+            const auto error = refused.find(call.name);
+            if (call.isEntry() && error != refused.end()) {
+                return Action::fail(error->second);
+            }
+            return asksForNamelessFile(call) ? Action::fail(EOPNOTSUPP) : Action::proceed();
+        });
+    }
+};
+
+TEST_F(PoorFileSystemTest, Export_RenamesCannotRefuse_ExistingFileStaysAndNewOneIsWhole) {
+    const std::vector<std::map<std::string, int>> kinds = {
+        {}, {{"renameat2", EINVAL}}, {{"renameat2", ENOSYS}, {"linkat", EPERM}}};
+    for (const auto &kind : kinds) {
+        write("out/taken", "former");
+        const TraceOutcome whole = without(kind, {"export", "-o", "csv", "--to", "out/x", "log"});
+        EXPECT_EQ(whole.status, 0) << whole.err;
+        EXPECT_EQ(linesOf(read("out/x")).size(), 21U);
+        // It comes when the export has begun already.
+        const TraceOutcome late =
+            traced({"export", "-o", "csv", "--to", "out/late", "log"}, [&](const SystemCall &call) {
+                const auto error = kind.find(call.name);
+                if (call.isEntry() && call.isSync()) {
+                    write("out/late", "late");
+                }
+                if (call.isEntry() && error != kind.end()) {
+                    return Action::fail(error->second);
+                }
+                return asksForNamelessFile(call) ? Action::fail(EOPNOTSUPP) : Action::proceed();
+            });
+        EXPECT_EQ(late.status, 2);
+        EXPECT_EQ(late.err, "jorn: out/late: there is such a file already; --force replaces it\n");
+        EXPECT_EQ(read("out/late"), "late");
+        const TraceOutcome forced =
+            without(kind, {"export", "--force", "-o", "csv", "--to", "out/taken", "log"});
+        EXPECT_EQ(forced.status, 0) << forced.err;
+        EXPECT_EQ(linesOf(read("out/taken")).size(), 21U);
+        EXPECT_THAT(namesIn("out"), ElementsAre("late", "taken", "x"));
+        fs::remove_all(path("out"));
+        makeDirectory("out");
+    }
+}
+
+TEST_F(PoorFileSystemTest, Repair_NamesCannotChangePlaces_IsDoneByTwoRenames) {
+    write("log/index.csv", "");
+    age();
+    for (const int error : {EINVAL, ENOSYS}) {
+        write("log/index.csv", "");
+        const TraceOutcome run =
+            without({{"renameat2", error}}, {"repair", "--yes", "--backup", "backup", "log"});
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_TRUE(textsInRange(2) == itemTexts(1, 20));
+        EXPECT_EQ(read("backup/index.csv"), "");
+        EXPECT_THAT(namesIn("."), ElementsAre("backup", "log", "out"));
+        fs::remove_all(path("backup"));
+    }
+}
+
 /// Two commands that write into one directory at the same moment.
 class MeetingTest : public CutShortTest {
 protected:
@@ -473,13 +543,18 @@ protected:
     }
 
     /// Runs a repair and puts a link to the secret in place of a file when that is opened for the `nth` time.
+    /// The link is never followed.
     TraceOutcome repairSwapping(const std::string &name, int nth) const {
         int opened = 0;
         const TraceOutcome outcome =
             traced({"repair", "--yes", "--backup", "backup", "log"}, [&](const SystemCall &call) {
-                if (call.isEntry() && call.isOpen() && call.path == path("log/" + name) && ++opened == nth) {
+                const bool isIt = call.isOpen() && call.path == path("log/" + name);
+                if (isIt && call.isEntry() && ++opened == nth) {
                     fs::remove(path("log/" + name));
                     fs::create_symlink(path("secret"), path("log/" + name));
+                }
+                if (isIt && call.isExit() && opened >= nth) {
+                    EXPECT_EQ(call.result, -ELOOP) << call.text();
                 }
                 return Action::proceed();
             });
