@@ -28,7 +28,7 @@ using ::testing::IsSubsetOf;
 
 using Names = std::vector<std::string>;
 
-constexpr int kKilled = 128 + SIGKILL;
+constexpr int kEndedByKill = 128 + SIGKILL;
 
 bool asksForNamelessFile(const SystemCall &call) {
     return call.isEntry() && call.is("openat") && (call.arguments[2] & O_TMPFILE) == O_TMPFILE;
@@ -118,8 +118,8 @@ protected:
             const bool isChange = call.isEntry() && isHere && call.changesFiles();
             return isChange && changes++ == cut ? Action::kill() : answer(call);
         });
-        EXPECT_TRUE(outcome.status == kKilled || outcome.status == 0) << outcome.status << outcome.err;
-        return outcome.status != kKilled;
+        EXPECT_TRUE(outcome.status == kEndedByKill || outcome.status == 0) << outcome.status << outcome.err;
+        return outcome.status != kEndedByKill;
     }
 };
 
@@ -246,12 +246,12 @@ TEST_P(EveryCutOfRepairTest, Repair_CutAnywhere_LogIsWholeAndTheNextRepairTidies
     EXPECT_THAT(left, ElementsAre(false, true));
 }
 
-std::string nameOfKind(const ::testing::TestParamInfo<bool> &knowsNameless) {
+std::string nameOfFileSystem(const ::testing::TestParamInfo<bool> &knowsNameless) {
     return knowsNameless.param ? "KnowsNamelessFiles" : "NeedsNames";
 }
 
-INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutTest, ::testing::Bool(), nameOfKind);
-INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutOfRepairTest, ::testing::Values(false), nameOfKind);
+INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutTest, ::testing::Bool(), nameOfFileSystem);
+INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutOfRepairTest, ::testing::Values(false), nameOfFileSystem);
 
 /// The order in which calls were made, as far as it decides what a cut of the power leaves.
 class CallOrderTest : public CutShortTest {
