@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <map>
 #include <set>
 
 #include "damaged_log.h"
@@ -27,7 +28,7 @@ using ::testing::IsSubsetOf;
 
 using Names = std::vector<std::string>;
 
-constexpr int kKilled = 128 + SIGKILL;
+constexpr int kEndedByKill = 128 + SIGKILL;
 
 bool asksForNamelessFile(const SystemCall &call) {
     return call.isEntry() && call.is("openat") && (call.arguments[2] & O_TMPFILE) == O_TMPFILE;
@@ -117,8 +118,8 @@ protected:
             const bool isChange = call.isEntry() && isHere && call.changesFiles();
             return isChange && changes++ == cut ? Action::kill() : answer(call);
         });
-        EXPECT_TRUE(outcome.status == kKilled || outcome.status == 0) << outcome.status << outcome.err;
-        return outcome.status != kKilled;
+        EXPECT_TRUE(outcome.status == kEndedByKill || outcome.status == 0) << outcome.status << outcome.err;
+        return outcome.status != kEndedByKill;
     }
 };
 
@@ -245,12 +246,12 @@ TEST_P(EveryCutOfRepairTest, Repair_CutAnywhere_LogIsWholeAndTheNextRepairTidies
     EXPECT_THAT(left, ElementsAre(false, true));
 }
 
-std::string nameOfKind(const ::testing::TestParamInfo<bool> &knowsNameless) {
+std::string nameOfFileSystem(const ::testing::TestParamInfo<bool> &knowsNameless) {
     return knowsNameless.param ? "KnowsNamelessFiles" : "NeedsNames";
 }
 
-INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutTest, ::testing::Bool(), nameOfKind);
-INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutOfRepairTest, ::testing::Values(false), nameOfKind);
+INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutTest, ::testing::Bool(), nameOfFileSystem);
+INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutOfRepairTest, ::testing::Values(false), nameOfFileSystem);
 
 /// The order in which calls were made, as far as it decides what a cut of the power leaves.
 class CallOrderTest : public CutShortTest {
@@ -344,6 +345,75 @@ TEST_F(CallOrderTest, Repair_EveryCopyIsSyncedBeforeTheDirectoriesChangePlaces) 
     EXPECT_THAT(written, ElementsAre("0.csv", "1.csv", "2.csv", "index.csv", "note.txt"));
     EXPECT_THAT(unsynced(calls, changed), IsEmpty());
     EXPECT_THAT(unsynced(calls, calls.end()), IsEmpty());
+}
+
+/// File systems that can do less.
+class PoorFileSystemTest : public CutShortTest {
+protected:
+    PoorFileSystemTest() {
+        writeFiles({0, 1});
+        writeIndex("0,1");
+        makeDirectory("out");
+    }
+
+    /// Files without a name and the calls named here are refused.
+    TraceOutcome without(const std::map<std::string, int> &refused, const Names &arguments) const {
+        return traced(arguments, [&](const SystemCall &call) {
+            const auto error = refused.find(call.name);
+            if (call.isEntry() && error != refused.end()) {
+                return Action::fail(error->second);
+            }
+            return asksForNamelessFile(call) ? Action::fail(EOPNOTSUPP) : Action::proceed();
+        });
+    }
+};
+
+TEST_F(PoorFileSystemTest, Export_RenamesCannotRefuse_ExistingFileStaysAndNewOneIsWhole) {
+    const std::vector<std::map<std::string, int>> kinds = {
+        {}, {{"renameat2", EINVAL}}, {{"renameat2", ENOSYS}, {"linkat", EPERM}}};
+    for (const auto &kind : kinds) {
+        write("out/taken", "former");
+        const TraceOutcome whole = without(kind, {"export", "-o", "csv", "--to", "out/x", "log"});
+        EXPECT_EQ(whole.status, 0) << whole.err;
+        EXPECT_EQ(linesOf(read("out/x")).size(), 21U);
+        // It comes when the export has begun already.
+        const TraceOutcome late =
+            traced({"export", "-o", "csv", "--to", "out/late", "log"}, [&](const SystemCall &call) {
+                const auto error = kind.find(call.name);
+                if (call.isEntry() && call.isSync()) {
+                    write("out/late", "late");
+                }
+                if (call.isEntry() && error != kind.end()) {
+                    return Action::fail(error->second);
+                }
+                return asksForNamelessFile(call) ? Action::fail(EOPNOTSUPP) : Action::proceed();
+            });
+        EXPECT_EQ(late.status, 2);
+        EXPECT_EQ(late.err, "jorn: out/late: there is such a file already; --force replaces it\n");
+        EXPECT_EQ(read("out/late"), "late");
+        const TraceOutcome forced =
+            without(kind, {"export", "--force", "-o", "csv", "--to", "out/taken", "log"});
+        EXPECT_EQ(forced.status, 0) << forced.err;
+        EXPECT_EQ(linesOf(read("out/taken")).size(), 21U);
+        EXPECT_THAT(namesIn("out"), ElementsAre("late", "taken", "x"));
+        fs::remove_all(path("out"));
+        makeDirectory("out");
+    }
+}
+
+TEST_F(PoorFileSystemTest, Repair_NamesCannotChangePlaces_IsDoneByTwoRenames) {
+    write("log/index.csv", "");
+    age();
+    for (const int error : {EINVAL, ENOSYS}) {
+        write("log/index.csv", "");
+        const TraceOutcome run =
+            without({{"renameat2", error}}, {"repair", "--yes", "--backup", "backup", "log"});
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_TRUE(textsInRange(2) == itemTexts(1, 20));
+        EXPECT_EQ(read("backup/index.csv"), "");
+        EXPECT_THAT(namesIn("."), ElementsAre("backup", "log", "out"));
+        fs::remove_all(path("backup"));
+    }
 }
 
 /// Two commands that write into one directory at the same moment.
@@ -473,13 +543,18 @@ protected:
     }
 
     /// Runs a repair and puts a link to the secret in place of a file when that is opened for the `nth` time.
+    /// The link is never followed.
     TraceOutcome repairSwapping(const std::string &name, int nth) const {
         int opened = 0;
         const TraceOutcome outcome =
             traced({"repair", "--yes", "--backup", "backup", "log"}, [&](const SystemCall &call) {
-                if (call.isEntry() && call.isOpen() && call.path == path("log/" + name) && ++opened == nth) {
+                const bool isIt = call.isOpen() && call.path == path("log/" + name);
+                if (isIt && call.isEntry() && ++opened == nth) {
                     fs::remove(path("log/" + name));
                     fs::create_symlink(path("secret"), path("log/" + name));
+                }
+                if (isIt && call.isExit() && opened >= nth) {
+                    EXPECT_EQ(call.result, -ELOOP) << call.text();
                 }
                 return Action::proceed();
             });
