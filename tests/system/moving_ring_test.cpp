@@ -222,8 +222,9 @@ TEST_F(MovingRingTest, AnyReader_NewestFileGrowsAtEachOpening_IsNoChange) {
         const TraceOutcome outcome = run.wait();
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_THAT(outcome.err, ::testing::Not(HasSubstr("note")));
-        // Once more where the module's own retrieval makes the page.
-        EXPECT_LE(openings, 3);
+        // More than once where the module's own retrieval makes the page: it opens the file for each look at
+        // it.
+        EXPECT_LE(openings, 4);
     }
 }
 
@@ -270,7 +271,11 @@ protected:
         former_ = read("log/1.csv");
     }
 
-    static bool locks(const SystemCall &call) { return call.isEntry() && call.is("flock"); }
+    /// Locks the log's directory; temporary files have locks of their own.
+    bool locks(const SystemCall &call) const {
+        return call.isEntry() && call.is("flock") &&
+               (call.path == path("log") || call.path == path("backup"));
+    }
 
     /// Runs the tool; while it stands before its first lock, a repair puts another directory in place.
     TraceOutcome jornWhileRepaired(const std::vector<std::string> &arguments, const std::string &input = "") {
@@ -280,7 +285,7 @@ protected:
         TracedRun run(jornCommand(arguments), options);
         int locks = 0;
         run.onCall([&](const SystemCall &call) {
-            if (SwappedDirectoryTest::locks(call) && ++locks == 1) {
+            if (this->locks(call) && ++locks == 1) {
                 const Outcome repaired = repair({"--yes", "--backup", path("backup")});
                 EXPECT_EQ(repaired.status, 0) << repaired.err;
             }
