@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // `jorn repair`: what it brings back, what it leaves alone, and that the store itself agrees.
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -318,6 +320,74 @@ TEST_F(RepairTest, Repair_BlankLinesBesideDamagedOne_AreKept) {
     EXPECT_EQ(itemsSeenByStore(2), 2);
 }
 
+/// Whatever bears the name of the list of what was cut, is neither followed nor waited for, and stays.
+class RepairListTest : public RepairTest {
+protected:
+    void repairTorn() const {
+        writeFiles({0, 1});
+        write(fileName(1), items(11, 20) + "no item\n");
+        write("log/index.csv", "");
+        age();
+        Setting setting;
+        setting.processorSeconds = 5;
+        const Outcome run = jorn({"repair", "--yes", "--backup", "backup", "log"}, setting);
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(textsInRange(2), itemTexts(1, 20));
+        EXPECT_EQ(read("backup/torn-1-2.txt"), "270: no item\n");
+    }
+};
+
+TEST_F(RepairListTest, Repair_LinkBearsTheNameOfTheList_TargetStays) {
+    write("outside", "precious");
+    std::filesystem::create_symlink(path("outside"), path("log/torn-1.txt"));
+    repairTorn();
+    EXPECT_EQ(read("outside"), "precious");
+    EXPECT_TRUE(std::filesystem::is_symlink(path("backup/torn-1.txt")));
+}
+
+TEST_F(RepairListTest, Repair_DanglingLinkBearsTheNameOfTheList_NothingIsMadeOutside) {
+    std::filesystem::create_symlink(path("outside"), path("log/torn-1.txt"));
+    repairTorn();
+    EXPECT_FALSE(exists("outside"));
+}
+
+TEST_F(RepairListTest, Repair_ListOfAFormerRepair_Stays) {
+    write("log/torn-1.txt", "5: former");
+    repairTorn();
+    EXPECT_EQ(read("backup/torn-1.txt"), "5: former");
+}
+
+TEST_F(RepairTest, Repair_PipeAmongOtherNames_RefusedWithoutWaiting) {
+    makeCutRing(3, 1);
+    ASSERT_EQ(mkfifo(path("log/torn-0.txt").c_str(), 0600), 0);
+    expectRefused({}, "log/torn-0.txt: is no file; move it elsewhere first", 4);
+}
+
+TEST_F(RepairTest, Repair_LogOfAnotherUser_IndexIsTheirsToo) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a file away";
+    }
+    constexpr uid_t kUser = 12345;
+    writeFiles({0, 1});
+    write("log/index.csv", "");
+    age();
+    ASSERT_EQ(chmod(path("log").c_str(), 0750), 0);
+    ASSERT_EQ(chown(path("log").c_str(), kUser, kUser), 0);
+    ASSERT_EQ(chown(path("log/index.csv").c_str(), kUser, kUser), 0);
+    ASSERT_EQ(chmod(path("log/index.csv").c_str(), 0600), 0);
+    ASSERT_EQ(repair({"--yes", "--backup", "backup"}).status, 0);
+    struct stat status = {};
+    ASSERT_EQ(stat(path("log/index.csv").c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, kUser);
+    EXPECT_EQ(status.st_gid, kUser);
+    EXPECT_EQ(status.st_mode & 07777, 0600U);
+    std::filesystem::remove(path("log/index.csv"));
+    ASSERT_EQ(repair({"--yes", "--backup", "second"}).status, 0);
+    ASSERT_EQ(stat(path("log/index.csv").c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, kUser);
+    EXPECT_EQ(status.st_mode & 07777, 0640U);
+}
+
 TEST_F(RepairTest, Repair_LongLine_PiecesThatCountAreKept) {
     const std::string longItem = "1700000000,1,2," + std::string(400, 'x') + "\n";
     write(fileName(0), items(1, 1) + longItem + items(2, 2));
@@ -512,6 +582,33 @@ TEST_F(RepairTest, Repair_PowerCutAfterAnyStep_LogIsAsItWasOrRepaired) {
         EXPECT_EQ(itemsSeenByStore(kRing), 25) << cut;
     }
     EXPECT_GT(cut, 8);
+}
+
+/// Nobody records into the repaired directory, under whatever name, before the repair is done.
+TEST_F(RepairTest, Repair_EveryStepOfIt_RepairedDirectoryIsLocked) {
+    write(fileName(2), items(1, 10));
+    write(fileName(0), items(11, 20) + "torn\n");
+    write(fileName(1), items(21, 25));
+    write("log/index.csv", "");
+    jorn_SetDebugPrintLevel(0);
+    const auto directory = tool::StoreDirectory::openForRepair(path("log"));
+    const tool::Diagnosis diagnosis = tool::diagnose(directory, {});
+    const tool::RepairPlan plan = tool::planRepair(directory, diagnosis);
+    int steps = 0;
+    tool::rebuildDirectory(
+        directory, diagnosis, plan,
+        {path("backup"), [&] {
+             ++steps;
+             int directories = 0;
+             for (const auto &entry : std::filesystem::directory_iterator(root_)) {
+                 const int fd = open(entry.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+                 EXPECT_EQ(flock(fd, LOCK_EX | LOCK_NB), -1) << entry.path() << " after step " << steps;
+                 close(fd);
+                 ++directories;
+             }
+             EXPECT_EQ(directories, 2);
+         }});
+    EXPECT_GT(steps, 6);
 }
 
 TEST_F(RepairTest, RepairJson_StepsAndSummary_OneObjectALine) {

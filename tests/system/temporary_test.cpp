@@ -144,7 +144,7 @@ TEST_F(TemporaryTest, TemporaryDirectory_WhileInUse_IsNobodysLeftover) {
     std::string name;
     {
         const tool::TemporaryDirectory directory(fd(), "directory");
-        name = directory.temporaryName();
+        name = directory.name();
         write(name + "/0.csv", "");
         EXPECT_THAT(tool::abandonedNames(fd()), IsEmpty());
         const tool::TemporaryDirectory other(fd(), "other");

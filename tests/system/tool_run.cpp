@@ -2,6 +2,7 @@
 #include "tool_run.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <linux/capability.h>
 #include <poll.h>
 #include <pty.h>
@@ -106,15 +107,44 @@ Outcome endOf(pid_t process) {
     return run;
 }
 
+/// Words of a command line, in the form in which a program is given them.
+std::vector<char *> pointersTo(std::vector<std::string> *words) {
+    std::vector<char *> argv(words->size() + 1, nullptr);
+    std::transform(words->begin(), words->end(), argv.begin(), [](std::string &word) { return word.data(); });
+    return argv;
+}
+
+std::vector<std::string> commandLine(const std::vector<std::string> &arguments) {
+    std::vector<std::string> words = {JORN_TOOL_COMMAND};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return words;
+}
+
+/// The tool is opened before, where that user may not reach it.
+[[noreturn]] void becomeToolAs(uid_t user, const std::vector<std::string> &arguments) {
+    std::vector<std::string> words = commandLine(arguments);
+    const int program = open(words[0].c_str(), O_RDONLY | O_CLOEXEC);
+    if (program < 0 || setgroups(0, nullptr) != 0 || setresgid(user, user, user) != 0 ||
+        setresuid(user, user, user) != 0) {
+        _exit(126);
+    }
+    fexecve(program, pointersTo(&words).data(), environ);
+    _exit(127);
+}
+
 }  // namespace
 
 void becomeTool(const std::vector<std::string> &arguments) {
-    std::vector<std::string> words = {JORN_TOOL_COMMAND};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char *> argv(words.size() + 1, nullptr);
-    std::transform(words.begin(), words.end(), argv.begin(), [](std::string &word) { return word.data(); });
-    execvp(argv[0], argv.data());
+    std::vector<std::string> words = commandLine(arguments);
+    execvp(words[0].c_str(), pointersTo(&words).data());
     _exit(127);
+}
+
+std::string whyNoOtherUser() {
+    if (commandLine({}).size() != 1) {
+        return "an emulator would have to be run as the other user";
+    }
+    return geteuid() == 0 ? "" : "only root can run the tool as another user";
 }
 
 Outcome runOnTerminal(const std::vector<std::string> &arguments, const Setting &setting) {
@@ -263,6 +293,9 @@ Outcome ToolTest::jorn(const std::vector<std::string> &arguments, const Setting 
         }
         ::signal(SIGPIPE, SIG_DFL);
         applySetting(setting);
+        if (setting.user) {
+            becomeToolAs(*setting.user, arguments);
+        }
         becomeTool(arguments);
     }
     Outcome run = endOf(process);

@@ -33,10 +33,14 @@ struct Setting {
     std::optional<uint64_t> memoryLimit = std::nullopt;       ///< RLIMIT_AS; not with sanitizers.
     std::optional<uint64_t> processorSeconds = std::nullopt;  ///< RLIMIT_CPU; ends one that hangs, too.
     std::vector<int> closed = {};                             ///< Standard descriptors that are not there.
+    std::optional<uid_t> user = std::nullopt;  ///< Runs as this user and the group of that number; root only.
 };
 
 /// Runs the tool in place of the calling process, which is a child that a test has made.
 [[noreturn]] void becomeTool(const std::vector<std::string> &arguments);
+
+/// Why the tool cannot be run as another user here; empty when it can.
+std::string whyNoOtherUser();
 
 /// Runs the tool on a terminal of its own, 60 columns wide; `out` is all that was shown there, what is typed
 /// included.

@@ -120,8 +120,20 @@ std::string descriptorPath(pid_t thread, int fd) {
     return linkTarget(ofProcess(thread, "fd/" + std::to_string(fd)));
 }
 
+/// The store names its files by way of the descriptor of their directory: "/proc/self/fd/4/0.csv".
+std::string withoutDescriptor(pid_t thread, const std::string &path) {
+    static const std::string kPrefix = "/proc/self/fd/";
+    if (path.compare(0, kPrefix.size(), kPrefix) != 0) {
+        return path;
+    }
+    const size_t end = std::min(path.find('/', kPrefix.size()), path.size());
+    const std::string target =
+        linkTarget(ofProcess(thread, "fd/" + path.substr(kPrefix.size(), end - kPrefix.size())));
+    return target.empty() ? path : target + path.substr(end);
+}
+
 std::string resolve(const SystemCall &call, int directory, int path) {
-    const std::string text = readText(call.thread, argument(call, path));
+    const std::string text = withoutDescriptor(call.thread, readText(call.thread, argument(call, path)));
     if (!text.empty() && text.front() == '/') {
         return std::filesystem::path(text).lexically_normal().string();
     }

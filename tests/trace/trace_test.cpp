@@ -212,11 +212,16 @@ TEST_F(TraceTest, Signal_ToTheProgram_IsDelivered) {
     EXPECT_EQ(run.wait().status, 128 + SIGTERM);
 }
 
-TEST_F(TraceTest, Record_WithStoreTask_ItsWritesAreSeen) {
+TEST_F(TraceTest, Record_StoreTaskNamesFilesByADescriptor_PathsAreThoseOfTheFiles) {
     TraceOptions options;
     options.input = "an item\n";
-    TracedRun run(jornCommand({"record", path("log")}), options);
+    options.directory = root_;
+    TracedRun run(jornCommand({"record", "log"}), options);
     EXPECT_EQ(run.wait().status, 0);
+    const auto isIndex = [this](const SystemCall &call) {
+        return call.isOpen() && call.changesFiles() && call.path == path("log/index.csv");
+    };
+    EXPECT_TRUE(std::any_of(run.calls().begin(), run.calls().end(), isIndex));
     const auto isItem = [this](const SystemCall &call) {
         return call.isWrite() && call.path == path("log/0.csv") &&
                call.bytes.find("an item\n") != std::string::npos;

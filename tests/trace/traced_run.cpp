@@ -283,7 +283,7 @@ private:
     void run() {
 #if JORN_CAN_TRACE
         begin();
-        while (!threads_.empty() && serve()) {
+        while (serve()) {
         }
 #endif
         const std::lock_guard<std::mutex> lock(mutex_);

@@ -347,7 +347,10 @@ int run(const ExportOptions &options) {
     if (options.hasFile()) {
         refuseFileInLog(options.file, sources);
         signals = std::make_unique<StopSignals>();
-        file = std::make_unique<ReplacedFile>(options.file, options.mayReplace);
+        // A database is opened by its path.
+        const auto naming =
+            form == ExportForm::Sqlite ? TemporaryFile::Naming::AtOnce : TemporaryFile::Naming::WhenNeeded;
+        file = std::make_unique<ReplacedFile>(options.file, options.mayReplace, naming);
     }
     const std::unique_ptr<ExportSink> sink = makeSink(options, form, file.get());
     Exporter exporter(options, file.get(), signals.get(), sink.get());

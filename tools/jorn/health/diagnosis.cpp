@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "health/diagnosis.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 
 #include "module_limits.h"
 #include "system/failure.h"
+#include "system/temporary.h"
 
 namespace tool {
 namespace {
@@ -120,6 +122,18 @@ void judgeRing(Diagnosis *diagnosis) {
     }
 }
 
+/// In the directory, and what a repair was building beside it.
+std::vector<std::string> findLeftovers(const StoreDirectory &directory) {
+    std::vector<std::string> leftovers = abandonedNames(directory.descriptor());
+    const Descriptor parent(openat(directory.descriptor(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    for (const std::string &name : abandonedNames(parent.get())) {
+        if (isTemporaryDirectoryName(name)) {
+            leftovers.push_back("../" + name);
+        }
+    }
+    return leftovers;
+}
+
 bool needsSecondLook(const Diagnosis &diagnosis) { return !countFindings(findingsOf(diagnosis)).isSound(); }
 
 }  // namespace
@@ -166,6 +180,7 @@ Diagnosis diagnose(const StoreDirectory &directory, const RingHints &hints,
             break;
         }
     }
+    diagnosis.leftovers = findLeftovers(directory);
     return diagnosis;
 }
 

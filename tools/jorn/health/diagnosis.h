@@ -29,6 +29,7 @@ struct Diagnosis {
     std::map<int, FileScan> scans;          ///< Of the data files that could be read, by position.
     std::map<int, std::string> unreadable;  ///< Of the others: the reason.
     std::vector<int> growing;               ///< Files that were written to meanwhile.
+    std::vector<std::string> leftovers;     ///< Of commands that were cut short, as paths from the directory.
     bool isSteady = true;                   ///< False when the ring moved on faster than it could be read.
     RingFacts facts;
     RingOrder order;

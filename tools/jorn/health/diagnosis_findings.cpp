@@ -80,6 +80,10 @@ private:
                 "holds a ring that was put aside, as its order is not known",
                 "`jorn check` and `jorn repair` take it for DIR");
         }
+        for (const std::string &name : diagnosis_.leftovers) {
+            add(Severity::Note, "left-over", name, 0, "is left of a command that was cut short",
+                "the next one that writes there removes it");
+        }
     }
 
     void tellIndex() {
@@ -263,6 +267,11 @@ private:
             case FlawKind::InnerZeros:
                 add(Severity::Note, "inner-zeros", name, flaw.offset,
                     lines + " with a zero byte, which ends the text");
+                break;
+            case FlawKind::RunTogether:
+                add(Severity::Note, "run-together", name, flaw.offset,
+                    flaw.lines == 1 ? "1 line that looks like two run together, the first one cut off"
+                                    : lines + " that each look like two run together, the first one cut off");
                 break;
             case FlawKind::NoNumber:
                 add(Severity::Note, "no-number", name, flaw.offset,

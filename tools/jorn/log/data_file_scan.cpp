@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "csvfile/item_parser.h"
 #include "log/piece_reader.h"
+#include "log/run_together.h"
 #include "module_limits.h"
 
 namespace tool {
@@ -16,21 +16,6 @@ constexpr size_t kFlawsKept = 200;
 
 bool isMended(FlawKind kind) {
     return kind == FlawKind::Zeros || kind == FlawKind::Unparsable || kind == FlawKind::TornEnd;
-}
-
-bool beginsNumber(std::string_view field) {
-    field.remove_prefix(std::min(field.find_first_not_of(" \t+-"), field.size()));
-    return !field.empty() && field.front() >= '0' && field.front() <= '9';
-}
-
-bool holdsNumbers(std::string_view line) {
-    jorn::LineSplitter splitter(line.data(), line.size());
-    for (int field = 0; field < 3; ++field) {
-        if (!beginsNumber(splitter.takeField())) {
-            return false;
-        }
-    }
-    return true;
 }
 
 bool isInTables(const LineNumbers &item) {
@@ -88,6 +73,8 @@ private:
             note(FlawKind::LongLine, piece);
         } else if (piece.bytes.find('\0') != std::string_view::npos) {
             note(FlawKind::InnerZeros, piece);
+        } else if (looksRunTogether(piece.bytes)) {
+            note(FlawKind::RunTogether, piece);
         } else if (!holdsNumbers(piece.bytes)) {
             note(FlawKind::NoNumber, piece);
         } else if (!isInTables(piece.numbers)) {

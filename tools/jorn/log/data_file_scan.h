@@ -14,13 +14,14 @@ namespace tool {
 inline constexpr std::string_view kClearedText = "Log all cleared!";
 
 enum class FlawKind {
-    Zeros,       ///< NULs where a line should begin.
-    Unparsable,  ///< Lines with fewer than three fields.
-    LongLine,    ///< Lines that do not fit the store's reader, which takes them in pieces.
-    InnerZeros,  ///< Items whose text ends, for the store, at a NUL.
-    NoNumber,    ///< Items with a field that holds no number and counts as 0.
-    OutOfTable,  ///< Items of a level or slot that no log can have.
-    TornEnd,     ///< The last line has no line feed: the next item would be glued to it.
+    Zeros,        ///< NULs where a line should begin.
+    Unparsable,   ///< Lines with fewer than three fields.
+    LongLine,     ///< Lines that do not fit the store's reader, which takes them in pieces.
+    InnerZeros,   ///< Items whose text ends, for the store, at a NUL.
+    RunTogether,  ///< Lines that look as if one lost its end and the next one was written right after it.
+    NoNumber,     ///< Items with a field that holds no number and counts as 0.
+    OutOfTable,   ///< Items of a level or slot that no log can have.
+    TornEnd,      ///< The last line has no line feed: the next item would be glued to it.
 };
 
 /// Neighbouring lines of the same kind make one flaw.

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "log/directory_look.h"
 
-#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
@@ -9,19 +8,15 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
 
 #include "log/aside.h"
 #include "log/regular_file.h"
 #include "module_limits.h"
+#include "system/directory_list.h"
 #include "system/failure.h"
 
 namespace tool {
 namespace {
-
-struct DirectoryCloser {
-    void operator()(DIR *directory) const { closedir(directory); }
-};
 
 Entry::Kind kindOf(mode_t mode) {
     if (S_ISREG(mode)) {
@@ -129,7 +124,7 @@ int DirectoryLook::highestFile() const {
 }
 
 Descriptor openQuietly(const StoreDirectory &directory, const std::string &name) {
-    Descriptor file = openQuiet(directory, name);
+    Descriptor file = openQuiet(directory, name, O_NOFOLLOW);
     if (!file.isOpen()) {
         throw systemFailure(directory.pathOf(name), errno);
     }
@@ -137,20 +132,11 @@ Descriptor openQuietly(const StoreDirectory &directory, const std::string &name)
 }
 
 std::vector<std::string> namesIn(const StoreDirectory &directory) {
-    const Descriptor list = openQuiet(directory, ".", O_DIRECTORY);
-    const std::unique_ptr<DIR, DirectoryCloser> stream(list.isOpen() ? fdopendir(dup(list.get())) : nullptr);
-    if (!stream) {
+    const auto names = listNames(directory.descriptor());
+    if (!names) {
         throw systemFailure(directory.path(), errno);
     }
-    std::vector<std::string> names;
-    while (const dirent *const entry = readdir(stream.get())) {
-        const std::string name = entry->d_name;
-        if (name != "." && name != "..") {
-            names.push_back(name);
-        }
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+    return *names;
 }
 
 Entry lookAtEntry(const StoreDirectory &directory, const std::string &name) {

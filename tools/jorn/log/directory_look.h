@@ -67,8 +67,8 @@ Entry lookAtEntry(const StoreDirectory &directory, const std::string &name);
 /// Changes nothing, access times included where the system allows it. Throws Failure.
 DirectoryLook lookAt(const StoreDirectory &directory);
 
-/// Opens a file of the directory to read it, without a change of its access time where the system allows
-/// it, and without waiting should it be a pipe. Throws Failure.
+/// Opens a file of the directory to read it, not through a link, without a change of its access time where
+/// the system allows it, and without waiting should it be a pipe. Throws Failure.
 Descriptor openQuietly(const StoreDirectory &directory, const std::string &name);
 
 /// Names in the directory but "." and "..", sorted. Throws Failure.

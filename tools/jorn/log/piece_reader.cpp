@@ -38,7 +38,7 @@ size_t zerosAtBegin(std::string_view bytes) {
 
 }  // namespace
 
-PieceReader::PieceReader(int fd) : fd_(fd), buffer_(kBufferSize) {}
+PieceReader::PieceReader(int fd, int64_t begin) : fd_(fd), buffer_(kBufferSize), offset_(begin) {}
 
 void PieceReader::fill() {
     if (end_ - begin_ >= jorn::kLineMax) {

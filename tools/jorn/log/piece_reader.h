@@ -32,8 +32,9 @@ struct Piece {
 /// piece of their own, of any length, and the line begins behind them. Memory does not grow with the file.
 class PieceReader {
 public:
-    /// Reads from the start of the file, whatever the descriptor's own position is.
-    explicit PieceReader(int fd);
+    /// Reads from the start of the file, or from an offset where a line begins, whatever the descriptor's own
+    /// position is.
+    explicit PieceReader(int fd, int64_t begin = 0);
 
     /// False at the end of the file. Throws std::system_error when it cannot be read.
     bool next(Piece *piece);
@@ -46,7 +47,7 @@ private:
     std::vector<char> buffer_;
     size_t begin_ = 0;
     size_t end_ = 0;
-    int64_t offset_ = 0;
+    int64_t offset_;
 };
 
 }  // namespace tool

@@ -8,6 +8,7 @@
 
 #include "module_limits.h"
 #include "system/failure.h"
+#include "system/temporary.h"
 
 namespace tool {
 namespace {
@@ -41,6 +42,7 @@ StoreDirectory StoreDirectory::openForRecording(const std::string &path) {
     makeIfMissing(path);
     StoreDirectory directory(path, O_RDONLY);
     directory.lock("another jorn is recording into this directory");
+    removeAbandoned(directory.descriptor());
     return directory;
 }
 

@@ -17,7 +17,8 @@ public:
     static StoreDirectory openForReading(const std::string &path);
 
     /// Opens a directory to record into, making its last level when it is missing, and keeps every other
-    /// recorder out of it until this one is closed. Throws Failure.
+    /// recorder out of it until this one is closed. What commands that were cut short left there goes.
+    /// Throws Failure.
     static StoreDirectory openForRecording(const std::string &path);
 
     /// Opens a directory to repair or clear it, and keeps every recorder out of it. Throws Failure.

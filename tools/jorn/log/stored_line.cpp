@@ -40,6 +40,11 @@ bool readPlainNumbers(std::string_view piece, LineNumbers *numbers) {
     return true;
 }
 
+bool beginsNumber(std::string_view field) {
+    field.remove_prefix(std::min(field.find_first_not_of(" \t+-"), field.size()));
+    return !field.empty() && isDigit(field.front());
+}
+
 /// A piece as the C string that the module's reader would have; what follows a NUL is out of its sight.
 class PieceCopy {
 public:
@@ -83,6 +88,24 @@ LineKind readNumbers(std::string_view piece, LineNumbers *numbers) {
     }
     *numbers = {info.time, info.level, info.slot};
     return LineKind::Item;
+}
+
+bool holdsNumbers(std::string_view piece) {
+    jorn::LineSplitter splitter(piece.data(), piece.size());
+    for (int field = 0; field < 3; ++field) {
+        if (!beginsNumber(splitter.takeField())) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool hasWholeNumbers(std::string_view piece) {
+    jorn::LineSplitter splitter(piece.data(), piece.size());
+    for (int field = 0; field < 3; ++field) {
+        splitter.takeField();
+    }
+    return holdsNumbers(piece) && splitter.restBegin()[-1] == ',';
 }
 
 Item readItem(std::string_view piece, const LineNumbers &numbers) {

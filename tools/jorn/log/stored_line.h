@@ -29,6 +29,13 @@ struct LineNumbers {
 /// an item only.
 LineKind readNumbers(std::string_view piece, LineNumbers *numbers);
 
+/// Whether each of the first three fields of a piece begins with a number.
+bool holdsNumbers(std::string_view piece);
+
+/// Whether a piece, of which readNumbers() says that it is an item, can lack nothing but an end of its text:
+/// three numbers, each with the comma that ends it.
+bool hasWholeNumbers(std::string_view piece);
+
 /// The item of a piece of which readNumbers() said that it is one. Place and file are left open.
 Item readItem(std::string_view piece, const LineNumbers &numbers);
 

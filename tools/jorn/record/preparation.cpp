@@ -11,6 +11,7 @@
 #include "record/own_files.h"
 #include "record/putting_aside.h"
 #include "record/ring_fit.h"
+#include "record/torn_line.h"
 #include "system/failure.h"
 
 namespace tool {
@@ -74,6 +75,14 @@ int fitToRing(const StoreDirectory &directory, const RingSurvey &survey, const R
     return files;
 }
 
+/// Of the file that the store goes on with, and of no other: the store appends to none but that.
+void endLastLine(const StoreDirectory &directory, const RingSurvey &survey, int files) {
+    const std::string done = endTornLine(directory, survey.planFor(files).latest);
+    if (!done.empty()) {
+        printMessage(done);
+    }
+}
+
 /// In a fresh directory it is no news that there is no index and no file.
 LiveStore::Settings settingsFor(const RingSurvey &survey, int files, const RecordOptions &options) {
     const int printLevel = options.printLevel.value_or(jorn::kPrintError);
@@ -84,12 +93,14 @@ LiveStore::Settings settingsFor(const RingSurvey &survey, int files, const Recor
 }  // namespace
 
 LiveStore::Settings prepareDirectory(const StoreDirectory &directory, const RecordOptions &options) {
+    jorn_SetDebugPrintLevel(0);  // What is read here is told here, not by the module's parser.
     refuseForeignFiles(directory);
     refuseSmallerRing(directory, surveyRing(directory), options.files, options.mayShrink);
     finishFormerStart(directory);
     seeToIndex(directory, options);
     const RingSurvey survey = surveyRing(directory);
     const int files = fitToRing(directory, survey, options);
+    endLastLine(directory, survey, files);
     return settingsFor(survey, files, options);
 }
 

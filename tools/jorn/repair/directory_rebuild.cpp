@@ -3,9 +3,9 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -16,15 +16,17 @@
 
 #include "log/aside.h"
 #include "log/directory_look.h"
+#include "log/regular_file.h"
 #include "repair/file_mending.h"
 #include "system/failure.h"
+#include "system/file_access.h"
+#include "system/file_replacement.h"
+#include "system/temporary.h"
 
 namespace tool {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr mode_t kPermissions = 07777;
 
 std::string realPath(const std::string &path) {
     const std::unique_ptr<char, decltype(&free)> resolved(realpath(path.c_str(), nullptr), &free);
@@ -61,57 +63,44 @@ struct stat statusOf(int fd, const std::string &path) {
     return status;
 }
 
-/// Owner, permissions and times. Another owner can be given by the superuser only, and the copy is as good
-/// without.
+/// Owner, permissions and times.
 void copyAttributes(int to, const struct stat &status, const std::string &path) {
-    const int owned = fchown(to, status.st_uid, status.st_gid);
+    giveAccess(to, accessOf(status), path);
     const timespec times[2] = {status.st_atim, status.st_mtim};
-    if ((owned < 0 && errno != EPERM) || fchmod(to, status.st_mode & kPermissions) < 0 ||
-        futimens(to, times) < 0) {
+    if (futimens(to, times) < 0) {
         throw systemFailure(path, errno);
     }
 }
 
-/// The directory that is being built. Goes away again, with what is in it, unless it was put in place.
+/// The directory that is being built, beside the backup to be. It goes away again, with what is in it, unless
+/// it was put in place, and no recorder gets into it before its last step.
 class Staging {
 public:
-    explicit Staging(std::string path) : path_(std::move(path)) {
-        if (mkdir(path_.c_str(), 0700) < 0) {
-            throw systemFailure(path_, errno);
-        }
-        directory_ = Descriptor(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        // No recorder gets in between the change of places and the last step.
-        if (!directory_.isOpen() || flock(directory_.get(), LOCK_EX | LOCK_NB) < 0) {
-            throw systemFailure(path_, errno);
-        }
-    }
+    explicit Staging(const std::string &backup)
+        : parentPath_(parentOf(backup)),
+          parent_(open(parentPath_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
+          directory_(parent_.get(), backup) {}
 
-    ~Staging() {
-        if (!isPlaced_) {
-            std::error_code ignored;
-            fs::remove_all(path_, ignored);
-        }
-    }
-
-    Staging(const Staging &) = delete;
-    Staging &operator=(const Staging &) = delete;
-
-    const std::string &path() const { return path_; }
-    int descriptor() const { return directory_.get(); }
-    void placed() { isPlaced_ = true; }
+    std::string path() const { return parentPath_ + "/" + directory_.name(); }
+    int descriptor() const { return directory_.descriptor(); }
 
     Descriptor create(const std::string &name) const {
         Descriptor file(openat(descriptor(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
         if (!file.isOpen()) {
-            throw systemFailure(path_ + "/" + name, errno);
+            throw systemFailure(path() + "/" + name, errno);
         }
         return file;
     }
 
+    /// Before it changes places with the log: under this name it, or the log as it was, is left alone.
+    void complete(const std::string &name) { directory_.rename(name); }
+
+    void placed() { directory_.keep(); }
+
 private:
-    std::string path_;
-    Descriptor directory_;
-    bool isPlaced_ = false;
+    std::string parentPath_;
+    Descriptor parent_;
+    TemporaryDirectory directory_;
 };
 
 class Rebuild {
@@ -121,7 +110,7 @@ public:
           plan_(plan),
           options_(options),
           real_(realPath(directory.path())),
-          staging_(stagingPath(options.backup, real_)) {}
+          staging_(checkedBackup(options.backup, real_)) {}
 
     void run(const Diagnosis &before) {
         options_.afterStep();
@@ -135,7 +124,8 @@ public:
         sync(staging_.descriptor(), staging_.path());
         verify(before);
         copyAttributes(staging_.descriptor(), statusOf(directory_.descriptor(), real_), staging_.path());
-        syncDirectory(parentOf(staging_.path()));
+        staging_.complete(partialName(options_.backup));
+        syncDirectory(parentOf(options_.backup));
         options_.afterStep();
         changePlaces();
         carryAsides();
@@ -147,34 +137,53 @@ public:
     }
 
 private:
-    static std::string stagingPath(const std::string &backup, const std::string &log) {
+    static std::string partialName(const std::string &backup) {
+        return fs::path(backup).filename().string() + ".partial";
+    }
+
+    /// Throws Failure when the backup cannot be there.
+    static const std::string &checkedBackup(const std::string &backup, const std::string &log) {
         const std::string parent = realPath(parentOf(backup)) + "/";
         if (parent.compare(0, log.size() + 1, log + "/") == 0) {
             throw Failure(backup + ": lies in the log's own directory; give another name with --backup",
                           kExitUsage);
         }
-        struct stat status;
-        if (lstat(backup.c_str(), &status) == 0) {
-            throw Failure(backup + ": exists already; give another name with --backup");
+        for (const std::string &path : {backup, parent + partialName(backup)}) {
+            struct stat status;
+            if (lstat(path.c_str(), &status) == 0) {
+                throw Failure(path + ": exists already; give another name with --backup");
+            }
         }
-        return backup + ".partial";
+        return backup;
     }
 
     void copyEntry(const std::string &name) const {
         const std::optional<std::string> target = targetOf(name);
-        if (!target || name == kIndexName || name == kIndexBackupName) {
+        if (!target || name == kIndexName || name == kIndexBackupName || isTemporaryName(name)) {
             return;
         }
-        struct stat status;
-        if (fstatat(directory_.descriptor(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
+        // What is looked at is what was opened, whatever bears the name by now.
+        const Descriptor from = openQuiet(directory_, name, O_NOFOLLOW);
+        const mode_t mode = from.isOpen() ? statusOf(from.get(), directory_.pathOf(name)).st_mode : 0;
+        if (S_ISREG(mode)) {
+            copyFile(name, *target, from.get());
+        } else if (S_ISDIR(mode) && isAsideName(name)) {
+            return;
+        } else if (!from.isOpen() && errno == ELOOP && !dataFilePosition(name)) {
+            copyLink(name);
+        } else if (from.isOpen() || errno == ELOOP || errno == ENXIO) {
+            throw Failure(directory_.pathOf(name) + ": is no file; move it elsewhere first");
+        } else {
             throw systemFailure(directory_.pathOf(name), errno);
         }
-        if (S_ISREG(status.st_mode)) {
-            copyFile(name, *target, status);
-        } else if (S_ISLNK(status.st_mode)) {
-            fs::copy_symlink(fs::path(real_) / name, fs::path(staging_.path()) / *target);
-        } else if (!S_ISDIR(status.st_mode) || !isAsideName(name)) {
-            throw Failure(directory_.pathOf(name) + ": is no file; move it elsewhere first");
+    }
+
+    void copyLink(const std::string &name) const {
+        std::string target(PATH_MAX, '\0');
+        const ssize_t length =
+            readlinkat(directory_.descriptor(), name.c_str(), target.data(), target.size() - 1);
+        if (length < 0 || symlinkat(target.c_str(), staging_.descriptor(), name.c_str()) < 0) {
+            throw systemFailure(directory_.pathOf(name), errno);
         }
     }
 
@@ -199,33 +208,28 @@ private:
         return target ? std::make_optional(dataFileName(*target)) : std::nullopt;
     }
 
-    void copyFile(const std::string &name, const std::string &target, const struct stat &status) const {
+    void copyFile(const std::string &name, const std::string &target, int from) const {
         const std::optional<int> position = dataFilePosition(name);
-        const Descriptor from = openQuietly(directory_, name);
         const Descriptor to = staging_.create(target);
         try {
             if (position && plan_.mended.count(*position) > 0) {
-                copyMended(from.get(), to.get());
+                copyMended(from, to.get());
             } else {
-                copyPlain(from.get(), to.get());
+                copyPlain(from, to.get());
             }
         } catch (const std::system_error &error) {
             throw Failure(directory_.pathOf(name) + ": cannot be copied: " + error.code().message());
         }
-        copyAttributes(to.get(), status, staging_.path() + "/" + target);
+        copyAttributes(to.get(), statusOf(from, directory_.pathOf(name)), staging_.path() + "/" + target);
         sync(to.get(), staging_.path() + "/" + target);
     }
 
     void writeIndex() const {
-        const std::string path = staging_.path() + "/index.csv";
+        const std::string path = staging_.path() + "/" + kIndexName;
         const Descriptor file = staging_.create(kIndexName);
-        const std::string &text = plan_.indexText;
-        if (write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-            throw systemFailure(path, errno);
-        }
-        if (fchmod(file.get(), 0644) < 0) {
-            throw systemFailure(path, errno);
-        }
+        writeWhole(file.get(), plan_.indexText, path);
+        giveAccess(file.get(), accessFor(directory_.descriptor(), kIndexName, directory_.pathOf(kIndexName)),
+                   path);
         sync(file.get(), path);
     }
 
@@ -242,20 +246,21 @@ private:
 
     /// Where two names cannot change places at one stroke, the log is without a name for a moment.
     void changePlaces() {
-        if (renameat2(AT_FDCWD, staging_.path().c_str(), AT_FDCWD, real_.c_str(), RENAME_EXCHANGE) == 0) {
+        const std::string staging = staging_.path();
+        if (renameat2(AT_FDCWD, staging.c_str(), AT_FDCWD, real_.c_str(), RENAME_EXCHANGE) == 0) {
             staging_.placed();
             options_.afterStep();
-            rename(staging_.path(), options_.backup);
+            rename(staging, options_.backup);
         } else if (errno == EINVAL || errno == ENOSYS) {
             rename(real_, options_.backup);
             staging_.placed();
             options_.afterStep();
-            rename(staging_.path(), real_);
+            rename(staging, real_);
         } else if (errno == EXDEV) {
             throw Failure(options_.backup + ": lies on another file system than " + directory_.path() +
                           "; give a name on the same one with --backup");
         } else {
-            throw systemFailure(real_ + " cannot change places with " + staging_.path(), errno);
+            throw systemFailure(real_ + " cannot change places with " + staging, errno);
         }
         syncDirectory(parentOf(options_.backup));
         syncDirectory(parentOf(real_));
@@ -268,18 +273,19 @@ private:
         }
     }
 
-    /// The descriptor of the directory as it was is that of the backup now.
+    /// The descriptor of the directory as it was is that of the backup now. Lists of former repairs stay.
     void listCutLines(int position) const {
-        const std::string name = "torn-" + std::to_string(position) + ".txt";
+        const std::string stem = "torn-" + std::to_string(position);
+        std::string name = stem + ".txt";
         const std::string path = options_.backup + "/" + name;
         const Descriptor from = openQuietly(directory_, dataFileName(position));
-        const Descriptor to(
-            openat(directory_.descriptor(), name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-        if (!to.isOpen()) {
-            throw systemFailure(path, errno);
+        TemporaryFile list(directory_.descriptor(), path);
+        listCut(from.get(), list.descriptor());
+        giveAccess(list.descriptor(), accessFor(directory_.descriptor(), dataFileName(position), path), path);
+        list.sync();
+        for (int number = 2; !list.takeFreeName(name); ++number) {
+            name = stem + "-" + std::to_string(number) + ".txt";
         }
-        listCut(from.get(), to.get());
-        sync(to.get(), path);
     }
 
     const StoreDirectory &directory_;

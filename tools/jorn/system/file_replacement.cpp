@@ -3,7 +3,6 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <utility>
@@ -11,30 +10,6 @@
 #include "system/failure.h"
 
 namespace tool {
-namespace {
-
-constexpr mode_t kPermissions = 0777;
-constexpr mode_t kPermissionsOfFile = 0666;
-
-}  // namespace
-
-FileAccess accessFor(int directory, const std::string &name, const std::string &shown) {
-    struct stat status;
-    if (fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode)) {
-        return {status.st_uid, status.st_gid, status.st_mode & kPermissions};
-    }
-    if (fstat(directory, &status) < 0) {
-        throw systemFailure(shown, errno);
-    }
-    return {status.st_uid, status.st_gid, status.st_mode & kPermissionsOfFile};
-}
-
-void giveAccess(int file, const FileAccess &access, const std::string &shown) {
-    if ((fchown(file, access.owner, access.group) < 0 && errno != EPERM) || fchmod(file, access.mode) < 0) {
-        throw systemFailure(shown, errno);
-    }
-}
-
 void writeWhole(int file, std::string_view bytes, const std::string &shown) {
     while (!bytes.empty()) {
         const ssize_t written = write(file, bytes.data(), bytes.size());

@@ -3,29 +3,13 @@
 #ifndef JORN_TOOLS_FILE_REPLACEMENT_H
 #define JORN_TOOLS_FILE_REPLACEMENT_H
 
-#include <sys/types.h>
-
 #include <string>
 #include <string_view>
 
+#include "system/file_access.h"
 #include "system/temporary.h"
 
 namespace tool {
-
-/// Whose a file is, and who may do what with it.
-struct FileAccess {
-    uid_t owner = 0;
-    gid_t group = 0;
-    mode_t mode = 0;  ///< Read, write and execute only.
-};
-
-/// What a file must have that is to bear the name: as the regular file that it replaces, else as befits a
-/// file of the directory. Throws Failure with `shown`.
-FileAccess accessFor(int directory, const std::string &name, const std::string &shown);
-
-/// Another owner can be given by the superuser only; whoever else writes a file keeps it. Throws Failure with
-/// `shown`.
-void giveAccess(int file, const FileAccess &access, const std::string &shown);
 
 /// Writes all of it. Throws Failure with `shown`.
 void writeWhole(int file, std::string_view bytes, const std::string &shown);

@@ -4,14 +4,12 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
-#include <stdio.h>
-#include <stdlib.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 
 #include "system/failure.h"
+#include "system/file_replacement.h"
 
 namespace tool {
 namespace {
@@ -32,27 +30,25 @@ Failure existsFailure(const std::string &path) {
     return Failure(path + ": there is such a file already; --force replaces it", kExitUsage);
 }
 
-void syncDirectory(const std::string &path) {
-    const Descriptor directory(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (directory.isOpen()) {
-        // Not every file system can; the content is on the medium already.
-        [[maybe_unused]] const int result = fsync(directory.get());
-    }
-}
-
 }  // namespace
 
-ReplacedFile::ReplacedFile(const std::string &path, bool mayReplace) : path_(path), mayReplace_(mayReplace) {
+ReplacedFile::ReplacedFile(const std::string &path, bool mayReplace, TemporaryFile::Naming naming)
+    : path_(path), mayReplace_(mayReplace) {
     // A limit of file sizes is met where it is written.
     signal(SIGXFSZ, SIG_IGN);
     findTarget();
-    create();
+    directory_ = Descriptor(open(directoryOf(target_).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!directory_.isOpen()) {
+        throw systemFailure(path_, errno);
+    }
+    file_.emplace(directory_.get(), path_, naming);
+    if (fchmod(file_->descriptor(), mode_) < 0) {
+        throw systemFailure(path_, errno);
+    }
 }
 
-ReplacedFile::~ReplacedFile() {
-    if (!temporary_.empty()) {
-        unlink(temporary_.c_str());
-    }
+std::string ReplacedFile::temporaryPath() const {
+    return directoryOf(target_) + "/" + file_->temporaryName();
 }
 
 void ReplacedFile::findTarget() {
@@ -75,40 +71,16 @@ void ReplacedFile::findTarget() {
     mode_ = status.st_mode & kPermissions;
 }
 
-void ReplacedFile::create() {
-    std::string name = directoryOf(target_) + "/.jorn-XXXXXX";
-    file_ = Descriptor(mkostemp(name.data(), O_CLOEXEC));
-    if (!file_.isOpen()) {
-        throw systemFailure(path_, errno);
-    }
-    temporary_ = name;
-    if (fchmod(file_.get(), mode_) < 0) {
-        throw systemFailure(path_, errno);
-    }
-}
-
 void ReplacedFile::commit() {
-    if (fsync(file_.get()) < 0) {
-        throw systemFailure(path_, errno);
-    }
-    giveName();
-    temporary_.clear();
-    syncDirectory(directoryOf(target_));
-}
-
-void ReplacedFile::giveName() {
-    const unsigned flags = mayReplace_ ? 0 : RENAME_NOREPLACE;
-    int result = renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, target_.c_str(), flags);
-    if (result < 0 && (errno == EINVAL || errno == ENOSYS)) {
-        // A file system that cannot refuse by itself.
-        if (!mayReplace_ && access(target_.c_str(), F_OK) == 0) {
+    const std::string name = fs::path(target_).filename().string();
+    file_->sync();
+    if (!file_->takeFreeName(name)) {
+        if (!mayReplace_) {
             throw existsFailure(path_);
         }
-        result = rename(temporary_.c_str(), target_.c_str());
+        file_->replace(name);
     }
-    if (result < 0) {
-        throw errno == EEXIST ? existsFailure(path_) : systemFailure(path_, errno);
-    }
+    syncNames(directory_.get());
 }
 
 }  // namespace tool

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "system/temporary.h"
 
-#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
@@ -12,9 +11,9 @@
 
 #include <algorithm>
 #include <functional>
-#include <memory>
 #include <utility>
 
+#include "system/directory_list.h"
 #include "system/failure.h"
 
 namespace tool {
@@ -27,10 +26,6 @@ constexpr size_t kRandomLength = 6;
 
 /// More than other processes can take away by chance.
 constexpr int kTries = 100;
-
-struct DirectoryCloser {
-    void operator()(DIR *directory) const { closedir(directory); }
-};
 
 std::string randomName(const char *prefix) {
     unsigned char bytes[kRandomLength] = {};
@@ -71,20 +66,14 @@ Descriptor claim(int directory, const std::string &name, int lock) {
     if (!file.isOpen() || fstat(file.get(), &status) < 0) {
         return {};
     }
-    const bool isItsKind =
-        hasForm(name, kDirectoryPrefix) ? S_ISDIR(status.st_mode) : S_ISREG(status.st_mode);
+    const bool isItsKind = isTemporaryDirectoryName(name) ? S_ISDIR(status.st_mode) : S_ISREG(status.st_mode);
     const bool isFree = isItsKind && flock(file.get(), lock | LOCK_NB) == 0;
     return isFree && isStillNamed(directory, name, file.get()) ? std::move(file) : Descriptor();
 }
 
+/// None where they cannot be read.
 std::vector<std::string> namesIn(int directory) {
-    const int list = openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const std::unique_ptr<DIR, DirectoryCloser> stream(list >= 0 ? fdopendir(list) : nullptr);
-    std::vector<std::string> names;
-    while (const dirent *const entry = stream ? readdir(stream.get()) : nullptr) {
-        names.emplace_back(entry->d_name);
-    }
-    return names;
+    return listNames(directory).value_or(std::vector<std::string>());
 }
 
 /// Files alone: a temporary directory holds no others, and nothing but what was made there may go.
@@ -222,8 +211,15 @@ TemporaryDirectory::TemporaryDirectory(int parent, const std::string &shown) : p
     }
 }
 
+void TemporaryDirectory::rename(const std::string &name) {
+    if (renameat(parent_, name_.c_str(), parent_, name.c_str()) < 0) {
+        throw systemFailure(name, errno);
+    }
+    name_ = name;
+}
+
 TemporaryDirectory::~TemporaryDirectory() {
-    if (!name_.empty()) {
+    if (!isKept_ && !name_.empty()) {
         removeWithFiles(parent_, name_, directory_.get());
     }
 }
@@ -242,8 +238,10 @@ bool TemporaryDirectory::create(const std::string &name) {
 }
 
 bool isTemporaryName(const std::string &name) {
-    return hasForm(name, kFilePrefix) || hasForm(name, kDirectoryPrefix);
+    return hasForm(name, kFilePrefix) || isTemporaryDirectoryName(name);
 }
+
+bool isTemporaryDirectoryName(const std::string &name) { return hasForm(name, kDirectoryPrefix); }
 
 std::vector<std::string> abandonedNames(int directory) {
     std::vector<std::string> names = namesIn(directory);
@@ -251,7 +249,6 @@ std::vector<std::string> abandonedNames(int directory) {
         return !isTemporaryName(name) || !claim(directory, name, LOCK_SH).isOpen();
     };
     names.erase(std::remove_if(names.begin(), names.end(), isOther), names.end());
-    std::sort(names.begin(), names.end());
     return names;
 }
 
@@ -261,7 +258,7 @@ void removeAbandoned(int directory) {
             continue;
         }
         const Descriptor claimed = claim(directory, name, LOCK_EX);
-        if (claimed.isOpen() && hasForm(name, kDirectoryPrefix)) {
+        if (claimed.isOpen() && isTemporaryDirectoryName(name)) {
             removeWithFiles(directory, name, claimed.get());
         } else if (claimed.isOpen()) {
             unlinkat(directory, name.c_str(), 0);

@@ -67,21 +67,28 @@ public:
     TemporaryDirectory &operator=(const TemporaryDirectory &) = delete;
 
     int descriptor() const { return directory_.get(); }
-    const std::string &temporaryName() const { return name_; }
+
+    /// In the parent directory.
+    const std::string &name() const { return name_; }
+
+    /// Takes another name there, which no command will take for a leftover. Throws Failure.
+    void rename(const std::string &name);
 
     /// It is where it belongs: from now on it stays.
-    void keep() { name_.clear(); }
+    void keep() { isKept_ = true; }
 
 private:
     bool create(const std::string &name);
 
     const int parent_;
     std::string name_;
+    bool isKept_ = false;
     Descriptor directory_;
 };
 
 /// Whether a name is of the form that temporary files and directories get here.
 bool isTemporaryName(const std::string &name);
+bool isTemporaryDirectoryName(const std::string &name);
 
 /// Temporary files and directories whose process has ended, sorted; those that cannot be opened are not among
 /// them. Changes nothing, and needs no right to do so.

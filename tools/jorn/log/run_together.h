@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+// Tells lines that ran together: one that was cut off, and the next one written right after it.
+#ifndef JORN_TOOLS_RUN_TOGETHER_H
+#define JORN_TOOLS_RUN_TOGETHER_H
+
+#include <string_view>
+
+namespace tool {
+
+/// The text of the item that the store adds at each start, which is what follows a line that was cut off.
+inline constexpr std::string_view kStartText = "Log start init!";
+
+/// Whether there stands in a line, but not at its begin, what the store's lines begin with: a time of 9 or 10
+/// digits, level and slot. As texts may hold such bytes too, that time must be later than the line's own, or
+/// what follows must be the store's first item.
+bool looksRunTogether(std::string_view line);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "record/torn_line.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "log/piece_reader.h"
+#include "log/regular_file.h"
+#include "system/failure.h"
+#include "system/file_access.h"
+#include "system/file_bytes.h"
+#include "system/file_replacement.h"
+#include "system/temporary.h"
+#include "terminal/counted.h"
+
+namespace tool {
+namespace {
+
+constexpr size_t kBlockSize = 65536;
+
+/// The last line of a file, from after the last line feed to the file's end.
+struct LastLine {
+    int64_t begin = 0;
+    int64_t endOfItems = 0;  ///< Where its last piece that is a whole item ends; `begin` without one.
+    int64_t end = 0;
+
+    bool isEmpty() const { return begin == end; }
+    bool isWhole() const { return endOfItems == end; }
+    bool holdsItem() const { return endOfItems > begin; }
+    int64_t tornBytes() const { return end - endOfItems; }
+};
+
+int64_t beginOfLastLine(int fd, int64_t end) {
+    while (end > 0) {
+        const size_t length = std::min<size_t>(static_cast<size_t>(end), kBlockSize);
+        const int64_t begin = end - static_cast<int64_t>(length);
+        std::string block(length, '\0');
+        block.resize(readAt(fd, static_cast<uint64_t>(begin), block.data(), length));
+        const size_t feed = block.rfind('\n');
+        if (feed != std::string::npos) {
+            return begin + static_cast<int64_t>(feed) + 1;
+        }
+        end = begin;
+    }
+    return 0;
+}
+
+/// Read in pieces, as the store does, and as the one who checks a log judges them.
+LastLine findLastLine(int fd, int64_t size) {
+    LastLine line;
+    line.begin = beginOfLastLine(fd, size);
+    line.endOfItems = line.begin;
+    line.end = size;
+    PieceReader reader(fd, line.begin);
+    Piece piece;
+    while (reader.next(&piece)) {
+        if (piece.kind == PieceKind::Item && hasWholeNumbers(piece.bytes)) {
+            line.endOfItems = piece.offset + static_cast<int64_t>(piece.bytes.size());
+        }
+    }
+    return line;
+}
+
+/// A file of which the last line is to be ended.
+class TornFile {
+public:
+    TornFile(const StoreDirectory &directory, std::string name)
+        : directory_(directory), name_(std::move(name)), shown_(directory.pathOf(name_)) {}
+
+    std::string endLastLine() {
+        // What is no file, or a link, the store does not get to open.
+        file_ = openQuiet(directory_, name_, O_NOFOLLOW);
+        if (!file_.isOpen() || fstat(file_.get(), &status_) < 0 || !S_ISREG(status_.st_mode)) {
+            return "";
+        }
+        const LastLine line = findLastLine(file_.get(), status_.st_size);
+        if (line.isEmpty()) {
+            return "";
+        }
+        openToWrite();
+        const std::string done =
+            line.isWhole() ? shown_ + ": the last line had no end; it has one now" : takeTornBytesOut(line);
+        if (line.holdsItem()) {
+            addLineFeed(line.endOfItems);
+        }
+        sync();
+        return done;
+    }
+
+private:
+    /// The very file that was read, whatever its name stands for meanwhile.
+    void openToWrite() {
+        writer_ = Descriptor(open(descriptorName(file_.get()).c_str(), O_WRONLY | O_CLOEXEC));
+        if (!writer_.isOpen()) {
+            throw systemFailure(shown_, errno);
+        }
+    }
+
+    std::string takeTornBytesOut(const LastLine &line) const {
+        const std::string kept = keepTornBytes(line.endOfItems);
+        if (ftruncate(writer_.get(), line.endOfItems) < 0) {
+            const int reason = errno;
+            unlinkat(directory_.descriptor(), kept.c_str(), 0);
+            throw systemFailure(shown_, reason);
+        }
+        return shown_ + ": the last line was cut off; its " + counted(line.tornBytes(), "byte", "bytes") +
+               " are kept in " + directory_.pathOf(kept);
+    }
+
+    /// Returns the name of the file that holds them now.
+    std::string keepTornBytes(int64_t begin) const {
+        int number = 0;
+        while (isTaken(tornName(number))) {
+            ++number;
+        }
+        const std::string shown = directory_.pathOf(tornName(number));
+        TemporaryFile kept(directory_.descriptor(), shown);
+        copyFrom(begin, kept.descriptor(), shown);
+        giveAccess(kept.descriptor(), accessOf(status_), shown);
+        kept.sync();
+        while (!kept.takeFreeName(tornName(number))) {
+            ++number;
+        }
+        syncNames(directory_.descriptor());
+        return tornName(number);
+    }
+
+    static std::string tornName(int number) { return "torn-" + std::to_string(number) + ".txt"; }
+
+    bool isTaken(const std::string &name) const {
+        return faccessat(directory_.descriptor(), name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+    }
+
+    void copyFrom(int64_t offset, int to, const std::string &shown) const {
+        std::string block(kBlockSize, '\0');
+        size_t length = 0;
+        while ((length = readAt(file_.get(), static_cast<uint64_t>(offset), block.data(), block.size())) >
+               0) {
+            writeWhole(to, std::string_view(block).substr(0, length), shown);
+            offset += static_cast<int64_t>(length);
+        }
+    }
+
+    void addLineFeed(int64_t offset) const {
+        if (pwrite(writer_.get(), "\n", 1, offset) != 1) {
+            throw systemFailure(shown_, errno);
+        }
+    }
+
+    void sync() const {
+        if (fsync(writer_.get()) < 0) {
+            throw systemFailure(shown_, errno);
+        }
+    }
+
+    const StoreDirectory &directory_;
+    const std::string name_;
+    const std::string shown_;
+    struct stat status_ = {};
+    Descriptor file_;
+    Descriptor writer_;
+};
+
+}  // namespace
+
+std::string endTornLine(const StoreDirectory &directory, int position) {
+    const std::string name = dataFileName(position);
+    try {
+        return TornFile(directory, name).endLastLine();
+    } catch (const std::system_error &error) {
+        throw systemFailure(directory.pathOf(name), error.code().value());
+    }
+}
+
+}  // namespace tool

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+// The names in a directory.
+#ifndef JORN_TOOLS_DIRECTORY_LIST_H
+#define JORN_TOOLS_DIRECTORY_LIST_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+/// All but "." and "..", sorted, without a change of the directory's access time where the system allows
+/// that. Nothing, with the reason in errno, when they cannot be read. The descriptor may be one of O_PATH.
+std::optional<std::vector<std::string>> listNames(int directory);
+
+}  // namespace tool
+
+#endif
