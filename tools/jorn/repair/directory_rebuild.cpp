@@ -165,8 +165,11 @@ private:
         }
         // What is looked at is what was opened, whatever bears the name by now.
         const Descriptor from = openQuiet(directory_, name, O_NOFOLLOW);
-        if (from.isOpen() && S_ISREG(statusOf(from.get(), directory_.pathOf(name)).st_mode)) {
+        const mode_t mode = from.isOpen() ? statusOf(from.get(), directory_.pathOf(name)).st_mode : 0;
+        if (S_ISREG(mode)) {
             copyFile(name, *target, from.get());
+        } else if (S_ISDIR(mode) && isAsideName(name)) {
+            return;
         } else if (!from.isOpen() && errno == ELOOP && !dataFilePosition(name)) {
             copyLink(name);
         } else if (from.isOpen() || errno == ELOOP || errno == ENXIO) {
