@@ -390,6 +390,14 @@ std::vector<std::string> shownTexts(const std::string &out) {
     return texts;
 }
 
+bool hasNamelessFiles(const std::string &directory) {
+    const int fd = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (fd >= 0) {
+        close(fd);
+    }
+    return fd >= 0;
+}
+
 std::string stateOf(const std::string &directory) {
     std::vector<std::string> names = {directory};
     for (const auto &entry : fs::directory_iterator(directory)) {

@@ -136,6 +136,9 @@ std::vector<std::string> shownTexts(const std::string &out);
 
 std::vector<std::string> linesOf(const std::string &text);
 
+/// Whether the file system of a directory knows files without a name.
+bool hasNamelessFiles(const std::string &directory);
+
 /// Name, type, size, times and content of a directory and all that is in it, to be compared.
 std::string stateOf(const std::string &directory);
 
