@@ -86,7 +86,7 @@ struct Command {
 std::vector<std::string> wordsBelow(const std::string &root, std::vector<std::string> words) {
     for (std::string &word : words) {
         if (word.front() == '@') {
-            word = root + "/" + word.substr(1);
+            word.replace(0, 1, root + "/");
         }
     }
     return words;

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "kills/record_campaign.h"
 #include "kills/ring_files.h"
 #include "trace/traced_run.h"
@@ -44,7 +46,7 @@ struct Case {
     Fault fault;
 };
 
-void PrintTo(const Case &given, std::ostream *out) { *out << given.name; }
+std::ostream &operator<<(std::ostream &out, const Case &given) { return out << given.name; }
 
 class JudgeTest : public ::testing::TestWithParam<Case> {};
 

@@ -5,6 +5,7 @@
 #include <CLI/Formatter.hpp>
 #include <CLI/Validators.hpp>
 #include <cstdio>
+#include <exception>
 
 #include "kills/command_campaign.h"
 #include "kills/record_campaign.h"
@@ -61,9 +62,7 @@ bool killCommands(size_t step) {
     return count == 0;
 }
 
-}  // namespace
-
-int main(int argc, char **argv) {
+int run(int argc, char **argv) {
     test::CampaignOptions options;
     bool showsPlaces = false;
     bool isPlain = false;
@@ -86,4 +85,15 @@ int main(int argc, char **argv) {
     const bool isRecorderRight = options.kills == 0 || killRecorders(options, showsPlaces);
     const bool areCommandsRight = step == 0 || killCommands(step);
     return isRecorderRight && areCommandsRight ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception &error) {
+        fprintf(stderr, "%s\n", error.what());
+        return 2;
+    }
 }

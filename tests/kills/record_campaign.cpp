@@ -16,7 +16,9 @@ namespace {
 
 using Random = std::mt19937_64;
 
-size_t below(Random *random, size_t limit) { return limit == 0 ? 0 : (*random)() % limit; }
+size_t below(Random *random, size_t limit) {
+    return limit == 0 ? 0 : static_cast<size_t>((*random)() % limit);
+}
 
 /// The line of a service manager's unit.
 std::vector<std::string> recordWords(const std::string &directory, const CampaignOptions &options) {
