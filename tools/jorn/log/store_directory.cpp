@@ -5,8 +5,10 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "module_limits.h"
+#include "system/closed_directory.h"
 #include "system/failure.h"
 #include "system/temporary.h"
 
@@ -17,7 +19,7 @@ constexpr mode_t kDirectoryMode = 0750;
 
 void makeIfMissing(const std::string &path) {
     if (mkdir(path.c_str(), kDirectoryMode) < 0 && errno != EEXIST) {
-        throw systemFailure(path, errno);
+        throw makeFailure(path, errno);
     }
 }
 
@@ -26,7 +28,7 @@ void makeIfMissing(const std::string &path) {
 StoreDirectory::StoreDirectory(const std::string &path, int flags)
     : path_(path), directory_(open(path.c_str(), flags | O_DIRECTORY | O_CLOEXEC)) {
     if (!directory_.isOpen()) {
-        throw systemFailure(path, errno);
+        throw openFailure(path, errno);
     }
     shortName_ = descriptorName(directory_.get());
     if (access(shortName_.c_str(), F_OK) < 0) {
@@ -50,6 +52,12 @@ StoreDirectory StoreDirectory::openForRepair(const std::string &path) {
     StoreDirectory directory(path, O_RDONLY);
     directory.lock("a jorn is recording into this directory or repairing it; end it first");
     return directory;
+}
+
+void StoreDirectory::requireWritable() const {
+    if (faccessat(descriptor(), ".", W_OK | X_OK, AT_EACCESS) < 0) {
+        throw systemFailure(path_ + ": no file can be written in this directory", errno);
+    }
 }
 
 void StoreDirectory::lock(const char *whenTaken) const {

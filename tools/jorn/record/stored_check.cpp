@@ -81,6 +81,11 @@ bool StoredCheck::verify() {
 }
 
 Failure writeFailure(const StoreDirectory &directory, const std::string &fileName) {
+    try {
+        directory.requireWritable();
+    } catch (const Failure &failure) {
+        return failure;
+    }
     const int error = probeWrite(directory, fileSize(directory, fileName));
     const std::string message = directory.pathOf(fileName) + ": cannot be written";
     return Failure(error == 0 ? message : message + ": " + strerror(error));
