@@ -262,6 +262,17 @@ TEST_F(RecordRestartTest, Record_KeptNameIsTaken_ReplacedOrRefused) {
     EXPECT_EQ(read("log/index.csv"), "fourth");
 }
 
+/// The store's own first item does not fit, nor does anything else.
+TEST_F(RecordRestartTest, Record_MediumFullAndNoInput_Fails) {
+    writeFiles({0}, 3);
+    writeIndex("0,0");
+    Setting setting;
+    setting.fileSizeLimit = fs::file_size(path("log/0.csv")) + 20;
+    const Outcome run = jorn({"record", "log"}, setting);
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "jorn: log/0.csv: cannot be written: File too large\n");
+}
+
 /// Appending fails, and so does all else.
 TEST_F(RecordRestartTest, Record_FileMayNotBeWrittenAndNoInput_Fails) {
     writeFiles({0}, 3);

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "log/aside.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include "log/directory_look.h"
 #include "system/failure.h"
 
 namespace tool {
@@ -12,10 +8,6 @@ namespace {
 
 constexpr char kPrefix[] = "aside-";
 constexpr char kUnfinished[] = ".partial";
-
-bool endsWith(const std::string &text, const std::string &end) {
-    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
 
 }  // namespace
 
@@ -34,15 +26,12 @@ std::string finishedAsideName(const std::string &unfinished) {
     return unfinished.substr(0, unfinished.size() - (sizeof kUnfinished - 1));
 }
 
-Asides asidesIn(const StoreDirectory &directory) {
-    Asides asides;
-    for (const std::string &name : namesIn(directory)) {
-        const bool isOfForm = name.compare(0, sizeof kPrefix - 1, kPrefix) == 0;
-        if (isOfForm && lookAtEntry(directory, name).kind == Entry::Kind::Directory) {
-            (endsWith(name, kUnfinished) ? asides.unfinished : asides.finished).push_back(name);
-        }
-    }
-    return asides;
+bool isAsideName(const std::string &name) { return name.compare(0, sizeof kPrefix - 1, kPrefix) == 0; }
+
+bool isUnfinishedAsideName(const std::string &name) {
+    constexpr size_t kLength = sizeof kUnfinished - 1;
+    return isAsideName(name) && name.size() > kLength &&
+           name.compare(name.size() - kLength, kLength, kUnfinished) == 0;
 }
 
 }  // namespace tool

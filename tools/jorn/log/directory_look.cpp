@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 
+#include "log/aside.h"
 #include "log/regular_file.h"
 #include "module_limits.h"
 #include "system/directory_list.h"
@@ -159,6 +160,8 @@ DirectoryLook lookAt(const StoreDirectory &directory) {
     for (const std::string &name : namesIn(directory)) {
         if (looksLikeDataFile(name) && !dataFilePosition(name)) {
             look.otherNames.push_back(name);
+        } else if (isAsideName(name)) {
+            look.asides.push_back(name);
         }
     }
     return look;

@@ -54,6 +54,7 @@ struct DirectoryLook {
     IndexEntry index;
     IndexEntry backup;
     std::vector<std::string> otherNames;  ///< Names like those of data files that the store never uses.
+    std::vector<std::string> asides;      ///< Names as those of directories with rings that were put aside.
 
     int highestFile() const;
 };

@@ -52,8 +52,7 @@ void LiveStore::create(const Settings &settings) {
     object_ = FindObj(handle_);
 }
 
-/// Lets the store's own first item be written, so that everything from here on is the input's. That it is in
-/// its file shows only there: the file is not what it was before.
+/// Lets the store's own first item be written, so that everything from here on is the input's.
 void LiveStore::startChecking(const DirectoryLook &former) {
     posixPortSettle();
     for (int passes = 0; waitingItems() > 0 && passes < jorn::kQueueMessages; ++passes) {
@@ -63,14 +62,25 @@ void LiveStore::startChecking(const DirectoryLook &former) {
         throw Failure(directory_.path() + ": the store task does not run");
     }
     runStoreTask();
-    const int32_t position = currentPosition();
-    const Entry file = lookAtEntry(directory_, dataFileName(position));
-    const bool isWritten = !(file == former.files[static_cast<size_t>(position)]);
-    if (itemCount(position) == 0 || file.mark.size == 0 || !isWritten) {
+    if (!isFirstItemStored(former)) {
         throw writeFailure(directory_, dataFileName(wantedPosition()));
     }
     checkIndex();
-    check_.begin(position, file.mark.size);
+    const int32_t position = currentPosition();
+    check_.begin(position, lookAtEntry(directory_, dataFileName(position)).mark.size);
+}
+
+bool LiveStore::isFirstItemStored(const DirectoryLook &former) const {
+    const int32_t position = currentPosition();
+    const Entry &before = former.files[static_cast<size_t>(position)];
+    if (lookAtEntry(directory_, dataFileName(position)) == before) {
+        return false;
+    }
+    // As the only item of its file it began that afresh, whatever was there.
+    StoredCheck check(directory_);
+    check.begin(position, itemCount(position) > 1 ? before.mark.size : 0);
+    check.expect(1);
+    return itemCount(position) > 0 && check.verify();
 }
 
 int32_t LiveStore::currentPosition() const { return jorn::ringPosition(*object_, object_->csv_latest); }

@@ -48,6 +48,7 @@ public:
 private:
     void create(const Settings &settings);
     void startChecking(const DirectoryLook &former);
+    bool isFirstItemStored(const DirectoryLook &former) const;
     void pass();
     void fillFile();
     int64_t follow(int32_t formerPosition, int64_t formerCount);

@@ -11,6 +11,7 @@
 
 #include "health/index_mending.h"
 #include "log/aside.h"
+#include "log/directory_look.h"
 #include "module_limits.h"
 #include "system/failure.h"
 #include "system/file_replacement.h"
@@ -66,8 +67,7 @@ std::vector<std::string> namesOfRing() {
 }
 
 /// Never over anything: a file of that name there is one that was put aside before.
-void moveIfPresent(const StoreDirectory &directory, const std::string &name, int target,
-                   const std::string &shown) {
+void move(const StoreDirectory &directory, const std::string &name, int target, const std::string &shown) {
     const int fd = directory.descriptor();
     int result = renameat2(fd, name.c_str(), target, name.c_str(), RENAME_NOREPLACE);
     if (result < 0 && (errno == EINVAL || errno == ENOSYS)) {
@@ -76,7 +76,7 @@ void moveIfPresent(const StoreDirectory &directory, const std::string &name, int
         errno = EEXIST;
         result = isThere ? -1 : renameat(fd, name.c_str(), target, name.c_str());
     }
-    if (result < 0 && errno != ENOENT) {
+    if (result < 0) {
         throw systemFailure(shown + "/" + name, errno);
     }
 }
@@ -89,7 +89,9 @@ void moveRing(const StoreDirectory &directory, const std::string &unfinished) {
         throw systemFailure(shown, errno);
     }
     for (const std::string &name : namesOfRing()) {
-        moveIfPresent(directory, name, target.get(), shown);
+        if (lookAtEntry(directory, name).isPresent()) {
+            move(directory, name, target.get(), shown);
+        }
     }
     syncNames(target.get());
     syncNames(directory.descriptor());
@@ -119,14 +121,17 @@ std::string putAside(const StoreDirectory &directory, time_t now) {
 }
 
 std::optional<std::string> finishPuttingAside(const StoreDirectory &directory) {
-    std::optional<std::string> name;
-    for (const std::string &unfinished : asidesIn(directory).unfinished) {
-        if (isIndexLost(directory)) {
-            moveRing(directory, unfinished);
+    std::optional<std::string> finished;
+    for (const std::string &name : namesIn(directory)) {
+        if (!isUnfinishedAsideName(name) || lookAtEntry(directory, name).kind != Entry::Kind::Directory) {
+            continue;
         }
-        name = finish(directory, unfinished);
+        if (isIndexLost(directory)) {
+            moveRing(directory, name);
+        }
+        finished = finish(directory, name);
     }
-    return name;
+    return finished;
 }
 
 }  // namespace tool

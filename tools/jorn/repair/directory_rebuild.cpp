@@ -14,6 +14,8 @@
 #include <memory>
 #include <system_error>
 
+#include "log/aside.h"
+#include "log/directory_look.h"
 #include "log/regular_file.h"
 #include "repair/file_mending.h"
 #include "system/failure.h"
@@ -126,6 +128,7 @@ public:
         syncDirectory(parentOf(options_.backup));
         options_.afterStep();
         changePlaces();
+        carryAsides();
         for (const int position : plan_.mended) {
             listCutLines(position);
             options_.afterStep();
@@ -161,8 +164,11 @@ private:
         }
         // What is looked at is what was opened, whatever bears the name by now.
         const Descriptor from = openQuiet(directory_, name, O_NOFOLLOW);
-        if (from.isOpen() && S_ISREG(statusOf(from.get(), directory_.pathOf(name)).st_mode)) {
+        const mode_t mode = from.isOpen() ? statusOf(from.get(), directory_.pathOf(name)).st_mode : 0;
+        if (S_ISREG(mode)) {
             copyFile(name, *target, from.get());
+        } else if (S_ISDIR(mode) && isAsideName(name)) {
+            return;
         } else if (!from.isOpen() && errno == ELOOP && !dataFilePosition(name)) {
             copyLink(name);
         } else if (from.isOpen() || errno == ELOOP || errno == ENXIO) {
@@ -178,6 +184,17 @@ private:
             readlinkat(directory_.descriptor(), name.c_str(), target.data(), target.size() - 1);
         if (length < 0 || symlinkat(target.c_str(), staging_.descriptor(), name.c_str()) < 0) {
             throw systemFailure(directory_.pathOf(name), errno);
+        }
+    }
+
+    /// Rings that were put aside stay in the log's directory. A cut here leaves some in the backup.
+    void carryAsides() const {
+        for (const std::string &name : namesIn(directory_)) {
+            const bool isDirectory = lookAtEntry(directory_, name).kind == Entry::Kind::Directory;
+            if (isDirectory && isAsideName(name) &&
+                renameat(directory_.descriptor(), name.c_str(), staging_.descriptor(), name.c_str()) < 0) {
+                throw systemFailure(options_.backup + "/" + name, errno);
+            }
         }
     }
 
