@@ -193,7 +193,7 @@ Outcome runInto(int out, const std::vector<std::string> &arguments) {
 }
 
 RunningTool::RunningTool(const std::string &workDirectory, const std::vector<std::string> &arguments,
-                         const std::string &stdinPath)
+                         const std::string &stdinPath, bool obeysPermissions)
     : outPath_(scratchFile()), errPath_(scratchFile()) {
     int ends[2] = {-1, -1};
     EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
@@ -208,6 +208,9 @@ RunningTool::RunningTool(const std::string &workDirectory, const std::vector<std
         if (chdir(workDirectory.c_str()) != 0) {
             _exit(126);
         }
+        Setting setting;
+        setting.obeysPermissions = obeysPermissions;
+        applySetting(setting);
         becomeTool(arguments);
     }
     close(ends[0]);

@@ -57,7 +57,7 @@ class RunningTool {
 public:
     /// With `stdinPath`, that is standard input instead of the pipe.
     RunningTool(const std::string &workDirectory, const std::vector<std::string> &arguments,
-                const std::string &stdinPath = "");
+                const std::string &stdinPath = "", bool obeysPermissions = false);
     ~RunningTool();
     RunningTool(const RunningTool &) = delete;
     RunningTool &operator=(const RunningTool &) = delete;

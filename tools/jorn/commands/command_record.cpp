@@ -6,6 +6,7 @@
 
 #include "commands/commands.h"
 #include "commands/log_options.h"
+#include "record/log_mode.h"
 #include "record/recorder.h"
 #include "record/ring_fit.h"
 #include "system/failure.h"
@@ -64,6 +65,12 @@ void addRingOptions(CLI::App *command, RecordOptions *options) {
         ->type_name("WHAT")
         ->capture_default_str()
         ->check(CLI::IsMember({"refuse", "aside"}));
+    command
+        ->add_option_function<std::string>(
+            "--mode", [options](const std::string &text) { options->mode = parseLogMode(text); },
+            "Permissions of DIR, octal, from 0700 to 0777; the log's files get them without x. Default: 0750 "
+            "for a DIR that is made, and what the umask leaves of 0666 for files")
+        ->type_name("MODE");
     command->add_option("--slots", options->slots, "Slots of the log, 1 to 8")
         ->type_name("N")
         ->capture_default_str()

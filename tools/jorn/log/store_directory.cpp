@@ -5,8 +5,10 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "module_limits.h"
+#include "system/closed_directory.h"
 #include "system/failure.h"
 #include "system/file_mark.h"
 #include "system/temporary.h"
@@ -18,7 +20,7 @@ constexpr mode_t kDirectoryMode = 0750;
 
 void makeIfMissing(const std::string &path) {
     if (mkdir(path.c_str(), kDirectoryMode) < 0 && errno != EEXIST) {
-        throw systemFailure(path, errno);
+        throw makeFailure(path, errno);
     }
 }
 
@@ -27,7 +29,7 @@ void makeIfMissing(const std::string &path) {
 StoreDirectory::StoreDirectory(const std::string &path, int flags)
     : path_(path), directory_(open(path.c_str(), flags | O_DIRECTORY | O_CLOEXEC)) {
     if (!directory_.isOpen()) {
-        throw systemFailure(path, errno);
+        throw openFailure(path, errno);
     }
     shortName_ = descriptorName(directory_.get());
     if (access(shortName_.c_str(), F_OK) < 0) {
@@ -67,6 +69,12 @@ StoreDirectory StoreDirectory::openLocked(const std::string &path, const char *w
     }
     throw Failure(path + ": leads to another directory each of the " + std::to_string(kTries) +
                   " times that it was locked");
+}
+
+void StoreDirectory::requireWritable() const {
+    if (faccessat(descriptor(), ".", W_OK | X_OK, AT_EACCESS) < 0) {
+        throw systemFailure(path_ + ": no file can be written in this directory", errno);
+    }
 }
 
 void StoreDirectory::lock(const char *whenTaken) const {

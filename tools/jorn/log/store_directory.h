@@ -33,6 +33,10 @@ public:
     const std::string &path() const { return path_; }
     std::string pathOf(const std::string &fileName) const { return path_ + "/" + fileName; }
 
+    /// Throws Failure when this user can make no file in the directory, which both rotation and the index
+    /// need.
+    void requireWritable() const;
+
     int descriptor() const { return directory_.get(); }
 
 private:

@@ -8,6 +8,7 @@
 #include "diagnostics.h"
 #include "health/index_mending.h"
 #include "log/ring_survey.h"
+#include "record/log_mode.h"
 #include "record/own_files.h"
 #include "record/putting_aside.h"
 #include "record/ring_fit.h"
@@ -94,7 +95,11 @@ LiveStore::Settings settingsFor(const RingSurvey &survey, int files, const Recor
 
 LiveStore::Settings prepareDirectory(const StoreDirectory &directory, const RecordOptions &options) {
     jorn_SetDebugPrintLevel(0);  // What is read here is told here, not by the module's parser.
+    directory.requireWritable();
     refuseForeignFiles(directory);
+    if (options.mode) {
+        applyLogMode(directory, *options.mode);
+    }
     refuseSmallerRing(directory, surveyRing(directory), options.files, options.mayShrink);
     finishFormerStart(directory);
     seeToIndex(directory, options);

@@ -3,6 +3,8 @@
 #ifndef JORN_TOOLS_RECORDER_H
 #define JORN_TOOLS_RECORDER_H
 
+#include <sys/types.h>
+
 #include <optional>
 #include <string>
 
@@ -25,6 +27,7 @@ struct RecordOptions {
     bool hasStats = false;
     OutputOptions output;  ///< The form of the statistics.
     std::optional<int> printLevel;
+    std::optional<mode_t> mode;  ///< Of the directory, and without the right to execute of the log's files.
 };
 
 /// Stores standard input until its end or a stop signal, with standard output turned to standard error
