@@ -818,6 +818,26 @@ TEST_F(ShowTest, Show_TimeThatBeginsWithAMinus_TakenInEveryWayOfGivingAValue) {
     EXPECT_THAT(run.err, HasSubstr("jorn: --since: '-q' is no time from 1970 to 2106"));
 }
 
+TEST_F(ShowTest, Show_TimeThatIsNone_RefusedWithTheForms) {
+    writeMixed();
+    const Outcome run = jorn({"show", "log", "-U", "Nov 31 05:00"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(
+        run.err,
+        "jorn: --until: 'Nov 31 05:00' is no time from 1970 to 2106: 2026-11-21, 11-21, \"Nov 21\", today, "
+        "yesterday or tomorrow, each with or without 06:47[:08] and UTC, Z or +01:00 after it; 06:47, now, "
+        "-1h30m, +1h, \"1 month ago\" or @SECONDS since 1970\n");
+}
+
+TEST_F(ShowTest, Show_SinceAfterUntil_RefusedWithWhatTheyMean) {
+    writeMixed();
+    const Outcome run = jorn({"show", "log", "--utc", "-S", "2023-11-17 UTC", "-U", "2023-11-16"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err,
+              "jorn: --since is later than --until: 2023-11-17 00:00:00Z and 2023-11-16 23:59:59Z\n");
+}
+
 TEST_F(ShowTest, Show_EmptyValueOfAnOption_IsRefusedAndNotTakenForNone) {
     writeMixed();
     EXPECT_EQ(jorn({"count", "log", "--since", ""}).err,
