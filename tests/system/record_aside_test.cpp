@@ -26,13 +26,11 @@ using Contents = std::map<std::string, std::string>;
 
 class RecordAsideTest : public DamagedLogTest {
 protected:
-    /// All times are equal, and each file could be the newest.
+    /// The backup could be gone by, were it alone, but does not agree with the times.
     void makeUnclearRing() const {
-        for (const int position : {0, 1, 2, 17}) {
-            write(fileName(position), dataLine(kFirstTime, 1, 0, "of " + std::to_string(position)));
-        }
+        writeFiles({2, 3, 0, 1});
         write("log/index.csv", "version:");
-        write("log/index.bak", "version:1\n0,1\n");
+        write("log/index.bak", "version:1\n1,3\n");
     }
 
     void beginAnew() const {

@@ -135,6 +135,22 @@ TEST_F(RecordRestartTest, Record_IndexEmptiedAndRingEnlarged_EveryItemStaysInVie
     EXPECT_TRUE(textsInRange(10) == texts);
 }
 
+/// Only that the file after 1 was never written tells that 1 is the newest.
+TEST_F(RecordRestartTest, Record_TimesAreEqualAndSizeOfTheRingIsGiven_EveryItemStaysInView) {
+    std::string full;
+    for (int i = 0; i < kFull; ++i) {
+        full += dataLine(kFirstTime, 1, 0, "same");
+    }
+    write(fileName(0), full);
+    write(fileName(1), full);
+    expectRefused({}, "the times of all files are equal");
+    const Outcome run = record({"--files", "4"}, "new\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.err, HasSubstr("written anew as 0,1"));
+    std::vector<std::string> texts(2 * kFull, "same");
+    expectInView(texts, {"new"});
+}
+
 TEST_F(RecordRestartTest, Record_SmallerRingAndIndexLost_RefusedAndNothingChanged) {
     makeRingThatCameRound();
     const std::string before = stateOf(path("log"));
