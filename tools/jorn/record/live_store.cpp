@@ -28,7 +28,7 @@ void runStoreTask() {
 }  // namespace
 
 LiveStore::LiveStore(const StoreDirectory &directory, const Settings &settings)
-    : directory_(directory), check_(directory) {
+    : directory_(directory), check_(directory), medium_(directory, settings.syncs) {
     const DirectoryLook former = lookAt(directory_);
     create(settings);
     try {
@@ -67,6 +67,7 @@ void LiveStore::startChecking(const DirectoryLook &former) {
     }
     checkIndex();
     const int32_t position = currentPosition();
+    medium_.syncStart(position);
     check_.begin(position, lookAtEntry(directory_, dataFileName(position)).mark.size);
 }
 
@@ -147,6 +148,7 @@ int64_t LiveStore::follow(int32_t formerPosition, int64_t formerCount) {
         throw writeFailure(directory_, dataFileName(formerPosition));
     }
     checkIndex();
+    medium_.syncRotation(formerPosition);
     return inFormer + inNew;
 }
 
@@ -157,6 +159,14 @@ void LiveStore::drain() {
     runStoreTask();
     if (!check_.verify()) {
         throw writeFailure(directory_, dataFileName(currentPosition()));
+    }
+    syncNewItems();
+}
+
+void LiveStore::syncNewItems() {
+    if (check_.confirmed() > synced_) {
+        medium_.syncItems(currentPosition());
+        synced_ = check_.confirmed();
     }
 }
 
