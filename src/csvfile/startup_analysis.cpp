@@ -89,9 +89,9 @@ int32_t jorn_InitAnalyseCSV(JORN_OBJ *obj) {
     }
     loadIndex(obj);
     jorn_PickUpCsvValidRange(obj);
-    const jorn::RingRange range = jorn::validRange(*obj);
+    const jorn::RingRange range = jorn::ringOf(*obj).range();
     for (int32_t i = range.latest; i >= range.oldest; --i) {
-        analysePosition(obj, jorn::ringPosition(*obj, i));
+        analysePosition(obj, jorn::ringOf(*obj).position(i));
     }
     return 0;
 }

@@ -36,7 +36,7 @@ int32_t JORN_ClearAllLog(int32_t handle_id, int32_t addClearLog) {
     if (obj == nullptr) {
         return -1;
     }
-    const int32_t position = jorn::nextRingPosition(*obj, obj->csv_latest);
+    const int32_t position = jorn::ringOf(*obj).successor(obj->csv_latest);
     if (rewriteIndex(obj, position) < 0) {
         return -1;
     }

@@ -102,13 +102,13 @@ bool continueFile(int32_t position) {
 bool rotate(int32_t *position) {
     closeFile();
     JORN_OBJ *const obj = pt;
-    const int32_t next = jorn::nextRingPosition(*obj, *position);
+    const int32_t next = jorn::ringOf(*obj).successor(*position);
     if (!openDataFile(next, "w")) {
         return reportCreateFailure(next);
     }
     obj->csv_latest = next;
     if (obj->csv_oldest == next) {
-        obj->csv_oldest = jorn::nextRingPosition(*obj, next);
+        obj->csv_oldest = jorn::ringOf(*obj).successor(next);
     }
     // Ignored on purpose: the items are in their file whatever the index says, and the next rotation writes
     // it again. Until then a restart goes by the former positions.
@@ -120,7 +120,7 @@ bool rotate(int32_t *position) {
 /// Makes sure that a file is open for the next line of `pt`, and sets the position that counts it. False
 /// when none can be had.
 bool chooseFile(int32_t *position) {
-    *position = jorn::ringPosition(*pt, pt->csv_latest);
+    *position = jorn::ringOf(*pt).position(pt->csv_latest);
     const int32_t count = itemCount(*position);
     if (count >= jorn::kCsvItemMax) {
         return rotate(position);

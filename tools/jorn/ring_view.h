@@ -17,7 +17,7 @@
 #include "damage.h"
 #include "descriptor.h"
 #include "failure.h"
-#include "registry/log_object.h"
+#include "ring.h"
 #include "ring_survey.h"
 #include "store_directory.h"
 
