@@ -14,6 +14,7 @@
 #include "data_file_scan.h"
 #include "failure.h"
 #include "item_query.h"
+#include "ring.h"
 #include "ring_fit.h"
 
 namespace tool {
@@ -120,7 +121,7 @@ ClearingPlan planClearing(const StoreDirectory &directory, std::optional<int> ri
     if (!isInRing(plan.former, files)) {
         throw damaged(directory, "the index names files beyond a ring of " + std::to_string(files));
     }
-    plan.target = (plan.former.latest + 1) % files;
+    plan.target = jorn::ringSuccessor(files, plan.former.latest);
     countItemsInView(directory, files, &plan);
     return plan;
 }

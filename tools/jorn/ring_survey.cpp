@@ -11,6 +11,7 @@
 
 #include "module_limits.h"
 #include "regular_file.h"
+#include "ring.h"
 #include "stream.h"
 
 namespace tool {
@@ -61,10 +62,11 @@ std::string indexTextOf(const IndexPositions &positions) {
 }
 
 std::vector<int> positionsInRange(const IndexPositions &range, int ringSize) {
-    const int end = range.latest < range.oldest ? range.latest + ringSize : range.latest;
+    const jorn::Ring ring = {ringSize, range.oldest, range.latest};
+    const jorn::RingRange walk = ring.range();
     std::vector<int> positions;
-    for (int i = range.oldest; i <= end; ++i) {
-        positions.push_back(i % ringSize);
+    for (int i = walk.oldest; i <= walk.latest; ++i) {
+        positions.push_back(ring.position(i));
     }
     return positions;
 }
