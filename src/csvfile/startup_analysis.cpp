@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "csvfile/startup_analysis.h"
 
-#include "csvfile/data_file.h"
+#include "csvfile/file_names.h"
 #include "csvfile/file_summary.h"
 #include "csvfile/tidying_plan.h"
 #include "diagnostics.h"

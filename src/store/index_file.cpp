@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "csvfile/file_names.h"
 #include "diagnostics.h"
 #include "guards.h"
 #include "module_limits.h"
@@ -11,21 +12,8 @@
 
 namespace {
 
-constexpr char kIndexName[] = "index.csv";
-constexpr char kBackupName[] = "index.bak";
-
 /// Where the file system is mounted; its own calls take paths from there.
 constexpr char kFileSystemRoot[] = "/yaffs";
-
-/// The path of the index or of its backup.
-class IndexPath {
-public:
-    IndexPath(const JORN_OBJ &obj, const char *fileName) { sprintf(path_, "%s/%s", obj.dirName, fileName); }
-    const char *get() const { return path_; }
-
-private:
-    char path_[jorn::kIndexPathSize];
-};
 
 bool fileExists(const char *path) {
     const jorn::FileGuard file(path, "r");
@@ -85,8 +73,8 @@ int32_t jorn_ReadCsvIndexFile(JORN_OBJ *obj) {
     if (obj == nullptr) {
         return -1;
     }
-    const IndexPath indexPath(*obj, kIndexName);
-    const IndexPath backupPath(*obj, kBackupName);
+    const jorn::IndexPath indexPath(obj->dirName, jorn::kIndexName);
+    const jorn::IndexPath backupPath(obj->dirName, jorn::kBackupName);
     bool isBackup = false;
 
     jorn::FileGuard index(indexPath.get(), "r");
@@ -119,8 +107,8 @@ int32_t jorn_UpdateCsvIndexFile(JORN_OBJ *obj, int32_t oldest, int32_t latest) {
     if (obj == nullptr) {
         return -1;
     }
-    const IndexPath indexPath(*obj, kIndexName);
-    const IndexPath backupPath(*obj, kBackupName);
+    const jorn::IndexPath indexPath(obj->dirName, jorn::kIndexName);
+    const jorn::IndexPath backupPath(obj->dirName, jorn::kBackupName);
     setBackup(indexPath.get(), backupPath.get());
 
     char text[256];

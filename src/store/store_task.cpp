@@ -4,7 +4,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "csvfile/data_file.h"
+#include "csvfile/file_names.h"
 #include "csvfile/file_summary.h"
 #include "csvfile/item_parser.h"
 #include "diagnostics.h"
