@@ -89,7 +89,8 @@ std::optional<WholeIndex> wholeIndex(const std::string &text) {
 /// A number and ".csv", but not one of the ring's names: "90.csv", "007.csv".
 bool looksLikeDataFile(const std::string &name) {
     const size_t digits = name.find_first_not_of("0123456789");
-    return digits != 0 && digits != std::string::npos && name.compare(digits, std::string::npos, ".csv") == 0;
+    return digits != 0 && digits != std::string::npos &&
+           name.compare(digits, std::string::npos, jorn::kDataFileEnding) == 0;
 }
 
 }  // namespace

@@ -203,7 +203,7 @@ private:
     }
 
     void writeIndex() const {
-        const std::string path = staging_.path() + "/index.csv";
+        const std::string path = staging_.path() + "/" + kIndexName;
         const Descriptor file = staging_.create(kIndexName);
         const std::string &text = plan_.indexText;
         if (write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {

@@ -6,8 +6,8 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include "csvfile/file_names.h"
 #include "failure.h"
-#include "module_limits.h"
 
 namespace tool {
 namespace {
@@ -58,15 +58,11 @@ void StoreDirectory::lock(const char *whenTaken) const {
 
 std::string descriptorName(int fd) { return "/proc/self/fd/" + std::to_string(fd); }
 
-std::string dataFileName(int position) { return std::to_string(position) + ".csv"; }
+std::string dataFileName(int position) { return std::to_string(position) + jorn::kDataFileEnding; }
 
 std::optional<int> dataFilePosition(const std::string &name) {
-    for (int position = 0; position < jorn::kCsvNumMax; ++position) {
-        if (name == dataFileName(position)) {
-            return position;
-        }
-    }
-    return std::nullopt;
+    const int32_t position = jorn::dataFilePosition(name);
+    return position < 0 ? std::nullopt : std::optional<int>(position);
 }
 
 }  // namespace tool
