@@ -84,6 +84,7 @@ constexpr int32_t kIndexVersion = 1;
 
 constexpr uint32_t kSecondsPerHour = 3600;
 constexpr uint32_t kHoursPerDay = 24;
+constexpr uint32_t kSecondsPerDay = kSecondsPerHour * kHoursPerDay;
 
 }  // namespace jorn
 

@@ -18,10 +18,6 @@
 
 namespace jorn {
 
-/// Whether a line is blank: its first character is a carriage return or a line feed. An empty text is
-/// not blank.
-inline bool isBlankLine(const char *line) { return line[0] == '\r' || line[0] == '\n'; }
-
 /// Reads a data file line by line, or piece by piece where lines are too long.
 class LineReader {
 public:

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "csvfile/data_file.h"
-#include "csvfile/item_parser.h"
+#include "csvfile/line.h"
 #include "diagnostics.h"
 #include "guards.h"
 #include "module_limits.h"

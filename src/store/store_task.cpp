@@ -6,11 +6,11 @@
 
 #include "csvfile/file_names.h"
 #include "csvfile/file_summary.h"
-#include "csvfile/item_parser.h"
 #include "diagnostics.h"
 #include "guards.h"
 #include "module_limits.h"
 #include "platform.h"
+#include "registry/message.h"
 #include "registry/registry.h"
 #include "store/index_file.h"
 
@@ -20,10 +20,8 @@ namespace {
 // destruction of an object can reach it. All but `fp` and `isClosing` are touched with the file mutex
 // held only, or while there is no store task.
 
-/// One message, as received and then split. Never cleared between messages of one task. The queue fills 272
-/// bytes at most; the two behind stay NUL, so that a field without an end, and an empty remainder behind it,
-/// still end inside.
-char msgBuff[jorn::kMessageSize + 2];
+/// One message, as received and then split. Never cleared between messages of one task.
+char msgBuff[jorn::kMessageBufferSize];
 
 /// The data file open for writing, of object `pt`, or null. Whoever closes it takes it out first: the
 /// task's idle pass closes without the mutex, and a destruction may do so at the same moment.
@@ -177,22 +175,6 @@ size_t receiveMessage() {
     return static_cast<size_t>(length);
 }
 
-/// Takes the handle off the front of msgBuff; what follows its field, or null when there is no field. A NUL
-/// stands in place of the comma between them afterwards: it may be what follows the field of a later, shorter
-/// message.
-const char *takeHandle(int32_t *handle) {
-    jorn::LineSplitter splitter(msgBuff, jorn::kMessageSize);
-    if (!splitter.takeInt(handle)) {
-        return nullptr;
-    }
-    char *const rest = msgBuff + (splitter.restBegin() - msgBuff);
-    if (rest[-1] != ',') {
-        return rest + 1;  // behind the NUL that ends the field
-    }
-    rest[-1] = '\0';
-    return rest;
-}
-
 /// Handles one message; one that fails a check is dropped. False when no file can be had, which ends the
 /// batch.
 bool storeMessage() {
@@ -201,7 +183,7 @@ bool storeMessage() {
         return true;
     }
     int32_t handle = 0;
-    const char *const line = takeHandle(&handle);
+    const char *const line = jorn::takeHandle(msgBuff, &handle);
     if (line == nullptr) {
         msgBuff[received] = '\0';
         JORN_PRINT(jorn::kPrintError, "msg handle_id eror: %s", msgBuff);

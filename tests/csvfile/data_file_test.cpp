@@ -30,21 +30,6 @@ protected:
     HandMadeObject object_{dir_.path(), 2};
 };
 
-TEST(BlankLineTest, IsBlankLine_LineFeedOrCarriageReturnFirst_IsBlank) {
-    EXPECT_TRUE(jorn::isBlankLine("\n"));
-    EXPECT_TRUE(jorn::isBlankLine("\r\n"));
-    EXPECT_TRUE(jorn::isBlankLine("\r"));
-    EXPECT_TRUE(jorn::isBlankLine("\r1700000000,1,2,text\n"));
-}
-
-TEST(BlankLineTest, IsBlankLine_EmptyText_IsNotBlank) { EXPECT_FALSE(jorn::isBlankLine("")); }
-
-TEST(BlankLineTest, IsBlankLine_AnyOtherStart_IsNotBlank) {
-    EXPECT_FALSE(jorn::isBlankLine(" \n"));
-    EXPECT_FALSE(jorn::isBlankLine("\t\n"));
-    EXPECT_FALSE(jorn::isBlankLine("1700000000,1,2,text\n"));
-}
-
 TEST_F(DataFileTest, Read_TwoLines_OpensForReadingTakesPiecesOf256AndCloses) {
     dir_.write("0.csv", lines(2, 100, "n"));
     EXPECT_EQ(itemsRead(), 2U);
