@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "csvfile/startup_analysis.h"
 
+#include "csvfile/file_analysis.h"
 #include "csvfile/file_names.h"
-#include "csvfile/file_summary.h"
 #include "csvfile/tidying_plan.h"
 #include "diagnostics.h"
 #include "guards.h"

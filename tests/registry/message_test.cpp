@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
+#include "csvfile/every_text.h"
 #include "model/library_model.h"
 
 namespace test {
@@ -65,6 +67,20 @@ TEST(MessageTest, TakeHandle_FieldFollowedByAComma_PutsANulInItsPlace) {
     Received received("12,x\n");
     EXPECT_EQ(received.line(), "x\n");
     EXPECT_EQ(received.bytes(5), "12\0x\n"s);
+}
+
+TEST(MessageTest, TakeHandle_EveryShortField_IsTheNumberThatTheLibraryGives) {
+    constexpr char kAlphabet[] = "09-+ ,x";
+    for (size_t length = 1; length <= 4; ++length) {
+        EveryText fields(kAlphabet, sizeof kAlphabet - 1, length);
+        do {
+            const std::string message = fields.text() + ",7\n";
+            const ModelFields wanted = libraryFields(message.c_str(), 255, 1);
+            Received received(message);
+            EXPECT_EQ(received.line(), wanted.rest) << message;
+            EXPECT_EQ(received.handle(), atoi(wanted.fields.front().c_str())) << message;
+        } while (fields.next());
+    }
 }
 
 TEST(MessageTest, TakeHandle_NoFieldAtAll_GivesNoneAndLeavesTheHandle) {

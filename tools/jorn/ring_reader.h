@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "csvfile/file_summary.h"
+#include "csvfile/file_analysis.h"
 #include "file_digest.h"
 #include "jorn.h"
 #include "link_directory.h"
