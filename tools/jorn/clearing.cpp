@@ -7,11 +7,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <string>
 #include <string_view>
 #include <utility>
 
-#include "data_file_scan.h"
+#include "csvfile/line.h"
 #include "failure.h"
 #include "item_query.h"
 #include "ring.h"
@@ -101,8 +102,9 @@ void countItemsInView(const StoreDirectory &directory, int ringSize, ClearingPla
 }
 
 std::string firstLine(uint32_t now) {
-    return std::to_string(now) + "," + std::to_string(jorn::kLevelDebug) + ",0," + std::string(kClearedText) +
-           "\n";
+    std::array<char, jorn::kLineSize> line;
+    jorn::appendLine(line.data(), now, jorn::kLevelDebug, 0, jorn::kClearedText);
+    return line.data();
 }
 
 }  // namespace

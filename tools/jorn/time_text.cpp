@@ -9,6 +9,8 @@
 #include <array>
 #include <string_view>
 
+#include "module_limits.h"
+
 namespace tool {
 
 const char *const kTimeForms =
@@ -17,7 +19,7 @@ const char *const kTimeForms =
 
 namespace {
 
-constexpr int64_t kSecondsPerDay = 86400;
+constexpr int64_t kSecondsPerDay = jorn::kSecondsPerDay;
 
 /// Date and time of day as written, not yet in any zone.
 struct Civil {
