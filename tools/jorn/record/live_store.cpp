@@ -84,12 +84,12 @@ bool LiveStore::isFirstItemStored(const DirectoryLook &former) const {
     return itemCount(position) > 0 && check.verify();
 }
 
-int32_t LiveStore::currentPosition() const { return jorn::ringPosition(*object_, object_->csv_latest); }
+int32_t LiveStore::currentPosition() const { return jorn::ringOf(*object_).position(object_->csv_latest); }
 
 /// The position that the store's next item goes to.
 int32_t LiveStore::wantedPosition() const {
     const int32_t position = currentPosition();
-    return itemCount(position) < jorn::kCsvItemMax ? position : jorn::nextRingPosition(*object_, position);
+    return itemCount(position) < jorn::kCsvItemMax ? position : jorn::ringOf(*object_).successor(position);
 }
 
 int64_t LiveStore::itemCount(int32_t position) const { return object_->csv_info[position].itemCount; }
