@@ -466,6 +466,27 @@ TEST_F(RepairTest, Repair_BackupExists_Refused) {
     EXPECT_TRUE(stateOf(path("log")) == before);
 }
 
+/// It may be a log as it was, of a repair that was cut short.
+TEST_F(RepairTest, Repair_PartOfSuchABackupExists_Refused) {
+    makeCutRing(3, 1);
+    makeDirectory("backup.partial");
+    const std::string before = stateOf(path("log"));
+    const Outcome run = repair({"--yes", "--backup", path("backup")});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_THAT(run.err, HasSubstr("backup.partial: exists already; give another name with --backup"));
+    EXPECT_TRUE(stateOf(path("log")) == before);
+    EXPECT_TRUE(exists("backup.partial"));
+    EXPECT_FALSE(exists("backup"));
+}
+
+TEST_F(RepairTest, Repair_LeftoverOfACutClearing_IsNotTakenOver) {
+    makeCutRing(3, 1);
+    write("log/.jorn-abc012", "half of an index");
+    ASSERT_EQ(repair({"--yes", "--backup", path("backup")}).status, 0);
+    EXPECT_FALSE(exists("log/.jorn-abc012"));
+    EXPECT_TRUE(exists("backup/.jorn-abc012"));
+}
+
 TEST_F(RepairTest, Repair_BackupInTheLogItself_Refused) {
     makeCutRing(3, 1);
     makeDirectory("log/notes");

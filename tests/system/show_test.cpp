@@ -600,10 +600,13 @@ TEST_F(ShowTest, Show_ControlCharactersIntoFile_BytesUnchanged) {
 }
 
 /// What `jorn show` gives on a terminal, through a pager.
-std::string shownOnTerminal(const std::string &directory, const char *form, const char *pager) {
+std::string shownOnTerminal(const std::string &directory, const char *form, const char *pager,
+                            const std::vector<std::string> &options = {}) {
     Setting setting;
     setting.variables = {{"JORN_PAGER", pager}, {"NO_COLOR", "1"}};
-    const Outcome run = runOnTerminal({"show", "--utc", "-o", form, directory}, setting);
+    std::vector<std::string> arguments = {"show", "--utc", "-o", form, directory};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    const Outcome run = runOnTerminal(arguments, setting);
     EXPECT_EQ(run.status, 0);
     return run.out;
 }
@@ -619,6 +622,27 @@ TEST_F(ShowTest, Show_ControlCharactersOnTerminal_Escaped) {
         EXPECT_THAT(output, HasSubstr("[31mred"));
         for (const char byte : {'\x1b', '\x07', '\x7f', '\x9b', '\xff'}) {
             EXPECT_EQ(output.find(byte), std::string::npos) << form << " " << output;
+        }
+    }
+}
+
+/// However the items were found.
+TEST_F(ShowTest, Show_ControlCharactersFoundOnTerminal_Escaped) {
+    writeIndex("0,0");
+    write("log/0.csv", dataLine(kMidnight, 1, 0, kHostile) + dataLine(kMidnight, 1, 0, "other"));
+    const std::vector<std::vector<std::string>> ways = {{"-g", "red"},
+                                                        {"-g", "\\x1b"},
+                                                        {"-g", "red", "-n", "2"},
+                                                        {"-g", "red", "-n", "all"},
+                                                        {"-g", "red", "-n", "all", "-r"},
+                                                        {"-g", "red", "-p", "1", "-s", "0"}};
+    for (const auto &way : ways) {
+        const std::string output = shownOnTerminal(path("log"), "text", "", way);
+        EXPECT_EQ(output.find("2023-11-15 00:00:00Z 1 0 " + std::string(kHarmless) + "\r\n"), 0U) << output;
+        for (const char *form : {"short", "iso", "device", "csv", "json"}) {
+            const std::string other = shownOnTerminal(path("log"), form, "", way);
+            EXPECT_THAT(other, HasSubstr("[31mred"));
+            EXPECT_EQ(other.find_first_of("\x1b\x07\x7f\x9b\xff"), std::string::npos) << form << " " << other;
         }
     }
 }

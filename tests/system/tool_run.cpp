@@ -96,14 +96,12 @@ void applySetting(const Setting &setting) {
     }
 }
 
-/// Waits for a process, for the figures of its run.
+/// Waits for a process.
 Outcome endOf(pid_t process) {
     int status = 0;
-    rusage used = {};
-    EXPECT_EQ(wait4(process, &status, 0, &used), process);
+    EXPECT_EQ(waitpid(process, &status, 0), process);
     Outcome run;
     run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    run.peakKibibytes = used.ru_maxrss;
     return run;
 }
 
@@ -114,15 +112,16 @@ std::vector<char *> pointersTo(std::vector<std::string> *words) {
     return argv;
 }
 
-std::vector<std::string> commandLine(const std::vector<std::string> &arguments) {
-    std::vector<std::string> words = {JORN_TOOL_COMMAND};
+[[noreturn]] void become(std::vector<std::string> words, const std::vector<std::string> &arguments) {
     words.insert(words.end(), arguments.begin(), arguments.end());
-    return words;
+    execvp(words[0].c_str(), pointersTo(&words).data());
+    _exit(127);
 }
 
 /// The tool is opened before, where that user may not reach it.
 [[noreturn]] void becomeToolAs(uid_t user, const std::vector<std::string> &arguments) {
-    std::vector<std::string> words = commandLine(arguments);
+    std::vector<std::string> words = {JORN_TOOL_COMMAND};
+    words.insert(words.end(), arguments.begin(), arguments.end());
     const int program = open(words[0].c_str(), O_RDONLY | O_CLOEXEC);
     if (program < 0 || setgroups(0, nullptr) != 0 || setresgid(user, user, user) != 0 ||
         setresuid(user, user, user) != 0) {
@@ -134,14 +133,16 @@ std::vector<std::string> commandLine(const std::vector<std::string> &arguments) 
 
 }  // namespace
 
-void becomeTool(const std::vector<std::string> &arguments) {
-    std::vector<std::string> words = commandLine(arguments);
-    execvp(words[0].c_str(), pointersTo(&words).data());
-    _exit(127);
+void becomeTool(const std::vector<std::string> &arguments) { become({JORN_TOOL_COMMAND}, arguments); }
+
+void becomeMeasuredTool(const std::string &peakPath, const std::vector<std::string> &arguments) {
+    std::vector<std::string> words = {JORN_MEASURING_COMMAND};
+    words.insert(words.end(), {peakPath, JORN_TOOL_COMMAND});
+    become(words, arguments);
 }
 
 std::string whyNoOtherUser() {
-    if (commandLine({}).size() != 1) {
+    if (std::vector<std::string>{JORN_TOOL_COMMAND}.size() != 1) {
         return "an emulator would have to be run as the other user";
     }
     return geteuid() == 0 ? "" : "only root can run the tool as another user";
@@ -285,6 +286,7 @@ Outcome ToolTest::jorn(const std::vector<std::string> &arguments, const Setting 
     const std::string inPath = scratchFile();
     const std::string outPath = scratchFile();
     const std::string errPath = scratchFile();
+    const std::string peakPath = setting.isMeasured ? scratchFile() : "";
     std::ofstream(inPath, std::ios::binary) << setting.input;
     const pid_t process = fork();
     if (process == 0) {
@@ -299,11 +301,17 @@ Outcome ToolTest::jorn(const std::vector<std::string> &arguments, const Setting 
         if (setting.user) {
             becomeToolAs(*setting.user, arguments);
         }
+        if (setting.isMeasured) {
+            becomeMeasuredTool(peakPath, arguments);
+        }
         becomeTool(arguments);
     }
     Outcome run = endOf(process);
     run.out = takeScratch(outPath);
     run.err = takeScratch(errPath);
+    if (setting.isMeasured) {
+        std::istringstream(takeScratch(peakPath)) >> run.peakKibibytes;
+    }
     fs::remove(inPath);
     return run;
 }
@@ -378,6 +386,14 @@ std::vector<std::string> shownTexts(const std::string &out) {
         texts.push_back(line.substr(start));
     }
     return texts;
+}
+
+bool hasNamelessFiles(const std::string &directory) {
+    const int fd = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (fd >= 0) {
+        close(fd);
+    }
+    return fd >= 0;
 }
 
 std::string stateOf(const std::string &directory) {

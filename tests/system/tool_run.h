@@ -20,7 +20,7 @@ struct Outcome {
     int status = -1;  ///< Exit code; 128 and the signal's number when a signal ended it.
     std::string out;
     std::string err;
-    long peakKibibytes = 0;  ///< Most memory that it had at a time.
+    long peakKibibytes = -1;  ///< Most memory that it had at a time, where that was measured.
 };
 
 /// What a run is given besides its arguments.
@@ -34,6 +34,7 @@ struct Setting {
     std::optional<uint64_t> processorSeconds = std::nullopt;  ///< RLIMIT_CPU; ends one that hangs, too.
     std::vector<int> closed = {};                             ///< Standard descriptors that are not there.
     std::optional<uid_t> user = std::nullopt;  ///< Runs as this user and the group of that number; root only.
+    bool isMeasured = false;                   ///< By jorn(): for the outcome's peak.
 };
 
 /// Runs the tool in place of the calling process, which is a child that a test has made.
@@ -41,6 +42,8 @@ struct Setting {
 
 /// Why the tool cannot be run as another user here; empty when it can.
 std::string whyNoOtherUser();
+/// The same by a small program between, which writes the tool's peak of memory to a file.
+[[noreturn]] void becomeMeasuredTool(const std::string &peakPath, const std::vector<std::string> &arguments);
 
 /// Runs the tool on a terminal of its own, 60 columns wide; `out` is all that was shown there, what is typed
 /// included.
@@ -132,6 +135,9 @@ std::string dataLine(uint32_t time, int level, int slot, const std::string &text
 std::vector<std::string> shownTexts(const std::string &out);
 
 std::vector<std::string> linesOf(const std::string &text);
+
+/// Whether the file system of a directory knows files without a name.
+bool hasNamelessFiles(const std::string &directory);
 
 /// Name, type, size, times and content of a directory and all that is in it, to be compared.
 std::string stateOf(const std::string &directory);
