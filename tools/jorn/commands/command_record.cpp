@@ -25,13 +25,17 @@ constexpr char kDetails[] =
     "keeps 198 bytes of a line; a prefix is not among them. A missing DIR is\n"
     "created; one recorder at a time has it. An index that was lost, as by a cut of the power, is found\n"
     "again from the files, and nothing else is changed; where they do not tell, nothing is recorded,\n"
-    "unless --if-unclear aside is given, which services should.\n\n"
+    "unless --if-unclear aside is given, which services should. A last line that was cut off gets its end\n"
+    "where it is a whole item without it; else it moves to DIR/torn-N.txt.\n"
+    "In the files is not yet on the medium: the system writes back later, and a cut of the power loses what\n"
+    "it has not written. With --sync, what was read is on the medium whenever the input pauses.\n\n"
     "Examples:\n"
     "  jorn record /var/log/door < door.log         a file\n"
     "  make 2>&1 | jorn record --files 20 build-log   a program, into a ring of 20 files\n"
     "  jorn record -k --slot 3 DIR < /run/door.fifo until it is stopped\n"
     "  test-run | jorn record --prefix-levels DIR     \"<0>failed\" is an item of level 0\n"
     "  jorn record --stats -o json DIR < door.log   and tell what was done\n"
+    "  jorn record -k --sync --mode 0755 DIR < /run/door.fifo   safe from cuts, and for all to read\n"
     "Exit codes: 0 done, 2 usage, 3 the index is lost and jorn repair has to decide, 4 input or output\n"
     "failed.";
 
