@@ -118,12 +118,13 @@ std::vector<char *> pointersTo(std::vector<std::string> *words) {
     _exit(127);
 }
 
-/// The tool is opened before, where that user may not reach it.
+/// The tool is opened before, as that user may not reach it. The group of the next number is a second one.
 [[noreturn]] void becomeToolAs(uid_t user, const std::vector<std::string> &arguments) {
     std::vector<std::string> words = {JORN_TOOL_COMMAND};
     words.insert(words.end(), arguments.begin(), arguments.end());
     const int program = open(words[0].c_str(), O_RDONLY | O_CLOEXEC);
-    if (program < 0 || setgroups(0, nullptr) != 0 || setresgid(user, user, user) != 0 ||
+    const gid_t second = user + 1;
+    if (program < 0 || setgroups(1, &second) != 0 || setresgid(user, user, user) != 0 ||
         setresuid(user, user, user) != 0) {
         _exit(126);
     }

@@ -33,8 +33,9 @@ struct Setting {
     std::optional<uint64_t> memoryLimit = std::nullopt;       ///< RLIMIT_AS; not with sanitizers.
     std::optional<uint64_t> processorSeconds = std::nullopt;  ///< RLIMIT_CPU; ends one that hangs, too.
     std::vector<int> closed = {};                             ///< Standard descriptors that are not there.
-    std::optional<uid_t> user = std::nullopt;  ///< Runs as this user and the group of that number; root only.
-    bool isMeasured = false;                   ///< By jorn(): for the outcome's peak.
+    std::optional<uid_t> user =
+        std::nullopt;         ///< Runs as this user, in the groups of that number and the next.
+    bool isMeasured = false;  ///< By jorn(): for the outcome's peak.
 };
 
 /// Runs the tool in place of the calling process, which is a child that a test has made.
