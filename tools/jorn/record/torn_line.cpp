@@ -85,7 +85,7 @@ public:
             return "";
         }
         openToWrite();
-        const std::string done =
+        std::string done =
             line.isWhole() ? shown_ + ": the last line had no end; it has one now" : takeTornBytesOut(line);
         if (line.holdsItem()) {
             addLineFeed(line.endOfItems);
