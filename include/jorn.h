@@ -10,14 +10,22 @@
  *
  * Rules that hold for every function below:
  * - They are called from task context, never from an interrupt handler. Those that say so wait for the
- *   store's file mutex; the others never wait. A task must not be deleted within one.
+ *   store's file mutex; the others never wait.
+ * - A task must be neither deleted nor suspended within one, nor the store task at any time. What such a task
+ *   has taken is not given back: a destruction waits for it without end, to free nothing that may still be
+ *   read, and prints so once, after 1,000 ticks; if it held the file mutex, whoever needs that waits, without
+ *   a message.
  * - The result is a signed 32-bit status: a handle, a count, a page number or 0 for success, and -1
  *   for every failure. What went wrong is printed on the console, with few exceptions; see
  *   jorn_SetDebugPrintLevel().
  * - Creation and destruction of an object must not run at the same time as any other call for that
  *   same object, and two calls of creation or destruction never run at the same time. All other
  *   calls may run at the same time, for one object or for several, unless a function says otherwise.
- * - Times are unsigned 32-bit seconds since 1970-01-01 00:00:00 UTC, good until the year 2106.
+ * - Times are unsigned 32-bit seconds since 1970-01-01 00:00:00 UTC. Storing, filtering and counting are
+ *   good until the year 2106. The printed time of a record is as good as the platform's ctime(): where time_t
+ *   is a signed 32-bit number, times from 2038-01-19 on are printed as if they were 1901 and later.
+ * - "Stack of the caller" is what a call took, all that it calls included, on an emulated ARM board with
+ *   YAFFS and newlib as its C library. Leave room beyond it: other platforms, and messages, may take more.
  *
  * The header compiles as C99 and as C++17.
  */
@@ -83,8 +91,9 @@ typedef struct {
 
 /** @brief One item as printable texts; each is NUL-terminated. */
 typedef struct {
-    char timeStr[28];  /**< Time of submission as ctime() writes it, in local time, without its line
-                            feed; empty when the time cannot be shown. */
+    char timeStr[28];  /**< Time of submission as the platform's ctime() writes it, in local time,
+                            without its line feed; empty when the time cannot be shown. A ctime() with a
+                            time_t of 32 bits is right until 2038-01-19 only. */
     char levelStr[16]; /**< Level, as the file holds it: decimal; at most 15 characters. */
     char slotStr[12];  /**< Slot, as the file holds it: decimal; at most 11 characters. */
     char logStr[200];  /**< Text, with the line feed that ends the line in the file; at most 199
@@ -107,6 +116,7 @@ typedef struct {
  * is submitted.
  *
  * Blocks on file work and on the file mutex. Call it from one task at a time.
+ * Stack of the caller: 1,624 bytes.
  *
  * @param dirName  Absolute path of 2 to 31 characters; trailing slashes are dropped. No other live
  *                 object may use it. Copied.
@@ -128,8 +138,10 @@ JORN_API int32_t JORN_Create(const char *dirName, int32_t slot_max, int32_t csv_
  * object is closed first, so every item that was written is kept. With the last object, the store
  * task, the queue and the mutex are deleted too.
  *
- * Waits for the file mutex, and for a file that is being closed. Call it from one task at a time, when
- * no other call for this handle runs.
+ * Waits for the file mutex, for a file that is being closed, and until no other task is looking up an object.
+ * Call it from one task at a time, when no other call for this handle runs.
+ * Stack of the caller: 112 bytes when no file of the object is open. To close one, leave room for what the
+ * store task took at most, which closes files too: 1,824 bytes.
  *
  * @param handle_id Handle from JORN_Create(). The newest object's handle can be given out again.
  * @return 0, or -1 when there is no such object.
@@ -140,8 +152,8 @@ JORN_API int32_t JORN_Destroy(int32_t handle_id);
  * @brief Submits one item. Never waits, takes no lock, touches no file, allocates nothing.
  *
  * The item is stamped with time(NULL) and queued; the store task writes it within about 100 ticks.
- * May be called from any task at any time, by several at once. Needs about 400 bytes of the caller's
- * stack.
+ * May be called from any task at any time, by several at once.
+ * Stack of the caller: 392 bytes; 924 when the item is refused and a message printed.
  *
  * @param handle_id Handle from JORN_Create().
  * @param level     Below 4; negative values are accepted and stored as they are.
@@ -159,6 +171,7 @@ JORN_API int32_t JORN_AddOneLog(int32_t handle_id, int32_t level, int32_t slot, 
  * Reads the oldest and the newest file of the day range; the files between are counted from memory.
  * Items still in the queue are not seen, nor are the last lines of the file being written until the
  * store task has closed it. Waits for the file mutex and holds it during the count; any task.
+ * Stack of the caller: 1,736 bytes.
  *
  * @param handle  Handle from JORN_Create().
  * @param require What to count; itemsPerPage and pageDisp are not read.
@@ -172,8 +185,8 @@ JORN_API int32_t JORN_CountRequireTotalNum(int32_t handle, JORN_REQUIRE require)
  *
  * Waits for the file mutex and holds it from counting to the last record, so that a page is consistent
  * in itself unless the object is cleared meanwhile; items that are stored between two calls shift the
- * pages. May be called from any task; needs about
- * 2 KiB of its stack. Visibility of fresh items as for JORN_CountRequireTotalNum().
+ * pages. May be called from any task. Visibility of fresh items as for JORN_CountRequireTotalNum().
+ * Stack of the caller: 2,200 bytes.
  *
  * @param handle  Handle from JORN_Create().
  * @param require What to read, and which page of it.
@@ -196,6 +209,7 @@ JORN_API int32_t JORN_GetRequireLog(int32_t handle, JORN_REQUIRE require, JORN_L
  * up to the next pass that finds the queue empty, the clearing item included, still go to the former
  * file, where they are out of sight, and the next file keeps what it held. Waits for the file mutex
  * while the index is rewritten. Two tasks must not clear the same object at once.
+ * Stack of the caller: 1,648 bytes.
  *
  * @param handle_id   Handle from JORN_Create().
  * @param addClearLog Greater than 0: submit the item "Log all cleared!" (level 3, slot 0) afterwards.
@@ -207,6 +221,9 @@ JORN_API int32_t JORN_ClearAllLog(int32_t handle_id, int32_t addClearLog);
 /**
  * @brief Tells the largest item time that any creation has found on the medium since the module was
  *        loaded. Takes no lock; any task.
+ *
+ * Stack of the caller: 0 bytes.
+ *
  * @param csvTime Receives seconds since 1970 UTC, 0 when nothing was found.
  * @return 0, or -1 when @p csvTime is null.
  */
@@ -215,6 +232,9 @@ JORN_API int32_t JORN_GetMaxCsvTime(uint32_t *csvTime);
 /**
  * @brief Tells the time of the newest item that the object's directory held when it was created.
  *        Takes no lock; any task.
+ *
+ * Stack of the caller: 32 bytes, by its own frames; a message takes more.
+ *
  * @param handle_id Handle from JORN_Create().
  * @param csvTime   Receives seconds since 1970 UTC, 0 when there was no item.
  * @return 0, or -1 when @p csvTime is null or the handle is unknown.
@@ -223,6 +243,9 @@ JORN_API int32_t JORN_GetFinalCsvTime(int32_t handle_id, uint32_t *csvTime);
 
 /**
  * @brief Sets how much the module prints on the console. Takes no lock; any task.
+ *
+ * Stack of the caller: 0 bytes.
+ *
  * @param level 0 or less: nothing but the line of printErrno() for a refused item; 1 (the default):
  *              errors; 2: counting notes too; 4: information too; 7: traces too; 8: the fate of every
  *              line of a query too.

@@ -13,7 +13,23 @@
 #include <taskLib.h>   // taskSpawn taskDelete taskDelay
 #include <usrFsLib.h>  // rm
 #include <usrLib.h>    // printErrno
-#include <yaffsfs.h>   // yaffs_rename
+
+// Headers of the C library that YAFFS reads itself come first: in C++ they may hold templates, which must
+// not get C linkage.
+#include <stddef.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/types.h>
+
+// YAFFS's header is written for C and does not mark its functions for C++.
+extern "C" {
+#include <yaffsfs.h>  // yaffs_rename
+}
+
+// VxWorks and YAFFS have macros of these names, which would replace std::min and the like.
+#undef min
+#undef max
 
 /// Makes one directory level with permissions 0750; a missing parent is an error. Supplied by the
 /// port: on VxWorks an open() with FSTAT_DIR, elsewhere a mkdir(). Returns 0, or -1 when the directory

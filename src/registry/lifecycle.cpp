@@ -135,13 +135,25 @@ void uncountFiles(const JORN_OBJ *obj) {
     }
 }
 
-/// Returns when something short that another task does is over, which it is at once, unless that task was
-/// preempted in the middle of it. One of a higher priority goes on by itself, one of the same priority after
-/// a yield, one of a lower priority only while this task sleeps.
-void waitWhile(bool (*isUnderWay)()) {
+/// Whether some other task is in the middle of something short that a destruction must not cut into.
+bool isInUse() { return jorn::isStoreTaskClosing() || jorn::isWalkUnderWay(); }
+
+/// Returns when no other task is, which is at once, unless one was preempted in the middle. One of a higher
+/// priority goes on by itself, one of the same priority after a yield, one of a lower priority only while
+/// this task sleeps. One that was suspended or deleted there never goes on: what it may still read is then
+/// not freed, and one message says what this task waits for.
+void waitForOthers() {
     constexpr int kYields = 10000;
-    for (int tries = 0; isUnderWay(); ++tries) {
+    constexpr int kTicksInSilence = 1000;
+    for (int tries = 0; isInUse();) {
+        if (tries == kYields + kTicksInSilence) {
+            JORN_PRINT_TEXT(jorn::kPrintError,
+                            "Destroy still waits for another task, suspended or deleted in a call?");
+        }
         taskDelay(tries < kYields ? 0 : 1);
+        if (tries <= kYields + kTicksInSilence) {
+            ++tries;
+        }
     }
 }
 
@@ -152,8 +164,7 @@ void retireObject(const JORN_OBJ *obj) {
         const jorn::MutexGuard lock(logSemCsvRW_ID);
         jorn::storeTaskLetGo(obj);
     }
-    waitWhile(jorn::isStoreTaskClosing);
-    waitWhile(jorn::isWalkUnderWay);
+    waitForOthers();
 }
 
 }  // namespace

@@ -9,7 +9,12 @@
 #include <taskLib.h>
 #include <tickLib.h>
 
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <cerrno>
 #include <optional>
 #include <string>
 #include <thread>
@@ -172,6 +177,22 @@ TEST_F(ConcurrencyTest, Destroy_DuringBatch_WaitsForItAndLosesNoLine) {
     EXPECT_EQ(dir_.read("0.csv"), "1700000000,3,0,Log start init!\n1700000000,1,0,a\n");
 }
 
+/// What lets a thread go on that stands still.
+int goOnPipe[2];
+
+void standStill(int /*signal*/) {
+    char byte = 0;
+    while (read(goOnPipe[0], &byte, 1) < 0 && errno == EINTR) {
+    }
+}
+
+void takeSignal() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGUSR1);
+    ASSERT_EQ(pthread_sigmask(SIG_UNBLOCK, &signals, nullptr), 0);
+}
+
 /// A walk in a thread of its own, held inside the list by a circle of two objects, which it can leave only
 /// when the circle is opened.
 class HeldWalk {
@@ -181,10 +202,23 @@ public:
         first_->next = second_.get();
         second_->next = first_.get();
         __atomic_store_n(&jorn_obj_ptr, first_.get(), __ATOMIC_SEQ_CST);
-        walker_ = std::thread([] { EXPECT_EQ(FindObj(103), nullptr); });
+        walker_ = std::thread([] {
+            takeSignal();  // a thread begun by a task of the port takes none
+            EXPECT_EQ(FindObj(103), nullptr);
+        });
         while (!jorn::isWalkUnderWay()) {
             std::this_thread::yield();
         }
+    }
+
+    /// The walking thread stands still where it is, like a suspended task; before, it goes round and round.
+    void suspend() {
+        ASSERT_EQ(pipe(goOnPipe), 0);
+        struct sigaction action = {};
+        action.sa_handler = standStill;
+        ASSERT_EQ(sigaction(SIGUSR1, &action, &formerAction_), 0);
+        ASSERT_EQ(pthread_kill(walker_.native_handle(), SIGUSR1), 0);
+        isSuspended_ = true;
     }
 
     void release() {
@@ -192,12 +226,24 @@ public:
         __atomic_store_n(&second_->next, nullptr, __ATOMIC_SEQ_CST);
     }
 
-    void join() { walker_.join(); }
+    void join() {
+        if (isSuspended_) {
+            ASSERT_EQ(write(goOnPipe[1], "", 1), 1);
+        }
+        walker_.join();
+        if (isSuspended_) {
+            sigaction(SIGUSR1, &formerAction_, nullptr);
+            close(goOnPipe[0]);
+            close(goOnPipe[1]);
+        }
+    }
 
 private:
     test::HandMadeObject first_{"/a", 2, 8, 101};
     test::HandMadeObject second_{"/b", 2, 8, 102};
     std::thread walker_;
+    struct sigaction formerAction_ = {};
+    bool isSuspended_ = false;
 };
 
 // A walk is under way while an object is being destroyed: nothing is freed before it ends.
@@ -262,6 +308,98 @@ TEST_F(ConcurrencyTest, Destroy_WalkThatYieldingDoesNotEnd_SleepsAfterTenThousan
     EXPECT_EQ(JORN_Destroy(handle), 0);
     walk.join();
     EXPECT_EQ(yieldsAtSleep, 10000);
+}
+
+constexpr char kStillWaiting[] = "Destroy still waits for another task, suspended or deleted in a call?";
+
+/// Lets ticks pass one by one, so that who sleeps for one tick sleeps again before the next.
+void sleepThrough(int ticks) {
+    for (int i = 0; i < ticks; ++i) {
+        tickAnnounce();
+        posixPortSettle();
+    }
+}
+
+// A task is suspended in the middle of a walk.
+TEST_F(ConcurrencyTest, Destroy_WalkThatDoesNotEnd_SaysOnceAfterAThousandTicksThatItWaits) {
+    const int32_t handle = createAtRest(2);
+    test::platform().clearLog();
+    HeldWalk walk;
+    onceAt("semTake", [&] {
+        walk.begin();
+        walk.suspend();
+    });
+    std::atomic<int32_t> destroyed{-2};
+    std::function<void()> destroy = [&] { destroyed = JORN_Destroy(handle); };
+    spawnTask(&destroy);
+    posixPortSettle();  // the destruction sleeps for its first tick by now
+    sleepThrough(999);
+    EXPECT_THAT(test::platform().messages(), IsEmpty());
+    sleepThrough(1);
+    EXPECT_THAT(test::platform().messages(), ElementsAre(kStillWaiting));
+    sleepThrough(1);
+    EXPECT_EQ(destroyed, -2);
+    EXPECT_THAT(test::platform().calls({"free"}), IsEmpty());
+    walk.release();
+    walk.join();
+    sleepThrough(1);
+    EXPECT_EQ(destroyed, 0);
+    EXPECT_THAT(test::platform().messages(), ElementsAre(kStillWaiting));
+}
+
+/// An object whose file the store task is about to close in an idle pass.
+class ConcurrencyIdleCloseTest : public ConcurrencyTest {
+protected:
+    void SetUp() override {
+        ConcurrencyTest::SetUp();
+        ASSERT_GT(JORN_Create(other_.name(), 1, 2), 0);
+        handle_ = createAtRest(2);
+        ASSERT_EQ(JORN_AddOneLog(handle_, 1, 0, "a"), 0);
+        pass();
+        test::platform().clearLog();
+    }
+
+    /// The store task is stopped in the middle of its idle close, and goes on after `whileWaiting`.
+    void destroyDuringIdleClose(const std::function<void()> &whileWaiting) {
+        std::function<void()> destroy = [&] { destroyed_ = JORN_Destroy(handle_); };
+        onceAt("fclose", [&] {
+            spawnTask(&destroy);
+            posixPortSettle();  // the destruction sleeps for its first tick by now
+            whileWaiting();
+            EXPECT_EQ(destroyed_, -2);
+        });
+        pass();
+        sleepThrough(1);
+        EXPECT_EQ(destroyed_, 0);
+    }
+
+    test::TempDir other_;
+    int32_t handle_ = 0;
+    std::atomic<int32_t> destroyed_{-2};
+};
+
+TEST_F(ConcurrencyIdleCloseTest, Destroy_CloseThatDoesNotEnd_SaysOnceAfterAThousandTicksThatItWaits) {
+    destroyDuringIdleClose([] {
+        sleepThrough(999);
+        EXPECT_THAT(test::platform().messages(), IsEmpty());
+        sleepThrough(1);
+        EXPECT_THAT(test::platform().messages(), ElementsAre(kStillWaiting));
+        sleepThrough(1);
+        EXPECT_THAT(test::platform().messages(), ElementsAre(kStillWaiting));
+        sleepThrough(2000);
+    });
+    EXPECT_THAT(test::platform().messages(), ElementsAre(kStillWaiting));
+}
+
+TEST_F(ConcurrencyIdleCloseTest, Destroy_CloseThatEndsWithinAThousandTicks_SaysNothing) {
+    destroyDuringIdleClose([] { sleepThrough(999); });
+    EXPECT_THAT(test::platform().messages(), IsEmpty());
+}
+
+TEST_F(ConcurrencyIdleCloseTest, Destroy_CloseThatDoesNotEndAtPrintLevelZero_SaysNothing) {
+    jorn_SetDebugPrintLevel(0);
+    destroyDuringIdleClose([] { sleepThrough(1001); });
+    EXPECT_THAT(test::platform().messages(), IsEmpty());
 }
 
 /// Submits `count` items "<name><number>", each until the queue takes it.

@@ -62,6 +62,12 @@ inline Outcome take(SEM_ID mutex, int timeout) {
 inline Outcome give(SEM_ID mutex) {
     return outcomeOf([=] { return semGive(mutex); });
 }
+inline Outcome verify(TASK_ID task) {
+    return outcomeOf([=] { return taskIdVerify(task); });
+}
+inline Outcome remove(TASK_ID task) {
+    return outcomeOf([=] { return taskDelete(task); });
+}
 inline Outcome receive(MSG_Q_ID queue, char *buffer, UINT size, int timeout) {
     return outcomeOf([=] { return msgQReceive(queue, buffer, size, timeout); });
 }

@@ -156,6 +156,26 @@ TEST_F(ClearTest, Clear_BackupIndexOnly_GoesByIt) {
     EXPECT_FALSE(exists("log/index.bak"));
 }
 
+/// Whoever clears it: else its recorder could not go on.
+TEST_F(ClearTest, Clear_LogOfAnotherUser_FilesAreTheirs) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a file away";
+    }
+    constexpr uid_t kUser = 12345;
+    writeFiles({0, 1});
+    write("log/index.bak", "version:1\n0,1\n");
+    ASSERT_EQ(chmod(path("log").c_str(), 0750), 0);
+    ASSERT_EQ(chown(path("log").c_str(), kUser, kUser), 0);
+    ASSERT_EQ(clear({"--yes"}).status, 0);
+    for (const char *const name : {"log/index.csv", "log/2.csv"}) {
+        struct stat status = {};
+        ASSERT_EQ(stat(path(name).c_str(), &status), 0);
+        EXPECT_EQ(status.st_uid, kUser) << name;
+        EXPECT_EQ(status.st_gid, kUser) << name;
+        EXPECT_EQ(status.st_mode & 07777, 0640U) << name;
+    }
+}
+
 TEST_F(ClearTest, Clear_MissingDirectory_Fails) {
     const Outcome run = jorn({"clear", "--yes", "none"});
     EXPECT_EQ(run.status, 4);

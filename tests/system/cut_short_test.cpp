@@ -8,7 +8,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
+#include <map>
 #include <set>
 
 #include "damaged_log.h"
@@ -26,7 +28,7 @@ using ::testing::IsSubsetOf;
 
 using Names = std::vector<std::string>;
 
-constexpr int kKilled = 128 + SIGKILL;
+constexpr int kEndedByKill = 128 + SIGKILL;
 
 bool asksForNamelessFile(const SystemCall &call) {
     return call.isEntry() && call.is("openat") && (call.arguments[2] & O_TMPFILE) == O_TMPFILE;
@@ -47,7 +49,7 @@ protected:
         options.directory = root_;
         TracedRun run(jornCommand(arguments), options);
         run.onCall(decide);
-        const TraceOutcome outcome = run.wait();
+        TraceOutcome outcome = run.wait();
         if (calls != nullptr) {
             *calls = run.calls();
         }
@@ -81,9 +83,16 @@ protected:
     }
 };
 
-/// With files that have no name, and without.
+/// Where files without a name can be had, and where not.
 class EveryCutTest : public CutShortTest, public ::testing::WithParamInterface<bool> {
 protected:
+    void SetUp() override {
+        CutShortTest::SetUp();
+        if (knowsNameless() && !hasNamelessFiles(root_)) {
+            GTEST_SKIP() << "the file system knows no files without a name";
+        }
+    }
+
     bool knowsNameless() const { return GetParam(); }
 
     Action answer(const SystemCall &call) const {
@@ -116,8 +125,8 @@ protected:
             const bool isChange = call.isEntry() && isHere && call.changesFiles();
             return isChange && changes++ == cut ? Action::kill() : answer(call);
         });
-        EXPECT_TRUE(outcome.status == kKilled || outcome.status == 0) << outcome.status << outcome.err;
-        return outcome.status != kKilled;
+        EXPECT_TRUE(outcome.status == kEndedByKill || outcome.status == 0) << outcome.status << outcome.err;
+        return outcome.status != kEndedByKill;
     }
 };
 
@@ -205,7 +214,10 @@ TEST_P(EveryCutTest, ExportOverAFile_CutAnywhere_FileIsTheFormerOrTheNewOne) {
     }
 }
 
-TEST_P(EveryCutTest, Repair_CutAnywhere_LogIsWholeAndTheNextRepairTidiesUp) {
+/// Its directory has a name in any case.
+class EveryCutOfRepairTest : public EveryCutTest {};
+
+TEST_P(EveryCutOfRepairTest, Repair_CutAnywhere_LogIsWholeAndTheNextRepairTidiesUp) {
     std::set<bool> left;
     const auto prepare = [this] {
         for (const std::string &name : namesIn(".")) {
@@ -241,9 +253,12 @@ TEST_P(EveryCutTest, Repair_CutAnywhere_LogIsWholeAndTheNextRepairTidiesUp) {
     EXPECT_THAT(left, ElementsAre(false, true));
 }
 
-INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutTest, ::testing::Bool(), [](const auto &knowsNameless) {
+std::string nameOfFileSystem(const ::testing::TestParamInfo<bool> &knowsNameless) {
     return knowsNameless.param ? "KnowsNamelessFiles" : "NeedsNames";
-});
+}
+
+INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutTest, ::testing::Bool(), nameOfFileSystem);
+INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutOfRepairTest, ::testing::Values(false), nameOfFileSystem);
 
 /// The order in which calls were made, as far as it decides what a cut of the power leaves.
 class CallOrderTest : public CutShortTest {
@@ -260,7 +275,13 @@ protected:
                     [&](const SystemCall &call) { return call.newPath == path(name) && call.result == 0; });
     }
 
-    /// Which of the writes before `end` were not followed by a sync of the same descriptor before it.
+    ptrdiff_t writesHere(const Calls &calls, Calls::const_iterator end) const {
+        return std::count_if(calls.begin(), end, [this](const SystemCall &call) {
+            return call.isWrite() && call.path.find(root_) == 0;
+        });
+    }
+
+    /// Which of the files written before `end` were not synced after that.
     Names unsynced(const Calls &calls, Calls::const_iterator end) const {
         std::set<std::string> pending;
         std::for_each(calls.begin(), end, [&](const SystemCall &call) {
@@ -278,15 +299,21 @@ TEST_F(CallOrderTest, Export_ContentIsSyncedBeforeTheFileGetsItsName) {
     writeFiles({0});
     writeIndex("0,0");
     makeDirectory("out");
-    for (const char *const form : {"csv", "jsonl", "syslog", "sqlite"}) {
-        for (const char *const file : {"out/x", "out/x"}) {
-            const Calls calls = callsOf({"export", "--force", "-o", form, "--to", file, "log"});
-            const auto named = naming(calls, file);
-            ASSERT_NE(named, calls.end()) << form;
-            EXPECT_NE(find(calls, [](const SystemCall &call) { return call.isWrite(); }), calls.end());
-            EXPECT_THAT(unsynced(calls, named), IsEmpty()) << form;
+    for (const char *const form : {"csv", "sqlite"}) {
+        // A new file, and one that replaces it.
+        for (int time = 1; time <= 2; ++time) {
+            SCOPED_TRACE(std::string(form) + " " + std::to_string(time));
+            const Calls calls =
+                callsOf({"export", "--force", "-o", form, "--to", std::string("out/") + form, "log"});
+            const auto named = naming(calls, std::string("out/") + form);
+            ASSERT_NE(named, calls.end());
+            EXPECT_GT(writesHere(calls, named), 0);
+            EXPECT_THAT(unsynced(calls, named), IsEmpty());
+            const auto synced = std::find_if(named, calls.end(), [this](const SystemCall &call) {
+                return call.isSync() && call.path == path("out");
+            });
+            EXPECT_NE(synced, calls.end());
         }
-        fs::remove(path("out/x"));
     }
 }
 
@@ -299,10 +326,7 @@ TEST_F(CallOrderTest, Clear_AllIsSyncedBeforeTheIndexTakesItsPlaceAndTheDataFile
     ASSERT_NE(index, calls.end());
     ASSERT_NE(data, calls.end());
     EXPECT_LT(index, data);
-    const auto writes = std::count_if(calls.begin(), index, [this](const SystemCall &call) {
-        return call.isWrite() && call.path.find(root_) == 0;
-    });
-    EXPECT_EQ(writes, 2);
+    EXPECT_EQ(writesHere(calls, index), 2);
     EXPECT_THAT(unsynced(calls, index), IsEmpty());
     const auto synced = std::find_if(data, calls.end(), [this](const SystemCall &call) {
         return call.isSync() && call.path == path("log");
@@ -330,6 +354,190 @@ TEST_F(CallOrderTest, Repair_EveryCopyIsSyncedBeforeTheDirectoriesChangePlaces) 
     EXPECT_THAT(unsynced(calls, calls.end()), IsEmpty());
 }
 
+/// File systems that can do less.
+class PoorFileSystemTest : public CutShortTest {
+protected:
+    PoorFileSystemTest() {
+        writeFiles({0, 1});
+        writeIndex("0,1");
+        makeDirectory("out");
+    }
+
+    /// Files without a name and the calls named here are refused.
+    TraceOutcome without(const std::map<std::string, int> &refused, const Names &arguments) const {
+        return traced(arguments, [&](const SystemCall &call) {
+            const auto error = refused.find(call.name);
+            if (call.isEntry() && error != refused.end()) {
+                return Action::fail(error->second);
+            }
+            return asksForNamelessFile(call) ? Action::fail(EOPNOTSUPP) : Action::proceed();
+        });
+    }
+};
+
+TEST_F(PoorFileSystemTest, Export_RenamesCannotRefuse_ExistingFileStaysAndNewOneIsWhole) {
+    const std::vector<std::map<std::string, int>> kinds = {
+        {}, {{"renameat2", EINVAL}}, {{"renameat2", ENOSYS}, {"linkat", EPERM}}};
+    for (const auto &kind : kinds) {
+        write("out/taken", "former");
+        const TraceOutcome whole = without(kind, {"export", "-o", "csv", "--to", "out/x", "log"});
+        EXPECT_EQ(whole.status, 0) << whole.err;
+        EXPECT_EQ(linesOf(read("out/x")).size(), 21U);
+        // It comes when the export has begun already.
+        const TraceOutcome late =
+            traced({"export", "-o", "csv", "--to", "out/late", "log"}, [&](const SystemCall &call) {
+                const auto error = kind.find(call.name);
+                if (call.isEntry() && call.isSync()) {
+                    write("out/late", "late");
+                }
+                if (call.isEntry() && error != kind.end()) {
+                    return Action::fail(error->second);
+                }
+                return asksForNamelessFile(call) ? Action::fail(EOPNOTSUPP) : Action::proceed();
+            });
+        EXPECT_EQ(late.status, 2);
+        EXPECT_EQ(late.err, "jorn: out/late: there is such a file already; --force replaces it\n");
+        EXPECT_EQ(read("out/late"), "late");
+        const TraceOutcome forced =
+            without(kind, {"export", "--force", "-o", "csv", "--to", "out/taken", "log"});
+        EXPECT_EQ(forced.status, 0) << forced.err;
+        EXPECT_EQ(linesOf(read("out/taken")).size(), 21U);
+        EXPECT_THAT(namesIn("out"), ElementsAre("late", "taken", "x"));
+        fs::remove_all(path("out"));
+        makeDirectory("out");
+    }
+}
+
+TEST_F(PoorFileSystemTest, Repair_NamesCannotChangePlaces_IsDoneByTwoRenames) {
+    write("log/index.csv", "");
+    age();
+    for (const int error : {EINVAL, ENOSYS}) {
+        write("log/index.csv", "");
+        const TraceOutcome run =
+            without({{"renameat2", error}}, {"repair", "--yes", "--backup", "backup", "log"});
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_TRUE(textsInRange(2) == itemTexts(1, 20));
+        EXPECT_EQ(read("backup/index.csv"), "");
+        EXPECT_THAT(namesIn("."), ElementsAre("backup", "log", "out"));
+        fs::remove_all(path("backup"));
+    }
+}
+
+/// Two commands that write into one directory at the same moment.
+class MeetingTest : public CutShortTest {
+protected:
+    MeetingTest() {
+        writeFiles({0, 1, 2});
+        writeIndex("0,2");
+        makeDirectory("out");
+        makeDirectory("other");
+        write("other/index.csv", "version:1\n0,0\n");
+        write("other/0.csv", items(1, 10));
+    }
+
+    static Names exportTo(const std::string &file) { return {"export", "--force", "--to", file, "log"}; }
+
+    TraceOptions here() const {
+        TraceOptions options;
+        options.directory = root_;
+        return options;
+    }
+
+    static TracedRun::Callback failing(bool knowsNameless, std::function<bool(const SystemCall &)> isHeld) {
+        return [knowsNameless, isHeld = std::move(isHeld)](const SystemCall &call) {
+            if (!knowsNameless && asksForNamelessFile(call)) {
+                return Action::fail(EOPNOTSUPP);
+            }
+            return call.isEntry() && isHeld(call) ? Action::hold() : Action::proceed();
+        };
+    }
+
+    static bool isOfTemporary(const SystemCall &call) {
+        return call.path.find("/.jorn-") != std::string::npos;
+    }
+
+    /// An export into the same directory, which takes away what it takes for a leftover.
+    void tidyUp(const std::string &directory) const {
+        EXPECT_EQ(jorn({"export", "--to", directory + "/tidied.csv", "other"}).status, 0);
+        fs::remove(path(directory + "/tidied.csv"));
+    }
+};
+
+TEST_F(MeetingTest, Export_OtherOneTidiesUpBeforeItsRename_IsNotDisturbed) {
+    for (const bool knowsNameless : {true, false}) {
+        write("out/x.csv", "former");
+        TracedRun run(jornCommand(exportTo("out/x.csv")), here());
+        run.onCall(failing(knowsNameless, [](const SystemCall &call) {
+            return call.is("renameat") && isOfTemporary(call);
+        }));
+        ASSERT_TRUE(run.waitUntilHeld());
+        EXPECT_EQ(temporaryNamesIn("out").size(), 1U);
+        EXPECT_EQ(check().out.find("left of a command"), std::string::npos);
+        tidyUp("out");
+        run.letGo();
+        const TraceOutcome outcome = run.wait();
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(linesOf(read("out/x.csv")).size(), 31U);
+        EXPECT_THAT(namesIn("out"), ElementsAre("x.csv"));
+    }
+}
+
+TEST_F(MeetingTest, Export_OtherOneTidiesUpBeforeItsLock_BeginsAgainUnderAnotherName) {
+    TracedRun run(jornCommand(exportTo("out/x.csv")), here());
+    int locks = 0;
+    run.onCall(failing(false, [&locks](const SystemCall &call) {
+        return call.is("flock") && isOfTemporary(call) && ++locks == 1;
+    }));
+    ASSERT_TRUE(run.waitUntilHeld());
+    tidyUp("out");
+    EXPECT_THAT(namesIn("out"), IsEmpty());
+    run.letGo();
+    const TraceOutcome outcome = run.wait();
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(linesOf(read("out/x.csv")).size(), 31U);
+    EXPECT_THAT(namesIn("out"), ElementsAre("x.csv"));
+}
+
+TEST_F(MeetingTest, Repair_ExportTidiesUpBeforeItsLock_BeginsAgainUnderAnotherName) {
+    write("log/index.csv", "");
+    age();
+    TracedRun run(jornCommand({"repair", "--yes", "--backup", "backup", "log"}), here());
+    int locks = 0;
+    run.onCall(failing(true, [&locks](const SystemCall &call) {
+        return call.is("flock") && isOfTemporary(call) && ++locks == 1;
+    }));
+    ASSERT_TRUE(run.waitUntilHeld());
+    tidyUp(".");
+    EXPECT_THAT(temporaryNamesIn("."), IsEmpty());
+    run.letGo();
+    const TraceOutcome outcome = run.wait();
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(namesIn("."), ElementsAre("backup", "log", "other", "out"));
+    EXPECT_TRUE(textsInRange(3) == itemTexts(1, 30));
+}
+
+/// The export has opened what the repair was building, and gets its lock when that has become the log.
+TEST_F(MeetingTest, Export_TidiesUpWhileARepairIsDone_RepairedLogStays) {
+    write("log/index.csv", "");
+    age();
+    TracedRun repairing(jornCommand({"repair", "--yes", "--backup", "backup", "log"}), here());
+    int owned = 0;
+    repairing.onCall(
+        failing(true, [&owned](const SystemCall &call) { return call.is("fchown") && ++owned == 1; }));
+    ASSERT_TRUE(repairing.waitUntilHeld());
+    ASSERT_EQ(temporaryNamesIn(".").size(), 1U);
+    TracedRun exporting(jornCommand({"export", "--to", "x.csv", "other"}), here());
+    exporting.onCall(
+        failing(true, [](const SystemCall &call) { return call.is("flock") && isOfTemporary(call); }));
+    ASSERT_TRUE(exporting.waitUntilHeld());
+    repairing.letGo();
+    EXPECT_EQ(repairing.wait().status, 0);
+    exporting.letGo();
+    EXPECT_EQ(exporting.wait().status, 0);
+    EXPECT_TRUE(textsInRange(3) == itemTexts(1, 30));
+    EXPECT_THAT(namesIn("log"), ElementsAre("0.csv", "1.csv", "2.csv", "index.csv"));
+}
+
 /// What stands under a name is exchanged between two looks of a repair.
 class SwappedTest : public CutShortTest {
 protected:
@@ -342,13 +550,18 @@ protected:
     }
 
     /// Runs a repair and puts a link to the secret in place of a file when that is opened for the `nth` time.
+    /// The link is never followed.
     TraceOutcome repairSwapping(const std::string &name, int nth) const {
         int opened = 0;
-        const TraceOutcome outcome =
+        TraceOutcome outcome =
             traced({"repair", "--yes", "--backup", "backup", "log"}, [&](const SystemCall &call) {
-                if (call.isEntry() && call.isOpen() && call.path == path("log/" + name) && ++opened == nth) {
+                const bool isIt = call.isOpen() && call.path == path("log/" + name);
+                if (isIt && call.isEntry() && ++opened == nth) {
                     fs::remove(path("log/" + name));
                     fs::create_symlink(path("secret"), path("log/" + name));
+                }
+                if (isIt && call.isExit() && opened >= nth) {
+                    EXPECT_EQ(call.result, -ELOOP) << call.text();
                 }
                 return Action::proceed();
             });

@@ -152,9 +152,11 @@ protected:
         setting.variables = {{"TZ", "UTC"}, {"LC_ALL", "C"}};
         setting.obeysPermissions = kind.obeysPermissions;
         setting.processorSeconds = kMostSeconds;
+        setting.isMeasured = true;
         const Outcome run = jorn(arguments, setting);
         const bool hasWaited = command.isWaiting && !fs::exists(path("log"));
         EXPECT_EQ(run.status, hasWaited ? 0 : kind.verdicts.*command.verdict) << run.out << run.err;
+        EXPECT_GT(run.peakKibibytes, 0);
         EXPECT_LT(run.peakKibibytes, kMostKibibytes);
         if (run.status > 2) {
             EXPECT_THAT(run.out + run.err, HasSubstr("log"));
@@ -458,6 +460,19 @@ TEST_P(DirectoryMatrixTest, EveryCommand_Directory_TellsAndLeavesIt) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, DirectoryMatrixTest, ::testing::Range(0, static_cast<int>(kinds.size())),
                          [](const auto &kind) { return kinds[static_cast<size_t>(kind.param)].name; });
+
+TEST_F(DirectoryMatrixTest, MeasuredRun_TestIsLarge_ToolAloneIsMeasured) {
+    constexpr size_t kBallast = size_t{256} << 20;
+    const std::vector<char> ballast(kBallast, 'x');
+    Setting setting;
+    setting.isMeasured = true;
+    const Outcome run = jorn({"--version"}, setting);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_GT(run.peakKibibytes, 1024);
+    EXPECT_LT(run.peakKibibytes, static_cast<long>(kBallast / 1024));
+    EXPECT_EQ(jorn({"--no-such-option"}, setting).status, 2);
+    EXPECT_EQ(ballast.back(), 'x');
+}
 
 TEST_F(DirectoryMatrixTest, EveryCommand_DirectoryBeingRecorded_TellsAndLeavesIt) {
     RunningTool recorder(root_, {"record", "--files", "3", "log"});

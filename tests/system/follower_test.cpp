@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "common_values.h"
+#include "system/failure.h"
 #include "tool_run.h"
 
 namespace test {
@@ -303,6 +304,24 @@ TEST_F(FollowerTest, Step_FileIsEmptiedBeforeTheIndexTells_GoesOnWithTheNextOne)
     EXPECT_THAT(notes_, ElementsAre(HasSubstr("at least 1 file was passed; going on with 1.csv")));
 }
 
+/// After a clearing the file that the index names already is started afresh, and the index stays as it is.
+TEST_F(FollowerTest, Step_FileIsStartedAfreshUnderTheSameIndexWhileItIsRead_GivesTheNewOneFromItsBegin) {
+    const std::string more(150, '-');
+    start(0, lines("a" + more, kFull));
+    writeIndex("0,0");
+    follow(UINT64_MAX);
+    onItem_ = [&](const std::string &text) {
+        if (text == "a" + more + "0000001") {
+            start(0, lines("d" + more, kFull + 1));
+        }
+    };
+    step();
+    const auto first = std::find(texts_.begin(), texts_.end(), "d" + more + "0000001");
+    EXPECT_EQ(texts_.end() - first, kFull + 1L);
+    EXPECT_EQ(std::count_if(texts_.begin(), first, [](const std::string &text) { return text[0] != 'a'; }),
+              0);
+}
+
 TEST_F(FollowerTest, Step_Cleared_GivesNothingOldAndWhatComesThen) {
     makeRing();
     follow(0);
@@ -551,6 +570,34 @@ TEST_F(FollowerTest, Step_DamagedLines_AreToldOnce) {
     EXPECT_THAT(step(), ElementsAre("three"));
     EXPECT_THAT(damage_,
                 ElementsAre(HasSubstr("at offset 19"), HasSubstr("1 line that is no item, at offset")));
+}
+
+TEST_F(FollowerTest, Step_UnfinishedLineAsLongAsTheStoreReads_IsDamageWhenItGoesOn) {
+    const std::string noItem(256, 'x');
+    for (const char *rest : {"\n", "x\n"}) {
+        start(0, line("one") + noItem);
+        writeIndex("0,0");
+        follow();
+        damage_.clear();
+        EXPECT_THAT(step(), ElementsAre("one"));
+        EXPECT_THAT(step(), IsEmpty());
+        EXPECT_THAT(damage_, IsEmpty());
+        append(0, rest + line("two"));
+        EXPECT_THAT(step(), ElementsAre("two"));
+        ASSERT_FALSE(damage_.empty());
+        EXPECT_THAT(damage_.front(), HasSubstr("no item"));
+        EXPECT_THAT(damage_.front(), HasSubstr("at offset " + std::to_string(line("one").size())));
+    }
+}
+
+TEST_F(FollowerTest, Step_UnfinishedItemAsLongAsTheStoreReads_IsGivenAtOnce) {
+    const std::string text(256 - line("").size() + 1, 'x');
+    const std::string whole = line(text);
+    start(0, whole.substr(0, whole.size() - 1));
+    writeIndex("0,0");
+    follow();
+    EXPECT_THAT(step(), ElementsAre(text.substr(0, 199)));
+    EXPECT_THAT(step(), IsEmpty());
 }
 
 TEST_F(FollowerTest, Step_FileThatIsNone_IsToldAndPassed) {

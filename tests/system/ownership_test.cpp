@@ -132,5 +132,170 @@ TEST_F(OwnershipTest, Clear_ByRootBackupIndexOnly_NewIndexIsAsTheDirectory) {
     EXPECT_EQ(attributes("log/index.csv"), "4711:4712 0640");
 }
 
+TEST_F(OwnershipTest, Record_ByRootPieceMoved_ItsFileIsAsTheDataFile) {
+    write(fileName(0), items(1, 1) + "torn");
+    writeIndex("0,0");
+    giveLog(0755, 0620);
+    ASSERT_EQ(jorn({"record", "log"}).status, 0);
+    EXPECT_EQ(attributes("log/torn-0.txt"), "4711:4712 0620");
+    EXPECT_EQ(attributes("log/0.csv"), "4711:4712 0620");
+}
+
+TEST_F(OwnershipTest, Record_DirectoryOfAnother_IsNamed) {
+    writeFiles({0});
+    writeIndex("0,0");
+    giveLog(0755, 0666);
+    give("log", 0755, 0, 0);
+    const std::string before = stateOf(path("log"));
+    const Outcome run = asUser({"record", "log"}, "x\n");
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "jorn: log: no file can be written in this directory: Permission denied\n");
+    EXPECT_EQ(stateOf(path("log")), before);
+}
+
+TEST_F(OwnershipTest, Record_EmptyDirectoryOfAnother_IsNamed) {
+    give("log", 0755, 0, 0);
+    const Outcome run = asUser({"record", "log"});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "jorn: log: no file can be written in this directory: Permission denied\n");
+}
+
+TEST_F(OwnershipTest, Record_ParentOfAnother_ParentIsNamed) {
+    makeDirectory("parent");
+    give("parent", 0755, 0, 0);
+    const Outcome run = asUser({"record", "parent/new/"});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "jorn: parent/new/: cannot be made in parent: Permission denied\n");
+    const Outcome here = asUser({"record", "new"});
+    EXPECT_EQ(here.status, 4);
+    EXPECT_EQ(here.err, "jorn: new: cannot be made in .: Permission denied\n");
+}
+
+TEST_F(OwnershipTest, AnyCommand_DirectoryOnTheWayIsClosed_ItIsNamed) {
+    makeDirectory("way/closed/deeper/log");
+    give("way/closed/deeper/log", 0755);
+    give("way/closed", 0700, 0, 0);
+    for (const char *const command : {"record", "show", "check", "repair", "clear"}) {
+        const Outcome run = asUser({command, "way/closed/deeper/log"});
+        EXPECT_EQ(run.status, 4) << command;
+        EXPECT_EQ(run.err,
+                  "jorn: way/closed/deeper/log: cannot be reached through way/closed: Permission denied\n")
+            << command;
+    }
+    const Outcome absolute = asUser({"record", path("way/closed/new")});
+    EXPECT_EQ(absolute.err, "jorn: " + path("way/closed/new") + ": cannot be reached through " +
+                                path("way/closed") + ": Permission denied\n");
+}
+
+TEST_F(OwnershipTest, Record_DirectoryMayNotBeRead_ItIsNamed) {
+    give("log", 0700, 0, 0);
+    const Outcome run = asUser({"record", "log"});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "jorn: log: Permission denied\n");
+}
+
+TEST_F(OwnershipTest, Record_DirectoryIsClosedMeanwhile_IsNamed) {
+    RunningTool tool(root_, {"record", "log"}, "", true);
+    tool.feed(numberedLines("line", kFull - 1));
+    CloseWatch watch(path("log"));
+    watch.waitUntil([&] { return exists(fileName(0)) && linesOf(read(fileName(0))).size() == kFull; });
+    give("log", 0500, 0, 0);
+    tool.feed("in the next file\n");
+    const Outcome run = tool.wait();
+    give("log", 0700, 0, 0);
+    EXPECT_EQ(run.status, 4);
+    EXPECT_THAT(run.err,
+                HasSubstr("jorn: log: no file can be written in this directory: Permission denied; 1 "
+                          "of the lines read are not in the files\n"));
+}
+
+/// What a recording gives to what it makes.
+class ModeTest : public OwnershipTest {
+protected:
+    /// The mask of file modes while a test runs.
+    class Mask {
+    public:
+        explicit Mask(mode_t mask) : former_(umask(mask)) {}
+        ~Mask() { umask(former_); }
+        Mask(const Mask &) = delete;
+        Mask &operator=(const Mask &) = delete;
+
+    private:
+        const mode_t former_;
+    };
+
+    std::string mode(const std::string &name) const {
+        const std::string all = attributes(name);
+        return all.substr(all.find(' ') + 1);
+    }
+};
+
+TEST_F(ModeTest, Record_NoMode_DirectoryIsClosedToOthers) {
+    const Mask mask(022);
+    ASSERT_EQ(jorn({"record", "new"}).status, 0);
+    EXPECT_EQ(mode("new"), "0750");
+    EXPECT_EQ(mode("new/0.csv"), "0644");
+    EXPECT_EQ(mode("new/index.csv"), "0644");
+}
+
+TEST_F(ModeTest, RecordMode_NewDirectory_DirectoryAndEveryFileHaveIt) {
+    const Mask mask(077);
+    ASSERT_EQ(
+        jorn({"record", "--mode", "0775", "new"}, {numberedLines("line", kFull + 5), "", {}, {}}).status, 0);
+    EXPECT_EQ(mode("new"), "0775");
+    for (const char *const name : {"new/0.csv", "new/1.csv", "new/index.csv"}) {
+        EXPECT_EQ(mode(name), "0664") << name;
+    }
+}
+
+TEST_F(ModeTest, RecordMode_Narrower_DirectoryAndFilesHaveIt) {
+    const Mask mask(022);
+    ASSERT_EQ(jorn({"record", "--mode", "700", "new"}).status, 0);
+    EXPECT_EQ(mode("new"), "0700");
+    EXPECT_EQ(mode("new/0.csv"), "0600");
+    EXPECT_EQ(mode("new/index.csv"), "0600");
+}
+
+TEST_F(ModeTest, RecordMode_LogThatIsThere_IsWidened) {
+    writeFiles({0, 1});
+    write(fileName(1), read(fileName(1)) + "torn");
+    write("log/other.txt", "");
+    writeIndex("0,1");
+    giveLog(0750, 0600);
+    give("log", 02750, kUser, kUser);
+    const Outcome run = asUser({"record", "--mode", "0755", "log"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(attributes("log"), "4711:4711 2755");
+    for (const char *const name : {"log/0.csv", "log/1.csv", "log/index.csv", "log/torn-0.txt"}) {
+        EXPECT_EQ(mode(name), "0644") << name;
+    }
+    EXPECT_EQ(mode("log/other.txt"), "0600");
+}
+
+TEST_F(ModeTest, RecordMode_LogOfAnother_RefusedUnlessItHasTheMode) {
+    writeFiles({0});
+    writeIndex("0,0");
+    giveLog(0777, 0666);
+    give("log", 0777, 0, 0);
+    const Outcome refused = asUser({"record", "--mode", "0755", "log"});
+    EXPECT_EQ(refused.status, 4);
+    EXPECT_EQ(refused.err, "jorn: log: its mode cannot be changed: Operation not permitted\n");
+    EXPECT_EQ(mode("log"), "0777");
+    EXPECT_EQ(asUser({"record", "--mode", "0777", "log"}).status, 0);
+    give(fileName(0), 0660, 0, kUser);
+    const Outcome ofFile = asUser({"record", "--mode", "0777", "log"});
+    EXPECT_EQ(ofFile.status, 4);
+    EXPECT_EQ(ofFile.err, "jorn: log/0.csv: its mode cannot be changed: Operation not permitted\n");
+}
+
+TEST_F(ModeTest, RecordMode_NoMode_Refused) {
+    for (const char *const wrong : {"888", "75", "0500", "1777", "75a", "-755", "00755", "", "rwx"}) {
+        const Outcome run = jorn({"record", std::string("--mode=") + wrong, "new"});
+        EXPECT_EQ(run.status, 2) << wrong;
+        EXPECT_EQ(run.err.rfind("jorn: --mode", 0), 0U) << run.err;
+    }
+    EXPECT_FALSE(exists("new"));
+}
+
 }  // namespace
 }  // namespace test

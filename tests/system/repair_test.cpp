@@ -466,6 +466,27 @@ TEST_F(RepairTest, Repair_BackupExists_Refused) {
     EXPECT_TRUE(stateOf(path("log")) == before);
 }
 
+/// It may be a log as it was, of a repair that was cut short.
+TEST_F(RepairTest, Repair_PartOfSuchABackupExists_Refused) {
+    makeCutRing(3, 1);
+    makeDirectory("backup.partial");
+    const std::string before = stateOf(path("log"));
+    const Outcome run = repair({"--yes", "--backup", path("backup")});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_THAT(run.err, HasSubstr("backup.partial: exists already; give another name with --backup"));
+    EXPECT_TRUE(stateOf(path("log")) == before);
+    EXPECT_TRUE(exists("backup.partial"));
+    EXPECT_FALSE(exists("backup"));
+}
+
+TEST_F(RepairTest, Repair_LeftoverOfACutClearing_IsNotTakenOver) {
+    makeCutRing(3, 1);
+    write("log/.jorn-abc012", "half of an index");
+    ASSERT_EQ(repair({"--yes", "--backup", path("backup")}).status, 0);
+    EXPECT_FALSE(exists("log/.jorn-abc012"));
+    EXPECT_TRUE(exists("backup/.jorn-abc012"));
+}
+
 TEST_F(RepairTest, Repair_BackupInTheLogItself_Refused) {
     makeCutRing(3, 1);
     makeDirectory("log/notes");
@@ -509,6 +530,29 @@ TEST_F(RepairTest, Repair_NoBackupNamed_KeptBesideWithTheTime) {
         backups += name == "log" ? 0 : 1;
     }
     EXPECT_EQ(backups, 1);
+}
+
+TEST_F(RepairTest, Repair_WorkingDirectoryIsTheLog_SaysThatItIsTheBackupNow) {
+    for (const std::string &directory : {std::string("."), path("log")}) {
+        makeCutRing(3, 1);
+        Setting setting;
+        setting.directory = path("log");
+        const Outcome run = jorn({"repair", "--yes", "--backup", path("backup"), directory}, setting);
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(run.err, "jorn: the working directory is the backup now; the repaired log is in " +
+                               path("log") + ": cd there again\n");
+        std::filesystem::remove_all(path("log"));
+        std::filesystem::remove_all(path("backup"));
+        makeDirectory("log");
+    }
+}
+
+TEST_F(RepairTest, Repair_WorkingDirectoryElsewhere_SaysNothingOfIt) {
+    makeCutRing(3, 1);
+    EXPECT_EQ(repair({"--yes", "--backup", "backup"}).err, "");
+    Setting setting;
+    setting.directory = path("backup");
+    EXPECT_EQ(jorn({"repair", "."}, setting).err, "jorn: nothing was changed; --yes does it\n");
 }
 
 TEST_F(RepairTest, Repair_OtherNames_StayInTheLog) {

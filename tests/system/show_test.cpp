@@ -600,10 +600,13 @@ TEST_F(ShowTest, Show_ControlCharactersIntoFile_BytesUnchanged) {
 }
 
 /// What `jorn show` gives on a terminal, through a pager.
-std::string shownOnTerminal(const std::string &directory, const char *form, const char *pager) {
+std::string shownOnTerminal(const std::string &directory, const char *form, const char *pager,
+                            const std::vector<std::string> &options = {}) {
     Setting setting;
     setting.variables = {{"JORN_PAGER", pager}, {"NO_COLOR", "1"}};
-    const Outcome run = runOnTerminal({"show", "--utc", "-o", form, directory}, setting);
+    std::vector<std::string> arguments = {"show", "--utc", "-o", form, directory};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    const Outcome run = runOnTerminal(arguments, setting);
     EXPECT_EQ(run.status, 0);
     return run.out;
 }
@@ -619,6 +622,27 @@ TEST_F(ShowTest, Show_ControlCharactersOnTerminal_Escaped) {
         EXPECT_THAT(output, HasSubstr("[31mred"));
         for (const char byte : {'\x1b', '\x07', '\x7f', '\x9b', '\xff'}) {
             EXPECT_EQ(output.find(byte), std::string::npos) << form << " " << output;
+        }
+    }
+}
+
+/// However the items were found.
+TEST_F(ShowTest, Show_ControlCharactersFoundOnTerminal_Escaped) {
+    writeIndex("0,0");
+    write("log/0.csv", dataLine(kMidnight, 1, 0, kHostile) + dataLine(kMidnight, 1, 0, "other"));
+    const std::vector<std::vector<std::string>> ways = {{"-g", "red"},
+                                                        {"-g", "\\x1b"},
+                                                        {"-g", "red", "-n", "2"},
+                                                        {"-g", "red", "-n", "all"},
+                                                        {"-g", "red", "-n", "all", "-r"},
+                                                        {"-g", "red", "-p", "1", "-s", "0"}};
+    for (const auto &way : ways) {
+        const std::string output = shownOnTerminal(path("log"), "text", "", way);
+        EXPECT_EQ(output.find("2023-11-15 00:00:00Z 1 0 " + std::string(kHarmless) + "\r\n"), 0U) << output;
+        for (const char *form : {"short", "iso", "device", "csv", "json"}) {
+            const std::string other = shownOnTerminal(path("log"), form, "", way);
+            EXPECT_THAT(other, HasSubstr("[31mred"));
+            EXPECT_EQ(other.find_first_of("\x1b\x07\x7f\x9b\xff"), std::string::npos) << form << " " << other;
         }
     }
 }
@@ -657,6 +681,18 @@ TEST_F(ShowTest, Show_TerminalOfWhichNothingIsKnown_NoColours) {
         EXPECT_THAT(runOnTerminal({"show", "--no-pager", path("log")}, setting).out, Not(HasSubstr("\x1b")));
     }
     EXPECT_THAT(runOnTerminal({"show", "--no-pager", path("log")}).out, HasSubstr("\x1b[33m"));
+}
+
+TEST_F(ShowTest, Show_TerminalThatCannotMoveItsCursor_NoPager) {
+    writeMixed();
+    for (const auto &[term, isPaged] : {std::pair{"", false}, {"dumb", false}, {"xterm", true}}) {
+        Setting setting;
+        setting.variables = {{"TERM", term}, {"JORN_PAGER", "sed 's/^/paged /'"}};
+        const Outcome run = runOnTerminal({"show", path("log")}, setting);
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.out.find("paged ") != std::string::npos, isPaged) << term;
+        EXPECT_THAT(run.out, HasSubstr("page 1 of 1 (6 items)"));
+    }
 }
 
 TEST_F(ShowTest, ShowAndHelp_ClosedPipe_QuietExit) {
@@ -780,6 +816,26 @@ TEST_F(ShowTest, Show_TimeThatBeginsWithAMinus_TakenInEveryWayOfGivingAValue) {
     const Outcome run = jorn({"show", "log", "-S", "-q"});
     EXPECT_EQ(run.status, 2);
     EXPECT_THAT(run.err, HasSubstr("jorn: --since: '-q' is no time from 1970 to 2106"));
+}
+
+TEST_F(ShowTest, Show_TimeThatIsNone_RefusedWithTheForms) {
+    writeMixed();
+    const Outcome run = jorn({"show", "log", "-U", "Nov 31 05:00"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(
+        run.err,
+        "jorn: --until: 'Nov 31 05:00' is no time from 1970 to 2106: 2026-11-21, 11-21, \"Nov 21\", today, "
+        "yesterday or tomorrow, each with or without 06:47[:08] and UTC, Z or +01:00 after it; 06:47, now, "
+        "-1h30m, +1h, \"1 month ago\" or @SECONDS since 1970\n");
+}
+
+TEST_F(ShowTest, Show_SinceAfterUntil_RefusedWithWhatTheyMean) {
+    writeMixed();
+    const Outcome run = jorn({"show", "log", "--utc", "-S", "2023-11-17 UTC", "-U", "2023-11-16"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err,
+              "jorn: --since is later than --until: 2023-11-17 00:00:00Z and 2023-11-16 23:59:59Z\n");
 }
 
 TEST_F(ShowTest, Show_EmptyValueOfAnOption_IsRefusedAndNotTakenForNone) {

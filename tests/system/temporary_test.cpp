@@ -86,7 +86,7 @@ TEST_F(TemporaryTest, FileReplacement_NotPutInPlace_LeavesNothing) {
     write("index.csv", "former");
     {
         const tool::FileReplacement replacement(fd(), "index.csv", "log/index.csv", "new");
-        EXPECT_THAT(names(), ElementsAre("index.csv"));
+        EXPECT_EQ(names().size(), hasNamelessFiles(root_) ? 1U : 2U);
     }
     EXPECT_EQ(read("index.csv"), "former");
     EXPECT_THAT(names(), ElementsAre("index.csv"));

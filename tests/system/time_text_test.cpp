@@ -69,6 +69,7 @@ TEST(ParseTime, FormsInUtc_GiveTheSecond) {
         {"2026-11-21", kToday, kToday + kDay - 1},
         {"today", kToday, kToday + kDay - 1},
         {"yesterday", kToday - kDay, kToday - 1},
+        {"tomorrow", kToday + kDay, kToday + 2 * kDay - 1},
         same("now", kToday + kDay / 2),
         same("2026-11-21 06:47", kMorning),
         same("2026-11-21 06:47:08", kMorning + 8),
@@ -78,6 +79,8 @@ TEST(ParseTime, FormsInUtc_GiveTheSecond) {
         same("2026-11-21T07:47:08+01:00", kMorning + 8),
         same("2026-11-21 01:17:08 -0530", kMorning + 8),
         same("2026-11-21T16:47:08+10", kMorning + 8),
+        same("2026-11-22T06:47:08+24:00", kMorning + 8),
+        same("2026-11-20T05:48:08-24:59", kMorning + 8),
         same("Sat Nov 21 06:47:08 2026", kMorning + 8),
         same("Thu Jan  1 00:00:00 1970", 0),
         same("06:47", kMorning),
@@ -85,6 +88,9 @@ TEST(ParseTime, FormsInUtc_GiveTheSecond) {
         same("@0", 0),
         same("@4294967295", UINT32_MAX),
         same("1795243628", 1795243628),
+        same("@1795243628.75", 1795243628),
+        same("@1795243628,999999", 1795243628),
+        same("1795243628.75", 1795243628),
         same("-2h", kToday + 10 * kHour),
         same("-30min", kToday + 12 * kHour - 1800),
         same("-90s", kToday + 12 * kHour - 90),
@@ -94,12 +100,18 @@ TEST(ParseTime, FormsInUtc_GiveTheSecond) {
         same("1 hour ago", kToday + 11 * kHour),
         same("5m ago", kToday + 12 * kHour - 300),
         same("2 weeks ago", kToday - 14 * kDay + kDay / 2),
+        same("+1h", kToday + 13 * kHour),
+        same("+ 1d 2h", kToday + 38 * kHour),
+        same("+90 min", kToday + 13 * kHour + 1800),
         same("-1h30m", kToday + 10 * kHour + 1800),
         same("-1h 30min", kToday + 10 * kHour + 1800),
         same("- 1d 2h3s", kToday - 14 * kHour - 3),
         same("1 day 2 hours ago", kToday - 14 * kHour),
         same("1h30m ago", kToday + 10 * kHour + 1800),
         same("-9999w", 0),
+        same("+9999w", UINT32_MAX),
+        same("+999999999y", UINT32_MAX),
+        same("-999999999y 999999999M", 0),
         same("-999999999w 999999999w 999999999w 999999999w 999999999w", 0),
         same("-1s1s1s1s1s1s1s1s1s", kToday + kDay / 2 - 9),
         same("1s 1s 1s 1s 1s 1s 1s 1s 1s ago", kToday + kDay / 2 - 9),
@@ -109,6 +121,84 @@ TEST(ParseTime, FormsInUtc_GiveTheSecond) {
         same("2038-01-19 03:14:08", 2147483648U),
         same("2106-02-07T06:28:15Z", UINT32_MAX),
     });
+}
+
+TEST(ParseTime, DaysWithTimes_GiveTheSecond) {
+    const Zone zone("UTC0");
+    constexpr uint32_t kToday = 20778U * kDay;
+    constexpr uint32_t kMorning = kToday + 6 * kHour + 47 * 60;
+    expectRows({
+        same("yesterday 10:00", kToday - 14 * kHour),
+        same("yesterday 9:05:30", kToday - kDay + 9 * kHour + 330),
+        same("today 06:47", kMorning),
+        same("tomorrow 00:00", kToday + kDay),
+        same("2026-11-21 06:47:08,250", kMorning + 8),
+        same("2026-11-21T06:47:08,250Z", kMorning + 8),
+        same("2026-11-21 06:47:08.250 UTC", kMorning + 8),
+        same("06:47:08.5", kMorning + 8),
+        same("06:47:08,5", kMorning + 8),
+        same("06:47 UTC", kMorning),
+        same("06:47+01:00", kMorning - kHour),
+        {"2026-11-21 UTC", kToday, kToday + kDay - 1},
+        {"Nov 21 2026", kToday, kToday + kDay - 1},
+        {"Sat Nov 21 2026", kToday, kToday + kDay - 1},
+        same("Nov 21 06:47 2026", kMorning),
+        same("Sat Nov 21 06:47:08 UTC 2026", kMorning + 8),
+        same("Sat Nov 21 06:47:08 2026 UTC", kMorning + 8),
+    });
+}
+
+// 2026-11-21 is today.
+TEST(ParseTime, DateWithoutYear_IsTheLatestNotAfterToday) {
+    const Zone zone("UTC0");
+    constexpr uint32_t kToday = 20778U * kDay;
+    constexpr uint32_t kTomorrowAYearAgo = kToday - 364 * kDay;
+    constexpr uint32_t kFebruary29 = 19782U * kDay;  // of 2024
+    expectRows({
+        {"11-21", kToday, kToday + kDay - 1},
+        {"Nov 21", kToday, kToday + kDay - 1},
+        same("Nov 21 23:59", kToday + kDay - 60),
+        {"Nov 20", kToday - kDay, kToday - 1},
+        same("11-20 05:00:00.000", kToday - 19 * kHour),
+        same("11-20T05:00", kToday - 19 * kHour),
+        same("Nov 20 05:00:00,5", kToday - 19 * kHour),
+        {"11-22", kTomorrowAYearAgo, kTomorrowAYearAgo + kDay - 1},
+        same("Nov 22 05:00", kTomorrowAYearAgo + 5 * kHour),
+        same("11-22 05:00:00.000", kTomorrowAYearAgo + 5 * kHour),
+        same("Sun Nov 22 05:00", kTomorrowAYearAgo + 5 * kHour),
+        {"Dec  1", kToday - 355 * kDay, kToday - 354 * kDay - 1},
+        {"02-29", kFebruary29, kFebruary29 + kDay - 1},
+        none("02-30"),
+        none("Feb 30"),
+        none("13-01"),
+        none("00-10"),
+        none("Nov 0"),
+        none("Nov 31 05:00"),
+    });
+    // 2104-01-15, when February 29 was eight years ago.
+    EXPECT_EQ(parseTime("Feb 29", 48956LL * kDay, Bound::Since), 46080U * kDay);
+}
+
+TEST(ParseTime, MonthsAndYears_GoByTheCalendar) {
+    const Zone zone("UTC0");
+    constexpr uint32_t kNoon = 20778U * kDay + kDay / 2;
+    expectRows({
+        same("1 month ago", kNoon - 31 * kDay),
+        same("2 months ago", kNoon - 61 * kDay),
+        same("-1M", kNoon - 31 * kDay),
+        same("-1M 1m", kNoon - 31 * kDay - 60),
+        same("+1 month", kNoon + 30 * kDay),
+        same("1 year ago", kNoon - 365 * kDay),
+        same("-2y", kNoon - 730 * kDay),
+        same("1 year 1 month 2 days ago", kNoon - 398 * kDay),
+        same("+1y", kNoon + 365 * kDay),
+    });
+    // 2024-03-31 00:00:00.
+    constexpr time_t kLastOfMarch = 19813LL * kDay;
+    EXPECT_EQ(parseTime("1 month ago", kLastOfMarch, Bound::Since), 19782U * kDay);
+    EXPECT_EQ(parseTime("13 months ago", kLastOfMarch, Bound::Since), 19416U * kDay);
+    EXPECT_EQ(parseTime("+1 month", kLastOfMarch, Bound::Since), 19843U * kDay);
+    EXPECT_EQ(parseTime("3 months ago", kLastOfMarch, Bound::Since), 19722U * kDay);
 }
 
 TEST(ParseTime, OtherTexts_GiveNothing) {
@@ -134,15 +224,52 @@ TEST(ParseTime, OtherTexts_GiveNothing) {
                 none("2023-11-16 12:60"),
                 none("2023-11-16 12:00:60"),
                 none("2023-11-16 12:00+01:60"),
-                none("2023-11-16 12:00+24:00"),
+                none("2023-11-16 12:00+25:00"),
                 none("2023-11-16 12:00 CET"),
-                none("tomorrow"),
+                none("tomorrow1"),
+                none("tomorrow 25:00"),
+                none("yesterday10:00"),
+                none("yesterday 10"),
+                none("yesterday -1h"),
+                none("10:00 yesterday"),
+                none("now 10:00"),
+                none("now UTC"),
+                none("2026-11-21 06:47:08,"),
+                none("2026-11-21 06:47,5"),
+                none("2026-11-21 UTC 06:47"),
+                none("2026-11-21+01:00"),
+                none("2026-11-21 06:47 UTC UTC"),
+                none("2026-11-21 06:47 2026"),
+                none("2026-11-21 06:47UTCx"),
+                none("UTC"),
+                none("11-22-33"),
+                none("1-22"),
+                none("nov 22"),
+                none("Nov"),
+                none("Nov22"),
+                none("Nov 22 05"),
+                none("Nov 22 05:00 26"),
+                none("Sat"),
+                none("Sat 06:47"),
+                none("@1795243628."),
+                none("@.5"),
+                none("20778.5"),
+                none("+"),
+                none("+1"),
+                none("+1h ago"),
+                none("+-1h"),
+                none("--1h"),
+                none("1h"),
+                none("1 month"),
+                none("month ago"),
+                none("-1Month"),
+                none("-1H"),
                 none("-2"),
-                none("-2y"),
+                none("-2x"),
                 none("-1h30"),
                 none("-1s1s1s1s1s1s1s1s1s1s"),
                 none("1s 1s 1s 1s 1s 1s 1s 1s 1s 1s ago"),
-                none("-1h30y"),
+                none("-1h30x"),
                 none("-1h-30m"),
                 none("-1h30m ago"),
                 none("-q"),
@@ -169,7 +296,25 @@ TEST(ParseTime, LocalZone_DaysAndTimesAreLocal) {
         same("2026-11-21 06:47Z", kToday + 7 * kHour + 47 * 60),
         same("2026-07-01 00:00", 20635U * kDay - 2 * kHour),
         {"1970-01-01", 0, kDay - kHour - 1},
+        {"2026-11-21 UTC", 20778U * kDay, 20779U * kDay - 1},
+        {"yesterday UTC", 20777U * kDay, 20778U * kDay - 1},
+        same("yesterday 10:00 UTC", 20777U * kDay + 10 * kHour),
+        same("Nov 20 10:00", 20777U * kDay + 9 * kHour),
     });
+}
+
+// 2026-11-21 23:30 UTC is half past midnight of the next day here.
+TEST(ParseTime, TodayOfAnotherClock_IsItsOwn) {
+    const Zone zone(kEurope);
+    constexpr uint32_t kDayInUtc = 20778U * kDay;
+    constexpr time_t kLate = kDayInUtc + 23 * kHour + 1800;
+    EXPECT_EQ(parseTime("today", kLate, Bound::Since), kDayInUtc + 23 * kHour);
+    EXPECT_EQ(parseTime("today UTC", kLate, Bound::Since), kDayInUtc);
+    EXPECT_EQ(parseTime("00:15", kLate, Bound::Since), kDayInUtc + 23 * kHour + 900);
+    EXPECT_EQ(parseTime("00:15 UTC", kLate, Bound::Since), kDayInUtc + 900);
+    EXPECT_EQ(parseTime("00:15-10:00", kLate, Bound::Since), kDayInUtc + 10 * kHour + 900);
+    EXPECT_EQ(parseTime("Nov 22", kLate, Bound::Since), kDayInUtc + 23 * kHour);
+    EXPECT_EQ(parseTime("Nov 22 UTC", kLate, Bound::Since), kDayInUtc - 364 * kDay);
 }
 
 TEST(ParseTime, ClocksArePutOn_SkippedTimeMovesOnAndDayIsShort) {
@@ -181,7 +326,20 @@ TEST(ParseTime, ClocksArePutOn_SkippedTimeMovesOnAndDayIsShort) {
         same("2026-03-29 02:30", kChange + 1800),
         same("2026-03-29 03:00", kChange),
         {"2026-03-29", kChange - 2 * kHour, kChange + 21 * kHour - 1},
+        same("2026-03-29 02:30 UTC", kChange + 5400),
     });
+    // 12:00 CEST, the day after.
+    constexpr time_t kNextDay = kChange + 33 * kHour;
+    EXPECT_EQ(parseTime("yesterday 02:30", kNextDay, Bound::Since), kChange + 1800);
+    EXPECT_EQ(parseTime("yesterday", kNextDay, Bound::Until), kChange + 21 * kHour - 1);
+    EXPECT_EQ(parseTime("1 month ago", kNextDay, Bound::Since), 20512U * kDay + 11 * kHour);
+    EXPECT_EQ(parseTime("1 day ago", kNextDay, Bound::Since), kNextDay - kDay);
+    // 02:30 CEST a month after, of which the month before has none.
+    constexpr time_t kMonthLater = kChange + 31 * kDay - 1800;
+    EXPECT_EQ(parseTime("1 month ago", kMonthLater, Bound::Since), kChange + 1800);
+    // 01:30 CET, half an hour before.
+    EXPECT_EQ(parseTime("+1h", kChange - 1800, Bound::Since), kChange + 1800);
+    EXPECT_EQ(parseTime("tomorrow", kChange - 3 * kHour, Bound::Until), kChange + 21 * kHour - 1);
 }
 
 TEST(ParseTime, ClocksArePutBack_TimeThatComesTwiceIsFirstOrLast) {
@@ -194,11 +352,22 @@ TEST(ParseTime, ClocksArePutBack_TimeThatComesTwiceIsFirstOrLast) {
         same("2026-10-25 03:00", kChange + kHour),
         same("2026-10-25 02:30+02:00", kChange - 1800),
         {"2026-10-25", kChange - 3 * kHour, kChange + 22 * kHour - 1},
+        {"Oct 25 02:30", kChange - 1800, kChange + 1800},
+        {"10-25 02:30:00.000", kChange - 1800, kChange + 1800},
+        same("Oct 25 02:30 UTC", kChange + 5400),
     });
+    // 12:00 CET, the day after, and 02:30 CET a month after.
+    constexpr time_t kNextDay = kChange + 34 * kHour;
+    EXPECT_EQ(parseTime("yesterday 02:30", kNextDay, Bound::Since), kChange - 1800);
+    EXPECT_EQ(parseTime("yesterday 02:30", kNextDay, Bound::Until), kChange + 1800);
+    constexpr time_t kMonthLater = kChange + 31 * kDay + 1800;
+    EXPECT_EQ(parseTime("1 month ago", kMonthLater, Bound::Since), kChange - 1800);
+    EXPECT_EQ(parseTime("1 month ago", kMonthLater, Bound::Until), kChange + 1800);
 }
 
 TEST(ParseTime, WhatIsPrinted_IsReadBack) {
-    for (const char *zoneName : {"UTC0", kEurope, "XYZ-5:45", "ABC+11"}) {
+    for (const char *zoneName :
+         {"UTC0", kEurope, "XYZ-5:45", "ABC+11", "ABC+24", "ABC+24:59:59", "XYZ-24:59:59"}) {
         const Zone zone(zoneName);
         for (const TimeForm form : {TimeForm::Plain, TimeForm::Iso, TimeForm::Device}) {
             TimeFormatter formatter(form, std::string(zoneName) == "UTC0");

@@ -59,6 +59,11 @@ protected:
         return texts;
     }
 
+    /// Of two, three and four bytes.
+    const std::vector<std::string> kCharacters = {"\xc3\xbc", "\xe2\x82\xac", "\xf0\x9f\x9a\xaa"};
+    /// No room is left in a text for any of them.
+    const std::string kBefore = std::string(197, 'x');
+
     std::vector<std::string> texts_;
     ItemSplitter splitter_{ItemSplitter::LongLine::Cut, false,
                            [this](std::optional<int>, const char *text) { texts_.push_back(text); }};
@@ -91,8 +96,9 @@ TEST_F(ItemSplitterTest, Feed_AnyBlocks_SameTexts) {
                                      "<1>",
                                      "<7>",
                                      std::string(random >> 8 & 63, 'x'),
+                                     "\xe2\x82\xac",
                                      std::string(198 - (random >> 20 & 7), 'y')};
-        input += parts[random >> 16 & 7];
+        input += parts[(random >> 16) % 9];
     }
     for (const auto longLine : {ItemSplitter::LongLine::Cut, ItemSplitter::LongLine::Split}) {
         const std::vector<std::string> expected = textsOf(input, 1, longLine, true);
@@ -129,6 +135,78 @@ TEST_F(ItemSplitterTest, Feed_LineOf199Bytes_CutOnce) {
     EXPECT_THAT(texts_, ElementsAre(std::string(198, 'x'), std::string(198, 'y'), std::string(198, 'z')));
     EXPECT_EQ(splitter_.cutLines(), 2U);
     EXPECT_EQ(splitter_.lines(), 3U);
+}
+
+TEST_F(ItemSplitterTest, Feed_CharacterAcrossTheLimit_IsNotCutInTwo) {
+    for (const std::string &character : kCharacters) {
+        for (size_t before = 198 - character.size(); before <= 198; ++before) {
+            const std::string begin(before, 'x');
+            const std::string rest = character + std::string(10, 'y');
+            const size_t kept = before + character.size() <= 198 ? before + character.size() : before;
+            const std::string whole = begin + rest;
+            const std::string first = kept == before ? begin : whole.substr(0, 198);
+            const std::string second = whole.substr(first.size());
+            for (const size_t blockSize : {1U, 7U, 999U}) {
+                EXPECT_THAT(textsOf(whole + "\nend\n", blockSize, ItemSplitter::LongLine::Split, false),
+                            ElementsAre(":" + first, ":" + second, ":end"));
+                EXPECT_THAT(textsOf(whole + "\nend\n", blockSize, ItemSplitter::LongLine::Cut, false),
+                            ElementsAre(":" + first, ":end"));
+            }
+        }
+    }
+}
+
+TEST_F(ItemSplitterTest, Feed_CharacterAcrossTheLimitEndsTheLine_IsWholeInTheSecondText) {
+    for (const std::string &character : kCharacters) {
+        for (const char *end : {"", "\n", "\r\n"}) {
+            EXPECT_THAT(textsOf(kBefore + character + end, 999, ItemSplitter::LongLine::Split, false),
+                        ElementsAre(":" + kBefore, ":" + character));
+        }
+        splitter_.feed(kBefore + character + "\n");
+        EXPECT_THAT(texts_, ElementsAre(kBefore));
+        texts_.clear();
+    }
+    EXPECT_EQ(splitter_.cutLines(), kCharacters.size());
+}
+
+TEST_F(ItemSplitterTest, Feed_ManyCharacters_EachSplitTextIsWholeAndFull) {
+    for (const std::string &character : kCharacters) {
+        std::string line = "z";
+        for (int i = 0; i < 1000; ++i) {
+            line += character;
+        }
+        const std::vector<std::string> texts = textsOf(line, 999, ItemSplitter::LongLine::Split, false);
+        std::string joined;
+        for (const std::string &text : texts) {
+            joined += text.substr(1);
+            EXPECT_TRUE(tool::isUtf8(text)) << text;
+            EXPECT_TRUE(joined == line || text.size() + character.size() > 199) << text;
+        }
+        EXPECT_EQ(joined, line);
+    }
+}
+
+TEST_F(ItemSplitterTest, Feed_BytesThatAreNoUtf8_CutAt198) {
+    const std::string a(196, 'x');
+    for (const std::string &line : {
+             a + "x\xc3(yyyy",                              // No second byte.
+             a + "x\xe2\x82(yyy",                           // No third byte.
+             a + "\xe2\x82",                                // The line ends within a character.
+             a + "x\xe2\x82",                               //
+             a + "x\xc0\xafyyy",                            // Longer than need be.
+             a + "x\xed\xa0\x80yyy",                        // A surrogate.
+             a + "\x82\x82\x82\x82yyy",                     // No first byte.
+             "\xff" + std::string(196, 'x') + "\xc3\xbcy",  // Something else before.
+         }) {
+        for (const char *end : {"", "\n"}) {
+            EXPECT_THAT(textsOf(line + end, 999, ItemSplitter::LongLine::Cut, false),
+                        ElementsAre(":" + line.substr(0, 198)));
+            if (line.size() > 198) {
+                EXPECT_THAT(textsOf(line + end, 999, ItemSplitter::LongLine::Split, false),
+                            ElementsAre(":" + line.substr(0, 198), ":" + line.substr(198)));
+            }
+        }
+    }
 }
 
 TEST(RecordStatsTest, Format_TextAndJson_TellEverything) {

@@ -96,14 +96,12 @@ void applySetting(const Setting &setting) {
     }
 }
 
-/// Waits for a process, for the figures of its run.
+/// Waits for a process.
 Outcome endOf(pid_t process) {
     int status = 0;
-    rusage used = {};
-    EXPECT_EQ(wait4(process, &status, 0, &used), process);
+    EXPECT_EQ(waitpid(process, &status, 0), process);
     Outcome run;
     run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    run.peakKibibytes = used.ru_maxrss;
     return run;
 }
 
@@ -120,6 +118,11 @@ std::vector<std::string> commandLine(const std::vector<std::string> &arguments) 
     return words;
 }
 
+[[noreturn]] void become(std::vector<std::string> words) {
+    execvp(words[0].c_str(), pointersTo(&words).data());
+    _exit(127);
+}
+
 /// The tool is opened before, where that user may not reach it.
 [[noreturn]] void becomeToolAs(uid_t user, const std::vector<std::string> &arguments) {
     std::vector<std::string> words = commandLine(arguments);
@@ -134,10 +137,13 @@ std::vector<std::string> commandLine(const std::vector<std::string> &arguments) 
 
 }  // namespace
 
-void becomeTool(const std::vector<std::string> &arguments) {
-    std::vector<std::string> words = commandLine(arguments);
-    execvp(words[0].c_str(), pointersTo(&words).data());
-    _exit(127);
+void becomeTool(const std::vector<std::string> &arguments) { become(commandLine(arguments)); }
+
+void becomeMeasuredTool(const std::string &peakPath, const std::vector<std::string> &arguments) {
+    std::vector<std::string> words = {JORN_MEASURING_COMMAND, peakPath};
+    const std::vector<std::string> tool = commandLine(arguments);
+    words.insert(words.end(), tool.begin(), tool.end());
+    become(std::move(words));
 }
 
 std::string whyNoOtherUser() {
@@ -187,7 +193,7 @@ Outcome runInto(int out, const std::vector<std::string> &arguments) {
 }
 
 RunningTool::RunningTool(const std::string &workDirectory, const std::vector<std::string> &arguments,
-                         const std::string &stdinPath)
+                         const std::string &stdinPath, bool obeysPermissions)
     : outPath_(scratchFile()), errPath_(scratchFile()) {
     int ends[2] = {-1, -1};
     EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
@@ -202,6 +208,9 @@ RunningTool::RunningTool(const std::string &workDirectory, const std::vector<std
         if (chdir(workDirectory.c_str()) != 0) {
             _exit(126);
         }
+        Setting setting;
+        setting.obeysPermissions = obeysPermissions;
+        applySetting(setting);
         becomeTool(arguments);
     }
     close(ends[0]);
@@ -282,6 +291,7 @@ Outcome ToolTest::jorn(const std::vector<std::string> &arguments, const Setting 
     const std::string inPath = scratchFile();
     const std::string outPath = scratchFile();
     const std::string errPath = scratchFile();
+    const std::string peakPath = setting.isMeasured ? scratchFile() : "";
     std::ofstream(inPath, std::ios::binary) << setting.input;
     const pid_t process = fork();
     if (process == 0) {
@@ -293,6 +303,9 @@ Outcome ToolTest::jorn(const std::vector<std::string> &arguments, const Setting 
         }
         ::signal(SIGPIPE, SIG_DFL);
         applySetting(setting);
+        if (setting.isMeasured) {
+            becomeMeasuredTool(peakPath, arguments);
+        }
         if (setting.user) {
             becomeToolAs(*setting.user, arguments);
         }
@@ -301,6 +314,9 @@ Outcome ToolTest::jorn(const std::vector<std::string> &arguments, const Setting 
     Outcome run = endOf(process);
     run.out = takeScratch(outPath);
     run.err = takeScratch(errPath);
+    if (setting.isMeasured) {
+        std::istringstream(takeScratch(peakPath)) >> run.peakKibibytes;
+    }
     fs::remove(inPath);
     return run;
 }
@@ -375,6 +391,14 @@ std::vector<std::string> shownTexts(const std::string &out) {
         texts.push_back(line.substr(start));
     }
     return texts;
+}
+
+bool hasNamelessFiles(const std::string &directory) {
+    const int fd = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (fd >= 0) {
+        close(fd);
+    }
+    return fd >= 0;
 }
 
 std::string stateOf(const std::string &directory) {

@@ -20,7 +20,7 @@ struct Outcome {
     int status = -1;  ///< Exit code; 128 and the signal's number when a signal ended it.
     std::string out;
     std::string err;
-    long peakKibibytes = 0;  ///< Most memory that it had at a time.
+    long peakKibibytes = -1;  ///< Most memory that it had at a time, where that was measured.
 };
 
 /// What a run is given besides its arguments.
@@ -33,12 +33,15 @@ struct Setting {
     std::optional<uint64_t> memoryLimit = std::nullopt;       ///< RLIMIT_AS; not with sanitizers.
     std::optional<uint64_t> processorSeconds = std::nullopt;  ///< RLIMIT_CPU; ends one that hangs, too.
     std::vector<int> closed = {};                             ///< Standard descriptors that are not there.
+    bool isMeasured = false;                                  ///< By jorn(): for the outcome's peak.
     std::optional<uid_t> user = std::nullopt;  ///< Runs as this user and the group of that number; root only.
 };
 
 /// Runs the tool in place of the calling process, which is a child that a test has made.
 [[noreturn]] void becomeTool(const std::vector<std::string> &arguments);
 
+/// The same by a small program between, which writes the tool's peak of memory to a file.
+[[noreturn]] void becomeMeasuredTool(const std::string &peakPath, const std::vector<std::string> &arguments);
 /// Why the tool cannot be run as another user here; empty when it can.
 std::string whyNoOtherUser();
 
@@ -54,7 +57,7 @@ class RunningTool {
 public:
     /// With `stdinPath`, that is standard input instead of the pipe.
     RunningTool(const std::string &workDirectory, const std::vector<std::string> &arguments,
-                const std::string &stdinPath = "");
+                const std::string &stdinPath = "", bool obeysPermissions = false);
     ~RunningTool();
     RunningTool(const RunningTool &) = delete;
     RunningTool &operator=(const RunningTool &) = delete;
@@ -132,6 +135,9 @@ std::string dataLine(uint32_t time, int level, int slot, const std::string &text
 std::vector<std::string> shownTexts(const std::string &out);
 
 std::vector<std::string> linesOf(const std::string &text);
+
+/// Whether the file system of a directory knows files without a name.
+bool hasNamelessFiles(const std::string &directory);
 
 /// Name, type, size, times and content of a directory and all that is in it, to be compared.
 std::string stateOf(const std::string &directory);

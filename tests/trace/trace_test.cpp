@@ -69,8 +69,10 @@ TEST_F(TraceTest, Run_ThreadsAndChild_EachCallIsRecordedOnceWithPathsAndBytes) {
                 ElementsAre("openat D/thread", "write D/thread 14 bytes at 0 = 14", "close D/thread = 0",
                             "openat D/child", "write D/child 13 bytes at 0 = 13", "close D/child = 0",
                             "rename D/thread -> D/renamed = 0", "mkdir D/made = 0"));
-    const auto write = std::find_if(run.calls().begin(), run.calls().end(),
-                                    [](const SystemCall &call) { return call.isWrite(); });
+    const auto write = std::find_if(run.calls().begin(), run.calls().end(), [this](const SystemCall &call) {
+        return call.isWrite() && call.path == path("thread");
+    });
+    ASSERT_NE(write, run.calls().end());
     EXPECT_EQ(write->bytes, "from a thread\n");
     EXPECT_EQ(write->process, run.process());
     EXPECT_NE(write->thread, run.process());

@@ -164,10 +164,9 @@ std::vector<std::string> environmentWith(const std::vector<std::pair<std::string
     // The leak sanitizer traces the program itself, which only one can.
     std::string &asan = all["ASAN_OPTIONS"];
     asan += asan.empty() ? "detect_leaks=0" : ":detect_leaks=0";
-    std::vector<std::string> entries;
-    for (const auto &[name, value] : all) {
-        entries.push_back(name + "=" + value);
-    }
+    std::vector<std::string> entries(all.size());
+    std::transform(all.begin(), all.end(), entries.begin(),
+                   [](const auto &variable) { return variable.first + "=" + variable.second; });
     return entries;
 }
 

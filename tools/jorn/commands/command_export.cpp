@@ -314,7 +314,6 @@ private:
             ++exported_.items;
             return exported_.isWanted;
         });
-        end->notes.insert(end->notes.end(), scanner.losses().begin(), scanner.losses().end());
     }
 
     const ReplacedFile *file_;

@@ -6,6 +6,7 @@
 
 #include "commands/commands.h"
 #include "commands/log_options.h"
+#include "record/log_mode.h"
 #include "record/recorder.h"
 #include "record/ring_fit.h"
 #include "system/failure.h"
@@ -21,10 +22,11 @@ constexpr char kDetails[] =
     "and on SIGINT, SIGTERM or SIGHUP; a second signal ends it at once. The store adds an item of\n"
     "its own at the start, \"Log start init!\", of the debug level 3.\n"
     "A line ends with LF or CR LF; any other carriage return, and a NUL, becomes a blank. A text\n"
-    "keeps 198 bytes of a line; a prefix is not among them. A missing DIR is\n"
-    "created; one recorder at a time has it. An index that was lost, as by a cut of the power, is found\n"
-    "again from the files, and nothing else is changed; where they do not tell, nothing is recorded,\n"
-    "unless --if-unclear aside is given, which services should.\n\n"
+    "keeps 198 bytes of a line; a prefix is not among them. A line of UTF-8 is cut between\n"
+    "characters. A missing DIR is created; one recorder at a time has it. An index that was lost,\n"
+    "as by a cut of the power, is found again from the files, and nothing else is changed; where\n"
+    "they do not tell, nothing is recorded, unless --if-unclear aside is given, which services\n"
+    "should.\n\n"
     "Examples:\n"
     "  jorn record /var/log/door < door.log         a file\n"
     "  make 2>&1 | jorn record --files 20 build-log   a program, into a ring of 20 files\n"
@@ -63,6 +65,12 @@ void addRingOptions(CLI::App *command, RecordOptions *options) {
         ->type_name("WHAT")
         ->capture_default_str()
         ->check(CLI::IsMember({"refuse", "aside"}));
+    command
+        ->add_option_function<std::string>(
+            "--mode", [options](const std::string &text) { options->mode = parseLogMode(text); },
+            "Permissions of DIR, octal, from 0700 to 0777; the log's files get them without x. Default: 0750 "
+            "for a DIR that is made, and what the umask leaves of 0666 for files")
+        ->type_name("MODE");
     command->add_option("--slots", options->slots, "Slots of the log, 1 to 8")
         ->type_name("N")
         ->capture_default_str()
@@ -84,6 +92,10 @@ void addItemOptions(CLI::App *command, RecordOptions *options) {
         "other lines");
     command->add_flag("-k,--keep-going", options->keepsGoing,
                       "At the end of input wait for more, of a FIFO or a growing file, until a signal");
+    command->add_flag(
+        "--sync", options->syncs,
+        "Whenever the input pauses, and at the end, bring what was read to the medium (fsync), so "
+        "that a cut of the power loses none of it");
     command->add_flag("--split", options->maySplit,
                       "Carry the rest of a line that is longer than 198 bytes on in further items");
 }

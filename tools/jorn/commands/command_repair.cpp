@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <sys/stat.h>
+
 #include <CLI/App.hpp>
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
+#include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -106,6 +109,14 @@ void printPlan(const RepairOptions &options, const RepairPlan &plan, bool isEnd)
     print(text, isEnd ? pagerCommand(options.output) : "");
 }
 
+/// Whether the process, and with it the shell that started it here, stands in a directory.
+bool isWorkingDirectory(const StoreDirectory &directory) {
+    struct stat here = {};
+    struct stat there = {};
+    return stat(".", &here) == 0 && fstat(directory.descriptor(), &there) == 0 &&
+           here.st_dev == there.st_dev && here.st_ino == there.st_ino;
+}
+
 int repair(const RepairOptions &options) {
     jorn_SetDebugPrintLevel(0);  // The module's parser prints on standard output.
     const StoreDirectory directory = StoreDirectory::openForRepair(options.directory);
@@ -121,8 +132,14 @@ int repair(const RepairOptions &options) {
     }
     RebuildOptions rebuild;
     rebuild.backup = options.backup.empty() ? defaultBackupPath(options.directory) : options.backup;
+    // Afterwards "." is the backup, and so is what was opened.
+    const std::string log = std::filesystem::canonical(options.directory).string();
     rebuildDirectory(directory, diagnosis, plan, rebuild);
     print(formatResult(options, plan, rebuild.backup), "");
+    if (isWorkingDirectory(directory)) {
+        printMessage("the working directory is the backup now; the repaired log is in " + log +
+                     ": cd there again");
+    }
     return kExitDone;
 }
 

@@ -184,11 +184,6 @@ Shown showMany(const ShowOptions &options, const Question &question) {
         },
         start);
     printer.finish();
-    if (!view.isCurrent()) {
-        shown.end.notes.push_back(
-            question.directory.path() +
-            ": a writer has moved on to another file meanwhile; items may be missing here");
-    }
     return shown;
 }
 

@@ -13,11 +13,12 @@
 namespace tool {
 
 const char *const kFilterHelp =
-    "Times are 2026-11-21, \"2026-11-21 06:47[:08][Z|+01:00]\", 06:47 (today), now, today, yesterday,\n"
-    "-2h, -1h30m, \"2 days ago\", @SECONDS since 1970, or any time as jorn prints it. They are local\n"
-    "times, with --utc UTC. --until DATE includes that day. Items of all levels are meant unless -p or\n"
-    "--level says otherwise: -p 1 is level 1 and below, -p 1..2 these two, --level 2 that one. Levels\n"
-    "and slots may be given by name when --names FILE or a file jorn.names in DIR has any:\n"
+    "Times are 2026-11-21, 11-21, \"Nov 21\", today, yesterday, tomorrow, each with or without 06:47[:08]\n"
+    "and Z, UTC or +01:00 after it; 06:47 (today), now, -2h, -1h30m, +1h, \"2 days ago\", \"1 month ago\",\n"
+    "@SECONDS since 1970, or any time as jorn prints it. A date without a year is the latest that is not\n"
+    "after today. Times are local, with --utc UTC. --until DATE includes that day. Items of all levels are\n"
+    "meant unless -p or --level says otherwise: -p 1 is level 1 and below, -p 1..2 these two, --level 2\n"
+    "that one. Levels and slots may be given by name when --names FILE or a file jorn.names in DIR has any:\n"
     "  [levels]\n"
     "  0 = error\n"
     "  [slots]\n"
@@ -125,7 +126,9 @@ ItemFilter parseFilter(const FilterOptions &options, const Names &names, time_t 
         filter.until = parseLimit("--until", options.until, now, Bound::Until);
     }
     if (filter.since > filter.until) {
-        refuse("--since is later than --until");
+        TimeFormatter formatter(TimeForm::Plain, options.isUtc);
+        const std::string since = formatter.format(filter.since);
+        refuse("--since is later than --until: " + since + " and " + formatter.format(filter.until));
     }
     filter.levels = parseLevels(options, names);
     filter.slots = parseSlots(options, names);

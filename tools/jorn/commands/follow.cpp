@@ -11,6 +11,7 @@
 #include "live/follower.h"
 #include "output/item_output.h"
 #include "output/live_output.h"
+#include "system/failure.h"
 
 namespace tool {
 namespace {

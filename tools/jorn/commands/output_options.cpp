@@ -25,6 +25,12 @@ bool isInstalled(const std::string &program) {
     return false;
 }
 
+/// Whether the terminal can do more than print line after line.
+bool isTerminalAble() {
+    const char *const term = getenv("TERM");
+    return term != nullptr && *term != '\0' && strcmp(term, "dumb") != 0;
+}
+
 }  // namespace
 
 void addFormOption(CLI::App *command, OutputOptions *options, const std::vector<std::string> &forms) {
@@ -53,14 +59,12 @@ bool isColored(const OutputOptions &options, bool isTerminal) {
         return options.color == "always";
     }
     const char *const noColor = getenv("NO_COLOR");
-    const char *const term = getenv("TERM");
     const bool isRefused = noColor != nullptr && *noColor != '\0';
-    const bool isAble = term != nullptr && *term != '\0' && strcmp(term, "dumb") != 0;
-    return isTerminal && isAble && !isRefused;
+    return isTerminal && isTerminalAble() && !isRefused;
 }
 
 std::string pagerCommand(const OutputOptions &options) {
-    if (options.isPagerOff) {
+    if (options.isPagerOff || !isTerminalAble()) {
         return "";
     }
     for (const char *const name : {"JORN_PAGER", "PAGER"}) {

@@ -31,7 +31,7 @@ void addItemOutputOptions(CLI::App *command, OutputOptions *options);
 bool isColored(const OutputOptions &options, bool isTerminal);
 
 /// The pager's command line: JORN_PAGER, PAGER, or "less -FRX" where there is one; empty for none. An empty
-/// variable and "cat" mean none.
+/// variable and "cat" mean none, and so does a TERM that is "dumb" or missing.
 std::string pagerCommand(const OutputOptions &options);
 
 }  // namespace tool

@@ -21,6 +21,9 @@ int endReading(const FilterOptions &options, const Question &question, const Rea
     for (const std::string &note : end.notes) {
         printMessage("note: " + note);
     }
+    for (const std::string &loss : end.damage.losses()) {
+        printMessage("note: " + loss);
+    }
     for (const DamageLog *const damage : {&question.damage, &end.damage}) {
         for (const std::string &text : damage->texts()) {
             printMessage("note: " + text);

@@ -21,18 +21,24 @@ struct ReadEnd {
     void takeFrom(const RingView &view);
 };
 
-/// Asks ask(view, damage) as readStable() does. `end` gets what there is to tell of the view that the answer
-/// is of, and what was met in reading it.
+/// Asks ask(view, damage) over a fresh view until no writer has taken items away during it. Where the writer
+/// is too fast for that, the answer is the last one, and the user is told. `end` gets what there is to tell
+/// of the view that the answer is of, and what was met in reading it. Throws Failure.
 template <class Ask>
 auto readStable(const Question &question, ReadEnd *end, const Ask &ask) {
-    return readStable(question.directory, question.ringSize, [&](const RingView &view) {
+    constexpr int kTries = 20;
+    for (int tries = 1;; ++tries) {
+        const RingView view(question.directory, question.ringSize);
         *end = {};
         end->takeFrom(view);
-        return ask(view, &end->damage);
-    });
+        auto answer = ask(view, &end->damage);
+        if (end->damage.losses().empty() || tries == kTries) {
+            return answer;
+        }
+    }
 }
 
-/// Prints notes and damage, and gives the exit code: damage goes before "no match".
+/// Prints notes, losses and damage, and gives the exit code: damage goes before "no match".
 int endReading(const FilterOptions &options, const Question &question, const ReadEnd &end, bool hasMatch);
 
 /// The exit codes, for help; `question` is what asks whether anything matches.

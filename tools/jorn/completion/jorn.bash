@@ -30,7 +30,7 @@ _jorn_value() {
         COMPREPLY=($(compgen -W "$(seq "${BASH_REMATCH[1]}" "${BASH_REMATCH[2]}")" -- "$cur"))
     elif [[ $1 =~ $kind ]]; then
         case ${BASH_REMATCH[1]} in
-            TIME) COMPREPLY=($(compgen -W 'now today yesterday -1h -1d' -- "$cur")) ;;
+            TIME) COMPREPLY=($(compgen -W 'now today yesterday tomorrow -1h -1d' -- "$cur")) ;;
             LEVEL) COMPREPLY=($(compgen -W "0 1 2 3 $(_jorn_names levels)" -- "$cur")) ;;
             SLOT) COMPREPLY=($(compgen -W "{0..7} $(_jorn_names slots)" -- "$cur")) ;;
             'N|all') COMPREPLY=($(compgen -W all -- "$cur")) ;;

@@ -75,14 +75,14 @@ private:
         for (const std::string &name : diagnosis_.look.otherNames) {
             add(Severity::Note, "other-name", name, 0, "is no name of a ring's file; the store ignores it");
         }
+        for (const std::string &name : diagnosis_.leftovers) {
+            add(Severity::Note, "left-over", name, 0, "is left of a command that was cut short",
+                "the next one that writes there removes it");
+        }
         for (const std::string &name : diagnosis_.look.asides) {
             add(Severity::Note, "aside", name, 0,
                 "holds a ring that was put aside, as its order is not known",
                 "`jorn check` and `jorn repair` take it for DIR");
-        }
-        for (const std::string &name : diagnosis_.leftovers) {
-            add(Severity::Note, "left-over", name, 0, "is left of a command that was cut short",
-                "the next one that writes there removes it");
         }
     }
 

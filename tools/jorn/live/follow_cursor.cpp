@@ -22,10 +22,12 @@ uint64_t folded(uint64_t hash, std::string_view bytes) {
     return (hash ^ uint64_t{0x100}) * kPrime;
 }
 
-bool isItemLine(std::string_view piece) {
+LineKind kindOf(std::string_view piece) {
     LineNumbers numbers;
-    return readNumbers(piece, &numbers) == LineKind::Item;
+    return readNumbers(piece, &numbers);
 }
+
+bool isItemLine(std::string_view piece) { return kindOf(piece) == LineKind::Item; }
 
 struct stat statusOf(int fd) {
     struct stat status = {};
@@ -36,8 +38,6 @@ struct stat statusOf(int fd) {
 }
 
 }  // namespace
-
-FileMark markOf(int fd) { return markOf(statusOf(fd)); }
 
 FollowCursor::FollowCursor(const RingFile &file)
     : file_(fcntl(file.file.get(), F_DUPFD_CLOEXEC, 0)), path_(file.path), number_(file.number) {}
@@ -77,8 +77,11 @@ void FollowCursor::account(std::string_view piece, bool isItem) {
     offset_ += piece.size();
 }
 
-bool FollowCursor::isUnfinished(std::string_view piece, uint64_t end) const {
-    return piece.back() != '\n' && piece.size() < jorn::kLineMax && offset_ + piece.size() == end;
+/// A piece that cannot get longer is not waited for when it is an item. One that is none becomes damage when
+/// the line goes on, no sooner than for the commands that read a log once.
+bool FollowCursor::isUnfinished(std::string_view piece, LineKind kind, uint64_t end) const {
+    const bool isWhole = piece.size() == jorn::kLineMax && kind != LineKind::Damaged;
+    return piece.back() != '\n' && !isWhole && offset_ + piece.size() == end;
 }
 
 /// Gives the pieces from the place on, which moves with those that are accounted, until `take` returns false.
@@ -102,10 +105,11 @@ void FollowCursor::skipTo(uint64_t end) {
 void FollowCursor::skipAll() {
     const auto end = static_cast<uint64_t>(mark().size);
     scan(end, [&](std::string_view piece) {
-        if (isUnfinished(piece, end)) {
+        const LineKind kind = kindOf(piece);
+        if (isUnfinished(piece, kind, end)) {
             return false;
         }
-        account(piece, isItemLine(piece));
+        account(piece, kind == LineKind::Item);
         return true;
     });
 }
@@ -160,11 +164,11 @@ FollowCursor::Reading FollowCursor::emit(const Segment &segment, uint64_t end, b
                                          Emission *emission) {
     bool isWanted = true;
     forEachPiece(segment.bytes, [&](std::string_view piece, size_t) {
-        if (!isFinal && isUnfinished(piece, end)) {
-            return false;
-        }
         LineNumbers numbers;
         const LineKind kind = readNumbers(piece, &numbers);
+        if (!isFinal && isUnfinished(piece, kind, end)) {
+            return false;
+        }
         const uint64_t begin = offset_;
         account(piece, kind == LineKind::Item);
         isWanted = emission->take(piece, kind, numbers, begin);
@@ -179,7 +183,8 @@ FollowCursor::Reading FollowCursor::readOn(const ItemFilter &filter, bool isFina
     Emission emission{filter, hooks, {}};
     Reading reading = end < offset_ ? Reading::Stale : Reading::Done;
     for (Segment segment; reading == Reading::Done && reader.next(&segment);) {
-        reading = hooks.isStill() ? emit(segment, end, isFinal, &emission) : Reading::Stale;
+        // Asked after the reading. A file that follows a clearing is started afresh under the same index.
+        reading = hooks.isStill() && isIntact() ? emit(segment, end, isFinal, &emission) : Reading::Stale;
     }
     RingFile file;
     file.path = path_;

@@ -12,6 +12,7 @@
 #include "log/item.h"
 #include "log/ring_view.h"
 #include "log/segment_reader.h"
+#include "log/stored_line.h"
 #include "query/item_filter.h"
 #include "system/descriptor.h"
 #include "system/file_mark.h"
@@ -24,9 +25,6 @@ struct ReadItems {
     uint64_t hash = 0;
     std::string last;  ///< The line of the last one.
 };
-
-/// Of an open file; without anything in it where the system does not tell.
-FileMark markOf(int fd);
 
 /// What a reading asks and tells.
 struct FollowHooks {
@@ -91,7 +89,7 @@ private:
     Reading emit(const Segment &segment, uint64_t end, bool isFinal, Emission *emission);
     bool scan(uint64_t end, const std::function<bool(std::string_view)> &take);
     void account(std::string_view piece, bool isItem);
-    bool isUnfinished(std::string_view piece, uint64_t end) const;
+    bool isUnfinished(std::string_view piece, LineKind kind, uint64_t end) const;
 
     Descriptor file_;
     std::string path_;

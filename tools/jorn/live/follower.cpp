@@ -8,6 +8,7 @@
 
 #include "log/regular_file.h"
 #include "query/item_query.h"
+#include "system/failure.h"
 #include "system/file_bytes.h"
 #include "terminal/counted.h"
 
@@ -37,12 +38,10 @@ Follower::Result Follower::tryStep() {
     if (!openDirectory()) {
         return State::Pending;
     }
-    const IndexMark mark = markIndex();
-    const bool isIndexSame = mark.file == mark_.file;
-    if (cursor_ && isAtNewest_ && isIndexSame && !isReplaced_ && isCursorInPlace()) {
+    if (cursor_ && isAtNewest_ && isIndexAsSeen() && !isReplaced_ && isCursorInPlace()) {
         return readNewest();
     }
-    return lookAnew(mark);
+    return lookAnew();
 }
 
 /// Opens the directory, or the one that has taken its place. False while there is none.
@@ -69,15 +68,7 @@ bool Follower::openDirectory() {
     return true;
 }
 
-FileMark Follower::markIndexFile() const {
-    struct stat status = {};
-    const bool isThere = fstatat(directory_->descriptor(), kIndexName, &status, 0) == 0;
-    return isThere ? markOf(status) : FileMark{};
-}
-
-Follower::IndexMark Follower::markIndex() const { return {markIndexFile(), readIndexIfFile(*directory_)}; }
-
-bool Follower::isIndexAsSeen() const { return mark_.file == markIndexFile(); }
+bool Follower::isIndexAsSeen() const { return index_.isStill(*directory_); }
 
 /// Whether the name of the file being read still leads to it.
 bool Follower::isCursorInPlace() const {
@@ -85,13 +76,13 @@ bool Follower::isCursorInPlace() const {
     return stat(cursor_->path().c_str(), &status) == 0 && isSameFile(markOf(status), cursor_->mark());
 }
 
-Follower::Result Follower::lookAnew(const IndexMark &mark) {
-    const RingView view(*directory_, terms_.ringSize);
-    const IndexMark after = markIndex();
-    if (!(after.file == mark.file)) {
+Follower::Result Follower::lookAnew() {
+    const std::optional<RingView> opened = RingView::openOnce(*directory_, terms_.ringSize);
+    if (!opened) {
         return std::nullopt;
     }
-    if (cursor_ && !isReplaced_ && !mark.positions) {
+    const RingView &view = *opened;
+    if (cursor_ && !isReplaced_ && !view.index().positions()) {
         // Between two steps of the writer, or damaged: the place is kept until the index can be read.
         if (wasIndexUnusable_) {
             tellDamage(view);
@@ -102,8 +93,8 @@ Follower::Result Follower::lookAnew(const IndexMark &mark) {
     wasIndexUnusable_ = false;
     tellDamage(view);
     // Also when it tells the same positions: the writer may have come round.
-    const bool isIndexMoved = !(mark.file == mark_.file);
-    mark_ = mark;
+    const bool isIndexMoved = !view.index().isSameAs(index_);
+    index_ = view.index();
     return hasBegun_ ? findPlace(view, isIndexMoved) : begin(view);
 }
 
@@ -283,7 +274,7 @@ Follower::Result Follower::walk(const RingView &view, size_t index) {
 
 /// Whether the index names the file as the one being written; not so when that is still to come.
 bool Follower::isLatest(const RingFile &file) const {
-    return !mark_.positions || mark_.positions->latest == file.number;
+    return !index_.positions() || index_.positions()->latest == file.number;
 }
 
 /// The common case: the writer goes on appending to its file.
@@ -349,7 +340,7 @@ bool Follower::isStartedAgain(const RingView &view, size_t index) const {
 void Follower::enter(const RingFile &file) {
     cursor_.emplace(file);
     const OldFile *const old = oldFile(file);
-    const bool isCleared = mark_.positions && mark_.positions->oldest == mark_.positions->latest;
+    const bool isCleared = index_.positions() && index_.positions()->oldest == index_.positions()->latest;
     if (old != nullptr && isCleared && markOf(file.file.get()).size >= old->mark.size &&
         headOf(file.file.get()).compare(0, old->head.size(), old->head) == 0) {
         cursor_->skipTo(static_cast<uint64_t>(old->mark.size));

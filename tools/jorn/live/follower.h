@@ -19,7 +19,7 @@
 #include <utility>
 
 #include "live/follow_cursor.h"
-#include "log/ring_survey.h"
+#include "log/ring_look.h"
 #include "log/ring_view.h"
 #include "log/store_directory.h"
 #include "query/item_filter.h"
@@ -55,12 +55,6 @@ public:
     State step();
 
 private:
-    /// The index as a file and what it says.
-    struct IndexMark {
-        FileMark file;
-        std::optional<IndexPositions> positions;
-    };
-
     /// A data file whose items, at its beginning, are not to be passed on (again).
     struct OldFile {
         FileMark mark;
@@ -71,12 +65,10 @@ private:
 
     Result tryStep();
     bool openDirectory();
-    FileMark markIndexFile() const;
-    IndexMark markIndex() const;
     bool isIndexAsSeen() const;
     bool isCursorInPlace() const;
 
-    Result lookAnew(const IndexMark &mark);
+    Result lookAnew();
     Result begin(const RingView &view);
     ScanStart startOf(const RingView &view, uint64_t newest) const;
     void placeFirst(const RingView &view);
@@ -110,7 +102,7 @@ private:
     bool isReplaced_ = false;  ///< The directory is another one than that of the file being read.
     bool isNew_ = false;       ///< The directory was not there at the first look, so that all of it is new.
     bool hasBegun_ = false;
-    IndexMark mark_;
+    IndexLook index_;
     std::optional<FollowCursor> cursor_;
     FileMark lastMark_;        ///< Of the file being read, after it was read last.
     bool isAtNewest_ = false;  ///< The writer appends to it.

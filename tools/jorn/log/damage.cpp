@@ -23,6 +23,13 @@ void DamageLog::addLines(const std::string &file, const BadLines &lines) {
     }
 }
 
+void DamageLog::addLoss(const std::string &file) {
+    const std::string text = file + ": started afresh by a writer meanwhile; items may be missing here";
+    if (std::find(losses_.begin(), losses_.end(), text) == losses_.end()) {
+        losses_.push_back(text);
+    }
+}
+
 std::vector<std::string> DamageLog::texts() const {
     std::vector<std::string> all;
     for (const auto &[file, lines] : lines_) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What was found damaged while the rest was shown.
+// What was found damaged while the rest was shown, and what a writer took away meanwhile.
 #ifndef JORN_TOOLS_DAMAGE_H
 #define JORN_TOOLS_DAMAGE_H
 
@@ -31,14 +31,22 @@ public:
     /// Anything else, as a whole sentence that names the file and says what to do.
     void addText(const std::string &text);
 
+    /// A writer started a file afresh, and what was not read of it before is left out. That is no damage.
+    void addLoss(const std::string &file);
+
+    /// Whether anything is damaged.
     bool isEmpty() const { return lines_.empty() && texts_.empty(); }
 
-    /// One text each.
+    /// What is damaged, one text each.
     std::vector<std::string> texts() const;
+
+    /// What was lost, one text a file.
+    const std::vector<std::string> &losses() const { return losses_; }
 
 private:
     std::map<std::string, BadLines> lines_;
     std::vector<std::string> texts_;
+    std::vector<std::string> losses_;
 };
 
 }  // namespace tool

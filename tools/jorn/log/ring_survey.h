@@ -12,6 +12,7 @@
 
 #include "csvfile/tidying_plan.h"
 #include "log/store_directory.h"
+#include "system/descriptor.h"
 
 namespace tool {
 
@@ -45,9 +46,8 @@ std::vector<int> positionsInRange(const IndexPositions &range, int ringSize);
 /// but may not be read.
 std::optional<IndexPositions> readIndex(const StoreDirectory &directory);
 
-/// The same, but nothing where something else than a file bears the name: no index can be in it, whoever
-/// asks.
-std::optional<IndexPositions> readIndexIfFile(const StoreDirectory &directory);
+/// The same of an opened file; nothing of a closed one.
+std::optional<IndexPositions> readIndex(const Descriptor &file);
 
 /// What one look at a directory found.
 struct RingSurvey {
@@ -73,14 +73,8 @@ struct RingSurvey {
     jorn::TidyingPlan planFor(int ringSize) const;
 };
 
-bool operator==(const RingSurvey &a, const RingSurvey &b);
-
 /// Looks at a directory. Throws Failure for a data file that is no regular file or may not be read.
 RingSurvey surveyRing(const StoreDirectory &directory);
-
-/// As surveyRing(), for readers that show what can be shown: whatever bears the name of a data file counts as
-/// one, so that the others keep their places. Opens none of them.
-RingSurvey surveyNames(const StoreDirectory &directory);
 
 }  // namespace tool
 

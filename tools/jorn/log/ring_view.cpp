@@ -6,46 +6,89 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "log/regular_file.h"
+#include "system/failure.h"
 #include "system/file_bytes.h"
 
 namespace tool {
 namespace {
 
 /// The index is unreadable for a moment while a writer replaces it; a look at that moment is repeated.
-RingSurvey surveyBetweenRewrites(const StoreDirectory &directory) {
+RingLook lookBetweenRewrites(const StoreDirectory &directory) {
     constexpr int kTries = 20;
     constexpr useconds_t kPauseMicroseconds = 1000;
-    RingSurvey survey = surveyNames(directory);
-    for (int tries = 1; tries < kTries && !survey.index && survey.highestFile() >= 0; ++tries) {
+    for (int tries = 1;; ++tries) {
+        RingLook look(directory);
+        if (look.survey.index || look.survey.highestFile() < 0 || tries == kTries) {
+            return look;
+        }
         usleep(kPauseMicroseconds);
-        survey = surveyNames(directory);
     }
-    return survey;
 }
 
 /// Up to so much of a file's begin tells it from another one: dozens of items with their times.
 constexpr size_t kBeginSize = 4096;
 
-uint64_t sizeOf(const Descriptor &file) {
-    struct stat status = {};
-    return fstat(file.get(), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
+/// And so much of its end: at least an item. Together with the begin it shows that everything in between is
+/// the same, also where all items have the same text and only their times tell them apart.
+constexpr size_t kEndSize = jorn::kLineMax;
+
+uint64_t sizeOf(const FileMark &mark) { return static_cast<uint64_t>(mark.size); }
+
+size_t atMost(uint64_t size, size_t most) { return static_cast<size_t>(std::min<uint64_t>(size, most)); }
+
+/// Where the last bytes begin that are kept of a file.
+uint64_t beginOfEnd(const FileMark &mark) { return sizeOf(mark) - atMost(sizeOf(mark), kEndSize); }
+
+/// Whether a file that was opened is as it was before, and is so now, under its name. Of the newest one, that
+/// it grew is no change.
+bool isUnchanged(const RingFile &file, const FileMark &before, const FileMark &now) {
+    const bool isOne = isSameFile(before, file.mark) && isSameFile(file.mark, now);
+    if (file.isNewest) {
+        return isOne && before.size <= file.mark.size && file.mark.size <= now.size && file.isStill();
+    }
+    return before == file.mark && file.mark == now;
 }
 
 }  // namespace
 
-bool RingFile::hasBegin() const { return bytesAt(file.get(), 0, begin.size()) == begin; }
+bool RingFile::isStill() const {
+    return sizeOf(markOf(file.get())) >= sizeOf(mark) && bytesAt(file.get(), 0, begin.size()) == begin &&
+           bytesAt(file.get(), beginOfEnd(mark), end.size()) == end;
+}
 
 RingView::RingView(const StoreDirectory &directory, std::optional<int> ringSize)
+    : RingView(openStill(directory, ringSize)) {}
+
+RingView::RingView(const StoreDirectory &directory, std::optional<int> ringSize, RingLook look)
     : directory_(directory),
-      survey_(surveyBetweenRewrites(directory)),
-      ringSize_(ringSize.value_or(survey_.smallestRing())),
-      plan_(survey_.planFor(ringSize_)) {
+      look_(std::move(look)),
+      ringSize_(ringSize.value_or(look_.survey.smallestRing())),
+      plan_(look_.survey.planFor(ringSize_)) {
     jorn_SetDebugPrintLevel(0);  // The module prints on standard output, which belongs to the items.
     summarisePlan();
     noteState();
     openFiles();
+}
+
+RingView RingView::openStill(const StoreDirectory &directory, std::optional<int> ringSize) {
+    constexpr int kTries = 100;
+    constexpr useconds_t kPauseMicroseconds = 1000;
+    for (int tries = 1; tries <= kTries; ++tries) {
+        if (std::optional<RingView> view = openOnce(directory, ringSize)) {
+            return std::move(*view);
+        }
+        usleep(kPauseMicroseconds);
+    }
+    throw Failure(directory.path() + ": its writer moved on each of the " + std::to_string(kTries) +
+                  " times that it was opened; nothing is shown, try again");
+}
+
+std::optional<RingView> RingView::openOnce(const StoreDirectory &directory, std::optional<int> ringSize) {
+    RingView view(directory, ringSize, lookBetweenRewrites(directory));
+    return view.isCurrent() ? std::make_optional(std::move(view)) : std::nullopt;
 }
 
 void RingView::summarisePlan() {
@@ -60,7 +103,7 @@ void RingView::summarisePlan() {
 }
 
 void RingView::noteState() {
-    if (!survey_.index && survey_.highestFile() >= 0) {
+    if (!look_.survey.index && look_.survey.highestFile() >= 0) {
         damage_.addText(directory_.path() +
                         ": the index is missing or damaged: only the items of 0.csv are in view, as for "
                         "the store itself; see jorn check");
@@ -77,17 +120,14 @@ void RingView::openFiles() {
     numberAt.fill(-1);
     for (int32_t number = 0; number < jorn::kSurveySize; ++number) {
         const int32_t target = plan_.moveTable[number];
-        if (survey_.isPresent[static_cast<size_t>(number)] && target != jorn::kSurplus) {
+        if (look_.survey.isPresent[static_cast<size_t>(number)] && target != jorn::kSurplus) {
             numberAt[static_cast<size_t>(target)] = number;
         }
     }
-    JORN_OBJ ring = {};
-    ring.csv_num = ringSize_;
-    ring.csv_oldest = plan_.oldest;
-    ring.csv_latest = plan_.latest;
-    const jorn::RingRange range = jorn::validRange(ring);
+    const jorn::Ring ring = {ringSize_, plan_.oldest, plan_.latest};
+    const jorn::RingRange range = ring.range();
     for (int32_t i = range.oldest; i <= range.latest; ++i) {
-        const int position = jorn::ringPosition(ring, i);
+        const int position = ring.position(i);
         const int number = numberAt[static_cast<size_t>(position)];
         if (number >= 0) {
             openFile(number, position);
@@ -108,8 +148,10 @@ void RingView::openFile(int number, int position) {
         damage_.addText(std::string(failure.what()) + "; its items are left out");
     }
     if (file.file.isOpen()) {
-        file.begin = bytesAt(file.file.get(), 0, kBeginSize);
-        file.size = sizeOf(file.file);
+        file.mark = markOf(file.file.get());
+        file.size = sizeOf(file.mark);
+        file.begin = bytesAt(file.file.get(), 0, atMost(file.size, kBeginSize));
+        file.end = bytesAt(file.file.get(), beginOfEnd(file.mark), atMost(file.size, kEndSize));
     }
     files_.push_back(std::move(file));
 }
@@ -125,21 +167,33 @@ void RingView::settleEnd() {
 void RingView::settleEndOf(RingFile *file) {
     constexpr int kTries = 20;
     constexpr useconds_t kPauseMicroseconds = 10000;
-    const auto endSize = static_cast<size_t>(std::min<uint64_t>(file->size, jorn::kLineMax));
-    const uint64_t endBegin = file->size - endSize;
-    const std::string end = bytesAt(file->file.get(), endBegin, endSize);
+    const std::string &end = file->end;
+    const uint64_t endBegin = beginOfEnd(file->mark);
     const size_t feed = end.rfind('\n');
-    if (end.size() < endSize || feed == std::string::npos || feed + 1 == endSize) {
+    if (endBegin + end.size() < file->size || feed == std::string::npos || feed + 1 == end.size()) {
         return;
     }
-    bool isGrowing = sizeOf(file->file) > file->size;
-    for (int tries = 1; tries < kTries && !isGrowing; ++tries) {
+    const auto isGrowing = [file] { return sizeOf(markOf(file->file.get())) > file->size; };
+    bool hasGrown = isGrowing();
+    for (int tries = 1; tries < kTries && !hasGrown; ++tries) {
         usleep(kPauseMicroseconds);
-        isGrowing = sizeOf(file->file) > file->size;
+        hasGrown = isGrowing();
     }
-    file->size = isGrowing ? endBegin + feed + 1 : file->size;
+    file->size = hasGrown ? endBegin + feed + 1 : file->size;
 }
 
-bool RingView::isCurrent() const { return surveyNames(directory_) == survey_; }
+bool RingView::isCurrent() const {
+    if (!look_.index.isStill(directory_)) {
+        return false;
+    }
+    const DataFileMarks now = dataFileMarks(directory_);
+    if (!std::equal(now.begin(), now.end(), look_.files.begin(), isSameFile)) {
+        return false;
+    }
+    return std::all_of(files_.begin(), files_.end(), [&](const RingFile &file) {
+        const auto number = static_cast<size_t>(file.number);
+        return !file.file.isOpen() || isUnchanged(file, look_.files[number], now[number]);
+    });
+}
 
 }  // namespace tool

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The data files of a ring, opened and put in order: what all reading starts from.
 //
-// Nothing in the directory is changed. The files stay open and are read up to the size that they had, so that
-// a writer that appends does not disturb. One that moves on to another file may empty the oldest one;
-// isCurrent() tells that, and readStable() repeats a question until it was not so. Of one file hasBegin()
-// tells whether it is still the one that was opened.
+// Nothing in the directory is changed. Index and files were the same before and after the files were opened,
+// so that the view is of one moment. The files stay open and are read up to the size that they had, so that a
+// writer that appends does not disturb. One that moves on empties the oldest file and writes new items there,
+// in the same inode: who reads asks isStill() after each part, before anything is taken of it.
 #ifndef JORN_TOOLS_RING_VIEW_H
 #define JORN_TOOLS_RING_VIEW_H
 
@@ -15,11 +15,12 @@
 #include <vector>
 
 #include "log/damage.h"
+#include "log/ring_look.h"
 #include "log/ring_survey.h"
 #include "log/store_directory.h"
-#include "registry/log_object.h"
+#include "ring.h"
 #include "system/descriptor.h"
-#include "system/failure.h"
+#include "system/file_mark.h"
 
 namespace tool {
 
@@ -29,33 +30,40 @@ struct RingFile {
     int position = -1;      ///< In the ring, as the store's next start would place it.
     std::string path;       ///< For messages.
     Descriptor file;        ///< Closed when it cannot be read.
-    std::string begin;      ///< Its first bytes when it was opened.
-    uint64_t size = 0;      ///< When it was opened.
+    FileMark mark;          ///< When it was opened.
+    std::string begin;      ///< Its first bytes then,
+    std::string end;        ///< and its last ones.
+    uint64_t size = 0;      ///< Up to which it is read.
     bool isNewest = false;  ///< The one that a writer appends to.
 
-    /// Whether the file still begins as it did when it was opened. A writer that starts it afresh empties it
+    /// Whether the file still holds what it did when it was opened. A writer that starts it afresh empties it
     /// first, so what was read before this holds is what was there then.
-    bool hasBegin() const;
+    bool isStill() const;
 };
 
 class RingView {
 public:
-    /// `ringSize` tells the ring's number of files where the directory does not tell it. Throws Failure.
+    /// `ringSize` tells the ring's number of files where the directory does not tell it. Opens the ring anew
+    /// while a writer moves on during it; throws Failure when that never ends, too.
     RingView(const StoreDirectory &directory, std::optional<int> ringSize);
+
+    /// The same in one try: nothing when a writer has moved on during it.
+    static std::optional<RingView> openOnce(const StoreDirectory &directory, std::optional<int> ringSize);
 
     /// The files in the index's range that are there, the oldest first.
     const std::vector<RingFile> &files() const { return files_; }
 
     const StoreDirectory &directory() const { return directory_; }
-    const RingSurvey &survey() const { return survey_; }
+    const IndexLook &index() const { return look_.index; }
+    const RingSurvey &survey() const { return look_.survey; }
     const jorn::TidyingPlan &plan() const { return plan_; }
     int ringSize() const { return ringSize_; }
 
     /// Whether the store's next start would rename files.
     bool isMoved() const { return moved_ > 0; }
 
-    /// Whether index and files are still those that were opened; false when a writer has moved on to another
-    /// file meanwhile.
+    /// Whether index and files are still as they were when they were opened, save that the newest file grew;
+    /// false when a writer has moved on to another file meanwhile.
     bool isCurrent() const;
 
     /// For those who pass items on for good: leaves out the last line of the newest file while a writer is on
@@ -69,6 +77,8 @@ public:
     const DamageLog &damage() const { return damage_; }
 
 private:
+    RingView(const StoreDirectory &directory, std::optional<int> ringSize, RingLook look);
+    static RingView openStill(const StoreDirectory &directory, std::optional<int> ringSize);
     void summarisePlan();
     void openFiles();
     void openFile(int number, int position);
@@ -76,7 +86,7 @@ private:
     void noteState();
 
     const StoreDirectory &directory_;
-    RingSurvey survey_;
+    RingLook look_;
     int ringSize_;
     jorn::TidyingPlan plan_;
     int moved_ = 0;
@@ -85,25 +95,6 @@ private:
     std::vector<std::string> notes_;
     DamageLog damage_;
 };
-
-/// Asks ask(view) over a fresh view until no writer has moved on during it. When the writer is too fast for
-/// that, the answer is the last one, and the user is told.
-template <class Ask>
-auto readStable(const StoreDirectory &directory, std::optional<int> ringSize, const Ask &ask) {
-    constexpr int kTries = 20;
-    for (int tries = 1;; ++tries) {
-        const RingView view(directory, ringSize);
-        auto answer = ask(view);
-        if (view.isCurrent()) {
-            return answer;
-        }
-        if (tries == kTries) {
-            printMessage("note: " + directory.path() +
-                         ": written faster than it can be read; items may be missing here");
-            return answer;
-        }
-    }
-}
 
 }  // namespace tool
 

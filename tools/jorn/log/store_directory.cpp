@@ -5,9 +5,12 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "module_limits.h"
+#include "system/closed_directory.h"
 #include "system/failure.h"
+#include "system/file_mark.h"
 #include "system/temporary.h"
 
 namespace tool {
@@ -17,7 +20,7 @@ constexpr mode_t kDirectoryMode = 0750;
 
 void makeIfMissing(const std::string &path) {
     if (mkdir(path.c_str(), kDirectoryMode) < 0 && errno != EEXIST) {
-        throw systemFailure(path, errno);
+        throw makeFailure(path, errno);
     }
 }
 
@@ -26,7 +29,7 @@ void makeIfMissing(const std::string &path) {
 StoreDirectory::StoreDirectory(const std::string &path, int flags)
     : path_(path), directory_(open(path.c_str(), flags | O_DIRECTORY | O_CLOEXEC)) {
     if (!directory_.isOpen()) {
-        throw systemFailure(path, errno);
+        throw openFailure(path, errno);
     }
     shortName_ = descriptorName(directory_.get());
     if (access(shortName_.c_str(), F_OK) < 0) {
@@ -39,17 +42,39 @@ StoreDirectory StoreDirectory::openForReading(const std::string &path) {
 }
 
 StoreDirectory StoreDirectory::openForRecording(const std::string &path) {
-    makeIfMissing(path);
-    StoreDirectory directory(path, O_RDONLY);
-    directory.lock("another jorn is recording into this directory");
+    StoreDirectory directory = openLocked(path, "another jorn is recording into this directory", [&path] {
+        makeIfMissing(path);
+        return StoreDirectory(path, O_RDONLY);
+    });
     removeAbandoned(directory.descriptor());
     return directory;
 }
 
 StoreDirectory StoreDirectory::openForRepair(const std::string &path) {
-    StoreDirectory directory(path, O_RDONLY);
-    directory.lock("a jorn is recording into this directory or repairing it; end it first");
-    return directory;
+    return openLocked(path, "a jorn is recording into this directory or repairing it; end it first",
+                      [&path] { return StoreDirectory(path, O_RDONLY); });
+}
+
+/// A repair that put another directory in place between the opening and the lock is over, and what was locked
+/// is its backup. Once the right one is locked, no repair can change its place.
+template <class Open>
+StoreDirectory StoreDirectory::openLocked(const std::string &path, const char *whenTaken, const Open &open) {
+    constexpr int kTries = 20;
+    for (int tries = 1; tries <= kTries; ++tries) {
+        StoreDirectory directory = open();
+        directory.lock(whenTaken);
+        if (directory.isInPlace()) {
+            return directory;
+        }
+    }
+    throw Failure(path + ": leads to another directory each of the " + std::to_string(kTries) +
+                  " times that it was locked");
+}
+
+void StoreDirectory::requireWritable() const {
+    if (faccessat(descriptor(), ".", W_OK | X_OK, AT_EACCESS) < 0) {
+        throw systemFailure(path_ + ": no file can be written in this directory", errno);
+    }
 }
 
 void StoreDirectory::lock(const char *whenTaken) const {
@@ -58,15 +83,19 @@ void StoreDirectory::lock(const char *whenTaken) const {
     }
 }
 
-std::string dataFileName(int position) { return std::to_string(position) + ".csv"; }
+/// Whether the path still leads to what was opened.
+bool StoreDirectory::isInPlace() const {
+    struct stat opened;
+    struct stat named;
+    return fstat(descriptor(), &opened) == 0 && stat(path_.c_str(), &named) == 0 &&
+           isSameFile(markOf(opened), markOf(named));
+}
+
+std::string dataFileName(int position) { return std::to_string(position) + jorn::kDataFileEnding; }
 
 std::optional<int> dataFilePosition(const std::string &name) {
-    for (int position = 0; position < jorn::kCsvNumMax; ++position) {
-        if (name == dataFileName(position)) {
-            return position;
-        }
-    }
-    return std::nullopt;
+    const int32_t position = jorn::dataFilePosition(name);
+    return position < 0 ? std::nullopt : std::optional<int>(position);
 }
 
 }  // namespace tool

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "csvfile/file_names.h"
 #include "system/descriptor.h"
 
 namespace tool {
@@ -17,11 +18,13 @@ public:
     static StoreDirectory openForReading(const std::string &path);
 
     /// Opens a directory to record into, making its last level when it is missing, and keeps every other
-    /// recorder out of it until this one is closed. What commands that were cut short left there goes.
-    /// Throws Failure.
+    /// recorder out of it until this one is closed. It is the one that the path leads to while it is locked:
+    /// where a repair put another in its place before the lock was had, that one is taken. What commands that
+    /// were cut short left there goes. Throws Failure.
     static StoreDirectory openForRecording(const std::string &path);
 
-    /// Opens a directory to repair or clear it, and keeps every recorder out of it. Throws Failure.
+    /// Opens a directory to repair or clear it, and keeps every recorder out of it. The same holds of it.
+    /// Throws Failure.
     static StoreDirectory openForRepair(const std::string &path);
 
     /// "/proc/self/fd/N": at most 24 characters.
@@ -31,11 +34,18 @@ public:
     const std::string &path() const { return path_; }
     std::string pathOf(const std::string &fileName) const { return path_ + "/" + fileName; }
 
+    /// Throws Failure when this user can make no file in the directory, which both rotation and the index
+    /// need.
+    void requireWritable() const;
+
     int descriptor() const { return directory_.get(); }
 
 private:
     StoreDirectory(const std::string &path, int flags);
+    template <class Open>
+    static StoreDirectory openLocked(const std::string &path, const char *whenTaken, const Open &open);
     void lock(const char *whenTaken) const;
+    bool isInPlace() const;
 
     std::string path_;
     Descriptor directory_;
@@ -49,8 +59,8 @@ std::string dataFileName(int position);
 std::optional<int> dataFilePosition(const std::string &name);
 
 /// The index, and what it was before the store began to write it anew.
-inline constexpr char kIndexName[] = "index.csv";
-inline constexpr char kIndexBackupName[] = "index.bak";
+inline constexpr const char *kIndexName = jorn::kIndexName;
+inline constexpr const char *kIndexBackupName = jorn::kBackupName;
 
 }  // namespace tool
 

@@ -46,15 +46,14 @@ void addFromDigest(const FileDigest &digest, const ItemFilter &filter, Tally *ta
 }
 
 void countByPlan(const RingView &view, const ItemFilter &filter, const std::vector<FileDigest> &digests,
-                 const CountPlan &plan, CountAnswer *answer) {
-    DamageLog known;  // Every file was read for its digest, so its damage is told already.
+                 const CountPlan &plan, CountAnswer *answer, DamageLog *damage) {
     PieceFilter pieceFilter(filter);
     for (size_t i = 0; i < digests.size(); ++i) {
         if (plan.files[i] == FileUse::Summary) {
             addFromDigest(digests[i], filter, &answer->tally);
         } else if (plan.files[i] == FileUse::Read) {
             ++answer->filesScanned;
-            countFile(view.files()[i], &pieceFilter, &answer->tally, &known);
+            countFile(view.files()[i], &pieceFilter, &answer->tally, damage);
         }
     }
 }
@@ -95,8 +94,7 @@ PageAnswer pageByReading(const RingView &view, const ItemFilter &filter, const P
     const bool isLast = wish.number < 0 || static_cast<uint64_t>(wish.number) >= pages;
     answer.number = isLast ? static_cast<int64_t>(pages) : wish.number;
     uint64_t newer = (static_cast<uint64_t>(answer.number) - 1) * perPage;
-    DamageLog known;
-    ItemScanner scanner(view, filter, &known);
+    ItemScanner scanner(view, filter, damage);
     scanner.scan(Order::NewestFirst, [&](const Item &item) {
         if (newer > 0) {
             --newer;
@@ -108,17 +106,19 @@ PageAnswer pageByReading(const RingView &view, const ItemFilter &filter, const P
     return answer;
 }
 
+/// The module opens the files by their names. Where a writer moved on meanwhile, it may have counted others
+/// than those of the view.
 CountAnswer countByDigests(const RingView &view, const ItemFilter &filter,
-                           const std::vector<FileDigest> &digests) {
+                           const std::vector<FileDigest> &digests, DamageLog *damage) {
     const CountPlan plan = planCount(filter, digests);
     CountAnswer answer;
     answer.route = plan.route;
     answer.filesSummarised = digests.size();
     if (plan.route == Route::Module) {
         countByModule(view, digests, plan, &answer);
-    } else {
-        countByPlan(view, filter, digests, plan, &answer);
+        return view.isCurrent() ? answer : countByReading(view, filter, damage);
     }
+    countByPlan(view, filter, digests, plan, &answer, damage);
     return answer;
 }
 
@@ -162,7 +162,7 @@ CountAnswer countItems(const RingView &view, const ItemFilter &filter, DamageLog
     if (filter.pattern != nullptr) {
         return countByReading(view, filter, damage);
     }
-    return countByDigests(view, filter, digestsOf(view, damage));
+    return countByDigests(view, filter, digestsOf(view, damage), damage);
 }
 
 bool hasMatch(const RingView &view, const ItemFilter &filter, DamageLog *damage) {
@@ -204,9 +204,13 @@ PageAnswer pageOf(const RingView &view, const ItemFilter &filter, const PageWish
         const std::vector<FileDigest> digests = digestsOf(view, damage);
         if (const auto require = asRequirement(filter, digests)) {
             PageAnswer answer = pageByModule(view, digests, *require, wish);
+            // The module opens the files by their names, which may be others by now.
+            if (!view.isCurrent()) {
+                return pageByReading(view, filter, wish, damage);
+            }
             // A file that grows meanwhile may not be what makes the difference.
             if (!isModuleExact(filter, digests)) {
-                answer.matching = countByDigests(view, filter, digests).tally.total();
+                answer.matching = countByDigests(view, filter, digests, damage).tally.total();
             }
             return answer;
         }

@@ -16,6 +16,16 @@ void noteReadingEnd(const RingFile &file, const SegmentReader &reader, const Bad
     }
 }
 
+bool nextSegment(const RingFile &file, SegmentReader *reader, Segment *segment, DamageLog *damage) {
+    const bool isRead = reader->next(segment);
+    // Asked after the reading: what was read before the file was emptied holds.
+    const bool isLost = isRead ? !file.isStill() : reader->isCutShort();
+    if (isLost) {
+        damage->addLoss(file.path);
+    }
+    return isRead && !isLost;
+}
+
 void ItemScanner::scan(Order order, const Sink &sink, const ScanStart &start) {
     const size_t count = view_.files().size();
     for (size_t i = start.fileIndex; i < count; ++i) {
@@ -41,7 +51,7 @@ bool ItemScanner::scanFile(size_t index, Order order, const Sink &sink, uint64_t
     BadLines badLines;
     std::vector<ItemLine> matches;
     bool isWanted = true;
-    for (Segment segment; isWanted && nextSegment(file, &reader, &segment);) {
+    for (Segment segment; isWanted && nextSegment(file, &reader, &segment, damage_);) {
         matches.clear();
         forEachMatch(file, segment, &filter_, &badLines,
                      [&](const ItemLine &line) { matches.push_back(line); });
@@ -51,16 +61,6 @@ bool ItemScanner::scanFile(size_t index, Order order, const Sink &sink, uint64_t
     }
     noteReadingEnd(file, reader, badLines, damage_);
     return isWanted;
-}
-
-bool ItemScanner::nextSegment(const RingFile &file, SegmentReader *reader, Segment *segment) {
-    const bool isRead = reader->next(segment);
-    // Asked after the reading: what was read before the file was emptied holds.
-    const bool isLost = isRead ? !file.hasBegin() : reader->isCutShort();
-    if (isLost) {
-        losses_.push_back(file.path + ": started afresh by a writer meanwhile; items may be missing here");
-    }
-    return isRead && !isLost;
 }
 
 bool ItemScanner::isGoingOn(size_t bytes) {

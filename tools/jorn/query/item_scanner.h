@@ -27,7 +27,7 @@ struct ScanStart {
 
 class ItemScanner {
 public:
-    /// All three must outlive the scanner. What is damaged is told to `damage`, as far as it is read.
+    /// All three must outlive the scanner. What is damaged or lost is told to `damage`, as far as it is read.
     ItemScanner(const RingView &view, const ItemFilter &filter, DamageLog *damage)
         : view_(view), filter_(filter), damage_(damage) {}
 
@@ -41,13 +41,8 @@ public:
     using Watch = std::function<bool(uint64_t bytes)>;
     void setWatch(Watch watch) { watch_ = std::move(watch); }
 
-    /// What a writer has taken away under the scan, one text a file: it started the file afresh, and the
-    /// items that were not read before that are left out.
-    const std::vector<std::string> &losses() const { return losses_; }
-
 private:
     bool scanFile(size_t index, Order order, const Sink &sink, uint64_t begin);
-    bool nextSegment(const RingFile &file, SegmentReader *reader, Segment *segment);
     bool isGoingOn(size_t bytes);
 
     const RingView &view_;
@@ -55,8 +50,11 @@ private:
     DamageLog *damage_;
     Watch watch_;
     uint64_t bytesRead_ = 0;
-    std::vector<std::string> losses_;
 };
+
+/// The next segment of a file of the view; false at its end. Once a writer has started the file afresh there
+/// is none, and the loss is told: nothing of what is there now is taken for what was there.
+bool nextSegment(const RingFile &file, SegmentReader *reader, Segment *segment, DamageLog *damage);
 
 /// Tells what became of a reading.
 void noteReadingEnd(const RingFile &file, const SegmentReader &reader, const BadLines &badLines,
@@ -100,7 +98,7 @@ bool forEachItemLine(const RingFile &file, Filter *filter, DamageLog *damage, co
     }
     SegmentReader reader(file.file.get(), file.size, Order::OldestFirst);
     BadLines badLines;
-    for (Segment segment; reader.next(&segment);) {
+    for (Segment segment; nextSegment(file, &reader, &segment, damage);) {
         forEachMatch(file, segment, filter, &badLines, [&](const ItemLine &line) { take(line.numbers); });
     }
     noteReadingEnd(file, reader, badLines, damage);

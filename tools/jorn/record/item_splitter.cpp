@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "terminal/escape.h"
+
 namespace tool {
 namespace {
 
@@ -16,6 +18,23 @@ std::optional<int> levelIn(std::string_view prefix) {
     const bool isLevel =
         prefix[0] == '<' && prefix[1] >= '0' && prefix[1] < '0' + jorn::kLevelMax && prefix[2] == '>';
     return isLevel ? std::optional<int>(prefix[1] - '0') : std::nullopt;
+}
+
+bool isInsideCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; }
+
+/// How much of a line that is longer than a text the text holds: without the begin of a character that ends
+/// beyond, if all of it is UTF-8 so far.
+size_t textLength(std::string_view line) {
+    constexpr size_t kLongestCharacter = 4;
+    size_t length = jorn::kTextMax;
+    while (length > jorn::kTextMax - kLongestCharacter + 1 && isInsideCharacter(line[length])) {
+        --length;
+    }
+    size_t end = length + 1;
+    while (end < line.size() && isInsideCharacter(line[end])) {
+        ++end;
+    }
+    return isUtf8(line.substr(0, end)) ? length : jorn::kTextMax;
 }
 
 }  // namespace
@@ -87,12 +106,11 @@ void ItemSplitter::putPendingReturn() {
 }
 
 void ItemSplitter::put(char byte) {
-    if (size_ == jorn::kTextMax) {
-        if (longLine_ == LongLine::Cut) {
-            isCut_ = true;
-            return;
-        }
-        emit();
+    if (size_ == text_.size()) {
+        cut();
+    }
+    if (isCut_) {
+        return;
     }
     text_[size_++] = byte == '\0' ? ' ' : byte;
     if (isPrefixPossible_ && size_ == kPrefixSize) {
@@ -110,18 +128,36 @@ void ItemSplitter::takePrefix() {
     }
 }
 
-void ItemSplitter::emit() {
-    text_[size_] = '\0';
-    size_ = 0;
-    sink_(level_, text_.data());
+/// Ends a text within the line. The rest of what is held begins the next one, or goes.
+void ItemSplitter::cut() {
+    const size_t length = textLength({text_.data(), size_});
+    if (longLine_ == LongLine::Split) {
+        emit(length);
+    } else {
+        size_ = length;
+        isCut_ = true;
+    }
+}
+
+/// Passes on the first bytes of what is held.
+void ItemSplitter::emit(size_t length) {
+    std::array<char, jorn::kTextMax + 1> text;
+    memcpy(text.data(), text_.data(), length);
+    text[length] = '\0';
+    size_ -= length;
+    memmove(text_.data(), text_.data() + length, size_);
+    sink_(level_, text.data());
 }
 
 void ItemSplitter::endLine() {
+    if (size_ > jorn::kTextMax) {
+        cut();
+    }
     cutLines_ += isCut_ ? 1 : 0;
     isCut_ = false;
     isLineBegun_ = false;
     ++lines_;
-    emit();
+    emit(size_);
     level_.reset();
     isPrefixPossible_ = hasPrefixes_;
 }

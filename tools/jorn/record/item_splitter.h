@@ -15,7 +15,8 @@
 namespace tool {
 
 /// Memory does not grow with the length of a line. A line ends with a line feed, or a carriage return and
-/// a line feed. A NUL becomes a blank, for it would end the text.
+/// a line feed. A NUL becomes a blank, for it would end the text. A text that is UTF-8 ends with a whole
+/// character, so that one of a long line can be up to three bytes shorter than the most.
 class ItemSplitter {
 public:
     /// What becomes of a line that is longer than a text.
@@ -41,18 +42,21 @@ private:
     void takePrefix();
     void put(char byte);
     void putPendingReturn();
-    void emit();
+    void cut();
+    void emit(size_t length);
     void endLine();
 
     const LongLine longLine_;
     const bool hasPrefixes_;
     const Sink sink_;
-    std::array<char, jorn::kTextMax + 1> text_{};
+    /// So many bytes beyond a text show whether a character reaches into it.
+    static constexpr size_t kAhead = 3;
+    std::array<char, jorn::kTextMax + kAhead> text_{};
     size_t size_ = 0;
     bool isLineBegun_ = false;
     bool isReturnPending_ = false;  ///< A carriage return came last; it may belong to the line end.
-    bool isCut_ = false;
-    bool isPrefixPossible_;  ///< What is held of the line may be the begin of a prefix.
+    bool isCut_ = false;            ///< What is held is all that becomes an item of the line.
+    bool isPrefixPossible_;         ///< What is held of the line may be the begin of a prefix.
     std::optional<int> level_;
     uint64_t lines_ = 0;
     uint64_t cutLines_ = 0;

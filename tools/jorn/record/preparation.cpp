@@ -8,6 +8,7 @@
 #include "diagnostics.h"
 #include "health/index_mending.h"
 #include "log/ring_survey.h"
+#include "record/log_mode.h"
 #include "record/own_files.h"
 #include "record/putting_aside.h"
 #include "record/ring_fit.h"
@@ -87,14 +88,18 @@ void endLastLine(const StoreDirectory &directory, const RingSurvey &survey, int 
 LiveStore::Settings settingsFor(const RingSurvey &survey, int files, const RecordOptions &options) {
     const int printLevel = options.printLevel.value_or(jorn::kPrintError);
     const bool isQuiet = survey.isFresh() && !options.printLevel;
-    return {options.slots, files, isQuiet ? 0 : printLevel, printLevel};
+    return {options.slots, files, isQuiet ? 0 : printLevel, printLevel, options.syncs};
 }
 
 }  // namespace
 
 LiveStore::Settings prepareDirectory(const StoreDirectory &directory, const RecordOptions &options) {
     jorn_SetDebugPrintLevel(0);  // What is read here is told here, not by the module's parser.
+    directory.requireWritable();
     refuseForeignFiles(directory);
+    if (options.mode) {
+        applyLogMode(directory, *options.mode);
+    }
     refuseSmallerRing(directory, surveyRing(directory), options.files, options.mayShrink);
     finishFormerStart(directory);
     seeToIndex(directory, options);

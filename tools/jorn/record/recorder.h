@@ -3,6 +3,8 @@
 #ifndef JORN_TOOLS_RECORDER_H
 #define JORN_TOOLS_RECORDER_H
 
+#include <sys/types.h>
+
 #include <optional>
 #include <string>
 
@@ -22,9 +24,11 @@ struct RecordOptions {
     bool mayShrink = false;
     std::string ifUnclear = "refuse";  ///< Or "aside": what becomes of a ring whose order cannot be told.
     bool hasPrefixes = false;          ///< Lines may tell their level by "<N>" at their begin.
+    bool syncs = false;                ///< Brings what is recorded to the medium.
     bool hasStats = false;
     OutputOptions output;  ///< The form of the statistics.
     std::optional<int> printLevel;
+    std::optional<mode_t> mode;  ///< Of the directory, and without the right to execute of the log's files.
 };
 
 /// Stores standard input until its end or a stop signal, with standard output turned to standard error

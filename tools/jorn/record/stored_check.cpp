@@ -43,6 +43,13 @@ int probeWrite(const StoreDirectory &directory, off_t offset) {
     return 0;
 }
 
+/// Error number of the attempt to write to a file now, 0 when there is none.
+int reasonOf(const StoreDirectory &directory, const std::string &name) {
+    constexpr int kFlags = O_WRONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC;
+    const Descriptor file(openat(directory.descriptor(), name.c_str(), kFlags));
+    return file.isOpen() || errno == ENOENT ? probeWrite(directory, fileSize(directory, name)) : errno;
+}
+
 }  // namespace
 
 void StoredCheck::begin(int position, off_t offset) {
@@ -81,7 +88,12 @@ bool StoredCheck::verify() {
 }
 
 Failure writeFailure(const StoreDirectory &directory, const std::string &fileName) {
-    const int error = probeWrite(directory, fileSize(directory, fileName));
+    try {
+        directory.requireWritable();
+    } catch (const Failure &failure) {
+        return failure;
+    }
+    const int error = reasonOf(directory, fileName);
     const std::string message = directory.pathOf(fileName) + ": cannot be written";
     return Failure(error == 0 ? message : message + ": " + strerror(error));
 }

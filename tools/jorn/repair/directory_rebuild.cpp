@@ -159,7 +159,8 @@ private:
 
     void copyEntry(const std::string &name) const {
         const std::optional<std::string> target = targetOf(name);
-        if (!target || name == kIndexName || name == kIndexBackupName || isTemporaryName(name)) {
+        if (!target || name == kIndexName || name == kIndexBackupName || isTemporaryName(name) ||
+            isAside(name)) {
             return;
         }
         // What is looked at is what was opened, whatever bears the name by now.
@@ -187,11 +188,14 @@ private:
         }
     }
 
+    bool isAside(const std::string &name) const {
+        return isAsideName(name) && lookAtEntry(directory_, name).kind == Entry::Kind::Directory;
+    }
+
     /// Rings that were put aside stay in the log's directory. A cut here leaves some in the backup.
     void carryAsides() const {
         for (const std::string &name : namesIn(directory_)) {
-            const bool isDirectory = lookAtEntry(directory_, name).kind == Entry::Kind::Directory;
-            if (isDirectory && isAsideName(name) &&
+            if (isAside(name) &&
                 renameat(directory_.descriptor(), name.c_str(), staging_.descriptor(), name.c_str()) < 0) {
                 throw systemFailure(options_.backup + "/" + name, errno);
             }

@@ -31,6 +31,12 @@ inline FileMark markOf(const struct stat &status) {
     return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
 
+/// Of an open file; without anything in it where the system does not tell.
+inline FileMark markOf(int fd) {
+    struct stat status;
+    return fstat(fd, &status) == 0 ? markOf(status) : FileMark{};
+}
+
 }  // namespace tool
 
 #endif

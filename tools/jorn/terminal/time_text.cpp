@@ -8,16 +8,19 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <tuple>
+
+#include "module_limits.h"
 
 namespace tool {
 
 const char *const kTimeForms =
-    "2026-11-21, \"2026-11-21 06:47[:08][Z|+01:00]\", 06:47, now, today, yesterday, -1h30m, \"2 days ago\" "
-    "or @SECONDS since 1970";
+    "2026-11-21, 11-21, \"Nov 21\", today, yesterday or tomorrow, each with or without 06:47[:08] and UTC, "
+    "Z or +01:00 after it; 06:47, now, -1h30m, +1h, \"1 month ago\" or @SECONDS since 1970";
 
 namespace {
 
-constexpr int64_t kSecondsPerDay = 86400;
+constexpr int64_t kSecondsPerDay = jorn::kSecondsPerDay;
 
 /// Date and time of day as written, not yet in any zone.
 struct Civil {
@@ -78,14 +81,29 @@ int64_t secondAsLocal(const Civil &civil, Bound bound) {
     return found.value_or(asUtc - offsets.front());
 }
 
-/// The first or the last second of a local day.
-int64_t secondOfDay(Civil day, Bound bound) {
+/// Seconds that a text's clock is ahead of UTC; nothing where it names none and local time is meant.
+using Offset = std::optional<int64_t>;
+
+int64_t secondAt(const Civil &civil, Offset offset, Bound bound) {
+    return offset ? secondAsUtc(civil) - *offset : secondAsLocal(civil, bound);
+}
+
+/// The first or the last second of a day.
+int64_t secondOfDay(Civil day, Offset offset, Bound bound) {
     day.hour = day.minute = day.second = 0;
     if (bound == Bound::Since) {
-        return secondAsLocal(day, Bound::Since);
+        return secondAt(day, offset, Bound::Since);
     }
     ++day.day;
-    return secondAsLocal(day, Bound::Since) - 1;
+    return secondAt(day, offset, Bound::Since) - 1;
+}
+
+/// What a clock shows at a time.
+Civil shownAt(time_t now, Offset offset) {
+    const time_t asUtc = now + static_cast<time_t>(offset ? *offset : offsetAt(now));
+    tm date = {};
+    gmtime_r(&asUtc, &date);
+    return civilOf(date);
 }
 
 /// Items have times from 1970 to 2106 in UTC. The local day that either end lies in may reach beyond.
@@ -99,29 +117,8 @@ std::optional<uint32_t> inRange(std::optional<int64_t> second, Bound bound) {
     return static_cast<uint32_t>(std::clamp<int64_t>(*second, 0, kLast));
 }
 
-Civil localToday(time_t now) {
-    tm date = {};
-    localtime_r(&now, &date);
-    return civilOf(date);
-}
-
-std::optional<int64_t> parseWord(const std::string &text, time_t now, Bound bound) {
-    if (text == "now") {
-        return now;
-    }
-    Civil day = localToday(now);
-    if (text == "today") {
-        return secondOfDay(day, bound);
-    }
-    if (text == "yesterday") {
-        --day.day;
-        return secondOfDay(day, bound);
-    }
-    return std::nullopt;
-}
-
 std::optional<int64_t> parseEpoch(const std::string &text) {
-    static const RE2 kForm(R"(@(\d{1,10})|(\d{9,10}))");
+    static const RE2 kForm(R"((?:@(\d{1,10})|(\d{9,10}))(?:[.,]\d+)?)");
     std::string marked;
     std::string bare;
     if (!RE2::FullMatch(text, kForm, &marked, &bare)) {
@@ -131,124 +128,221 @@ std::optional<int64_t> parseEpoch(const std::string &text) {
     return second <= UINT32_MAX ? std::optional(second) : std::nullopt;
 }
 
-/// 0 for a word that is no unit.
-int64_t unitSeconds(const std::string &unit) {
+/// A length of time as written: months are as long as the calendar has them, all else has fixed seconds.
+struct Length {
+    int64_t months = 0;
+    int64_t seconds = 0;
+};
+
+/// Nothing for a word that is no unit.
+std::optional<Length> unitLength(const std::string &unit) {
     struct Unit {
         const char *form;
-        int64_t seconds;
+        Length length;
     };
-    static constexpr std::array<Unit, 5> kUnits = {{{"s|secs?|seconds?", 1},
-                                                    {"m|mins?|minutes?", 60},
-                                                    {"h|hrs?|hours?", 3600},
-                                                    {"d|days?", kSecondsPerDay},
-                                                    {"w|weeks?", 7 * kSecondsPerDay}}};
+    static constexpr std::array<Unit, 7> kUnits = {{{"s|secs?|seconds?", {0, 1}},
+                                                    {"m|mins?|minutes?", {0, 60}},
+                                                    {"h|hrs?|hours?", {0, 3600}},
+                                                    {"d|days?", {0, kSecondsPerDay}},
+                                                    {"w|weeks?", {0, 7 * kSecondsPerDay}},
+                                                    {"M|months?", {1, 0}},
+                                                    {"y|years?", {12, 0}}}};
     const auto found = std::find_if(kUnits.begin(), kUnits.end(),
                                     [&](const Unit &each) { return RE2::FullMatch(unit, each.form); });
-    return found == kUnits.end() ? 0 : found->seconds;
+    return found == kUnits.end() ? std::nullopt : std::optional(found->length);
 }
 
-/// The seconds of "1h", "1h30m" or "2 days 1 hour"; nothing where a unit is none.
-std::optional<int64_t> spanSeconds(re2::StringPiece span) {
-    static const RE2 kPart(R"(\s*(\d{1,9})\s*([a-z]+))");
-    int64_t sum = 0;
+/// The length of "1h", "1h30m" or "2 days 1 hour"; nothing where a unit is none.
+std::optional<Length> spanLength(re2::StringPiece span) {
+    static const RE2 kPart(R"(\s*(\d{1,9})\s*([a-zA-Z]+))");
+    Length sum;
     int64_t number = 0;
     std::string unit;
     while (RE2::Consume(&span, kPart, &number, &unit)) {
-        const int64_t seconds = unitSeconds(unit);
-        if (seconds == 0) {
+        const std::optional<Length> length = unitLength(unit);
+        if (!length) {
             return std::nullopt;
         }
-        sum += number * seconds;
+        sum.months += number * length->months;
+        sum.seconds += number * length->seconds;
     }
     return sum;
 }
 
-std::optional<int64_t> parseRelative(const std::string &text, time_t now) {
-    // So few parts that no sum of theirs is too large.
-    static const RE2 kMinus(R"(-((?:\s*\d{1,9}\s*[a-z]+){1,9}))");
-    static const RE2 kAgo(R"((\d{1,9}\s*[a-z]+(?:\s*\d{1,9}\s*[a-z]+){0,8})\s+ago)");
-    re2::StringPiece span;
-    if (!RE2::FullMatch(text, kMinus, &span) && !RE2::FullMatch(text, kAgo, &span)) {
-        return std::nullopt;
-    }
-    const std::optional<int64_t> seconds = spanSeconds(span);
-    // Longer ago than there are times is as far back as there are.
-    return seconds ? std::optional(std::max<int64_t>(now - *seconds, 0)) : std::nullopt;
+/// The same clock time so many months later, on the last day of a month that is too short for the day.
+int64_t monthsLater(time_t now, int64_t months, Bound bound) {
+    Civil civil = shownAt(now, std::nullopt);
+    // No further than just beyond the years that there are.
+    constexpr int64_t kMost = int64_t{12} * 200;
+    const int64_t month = civil.year * 12 + civil.month - 1 + std::clamp(months, -kMost, kMost);
+    civil.year = static_cast<int>(month / 12);
+    civil.month = static_cast<int>(month % 12) + 1;
+    const Civil lastOfMonth = {civil.year, civil.month + 1, 0};
+    const time_t last = secondAsUtc(lastOfMonth);
+    civil.day = std::min(civil.day, shownAt(last, 0).day);
+    return secondAsLocal(civil, bound);
 }
 
-/// Seconds east of Greenwich of "Z", "+01", "+01:00" or "+0100".
-std::optional<int64_t> zoneOffset(const std::string &zone) {
-    static const RE2 kForm(R"(([+-])(\d\d)(?::?(\d\d))?)");
-    if (zone == "Z") {
-        return 0;
+std::optional<int64_t> parseRelative(const std::string &text, time_t now, Bound bound) {
+    // So few parts that no sum of theirs is too large.
+    static const RE2 kSigned(R"(([+-])((?:\s*\d{1,9}\s*[a-zA-Z]+){1,9}))");
+    static const RE2 kAgo(R"((\d{1,9}\s*[a-zA-Z]+(?:\s*\d{1,9}\s*[a-zA-Z]+){0,8})\s+ago)");
+    std::string sign = "-";
+    re2::StringPiece span;
+    if (!RE2::FullMatch(text, kSigned, &sign, &span) && !RE2::FullMatch(text, kAgo, &span)) {
+        return std::nullopt;
+    }
+    const std::optional<Length> length = spanLength(span);
+    if (!length) {
+        return std::nullopt;
+    }
+    const int direction = sign == "+" ? 1 : -1;
+    const int64_t begin = length->months == 0 ? now : monthsLater(now, direction * length->months, bound);
+    // What is further away than there are times is the first or the last there is.
+    return std::clamp<int64_t>(begin + direction * length->seconds, 0, UINT32_MAX);
+}
+
+/// What a text that names a day, a time of day or both has said so far.
+struct Written {
+    Civil civil;
+    int daysFromToday = 0;
+    bool hasDay = false;   ///< A word or a date.
+    bool hasDate = false;  ///< Month and day.
+    bool hasYear = false;
+    bool hasMonthName = false;
+    bool hasTime = false;
+    Offset offset;
+};
+
+bool takeDayWord(re2::StringPiece *rest, Written *written) {
+    static const RE2 kForm("(today|yesterday|tomorrow)");
+    std::string word;
+    if (!RE2::Consume(rest, kForm, &word)) {
+        return false;
+    }
+    if (word != "today") {
+        written->daysFromToday = word == "tomorrow" ? 1 : -1;
+    }
+    return true;
+}
+
+bool takeNumberedDate(re2::StringPiece *rest, Written *written) {
+    static const RE2 kForm(R"((?:(\d{4})-)?(\d\d)-(\d\d))");
+    std::string year;
+    Civil &civil = written->civil;
+    if (!RE2::Consume(rest, kForm, &year, &civil.month, &civil.day)) {
+        return false;
+    }
+    written->hasDate = true;
+    written->hasYear = !year.empty();
+    civil.year = atoi(year.c_str());
+    return true;
+}
+
+/// "Nov 21" or "Sat Nov 21". The year of this form comes last.
+bool takeNamedDate(re2::StringPiece *rest, Written *written) {
+    static const RE2 kForm(
+        "(?:(?:Mon|Tue|Wed|Thu|Fri|Sat|Sun) )?(Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) +"
+        R"((\d\d?))");
+    static constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
+    std::string month;
+    if (!RE2::Consume(rest, kForm, &month, &written->civil.day)) {
+        return false;
+    }
+    written->hasDate = written->hasMonthName = true;
+    written->civil.month = static_cast<int>(kMonths.find(month) / 3) + 1;
+    return true;
+}
+
+/// The fraction that some write after a point and some after a comma is dropped.
+void takeTimeOfDay(re2::StringPiece *rest, Written *written) {
+    static const RE2 kAlone(R"((\d\d?):(\d\d)(?::(\d\d)(?:[.,]\d+)?)?)");
+    static const RE2 kAfterDay("[T ]" + kAlone.pattern());
+    Civil &civil = written->civil;
+    std::string second;
+    const RE2 &form = written->hasDay ? kAfterDay : kAlone;
+    written->hasTime = RE2::Consume(rest, form, &civil.hour, &civil.minute, &second);
+    civil.second = atoi(second.c_str());
+}
+
+/// "Z", "UTC", and after a time of day also "+01", "+01:00" or "+0100".
+void takeZone(re2::StringPiece *rest, Written *written) {
+    static const RE2 kUtc(R"(\s?(?:Z|UTC))");
+    // TZ can put local time as far from UTC as 24:59, and then it is printed.
+    static const RE2 kOffset(R"(\s?([+-])([01]\d|2[0-4])(?::?([0-5]\d))?)");
+    if (RE2::Consume(rest, kUtc)) {
+        written->offset = 0;
+        return;
     }
     std::string sign;
     int hours = 0;
     std::string minutes;
-    if (!RE2::FullMatch(zone, kForm, &sign, &hours, &minutes) || hours > 23 || minutes > "59") {
-        return std::nullopt;
+    if (written->hasTime && RE2::Consume(rest, kOffset, &sign, &hours, &minutes)) {
+        const int64_t seconds = hours * 3600 + atoi(minutes.c_str()) * 60;
+        written->offset = sign == "-" ? -seconds : seconds;
     }
-    const int64_t seconds = hours * 3600 + atoi(minutes.c_str()) * 60;
-    return sign == "-" ? -seconds : seconds;
 }
 
-std::optional<int64_t> parseDate(const std::string &text, Bound bound) {
-    static const RE2 kForm(R"((\d{4})-(\d\d)-(\d\d))");
-    Civil day;
-    if (!RE2::FullMatch(text, kForm, &day.year, &day.month, &day.day) || !isReal(day)) {
-        return std::nullopt;
-    }
-    return secondOfDay(day, bound);
+void takeLastYear(re2::StringPiece *rest, Written *written) {
+    static const RE2 kForm(R"( (\d{4}))");
+    written->hasYear = RE2::Consume(rest, kForm, &written->civil.year);
 }
 
-std::optional<int64_t> parseDateAndTime(const std::string &text, Bound bound) {
-    static const RE2 kForm(
-        R"((\d{4})-(\d\d)-(\d\d)[T ](\d\d):(\d\d)(?::(\d\d)(?:\.\d+)?)?\s?(Z|[+-][\d:]+)?)");
-    Civil civil;
-    std::string second;
-    std::string zone;
-    if (!RE2::FullMatch(text, kForm, &civil.year, &civil.month, &civil.day, &civil.hour, &civil.minute,
-                        &second, &zone)) {
+/// Takes the parts in their order. Nothing when there is none, or when something is left.
+std::optional<Written> takeApart(const std::string &text) {
+    Written written;
+    re2::StringPiece rest(text);
+    written.hasDay =
+        takeDayWord(&rest, &written) || takeNumberedDate(&rest, &written) || takeNamedDate(&rest, &written);
+    takeTimeOfDay(&rest, &written);
+    if (!written.hasDay && !written.hasTime) {
         return std::nullopt;
     }
-    civil.second = atoi(second.c_str());
-    if (!isReal(civil)) {
-        return std::nullopt;
+    takeZone(&rest, &written);
+    if (written.hasMonthName) {
+        takeLastYear(&rest, &written);
     }
-    if (zone.empty()) {
-        return secondAsLocal(civil, bound);
+    if (!written.offset) {
+        takeZone(&rest, &written);
     }
-    const std::optional<int64_t> offset = zoneOffset(zone);
-    return offset ? std::optional(secondAsUtc(civil) - *offset) : std::nullopt;
+    return rest.empty() ? std::optional(written) : std::nullopt;
 }
 
-std::optional<int64_t> parseDeviceTime(const std::string &text, Bound bound) {
-    static const RE2 kForm(
-        R"((?:Mon|Tue|Wed|Thu|Fri|Sat|Sun) ([A-Z][a-z]{2}) +(\d{1,2}) (\d\d):(\d\d):(\d\d) (\d{4}))");
-    static constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
-    Civil civil;
-    std::string month;
-    if (!RE2::FullMatch(text, kForm, &month, &civil.day, &civil.hour, &civil.minute, &civil.second,
-                        &civil.year)) {
-        return std::nullopt;
+/// Puts in what a text left open. Logs are about what was, so a date without a year is the latest of its kind
+/// that is not after today; February 29 comes every fourth year, and once, around 2100, every eighth.
+void complete(Written *written, const Civil &today) {
+    Civil &civil = written->civil;
+    if (!written->hasDate) {
+        const Civil day = {today.year, today.month, today.day + written->daysFromToday};
+        const Civil shown = shownAt(static_cast<time_t>(secondAsUtc(day)), 0);
+        civil.year = shown.year;
+        civil.month = shown.month;
+        civil.day = shown.day;
+        return;
     }
-    const size_t index = kMonths.find(month);
-    if (index == std::string_view::npos) {
-        return std::nullopt;
+    constexpr int kMostYears = 8;
+    const auto isPast = [&] {
+        return std::tie(civil.year, civil.month, civil.day) <= std::tie(today.year, today.month, today.day);
+    };
+    if (!written->hasYear) {
+        civil.year = today.year;
+        while (civil.year > today.year - kMostYears && !(isPast() && isReal(civil))) {
+            --civil.year;
+        }
     }
-    civil.month = static_cast<int>(index / 3) + 1;
-    return isReal(civil) ? std::optional(secondAsLocal(civil, bound)) : std::nullopt;
 }
 
-std::optional<int64_t> parseTimeOfDay(const std::string &text, time_t now, Bound bound) {
-    static const RE2 kForm(R"((\d\d?):(\d\d)(?::(\d\d))?)");
-    Civil civil = localToday(now);
-    std::string second;
-    if (!RE2::FullMatch(text, kForm, &civil.hour, &civil.minute, &second)) {
+std::optional<int64_t> parseCalendarTime(const std::string &text, time_t now, Bound bound) {
+    std::optional<Written> written = takeApart(text);
+    if (!written) {
         return std::nullopt;
     }
-    civil.second = atoi(second.c_str());
-    return isReal(civil) ? std::optional(secondAsLocal(civil, bound)) : std::nullopt;
+    complete(&*written, shownAt(now, written->offset));
+    if (!isReal(written->civil)) {
+        return std::nullopt;
+    }
+    return written->hasTime ? secondAt(written->civil, written->offset, bound)
+                            : secondOfDay(written->civil, written->offset, bound);
 }
 
 /// "+01:00".
@@ -286,18 +380,19 @@ int64_t offsetAt(int64_t second) {
 }
 
 std::optional<uint32_t> parseTime(const std::string &text, time_t now, Bound bound) {
-    std::optional<int64_t> second = parseWord(text, now, bound);
-    const auto orElse = [&second](auto parse) {
-        if (!second) {
-            second = parse();
-        }
-    };
-    orElse([&] { return parseEpoch(text); });
-    orElse([&] { return parseRelative(text, now); });
-    orElse([&] { return parseDate(text, bound); });
-    orElse([&] { return parseDateAndTime(text, bound); });
-    orElse([&] { return parseDeviceTime(text, bound); });
-    orElse([&] { return parseTimeOfDay(text, now, bound); });
+    std::optional<int64_t> second;
+    if (text == "now") {
+        second = now;
+    }
+    if (!second) {
+        second = parseEpoch(text);
+    }
+    if (!second) {
+        second = parseRelative(text, now, bound);
+    }
+    if (!second) {
+        second = parseCalendarTime(text, now, bound);
+    }
     return inRange(second, bound);
 }
 

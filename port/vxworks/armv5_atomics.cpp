@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+// Atomic access for ARM cores before ARMv6, which cannot exchange or add a word by themselves: there g++
+// calls these four. The recipe adds this file for such cores alone; newer ones do without the calls.
+//
+// Such a device has one core, so a task can be interrupted but never met: with interrupts locked an access is
+// atomic. Each lock lasts for a few instructions. The memory order that a caller asks for is the strictest in
+// any case.
+#include <intLib.h>
+
+namespace {
+
+/// Locks interrupts for a scope.
+class InterruptLock {
+public:
+    [[nodiscard]] InterruptLock() : key_(intLock()) {}
+    ~InterruptLock() { intUnlock(key_); }
+    InterruptLock(const InterruptLock &) = delete;
+    InterruptLock &operator=(const InterruptLock &) = delete;
+
+private:
+    int key_;
+};
+
+}  // namespace
+
+extern "C" {
+
+/// Adds to a word; what it held before.
+unsigned __atomic_fetch_add_4(volatile void *word, unsigned number, int) {
+    volatile unsigned *const place = static_cast<volatile unsigned *>(word);
+    const InterruptLock lock;
+    const unsigned former = *place;
+    *place = former + number;
+    return former;
+}
+
+/// Subtracts from a word; what it held before.
+unsigned __atomic_fetch_sub_4(volatile void *word, unsigned number, int order) {
+    return __atomic_fetch_add_4(word, 0U - number, order);
+}
+
+/// Replaces a word; what it held before.
+unsigned __atomic_exchange_4(volatile void *word, unsigned number, int) {
+    volatile unsigned *const place = static_cast<volatile unsigned *>(word);
+    const InterruptLock lock;
+    const unsigned former = *place;
+    *place = number;
+    return former;
+}
+
+/// Keeps the accesses before it before those after it. One core sees its own accesses in order; the compiler
+/// moves none over a call.
+void __sync_synchronize() { const InterruptLock lock; }
+}
