@@ -4,7 +4,7 @@
 
 #include "commands/commands.h"
 #include "commands/follow.h"
-#include "output/item_output.h"
+#include "commands/item_output.h"
 
 namespace tool {
 namespace {

@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 
-#include "commands/output_options.h"
 #include "jorn.h"
 
 namespace tool {
@@ -25,7 +24,7 @@ struct RecordOptions {
     std::string ifUnclear = "refuse";  ///< Or "aside": what becomes of a ring whose order cannot be told.
     bool hasPrefixes = false;          ///< Lines may tell their level by "<N>" at their begin.
     bool hasStats = false;
-    OutputOptions output;  ///< The form of the statistics.
+    bool isStatsJson = false;  ///< The form of the statistics; else text.
     std::optional<int> printLevel;
     std::optional<mode_t> mode;  ///< Of the directory, and without the right to execute of the log's files.
 };
