@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "csvfile/line.h"
 #include "log/piece_reader.h"
 #include "log/run_together.h"
 #include "module_limits.h"
@@ -60,7 +61,7 @@ private:
         const uint32_t time = piece.numbers.time;
         if (result_.items == 0) {
             result_.firstTime = time;
-            result_.startsCleared = textIn(piece.bytes) == kClearedText;
+            result_.startsCleared = textIn(piece.bytes) == jorn::kClearedText;
         } else if (time < result_.lastTime) {
             stepBack(piece.offset, result_.lastTime - time);
         }

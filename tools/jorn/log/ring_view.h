@@ -18,7 +18,7 @@
 #include "log/ring_look.h"
 #include "log/ring_survey.h"
 #include "log/store_directory.h"
-#include "registry/log_object.h"
+#include "ring.h"
 #include "system/descriptor.h"
 #include "system/file_mark.h"
 
