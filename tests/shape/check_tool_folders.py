@@ -5,11 +5,16 @@
 - A file of tools/jorn/ includes files of its own folder, and of those that USES names for it, only.
 - USES has no circle, so that these includes run one way, folder by folder.
 - A folder holds no more units than a reader takes in at a glance. Header and source are one unit.
+- Of the module, the tool uses the owners of formats and the limits; what stands on log objects only where the module
+  itself is run, in USES_MODULE.
 - docs/architecture.md has a line for each folder.
 """
 import pathlib
 import re
 import sys
+
+sys.dont_write_bytecode = True  # Sources stay as they are.
+from check_shape import LIMITS, OWNERS, includes_of, sources, unit
 
 MOST_UNITS = 16
 
@@ -35,8 +40,13 @@ USES = {
 MAIN = "main.cpp"
 MAIN_USES = {"commands", "system"}
 
-INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
-SUFFIXES = {".h", ".cpp"}
+# Where the module itself is run: for the device's pages, and to record.
+USES_MODULE = {"query", "record"}
+
+# Of the module, for every folder.
+OF_MODULE = OWNERS | {unit(name) for name in LIMITS} | {"src/diagnostics"}
+
+TOOL = "tools/jorn"
 
 
 def circle_in(uses):
@@ -50,32 +60,38 @@ def circle_in(uses):
             del left[folder]
 
 
-def folders_used_by(tool, path):
-    """The tool's folders from which a file includes, each with the name in the include."""
-    for name in INCLUDE.findall(path.read_text()):
-        place = next((place for place in (path.parent / name, tool / name) if place.is_file()), None)
-        if place is not None:
-            yield place.resolve().relative_to(tool).parts[0], name
+def included(root, path):
+    """Names, from the root, of the project's files that a file includes."""
+    return includes_of(root, path, [TOOL, "src", "include"])
 
 
-def check_folder(tool, folder, allowed):
-    files = sorted(path for path in (tool / folder).rglob("*") if path.suffix in SUFFIXES)
+def folder_of(name):
+    """The tool's folder, or file beside them, of a name from the root; None for what is not of the tool."""
+    return name[len(TOOL) + 1:].split("/")[0] if name.startswith(TOOL + "/") else None
+
+
+def check_folder(root, folder, allowed):
+    files = sources(root, f"{TOOL}/{folder}")
     failures = [] if files else [f"{folder}/: holds no source"]
-    units = {path.with_suffix("") for path in files}
+    units = {unit(path) for path in files}
     if len(units) > MOST_UNITS:
         failures.append(f"{folder}/: {len(units)} units, at most {MOST_UNITS}")
     for path in files:
-        failures += [f"{path.relative_to(tool)} includes {name}, but {folder}/ may not use {used}/"
-                     for used, name in folders_used_by(tool, path) if used != folder and used not in allowed]
+        for name in included(root, path):
+            used = folder_of(name)
+            is_other = used not in {None, folder} | allowed
+            is_module = name.startswith("src/") and unit(name) not in OF_MODULE and folder not in USES_MODULE
+            if is_other or is_module:
+                failures.append(f"{path.relative_to(root)} includes {name}, which {folder}/ may not use")
     return failures
 
 
-def check_top(tool):
+def check_top(root):
     """Beside the folders there is the main program alone, and each folder with sources has its place in USES."""
-    found = {path.relative_to(tool).parts[0] for path in tool.rglob("*") if path.suffix in SUFFIXES}
-    failures = [f"{name}: has no place among the folders" for name in sorted(found - USES.keys() - {MAIN})]
-    failures += [f"{MAIN} includes {name}" for used, name in folders_used_by(tool, tool / MAIN)
-                 if used not in MAIN_USES]
+    found = {folder_of(str(path.relative_to(root))) for path in sources(root, TOOL)}
+    failures = [f"{TOOL}/{name}: has no place among the folders" for name in sorted(found - USES.keys() - {MAIN})]
+    failures += [f"{TOOL}/{MAIN} includes {name}" for name in included(root, root / TOOL / MAIN)
+                 if folder_of(name) not in MAIN_USES | {None}]
     return failures
 
 
@@ -89,12 +105,11 @@ def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
     root = pathlib.Path(sys.argv[1]).resolve()
-    tool = root / "tools" / "jorn"
     circle = circle_in(USES)
     failures = [f"a circle among {', '.join(circle)}"] if circle else []
-    failures += check_top(tool)
+    failures += check_top(root)
     for folder, allowed in USES.items():
-        failures += check_folder(tool, folder, allowed)
+        failures += check_folder(root, folder, allowed)
     failures += check_document(root / "docs" / "architecture.md")
     for failure in failures:
         print(failure, file=sys.stderr)
