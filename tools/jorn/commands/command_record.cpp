@@ -6,6 +6,7 @@
 
 #include "commands/commands.h"
 #include "commands/log_options.h"
+#include "commands/output_options.h"
 #include "record/log_mode.h"
 #include "record/recorder.h"
 #include "record/ring_fit.h"
@@ -106,7 +107,7 @@ void addItemOptions(CLI::App *command, RecordOptions *options) {
 }
 
 /// What is told besides the items.
-void addReportOptions(CLI::App *command, RecordOptions *options) {
+void addReportOptions(CLI::App *command, RecordOptions *options, OutputOptions *output) {
     command->add_flag(
         "--stats", options->hasStats,
         "At the end, tell lines, items, bytes, lines cut, files passed, seconds and items a second");
@@ -115,7 +116,7 @@ void addReportOptions(CLI::App *command, RecordOptions *options) {
                      "Print level of the store's messages on standard error, 0 to 8")
         ->type_name("N")
         ->check(CLI::Range(0, 8));
-    addFormOption(command, &options->output, {"text", "json"});
+    addFormOption(command, output, {"text", "json"});
     command->get_option("--output")->description("Form of the statistics");
 }
 
@@ -124,12 +125,14 @@ void addReportOptions(CLI::App *command, RecordOptions *options) {
 void addRecordCommand(CLI::App *app) {
     CLI::App *const command = app->add_subcommand("record", kBrief);
     const auto options = std::make_shared<RecordOptions>();
+    const auto output = std::make_shared<OutputOptions>();
     addRingOptions(command, options.get());
     addItemOptions(command, options.get());
-    addReportOptions(command, options.get());
+    addReportOptions(command, options.get(), output.get());
     command->footer(kDetails);
-    command->callback([options] {
+    command->callback([options, output] {
         checkTogether(*options);
+        options->isStatsJson = output->form == "json";
         record(*options);
     });
 }

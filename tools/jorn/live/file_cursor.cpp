@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "live/follow_cursor.h"
+#include "live/file_cursor.h"
 
 #include <fcntl.h>
 
@@ -39,33 +39,33 @@ struct stat statusOf(int fd) {
 
 }  // namespace
 
-FollowCursor::FollowCursor(const RingFile &file)
+FileCursor::FileCursor(const RingFile &file)
     : file_(fcntl(file.file.get(), F_DUPFD_CLOEXEC, 0)), path_(file.path), number_(file.number) {}
 
-bool FollowCursor::isDeleted() const { return statusOf(file_.get()).st_nlink == 0; }
+bool FileCursor::isDeleted() const { return statusOf(file_.get()).st_nlink == 0; }
 
-bool FollowCursor::isOf(const RingFile &file) const {
+bool FileCursor::isOf(const RingFile &file) const {
     return file.file.isOpen() && isSameFile(mark(), markOf(file.file.get()));
 }
 
-bool FollowCursor::isIntact() const {
+bool FileCursor::isIntact() const {
     return bytesAt(file_.get(), 0, head_.size()) == head_ &&
            bytesAt(file_.get(), offset_ - tail_.size(), tail_.size()) == tail_;
 }
 
-void FollowCursor::moveTo(const RingFile &file) {
+void FileCursor::moveTo(const RingFile &file) {
     path_ = file.path;
     number_ = file.number;
 }
 
-void FollowCursor::restart() {
+void FileCursor::restart() {
     offset_ = 0;
     read_ = {};
     head_.clear();
     tail_.clear();
 }
 
-void FollowCursor::account(std::string_view piece, bool isItem) {
+void FileCursor::account(std::string_view piece, bool isItem) {
     if (isItem) {
         const std::string_view line = withoutLineFeed(piece);
         ++read_.count;
@@ -79,13 +79,13 @@ void FollowCursor::account(std::string_view piece, bool isItem) {
 
 /// A piece that cannot get longer is not waited for when it is an item. One that is none becomes damage when
 /// the line goes on, no sooner than for the commands that read a log once.
-bool FollowCursor::isUnfinished(std::string_view piece, LineKind kind, uint64_t end) const {
+bool FileCursor::isUnfinished(std::string_view piece, LineKind kind, uint64_t end) const {
     const bool isWhole = piece.size() == jorn::kLineMax && kind != LineKind::Damaged;
     return piece.back() != '\n' && !isWhole && offset_ + piece.size() == end;
 }
 
 /// Gives the pieces from the place on, which moves with those that are accounted, until `take` returns false.
-bool FollowCursor::scan(uint64_t end, const std::function<bool(std::string_view)> &take) {
+bool FileCursor::scan(uint64_t end, const std::function<bool(std::string_view)> &take) {
     SegmentReader reader(file_.get(), end, Order::OldestFirst, offset_);
     for (Segment segment; reader.next(&segment);) {
         if (!forEachPiece(segment.bytes, [&](std::string_view piece, size_t) { return take(piece); })) {
@@ -95,14 +95,14 @@ bool FollowCursor::scan(uint64_t end, const std::function<bool(std::string_view)
     return true;
 }
 
-void FollowCursor::skipTo(uint64_t end) {
+void FileCursor::skipTo(uint64_t end) {
     scan(end, [&](std::string_view piece) {
         account(piece, isItemLine(piece));
         return true;
     });
 }
 
-void FollowCursor::skipAll() {
+void FileCursor::skipAll() {
     const auto end = static_cast<uint64_t>(mark().size);
     scan(end, [&](std::string_view piece) {
         const LineKind kind = kindOf(piece);
@@ -114,7 +114,7 @@ void FollowCursor::skipAll() {
     });
 }
 
-bool FollowCursor::skipBehind(const ReadItems &items) {
+bool FileCursor::skipBehind(const ReadItems &items) {
     const bool isMissing = scan(static_cast<uint64_t>(mark().size), [&](std::string_view piece) {
         account(piece, isItemLine(piece));
         return read_.count != items.count || read_.hash != items.hash;
@@ -122,7 +122,7 @@ bool FollowCursor::skipBehind(const ReadItems &items) {
     return !isMissing;
 }
 
-bool FollowCursor::skipBehindLine(const std::string &line) {
+bool FileCursor::skipBehindLine(const std::string &line) {
     uint64_t found = 0;
     scan(static_cast<uint64_t>(mark().size), [&](std::string_view piece) {
         account(piece, isItemLine(piece));
@@ -135,9 +135,9 @@ bool FollowCursor::skipBehindLine(const std::string &line) {
 }
 
 /// One reading: what it passes on and what it found on the way.
-struct FollowCursor::Emission {
+struct FileCursor::Emission {
     const ItemFilter &filter;
-    const FollowHooks &hooks;
+    const CursorHooks &hooks;
     BadLines badLines;
 
     /// False when nobody wants any more.
@@ -160,8 +160,7 @@ struct FollowCursor::Emission {
 };
 
 /// Passes on what a segment holds.
-FollowCursor::Reading FollowCursor::emit(const Segment &segment, uint64_t end, bool isFinal,
-                                         Emission *emission) {
+FileCursor::Reading FileCursor::emit(const Segment &segment, uint64_t end, bool isFinal, Emission *emission) {
     bool isWanted = true;
     forEachPiece(segment.bytes, [&](std::string_view piece, size_t) {
         LineNumbers numbers;
@@ -177,7 +176,7 @@ FollowCursor::Reading FollowCursor::emit(const Segment &segment, uint64_t end, b
     return isWanted ? Reading::Done : Reading::Ended;
 }
 
-FollowCursor::Reading FollowCursor::readOn(const ItemFilter &filter, bool isFinal, const FollowHooks &hooks) {
+FileCursor::Reading FileCursor::readOn(const ItemFilter &filter, bool isFinal, const CursorHooks &hooks) {
     const auto end = static_cast<uint64_t>(mark().size);
     SegmentReader reader(file_.get(), end, Order::OldestFirst, offset_);
     Emission emission{filter, hooks, {}};
