@@ -2,8 +2,10 @@
 #include "log/stored_line.h"
 
 #include <stdlib.h>
+#include <string.h>
 #include <time.h>
 
+#include <algorithm>
 #include <charconv>
 
 #include "csvfile/data_file.h"
@@ -72,11 +74,13 @@ int64_t secondsOfRecord(const char *text) {
     return timegm(&date);
 }
 
-}  // namespace
-
+/// Sets the numbers of an item only.
 LineKind readNumbers(std::string_view piece, LineNumbers *numbers) {
     if (readPlainNumbers(piece, numbers)) {
         return LineKind::Item;
+    }
+    if (piece.front() == '\0') {
+        return LineKind::Zeros;
     }
     const PieceCopy copy(piece);
     if (jorn::isBlankLine(copy.get())) {
@@ -88,6 +92,16 @@ LineKind readNumbers(std::string_view piece, LineNumbers *numbers) {
     }
     *numbers = {info.time, info.level, info.slot};
     return LineKind::Item;
+}
+
+}  // namespace
+
+Line readLine(std::string_view piece, uint64_t offset) {
+    Line line;
+    line.bytes = piece;
+    line.offset = offset;
+    line.kind = readNumbers(piece, &line.numbers);
+    return line;
 }
 
 bool holdsNumbers(std::string_view piece) {
@@ -108,13 +122,14 @@ bool hasWholeNumbers(std::string_view piece) {
     return holdsNumbers(piece) && splitter.restBegin()[-1] == ',';
 }
 
-Item readItem(std::string_view piece, const LineNumbers &numbers) {
-    jorn::LineSplitter splitter(piece.data(), piece.size());
+Item readItem(const Line &line) {
+    jorn::LineSplitter splitter(line.bytes.data(), line.bytes.size());
     Item item;
-    // A comma inside the piece ends the first of an item's fields, so no digit behind the piece is looked at.
+    item.offset = line.offset;
+    // A comma inside the line ends the first of an item's fields, so no digit after the line is looked at.
     splitter.takeNumber(&item.seconds);
-    item.level = numbers.level;
-    item.slot = numbers.slot;
+    item.level = line.numbers.level;
+    item.slot = line.numbers.slot;
     item.levelText = fieldText(splitter.takeField(), kLevelText);
     item.slotText = fieldText(splitter.takeField(), kSlotText);
     item.text = withoutLineFeed(fieldText(splitter.rest(), kItemText));
