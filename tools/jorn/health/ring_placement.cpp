@@ -12,15 +12,13 @@ bool contains(const std::vector<int> &positions, int position) {
 
 /// Whether the store's start-up, with a ring of this size, leaves files and index as they are.
 bool isTidy(const RingFacts &facts, const IndexPositions &positions, int ringSize) {
-    RingSurvey survey;
-    survey.index = positions;
-    for (size_t position = 0; position < survey.isPresent.size(); ++position) {
-        survey.isPresent[position] = facts.files[position].isPresent;
-    }
-    if (survey.highestFile() < 0) {
+    FilePresence files{};
+    std::transform(facts.files.begin(), facts.files.end(), files.begin(),
+                   [](const FileFacts &file) { return file.isPresent; });
+    if (highestOf(files) < 0) {
         return positions == IndexPositions{0, 0};
     }
-    const jorn::TidyingPlan plan = survey.planFor(ringSize);
+    const jorn::TidyingPlan plan = tidyingPlanOf(files, positions, ringSize);
     for (int32_t position = 0; position < jorn::kSurveySize; ++position) {
         if (plan.moveTable[position] != position) {
             return false;

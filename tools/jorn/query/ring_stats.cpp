@@ -1,16 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "query/ring_stats.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <numeric>
 
-#include "log/regular_file.h"
 #include "log/stored_line.h"
 #include "query/item_scanner.h"
-#include "system/failure.h"
 
 namespace tool {
 namespace {
@@ -27,23 +22,14 @@ void addFile(const RingFile &file, PieceFilter *filter, RingStats *stats, Damage
     stats->files.push_back(own);
 }
 
-/// Whatever it is: a link that leads nowhere, too.
+/// Whatever bears the name: a link that leads nowhere, too.
 bool isThere(const StoreDirectory &directory, const char *name) {
-    struct stat status;
-    return fstatat(directory.descriptor(), name, &status, AT_SYMLINK_NOFOLLOW) == 0;
+    return lookAtEntry(directory, name).isPresent();
 }
 
-bool canBeRead(const StoreDirectory &directory, const char *name) {
-    try {
-        return openRegular(directory, name).isOpen();
-    } catch (const Failure &) {
-        return false;
-    }
-}
-
-std::string describeIndex(const StoreDirectory &directory, const RingSurvey &survey) {
-    if (survey.index) {
-        return canBeRead(directory, kIndexName) ? kIndexName : "index.bak, for want of index.csv";
+std::string describeIndex(const StoreDirectory &directory, const IndexLook &index) {
+    if (index.positions()) {
+        return index.isOfBackup() ? "index.bak, for want of index.csv" : kIndexName;
     }
     const bool hasAny = isThere(directory, kIndexName) || isThere(directory, kIndexBackupName);
     return hasAny ? "cannot be used; see jorn check" : "missing";
@@ -82,9 +68,9 @@ uint64_t LevelTable::totalOfSlot(size_t slot) const {
 
 RingStats statsOf(const RingView &view, const ItemFilter &filter, DamageLog *damage) {
     RingStats stats;
-    stats.index = describeIndex(view.directory(), view.survey());
+    stats.index = describeIndex(view.directory(), view.index());
     stats.ringSize = view.ringSize();
-    stats.isRingSizeKnown = view.survey().hasWrapped();
+    stats.isRingSizeKnown = view.look().hasWrapped();
     stats.oldest = view.plan().oldest;
     stats.newest = view.plan().latest;
     PieceFilter pieceFilter(filter);
