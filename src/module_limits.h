@@ -41,7 +41,6 @@ constexpr size_t kDataPathSize = (kDirNameSize - 1) + sizeof "/.csv" + kInt32Dig
 
 /// Bytes of a path "directory/index.csv", with its NUL.
 constexpr size_t kIndexPathSize = 44;
-static_assert(kIndexPathSize >= (kDirNameSize - 1) + sizeof "/index.csv", "index path must fit");
 
 /// Bytes of an item's text that a submission keeps.
 constexpr size_t kTextMax = JORN_TEXT_MAX;
@@ -85,6 +84,7 @@ constexpr int32_t kIndexVersion = 1;
 
 constexpr uint32_t kSecondsPerHour = 3600;
 constexpr uint32_t kHoursPerDay = 24;
+constexpr uint32_t kSecondsPerDay = kSecondsPerHour * kHoursPerDay;
 
 }  // namespace jorn
 

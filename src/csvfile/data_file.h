@@ -1,40 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
-// The data file: its name, its lines, and how they are read back.
+// The data file as it is read back: line by line, oldest item first. Its lines are described in line.h, its
+// name in file_names.h.
 //
-//   file name   directory "/" position ".csv"     position in plain decimal, 0 to csv_num - 1
-//   file        { line }                          oldest item first, no header
-//   line        time "," level "," slot "," text LF
-//   time        unsigned decimal seconds since 1970-01-01 UTC
-//   level       signed decimal, below 4
-//   slot        signed decimal, below the object's slot_max
-//   text        0 to 198 bytes, any but CR, LF and NUL; commas belong to the text
+//   file   { line }     no header
 //
-// A line as the store task writes it has at most 234 characters. Files may hold anything else after
-// damage or foreign hands: readers take pieces of at most 256 characters, each as a line of its own.
+// Files may hold anything else after damage or foreign hands: readers take pieces of at most 256 characters,
+// each as a line of its own.
 #ifndef JORN_SRC_CSVFILE_DATA_FILE_H
 #define JORN_SRC_CSVFILE_DATA_FILE_H
 
 #include <stdint.h>
 #include <stdio.h>
 
+#include "csvfile/file_names.h"
 #include "guards.h"
 #include "module_limits.h"
 
 namespace jorn {
-
-/// The path of the data file at a ring position. Any position fits the buffer.
-class DataPath {
-public:
-    DataPath(const char *dirName, int32_t position);
-    const char *get() const { return path_; }
-
-private:
-    char path_[kDataPathSize];
-};
-
-/// Whether a line is blank: its first character is a carriage return or a line feed. An empty text is
-/// not blank.
-inline bool isBlankLine(const char *line) { return line[0] == '\r' || line[0] == '\n'; }
 
 /// Reads a data file line by line, or piece by piece where lines are too long.
 class LineReader {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// The in-memory summary of one data file, which lets queries skip files and count without reading.
+// The in-memory summary of one data file, which lets queries skip files and count without reading, and how an
+// item is counted in it.
 #ifndef JORN_SRC_CSVFILE_FILE_SUMMARY_H
 #define JORN_SRC_CSVFILE_FILE_SUMMARY_H
 
 #include <stdint.h>
 
-#include "linkage.h"
+#include "csvfile/line.h"
 #include "module_limits.h"
-#include "registry/log_object.h"
 
 /// Items of one level.
 typedef struct {
@@ -28,17 +28,57 @@ typedef struct jorn_csv_info {
 
 static_assert(sizeof(JORN_CSV_INFO) == 41 * sizeof(uint32_t), "41 words without gaps");
 
-/// Reads the data file at a ring position (not range-checked) and fills `info`. Returns 0; -1 when
-/// `obj` is null or the file cannot be opened, `info` then untouched. Lines that do not parse are left
-/// out. A smallest time of 0 counts as not yet set.
-JORN_INTERNAL int32_t jorn_AnalyseOneCsvInfo(JORN_OBJ *obj, int32_t fileIdx, JORN_CSV_INFO *info);
+namespace jorn {
 
-/// Counts one line, just appended to the file at a ring position, in the object's summary. Returns 0;
-/// -1 when `obj` is null, the position is outside the ring or the line does not parse, the summary
-/// then unchanged. Here a smallest time of 0 is a time like any other.
-JORN_INTERNAL int32_t jorn_UpdateCsvInfo(JORN_OBJ *obj, int32_t fileIdx, const char *line);
+/// How many levels and slots an object has: at most as many as a summary.
+struct ItemLimits {
+    int32_t levels;
+    int32_t slots;
+};
 
-/// Raises the module's largest time found at start-up. Returns 0.
-JORN_INTERNAL int32_t jorn_UpdateMaxTime(uint32_t time);
+/// Counts an item by level and slot. What lies outside the limits, above or below, counts in none.
+inline void countLevelAndSlot(const JORN_ITEM_INFO &item, ItemLimits limits, JORN_CSV_INFO *info) {
+    if (item.level < 0 || item.level >= limits.levels) {
+        return;
+    }
+    JORN_LEVEL_STAT &stat = info->levelStat[item.level];
+    ++stat.levelCount;
+    if (item.slot >= 0 && item.slot < limits.slots) {
+        ++stat.slotCount[item.slot];
+    }
+}
+
+/// What every counted item changes, whichever way the smallest and largest times are kept.
+inline void countItem(const JORN_ITEM_INFO &item, ItemLimits limits, JORN_CSV_INFO *info) {
+    info->timeLast = item.time;
+    ++info->itemCount;
+    countLevelAndSlot(item, limits, info);
+}
+
+/// Folds the next item of a file that is read: a smallest time of 0 is unset. (In the header, as every line
+/// that is read passes through it.)
+inline void foldReadItem(const JORN_ITEM_INFO &item, ItemLimits limits, JORN_CSV_INFO *info) {
+    if (info->timeMin == 0 || item.time < info->timeMin) {
+        info->timeMin = item.time;
+    }
+    if (info->timeMax < item.time) {
+        info->timeMax = item.time;
+    }
+    countItem(item, limits, info);
+}
+
+/// Folds an item that is appended to a file: only an empty file has no smallest time.
+inline void foldAppendedItem(const JORN_ITEM_INFO &item, ItemLimits limits, JORN_CSV_INFO *info) {
+    const bool isFirst = info->itemCount == 0;
+    if (isFirst || info->timeMax < item.time) {
+        info->timeMax = item.time;
+    }
+    if (isFirst || info->timeMin > item.time) {
+        info->timeMin = item.time;
+    }
+    countItem(item, limits, info);
+}
+
+}  // namespace jorn
 
 #endif

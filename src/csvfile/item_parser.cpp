@@ -1,41 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "csvfile/item_parser.h"
 
-#include <limits.h>
-
 #include "diagnostics.h"
+#include "module_limits.h"
 
-bool jorn::LineSplitter::takeInt(int32_t *number) {
-    int64_t wide = 0;
-    if (!takeNumber(&wide)) {
-        return false;
+namespace {
+
+/// What is printed of a line that lacks a field.
+const char *messageFor(jorn::ParsedLine missing) {
+    switch (missing) {
+        case jorn::ParsedLine::NoTime:
+            return "Time info error!";
+        case jorn::ParsedLine::NoLevel:
+            return "Level info error!";
+        default:
+            return "Slot info error!";
     }
-    if (wide != static_cast<long>(wide)) {
-        wide = wide < 0 ? LONG_MIN : LONG_MAX;
-    }
-    *number = static_cast<int32_t>(wide);
-    return true;
 }
+
+}  // namespace
 
 int32_t jorn_AnalyseOneItemInfo(const char *line, JORN_ITEM_INFO *item) {
-    jorn::LineSplitter splitter(line, jorn::kParsedChars);
-    int64_t time = 0;
-    if (!splitter.takeNumber(&time)) {
-        JORN_PRINT_TEXT(jorn::kPrintError, "Time info error!");
-        return -1;
+    const jorn::ParsedLine parsed = jorn::parseLine(line, jorn::kParsedChars, item);
+    if (parsed == jorn::ParsedLine::Whole) {
+        return 0;
     }
-    item->time = static_cast<uint32_t>(time);
-
-    if (!splitter.takeInt(&item->level)) {
-        JORN_PRINT_TEXT(jorn::kPrintError, "Level info error!");
-        return -1;
-    }
-    if (!splitter.takeInt(&item->slot)) {
-        JORN_PRINT_TEXT(jorn::kPrintError, "Slot info error!");
-        return -1;
-    }
-    item->text = splitter.restBegin();
-    return 0;
+    JORN_PRINT_TEXT(jorn::kPrintError, messageFor(parsed));
+    return -1;
 }
 
-uint32_t jorn_TimeToDay(uint32_t seconds) { return seconds / jorn::kSecondsPerHour / jorn::kHoursPerDay; }
+uint32_t jorn_TimeToDay(uint32_t seconds) { return seconds / jorn::kSecondsPerDay; }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "csvfile/startup_analysis.h"
 
-#include "csvfile/data_file.h"
-#include "csvfile/file_summary.h"
+#include "csvfile/file_analysis.h"
+#include "csvfile/file_names.h"
 #include "csvfile/tidying_plan.h"
 #include "diagnostics.h"
 #include "guards.h"
@@ -89,9 +89,9 @@ int32_t jorn_InitAnalyseCSV(JORN_OBJ *obj) {
     }
     loadIndex(obj);
     jorn_PickUpCsvValidRange(obj);
-    const jorn::RingRange range = jorn::validRange(*obj);
+    const jorn::RingRange range = jorn::ringOf(*obj).range();
     for (int32_t i = range.latest; i >= range.oldest; --i) {
-        analysePosition(obj, jorn::ringPosition(*obj, i));
+        analysePosition(obj, jorn::ringOf(*obj).position(i));
     }
     return 0;
 }

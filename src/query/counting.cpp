@@ -59,7 +59,7 @@ void countMiddle(JORN_OBJ *obj, const JORN_REQUIRE *req, const jorn::RingRange &
         return;
     }
     for (int32_t i = files.latest - 1; i > files.oldest; --i) {
-        const int32_t position = jorn::ringPosition(*obj, i);
+        const int32_t position = jorn::ringOf(*obj).position(i);
         const int32_t count = jorn_CountRequireNumFromArray(obj, position, req);
         if (tally->add(position, count)) {
             JORN_PRINT(jorn::kPrintLineFate, "Find %ld items in %ld.csv!", jorn::asLong(count),
@@ -84,7 +84,7 @@ void reportFileRange(const JORN_OBJ &obj, const jorn::RingRange &files, const Ta
         return;
     }
     for (int32_t i = files.latest; i >= files.oldest; --i) {
-        const int32_t position = jorn::ringPosition(obj, i);
+        const int32_t position = jorn::ringOf(obj).position(i);
         if (tally.numInCsv[position] > 0) {
             dstFileRange[0] = position;
             if (dstFileRange[1] < 0) {
@@ -163,7 +163,7 @@ int32_t jorn_CountRequireNumFromArray(JORN_OBJ *obj, int32_t fileIdx, const JORN
     if (obj == nullptr) {
         return -1;
     }
-    const JORN_CSV_INFO &info = obj->csv_info[jorn::ringPosition(*obj, fileIdx)];
+    const JORN_CSV_INFO &info = obj->csv_info[jorn::ringOf(*obj).position(fileIdx)];
     const LevelSpan levels = levelsOf(*obj, *req);
     const bool isAnySlot = req->slot < 0 || req->slot >= obj->slot_max;
     uint32_t sum = 0;

@@ -17,7 +17,7 @@ struct DayLimits {
 };
 
 const JORN_CSV_INFO &summaryAt(const JORN_OBJ &obj, int32_t unwrapped) {
-    return obj.csv_info[jorn::ringPosition(obj, unwrapped)];
+    return obj.csv_info[jorn::ringOf(obj).position(unwrapped)];
 }
 
 int32_t firstDay(const JORN_CSV_INFO &info) { return static_cast<int32_t>(jorn_TimeToDay(info.timeMin)); }
@@ -93,13 +93,13 @@ int32_t jorn_FindCsvByTime(JORN_OBJ *obj, const JORN_REQUIRE *req, int32_t range
     if (obj == nullptr) {
         return -1;
     }
-    jorn::RingRange ring = jorn::validRange(*obj);
+    jorn::RingRange ring = jorn::ringOf(*obj).range();
     if (!narrowToDays(*obj, *req, &ring)) {
         range[0] = kNone;
         range[1] = kNone;
         return -1;
     }
-    range[0] = jorn::ringPosition(*obj, ring.oldest);
-    range[1] = jorn::ringPosition(*obj, ring.latest);
+    range[0] = jorn::ringOf(*obj).position(ring.oldest);
+    range[1] = jorn::ringOf(*obj).position(ring.latest);
     return 0;
 }

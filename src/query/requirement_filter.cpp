@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "query/requirement_filter.h"
 
-#include "csvfile/data_file.h"
 #include "csvfile/item_parser.h"
 #include "diagnostics.h"
 #include "module_limits.h"

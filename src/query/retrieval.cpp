@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "csvfile/data_file.h"
-#include "csvfile/item_parser.h"
+#include "csvfile/line.h"
 #include "diagnostics.h"
 #include "guards.h"
 #include "module_limits.h"
@@ -137,7 +137,7 @@ void fillPage(JORN_OBJ *obj, const JORN_REQUIRE &require, const Page &page, cons
     out->itemsNum = 0;
     int32_t itemBase = 1;
     for (int32_t i = files.latest; i >= files.oldest && itemBase <= page.itemEnd; --i) {
-        const int32_t position = jorn::ringPosition(*obj, i);
+        const int32_t position = jorn::ringOf(*obj).position(i);
         const int32_t num = matches.numInCsv[position];
         const bool isPageBegun = itemBase > page.itemStart;
         const int32_t latest = latestOfPage(page, itemBase, num);

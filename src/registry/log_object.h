@@ -6,6 +6,7 @@
 #include <stdint.h>
 
 #include "module_limits.h"
+#include "ring.h"
 
 struct jorn_csv_info;
 
@@ -16,7 +17,7 @@ struct jorn_csv_info;
 /// tables of a summary.
 ///
 /// Ring positions come from the index file and so may hold any number until the start-up tidying has
-/// put them into the ring; code that indexes with them goes through ringPosition().
+/// put them into the ring; code that indexes with them goes through ringOf().
 typedef struct jorn_obj {
     int32_t handle_id;                 ///< 1 or more, unique among live objects.
     struct jorn_obj *next;             ///< The next older object; null at the tail.
@@ -33,21 +34,8 @@ typedef struct jorn_obj {
 
 namespace jorn {
 
-/// A position counted along the ring, brought into 0 to csv_num - 1 whatever its value: the table
-/// index for it.
-int32_t ringPosition(const JORN_OBJ &obj, int32_t position);
-
-/// The ring position after the given one.
-int32_t nextRingPosition(const JORN_OBJ &obj, int32_t position);
-
-/// The valid range of an object's ring, unwrapped so that it can be walked by counting: oldest is in
-/// the ring, latest is at or above it, and each number between them taken modulo csv_num is a position.
-struct RingRange {
-    int32_t oldest;
-    int32_t latest;
-};
-
-RingRange validRange(const JORN_OBJ &obj);
+/// The ring of an object, with the positions that it has at this moment.
+inline Ring ringOf(const JORN_OBJ &obj) { return {obj.csv_num, obj.csv_oldest, obj.csv_latest}; }
 
 }  // namespace jorn
 

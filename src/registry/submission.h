@@ -1,9 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Submission of items, and the store message: the text of one item on its way through the queue.
-//
-//   message  handle "," line NUL         at most 246 bytes, the NUL is sent along
-//   handle   signed decimal handle id
-//   line     as in csvfile/data_file.h: time "," level "," slot "," text LF
+// Submission of items: each becomes a message (message.h) and is sent without waiting.
 #ifndef JORN_SRC_REGISTRY_SUBMISSION_H
 #define JORN_SRC_REGISTRY_SUBMISSION_H
 

@@ -20,8 +20,8 @@ int32_t rewriteIndex(JORN_OBJ *obj, int32_t position) {
     return jorn_UpdateCsvIndexFile(obj, position, position);
 }
 
-/// Done without the mutex: a batch of the store task may run between the index rewrite and this, and
-/// works with the former positions then.
+/// Done without the mutex, on purpose (docs/decisions/0006): a batch of the store task may run between the
+/// index rewrite and this, and works with the former positions then.
 void forgetItems(JORN_OBJ *obj, int32_t position) {
     obj->csv_latest = position;
     obj->csv_oldest = position;
@@ -36,7 +36,7 @@ int32_t JORN_ClearAllLog(int32_t handle_id, int32_t addClearLog) {
     if (obj == nullptr) {
         return -1;
     }
-    const int32_t position = jorn::nextRingPosition(*obj, obj->csv_latest);
+    const int32_t position = jorn::ringOf(*obj).successor(obj->csv_latest);
     if (rewriteIndex(obj, position) < 0) {
         return -1;
     }

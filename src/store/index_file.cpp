@@ -4,62 +4,21 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "csvfile/file_names.h"
 #include "diagnostics.h"
 #include "guards.h"
 #include "module_limits.h"
 #include "platform.h"
+#include "store/index_text.h"
 
 namespace {
-
-constexpr char kIndexName[] = "index.csv";
-constexpr char kBackupName[] = "index.bak";
 
 /// Where the file system is mounted; its own calls take paths from there.
 constexpr char kFileSystemRoot[] = "/yaffs";
 
-/// The path of the index or of its backup.
-class IndexPath {
-public:
-    IndexPath(const JORN_OBJ &obj, const char *fileName) { sprintf(path_, "%s/%s", obj.dirName, fileName); }
-    const char *get() const { return path_; }
-
-private:
-    char path_[jorn::kIndexPathSize];
-};
-
 bool fileExists(const char *path) {
     const jorn::FileGuard file(path, "r");
     return static_cast<bool>(file);
-}
-
-/// Numbers are scanned as wide as the format is, which differs between machines. One that does not fit is
-/// seen as what it is, far outside any ring, on each of them.
-int32_t saturated(int64_t number) {
-    if (number > INT32_MAX) {
-        return INT32_MAX;
-    }
-    return number < INT32_MIN ? INT32_MIN : static_cast<int32_t>(number);
-}
-
-/// Reads the version line. What was read stays in the object even when it is refused.
-bool readVersion(JORN_OBJ *obj, FILE *index) {
-    long version = obj->index_version;
-    const int converted = fscanf(index, "version:%ld\n", &version);
-    obj->index_version = saturated(version);
-    return converted > 0 && obj->index_version == jorn::kIndexVersion;
-}
-
-/// Reads the positions into the object, where they stay even when they are refused. Returns how many
-/// were read, -1 when there is none or one is too large.
-int32_t readPositions(JORN_OBJ *obj, FILE *index) {
-    long oldest = obj->csv_oldest;
-    long latest = obj->csv_latest;
-    const int converted = fscanf(index, "%ld,%ld", &oldest, &latest);
-    obj->csv_oldest = saturated(oldest);
-    obj->csv_latest = saturated(latest);
-    const bool isRefused =
-        converted <= 0 || obj->csv_oldest >= jorn::kCsvNumMax || obj->csv_latest >= jorn::kCsvNumMax;
-    return isRefused ? -1 : converted;
 }
 
 /// Keeps the present index as the backup, in place of a backup that may be left from before.
@@ -85,8 +44,8 @@ int32_t jorn_ReadCsvIndexFile(JORN_OBJ *obj) {
     if (obj == nullptr) {
         return -1;
     }
-    const IndexPath indexPath(*obj, kIndexName);
-    const IndexPath backupPath(*obj, kBackupName);
+    const jorn::IndexPath indexPath(obj->dirName, jorn::kIndexName);
+    const jorn::IndexPath backupPath(obj->dirName, jorn::kBackupName);
     bool isBackup = false;
 
     jorn::FileGuard index(indexPath.get(), "r");
@@ -99,12 +58,13 @@ int32_t jorn_ReadCsvIndexFile(JORN_OBJ *obj) {
         JORN_PRINT_TEXT(jorn::kPrintError, "Open index backup file error!");
         return -1;
     }
-    if (!readVersion(obj, index.get())) {
+    const int32_t result =
+        jorn::scanIndexText(index.get(), &obj->index_version, &obj->csv_oldest, &obj->csv_latest);
+    if (result == jorn::kWrongVersion) {
         index.close();
         JORN_PRINT(jorn::kPrintError, "%s: index.csv version error!", obj->dirName);
         return -1;
     }
-    const int32_t result = readPositions(obj, index.get());
     if (result < 0) {
         JORN_PRINT(jorn::kPrintError, "%s: read index error!", obj->dirName);
     }
@@ -119,13 +79,12 @@ int32_t jorn_UpdateCsvIndexFile(JORN_OBJ *obj, int32_t oldest, int32_t latest) {
     if (obj == nullptr) {
         return -1;
     }
-    const IndexPath indexPath(*obj, kIndexName);
-    const IndexPath backupPath(*obj, kBackupName);
+    const jorn::IndexPath indexPath(obj->dirName, jorn::kIndexName);
+    const jorn::IndexPath backupPath(obj->dirName, jorn::kBackupName);
     setBackup(indexPath.get(), backupPath.get());
 
-    char text[256];
-    const int length = sprintf(text, "version:%d\n%ld,%ld\n", static_cast<int>(jorn::kIndexVersion),
-                               jorn::asLong(oldest), jorn::asLong(latest));
+    char text[jorn::kIndexTextSize];
+    const int length = jorn::buildIndexText(text, oldest, latest);
 
     jorn::FileGuard index(indexPath.get(), "w");
     if (!index) {

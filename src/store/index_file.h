@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The index file: which ring positions hold the oldest items and the items being written.
 //
-//   index.csv   "version:1" LF  oldest "," latest LF       both signed decimal ring positions
+//   index.csv   the text described in index_text.h
 //   index.bak   the former index, only while index.csv is being rewritten
 //
 // A rewrite renames index.csv to index.bak, writes the new index.csv and deletes index.bak, so that a

@@ -4,13 +4,13 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "csvfile/data_file.h"
-#include "csvfile/file_summary.h"
-#include "csvfile/item_parser.h"
+#include "csvfile/file_analysis.h"
+#include "csvfile/file_names.h"
 #include "diagnostics.h"
 #include "guards.h"
 #include "module_limits.h"
 #include "platform.h"
+#include "registry/message.h"
 #include "registry/registry.h"
 #include "store/index_file.h"
 
@@ -20,10 +20,8 @@ namespace {
 // destruction of an object can reach it. All but `fp` and `isClosing` are touched with the file mutex
 // held only, or while there is no store task.
 
-/// One message, as received and then split. Never cleared between messages of one task. The queue fills 272
-/// bytes at most; the two behind stay NUL, so that a field without an end, and an empty remainder behind it,
-/// still end inside.
-char msgBuff[jorn::kMessageSize + 2];
+/// One message, as received and then split. Never cleared between messages of one task.
+char msgBuff[jorn::kMessageBufferSize];
 
 /// The data file open for writing, of object `pt`, or null. Whoever closes it takes it out first: the
 /// task's idle pass closes without the mutex, and a destruction may do so at the same moment.
@@ -56,17 +54,29 @@ void closeIdleFile() {
     __atomic_store_n(&isClosing, false, __ATOMIC_SEQ_CST);
 }
 
-/// Opens the data file of a position; tells whether it is open.
-bool openDataFile(int32_t position, const char *mode) {
+/// What became of a message. Only a missing file ends the batch: the messages after it would be lost as well.
+enum class Outcome { Stored, Dropped, NoFile };
+
+/// In place of a ring position: no file can be had.
+constexpr int32_t kNone = -1;
+
+int32_t itemCount(int32_t position) { return static_cast<int32_t>(pt->csv_info[position].itemCount); }
+
+bool isFull(int32_t position) { return itemCount(position) >= jorn::kCsvItemMax; }
+
+/// Opens the data file of a position. Returns whether it is open.
+bool tryOpen(int32_t position, const char *mode) {
     const jorn::DataPath path(pt->dirName, position);
     FILE *const file = fopen(path.get(), mode);
     __atomic_store_n(&fp, file, __ATOMIC_RELEASE);
     return file != nullptr;
 }
 
-int32_t itemCount(int32_t position) { return static_cast<int32_t>(pt->csv_info[position].itemCount); }
-
-bool reportCreateFailure(int32_t position) {
+/// Opens the data file of a position from scratch. Returns whether it is open, with a message when it is not.
+bool createFile(int32_t position) {
+    if (tryOpen(position, "w")) {
+        return true;
+    }
     JORN_PRINT(jorn::kPrintError, "Create %ld.csv failed!", jorn::asLong(position));
     return false;
 }
@@ -82,69 +92,61 @@ bool beginSummary(JORN_CSV_INFO *info) {
     return true;
 }
 
-/// Opens the current file, which holds no item yet.
-bool startFile(int32_t position) { return openDataFile(position, "w") || reportCreateFailure(position); }
-
-/// Opens the current file to go on with it.
+/// Opens the file of a position to go on with it, or from scratch when it holds no item or cannot be gone on
+/// with.
 bool continueFile(int32_t position) {
-    JORN_OBJ *const obj = pt;
-    if (openDataFile(position, "a")) {
-        return true;
+    JORN_OBJ *const object = pt;
+    if (itemCount(position) == 0) {
+        return createFile(position);
     }
-    if (!openDataFile(position, "w")) {
-        return reportCreateFailure(position);
-    }
-    return beginSummary(&obj->csv_info[position]);
+    return tryOpen(position, "a") || (createFile(position) && beginSummary(&object->csv_info[position]));
 }
 
-/// Leaves the full file and starts the next one of the ring. The ring positions stay when that file
-/// cannot be opened, so that the next message tries again.
-bool rotate(int32_t *position) {
+/// Leaves the full file and starts the next one of the ring; its position, or kNone. The ring positions stay
+/// when that file cannot be opened, so that the next message tries again.
+int32_t rotate(int32_t full) {
     closeFile();
-    JORN_OBJ *const obj = pt;
-    const int32_t next = jorn::nextRingPosition(*obj, *position);
-    if (!openDataFile(next, "w")) {
-        return reportCreateFailure(next);
+    JORN_OBJ *const object = pt;
+    const int32_t next = jorn::ringOf(*object).successor(full);
+    if (!createFile(next)) {
+        return kNone;
     }
-    obj->csv_latest = next;
-    if (obj->csv_oldest == next) {
-        obj->csv_oldest = jorn::nextRingPosition(*obj, next);
+    object->csv_latest = next;
+    if (object->csv_oldest == next) {
+        object->csv_oldest = jorn::ringOf(*object).successor(next);
     }
     // Ignored on purpose: the items are in their file whatever the index says, and the next rotation writes
     // it again. Until then a restart goes by the former positions.
-    jorn_UpdateCsvIndexFile(obj, obj->csv_oldest, obj->csv_latest);
-    *position = next;
-    return beginSummary(&obj->csv_info[next]);
+    jorn_UpdateCsvIndexFile(object, object->csv_oldest, object->csv_latest);
+    return beginSummary(&object->csv_info[next]) ? next : kNone;
 }
 
-/// Makes sure that a file is open for the next line of `pt`, and sets the position that counts it. False
-/// when none can be had.
-bool chooseFile(int32_t *position) {
-    *position = jorn::ringPosition(*pt, pt->csv_latest);
-    const int32_t count = itemCount(*position);
-    if (count >= jorn::kCsvItemMax) {
-        return rotate(position);
+/// Chooses the position that the next line of `pt` is counted at, and makes sure that a file is open for it:
+/// the next one of the ring after a full one, the one that is open already, or the latest. kNone when none
+/// can be had.
+int32_t chooseFile() {
+    const int32_t latest = jorn::ringOf(*pt).position(pt->csv_latest);
+    if (isFull(latest)) {
+        return rotate(latest);
     }
-    if (openFile() != nullptr) {
-        return true;
-    }
-    return count == 0 ? startFile(*position) : continueFile(*position);
+    const bool isOpen = openFile() != nullptr || continueFile(latest);
+    return isOpen ? latest : kNone;
 }
 
-/// Appends one line to the current file of `pt` and counts it. False when no file can be had.
-bool writeLine(const char *line, size_t length) {
-    int32_t position = 0;
-    if (!chooseFile(&position)) {
-        return false;
+/// Appends a line to the file of `pt` and counts it.
+Outcome storeLine(const char *line, size_t length) {
+    const int32_t position = chooseFile();
+    if (position == kNone) {
+        return Outcome::NoFile;
     }
     // Ignored on purpose: a short write cannot be mended here, and a line that does not parse is in the
     // file but not counted.
     fwrite(line, length, 1, openFile());
     jorn_UpdateCsvInfo(pt, position, line);
-    if (itemCount(position) >= jorn::kCsvItemMax) {
+    if (isFull(position)) {
         closeFile();
     }
-    return true;
+    return Outcome::Stored;
 }
 
 /// Makes `pt` the object of a handle; false with a message when there is none to write for.
@@ -177,47 +179,33 @@ size_t receiveMessage() {
     return static_cast<size_t>(length);
 }
 
-/// Takes the handle off the front of msgBuff; what follows its field, or null when there is no field. A NUL
-/// stands in place of the comma between them afterwards: it may be what follows the field of a later, shorter
-/// message.
-const char *takeHandle(int32_t *handle) {
-    jorn::LineSplitter splitter(msgBuff, jorn::kMessageSize);
-    if (!splitter.takeInt(handle)) {
-        return nullptr;
-    }
-    char *const rest = msgBuff + (splitter.restBegin() - msgBuff);
-    if (rest[-1] != ',') {
-        return rest + 1;  // behind the NUL that ends the field
-    }
-    rest[-1] = '\0';
-    return rest;
-}
-
-/// Handles one message; one that fails a check is dropped. False when no file can be had, which ends the
-/// batch.
-bool storeMessage() {
+/// The life of an item in this task: received, parted from its handle, given to its object, and stored.
+Outcome storeMessage() {
     const size_t received = receiveMessage();
     if (received == 0) {
-        return true;
+        return Outcome::Dropped;
     }
     int32_t handle = 0;
-    const char *const line = takeHandle(&handle);
+    const char *const line = jorn::takeHandle(msgBuff, &handle);
     if (line == nullptr) {
         msgBuff[received] = '\0';
         JORN_PRINT(jorn::kPrintError, "msg handle_id eror: %s", msgBuff);
-        return true;
+        return Outcome::Dropped;
     }
     const size_t length = strlen(line);
     if (length < 1 || length > jorn::kLineMax) {
         JORN_PRINT(jorn::kPrintError, "msg eror: %s", line);
-        return true;
+        return Outcome::Dropped;
     }
-    return !selectObject(handle) || writeLine(line, length);
+    if (!selectObject(handle)) {
+        return Outcome::Dropped;
+    }
+    return storeLine(line, length);
 }
 
 void storeBatch(int messages) {
     const jorn::MutexGuard lock(logSemCsvRW_ID);
-    while (messages > 0 && storeMessage()) {
+    while (messages > 0 && storeMessage() != Outcome::NoFile) {
         --messages;
     }
 }

@@ -30,46 +30,6 @@ protected:
     HandMadeObject object_{dir_.path(), 2};
 };
 
-TEST(DataPathTest, Get_PositionThree_IsDirectorySlashNumberDotCsv) {
-    EXPECT_STREQ(jorn::DataPath("/yaffs/log", 3).get(), "/yaffs/log/3.csv");
-}
-
-TEST(DataPathTest, Get_FirstPosition_IsZeroDotCsv) {
-    EXPECT_STREQ(jorn::DataPath("/a", 0).get(), "/a/0.csv");
-}
-
-TEST(DataPathTest, Get_LastPosition_HasNoLeadingZeros) {
-    EXPECT_STREQ(jorn::DataPath("/a", 89).get(), "/a/89.csv");
-}
-
-TEST(DataPathTest, Get_LongestDirectoryAndLastPosition_StaysWithin44Bytes) {
-    const std::string directory = padded("/", 31);
-    const jorn::DataPath path(directory.c_str(), 89);
-    EXPECT_EQ(path.get(), directory + "/89.csv");
-    EXPECT_LE(std::string(path.get()).size() + 1, 44U);
-}
-
-TEST(DataPathTest, Get_LongestDirectoryAndAnyPosition_FitsThePath) {
-    const std::string directory = padded("/", 31);
-    EXPECT_EQ(jorn::DataPath(directory.c_str(), INT32_MIN).get(), directory + "/-2147483648.csv");
-    EXPECT_EQ(jorn::DataPath(directory.c_str(), INT32_MAX).get(), directory + "/2147483647.csv");
-}
-
-TEST(BlankLineTest, IsBlankLine_LineFeedOrCarriageReturnFirst_IsBlank) {
-    EXPECT_TRUE(jorn::isBlankLine("\n"));
-    EXPECT_TRUE(jorn::isBlankLine("\r\n"));
-    EXPECT_TRUE(jorn::isBlankLine("\r"));
-    EXPECT_TRUE(jorn::isBlankLine("\r1700000000,1,2,text\n"));
-}
-
-TEST(BlankLineTest, IsBlankLine_EmptyText_IsNotBlank) { EXPECT_FALSE(jorn::isBlankLine("")); }
-
-TEST(BlankLineTest, IsBlankLine_AnyOtherStart_IsNotBlank) {
-    EXPECT_FALSE(jorn::isBlankLine(" \n"));
-    EXPECT_FALSE(jorn::isBlankLine("\t\n"));
-    EXPECT_FALSE(jorn::isBlankLine("1700000000,1,2,text\n"));
-}
-
 TEST_F(DataFileTest, Read_TwoLines_OpensForReadingTakesPiecesOf256AndCloses) {
     dir_.write("0.csv", lines(2, 100, "n"));
     EXPECT_EQ(itemsRead(), 2U);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "csvfile/csvfile_support.h"
+#include "csvfile/every_text.h"
 #include "model/library_model.h"
 #include "support/module_test.h"
 
@@ -148,33 +149,6 @@ TEST_F(ItemParserTest, AnalyseOneItemInfo_SlotAcrossTheLastCharacter_SeesTheFirs
 
 // The same as the C library
 
-/// All texts of so many characters of an alphabet, one after the other.
-class EveryText {
-public:
-    EveryText(const char *alphabet, size_t size, size_t length)
-        : alphabet_(alphabet), size_(size), places_(length), text_(length, alphabet[0]) {}
-
-    const std::string &text() const { return text_; }
-
-    /// Makes the next one; false after the last.
-    bool next() {
-        for (size_t i = 0; i < places_.size(); ++i) {
-            places_[i] = places_[i] + 1 < size_ ? places_[i] + 1 : 0;
-            text_[i] = alphabet_[places_[i]];
-            if (places_[i] != 0) {
-                return true;
-            }
-        }
-        return false;
-    }
-
-private:
-    const char *alphabet_;
-    size_t size_;
-    std::vector<size_t> places_;
-    std::string text_;
-};
-
 void expectParseAsLibrary(const std::string &line) {
     const ModelParse wanted = libraryParse(line.c_str());
     JORN_ITEM_INFO item = unsetItem();
@@ -186,19 +160,6 @@ void expectParseAsLibrary(const std::string &line) {
     // Compared in one expression, because millions of them run emulated.
     EXPECT_TRUE(isSame) << ::testing::PrintToString(line) << ": " << item.time << " " << item.level << " "
                         << item.slot;
-}
-
-void expectSplitAsLibrary(const std::string &line, size_t maxChars) {
-    const ModelFields wanted = libraryFields(line.c_str(), maxChars, 3);
-    jorn::LineSplitter splitter(line.c_str(), maxChars);
-    for (const std::string &field : wanted.fields) {
-        EXPECT_EQ(splitter.takeField(), field) << ::testing::PrintToString(line);
-    }
-    if (wanted.fields.size() < 3) {
-        EXPECT_TRUE(splitter.takeField().empty()) << ::testing::PrintToString(line);
-    } else {
-        EXPECT_EQ(splitter.rest(), wanted.rest) << ::testing::PrintToString(line);
-    }
 }
 
 TEST_F(ItemParserTest, AnalyseOneItemInfo_EveryShortLine_IsWhatTheLibraryMakesOfIt) {
@@ -255,84 +216,6 @@ TEST_F(ItemParserTest, AnalyseOneItemInfo_NumberAcrossTheLastCharacter_IsWhatThe
         expectParseAsLibrary("1,2," + std::string(before - 4, ' ') + "-3456,x\n");
         expectParseAsLibrary(std::string(before, 'x') + ",12,345,6\n");
     }
-}
-
-TEST(LineSplitterTest, TakeField_EveryShortLine_IsWhatTheTokenizerGives) {
-    constexpr char kAlphabet[] = ",a\n";
-    for (size_t length = 0; length <= 8; ++length) {
-        EveryText lines(kAlphabet, sizeof kAlphabet, length);
-        do {
-            expectSplitAsLibrary(lines.text(), 255);
-            expectSplitAsLibrary(lines.text(), 5);
-        } while (lines.next());
-    }
-}
-
-std::string textBehindTheSlot(const char *line) {
-    jorn::LineSplitter splitter(line, 255);
-    for (int field = 0; field < 3; ++field) {
-        EXPECT_FALSE(splitter.takeField().empty()) << line;
-    }
-    return std::string(splitter.rest());
-}
-
-TEST(LineSplitterTest, Rest_AfterTheSlot_IsTheTextWithItsLineFeed) {
-    EXPECT_EQ(textBehindTheSlot("1700000000,2,5,boot done\n"), "boot done\n");
-}
-
-TEST(LineSplitterTest, Rest_CommasInTheText_AreKept) {
-    EXPECT_EQ(textBehindTheSlot("1,2,3,a,b,c"), "a,b,c");
-    EXPECT_EQ(textBehindTheSlot("1,2,3,,a,\n"), ",a,\n");
-}
-
-TEST(LineSplitterTest, Rest_NoTextOnTheLine_IsEmpty) {
-    EXPECT_EQ(textBehindTheSlot("1700000000,2,5\n"), "");
-    EXPECT_EQ(textBehindTheSlot("1700000000,2,5"), "");
-    EXPECT_EQ(textBehindTheSlot("1700000000,2,5,"), "");
-}
-
-TEST(LineSplitterTest, Rest_LineLongerThanAllowed_EndsWithTheAllowedCharacters) {
-    jorn::LineSplitter splitter("1,2345", 4);
-    EXPECT_EQ(splitter.takeField(), "1");
-    EXPECT_EQ(splitter.rest(), "23");
-}
-
-TEST(LineSplitterTest, TakeField_LineFeedAtTheEnd_StaysWithTheLastField) {
-    jorn::LineSplitter splitter("1,2\n", 255);
-    EXPECT_EQ(splitter.takeField(), "1");
-    EXPECT_EQ(splitter.takeField(), "2\n");
-    EXPECT_EQ(splitter.takeField(), "");
-}
-
-TEST(LineSplitterTest, TakeField_LineLongerThanAllowed_SeesTheAllowedCharactersOnly) {
-    jorn::LineSplitter splitter("abc,def", 5);
-    EXPECT_EQ(splitter.takeField(), "abc");
-    EXPECT_EQ(splitter.takeField(), "d");
-    EXPECT_EQ(splitter.takeField(), "");
-}
-
-TEST(LineSplitterTest, TakeField_LongestPiece_IsTakenWhole) {
-    const std::string piece(256, '7');
-    jorn::LineSplitter splitter(piece.c_str(), 256);
-    EXPECT_EQ(splitter.takeField(), piece);
-}
-
-TEST(LineSplitterTest, TakeField_EmptyLine_GivesNoFieldAndNoRest) {
-    jorn::LineSplitter splitter("", 255);
-    EXPECT_EQ(splitter.takeField(), "");
-    EXPECT_EQ(splitter.rest(), "");
-}
-
-TEST(LineSplitterTest, TakeNumber_FieldsOfBothKinds_CanBeMixed) {
-    jorn::LineSplitter splitter("7,a,-8\n", 255);
-    int64_t number = 0;
-    EXPECT_TRUE(splitter.takeNumber(&number));
-    EXPECT_EQ(number, 7);
-    EXPECT_EQ(splitter.takeField(), "a");
-    EXPECT_TRUE(splitter.takeNumber(&number));
-    EXPECT_EQ(number, -8);
-    EXPECT_FALSE(splitter.takeNumber(&number));
-    EXPECT_EQ(number, -8);
 }
 
 TEST(TimeToDayTest, TimeToDay_EdgesOfDays_ChangesAtMidnight) {

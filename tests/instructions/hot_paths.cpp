@@ -14,7 +14,7 @@
 #include <fstream>
 #include <string>
 
-#include "csvfile/file_summary.h"
+#include "csvfile/file_analysis.h"
 #include "csvfile/item_parser.h"
 #include "query/counting.h"
 #include "registry/registry.h"

@@ -9,7 +9,7 @@
 #include <iterator>
 #include <type_traits>
 
-#include "csvfile/file_summary.h"
+#include "csvfile/file_analysis.h"
 #include "csvfile/item_parser.h"
 #include "csvfile/startup_analysis.h"
 #include "diagnostics.h"

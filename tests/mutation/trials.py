@@ -126,7 +126,7 @@ class Suites:
 
     def __init__(self) -> None:
         self.folders: dict[str, str] = {}
-        for path in (ROOT / "tests").glob("*/*_test.cpp"):
+        for path in (*(ROOT / "tests").glob("*_test.cpp"), *(ROOT / "tests").glob("*/*_test.cpp")):
             text = path.read_text()
             for word in ("TEST_F(", "TEST_P(", "TEST(", "INSTANTIATE_TEST_SUITE_P("):
                 for part in text.split(word)[1:]:

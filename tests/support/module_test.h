@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "csvfile/file_summary.h"
+#include "csvfile/file_analysis.h"
 #include "jorn.h"
 #include "registry/log_object.h"
 #include "support/probe.h"

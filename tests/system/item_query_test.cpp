@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "common_values.h"
+#include "csvfile/file_analysis.h"
 #include "tool_run.h"
 
 namespace test {

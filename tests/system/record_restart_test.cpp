@@ -224,11 +224,30 @@ TEST_F(RecordRestartTest, Record_WholeIndexOfAClearedLog_IsBelieved) {
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,2\n");
 }
 
-TEST_F(RecordRestartTest, Record_DamagedIndexAndNoFile_Begins) {
-    write("log/index.csv", "version:");
-    const Outcome run = record({}, "new\n");
+// What a kill leaves of a log that is just being created. The store would go by positions without a line end,
+// and leave them so until its first rotation.
+TEST_F(RecordRestartTest, Record_IndexHalfWrittenAndNoFile_BeginsWithAWholeIndex) {
+    for (const char *text : {"version:", "version:1\n0", "version:1\n0,0", "version:1\n0,3"}) {
+        remove(fileName(0));
+        write("log/index.csv", text);
+        const Outcome run = record({"--files", "4"}, "new\n");
+        EXPECT_EQ(run.status, 0);
+        EXPECT_THAT(run.err,
+                    StartsWith("jorn: log: index.csv was not whole: written anew as 0,0, because no file "
+                               "holds an item; index.csv.lost keeps the former one\n"));
+        EXPECT_THAT(textsIn(fileName(0)), ElementsAre(kStart, "new"));
+        EXPECT_EQ(read("log/index.csv"), "version:1\n0,0\n");
+        EXPECT_EQ(read("log/index.csv.lost"), text);
+        EXPECT_EQ(check().status, 0) << check().out;
+    }
+}
+
+TEST_F(RecordRestartTest, Record_EmptyIndexAndNoFile_BeginsWithoutAWord) {
+    write("log/index.csv", "");
+    const Outcome run = record({"--files", "4"}, "new\n");
+    EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.err, "");
-    EXPECT_THAT(textsIn(fileName(0)), ElementsAre(kStart, "new"));
+    EXPECT_EQ(read("log/index.csv"), "version:1\n0,0\n");
 }
 
 TEST_F(RecordRestartTest, Record_EvidenceUnclear_RefusedAndNothingChanged) {

@@ -92,6 +92,10 @@ void addItemOptions(CLI::App *command, RecordOptions *options) {
         "other lines");
     command->add_flag("-k,--keep-going", options->keepsGoing,
                       "At the end of input wait for more, of a FIFO or a growing file, until a signal");
+    command->add_flag(
+        "--sync", options->syncs,
+        "Whenever the input pauses, and at the end, bring what was read to the medium (fsync), so "
+        "that a cut of the power loses none of it");
     command->add_flag("--split", options->maySplit,
                       "Carry the rest of a line that is longer than 198 bytes on in further items");
 }

@@ -43,7 +43,8 @@ bool holdsAll(const IndexPositions &range, const std::vector<int> &files) {
 bool isGoodEnough(const DirectoryLook &look) {
     const std::vector<int> filled = filledFiles(look);
     if (filled.empty()) {
-        return true;
+        // Nothing can be lost, but the store would leave as it is what it can read of it.
+        return look.index.entry.mark.size == 0 || look.index.usablePositions().has_value();
     }
     if (look.index.entry.isPresent()) {
         return look.index.usablePositions().has_value();

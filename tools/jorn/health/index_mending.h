@@ -15,7 +15,7 @@ namespace tool {
 /// What is to be done about an index, decided before anything is touched.
 struct IndexMending {
     enum class Kind {
-        None,     ///< The store can go by the index, or no file holds anything that it could lose.
+        None,     ///< The store can go by the index, or there is none, nor a file that holds anything.
         Write,    ///< Its positions are certain.
         Unclear,  ///< Somebody has to decide.
     };
@@ -28,7 +28,8 @@ struct IndexMending {
     std::string kept;          ///< What keeps the former index, as a sentence without its stop; may be empty.
 };
 
-/// Whether files hold something and the store cannot go by the index. Reads no data file. Throws Failure.
+/// Whether the store cannot go by the index: it is missing or empty beside files that hold something, or not
+/// whole. Reads no data file. Throws Failure.
 bool isIndexLost(const StoreDirectory &directory);
 
 /// Reads the data files only where the index is of no use. `ringSize` is that of the ring where it is known.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "log/store_directory.h"
+#include "ring.h"
 
 namespace tool {
 namespace {
@@ -78,8 +79,7 @@ public:
 
     /// The empty or missing position after the newest file is what the store opens next.
     bool isFreeBehind(int position) const {
-        const int next = position + 1 == facts_.ringSize ? 0 : position + 1;
-        return !fileAt(next).hasItems();
+        return !fileAt(jorn::ringSuccessor(facts_.ringSize, position)).hasItems();
     }
 
     /// The newest file is full while another is not, and the ring goes on behind it: then the file that is

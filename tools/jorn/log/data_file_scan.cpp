@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "csvfile/line.h"
 #include "log/run_together.h"
 #include "log/segment_reader.h"
 #include "module_limits.h"
@@ -56,7 +57,7 @@ private:
         const uint32_t time = line.numbers.time;
         if (result_.items == 0) {
             result_.firstTime = time;
-            result_.startsCleared = textIn(line.bytes) == kClearedText;
+            result_.startsCleared = textIn(line.bytes) == jorn::kClearedText;
         } else if (time < result_.lastTime) {
             stepBack(static_cast<int64_t>(line.offset), result_.lastTime - time);
         }

@@ -5,13 +5,9 @@
 
 #include <stdint.h>
 
-#include <string_view>
 #include <vector>
 
 namespace tool {
-
-/// The text of the item that begins the first file after a clearing.
-inline constexpr std::string_view kClearedText = "Log all cleared!";
 
 enum class FlawKind {
     Zeros,        ///< NULs where a line should begin.

@@ -3,7 +3,6 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <stdio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 #include "log/aside.h"
 #include "log/regular_file.h"
 #include "module_limits.h"
+#include "store/index_text.h"
 #include "system/directory_list.h"
 #include "system/failure.h"
 
@@ -40,31 +40,17 @@ IndexEntry indexEntryOf(const StoreDirectory &directory, const std::string &name
     return index;
 }
 
-struct WholeIndex {
-    IndexPositions positions;
-    int64_t length = 0;  ///< With the line end.
-};
-
 /// What the text of an index begins with, if that is whole.
-std::optional<WholeIndex> wholeIndex(const std::string &text) {
-    int version = 0;
-    int oldest = 0;
-    int latest = 0;
-    char lineEnd = 0;
-    int length = 0;
-    const int converted =
-        sscanf(text.c_str(), "version:%8d %8d,%8d%c%n", &version, &oldest, &latest, &lineEnd, &length);
-    if (converted != 4 || version != jorn::kIndexVersion || (lineEnd != '\n' && lineEnd != '\r')) {
-        return std::nullopt;
-    }
-    const bool isTwoBytes = lineEnd == '\r' && text.compare(static_cast<size_t>(length), 1, "\n") == 0;
-    return WholeIndex{{oldest, latest}, length + (isTwoBytes ? 1 : 0)};
+std::optional<jorn::WholeIndexText> wholeIndex(const std::string &text) {
+    jorn::WholeIndexText whole = {};
+    return jorn::judgeIndexText(text.c_str(), &whole) ? std::optional(whole) : std::nullopt;
 }
 
 /// A number and ".csv", but not one of the ring's names: "90.csv", "007.csv".
 bool looksLikeDataFile(const std::string &name) {
     const size_t digits = name.find_first_not_of("0123456789");
-    return digits != 0 && digits != std::string::npos && name.compare(digits, std::string::npos, ".csv") == 0;
+    return digits != 0 && digits != std::string::npos &&
+           name.compare(digits, std::string::npos, jorn::kDataFileEnding) == 0;
 }
 
 }  // namespace
@@ -76,8 +62,8 @@ bool operator==(const DirectoryLook &a, const DirectoryLook &b) {
 }
 
 std::optional<IndexPositions> IndexEntry::positions() const {
-    const std::optional<WholeIndex> whole = wholeIndex(text);
-    return whole ? std::optional(whole->positions) : std::nullopt;
+    const std::optional<jorn::WholeIndexText> whole = wholeIndex(text);
+    return whole ? std::optional(IndexPositions{whole->oldest, whole->latest}) : std::nullopt;
 }
 
 std::optional<IndexPositions> IndexEntry::usablePositions() const {
@@ -86,7 +72,7 @@ std::optional<IndexPositions> IndexEntry::usablePositions() const {
 }
 
 int64_t IndexEntry::surplus() const {
-    const std::optional<WholeIndex> whole = wholeIndex(text);
+    const std::optional<jorn::WholeIndexText> whole = wholeIndex(text);
     return whole ? entry.mark.size - whole->length : 0;
 }
 

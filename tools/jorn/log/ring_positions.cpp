@@ -1,39 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "log/ring_positions.h"
 
-#include <inttypes.h>
 #include <stdio.h>
 
 #include <algorithm>
+#include <array>
 #include <string>
 
 #include "log/regular_file.h"
 #include "module_limits.h"
+#include "ring.h"
+#include "store/index_text.h"
 #include "system/stream.h"
 
 namespace tool {
 namespace {
 
-/// Any number that a line may hold, brought into 32 bits.
-int32_t saturated(int64_t number) {
-    return static_cast<int32_t>(std::clamp<int64_t>(number, INT32_MIN, INT32_MAX));
-}
-
-/// As the store reads it: blanks between the parts do not matter, and a missing second number is 0.
+/// As the store reads it; a missing second number is 0.
 std::optional<IndexPositions> parseIndex(FILE *index) {
-    int64_t version = 0;
-    int64_t oldest = 0;
-    int64_t latest = 0;
-    if (fscanf(index, "version:%" SCNd64 "\n", &version) < 1 || version != jorn::kIndexVersion) {
-        return std::nullopt;
-    }
-    if (fscanf(index, "%" SCNd64 ",%" SCNd64, &oldest, &latest) < 1) {
-        return std::nullopt;
-    }
-    if (oldest >= jorn::kCsvNumMax || latest >= jorn::kCsvNumMax) {
-        return std::nullopt;
-    }
-    return IndexPositions{saturated(oldest), saturated(latest)};
+    int32_t version = 0;
+    IndexPositions positions;
+    return jorn::scanIndexText(index, &version, &positions.oldest, &positions.latest) > 0
+               ? std::optional(positions)
+               : std::nullopt;
 }
 
 bool isPresentIn(int32_t position, const void *files) {
@@ -47,14 +36,17 @@ std::string textOf(const IndexPositions &positions) {
 }
 
 std::string indexTextOf(const IndexPositions &positions) {
-    return "version:" + std::to_string(jorn::kIndexVersion) + "\n" + textOf(positions) + "\n";
+    std::array<char, jorn::kIndexTextSize> text;
+    const int length = jorn::buildIndexText(text.data(), positions.oldest, positions.latest);
+    return {text.data(), static_cast<size_t>(length)};
 }
 
 std::vector<int> positionsInRange(const IndexPositions &range, int ringSize) {
-    const int end = range.latest < range.oldest ? range.latest + ringSize : range.latest;
+    const jorn::Ring ring = {ringSize, range.oldest, range.latest};
+    const jorn::RingRange walk = ring.range();
     std::vector<int> positions;
-    for (int i = range.oldest; i <= end; ++i) {
-        positions.push_back(i % ringSize);
+    for (int i = walk.oldest; i <= walk.latest; ++i) {
+        positions.push_back(ring.position(i));
     }
     return positions;
 }

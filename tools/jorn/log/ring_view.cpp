@@ -125,13 +125,10 @@ void RingView::openFiles() {
             numberAt[static_cast<size_t>(target)] = number;
         }
     }
-    JORN_OBJ ring = {};
-    ring.csv_num = ringSize_;
-    ring.csv_oldest = plan_.oldest;
-    ring.csv_latest = plan_.latest;
-    const jorn::RingRange range = jorn::validRange(ring);
+    const jorn::Ring ring = {ringSize_, plan_.oldest, plan_.latest};
+    const jorn::RingRange range = ring.range();
     for (int32_t i = range.oldest; i <= range.latest; ++i) {
-        const int position = jorn::ringPosition(ring, i);
+        const int position = ring.position(i);
         const int number = numberAt[static_cast<size_t>(position)];
         if (number >= 0) {
             openFile(number, position);

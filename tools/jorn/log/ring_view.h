@@ -17,7 +17,7 @@
 #include "log/damage.h"
 #include "log/ring_look.h"
 #include "log/store_directory.h"
-#include "registry/log_object.h"
+#include "ring.h"
 #include "system/descriptor.h"
 #include "system/file_mark.h"
 

@@ -91,15 +91,11 @@ bool StoreDirectory::isInPlace() const {
            isSameFile(markOf(opened), markOf(named));
 }
 
-std::string dataFileName(int position) { return std::to_string(position) + ".csv"; }
+std::string dataFileName(int position) { return std::to_string(position) + jorn::kDataFileEnding; }
 
 std::optional<int> dataFilePosition(const std::string &name) {
-    for (int position = 0; position < jorn::kCsvNumMax; ++position) {
-        if (name == dataFileName(position)) {
-            return position;
-        }
-    }
-    return std::nullopt;
+    const int32_t position = jorn::dataFilePosition(name);
+    return position < 0 ? std::nullopt : std::optional<int>(position);
 }
 
 }  // namespace tool

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "csvfile/file_names.h"
 #include "system/descriptor.h"
 
 namespace tool {
@@ -58,8 +59,8 @@ std::string dataFileName(int position);
 std::optional<int> dataFilePosition(const std::string &name);
 
 /// The index, and what it was before the store began to write it anew.
-inline constexpr char kIndexName[] = "index.csv";
-inline constexpr char kIndexBackupName[] = "index.bak";
+inline constexpr const char *kIndexName = jorn::kIndexName;
+inline constexpr const char *kIndexBackupName = jorn::kBackupName;
 
 }  // namespace tool
 

@@ -8,8 +8,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "csvfile/data_file.h"
-#include "csvfile/item_parser.h"
+#include "csvfile/line.h"
 
 namespace tool {
 namespace {
@@ -20,27 +19,6 @@ constexpr size_t kSlotText = sizeof(JORN_LOG_DISP::slotStr) - 1;
 constexpr size_t kItemText = sizeof(JORN_LOG_DISP::logStr) - 1;
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-/// Takes "1700000000,1,5," and nothing else: digits that fit, one digit each for level and slot.
-bool readPlainNumbers(std::string_view piece, LineNumbers *numbers) {
-    constexpr size_t kMostDigits = 10;
-    constexpr size_t kBehindTime = sizeof ",1,5," - 1;
-    uint64_t time = 0;
-    size_t digits = 0;
-    while (digits < piece.size() && digits <= kMostDigits && isDigit(piece[digits])) {
-        time = time * 10 + static_cast<uint64_t>(piece[digits] - '0');
-        ++digits;
-    }
-    if (digits == 0 || digits > kMostDigits || piece.size() < digits + kBehindTime) {
-        return false;
-    }
-    const char *const rest = piece.data() + digits;
-    if (rest[0] != ',' || !isDigit(rest[1]) || rest[2] != ',' || !isDigit(rest[3]) || rest[4] != ',') {
-        return false;
-    }
-    *numbers = {static_cast<uint32_t>(time), rest[1] - '0', rest[3] - '0'};
-    return true;
-}
 
 bool beginsNumber(std::string_view field) {
     field.remove_prefix(std::min(field.find_first_not_of(" \t+-"), field.size()));
@@ -60,6 +38,21 @@ private:
     char text_[jorn::kLineBufferSize];
 };
 
+LineKind numbersOf(const char *line, size_t maxChars, LineNumbers *numbers) {
+    if (jorn::isBlankLine(line)) {
+        return LineKind::Blank;
+    }
+    if (line[0] == '\0') {
+        return LineKind::Zeros;
+    }
+    JORN_ITEM_INFO info;
+    if (jorn::parseLine(line, maxChars, &info) != jorn::ParsedLine::Whole) {
+        return LineKind::Damaged;
+    }
+    *numbers = {info.time, info.level, info.slot};
+    return LineKind::Item;
+}
+
 std::string fieldText(std::string_view field, size_t most) { return std::string(field.substr(0, most)); }
 
 /// The seconds of a record's time, which is in the form of ctime and in UTC.
@@ -76,22 +69,11 @@ int64_t secondsOfRecord(const char *text) {
 
 /// Sets the numbers of an item only.
 LineKind readNumbers(std::string_view piece, LineNumbers *numbers) {
-    if (readPlainNumbers(piece, numbers)) {
-        return LineKind::Item;
+    // The parser needs something after the digits of a number: a line feed will do, else a NUL has to follow.
+    if (piece.back() != '\n') {
+        return numbersOf(PieceCopy(piece).get(), jorn::kParsedChars, numbers);
     }
-    if (piece.front() == '\0') {
-        return LineKind::Zeros;
-    }
-    const PieceCopy copy(piece);
-    if (jorn::isBlankLine(copy.get())) {
-        return LineKind::Blank;
-    }
-    JORN_ITEM_INFO info;
-    if (jorn_AnalyseOneItemInfo(copy.get(), &info) < 0) {
-        return LineKind::Damaged;
-    }
-    *numbers = {info.time, info.level, info.slot};
-    return LineKind::Item;
+    return numbersOf(piece.data(), std::min(piece.size(), jorn::kParsedChars), numbers);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// One line of a data file, read as the module reads it: its parser decides; a short cut takes the lines that
-// the store itself writes, and gives what the parser would.
+// One line of a data file, read as the module reads it, by the module's own parser.
 #ifndef JORN_TOOLS_STORED_LINE_H
 #define JORN_TOOLS_STORED_LINE_H
 

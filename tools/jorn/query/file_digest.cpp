@@ -9,28 +9,14 @@
 namespace tool {
 namespace {
 
-void countLevelAndSlot(const LineNumbers &item, FileDigest *digest) {
-    if (item.level < 0 || item.level >= jorn::kLevelMax) {
-        ++digest->strayLevels;
-        return;
-    }
-    JORN_LEVEL_STAT &stat = digest->info.levelStat[item.level];
-    ++stat.levelCount;
-    if (item.slot >= 0 && item.slot < jorn::kSlotMax) {
-        ++stat.slotCount[item.slot];
-    }
-}
+constexpr jorn::ItemLimits kWidest = {jorn::kLevelMax, jorn::kSlotMax};
 
 void fold(const LineNumbers &item, FileDigest *digest) {
-    JORN_CSV_INFO &info = digest->info;
-    const bool isFirst = info.itemCount == 0;
+    const bool isFirst = digest->info.itemCount == 0;
     digest->earliest = isFirst ? item.time : std::min(digest->earliest, item.time);
     digest->latest = isFirst ? item.time : std::max(digest->latest, item.time);
-    info.timeMin = info.timeMin == 0 ? item.time : std::min(info.timeMin, item.time);
-    info.timeMax = std::max(info.timeMax, item.time);
-    info.timeLast = item.time;
-    ++info.itemCount;
-    countLevelAndSlot(item, digest);
+    digest->strayLevels += item.level < 0 || item.level >= jorn::kLevelMax ? 1 : 0;
+    jorn::foldReadItem({item.time, item.level, item.slot, nullptr}, kWidest, &digest->info);
 }
 
 }  // namespace

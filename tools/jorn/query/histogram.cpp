@@ -14,7 +14,7 @@ namespace tool {
 namespace {
 
 constexpr int64_t kSecondsPerHour = jorn::kSecondsPerHour;
-constexpr int64_t kSecondsPerDay = kSecondsPerHour * jorn::kHoursPerDay;
+constexpr int64_t kSecondsPerDay = jorn::kSecondsPerDay;
 
 /// Hours or days in a row without items that are shown one by one.
 constexpr int64_t kShownEmpty = 3;

@@ -3,12 +3,12 @@
 
 #include <algorithm>
 
+#include "module_limits.h"
 #include "query/file_locator.h"
 
 namespace tool {
 namespace {
 
-constexpr uint32_t kSecondsPerDay = 86400;
 constexpr int32_t kAny = -1;
 
 struct Days {
@@ -20,16 +20,16 @@ struct Days {
 std::optional<Days> wholeDays(const ItemFilter &filter) {
     Days days;
     if (filter.since != 0) {
-        if (filter.since % kSecondsPerDay != 0) {
+        if (filter.since % jorn::kSecondsPerDay != 0) {
             return std::nullopt;
         }
-        days.first = static_cast<int32_t>(filter.since / kSecondsPerDay);
+        days.first = static_cast<int32_t>(filter.since / jorn::kSecondsPerDay);
     }
     if (filter.until != UINT32_MAX) {
-        if (filter.until % kSecondsPerDay != kSecondsPerDay - 1) {
+        if (filter.until % jorn::kSecondsPerDay != jorn::kSecondsPerDay - 1) {
             return std::nullopt;
         }
-        days.last = static_cast<int32_t>(filter.until / kSecondsPerDay);
+        days.last = static_cast<int32_t>(filter.until / jorn::kSecondsPerDay);
     }
     return days;
 }

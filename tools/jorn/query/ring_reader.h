@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "csvfile/file_summary.h"
+#include "csvfile/file_analysis.h"
 #include "jorn.h"
 #include "log/ring_view.h"
 #include "query/file_digest.h"

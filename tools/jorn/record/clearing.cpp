@@ -3,11 +3,13 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <string>
 
-#include "log/data_file_scan.h"
+#include "csvfile/line.h"
 #include "query/item_query.h"
 #include "record/ring_fit.h"
+#include "ring.h"
 #include "system/failure.h"
 #include "system/file_replacement.h"
 
@@ -35,8 +37,9 @@ void countItemsInView(const StoreDirectory &directory, int ringSize, ClearingPla
 }
 
 std::string firstLine(uint32_t now) {
-    return std::to_string(now) + "," + std::to_string(jorn::kLevelDebug) + ",0," + std::string(kClearedText) +
-           "\n";
+    std::array<char, jorn::kLineSize> line;
+    jorn::appendLine(line.data(), now, jorn::kLevelDebug, 0, jorn::kClearedText);
+    return line.data();
 }
 
 }  // namespace
@@ -55,7 +58,7 @@ ClearingPlan planClearing(const StoreDirectory &directory, std::optional<int> ri
     if (!isInRing(plan.former, files)) {
         throw damaged(directory, "the index names files beyond a ring of " + std::to_string(files));
     }
-    plan.target = (plan.former.latest + 1) % files;
+    plan.target = jorn::ringSuccessor(files, plan.former.latest);
     countItemsInView(directory, files, &plan);
     return plan;
 }

@@ -28,7 +28,7 @@ void runStoreTask() {
 }  // namespace
 
 LiveStore::LiveStore(const StoreDirectory &directory, const Settings &settings)
-    : directory_(directory), check_(directory) {
+    : directory_(directory), check_(directory), medium_(directory, settings.syncs) {
     const DirectoryLook former = lookAt(directory_);
     create(settings);
     try {
@@ -67,6 +67,7 @@ void LiveStore::startChecking(const DirectoryLook &former) {
     }
     checkIndex();
     const int32_t position = currentPosition();
+    medium_.syncStart(position);
     check_.begin(position, lookAtEntry(directory_, dataFileName(position)).mark.size);
 }
 
@@ -83,12 +84,12 @@ bool LiveStore::isFirstItemStored(const DirectoryLook &former) const {
     return itemCount(position) > 0 && check.verify();
 }
 
-int32_t LiveStore::currentPosition() const { return jorn::ringPosition(*object_, object_->csv_latest); }
+int32_t LiveStore::currentPosition() const { return jorn::ringOf(*object_).position(object_->csv_latest); }
 
 /// The position that the store's next item goes to.
 int32_t LiveStore::wantedPosition() const {
     const int32_t position = currentPosition();
-    return itemCount(position) < jorn::kCsvItemMax ? position : jorn::nextRingPosition(*object_, position);
+    return itemCount(position) < jorn::kCsvItemMax ? position : jorn::ringOf(*object_).successor(position);
 }
 
 int64_t LiveStore::itemCount(int32_t position) const { return object_->csv_info[position].itemCount; }
@@ -147,6 +148,7 @@ int64_t LiveStore::follow(int32_t formerPosition, int64_t formerCount) {
         throw writeFailure(directory_, dataFileName(formerPosition));
     }
     checkIndex();
+    medium_.syncRotation(formerPosition);
     return inFormer + inNew;
 }
 
@@ -157,6 +159,14 @@ void LiveStore::drain() {
     runStoreTask();
     if (!check_.verify()) {
         throw writeFailure(directory_, dataFileName(currentPosition()));
+    }
+    syncNewItems();
+}
+
+void LiveStore::syncNewItems() {
+    if (check_.confirmed() > synced_) {
+        medium_.syncItems(currentPosition());
+        synced_ = check_.confirmed();
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include "log/directory_look.h"
 #include "log/store_directory.h"
+#include "record/medium_sync.h"
 #include "record/stored_check.h"
 #include "registry/log_object.h"
 
@@ -22,6 +23,7 @@ public:
         int files;
         int createPrintLevel;  ///< Print level of the module while it looks at the directory.
         int printLevel;        ///< And afterwards.
+        bool syncs;            ///< What is written is brought to the medium.
     };
 
     /// Creates the object, which changes the directory as a start of the store does. Throws Failure.
@@ -34,7 +36,8 @@ public:
     /// earlier item turns out not to be in its file.
     void add(int level, int slot, const char *text);
 
-    /// Returns when every item is in its file and the file is closed. Throws Failure when one is not.
+    /// Returns when every item is in its file and the file is closed, and on the medium where that is wanted.
+    /// Throws Failure when one is not.
     void drain();
 
     /// Gets as much into the files as goes in, whatever fails. Returns how many of the items submitted
@@ -52,6 +55,7 @@ private:
     void pass();
     void fillFile();
     int64_t follow(int32_t formerPosition, int64_t formerCount);
+    void syncNewItems();
     void salvagePass();
     void checkIndex() const;
     int32_t currentPosition() const;
@@ -62,6 +66,8 @@ private:
     int32_t handle_ = -1;
     const JORN_OBJ *object_ = nullptr;
     StoredCheck check_;
+    const MediumSync medium_;
+    int64_t synced_ = 0;  ///< Items that were confirmed when the current file was synced last.
     int64_t submitted_ = 0;
     int64_t filesPassed_ = 0;
 };

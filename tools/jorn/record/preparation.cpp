@@ -88,7 +88,7 @@ void endLastLine(const StoreDirectory &directory, const RingLook &look, int file
 LiveStore::Settings settingsFor(const RingLook &look, int files, const RecordOptions &options) {
     const int printLevel = options.printLevel.value_or(jorn::kPrintError);
     const bool isQuiet = look.isFresh() && !options.printLevel;
-    return {options.slots, files, isQuiet ? 0 : printLevel, printLevel};
+    return {options.slots, files, isQuiet ? 0 : printLevel, printLevel, options.syncs};
 }
 
 }  // namespace

@@ -24,6 +24,7 @@ struct RecordOptions {
     bool mayShrink = false;
     std::string ifUnclear = "refuse";  ///< Or "aside": what becomes of a ring whose order cannot be told.
     bool hasPrefixes = false;          ///< Lines may tell their level by "<N>" at their begin.
+    bool syncs = false;                ///< Brings what is recorded to the medium.
     bool hasStats = false;
     OutputOptions output;  ///< The form of the statistics.
     std::optional<int> printLevel;

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <tuple>
 
+#include "module_limits.h"
+
 namespace tool {
 
 const char *const kTimeForms =
@@ -18,7 +20,7 @@ const char *const kTimeForms =
 
 namespace {
 
-constexpr int64_t kSecondsPerDay = 86400;
+constexpr int64_t kSecondsPerDay = jorn::kSecondsPerDay;
 
 /// Date and time of day as written, not yet in any zone.
 struct Civil {

@@ -1,0 +1,271 @@
+// SPDX-License-Identifier: Apache-2.0
+// The line of a data file, built and taken apart.
+//
+//   line    time "," level "," slot "," text LF
+//   time    unsigned decimal seconds since 1970-01-01 UTC
+//   level   signed decimal, below 4
+//   slot    signed decimal, below the object's slot_max
+//   text    0 to 198 bytes, any but CR, LF and NUL; commas belong to the text
+//
+// A line as it is built here has at most 234 characters. What is taken apart may be anything.
+//
+// All of it stands in this header: every item that is submitted and every line that is read passes through
+// it, and so a compiler can make one piece of it and its caller.
+#ifndef JORN_SRC_CSVFILE_LINE_H
+#define JORN_SRC_CSVFILE_LINE_H
+
+#include <limits.h>
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+#include <string_view>
+
+#include "module_limits.h"
+
+/// The numbers of one line. A plain value of the caller's.
+typedef struct {
+    uint32_t time;     ///< Seconds since 1970-01-01 UTC.
+    int32_t level;     ///< As the line gives it; any value.
+    int32_t slot;      ///< As the line gives it; any value.
+    const char *text;  ///< What follows the slot's comma, in the line that was parsed.
+} JORN_ITEM_INFO;
+
+namespace jorn {
+
+/// The texts of the store's own items: of an object's creation and of its clearing.
+constexpr char kStartText[] = "Log start init!";
+constexpr char kClearedText[] = "Log all cleared!";
+
+/// Bytes before a text's NUL, `most` when there is none among so many. Nothing after them is looked at. (The
+/// C library's strnlen, which not every device has.)
+inline size_t boundedLength(const char *text, size_t most) {
+    const void *const end = memchr(text, '\0', most);
+    return end != nullptr ? static_cast<size_t>(static_cast<const char *>(end) - text) : most;
+}
+
+/// Writes a number in decimal; the end of it. (Not by sprintf, which takes longer than all the rest.)
+inline char *appendNumber(char *end, uint32_t number) {
+    char reversed[kInt32Digits];
+    size_t count = 0;
+    do {
+        reversed[count++] = static_cast<char>('0' + number % 10);
+        number /= 10;
+    } while (number != 0);
+    while (count > 0) {
+        *end++ = reversed[--count];
+    }
+    return end;
+}
+
+/// Appends a number in decimal and the comma that ends its field; the end of both.
+inline char *appendField(char *end, uint32_t number) {
+    end = appendNumber(end, number);
+    *end++ = ',';
+    return end;
+}
+
+inline char *appendSignedField(char *end, int32_t number) {
+    const uint32_t bits = static_cast<uint32_t>(number);
+    if (number >= 0) {
+        return appendField(end, bits);
+    }
+    *end++ = '-';
+    return appendField(end, 0U - bits);  // the smallest number has no positive one
+}
+
+/// Copies an item's text, blanks in place of line ends, then the line feed and the NUL that close a line;
+/// the end of all.
+inline char *appendText(char *end, const char *text) {
+    const size_t length = boundedLength(text, kTextMax);
+    for (size_t i = 0; i < length; ++i) {
+        const bool isLineEnd = text[i] == '\n' || text[i] == '\r';
+        end[i] = isLineEnd ? ' ' : text[i];
+    }
+    end[length] = '\n';
+    end[length + 1] = '\0';
+    return end + length + 2;
+}
+
+/// Appends the line of an item and a NUL; the end of all. The first 198 bytes of the text are kept, blanks in
+/// place of line ends.
+inline char *appendLine(char *end, uint32_t time, int32_t level, int32_t slot, const char *text) {
+    end = appendField(end, time);
+    end = appendSignedField(end, level);
+    end = appendSignedField(end, slot);
+    return appendText(end, text);
+}
+
+/// Bytes of the longest line with its NUL.
+constexpr size_t kLineSize = kItemLineMax + 1;
+
+/// Whether a line is blank: its first character is a carriage return or a line feed. An empty text is
+/// not blank.
+inline bool isBlankLine(const char *line) { return line[0] == '\r' || line[0] == '\n'; }
+
+/// Takes a line apart, field by field, from its front. It goes over the line once and copies nothing, so what
+/// it gives lies in the line.
+class LineSplitter {
+public:
+    /// Sees at most `maxChars` characters of the line. Something else than a digit, as its NUL, has to follow
+    /// them where a number is taken: digits are looked at to their end.
+    LineSplitter(const char *line, size_t maxChars) : line_(line), maxChars_(maxChars) {}
+
+    /// Takes the next field; empty when the line holds no more.
+    std::string_view takeField() {
+        const size_t begin = nextField();
+        const size_t end = endOfField(begin);
+        leaveField(end);
+        return {line_ + begin, end - begin};
+    }
+
+    /// Takes the next field as the number that it begins with, as atol() gives it where long has 64 bits:
+    /// behind white space, with a sign or without one, the nearest number when 64 bits do not hold it, 0 when
+    /// there is none. False when the line holds no more fields.
+    bool takeNumber(int64_t *number) { return takePlainNumber(number) || takeAnyNumber(number); }
+
+    /// The same as atoi() gives it: as the nearest long, of which 32 bits are kept.
+    bool takeInt(int32_t *number) {
+        int64_t wide = 0;
+        if (!takeNumber(&wide)) {
+            return false;
+        }
+        *number = asInt(wide);
+        return true;
+    }
+
+    /// takeInt() without the short way of plain digits: less code where few numbers are taken.
+    bool takeIntSlowly(int32_t *number) {
+        int64_t wide = 0;
+        if (!takeAnyNumber(&wide)) {
+            return false;
+        }
+        *number = asInt(wide);
+        return true;
+    }
+
+    /// What follows the comma behind the last field taken; empty when the line ends there.
+    std::string_view rest() const { return {restBegin(), boundedLength(restBegin(), maxChars_ - position_)}; }
+
+    /// Where that begins.
+    const char *restBegin() const { return line_ + position_; }
+
+private:
+    /// takeNumber() for a field as the store writes it: digits, so few that they fit without a test, and a
+    /// comma. Takes nothing and is false when the field is another.
+    bool takePlainNumber(int64_t *number) {
+        constexpr size_t kDigitsThatFit = 18;
+        uint64_t value = 0;
+        size_t end = position_;
+        for (; isDigit(line_[end]); ++end) {
+            value = 10 * value + digitOf(line_[end]);
+        }
+        const size_t digits = end - position_;
+        if (digits == 0 || digits > kDigitsThatFit || end >= maxChars_ || line_[end] != ',') {
+            return false;
+        }
+        *number = static_cast<int64_t>(value);
+        position_ = end + 1;
+        return true;
+    }
+
+    bool takeAnyNumber(int64_t *number) {
+        size_t position = nextField();
+        if (at(position) == '\0') {
+            return false;
+        }
+        while (isWhiteSpace(at(position))) {
+            ++position;
+        }
+        const bool isNegative = at(position) == '-';
+        if (isNegative || at(position) == '+') {
+            ++position;
+        }
+        uint64_t digits = 0;
+        for (; isDigit(at(position)); ++position) {
+            digits = withDigit(digits, at(position));
+        }
+        *number = withSign(digits, isNegative);
+        leaveField(endOfField(position));
+        return true;
+    }
+
+    static int32_t asInt(int64_t wide) {
+        if (wide != static_cast<long>(wide)) {
+            wide = wide < 0 ? LONG_MIN : LONG_MAX;
+        }
+        return static_cast<int32_t>(wide);
+    }
+
+    static bool isWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+    /// What a digit counts; above 9 for any other character.
+    static unsigned digitOf(char c) { return static_cast<unsigned char>(c) - unsigned{'0'}; }
+    static bool isDigit(char c) { return digitOf(c) <= 9; }
+
+    /// A number with one digit more; all ones from where 64 bits do not hold it.
+    static uint64_t withDigit(uint64_t number, char digit) {
+        constexpr uint64_t kMayGrow = (UINT64_MAX - 9) / 10;
+        return number <= kMayGrow ? 10 * number + static_cast<uint64_t>(digit - '0') : UINT64_MAX;
+    }
+
+    /// A number with its sign, or the nearest one that 64 bits hold.
+    static int64_t withSign(uint64_t number, bool isNegative) {
+        constexpr uint64_t kLargest = INT64_MAX;
+        if (number > kLargest) {
+            return isNegative ? INT64_MIN : INT64_MAX;
+        }
+        return isNegative ? -static_cast<int64_t>(number) : static_cast<int64_t>(number);
+    }
+
+    char at(size_t position) const { return position < maxChars_ ? line_[position] : '\0'; }
+
+    /// Where the next field begins, or the line ends.
+    size_t nextField() const {
+        size_t position = position_;
+        while (at(position) == ',') {
+            ++position;
+        }
+        return position;
+    }
+
+    size_t endOfField(size_t position) const {
+        while (at(position) != ',' && at(position) != '\0') {
+            ++position;
+        }
+        return position;
+    }
+
+    void leaveField(size_t end) { position_ = at(end) == ',' ? end + 1 : end; }
+
+    const char *line_;
+    size_t maxChars_;
+    size_t position_ = 0;
+};
+
+/// How far a line can be taken apart.
+enum class ParsedLine { Whole, NoTime, NoLevel, NoSlot };
+
+/// Takes the numbers of a line, of which at most `maxChars` characters are looked at, and none after the
+/// slot's comma. Fields are what strtok_r finds between commas (empty fields do not count), converted as atol
+/// and atoi do: the leading number they hold, 0 when they hold none; no range is tested. When a field is
+/// missing, those before it are stored.
+inline ParsedLine parseLine(const char *line, size_t maxChars, JORN_ITEM_INFO *item) {
+    LineSplitter splitter(line, maxChars);
+    int64_t time = 0;
+    if (!splitter.takeNumber(&time)) {
+        return ParsedLine::NoTime;
+    }
+    item->time = static_cast<uint32_t>(time);
+    if (!splitter.takeInt(&item->level)) {
+        return ParsedLine::NoLevel;
+    }
+    if (!splitter.takeInt(&item->slot)) {
+        return ParsedLine::NoSlot;
+    }
+    item->text = splitter.restBegin();
+    return ParsedLine::Whole;
+}
+
+}  // namespace jorn
+
+#endif

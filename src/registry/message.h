@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+// The store message: the text of one item on its way through the queue, built and taken apart.
+//
+//   message  handle "," line NUL         at most 246 bytes, the NUL is sent along
+//   handle   signed decimal handle id
+//   line     as in csvfile/line.h
+#ifndef JORN_SRC_REGISTRY_MESSAGE_H
+#define JORN_SRC_REGISTRY_MESSAGE_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "csvfile/line.h"
+#include "module_limits.h"
+
+namespace jorn {
+
+/// Writes the message of an item into a buffer of kMessageSize bytes; its size, the NUL included.
+inline size_t buildMessage(char *message, int32_t handle, uint32_t time, int32_t level, int32_t slot,
+                           const char *text) {
+    char *const line = appendSignedField(message, handle);
+    return static_cast<size_t>(appendLine(line, time, level, slot, text) - message);
+}
+
+/// A buffer that a message is received into. The queue fills kMessageSize bytes at most; the two after them
+/// stay NUL, so that a field without an end, and an empty remainder after it, still end inside.
+constexpr size_t kMessageBufferSize = kMessageSize + 2;
+
+/// Takes the handle off the front of a message in such a buffer; what follows its field, or null when there
+/// is no field. A NUL stands in place of the comma between them afterwards: it may be what follows the field
+/// of a later, shorter message.
+inline const char *takeHandle(char *message, int32_t *handle) {
+    // The short way of the first nine objects.
+    if (message[0] >= '0' && message[0] <= '9' && message[1] == ',') {
+        *handle = message[0] - '0';
+        message[1] = '\0';
+        return message + 2;
+    }
+    LineSplitter splitter(message, kMessageSize);
+    if (!splitter.takeIntSlowly(handle)) {
+        return nullptr;
+    }
+    char *const rest = message + (splitter.restBegin() - message);
+    if (rest[-1] != ',') {
+        return rest + 1;  // after the NUL that ends the field
+    }
+    rest[-1] = '\0';
+    return rest;
+}
+
+}  // namespace jorn
+
+#endif

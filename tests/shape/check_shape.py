@@ -1,0 +1,159 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""Holds the shape of the source tree: check_shape.py ROOT.
+
+- Includes between the files of src/ run one way: no file includes itself through others.
+- Units that own a format or pure arithmetic include nothing of the project but limits and each other.
+- src/ includes nothing of tools/, tests/ or port/ by path.
+- The literals of the formats stand in their owners and in tests only. Messages are exempt: what is looked for is a
+  literal that is a name or a format by itself.
+- Folders named in FOLDERS include only what they may, and hold no more units than they may.
+"""
+import pathlib
+import re
+import sys
+
+LIMITS = {"src/module_limits.h", "include/jorn.h"}
+
+# The owners, by unit. Header and source are one unit.
+OWNERS = {"src/ring", "src/registry/message", "src/csvfile/line", "src/csvfile/file_names",
+          "src/csvfile/file_summary", "src/csvfile/tidying_plan", "src/store/index_text"}
+
+# Literals, and the only unit that may hold each.
+LITERALS = {
+    r"%s/%ld\.csv": "src/csvfile/file_names",
+    r"/?index\.csv": "src/csvfile/file_names",
+    r"/?index\.bak": "src/csvfile/file_names",
+    r"version:.*": "src/store/index_text",
+    r"%l?d,%l?d(\\n)?": "src/store/index_text",
+    r"Log start init!": "src/csvfile/line",
+    r"Log all cleared!": "src/csvfile/line",
+}
+
+# Where literals are looked for. Tests have them by right.
+LITERAL_FOLDERS = ("src", "port", "tools", "include")
+
+# Folders of the tool: by path, the folders that each may include and the most units that it may hold. A path that
+# is missing is a failure, so that no rule holds of nothing.
+FOLDERS: dict[str, tuple[set[str], int]] = {}
+
+INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+STRING = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
+SUFFIXES = {".h", ".cpp", ".c"}
+
+
+def sources(root, folder):
+    return sorted(path for path in (root / folder).rglob("*") if path.suffix in SUFFIXES)
+
+
+def unit(name):
+    return str(pathlib.PurePosixPath(name).with_suffix(""))
+
+
+def without_comments(text):
+    return re.sub(r"/\*.*?\*/|(?<!:)//[^\n]*", "", text, flags=re.DOTALL)
+
+
+def includes_of(root, path, search):
+    """Names, from the root, of the project's files that a file includes; its unresolved ones as they stand."""
+    for name in INCLUDE.findall(path.read_text()):
+        places = [place / name for place in (path.parent, *(root / folder for folder in search))]
+        found = next((place for place in places if place.is_file()), None)
+        yield str(found.resolve().relative_to(root)) if found else name
+
+
+def cycle_in(graph):
+    """A way from a file back to itself, or None."""
+    state = {}
+
+    def visit(name, way):
+        state[name] = "open"
+        for following in graph.get(name, ()):
+            if state.get(following) == "open":
+                return [*way[way.index(following):], following] if following in way else [name, following]
+            if following not in state:
+                found = visit(following, [*way, following])
+                if found:
+                    return found
+        state[name] = "done"
+        return None
+
+    for start in sorted(graph):
+        if start not in state:
+            found = visit(start, [start])
+            if found:
+                return found
+    return None
+
+
+def check_module(root):
+    graph = {str(path.relative_to(root)): list(includes_of(root, path, ["src", "include"]))
+             for path in sources(root, "src")}
+    failures = []
+    cycle = cycle_in(graph)
+    if cycle:
+        failures.append("includes go in a circle: " + " > ".join(cycle))
+    for name, included in graph.items():
+        failures += [f"{name} includes {other}, which is not of the module" for other in included
+                     if not other.startswith(("src/", "include/"))]
+        if unit(name) in OWNERS:
+            failures += [f"{name} owns a format and includes {other}" for other in included
+                         if other not in LIMITS and unit(other) not in OWNERS]
+    units = {unit(name) for name in graph}
+    failures += [f"{owner}: no such unit" for owner in sorted(OWNERS - units)]
+    return failures, len(graph)
+
+
+def check_literals(root):
+    failures, held = [], set()
+    patterns = {re.compile(pattern + r"\Z"): owner for pattern, owner in LITERALS.items()}
+    for folder in LITERAL_FOLDERS:
+        for path in sources(root, folder):
+            name = str(path.relative_to(root))
+            code = re.sub(INCLUDE, "", without_comments(path.read_text()))
+            for literal in STRING.findall(code):
+                for pattern, owner in patterns.items():
+                    if not pattern.match(literal):
+                        continue
+                    if unit(name) == owner:
+                        held.add(pattern)
+                    else:
+                        failures.append(f'{name}: "{literal}" belongs to {owner}')
+    failures += [f"{owner} holds no literal like {pattern.pattern}" for pattern, owner in patterns.items()
+                 if pattern not in held]
+    return failures
+
+
+def check_folders(root):
+    failures = []
+    for folder, (allowed, most) in FOLDERS.items():
+        files = sources(root, folder)
+        if not files:
+            failures.append(f"{folder}: no such folder")
+        units = {unit(path.name) for path in files}
+        if len(units) > most:
+            failures.append(f"{folder}: {len(units)} units, at most {most}")
+        base = str(pathlib.PurePosixPath(folder).parent)
+        for path in files:
+            for other in includes_of(root, path, [base, "src", "include"]):
+                home = str(pathlib.PurePosixPath(other).parent)
+                if home != folder and home not in allowed and other not in allowed:
+                    failures.append(f"{path.relative_to(root)} includes {other}")
+    return failures
+
+
+def main():
+    if len(sys.argv) != 2:
+        sys.exit(__doc__)
+    root = pathlib.Path(sys.argv[1]).resolve()
+    failures, files = check_module(root)
+    if files == 0:
+        failures.append(f"{root}: no source found")
+    failures += check_literals(root) + check_folders(root)
+    for failure in failures:
+        print(failure, file=sys.stderr)
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

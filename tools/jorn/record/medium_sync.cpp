@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "record/medium_sync.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "log/regular_file.h"
+#include "system/failure.h"
+
+namespace tool {
+namespace {
+
+constexpr char kFault[] = ": cannot be brought to the medium";
+
+}  // namespace
+
+void MediumSync::syncStart(int position) const {
+    if (!isWanted_) {
+        return;
+    }
+    syncFile(dataFileName(position));
+    syncFile(kIndexName);
+    syncDirectory(".");
+    // The directory may be new, and so its name too.
+    syncDirectory("..");
+}
+
+void MediumSync::syncItems(int position) const {
+    if (isWanted_) {
+        syncFile(dataFileName(position));
+    }
+}
+
+void MediumSync::syncRotation(int former) const {
+    if (!isWanted_) {
+        return;
+    }
+    syncFile(dataFileName(former));
+    syncFile(kIndexName);
+    syncDirectory(".");
+}
+
+void MediumSync::syncFile(const std::string &name) const {
+    const Descriptor file = openQuiet(directory_, name, O_NOFOLLOW);
+    if (!file.isOpen() || fsync(file.get()) < 0) {
+        throw systemFailure(directory_.pathOf(name) + kFault, errno);
+    }
+}
+
+/// Where a directory cannot be synced by itself, as some file systems cannot, or may not be read, the whole
+/// file system is.
+void MediumSync::syncDirectory(const char *name) const {
+    const Descriptor opened(openat(directory_.descriptor(), name, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (opened.isOpen() && fsync(opened.get()) == 0) {
+        return;
+    }
+    const bool isRefused = !opened.isOpen() || errno == EINVAL || errno == EOPNOTSUPP;
+    if (!isRefused || syncfs(directory_.descriptor()) < 0) {
+        throw systemFailure(directory_.path() + kFault, errno);
+    }
+}
+
+}  // namespace tool
