@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "csvfile/line.h"
 #include "log/stored_line.h"
 #include "module_limits.h"
 
@@ -60,7 +61,8 @@ uint64_t timeAtBegin(std::string_view line) {
 }
 
 bool isStartItem(std::string_view line, size_t comma) {
-    return line.substr(comma, kNumbersLength) == ",3,0," && line.substr(comma + kNumbersLength) == kStartText;
+    return line.substr(comma, kNumbersLength) == ",3,0," &&
+           line.substr(comma + kNumbersLength) == jorn::kStartText;
 }
 
 bool beginsSecondLine(std::string_view line, size_t comma) {

@@ -7,9 +7,6 @@
 
 namespace tool {
 
-/// The text of the item that the store adds at each start, which is what follows a line that was cut off.
-inline constexpr std::string_view kStartText = "Log start init!";
-
 /// Whether there stands in a line, but not at its begin, what the store's lines begin with: a time of 9 or 10
 /// digits, level and slot. As texts may hold such bytes too, that time must be later than the line's own, or
 /// what follows must be the store's first item.
