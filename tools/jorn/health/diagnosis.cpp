@@ -23,13 +23,8 @@ std::optional<IndexPositions> indexOf(const DirectoryLook &look) {
 }
 
 int smallestRing(const DirectoryLook &look) {
-    int size = std::max(jorn::kCsvNumMin, look.highestFile() + 1);
-    for (const auto &positions : {look.index.usablePositions(), look.backup.usablePositions()}) {
-        if (positions) {
-            size = std::max({size, positions->oldest + 1, positions->latest + 1});
-        }
-    }
-    return size;
+    return smallestRingFor(presenceOf(look.files),
+                           {look.index.usablePositions(), look.backup.usablePositions()});
 }
 
 void scanFile(const StoreDirectory &directory, int position, Diagnosis *diagnosis) {

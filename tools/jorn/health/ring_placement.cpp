@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "ring.h"
+
 namespace tool {
 namespace {
 
@@ -36,13 +38,12 @@ bool isRangeOf(const RingFacts &facts, const IndexPositions &range, const std::v
     if (order.empty()) {
         return true;
     }
-    const auto size = static_cast<size_t>(facts.ringSize);
-    for (size_t i = 0; i < order.size(); ++i) {
-        const size_t fromLatest = order.size() - 1 - i;
-        if (static_cast<size_t>(order[i]) !=
-            (static_cast<size_t>(range.latest) + size - fromLatest % size) % size) {
+    int32_t expected = jorn::ringPosition(facts.ringSize, range.latest);
+    for (auto position = order.rbegin(); position != order.rend(); ++position) {
+        if (*position != expected) {
             return false;
         }
+        expected = jorn::ringPosition(facts.ringSize, expected - 1);
     }
     return true;
 }

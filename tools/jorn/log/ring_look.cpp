@@ -4,8 +4,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "log/regular_file.h"
 
 namespace tool {
@@ -75,11 +73,6 @@ RingLook RingLook::ofReadable(const StoreDirectory &directory) {
         requireReadable(directory, dataFileName(static_cast<int>(number)), look.files[number]);
     }
     return look;
-}
-
-int RingLook::smallestRing() const {
-    const IndexPositions named = positions();
-    return std::max({jorn::kCsvNumMin, highestFile() + 1, named.oldest + 1, named.latest + 1});
 }
 
 }  // namespace tool

@@ -74,7 +74,7 @@ struct RingLook {
     int highestFile() const { return highestOf(presenceOf(files)); }
 
     /// The smallest ring that the files and the index fit in.
-    int smallestRing() const;
+    int smallestRing() const { return smallestRingFor(presenceOf(files), {index.positions()}); }
 
     /// Whether the ring has come round, so that its size is that of smallestRing().
     bool hasWrapped() const { return positions().latest < positions().oldest; }

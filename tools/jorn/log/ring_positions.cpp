@@ -66,6 +66,16 @@ int highestOf(const FilePresence &files) {
     return static_cast<int>(files.rend() - highest) - 1;
 }
 
+int smallestRingFor(const FilePresence &files, std::initializer_list<std::optional<IndexPositions>> indexes) {
+    int size = std::max(jorn::kCsvNumMin, highestOf(files) + 1);
+    for (const auto &index : indexes) {
+        if (index) {
+            size = std::max({size, index->oldest + 1, index->latest + 1});
+        }
+    }
+    return size;
+}
+
 jorn::TidyingPlan tidyingPlanOf(const FilePresence &files, const IndexPositions &index, int ringSize) {
     jorn::TidyingPlan plan;
     jorn::planTidying({index.oldest, index.latest, ringSize}, isPresentIn, &files, &plan);

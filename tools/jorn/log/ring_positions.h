@@ -6,6 +6,7 @@
 #include <stdint.h>
 
 #include <array>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -54,6 +55,9 @@ using FilePresence = std::array<bool, jorn::kSurveySize>;
 
 /// Highest position that has a data file, -1 when there is none.
 int highestOf(const FilePresence &files);
+
+/// The smallest ring that the files fit in, and the positions that an index names, where there is one.
+int smallestRingFor(const FilePresence &files, std::initializer_list<std::optional<IndexPositions>> indexes);
 
 /// What the store's start-up would do to these files for a ring of this size.
 jorn::TidyingPlan tidyingPlanOf(const FilePresence &files, const IndexPositions &index, int ringSize);
