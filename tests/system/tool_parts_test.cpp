@@ -2,9 +2,12 @@
 // Parts of the command-line tool by themselves.
 #include <gmock/gmock.h>
 
+#include <filesystem>
+
 #include "log/ring_look.h"
 #include "record/item_splitter.h"
 #include "record/record_stats.h"
+#include "system/failure.h"
 #include "terminal/escape.h"
 #include "tool_run.h"
 
@@ -12,6 +15,7 @@ namespace test {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::ThrowsMessage;
 using tool::escaped;
 using tool::ItemSplitter;
 
@@ -242,6 +246,26 @@ TEST_F(RingLookTest, Look_FilesAndIndex_GiveSmallestRing) {
     write("log/index.csv", "version:1\n5,4\n");
     EXPECT_EQ(look().smallestRing(), 6);
     EXPECT_TRUE(look().hasWrapped());
+}
+
+TEST_F(RingLookTest, OfReadable_NameOfNoFile_Refused) {
+    const auto looking = [this] { look(); };
+    makeDirectory("log/3.csv");
+    EXPECT_THAT(looking, ThrowsMessage<tool::Failure>(path("log/3.csv") + ": not a regular file"));
+    EXPECT_EQ(tool::RingLook(tool::StoreDirectory::openForReading(path("log"))).highestFile(), 3)
+        << "the others keep their places";
+    std::filesystem::remove(path("log/3.csv"));
+    std::filesystem::create_symlink("4.csv", path("log/4.csv"));
+    EXPECT_THAT(looking,
+                ThrowsMessage<tool::Failure>(path("log/4.csv") + ": Too many levels of symbolic links"));
+    std::filesystem::remove(path("log/4.csv"));
+    makeDirectory("log/index.csv");
+    EXPECT_THAT(looking, ThrowsMessage<tool::Failure>(path("log/index.csv") + ": not a regular file"));
+}
+
+TEST_F(RingLookTest, OfReadable_LinkThatLeadsNowhere_NoFile) {
+    std::filesystem::create_symlink("gone", path("log/4.csv"));
+    EXPECT_TRUE(look().isFresh());
 }
 
 TEST_F(RingLookTest, ReadIndex_AnyNumbers_ReadAsTheStoreReadsThem) {
