@@ -83,8 +83,12 @@ void collectFacts(const RingHints &hints, Diagnosis *diagnosis) {
         facts.files[i].isPresent = diagnosis->look.files[i].isPresent();
     }
     for (const auto &[position, scan] : diagnosis->scans) {
-        facts.files[static_cast<size_t>(position)] = {true, scan.items, scan.firstTime, scan.lastTime,
-                                                      scan.startsCleared};
+        FileFacts &file = facts.files[static_cast<size_t>(position)];
+        file.isPresent = true;
+        file.items = scan.items;
+        file.firstTime = scan.firstTime;
+        file.lastTime = scan.lastTime;
+        file.startsCleared = scan.startsCleared;
     }
     const auto inRing = [&facts](std::optional<IndexPositions> positions) {
         return positions && isInRing(*positions, facts.ringSize) ? positions : std::nullopt;

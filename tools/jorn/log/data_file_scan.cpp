@@ -47,7 +47,10 @@ public:
 
     FileScan finish() {
         if (isOpenEnd_) {
-            keep({FlawKind::TornEnd, result_.size, 0, 1});
+            Flaw missingEnd;
+            missingEnd.kind = FlawKind::TornEnd;
+            missingEnd.offset = result_.size;
+            keep(missingEnd);
         }
         return std::move(result_);
     }
@@ -88,17 +91,19 @@ private:
     }
 
     void note(FlawKind kind, const Line &line) {
-        const auto offset = static_cast<int64_t>(line.offset);
-        const auto length = static_cast<int64_t>(line.bytes.size());
+        Flaw flaw;
+        flaw.kind = kind;
+        flaw.offset = static_cast<int64_t>(line.offset);
+        flaw.length = static_cast<int64_t>(line.bytes.size());
         if (!result_.flaws.empty() && result_.moreFlaws == 0) {
             Flaw &before = result_.flaws.back();
-            if (before.kind == kind && before.offset + before.length == offset) {
-                before.length += length;
+            if (before.kind == kind && before.offset + before.length == flaw.offset) {
+                before.length += flaw.length;
                 ++before.lines;
                 return;
             }
         }
-        keep({kind, offset, length, 1});
+        keep(flaw);
     }
 
     /// What a repair mends is never left out: at worst it takes the place of another.

@@ -11,7 +11,10 @@ namespace tool {
 namespace {
 
 void addFile(const RingFile &file, PieceFilter *filter, RingStats *stats, DamageLog *damage) {
-    FileStats own{file.number, file.position, file.size, {}};
+    FileStats own;
+    own.number = file.number;
+    own.position = file.position;
+    own.bytes = file.size;
     forEachItemLine(file, filter, damage, [&](const LineNumbers &item) {
         own.span.add(item.time);
         stats->table.add(item.level, item.slot);
@@ -37,7 +40,13 @@ std::string describeIndex(const StoreDirectory &directory, const IndexLook &inde
 
 }  // namespace
 
-void ItemSpan::add(uint32_t time) { add(ItemSpan{1, time, time}); }
+void ItemSpan::add(uint32_t time) {
+    ItemSpan one;
+    one.items = 1;
+    one.earliest = time;
+    one.latest = time;
+    add(one);
+}
 
 void ItemSpan::add(const ItemSpan &other) {
     if (other.items == 0) {

@@ -88,7 +88,13 @@ void endLastLine(const StoreDirectory &directory, const RingLook &look, int file
 LiveStore::Settings settingsFor(const RingLook &look, int files, const RecordOptions &options) {
     const int printLevel = options.printLevel.value_or(jorn::kPrintError);
     const bool isQuiet = look.isFresh() && !options.printLevel;
-    return {options.slots, files, isQuiet ? 0 : printLevel, printLevel, options.syncs};
+    LiveStore::Settings settings;
+    settings.slots = options.slots;
+    settings.files = files;
+    settings.createPrintLevel = isQuiet ? 0 : printLevel;
+    settings.printLevel = printLevel;
+    settings.syncs = options.syncs;
+    return settings;
 }
 
 }  // namespace
