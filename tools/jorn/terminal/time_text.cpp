@@ -50,7 +50,14 @@ int64_t secondAsUtc(const Civil &civil) {
 }
 
 Civil civilOf(const tm &date) {
-    return {date.tm_year + 1900, date.tm_mon + 1, date.tm_mday, date.tm_hour, date.tm_min, date.tm_sec};
+    Civil civil;
+    civil.year = date.tm_year + 1900;
+    civil.month = date.tm_mon + 1;
+    civil.day = date.tm_mday;
+    civil.hour = date.tm_hour;
+    civil.minute = date.tm_min;
+    civil.second = date.tm_sec;
+    return civil;
 }
 
 /// Whether calendar and clock have such a date and time, in the years that local times of items can have.
