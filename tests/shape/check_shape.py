@@ -2,12 +2,12 @@
 # SPDX-License-Identifier: Apache-2.0
 """Holds the shape of the source tree: check_shape.py ROOT.
 
-- Includes between the files of src/ run one way: no file includes itself through others.
+- Includes between the files of src/, and between the units of port/posix/, run one way: nothing includes itself
+  through others.
 - Units that own a format or pure arithmetic include nothing of the project but limits and each other.
 - src/ includes nothing of tools/, tests/ or port/ by path.
 - The literals of the formats stand in their owners and in tests only. Messages are exempt: what is looked for is a
   literal that is a name or a format by itself.
-- Folders named in FOLDERS include only what they may, and hold no more units than they may.
 """
 import pathlib
 import re
@@ -32,10 +32,6 @@ LITERALS = {
 
 # Where literals are looked for. Tests have them by right.
 LITERAL_FOLDERS = ("src", "port", "tools", "include")
-
-# Folders of the tool: by path, the folders that each may include and the most units that it may hold. A path that
-# is missing is a failure, so that no rule holds of nothing.
-FOLDERS: dict[str, tuple[set[str], int]] = {}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 STRING = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
@@ -104,6 +100,18 @@ def check_module(root):
     return failures, len(graph)
 
 
+def check_port(root):
+    graph = {}
+    for path in sources(root, "port/posix"):
+        name = unit(path.relative_to(root))
+        others = includes_of(root, path, ["port/posix/include"])
+        graph.setdefault(name, set()).update(unit(other) for other in others if unit(other) != name)
+    if not graph:
+        return ["port/posix: no such folder"]
+    cycle = cycle_in({name: sorted(others) for name, others in graph.items()})
+    return ["units include each other in a circle: " + " > ".join(cycle)] if cycle else []
+
+
 def check_literals(root):
     failures, held = [], set()
     patterns = {re.compile(pattern + r"\Z"): owner for pattern, owner in LITERALS.items()}
@@ -124,24 +132,6 @@ def check_literals(root):
     return failures
 
 
-def check_folders(root):
-    failures = []
-    for folder, (allowed, most) in FOLDERS.items():
-        files = sources(root, folder)
-        if not files:
-            failures.append(f"{folder}: no such folder")
-        units = {unit(path.name) for path in files}
-        if len(units) > most:
-            failures.append(f"{folder}: {len(units)} units, at most {most}")
-        base = str(pathlib.PurePosixPath(folder).parent)
-        for path in files:
-            for other in includes_of(root, path, [base, "src", "include"]):
-                home = str(pathlib.PurePosixPath(other).parent)
-                if home != folder and home not in allowed and other not in allowed:
-                    failures.append(f"{path.relative_to(root)} includes {other}")
-    return failures
-
-
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
@@ -149,7 +139,7 @@ def main():
     failures, files = check_module(root)
     if files == 0:
         failures.append(f"{root}: no source found")
-    failures += check_literals(root) + check_folders(root)
+    failures += check_port(root) + check_literals(root)
     for failure in failures:
         print(failure, file=sys.stderr)
     return 1 if failures else 0

@@ -27,6 +27,11 @@ bool opens(const SystemCall &call, const std::string &path) {
     return call.isEntry() && call.isOpen() && call.path == path;
 }
 
+/// Whether the tool is about to open the oldest file, from wherever.
+bool opensOldest(const SystemCall &call) {
+    return call.isEntry() && call.isOpen() && fs::path(call.path).filename() == "0.csv";
+}
+
 /// Whether the tool is about to print items.
 bool prints(const SystemCall &call) { return call.isEntry() && call.isWrite() && call.fd == STDOUT_FILENO; }
 
@@ -55,6 +60,12 @@ protected:
         write(fileName(1), lines("b", 2, 1));
         write(fileName(2), lines("c", 2, 2));
         writeIndex("0,2");
+    }
+
+    /// The day of most items begins within its oldest file.
+    void makeRingOfTwoDays() const {
+        makeRing();
+        write(fileName(0), dataLine(kTime - 1, 0, 0, "the day before") + lines("a", 2, 0));
     }
 
     /// As the store does it: empties the next file, rewrites the index, and only then stores items there.
@@ -150,31 +161,39 @@ TEST_F(MovingRingTest, Follow_RingMovesOnWhileItIsOpened_PassesItOnAsItIsThen) {
 }
 
 /// The module opens the files once more, by their names.
-TEST_F(MovingRingTest, QuestionsOfTheModule_RingMovesOnAfterTheSummariesWereMade_AreAnsweredAsItIsThen) {
-    const std::vector<std::string> theDay = {"--utc", "-S", "2023-11-15", "-U", "2023-11-15", "log"};
-    // The one counts each level by itself, and is between the first and the second; the other is before all.
-    for (const auto &[command, opening] : {std::pair{"count", 3}, {"show", 2}}) {
-        SCOPED_TRACE(command);
-        std::vector<std::string> words = {command};
-        words.insert(words.end(), theDay.begin(), theDay.end());
-        makeRing();
-        // A file of two days is counted by its lines.
-        write(fileName(0), dataLine(kTime - 1, 0, 0, "the day before") + lines("a", 2, 0));
-        int openings = 0;
-        const TraceOutcome run = jornMeanwhile(
-            words,
-            [&, opening = opening](const SystemCall &call) {
-                const bool isMeant =
-                    call.isEntry() && call.isOpen() && fs::path(call.path).filename() == "0.csv";
-                openings += isMeant ? 1 : 0;
-                return isMeant && openings == opening;
-            },
-            [&] { moveOnOnce(); });
-        const Outcome afterwards = jorn(words);
-        EXPECT_EQ(run.status, 0);
-        EXPECT_EQ(run.out, afterwards.out);
-        EXPECT_EQ(run.err, afterwards.err);
-    }
+TEST_F(MovingRingTest, PageOfTheModule_RingMovesOnAfterTheSummariesWereMade_IsAnsweredAsItIsThen) {
+    const std::vector<std::string> words = {"show", "--utc", "-S", "2023-11-15", "-U", "2023-11-15", "log"};
+    makeRingOfTwoDays();
+    int openings = 0;
+    const TraceOutcome run = jornMeanwhile(
+        words, [&](const SystemCall &call) { return opensOldest(call) && ++openings == 2; },
+        [&] { moveOnOnce(); });
+    const Outcome afterwards = jorn(words);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, afterwards.out);
+    EXPECT_EQ(run.err, afterwards.err);
+}
+
+/// Whatever the summaries leave open is read from the file as it was opened, so that no writer comes between.
+TEST_F(MovingRingTest, Count_DayThatBeginsWithinAFile_OpensEachFileOnce) {
+    makeRingOfTwoDays();
+    int openings = 0;
+    TraceOptions options;
+    options.directory = root_;
+    TracedRun run(jornCommand({"count", "--utc", "-S", "2023-11-15", "-U", "2023-11-15", "log"}), options);
+    run.onCall([&](const SystemCall &call) {
+        openings += opensOldest(call) ? 1 : 0;
+        return Action::proceed();
+    });
+    const TraceOutcome outcome = run.wait();
+    EXPECT_EQ(outcome.out,
+              "level      items\n"
+              "    0          2\n"
+              "    1          2\n"
+              "    2          2\n"
+              "    3          0\n"
+              "total          6\n");
+    EXPECT_EQ(openings, 1);
 }
 
 TEST_F(MovingRingTest, AnyReader_RingMovesOnAtEachOpening_GivesUpAndPrintsNothing) {

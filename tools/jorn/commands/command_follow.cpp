@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "commands/follow.h"
-#include "output/item_output.h"
+#include "commands/item_output.h"
+#include "commands/live_printing.h"
 
 namespace tool {
 namespace {
@@ -33,7 +33,7 @@ constexpr char kExamples[] =
 
 void addFollowCommand(CLI::App *app, int *exitCode) {
     CLI::App *const command = app->add_subcommand("follow", kBrief);
-    const auto options = std::make_shared<FollowOptions>();
+    const auto options = std::make_shared<LivePrintingOptions>();
     addFilterOptions(command, &options->filter);
     addNewestOption(command, &options->newest,
                     "Begin with the newest N items that match, or all; default: 10");
@@ -41,7 +41,7 @@ void addFollowCommand(CLI::App *app, int *exitCode) {
     addFormOption(command, &options->output, itemFormNames());
     addItemOutputOptions(command, &options->output);
     command->footer(std::string(kDetails) + kFilterHelp + kExamples);
-    command->callback([options, exitCode] { *exitCode = follow(*options); });
+    command->callback([options, exitCode] { *exitCode = printLive(*options); });
 }
 
 }  // namespace tool

@@ -6,6 +6,7 @@
 
 #include "commands/commands.h"
 #include "commands/log_options.h"
+#include "commands/output_options.h"
 #include "record/log_mode.h"
 #include "record/recorder.h"
 #include "record/ring_fit.h"
@@ -23,16 +24,21 @@ constexpr char kDetails[] =
     "its own at the start, \"Log start init!\", of the debug level 3.\n"
     "A line ends with LF or CR LF; any other carriage return, and a NUL, becomes a blank. A text\n"
     "keeps 198 bytes of a line; a prefix is not among them. A line of UTF-8 is cut between\n"
-    "characters. A missing DIR is created; one recorder at a time has it. An index that was lost,\n"
-    "as by a cut of the power, is found again from the files, and nothing else is changed; where\n"
-    "they do not tell, nothing is recorded, unless --if-unclear aside is given, which services\n"
-    "should.\n\n"
+    "characters. A missing DIR is created; one recorder at a time has it.\n"
+    "An index that was lost, as by a power cut, is found again from the files, and nothing else is\n"
+    "changed. Where the files do not show the order, nothing is recorded, unless --if-unclear aside\n"
+    "is given, which services should do. A last line that was cut off gets its end where it is a\n"
+    "whole item without it; else it moves to DIR/torn-N.txt.\n"
+    "What is in the files is not yet on the medium: the system writes it back later, and a power\n"
+    "cut loses what it has not written. With --sync, what was read is on the medium whenever the\n"
+    "input pauses.\n\n"
     "Examples:\n"
     "  jorn record /var/log/door < door.log         a file\n"
     "  make 2>&1 | jorn record --files 20 build-log   a program, into a ring of 20 files\n"
     "  jorn record -k --slot 3 DIR < /run/door.fifo until it is stopped\n"
     "  test-run | jorn record --prefix-levels DIR     \"<0>failed\" is an item of level 0\n"
     "  jorn record --stats -o json DIR < door.log   and tell what was done\n"
+    "  jorn record -k --sync --mode 0755 DIR < /run/door.fifo   safe from cuts, and for all to read\n"
     "Exit codes: 0 done, 2 usage, 3 the index is lost and jorn repair has to decide, 4 input or output\n"
     "failed.";
 
@@ -101,7 +107,7 @@ void addItemOptions(CLI::App *command, RecordOptions *options) {
 }
 
 /// What is told besides the items.
-void addReportOptions(CLI::App *command, RecordOptions *options) {
+void addReportOptions(CLI::App *command, RecordOptions *options, OutputOptions *output) {
     command->add_flag(
         "--stats", options->hasStats,
         "At the end, tell lines, items, bytes, lines cut, files passed, seconds and items a second");
@@ -110,7 +116,7 @@ void addReportOptions(CLI::App *command, RecordOptions *options) {
                      "Print level of the store's messages on standard error, 0 to 8")
         ->type_name("N")
         ->check(CLI::Range(0, 8));
-    addFormOption(command, &options->output, {"text", "json"});
+    addFormOption(command, output, {"text", "json"});
     command->get_option("--output")->description("Form of the statistics");
 }
 
@@ -119,12 +125,14 @@ void addReportOptions(CLI::App *command, RecordOptions *options) {
 void addRecordCommand(CLI::App *app) {
     CLI::App *const command = app->add_subcommand("record", kBrief);
     const auto options = std::make_shared<RecordOptions>();
+    const auto output = std::make_shared<OutputOptions>();
     addRingOptions(command, options.get());
     addItemOptions(command, options.get());
-    addReportOptions(command, options.get());
+    addReportOptions(command, options.get(), output.get());
     command->footer(kDetails);
-    command->callback([options] {
+    command->callback([options, output] {
         checkTogether(*options);
+        options->isStatsJson = output->form == "json";
         record(*options);
     });
 }

@@ -10,11 +10,11 @@
 
 #include "commands/commands.h"
 #include "commands/filter_options.h"
-#include "commands/follow.h"
+#include "commands/item_output.h"
+#include "commands/live_printing.h"
 #include "commands/output_options.h"
 #include "commands/read_end.h"
 #include "output/item_format.h"
-#include "output/item_output.h"
 #include "output/output.h"
 #include "query/item_query.h"
 #include "system/failure.h"
@@ -208,7 +208,7 @@ Shown show(const ShowOptions &options, const Question &question) {
 
 int run(const ShowOptions &options) {
     if (options.isFollowed) {
-        return follow({options.filter, options.output, options.newest, options.isPolling});
+        return printLive({options.filter, options.output, options.newest, options.isPolling});
     }
     const Question question = openQuestion(options.filter, time(nullptr));
     const Shown shown = show(options, question);

@@ -9,10 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "log/damage.h"
-#include "log/names.h"
-#include "log/store_directory.h"
-#include "query/item_filter.h"
+#include "query/question.h"
 
 namespace tool {
 
@@ -38,19 +35,6 @@ void addFilterOptions(CLI::App *command, FilterOptions *options);
 
 /// The same without DIR and --quiet, for commands that give them another meaning.
 void addQuestionOptions(CLI::App *command, FilterOptions *options);
-
-/// What the options mean.
-struct Question {
-    StoreDirectory directory;
-    std::optional<int> ringSize;
-    Names names;  ///< Of --names or beside the data; none with --numbers for showing, see isNumbers.
-    ItemFilter filter;
-    DamageLog damage;  ///< A names file beside the data that cannot be used.
-    bool isNumbers = false;
-
-    /// Names for showing: none when numbers are wanted.
-    const Names &shownNames() const { return isNumbers ? noNames() : names; }
-};
 
 /// Opens the directory and reads the names. With --utc, makes UTC the local time of the process first. `now`
 /// is what relative times start from. Throws Failure.

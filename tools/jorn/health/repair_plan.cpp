@@ -66,7 +66,7 @@ void planMoves(RepairPlan *plan) {
         plan->steps.push_back("leave out " + dataFileName(position) +
                               ", which holds no item and is in the way");
     }
-    for (const Placement::Move &move : plan->placement.moves) {
+    for (const FileMove &move : plan->placement.moves) {
         plan->steps.push_back("rename " + dataFileName(move.from) + " to " + dataFileName(move.to));
     }
 }

@@ -91,8 +91,9 @@ std::optional<int> Placement::targetOf(int position) const {
     if (contains(dropped, position)) {
         return std::nullopt;
     }
-    const auto move = std::find_if(moves.begin(), moves.end(),
-                                   [position](const Move &candidate) { return candidate.from == position; });
+    const auto move = std::find_if(moves.begin(), moves.end(), [position](const FileMove &candidate) {
+        return candidate.from == position;
+    });
     return move == moves.end() ? position : move->to;
 }
 

@@ -11,14 +11,15 @@
 
 namespace tool {
 
-struct Placement {
-    struct Move {
-        int from;
-        int to;
-    };
+/// Of a data file, from one position of the ring to another.
+struct FileMove {
+    int from;
+    int to;
+};
 
-    IndexPositions positions;  ///< For the index.
-    std::vector<Move> moves;   ///< All at once: a target may be another move's source.
+struct Placement {
+    IndexPositions positions;     ///< For the index.
+    std::vector<FileMove> moves;  ///< All at once: a target may be another move's source.
     std::vector<int> dropped;  ///< Files without items that would be in the way; the store makes them anew.
 
     /// Where a file goes; nothing for one that is dropped.

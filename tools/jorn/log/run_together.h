@@ -9,7 +9,7 @@ namespace tool {
 
 /// Whether there stands in a line, but not at its begin, what the store's lines begin with: a time of 9 or 10
 /// digits, level and slot. As texts may hold such bytes too, that time must be later than the line's own, or
-/// what follows must be the store's first item.
+/// what follows must be the item that the store adds at each start.
 bool looksRunTogether(std::string_view line);
 
 }  // namespace tool

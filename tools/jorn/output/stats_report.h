@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "commands/filter_options.h"
 #include "log/disk_usage.h"
 #include "query/histogram.h"
+#include "query/question.h"
 #include "query/ring_stats.h"
 
 namespace tool {

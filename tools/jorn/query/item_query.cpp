@@ -58,15 +58,6 @@ void countByPlan(const RingView &view, const ItemFilter &filter, const std::vect
     }
 }
 
-void countByModule(const RingView &view, const std::vector<FileDigest> &digests, const CountPlan &plan,
-                   CountAnswer *answer) {
-    const RingReader reader(view, digests);
-    answer->moduleCounts = plan.requirements.size();
-    for (const JORN_REQUIRE &require : plan.requirements) {
-        answer->tally.add(require.level, static_cast<uint64_t>(reader.count(require)));
-    }
-}
-
 PageAnswer pageByModule(const RingView &view, const std::vector<FileDigest> &digests, JORN_REQUIRE require,
                         const PageWish &wish) {
     require.pageDisp = wish.number;
@@ -106,18 +97,12 @@ PageAnswer pageByReading(const RingView &view, const ItemFilter &filter, const P
     return answer;
 }
 
-/// The module opens the files by their names. Where a writer moved on meanwhile, it may have counted others
-/// than those of the view.
 CountAnswer countByDigests(const RingView &view, const ItemFilter &filter,
                            const std::vector<FileDigest> &digests, DamageLog *damage) {
     const CountPlan plan = planCount(filter, digests);
     CountAnswer answer;
     answer.route = plan.route;
     answer.filesSummarised = digests.size();
-    if (plan.route == Route::Module) {
-        countByModule(view, digests, plan, &answer);
-        return view.isCurrent() ? answer : countByReading(view, filter, damage);
-    }
     countByPlan(view, filter, digests, plan, &answer, damage);
     return answer;
 }
@@ -146,16 +131,11 @@ uint64_t Tally::total() const { return std::accumulate(levels.begin(), levels.en
 
 std::string CountAnswer::explanation() const {
     const std::string summaries = "summaries of " + fileCount(filesSummarised);
-    switch (route) {
-        case Route::Summaries:
-            return "answered from the " + summaries + " alone";
-        case Route::Module:
-            return "answered by " + std::to_string(moduleCounts) + " counts of the module over the " +
-                   summaries;
-        default:
-            return "answered by reading the lines of " + fileCount(filesScanned) +
-                   (filesSummarised > 0 ? ", after the " + summaries : "");
+    if (route == Route::Summaries) {
+        return "answered from the " + summaries + " alone";
     }
+    return "answered by reading the lines of " + fileCount(filesScanned) +
+           (filesSummarised > 0 ? ", after the " + summaries : "");
 }
 
 CountAnswer countItems(const RingView &view, const ItemFilter &filter, DamageLog *damage) {

@@ -36,7 +36,6 @@ struct CountAnswer {
     Route route = Route::Summaries;
     size_t filesSummarised = 0;  ///< Files that were read once for their summary.
     size_t filesScanned = 0;     ///< Files whose lines were read for this question.
-    size_t moduleCounts = 0;     ///< Counts of the module that were added up.
 
     /// How the answer was found, in a sentence.
     std::string explanation() const;

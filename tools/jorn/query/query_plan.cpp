@@ -99,17 +99,6 @@ std::optional<FileRange> rangeOfModule(const Days &days, const std::vector<FileD
     return FileRange{static_cast<size_t>(range[0]), static_cast<size_t>(range[1])};
 }
 
-/// Exactly one level and at most one slot each, for counts by level.
-std::vector<JORN_REQUIRE> partsOf(const ItemFilter &filter, const Days &days) {
-    std::vector<JORN_REQUIRE> parts;
-    for (const int32_t level : wantedLevels(filter.levels)) {
-        for (const int32_t slot : wantedSlots(filter.slots)) {
-            parts.push_back({1, 1, days.first, days.last, level, 1, slot});
-        }
-    }
-    return parts;
-}
-
 FileUse useOf(const ItemFilter &filter, const FileDigest &digest) {
     if (digest.isEmpty() || digest.latest < filter.since || digest.earliest > filter.until) {
         return FileUse::Skip;
@@ -154,16 +143,8 @@ CountPlan planCount(const ItemFilter &filter, const std::vector<FileDigest> &dig
     CountPlan plan;
     std::transform(digests.begin(), digests.end(), std::back_inserter(plan.files),
                    [&](const FileDigest &digest) { return useOf(filter, digest); });
-    if (std::find(plan.files.begin(), plan.files.end(), FileUse::Read) == plan.files.end()) {
-        return plan;
-    }
-    plan.route = Route::Scan;
-    const std::optional<Days> days = wholeDays(filter);
-    const bool isStrayAsked = filter.levels.hasStray() && hasStray(digests);
-    if (days && filter.pattern == nullptr && !isStrayAsked && isModuleExact(filter, digests)) {
-        plan.route = Route::Module;
-        plan.requirements = partsOf(filter, *days);
-    }
+    const bool isAnyRead = std::find(plan.files.begin(), plan.files.end(), FileUse::Read) != plan.files.end();
+    plan.route = isAnyRead ? Route::Scan : Route::Summaries;
     return plan;
 }
 

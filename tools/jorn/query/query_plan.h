@@ -28,15 +28,12 @@ enum class FileUse {
 
 enum class Route {
     Summaries,  ///< No line has to be read.
-    Module,     ///< The module's own counting gives the answer.
     Scan,       ///< Files are read, those that need it.
 };
 
 struct CountPlan {
     Route route = Route::Summaries;
-    std::vector<FileUse> files;  ///< As the digests; of a count by module only informative.
-    std::vector<JORN_REQUIRE>
-        requirements;  ///< For the module: one level and at most one slot each; they add up.
+    std::vector<FileUse> files;  ///< As the digests.
 };
 
 /// `digests` are those of the ring's files, the oldest first, and none missing between.

@@ -93,16 +93,12 @@ void RingReader::enterRegistry() {
     jorn_obj_ptr = &object_;
 }
 
-int32_t RingReader::count(const JORN_REQUIRE &require) const {
-    return std::max(JORN_CountRequireTotalNum(kReaderHandle, require), 0);
-}
-
 PageResult RingReader::page(const JORN_REQUIRE &require) const {
     const UtcScope utc;
     PageResult result;
     result.number = std::max(JORN_GetRequireLog(kReaderHandle, require, &result.page), 0);
     // Counted afterwards: a file that is being written only grows, so the page lies within the count.
-    result.total = count(require);
+    result.total = std::max(JORN_CountRequireTotalNum(kReaderHandle, require), 0);
     return result;
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The module's own queries over a ring that is only looked at: an object that never went through creation, so
-// that nothing in the directory is renamed, rewritten or logged.
+// The module's own retrieval over a ring that is only looked at: an object that never went through creation,
+// so that nothing in the directory is renamed, rewritten or logged.
 #ifndef JORN_TOOLS_RING_READER_H
 #define JORN_TOOLS_RING_READER_H
 
@@ -33,9 +33,6 @@ public:
     ~RingReader();
     RingReader(const RingReader &) = delete;
     RingReader &operator=(const RingReader &) = delete;
-
-    /// Items that match, 0 or more.
-    int32_t count(const JORN_REQUIRE &require) const;
 
     PageResult page(const JORN_REQUIRE &require) const;
 

@@ -83,8 +83,7 @@ private:
 
 void printStats(const RecordOptions &options, const RecordStats &stats) {
     if (options.hasStats) {
-        const bool isJson = options.output.form == "json";
-        fputs((isJson ? formatStatsJson(stats) : "jorn: " + formatStats(stats)).c_str(), stderr);
+        fputs((options.isStatsJson ? formatStatsJson(stats) : "jorn: " + formatStats(stats)).c_str(), stderr);
     }
 }
 

@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 
-#include "commands/output_options.h"
 #include "jorn.h"
 
 namespace tool {
@@ -26,7 +25,7 @@ struct RecordOptions {
     bool hasPrefixes = false;          ///< Lines may tell their level by "<N>" at their begin.
     bool syncs = false;                ///< Brings what is recorded to the medium.
     bool hasStats = false;
-    OutputOptions output;  ///< The form of the statistics.
+    bool isStatsJson = false;  ///< The form of the statistics; else text.
     std::optional<int> printLevel;
     std::optional<mode_t> mode;  ///< Of the directory, and without the right to execute of the log's files.
 };

@@ -10,15 +10,11 @@
 #include <vector>
 
 #include "health/index_mending.h"
+#include "health/ring_placement.h"
 #include "system/failure.h"
 
 namespace tool {
 namespace {
-
-struct Move {
-    int from;
-    int to;
-};
 
 /// Files by position, as they are while the moves go on.
 class Layout {
@@ -36,7 +32,7 @@ public:
         isPresent_[static_cast<size_t>(position)] = false;
     }
 
-    void rename(const Move &move) {
+    void rename(const FileMove &move) {
         const std::string from = dataFileName(move.from);
         const std::string to = dataFileName(move.to);
         if (renameat(directory_.descriptor(), from.c_str(), directory_.descriptor(), to.c_str()) < 0) {
@@ -62,8 +58,8 @@ int deleteSurplus(const jorn::TidyingPlan &plan, Layout *layout) {
     return deleted;
 }
 
-std::vector<Move> movesOf(const jorn::TidyingPlan &plan) {
-    std::vector<Move> moves;
+std::vector<FileMove> movesOf(const jorn::TidyingPlan &plan) {
+    std::vector<FileMove> moves;
     for (int position = 0; position < jorn::kSurveySize; ++position) {
         const int target = plan.moveTable[position];
         if (target != position && target != jorn::kSurplus) {
@@ -75,10 +71,10 @@ std::vector<Move> movesOf(const jorn::TidyingPlan &plan) {
 
 /// Carries out each move once its target is free. There is always such a move: the files keep their
 /// order, and at least one position of the ring is free when any file has to move.
-void moveFiles(const StoreDirectory &directory, std::vector<Move> moves, Layout *layout) {
+void moveFiles(const StoreDirectory &directory, std::vector<FileMove> moves, Layout *layout) {
     while (!moves.empty()) {
         const auto next = std::find_if(moves.begin(), moves.end(),
-                                       [&](const Move &move) { return !layout->isPresent(move.to); });
+                                       [&](const FileMove &move) { return !layout->isPresent(move.to); });
         if (next == moves.end()) {
             throw Failure(directory.path() + ": the files cannot be put in order without overwriting one");
         }
@@ -118,7 +114,7 @@ int chooseRingSize(const StoreDirectory &directory, const RingLook &look, std::o
 int fitRing(const StoreDirectory &directory, const RingLook &look, int ringSize) {
     const jorn::TidyingPlan plan = look.planFor(ringSize);
     Layout layout(directory, look);
-    const std::vector<Move> moves = movesOf(plan);
+    const std::vector<FileMove> moves = movesOf(plan);
     const int deleted = deleteSurplus(plan, &layout);
     moveFiles(directory, moves, &layout);
     const int changed = deleted + static_cast<int>(moves.size());

@@ -39,7 +39,7 @@ struct LastLine {
 
 int64_t beginOfLastLine(int fd, int64_t end) {
     while (end > 0) {
-        const size_t length = std::min<size_t>(static_cast<size_t>(end), kBlockSize);
+        const auto length = static_cast<size_t>(std::min<int64_t>(end, kBlockSize));
         const int64_t begin = end - static_cast<int64_t>(length);
         std::string block(length, '\0');
         block.resize(readAt(fd, static_cast<uint64_t>(begin), block.data(), length));
@@ -83,7 +83,7 @@ public:
             return "";
         }
         openToWrite();
-        const std::string done =
+        std::string done =
             line.isWhole() ? shown_ + ": the last line had no end; it has one now" : takeTornBytesOut(line);
         if (line.holdsItem()) {
             addLineFeed(line.endOfItems);

@@ -47,12 +47,10 @@ void sync(int fd, const std::string &path) {
     }
 }
 
-void syncDirectory(const std::string &path) {
-    const Descriptor directory(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory.isOpen()) {
+void syncNamesIn(const std::string &path) {
+    if (!syncDirectory(AT_FDCWD, path)) {
         throw systemFailure(path, errno);
     }
-    sync(directory.get(), path);
 }
 
 struct stat statusOf(int fd, const std::string &path) {
@@ -125,7 +123,7 @@ public:
         verify(before);
         copyAttributes(staging_.descriptor(), statusOf(directory_.descriptor(), real_), staging_.path());
         staging_.complete(partialName(options_.backup));
-        syncDirectory(parentOf(options_.backup));
+        syncNamesIn(parentOf(options_.backup));
         options_.afterStep();
         changePlaces();
         carryAsides();
@@ -133,7 +131,7 @@ public:
             listCutLines(position);
             options_.afterStep();
         }
-        syncDirectory(options_.backup);
+        syncNamesIn(options_.backup);
     }
 
 private:
@@ -266,8 +264,8 @@ private:
         } else {
             throw systemFailure(real_ + " cannot change places with " + staging, errno);
         }
-        syncDirectory(parentOf(options_.backup));
-        syncDirectory(parentOf(real_));
+        syncNamesIn(parentOf(options_.backup));
+        syncNamesIn(parentOf(real_));
         options_.afterStep();
     }
 

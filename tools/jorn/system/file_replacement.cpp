@@ -35,12 +35,12 @@ void replaceFile(int directory, const std::string &name, const std::string &show
     syncNames(directory);
 }
 
-void syncNames(int directory) {
+bool syncDirectory(int directory, const std::string &name) {
     // One that was opened for its place alone cannot be synced.
-    const Descriptor opened(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (opened.isOpen()) {
-        [[maybe_unused]] const int ignored = fsync(opened.get());
-    }
+    const Descriptor opened(openat(directory, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return opened.isOpen() && fsync(opened.get()) == 0;
 }
+
+void syncNames(int directory) { [[maybe_unused]] const bool ignored = syncDirectory(directory, "."); }
 
 }  // namespace tool

@@ -34,8 +34,11 @@ private:
 /// content or for the new one, whole. Throws Failure; then the former content is still there.
 void replaceFile(int directory, const std::string &name, const std::string &shown, std::string_view bytes);
 
-/// Brings changes of names to the medium. Not every file system can, and the content is there already, so
-/// nothing is made of a failure.
+/// Brings changes of names in a directory to the medium. `name` is that of the directory as seen from
+/// `directory`. False with the reason in errno.
+bool syncDirectory(int directory, const std::string &name);
+
+/// The same for a file system that may be unable to: the content is there already, so a failure is ignored.
 void syncNames(int directory);
 
 }  // namespace tool

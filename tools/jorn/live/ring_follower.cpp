@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "live/follower.h"
+#include "live/ring_follower.h"
 
 #include <errno.h>
 #include <sys/stat.h>
@@ -16,7 +16,7 @@
 namespace tool {
 namespace {
 
-using Reading = FollowCursor::Reading;
+using Reading = FileCursor::Reading;
 
 std::string headOf(int fd) { return bytesAt(fd, 0, jorn::kLineMax); }
 
@@ -24,7 +24,7 @@ std::pair<dev_t, ino_t> identityOf(const FileMark &mark) { return {mark.device, 
 
 }  // namespace
 
-Follower::State Follower::step() {
+RingFollower::State RingFollower::step() {
     // A writer that moves on all the time must not keep the caller from noticing anything else.
     constexpr int kTries = 100;
     for (int tries = 0; tries < kTries; ++tries) {
@@ -35,7 +35,7 @@ Follower::State Follower::step() {
     return State::Pending;
 }
 
-Follower::Result Follower::tryStep() {
+RingFollower::Result RingFollower::tryStep() {
     if (!openDirectory()) {
         return State::Pending;
     }
@@ -46,7 +46,7 @@ Follower::Result Follower::tryStep() {
 }
 
 /// Opens the directory, or the one that has taken its place. False while there is none.
-bool Follower::openDirectory() {
+bool RingFollower::openDirectory() {
     struct stat status;
     if (stat(terms_.directory.c_str(), &status) < 0) {
         if (errno != ENOENT) {
@@ -69,15 +69,15 @@ bool Follower::openDirectory() {
     return true;
 }
 
-bool Follower::isIndexAsSeen() const { return index_.isStill(*directory_); }
+bool RingFollower::isIndexAsSeen() const { return index_.isStill(*directory_); }
 
 /// Whether the name of the file being read still leads to it.
-bool Follower::isCursorInPlace() const {
+bool RingFollower::isCursorInPlace() const {
     struct stat status = {};
     return stat(cursor_->path().c_str(), &status) == 0 && isSameFile(markOf(status), cursor_->mark());
 }
 
-Follower::Result Follower::lookAnew() {
+RingFollower::Result RingFollower::lookAnew() {
     const std::optional<RingView> opened = RingView::openOnce(*directory_, terms_.ringSize);
     if (!opened) {
         return std::nullopt;
@@ -99,10 +99,10 @@ Follower::Result Follower::lookAnew() {
     return hasBegun_ ? findPlace(view, isIndexMoved) : begin(view);
 }
 
-Follower::Result Follower::begin(const RingView &view) {
+RingFollower::Result RingFollower::begin(const RingView &view) {
     placeFirst(view);
     if (!isIndexAsSeen()) {
-        cursor_.reset();
+        change(std::nullopt);
         old_.clear();
         former_ = {};
         return std::nullopt;
@@ -117,7 +117,7 @@ Follower::Result Follower::begin(const RingView &view) {
 }
 
 /// Where the newest items begin, in a file that can be read.
-ScanStart Follower::startOf(const RingView &view, uint64_t newest) const {
+ScanStart RingFollower::startOf(const RingView &view, uint64_t newest) const {
     const std::vector<RingFile> &files = view.files();
     DamageLog unread;  // Told when it is passed.
     ScanStart start;
@@ -133,7 +133,7 @@ ScanStart Follower::startOf(const RingView &view, uint64_t newest) const {
 }
 
 /// Goes to where the items begin that are to be passed on of those that are there.
-void Follower::placeFirst(const RingView &view) {
+void RingFollower::placeFirst(const RingView &view) {
     const uint64_t newest = isNew_ ? UINT64_MAX : terms_.newest;
     const std::vector<RingFile> &files = view.files();
     const ScanStart start = startOf(view, newest);
@@ -141,20 +141,21 @@ void Follower::placeFirst(const RingView &view) {
     if (start.fileIndex == files.size()) {
         return;
     }
-    cursor_.emplace(files[start.fileIndex]);
-    cursor_->skipTo(start.offset);
+    FileCursor first(files[start.fileIndex]);
+    first.skipTo(start.offset);
     if (newest == 0) {
-        cursor_->skipAll();
+        first.skipAll();
     }
+    change(std::move(first));
     if (start.fileIndex > 0 && files[start.fileIndex - 1].file.isOpen()) {
-        FollowCursor before(files[start.fileIndex - 1]);
+        FileCursor before(files[start.fileIndex - 1]);
         before.skipAll();
         former_ = before.read();
     }
 }
 
 /// Finds the file being read again after something has changed, or the one to go on with.
-Follower::Result Follower::findPlace(const RingView &view, bool isIndexMoved) {
+RingFollower::Result RingFollower::findPlace(const RingView &view, bool isIndexMoved) {
     const size_t count = view.files().size();
     if (!cursor_) {
         isReplaced_ = false;
@@ -178,7 +179,7 @@ Follower::Result Follower::findPlace(const RingView &view, bool isIndexMoved) {
 }
 
 /// The file being read is out of the range, by a clearing, or was written over.
-Follower::Result Follower::goOnOutside(const RingView &view, size_t first, bool isIntact) {
+RingFollower::Result RingFollower::goOnOutside(const RingView &view, size_t first, bool isIntact) {
     const size_t next = nextFresh(view, first);
     if (next == view.files().size()) {
         isAtNewest_ = false;
@@ -197,7 +198,7 @@ Follower::Result Follower::goOnOutside(const RingView &view, size_t first, bool 
 }
 
 /// Goes on behind the items that were read, in a copy that may lack lines which are no items.
-Follower::Result Follower::goOnInReplacement(const RingView &view) {
+RingFollower::Result RingFollower::goOnInReplacement(const RingView &view) {
     if (cursor_->isIntact()) {
         const Reading reading = readOn(false);
         if (reading != Reading::Done) {
@@ -222,12 +223,12 @@ Follower::Result Follower::goOnInReplacement(const RingView &view) {
         old_.clear();
     }
     former_ = {};
-    cursor_.reset();
+    change(std::nullopt);
     return goOnWithFresh(view);
 }
 
 /// With no file to go on from: the oldest one that holds something new.
-Follower::Result Follower::goOnWithFresh(const RingView &view) {
+RingFollower::Result RingFollower::goOnWithFresh(const RingView &view) {
     const size_t next = nextFresh(view, 0);
     if (next == view.files().size()) {
         return State::Waiting;
@@ -236,18 +237,18 @@ Follower::Result Follower::goOnWithFresh(const RingView &view) {
     return walk(view, next);
 }
 
-Follower::Result Follower::goBehind(const RingView &view, const ReadItems &items) {
+RingFollower::Result RingFollower::goBehind(const RingView &view, const ReadItems &items) {
     for (const bool isExact : {true, false}) {
         for (size_t i = view.files().size(); items.count > 0 && i-- > 0;) {
             if (!view.files()[i].file.isOpen()) {
                 continue;
             }
-            FollowCursor copy(view.files()[i]);
+            FileCursor copy(view.files()[i]);
             if (isExact ? copy.skipBehind(items) : copy.skipBehindLine(items.last)) {
                 isReplaced_ = false;
                 old_.clear();
                 rememberAllBut(view, i);
-                cursor_.emplace(std::move(copy));
+                change(std::move(copy));
                 return walk(view, i);
             }
         }
@@ -256,7 +257,7 @@ Follower::Result Follower::goBehind(const RingView &view, const ReadItems &items
 }
 
 /// Reads the file, which is the view's at `index`, and those behind it.
-Follower::Result Follower::walk(const RingView &view, size_t index) {
+RingFollower::Result RingFollower::walk(const RingView &view, size_t index) {
     const std::vector<RingFile> &files = view.files();
     for (;;) {
         cursor_->moveTo(files[index]);
@@ -274,26 +275,26 @@ Follower::Result Follower::walk(const RingView &view, size_t index) {
 }
 
 /// Whether the index names the file as the one being written; not so when that is still to come.
-bool Follower::isLatest(const RingFile &file) const {
+bool RingFollower::isLatest(const RingFile &file) const {
     return !index_.positions() || index_.positions()->latest == file.number;
 }
 
 /// The common case: the writer goes on appending to its file.
-Follower::Result Follower::readNewest() {
+RingFollower::Result RingFollower::readNewest() {
     if (!cursor_->isIntact()) {
         cursor_->restart();
     }
     return resultOf(readOn(false));
 }
 
-Reading Follower::readOn(bool isFinal) {
-    const FollowHooks hooks = {[this] { return isReplaced_ || isIndexAsSeen(); }, sink_.item, sink_.damage};
+Reading RingFollower::readOn(bool isFinal) {
+    const CursorHooks hooks = {[this] { return isReplaced_ || isIndexAsSeen(); }, sink_.item, sink_.damage};
     const Reading reading = cursor_->readOn(terms_.filter, isFinal, hooks);
     lastMark_ = cursor_->mark();
     return reading;
 }
 
-Follower::Result Follower::resultOf(Reading reading) {
+RingFollower::Result RingFollower::resultOf(Reading reading) {
     switch (reading) {
         case Reading::Done:
             return State::Waiting;
@@ -306,14 +307,14 @@ Follower::Result Follower::resultOf(Reading reading) {
 }
 
 /// Where in the view the file being read is, the number of files when it is not there.
-size_t Follower::indexOf(const RingView &view) const {
+size_t RingFollower::indexOf(const RingView &view) const {
     const auto found = std::find_if(view.files().begin(), view.files().end(),
                                     [this](const RingFile &file) { return cursor_ && cursor_->isOf(file); });
     return static_cast<size_t>(found - view.files().begin());
 }
 
 /// The first file from there on that holds something new.
-size_t Follower::nextFresh(const RingView &view, size_t first) const {
+size_t RingFollower::nextFresh(const RingView &view, size_t first) const {
     size_t index = first;
     const auto isFresh = [this](const RingFile &file) {
         const OldFile *const old = file.file.isOpen() ? oldFile(file) : nullptr;
@@ -325,42 +326,46 @@ size_t Follower::nextFresh(const RingView &view, size_t first) const {
     return index;
 }
 
-const Follower::OldFile *Follower::oldFile(const RingFile &file) const {
+const RingFollower::OldFile *RingFollower::oldFile(const RingFile &file) const {
     const auto found = old_.find(identityOf(markOf(file.file.get())));
     return found == old_.end() ? nullptr : &found->second;
 }
 
 /// A full file is never added to. One that is the newest, and was written to since it was read, was started
 /// again, even where it holds the same bytes.
-bool Follower::isStartedAgain(const RingView &view, size_t index) const {
+bool RingFollower::isStartedAgain(const RingView &view, size_t index) const {
     return cursor_->isFull() && index + 1 == view.files().size() && index > 0 &&
            !(cursor_->mark() == lastMark_);
 }
 
+/// Every change of the file being read passes here, to another one or to none.
+void RingFollower::change(std::optional<FileCursor> cursor) { cursor_ = std::move(cursor); }
+
 /// Begins a file. One that was cleared, and then went on to be appended to, keeps its old items in front.
-void Follower::enter(const RingFile &file) {
-    cursor_.emplace(file);
+void RingFollower::enter(const RingFile &file) {
+    FileCursor next(file);
     const OldFile *const old = oldFile(file);
     const bool isCleared = index_.positions() && index_.positions()->oldest == index_.positions()->latest;
     if (old != nullptr && isCleared && markOf(file.file.get()).size >= old->mark.size &&
         headOf(file.file.get()).compare(0, old->head.size(), old->head) == 0) {
-        cursor_->skipTo(static_cast<uint64_t>(old->mark.size));
+        next.skipTo(static_cast<uint64_t>(old->mark.size));
     }
+    change(std::move(next));
 }
 
-void Follower::leave() {
+void RingFollower::leave() {
     const FileMark mark = cursor_->mark();
     old_[identityOf(mark)] = {mark, cursor_->head()};
     former_ = cursor_->read().count > 0 ? cursor_->read() : former_;
 }
 
-void Follower::remember(const RingFile &file) {
+void RingFollower::remember(const RingFile &file) {
     const FileMark mark = markOf(file.file.get());
     old_[identityOf(mark)] = {mark, headOf(file.file.get())};
 }
 
 /// What is in the directory is old, but for the files of the view from one on.
-void Follower::rememberAllBut(const RingView &view, size_t firstUnread) {
+void RingFollower::rememberAllBut(const RingView &view, size_t firstUnread) {
     for (int number = 0; number < jorn::kSurveySize; ++number) {
         const auto unread =
             std::find_if(view.files().begin() + static_cast<ptrdiff_t>(firstUnread), view.files().end(),
@@ -381,7 +386,7 @@ void Follower::rememberAllBut(const RingView &view, size_t firstUnread) {
 }
 
 /// Tells of files that were not read in time.
-void Follower::tellPassed(const RingView &view, size_t next, bool isIntact) const {
+void RingFollower::tellPassed(const RingView &view, size_t next, bool isIntact) const {
     const RingFile &file = view.files()[next];
     const int between = jorn::ringPosition(view.ringSize(), file.number - cursor_->number() - 1);
     const int passed = between + (isIntact || cursor_->isFull() ? 0 : 1);
@@ -392,13 +397,13 @@ void Follower::tellPassed(const RingView &view, size_t next, bool isIntact) cons
     }
 }
 
-void Follower::tellDamage(const RingView &view) {
+void RingFollower::tellDamage(const RingView &view) {
     for (const std::string &text : view.damage().texts()) {
         tellOnce(text, sink_.damage);
     }
 }
 
-void Follower::tellOnce(const std::string &text, const std::function<void(const std::string &)> &tell) {
+void RingFollower::tellOnce(const std::string &text, const std::function<void(const std::string &)> &tell) {
     if (told_.insert(text).second) {
         tell(text);
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The follower, driven by hand: what it passes on at each step while files change in between.
-#include "live/follower.h"
+#include "live/ring_follower.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using tool::Follower;
+using tool::RingFollower;
 
 constexpr uint32_t kTime = 1700000000;
 
@@ -30,10 +30,10 @@ protected:
     FollowerTest() { makeDirectory("log"); }
 
     void follow(uint64_t newest = 10, const tool::ItemFilter &filter = {}) {
-        follower_.emplace(tool::FollowTerms{path("log"), std::nullopt, filter, newest},
-                          tool::FollowSink{[this](const tool::Item &item) { return take(item); },
-                                           [this](const std::string &text) { notes_.push_back(text); },
-                                           [this](const std::string &text) { damage_.push_back(text); }});
+        follower_.emplace(tool::FollowerTerms{path("log"), std::nullopt, filter, newest},
+                          tool::FollowerSink{[this](const tool::Item &item) { return take(item); },
+                                             [this](const std::string &text) { notes_.push_back(text); },
+                                             [this](const std::string &text) { damage_.push_back(text); }});
     }
 
     bool take(const tool::Item &item) {
@@ -45,7 +45,7 @@ protected:
     }
 
     /// The texts that one step gives.
-    std::vector<std::string> step(Follower::State expected = Follower::State::Waiting) {
+    std::vector<std::string> step(RingFollower::State expected = RingFollower::State::Waiting) {
         texts_.clear();
         EXPECT_EQ(follower_->step(), expected);
         return texts_;
@@ -102,7 +102,7 @@ protected:
     }
 
     int stamps_ = 0;
-    std::optional<Follower> follower_;
+    std::optional<RingFollower> follower_;
     std::vector<std::string> texts_;
     std::vector<std::string> notes_;
     std::vector<std::string> damage_;
@@ -396,8 +396,8 @@ TEST_F(FollowerTest, Step_FileStartedAfresh_IsReadFromItsBeginning) {
 TEST_F(FollowerTest, Step_DirectoryMissing_WaitsAndThenGivesAll) {
     fs::remove(path("log"));
     follow(0);
-    EXPECT_THAT(step(Follower::State::Pending), IsEmpty());
-    EXPECT_THAT(step(Follower::State::Pending), IsEmpty());
+    EXPECT_THAT(step(RingFollower::State::Pending), IsEmpty());
+    EXPECT_THAT(step(RingFollower::State::Pending), IsEmpty());
     EXPECT_THAT(notes_, ElementsAre(path("log") + ": does not exist yet; waiting for it"));
     makeDirectory("log");
     EXPECT_THAT(step(), IsEmpty());
@@ -447,7 +447,7 @@ TEST_F(FollowerTest, Step_RepairBringsBackHiddenItems_StillGoesOnBehindTheLastOn
     step();
     makeCopy({line("hidden") + line("a1") + line("a2") + line("new")});
     fs::rename(path("log"), path("backup"));
-    EXPECT_THAT(step(Follower::State::Pending), IsEmpty());
+    EXPECT_THAT(step(RingFollower::State::Pending), IsEmpty());
     fs::rename(path("copy"), path("log"));
     EXPECT_THAT(step(), ElementsAre("new"));
     EXPECT_THAT(notes_, ElementsAre(path("log") + ": is gone; waiting for it to come back"));
@@ -472,7 +472,7 @@ TEST_F(FollowerTest, Step_AnotherLogInItsPlace_IsGivenFromItsBegin) {
     step();
     fs::rename(path("log"), path("former"));
     makeDirectory("log");
-    EXPECT_THAT(step(Follower::State::Pending), IsEmpty());
+    EXPECT_THAT(step(RingFollower::State::Pending), IsEmpty());
     start(0, line("b1"));
     start(1, line("b2"));
     writeIndex("0,1");
@@ -529,7 +529,7 @@ TEST_F(FollowerTest, Step_IndexBetweenTwoStepsOfItsRewrite_KeepsThePlace) {
     fs::rename(path("log/index.csv"), path("log/index.bak"));
     EXPECT_THAT(step(), ElementsAre("c4"));
     write("log/index.csv", "");
-    EXPECT_THAT(step(Follower::State::Pending), IsEmpty());
+    EXPECT_THAT(step(RingFollower::State::Pending), IsEmpty());
     write("log/index.csv", "version:1\n0,2\n");
     fs::remove(path("log/index.bak"));
     append(2, line("c5"));
@@ -542,10 +542,10 @@ TEST_F(FollowerTest, Step_IndexStaysUnusable_IsToldOnce) {
     follow(0);
     step();
     write("log/index.csv", "");
-    step(Follower::State::Pending);
+    step(RingFollower::State::Pending);
     EXPECT_THAT(damage_, IsEmpty());
-    step(Follower::State::Pending);
-    step(Follower::State::Pending);
+    step(RingFollower::State::Pending);
+    step(RingFollower::State::Pending);
     EXPECT_THAT(damage_, ElementsAre(HasSubstr("the index is missing or damaged")));
 }
 
@@ -615,7 +615,7 @@ TEST_F(FollowerTest, Step_NobodyWantsMore_EndsAtThatItem) {
     writeIndex("0,0");
     lastWanted_ = "two";
     follow();
-    EXPECT_THAT(step(Follower::State::Ended), ElementsAre("one", "two"));
+    EXPECT_THAT(step(RingFollower::State::Ended), ElementsAre("one", "two"));
     EXPECT_THAT(step(), ElementsAre("three"));
 }
 

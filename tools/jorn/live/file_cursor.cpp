@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "live/follow_cursor.h"
+#include "live/file_cursor.h"
 
 #include <fcntl.h>
 
@@ -32,33 +32,33 @@ struct stat statusOf(int fd) {
 
 }  // namespace
 
-FollowCursor::FollowCursor(const RingFile &file)
+FileCursor::FileCursor(const RingFile &file)
     : file_(fcntl(file.file.get(), F_DUPFD_CLOEXEC, 0)), path_(file.path), number_(file.number) {}
 
-bool FollowCursor::isDeleted() const { return statusOf(file_.get()).st_nlink == 0; }
+bool FileCursor::isDeleted() const { return statusOf(file_.get()).st_nlink == 0; }
 
-bool FollowCursor::isOf(const RingFile &file) const {
+bool FileCursor::isOf(const RingFile &file) const {
     return file.file.isOpen() && isSameFile(mark(), markOf(file.file.get()));
 }
 
-bool FollowCursor::isIntact() const {
+bool FileCursor::isIntact() const {
     return bytesAt(file_.get(), 0, head_.size()) == head_ &&
            bytesAt(file_.get(), offset_ - tail_.size(), tail_.size()) == tail_;
 }
 
-void FollowCursor::moveTo(const RingFile &file) {
+void FileCursor::moveTo(const RingFile &file) {
     path_ = file.path;
     number_ = file.number;
 }
 
-void FollowCursor::restart() {
+void FileCursor::restart() {
     offset_ = 0;
     read_ = {};
     head_.clear();
     tail_.clear();
 }
 
-void FollowCursor::account(const Line &line) {
+void FileCursor::account(const Line &line) {
     if (line.isItem()) {
         const std::string_view bytes = withoutLineFeed(line.bytes);
         ++read_.count;
@@ -72,13 +72,13 @@ void FollowCursor::account(const Line &line) {
 
 /// A piece that cannot get longer is not waited for when it is an item. One that is none becomes damage when
 /// the line goes on, no sooner than for the commands that read a log once.
-bool FollowCursor::isUnfinished(const Line &line, uint64_t end) {
+bool FileCursor::isUnfinished(const Line &line, uint64_t end) {
     const bool isWhole = line.isFull() && !line.isBad();
     return !line.hasLineEnd() && !isWhole && line.end() == end;
 }
 
 /// Gives the lines from the place on, which moves with those that are accounted, until `take` returns false.
-bool FollowCursor::scan(uint64_t end, const std::function<bool(const Line &)> &take) {
+bool FileCursor::scan(uint64_t end, const std::function<bool(const Line &)> &take) {
     SegmentReader reader(file_.get(), end, Order::OldestFirst, offset_);
     for (Segment segment; reader.next(&segment);) {
         if (!forEachLine(segment, take)) {
@@ -88,14 +88,14 @@ bool FollowCursor::scan(uint64_t end, const std::function<bool(const Line &)> &t
     return true;
 }
 
-void FollowCursor::skipTo(uint64_t end) {
+void FileCursor::skipTo(uint64_t end) {
     scan(end, [&](const Line &line) {
         account(line);
         return true;
     });
 }
 
-void FollowCursor::skipAll() {
+void FileCursor::skipAll() {
     const auto end = static_cast<uint64_t>(mark().size);
     scan(end, [&](const Line &line) {
         if (isUnfinished(line, end)) {
@@ -106,7 +106,7 @@ void FollowCursor::skipAll() {
     });
 }
 
-bool FollowCursor::skipBehind(const ReadItems &items) {
+bool FileCursor::skipBehind(const ReadItems &items) {
     const bool isMissing = scan(static_cast<uint64_t>(mark().size), [&](const Line &line) {
         account(line);
         return read_.count != items.count || read_.hash != items.hash;
@@ -114,7 +114,7 @@ bool FollowCursor::skipBehind(const ReadItems &items) {
     return !isMissing;
 }
 
-bool FollowCursor::skipBehindLine(const std::string &wanted) {
+bool FileCursor::skipBehindLine(const std::string &wanted) {
     uint64_t found = 0;
     scan(static_cast<uint64_t>(mark().size), [&](const Line &line) {
         account(line);
@@ -127,9 +127,9 @@ bool FollowCursor::skipBehindLine(const std::string &wanted) {
 }
 
 /// One reading: what it passes on and what it found on the way.
-struct FollowCursor::Emission {
+struct FileCursor::Emission {
     const ItemFilter &filter;
-    const FollowHooks &hooks;
+    const CursorHooks &hooks;
     BadLines badLines;
 
     /// False when nobody wants any more.
@@ -152,8 +152,7 @@ struct FollowCursor::Emission {
 };
 
 /// Passes on what a segment holds.
-FollowCursor::Reading FollowCursor::emit(const Segment &segment, uint64_t end, bool isFinal,
-                                         Emission *emission) {
+FileCursor::Reading FileCursor::emit(const Segment &segment, uint64_t end, bool isFinal, Emission *emission) {
     bool isWanted = true;
     forEachLine(segment, [&](const Line &line) {
         if (!isFinal && isUnfinished(line, end)) {
@@ -166,7 +165,7 @@ FollowCursor::Reading FollowCursor::emit(const Segment &segment, uint64_t end, b
     return isWanted ? Reading::Done : Reading::Ended;
 }
 
-FollowCursor::Reading FollowCursor::readOn(const ItemFilter &filter, bool isFinal, const FollowHooks &hooks) {
+FileCursor::Reading FileCursor::readOn(const ItemFilter &filter, bool isFinal, const CursorHooks &hooks) {
     const auto end = static_cast<uint64_t>(mark().size);
     SegmentReader reader(file_.get(), end, Order::OldestFirst, offset_);
     Emission emission{filter, hooks, {}};

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // `jorn follow` and `jorn show -f`.
-#ifndef JORN_TOOLS_FOLLOW_H
-#define JORN_TOOLS_FOLLOW_H
+#ifndef JORN_TOOLS_LIVE_PRINTING_H
+#define JORN_TOOLS_LIVE_PRINTING_H
 
 #include <CLI/App.hpp>
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace tool {
 
-struct FollowOptions {
+struct LivePrintingOptions {
     FilterOptions filter;
     OutputOptions output;
     std::optional<uint64_t> newest;  ///< Default: 10.
@@ -24,7 +24,7 @@ CLI::Option *addPollOption(CLI::App *command, bool *isPolling);
 
 /// Prints items as they come, until there can be no more or a signal ends it. Gives the exit code. Throws
 /// Failure.
-int follow(const FollowOptions &options);
+int printLive(const LivePrintingOptions &options);
 
 }  // namespace tool
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/follow.h"
+#include "commands/live_printing.h"
 
 #include <errno.h>
 #include <sys/stat.h>
@@ -7,9 +7,9 @@
 
 #include <algorithm>
 
+#include "commands/item_output.h"
 #include "live/change_watch.h"
-#include "live/follower.h"
-#include "output/item_output.h"
+#include "live/ring_follower.h"
 #include "output/live_output.h"
 #include "system/failure.h"
 
@@ -24,9 +24,9 @@ bool isMissing(const std::string &path) {
 }
 
 /// A run of the command, from its options to its exit code.
-class Following {
+class LivePrinting {
 public:
-    explicit Following(const FollowOptions &options)
+    explicit LivePrinting(const LivePrintingOptions &options)
         : options_(options),
           output_(signals_),
           watch_(options.filter.directory, signals_, options.isPolling),
@@ -70,23 +70,23 @@ private:
             hasMatch_ = true;
             return !options_.filter.isQuiet && print(formatter.format(item));
         };
-        Follower follower({options_.filter.directory, options_.filter.files, question.filter, newest},
-                          {take, [this](const std::string &text) { note(text); },
-                           [this](const std::string &text) { tellDamage(text); }});
+        RingFollower follower({options_.filter.directory, options_.filter.files, question.filter, newest},
+                              {take, [this](const std::string &text) { note(text); },
+                               [this](const std::string &text) { tellDamage(text); }});
         loop(&follower, question.filter.until);
     }
 
-    void loop(Follower *follower, uint32_t until) {
+    void loop(RingFollower *follower, uint32_t until) {
         for (;;) {
             watch_.arm();
             const time_t now = time(nullptr);
-            const Follower::State state = follower->step();
+            const RingFollower::State state = follower->step();
             const bool isOver = hasPassed(until, now);
-            if (!output_.flush() || state == Follower::State::Ended || isOver) {
+            if (!output_.flush() || state == RingFollower::State::Ended || isOver) {
                 isOver_ = isOver;
                 return;
             }
-            if (watch_.wait(state == Follower::State::Pending, millisecondsUntil(until)) ==
+            if (watch_.wait(state == RingFollower::State::Pending, millisecondsUntil(until)) ==
                 ChangeWatch::Reason::Stop) {
                 return;
             }
@@ -128,7 +128,7 @@ private:
         return isAsked && !hasMatch_ ? kExitNoMatch : kExitDone;
     }
 
-    const FollowOptions &options_;
+    const LivePrintingOptions &options_;
     const StopSignals signals_;
     LiveOutput output_;
     ChangeWatch watch_;
@@ -146,6 +146,6 @@ CLI::Option *addPollOption(CLI::App *command, bool *isPolling) {
                              "Look for new items twice a second instead of waiting to be told");
 }
 
-int follow(const FollowOptions &options) { return Following(options).run(); }
+int printLive(const LivePrintingOptions &options) { return LivePrinting(options).run(); }
 
 }  // namespace tool

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The file that is being followed, and the place up to which it has been read.
-#ifndef JORN_TOOLS_FOLLOW_CURSOR_H
-#define JORN_TOOLS_FOLLOW_CURSOR_H
+#ifndef JORN_TOOLS_FILE_CURSOR_H
+#define JORN_TOOLS_FILE_CURSOR_H
 
 #include <stdint.h>
 
@@ -27,13 +27,13 @@ struct ReadItems {
 };
 
 /// What a reading asks and tells.
-struct FollowHooks {
+struct CursorHooks {
     std::function<bool()> isStill;                    ///< Whether what was just read can be believed.
     std::function<bool(const Item &)> item;           ///< False when nobody wants any more.
     std::function<void(const std::string &)> damage;  ///< A sentence that names the file.
 };
 
-class FollowCursor {
+class FileCursor {
 public:
     enum class Reading {
         Done,   ///< Up to the end, save an unfinished last line.
@@ -42,7 +42,7 @@ public:
     };
 
     /// At the beginning of an opened file.
-    explicit FollowCursor(const RingFile &file);
+    explicit FileCursor(const RingFile &file);
 
     const std::string &path() const { return path_; }
     int number() const { return number_; }
@@ -70,7 +70,7 @@ public:
 
     /// Passes on what has been added. An unfinished line at the end waits for its rest, unless the file is
     /// `final`. Damage is told for what is passed.
-    Reading readOn(const ItemFilter &filter, bool isFinal, const FollowHooks &hooks);
+    Reading readOn(const ItemFilter &filter, bool isFinal, const CursorHooks &hooks);
 
     /// Takes all before `end` as read.
     void skipTo(uint64_t end);

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// Follows a log: every item once, in order, while a writer appends, moves on around the ring, clears it or is
-// started anew, and while the log is repaired or replaced.
+// Follows a ring: every item once, in order, while a writer appends, moves on around the ring, clears it or
+// is started anew, and while the log is repaired or replaced.
 //
 // Each step looks once and returns; who calls it waits for something to change in between. A file is read to
 // its end before the next one is begun. What the writer does to files is told from the index, which it
 // rewrites after it has emptied the file it moves on to and before anything is in there: what was read while
 // the index stayed the same is of the file as it was.
-#ifndef JORN_TOOLS_FOLLOWER_H
-#define JORN_TOOLS_FOLLOWER_H
+#ifndef JORN_TOOLS_RING_FOLLOWER_H
+#define JORN_TOOLS_RING_FOLLOWER_H
 
 #include <stdint.h>
 
@@ -18,7 +18,7 @@
 #include <string>
 #include <utility>
 
-#include "live/follow_cursor.h"
+#include "live/file_cursor.h"
 #include "log/ring_look.h"
 #include "log/ring_view.h"
 #include "log/store_directory.h"
@@ -27,7 +27,7 @@
 
 namespace tool {
 
-struct FollowTerms {
+struct FollowerTerms {
     std::string directory;
     std::optional<int> ringSize;  ///< Where the directory does not tell it.
     ItemFilter filter;
@@ -35,13 +35,13 @@ struct FollowTerms {
 };
 
 /// Where a follower's findings go.
-struct FollowSink {
+struct FollowerSink {
     std::function<bool(const Item &)> item;           ///< False when nobody wants any more.
     std::function<void(const std::string &)> note;    ///< Worth knowing.
     std::function<void(const std::string &)> damage;  ///< Something could not be shown.
 };
 
-class Follower {
+class RingFollower {
 public:
     enum class State {
         Waiting,  ///< All was read. Look again when something in the directory has changed.
@@ -49,7 +49,7 @@ public:
         Ended,    ///< Nobody wants any more.
     };
 
-    Follower(FollowTerms terms, FollowSink sink) : terms_(std::move(terms)), sink_(std::move(sink)) {}
+    RingFollower(FollowerTerms terms, FollowerSink sink) : terms_(std::move(terms)), sink_(std::move(sink)) {}
 
     /// Passes on what is there. Throws Failure.
     State step();
@@ -79,14 +79,15 @@ private:
     Result goBehind(const RingView &view, const ReadItems &items);
     Result walk(const RingView &view, size_t index);
     Result readNewest();
-    FollowCursor::Reading readOn(bool isFinal);
-    static Result resultOf(FollowCursor::Reading reading);
+    FileCursor::Reading readOn(bool isFinal);
+    static Result resultOf(FileCursor::Reading reading);
 
     size_t indexOf(const RingView &view) const;
     size_t nextFresh(const RingView &view, size_t first) const;
     const OldFile *oldFile(const RingFile &file) const;
     bool isStartedAgain(const RingView &view, size_t index) const;
     bool isLatest(const RingFile &file) const;
+    void change(std::optional<FileCursor> cursor);
     void enter(const RingFile &file);
     void leave();
     void remember(const RingFile &file);
@@ -95,15 +96,15 @@ private:
     void tellDamage(const RingView &view);
     void tellOnce(const std::string &text, const std::function<void(const std::string &)> &tell);
 
-    const FollowTerms terms_;
-    const FollowSink sink_;
+    const FollowerTerms terms_;
+    const FollowerSink sink_;
     std::optional<StoreDirectory> directory_;
     FileMark directoryMark_;
     bool isReplaced_ = false;  ///< The directory is another one than that of the file being read.
     bool isNew_ = false;       ///< The directory was not there at the first look, so that all of it is new.
     bool hasBegun_ = false;
     IndexLook index_;
-    std::optional<FollowCursor> cursor_;
+    std::optional<FileCursor> cursor_;
     FileMark lastMark_;        ///< Of the file being read, after it was read last.
     bool isAtNewest_ = false;  ///< The writer appends to it.
     ReadItems former_;         ///< What was read of the last file before it that had items.
