@@ -15,17 +15,6 @@ namespace {
 /// The end of a file that is read to wherever it ends, until that is met.
 constexpr uint64_t kUnknown = UINT64_MAX;
 
-size_t zerosAtBegin(std::string_view bytes) {
-    if (bytes.front() != '\0') {
-        return 0;
-    }
-    // Long runs are common in damaged files, so a segment full of zeros is found at a glance.
-    if (memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0) {
-        return bytes.size();
-    }
-    return bytes.find_first_not_of('\0');
-}
-
 /// Length of the lines at the begin of bytes that hold whatever follows the bytes.
 size_t wholeLines(std::string_view bytes, Zeros zeros) {
     const auto *const feed = static_cast<const char *>(memrchr(bytes.data(), '\n', bytes.size()));
@@ -50,14 +39,12 @@ size_t wholeLines(std::string_view bytes, Zeros zeros) {
 // So that a long line that is cut into segments is cut where its pieces begin.
 static_assert(SegmentReader::kSegmentSize % jorn::kLineMax == 0, "a segment holds whole pieces");
 
-size_t lineLength(std::string_view bytes, Zeros zeros) {
-    const size_t length = zeros == Zeros::Apart ? zerosAtBegin(bytes) : 0;
-    if (length > 0) {
-        return length;
+size_t zerosAtBegin(std::string_view bytes) {
+    // Long runs are common in damaged files, so a segment full of zeros is found at a glance.
+    if (bytes.front() == '\0' && memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0) {
+        return bytes.size();
     }
-    const size_t most = std::min(jorn::kLineMax, bytes.size());
-    const auto *const feed = static_cast<const char *>(memchr(bytes.data(), '\n', most));
-    return feed == nullptr ? most : static_cast<size_t>(feed - bytes.data()) + 1;
+    return bytes.find_first_not_of('\0');
 }
 
 SegmentReader::SegmentReader(int file, uint64_t size, Order order, uint64_t begin)

@@ -5,12 +5,15 @@
 #define JORN_TOOLS_SEGMENT_READER_H
 
 #include <stdint.h>
+#include <string.h>
 
+#include <algorithm>
 #include <memory>
 #include <string_view>
 #include <system_error>
 
 #include "log/stored_line.h"
+#include "module_limits.h"
 
 namespace tool {
 
@@ -73,8 +76,18 @@ private:
     bool isCutShort_ = false;
 };
 
+/// How many NULs are at the begin of bytes.
+size_t zerosAtBegin(std::string_view bytes);
+
 /// Length of the first line of bytes that begin where one begins.
-size_t lineLength(std::string_view bytes, Zeros zeros);
+inline size_t lineLength(std::string_view bytes, Zeros zeros) {
+    if (zeros == Zeros::Apart && bytes.front() == '\0') {
+        return zerosAtBegin(bytes);
+    }
+    const size_t most = std::min(jorn::kLineMax, bytes.size());
+    const auto *const feed = static_cast<const char *>(memchr(bytes.data(), '\n', most));
+    return feed == nullptr ? most : static_cast<size_t>(feed - bytes.data()) + 1;
+}
 
 /// Calls take(line) for each line of a segment until it returns false. Returns false when it was stopped.
 template <class Take>
