@@ -10,7 +10,6 @@
 #include <fstream>
 #include <iterator>
 
-#include "csvfile/file_summary.h"
 #include "jorn.h"
 #include "registry/registry.h"
 #include "support/module_test.h"
@@ -110,14 +109,7 @@ std::vector<std::string> RealStore::memory() const {
     for (const JORN_OBJ *obj = jorn_obj_ptr; obj != nullptr; obj = obj->next) {
         all.push_back("range " + std::to_string(obj->csv_oldest) + " to " + std::to_string(obj->csv_latest));
         for (int32_t i = 0; i < obj->csv_num; ++i) {
-            const JORN_CSV_INFO &info = obj->csv_info[i];
-            uint32_t ofLevels = 0;
-            for (const JORN_LEVEL_STAT &stat : info.levelStat) {
-                ofLevels += stat.levelCount;
-            }
-            all.push_back(std::to_string(info.itemCount) + " items, " + std::to_string(ofLevels) +
-                          " of levels, " + std::to_string(info.timeMin) + " to " +
-                          std::to_string(info.timeMax));
+            all.push_back(describe(obj->csv_info[i]));
         }
     }
     return all;

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "csvfile/file_summary.h"
 #include "support/probe.h"
 
 namespace faults {
@@ -69,6 +70,16 @@ protected:
     int32_t report(const std::string &what, int32_t result) {
         results_.push_back(what + " = " + std::to_string(result));
         return result;
+    }
+
+    /// What memory() says of a file.
+    static std::string describe(const JORN_CSV_INFO &info) {
+        uint32_t ofLevels = 0;
+        for (const JORN_LEVEL_STAT &stat : info.levelStat) {
+            ofLevels += stat.levelCount;
+        }
+        return std::to_string(info.itemCount) + " items, " + std::to_string(ofLevels) + " of levels, " +
+               std::to_string(info.timeMin) + " to " + std::to_string(info.timeMax);
     }
 
     /// One record of a page, with its text.

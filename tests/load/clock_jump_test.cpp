@@ -18,16 +18,19 @@
 #include <vector>
 
 #include "csvfile/file_summary.h"
-#include "load/clock_model.h"
 #include "load/plain_store.h"
+#include "model/line_model.h"
+#include "model/store_model.h"
 #include "registry/registry.h"
 
 namespace {
 
-using load::ClockItem;
-using load::ClockPage;
-using load::ClockRing;
+using test::ModelItem;
+using test::ModelObject;
+using test::ModelShown;
+using test::StoreModel;
 
+constexpr char kDirectory[] = "log";
 constexpr uint32_t kDay = 86400;
 
 /// Numbers from a seed, the same everywhere.
@@ -80,7 +83,7 @@ private:
     uint32_t now_ = 1700000000;
 };
 
-std::string lineOf(const ClockItem &item) {
+std::string lineOf(const ModelItem &item) {
     return std::to_string(item.time) + "," + std::to_string(item.level) + "," + std::to_string(item.slot) +
            "," + item.text + "\n";
 }
@@ -88,7 +91,7 @@ std::string lineOf(const ClockItem &item) {
 /// The store and its model, side by side.
 class Script {
 public:
-    explicit Script(uint32_t seed) : random_(seed), clock_(&random_), ring_(2 + random_.below(6)) {}
+    explicit Script(uint32_t seed) : random_(seed), clock_(&random_), csvNum_(2 + random_.below(6)) {}
     Script(const Script &) = delete;
     Script &operator=(const Script &) = delete;
     ~Script() {
@@ -100,50 +103,46 @@ public:
     /// Lays out some files in a row, of up to `itemsMax` items, anywhere in the ring.
     void layOut(int32_t itemsMax) {
         std::filesystem::create_directory(path());
-        const int32_t oldest = random_.below(ring_.size());
-        const int32_t count = 1 + random_.below(ring_.size());
-        const int32_t latest = (oldest + count - 1) % ring_.size();
-        ring_.layOut(oldest, latest);
+        const int32_t oldest = random_.below(csvNum_);
+        const int32_t count = 1 + random_.below(csvNum_);
         for (int32_t i = 0; i < count; ++i) {
-            const int32_t position = (oldest + i) % ring_.size();
-            std::vector<ClockItem> items;
+            std::string bytes;
             for (int32_t left = random_.below(itemsMax + 1); left > 0; --left) {
-                items.push_back(nextItem());
+                bytes += lineOf(nextItem());
             }
-            std::ofstream file(path() + "/" + std::to_string(position) + ".csv");
-            for (const ClockItem &item : items) {
-                file << lineOf(item);
-            }
-            ring_.layOutFile(position, std::move(items));
+            write(std::to_string((oldest + i) % csvNum_) + ".csv", bytes);
         }
-        std::ofstream(path() + "/index.csv") << "version:1\n" << oldest << "," << latest << "\n";
+        write("index.csv", test::modelIndexText(oldest, (oldest + count - 1) % csvNum_));
     }
 
     void start() {
         const uint32_t now = clock_.next();
-        load::setTime(now);
-        handle_ = JORN_Create(path().c_str(), JORN_SLOT_MAX, ring_.size());
+        setTime(now);
+        handle_ = JORN_Create(path().c_str(), JORN_SLOT_MAX, csvNum_);
         ASSERT_GT(handle_, 0);
-        ring_.start();
+        ASSERT_EQ(model_.create(kDirectory, csvNum_, JORN_SLOT_MAX), handle_);
         // The store task may have stored the first item by now.
-        load::settle();
-        ring_.append({now, JORN_LEVEL_DEBUG, 0, "Log start init!"});
+        settle();
         checkStart();
     }
 
-    void stop() { ASSERT_EQ(JORN_Destroy(handle_), 0); }
+    void stop() {
+        ASSERT_EQ(JORN_Destroy(handle_), 0);
+        ASSERT_EQ(model_.destroy(handle_), 0);
+    }
 
     void submit(int32_t count) {
         for (int32_t i = 0; i < count; ++i) {
-            const ClockItem item = nextItem();
-            load::setTime(item.time);
+            const ModelItem item = nextItem();
+            setTime(item.time);
             ASSERT_EQ(JORN_AddOneLog(handle_, item.level, item.slot, item.text.c_str()), 0);
-            ring_.append(item);
+            ASSERT_EQ(model_.add(handle_, item.level, item.slot, item.text), 0);
             if (load::isQueueFull()) {
                 load::pass();
+                model_.pass();
             }
         }
-        load::settle();
+        settle();
     }
 
     void check(int32_t queries) {
@@ -156,9 +155,25 @@ public:
     Random &random() { return random_; }
 
 private:
-    std::string path() const { return directory_.sub("log"); }
+    std::string path() const { return directory_.sub(kDirectory); }
+    const ModelObject &ring() const { return model_.at(handle_); }
 
-    ClockItem nextItem() {
+    void setTime(uint32_t seconds) {
+        load::setTime(seconds);
+        model_.setTime(seconds);
+    }
+
+    void settle() {
+        load::settle();
+        model_.settle();
+    }
+
+    void write(const std::string &name, const std::string &bytes) {
+        std::ofstream(path() + "/" + name) << bytes;
+        model_.put(std::string(kDirectory) + "/" + name, bytes);
+    }
+
+    ModelItem nextItem() {
         // Levels and slots below 0 are stored and hardly ever counted.
         return {clock_.next(), random_.below(5) - 1, random_.below(9) - 1,
                 "item " + std::to_string(itemNumber_++)};
@@ -170,12 +185,10 @@ private:
             static const std::vector<int32_t> days = {0, 1, 24854, 24855, 24856, 49710, 49711, 2147483647};
             return days[static_cast<size_t>(random_.below(static_cast<int32_t>(days.size())))];
         }
-        const load::ClockFile &file = ring_.at(random_.below(ring_.size()));
+        const auto file = test::modelText(model_.bytesOf(handle_, random_.below(csvNum_)));
+        const auto lines = static_cast<int32_t>(file->lines.size());
         const uint32_t time =
-            file.items.empty()
-                ? random_.any()
-                : file.items[static_cast<size_t>(random_.below(static_cast<int32_t>(file.items.size())))]
-                      .time;
+            lines == 0 ? random_.any() : file->lines[static_cast<size_t>(random_.below(lines))].item().time;
         return std::max(0, static_cast<int32_t>(time / kDay) + random_.below(3) - 1);
     }
 
@@ -194,23 +207,23 @@ private:
     void checkStart() const {
         uint32_t time = 0;
         EXPECT_EQ(JORN_GetFinalCsvTime(handle_, &time), 0);
-        EXPECT_EQ(time, ring_.finalTime()) << "final time";
+        EXPECT_EQ(time, ring().finalTime) << "final time";
         EXPECT_EQ(JORN_GetMaxCsvTime(&time), 0);
-        EXPECT_EQ(time, ring_.maxTime()) << "largest time";
+        EXPECT_EQ(time, model_.maxTime()) << "largest time";
         checkTimes();
     }
 
     void checkTimes() const {
         const JORN_OBJ *const obj = FindObj(handle_);
-        ASSERT_EQ(obj->csv_oldest, ring_.oldest());
-        ASSERT_EQ(obj->csv_latest, ring_.latest());
-        for (int32_t position = 0; position < ring_.size(); ++position) {
+        ASSERT_EQ(obj->csv_oldest, ring().index.oldest);
+        ASSERT_EQ(obj->csv_latest, ring().index.latest);
+        for (int32_t position = 0; position < csvNum_; ++position) {
             const JORN_CSV_INFO &info = obj->csv_info[position];
-            const load::FileTimes &times = ring_.at(position).times;
-            EXPECT_EQ(info.itemCount, times.count) << position << ".csv";
-            EXPECT_EQ(info.timeMin, times.smallest) << position << ".csv";
-            EXPECT_EQ(info.timeMax, times.largest) << position << ".csv";
-            EXPECT_EQ(info.timeLast, times.last) << position << ".csv";
+            const JORN_CSV_INFO &expected = ring().at(position);
+            EXPECT_EQ(info.itemCount, expected.itemCount) << position << ".csv";
+            EXPECT_EQ(info.timeMin, expected.timeMin) << position << ".csv";
+            EXPECT_EQ(info.timeMax, expected.timeMax) << position << ".csv";
+            EXPECT_EQ(info.timeLast, expected.timeLast) << position << ".csv";
         }
     }
 
@@ -219,7 +232,7 @@ private:
                      std::to_string(require.dayUpLimit) + ", level " + std::to_string(require.level) +
                      " mode " + std::to_string(require.levelMode) + ", slot " + std::to_string(require.slot) +
                      ", " + std::to_string(require.itemsPerPage) + " a page");
-        const int32_t total = ring_.count(require);
+        const int32_t total = model_.count(handle_, require);
         ASSERT_EQ(JORN_CountRequireTotalNum(handle_, require), total);
         const int32_t perPage = std::min(require.itemsPerPage, JORN_REQUIRE_PAGE_MAX);
         const int32_t pages = std::max(1, (total + perPage - 1) / perPage);
@@ -232,23 +245,25 @@ private:
         checkPage(require);
     }
 
-    void checkPage(const JORN_REQUIRE &require) const {
-        const ClockPage expected = ring_.page(require);
+    void checkPage(const JORN_REQUIRE &require) {
+        std::vector<ModelShown> expected;
+        const int32_t number = model_.page(handle_, require, &expected);
         JORN_LOG_PAGE page;
-        ASSERT_EQ(JORN_GetRequireLog(handle_, require, &page), expected.number);
-        ASSERT_EQ(page.itemsNum, static_cast<int32_t>(expected.items.size()));
-        for (size_t i = 0; i < expected.items.size(); ++i) {
-            const ClockItem &item = expected.items[i];
-            EXPECT_EQ(page.disp[i].timeStr, load::shownTime(item.time));
-            EXPECT_EQ(page.disp[i].levelStr, std::to_string(item.level));
-            EXPECT_EQ(page.disp[i].slotStr, std::to_string(item.slot));
-            EXPECT_EQ(page.disp[i].logStr, item.text + "\n");
+        ASSERT_EQ(JORN_GetRequireLog(handle_, require, &page), number);
+        ASSERT_EQ(page.itemsNum, static_cast<int32_t>(expected.size()));
+        for (size_t i = 0; i < expected.size(); ++i) {
+            const test::ModelRecord record = test::modelRecord(expected[i].line);
+            EXPECT_EQ(page.disp[i].timeStr, record.time);
+            EXPECT_EQ(page.disp[i].levelStr, record.level);
+            EXPECT_EQ(page.disp[i].slotStr, record.slot);
+            EXPECT_EQ(page.disp[i].logStr, record.text);
         }
     }
 
     Random random_;
     JumpingClock clock_;
-    ClockRing ring_;
+    int32_t csvNum_;
+    StoreModel model_;
     load::Directory directory_;
     int32_t handle_ = 0;
     int itemNumber_ = 0;

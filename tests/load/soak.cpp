@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Stores very many items through many turns of the rings, then compares every page of what is left, for
-// several page sizes and requirements, with a model that was told only which items went in; before and after
-// a restart. Ends with an exit code of 1 at the first difference.
+// several page sizes and requirements, with the store's model, which was given the same items; before and
+// after a restart. Ends with an exit code of 1 at the first difference.
 #include <sysLib.h>
 
 #include <CLI/CLI.hpp>
@@ -10,16 +10,19 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "load/plain_store.h"
-#include "load/soak_model.h"
+#include "load/soak_items.h"
+#include "model/line_model.h"
+#include "model/store_model.h"
 
 namespace {
 
-using load::RingModel;
-using load::SoakItem;
+using test::ModelLine;
+using test::ModelText;
 
 struct Options {
     uint32_t items = 1000000;
@@ -52,15 +55,43 @@ template <class... Arguments>
     exit(EXIT_FAILURE);
 }
 
-void compareRecord(const JORN_LOG_DISP &shown, const SoakItem &item, const std::string &where) {
-    const bool isSame = shown.timeStr == load::shownTime(item.time) &&
-                        shown.levelStr == std::to_string(item.level) &&
-                        shown.slotStr == std::to_string(item.slot) && shown.logStr == item.text + "\n";
+void compareRecord(const JORN_LOG_DISP &shown, const ModelLine &line, const std::string &where) {
+    const std::string stored(line.seen);
+    const test::ModelRecord record = test::modelRecord(stored);
+    const bool isSame = shown.timeStr == record.time && shown.levelStr == record.level &&
+                        shown.slotStr == record.slot && shown.logStr == record.text;
     if (!isSame) {
-        fail("%s: shown \"%s\" %s %s %s, stored at %u: %d %d %s", where.c_str(), shown.timeStr,
-             shown.levelStr, shown.slotStr, shown.logStr, item.time, item.level, item.slot,
-             item.text.c_str());
+        fail("%s: shown \"%s\" %s %s %s, stored %s", where.c_str(), shown.timeStr, shown.levelStr,
+             shown.slotStr, shown.logStr, stored.c_str());
     }
+}
+
+/// What an object keeps: its lines, newest first, and their bytes.
+struct Kept {
+    std::vector<std::shared_ptr<const ModelText>> files;
+    std::vector<const ModelLine *> lines;
+};
+
+Kept keptOf(const test::StoreModel &model, int32_t handle) {
+    Kept kept;
+    for (const int32_t position : model.at(handle).newestFirst()) {
+        kept.files.push_back(test::modelText(model.bytesOf(handle, position)));
+        const std::vector<ModelLine> &lines = kept.files.back()->lines;
+        for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
+            kept.lines.push_back(&*line);
+        }
+    }
+    return kept;
+}
+
+std::vector<const ModelLine *> matching(const Kept &kept, const JORN_REQUIRE &require) {
+    std::vector<const ModelLine *> found;
+    for (const ModelLine *const line : kept.lines) {
+        if (test::modelAccepts(line->item(), require)) {
+            found.push_back(line);
+        }
+    }
+    return found;
 }
 
 class Soak {
@@ -69,7 +100,7 @@ public:
         : options_(options),
           source_(options.seed),
           handles_(static_cast<size_t>(options.objects)),
-          rings_(handles_.size(), RingModel(source_, options.files / options.objects)) {}
+          stored_(handles_.size()) {}
 
     void run() {
         sysClkDisable();
@@ -84,46 +115,59 @@ public:
 
 private:
     void createAll(uint32_t nextNumber) {
-        load::setTime(source_.timeOf(nextNumber));
+        setTime(source_.timeOf(nextNumber));
         for (size_t i = 0; i < handles_.size(); ++i) {
             const std::string path = directory_.sub(std::to_string(i));
-            handles_[i] = JORN_Create(path.c_str(), JORN_SLOT_MAX, options_.files / options_.objects);
-            if (handles_[i] < 1) {
+            const int32_t files = options_.files / options_.objects;
+            handles_[i] = JORN_Create(path.c_str(), JORN_SLOT_MAX, files);
+            if (handles_[i] < 1 || model_.create(std::to_string(i), files, JORN_SLOT_MAX) != handles_[i]) {
                 fail("%s cannot be created", path.c_str());
             }
-            rings_[i].addInit(nextNumber);
+            ++stored_[i];
         }
+        settle();
+    }
+
+    void setTime(uint32_t seconds) {
+        load::setTime(seconds);
+        model_.setTime(seconds);
+    }
+
+    void settle() {
         load::settle();
+        model_.settle();
     }
 
     void storeAll() {
         const Stopwatch watch;
         for (uint32_t number = 0; number < options_.items; ++number) {
-            const SoakItem item = source_.item(number);
+            const test::ModelItem item = source_.item(number);
             const size_t object = source_.objectOf(number, handles_.size());
-            load::setTime(item.time);
+            setTime(item.time);
             if (JORN_AddOneLog(handles_[object], item.level, item.slot, item.text.c_str()) != 0) {
                 fail("item %u was refused", number);
             }
-            rings_[object].add(number);
+            model_.add(handles_[object], item.level, item.slot, item.text);
+            ++stored_[object];
             if (load::isQueueFull()) {
                 load::pass();
+                model_.pass();
             }
         }
-        load::settle();
+        settle();
         const double seconds = watch.seconds();
         printf("stored %u items in %.1f s, %.0f items/s\n", options_.items, seconds,
                options_.items / seconds);
-        for (const RingModel &ring : rings_) {
+        for (size_t i = 0; i < handles_.size(); ++i) {
             printf("an object of %d files was given %zu items and keeps %zu\n",
-                   options_.files / options_.objects, ring.stored(), ring.kept());
+                   options_.files / options_.objects, stored_[i], keptOf(model_, handles_[i]).lines.size());
         }
     }
 
     void restart() {
         const Stopwatch watch;
         for (size_t i = handles_.size(); i > 0; --i) {
-            if (JORN_Destroy(handles_[i - 1]) != 0) {
+            if (JORN_Destroy(handles_[i - 1]) != 0 || model_.destroy(handles_[i - 1]) != 0) {
                 fail("object %zu cannot be destroyed", i - 1);
             }
         }
@@ -133,15 +177,16 @@ private:
 
     void checkAll() {
         for (size_t i = 0; i < handles_.size(); ++i) {
-            for (const Walk &walk : walksOf(rings_[i])) {
-                checkWalk(handles_[i], rings_[i], walk);
+            const Kept kept = keptOf(model_, handles_[i]);
+            for (const Walk &walk : walksOf(kept)) {
+                checkWalk(handles_[i], kept, walk);
             }
         }
     }
 
     /// Requirements of each kind; the days are taken from the middle of what is kept.
-    std::vector<Walk> walksOf(const RingModel &ring) const {
-        const auto day = static_cast<int32_t>(ring.keptItem(ring.kept() / 2).time / 86400U);
+    std::vector<Walk> walksOf(const Kept &kept) const {
+        const auto day = static_cast<int32_t>(kept.lines[kept.lines.size() / 2]->item().time / 86400U);
         std::vector<Walk> walks = {{"all, 20 a page", {20, 0, -1, -1, 3, 0, -1}},
                                    {"level 1 only, slot 3", {20, 0, -1, -1, 1, 1, 3}},
                                    {"levels 0 and 1, one day", {20, 0, day, day, 1, 0, -1}}};
@@ -156,9 +201,9 @@ private:
         return walks;
     }
 
-    void checkWalk(int32_t handle, const RingModel &ring, const Walk &walk) {
+    void checkWalk(int32_t handle, const Kept &kept, const Walk &walk) {
         const Stopwatch watch;
-        const std::vector<SoakItem> expected = ring.matching(walk.require);
+        const std::vector<const ModelLine *> expected = matching(kept, walk.require);
         const auto total = static_cast<int32_t>(expected.size());
         const int32_t counted = JORN_CountRequireTotalNum(handle, walk.require);
         if (counted != total) {
@@ -173,7 +218,8 @@ private:
         fflush(stdout);
     }
 
-    void checkPage(int32_t handle, const Walk &walk, int32_t number, const std::vector<SoakItem> &expected) {
+    void checkPage(int32_t handle, const Walk &walk, int32_t number,
+                   const std::vector<const ModelLine *> &expected) {
         const std::string where = walk.name + ", page " + std::to_string(number);
         JORN_REQUIRE require = walk.require;
         require.pageDisp = number;
@@ -186,7 +232,7 @@ private:
             fail("%s: page %d with %d records", where.c_str(), result, page.itemsNum);
         }
         for (size_t i = 0; i < count; ++i) {
-            compareRecord(page.disp[i], expected[first + i], where);
+            compareRecord(page.disp[i], *expected[first + i], where);
         }
         ++pages_;
         records_ += count;
@@ -196,7 +242,8 @@ private:
     load::ItemSource source_;
     load::Directory directory_;
     std::vector<int32_t> handles_;
-    std::vector<RingModel> rings_;
+    std::vector<size_t> stored_;  ///< Items that each object was given.
+    test::StoreModel model_;
     size_t pages_ = 0;
     size_t records_ = 0;
 };

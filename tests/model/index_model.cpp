@@ -14,22 +14,20 @@ namespace {
 /// Takes text apart as the scanning formats do.
 class Scanner {
 public:
-    explicit Scanner(const std::string &bytes) : bytes_(bytes) {}
+    Scanner(const std::string &bytes, size_t *place) : bytes_(bytes), place_(place) {}
 
     bool takeLiteral(const std::string &literal) {
-        const bool isThere = bytes_.compare(position_, literal.size(), literal) == 0;
-        position_ += isThere ? literal.size() : 0;
+        const bool isThere = bytes_.compare(*place_, literal.size(), literal) == 0;
+        *place_ += isThere ? literal.size() : 0;
         return isThere;
     }
 
-    void skipBlanks() {
-        position_ = std::min(bytes_.find_first_not_of(" \t\n\v\f\r", position_), bytes_.size());
-    }
+    void skipBlanks() { *place_ = std::min(bytes_.find_first_not_of(" \t\n\v\f\r", *place_), bytes_.size()); }
 
     /// A decimal number behind blanks; nothing when none stands there.
     std::optional<int32_t> takeNumber() {
         skipBlanks();
-        size_t end = position_;
+        size_t end = *place_;
         if (end < bytes_.size() && (bytes_[end] == '-' || bytes_[end] == '+')) {
             ++end;
         }
@@ -38,35 +36,38 @@ public:
         if (end == firstDigit) {
             return std::nullopt;
         }
-        const int64_t number = modelLeadingNumber(bytes_.substr(position_, end - position_), 64);
-        position_ = end;
+        const int64_t number = modelLeadingNumber(bytes_.substr(*place_, end - *place_), 64);
+        *place_ = end;
         return static_cast<int32_t>(std::clamp<int64_t>(number, std::numeric_limits<int32_t>::min(),
                                                         std::numeric_limits<int32_t>::max()));
     }
 
 private:
     const std::string &bytes_;
-    size_t position_ = 0;
+    size_t *place_;
 };
 
-bool takeVersion(Scanner *scanner, ModelIndex *fields) {
-    if (!scanner->takeLiteral("version:")) {
+}  // namespace
+
+bool modelTakeVersion(const std::string &bytes, size_t *place, ModelIndex *fields) {
+    Scanner scanner(bytes, place);
+    if (!scanner.takeLiteral("version:")) {
         return false;
     }
-    const std::optional<int32_t> version = scanner->takeNumber();
+    const std::optional<int32_t> version = scanner.takeNumber();
     fields->version = version.value_or(fields->version);
-    scanner->skipBlanks();
+    scanner.skipBlanks();
     return version && *version == 1;
 }
 
-/// How many positions were read, -1 when they are refused.
-int32_t takePositions(Scanner *scanner, ModelIndex *fields) {
+int32_t modelTakePositions(const std::string &bytes, size_t *place, int most, ModelIndex *fields) {
+    Scanner scanner(bytes, place);
     int32_t taken = 0;
-    if (const std::optional<int32_t> oldest = scanner->takeNumber()) {
+    if (const std::optional<int32_t> oldest = scanner.takeNumber()) {
         fields->oldest = *oldest;
         taken = 1;
-        if (scanner->takeLiteral(",")) {
-            if (const std::optional<int32_t> latest = scanner->takeNumber()) {
+        if (most > 1 && scanner.takeLiteral(",")) {
+            if (const std::optional<int32_t> latest = scanner.takeNumber()) {
                 fields->latest = *latest;
                 taken = 2;
             }
@@ -74,8 +75,6 @@ int32_t takePositions(Scanner *scanner, ModelIndex *fields) {
     }
     return taken == 0 || fields->oldest >= 90 || fields->latest >= 90 ? -1 : taken;
 }
-
-}  // namespace
 
 ModelIndexRead modelReadIndex(const NamedFiles &files, const ModelIndex &before, const std::string &dirName) {
     ModelIndexRead read = {-1, before, files, {}};
@@ -89,12 +88,12 @@ ModelIndexRead modelReadIndex(const NamedFiles &files, const ModelIndex &before,
         read.messages.emplace_back("Open index backup file error!");
         return read;
     }
-    Scanner scanner(source->second);
-    if (!takeVersion(&scanner, &read.fields)) {
+    size_t place = 0;
+    if (!modelTakeVersion(source->second, &place, &read.fields)) {
         read.messages.push_back(dirName + ": index.csv version error!");
         return read;
     }
-    read.result = takePositions(&scanner, &read.fields);
+    read.result = modelTakePositions(source->second, &place, 2, &read.fields);
     if (read.result < 0) {
         read.messages.push_back(dirName + ": read index error!");
     }

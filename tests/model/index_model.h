@@ -4,6 +4,7 @@
 #ifndef JORN_TESTS_MODEL_INDEX_MODEL_H
 #define JORN_TESTS_MODEL_INDEX_MODEL_H
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -20,6 +21,12 @@ struct ModelIndex {
     int32_t oldest;
     int32_t latest;
 };
+
+/// Takes an index apart as the two scanning formats do, from `*place` on, which it moves behind what it took.
+/// The first line: whether it says version 1.
+bool modelTakeVersion(const std::string &bytes, size_t *place, ModelIndex *fields);
+/// The second line: how many positions it gives, of `most`; -1 when they are refused.
+int32_t modelTakePositions(const std::string &bytes, size_t *place, int most, ModelIndex *fields);
 
 /// What reading the index gives.
 struct ModelIndexRead {

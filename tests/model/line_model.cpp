@@ -5,22 +5,28 @@
 #include <array>
 #include <cstdio>
 #include <limits>
+#include <unordered_map>
 
 namespace test {
 namespace {
 
 constexpr size_t kPiece = 256;
+constexpr size_t kTextsKept = 100;
 constexpr int kLongBits = static_cast<int>(sizeof(long) * 8);
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 /// The number that digits stand for, or a bound when it is larger.
 uint64_t cappedNumber(const std::string &digits, uint64_t bound) {
-    const size_t significant = std::min(digits.find_first_not_of('0'), digits.size());
-    const std::string number = digits.substr(significant);
-    const std::string limit = std::to_string(bound);
-    const bool isBeyond = number.size() > limit.size() || (number.size() == limit.size() && number > limit);
-    return number.empty() ? 0 : isBeyond ? bound : std::stoull(number);
+    uint64_t number = 0;
+    for (const char digit : digits) {
+        const auto value = static_cast<uint64_t>(digit - '0');
+        if (number > (bound - value) / 10) {
+            return bound;
+        }
+        number = number * 10 + value;
+    }
+    return number;
 }
 
 bool isLeapYear(int64_t year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
@@ -60,18 +66,34 @@ std::string cut(const std::string &text, size_t length) { return text.substr(0, 
 
 }  // namespace
 
+std::shared_ptr<const ModelText> modelText(const std::string &bytes) {
+    static std::unordered_map<std::string, std::shared_ptr<const ModelText>> known;
+    const auto found = known.find(bytes);
+    if (found != known.end()) {
+        return found->second;
+    }
+    const auto text = std::make_shared<ModelText>();
+    text->bytes = bytes;
+    const std::string_view all = text->bytes;
+    for (size_t begin = 0; begin < all.size();) {
+        const size_t lineEnd = std::min(all.find('\n', begin), all.size() - 1) + 1;
+        const std::string_view piece = all.substr(begin, std::min(lineEnd - begin, kPiece));
+        const std::string_view seen = piece.substr(0, piece.find('\0'));
+        const std::string line(seen);
+        text->lines.push_back({piece, seen, isModelBlank(line), modelParse(line)});
+        begin += piece.size();
+    }
+    if (known.size() >= kTextsKept) {
+        known.clear();
+    }
+    known[bytes] = text;
+    return text;
+}
+
 std::vector<std::string> modelLines(const std::string &bytes) {
     std::vector<std::string> lines;
-    std::string piece;
-    for (const char c : bytes) {
-        piece += c;
-        if (c == '\n' || piece.size() == kPiece) {
-            lines.push_back(piece.substr(0, piece.find('\0')));
-            piece.clear();
-        }
-    }
-    if (!piece.empty()) {
-        lines.push_back(piece.substr(0, piece.find('\0')));
+    for (const ModelLine &line : modelText(bytes)->lines) {
+        lines.emplace_back(line.seen);
     }
     return lines;
 }
@@ -141,10 +163,10 @@ ModelParse modelParse(const std::string &line) {
 
 ModelFile modelItems(const std::string &bytes) {
     ModelFile items;
-    for (const std::string &line : modelLines(bytes)) {
-        const ModelParse parse = modelParse(line);
-        if (!isModelBlank(line) && parse.isItem()) {
-            items.push_back({*parse.time, *parse.level, *parse.slot, line});
+    for (const ModelLine &line : modelText(bytes)->lines) {
+        if (line.isItem()) {
+            items.push_back(line.item());
+            items.back().text = line.seen;
         }
     }
     return items;

@@ -6,8 +6,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "model/query_model.h"
@@ -47,6 +49,26 @@ struct ModelParse {
 };
 
 ModelParse modelParse(const std::string &line);
+
+/// A line of a file, with what its readers make of it.
+struct ModelLine {
+    std::string_view piece;  ///< All its bytes, its line feed among them.
+    std::string_view seen;   ///< Those before the first NUL.
+    bool isBlank;
+    ModelParse parse;
+
+    bool isItem() const { return !isBlank && parse.isItem(); }
+    /// The item without its text.
+    ModelItem item() const { return {*parse.time, *parse.level, *parse.slot, {}}; }
+};
+
+struct ModelText {
+    std::string bytes;
+    std::vector<ModelLine> lines;
+};
+
+/// A file's bytes line by line. Bytes that are asked for again and again are parsed once. For one thread.
+std::shared_ptr<const ModelText> modelText(const std::string &bytes);
 
 /// The items of a file, the line of each as its text.
 ModelFile modelItems(const std::string &bytes);

@@ -81,26 +81,15 @@ struct ModelCount {
     int32_t total = 0;
 };
 
-/// The positions that serve the day range, newest first; none when nothing serves it.
-inline std::vector<int32_t> modelRange(const ModelRing &ring, const JORN_REQUIRE &require) {
-    const std::vector<int32_t> all = ring.newestFirst();
-    const auto firstDay = [&](int32_t position) {
-        uint32_t smallest = ring.isSummarisedByReading ? 0 : UINT32_MAX;
-        for (const ModelItem &item : ring.at(position)) {
-            const bool isUnset = ring.isSummarisedByReading && smallest == 0;
-            smallest = isUnset ? item.time : std::min(smallest, item.time);
-        }
-        return ring.at(position).empty() ? 0 : static_cast<int64_t>(smallest / 86400U);
-    };
-    const auto lastDay = [&](int32_t position) {
-        uint32_t largest = 0;
-        for (const ModelItem &item : ring.at(position)) {
-            largest = std::max(largest, item.time);
-        }
-        return static_cast<int64_t>(largest / 86400U);
-    };
-    const int64_t lower = require.dayDwLimit < 0 ? firstDay(ring.oldest) : require.dayDwLimit;
-    const int64_t upper = require.dayUpLimit < 0 ? lastDay(ring.latest) : require.dayUpLimit;
+/// The positions that serve the day range, newest first; none when nothing serves it. `all` are those of the
+/// ring's range, newest first, of which the two functions tell the smallest and the largest time.
+template <class FirstTime, class LastTime>
+std::vector<int32_t> modelDayRange(const std::vector<int32_t> &all, FirstTime firstTime, LastTime lastTime,
+                                   const JORN_REQUIRE &require) {
+    const auto firstDay = [&](int32_t position) { return int64_t{firstTime(position) / 86400U}; };
+    const auto lastDay = [&](int32_t position) { return int64_t{lastTime(position) / 86400U}; };
+    const int64_t lower = require.dayDwLimit < 0 ? firstDay(all.back()) : require.dayDwLimit;
+    const int64_t upper = require.dayUpLimit < 0 ? lastDay(all.front()) : require.dayUpLimit;
     if (upper < lower) {
         return {};
     }
@@ -114,6 +103,26 @@ inline std::vector<int32_t> modelRange(const ModelRing &ring, const JORN_REQUIRE
     }
     return {all.begin() + static_cast<std::ptrdiff_t>(newest),
             all.begin() + static_cast<std::ptrdiff_t>(end)};
+}
+
+/// The same from the items of a ring.
+inline std::vector<int32_t> modelRange(const ModelRing &ring, const JORN_REQUIRE &require) {
+    const auto firstTime = [&](int32_t position) {
+        uint32_t smallest = ring.isSummarisedByReading ? 0 : UINT32_MAX;
+        for (const ModelItem &item : ring.at(position)) {
+            const bool isUnset = ring.isSummarisedByReading && smallest == 0;
+            smallest = isUnset ? item.time : std::min(smallest, item.time);
+        }
+        return ring.at(position).empty() ? 0 : smallest;
+    };
+    const auto lastTime = [&](int32_t position) {
+        uint32_t largest = 0;
+        for (const ModelItem &item : ring.at(position)) {
+            largest = std::max(largest, item.time);
+        }
+        return largest;
+    };
+    return modelDayRange(ring.newestFirst(), firstTime, lastTime, require);
 }
 
 /// Counts a ring; nothing when no file serves the day range.

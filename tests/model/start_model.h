@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A slow model of a start on a directory: index, tidying, summaries and times.
+// What a start makes of a directory: index, tidying, summaries and times.
 #ifndef JORN_TESTS_MODEL_START_MODEL_H
 #define JORN_TESTS_MODEL_START_MODEL_H
 
@@ -27,10 +27,6 @@ ModelStart modelStart(const NamedFiles &files, int32_t csvNum, int32_t slotMax);
 
 /// The ring as queries see it after that start.
 ModelRing modelRingOf(const ModelStart &start, int32_t csvNum, int32_t slotMax);
-
-/// A summary by reading all items, and the change that one appended item makes.
-JORN_CSV_INFO modelSummary(const ModelFile &items, int32_t slotMax);
-void modelAppend(const ModelItem &item, int32_t slotMax, JORN_CSV_INFO *info);
 
 }  // namespace test
 

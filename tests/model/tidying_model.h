@@ -35,63 +35,84 @@ namespace tidying_model {
 
 inline int modulo90(int64_t number) { return static_cast<int>(((number % 90) + 90) % 90); }
 
-/// Gives every position its entry and finds the new range.
-inline void survey(const UntidyRing &before, TidyRing *after) {
-    const int64_t span = before.latest - before.oldest + (before.latest < before.oldest ? 90 : 0);
-    int64_t next = after->latest;
+/// What a survey of the files makes of a ring.
+struct Plan {
+    int64_t oldest;
+    int64_t latest;
+    std::map<int, int> entries;  ///< As those of TidyRing.
+};
+
+/// Gives every position its entry and finds the new range. A former latest position that no ring has counts
+/// as 89. `hasFile` is asked for each position once, the newest first.
+template <class HasFile>
+Plan survey(int64_t oldest, int64_t formerLatest, int csvNum, HasFile hasFile) {
+    const int64_t newest = formerLatest >= 0 && formerLatest < 90 ? formerLatest : 89;
+    const int64_t span = newest - oldest + (newest < oldest ? 90 : 0);
+    Plan plan = {};
+    plan.latest = newest < csvNum ? newest : csvNum - 1;
+    plan.oldest = plan.latest;
+    int64_t next = plan.latest;
     int found = 0;
     for (int k = 0; k < 90; ++k) {
-        const int p = modulo90(before.latest - k);
-        if (before.files.count(p) == 0) {
-            after->entries[p] = p;
+        const int p = modulo90(newest - k);
+        if (!hasFile(p)) {
+            plan.entries[p] = p;
             continue;
         }
-        if (found >= before.csvNum) {
-            after->entries[p] = 90;
+        if (found >= csvNum) {
+            plan.entries[p] = 90;
             continue;
         }
         ++found;
         if (k <= span) {
-            after->oldest = next;
+            plan.oldest = next;
         }
-        after->entries[p] = static_cast<int>(next);
-        next = next - 1 < 0 ? next - 1 + before.csvNum : next - 1;
+        plan.entries[p] = static_cast<int>(next);
+        next = next - 1 < 0 ? next - 1 + csvNum : next - 1;
     }
+    return plan;
 }
 
 /// Renames and deletes, the position after the former latest one first. A rename replaces what stands at
 /// its target.
-inline void apply(int64_t formerLatest, TidyRing *after) {
+template <class Remove, class Rename>
+void apply(const Plan &plan, int64_t formerLatest, Remove remove, Rename rename) {
+    const int64_t newest = formerLatest >= 0 && formerLatest < 90 ? formerLatest : 89;
     for (int step = 1; step <= 90; ++step) {
-        const int p = modulo90(formerLatest + step);
-        const int target = after->entries[p];
-        if (target == p) {
-            continue;
-        }
+        const int p = modulo90(newest + step);
+        const int target = plan.entries.at(p);
         if (target == 90) {
-            after->operations.push_back("rm " + csvName(p));
-        } else {
-            after->operations.push_back("yaffs_rename " + csvName(p) + " " + csvName(target));
-            after->isFileReplaced = after->isFileReplaced || after->files.count(target) != 0;
-            after->files[target] = after->files[p];
+            remove(p);
+        } else if (target != p) {
+            rename(p, target);
         }
-        after->files.erase(p);
     }
 }
 
 }  // namespace tidying_model
 
-/// Tidies step by step. A former latest position that no ring has counts as 89.
-inline TidyRing tidyStepByStep(UntidyRing before) {
-    const int64_t formerLatest = before.latest;
-    before.latest = formerLatest >= 0 && formerLatest < 90 ? formerLatest : 89;
+/// Tidies step by step.
+inline TidyRing tidyStepByStep(const UntidyRing &before) {
     TidyRing after = {};
-    after.latest = before.latest < before.csvNum ? before.latest : before.csvNum - 1;
-    after.oldest = after.latest;
     after.files = before.files;
-    tidying_model::survey(before, &after);
-    tidying_model::apply(before.latest, &after);
-    after.isIndexRewritten = after.latest != formerLatest || after.oldest != before.oldest;
+    const tidying_model::Plan plan =
+        tidying_model::survey(before.oldest, before.latest, before.csvNum,
+                              [&](int position) { return before.files.count(position) != 0; });
+    const auto remove = [&](int position) {
+        after.operations.push_back("rm " + csvName(position));
+        after.files.erase(position);
+    };
+    const auto rename = [&](int position, int target) {
+        after.operations.push_back("yaffs_rename " + csvName(position) + " " + csvName(target));
+        after.isFileReplaced = after.isFileReplaced || after.files.count(target) != 0;
+        after.files[target] = after.files[position];
+        after.files.erase(position);
+    };
+    tidying_model::apply(plan, before.latest, remove, rename);
+    after.oldest = plan.oldest;
+    after.latest = plan.latest;
+    after.entries = plan.entries;
+    after.isIndexRewritten = after.latest != before.latest || after.oldest != before.oldest;
     return after;
 }
 

@@ -4,12 +4,13 @@
 #ifndef JORN_TESTS_FAULTS_FLASH_LEDGER_H
 #define JORN_TESTS_FAULTS_FLASH_LEDGER_H
 
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
+
+#include "model/line_model.h"
 
 namespace flash {
 
@@ -22,18 +23,17 @@ struct Item {
 
 constexpr int kUnknownItem = -1;
 
-/// One line of a data file, or a piece of 256 characters of a longer one, as a reader takes it.
+/// One line of a data file, or a piece of 256 characters of a longer one.
 struct Line {
-    std::string_view text;
+    std::string_view text;    ///< all its bytes
+    std::string_view seen;    ///< those before the first NUL
     int item = kUnknownItem;  ///< the submitted item that it is, byte for byte
     bool isItem = false;      ///< has time, level and slot
     bool isShown = false;     ///< is among levels up to the debug level
-    uint32_t time = 0;
-    std::string_view level, slot, rest;
 };
 
 struct ParsedFile {
-    std::string bytes;
+    std::shared_ptr<const test::ModelText> text;
     std::vector<Line> lines;
 };
 

@@ -7,10 +7,10 @@
 #include <tickLib.h>
 
 #include <algorithm>
-#include <ctime>
 #include <set>
 
 #include "file_calls.h"
+#include "model/line_model.h"
 #include "registry/registry.h"
 
 namespace flash {
@@ -25,23 +25,12 @@ JORN_REQUIRE everything(size_t page) {
     return {static_cast<int32_t>(kItemsPerPage), static_cast<int32_t>(page), -1, -1, kDebugLevel, 0, -1};
 }
 
-std::string timeText(uint32_t seconds) {
-    const auto time = static_cast<time_t>(seconds);
-    const std::string text = ctime(&time);
-    return text.substr(0, text.size() - 1);
-}
-
-/// The text of a field as a record shows it.
-template <size_t size>
-bool shows(const char (&field)[size], std::string_view text) {
-    return text.substr(0, size - 1) == field;
-}
-
 bool shows(const JORN_LOG_DISP &record, const Line &line) {
+    const test::ModelRecord expected = test::modelRecord(std::string(line.seen));
     // The time of a line that nobody submitted as it stands, two halves of lines run together, is any number.
-    const bool isTimeShown = line.item == kUnknownItem || timeText(line.time) == record.timeStr;
-    return isTimeShown && shows(record.levelStr, line.level) && shows(record.slotStr, line.slot) &&
-           shows(record.logStr, line.rest);
+    const bool isTimeShown = line.item == kUnknownItem || expected.time == record.timeStr;
+    return isTimeShown && expected.level == record.levelStr && expected.slot == record.slotStr &&
+           expected.text == record.logStr;
 }
 
 /// Numbers of the pages to compare, of `pages`.
@@ -110,7 +99,7 @@ void Life::expect(size_t object, int level, const std::string &text) {
     const std::string line = std::to_string(now) + "," + std::to_string(level) + ",0," + text + "\n";
     ledger_->submit(object, line);
     note(Event::Submit, object, 0);
-    members_[object].model.append(line, now);
+    members_[object].model.append(now, level, text);
 }
 
 void Life::report(const std::string &fault) {
@@ -177,7 +166,7 @@ void Life::clear(size_t object, bool isLogged) {
 
 std::string Life::compareFiles(const Member &member) const {
     const Directory present = Volume::readAll(member.directory);
-    const Directory &expected = member.model.files();
+    const Directory expected = member.model.files();
     if (present == expected) {
         return "";
     }

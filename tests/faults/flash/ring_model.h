@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a directory's files mean, by the format's documentation and not by the module's code: which index
-// counts, what start-up tidying makes of the files, which items are in sight, and where the next one goes.
+// One object of the store's model over a directory of the chip: each item is stored and its file closed at
+// once, and what tidying takes away is told item by item.
 #ifndef JORN_TESTS_FAULTS_FLASH_RING_MODEL_H
 #define JORN_TESTS_FAULTS_FLASH_RING_MODEL_H
 
@@ -12,6 +12,7 @@
 
 #include "history.h"
 #include "ledger.h"
+#include "model/store_model.h"
 #include "volume.h"
 
 namespace flash {
@@ -29,14 +30,14 @@ public:
     /// A creation over these files.
     void start(const Directory &files);
 
-    /// An item is stored, and its file closed later.
-    void append(const std::string &line, uint32_t time);
+    /// An item is submitted, stored, and its file closed.
+    void append(uint32_t time, int level, const std::string &text);
 
     /// The object is cleared.
     void clear();
 
     /// The files as they are now.
-    const Directory &files() const { return files_; }
+    Directory files() const;
 
     /// The items of the ring's range.
     View view() const;
@@ -50,29 +51,10 @@ public:
     const std::map<int, Reason> &removed() const { return removed_; }
 
 private:
-    struct Summary {
-        size_t count = 0;
-        uint32_t timeMin = 0;
-        uint32_t timeMax = 0;
-    };
-
-    void readIndex();
-    void writeIndex();
-    void tidy();
-    void carryOut(const std::map<int, int> &targets, int newest);
-    void remove(const std::string &name, Reason reason);
-    void summarise();
-    std::shared_ptr<const ParsedFile> parsed(int position) const;
-    int next(int position) const { return (position + 1) % csvNum_; }
-    /// Positions of the valid range, newest first.
-    std::vector<int> range() const;
-
     const Ledger *ledger_;
     int csvNum_;
-    Directory files_;
-    int oldest_ = 0;
-    int latest_ = 0;
-    std::map<int, Summary> summaries_;
+    test::StoreModel store_;
+    int32_t handle_ = 0;
     bool wasIndexLost_ = false;
     std::map<int, Reason> removed_;
 };
