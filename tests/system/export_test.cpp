@@ -2,19 +2,14 @@
 // `jorn export` over directories written by hand.
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/inotify.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <filesystem>
-#include <fstream>
+#include <string>
+#include <vector>
 
-#include "common_values.h"
 #include "database.h"
-#include "log/ring_view.h"
-#include "query/item_scanner.h"
-#include "tool_run.h"
+#include "exported_log.h"
 
 namespace test {
 namespace {
@@ -23,49 +18,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 namespace fs = std::filesystem;
-
-class ExportTest : public ToolTest {
-protected:
-    ExportTest() {
-        makeDirectory("door");
-        makeDirectory("out");
-    }
-
-    void writeLog(const std::string &name, const std::string &lines) const {
-        makeDirectory(name);
-        write(name + "/index.csv", "version:1\n0,0\n");
-        write(name + "/0.csv", lines);
-    }
-
-    /// A ring that has come round, the oldest file in the middle.
-    void writeRing() const {
-        write("door/index.csv", "version:1\n1,0\n");
-        write("door/1.csv", dataLine(kMidnight, 1, 5, "open, \"wide\""));
-        write("door/2.csv",
-              dataLine(kMidnight + 1, 0, 0, "gr\xc3\xbc\xc3\x9f") + dataLine(kMidnight + 2, 3, 5, ""));
-        write("door/0.csv",
-              dataLine(kMidnight + 3, 2, 7, "bytes \xff") + dataLine(kMidnight + 4, 1, 5, "shut"));
-    }
-
-    Outcome exportLog(std::vector<std::string> options) const {
-        options.insert(options.begin(), {"export", "--utc"});
-        return jorn(options);
-    }
-
-    std::vector<std::string> namesIn(const std::string &directory) const {
-        std::vector<std::string> names;
-        for (const auto &entry : fs::directory_iterator(path(directory))) {
-            names.push_back(entry.path().filename().string());
-        }
-        return names;
-    }
-
-    std::string syslogOf(const std::string &line, std::vector<std::string> options = {}) const {
-        writeLog("door", line);
-        options.insert(options.end(), {"-o", "syslog", "door"});
-        return exportLog(options).out;
-    }
-};
 
 TEST_F(ExportTest, Export_JsonLinesAndCsv_AsShowGivesThem) {
     writeRing();
@@ -309,102 +261,6 @@ TEST_F(ExportTest, Export_MoreItemsThanABatch_AllArrive) {
         ElementsAre("25001|1|25001|312512500|312512500"));
 }
 
-TEST_F(ExportTest, Export_ExistingFile_RefusedUnlessForced) {
-    writeLog("door", dataLine(kMidnight, 1, 5, "x"));
-    write("out/x.csv", "precious");
-    fs::permissions(path("out/x.csv"), fs::perms(0640));
-    fs::create_symlink("x.csv", path("out/link.csv"));
-    for (const char *file : {"out/x.csv", "out/link.csv"}) {
-        const Outcome run = exportLog({"--to", file, "door"});
-        EXPECT_EQ(run.status, 2);
-        EXPECT_EQ(run.err,
-                  "jorn: " + std::string(file) + ": there is such a file already; --force replaces it\n");
-        EXPECT_EQ(read("out/x.csv"), "precious");
-    }
-    EXPECT_EQ(exportLog({"--to", "out/link.csv", "--force", "door"}).status, 0);
-    EXPECT_EQ(read("out/x.csv"), "time,level,slot,text\n1700006400,1,5,x\n");
-    EXPECT_TRUE(fs::is_symlink(path("out/link.csv")));
-    EXPECT_EQ(fs::status(path("out/x.csv")).permissions(), fs::perms(0640));
-    EXPECT_EQ(namesIn("out").size(), 2U);
-}
-
-TEST_F(ExportTest, Export_NewFile_HasUsualPermissions) {
-    writeLog("door", "");
-    const mode_t mask = umask(027);
-    EXPECT_EQ(exportLog({"--to", "out/x.csv", "door"}).status, 0);
-    umask(mask);
-    EXPECT_EQ(fs::status(path("out/x.csv")).permissions(), fs::perms(0640));
-}
-
-TEST_F(ExportTest, Export_FileThatCannotBe_TellsAndLeavesNothing) {
-    writeLog("door", dataLine(kMidnight, 1, 5, "x"));
-    const std::string before = stateOf(path("door"));
-    EXPECT_EQ(exportLog({"--to", "missing/x.csv", "door"}).err,
-              "jorn: missing/x.csv: No such file or directory\n");
-    EXPECT_EQ(exportLog({"--to", "missing/x.csv", "door"}).status, 4);
-    EXPECT_THAT(exportLog({"--to", "out", "-o", "csv", "--force", "door"}).err,
-                HasSubstr("out: not a regular file"));
-    for (const char *file : {"door/x.csv", "out/../door/0.csv", "door/0.csv"}) {
-        const Outcome run = exportLog({"--to", file, "--force", "door"});
-        EXPECT_EQ(run.status, 2);
-        EXPECT_THAT(run.err, HasSubstr("lies in the log's own directory"));
-    }
-    fs::create_symlink("../door/0.csv", path("out/link.csv"));
-    EXPECT_EQ(exportLog({"--to", "out/link.csv", "--force", "door"}).status, 2);
-    EXPECT_EQ(stateOf(path("door")), before);
-}
-
-TEST_F(ExportTest, Export_FromWithinTheLogsDirectory_WritesNothingThere) {
-    writeLog("door", dataLine(kMidnight, 1, 5, "x"));
-    const std::string before = stateOf(path("door"));
-    Setting within;
-    within.directory = path("door");
-    const Outcome run = jorn({"export", "--to", "x.csv", "."}, within);
-    EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.err, "jorn: x.csv: lies in the log's own directory; write it elsewhere\n");
-    EXPECT_EQ(stateOf(path("door")), before);
-}
-
-TEST_F(ExportTest, Export_WritingFails_NoHalfFileAndTheOlderOneStays) {
-    std::string lines;
-    for (uint32_t number = 0; number < 4000; ++number) {
-        lines += dataLine(kMidnight + number, 1, 5, "a text that takes some room in every form of an export");
-    }
-    writeLog("door", lines);
-    for (const char *form : {"jsonl", "csv", "syslog", "sqlite"}) {
-        write("out/old", "precious");
-        for (const char *file : {"out/new", "out/old"}) {
-            const Outcome run =
-                jorn({"export", "door", "-o", form, "--force", "--to", file}, {"", "", {}, uint64_t{20000}});
-            EXPECT_EQ(run.status, 4) << form;
-            EXPECT_EQ(run.out, "");
-            EXPECT_THAT(run.err, HasSubstr("jorn: " + std::string(file) + ": ")) << form;
-        }
-        EXPECT_EQ(read("out/old"), "precious");
-        EXPECT_THAT(namesIn("out"), ElementsAre("old"));
-    }
-}
-
-TEST_F(ExportTest, Export_Interrupted_NoHalfFile) {
-    write("door/index.csv", "version:1\n0,0\n");
-    write("door/0.csv", dataLine(kMidnight, 1, 5, "x"));
-    fs::resize_file(path("door/0.csv"), uint64_t{1} << 30);
-    for (const char *form : {"csv", "sqlite"}) {
-        const int watch = inotify_init1(IN_CLOEXEC);
-        // A file without a name is not seen to be created, but where it is made.
-        ASSERT_GE(inotify_add_watch(watch, path("out").c_str(), IN_CREATE | IN_OPEN), 0);
-        RunningTool tool(root_, {"export", "door", "-o", form, "--to", "out/x"});
-        std::array<char, 4096> events{};
-        ASSERT_GT(::read(watch, events.data(), events.size()), 0);
-        close(watch);
-        tool.signal(SIGTERM);
-        const Outcome run = tool.wait();
-        EXPECT_EQ(run.status, 4);
-        EXPECT_EQ(run.err, "jorn: out/x: interrupted; nothing is written\n");
-        EXPECT_THAT(namesIn("out"), IsEmpty());
-    }
-}
-
 TEST_F(ExportTest, Export_Damage_RestIsExportedAndExitTells) {
     writeLog("door", dataLine(kMidnight, 1, 5, "x") + "no item\n" + dataLine(kMidnight, 1, 5, "y"));
     writeLog("gate", dataLine(kMidnight, 1, 5, "z"));
@@ -548,98 +404,6 @@ TEST_F(ExportTest, Export_WhileARecorderWrites_EveryItemWholeAndInOrder) {
     }
     recorder.endInput();
     EXPECT_EQ(recorder.wait().status, 0);
-}
-
-/// A view of a log, and what happens to the log behind its back.
-class LiveViewTest : public ExportTest {
-protected:
-    std::vector<std::string> scan(const tool::RingView &view, const std::function<void()> &atFirstItem) {
-        const tool::ItemFilter filter;
-        tool::ItemScanner scanner(view, filter, &damage_);
-        std::vector<std::string> texts;
-        scanner.scan(tool::Order::OldestFirst, [&](const tool::Item &item) {
-            texts.push_back(item.text);
-            if (texts.size() == 1) {
-                atFirstItem();
-            }
-            return true;
-        });
-        return texts;
-    }
-
-    tool::StoreDirectory directory() const { return tool::StoreDirectory::openForReading(path("door")); }
-
-    tool::DamageLog damage_;
-};
-
-TEST_F(LiveViewTest, Scan_FileStartedAfreshUnderneath_NothingOfItIsTakenForOldItems) {
-    writeRing();
-    const tool::StoreDirectory log = directory();
-    const tool::RingView view(log, std::nullopt);
-    const std::vector<std::string> texts = scan(view, [&] {
-        write("door/2.csv",
-              dataLine(kMidnight + 9, 1, 5, "new") + dataLine(kMidnight + 9, 1, 5, "and longer"));
-    });
-    EXPECT_THAT(texts, ElementsAre("open, \"wide\"", "bytes \xff", "shut"));
-    EXPECT_THAT(damage_.losses(),
-                ElementsAre(path("door/2.csv") +
-                            ": started afresh by a writer meanwhile; items may be missing here"));
-    EXPECT_TRUE(damage_.isEmpty());
-}
-
-TEST_F(LiveViewTest, Scan_FileEmptiedUnderneath_IsTold) {
-    writeRing();
-    const tool::StoreDirectory log = directory();
-    const tool::RingView view(log, std::nullopt);
-    EXPECT_THAT(scan(view, [&] { write("door/2.csv", ""); }),
-                ElementsAre("open, \"wide\"", "bytes \xff", "shut"));
-    EXPECT_EQ(damage_.losses().size(), 1U);
-}
-
-TEST_F(LiveViewTest, Scan_FileStartedAfreshInTheMiddle_RestIsLeftOut) {
-    const std::string text(190, 'x');
-    std::string lines;
-    for (uint32_t number = 0; number < 5000; ++number) {
-        lines += dataLine(kMidnight + number, 1, 5, text);
-    }
-    writeLog("door", lines);
-    const tool::StoreDirectory log = directory();
-    const tool::RingView view(log, std::nullopt);
-    const std::string other = "1800000000" + lines.substr(10);
-    const std::vector<std::string> texts = scan(view, [&] { write("door/0.csv", other); });
-    EXPECT_GT(texts.size(), 1000U);
-    EXPECT_LT(texts.size(), 2000U);
-    EXPECT_EQ(damage_.losses().size(), 1U);
-    EXPECT_TRUE(damage_.isEmpty());
-}
-
-TEST_F(LiveViewTest, Scan_FileAppendedTo_IsNoLoss) {
-    writeRing();
-    const tool::StoreDirectory log = directory();
-    const tool::RingView view(log, std::nullopt);
-    const std::vector<std::string> texts = scan(view, [&] {
-        std::ofstream(path("door/0.csv"), std::ios::app) << dataLine(kMidnight + 9, 1, 5, "new");
-    });
-    EXPECT_EQ(texts.size(), 5U);
-    EXPECT_THAT(damage_.losses(), IsEmpty());
-}
-
-TEST_F(LiveViewTest, SettleEnd_LineThatGoesOn_IsLeftToTheNextReader) {
-    writeLog("door", dataLine(kMidnight, 1, 5, "x") + "1700006401,1,5,un");
-    const tool::StoreDirectory log = directory();
-    tool::RingView view(log, std::nullopt);
-    std::ofstream(path("door/0.csv"), std::ios::app) << "finished\n";
-    view.settleEnd();
-    EXPECT_THAT(scan(view, [] {}), ElementsAre("x"));
-    EXPECT_TRUE(damage_.isEmpty());
-}
-
-TEST_F(LiveViewTest, SettleEnd_LineThatNobodyGoesOnWith_Stays) {
-    writeLog("door", dataLine(kMidnight, 1, 5, "x") + "1700006401,1,5,torn");
-    const tool::StoreDirectory log = directory();
-    tool::RingView view(log, std::nullopt);
-    view.settleEnd();
-    EXPECT_THAT(scan(view, [] {}), ElementsAre("x", "torn"));
 }
 
 }  // namespace

@@ -5,10 +5,10 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <stdlib.h>
 
 #include <algorithm>
-#include <filesystem>
+#include <array>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -21,12 +21,9 @@ namespace test {
 namespace {
 
 using ::testing::Each;
-using ::testing::ElementsAre;
-using tool::FileUse;
 using tool::ItemFilter;
 using tool::LevelSet;
 using tool::Order;
-using tool::Route;
 
 /// An item as plain code sees it.
 struct PlainItem {
@@ -447,193 +444,6 @@ TEST_F(ItemQueryTest, LinesToEnd_ZerosAnywhere_CutAsIfReadAtOnce) {
         EXPECT_EQ(end, bytes.size());
         EXPECT_EQ(read, whole);
     }
-}
-
-/// A digest of items that were written one by one.
-tool::FileDigest digest(const std::vector<PlainItem> &items) {
-    tool::FileDigest digest;
-    for (const PlainItem &item : items) {
-        const bool isFirst = digest.info.itemCount++ == 0;
-        digest.earliest = digest.info.timeMin = isFirst ? item.time : std::min(digest.earliest, item.time);
-        digest.latest = digest.info.timeMax = std::max(digest.latest, item.time);
-        if (item.level < 0 || item.level > 3) {
-            ++digest.strayLevels;
-            continue;
-        }
-        ++digest.info.levelStat[item.level].levelCount;
-        ++digest.info.levelStat[item.level].slotCount[item.slot];
-    }
-    return digest;
-}
-
-class QueryPlanTest : public ::testing::Test {
-protected:
-    static constexpr uint32_t kNoon = kMidnight + kDay / 2;
-    const std::vector<tool::FileDigest> three_ = {
-        digest({{kNoon, 0, 1, ""}, {kNoon + kDay, 1, 2, ""}}),
-        digest({{kNoon + kDay, 0, 1, ""}, {kNoon + 2 * kDay, 3, 2, ""}}),
-        digest({{kNoon + 2 * kDay, 2, 7, ""}, {kNoon + 3 * kDay, 1, 2, ""}}),
-    };
-    ItemFilter filter_;
-};
-
-TEST_F(QueryPlanTest, PlanCount_NoLimits_SummariesAlone) {
-    const tool::CountPlan plan = tool::planCount(filter_, three_);
-    EXPECT_EQ(plan.route, Route::Summaries);
-    EXPECT_THAT(plan.files, Each(FileUse::Summary));
-}
-
-TEST_F(QueryPlanTest, UseOf_EachLimit_SkipsWhatCannotMatch) {
-    filter_.levels = LevelSet::range(3, 3);
-    EXPECT_EQ(tool::planCount(filter_, three_).files,
-              (std::vector{FileUse::Skip, FileUse::Summary, FileUse::Skip}));
-    filter_ = {};
-    filter_.slots.add(7);
-    EXPECT_EQ(tool::planCount(filter_, three_).files,
-              (std::vector{FileUse::Skip, FileUse::Skip, FileUse::Summary}));
-    filter_ = {};
-    filter_.since = kNoon + 2 * kDay;
-    EXPECT_EQ(tool::planCount(filter_, three_).files,
-              (std::vector{FileUse::Skip, FileUse::Read, FileUse::Summary}));
-    filter_ = {};
-    filter_.pattern = std::make_shared<const RE2>("x");
-    filter_.levels = LevelSet::range(2, 2);
-    EXPECT_EQ(tool::planCount(filter_, three_).files,
-              (std::vector{FileUse::Skip, FileUse::Skip, FileUse::Read}));
-}
-
-TEST_F(QueryPlanTest, PlanCount_WholeDaysOfSeveralLevelsAndSlots_ReadsTheFilesAtTheEndsOnly) {
-    filter_.since = kMidnight + kDay;
-    filter_.until = kMidnight + 3 * kDay - 1;
-    filter_.levels = LevelSet::range(0, 1);
-    filter_.slots.add(1);
-    filter_.slots.add(2);
-    const tool::CountPlan plan = tool::planCount(filter_, three_);
-    EXPECT_EQ(plan.route, Route::Scan);
-    EXPECT_THAT(plan.files, ElementsAre(FileUse::Read, FileUse::Summary, FileUse::Read));
-}
-
-TEST_F(QueryPlanTest, IsModuleExact_DaysThatTheFilesKeepTo_OrNot) {
-    filter_.since = kMidnight + kDay;
-    filter_.until = kMidnight + 3 * kDay - 1;
-    EXPECT_TRUE(tool::isModuleExact(filter_, three_));
-    // Not a whole day.
-    filter_.until = kMidnight + 3 * kDay;
-    EXPECT_FALSE(tool::isModuleExact(filter_, three_));
-    // Clocks that were put back: the file between the ends reaches out of the days.
-    filter_.until = kMidnight + 4 * kDay - 1;
-    EXPECT_TRUE(tool::isModuleExact(filter_, three_));
-    std::vector<tool::FileDigest> back = three_;
-    back[1] = digest({{kNoon, 0, 1, ""}, {kNoon + 2 * kDay, 3, 2, ""}});
-    EXPECT_FALSE(tool::isModuleExact(filter_, back));
-}
-
-TEST_F(QueryPlanTest, AsRequirement_OneQuestionOfTheModule_OrNone) {
-    auto require = tool::asRequirement(filter_, three_);
-    ASSERT_TRUE(require);
-    EXPECT_EQ(require->level, 3);
-    EXPECT_EQ(require->levelMode, 0);
-    EXPECT_EQ(require->slot, -1);
-    EXPECT_EQ(require->dayDwLimit, -1);
-    EXPECT_EQ(require->dayUpLimit, -1);
-    filter_.levels = LevelSet::range(2, 2);
-    filter_.slots.add(5);
-    require = tool::asRequirement(filter_, three_);
-    ASSERT_TRUE(require);
-    EXPECT_EQ(require->level, 2);
-    EXPECT_EQ(require->levelMode, 1);
-    EXPECT_EQ(require->slot, 5);
-    filter_.slots.add(6);
-    EXPECT_FALSE(tool::asRequirement(filter_, three_));
-    filter_ = {};
-    filter_.levels = LevelSet::range(1, 2);
-    EXPECT_FALSE(tool::asRequirement(filter_, three_));
-    filter_ = {};
-    filter_.since = 1;
-    EXPECT_FALSE(tool::asRequirement(filter_, three_));
-    filter_ = {};
-    filter_.pattern = std::make_shared<const RE2>("x");
-    EXPECT_FALSE(tool::asRequirement(filter_, three_));
-    filter_ = {};
-    EXPECT_FALSE(tool::asRequirement(filter_, {digest({{kNoon, 7, 1, ""}})}));
-}
-
-/// Texts of a block of lines that pass a pattern, with a look for words first.
-std::vector<std::string> passing(const std::string &block, const std::string &pattern, bool isCaseHeeded) {
-    RE2::Options options(RE2::Quiet);
-    options.set_case_sensitive(isCaseHeeded);
-    ItemFilter filter;
-    filter.pattern = std::make_shared<const RE2>(pattern, options);
-    tool::PieceFilter pieceFilter(filter);
-    pieceFilter.enter(block);
-    std::vector<std::string> texts;
-    tool::forEachLine({block, 0}, [&](const tool::Line &line) {
-        if (pieceFilter.passes(line.bytes, {})) {
-            texts.emplace_back(tool::textIn(line.bytes));
-        }
-        return true;
-    });
-    return texts;
-}
-
-const char *const kSearchedTexts[] = {
-    "door open",         "DOOR",          "",          "do\nor",      "gate, shut",
-    "1700006400",        "caf\xc3\xa9",   "\xff door", "CAF\xc3\x89", "\xe2\x84\xaa 5",
-    "\xc5\xbf and salt", "ends with gate"};
-
-const char *const kPatterns[] = {"door",        "^door", "gate$",     "door|gate",  "(?i)Door",
-                                 "[dD]o+r",     "17000", "",          "x*",         "a.*t",
-                                 "caf\xc3\xa9", "k",     "\xc5\xbf",  "\\bopen\\b", "o\\nr",
-                                 "gate.",       ",",     "(?:do|DO)", "\\C\\C",     "shut|[0-9]"};
-
-TEST(PieceFilterTest, Passes_AnyPattern_WhatAPlainSearchOfTheTextsFinds) {
-    std::string block;
-    for (const std::string text : kSearchedTexts) {
-        block += dataLine(kMidnight, 1, 5, text);
-    }
-    for (const std::string pattern : kPatterns) {
-        for (const bool isCaseHeeded : {true, false}) {
-            RE2::Options options(RE2::Quiet);
-            options.set_case_sensitive(isCaseHeeded);
-            const RE2 expression(pattern, options);
-            std::vector<std::string> expected;
-            tool::forEachLine({block, 0}, [&](const tool::Line &line) {
-                const std::string text(tool::textIn(line.bytes));
-                if (RE2::PartialMatch(text, expression)) {
-                    expected.push_back(text);
-                }
-                return true;
-            });
-            EXPECT_EQ(passing(block, pattern, isCaseHeeded), expected) << pattern;
-        }
-    }
-}
-
-TEST(PieceFilterTest, Passes_WordsThatAreRareOrFrequent_EveryMatch) {
-    for (const int distance : {1, 2, 3, 50, 999}) {
-        std::string block;
-        std::vector<std::string> expected;
-        for (int i = 0; i < 1000; ++i) {
-            const std::string text = numberedText(i % distance == 0 ? "with motor " : "without ", i);
-            block += dataLine(kMidnight, 1, 5, text);
-            if (i % distance == 0) {
-                expected.push_back(text);
-            }
-        }
-        EXPECT_EQ(passing(block, "mot[o]r", true), expected) << distance;
-    }
-}
-
-TEST(PieceFilterTest, Enter_OtherContentInTheSameMemory_IsSearchedAnew) {
-    ItemFilter filter;
-    filter.pattern = std::make_shared<const RE2>("motor");
-    tool::PieceFilter pieceFilter(filter);
-    std::string block = dataLine(kMidnight, 1, 5, "a valve");
-    pieceFilter.enter(block);
-    EXPECT_FALSE(pieceFilter.passes(block, {}));
-    block.replace(block.find("valve"), 5, "motor");
-    pieceFilter.enter(block);
-    EXPECT_TRUE(pieceFilter.passes(block, {}));
 }
 
 }  // namespace

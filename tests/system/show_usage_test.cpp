@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: Apache-2.0
+// The command lines of the reading commands: errors of usage, times, help.
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "show_log.h"
+
+namespace test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+TEST_F(ShowTest, ShowAndCount_UsageErrors_ExitWith2) {
+    const std::vector<std::vector<std::string>> wrong = {
+        {"unknown"},
+        {"show"},
+        {"count"},
+        {"show", "log", "--page", "0"},
+        {"show", "log", "--per-page", "0"},
+        {"show", "log", "--per-page", "21"},
+        {"show", "log", "--files", "1"},
+        {"show", "log", "-n", "-1"},
+        {"show", "log", "-n", "x"},
+        {"show", "log", "-n", "5", "--page", "2"},
+        {"show", "log", "-p", "4"},
+        {"show", "log", "-p", "-1"},
+        {"show", "log", "-p", "1.."},
+        {"show", "log", "-p", "warning"},
+        {"show", "log", "-s", "8"},
+        {"show", "log", "-p", "1", "--level", "1"},
+        {"show", "log", "--since", "2023-02-30"},
+        {"show", "log", "--since", "2023-11-17", "--until", "2023-11-16"},
+        {"show", "log", "-g", "("},
+        {"show", "log", "--ignore-case"},
+        {"show", "log", "-o", "xml"},
+        {"show", "log", "--color", "sometimes"},
+        {"count", "log", "--page", "1"},
+        {"count", "log", "-o", "iso"},
+        {"check", "log", "-o", "csv"},
+        {"check", "log", "-n", "5"},
+        {"repair", "log", "-n", "5"},
+        {"show", ""},
+        {"show", "log", "--page", ""},
+        {"show", "log", "--names", ""},
+        {"count", "log", "-U", ""},
+        {"count", "log", "-p", ""},
+        {"export", "log", "--to", "x.db", "--table", ""},
+        {"repair", "log", "--backup", ""},
+    };
+    for (const auto &arguments : wrong) {
+        const Outcome run = jorn(arguments);
+        EXPECT_EQ(run.status, 2) << ::testing::PrintToString(arguments);
+        EXPECT_EQ(run.out, "");
+        EXPECT_EQ(run.err.rfind("jorn: ", 0), 0U) << run.err;
+    }
+}
+
+TEST_F(ShowTest, UnknownOption_IsNamedAndNothingElseBlamed) {
+    writeMixed();
+    EXPECT_EQ(jorn({"show", "--sicne", "today", "log"}).err,
+              "jorn: unknown option: --sicne\njorn: see jorn show --help\n");
+    EXPECT_EQ(jorn({"count", "-x"}).err, "jorn: unknown option: -x\njorn: see jorn count --help\n");
+    EXPECT_EQ(jorn({"check", "log", "log"}).err,
+              "jorn: The following argument was not expected: log\njorn: see jorn check --help\n");
+}
+
+TEST_F(ShowTest, Show_TimeThatBeginsWithAMinus_TakenInEveryWayOfGivingAValue) {
+    writeMixed();
+    const std::vector<std::string> all = shown();
+    EXPECT_EQ(shown({"-S", "-9999w1d"}), all);
+    EXPECT_EQ(shown({"-S-9999w1d"}), all);
+    EXPECT_EQ(shown({"--since", "-9999w 1d"}), all);
+    EXPECT_EQ(shown({"--since=-9999w1d"}), all);
+    EXPECT_THAT(shown({"-U", "-9999w1d"}), IsEmpty());
+    const Outcome run = jorn({"show", "log", "-S", "-q"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.err, HasSubstr("jorn: --since: '-q' is no time from 1970 to 2106"));
+}
+
+TEST_F(ShowTest, Show_TimeThatIsNone_RefusedWithTheForms) {
+    writeMixed();
+    const Outcome run = jorn({"show", "log", "-U", "Nov 31 05:00"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(
+        run.err,
+        "jorn: --until: 'Nov 31 05:00' is no time from 1970 to 2106: 2026-11-21, 11-21, \"Nov 21\", today, "
+        "yesterday or tomorrow, each with or without 06:47[:08] and UTC, Z or +01:00 after it; 06:47, now, "
+        "-1h30m, +1h, \"1 month ago\" or @SECONDS since 1970\n");
+}
+
+TEST_F(ShowTest, Show_SinceAfterUntil_RefusedWithWhatTheyMean) {
+    writeMixed();
+    const Outcome run = jorn({"show", "log", "--utc", "-S", "2023-11-17 UTC", "-U", "2023-11-16"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err,
+              "jorn: --since is later than --until: 2023-11-17 00:00:00Z and 2023-11-16 23:59:59Z\n");
+}
+
+TEST_F(ShowTest, Show_EmptyValueOfAnOption_IsRefusedAndNotTakenForNone) {
+    writeMixed();
+    EXPECT_EQ(jorn({"count", "log", "--since", ""}).err,
+              "jorn: --since: the value is empty\njorn: see jorn count --help\n");
+    EXPECT_THAT(shown({"-g", "", "-n", "1"}), ElementsAre("d2 l1 s0"));
+}
+
+TEST_F(ShowTest, HelpAndVersion_OnStandardOutput) {
+    EXPECT_EQ(jorn({"--version"}).out.rfind("jorn 1.", 0), 0U);
+    for (const std::vector<std::string> &arguments : {std::vector<std::string>{"--help"},
+                                                      {},
+                                                      {"record", "--help"},
+                                                      {"show", "--help"},
+                                                      {"count", "--help"},
+                                                      {"stats", "--help"},
+                                                      {"export", "--help"},
+                                                      {"check", "--help"},
+                                                      {"repair", "--help"}}) {
+        const Outcome run = jorn(arguments);
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.err, "");
+        EXPECT_THAT(run.out, HasSubstr("Exit codes"));
+    }
+}
+
+}  // namespace
+}  // namespace test
