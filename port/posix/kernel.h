@@ -98,6 +98,7 @@ struct Task : TaskLinks {
     int held = 0;
     int heldInversionSafe = 0;
     int heldDeleteSafe = 0;
+    void (*orphanSemaphores)(Task &) = nullptr;  ///< leaves them taken for good; set with the first one
 
     // Of tasks made by taskSpawn only.
     bool endRequested = false;  ///< ends where it would wait next
@@ -152,6 +153,9 @@ Task &self();
 /// Makes a record that of the calling thread, or with null none. Needs no lock.
 void becomeTask(Task *task);
 
+/// Leaves the semaphores that an ending thread holds taken for good. Called with the lock held.
+void leaveSemaphores(Task &task);
+
 /// Turns the outcome of a call's locked part into the call's result: OK, or ERROR with errno set. Ends the
 /// calling task when that is the outcome. The caller does not hold the lock.
 STATUS conclude(int outcome);
@@ -166,25 +170,6 @@ bool startThread(size_t stackSize, void *(*body)(void *), void *argument);
 /// clock. May return without either.
 void sleep(pthread_cond_t &condition);
 void sleepUntil(pthread_cond_t &condition, const timespec &end);
-
-/// Whether the task has to end instead of waiting.
-bool endsBeforeWaiting(const Task &task);
-
-/// Lets the calling thread wait in a queue, or with null for the delay only, until it is woken or `timeout`
-/// ticks have passed; negative waits without bound, and 0 is not allowed. Returns the waker's outcome,
-/// S_objLib_OBJ_TIMEOUT after the timeout (0 for a mere delay), kTaskEnds, or S_memLib_NOT_ENOUGH_MEMORY
-/// when the clock cannot be started. The lock is let go during the wait.
-int wait(Task &me, WaitQueue *queue, int timeout);
-
-/// Ends the wait of a waiting thread with an outcome.
-void wake(Task &task, int outcome);
-
-/// Wakes all of a queue with an outcome.
-void wakeAll(WaitQueue &queue, int outcome);
-
-/// Counts a task as moving, from its beginning on; and no more, because it is gone.
-void taskBegins(const Task &task);
-void taskIsGone(const Task &task);
 
 }  // namespace port
 

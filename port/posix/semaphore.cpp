@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "semaphore.h"
-
 #include <memLib.h>
 #include <posixPort.h>
 #include <semLib.h>
 
-#include "kernel.h"
 #include "pool.h"
+#include "waiting.h"
 
 namespace port {
 
@@ -33,16 +31,26 @@ Semaphore *find(SEM_ID id) { return semaphores.find(numberOf(id)); }
 
 bool hasOption(const Semaphore &semaphore, int option) { return (semaphore.options & option) != 0; }
 
+/// Leaves the semaphores that an ending thread holds taken for good.
+void orphanSemaphores(Task &task) {
+    const auto isHeld = [&task](const Semaphore &semaphore) { return semaphore.owner == &task; };
+    while (task.held > 0) {
+        semaphores.findIf(isHeld)->owner = &departed;
+        --task.held;
+    }
+}
+
 /// Gives a free semaphore to a task.
 void own(Semaphore &semaphore, Task &task) {
     semaphore.owner = &task;
     semaphore.depth = 1;
+    task.orphanSemaphores = orphanSemaphores;
     ++task.held;
     task.heldInversionSafe += hasOption(semaphore, SEM_INVERSION_SAFE);
     task.heldDeleteSafe += hasOption(semaphore, SEM_DELETE_SAFE);
 }
 
-/// Puts an inherited priority off. The task waits when its semaphore was deleted by another.
+/// Drops an inherited priority. The task waits when its semaphore was deleted by another.
 void restorePriority(Task &task) {
     task.priority = task.ownPriority;
     if (task.queue != nullptr) {
@@ -165,14 +173,6 @@ int remove(SEM_ID id) {
 }
 
 }  // namespace
-
-void orphanSemaphores(Task &task) {
-    const auto isHeld = [&task](const Semaphore &semaphore) { return semaphore.owner == &task; };
-    while (task.held > 0) {
-        semaphores.findIf(isHeld)->owner = &departed;
-        --task.held;
-    }
-}
 
 }  // namespace port
 

@@ -7,9 +7,8 @@
 
 #include <algorithm>
 
-#include "kernel.h"
 #include "pool.h"
-#include "semaphore.h"
+#include "waiting.h"
 
 namespace port {
 
@@ -51,7 +50,7 @@ void callEntry(Task &task) {
 void retire(Task &task) {
     const Lock lock;
     becomeTask(nullptr);
-    orphanSemaphores(task);
+    leaveSemaphores(task);
     if (Task *const deleter = task.deleters.first()) {
         deleter->gone = pthread_self();
         wake(*deleter, 0);

@@ -4,29 +4,21 @@
 #include "diagnostics.h"
 #include "module_limits.h"
 
-namespace {
-
-/// What is printed of a line that lacks a field.
-const char *messageFor(jorn::ParsedLine missing) {
-    switch (missing) {
-        case jorn::ParsedLine::NoTime:
-            return "Time info error!";
-        case jorn::ParsedLine::NoLevel:
-            return "Level info error!";
-        default:
-            return "Slot info error!";
-    }
-}
-
-}  // namespace
-
 int32_t jorn_AnalyseOneItemInfo(const char *line, JORN_ITEM_INFO *item) {
-    const jorn::ParsedLine parsed = jorn::parseLine(line, jorn::kParsedChars, item);
-    if (parsed == jorn::ParsedLine::Whole) {
-        return 0;
+    switch (jorn::parseLine(line, jorn::kParsedChars, item)) {
+        case jorn::ParsedLine::NoTime:
+            JORN_PRINT_TEXT(jorn::kPrintError, "Time info error!");
+            return -1;
+        case jorn::ParsedLine::NoLevel:
+            JORN_PRINT_TEXT(jorn::kPrintError, "Level info error!");
+            return -1;
+        case jorn::ParsedLine::NoSlot:
+            JORN_PRINT_TEXT(jorn::kPrintError, "Slot info error!");
+            return -1;
+        case jorn::ParsedLine::Whole:
+            break;
     }
-    JORN_PRINT_TEXT(jorn::kPrintError, messageFor(parsed));
-    return -1;
+    return 0;
 }
 
 uint32_t jorn_TimeToDay(uint32_t seconds) { return seconds / jorn::kSecondsPerDay; }

@@ -21,6 +21,9 @@ bool changesBelow(const SystemCall &call, const std::string &root) {
 
 std::string placeOf(const char *relation, const SystemCall &call) {
     std::string name = std::filesystem::path(call.path).filename().string();
+    if (name.find("(deleted)") != std::string::npos || name.rfind(".jorn-", 0) == 0) {
+        name = "a temporary file";
+    }
     return std::string(relation) + " " + call.name + " of " + name;
 }
 

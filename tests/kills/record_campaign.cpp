@@ -312,9 +312,8 @@ private:
 
 std::string tableRow(const std::string &name, const CampaignRow &row) {
     std::string line = "| " + name + " |";
-    for (const size_t figure :
-         {row.kills, row.killsAtChange, row.killsOfRestart, row.unusableIndexes, row.tornLines,
-          row.endedLines, row.movedLines, row.formerIndexes, row.restarts, row.itemsCompared, row.faults}) {
+    for (const size_t figure : {row.kills, row.killsAtChange, row.killsOfRestart, row.unusableIndexes,
+                                row.tornLines, row.restarts, row.faults}) {
         line += " " + std::to_string(figure) + " |";
     }
     return line + "\n";
@@ -342,14 +341,17 @@ CampaignRow CampaignResult::total() const {
 
 std::string CampaignResult::table() const {
     std::string text =
-        "| state | kills | at each change | of restarts | index unusable | line torn | line ended | "
-        "line moved | "
-        "restarts checked | lines compared | faults |\n"
-        "|---|---|---|---|---|---|---|---|---|---|---|---|\n";
+        "| state | kills | at each change | of restarts | index unusable | line torn | restarts checked | "
+        "faults |\n"
+        "|---|---|---|---|---|---|---|---|\n";
     for (const auto &[name, row] : rows) {
         text += tableRow(name, row);
     }
-    return text + tableRow("**all**", total());
+    const CampaignRow sum = total();
+    return text + tableRow("all", sum) + "\n" + std::to_string(sum.endedLines) +
+           " torn lines got their end, " + std::to_string(sum.movedLines) +
+           " were moved; index.bak was left " + std::to_string(sum.formerIndexes) + " times; " +
+           std::to_string(sum.itemsCompared) + " lines compared\n";
 }
 
 CampaignResult runRecordCampaign(const CampaignOptions &options) { return Campaign(options).run(); }

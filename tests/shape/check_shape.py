@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """Holds the shape of the source tree: check_shape.py ROOT.
 
-- Includes between the files of src/ run one way: no file includes itself through others.
+- Includes between the files of src/, and between the units of port/posix/, run one way: nothing includes itself
+  through others.
 - Units that own a format or pure arithmetic include nothing of the project but limits and each other.
 - src/ includes nothing of tools/, tests/ or port/ by path.
 - The literals of the formats stand in their owners and in tests only. Messages are exempt: what is looked for is a
@@ -99,6 +100,18 @@ def check_module(root):
     return failures, len(graph)
 
 
+def check_port(root):
+    graph = {}
+    for path in sources(root, "port/posix"):
+        name = unit(path.relative_to(root))
+        others = includes_of(root, path, ["port/posix/include"])
+        graph.setdefault(name, set()).update(unit(other) for other in others if unit(other) != name)
+    if not graph:
+        return ["port/posix: no such folder"]
+    cycle = cycle_in({name: sorted(others) for name, others in graph.items()})
+    return ["units include each other in a circle: " + " > ".join(cycle)] if cycle else []
+
+
 def check_literals(root):
     failures, held = [], set()
     patterns = {re.compile(pattern + r"\Z"): owner for pattern, owner in LITERALS.items()}
@@ -126,7 +139,7 @@ def main():
     failures, files = check_module(root)
     if files == 0:
         failures.append(f"{root}: no source found")
-    failures += check_literals(root)
+    failures += check_port(root) + check_literals(root)
     for failure in failures:
         print(failure, file=sys.stderr)
     return 1 if failures else 0

@@ -3,6 +3,7 @@
 // rings of random and damaged files.
 #include "query/item_query.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -380,8 +381,8 @@ TEST_F(ItemQueryTest, Segments_LongLinesAndSmallOnes_SamePiecesFromBothEnds) {
         const tool::RingView view(directory, std::nullopt);
         const tool::RingFile &file = view.files().front();
         std::vector<uint64_t> whole;
-        tool::forEachPiece(bytes, [&](std::string_view, size_t offset) {
-            whole.push_back(offset);
+        tool::forEachLine({bytes, 0}, [&](const tool::Line &line) {
+            whole.push_back(line.offset);
             return true;
         });
         for (const Order order : {Order::OldestFirst, Order::NewestFirst}) {
@@ -393,8 +394,8 @@ TEST_F(ItemQueryTest, Segments_LongLinesAndSmallOnes_SamePiecesFromBothEnds) {
                     bytes.compare(static_cast<size_t>(segment.offset), segment.bytes.size(), segment.bytes),
                     0);
                 std::vector<uint64_t> ofSegment;
-                tool::forEachPiece(segment.bytes, [&](std::string_view, size_t offset) {
-                    ofSegment.push_back(segment.offset + offset);
+                tool::forEachLine(segment, [&](const tool::Line &line) {
+                    ofSegment.push_back(line.offset);
                     return true;
                 });
                 pieces.insert(order == Order::OldestFirst ? pieces.end() : pieces.begin(), ofSegment.begin(),
@@ -402,6 +403,46 @@ TEST_F(ItemQueryTest, Segments_LongLinesAndSmallOnes_SamePiecesFromBothEnds) {
             }
             EXPECT_EQ(pieces, whole);
         }
+    }
+}
+
+TEST_F(ItemQueryTest, LinesToEnd_ZerosAnywhere_CutAsIfReadAtOnce) {
+    constexpr size_t kSize = tool::SegmentReader::kSegmentSize;
+    const std::string zeros(100, '\0');
+    const std::string item = dataLine(kMidnight, 1, 5, "door");
+    const std::vector<std::string> contents = {
+        "",
+        zeros,
+        zeros + std::string(kSize, 'x') + "\n" + item,
+        zeros + std::string(2 * kSize + 77, 'x'),
+        item + std::string(2 * kSize + 1, '\0') + item,
+        std::string(kSize - 5, '\0') + item,
+        std::string(kSize - 300, 'x') + std::string(200, '\0') + item + item,
+        item + zeros,
+    };
+    using Begins = std::vector<std::pair<uint64_t, tool::LineKind>>;
+    for (const std::string &bytes : contents) {
+        Begins whole;
+        tool::forEachLine({bytes, 0, tool::Zeros::Apart}, [&](const tool::Line &line) {
+            whole.emplace_back(line.offset, line.kind);
+            return true;
+        });
+        write("log/0.csv", bytes);
+        const tool::Descriptor file(::open(path("log/0.csv").c_str(), O_RDONLY));
+        Begins read;
+        uint64_t end = 0;
+        tool::forEachLineToEnd(file.get(), 0, [&](const tool::Line &line) {
+            EXPECT_EQ(line.offset, end);
+            end = line.end();
+            // A run that a segment's end parts is one for whoever reads at once.
+            const bool goesOn = line.kind == tool::LineKind::Zeros && !read.empty() &&
+                                read.back().second == tool::LineKind::Zeros;
+            if (!goesOn) {
+                read.emplace_back(line.offset, line.kind);
+            }
+        });
+        EXPECT_EQ(end, bytes.size());
+        EXPECT_EQ(read, whole);
     }
 }
 

@@ -98,7 +98,8 @@ TEST_F(OwnershipTest, Repair_ByAnotherUserThanTheFilesOwner_RepairedAllTheSame) 
     const Outcome run = asUser({"repair", "--yes", "--backup", path("parent/backup"), "parent/log"});
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(attributes("parent/log/0.csv"), "4711:4711 0644");
-    EXPECT_EQ(attributes("parent/log/index.csv"), "4711:4711 0644");
+    EXPECT_EQ(attributes("parent/log/1.csv"), "4711:4712 0644");
+    EXPECT_EQ(attributes("parent/log/index.csv"), "4711:4712 0644");
 }
 
 TEST_F(OwnershipTest, Clear_ByRootIndexOfRoot_OwnersRecorderGoesOn) {
@@ -207,6 +208,17 @@ TEST_F(OwnershipTest, Record_DirectoryIsClosedMeanwhile_IsNamed) {
     EXPECT_THAT(run.err,
                 HasSubstr("jorn: log: no file can be written in this directory: Permission denied; 1 "
                           "of the lines read are not in the files\n"));
+}
+
+TEST_F(OwnershipTest, Clear_ByAMemberOfTheGroup_FilesStayTheGroups) {
+    writeFiles({2, 3, 0, 1});
+    writeIndex("2,1");
+    giveLog(0770, 0660);
+    give("log", 0770, 0);
+    give(fileName(2), 0660, 0);
+    const Outcome run = asUser({"clear", "--yes", "log"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(attributes(fileName(2)), "4711:4712 0660");
 }
 
 /// What a recording gives to what it makes.

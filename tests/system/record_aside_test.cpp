@@ -30,7 +30,7 @@ protected:
     void makeUnclearRing() const {
         writeFiles({2, 3, 0, 1});
         write("log/index.csv", "version:");
-        write("log/index.bak", "version:1\n1,3\n");
+        write("log/index.bak", "version:1\n3,2\n");
     }
 
     void beginAnew() const {

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <functional>
+#include <ostream>
 #include <tuple>
 
 #include "common_values.h"
@@ -63,6 +64,8 @@ struct Former {
     int room;         ///< For items in the last of the files.
     int itemsToStay;  ///< However far the ring moves on.
 };
+
+void PrintTo(const Former &former, std::ostream *out) { *out << former.name; }
 
 class RecordSyncTest : public ToolTest {
 protected:

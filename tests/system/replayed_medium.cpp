@@ -105,7 +105,7 @@ void ReplayedMedium::apply(const SystemCall &call) {
     } else if (call.isWrite()) {
         overwrite(call);
     } else if (call.is("ftruncate") && opened(call.fd) != nullptr) {
-        opened(call.fd)->content.resize(call.arguments[1]);
+        opened(call.fd)->content.resize(static_cast<size_t>(call.arguments[1]));
     } else if (call.isSync() && opened(call.fd) != nullptr) {
         sync(opened(call.fd).get());
     } else if (call.changesFiles() && isBelow(path)) {

@@ -6,8 +6,10 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <array>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace test {
 namespace {
@@ -408,6 +410,60 @@ TEST(FormatTime, AnotherSecond_AnotherText) {
     EXPECT_EQ(formatter.format(1), "1970-01-01 00:00:01Z");
     EXPECT_EQ(formatter.format(2), "1970-01-01 00:00:02Z");
     EXPECT_EQ(formatter.format(1), "1970-01-01 00:00:01Z");
+}
+
+/// Zones whose clocks change by an hour, by half of one, within an hour, twice on a day, and are off by
+/// seconds.
+constexpr std::array<const char *, 8> kZones = {"UTC0",
+                                                kEurope,
+                                                "XYZ-5:45",
+                                                "LHST-10:30LHDT-11,M10.1.0,M4.1.0",
+                                                "XYZ0ABC,J100/2:10:20,J200/2:10:20",
+                                                "XYZ0ABC,J100/2,J100/5",
+                                                "XYZ0:44:30",
+                                                "right/UTC"};
+
+/// Seconds around each change of those zones in a year, some in every hour and all where clocks may jump.
+std::vector<int64_t> instants() {
+    std::vector<int64_t> seconds;
+    // 2026-01-01.
+    constexpr int64_t kYear = 20454 * int64_t{kDay};
+    for (const int64_t day : {0, 87, 93, 99, 100, 199, 276, 297, 364}) {
+        for (int64_t second = -3600; second < int64_t{kDay}; second += 599) {
+            seconds.push_back(kYear + day * kDay + second);
+            seconds.push_back(seconds.back() + 1);
+        }
+    }
+    // The last leap second, of 2016, as clocks count that have them.
+    for (int64_t second = -3; second < 40; ++second) {
+        seconds.push_back(1483228800 + second);
+    }
+    for (const int64_t second : {int64_t{0}, int64_t{-1}, INT64_MAX, int64_t{UINT32_MAX}, INT64_MIN,
+                                 int64_t{253402300800}, int64_t{253402300800} + 1800}) {
+        seconds.push_back(second);
+    }
+    return seconds;
+}
+
+void expectAsAlone(TimeFormatter *formatter, TimeForm form, bool isUtc, int64_t second, const char *zone) {
+    ASSERT_EQ(formatter->format(second), TimeFormatter(form, isUtc).format(second)) << zone << ' ' << second;
+}
+
+// A formatter that has just been made has no earlier text to begin with.
+TEST(FormatTime, OneAfterTheOther_AsEachAlone) {
+    const std::vector<int64_t> seconds = instants();
+    for (const char *zoneName : kZones) {
+        const Zone zone(zoneName);
+        for (const TimeForm form : {TimeForm::Plain, TimeForm::Iso, TimeForm::Device}) {
+            TimeFormatter formatter(form, false);
+            for (const int64_t second : seconds) {
+                expectAsAlone(&formatter, form, false, second, zoneName);
+            }
+            for (size_t i = 0; i < seconds.size(); ++i) {
+                expectAsAlone(&formatter, form, false, seconds[i * 7919 % seconds.size()], zoneName);
+            }
+        }
+    }
 }
 
 }  // namespace

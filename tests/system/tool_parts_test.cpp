@@ -2,9 +2,12 @@
 // Parts of the command-line tool by themselves.
 #include <gmock/gmock.h>
 
-#include "log/ring_survey.h"
+#include <filesystem>
+
+#include "log/ring_look.h"
 #include "record/item_splitter.h"
 #include "record/record_stats.h"
+#include "system/failure.h"
 #include "terminal/escape.h"
 #include "tool_run.h"
 
@@ -12,6 +15,7 @@ namespace test {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::ThrowsMessage;
 using tool::escaped;
 using tool::ItemSplitter;
 
@@ -219,35 +223,55 @@ TEST(RecordStatsTest, Format_TextAndJson_TellEverything) {
     EXPECT_EQ(tool::RecordStats().itemsPerSecond(), 0);
 }
 
-class RingSurveyTest : public ToolTest {
+class RingLookTest : public ToolTest {
 protected:
-    RingSurveyTest() { makeDirectory("log"); }
+    RingLookTest() { makeDirectory("log"); }
 
-    tool::RingSurvey survey() const {
-        return tool::surveyRing(tool::StoreDirectory::openForReading(path("log")));
+    tool::RingLook look() const {
+        return tool::RingLook::ofReadable(tool::StoreDirectory::openForReading(path("log")));
     }
 };
 
-TEST_F(RingSurveyTest, Survey_EmptyDirectory_IsFresh) {
-    EXPECT_TRUE(survey().isFresh());
-    EXPECT_EQ(survey().smallestRing(), 2);
+TEST_F(RingLookTest, Look_EmptyDirectory_IsFresh) {
+    EXPECT_TRUE(look().isFresh());
+    EXPECT_EQ(look().smallestRing(), 2);
 }
 
-TEST_F(RingSurveyTest, Survey_FilesAndIndex_GiveSmallestRing) {
+TEST_F(RingLookTest, Look_FilesAndIndex_GiveSmallestRing) {
     write("log/3.csv", "");
-    EXPECT_EQ(survey().smallestRing(), 4);
+    EXPECT_EQ(look().smallestRing(), 4);
     write("log/index.csv", "version:1\n5,89\n");
-    EXPECT_EQ(survey().smallestRing(), 90);
-    EXPECT_FALSE(survey().hasWrapped());
+    EXPECT_EQ(look().smallestRing(), 90);
+    EXPECT_FALSE(look().hasWrapped());
     write("log/index.csv", "version:1\n5,4\n");
-    EXPECT_EQ(survey().smallestRing(), 6);
-    EXPECT_TRUE(survey().hasWrapped());
+    EXPECT_EQ(look().smallestRing(), 6);
+    EXPECT_TRUE(look().hasWrapped());
 }
 
-TEST_F(RingSurveyTest, ReadIndex_AnyNumbers_ReadAsTheStoreReadsThem) {
+TEST_F(RingLookTest, OfReadable_NameOfNoFile_Refused) {
+    const auto looking = [this] { look(); };
+    makeDirectory("log/3.csv");
+    EXPECT_THAT(looking, ThrowsMessage<tool::Failure>(path("log/3.csv") + ": not a regular file"));
+    EXPECT_EQ(tool::RingLook(tool::StoreDirectory::openForReading(path("log"))).highestFile(), 3)
+        << "the others keep their places";
+    std::filesystem::remove(path("log/3.csv"));
+    std::filesystem::create_symlink("4.csv", path("log/4.csv"));
+    EXPECT_THAT(looking,
+                ThrowsMessage<tool::Failure>(path("log/4.csv") + ": Too many levels of symbolic links"));
+    std::filesystem::remove(path("log/4.csv"));
+    makeDirectory("log/index.csv");
+    EXPECT_THAT(looking, ThrowsMessage<tool::Failure>(path("log/index.csv") + ": not a regular file"));
+}
+
+TEST_F(RingLookTest, OfReadable_LinkThatLeadsNowhere_NoFile) {
+    std::filesystem::create_symlink("gone", path("log/4.csv"));
+    EXPECT_TRUE(look().isFresh());
+}
+
+TEST_F(RingLookTest, ReadIndex_AnyNumbers_ReadAsTheStoreReadsThem) {
     const auto read = [&](const std::string &text) {
         write("log/index.csv", text);
-        return survey().index;
+        return look().index.positions();
     };
     EXPECT_EQ(read("version:1\n-1,3\n"), (tool::IndexPositions{-1, 3}));
     EXPECT_EQ(read("version: 1 \n 3,  7"), (tool::IndexPositions{3, 7}));

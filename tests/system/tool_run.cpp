@@ -123,11 +123,12 @@ std::vector<std::string> commandLine(const std::vector<std::string> &arguments) 
     _exit(127);
 }
 
-/// The tool is opened before, where that user may not reach it.
+/// The tool is opened before, as that user may not reach it. The group of the next number is a second one.
 [[noreturn]] void becomeToolAs(uid_t user, const std::vector<std::string> &arguments) {
     std::vector<std::string> words = commandLine(arguments);
     const int program = open(words[0].c_str(), O_RDONLY | O_CLOEXEC);
-    if (program < 0 || setgroups(0, nullptr) != 0 || setresgid(user, user, user) != 0 ||
+    const gid_t second = user + 1;
+    if (program < 0 || setgroups(1, &second) != 0 || setresgid(user, user, user) != 0 ||
         setresuid(user, user, user) != 0) {
         _exit(126);
     }
@@ -147,7 +148,7 @@ void becomeMeasuredTool(const std::string &peakPath, const std::vector<std::stri
 }
 
 std::string whyNoOtherUser() {
-    if (commandLine({}).size() != 1) {
+    if (std::vector<std::string>{JORN_TOOL_COMMAND}.size() != 1) {
         return "an emulator would have to be run as the other user";
     }
     return geteuid() == 0 ? "" : "only root can run the tool as another user";

@@ -34,7 +34,8 @@ struct Setting {
     std::optional<uint64_t> processorSeconds = std::nullopt;  ///< RLIMIT_CPU; ends one that hangs, too.
     std::vector<int> closed = {};                             ///< Standard descriptors that are not there.
     bool isMeasured = false;                                  ///< By jorn(): for the outcome's peak.
-    std::optional<uid_t> user = std::nullopt;  ///< Runs as this user and the group of that number; root only.
+    /// Runs as this user, in the groups of that number and the next; root only.
+    std::optional<uid_t> user = std::nullopt;
 };
 
 /// Runs the tool in place of the calling process, which is a child that a test has made.
@@ -42,6 +43,7 @@ struct Setting {
 
 /// The same by a small program between, which writes the tool's peak of memory to a file.
 [[noreturn]] void becomeMeasuredTool(const std::string &peakPath, const std::vector<std::string> &arguments);
+
 /// Why the tool cannot be run as another user here; empty when it can.
 std::string whyNoOtherUser();
 

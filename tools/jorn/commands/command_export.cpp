@@ -222,8 +222,8 @@ std::unique_ptr<ExportSink> makeItemSink(const ExportOptions &options, ExportFor
     };
     const std::string heading = ItemFormatter(styleOf({"log"})).heading();
     return makeTextSink(file, name, heading, [styleOf](const ExportedLog &log) {
-        return [formatter = ItemFormatter(styleOf(log))](const Item &item) mutable {
-            return formatter.format(item);
+        return [formatter = ItemFormatter(styleOf(log))](const Item &item, Output *output) mutable {
+            return output->write(formatter.format(item));
         };
     });
 }
@@ -234,8 +234,9 @@ std::unique_ptr<ExportSink> makeSyslogSink(SyslogStyle style, int file, const st
         SyslogStyle own = style;
         own.log = log.name;
         own.names = log.names;
-        return
-            [formatter = SyslogFormatter(own)](const Item &item) mutable { return formatter.format(item); };
+        return [formatter = SyslogFormatter(own)](const Item &item, Output *output) mutable {
+            return output->write(formatter.format(item));
+        };
     });
 }
 

@@ -9,6 +9,7 @@
 
 #include "log/item.h"
 #include "log/names.h"
+#include "output/output.h"
 
 namespace tool {
 
@@ -33,8 +34,8 @@ public:
     virtual void finish() = 0;
 };
 
-/// Makes of an item its text, line feed included.
-using ItemWriter = std::function<std::string(const Item &)>;
+/// Writes an item's text, line feed included. False when nobody wants any more.
+using ItemWriter = std::function<bool(const Item &, Output *)>;
 
 /// Lines into an open file, which must outlive the sink; `name` stands for it in messages.
 std::unique_ptr<ExportSink> makeTextSink(int file, const std::string &name, const std::string &heading,

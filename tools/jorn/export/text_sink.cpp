@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/export_sink.h"
-#include "output/output.h"
 
 namespace tool {
 namespace {
@@ -15,7 +14,7 @@ public:
     }
 
     void beginLog(const ExportedLog &log) override { writer_ = writerFor_(log); }
-    bool take(const Item &item) override { return output_.write(writer_(item)); }
+    bool take(const Item &item) override { return writer_(item, &output_); }
     void finish() override { output_.finish(); }
 
 private:

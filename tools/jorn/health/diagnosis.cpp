@@ -23,13 +23,8 @@ std::optional<IndexPositions> indexOf(const DirectoryLook &look) {
 }
 
 int smallestRing(const DirectoryLook &look) {
-    int size = std::max(jorn::kCsvNumMin, look.highestFile() + 1);
-    for (const auto &positions : {look.index.usablePositions(), look.backup.usablePositions()}) {
-        if (positions) {
-            size = std::max({size, positions->oldest + 1, positions->latest + 1});
-        }
-    }
-    return size;
+    return smallestRingFor(presenceOf(look.files),
+                           {look.index.usablePositions(), look.backup.usablePositions()});
 }
 
 void scanFile(const StoreDirectory &directory, int position, Diagnosis *diagnosis) {
@@ -88,8 +83,12 @@ void collectFacts(const RingHints &hints, Diagnosis *diagnosis) {
         facts.files[i].isPresent = diagnosis->look.files[i].isPresent();
     }
     for (const auto &[position, scan] : diagnosis->scans) {
-        facts.files[static_cast<size_t>(position)] = {true, scan.items, scan.firstTime, scan.lastTime,
-                                                      scan.startsCleared};
+        FileFacts &file = facts.files[static_cast<size_t>(position)];
+        file.isPresent = true;
+        file.items = scan.items;
+        file.firstTime = scan.firstTime;
+        file.lastTime = scan.lastTime;
+        file.startsCleared = scan.startsCleared;
     }
     const auto inRing = [&facts](std::optional<IndexPositions> positions) {
         return positions && isInRing(*positions, facts.ringSize) ? positions : std::nullopt;

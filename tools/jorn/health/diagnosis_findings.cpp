@@ -39,7 +39,13 @@ public:
 private:
     void add(Severity severity, const char *code, const std::string &file, int64_t offset,
              const std::string &what, const std::string &advice = "") {
-        findings_.push_back({severity, code, file, offset, what, advice});
+        Finding &finding = findings_.emplace_back();
+        finding.severity = severity;
+        finding.code = code;
+        finding.file = file;
+        finding.offset = offset;
+        finding.what = what;
+        finding.advice = advice;
     }
 
     void tellEntry(const std::string &name, const Entry &entry) {

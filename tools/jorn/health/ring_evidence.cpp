@@ -212,7 +212,7 @@ bool isOfCutRotation(const RingFacts &facts, const Evidence &evidence, int next)
 /// The backup is the index of before the rewrite that was cut: the ring may have moved on by one file.
 RingOrder comparedWithBackup(const RingFacts &facts, const Evidence &evidence, RingOrder order) {
     const IndexPositions &backup = *facts.backup;
-    const int next = backup.latest + 1 == facts.ringSize ? 0 : backup.latest + 1;
+    const int next = jorn::ringSuccessor(facts.ringSize, backup.latest);
     const std::string named = "index.bak names " + textOf(backup);
     if (isOfCutRotation(facts, evidence, next)) {
         return {RingOrder::Source::Files, filesInRange(facts, backup),

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "csvfile/tidying_plan.h"
-#include "log/ring_survey.h"
+#include "log/ring_positions.h"
 
 namespace tool {
 

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "ring.h"
+
 namespace tool {
 namespace {
 
@@ -12,15 +14,13 @@ bool contains(const std::vector<int> &positions, int position) {
 
 /// Whether the store's start-up, with a ring of this size, leaves files and index as they are.
 bool isTidy(const RingFacts &facts, const IndexPositions &positions, int ringSize) {
-    RingSurvey survey;
-    survey.index = positions;
-    for (size_t position = 0; position < survey.isPresent.size(); ++position) {
-        survey.isPresent[position] = facts.files[position].isPresent;
-    }
-    if (survey.highestFile() < 0) {
+    FilePresence files{};
+    std::transform(facts.files.begin(), facts.files.end(), files.begin(),
+                   [](const FileFacts &file) { return file.isPresent; });
+    if (highestOf(files) < 0) {
         return positions == IndexPositions{0, 0};
     }
-    const jorn::TidyingPlan plan = survey.planFor(ringSize);
+    const jorn::TidyingPlan plan = tidyingPlanOf(files, positions, ringSize);
     for (int32_t position = 0; position < jorn::kSurveySize; ++position) {
         if (plan.moveTable[position] != position) {
             return false;
@@ -38,13 +38,12 @@ bool isRangeOf(const RingFacts &facts, const IndexPositions &range, const std::v
     if (order.empty()) {
         return true;
     }
-    const auto size = static_cast<size_t>(facts.ringSize);
-    for (size_t i = 0; i < order.size(); ++i) {
-        const size_t fromLatest = order.size() - 1 - i;
-        if (static_cast<size_t>(order[i]) !=
-            (static_cast<size_t>(range.latest) + size - fromLatest % size) % size) {
+    int32_t expected = jorn::ringPosition(facts.ringSize, range.latest);
+    for (auto position = order.rbegin(); position != order.rend(); ++position) {
+        if (*position != expected) {
             return false;
         }
+        expected = jorn::ringPosition(facts.ringSize, expected - 1);
     }
     return true;
 }

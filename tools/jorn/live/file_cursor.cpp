@@ -22,13 +22,6 @@ uint64_t folded(uint64_t hash, std::string_view bytes) {
     return (hash ^ uint64_t{0x100}) * kPrime;
 }
 
-LineKind kindOf(std::string_view piece) {
-    LineNumbers numbers;
-    return readNumbers(piece, &numbers);
-}
-
-bool isItemLine(std::string_view piece) { return kindOf(piece) == LineKind::Item; }
-
 struct stat statusOf(int fd) {
     struct stat status = {};
     if (fstat(fd, &status) < 0) {
@@ -65,30 +58,30 @@ void FileCursor::restart() {
     tail_.clear();
 }
 
-void FileCursor::account(std::string_view piece, bool isItem) {
-    if (isItem) {
-        const std::string_view line = withoutLineFeed(piece);
+void FileCursor::account(const Line &line) {
+    if (line.isItem()) {
+        const std::string_view bytes = withoutLineFeed(line.bytes);
         ++read_.count;
-        read_.hash = folded(read_.hash, line);
-        read_.last = line;
+        read_.hash = folded(read_.hash, bytes);
+        read_.last = bytes;
     }
-    head_.append(piece.substr(0, kSample - std::min(kSample, head_.size())));
-    tail_ = piece;
-    offset_ += piece.size();
+    head_.append(line.bytes.substr(0, kSample - std::min(kSample, head_.size())));
+    tail_ = line.bytes;
+    offset_ += line.bytes.size();
 }
 
 /// A piece that cannot get longer is not waited for when it is an item. One that is none becomes damage when
 /// the line goes on, no sooner than for the commands that read a log once.
-bool FileCursor::isUnfinished(std::string_view piece, LineKind kind, uint64_t end) const {
-    const bool isWhole = piece.size() == jorn::kLineMax && kind != LineKind::Damaged;
-    return piece.back() != '\n' && !isWhole && offset_ + piece.size() == end;
+bool FileCursor::isUnfinished(const Line &line, uint64_t end) {
+    const bool isWhole = line.isFull() && !line.isBad();
+    return !line.hasLineEnd() && !isWhole && line.end() == end;
 }
 
-/// Gives the pieces from the place on, which moves with those that are accounted, until `take` returns false.
-bool FileCursor::scan(uint64_t end, const std::function<bool(std::string_view)> &take) {
+/// Gives the lines from the place on, which moves with those that are accounted, until `take` returns false.
+bool FileCursor::scan(uint64_t end, const std::function<bool(const Line &)> &take) {
     SegmentReader reader(file_.get(), end, Order::OldestFirst, offset_);
     for (Segment segment; reader.next(&segment);) {
-        if (!forEachPiece(segment.bytes, [&](std::string_view piece, size_t) { return take(piece); })) {
+        if (!forEachLine(segment, take)) {
             return false;
         }
     }
@@ -96,37 +89,36 @@ bool FileCursor::scan(uint64_t end, const std::function<bool(std::string_view)> 
 }
 
 void FileCursor::skipTo(uint64_t end) {
-    scan(end, [&](std::string_view piece) {
-        account(piece, isItemLine(piece));
+    scan(end, [&](const Line &line) {
+        account(line);
         return true;
     });
 }
 
 void FileCursor::skipAll() {
     const auto end = static_cast<uint64_t>(mark().size);
-    scan(end, [&](std::string_view piece) {
-        const LineKind kind = kindOf(piece);
-        if (isUnfinished(piece, kind, end)) {
+    scan(end, [&](const Line &line) {
+        if (isUnfinished(line, end)) {
             return false;
         }
-        account(piece, kind == LineKind::Item);
+        account(line);
         return true;
     });
 }
 
 bool FileCursor::skipBehind(const ReadItems &items) {
-    const bool isMissing = scan(static_cast<uint64_t>(mark().size), [&](std::string_view piece) {
-        account(piece, isItemLine(piece));
+    const bool isMissing = scan(static_cast<uint64_t>(mark().size), [&](const Line &line) {
+        account(line);
         return read_.count != items.count || read_.hash != items.hash;
     });
     return !isMissing;
 }
 
-bool FileCursor::skipBehindLine(const std::string &line) {
+bool FileCursor::skipBehindLine(const std::string &wanted) {
     uint64_t found = 0;
-    scan(static_cast<uint64_t>(mark().size), [&](std::string_view piece) {
-        account(piece, isItemLine(piece));
-        found = withoutLineFeed(piece) == line ? offset_ : found;
+    scan(static_cast<uint64_t>(mark().size), [&](const Line &line) {
+        account(line);
+        found = withoutLineFeed(line.bytes) == wanted ? offset_ : found;
         return true;
     });
     restart();
@@ -141,13 +133,13 @@ struct FileCursor::Emission {
     BadLines badLines;
 
     /// False when nobody wants any more.
-    bool take(std::string_view piece, LineKind kind, const LineNumbers &numbers, uint64_t offset) {
-        if (kind == LineKind::Damaged) {
-            badLines.add(offset);
+    bool take(const Line &line) {
+        if (line.isBad()) {
+            badLines.add(line.offset);
         }
-        const bool isWanted = kind == LineKind::Item && filter.hasNumbers(numbers) &&
-                              (filter.pattern == nullptr || filter.hasText(textIn(piece)));
-        return !isWanted || hooks.item(readItem(piece, numbers));
+        const bool isWanted = line.isItem() && filter.hasNumbers(line.numbers) &&
+                              (filter.pattern == nullptr || filter.hasText(textIn(line.bytes)));
+        return !isWanted || hooks.item(readItem(line));
     }
 
     void tell(const RingFile &file, const SegmentReader &reader) const {
@@ -162,15 +154,12 @@ struct FileCursor::Emission {
 /// Passes on what a segment holds.
 FileCursor::Reading FileCursor::emit(const Segment &segment, uint64_t end, bool isFinal, Emission *emission) {
     bool isWanted = true;
-    forEachPiece(segment.bytes, [&](std::string_view piece, size_t) {
-        LineNumbers numbers;
-        const LineKind kind = readNumbers(piece, &numbers);
-        if (!isFinal && isUnfinished(piece, kind, end)) {
+    forEachLine(segment, [&](const Line &line) {
+        if (!isFinal && isUnfinished(line, end)) {
             return false;
         }
-        const uint64_t begin = offset_;
-        account(piece, kind == LineKind::Item);
-        isWanted = emission->take(piece, kind, numbers, begin);
+        account(line);
+        isWanted = emission->take(line);
         return isWanted;
     });
     return isWanted ? Reading::Done : Reading::Ended;

@@ -82,14 +82,14 @@ public:
     bool skipBehind(const ReadItems &items);
 
     /// Goes behind the last line that is the same. False when there is none.
-    bool skipBehindLine(const std::string &line);
+    bool skipBehindLine(const std::string &wanted);
 
 private:
     struct Emission;
     Reading emit(const Segment &segment, uint64_t end, bool isFinal, Emission *emission);
-    bool scan(uint64_t end, const std::function<bool(std::string_view)> &take);
-    void account(std::string_view piece, bool isItem);
-    bool isUnfinished(std::string_view piece, LineKind kind, uint64_t end) const;
+    bool scan(uint64_t end, const std::function<bool(const Line &)> &take);
+    void account(const Line &line);
+    static bool isUnfinished(const Line &line, uint64_t end);
 
     Descriptor file_;
     std::string path_;

@@ -8,6 +8,7 @@
 
 #include "log/regular_file.h"
 #include "query/item_query.h"
+#include "ring.h"
 #include "system/failure.h"
 #include "system/file_bytes.h"
 #include "terminal/counted.h"
@@ -387,8 +388,7 @@ void RingFollower::rememberAllBut(const RingView &view, size_t firstUnread) {
 /// Tells of files that were not read in time.
 void RingFollower::tellPassed(const RingView &view, size_t next, bool isIntact) const {
     const RingFile &file = view.files()[next];
-    const int size = view.ringSize();
-    const int between = (file.number - cursor_->number() - 1 + jorn::kSurveySize * size) % size;
+    const int between = jorn::ringPosition(view.ringSize(), file.number - cursor_->number() - 1);
     const int passed = between + (isIntact || cursor_->isFull() ? 0 : 1);
     if (passed > 0) {
         sink_.note(terms_.directory + ": written faster than it was read: at least " +

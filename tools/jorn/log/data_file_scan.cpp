@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "csvfile/line.h"
-#include "log/piece_reader.h"
 #include "log/run_together.h"
+#include "log/segment_reader.h"
 #include "module_limits.h"
 
 namespace tool {
@@ -25,61 +25,60 @@ bool isInTables(const LineNumbers &item) {
 
 class Scan {
 public:
-    void take(const Piece &piece) {
-        result_.size = piece.offset + static_cast<int64_t>(piece.bytes.size());
-        isOpenEnd_ = piece.kind == PieceKind::Item && isCut(piece);
-        if (piece.kind == PieceKind::Zeros) {
-            note(FlawKind::Zeros, piece);
+    void take(const Line &line) {
+        result_.size = static_cast<int64_t>(line.end());
+        isOpenEnd_ = line.isItem() && line.isFull();
+        if (line.kind == LineKind::Zeros) {
+            note(FlawKind::Zeros, line);
             return;
         }
-        if (piece.kind == PieceKind::Item) {
-            takeItem(piece);
+        if (line.isItem()) {
+            takeItem(line);
         }
         // Only the end of the file makes a piece that is neither a line nor full.
-        if (!piece.hasLineEnd() && !isCut(piece)) {
-            note(FlawKind::TornEnd, piece);
-        } else if (piece.kind == PieceKind::Item) {
-            judgeItem(piece);
-        } else if (piece.kind == PieceKind::Unparsable) {
-            note(FlawKind::Unparsable, piece);
+        if (!line.hasLineEnd() && !line.isFull()) {
+            note(FlawKind::TornEnd, line);
+        } else if (line.isItem()) {
+            judgeItem(line);
+        } else if (line.kind == LineKind::Damaged) {
+            note(FlawKind::Unparsable, line);
         }
     }
 
     FileScan finish() {
         if (isOpenEnd_) {
-            keep({FlawKind::TornEnd, result_.size, 0, 1});
+            Flaw missingEnd;
+            missingEnd.kind = FlawKind::TornEnd;
+            missingEnd.offset = result_.size;
+            keep(missingEnd);
         }
         return std::move(result_);
     }
 
 private:
-    static bool isCut(const Piece &piece) {
-        return !piece.hasLineEnd() && piece.bytes.size() == jorn::kLineMax;
-    }
-
-    void takeItem(const Piece &piece) {
-        const uint32_t time = piece.numbers.time;
+    void takeItem(const Line &line) {
+        const uint32_t time = line.numbers.time;
         if (result_.items == 0) {
             result_.firstTime = time;
-            result_.startsCleared = textIn(piece.bytes) == jorn::kClearedText;
+            result_.startsCleared = textIn(line.bytes) == jorn::kClearedText;
         } else if (time < result_.lastTime) {
-            stepBack(piece.offset, result_.lastTime - time);
+            stepBack(static_cast<int64_t>(line.offset), result_.lastTime - time);
         }
         result_.lastTime = time;
         ++result_.items;
     }
 
-    void judgeItem(const Piece &piece) {
-        if (isCut(piece)) {
-            note(FlawKind::LongLine, piece);
-        } else if (piece.bytes.find('\0') != std::string_view::npos) {
-            note(FlawKind::InnerZeros, piece);
-        } else if (looksRunTogether(piece.bytes)) {
-            note(FlawKind::RunTogether, piece);
-        } else if (!holdsNumbers(piece.bytes)) {
-            note(FlawKind::NoNumber, piece);
-        } else if (!isInTables(piece.numbers)) {
-            note(FlawKind::OutOfTable, piece);
+    void judgeItem(const Line &line) {
+        if (line.isFull()) {
+            note(FlawKind::LongLine, line);
+        } else if (line.bytes.find('\0') != std::string_view::npos) {
+            note(FlawKind::InnerZeros, line);
+        } else if (looksRunTogether(line.bytes)) {
+            note(FlawKind::RunTogether, line);
+        } else if (!holdsNumbers(line.bytes)) {
+            note(FlawKind::NoNumber, line);
+        } else if (!isInTables(line.numbers)) {
+            note(FlawKind::OutOfTable, line);
         }
     }
 
@@ -91,17 +90,20 @@ private:
         steps.largest = std::max(steps.largest, seconds);
     }
 
-    void note(FlawKind kind, const Piece &piece) {
-        const auto length = static_cast<int64_t>(piece.bytes.size());
+    void note(FlawKind kind, const Line &line) {
+        Flaw flaw;
+        flaw.kind = kind;
+        flaw.offset = static_cast<int64_t>(line.offset);
+        flaw.length = static_cast<int64_t>(line.bytes.size());
         if (!result_.flaws.empty() && result_.moreFlaws == 0) {
             Flaw &before = result_.flaws.back();
-            if (before.kind == kind && before.offset + before.length == piece.offset) {
-                before.length += length;
+            if (before.kind == kind && before.offset + before.length == flaw.offset) {
+                before.length += flaw.length;
                 ++before.lines;
                 return;
             }
         }
-        keep({kind, piece.offset, length, 1});
+        keep(flaw);
     }
 
     /// What a repair mends is never left out: at worst it takes the place of another.
@@ -127,12 +129,8 @@ bool FileScan::needsMending() const {
 }
 
 FileScan scanDataFile(int fd) {
-    PieceReader reader(fd);
     Scan scan;
-    Piece piece;
-    while (reader.next(&piece)) {
-        scan.take(piece);
-    }
+    forEachLineToEnd(fd, 0, [&scan](const Line &line) { scan.take(line); });
     return scan.finish();
 }
 

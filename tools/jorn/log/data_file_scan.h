@@ -22,10 +22,10 @@ enum class FlawKind {
 
 /// Neighbouring lines of the same kind make one flaw.
 struct Flaw {
-    FlawKind kind;
-    int64_t offset;
-    int64_t length;
-    int64_t lines;
+    FlawKind kind = FlawKind::Zeros;
+    int64_t offset = 0;
+    int64_t length = 0;
+    int64_t lines = 1;
 };
 
 /// Times that are lower than the one before, in the order of the file.

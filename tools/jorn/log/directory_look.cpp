@@ -18,16 +18,6 @@
 namespace tool {
 namespace {
 
-Entry::Kind kindOf(mode_t mode) {
-    if (S_ISREG(mode)) {
-        return Entry::Kind::File;
-    }
-    if (S_ISLNK(mode)) {
-        return Entry::Kind::Link;
-    }
-    return S_ISDIR(mode) ? Entry::Kind::Directory : Entry::Kind::Other;
-}
-
 /// A file that goes at this moment reads as empty; the next look tells the change.
 IndexEntry indexEntryOf(const StoreDirectory &directory, const std::string &name) {
     IndexEntry index{lookAtEntry(directory, name), ""};
@@ -65,23 +55,6 @@ bool looksLikeDataFile(const std::string &name) {
 
 }  // namespace
 
-std::string Entry::flaw() const {
-    switch (kind) {
-        case Kind::Link:
-            return "is a link, which the store would write through";
-        case Kind::Directory:
-            return "is a directory, where the store wants a file";
-        case Kind::Other:
-            return "is neither a file nor a directory";
-        case Kind::Missing:
-        case Kind::File:
-            break;
-    }
-    return "";
-}
-
-bool operator==(const Entry &a, const Entry &b) { return a.kind == b.kind && a.mark == b.mark; }
-
 bool operator==(const IndexEntry &a, const IndexEntry &b) { return a.entry == b.entry && a.text == b.text; }
 
 bool operator==(const DirectoryLook &a, const DirectoryLook &b) {
@@ -103,12 +76,6 @@ int64_t IndexEntry::surplus() const {
     return whole ? entry.mark.size - whole->length : 0;
 }
 
-int DirectoryLook::highestFile() const {
-    const auto highest =
-        std::find_if(files.rbegin(), files.rend(), [](const Entry &entry) { return entry.isPresent(); });
-    return static_cast<int>(files.rend() - highest) - 1;
-}
-
 Descriptor openQuietly(const StoreDirectory &directory, const std::string &name) {
     Descriptor file = openQuiet(directory, name, O_NOFOLLOW);
     if (!file.isOpen()) {
@@ -123,17 +90,6 @@ std::vector<std::string> namesIn(const StoreDirectory &directory) {
         throw systemFailure(directory.path(), errno);
     }
     return *names;
-}
-
-Entry lookAtEntry(const StoreDirectory &directory, const std::string &name) {
-    struct stat status;
-    if (fstatat(directory.descriptor(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
-        if (errno == ENOENT) {
-            return {};
-        }
-        throw systemFailure(directory.pathOf(name), errno);
-    }
-    return {kindOf(status.st_mode), markOf(status), status.st_nlink};
 }
 
 DirectoryLook lookAt(const StoreDirectory &directory) {

@@ -3,34 +3,16 @@
 #ifndef JORN_TOOLS_DIRECTORY_LOOK_H
 #define JORN_TOOLS_DIRECTORY_LOOK_H
 
-#include <array>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "log/ring_survey.h"
+#include "log/entry.h"
+#include "log/ring_positions.h"
 #include "log/store_directory.h"
-#include "system/file_mark.h"
+#include "system/descriptor.h"
 
 namespace tool {
-
-/// A name in the directory that belongs to the store.
-struct Entry {
-    enum class Kind { Missing, File, Link, Directory, Other };
-
-    Kind kind = Kind::Missing;
-    FileMark mark;
-    nlink_t names = 0;  ///< Of the file, in whatever directories; no part of what is compared.
-
-    bool isPresent() const { return kind != Kind::Missing; }
-    bool isFile() const { return kind == Kind::File; }
-
-    /// What is wrong with the name of a file of the store that stands for something else: "is a link, ...".
-    /// Empty when there is none or it is a file.
-    std::string flaw() const;
-};
-
-bool operator==(const Entry &a, const Entry &b);
 
 /// index.csv or index.bak, with as much of its text as an index can have.
 struct IndexEntry {
@@ -50,19 +32,16 @@ struct IndexEntry {
 bool operator==(const IndexEntry &a, const IndexEntry &b);
 
 struct DirectoryLook {
-    std::array<Entry, jorn::kSurveySize> files;
+    DataFileEntries files;
     IndexEntry index;
     IndexEntry backup;
     std::vector<std::string> otherNames;  ///< Names like those of data files that the store never uses.
     std::vector<std::string> asides;      ///< Names as those of directories with rings that were put aside.
 
-    int highestFile() const;
+    int highestFile() const { return highestOf(presenceOf(files)); }
 };
 
 bool operator==(const DirectoryLook &a, const DirectoryLook &b);
-
-/// What bears a name. Throws Failure.
-Entry lookAtEntry(const StoreDirectory &directory, const std::string &name);
 
 /// Changes nothing, access times included where the system allows it. Throws Failure.
 DirectoryLook lookAt(const StoreDirectory &directory);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "log/ring_look.h"
 
-#include <errno.h>
-#include <sys/stat.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "log/regular_file.h"
 
@@ -11,68 +11,68 @@ namespace {
 
 constexpr std::array<const char *, 2> kIndexNames = {kIndexName, kIndexBackupName};
 
-struct Named {
-    bool isThere = false;
-    bool isRegular = false;
-    FileMark mark;
-};
+bool isReadableFile(const StoreDirectory &directory, const std::string &name, const Entry &entry) {
+    return entry.isFile() && faccessat(directory.descriptor(), name.c_str(), R_OK, AT_EACCESS) == 0;
+}
 
-/// What a name leads to. A link that leads round in a circle is there, and is no file.
-Named look(const StoreDirectory &directory, const std::string &name) {
-    struct stat status;
-    if (fstatat(directory.descriptor(), name.c_str(), &status, 0) < 0) {
-        return {errno == ELOOP, false, {}};
+void requireReadable(const StoreDirectory &directory, const std::string &name, const Entry &entry) {
+    if (entry.isPresent() && !isReadableFile(directory, name, entry)) {
+        openRegular(directory, name);  // Throws, and says why it is none.
     }
-    return {true, S_ISREG(status.st_mode), markOf(status)};
 }
 
 }  // namespace
 
 IndexLook::IndexLook(const StoreDirectory &directory) {
     for (size_t i = 0; i < kIndexNames.size(); ++i) {
-        const Named named = look(directory, kIndexNames[i]);
-        marks_[i] = named.mark;
-        if (named.isRegular || !named.isThere) {
+        Entry &entry = entries_[i] = lookThroughLinks(directory, kIndexNames[i]);
+        if (entry.isFile() || !entry.isPresent()) {
             opened_ = std::make_shared<Descriptor>(openRegular(directory, kIndexNames[i]));
         }
         const bool isOpen = opened_ != nullptr && opened_->isOpen();
         if (isOpen) {
-            marks_[i] = markOf(opened_->get());
+            entry.kind = Entry::Kind::File;
+            entry.mark = markOf(opened_->get());
             positions_ = readIndex(*opened_);
         }
-        if (named.isThere || isOpen) {
+        if (entry.isPresent()) {
             return;
         }
     }
 }
 
-IndexLook::Marks IndexLook::marksIn(const StoreDirectory &directory) {
-    Marks marks{};
+IndexLook::Entries IndexLook::entriesIn(const StoreDirectory &directory) {
+    Entries entries;
     for (size_t i = 0; i < kIndexNames.size(); ++i) {
-        const Named named = look(directory, kIndexNames[i]);
-        marks[i] = named.mark;
-        if (named.isThere) {
+        entries[i] = lookThroughLinks(directory, kIndexNames[i]);
+        if (entries[i].isPresent()) {
             break;
         }
     }
-    return marks;
+    return entries;
 }
 
-bool IndexLook::isStill(const StoreDirectory &directory) const { return marksIn(directory) == marks_; }
+bool IndexLook::isStill(const StoreDirectory &directory) const { return entriesIn(directory) == entries_; }
 
-DataFileMarks dataFileMarks(const StoreDirectory &directory) {
-    DataFileMarks marks;
-    for (size_t number = 0; number < marks.size(); ++number) {
-        marks[number] = look(directory, dataFileName(static_cast<int>(number))).mark;
+DataFileEntries lookAtDataFiles(const StoreDirectory &directory) {
+    DataFileEntries entries;
+    for (size_t number = 0; number < entries.size(); ++number) {
+        entries[number] = lookThroughLinks(directory, dataFileName(static_cast<int>(number)));
     }
-    return marks;
+    return entries;
 }
 
-RingLook::RingLook(const StoreDirectory &directory) : index(directory), files(dataFileMarks(directory)) {
-    survey.index = index.positions();
-    for (size_t number = 0; number < files.size(); ++number) {
-        survey.isPresent[number] = !(files[number] == FileMark{});
+RingLook::RingLook(const StoreDirectory &directory) : index(directory), files(lookAtDataFiles(directory)) {}
+
+RingLook RingLook::ofReadable(const StoreDirectory &directory) {
+    RingLook look(directory);
+    for (size_t i = 0; i < kIndexNames.size(); ++i) {
+        requireReadable(directory, kIndexNames[i], look.index.entries()[i]);
     }
+    for (size_t number = 0; number < look.files.size(); ++number) {
+        requireReadable(directory, dataFileName(static_cast<int>(number)), look.files[number]);
+    }
+    return look;
 }
 
 }  // namespace tool

@@ -8,10 +8,10 @@
 #include <memory>
 #include <optional>
 
-#include "log/ring_survey.h"
+#include "log/entry.h"
+#include "log/ring_positions.h"
 #include "log/store_directory.h"
 #include "system/descriptor.h"
-#include "system/file_mark.h"
 
 namespace tool {
 
@@ -31,36 +31,61 @@ public:
     /// the name.
     const std::optional<IndexPositions> &positions() const { return positions_; }
 
+    /// Whether that is the backup's, for want of index.csv.
+    bool isOfBackup() const { return positions_ && !entries_.front().isPresent(); }
+
+    /// What index.csv leads to, and index.bak where there is no index.csv.
+    using Entries = std::array<Entry, 2>;
+    const Entries &entries() const { return entries_; }
+
     /// Whether the names still lead to what was read, and nobody has written to it.
     bool isStill(const StoreDirectory &directory) const;
 
     /// Whether both looks found the same file in the same state. Exact while one of them lives.
-    bool isSameAs(const IndexLook &other) const { return marks_ == other.marks_; }
+    bool isSameAs(const IndexLook &other) const { return entries_ == other.entries_; }
 
 private:
-    /// Of index.csv, and of index.bak where there is no index.csv.
-    using Marks = std::array<FileMark, 2>;
-    static Marks marksIn(const StoreDirectory &directory);
+    static Entries entriesIn(const StoreDirectory &directory);
 
-    Marks marks_{};
+    Entries entries_;
     std::optional<IndexPositions> positions_;
     std::shared_ptr<const Descriptor> opened_;
 };
 
-/// By number; of one that is not there without anything in it.
-using DataFileMarks = std::array<FileMark, jorn::kSurveySize>;
+/// Whatever the names of data files lead to; opens none of it.
+DataFileEntries lookAtDataFiles(const StoreDirectory &directory);
 
-/// Whatever bears the names; opens none of it.
-DataFileMarks dataFileMarks(const StoreDirectory &directory);
-
+/// Whatever bears the name of a data file counts as one: the others keep their places.
 struct RingLook {
     /// Throws Failure as IndexLook does.
     explicit RingLook(const StoreDirectory &directory);
 
+    /// The same for those who go on to write. Throws Failure, too, for an index or a data file that is no
+    /// regular file or may not be read.
+    static RingLook ofReadable(const StoreDirectory &directory);
+
     IndexLook index;
-    DataFileMarks files;
-    RingSurvey
-        survey;  ///< Whatever bears the name of a data file counts as one: the others keep their places.
+    DataFileEntries files;
+
+    /// The index positions as the store takes them: both 0 without an index.
+    IndexPositions positions() const { return index.positions().value_or(IndexPositions{}); }
+
+    /// Highest position that has a data file, -1 when there is none.
+    int highestFile() const { return highestOf(presenceOf(files)); }
+
+    /// The smallest ring that the files and the index fit in.
+    int smallestRing() const { return smallestRingFor(presenceOf(files), {index.positions()}); }
+
+    /// Whether the ring has come round, so that its size is that of smallestRing().
+    bool hasWrapped() const { return positions().latest < positions().oldest; }
+
+    /// Nothing there: neither an index nor a data file.
+    bool isFresh() const { return !index.positions() && highestFile() < 0; }
+
+    /// What the store's start-up would do to these files for a ring of this size.
+    jorn::TidyingPlan planFor(int ringSize) const {
+        return tidyingPlanOf(presenceOf(files), positions(), ringSize);
+    }
 };
 
 }  // namespace tool

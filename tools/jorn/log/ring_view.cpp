@@ -21,7 +21,7 @@ RingLook lookBetweenRewrites(const StoreDirectory &directory) {
     constexpr useconds_t kPauseMicroseconds = 1000;
     for (int tries = 1;; ++tries) {
         RingLook look(directory);
-        if (look.survey.index || look.survey.highestFile() < 0 || tries == kTries) {
+        if (look.index.positions() || look.highestFile() < 0 || tries == kTries) {
             return look;
         }
         usleep(kPauseMicroseconds);
@@ -65,8 +65,8 @@ RingView::RingView(const StoreDirectory &directory, std::optional<int> ringSize)
 RingView::RingView(const StoreDirectory &directory, std::optional<int> ringSize, RingLook look)
     : directory_(directory),
       look_(std::move(look)),
-      ringSize_(ringSize.value_or(look_.survey.smallestRing())),
-      plan_(look_.survey.planFor(ringSize_)) {
+      ringSize_(ringSize.value_or(look_.smallestRing())),
+      plan_(look_.planFor(ringSize_)) {
     jorn_SetDebugPrintLevel(0);  // The module prints on standard output, which belongs to the items.
     summarisePlan();
     noteState();
@@ -103,7 +103,7 @@ void RingView::summarisePlan() {
 }
 
 void RingView::noteState() {
-    if (!look_.survey.index && look_.survey.highestFile() >= 0) {
+    if (!look_.index.positions() && look_.highestFile() >= 0) {
         damage_.addText(directory_.path() +
                         ": the index is missing or damaged: only the items of 0.csv are in view, as for "
                         "the store itself; see jorn check");
@@ -116,11 +116,12 @@ void RingView::noteState() {
 }
 
 void RingView::openFiles() {
+    const FilePresence isPresent = presenceOf(look_.files);
     std::array<int, jorn::kSurveySize> numberAt{};
     numberAt.fill(-1);
     for (int32_t number = 0; number < jorn::kSurveySize; ++number) {
         const int32_t target = plan_.moveTable[number];
-        if (look_.survey.isPresent[static_cast<size_t>(number)] && target != jorn::kSurplus) {
+        if (isPresent[static_cast<size_t>(number)] && target != jorn::kSurplus) {
             numberAt[static_cast<size_t>(target)] = number;
         }
     }
@@ -186,13 +187,14 @@ bool RingView::isCurrent() const {
     if (!look_.index.isStill(directory_)) {
         return false;
     }
-    const DataFileMarks now = dataFileMarks(directory_);
-    if (!std::equal(now.begin(), now.end(), look_.files.begin(), isSameFile)) {
+    const DataFileEntries now = lookAtDataFiles(directory_);
+    const auto isSame = [](const Entry &a, const Entry &b) { return isSameFile(a.mark, b.mark); };
+    if (!std::equal(now.begin(), now.end(), look_.files.begin(), isSame)) {
         return false;
     }
     return std::all_of(files_.begin(), files_.end(), [&](const RingFile &file) {
         const auto number = static_cast<size_t>(file.number);
-        return !file.file.isOpen() || isUnchanged(file, look_.files[number], now[number]);
+        return !file.file.isOpen() || isUnchanged(file, look_.files[number].mark, now[number].mark);
     });
 }
 

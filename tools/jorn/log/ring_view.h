@@ -16,7 +16,6 @@
 
 #include "log/damage.h"
 #include "log/ring_look.h"
-#include "log/ring_survey.h"
 #include "log/store_directory.h"
 #include "ring.h"
 #include "system/descriptor.h"
@@ -54,8 +53,8 @@ public:
     const std::vector<RingFile> &files() const { return files_; }
 
     const StoreDirectory &directory() const { return directory_; }
+    const RingLook &look() const { return look_; }
     const IndexLook &index() const { return look_.index; }
-    const RingSurvey &survey() const { return look_.survey; }
     const jorn::TidyingPlan &plan() const { return plan_; }
     int ringSize() const { return ringSize_; }
 

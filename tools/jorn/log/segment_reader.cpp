@@ -10,15 +10,69 @@
 
 namespace tool {
 
+namespace {
+
+/// The end of a file that is read to wherever it ends, until that is met.
+constexpr uint64_t kUnknown = UINT64_MAX;
+
+size_t zerosAtBegin(std::string_view bytes) {
+    if (bytes.front() != '\0') {
+        return 0;
+    }
+    // Long runs are common in damaged files, so a segment full of zeros is found at a glance.
+    if (memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0) {
+        return bytes.size();
+    }
+    return bytes.find_first_not_of('\0');
+}
+
+/// Length of the lines at the begin of bytes that hold whatever follows the bytes.
+size_t wholeLines(std::string_view bytes, Zeros zeros) {
+    const auto *const feed = static_cast<const char *>(memrchr(bytes.data(), '\n', bytes.size()));
+    if (feed != nullptr) {
+        return static_cast<size_t>(feed - bytes.data()) + 1;
+    }
+    size_t whole = 0;
+    while (whole < bytes.size()) {
+        const std::string_view rest = bytes.substr(whole);
+        const size_t length = lineLength(rest, zeros);
+        const bool areZeros = zeros == Zeros::Apart && rest.front() == '\0';
+        if (length < jorn::kLineMax && !areZeros) {
+            break;
+        }
+        whole += length;
+    }
+    return whole;
+}
+
+}  // namespace
+
 // So that a long line that is cut into segments is cut where its pieces begin.
 static_assert(SegmentReader::kSegmentSize % jorn::kLineMax == 0, "a segment holds whole pieces");
 
+size_t lineLength(std::string_view bytes, Zeros zeros) {
+    const size_t length = zeros == Zeros::Apart ? zerosAtBegin(bytes) : 0;
+    if (length > 0) {
+        return length;
+    }
+    const size_t most = std::min(jorn::kLineMax, bytes.size());
+    const auto *const feed = static_cast<const char *>(memchr(bytes.data(), '\n', most));
+    return feed == nullptr ? most : static_cast<size_t>(feed - bytes.data()) + 1;
+}
+
 SegmentReader::SegmentReader(int file, uint64_t size, Order order, uint64_t begin)
+    : SegmentReader(file, std::min(begin, size), size, order, Zeros::InLine) {}
+
+SegmentReader::SegmentReader(int file, uint64_t begin)
+    : SegmentReader(file, begin, kUnknown, Order::OldestFirst, Zeros::Apart) {}
+
+SegmentReader::SegmentReader(int file, uint64_t begin, uint64_t end, Order order, Zeros zeros)
     : file_(file),
       order_(order),
-      begin_(std::min(begin, size)),
-      end_(size),
-      lineBegin_(size),
+      zeros_(zeros),
+      begin_(begin),
+      end_(end),
+      lineBegin_(end),
       buffer_(new char[kSegmentSize]) {}
 
 bool SegmentReader::next(Segment *segment) {
@@ -32,11 +86,9 @@ bool SegmentReader::nextForward(Segment *segment) {
     const auto wanted = static_cast<size_t>(std::min<uint64_t>(kSegmentSize, end_ - begin_));
     size_t length = read(begin_, wanted);
     if (error_ != 0 || begin_ + length < end_) {
-        const auto *const feed = static_cast<const char *>(memrchr(buffer_.get(), '\n', length));
-        length = feed == nullptr ? length / jorn::kLineMax * jorn::kLineMax
-                                 : static_cast<size_t>(feed - buffer_.get()) + 1;
+        length = wholeLines({buffer_.get(), length}, zeros_);
     }
-    *segment = {{buffer_.get(), length}, begin_};
+    *segment = {{buffer_.get(), length}, begin_, zeros_};
     begin_ += length;
     return length > 0;
 }
@@ -48,7 +100,7 @@ bool SegmentReader::nextBackward(Segment *segment) {
     }
     const auto wanted = static_cast<size_t>(end_ - begin);
     const size_t length = read(begin, wanted);
-    *segment = {{buffer_.get(), length}, begin};
+    *segment = {{buffer_.get(), length}, begin, zeros_};
     end_ = begin;
     return length > 0;
 }
@@ -90,6 +142,8 @@ size_t SegmentReader::read(uint64_t offset, size_t length) {
     const size_t done = readAt(file_, offset, buffer_.get(), length, &error_);
     if (error_ != 0) {
         errorOffset_ = offset + done;
+    } else if (done < length && end_ == kUnknown) {
+        end_ = offset + done;
     } else if (done < length) {
         isCutShort_ = true;
     }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Reads a file in segments of bounded size that begin and end where line pieces do, from either end.
+// Reads a file from either end in segments of bounded size, and these line by line, cut where the store's own
+// reader cuts them.
 #ifndef JORN_TOOLS_SEGMENT_READER_H
 #define JORN_TOOLS_SEGMENT_READER_H
 
@@ -7,29 +8,42 @@
 
 #include <memory>
 #include <string_view>
+#include <system_error>
+
+#include "log/stored_line.h"
 
 namespace tool {
 
 enum class Order { OldestFirst, NewestFirst };
 
-/// Some whole pieces of a file. Good until the next one is read.
+/// What NULs are where a line should begin.
+enum class Zeros {
+    InLine,  ///< A part of the line, as for the store, from which they hide the rest of it.
+    Apart,   ///< A line of their own, of any length. The next one begins where they end.
+};
+
+/// Some whole lines of a file. Good until the next one is read.
 struct Segment {
     std::string_view bytes;
     uint64_t offset = 0;
+    Zeros zeros = Zeros::InLine;
 };
 
-/// Pieces are what the module's reader takes: lines, and of longer ones 256 characters each. Memory is
-/// bounded whatever the file holds, and every byte is read at most three times.
+/// Lines are what the module's reader takes: of those that do not fit its buffer, 256 characters at a time.
+/// Memory is bounded whatever the file holds, and every byte is read at most three times.
 class SegmentReader {
 public:
     static constexpr size_t kSegmentSize = size_t{256} * 1024;
 
-    /// Reads the first `size` bytes of an open file, which must outlive the reader. `begin` is where a piece
+    /// Reads the first `size` bytes of an open file, which must outlive the reader. `begin` is where a line
     /// begins: what is before it is not read.
     SegmentReader(int file, uint64_t size, Order order, uint64_t begin = 0);
 
-    /// The next segment, never empty; false at the end, when the file has become shorter, and at a reading
-    /// error.
+    /// Reads an open file from `begin` to where it ends, with zeros apart.
+    SegmentReader(int file, uint64_t begin);
+
+    /// The next segment, never empty; false at the end, when the file is shorter than its size, and at a
+    /// reading error.
     bool next(Segment *segment);
 
     /// Why reading failed, 0 when it did not; and where.
@@ -40,6 +54,7 @@ public:
     bool isCutShort() const { return isCutShort_; }
 
 private:
+    SegmentReader(int file, uint64_t begin, uint64_t end, Order order, Zeros zeros);
     bool nextForward(Segment *segment);
     bool nextBackward(Segment *segment);
     uint64_t beginOfSegmentBefore(uint64_t end);
@@ -48,6 +63,7 @@ private:
 
     const int file_;
     const Order order_;
+    const Zeros zeros_;
     uint64_t begin_;
     uint64_t end_;
     uint64_t lineBegin_;  ///< Backward: begin of the line before end_; end_ or more when not known.
@@ -56,6 +72,38 @@ private:
     uint64_t errorOffset_ = 0;
     bool isCutShort_ = false;
 };
+
+/// Length of the first line of bytes that begin where one begins.
+size_t lineLength(std::string_view bytes, Zeros zeros);
+
+/// Calls take(line) for each line of a segment until it returns false. Returns false when it was stopped.
+template <class Take>
+bool forEachLine(const Segment &segment, const Take &take) {
+    for (size_t begin = 0; begin < segment.bytes.size();) {
+        const size_t length = lineLength(segment.bytes.substr(begin), segment.zeros);
+        if (!take(readLine(segment.bytes.substr(begin, length), segment.offset + begin))) {
+            return false;
+        }
+        begin += length;
+    }
+    return true;
+}
+
+/// Calls take(line) for each line of an open file from `begin`, where one begins, with zeros apart. Throws
+/// std::system_error when it cannot be read to its end.
+template <class Take>
+void forEachLineToEnd(int file, uint64_t begin, const Take &take) {
+    SegmentReader reader(file, begin);
+    for (Segment segment; reader.next(&segment);) {
+        forEachLine(segment, [&](const Line &line) {
+            take(line);
+            return true;
+        });
+    }
+    if (reader.error() != 0) {
+        throw std::system_error(reader.error(), std::generic_category());
+    }
+}
 
 }  // namespace tool
 

@@ -2,8 +2,10 @@
 #include "log/stored_line.h"
 
 #include <stdlib.h>
+#include <string.h>
 #include <time.h>
 
+#include <algorithm>
 #include <charconv>
 
 #include "csvfile/line.h"
@@ -40,6 +42,9 @@ LineKind numbersOf(const char *line, size_t maxChars, LineNumbers *numbers) {
     if (jorn::isBlankLine(line)) {
         return LineKind::Blank;
     }
+    if (line[0] == '\0') {
+        return LineKind::Zeros;
+    }
     JORN_ITEM_INFO info;
     if (jorn::parseLine(line, maxChars, &info) != jorn::ParsedLine::Whole) {
         return LineKind::Damaged;
@@ -62,14 +67,23 @@ int64_t secondsOfRecord(const char *text) {
     return timegm(&date);
 }
 
-}  // namespace
-
+/// Sets the numbers of an item only.
 LineKind readNumbers(std::string_view piece, LineNumbers *numbers) {
     // The parser needs something after the digits of a number: a line feed will do, else a NUL has to follow.
     if (piece.back() != '\n') {
         return numbersOf(PieceCopy(piece).get(), jorn::kParsedChars, numbers);
     }
     return numbersOf(piece.data(), std::min(piece.size(), jorn::kParsedChars), numbers);
+}
+
+}  // namespace
+
+Line readLine(std::string_view piece, uint64_t offset) {
+    Line line;
+    line.bytes = piece;
+    line.offset = offset;
+    line.kind = readNumbers(piece, &line.numbers);
+    return line;
 }
 
 bool holdsNumbers(std::string_view piece) {
@@ -90,13 +104,14 @@ bool hasWholeNumbers(std::string_view piece) {
     return holdsNumbers(piece) && splitter.restBegin()[-1] == ',';
 }
 
-Item readItem(std::string_view piece, const LineNumbers &numbers) {
-    jorn::LineSplitter splitter(piece.data(), piece.size());
+Item readItem(const Line &line) {
+    jorn::LineSplitter splitter(line.bytes.data(), line.bytes.size());
     Item item;
-    // A comma inside the piece ends the first of an item's fields, so no digit behind the piece is looked at.
+    item.offset = line.offset;
+    // A comma inside the line ends the first of an item's fields, so no digit after the line is looked at.
     splitter.takeNumber(&item.seconds);
-    item.level = numbers.level;
-    item.slot = numbers.slot;
+    item.level = line.numbers.level;
+    item.slot = line.numbers.slot;
     item.levelText = fieldText(splitter.takeField(), kLevelText);
     item.slotText = fieldText(splitter.takeField(), kSlotText);
     item.text = withoutLineFeed(fieldText(splitter.rest(), kItemText));

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// One line piece of a data file, read as the module reads it, by the module's own parser.
+// One line of a data file, read as the module reads it, by the module's own parser.
 #ifndef JORN_TOOLS_STORED_LINE_H
 #define JORN_TOOLS_STORED_LINE_H
 
 #include <stdint.h>
-#include <string.h>
 
-#include <algorithm>
 #include <string_view>
 
 #include "jorn.h"
@@ -15,7 +13,12 @@
 
 namespace tool {
 
-enum class LineKind { Item, Blank, Damaged };
+enum class LineKind {
+    Item,     ///< Counts as an item.
+    Blank,    ///< Begins with a line end; the store skips it and prints nothing.
+    Zeros,    ///< Begins with a NUL, which hides what follows it from the store.
+    Damaged,  ///< Holds fewer than three fields.
+};
 
 /// The numbers that the module filters by.
 struct LineNumbers {
@@ -24,52 +27,48 @@ struct LineNumbers {
     int32_t slot = 0;
 };
 
-/// Reads the numbers of a piece of 1 to 256 bytes that ends with its line feed, if any. `numbers` is set for
-/// an item only.
-LineKind readNumbers(std::string_view piece, LineNumbers *numbers);
+/// A line, or a piece of one that is longer than the store's buffer: what fits there.
+struct Line {
+    std::string_view bytes;  ///< With the line feed, if it has one. Good as long as what it was read from.
+    uint64_t offset = 0;     ///< In its file.
+    LineKind kind = LineKind::Blank;
+    LineNumbers numbers;  ///< Of an item.
+
+    bool isItem() const { return kind == LineKind::Item; }
+
+    /// The store can make nothing of it.
+    bool isBad() const { return kind == LineKind::Zeros || kind == LineKind::Damaged; }
+
+    bool hasLineEnd() const { return !bytes.empty() && bytes.back() == '\n'; }
+
+    /// A piece that fills the store's buffer, so that nothing written after it becomes a part of it.
+    bool isFull() const { return !hasLineEnd() && bytes.size() == jorn::kLineMax; }
+
+    uint64_t end() const { return offset + bytes.size(); }
+};
+
+/// Reads a piece of 1 to 256 bytes that ends with its line feed, if any; or zeros of any length.
+Line readLine(std::string_view piece, uint64_t offset);
 
 /// Whether each of the first three fields of a piece begins with a number.
 bool holdsNumbers(std::string_view piece);
 
-/// Whether a piece, of which readNumbers() says that it is an item, can lack nothing but an end of its text:
+/// Whether a piece that is an item can lack nothing but an end of its text:
 /// three numbers, each with the comma that ends it.
 bool hasWholeNumbers(std::string_view piece);
 
-/// The item of a piece of which readNumbers() said that it is one. Place and file are left open.
-Item readItem(std::string_view piece, const LineNumbers &numbers);
+/// The item of a line that is one. Its file is left open.
+Item readItem(const Line &line);
 
-/// The text alone of such a piece, as in its item. Points into `piece`.
+/// The text alone of a piece that is an item, as in its item. Points into `piece`.
 std::string_view textIn(std::string_view piece);
 
 /// The item of a record that the module filled with UTC as its local time.
 Item itemOfRecord(const JORN_LOG_DISP &record);
 
-/// Length of the first piece of bytes that begin where one begins, as the module's reader cuts it: a line
-/// with its line feed, or what fits the reader's buffer of a longer one.
-inline size_t pieceLength(const char *bytes, size_t size) {
-    const size_t most = std::min(jorn::kLineMax, size);
-    const auto *const feed = static_cast<const char *>(memchr(bytes, '\n', most));
-    return feed == nullptr ? most : static_cast<size_t>(feed - bytes) + 1;
-}
-
 /// A piece of a damaged line can lack its line feed.
 inline std::string_view withoutLineFeed(std::string_view piece) {
     return !piece.empty() && piece.back() == '\n' ? piece.substr(0, piece.size() - 1) : piece;
-}
-
-/// Calls take(piece, offset in bytes) for each piece until it returns false. `bytes` begins where a piece
-/// begins. Returns false when it was stopped.
-template <class Take>
-bool forEachPiece(std::string_view bytes, const Take &take) {
-    for (size_t offset = 0; offset < bytes.size();) {
-        const char *const begin = bytes.data() + offset;
-        const size_t length = pieceLength(begin, bytes.size() - offset);
-        if (!take(std::string_view(begin, length), offset)) {
-            return false;
-        }
-        offset += length;
-    }
-    return true;
 }
 
 }  // namespace tool

@@ -3,10 +3,12 @@
 
 #include <algorithm>
 #include <array>
-#include <nlohmann/json.hpp>
+#include <charconv>
+#include <limits>
 #include <string_view>
 
 #include "output/form_names.h"
+#include "output/json_text.h"
 #include "terminal/color.h"
 #include "terminal/escape.h"
 
@@ -50,6 +52,12 @@ std::string csvField(const std::string &text) {
     return field + "\"";
 }
 
+void appendNumber(std::string *text, int64_t number) {
+    std::array<char, std::numeric_limits<int64_t>::digits10 + 2> digits{};
+    const auto [end, error] = std::to_chars(digits.begin(), digits.end(), number);
+    text->append(digits.begin(), end);
+}
+
 std::string base64(std::string_view bytes) {
     constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string text;
@@ -82,15 +90,18 @@ std::string ItemFormatter::heading() const {
     return style_.log.empty() ? "time,level,slot,text\n" : "time,level,slot,text,log\n";
 }
 
-std::string ItemFormatter::format(const Item &item) {
+const std::string &ItemFormatter::format(const Item &item) {
     switch (style_.form) {
         case ItemForm::Csv:
-            return formatCsv(item);
+            line_ = formatCsv(item);
+            break;
         case ItemForm::Json:
-            return formatJson(item);
+            formatJson(item);
+            break;
         default:
-            return formatForPeople(item);
+            line_ = formatForPeople(item);
     }
+    return line_;
 }
 
 std::string ItemFormatter::shown(const std::string &text) const {
@@ -121,24 +132,33 @@ std::string ItemFormatter::formatCsv(const Item &item) const {
            "," + shown(csvField(item.text)) + (style_.log.empty() ? "" : "," + csvField(style_.log)) + "\n";
 }
 
-std::string ItemFormatter::formatJson(const Item &item) {
-    nlohmann::ordered_json object = {{"time", item.seconds}, {"iso", time_.format(item.seconds)}};
-    const auto addNumber = [&](const char *key, int32_t number, const NameTable &names) {
-        object[key] = number;
-        if (const std::string *const name = names.nameOf(number)) {
-            object[std::string(key) + "_name"] = *name;
-        }
-    };
-    addNumber("level", item.level, style_.names->levels);
-    addNumber("slot", item.slot, style_.names->slots);
-    object["text"] = item.text;
-    if (!isUtf8(item.text)) {
-        object["text_base64"] = base64(item.text);
+void ItemFormatter::formatJson(const Item &item) {
+    line_ = "{\"time\":";
+    appendNumber(&line_, item.seconds);
+    line_ += ",\"iso\":\"";
+    line_ += time_.format(item.seconds);
+    line_ += "\",\"level\":";
+    addJsonNumber("level", item.level, style_.names->levels);
+    line_ += ",\"slot\":";
+    addJsonNumber("slot", item.slot, style_.names->slots);
+    line_ += ",\"text\":";
+    if (!appendJsonText(&line_, item.text, style_.isEscaped)) {
+        line_ += ",\"text_base64\":\"" + base64(item.text) + '"';
     }
     if (!style_.log.empty()) {
-        object["log"] = style_.log;
+        line_ += ",\"log\":";
+        appendJsonText(&line_, style_.log, style_.isEscaped);
     }
-    return object.dump(-1, ' ', style_.isEscaped, nlohmann::json::error_handler_t::replace) + "\n";
+    line_ += "}\n";
+}
+
+/// The number that a key was written for, and its name, if it has one, as a member of its own.
+void ItemFormatter::addJsonNumber(const char *key, int32_t number, const NameTable &names) {
+    appendNumber(&line_, number);
+    if (const std::string *const name = names.nameOf(number)) {
+        line_ += std::string(",\"") + key + "_name\":";
+        appendJsonText(&line_, *name, style_.isEscaped);
+    }
 }
 
 std::string colored(const std::string &line, int32_t level) {

@@ -41,19 +41,21 @@ public:
     /// What stands before all items: the headings of CSV, else nothing.
     std::string heading() const;
 
-    /// The item's line with its line feed.
-    std::string format(const Item &item);
+    /// The item's line with its line feed. Good until the next call.
+    const std::string &format(const Item &item);
 
 private:
     std::string formatForPeople(const Item &item);
     std::string formatCsv(const Item &item) const;
-    std::string formatJson(const Item &item);
+    void formatJson(const Item &item);
+    void addJsonNumber(const char *key, int32_t number, const NameTable &names);
     std::string shown(const std::string &text) const;
     std::string shownLevel(const Item &item) const;
     std::string shownSlot(const Item &item) const;
 
     ItemStyle style_;
     TimeFormatter time_;
+    std::string line_;
 };
 
 /// The line in the colour of a level, for a terminal.

@@ -42,19 +42,17 @@ bool ItemScanner::scanFile(size_t index, Order order, const Sink &sink, uint64_t
         return true;
     }
     SegmentReader reader(file.file.get(), file.size, order, begin);
-    const auto pass = [&](const ItemLine &line) {
-        Item item = readItem(line.piece, line.numbers);
+    const auto pass = [&](const Line &line) {
+        Item item = readItem(line);
         item.fileIndex = index;
-        item.offset = line.offset;
         return sink(item);
     };
     BadLines badLines;
-    std::vector<ItemLine> matches;
+    std::vector<Line> matches;
     bool isWanted = true;
     for (Segment segment; isWanted && nextSegment(file, &reader, &segment, damage_);) {
         matches.clear();
-        forEachMatch(file, segment, &filter_, &badLines,
-                     [&](const ItemLine &line) { matches.push_back(line); });
+        forEachMatch(file, segment, &filter_, &badLines, [&](const Line &line) { matches.push_back(line); });
         isWanted = order == Order::OldestFirst ? std::all_of(matches.begin(), matches.end(), pass)
                                                : std::all_of(matches.rbegin(), matches.rend(), pass);
         isWanted = isWanted && isGoingOn(segment.bytes.size());

@@ -60,29 +60,20 @@ bool nextSegment(const RingFile &file, SegmentReader *reader, Segment *segment, 
 void noteReadingEnd(const RingFile &file, const SegmentReader &reader, const BadLines &badLines,
                     DamageLog *damage);
 
-/// Whether a piece that is no item is the begin of a line that a writer has not finished yet.
-inline bool isBeingWritten(const RingFile &file, std::string_view piece, uint64_t offset) {
-    return file.isNewest && piece.back() != '\n' && offset + piece.size() == file.size;
+/// Whether a bad line is the begin of one that a writer has not finished yet.
+inline bool isBeingWritten(const RingFile &file, const Line &line) {
+    return file.isNewest && !line.hasLineEnd() && line.end() == file.size;
 }
-
-/// A line that is an item. Good as long as its segment is.
-struct ItemLine {
-    std::string_view piece;
-    uint64_t offset = 0;  ///< In its file.
-    LineNumbers numbers;
-};
 
 /// Calls take(line) for every item of a segment that passes, the oldest first.
 template <class Filter, class Take>
 void forEachMatch(const RingFile &file, const Segment &segment, Filter *filter, BadLines *badLines,
                   const Take &take) {
     filter->enter(segment.bytes);
-    forEachPiece(segment.bytes, [&](std::string_view piece, size_t begin) {
-        ItemLine line{piece, segment.offset + begin, {}};
-        const LineKind kind = readNumbers(piece, &line.numbers);
-        if (kind == LineKind::Item && filter->passes(piece, line.numbers)) {
+    forEachLine(segment, [&](const Line &line) {
+        if (line.isItem() && filter->passes(line.bytes, line.numbers)) {
             take(line);
-        } else if (kind == LineKind::Damaged && !isBeingWritten(file, piece, line.offset)) {
+        } else if (line.isBad() && !isBeingWritten(file, line)) {
             badLines->add(line.offset);
         }
         return true;
@@ -99,7 +90,7 @@ bool forEachItemLine(const RingFile &file, Filter *filter, DamageLog *damage, co
     SegmentReader reader(file.file.get(), file.size, Order::OldestFirst);
     BadLines badLines;
     for (Segment segment; nextSegment(file, &reader, &segment, damage);) {
-        forEachMatch(file, segment, filter, &badLines, [&](const ItemLine &line) { take(line.numbers); });
+        forEachMatch(file, segment, filter, &badLines, [&](const Line &line) { take(line.numbers); });
     }
     noteReadingEnd(file, reader, badLines, damage);
     return reader.error() == 0;

@@ -1,22 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "query/ring_stats.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <numeric>
 
-#include "log/regular_file.h"
 #include "log/stored_line.h"
 #include "query/item_scanner.h"
-#include "system/failure.h"
 
 namespace tool {
 namespace {
 
 void addFile(const RingFile &file, PieceFilter *filter, RingStats *stats, DamageLog *damage) {
-    FileStats own{file.number, file.position, file.size, {}};
+    FileStats own;
+    own.number = file.number;
+    own.position = file.position;
+    own.bytes = file.size;
     forEachItemLine(file, filter, damage, [&](const LineNumbers &item) {
         own.span.add(item.time);
         stats->table.add(item.level, item.slot);
@@ -27,23 +25,14 @@ void addFile(const RingFile &file, PieceFilter *filter, RingStats *stats, Damage
     stats->files.push_back(own);
 }
 
-/// Whatever it is: a link that leads nowhere, too.
+/// Whatever bears the name: a link that leads nowhere, too.
 bool isThere(const StoreDirectory &directory, const char *name) {
-    struct stat status;
-    return fstatat(directory.descriptor(), name, &status, AT_SYMLINK_NOFOLLOW) == 0;
+    return lookAtEntry(directory, name).isPresent();
 }
 
-bool canBeRead(const StoreDirectory &directory, const char *name) {
-    try {
-        return openRegular(directory, name).isOpen();
-    } catch (const Failure &) {
-        return false;
-    }
-}
-
-std::string describeIndex(const StoreDirectory &directory, const RingSurvey &survey) {
-    if (survey.index) {
-        return canBeRead(directory, kIndexName) ? kIndexName : "index.bak, for want of index.csv";
+std::string describeIndex(const StoreDirectory &directory, const IndexLook &index) {
+    if (index.positions()) {
+        return index.isOfBackup() ? "index.bak, for want of index.csv" : kIndexName;
     }
     const bool hasAny = isThere(directory, kIndexName) || isThere(directory, kIndexBackupName);
     return hasAny ? "cannot be used; see jorn check" : "missing";
@@ -51,7 +40,13 @@ std::string describeIndex(const StoreDirectory &directory, const RingSurvey &sur
 
 }  // namespace
 
-void ItemSpan::add(uint32_t time) { add(ItemSpan{1, time, time}); }
+void ItemSpan::add(uint32_t time) {
+    ItemSpan one;
+    one.items = 1;
+    one.earliest = time;
+    one.latest = time;
+    add(one);
+}
 
 void ItemSpan::add(const ItemSpan &other) {
     if (other.items == 0) {
@@ -82,9 +77,9 @@ uint64_t LevelTable::totalOfSlot(size_t slot) const {
 
 RingStats statsOf(const RingView &view, const ItemFilter &filter, DamageLog *damage) {
     RingStats stats;
-    stats.index = describeIndex(view.directory(), view.survey());
+    stats.index = describeIndex(view.directory(), view.index());
     stats.ringSize = view.ringSize();
-    stats.isRingSizeKnown = view.survey().hasWrapped();
+    stats.isRingSizeKnown = view.look().hasWrapped();
     stats.oldest = view.plan().oldest;
     stats.newest = view.plan().latest;
     PieceFilter pieceFilter(filter);

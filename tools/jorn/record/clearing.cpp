@@ -45,16 +45,16 @@ std::string firstLine(uint32_t now) {
 }  // namespace
 
 ClearingPlan planClearing(const StoreDirectory &directory, std::optional<int> ringSize) {
-    const RingSurvey survey = surveyRing(directory);
+    const RingLook look = RingLook::ofReadable(directory);
     ClearingPlan plan;
-    if (survey.isFresh()) {
+    if (look.isFresh()) {
         return plan;
     }
-    if (!survey.index) {
+    if (!look.index.positions()) {
         throw damaged(directory, "the index is missing or damaged");
     }
-    plan.former = survey.positions();
-    const int files = chooseRingSize(directory, survey, ringSize, false);
+    plan.former = look.positions();
+    const int files = chooseRingSize(directory, look, ringSize, false);
     if (!isInRing(plan.former, files)) {
         throw damaged(directory, "the index names files beyond a ring of " + std::to_string(files));
     }

@@ -7,7 +7,7 @@
 
 #include <optional>
 
-#include "log/ring_survey.h"
+#include "log/ring_positions.h"
 #include "log/store_directory.h"
 
 namespace tool {

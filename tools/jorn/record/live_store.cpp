@@ -6,7 +6,7 @@
 #include <tickLib.h>
 
 #include "csvfile/file_summary.h"
-#include "log/ring_survey.h"
+#include "log/ring_positions.h"
 #include "platform.h"
 #include "record/own_files.h"
 #include "registry/registry.h"

@@ -7,7 +7,7 @@
 
 #include "diagnostics.h"
 #include "health/index_mending.h"
-#include "log/ring_survey.h"
+#include "log/ring_look.h"
 #include "record/log_mode.h"
 #include "record/own_files.h"
 #include "record/putting_aside.h"
@@ -66,9 +66,9 @@ void seeToIndex(const StoreDirectory &directory, const RecordOptions &options) {
 }
 
 /// Returns the size of the ring.
-int fitToRing(const StoreDirectory &directory, const RingSurvey &survey, const RecordOptions &options) {
-    const int files = chooseRingSize(directory, survey, options.files, options.mayShrink);
-    const int changed = fitRing(directory, survey, files);
+int fitToRing(const StoreDirectory &directory, const RingLook &look, const RecordOptions &options) {
+    const int files = chooseRingSize(directory, look, options.files, options.mayShrink);
+    const int changed = fitRing(directory, look, files);
     if (changed > 0) {
         printMessage(directory.path() + ": " + std::to_string(changed) +
                      " files renamed or deleted for a ring of " + std::to_string(files));
@@ -77,18 +77,24 @@ int fitToRing(const StoreDirectory &directory, const RingSurvey &survey, const R
 }
 
 /// Of the file that the store goes on with, and of no other: the store appends to none but that.
-void endLastLine(const StoreDirectory &directory, const RingSurvey &survey, int files) {
-    const std::string done = endTornLine(directory, survey.planFor(files).latest);
+void endLastLine(const StoreDirectory &directory, const RingLook &look, int files) {
+    const std::string done = endTornLine(directory, look.planFor(files).latest);
     if (!done.empty()) {
         printMessage(done);
     }
 }
 
 /// In a fresh directory it is no news that there is no index and no file.
-LiveStore::Settings settingsFor(const RingSurvey &survey, int files, const RecordOptions &options) {
+LiveStore::Settings settingsFor(const RingLook &look, int files, const RecordOptions &options) {
     const int printLevel = options.printLevel.value_or(jorn::kPrintError);
-    const bool isQuiet = survey.isFresh() && !options.printLevel;
-    return {options.slots, files, isQuiet ? 0 : printLevel, printLevel, options.syncs};
+    const bool isQuiet = look.isFresh() && !options.printLevel;
+    LiveStore::Settings settings;
+    settings.slots = options.slots;
+    settings.files = files;
+    settings.createPrintLevel = isQuiet ? 0 : printLevel;
+    settings.printLevel = printLevel;
+    settings.syncs = options.syncs;
+    return settings;
 }
 
 }  // namespace
@@ -100,13 +106,13 @@ LiveStore::Settings prepareDirectory(const StoreDirectory &directory, const Reco
     if (options.mode) {
         applyLogMode(directory, *options.mode);
     }
-    refuseSmallerRing(directory, surveyRing(directory), options.files, options.mayShrink);
+    refuseSmallerRing(directory, RingLook::ofReadable(directory), options.files, options.mayShrink);
     finishFormerStart(directory);
     seeToIndex(directory, options);
-    const RingSurvey survey = surveyRing(directory);
-    const int files = fitToRing(directory, survey, options);
-    endLastLine(directory, survey, files);
-    return settingsFor(survey, files, options);
+    const RingLook look = RingLook::ofReadable(directory);
+    const int files = fitToRing(directory, look, options);
+    endLastLine(directory, look, files);
+    return settingsFor(look, files, options);
 }
 
 }  // namespace tool

@@ -48,7 +48,7 @@ bool makeLike(const StoreDirectory &directory, const std::string &name) {
 std::string begin(const StoreDirectory &directory, time_t now) {
     for (int number = 1;; ++number) {
         const std::string name = asideName(now, number);
-        const std::string unfinished = unfinishedAsideName(name);
+        std::string unfinished = unfinishedAsideName(name);
         if (!isTaken(directory, name) && makeLike(directory, unfinished)) {
             syncNames(directory.descriptor());
             return unfinished;

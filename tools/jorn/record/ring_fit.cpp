@@ -19,8 +19,8 @@ namespace {
 /// Files by position, as they are while the moves go on.
 class Layout {
 public:
-    Layout(const StoreDirectory &directory, const RingSurvey &survey)
-        : directory_(directory), isPresent_(survey.isPresent) {}
+    Layout(const StoreDirectory &directory, const RingLook &look)
+        : directory_(directory), isPresent_(presenceOf(look.files)) {}
 
     bool isPresent(int position) const { return isPresent_[static_cast<size_t>(position)]; }
 
@@ -44,7 +44,7 @@ public:
 
 private:
     const StoreDirectory &directory_;
-    std::array<bool, jorn::kSurveySize> isPresent_;
+    FilePresence isPresent_;
 };
 
 int deleteSurplus(const jorn::TidyingPlan &plan, Layout *layout) {
@@ -92,9 +92,9 @@ void replaceIndex(const StoreDirectory &directory, const IndexPositions &positio
 
 }  // namespace
 
-void refuseSmallerRing(const StoreDirectory &directory, const RingSurvey &survey,
-                       std::optional<int> requested, bool mayShrink) {
-    const int needed = survey.highestFile() + 1;
+void refuseSmallerRing(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
+                       bool mayShrink) {
+    const int needed = look.highestFile() + 1;
     if (requested && *requested < needed && !mayShrink) {
         refuse(directory.path() + ": holds a ring of " + std::to_string(needed) +
                " files or more, and --files " + std::to_string(*requested) +
@@ -102,19 +102,18 @@ void refuseSmallerRing(const StoreDirectory &directory, const RingSurvey &survey
     }
 }
 
-int chooseRingSize(const StoreDirectory &directory, const RingSurvey &survey, std::optional<int> requested,
+int chooseRingSize(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
                    bool mayShrink) {
     if (!requested) {
-        return survey.hasWrapped() ? survey.smallestRing()
-                                   : std::max(kDefaultRingSize, survey.smallestRing());
+        return look.hasWrapped() ? look.smallestRing() : std::max(kDefaultRingSize, look.smallestRing());
     }
-    refuseSmallerRing(directory, survey, requested, mayShrink);
+    refuseSmallerRing(directory, look, requested, mayShrink);
     return *requested;
 }
 
-int fitRing(const StoreDirectory &directory, const RingSurvey &survey, int ringSize) {
-    const jorn::TidyingPlan plan = survey.planFor(ringSize);
-    Layout layout(directory, survey);
+int fitRing(const StoreDirectory &directory, const RingLook &look, int ringSize) {
+    const jorn::TidyingPlan plan = look.planFor(ringSize);
+    Layout layout(directory, look);
     const std::vector<FileMove> moves = movesOf(plan);
     const int deleted = deleteSurplus(plan, &layout);
     moveFiles(directory, moves, &layout);

@@ -5,7 +5,7 @@
 
 #include <optional>
 
-#include "log/ring_survey.h"
+#include "log/ring_look.h"
 #include "log/store_directory.h"
 
 namespace tool {
@@ -14,13 +14,13 @@ namespace tool {
 inline constexpr int kDefaultRingSize = 10;
 
 /// Throws Failure when the request would make the ring smaller and that was not allowed.
-void refuseSmallerRing(const StoreDirectory &directory, const RingSurvey &survey,
-                       std::optional<int> requested, bool mayShrink);
+void refuseSmallerRing(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
+                       bool mayShrink);
 
 /// The ring size to record with. Without a request: that of the ring in the directory where it can be
 /// told, which is when it has come round or is larger than the default. Throws Failure as
 /// refuseSmallerRing().
-int chooseRingSize(const StoreDirectory &directory, const RingSurvey &survey, std::optional<int> requested,
+int chooseRingSize(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
                    bool mayShrink);
 
 /// Brings the files to the positions that the store's start-up would give them, and the index with them.
@@ -28,7 +28,7 @@ int chooseRingSize(const StoreDirectory &directory, const RingSurvey &survey, st
 /// ring or a ring that is a little larger than before makes it do; here every file moves only when its
 /// new position is free. The start-up then finds nothing to do. Returns how many files were moved or
 /// deleted. Throws Failure.
-int fitRing(const StoreDirectory &directory, const RingSurvey &survey, int ringSize);
+int fitRing(const StoreDirectory &directory, const RingLook &look, int ringSize);
 
 }  // namespace tool
 

@@ -11,8 +11,8 @@
 #include <system_error>
 #include <utility>
 
-#include "log/piece_reader.h"
 #include "log/regular_file.h"
+#include "log/segment_reader.h"
 #include "system/failure.h"
 #include "system/file_access.h"
 #include "system/file_bytes.h"
@@ -39,7 +39,7 @@ struct LastLine {
 
 int64_t beginOfLastLine(int fd, int64_t end) {
     while (end > 0) {
-        const size_t length = std::min<size_t>(static_cast<size_t>(end), kBlockSize);
+        const auto length = static_cast<size_t>(std::min<int64_t>(end, kBlockSize));
         const int64_t begin = end - static_cast<int64_t>(length);
         std::string block(length, '\0');
         block.resize(readAt(fd, static_cast<uint64_t>(begin), block.data(), length));
@@ -54,18 +54,16 @@ int64_t beginOfLastLine(int fd, int64_t end) {
 
 /// Read in pieces, as the store does, and as the one who checks a log judges them.
 LastLine findLastLine(int fd, int64_t size) {
-    LastLine line;
-    line.begin = beginOfLastLine(fd, size);
-    line.endOfItems = line.begin;
-    line.end = size;
-    PieceReader reader(fd, line.begin);
-    Piece piece;
-    while (reader.next(&piece)) {
-        if (piece.kind == PieceKind::Item && hasWholeNumbers(piece.bytes)) {
-            line.endOfItems = piece.offset + static_cast<int64_t>(piece.bytes.size());
+    LastLine last;
+    last.begin = beginOfLastLine(fd, size);
+    last.endOfItems = last.begin;
+    last.end = size;
+    forEachLineToEnd(fd, static_cast<uint64_t>(last.begin), [&last](const Line &line) {
+        if (line.isItem() && hasWholeNumbers(line.bytes)) {
+            last.endOfItems = static_cast<int64_t>(line.end());
         }
-    }
-    return line;
+    });
+    return last;
 }
 
 /// A file of which the last line is to be ended.
@@ -85,7 +83,7 @@ public:
             return "";
         }
         openToWrite();
-        const std::string done =
+        std::string done =
             line.isWhole() ? shown_ + ": the last line had no end; it has one now" : takeTornBytesOut(line);
         if (line.holdsItem()) {
             addLineFeed(line.endOfItems);

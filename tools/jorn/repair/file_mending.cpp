@@ -9,7 +9,7 @@
 #include <system_error>
 #include <vector>
 
-#include "log/piece_reader.h"
+#include "log/segment_reader.h"
 #include "system/file_bytes.h"
 #include "terminal/escape.h"
 
@@ -47,24 +47,20 @@ private:
     std::string pending_;
 };
 
-bool isKept(const Piece &piece) { return piece.kind == PieceKind::Item || piece.kind == PieceKind::Blank; }
-
 }  // namespace
 
 void copyMended(int from, int to) {
-    PieceReader reader(from);
     BlockWriter writer(to);
     bool isOpen = false;
-    Piece piece;
-    while (reader.next(&piece)) {
-        if (isKept(piece)) {
-            writer.write(piece.bytes);
-            isOpen = !piece.hasLineEnd();
+    forEachLineToEnd(from, 0, [&](const Line &line) {
+        if (!line.isBad()) {
+            writer.write(line.bytes);
+            isOpen = !line.hasLineEnd();
         } else if (isOpen) {
             writer.write("\n");
             isOpen = false;
         }
-    }
+    });
     writer.write(isOpen ? "\n" : "");
     writer.flush();
 }
@@ -81,24 +77,21 @@ void copyPlain(int from, int to) {
 }
 
 void listCut(int from, int to) {
-    PieceReader reader(from);
     BlockWriter writer(to);
-    int64_t zeros = 0;
-    Piece piece;
-    while (reader.next(&piece)) {
-        const auto length = static_cast<int64_t>(piece.bytes.size());
-        const bool isZeros = piece.kind == PieceKind::Zeros;
+    uint64_t zeros = 0;
+    forEachLineToEnd(from, 0, [&](const Line &line) {
+        const bool isZeros = line.kind == LineKind::Zeros;
         if (zeros > 0 && !isZeros) {
-            writer.write(std::to_string(piece.offset - zeros) + ": " + std::to_string(zeros) +
+            writer.write(std::to_string(line.offset - zeros) + ": " + std::to_string(zeros) +
                          " zero bytes\n");
             zeros = 0;
         }
-        zeros += isZeros ? length : 0;
-        if (piece.kind == PieceKind::Unparsable) {
-            const std::string_view line = piece.bytes.substr(0, piece.bytes.find('\n'));
-            writer.write(std::to_string(piece.offset) + ": " + escaped(line) + "\n");
+        zeros += isZeros ? line.bytes.size() : 0;
+        if (line.kind == LineKind::Damaged) {
+            const std::string_view bytes = line.bytes.substr(0, line.bytes.find('\n'));
+            writer.write(std::to_string(line.offset) + ": " + escaped(bytes) + "\n");
         }
-    }
+    });
     if (zeros > 0) {
         writer.write("to the end: " + std::to_string(zeros) + " zero bytes\n");
     }

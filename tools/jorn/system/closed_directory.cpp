@@ -30,7 +30,7 @@ std::string parentOf(const std::string &path) {
 std::string obstacleTo(const std::string &path) {
     const size_t end = lastName(path);
     for (size_t slash = path.find('/'); slash < end; slash = path.find('/', slash + 1)) {
-        const std::string directory = slash == 0 ? "/" : path.substr(0, slash);
+        std::string directory = slash == 0 ? "/" : path.substr(0, slash);
         if (faccessat(AT_FDCWD, directory.c_str(), X_OK, AT_EACCESS) < 0 && errno == EACCES) {
             return directory;
         }

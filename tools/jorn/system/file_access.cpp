@@ -26,11 +26,18 @@ bool giveOwner(int file, const FileAccess &access) {
     return isRefused(errno) && (fchown(file, kSameOwner, access.group) == 0 || isRefused(errno));
 }
 
+FileAccess ownedAs(const struct stat &status, mode_t mode) {
+    FileAccess access;
+    access.owner = status.st_uid;
+    access.group = status.st_gid;
+    access.mode = mode;
+    return access;
+}
+
 }  // namespace
 
 FileAccess accessOf(const struct stat &status) {
-    const mode_t bits = S_ISDIR(status.st_mode) ? kAllBits : kPermissions;
-    return {status.st_uid, status.st_gid, status.st_mode & bits};
+    return ownedAs(status, status.st_mode & (S_ISDIR(status.st_mode) ? kAllBits : kPermissions));
 }
 
 FileAccess accessFor(int directory, const std::string &name, const std::string &shown) {
@@ -41,7 +48,7 @@ FileAccess accessFor(int directory, const std::string &name, const std::string &
     if (fstat(directory, &status) < 0) {
         throw systemFailure(shown, errno);
     }
-    return {status.st_uid, status.st_gid, status.st_mode & kPermissionsOfFile};
+    return ownedAs(status, status.st_mode & kPermissionsOfFile);
 }
 
 void giveAccess(int file, const FileAccess &access, const std::string &shown) {

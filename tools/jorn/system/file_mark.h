@@ -28,7 +28,13 @@ inline bool isSameFile(const FileMark &a, const FileMark &b) {
 }
 
 inline FileMark markOf(const struct stat &status) {
-    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+    FileMark mark;
+    mark.device = status.st_dev;
+    mark.inode = status.st_ino;
+    mark.size = status.st_size;
+    mark.seconds = status.st_mtim.tv_sec;
+    mark.nanoseconds = status.st_mtim.tv_nsec;
+    return mark;
 }
 
 /// Of an open file; without anything in it where the system does not tell.

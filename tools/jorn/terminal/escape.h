@@ -6,14 +6,13 @@
 #include <string>
 #include <string_view>
 
+#include "terminal/utf8.h"
+
 namespace tool {
 
 /// The text with each byte as \xNN that belongs to a control character (C0, DEL, C1), to a character that
 /// turns the writing direction, or to no valid UTF-8 character. All else passes.
 std::string escaped(std::string_view text);
-
-/// Whether all of it is UTF-8.
-bool isUtf8(std::string_view text);
 
 }  // namespace tool
 

@@ -20,6 +20,7 @@ const char *const kTimeForms =
 
 namespace {
 
+constexpr int64_t kSecondsPerHour = jorn::kSecondsPerHour;
 constexpr int64_t kSecondsPerDay = jorn::kSecondsPerDay;
 
 /// Date and time of day as written, not yet in any zone.
@@ -49,7 +50,14 @@ int64_t secondAsUtc(const Civil &civil) {
 }
 
 Civil civilOf(const tm &date) {
-    return {date.tm_year + 1900, date.tm_mon + 1, date.tm_mday, date.tm_hour, date.tm_min, date.tm_sec};
+    Civil civil;
+    civil.year = date.tm_year + 1900;
+    civil.month = date.tm_mon + 1;
+    civil.day = date.tm_mday;
+    civil.hour = date.tm_hour;
+    civil.minute = date.tm_min;
+    civil.second = date.tm_sec;
+    return civil;
 }
 
 /// Whether calendar and clock have such a date and time, in the years that local times of items can have.
@@ -365,6 +373,22 @@ tm withWrittenOffset(const tm &local, time_t second) {
     return date;
 }
 
+/// Whether from this second on clocks show the minutes and seconds of one hour in their order, none of them
+/// changed or inserted.
+bool isPlainHour(time_t begin, long offset) {
+    const time_t last = begin + kSecondsPerHour - 1;
+    tm first = {};
+    tm end = {};
+    return localtime_r(&begin, &first) != nullptr && localtime_r(&last, &end) != nullptr &&
+           first.tm_gmtoff == offset && end.tm_gmtoff == offset && first.tm_min == 0 && first.tm_sec == 0 &&
+           end.tm_min == 59 && end.tm_sec == 59;
+}
+
+void writeTwoDigits(char *out, int number) {
+    out[0] = static_cast<char>('0' + number / 10);
+    out[1] = static_cast<char>('0' + number % 10);
+}
+
 }  // namespace
 
 void useUtc() {
@@ -412,15 +436,54 @@ std::string TimeFormatter::compose(const tm &date) const {
     return form_ == TimeForm::Iso ? composed + zoneText(date.tm_gmtoff) : composed;
 }
 
+/// Dates are costly to compose, so that of the text stays where it is the same.
+void TimeFormatter::show(const tm &date) {
+    const bool isSameDay = date.tm_mday == shown_.tm_mday && date.tm_mon == shown_.tm_mon &&
+                           date.tm_year == shown_.tm_year && date.tm_gmtoff == shown_.tm_gmtoff;
+    if (isSameDay) {
+        writeTwoDigits(&text_[text_.find(':') - 2], date.tm_hour);
+        writeInHour(date.tm_min, date.tm_sec);
+    } else {
+        text_ = compose(date);
+    }
+    shown_ = date;
+}
+
+/// In every form the first colon is the one after the hour.
+void TimeFormatter::writeInHour(int minute, int second) {
+    char *const begin = &text_[text_.find(':') + 1];
+    writeTwoDigits(begin, minute);
+    writeTwoDigits(begin + 3, second);
+}
+
+void TimeFormatter::renew(int64_t second) {
+    hourBegin_ = hourEnd_ = second;
+    const time_t time = second;
+    tm date = {};
+    if (localtime_r(&time, &date) == nullptr) {
+        text_ = "-";
+        shown_ = {};
+        return;
+    }
+    if (form_ == TimeForm::Iso && date.tm_gmtoff % 60 != 0) {
+        date = withWrittenOffset(date, time);
+    }
+    show(date);
+    const int64_t begin = second - date.tm_min * 60 - date.tm_sec;
+    if (isPlainHour(static_cast<time_t>(begin), date.tm_gmtoff)) {
+        hourBegin_ = begin;
+        hourEnd_ = begin + kSecondsPerHour;
+    }
+}
+
 const std::string &TimeFormatter::format(int64_t second) {
     if (last_ != second) {
-        const time_t time = second;
-        tm date = {};
-        const bool isDate = localtime_r(&time, &date) != nullptr;
-        if (isDate && form_ == TimeForm::Iso && date.tm_gmtoff % 60 != 0) {
-            date = withWrittenOffset(date, time);
+        if (second >= hourBegin_ && second < hourEnd_) {
+            const auto inHour = static_cast<int>(second - hourBegin_);
+            writeInHour(inHour / 60, inHour % 60);
+        } else {
+            renew(second);
         }
-        text_ = isDate ? compose(date) : "-";
         last_ = second;
     }
     return text_;

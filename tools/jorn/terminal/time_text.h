@@ -50,7 +50,8 @@ enum class TimeForm {
     Device,  ///< "Sat Nov 21 06:47:08 2026", as the module shows it.
 };
 
-/// Writes times in one form. Keeps the last one, for items often share their second.
+/// Writes times in one form. Neighbouring items are often of one day, one hour or one second, so that only
+/// what differs is written anew.
 class TimeFormatter {
 public:
     TimeFormatter(TimeForm form, bool isUtc) : form_(form), isUtc_(isUtc) {}
@@ -59,12 +60,18 @@ public:
     const std::string &format(int64_t second);
 
 private:
+    void renew(int64_t second);
+    void show(const tm &date);
+    void writeInHour(int minute, int second);
     std::string compose(const tm &date) const;
 
     TimeForm form_;
     bool isUtc_;
     std::optional<int64_t> last_;
     std::string text_;
+    tm shown_ = {};          ///< What text_ was composed of, but for what is below the hour.
+    int64_t hourBegin_ = 0;  ///< In this hour, clocks show minutes and seconds as they are counted from its
+    int64_t hourEnd_ = 0;    ///< begin; empty where that is not known of any.
 };
 
 }  // namespace tool

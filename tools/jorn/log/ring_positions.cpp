@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "log/ring_survey.h"
+#include "log/ring_positions.h"
 
 #include <stdio.h>
 
@@ -25,8 +25,8 @@ std::optional<IndexPositions> parseIndex(FILE *index) {
                : std::nullopt;
 }
 
-bool isPresentIn(int32_t position, const void *survey) {
-    return static_cast<const RingSurvey *>(survey)->isPresent[static_cast<size_t>(position)];
+bool isPresentIn(int32_t position, const void *files) {
+    return (*static_cast<const FilePresence *>(files))[static_cast<size_t>(position)];
 }
 
 }  // namespace
@@ -61,31 +61,25 @@ std::optional<IndexPositions> readIndex(const Descriptor &file) {
     return index ? parseIndex(index.get()) : std::nullopt;
 }
 
-int RingSurvey::highestFile() const {
-    const auto highest = std::find(isPresent.rbegin(), isPresent.rend(), true);
-    return static_cast<int>(isPresent.rend() - highest) - 1;
+int highestOf(const FilePresence &files) {
+    const auto highest = std::find(files.rbegin(), files.rend(), true);
+    return static_cast<int>(files.rend() - highest) - 1;
 }
 
-int RingSurvey::smallestRing() const {
-    const IndexPositions named = positions();
-    return std::max({jorn::kCsvNumMin, highestFile() + 1, named.oldest + 1, named.latest + 1});
-}
-
-jorn::TidyingPlan RingSurvey::planFor(int ringSize) const {
-    const IndexPositions named = positions();
-    jorn::TidyingPlan plan;
-    jorn::planTidying({named.oldest, named.latest, ringSize}, isPresentIn, this, &plan);
-    return plan;
-}
-
-RingSurvey surveyRing(const StoreDirectory &directory) {
-    RingSurvey survey;
-    survey.index = readIndex(directory);
-    for (size_t position = 0; position < survey.isPresent.size(); ++position) {
-        survey.isPresent[position] =
-            openRegular(directory, dataFileName(static_cast<int>(position))).isOpen();
+int smallestRingFor(const FilePresence &files, std::initializer_list<std::optional<IndexPositions>> indexes) {
+    int size = std::max(jorn::kCsvNumMin, highestOf(files) + 1);
+    for (const auto &index : indexes) {
+        if (index) {
+            size = std::max({size, index->oldest + 1, index->latest + 1});
+        }
     }
-    return survey;
+    return size;
+}
+
+jorn::TidyingPlan tidyingPlanOf(const FilePresence &files, const IndexPositions &index, int ringSize) {
+    jorn::TidyingPlan plan;
+    jorn::planTidying({index.oldest, index.latest, ringSize}, isPresentIn, &files, &plan);
+    return plan;
 }
 
 }  // namespace tool

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a directory holds, found without changing anything in it: the index and the data files.
-#ifndef JORN_TOOLS_RING_SURVEY_H
-#define JORN_TOOLS_RING_SURVEY_H
+// Positions in a ring: those that the index names, and those that have a data file.
+#ifndef JORN_TOOLS_RING_POSITIONS_H
+#define JORN_TOOLS_RING_POSITIONS_H
 
 #include <stdint.h>
 
 #include <array>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,32 +50,17 @@ std::optional<IndexPositions> readIndex(const StoreDirectory &directory);
 /// The same of an opened file; nothing of a closed one.
 std::optional<IndexPositions> readIndex(const Descriptor &file);
 
-/// What one look at a directory found.
-struct RingSurvey {
-    std::optional<IndexPositions> index;
-    std::array<bool, jorn::kSurveySize> isPresent{};  ///< By position: there is a data file.
+/// By position: whether there is a data file.
+using FilePresence = std::array<bool, jorn::kSurveySize>;
 
-    /// The index positions as the store takes them: both 0 without an index.
-    IndexPositions positions() const { return index.value_or(IndexPositions{}); }
+/// Highest position that has a data file, -1 when there is none.
+int highestOf(const FilePresence &files);
 
-    /// Highest position that has a data file, -1 when there is none.
-    int highestFile() const;
+/// The smallest ring that the files fit in, and the positions that an index names, where there is one.
+int smallestRingFor(const FilePresence &files, std::initializer_list<std::optional<IndexPositions>> indexes);
 
-    /// The smallest ring that the files and the index fit in.
-    int smallestRing() const;
-
-    /// Whether the ring has come round, so that its size is that of smallestRing().
-    bool hasWrapped() const { return positions().latest < positions().oldest; }
-
-    /// Nothing there: neither an index nor a data file.
-    bool isFresh() const { return !index && highestFile() < 0; }
-
-    /// What the store's start-up would do to these files for a ring of this size.
-    jorn::TidyingPlan planFor(int ringSize) const;
-};
-
-/// Looks at a directory. Throws Failure for a data file that is no regular file or may not be read.
-RingSurvey surveyRing(const StoreDirectory &directory);
+/// What the store's start-up would do to these files for a ring of this size.
+jorn::TidyingPlan tidyingPlanOf(const FilePresence &files, const IndexPositions &index, int ringSize);
 
 }  // namespace tool
 

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+// The count of ticks: how many there were, and when one will be. It knows no task. All of it is called with
+// the kernel lock held.
+#ifndef JORN_PORT_POSIX_TICKS_H
+#define JORN_PORT_POSIX_TICKS_H
+
+#include <stdint.h>
+#include <time.h>
+
+namespace port {
+
+/// Ticks a second.
+int tickRate();
+
+/// Changes the rate, from the present tick on.
+void setTickRate(int rate);
+
+/// Whether ticks come by countTick() only.
+bool areTicksStopped();
+void stopTicks();
+
+/// Lets ticks come by time (again); the time since stopTicks() is not made up for.
+void resumeTicks();
+
+/// Counts one tick more.
+void countTick();
+
+/// The present tick.
+uint64_t currentTick();
+
+/// The moment of the host's monotonic clock at which a tick is complete.
+timespec timeOfTick(uint64_t tick);
+
+}  // namespace port
+
+#endif
