@@ -16,6 +16,9 @@ constexpr uint32_t kDay = 24 * kHour;
 /// Where 2023-11-15 begins, in UTC.
 constexpr uint32_t kMidnight = 19676 * kDay;
 
+/// The text of the item that the store adds at each start.
+constexpr char kStart[] = "Log start init!";
+
 }  // namespace test
 
 #endif

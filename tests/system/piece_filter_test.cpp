@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common_values.h"
+#include "log/segment_reader.h"
 #include "tool_run.h"
 
 namespace test {
@@ -25,9 +26,9 @@ std::vector<std::string> passing(const std::string &block, const std::string &pa
     tool::PieceFilter pieceFilter(filter);
     pieceFilter.enter(block);
     std::vector<std::string> texts;
-    tool::forEachPiece(block, [&](std::string_view piece, size_t) {
-        if (pieceFilter.passes(piece, {})) {
-            texts.emplace_back(tool::textIn(piece));
+    tool::forEachLine({block, 0}, [&](const tool::Line &line) {
+        if (pieceFilter.passes(line.bytes, {})) {
+            texts.emplace_back(tool::textIn(line.bytes));
         }
         return true;
     });
@@ -55,8 +56,8 @@ TEST(PieceFilterTest, Passes_AnyPattern_WhatAPlainSearchOfTheTextsFinds) {
             options.set_case_sensitive(isCaseHeeded);
             const RE2 expression(pattern, options);
             std::vector<std::string> expected;
-            tool::forEachPiece(block, [&](std::string_view piece, size_t) {
-                const std::string text(tool::textIn(piece));
+            tool::forEachLine({block, 0}, [&](const tool::Line &line) {
+                const std::string text(tool::textIn(line.bytes));
                 if (RE2::PartialMatch(text, expression)) {
                     expected.push_back(text);
                 }

@@ -19,7 +19,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 
-constexpr char kStart[] = "Log start init!";
 constexpr int kKilled = 128 + SIGKILL;
 
 using Contents = std::map<std::string, std::string>;

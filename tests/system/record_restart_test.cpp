@@ -18,8 +18,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-constexpr char kStart[] = "Log start init!";
-
 class RecordRestartTest : public DamagedLogTest {
 protected:
     static constexpr int kRing = 4;

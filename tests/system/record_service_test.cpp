@@ -23,8 +23,6 @@ namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-constexpr char kStart[] = "Log start init!";
-
 /// The settings of a unit; none is given twice.
 std::map<std::string, std::string> settingsOf(const std::string &unit) {
     std::ifstream file(std::string(JORN_UNITS) + "/" + unit);

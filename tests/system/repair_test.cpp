@@ -17,8 +17,6 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-constexpr char kStart[] = "Log start init!";
-
 /// The power cut in the index rewrite of a full ring, for every place where the newest file can be.
 class RepairCutRingTest : public RepairTest, public ::testing::WithParamInterface<int> {
 protected:
