@@ -103,7 +103,7 @@ class Check:
         self.expect(["second", "--level", ""], {"0", "1", "2", "3"})
         self.expect(["record", "-s", ""], {str(slot) for slot in range(8)})
         self.expect(["show", "-n", ""], {"all"})
-        self.expect(["count", "--since", "t"], {"today"})
+        self.expect(["count", "--since", "t"], {"today", "tomorrow"})
         self.expect(["repair", "--backup", ""], {"first", "second", "third"})
         self.expect(["show", "--rev"], {"--reverse"})
 

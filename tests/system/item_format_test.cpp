@@ -99,7 +99,8 @@ Item randomItem(std::mt19937 *random) {
     constexpr std::array<int64_t, 6> kTimes = {0, 1795000000, UINT32_MAX, -1, INT64_MAX, INT64_MIN};
     constexpr std::array<int32_t, 6> kNumbers = {0, 1, 3, 7, INT32_MAX, INT32_MIN};
     Item item;
-    item.seconds = (*random)() % 8 == 0 ? kTimes[(*random)() % kTimes.size()] : (*random)();
+    item.seconds =
+        (*random)() % 8 == 0 ? kTimes[(*random)() % kTimes.size()] : static_cast<int64_t>((*random)());
     item.level = kNumbers[(*random)() % kNumbers.size()];
     item.slot = kNumbers[(*random)() % kNumbers.size()];
     item.text = randomText(random);
