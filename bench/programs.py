@@ -250,6 +250,12 @@ def tool_commands(folder: pathlib.Path, ring: Ring) -> list[tuple[str, str, obje
         ("search/rg", f"rg --no-filename -N overheated {files}", lines_of),
         ("search/grep", f"grep -h overheated {files}", lines_of),
         ("search/mawk", f"mawk -F, '/overheated/' {files}", lines_of),
+        ("rare/jorn", f"{jorn} count -g overheated {directory}", lambda output: int(output.split()[-1])),
+        ("rare/grep", f"grep -hc overheated {files}", sum_of),
+        ("export/jorn", f"{jorn} export -q -o jsonl {directory}", lines_of),
+        ("export/csv", f"{jorn} export -q -o csv {directory}", rest),
+        ("show/jorn", f"{jorn} show -n all -r -o json {directory}", lines_of),
+        ("show/csv", f"{jorn} show -n all -r -o csv {directory}", rest),
         ("search/sqlite", f"sqlite3 {database} \"SELECT * FROM items WHERE text LIKE '%overheated%'\"", lines_of),
     ]
 
