@@ -139,6 +139,14 @@ TEST_F(CheckTest, Check_BackupOnly_Warning) {
     expectTold(3, {"log/index.bak:0: warning: stands for the index", "(0 errors, 1 warning, 0 notes)"});
 }
 
+TEST_F(CheckTest, Check_BackupOnlyAndTheRingHasMovedOn_Error) {
+    writeFiles({1, 0}, kFull);
+    write("log/index.bak", "version:1\n0,1\n");
+    expectTold(3,
+               {"log/index.csv:0: error: is missing, and the ring has moved on since index.bak: the store's "
+                "next start would go by that; "});
+}
+
 TEST_F(CheckTest, Check_Gap_Error) {
     writeFiles({0, 1, 2, 4, 5});
     writeIndex("0,5");

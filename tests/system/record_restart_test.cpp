@@ -34,6 +34,20 @@ protected:
 
     void makeRingNotComeRound() const { writeFiles({0, 1, 2}); }
 
+    /// Times and fill of files, from 0 on, each with items a tenth of a second apart; every file but the
+    /// first is full. Only the fill shows that 0 is the newest.
+    void makeRingOfUnclearTimes() const {
+        constexpr uint32_t kBegins[] = {5000, 4000, 3500, 3200};
+        for (int position = 0; position < kRing; ++position) {
+            std::string lines;
+            for (uint32_t i = 0; i < (position == 0 ? 3000U : static_cast<uint32_t>(kFull)); ++i) {
+                lines += dataLine(kBegins[position] + i / 10, 1, 0,
+                                  numberedText("item", position * kFull + static_cast<int>(i)));
+            }
+            write(fileName(position), lines);
+        }
+    }
+
     /// The log holds these items, then those of this start, all of them in view.
     void expectInView(std::vector<std::string> texts, const std::vector<std::string> &input) const {
         texts.emplace_back(kStart);
@@ -210,6 +224,56 @@ TEST_F(RecordRestartTest, Record_OnlyAnOldBackup_ItemsThatItLeavesOutStayInView)
     expectMended(record({"--files", "4"}, "new\n"), "was missing", "0,2",
                  "; index.bak.lost keeps the former backup");
     expectInView(itemTexts(1, 30), {"new"});
+}
+
+/// A backup of before the ring came round: its newest file is full, and the next holds newer items.
+TEST_F(RecordRestartTest, Record_OnlyABackupThatTheRingHasLeftBehind_EveryItemStaysInView) {
+    for (const std::vector<std::string> &options :
+         {std::vector<std::string>{}, {"--files", "4"}, {"--files", "10"}}) {
+        writeFiles({1, 2, 3}, kFull);
+        write(fileName(0), items(3 * kFull + 1, 3 * kFull + 2003));
+        write("log/index.bak", "version:1\n0,3\n");
+        const Outcome run = record(options, "new\n");
+        EXPECT_EQ(run.status, 0);
+        EXPECT_THAT(run.err, StartsWith("jorn: log: index.csv was missing: written anew as 1,0, because "));
+        auto texts = itemTexts(1, 3 * kFull + 2003);
+        texts.insert(texts.end(), {kStart, "new"});
+        EXPECT_TRUE(textsInRange(options.size() == 2 && options[1] == "10" ? 10 : kRing) == texts);
+        EXPECT_EQ(read("log/index.bak.lost"), "version:1\n0,3\n");
+        fs::remove_all(path("log"));
+        makeDirectory("log");
+    }
+}
+
+TEST_F(RecordRestartTest, Record_OnlyABackupOfTwoFilesAgo_EveryItemStaysInView) {
+    writeFiles({2, 3, 0}, kFull);
+    write(fileName(1), items(3 * kFull + 1, 3 * kFull + 20));
+    write("log/index.bak", "version:1\n0,3\n");
+    EXPECT_THAT(record({"--files", "4"}, "new\n").err,
+                HasSubstr("1.csv is not full, as the newest is; index.bak names 0,3, but the ring has moved "
+                          "on since"));
+    expectInView(itemTexts(1, 3 * kFull + 20), {"new"});
+}
+
+TEST_F(RecordRestartTest, Record_RingHasLeftTheBackupBehindAndTimesAreUnclear_RefusedAndNothingChanged) {
+    makeRingOfUnclearTimes();
+    write("log/index.bak", "version:1\n0,3\n");
+    const std::string why =
+        "so their order cannot be told; index.bak names 0,3, but 3.csv is full and 0.csv holds items; "
+        "nothing was changed";
+    expectRefused({"--files", "4"}, why);
+    write("log/index.csv", "");
+    expectRefused({"--files", "4"}, why);
+    EXPECT_EQ(repair().status, 3);
+}
+
+TEST_F(RecordRestartTest, Record_OnlyABackupAndItsNewestIsNotFull_BackupIsBelieved) {
+    makeRingOfUnclearTimes();
+    write("log/index.bak", "version:1\n1,0\n");
+    const Outcome run = record({"--files", "4"}, "new\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.err, ::testing::Not(HasSubstr("written anew")));
+    EXPECT_EQ(textsIn(fileName(0)).size(), 3002U);
 }
 
 TEST_F(RecordRestartTest, Record_WholeIndexOfAClearedLog_IsBelieved) {

@@ -131,10 +131,42 @@ TEST(RingEvidence, FileAfterTheNewestOfAnOldBackupIsEmpty_BackupDoesNotDecide) {
 }
 
 TEST(RingEvidence, TimesTellNothing_BackupDoes) {
-    RingFacts facts = ringOf({file(5, 5), file(5, 5), file(5, 5)});
+    RingFacts facts = ringOf({file(5, 5, 4999), file(5, 5, 9), file(5, 5)});
     EXPECT_EQ(findRingOrder(facts).source, Source::Unclear);
     facts.backup = IndexPositions{1, 0};
     EXPECT_THAT(findRingOrder(facts).files, ElementsAre(1, 2, 0));
+}
+
+TEST(RingEvidence, TimesTellNothingAndFileAfterTheFullNewestOfTheBackupIsMissing_BackupDecides) {
+    RingFacts facts = ringOf({file(5, 5), file(5, 5), file(5, 5, 9), {}});
+    facts.backup = IndexPositions{0, 2};
+    EXPECT_THAT(findRingOrder(facts).files, ElementsAre(0, 1, 2));
+    facts.files[2].items = kFull;
+    EXPECT_THAT(findRingOrder(facts).files, ElementsAre(0, 1, 2));
+}
+
+/// The store empties the next file before it rewrites the index, so the ring has moved on since.
+TEST(RingEvidence, TimesTellNothingAndFileAfterTheFullNewestOfTheBackupHoldsItems_Unclear) {
+    RingFacts facts = ringOf({file(5, 5), file(5, 5), file(5, 5)});
+    facts.backup = IndexPositions{1, 0};
+    const RingOrder order = findRingOrder(facts);
+    EXPECT_EQ(order.source, Source::Unclear);
+    EXPECT_THAT(order.evidence, HasSubstr("; index.bak names 1,0, but 0.csv is full and 1.csv holds items"));
+}
+
+TEST(RingEvidence, RingHasMovedOnFromTheBackupAndNewestIsNotFull_TimesDecide) {
+    RingFacts facts = ringOf({file(300, 399), file(400, 410, 3), file(100, 199), file(200, 299)});
+    facts.backup = IndexPositions{0, 3};
+    const RingOrder order = findRingOrder(facts);
+    EXPECT_THAT(order.files, ElementsAre(2, 3, 0, 1));
+    EXPECT_THAT(order.evidence, HasSubstr("; index.bak names 0,3, but the ring has moved on since"));
+}
+
+/// Two witnesses, and neither is borne out by a file that is not full.
+TEST(RingEvidence, RingHasMovedOnFromTheBackupAndEveryFileIsFull_Unclear) {
+    RingFacts facts = ringOf({file(300, 399), file(400, 499), file(100, 199), file(200, 299)});
+    facts.backup = IndexPositions{0, 3};
+    EXPECT_THAT(findRingOrder(facts).evidence, HasSubstr("index.bak names 0,3, which does not agree"));
 }
 
 TEST(RingPlacement, RingTooSmall_Nothing) {

@@ -17,11 +17,6 @@ namespace {
 constexpr int kTries = 20;
 constexpr useconds_t kPauseMicroseconds = 20000;
 
-/// The positions that the store would read: those of the backup only where there is no index.
-std::optional<IndexPositions> indexOf(const DirectoryLook &look) {
-    return (look.index.entry.isPresent() ? look.index : look.backup).usablePositions();
-}
-
 int smallestRing(const DirectoryLook &look) {
     return smallestRingFor(presenceOf(look.files),
                            {look.index.usablePositions(), look.backup.usablePositions()});
@@ -93,9 +88,14 @@ void collectFacts(const RingHints &hints, Diagnosis *diagnosis) {
     const auto inRing = [&facts](std::optional<IndexPositions> positions) {
         return positions && isInRing(*positions, facts.ringSize) ? positions : std::nullopt;
     };
-    facts.index = inRing(indexOf(diagnosis->look));
+    const auto backup = inRing(diagnosis->look.backup.usablePositions());
+    if (diagnosis->look.index.entry.isPresent()) {
+        facts.index = inRing(diagnosis->look.index.usablePositions());
+    } else if (backup && !hasMovedOn(facts, *backup)) {
+        facts.index = backup;  // As the store does, which knows nothing of the items.
+    }
     if (!facts.index) {
-        facts.backup = inRing(diagnosis->look.backup.usablePositions());
+        facts.backup = backup;
     }
 }
 

@@ -105,6 +105,11 @@ private:
         if (diagnosis_.look.backup.entry.isFile() && diagnosis_.facts.index) {
             add(Severity::Warning, "index-backup-only", kIndexBackupName, 0,
                 "stands for the index: a rewrite was cut", "the store's next start puts it back");
+        } else if (diagnosis_.facts.backup) {
+            add(Severity::Error, "index-missing", kIndexName, 0,
+                "is missing, and the ring has moved on since index.bak: the store's next start would go by "
+                "that",
+                kRepair);
         } else if (diagnosis_.look.highestFile() >= 0) {
             add(Severity::Error, "index-missing", kIndexName, 0,
                 "is missing: the store's next start would begin anew at 0.csv", kRepair);

@@ -40,7 +40,8 @@ bool holdsAll(const IndexPositions &range, const std::vector<int> &files) {
 
 /// Whether the store's start goes by what the rewrites of the index have left. Where only the backup is
 /// there, it becomes the index, which is right unless the ring has moved on since.
-bool isGoodEnough(const DirectoryLook &look) {
+bool isGoodEnough(const StoreDirectory &directory) {
+    const DirectoryLook look = lookAt(directory);
     const std::vector<int> filled = filledFiles(look);
     if (filled.empty()) {
         // Nothing can be lost, but the store would leave as it is what it can read of it.
@@ -50,7 +51,7 @@ bool isGoodEnough(const DirectoryLook &look) {
         return look.index.usablePositions().has_value();
     }
     const auto backup = look.backup.usablePositions();
-    return backup && holdsAll(*backup, filled);
+    return backup && holdsAll(*backup, filled) && diagnose(directory, {}).facts.index;
 }
 
 std::string flawOf(const IndexEntry &index) {
@@ -109,7 +110,9 @@ void judgeBySize(std::optional<int> ringSize, Diagnosis *diagnosis) {
     if (ringSize && *ringSize > diagnosis->facts.ringSize) {
         Diagnosis larger = *diagnosis;
         judge({ringSize, std::nullopt}, &larger);
-        if (isCertain(larger)) {
+        // Where only a backup is there, a file that a smaller ring does not have is missing in any case.
+        const bool isByBackup = larger.order.source == RingOrder::Source::Index;
+        if (isCertain(larger) && !(isByBackup && isCertain(*diagnosis))) {
             *diagnosis = larger;
         }
     }
@@ -143,7 +146,7 @@ void keepBackup(const StoreDirectory &directory) {
 
 }  // namespace
 
-bool isIndexLost(const StoreDirectory &directory) { return !isGoodEnough(lookAt(directory)); }
+bool isIndexLost(const StoreDirectory &directory) { return !isGoodEnough(directory); }
 
 IndexMending planIndexMending(const StoreDirectory &directory, std::optional<int> ringSize) {
     if (!isIndexLost(directory)) {

@@ -29,7 +29,7 @@ struct IndexMending {
 };
 
 /// Whether the store cannot go by the index: it is missing or empty beside files that hold something, or not
-/// whole. Reads no data file. Throws Failure.
+/// whole. Reads the data files only where the backup stands alone. Throws Failure.
 bool isIndexLost(const StoreDirectory &directory);
 
 /// Reads the data files only where the index is of no use. `ringSize` is that of the ring where it is known.

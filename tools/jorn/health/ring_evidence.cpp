@@ -209,6 +209,19 @@ bool isOfCutRotation(const RingFacts &facts, const Evidence &evidence, int next)
            evidence.fileAt(backup.latest).hasItems() && filesOutsideRange(facts, backup).empty();
 }
 
+/// Where the times show nothing, unless the files contradict the backup.
+RingOrder byBackup(const RingFacts &facts, const std::string &evidence, int next) {
+    const IndexPositions &backup = *facts.backup;
+    if (!filesOutsideRange(facts, backup).empty()) {
+        return unclear(evidence + ", which leaves items out");
+    }
+    if (hasMovedOn(facts, backup)) {
+        return unclear(evidence + ", but " + at(backup.latest) + " is full and " + at(next) + " holds items");
+    }
+    return {RingOrder::Source::Files, filesInRange(facts, backup),
+            "index.bak names " + textOf(backup) + ", and every item lies in that range"};
+}
+
 /// The backup is the index of before the rewrite that was cut: the ring may have moved on by one file.
 RingOrder comparedWithBackup(const RingFacts &facts, const Evidence &evidence, RingOrder order) {
     const IndexPositions &backup = *facts.backup;
@@ -219,15 +232,15 @@ RingOrder comparedWithBackup(const RingFacts &facts, const Evidence &evidence, R
                 named + ", and the file after its newest was just begun"};
     }
     if (!order.isKnown()) {
-        if (!filesOutsideRange(facts, backup).empty()) {
-            return unclear(order.evidence + "; " + named + ", which leaves items out");
-        }
-        return {RingOrder::Source::Files, filesInRange(facts, backup),
-                named + ", and every item lies in that range"};
+        return byBackup(facts, order.evidence + "; " + named, next);
     }
     const int newest = order.files.back();
     if (evidence.isRotation(order.files) && (newest == backup.latest || newest == next)) {
         order.evidence += "; " + named + ", which agrees";
+        return order;
+    }
+    if (hasMovedOn(facts, backup) && !evidence.fileAt(newest).isFull()) {
+        order.evidence += "; " + named + ", but the ring has moved on since";
         return order;
     }
     return unclear(order.evidence + "; " + named + ", which does not agree");
@@ -277,6 +290,12 @@ std::vector<int> filesOutsideRange(const RingFacts &facts, const IndexPositions 
         }
     }
     return outside;
+}
+
+bool hasMovedOn(const RingFacts &facts, const IndexPositions &former) {
+    const int next = jorn::ringSuccessor(facts.ringSize, former.latest);
+    return facts.files[static_cast<size_t>(former.latest)].isFull() &&
+           facts.files[static_cast<size_t>(next)].hasItems();
 }
 
 std::string listFiles(const std::vector<int> &positions) {

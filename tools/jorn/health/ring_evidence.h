@@ -34,7 +34,7 @@ struct RingFacts {
     RingFiles files;
     int ringSize = 0;                      ///< Files of the ring, 2 to 90.
     std::optional<IndexPositions> index;   ///< Of a whole index whose positions lie in the ring.
-    std::optional<IndexPositions> backup;  ///< The same of the backup, where the index is of no use.
+    std::optional<IndexPositions> backup;  ///< The same of the backup, where it is not the index.
     std::optional<IndexPositions> given;   ///< As the user says it is.
 };
 
@@ -55,6 +55,10 @@ struct RingOrder {
 };
 
 RingOrder findRingOrder(const RingFacts &facts);
+
+/// Whether the files show that the ring has moved on since it had these positions: the newest file is full,
+/// and the one after it holds items. The store empties that one before it moves on.
+bool hasMovedOn(const RingFacts &facts, const IndexPositions &former);
 
 /// Positions of the files with items in a range of the ring, oldest first.
 std::vector<int> filesInRange(const RingFacts &facts, const IndexPositions &range);
