@@ -168,5 +168,70 @@ TEST_F(RecordRingTest, Record_BackupIndexOnly_GoesOnWhereItTells) {
     EXPECT_FALSE(exists("log/index.bak"));
 }
 
+/// A ring of three whose newest file, 2.csv, holds 1,000 items; no file may grow beyond 64 KiB.
+class RecordShortFileTest : public RecordRingTest {
+protected:
+    static constexpr int kBefore = 1000;
+
+    RecordShortFileTest() {
+        makeDirectory("log");
+        write("log/index.csv", "version:1\n0,2\n");
+        writeFile(0, kFull);
+        writeFile(1, kFull);
+        writeFile(2, kBefore);
+    }
+
+    void writeFile(int position, int items) const {
+        std::string bytes;
+        for (int item = 0; item < items; ++item) {
+            bytes += dataLine(1700000000, 1, 0, "of " + std::to_string(position));
+        }
+        write(fileName(position), bytes);
+    }
+
+    /// Records lines that all wait when the store begins, so that nothing pauses.
+    Outcome recordShort(int lines) const {
+        Setting setting;
+        setting.input = numberedLines("line", lines);
+        setting.fileSizeLimit = 65536;
+        return jorn({"record", "log", "--files", "3"}, setting);
+    }
+
+    /// Lines of the input that are whole in 2.csv, which hold its first ones without a gap.
+    size_t storedOf(int lines) const {
+        const std::string bytes = read(fileName(2));
+        const auto whole = static_cast<size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
+        const size_t stored = whole - kBefore - 1;
+        auto texts = textsOf({2});
+        texts.resize(whole - 1);
+        texts.erase(texts.begin(), texts.begin() + kBefore);
+        EXPECT_EQ(texts, [&] {
+            auto all = numberedTexts("line", 1, lines);
+            all.resize(stored);
+            return all;
+        }());
+        return stored;
+    }
+};
+
+TEST_F(RecordShortFileTest, Record_NewestFileShortAndNoPause_OldestFileAndIndexStay) {
+    constexpr int kLines = 4200;
+    const std::vector<std::string> names = {fileName(0), fileName(1), "log/index.csv"};
+    std::vector<std::string> before;
+    for (const std::string &name : names) {
+        before.push_back(read(name));
+    }
+    const Outcome run = recordShort(kLines);
+    for (size_t i = 0; i < names.size(); ++i) {
+        EXPECT_TRUE(read(names[i]) == before[i]) << names[i];
+    }
+    EXPECT_EQ(run.status, 4);
+    const size_t missing = kLines - storedOf(kLines);
+    EXPECT_GT(missing, 201U);
+    EXPECT_EQ(run.err, "jorn: log/2.csv: cannot be written: File too large; " + std::to_string(missing) +
+                           " of the lines read are not in the files\n");
+    EXPECT_FALSE(exists("log/index.bak"));
+}
+
 }  // namespace
 }  // namespace test
