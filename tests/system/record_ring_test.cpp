@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // `jorn record` and the ring: rotation, size, what a restart with another size keeps.
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
 #include <algorithm>
+#include <map>
 
 #include "common_values.h"
 #include "tool_run.h"
@@ -166,6 +168,98 @@ TEST_F(RecordRingTest, Record_BackupIndexOnly_GoesOnWhereItTells) {
     ASSERT_EQ(record("x\n").status, 0);
     EXPECT_THAT(textsOf({1}), ElementsAre("of 1", "x"));
     EXPECT_FALSE(exists("log/index.bak"));
+}
+
+/// For what is started while it lives.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(uint64_t bytes) {
+        EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &before_), 0);
+        const rlimit limit = {bytes, before_.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    }
+    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
+    FileSizeLimit(const FileSizeLimit &) = delete;
+    FileSizeLimit &operator=(const FileSizeLimit &) = delete;
+
+private:
+    rlimit before_ = {};
+};
+
+/// A ring of three whose newest file, 2.csv, holds 1,000 items; no file may grow beyond 64 KiB.
+class RecordShortFileTest : public RecordRingTest {
+protected:
+    static constexpr int kBefore = 1000;
+    static constexpr uint64_t kMost = 65536;
+
+    RecordShortFileTest() {
+        makeDirectory("log");
+        write("log/index.csv", "version:1\n0,2\n");
+        writeFile(0, kFull);
+        writeFile(1, kFull);
+        writeFile(2, kBefore);
+        for (const std::string &name : {fileName(0), fileName(1), std::string("log/index.csv")}) {
+            others_[name] = read(name);
+        }
+    }
+
+    void writeFile(int position, int items) const {
+        std::string bytes;
+        for (int item = 0; item < items; ++item) {
+            bytes += dataLine(1700000000, 1, 0, "of " + std::to_string(position));
+        }
+        write(fileName(position), bytes);
+    }
+
+    /// Lines of the input that are whole in 2.csv, which are its first ones without a gap.
+    size_t storedOf(int lines) const {
+        const std::string bytes = read(fileName(2));
+        const auto whole = static_cast<size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
+        const size_t stored = whole - kBefore - 1;
+        auto texts = textsOf({2});
+        texts.resize(whole - 1);
+        texts.erase(texts.begin(), texts.begin() + kBefore);
+        EXPECT_EQ(texts, [&] {
+            auto all = numberedTexts("line", 1, lines);
+            all.resize(stored);
+            return all;
+        }());
+        return stored;
+    }
+
+    /// That a run of so many lines ended with the failure of 2.csv, and touched nothing else.
+    void expectOthersStay(const Outcome &run, int lines) const {
+        for (const auto &[name, bytes] : others_) {
+            EXPECT_TRUE(read(name) == bytes) << name;
+        }
+        EXPECT_FALSE(exists("log/index.bak"));
+        EXPECT_EQ(run.status, 4);
+        const size_t stored = storedOf(lines);
+        EXPECT_LT(stored, 3000U);
+        EXPECT_EQ(run.err, "jorn: log/2.csv: cannot be written: File too large; " +
+                               std::to_string(static_cast<size_t>(lines) - stored) +
+                               " of the lines read are not in the files\n");
+    }
+
+    std::map<std::string, std::string> others_;
+};
+
+TEST_F(RecordShortFileTest, Record_NewestFileShortAndNoPause_OldestFileAndIndexStay) {
+    // A file as the input never pauses.
+    const Setting setting = {numberedLines("line", 4200), "", {}, kMost};
+    expectOthersStay(jorn({"record", "log", "--files", "3"}, setting), 4200);
+}
+
+/// The line that is not ended yet comes when the file, by the store's count, is full: after the failure.
+TEST_F(RecordShortFileTest, Record_ShortFileFoundInAPauseWithinALine_OldestFileAndIndexStay) {
+    const FileSizeLimit limit(kMost);
+    RunningTool tool(root_, {"record", "log", "--files", "3"});
+    tool.halt();
+    std::string input = numberedLines("line", kFull - kBefore);
+    input.pop_back();
+    tool.feed(input);
+    tool.resume();
+    expectOthersStay(tool.wait(), kFull - kBefore);
 }
 
 }  // namespace

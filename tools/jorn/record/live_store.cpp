@@ -94,15 +94,28 @@ int32_t LiveStore::wantedPosition() const {
 
 int64_t LiveStore::itemCount(int32_t position) const { return object_->csv_info[position].itemCount; }
 
+/// Takes note of a failure: after one of the store, nothing may take it to another file.
+template <typename Step>
+void LiveStore::attempt(Step step) {
+    try {
+        step();
+    } catch (const Failure &) {
+        hasFailed_ = true;
+        throw;
+    }
+}
+
 void LiveStore::add(int level, int slot, const char *text) {
-    fillFile();
-    if (waitingItems() >= jorn::kQueueMessages) {
-        pass();
-    }
     ++submitted_;
-    if (JORN_AddOneLog(handle_, level, slot, text) != 0) {
-        throw Failure(directory_.path() + ": the store refused an item");
-    }
+    attempt([&] {
+        fillFile();
+        if (waitingItems() >= jorn::kQueueMessages) {
+            pass();
+        }
+        if (JORN_AddOneLog(handle_, level, slot, text) != 0) {
+            throw Failure(directory_.path() + ": the store refused an item");
+        }
+    });
 }
 
 /// A pass when the items that wait fill the file, so that none ever goes on into the next one without a look
@@ -120,8 +133,11 @@ void LiveStore::pass() {
     const int waiting = waitingItems();
     const int32_t position = currentPosition();
     const int64_t count = itemCount(position);
+    if (!mayPass()) {
+        throw writeFailure(directory_, dataFileName(position));
+    }
     if (wantedPosition() != position) {
-        refuseForeignFilesOfRotation(directory_, wantedPosition());
+        leaveFile(position);
     }
     runStoreTask();
     const int64_t stored = follow(position, count);
@@ -130,37 +146,50 @@ void LiveStore::pass() {
     }
 }
 
-/// Takes note of what a pass has stored, which is for one file, or two when it has moved on once: the
-/// queue holds fewer items than a file. Returns the number of items.
+/// Before the store goes on into the next file, which empties it: the items in there are given up for a full
+/// file only, never for one that a failing medium has left short. The store has closed the full one.
+void LiveStore::leaveFile(int32_t position) {
+    if (!check_.verify()) {
+        throw writeFailure(directory_, dataFileName(position));
+    }
+    refuseForeignFilesOfRotation(directory_, wantedPosition());
+}
+
+/// Whether items may go where the store would write them now. What follows a torn line would be glued to it.
+bool LiveStore::mayPass() const {
+    const bool staysInFile = wantedPosition() == currentPosition();
+    return !check_.isShort() && (staysInFile || !hasFailed_);
+}
+
+/// Takes note of what a pass has stored, which is all for one file: passes end with the file. Returns the
+/// number of items.
 int64_t LiveStore::follow(int32_t formerPosition, int64_t formerCount) {
-    const int64_t inFormer = itemCount(formerPosition) - formerCount;
-    check_.expect(inFormer);
     const int32_t position = currentPosition();
     if (position == formerPosition) {
-        return inFormer;
+        const int64_t stored = itemCount(position) - formerCount;
+        check_.expect(stored);
+        return stored;
     }
     ++filesPassed_;
-    const bool isFormerWhole = check_.verify();
-    const int64_t inNew = itemCount(position);
+    const int64_t stored = itemCount(position);
     check_.begin(position, 0);
-    check_.expect(inNew);
-    if (!isFormerWhole) {
-        throw writeFailure(directory_, dataFileName(formerPosition));
-    }
+    check_.expect(stored);
     checkIndex();
     medium_.syncRotation(formerPosition);
-    return inFormer + inNew;
+    return stored;
 }
 
 void LiveStore::drain() {
-    while (waitingItems() > 0) {
-        pass();
-    }
-    runStoreTask();
-    if (!check_.verify()) {
-        throw writeFailure(directory_, dataFileName(currentPosition()));
-    }
-    syncNewItems();
+    attempt([this] {
+        while (waitingItems() > 0) {
+            pass();
+        }
+        runStoreTask();
+        if (!check_.verify()) {
+            throw writeFailure(directory_, dataFileName(currentPosition()));
+        }
+        syncNewItems();
+    });
 }
 
 void LiveStore::syncNewItems() {
@@ -180,17 +209,19 @@ void LiveStore::checkIndex() const {
 /// Failures count nothing here: the one that led to salvaging has been reported.
 void LiveStore::salvagePass() {
     try {
-        waitingItems() > 0 ? pass() : drain();
+        attempt([this] { waitingItems() > 0 ? pass() : drain(); });
     } catch (const Failure &) {
     }
 }
 
 int64_t LiveStore::salvage() {
     // Each pass stores what waits or gives up one item at least.
-    for (int passes = 0; waitingItems() > 0 && passes < jorn::kQueueMessages; ++passes) {
+    for (int passes = 0; waitingItems() > 0 && mayPass() && passes < jorn::kQueueMessages; ++passes) {
         salvagePass();
     }
-    salvagePass();
+    if (waitingItems() == 0) {
+        salvagePass();
+    }
     // Where items still wait, of the file that was filled before them.
     [[maybe_unused]] const bool ignored = check_.verify();
     return submitted_ - check_.confirmed();

@@ -40,8 +40,9 @@ public:
     /// Throws Failure when one is not.
     void drain();
 
-    /// Gets as much into the files as goes in, whatever fails. Returns how many of the items submitted
-    /// are not in the files.
+    /// Gets as much into the files as goes in, whatever fails: after a failure of the store into the current
+    /// file alone, and only if that is not known to lack an item. Returns how many of the items submitted are
+    /// not in the files.
     int64_t salvage();
 
     /// Items that were submitted, and files that were filled and left.
@@ -52,7 +53,11 @@ private:
     void create(const Settings &settings);
     void startChecking(const DirectoryLook &former);
     bool isFirstItemStored(const DirectoryLook &former) const;
+    template <typename Step>
+    void attempt(Step step);
     void pass();
+    void leaveFile(int32_t position);
+    bool mayPass() const;
     void fillFile();
     int64_t follow(int32_t formerPosition, int64_t formerCount);
     void syncNewItems();
@@ -67,7 +72,8 @@ private:
     const JORN_OBJ *object_ = nullptr;
     StoredCheck check_;
     const MediumSync medium_;
-    int64_t synced_ = 0;  ///< Items that were confirmed when the current file was synced last.
+    int64_t synced_ = 0;      ///< Items that were confirmed when the current file was synced last.
+    bool hasFailed_ = false;  ///< The store has, as opposed to its input.
     int64_t submitted_ = 0;
     int64_t filesPassed_ = 0;
 };

@@ -30,6 +30,9 @@ public:
     /// are there are confirmed.
     [[nodiscard]] bool verify();
 
+    /// A verification has found that an item is not in the file. It stays so until the next begin().
+    bool isShort() const { return isShort_; }
+
     /// Items that were found in the files since the beginning.
     int64_t confirmed() const { return confirmed_; }
 
@@ -40,6 +43,7 @@ private:
     int position_ = 0;
     off_t offset_ = 0;
     int64_t expected_ = 0;
+    bool isShort_ = false;
     int64_t confirmed_ = 0;
 };
 
