@@ -92,13 +92,20 @@ void replaceIndex(const StoreDirectory &directory, const IndexPositions &positio
 
 }  // namespace
 
+std::string shrinkingOf(const RingLook &look, std::optional<int> requested) {
+    const int needed = look.highestFile() + 1;
+    if (!requested || *requested >= needed) {
+        return "";
+    }
+    return "holds a ring of " + std::to_string(needed) + " files or more, and --files " +
+           std::to_string(*requested) + " may delete the oldest of them";
+}
+
 void refuseSmallerRing(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
                        bool mayShrink) {
-    const int needed = look.highestFile() + 1;
-    if (requested && *requested < needed && !mayShrink) {
-        refuse(directory.path() + ": holds a ring of " + std::to_string(needed) +
-               " files or more, and --files " + std::to_string(*requested) +
-               " may delete the oldest of them; give --shrink if that is meant");
+    const std::string shrinking = shrinkingOf(look, requested);
+    if (!shrinking.empty() && !mayShrink) {
+        refuse(directory.path() + ": " + shrinking + "; give --shrink if that is meant");
     }
 }
 

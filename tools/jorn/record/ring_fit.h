@@ -4,6 +4,7 @@
 #define JORN_TOOLS_RING_FIT_H
 
 #include <optional>
+#include <string>
 
 #include "log/ring_look.h"
 #include "log/store_directory.h"
@@ -12,6 +13,9 @@ namespace tool {
 
 /// Files of a new ring.
 inline constexpr int kDefaultRingSize = 10;
+
+/// Why the request would make the ring smaller, as a sentence without its stop; empty if it would not.
+std::string shrinkingOf(const RingLook &look, std::optional<int> requested);
 
 /// Throws Failure when the request would make the ring smaller and that was not allowed.
 void refuseSmallerRing(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
