@@ -29,9 +29,9 @@ int chooseRingSize(const StoreDirectory &directory, const RingLook &look, std::o
 
 /// Brings the files to the positions that the store's start-up would give them, and the index with them.
 /// The start-up renames from the oldest file on, over a file that has still to move, which a gap in the
-/// ring or a ring that is a little larger than before makes it do; here every file moves only when its
-/// new position is free. The start-up then finds nothing to do. Returns how many files were moved or
-/// deleted. Throws Failure.
+/// ring or a ring that is a little larger than before makes it do; here every file moves only when no
+/// other one is in its way. A cut in between leaves them in their order. The start-up then finds nothing to
+/// do. Returns how many files were moved or deleted. Throws Failure.
 int fitRing(const StoreDirectory &directory, const RingLook &look, int ringSize);
 
 }  // namespace tool
