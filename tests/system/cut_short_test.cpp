@@ -171,6 +171,34 @@ TEST_P(EveryCutTest, Clear_CutAnywhere_TheNextRecorderRemovesWhatIsLeft) {
     cutEverywhere({"clear", "--yes", "--files", "3", "log"}, prepare, examine);
 }
 
+/// Two files of the ring that came round have to make way for each other.
+TEST_P(EveryCutTest, RecordIntoLargerRing_CutAnywhere_OrderOfTheItemsStays) {
+    const auto prepare = [this] {
+        fs::remove_all(path("log"));
+        makeDirectory("log");
+        writeFiles({1, 2, 3, 0}, 2);
+        writeIndex("1,0");
+    };
+    Names newestFirst = itemTexts(1, 8);
+    std::reverse(newestFirst.begin(), newestFirst.end());
+    const auto shown = [this] { return shownTexts(jorn({"show", "-p", "2", "log"}).out); };
+    std::set<Names> left;
+    const auto examine = [&] {
+        left.insert(namesIn("log"));
+        EXPECT_EQ(shown(), newestFirst);
+        const Outcome run = jorn({"record", "--files", "6", "log"});
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(shown(), newestFirst);
+        EXPECT_EQ(namesIn("log"), (Names{"0.csv", "3.csv", "4.csv", "5.csv", "index.csv"}));
+        EXPECT_EQ(read("log/index.csv"), "version:1\n3,0\n");
+    };
+    cutEverywhere({"record", "--files", "6", "log"}, prepare, examine);
+    EXPECT_THAT(left, ::testing::IsSupersetOf({Names{"0.csv", "1.csv", "2.csv", "3.csv", "index.csv"},
+                                               Names{"0.csv", "1.csv", "2.csv", "5.csv", "index.csv"},
+                                               Names{"0.csv", "1.csv", "4.csv", "5.csv", "index.csv"},
+                                               Names{"0.csv", "3.csv", "4.csv", "5.csv", "index.csv"}}));
+}
+
 TEST_P(EveryCutTest, ExportOfNewFile_CutAnywhere_FileIsWholeOrMissing) {
     writeFiles({0});
     writeIndex("0,0");

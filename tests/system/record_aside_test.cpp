@@ -58,8 +58,25 @@ protected:
         return names;
     }
 
-    Outcome record(const std::string &input = "new\n") const {
-        return jorn({"record", "log", "--if-unclear", "aside"}, {input, "", {}, {}});
+    Outcome record(const std::string &input = "new\n", std::vector<std::string> options = {}) const {
+        options.insert(options.begin(), {"record", "log", "--if-unclear", "aside"});
+        return jorn(options, {input, "", {}, {}});
+    }
+
+    /// That a recorder with a ring of 4 files puts aside what is in the log, and why.
+    void expectPutAsideForFour(const std::string &reason) const {
+        const Contents before = contents("log");
+        const Outcome run = record("new\n", {"--files", "4"});
+        EXPECT_EQ(run.status, 0);
+        EXPECT_THAT(run.err, MatchesRegex("jorn: log: " + reason +
+                                          ": the files are in log/aside-20[0-9]{6}T[0-9]{6}Z now, and the "
+                                          "log begins anew\n"));
+        const auto asides = directoriesInLog();
+        ASSERT_EQ(asides.size(), 1U);
+        EXPECT_TRUE(contents(asides[0]) == before);
+        EXPECT_THAT(contents("log"), ::testing::SizeIs(2));
+        EXPECT_THAT(textsIn("log/0.csv"), ElementsAre(kStart, "new"));
+        EXPECT_EQ(record("again\n", {"--files", "4"}).err, "");
     }
 };
 
@@ -91,6 +108,33 @@ TEST_F(RecordAsideTest, Record_OrderClear_NothingIsPutAside) {
     EXPECT_EQ(record().status, 0);
     EXPECT_THAT(directoriesInLog(), ::testing::IsEmpty());
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
+}
+
+TEST_F(RecordAsideTest, Record_StrayFileBeyondTheRing_RingIsKeptAndTheLogBeginsAnew) {
+    writeFiles({0, 1});
+    writeIndex("0,1");
+    write("log/89.csv", "");
+    expectPutAsideForFour("holds a ring of 90 files or more, and --files 4 may delete the oldest of them");
+}
+
+TEST_F(RecordAsideTest, Record_RingIsLarger_RingIsKeptAndTheLogBeginsAnew) {
+    writeFiles({2, 3, 4, 0, 1});
+    writeIndex("2,1");
+    expectPutAsideForFour("holds a ring of 5 files or more, and --files 4 may delete the oldest of them");
+}
+
+TEST_F(RecordAsideTest, Record_RingIsLargerAndOrderUnclear_PutAsideOnce) {
+    makeUnclearRing();
+    write("log/89.csv", "");
+    expectPutAsideForFour("index.csv was not whole, and [^\n]*");
+}
+
+TEST_F(RecordAsideTest, RecordShrink_RingIsLarger_MadeSmaller) {
+    writeFiles({0, 1, 2, 3, 4});
+    writeIndex("0,4");
+    EXPECT_EQ(record("new\n", {"--files", "4", "--shrink"}).status, 0);
+    EXPECT_THAT(directoriesInLog(), ::testing::IsEmpty());
+    EXPECT_EQ(read("log/index.csv"), "version:1\n0,3\n");
 }
 
 TEST_F(RecordAsideTest, PutAside_NameIsTaken_AnotherOne) {
@@ -152,15 +196,15 @@ protected:
     }
 
     /// The log is made anew by `make` for each; after each, a whole start must leave what `expect` wants.
-    void killAtEachCall(const std::function<void()> &make,
-                        const std::function<void(const Outcome &)> &expect) const {
+    void killAtEachCall(const std::function<void()> &make, const std::function<void(const Outcome &)> &expect,
+                        const std::vector<std::string> &options = {}) const {
         int status = kKilled;
         size_t kills = 0;
         for (; status == kKilled; ++kills) {
             beginAnew();
             make();
-            status = killAtCall(kills);
-            const Outcome run = record();
+            status = killAtCall(kills, options);
+            const Outcome run = record("new\n", options);
             ASSERT_EQ(run.status, 0) << kills << run.err;
             expect(run);
             ASSERT_FALSE(HasFailure()) << kills << " calls before the kill";
@@ -170,10 +214,12 @@ protected:
     }
 
 private:
-    int killAtCall(size_t number) const {
+    int killAtCall(size_t number, const std::vector<std::string> &further) const {
         TraceOptions options;
         options.directory = root_;
-        TracedRun run(jornCommand({"record", "log", "--if-unclear", "aside"}), options);
+        std::vector<std::string> words = {"record", "log", "--if-unclear", "aside"};
+        words.insert(words.end(), further.begin(), further.end());
+        TracedRun run(jornCommand(words), options);
         size_t changes = 0;
         run.onCall([&](const SystemCall &call) {
             const bool isChange = call.isEntry() && call.changesFiles() && call.path.rfind(root_, 0) == 0;
@@ -195,6 +241,27 @@ TEST_F(RecordKilledTest, Record_KilledWhilePuttingAside_NextStartKeepsEveryFile)
                        EXPECT_THAT(contents("log"), ::testing::SizeIs(2));
                        EXPECT_EQ(textsIn("log/0.csv").back(), "new");
                    });
+}
+
+/// The index is whole here: a start after a kill may begin another directory, but never mixes two rings.
+TEST_F(RecordKilledTest, Record_KilledWhilePuttingLargerRingAside_NextStartKeepsEveryFile) {
+    const auto make = [this] {
+        writeFiles({2, 3, 4, 0, 1});
+        writeIndex("2,1");
+    };
+    make();
+    const Contents before = contents("log");
+    killAtEachCall(make,
+                   [&](const Outcome &) {
+                       Contents kept;
+                       for (const std::string &aside : directoriesInLog()) {
+                           kept.merge(contents(aside));
+                       }
+                       EXPECT_TRUE(kept == before);
+                       EXPECT_THAT(contents("log"), ::testing::SizeIs(2));
+                       EXPECT_EQ(textsIn("log/0.csv").back(), "new");
+                   },
+                   {"--files", "4"});
 }
 
 TEST_F(RecordKilledTest, Record_KilledWhileMending_NextStartShowsEveryItem) {

@@ -66,8 +66,8 @@ void addRingOptions(CLI::App *command, RecordOptions *options) {
     command
         ->add_option(
             "--if-unclear", options->ifUnclear,
-            "Where the index is lost and the files do not tell their order: refuse, or put the files aside "
-            "in DIR/aside-TIME and begin anew")
+            "Where the index is lost and the files do not tell their order, or --files is too small for "
+            "them: refuse, or put the files aside in DIR/aside-TIME and begin anew")
         ->type_name("WHAT")
         ->capture_default_str()
         ->check(CLI::IsMember({"refuse", "aside"}));

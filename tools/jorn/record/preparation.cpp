@@ -37,10 +37,16 @@ void finishFormerStart(const StoreDirectory &directory) {
                   kExitDamage);
 }
 
-void putUnclearAside(const StoreDirectory &directory, const IndexMending &mending) {
+bool mayPutAside(const RecordOptions &options) { return options.ifUnclear == "aside"; }
+
+void beginAnew(const StoreDirectory &directory, const std::string &reason) {
     const std::string name = putAside(directory, time(nullptr));
-    tell(directory, "index.csv was " + mending.flaw + ", and " + mending.reason + ": the files are in " +
-                        directory.pathOf(name) + " now, and the log begins anew");
+    tell(directory,
+         reason + ": the files are in " + directory.pathOf(name) + " now, and the log begins anew");
+}
+
+void putUnclearAside(const StoreDirectory &directory, const IndexMending &mending) {
+    beginAnew(directory, "index.csv was " + mending.flaw + ", and " + mending.reason);
 }
 
 void mendLostIndex(const StoreDirectory &directory, const IndexMending &mending) {
@@ -59,9 +65,23 @@ void seeToIndex(const StoreDirectory &directory, const RecordOptions &options) {
             mendLostIndex(directory, mending);
             break;
         case IndexMending::Kind::Unclear:
-            options.ifUnclear == "aside" ? putUnclearAside(directory, mending)
-                                         : refuseUnclear(directory, mending);
+            mayPutAside(options) ? putUnclearAside(directory, mending) : refuseUnclear(directory, mending);
             break;
+    }
+}
+
+/// Before anything is changed. Where files may be put aside, what is in the directory refuses nothing.
+void refuseToShrink(const StoreDirectory &directory, const RecordOptions &options) {
+    if (!mayPutAside(options)) {
+        refuseSmallerRing(directory, RingLook::ofReadable(directory), options.files, options.mayShrink);
+    }
+}
+
+/// A single stray file makes a ring look larger than it is.
+void seeToSize(const StoreDirectory &directory, const RecordOptions &options) {
+    const std::string shrinking = shrinkingOf(RingLook::ofReadable(directory), options.files);
+    if (!shrinking.empty() && !options.mayShrink && mayPutAside(options)) {
+        beginAnew(directory, shrinking);
     }
 }
 
@@ -106,9 +126,10 @@ LiveStore::Settings prepareDirectory(const StoreDirectory &directory, const Reco
     if (options.mode) {
         applyLogMode(directory, *options.mode);
     }
-    refuseSmallerRing(directory, RingLook::ofReadable(directory), options.files, options.mayShrink);
+    refuseToShrink(directory, options);
     finishFormerStart(directory);
     seeToIndex(directory, options);
+    seeToSize(directory, options);
     const RingLook look = RingLook::ofReadable(directory);
     const int files = fitToRing(directory, look, options);
     endLastLine(directory, look, files);

@@ -69,12 +69,33 @@ std::vector<FileMove> movesOf(const jorn::TidyingPlan &plan) {
     return moves;
 }
 
-/// Carries out each move once its target is free. There is always such a move: the files keep their
-/// order, and at least one position of the ring is free when any file has to move.
-void moveFiles(const StoreDirectory &directory, std::vector<FileMove> moves, Layout *layout) {
+/// How many positions a start looks at, from the newest file downward, before it comes to this one.
+int positionsBefore(int position, int newest) {
+    return (newest - position + jorn::kSurveySize) % jorn::kSurveySize;
+}
+
+/// Whether the move takes its file past no other one, nor onto one. Until all moves are done, the former
+/// index counts: by that, a start after a cut finds the files in the order in which they are then.
+bool keepsOrder(const FileMove &move, int newest, const Layout &layout) {
+    const auto [first, last] =
+        std::minmax({positionsBefore(move.from, newest), positionsBefore(move.to, newest)});
+    for (int position = 0; position < jorn::kSurveySize; ++position) {
+        const int before = positionsBefore(position, newest);
+        const bool isOnTheWay = position != move.from && before >= first && before <= last;
+        if (isOnTheWay && layout.isPresent(position)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Carries out each move once no file is in its way. There is always such a move: the files keep their
+/// order, so of neighbours that go the same way the foremost one is free to go.
+void moveFiles(const StoreDirectory &directory, std::vector<FileMove> moves, int newest, Layout *layout) {
     while (!moves.empty()) {
-        const auto next = std::find_if(moves.begin(), moves.end(),
-                                       [&](const FileMove &move) { return !layout->isPresent(move.to); });
+        const auto next = std::find_if(moves.begin(), moves.end(), [&](const FileMove &move) {
+            return keepsOrder(move, newest, *layout);
+        });
         if (next == moves.end()) {
             throw Failure(directory.path() + ": the files cannot be put in order without overwriting one");
         }
@@ -92,13 +113,20 @@ void replaceIndex(const StoreDirectory &directory, const IndexPositions &positio
 
 }  // namespace
 
+std::string shrinkingOf(const RingLook &look, std::optional<int> requested) {
+    const int needed = look.highestFile() + 1;
+    if (!requested || *requested >= needed) {
+        return "";
+    }
+    return "holds a ring of " + std::to_string(needed) + " files or more, and --files " +
+           std::to_string(*requested) + " may delete the oldest of them";
+}
+
 void refuseSmallerRing(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
                        bool mayShrink) {
-    const int needed = look.highestFile() + 1;
-    if (requested && *requested < needed && !mayShrink) {
-        refuse(directory.path() + ": holds a ring of " + std::to_string(needed) +
-               " files or more, and --files " + std::to_string(*requested) +
-               " may delete the oldest of them; give --shrink if that is meant");
+    const std::string shrinking = shrinkingOf(look, requested);
+    if (!shrinking.empty() && !mayShrink) {
+        refuse(directory.path() + ": " + shrinking + "; give --shrink if that is meant");
     }
 }
 
@@ -116,7 +144,7 @@ int fitRing(const StoreDirectory &directory, const RingLook &look, int ringSize)
     Layout layout(directory, look);
     const std::vector<FileMove> moves = movesOf(plan);
     const int deleted = deleteSurplus(plan, &layout);
-    moveFiles(directory, moves, &layout);
+    moveFiles(directory, moves, plan.firstVisited, &layout);
     const int changed = deleted + static_cast<int>(moves.size());
     if (changed > 0) {
         replaceIndex(directory, {plan.oldest, plan.latest});

@@ -4,6 +4,7 @@
 #define JORN_TOOLS_RING_FIT_H
 
 #include <optional>
+#include <string>
 
 #include "log/ring_look.h"
 #include "log/store_directory.h"
@@ -12,6 +13,9 @@ namespace tool {
 
 /// Files of a new ring.
 inline constexpr int kDefaultRingSize = 10;
+
+/// Why the request would make the ring smaller, as a sentence without its stop; empty if it would not.
+std::string shrinkingOf(const RingLook &look, std::optional<int> requested);
 
 /// Throws Failure when the request would make the ring smaller and that was not allowed.
 void refuseSmallerRing(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
@@ -25,9 +29,9 @@ int chooseRingSize(const StoreDirectory &directory, const RingLook &look, std::o
 
 /// Brings the files to the positions that the store's start-up would give them, and the index with them.
 /// The start-up renames from the oldest file on, over a file that has still to move, which a gap in the
-/// ring or a ring that is a little larger than before makes it do; here every file moves only when its
-/// new position is free. The start-up then finds nothing to do. Returns how many files were moved or
-/// deleted. Throws Failure.
+/// ring or a ring that is a little larger than before makes it do; here every file moves only when no
+/// other one is in its way. A cut in between leaves them in their order. The start-up then finds nothing to
+/// do. Returns how many files were moved or deleted. Throws Failure.
 int fitRing(const StoreDirectory &directory, const RingLook &look, int ringSize);
 
 }  // namespace tool
