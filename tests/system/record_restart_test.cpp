@@ -256,8 +256,8 @@ TEST_F(RecordRestartTest, Record_EvidenceUnclear_RefusedAndNothingChanged) {
     expectRefused(
         {},
         "jorn: log: index.csv is empty, and the times of all files are equal, and more or fewer than one "
-        "of them looks like the newest; nothing was changed. `jorn repair --oldest A --latest B log` "
-        "decides; --if-unclear aside puts the files aside\n");
+        "of them looks like the newest; nothing was changed. `jorn repair --yes --oldest A --latest "
+        "B log` decides; --if-unclear aside puts the files aside\n");
     expectRefused({"--if-unclear", "refuse"}, "nothing was changed");
 }
 
@@ -266,6 +266,14 @@ TEST_F(RecordRestartTest, Record_FilesWouldHaveToMove_RefusedAndNothingChanged) 
     expectRefused({},
                   "jorn: log: index.csv is missing, and files would have to change their places; nothing was "
                   "changed. `jorn repair log` shows how; --if-unclear aside puts the files aside\n");
+}
+
+TEST_F(RecordRestartTest, Record_NameIsNoWordOfTheShell_AdviceQuotesIt) {
+    writeFiles({0, 2, 3}, kFull);
+    fs::rename(path("log"), path("door's log"));
+    const Outcome run = jorn({"record", "door's log"});
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, HasSubstr(" `jorn repair 'door'\\''s log'` shows how;"));
 }
 
 TEST_F(RecordRestartTest, Record_OtherValueOfIfUnclear_Refused) {

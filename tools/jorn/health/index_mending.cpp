@@ -92,6 +92,19 @@ bool keepsItems(const Diagnosis &diagnosis) {
 
 bool isCertain(const Diagnosis &diagnosis) { return diagnosis.order.isKnown() && keepsItems(diagnosis); }
 
+/// As a word of a command line for the shell: in quotes only where it needs them.
+std::string shellWord(const std::string &text) {
+    constexpr char kPlain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_./:@%+,=-";
+    if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) {
+        return text;
+    }
+    std::string word = "'";
+    for (const char c : text) {
+        word += c == '\'' ? "'\\''" : std::string(1, c);
+    }
+    return word + "'";
+}
+
 IndexMending decide(const Diagnosis &diagnosis, const StoreDirectory &directory) {
     IndexMending mending;
     mending.flaw = flawOf(diagnosis.look.index);
@@ -107,10 +120,10 @@ IndexMending decide(const Diagnosis &diagnosis, const StoreDirectory &directory)
         return mending;
     }
     mending.kind = IndexMending::Kind::Unclear;
-    mending.advice = "`jorn repair --oldest A --latest B " + directory.path() + "` decides";
+    mending.advice = "`jorn repair --yes --oldest A --latest B " + shellWord(directory.path()) + "` decides";
     if (diagnosis.order.isKnown()) {
         mending.reason = "files would have to change their places";
-        mending.advice = "`jorn repair " + directory.path() + "` shows how";
+        mending.advice = "`jorn repair " + shellWord(directory.path()) + "` shows how";
     }
     return mending;
 }
