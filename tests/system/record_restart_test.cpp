@@ -320,8 +320,8 @@ TEST_F(RecordRestartTest, Record_EvidenceUnclear_RefusedAndNothingChanged) {
     expectRefused(
         {},
         "jorn: log: index.csv is empty, and the times of all files are equal, and more or fewer than one "
-        "of them looks like the newest; nothing was changed. `jorn repair --oldest A --latest B log` "
-        "decides; --if-unclear aside puts the files aside\n");
+        "of them looks like the newest; nothing was changed. `jorn repair --yes --oldest A --latest "
+        "B log` decides; --if-unclear aside puts the files aside\n");
     expectRefused({"--if-unclear", "refuse"}, "nothing was changed");
 }
 
@@ -332,12 +332,20 @@ TEST_F(RecordRestartTest, Record_FilesWouldHaveToMove_RefusedAndNothingChanged) 
                   "changed. `jorn repair log` shows how; --if-unclear aside puts the files aside\n");
 }
 
+TEST_F(RecordRestartTest, Record_NameIsNoWordOfTheShell_AdviceQuotesIt) {
+    writeFiles({0, 2, 3}, kFull);
+    fs::rename(path("log"), path("door's log"));
+    const Outcome run = jorn({"record", "door's log"});
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, HasSubstr(" `jorn repair 'door'\\''s log'` shows how;"));
+}
+
 TEST_F(RecordRestartTest, Record_OtherValueOfIfUnclear_Refused) {
     EXPECT_EQ(record({"--if-unclear", "guess"}).status, 2);
 }
 
 /// The name of what is kept may be taken by anything.
-TEST_F(RecordRestartTest, Record_KeptNameIsTaken_ReplacedOrRefused) {
+TEST_F(RecordRestartTest, Record_KeptNameIsTaken_Replaced) {
     makeRingThatCameRound();
     write("log/index.csv", "second");
     write("log/index.csv.lost", "first");
@@ -350,13 +358,21 @@ TEST_F(RecordRestartTest, Record_KeptNameIsTaken_ReplacedOrRefused) {
     ASSERT_EQ(record().status, 0);
     EXPECT_EQ(read("elsewhere"), "other");
     EXPECT_EQ(read("log/index.csv.lost"), "third");
-    fs::remove(path("log/index.csv.lost"));
-    makeDirectory("log/index.csv.lost");
-    write("log/index.csv", "fourth");
+}
+
+TEST_F(RecordRestartTest, Record_KeptNameIsThatOfADirectory_AnotherOne) {
+    makeRingThatCameRound();
+    for (const char *name : {"log/index.csv.lost", "log/index.csv.lost-2", "log/index.bak.lost"}) {
+        makeDirectory(name);
+    }
+    write("log/index.csv", "version");
+    write("log/index.bak", "version:1");
     const Outcome run = record();
-    EXPECT_EQ(run.status, 4);
-    EXPECT_THAT(run.err, StartsWith("jorn: log/index.csv.lost: "));
-    EXPECT_EQ(read("log/index.csv"), "fourth");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.err, HasSubstr("; index.csv.lost-3 and index.bak.lost-2 keep the former ones\n"));
+    EXPECT_EQ(read("log/index.csv.lost-3"), "version");
+    EXPECT_EQ(read("log/index.bak.lost-2"), "version:1");
+    EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
 }
 
 /// The store's own first item does not fit, nor does anything else.

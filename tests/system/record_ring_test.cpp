@@ -161,6 +161,13 @@ TEST_F(RecordRingTest, Record_GapInRing_KeepsEveryFile) {
     EXPECT_EQ(read("log/index.csv"), "version:1\n1,5\n");
 }
 
+TEST_F(RecordRingTest, Record_OneFileMoves_MessageCountsOne) {
+    makeRing({0, 1}, "1,0");
+    const Outcome run = record("x\n", {"--files", "3"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "jorn: log: 1 file renamed or deleted for a ring of 3\n");
+}
+
 TEST_F(RecordRingTest, Record_BackupIndexOnly_GoesOnWhereItTells) {
     makeRing({0, 1}, "0,1");
     write("log/index.bak", "version:1\n0,1\n");

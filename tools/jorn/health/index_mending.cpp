@@ -64,14 +64,26 @@ std::string flawOf(const IndexEntry &index) {
     return index.positions() ? "beyond any ring" : "not whole";
 }
 
-std::string keptText(const DirectoryLook &look) {
+/// The name that keeps what is replaced. Only a directory cannot make way for it.
+std::string keptName(const StoreDirectory &directory, const char *name) {
+    const std::string first = std::string(name) + kKeptSuffix;
+    std::string kept = first;
+    for (int number = 2; lookAtEntry(directory, kept).kind == Entry::Kind::Directory; ++number) {
+        kept = first + "-" + std::to_string(number);
+    }
+    return kept;
+}
+
+std::string keptText(const StoreDirectory &directory, const DirectoryLook &look) {
+    const std::string index = keptName(directory, kIndexName);
+    const std::string backup = keptName(directory, kIndexBackupName);
     if (look.index.entry.isPresent() && look.backup.entry.isPresent()) {
-        return "index.csv.lost and index.bak.lost keep the former ones";
+        return index + " and " + backup + " keep the former ones";
     }
     if (look.index.entry.isPresent()) {
-        return "index.csv.lost keeps the former one";
+        return index + " keeps the former one";
     }
-    return look.backup.entry.isPresent() ? "index.bak.lost keeps the former backup" : "";
+    return look.backup.entry.isPresent() ? backup + " keeps the former backup" : "";
 }
 
 /// Files without items that are in the way do not count: the store's start moves them, and loses nothing.
@@ -81,10 +93,23 @@ bool keepsItems(const Diagnosis &diagnosis) {
 
 bool isCertain(const Diagnosis &diagnosis) { return diagnosis.order.isKnown() && keepsItems(diagnosis); }
 
-IndexMending decide(const Diagnosis &diagnosis, const std::string &path) {
+/// As a word of a command line for the shell: in quotes only where it needs them.
+std::string shellWord(const std::string &text) {
+    constexpr char kPlain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_./:@%+,=-";
+    if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) {
+        return text;
+    }
+    std::string word = "'";
+    for (const char c : text) {
+        word += c == '\'' ? "'\\''" : std::string(1, c);
+    }
+    return word + "'";
+}
+
+IndexMending decide(const Diagnosis &diagnosis, const StoreDirectory &directory) {
     IndexMending mending;
     mending.flaw = flawOf(diagnosis.look.index);
-    mending.kept = keptText(diagnosis.look);
+    mending.kept = keptText(directory, diagnosis.look);
     mending.reason = diagnosis.order.evidence;
     const RingOrder::Source source = diagnosis.order.source;
     if (source == RingOrder::Source::Index || source == RingOrder::Source::Cleared) {
@@ -96,10 +121,10 @@ IndexMending decide(const Diagnosis &diagnosis, const std::string &path) {
         return mending;
     }
     mending.kind = IndexMending::Kind::Unclear;
-    mending.advice = "`jorn repair --oldest A --latest B " + path + "` decides";
+    mending.advice = "`jorn repair --yes --oldest A --latest B " + shellWord(directory.path()) + "` decides";
     if (diagnosis.order.isKnown()) {
         mending.reason = "files would have to change their places";
-        mending.advice = "`jorn repair " + path + "` shows how";
+        mending.advice = "`jorn repair " + shellWord(directory.path()) + "` shows how";
     }
     return mending;
 }
@@ -118,12 +143,10 @@ void judgeBySize(std::optional<int> ringSize, Diagnosis *diagnosis) {
     }
 }
 
-std::string keptName(const char *name) { return std::string(name) + kKeptSuffix; }
-
 /// Gives the index a second name, so that it never lacks its own.
 void keepIndex(const StoreDirectory &directory) {
     const int fd = directory.descriptor();
-    const std::string kept = keptName(kIndexName);
+    const std::string kept = keptName(directory, kIndexName);
     unlinkat(fd, kept.c_str(), 0);
     int result = linkat(fd, kIndexName, fd, kept.c_str(), 0);
     if (result < 0 && (errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS)) {
@@ -138,7 +161,7 @@ void keepIndex(const StoreDirectory &directory) {
 /// Once the index is whole, the backup must not be taken for it any more.
 void keepBackup(const StoreDirectory &directory) {
     const int fd = directory.descriptor();
-    const std::string kept = keptName(kIndexBackupName);
+    const std::string kept = keptName(directory, kIndexBackupName);
     if (renameat(fd, kIndexBackupName, fd, kept.c_str()) < 0 && errno != ENOENT) {
         throw systemFailure(directory.pathOf(kept), errno);
     }
@@ -157,7 +180,7 @@ IndexMending planIndexMending(const StoreDirectory &directory, std::optional<int
         throw Failure(directory.path() + ": is being written; stop its writer first");
     }
     judgeBySize(ringSize, &diagnosis);
-    return decide(diagnosis, directory.path());
+    return decide(diagnosis, directory);
 }
 
 void writeIndex(const StoreDirectory &directory, const IndexPositions &positions) {

@@ -37,7 +37,8 @@ bool isIndexLost(const StoreDirectory &directory);
 IndexMending planIndexMending(const StoreDirectory &directory, std::optional<int> ringSize);
 
 /// Writes the index. What it replaces stays under the name with ".lost" at its end, in place of what was kept
-/// there before. A cut at any moment leaves the former index or the new one. Throws Failure.
+/// there before, or with ".lost-2" and so on where a directory has that name. A cut at any moment leaves the
+/// former index or the new one. Throws Failure.
 void mendIndex(const StoreDirectory &directory, const IndexPositions &positions);
 
 /// Writes the index anew, whole or not at all. Throws Failure; then the former one is still there.

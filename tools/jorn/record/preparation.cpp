@@ -14,6 +14,7 @@
 #include "record/ring_fit.h"
 #include "record/torn_line.h"
 #include "system/failure.h"
+#include "terminal/counted.h"
 
 namespace tool {
 namespace {
@@ -90,8 +91,8 @@ int fitToRing(const StoreDirectory &directory, const RingLook &look, const Recor
     const int files = chooseRingSize(directory, look, options.files, options.mayShrink);
     const int changed = fitRing(directory, look, files);
     if (changed > 0) {
-        printMessage(directory.path() + ": " + std::to_string(changed) +
-                     " files renamed or deleted for a ring of " + std::to_string(files));
+        printMessage(directory.path() + ": " + counted(changed, "file", "files") +
+                     " renamed or deleted for a ring of " + std::to_string(files));
     }
     return files;
 }
