@@ -104,7 +104,7 @@ TEST_F(RecordAsideTest, Record_OrderUnclear_RingIsKeptAndTheLogBeginsAnew) {
 }
 
 TEST_F(RecordAsideTest, Record_OrderClear_NothingIsPutAside) {
-    writeFiles({2, 3, 0, 1});
+    writeRing({2, 3, 0, 1});
     EXPECT_EQ(record().status, 0);
     EXPECT_THAT(directoriesInLog(), ::testing::IsEmpty());
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
