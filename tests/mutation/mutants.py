@@ -381,7 +381,7 @@ class FileWalk:
             self.constant(cursor, self.source.text(*extent(cursor)))
         elif is_negatable(cursor, children):
             self.negate(cursor)
-        if kind == Kind.CXX_UNARY_EXPR:  # sizeof looks at a type only
+        if kind == Kind.CXX_UNARY_EXPR:  # sizeof evaluates nothing but a type
             return
         for child in children:
             self.expression(child)
