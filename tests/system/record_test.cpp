@@ -21,7 +21,7 @@ using ::testing::IsEmpty;
 
 class RecordTest : public ToolTest {
 protected:
-    /// Records into "log" and returns the texts that arrived behind the store's own first item.
+    /// Records into "log" and returns the texts that arrived after the store's own first item.
     std::vector<std::string> recordedTexts(const std::string &input,
                                            const std::vector<std::string> &options = {}) {
         std::vector<std::string> arguments = {"record", "log"};
@@ -195,8 +195,7 @@ TEST_F(RecordTest, Record_DirectoryIsFile_Refused) {
     EXPECT_EQ(run.err, "jorn: file: Not a directory\n");
 }
 
-/// The recorder closes its file whenever the input pauses, so what it has read is there to be seen while
-/// it runs.
+/// The recorder closes its file whenever the input pauses, so what it has read can be seen while it runs.
 class StreamTest : public RecordTest {
 protected:
     StreamTest() { makeDirectory("log"); }
@@ -209,7 +208,7 @@ protected:
         return count;
     }
 
-    /// Waits until so many lines of the input are in the files.
+    /// Waits until `lines` lines of the input are in the files.
     void waitForLines(int lines) {
         CloseWatch watch(path("log"));
         watch.waitUntil([&] { return storedLines() == lines + 1; });
@@ -219,7 +218,7 @@ protected:
         RunningTool tool(root_, {"record", "log"});
         tool.feed(numberedLines("line", 7000));
         waitForLines(7000);
-        // Signal and bytes are there together when the recorder looks again.
+        // Signal and bytes are both there when the recorder looks again.
         tool.halt();
         tool.feed("in the pipe\npartial");
         tool.signal(signalNumber);
@@ -337,7 +336,7 @@ TEST_F(StreamTest, RecordKeepGoing_EndOfPipe_WaitsForSignal) {
 }
 
 TEST_F(RecordTest, Record_FileTakesNoMore_ExitsWithCountAndCause) {
-    // 3,000 lines of 29 bytes do not fit, whereas the index does.
+    // 3,000 lines of 29 bytes do not fit, but the index does.
     const Setting small = {numberedLines("line", 3000), "", {}, 20000};
     const Outcome run = jorn({"record", "log"}, small);
     EXPECT_EQ(run.status, 4);
@@ -355,7 +354,7 @@ TEST_F(RecordTest, Record_FileTakesNoMore_StopsReadingAtTheFirstFullFile) {
     const Outcome run = jorn({"record", "--files", "3", "log"}, small);
     EXPECT_EQ(run.status, 4);
     EXPECT_THAT(run.err, HasSubstr("log/0.csv: cannot be written: File too large"));
-    // What was read is lost beyond the first file; the ring did not come round over it.
+    // What was read is lost beyond the first file; the ring did not wrap onto it.
     EXPECT_EQ(textsIn("log/0.csv").at(1), numberedText("line", 1));
 }
 
@@ -377,7 +376,7 @@ TEST_F(StreamTest, Record_IndexLeftBehind_Exits) {
     RunningTool tool(root_, {"record", "log"});
     tool.feed(numberedLines("line", 4999));
     waitForLines(4999);
-    // The index can no longer be replaced: its backup's name is taken by a directory that is not empty.
+    // The index can no longer be replaced: a directory that is not empty has its backup's name.
     makeDirectory("log/index.csv.d");
     std::filesystem::remove(path("log/index.csv"));
     std::filesystem::rename(path("log/index.csv.d"), path("log/index.csv"));
