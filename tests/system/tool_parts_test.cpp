@@ -72,16 +72,16 @@ protected:
 
 TEST_F(ItemSplitterTest, Feed_Prefixes_TellTheLevelAndGoAway) {
     EXPECT_THAT(
-        textsOf("<0>a\n<3>\nb\n<2><1>c\n<4>d\n<>e\n<1\n <1>f\n<1>", 999, ItemSplitter::LongLine::Cut, true),
-        ElementsAre("0:a", "3:", ":b", "2:<1>c", ":<4>d", ":<>e", ":<1", ": <1>f", "1:"));
+        textsOf("<0>a\n<7>\nb\n<6><4>c\n<8>d\n<>e\n<1\n <1>f\n<4>", 999, ItemSplitter::LongLine::Cut, true),
+        ElementsAre("0:a", "3:", ":b", "2:<4>c", ":<8>d", ":<>e", ":<1", ": <1>f", "1:"));
     EXPECT_THAT(textsOf("<0>a\n", 999, ItemSplitter::LongLine::Cut, false), ElementsAre(":<0>a"));
 }
 
 TEST_F(ItemSplitterTest, Feed_PrefixOfLongLine_TakesNothingOfTheText) {
     const std::string whole(198, 'x');
-    EXPECT_THAT(textsOf("<2>" + whole + "\n<0>" + whole + "y\n", 999, ItemSplitter::LongLine::Cut, true),
+    EXPECT_THAT(textsOf("<6>" + whole + "\n<0>" + whole + "y\n", 999, ItemSplitter::LongLine::Cut, true),
                 ElementsAre("2:" + whole, "0:" + whole));
-    EXPECT_THAT(textsOf("<2>" + whole + "<1>\nz\n", 999, ItemSplitter::LongLine::Split, true),
+    EXPECT_THAT(textsOf("<6>" + whole + "<1>\nz\n", 999, ItemSplitter::LongLine::Split, true),
                 ElementsAre("2:" + whole, "2:<1>", ":z"));
 }
 
