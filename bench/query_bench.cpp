@@ -20,7 +20,7 @@
 #include "arguments.h"
 #include "database.h"
 #include "item_source.h"
-#include "ring.h"
+#include "created_ring.h"
 
 namespace {
 

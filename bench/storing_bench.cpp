@@ -17,7 +17,7 @@
 #include "arguments.h"
 #include "item_source.h"
 #include "load/plain_store.h"
-#include "ring.h"
+#include "created_ring.h"
 
 namespace {
 

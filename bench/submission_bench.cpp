@@ -23,7 +23,7 @@
 #include "arguments.h"
 #include "cycle_clock.h"
 #include "load/plain_store.h"
-#include "ring.h"
+#include "created_ring.h"
 
 namespace {
 

@@ -14,7 +14,7 @@ install(TARGETS jorn_archive EXPORT jorn_targets
 foreach(target jorn_shared jorn_archive)
   target_include_directories(${target} INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 endforeach()
-install(FILES ${PROJECT_SOURCE_DIR}/include/jorn.h
+install(FILES ${PROJECT_SOURCE_DIR}/include/jorn.h ${PROJECT_SOURCE_DIR}/include/jorn.hpp
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
 # For find_package(jorn).

@@ -153,7 +153,7 @@ JORN_API int32_t JORN_Destroy(int32_t handle_id);
  *
  * The item is stamped with time(NULL) and queued; the store task writes it within about 100 ticks.
  * May be called from any task at any time, by several at once.
- * Stack of the caller: 392 bytes; 924 when the item is refused and a message printed.
+ * Stack of the caller: 400 bytes; 924 when the item is refused and a message printed.
  *
  * @param handle_id Handle from JORN_Create().
  * @param level     Below 4; negative values are accepted and stored as they are.

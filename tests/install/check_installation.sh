@@ -29,6 +29,7 @@ with_cmake() {
         cp "$folder/$language"/cmake_*_$language "$folder"
         compiler=$cxx
     done
+    cp "$folder/CXX/cmake_jorn_HPP" "$folder"
 }
 
 # The same with pkg-config and the compilers alone: with_pkg_config PREFIX FOLDER
@@ -43,6 +44,7 @@ with_pkg_config() {
     "$cc" -std=gnu99 "$consumer/records.c" -o "$folder/pkg_static_C" $static
     "$cxx" -x c++ "$consumer/records.c" -x none -o "$folder/pkg_shared_CXX" $shared
     "$cxx" -x c++ "$consumer/records.c" -x none -o "$folder/pkg_static_CXX" $static
+    "$cxx" -std=c++17 -fno-exceptions -fno-rtti "$consumer/doors.cpp" -o "$folder/pkg_static_HPP" $static
 }
 
 # Checks that a program needs the shared library exactly when its name says so.
@@ -63,7 +65,7 @@ check_programs() {
         "$program" "$folder/log${#started[@]}" >/dev/null &
         started+=($!)
     done
-    [ ${#started[@]} = 8 ] || fail "${#started[@]} programs, not 8"
+    [ ${#started[@]} = 10 ] || fail "${#started[@]} programs, not 10"
     for program in "${!started[@]}"; do
         wait "${started[$program]}" || fail "program $program of $folder fails"
         [ "$("$prefix/bin/jorn" show -n all -o csv -s 5 "$folder/log$program" | cut -d, -f2-)" = \

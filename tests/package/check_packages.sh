@@ -87,6 +87,8 @@ check_library() {
     gcc -std=gnu99 "$here/../install/consumer/records.c" -o "$work/records" $flags
     LD_LIBRARY_PATH=$root/usr/lib/$architecture "$work/records" "$work/other" || fail "the program fails"
     [ "$("$root/usr/bin/jorn" count -s 5 -o csv "$work/other" | tail -n 1)" = total,2 ] || fail "its items are missing"
+    g++ -std=c++17 "$here/../install/consumer/doors.cpp" -o "$work/doors" $flags
+    LD_LIBRARY_PATH=$root/usr/lib/$architecture "$work/doors" "$work/third" || fail "the program in C++ fails"
 }
 
 check_reproducible

@@ -176,7 +176,7 @@ TEST_F(RecordServiceTest, Service_ParentMayNotBeWritten_OptionsOfADropInTake) {
         GTEST_SKIP() << "root's rights cannot be laid down here";
     }
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_THAT(read("log/2.csv"), HasSubstr(",1,2,last line\n"));
+    EXPECT_THAT(read("log/2.csv"), HasSubstr(",2,2,last line\n"));
     EXPECT_EQ(read("log/index.csv"), "version:1\n0,2\n");
 }
 

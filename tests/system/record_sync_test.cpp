@@ -83,7 +83,7 @@ protected:
             std::string content;
             const int items = kFull - (position + 1 == former.files ? former.room : 0);
             for (int item = 0; item < items; ++item) {
-                content += dataLine(time++, 2, 0, "former");
+                content += dataLine(time++, 1, 0, "former");
             }
             write("before/log/" + std::to_string(position) + ".csv", content);
             write("before/log/index.csv", "version:1\n0," + std::to_string(position) + "\n");
@@ -142,7 +142,7 @@ protected:
     /// The recorded lines in view in "cut/log", the oldest first; none where there is no log.
     std::vector<std::string> linesInView() const {
         return exists("cut/log")
-                   ? shownTexts(jorn({"show", "cut/log", "-n", "all", "-r", "--level", "1"}).out)
+                   ? shownTexts(jorn({"show", "cut/log", "-n", "all", "-r", "--level", "2"}).out)
                    : std::vector<std::string>();
     }
 
@@ -155,7 +155,7 @@ protected:
 
     void expectFormerInView(int least) const {
         if (least > 0) {
-            const std::string out = jorn({"count", "cut/log", "-o", "csv", "--level", "2"}).out;
+            const std::string out = jorn({"count", "cut/log", "-o", "csv", "--level", "1"}).out;
             EXPECT_GE(std::stoi(out.substr(out.rfind(',') + 1)), least) << out;
         }
     }

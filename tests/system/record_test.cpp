@@ -60,14 +60,27 @@ TEST_F(RecordTest, Record_LevelAndSlot_ReachTheItems) {
     EXPECT_THAT(linesOf(read("log/0.csv")).at(1), EndsWith(",2,5,x"));
 }
 
-TEST_F(RecordTest, RecordPrefixLevels_Prefixes_BecomeLevels) {
-    EXPECT_THAT(recordedTexts("<0>failed\n<2>\nplain\n<7>not a level\n", {"--prefix-levels", "-l", "1"}),
-                ElementsAre("failed", "", "plain", "<7>not a level"));
-    const std::vector<std::string> lines = linesOf(read("log/0.csv"));
-    EXPECT_THAT(lines.at(1), EndsWith(",0,0,failed"));
-    EXPECT_THAT(lines.at(2), EndsWith(",2,0,"));
-    EXPECT_THAT(lines.at(3), EndsWith(",1,0,plain"));
-    EXPECT_THAT(lines.at(4), EndsWith(",1,0,<7>not a level"));
+TEST_F(RecordTest, Record_NoLevel_Information) {
+    recordedTexts("x\n");
+    EXPECT_THAT(linesOf(read("log/0.csv")).at(1), EndsWith(",2,0,x"));
+}
+
+TEST_F(RecordTest, RecordPrefixLevels_Severities_BecomeTheLevelsThatExportMapsBack) {
+    recordedTexts("<0>a\n<1>b\n<2>c\n<3>d\n<4>e\n<5>f\n<6>g\n<7>h\n<8>i\n<6>\n",
+                  {"--prefix-levels", "-l", "1"});
+    std::vector<std::string> fields;
+    for (const std::string &line : linesOf(read("log/0.csv"))) {
+        fields.push_back(line.substr(line.find(',') + 1));
+    }
+    fields.erase(fields.begin());
+    EXPECT_THAT(fields, ElementsAre("0,0,a", "0,0,b", "0,0,c", "0,0,d", "1,0,e", "2,0,f", "2,0,g", "3,0,h",
+                                    "1,0,<8>i", "2,0,"));
+    const std::vector<std::string> messages =
+        linesOf(jorn({"export", "-o", "syslog", "--facility", "kern", "log"}).out);
+    EXPECT_EQ(messages.at(4).substr(0, 4), "<3>1");
+    EXPECT_EQ(messages.at(5).substr(0, 4), "<4>1");
+    EXPECT_EQ(messages.at(7).substr(0, 4), "<6>1");
+    EXPECT_EQ(messages.at(8).substr(0, 4), "<7>1");
 }
 
 TEST_F(RecordTest, RecordStats_ToldAtTheEnd) {
