@@ -12,7 +12,7 @@
 
 #include "item_source.h"
 #include "load/plain_store.h"
-#include "ring.h"
+#include "created_ring.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Every limit of the module once: value, unit, reason. The ones that users meet stand in jorn.h and
-// get their module name here. (Not called limits.h: on an include path that would hide the C library's.)
+// Every limit of the module, once: value, unit, reason. Those that users see are in jorn.h and get their
+// module names here. (Not called limits.h: on an include path that would hide the C library's.)
 #ifndef JORN_SRC_MODULE_LIMITS_H
 #define JORN_SRC_MODULE_LIMITS_H
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Kills the commands that write at each of their changes, and looks at what is left and at what the next
-// commands make of it.
+// Kills the commands that write, at each of their changes, and checks what is left and what the next commands
+// make of it.
 #ifndef JORN_TESTS_KILLS_COMMAND_CAMPAIGN_H
 #define JORN_TESTS_KILLS_COMMAND_CAMPAIGN_H
 
@@ -19,7 +19,7 @@ struct CommandRow {
     std::vector<std::string> faults;
 };
 
-/// `clear`, `export --to` and `repair --yes`. With a step, only each so-many-th moment.
+/// `clear`, `export --to` and `repair --yes`. With a step of n, only every n-th moment.
 std::vector<CommandRow> runCommandCampaign(size_t step = 1);
 
 std::string commandTable(const std::vector<CommandRow> &rows);

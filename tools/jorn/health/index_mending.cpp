@@ -22,7 +22,7 @@ constexpr char kKeptSuffix[] = ".lost";
 std::vector<int> filledFiles(const DirectoryLook &look) {
     std::vector<int> filled;
     for (int position = 0; position < jorn::kSurveySize; ++position) {
-        const Entry &entry = look.files[static_cast<size_t>(position)];
+        const Entry &entry = look.files[static_cast<size_t>(position)].itself;
         if (entry.isPresent() && entry.mark.size > 0) {
             filled.push_back(position);
         }
@@ -41,7 +41,7 @@ bool holdsAll(const IndexPositions &range, const std::vector<int> &files) {
 /// Whether the store's start goes by what the rewrites of the index have left. Where only the backup is
 /// there, it becomes the index, which is right unless the ring has moved on since.
 bool isGoodEnough(const StoreDirectory &directory) {
-    const DirectoryLook look = lookAt(directory);
+    const DirectoryLook look = lookAtAll(directory);
     const std::vector<int> filled = filledFiles(look);
     if (filled.empty()) {
         // Nothing can be lost, but the store would leave as it is what it can read of it.

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+// The emulated board below the kernel: memory protection, interrupts, timers, the host behind the emulator,
+// faults, and the power switch. One instruction takes 16 ns, one step of the board's counter: it counts
+// instructions.
+#ifndef JORN_TESTS_BOARD_MACHINE_H
+#define JORN_TESTS_BOARD_MACHINE_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+/// Keeps a variable over resets: like the flash chip, it is not set up when the power comes on.
+#define BOARD_KEPT __attribute__((section(".kept")))
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/// Bytes of a page, the unit in which memory can be left unmapped; and of a task's place among the stacks,
+/// whose first page is such a one.
+enum { kBoardPage = 4096, kBoardStackPlace = 4 * kBoardPage };
+
+/// Maps memory so that all else, and the first page of each stack's place, faults; then interrupts.
+void boardMachineInit(void);
+
+/// Instructions since the board was switched on. A cut does not set it back.
+uint64_t boardInstructions(void);
+
+/// Lets the tick come by itself, 60 times a second, or (0) not at all. A tick calls tickAnnounce().
+void boardTicks(int isOn);
+/// Whether the caller is the tick's interrupt.
+int boardIsInterrupt(void);
+
+/// Cuts the power `instructions` from now, whatever runs then; 0 takes it back.
+void boardCutAfter(uint64_t instructions);
+/// Cuts the power: on through the entry point. Calls boardLife() of what was kept.
+__attribute__((noreturn)) void boardPowerCut(void);
+
+/// Services of the emulator's host. boardHostWrite appends to a file that boardHostOpen has made, 1 is the
+/// console.
+void boardConsole(const char *bytes, size_t size);
+int boardHostOpen(const char *path);
+void boardHostWrite(int file, const char *bytes, size_t size);
+void boardHostClose(int file);
+/// What the emulator was started with.
+void boardArguments(char *text, size_t size);
+__attribute__((noreturn)) void boardExit(int status);
+
+/// Asked at a fault for what to say of an address; null where nothing is known of it.
+const char *boardDescribe(uintptr_t address);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
