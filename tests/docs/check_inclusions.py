@@ -13,7 +13,7 @@ if wanted:
 
 The part begins with the first line that begins with the first text, and ends with the next line that begins with the
 second one, or is the second one where that is a single character. The comment with the licence at the head of a file
-is not shown.
+is not shown. Every source and unit below ROOT/examples must be shown, whole or in part, by one of the documents.
 """
 import pathlib
 import re
@@ -90,8 +90,11 @@ def main():
         elif text != wanted:
             failures.append(f"{document.relative_to(root)}: shows other code than its files hold: "
                             "tests/docs/check_inclusions.py --update . renews it")
-    if not shown:
-        failures.append("no document shows any code")
+    examples = {str(path.relative_to(root)) for path in (root / "examples").glob("*/*")
+                if path.suffix in {".c", ".cpp", ".service"}}
+    failures += [f"{name}: no document shows it" for name in sorted(examples - shown)]
+    if not examples:
+        failures.append("there is no example")
     for failure in failures:
         print(failure, file=sys.stderr)
     return 1 if failures else 0
