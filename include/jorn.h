@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /**
  * @file jorn.h
- * @brief JORN log store: the only header that firmware includes.
+ * @brief JORN log store: the only header that firmware includes. (For C++17, jorn.hpp offers it as types.)
  *
  * A log object binds one directory to a ring of 2 to 90 numbered CSV files. Any task submits items
  * (a level, a slot and a text) without ever waiting; the store task `tLogStore` appends them to the
