@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// `jorn check`: what it tells of each kind of damage, and that it changes nothing.
+// `jorn check`: what it reports for each kind of damage, and that it changes nothing.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,7 +21,7 @@ using ::testing::Not;
 
 class CheckTest : public DamagedLogTest {
 protected:
-    /// Checks, and sees that the log stays as it is and what is said of it.
+    /// Runs the check and verifies what it prints and that the log stays as it is.
     void expectTold(int status, const std::vector<std::string> &told,
                     const std::vector<std::string> &options = {}) {
         age();
@@ -356,7 +356,7 @@ TEST_F(CheckTest, CheckColor_Always_ColorsSeverityAndSummary) {
     EXPECT_EQ(check().out, "log: sound (0 errors, 0 warnings, 0 notes)\n");
 }
 
-/// What a command prints on a terminal, where the pager marks what goes through it.
+/// What a command prints on a terminal, where the pager marks what passes through it.
 std::string pagedOnTerminal(const std::vector<std::string> &arguments) {
     Setting setting;
     setting.variables = {{"JORN_PAGER", "sed 's/^/paged /'"}, {"NO_COLOR", "1"}};
@@ -383,7 +383,7 @@ TEST_F(CheckTest, Check_LargeSparseFile_ReadInBoundedMemory) {
     EXPECT_THAT(run.out, HasSubstr("log/0.csv:270: warning: 1073741554 zero bytes hide"));
 }
 
-/// What a writer does behind the reader's back, and the diagnosis that comes of it.
+/// What a writer does while the log is read, and the resulting diagnosis.
 class DiagnoseTest : public DamagedLogTest {
 protected:
     tool::Diagnosis diagnoseWhile(const std::function<void(int)> &change) const {

@@ -231,8 +231,8 @@ TEST_F(ExportTest, Export_SqliteIndexes_ServeTheUsualQuestions) {
     const auto plan = [&](const std::string &condition) {
         return rowsOf(file, "EXPLAIN QUERY PLAN SELECT text FROM door WHERE " + condition).front();
     };
-    // Without these, a question of a few items reads the whole table: -S and -U, --level, -p, -s, and these
-    // with a span of time.
+    // Without these, a query for a few items reads the whole table: -S and -U, --level, -p, -s, and these
+    // with a time range.
     const std::string span = "time BETWEEN 5 AND 9";
     EXPECT_THAT(plan(span), HasSubstr("SEARCH door USING INDEX door_by_time (time>? AND time<?)"));
     EXPECT_THAT(plan("level = 1 AND " + span),

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// `jorn record --if-unclear aside`: a ring whose order nobody can tell makes way, and no cut loses anything.
+// `jorn record --if-unclear aside`: a ring whose order cannot be determined is put aside, and no cut loses
+// anything.
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -25,7 +26,7 @@ using Contents = std::map<std::string, std::string>;
 
 class RecordAsideTest : public DamagedLogTest {
 protected:
-    /// The backup could be gone by, were it alone, but does not agree with the times.
+    /// The backup alone could be relied on, but it does not agree with the times.
     void makeUnclearRing() const {
         writeFiles({2, 3, 0, 1});
         write("log/index.csv", "version:");
@@ -63,7 +64,7 @@ protected:
         return jorn(options, {input, "", {}, {}});
     }
 
-    /// That a recorder with a ring of 4 files puts aside what is in the log, and why.
+    /// Expects a recorder with a ring of 4 files to put aside what is in the log, and to say why.
     void expectPutAsideForFour(const std::string &reason) const {
         const Contents before = contents("log");
         const Outcome run = record("new\n", {"--files", "4"});
@@ -156,7 +157,7 @@ TEST_F(RecordAsideTest, Record_FormerStartWasCut_RestFollows) {
         fs::rename(path("log/" + std::string(name)),
                    path("log/aside-20231114T221320Z.partial/" + std::string(name)));
     }
-    // What is left could be told by itself, but belongs to the others.
+    // What is left could be ordered by itself, but belongs to the others.
     const Outcome run = jorn({"record", "log"}, {"new\n", "", {}, {}});
     EXPECT_EQ(
         run.err,
@@ -215,8 +216,8 @@ TEST_F(RecordAsideTest, Repair_RingWasPutAside_StaysInTheLog) {
     EXPECT_FALSE(exists("backup/aside-20231114T221320Z"));
 }
 
-/// Runs that are killed at each system call that changes anything, one after the other, until one runs to its
-/// end.
+/// One run after the other is killed, each at the next system call that changes anything, until one runs to
+/// its end.
 class RecordKilledTest : public RecordAsideTest {
 protected:
     void SetUp() override {
@@ -225,7 +226,7 @@ protected:
         }
     }
 
-    /// The log is made anew by `make` for each; after each, a whole start must leave what `expect` wants.
+    /// `make` makes the log anew for each; after each, an undisturbed start must leave what `expect` wants.
     void killAtEachCall(const std::function<void()> &make, const std::function<void(const Outcome &)> &expect,
                         const std::vector<std::string> &options = {}) const {
         int status = kKilled;

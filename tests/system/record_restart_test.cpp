@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// `jorn record`, started again on what a crash or foreign hands left, before anybody has looked.
+// `jorn record`, started again on what a crash or outside changes left, before anybody has repaired it.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -29,7 +29,7 @@ protected:
 
     void remove(const std::string &name) const { fs::remove(path(name)); }
 
-    /// Its newest file is at 1.
+    /// A wrapped ring whose newest file is at 1.
     void makeRingThatCameRound() const { writeRing({2, 3, 0, 1}); }
 
     void makeRingNotComeRound() const { writeRing({0, 1, 2}); }
@@ -48,7 +48,7 @@ protected:
         }
     }
 
-    /// The log holds these items, then those of this start, all of them in view.
+    /// Expects the log to hold these items, then those of this start, all of them in view.
     void expectInView(std::vector<std::string> texts, const std::vector<std::string> &input) const {
         texts.emplace_back(kStart);
         texts.insert(texts.end(), input.begin(), input.end());
@@ -134,7 +134,7 @@ TEST_F(RecordRestartTest, Record_IndexEmptiedRingNotComeRound_EveryItemStaysInVi
     }
 }
 
-/// The full ring is to become larger by the same start.
+/// The same start also enlarges the full ring.
 TEST_F(RecordRestartTest, Record_IndexEmptiedAndRingEnlarged_EveryItemStaysInView) {
     makeRingThatCameRound();
     write("log/index.csv", "");
@@ -147,7 +147,7 @@ TEST_F(RecordRestartTest, Record_IndexEmptiedAndRingEnlarged_EveryItemStaysInVie
     EXPECT_TRUE(textsInRange(10) == texts);
 }
 
-/// Only that the file after 1 was never written tells that 1 is the newest.
+/// The only sign that 1 is the newest is that the file after it was never written.
 TEST_F(RecordRestartTest, Record_TimesAreEqualAndSizeOfTheRingIsGiven_EveryItemStaysInView) {
     std::string full;
     for (int i = 0; i < kFull; ++i) {
@@ -185,8 +185,8 @@ TEST_P(RecordCutRingTest, Record_EmptyIndexBesideWholeBackup_EveryItemStaysInVie
     EXPECT_FALSE(exists("log/index.bak"));
 }
 
-/// Times say nothing here, and would mislead where the clock was set back: that the file after the backup's
-/// newest has just been begun says enough.
+/// Times prove nothing here, and would mislead where the clock was set back: that the file after the backup's
+/// newest has just been begun is proof enough.
 TEST_P(RecordCutRingTest, Record_ClockWasSetBack_BackupIsBelieved) {
     makeCutRing(kRing, GetParam());
     const int newest = GetParam();
@@ -217,7 +217,7 @@ TEST_F(RecordRestartTest, Record_CutInRingNotComeRound_EveryItemStaysInView) {
     }
 }
 
-/// The store itself goes on from such a backup; but not where the ring has moved on since.
+/// The store itself would continue from such a backup, but the ring has moved on since.
 TEST_F(RecordRestartTest, Record_OnlyAnOldBackup_ItemsThatItLeavesOutStayInView) {
     makeRingNotComeRound();
     write("log/index.bak", "version:1\n0,1\n");
@@ -226,7 +226,7 @@ TEST_F(RecordRestartTest, Record_OnlyAnOldBackup_ItemsThatItLeavesOutStayInView)
     expectInView(itemTexts(1, itemsOfRing(3)), {"new"});
 }
 
-/// A backup of before the ring came round: its newest file is full, and the next holds newer items.
+/// A backup from before the ring wrapped: its newest file is full, and the next holds newer items.
 TEST_F(RecordRestartTest, Record_OnlyABackupThatTheRingHasLeftBehind_EveryItemStaysInView) {
     for (const std::vector<std::string> &options :
          {std::vector<std::string>{}, {"--files", "4"}, {"--files", "10"}}) {
@@ -524,7 +524,7 @@ TEST_F(RecordClearedTest, Repair_IndexLostAfterAClearing_ClearedItemsStayOut) {
     EXPECT_TRUE(textsIn(fileName(3)) == itemTexts(1, kFull));
 }
 
-// What a kill leaves of a log that is just being created. The store would go by positions without a line end,
+// What a kill leaves of a log that is just being created. The store would accept positions without a line end,
 // and leave them so until its first rotation.
 TEST_F(RecordRestartTest, Record_IndexHalfWrittenAndNoFile_BeginsWithAWholeIndex) {
     for (const char *text : {"version:", "version:1\n0", "version:1\n0,0", "version:1\n0,3"}) {
@@ -582,7 +582,7 @@ TEST_F(RecordRestartTest, Record_OtherValueOfIfUnclear_Refused) {
     EXPECT_EQ(record({"--if-unclear", "guess"}).status, 2);
 }
 
-/// The name of what is kept may be taken by anything.
+/// Anything may have the name of what is kept.
 TEST_F(RecordRestartTest, Record_KeptNameIsTaken_Replaced) {
     makeRingThatCameRound();
     write("log/index.csv", "second");
@@ -613,7 +613,7 @@ TEST_F(RecordRestartTest, Record_KeptNameIsThatOfADirectory_AnotherOne) {
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
 }
 
-/// The store's own first item does not fit, nor does anything else.
+/// Neither the store's own first item nor anything else fits.
 TEST_F(RecordRestartTest, Record_MediumFullAndNoInput_Fails) {
     writeFiles({0}, 3);
     writeIndex("0,0");
@@ -624,7 +624,7 @@ TEST_F(RecordRestartTest, Record_MediumFullAndNoInput_Fails) {
     EXPECT_EQ(run.err, "jorn: log/0.csv: cannot be written: File too large\n");
 }
 
-/// Appending fails, and beginning anew as well.
+/// Appending fails, and so does beginning anew.
 TEST_F(RecordRestartTest, Record_FileMayNotBeWrittenAndNoInput_Fails) {
     writeFiles({0}, 3);
     writeIndex("0,0");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The order of a ring's files and their places, by themselves.
+// Tests the order of a ring's files, and their placement, in isolation.
 #include <gmock/gmock.h>
 
 #include "common_values.h"
@@ -31,8 +31,8 @@ RingFacts ringOf(const std::vector<FileFacts> &files) {
     return facts;
 }
 
-/// A ring is told from its files alone wherever its newest file is, full or not, and before and after the
-/// next file was opened.
+/// The order of a ring is found from its files alone wherever its newest file is, full or not, and before and
+/// after the next file was opened.
 TEST(RingEvidence, EveryRotationOfEverySize_Found) {
     for (int size = 2; size <= 90; ++size) {
         for (int newest = 0; newest < size; ++newest) {
@@ -112,7 +112,7 @@ TEST(RingEvidence, BackupOfBeforeTheCut_Agrees) {
     EXPECT_THAT(order.evidence, HasSubstr("index.bak names 1,0, which agrees"));
 }
 
-/// The clock was set back: by its times 3 is the newest.
+/// The clock was set back: by the times, 3 is the newest.
 TEST(RingEvidence, FileAfterTheNewestOfTheBackupWasBegun_BackupDecides) {
     RingFacts facts = ringOf({file(50, 99), empty(), file(100, 199), file(200, 299)});
     facts.backup = IndexPositions{1, 0};
@@ -122,7 +122,7 @@ TEST(RingEvidence, FileAfterTheNewestOfTheBackupWasBegun_BackupDecides) {
     EXPECT_EQ(order.evidence, "index.bak names 1,0, and the file after its newest was just begun");
 }
 
-/// The backup leaves out 0, so it is older than that.
+/// The backup leaves out 0, so it is older than 0.
 TEST(RingEvidence, FileAfterTheNewestOfAnOldBackupIsEmpty_BackupDoesNotDecide) {
     RingFacts facts = ringOf({file(300, 399), file(100, 199), file(200, 299), empty()});
     facts.backup = IndexPositions{1, 2};
@@ -162,7 +162,7 @@ TEST(RingEvidence, RingHasMovedOnFromTheBackupAndNewestIsNotFull_TimesDecide) {
     EXPECT_THAT(order.evidence, HasSubstr("; index.bak names 0,3, but the ring has moved on since"));
 }
 
-/// Two witnesses, and neither is borne out by a file that is not full.
+/// Backup and times disagree, and no file that is not full confirms either.
 TEST(RingEvidence, RingHasMovedOnFromTheBackupAndEveryFileIsFull_Unclear) {
     RingFacts facts = ringOf({file(300, 399), file(400, 499), file(100, 199), file(200, 299)});
     facts.backup = IndexPositions{0, 3};

@@ -70,7 +70,7 @@ private:
         tellEntry(kIndexName, diagnosis_.look.index.entry);
         tellEntry(kIndexBackupName, diagnosis_.look.backup.entry);
         for (int position = 0; position < jorn::kSurveySize; ++position) {
-            const Entry &entry = diagnosis_.look.files[static_cast<size_t>(position)];
+            const Entry &entry = diagnosis_.look.files[static_cast<size_t>(position)].itself;
             tellEntry(dataFileName(position), entry);
             tellSharedFile(dataFileName(position), entry);
         }
@@ -350,7 +350,8 @@ private:
         if (std::find(growing.begin(), growing.end(), position) != growing.end()) {
             return true;
         }
-        const int64_t age = time(nullptr) - diagnosis_.look.files[static_cast<size_t>(position)].mark.seconds;
+        const int64_t age =
+            time(nullptr) - diagnosis_.look.files[static_cast<size_t>(position)].itself.mark.seconds;
         return isLatest && age >= 0 && age < kQuietSeconds;
     }
 
