@@ -18,9 +18,9 @@
 #include <vector>
 
 #include "arguments.h"
+#include "created_ring.h"
 #include "database.h"
 #include "item_source.h"
-#include "created_ring.h"
 
 namespace {
 

@@ -15,9 +15,9 @@
 #include <vector>
 
 #include "arguments.h"
+#include "created_ring.h"
 #include "item_source.h"
 #include "load/plain_store.h"
-#include "created_ring.h"
 
 namespace {
 

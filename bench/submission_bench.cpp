@@ -21,9 +21,9 @@
 #include <vector>
 
 #include "arguments.h"
+#include "created_ring.h"
 #include "cycle_clock.h"
 #include "load/plain_store.h"
-#include "created_ring.h"
 
 namespace {
 

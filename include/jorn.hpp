@@ -18,11 +18,11 @@
  *     }
  *
  * Header only. It throws nothing and needs neither exceptions, type information nor the heap: errors are
- * values. In an optimised build each call is the call of jorn.h that it stands for, and no instruction more,
- * but for Log::logf(), which formats a text first.
+ * values. In an optimised build each call is the call of jorn.h that it stands for, without one instruction
+ * more, except Log::logf(), which first formats a text.
  *
  * The rules at the head of jorn.h hold: task context only, never an interrupt handler; no task deleted or
- * suspended in a call. The stack that a call takes is that of the function of jorn.h which it names.
+ * suspended in a call. A call takes the stack of the function of jorn.h that it names.
  */
 #ifndef JORN_HPP
 #define JORN_HPP
@@ -38,16 +38,16 @@
 
 namespace jorn {
 
-/// What a Level or a Slot is made of: an enumerator of any enumeration of at most 32 bits, or an integer
-/// whose type has no value that an int32_t does not have. A bool is neither.
+/// What a Level or a Slot can be made from: an enumerator of any enumeration of at most 32 bits, or an
+/// integer of a type whose values all fit an int32_t. A bool is neither.
 template <typename T>
 constexpr bool kIsNumber = (std::is_enum_v<T> && sizeof(T) <= sizeof(int32_t)) ||
                            (std::is_integral_v<T> && !std::is_same_v<T, bool> &&
                             (sizeof(T) < sizeof(int32_t) ||
                              (sizeof(T) == sizeof(int32_t) && std::is_signed_v<T>)));
 
-/// An application's own number where the store takes an int32_t. Made implicitly of an enumerator or of an
-/// integer; its range is not tested here. @p Of keeps levels and slots apart.
+/// An application's own number where the store takes an int32_t. Made implicitly from an enumerator or from
+/// an integer; its range is not checked here. @p Of keeps levels and slots apart.
 template <typename Of>
 class Number {
 public:
@@ -70,15 +70,15 @@ using Slot = Number<struct OfSlot>;
 /// time_t is wider: dayOf(static_cast<uint32_t>(time(nullptr))).
 constexpr int32_t dayOf(uint32_t seconds) noexcept { return static_cast<int32_t>(seconds / 86400U); }
 
-/// @brief Which items are wanted. As made, every item of every day and slot below the debug level.
+/// @brief Which items are wanted. By default, every item of every day and slot below the debug level.
 ///
 /// A plain value; a setter changes its query and returns it, so that they can be chained. What a setter sets
-/// stays until the same is set again:
+/// stays until it is set again:
 ///
 ///     const jorn::Query faults = jorn::Query().levelsUpTo(Severity::Fault).days(today - 6, today);
 ///
-/// Nothing is tested here. Days that contradict each other, or what is stored, make a query fail; a level of
-/// 4 or more, or a slot that the log does not have, gives counts that mean nothing (JORN_REQUIRE in jorn.h).
+/// Nothing is checked here. Days that contradict each other, or what is stored, make a query fail; a level of
+/// 4 or more, or a slot that the log does not have, gives meaningless counts (JORN_REQUIRE in jorn.h).
 class Query {
 public:
     /// Items of the days from @p first to @p last, both included, in days since 1970-01-01 UTC (dayOf());
@@ -118,8 +118,8 @@ public:
         return *this;
     }
 
-    /// The record of jorn.h that asks for one page of these items; counting reads neither of the arguments.
-    /// What they mean is said there, at pageDisp and itemsPerPage.
+    /// The record of jorn.h that requests one page of these items; counting reads neither argument. jorn.h
+    /// describes both, at pageDisp and itemsPerPage.
     constexpr JORN_REQUIRE page(int32_t number, int32_t itemsPerPage) const noexcept {
         return {itemsPerPage, number, firstDay_, lastDay_, level_, levelMode_, slot_};
     }
@@ -138,7 +138,7 @@ class Page {
 public:
     constexpr Page(int32_t number, const JORN_LOG_PAGE &items) noexcept : number_(number), items_(&items) {}
 
-    /// Its number, from 1, the newest.
+    /// Its number; 1 is the newest.
     constexpr int32_t number() const noexcept { return number_; }
     /// Its items, 0 to 20.
     constexpr int32_t size() const noexcept { return items_->itemsNum; }
@@ -150,9 +150,9 @@ private:
     const JORN_LOG_PAGE *items_;
 };
 
-/// @brief The pages of a query, for a range-based for; made by Log::pages(), which says what holds.
+/// @brief The pages of a query, for a range-based for loop; made by Log::pages(), which states the rules.
 ///
-/// It can be gone through once at a time, as all pages pass through the one record.
+/// Only one loop can use it at a time, as all pages share one record.
 class Pages {
 public:
     /// Where the loop ends.
@@ -198,15 +198,15 @@ private:
     bool isFilled_ = false;
 };
 
-/// @brief Owns a log object: the handle of JORN_Create(), given back by JORN_Destroy().
+/// @brief Owns a log object: the handle from JORN_Create(), released by JORN_Destroy().
 ///
-/// Moves and does not copy. A log that is not open (made by default, moved from, closed, or not opened for an
-/// error) may be asked everything: its calls fail like those for an unknown handle, with that message on the
-/// console.
+/// It can be moved but not copied. Every call is allowed on a log that is not open (made by default, moved
+/// from, closed, or not opened because of an error): it fails like one for an unknown handle, with the same
+/// message on the console.
 ///
 /// Threads: any number of tasks may call the const functions of one log at the same time, with the exception
-/// that Log::clear() names. Opening, closing, moving, assigning and destruction are kept apart by the caller:
-/// from each other for all logs, since two calls of creation or destruction never run at the same time, and
+/// that Log::clear() names. The caller keeps opening, closing, moving, assigning and destruction apart: from
+/// each other for all logs, since two calls of creation or destruction must never run at the same time, and
 /// from every other call for the same log.
 ///
 /// A log that is a global, or a local static, closes itself when the program or the loaded module ends, if
@@ -220,14 +220,14 @@ public:
     /// Takes over a handle that JORN_Create() returned. 0 or less: not open.
     constexpr explicit Log(int32_t handle) noexcept : handle_(handle) {}
 
-    /// @brief Opens the log of a directory, so that it goes on where it stopped: JORN_Create().
+    /// @brief Opens the log of a directory, which resumes where it stopped: JORN_Create().
     ///
-    /// Blocks on file work and on the file mutex; takes time in proportion to what is stored.
+    /// Blocks on file work and on the file mutex; takes time in proportion to the items stored.
     /// @param directory  Absolute path of 2 to 31 characters, of no other open log. Copied.
     /// @param slots      Number of slots, 1 to 8.
     /// @param files      Number of data files of 5000 items, 2 to 90; all logs together may have 90.
     /// @return The log; not open when an argument is out of range, the directory cannot be made or is in use,
-    ///         or memory, mutex or queue cannot be had. The reason is on the console.
+    ///         or memory, the mutex or the queue cannot be obtained. The reason is on the console.
     [[nodiscard]] static Log open(const char *directory, int32_t slots, int32_t files) noexcept {
         return Log(JORN_Create(directory, slots, files));
     }
@@ -248,19 +248,19 @@ public:
         return *this;
     }
 
-    /// @brief Takes the log object down: JORN_Destroy(). The files stay, for the next open().
+    /// @brief Destroys the log object: JORN_Destroy(). The files stay, for the next open().
     ///
     /// Items still in the queue are lost; wait 300 ticks without new ones first where that matters. Waits for
     /// the file mutex and for a file that is being closed.
-    /// @return Whether there was an object to take down. The log is not open afterwards in either case.
+    /// @return Whether there was an object to destroy. Afterwards the log is not open either way.
     bool close() noexcept { return isOpen() && JORN_Destroy(release()) == 0; }
 
     /// Whether there is a log object. Waits for nothing; any task.
     constexpr bool isOpen() const noexcept { return handle_ > 0; }
     constexpr explicit operator bool() const noexcept { return isOpen(); }
 
-    /// The handle, for the functions of jorn.h: 1 or more, or another number when the log is not open. It
-    /// stays this log's.
+    /// The handle, for the functions of jorn.h: 1 or more, or another number when the log is not open. This
+    /// log keeps it.
     constexpr int32_t handle() const noexcept { return handle_; }
 
     /// Gives the handle away: the caller owns it from now on, and the log is not open.
@@ -284,9 +284,10 @@ public:
     /// @brief Submits one item whose text is formatted as by printf(). Never waits; any task, several at
     /// once.
     ///
-    /// The text is cut after 198 bytes, as log() does it. Arguments are checked against the format where the
-    /// compiler can. Takes 200 bytes of stack and what the platform's vsnprintf() takes, beside those of
-    /// JORN_AddOneLog(). Some platforms' vsnprintf() allocates for floating-point numbers; nothing here does.
+    /// The text is cut after 198 bytes, as in log(). Arguments are checked against the format where the
+    /// compiler can. Takes 200 bytes of stack and what the platform's vsnprintf() takes, in addition to that
+    /// of JORN_AddOneLog(). Some platforms' vsnprintf() allocates for floating-point numbers; nothing here
+    /// does.
     /// @param level   As for log().
     /// @param slot    As for log().
     /// @param format  Format of printf(), and its arguments after it.
@@ -298,7 +299,7 @@ public:
     /// Items in the queue, and the last lines of a file that is open for writing, are not seen yet. Waits for
     /// the file mutex and holds it during the count.
     /// @return Number of items, 0 or more. None when the log is not open, the days contradict each other, or
-    ///         no file can hold one of them, as none can where nothing is stored.
+    ///         no file can hold an item of them, which is so when nothing is stored.
     [[nodiscard]] std::optional<int32_t> count(const Query &query) const noexcept {
         return valueUnlessNegative(JORN_CountRequireTotalNum(handle_, query.page(1, JORN_REQUIRE_PAGE_MAX)));
     }
@@ -306,7 +307,7 @@ public:
     /// @brief Reads one page of the items that match, newest first: JORN_GetRequireLog(). Any task.
     ///
     /// Waits for the file mutex and holds it to the last record. Takes 2,200 bytes of stack; a JORN_LOG_PAGE
-    /// has 5,124 bytes by itself and is better no local of a task with a small stack.
+    /// takes 5,124 bytes more and should not be a local variable of a task with a small stack.
     /// @param query         What is wanted.
     /// @param number        The page: 1 has the newest items; negative, or beyond the last: the last page.
     /// @param room          Receives the page.
@@ -319,19 +320,19 @@ public:
         return filled > 0 ? std::optional<int32_t>(filled) : std::nullopt;
     }
 
-    /// @brief All pages of the items that match, newest first, for a range-based for. Any task.
+    /// @brief All pages of the items that match, newest first, for a range-based for loop. Any task.
     ///
-    /// Each page is read by a JORN_GetRequireLog() of its own as the loop comes to it, into @p room. The file
-    /// mutex is free between two pages, so the store goes on meanwhile, and each item that is stored shifts
-    /// all others on by one place: the loop then meets items of the page before once more at the head of a
-    /// page, and none is left out by it. What the ring drops in the meantime is not met.
-    /// Take one page(), or stop submitting, where that matters.
+    /// Each page is read into @p room by a JORN_GetRequireLog() of its own when the loop reaches it. The file
+    /// mutex is free between two pages, so the store continues meanwhile, and each item that is stored shifts
+    /// all others by one place: a page then begins with items that the page before it already showed, and
+    /// none is skipped because of it. Items that the ring drops meanwhile are not shown. Where that matters,
+    /// take one page(), or stop submitting.
     ///
-    /// The loop ends by the number that the store returns, beyond the last page that of the last, so the last
-    /// page is read twice. It has no turn when nothing matches, the log is not open or @p itemsPerPage is 0
-    /// or less; count() tells the first from the others.
+    /// The loop ends by the page number that the store returns: beyond the last page it is that of the last,
+    /// so the last page is read twice. The body of the loop never runs when nothing matches, the log is not
+    /// open or @p itemsPerPage is 0 or less; count() distinguishes the first case from the others.
     /// @param query         What is wanted; copied.
-    /// @param room          Receives one page after the other; has to live as long as the range.
+    /// @param room          Receives one page after the other; must live as long as the range.
     /// @param itemsPerPage  1 or more; more than 20 counts as 20.
     [[nodiscard]] Pages pages(const Query &query, JORN_LOG_PAGE &room,
                               int32_t itemsPerPage = JORN_REQUIRE_PAGE_MAX) const noexcept {
@@ -358,7 +359,7 @@ public:
     /// @return 0 when there was no item, or the log is not open.
     [[nodiscard]] uint32_t lastTimeAtOpening() const noexcept {
         uint32_t seconds = 0;
-        JORN_GetFinalCsvTime(handle_, &seconds);  // leaves the 0 where it fails
+        JORN_GetFinalCsvTime(handle_, &seconds);  // leaves the 0 when it fails
         return seconds;
     }
 
@@ -366,12 +367,12 @@ public:
     ///        1970 UTC; 0 when none was found: JORN_GetMaxCsvTime(). Takes no lock; any task.
     [[nodiscard]] static uint32_t largestTimeFound() noexcept {
         uint32_t seconds = 0;
-        JORN_GetMaxCsvTime(&seconds);  // fails without a place for it only
+        JORN_GetMaxCsvTime(&seconds);  // fails only for a null pointer
         return seconds;
     }
 
 private:
-    /// What JORN_Create() returns for none.
+    /// What JORN_Create() returns when it fails.
     static constexpr int32_t kNone = -1;
 
     static std::optional<int32_t> valueUnlessNegative(int32_t result) noexcept {
@@ -381,7 +382,7 @@ private:
     int32_t handle_ = kNone;
 };
 
-// A function of variable arguments is not inlined anyway.
+// A function with variable arguments is not inlined anyway.
 inline bool Log::logf(Level level, Slot slot, const char *format, ...) const noexcept {
     char text[JORN_TEXT_MAX + 1];
     va_list arguments;

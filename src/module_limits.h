@@ -61,7 +61,7 @@ constexpr size_t kLineMax = 256;
 /// Size argument of every fgets over a data file: one line piece and its NUL.
 constexpr size_t kLineBufferSize = kLineMax + 1;
 
-/// Characters of a line that the parser looks at: one less than a piece may have.
+/// Characters of a line that the parser reads: one less than a piece may have.
 constexpr size_t kParsedChars = 255;
 
 // handle, time, level and slot with a comma each, the text, the line feed and the NUL.

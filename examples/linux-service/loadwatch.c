@@ -8,10 +8,11 @@
 #include <stdlib.h>
 #include <time.h>
 
-/* Each line begins with its level; a log that cannot be continued is put aside, as nobody can be asked. */
+/* Each line begins with its severity; a log that cannot be continued is put aside, as nobody can be asked. */
 #define RECORDER "exec jorn record --prefix-levels --if-unclear aside \"$LOGS_DIRECTORY\""
 
-enum { ALARM, FAULT, EVENT };
+/* Severities of syslog: error, warning and information, which are the levels 0, 1 and 2. */
+enum { ALARM = 3, FAULT = 4, EVENT = 6 };
 
 static void writeLoad(FILE *log) {
     double load;

@@ -16,9 +16,9 @@
 
 namespace {
 
-// The task's state, one set for all objects. It stands outside the task's function so that the
-// destruction of an object can reach it. All but `fp` and `isClosing` are accessed only with the file mutex
-// held, or while there is no store task.
+// The task's state, one set for all objects. It is outside the task's function so that the destruction of an
+// object can reach it. All but `fp` and `isClosing` are accessed only with the file mutex held, or while
+// there is no store task.
 
 /// One message, as received and then split. Never cleared between messages of one task.
 char msgBuff[jorn::kMessageBufferSize];

@@ -2,8 +2,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """Compares what the calls of jorn.hpp and those of jorn.h cost: check_same_code.py CXX QEMU INCLUDE [FLAG...].
 
-Builds same_code.cpp optimised for speed and for size, runs it emulated, one instruction at a time, and counts those
-of each function. A function of jorn.hpp (cpp_...) may take no instruction more than that of jorn.h beside it (c_...).
+Builds same_code.cpp optimised for speed and for size, runs it emulated, one instruction at a time, and counts the
+instructions of each function. A function that uses jorn.hpp (cpp_...) must not take more of them than its
+counterpart that uses jorn.h (c_...).
 """
 import collections
 import pathlib
@@ -32,7 +33,7 @@ def executed(compiler, emulator, flags, folder):
 
 
 def compare(counts, optimisation):
-    """Whether no function takes more; prints all."""
+    """Prints all figures. Returns whether no function takes more."""
     dearer = 0
     for name, count in sorted(counts.items()):
         if not count["c"] or not count["cpp"]:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The types of jorn.hpp over the module itself: what each does of what jorn.h promises, and what it adds.
+// The types of jorn.hpp over the module itself: that each does what jorn.h promises, and what it adds.
 // Compiled without exceptions and type information, as on the device.
 #include <jorn.hpp>
 
@@ -26,7 +26,7 @@ using ::testing::Not;
 using ::testing::StartsWith;
 
 enum class Severity : uint8_t { Alarm, Fault, Event, Trace };
-enum Door { kFront, kBack };  // its type has no sign
+enum Door { kFront, kBack };  // its underlying type is unsigned
 
 static_assert(!std::is_copy_constructible_v<jorn::Log> && !std::is_copy_assignable_v<jorn::Log>);
 static_assert(std::is_nothrow_move_constructible_v<jorn::Log> &&
@@ -86,7 +86,7 @@ protected:
         return jorn::Log::open((dir_.path() + "/" + name).c_str(), 2, 2);
     }
 
-    /// The numbers of the pages and the texts of their items, as a loop over them meets both.
+    /// The numbers of the pages and the texts of their items, in the order of a loop over them.
     struct Met {
         std::vector<int32_t> numbers;
         std::vector<std::string> items;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The same work once by jorn.h (c_...) and once by jorn.hpp (cpp_...), to compare what compilers make of it.
+// The same work once with jorn.h (c_...) and once with jorn.hpp (cpp_...), to compare what compilers make of
+// it.
 #include <jorn.hpp>
 
 namespace {

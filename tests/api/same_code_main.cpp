@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Goes through all of same_code.cpp once, over a store that answers without doing anything: three pages, two
-// of 20 items and one of 5. Both ways have to come to the same results.
+// Runs all of same_code.cpp once, over a store that answers without doing anything: three pages, two of 20
+// items and one of 5. Both ways must give the same results.
 #include <jorn.h>
 
 namespace {
@@ -47,7 +47,7 @@ int32_t JORN_GetFinalCsvTime(int32_t /*handle_id*/, uint32_t *csvTime) {
 void use(int32_t handle);
 void use(int32_t handle) { destroyed += 100 * handle; }
 
-// A jorn::Log is its handle, as far as these calls see.
+// To these calls, a jorn::Log is just its handle.
 #define BOTH(result, name, parameters) \
     result c_##name parameters;        \
     result cpp_##name parameters

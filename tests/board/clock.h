@@ -9,7 +9,7 @@
 extern "C" {
 #endif
 
-/** Seconds since 1970 UTC: what was set, and the seconds that ticks have made since. */
+/** Seconds since 1970 UTC: what was set, plus the seconds that ticks have added since. */
 uint32_t boardTime(void);
 void boardSetTime(uint32_t seconds);
 

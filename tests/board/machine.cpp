@@ -100,7 +100,7 @@ void boardTicks(int isOn) { setTickTimer(isOn != 0 ? kInstructionsOfTick : 0); }
 
 int boardIsInterrupt(void) { return inInterrupt ? 1 : 0; }
 
-/// On the stack of interrupts.
+/// Runs on the stack for interrupts.
 extern "C" void boardInterrupt(void) {
     const uint32_t interrupt = cpuInterface(kAcknowledge);
     if (interrupt == kTickTimer) {

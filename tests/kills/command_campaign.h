@@ -13,7 +13,7 @@ struct CommandRow {
     std::string command;
     size_t kills = 0;
     size_t untouched =
-        0;  ///< What was there before the run is there still, and nothing else under a lasting name.
+        0;  ///< What was there before the run is still there, and nothing else under a lasting name.
     size_t done = 0;       ///< All that the command was to do.
     size_t leftovers = 0;  ///< Kills that left a temporary name.
     std::vector<std::string> faults;

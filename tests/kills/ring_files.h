@@ -53,7 +53,7 @@ enum class Fault {
     None,
     SetAside,   ///< The ring was taken out of view as a whole.
     ItemLost,   ///< A line that was in a data file is now in none.
-    LineGlued,  ///< A torn line goes on with another item.
+    LineGlued,  ///< A torn line continues with another item.
     PieceLost,  ///< The bytes of a torn line are gone.
     Order,      ///< All lines are there, but not in their order, or one is there twice.
     Foreign,    ///< A line that was never submitted, or a gap among the new ones.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// What stands between the module under test and its platform. The tests link the module's objects with
-// every platform and C library call that matters renamed to probe_<call>; those log the call, let a test
-// act or make the call fail, and otherwise pass it on. GoogleTest's own calls are not touched. (Tests do not
-// use the module's inline guards and readers themselves: the linker might take their copy for the module's.)
+// The layer between the module under test and its platform. The tests link the module's objects with every
+// platform and C library call that matters renamed to probe_<call>; those log the call, let a test act or
+// make the call fail, and otherwise pass it on. GoogleTest's own calls are not touched. (Tests do not use the
+// module's inline guards and readers themselves: the linker might take their copy for the module's.)
 #ifndef JORN_TESTS_SUPPORT_PROBE_H
 #define JORN_TESTS_SUPPORT_PROBE_H
 

@@ -200,8 +200,14 @@ TEST_F(ClearTest, Clear_NoRights_ChangesNothing) {
     if (run.status == 126) {
         GTEST_SKIP() << "permissions cannot be made to hold here";
     }
-    expectUntouched({"--yes"}, 4, "jorn: log/1.csv: Permission denied\n", setting);
+    expectUntouched({"--yes"}, 4, "jorn: log: no file can be written in this directory: Permission denied\n",
+                    setting);
     ASSERT_EQ(chmod(path("log").c_str(), 0700), 0);
+}
+
+TEST_F(ClearTest, Clear_Help_NamesTheCommandThatBringsItemsBackAsItIsGiven) {
+    EXPECT_THAT(jorn({"clear", "--help"}).out,
+                HasSubstr("jorn repair --yes --oldest A --latest B DIR brings"));
 }
 
 TEST_F(ClearTest, Clear_MediumFull_ChangesNothing) {

@@ -79,6 +79,12 @@ void DamagedLogTest::writeFiles(const std::vector<int> &positions, int count, in
     }
 }
 
+void DamagedLogTest::writeRing(const std::vector<int> &positions) const {
+    const int last = itemsOfRing(static_cast<int>(positions.size()));
+    writeFiles({positions.begin(), positions.end() - 1}, kFull);
+    write(fileName(positions.back()), items(last - kNewest + 1, last));
+}
+
 void DamagedLogTest::makeCutRing(int ringSize, int latest) const {
     const int next = (latest + 1) % ringSize;
     std::vector<int> order;

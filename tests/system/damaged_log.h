@@ -26,6 +26,15 @@ protected:
     /// Files with `count` items each, numbered consecutively across the files, the oldest first.
     void writeFiles(const std::vector<int> &positions, int count = 10, int firstNumber = 1) const;
 
+    /// Full files, numbered on from file to file, the oldest first, and the newest with a few items.
+    void writeRing(const std::vector<int> &positions) const;
+
+    /// The number of items of such a ring.
+    static int itemsOfRing(int files) { return (files - 1) * kFull + kNewest; }
+
+    /// Items of its newest file.
+    static constexpr int kNewest = 10;
+
     /// A full ring whose index rewrite was cut when the store moved on to the file after `latest`.
     void makeCutRing(int ringSize, int latest) const;
 

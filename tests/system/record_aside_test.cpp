@@ -105,7 +105,7 @@ TEST_F(RecordAsideTest, Record_OrderUnclear_RingIsKeptAndTheLogBeginsAnew) {
 }
 
 TEST_F(RecordAsideTest, Record_OrderClear_NothingIsPutAside) {
-    writeFiles({2, 3, 0, 1});
+    writeRing({2, 3, 0, 1});
     EXPECT_EQ(record().status, 0);
     EXPECT_THAT(directoriesInLog(), ::testing::IsEmpty());
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
@@ -164,6 +164,36 @@ TEST_F(RecordAsideTest, Record_FormerStartWasCut_RestFollows) {
         "jorn: log: the files that a former start began to put aside are in log/aside-20231114T221320Z\n");
     EXPECT_TRUE(contents("log/aside-20231114T221320Z") == before);
     EXPECT_THAT(textsIn("log/0.csv"), ElementsAre(kStart, "new"));
+}
+
+/// Nothing of it belongs together with what was put aside: the ring is as it was.
+TEST_F(RecordAsideTest, Record_FormerStartHadMovedNothing_IsForgotten) {
+    makeUnclearRing();
+    const Contents before = contents("log");
+    makeDirectory("log/aside-20231114T221320Z.partial");
+    EXPECT_EQ(jorn({"record", "log"}).status, 3);
+    EXPECT_TRUE(contents("log") == before);
+    EXPECT_THAT(directoriesInLog(), ::testing::IsEmpty());
+}
+
+TEST_F(RecordAsideTest, Record_FormerStartHadMovedTheBackupAlone_IsTakenBack) {
+    makeUnclearRing();
+    const Contents before = contents("log");
+    makeDirectory("log/aside-20231114T221320Z.partial");
+    fs::rename(path("log/index.bak"), path("log/aside-20231114T221320Z.partial/index.bak"));
+    EXPECT_EQ(jorn({"record", "log"}).status, 3);
+    EXPECT_TRUE(contents("log") == before);
+    EXPECT_THAT(directoriesInLog(), ::testing::IsEmpty());
+}
+
+TEST_F(RecordAsideTest, Record_FormerStartHadMovedTheBackupAndThereIsAnother_BothAreKept) {
+    writeFiles({0, 1});
+    writeIndex("0,1");
+    write("log/index.bak", "version:1\n0,0\n");
+    makeDirectory("log/aside-20231114T221320Z.partial");
+    write("log/aside-20231114T221320Z.partial/index.bak", "another");
+    EXPECT_EQ(record().status, 0);
+    EXPECT_EQ(read("log/aside-20231114T221320Z/index.bak"), "another");
 }
 
 TEST_F(RecordAsideTest, Record_FormerStartWasCutAndAnIndexGiven_RestStays) {
@@ -244,21 +274,20 @@ TEST_F(RecordKilledTest, Record_KilledWhilePuttingAside_NextStartKeepsEveryFile)
                    });
 }
 
-/// The index is whole here: a start after a kill may begin another directory, but never mixes two rings.
+/// The index is whole here, so that a start after a kill may find that nothing is lost.
 TEST_F(RecordKilledTest, Record_KilledWhilePuttingLargerRingAside_NextStartKeepsEveryFile) {
     const auto make = [this] {
         writeFiles({2, 3, 4, 0, 1});
         writeIndex("2,1");
+        write("log/index.bak", "version:1\n1,0\n");
     };
     make();
     const Contents before = contents("log");
     killAtEachCall(make,
                    [&](const Outcome &) {
-                       Contents kept;
-                       for (const std::string &aside : directoriesInLog()) {
-                           kept.merge(contents(aside));
-                       }
-                       EXPECT_TRUE(kept == before);
+                       const auto asides = directoriesInLog();
+                       ASSERT_EQ(asides.size(), 1U);
+                       EXPECT_TRUE(contents(asides[0]) == before);
                        EXPECT_THAT(contents("log"), ::testing::SizeIs(2));
                        EXPECT_EQ(textsIn("log/0.csv").back(), "new");
                    },

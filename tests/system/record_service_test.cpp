@@ -170,7 +170,7 @@ TEST_F(RecordServiceTest, Service_ParentMayNotBeWritten_OptionsOfADropInTake) {
     std::vector<std::string> words = command("--files 3 --slot 2");
     // So that it ends by itself.
     words.erase(std::remove(words.begin(), words.end(), "--keep-going"), words.end());
-    writeFiles({0, 1, 2});
+    writeRing({0, 1, 2});
     const Outcome run = jorn(words, setting);
     if (run.status == 126) {
         GTEST_SKIP() << "root's rights cannot be laid down here";

@@ -80,7 +80,7 @@ const Shape *shapeOf(long number) {
 
 uint64_t argument(const SystemCall &call, int index) { return call.arguments[static_cast<size_t>(index)]; }
 
-/// Fewer bytes than asked for where the memory ends.
+/// Fewer bytes than requested where the memory ends.
 std::string readMemory(pid_t thread, uint64_t address, size_t length) {
     std::string bytes(length, '\0');
     const iovec here = {bytes.data(), length};

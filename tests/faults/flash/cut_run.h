@@ -62,7 +62,7 @@ struct Figures {
     std::array<size_t, kReasons> lossImages{};  ///< images that lost items for a reason
     std::array<size_t, kReasons> mostLost{};    ///< most items lost for that reason in one image
     std::array<size_t, kChecks> faults{};       ///< by the check that found them
-    CutPlace place;                             ///< being looked at
+    CutPlace place;                             ///< being examined
     CutPlace faultPlace;
     std::array<char, 1024> fault{};  ///< the first one
 };

@@ -8,7 +8,7 @@ namespace {
 
 enum class Door { kBack = 5 };
 
-// The store writes by its own clock: asks until the items are there, for half a minute at most.
+// The store writes by its own clock, so this queries until the items are there, for half a minute at most.
 bool waitForItems(const jorn::Log &log, const jorn::Query &wanted, int32_t number) {
     const struct timespec pause = {0, 10 * 1000 * 1000};
     for (int turns = 0; turns < 3000; ++turns) {

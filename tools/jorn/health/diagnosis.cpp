@@ -117,7 +117,7 @@ void judgeRing(Diagnosis *diagnosis) {
     }
     diagnosis->order = findRingOrder(facts);
     if (diagnosis->order.isKnown()) {
-        diagnosis->placement = placeFiles(facts, diagnosis->order.files);
+        diagnosis->placement = placeFiles(facts, diagnosis->order.files, diagnosis->order.cleared);
     }
 }
 
