@@ -140,9 +140,8 @@ protected:
 
     /// The recorded lines in view in "cut/log", the oldest first; none where there is no log.
     std::vector<std::string> linesInView() const {
-        return exists("cut/log")
-                   ? shownTexts(jorn({"show", "cut/log", "-n", "all", "-r", "--level", "1"}).out)
-                   : std::vector<std::string>();
+        return exists("cut/log") ? shownTexts(jorn({"show", "cut/log", "--level", "1"}).out)
+                                 : std::vector<std::string>();
     }
 
     /// All that is acknowledged is in view, and nothing else but what was recorded after it.
