@@ -34,7 +34,7 @@ TEST_F(ExportTest, Export_JsonLinesAndCsv_AsShowGivesThem) {
                                                              {"-g", "SHUT", "--ignore-case"}};
     for (const std::vector<std::string> &question : questions) {
         for (const auto &[form, shownForm] : {std::pair("jsonl", "json"), {"csv", "csv"}}) {
-            std::vector<std::string> show = {"show", "--utc", "-n", "all", "-r", "-o", shownForm, "door"};
+            std::vector<std::string> show = {"show", "--utc", "-o", shownForm, "door"};
             std::vector<std::string> options = {"-o", form, "door"};
             show.insert(show.begin() + 1, question.begin(), question.end());
             options.insert(options.begin(), question.begin(), question.end());
