@@ -33,13 +33,47 @@ void ignoreWriteSignals() {
     signal(SIGXFSZ, SIG_IGN);
 }
 
+/// Passes items on to the store until one fails. From then on it counts those that are left of what was read.
+class StoreFeed {
+public:
+    StoreFeed(LiveStore *store, const RecordOptions &options) : store_(store), options_(options) {}
+
+    void add(std::optional<int> level, const char *text) {
+        if (failure_) {
+            ++left_;
+            return;
+        }
+        try {
+            store_->add(level.value_or(options_.level), options_.slot, text);
+        } catch (const Failure &failure) {
+            failure_ = failure;
+        }
+    }
+
+    /// Throws the failure of an item, if there was one.
+    void verify() const {
+        if (failure_) {
+            throw Failure(*failure_);
+        }
+    }
+
+    int64_t left() const { return left_; }
+
+private:
+    LiveStore *const store_;
+    const RecordOptions &options_;
+    std::optional<Failure> failure_;
+    int64_t left_ = 0;
+};
+
 /// Passes the input on until its end, counting its bytes.
-void pump(Input *input, ItemSplitter *splitter, LiveStore *store, uint64_t *bytes) {
+void pump(Input *input, ItemSplitter *splitter, const StoreFeed &feed, LiveStore *store, uint64_t *bytes) {
     for (;;) {
         switch (input->next()) {
             case Input::Event::Data:
                 *bytes += input->block().size();
                 splitter->feed(input->block());
+                feed.verify();
                 break;
             case Input::Event::Pause:
                 store->drain();
@@ -47,21 +81,11 @@ void pump(Input *input, ItemSplitter *splitter, LiveStore *store, uint64_t *byte
                 break;
             case Input::Event::End:
                 splitter->finish();
+                feed.verify();
                 store->drain();
                 return;
         }
     }
-}
-
-/// After a failure: what has been read goes into the files as far as possible. Returns how many items did
-/// not.
-int64_t salvage(ItemSplitter *splitter, LiveStore *store) {
-    try {
-        splitter->finish();
-    } catch (const Failure &) {
-        // Of the same cause as the first one; the item is in the number below.
-    }
-    return store->salvage();
 }
 
 void warnOfCutLines(const ItemSplitter &splitter) {
@@ -96,10 +120,10 @@ void record(const RecordOptions &options) {
     Input input(STDIN_FILENO, &signals, options.keepsGoing);
     sendModuleMessagesToStandardError();
     LiveStore store(directory, prepareDirectory(directory, options));
+    StoreFeed feed(&store, options);
     ItemSplitter splitter(options.maySplit ? ItemSplitter::LongLine::Split : ItemSplitter::LongLine::Cut,
-                          options.hasPrefixes, [&](std::optional<int> level, const char *text) {
-                              store.add(level.value_or(options.level), options.slot, text);
-                          });
+                          options.hasPrefixes,
+                          [&feed](std::optional<int> level, const char *text) { feed.add(level, text); });
     const Stopwatch watch;
     uint64_t bytes = 0;
     const auto tell = [&](int64_t missing) {
@@ -109,10 +133,12 @@ void record(const RecordOptions &options) {
                     splitter.cutLines(), static_cast<uint64_t>(store.filesPassed()), watch.seconds()});
     };
     try {
-        pump(&input, &splitter, &store, &bytes);
+        pump(&input, &splitter, feed, &store, &bytes);
     } catch (const Failure &failure) {
-        const int64_t missing = salvage(&splitter, &store);
-        tell(missing);
+        splitter.finish();  // What has been read goes into the files as far as possible.
+        const int64_t given = store.salvage();
+        tell(given);
+        const int64_t missing = given + feed.left();
         const std::string lost =
             missing == 0 ? "" : "; " + std::to_string(missing) + " of the lines read are not in the files";
         throw Failure(failure.what() + lost, failure.exitCode());
