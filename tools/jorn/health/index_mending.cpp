@@ -52,7 +52,9 @@ bool isGoodEnough(const StoreDirectory &directory) {
         return look.index.usablePositions().has_value();
     }
     const auto backup = look.backup.usablePositions();
-    return backup && holdsAll(*backup, filled, smallestRingFor(presenceOf(look.files), {backup})) &&
+    return backup &&
+           holdsAll(*backup, filled,
+                    smallestRingFor(presenceOf(look.files, &NamedEntry::itself), {backup})) &&
            diagnose(directory, {}).facts.index;
 }
 
@@ -79,7 +81,8 @@ bool mayBeContradicted(const StoreDirectory &directory, std::optional<int> ringS
     if (!index || filled.empty()) {
         return false;
     }
-    const int size = std::max(ringSize.value_or(0), smallestRingFor(presenceOf(look.files), {index}));
+    const int size =
+        std::max(ringSize.value_or(0), smallestRingFor(presenceOf(look.files, &NamedEntry::itself), {index}));
     const Entry &newest = look.files[static_cast<size_t>(index->latest)];
     return (ringSize && !isInRing(*index, *ringSize)) || !holdsAll(*index, filled, size) ||
            !newest.isFile() || (newest.mark.size > 0 && mayBeFull(directory, index->latest));
@@ -183,7 +186,7 @@ int leastRing(const DirectoryLook &look, int requested) {
     const auto within = [requested](const std::optional<IndexPositions> &positions) {
         return positions && isInRing(*positions, requested) ? positions : std::nullopt;
     };
-    return smallestRingFor(presenceOf(look.files),
+    return smallestRingFor(presenceOf(look.files, &NamedEntry::itself),
                            {within(look.index.usablePositions()), within(look.backup.usablePositions())});
 }
 
