@@ -15,7 +15,7 @@ struct Program {
     void (*run)(const char *arguments);
 };
 
-constexpr Program kPrograms[] = {{"example", runExample}, {"costs", runCosts}};
+constexpr Program kPrograms[] = {{"example", runExample}, {"contract", runContract}, {"costs", runCosts}};
 
 char line[256];
 

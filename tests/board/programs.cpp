@@ -14,7 +14,6 @@
 namespace {
 
 int failed;
-constexpr int kLowestPriority = 255;
 
 }  // namespace
 

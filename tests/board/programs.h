@@ -6,9 +6,13 @@
 #include <stdint.h>
 
 constexpr int kRootPriority = 100;
+constexpr int kLowestPriority = 255;
 
 /// The firmware example, with the stack and instructions that its calls take.
 void runExample(const char *arguments);
+
+/// The calls of the platform, as tests/port/contract.h says.
+void runContract(const char *arguments);
 
 /// Stack and instructions of each call and of the store task, one line each.
 void runCosts(const char *arguments);
