@@ -9,7 +9,8 @@
 extern "C" {
 #endif
 
-/** Seconds since 1970 UTC: what was set, and the seconds that ticks have made since. */
+/** Seconds since 1970 UTC: what was set, and what the tick has made since; ticks announced by hand take no
+ * time. */
 uint32_t boardTime(void);
 void boardSetTime(uint32_t seconds);
 

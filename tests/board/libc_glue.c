@@ -9,7 +9,6 @@
 #include <reent.h>
 #include <sys/time.h>
 #include <sysLib.h>
-#include <tickLib.h>
 #include <usrFsLib.h>
 #include <yaffsfs.h>
 
@@ -124,6 +123,19 @@ int closedir(DIR *directory) {
     return yaffs_closedir((yaffs_DIR *)directory);
 }
 
+void boardEachFile(const char *directory, void (*each)(const char *path, void *argument), void *argument) {
+    yaffs_DIR *const open = yaffs_opendir(inFileSystem(directory));
+    const struct yaffs_dirent *entry;
+    while (open != NULL && (entry = yaffs_readdir(open)) != NULL) {
+        char path[300];
+        snprintf(path, sizeof path, "%s/%s", directory, entry->d_name);
+        each(path, argument);
+    }
+    if (open != NULL) {
+        yaffs_closedir(open);
+    }
+}
+
 void *_sbrk(ptrdiff_t size) {
     if (heapEnd == NULL) {
         heapEnd = boardHeap;
@@ -149,11 +161,11 @@ void __malloc_unlock(struct _reent *unused) {
 
 int sysClkRateGet(void) { return 60; }
 
-uint32_t boardTime(void) { return timeSet + (uint32_t)(tickGet() - ticksThen) / 60; }
+uint32_t boardTime(void) { return timeSet + (boardTicksCome() - ticksThen) / 60; }
 
 void boardSetTime(uint32_t seconds) {
     timeSet = seconds;
-    ticksThen = tickGet();
+    ticksThen = boardTicksCome();
 }
 
 int _gettimeofday(struct timeval *now, void *unused) {

@@ -12,6 +12,9 @@ void boardOnFileCall(void (*hook)(const char *call, const char *path));
 /** Files and directories that are open. */
 int boardOpenFiles(void);
 
+/** Calls a function with the path of each file in a directory. */
+void boardEachFile(const char *directory, void (*each)(const char *path, void *argument), void *argument);
+
 /** Where the heap ends; a test may lower it. */
 extern char *boardHeapLimit;
 

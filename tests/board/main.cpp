@@ -15,7 +15,8 @@ struct Program {
     void (*run)(const char *arguments);
 };
 
-constexpr Program kPrograms[] = {{"example", runExample}, {"contract", runContract}, {"costs", runCosts}};
+constexpr Program kPrograms[] = {
+    {"example", runExample}, {"contract", runContract}, {"golden", runGolden}, {"costs", runCosts}};
 
 char line[256];
 

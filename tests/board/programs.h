@@ -5,6 +5,8 @@
 
 #include <stdint.h>
 
+extern "C" int jorn_MakeDirectory(const char *name);
+
 constexpr int kRootPriority = 100;
 constexpr int kLowestPriority = 255;
 
@@ -13,6 +15,9 @@ void runExample(const char *arguments);
 
 /// The calls of the platform, as tests/port/contract.h says.
 void runContract(const char *arguments);
+
+/// The lives of tests/golden: what they leave goes to a folder of the host, for the host to compare.
+void runGolden(const char *folder);
 
 /// Stack and instructions of each call and of the store task, one line each.
 void runCosts(const char *arguments);
