@@ -19,7 +19,7 @@
 enum { CONSOLE = 3, DIRECTORY = 1000 };
 
 static char *heapEnd;
-static void (*onFileCall)(const char *call, const char *path);
+static struct BoardFileCalls watched;
 static int openFiles, openDirectories;
 static uint32_t timeSet, ticksThen;
 static const char *paths[256];
@@ -35,13 +35,11 @@ static const char *inFileSystem(const char *path) {
     return NULL;
 }
 
-static void note(const char *call, const char *path) {
-    if (onFileCall != NULL) {
-        onFileCall(call, path);
-    }
+void boardWatchFiles(const struct BoardFileCalls *calls) {
+    static const struct BoardFileCalls none;
+    watched = calls != NULL ? *calls : none;
 }
 
-void boardOnFileCall(void (*hook)(const char *, const char *)) { onFileCall = hook; }
 int boardOpenFiles(void) { return openFiles + openDirectories; }
 
 int _open(const char *path, int flags, int mode) {
@@ -52,7 +50,9 @@ int _open(const char *path, int flags, int mode) {
     if ((mode & FSTAT_DIR) != 0) {
         return yaffs_mkdir(inside, mode & 0777) == 0 ? DIRECTORY : -1;
     }
-    note("open", inside);
+    if ((flags & O_TRUNC) != 0 && watched.begin != NULL) {
+        watched.begin(inside);
+    }
     const int file = yaffs_open(inside, flags, mode);
     if (file < 0) {
         return -1;
@@ -69,7 +69,9 @@ int _close(int file) {
     --openFiles;
     const char *const path = paths[file - CONSOLE];
     const int result = yaffs_close(file - CONSOLE);
-    note("close", path);
+    if (watched.close != NULL) {
+        watched.close(path);
+    }
     free((void *)path);
     return result;
 }
@@ -84,7 +86,9 @@ int _write(int file, const char *bytes, int size) {
         return size;
     }
     const int written = yaffs_write(file - CONSOLE, bytes, (unsigned)size);
-    note("write", paths[file - CONSOLE]);
+    if (watched.write != NULL) {
+        watched.write(paths[file - CONSOLE], bytes, written);
+    }
     return written;
 }
 
@@ -107,7 +111,9 @@ int _unlink(const char *path) {
 
 STATUS rm(const char *fileName) {
     const STATUS result = _unlink(fileName) == 0 ? OK : ERROR;
-    note("rm", fileName);
+    if (watched.remove != NULL) {
+        watched.remove(fileName);
+    }
     return result;
 }
 

@@ -7,8 +7,16 @@
 extern "C" {
 #endif
 
-/** Calls a function at each open (before), write, close and rm (after) of a file; null for none. */
-void boardOnFileCall(void (*hook)(const char *call, const char *path));
+/** What is done with a file. `begin` is called before a file is made or emptied, the others after it is done.
+ */
+struct BoardFileCalls {
+    void (*begin)(const char *path);
+    void (*write)(const char *path, const char *bytes, int size);
+    void (*close)(const char *path);
+    void (*remove)(const char *path);
+};
+/** Has calls seen from now on, any of which may be null; null for none. */
+void boardWatchFiles(const struct BoardFileCalls *calls);
 /** Files and directories that are open. */
 int boardOpenFiles(void);
 

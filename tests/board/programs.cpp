@@ -13,7 +13,7 @@
 
 namespace {
 
-int failed;
+BOARD_KEPT int failed;
 
 }  // namespace
 

@@ -19,6 +19,11 @@ void runContract(const char *arguments);
 /// The lives of tests/golden: what they leave goes to a folder of the host, for the host to compare.
 void runGolden(const char *folder);
 
+/// Power cuts on the running board: so many, from a seed. After a cut the board goes on where the campaign
+/// stands.
+void runCuts(const char *arguments);
+bool isCampaignUnderWay();
+
 /// Stack and instructions of each call and of the store task, one line each.
 void runCosts(const char *arguments);
 
