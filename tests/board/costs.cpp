@@ -3,6 +3,7 @@
 // tick interrupts them; whatever one took would be the board's and not theirs.
 #include <jorn.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "clock.h"
@@ -151,7 +152,8 @@ void measureFullFile() {
 
 }  // namespace
 
-void runCosts(const char *) {
+void runCosts(const char *arguments) {
+    boardSetStack("tLogStore", atoi(arguments));
     boardSetTime(kBegin);
     mountBlank();
     jorn_SetDebugPrintLevel(1);

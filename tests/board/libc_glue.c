@@ -24,7 +24,7 @@ static int openFiles, openDirectories;
 static uint32_t timeSet, ticksThen;
 static const char *paths[256];
 
-extern char boardHeap[], boardHeapEnd[];
+extern char boardHeap[];
 char *boardHeapLimit;
 
 static const char *inFileSystem(const char *path) {

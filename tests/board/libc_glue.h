@@ -23,7 +23,8 @@ int boardOpenFiles(void);
 /** Calls a function with the path of each file in a directory. */
 void boardEachFile(const char *directory, void (*each)(const char *path, void *argument), void *argument);
 
-/** Where the heap ends; a test may lower it. */
+/** Where the heap ends: of the board, and for now. */
+extern char boardHeapEnd[];
 extern char *boardHeapLimit;
 
 /** From the first `change` of 1 to its -1 no other task runs. */

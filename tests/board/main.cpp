@@ -15,11 +15,8 @@ struct Program {
     void (*run)(const char *arguments);
 };
 
-constexpr Program kPrograms[] = {{"example", runExample},
-                                 {"contract", runContract},
-                                 {"golden", runGolden},
-                                 {"cuts", runCuts},
-                                 {"costs", runCosts}};
+constexpr Program kPrograms[] = {{"example", runExample}, {"contract", runContract}, {"golden", runGolden},
+                                 {"cuts", runCuts},       {"limits", runLimits},     {"costs", runCosts}};
 
 char line[256];
 

@@ -24,7 +24,11 @@ void runGolden(const char *folder);
 void runCuts(const char *arguments);
 bool isCampaignUnderWay();
 
-/// Stack and instructions of each call and of the store task, one line each.
+/// Where the board runs out of memory, time, objects or room in the queue.
+void runLimits(const char *arguments);
+
+/// Stack and instructions of each call and of the store task, one line each; the task has so many bytes of
+/// stack, or what it asks for.
 void runCosts(const char *arguments);
 
 /// Notes a failed check, with its place and its text.
