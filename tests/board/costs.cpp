@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the calls and the store task take of the board: stack, with all that they call, and instructions. No
-// tick interrupts them; whatever one took would be the board's and not theirs.
+// tick interrupts them; its cost would be the board's, not theirs.
 #include <jorn.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -19,7 +19,7 @@ constexpr uint32_t kBegin = 1700000000;
 constexpr int kBatch = 400;
 constexpr const char *kDirectory = "/yaffs/costs";
 
-/// One line of the table. Of what is done often, for each time.
+/// Prints one line of the table; for what is done `times` times, the cost of each.
 void report(const char *what, int stack, uint64_t instructions, int times = 1) {
     const uint64_t tenths = instructions * 10 / static_cast<uint64_t>(times);
     printf("cost %s %d %lu.%lu\n", what, stack, static_cast<unsigned long>(tenths / 10),
@@ -35,7 +35,7 @@ uint64_t instructionsOf(Call call) {
 
 uint64_t begun, ended;
 
-/// The call's own stack: without that of the function that is handed on to make it.
+/// Measures the call's own stack, without that of the function that is passed to make it.
 template <typename Call>
 void measure(const char *what, Call call, int times = 1) {
     const int stack = boardStackOfCall(
@@ -80,7 +80,7 @@ void measureSubmissions(int32_t handle) {
     passes(2);
 }
 
-/// What one item more takes in a pass.
+/// What one more item takes in a pass.
 void measureStoring(int32_t handle, const char *what, size_t length) {
     submit(handle, kBatch, textOf(length));
     const uint64_t many = instructionsOf([] { passes(1); });
@@ -90,7 +90,8 @@ void measureStoring(int32_t handle, const char *what, size_t length) {
     passes(1);
 }
 
-/// Items until two files more are full, and then so many small passes that blocks are erased for others.
+/// Stores items until two more files are full, and then makes so many small passes that blocks are erased and
+/// reused.
 void fill(int32_t handle) {
     for (int item = 0; item < 2 * JORN_CSV_ITEM_MAX; item += kBatch) {
         boardSetTime(kBegin + static_cast<uint32_t>(item));
@@ -124,7 +125,7 @@ void measureTimes(int32_t handle) {
     measure("print-level", [] { jorn_SetDebugPrintLevel(1); });
 }
 
-/// Two files: of the range of a count both ends are read.
+/// Two files, so that a count reads both ends of its range.
 void measureFullFile() {
     int32_t handle = JORN_Create("/yaffs/full", 8, 2);
     for (int item = 1; item < JORN_CSV_ITEM_MAX; ++item) {

@@ -224,34 +224,39 @@ uint32_t random(uint32_t below) {
 
 int cutsOf(int share) { return campaign.cuts * share / 100; }
 
-/// The phase that the present cut is for, and where it falls: evenly over the phase, by chance within each
-/// part.
-Phase choosePlace() {
-    int number = campaign.cut;
+/// The phase that the present cut is for, or kPhases after the last one; `number` and `of` tell which of its
+/// cuts.
+Phase phaseOfCut(int *number, int *of) {
+    *number = campaign.cut;
     for (const auto &part : kPlans[campaign.plan].parts) {
-        if (number < cutsOf(part.share)) {
-            const Span span = campaign.spans[part.phase];
-            const auto width = static_cast<uint32_t>(span.end - span.begin);
-            const auto offset =
-                static_cast<uint32_t>((uint64_t{width} * static_cast<uint32_t>(number) + random(width)) /
-                                      static_cast<uint32_t>(cutsOf(part.share)));
-            campaign.at = span.begin + offset + (part.phase == kPrograms ? 1 : 0);
+        *of = cutsOf(part.share);
+        if (*number < *of) {
             return part.phase;
         }
-        number -= cutsOf(part.share);
+        *number -= *of;
     }
     return kPhases;
 }
 
 Phase phaseOfCut() {
-    int number = campaign.cut;
-    for (const auto &part : kPlans[campaign.plan].parts) {
-        if (number < cutsOf(part.share)) {
-            return part.phase;
-        }
-        number -= cutsOf(part.share);
+    int number;
+    int of;
+    return phaseOfCut(&number, &of);
+}
+
+/// Where the present cut falls: evenly over its phase, by chance within each part. Whether there is one.
+bool choosePlace() {
+    int number;
+    int of;
+    const Phase phase = phaseOfCut(&number, &of);
+    if (phase == kPhases) {
+        return false;
     }
-    return kPhases;
+    const Span span = campaign.spans[phase];
+    const auto width = static_cast<uint32_t>(span.end - span.begin);
+    const uint64_t parts = uint64_t{width} * static_cast<uint32_t>(number) + random(width);
+    campaign.at = span.begin + parts / static_cast<uint32_t>(of) + (phase == kPrograms ? 1 : 0);
+    return true;
 }
 
 // ---- What the chip holds ----
@@ -525,7 +530,7 @@ void report() {
 
 /// Chooses the next cut; after the last one of a workload, the next workload.
 void next() {
-    if (choosePlace() != kPhases) {
+    if (choosePlace()) {
         campaign.stage = Stage::Check;  // for the life after the cut
         live();
         return;

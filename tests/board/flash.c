@@ -14,7 +14,7 @@ enum { PAGE = 2048, SPARE = 64, BLOCK = 64, BLOCKS = 16, PAGES = BLOCK * BLOCKS,
 /* The first bytes of the spare area are the mark for bad blocks. */
 enum { TAGS = 2 };
 
-/* What the chip's controller can say of a page: one that a cut met in the middle cannot be corrected. */
+/* What the chip's controller reports about a page: one that a cut hit in the middle cannot be corrected. */
 enum state { UNREADABLE, ERASED, GOOD };
 
 struct chip {
@@ -29,7 +29,7 @@ static struct yaffs_dev device;
 static SEM_ID fileSystem;
 static uint32_t operations, erases, cutAt;
 
-/* What the file system asks of its surroundings. */
+/* What the file system needs from its environment. */
 unsigned yaffs_trace_mask = 0;
 void yaffsfs_SetError(int error) { errno = -error; }
 int yaffsfs_GetLastError(void) { return errno; }

@@ -11,10 +11,10 @@ extern "C" {
 
 /** Erases the chip. */
 void boardFlashErase(void);
-/** Mounts the file system at "/". The kernel's calls can be made by then. Ends the run when that fails. */
+/** Mounts the file system at "/", once the kernel's calls can be made. Ends the run when that fails. */
 void boardFlashMount(void);
 
-/** Keeps the chip as it is now, and gives it back. */
+/** Saves the chip as it is now; restores it. */
 void boardFlashKeep(void);
 void boardFlashRestore(void);
 

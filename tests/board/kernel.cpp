@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // A small kernel with the calls of VxWorks that the module makes: tasks with priorities and stacks of their
 // own, preempted by the tick; mutexes with recursion and inheritance; message queues. It keeps the contract
-// in the headers of port/posix/include but for options that the module does not use. One core; interrupts are
-// masked while it works.
+// in the headers of port/posix/include except for options that the module does not use. One core; interrupts
+// are masked while it works.
 #include "kernel.h"
 
 #include <errno.h>
@@ -54,7 +54,7 @@ using Entry = int (*)(intptr_t, intptr_t, intptr_t, intptr_t, intptr_t, intptr_t
 struct Task {
     uintptr_t stackPointer;
     Task *next;
-    Line *line;  // of the ready ones, or of those that wait for the same
+    Line *line;  // that of ready tasks, or of those that wait for the same thing
     int priority, ownPriority;
     bool isTimed;
     ULONG wakeTick;
@@ -116,7 +116,7 @@ void Line::remove(Task *task) {
     task->line = nullptr;
 }
 
-/// Interrupts masked for a scope. At its end whoever is to run runs.
+/// Masks interrupts for a scope. At its end, the task whose turn it is runs.
 class Section {
 public:
     Section() { asm volatile("mrs %0, cpsr\n cpsid i" : "=r"(status_) : : "memory"); }
@@ -133,7 +133,7 @@ private:
     uint32_t status_;
 };
 
-/// Ids hold a place and a generation, so that the id of what is gone designates nothing.
+/// Ids hold a place and a generation, so that a stale id designates nothing.
 template <typename Object, int kCount>
 int idOf(const Object (&all)[kCount], const Object *object) {
     return (object->generation << 8) + static_cast<int>(object - all) + 1;
@@ -168,7 +168,7 @@ int failWith(int error) {
     return ERROR;
 }
 
-/// The caller waits in a line; OK, or ERROR with the reason.
+/// Makes the caller wait in a line. Returns OK, or ERROR with the reason.
 int waitIn(Line *line, int timeout) {
     Task *const self = current;
     ready.remove(self);
@@ -204,8 +204,8 @@ void setPriority(Task *task, int priority) {
 
 bool isInheriting(const Mutex *mutex) { return (mutex->options & SEM_INVERSION_SAFE) != 0; }
 
-/// Whoever holds what the caller waits for, and what that one waits for, runs at the caller's priority at
-/// least.
+/// Raises the owner of what the caller waits for, the owner of what that one waits for, and so on, to at
+/// least the caller's priority.
 void lendPriority(const Mutex *mutex) {
     while (mutex != nullptr && isInheriting(mutex) && mutex->owner->priority > current->priority) {
         setPriority(mutex->owner, current->priority);
@@ -238,7 +238,7 @@ void store(Queue *queue, const Message &message) {
     ++queue->count;
 }
 
-/// Gives a message to one that waits for it.
+/// Hands a message to a receiver that waits for one.
 void deliver(Task *receiver, const char *bytes, UINT size) {
     receiver->message.size = size < receiver->message.size ? size : receiver->message.size;
     memcpy(receiver->message.bytes, bytes, receiver->message.size);
@@ -253,7 +253,7 @@ void begin() {
     taskDelete(0);
 }
 
-/// Its stack ends at the unmapped page exactly, whatever its size.
+/// Prepares a task whose stack ends exactly at the unmapped page, whatever its size.
 void prepare(Task *task, int stackSize) {
     char *const stack = stackOf(task);
     task->stackSize = stackSize & ~7;
@@ -266,7 +266,7 @@ void prepare(Task *task, int stackSize) {
     _REENT_INIT_PTR(&task->library);
 }
 
-/// Deepest place at which the paint is gone.
+/// Deepest place where the paint has been overwritten.
 const char *deepest(const Task *task) {
     const char *place = stackOf(task);
     while (static_cast<uint8_t>(*place) == kPaint) {

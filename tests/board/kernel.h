@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the kernel offers beyond the calls of VxWorks: starting it, and what tests look at.
+// What the kernel offers beyond the calls of VxWorks: starting it, and what tests examine.
 #ifndef JORN_TESTS_BOARD_KERNEL_H
 #define JORN_TESTS_BOARD_KERNEL_H
 
@@ -19,7 +19,7 @@ int boardStackUsed(const char *name);
 /// there.
 int boardStackOfCall(const char *(*call)(void *), void *argument);
 
-/// Gives the next task of this name another stack than it asks for; 0 no longer.
+/// Gives the next task of this name a different stack from what it requests; 0 ends that.
 void boardSetStack(const char *name, int bytes);
 
 /// Changes the caller's priority.

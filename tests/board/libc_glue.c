@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* What newlib asks of a system: files on YAFFS, the console, the clock, memory. On the device, paths of the
+/* What newlib needs of a system: files on YAFFS, the console, the clock, memory. On the device, paths of the
    file system begin with "/yaffs", but for those of YAFFS's own calls. */
 #include "libc_glue.h"
 

@@ -103,7 +103,7 @@ uint32_t boardTicksCome(void) { return ticksCome; }
 
 int boardIsInterrupt(void) { return inInterrupt ? 1 : 0; }
 
-/// On the stack of interrupts.
+/// Runs on the stack for interrupts.
 extern "C" void boardInterrupt(void) {
     const uint32_t interrupt = cpuInterface(kAcknowledge);
     if (interrupt == kTickTimer) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Where the board's programs begin: the emulator is started with the name of one and what it needs.
+// Where the board's programs begin: the emulator is started with the name of one and its arguments.
 #include <stdio.h>
 #include <string.h>
 

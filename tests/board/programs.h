@@ -45,7 +45,7 @@ int failures();
 /// A chip without a byte on it, mounted.
 void mountBlank();
 
-/// Lets the store task make so many passes.
+/// Lets the store task make `number` passes.
 void passes(int number);
 
 #endif

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The bytes of the whole store, compared with files that are kept and that expected.py makes from the rules
-// of the formats: what builds of every width write, show and print is the same.
+// The bytes of the whole store, compared with kept files that expected.py makes from the rules of the
+// formats: builds of every width write, show and print the same.
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -57,7 +57,8 @@ protected:
                 [](const char *text) { shown += text; }};
     }
 
-    /// The folder holds just the files that are kept, byte by byte; in the first data file after `before`.
+    /// Checks that the folder holds exactly the kept files, byte by byte; in the first data file, after
+    /// `before`.
     void expectGolden(const std::string &folder, const std::string &name,
                       const std::string &before = "") const {
         const std::vector<std::string> kept = namesIn(fs::path(JORN_GOLDEN) / name);
@@ -71,7 +72,8 @@ protected:
         }
     }
 
-    /// Everything printed since the last clearLog, less what differs with place and edition of the sources.
+    /// Everything printed since the last clearLog, without what depends on the place and version of the
+    /// sources.
     std::string console() const {
         std::string printed;
         for (const std::string &piece : platform().pieces()) {

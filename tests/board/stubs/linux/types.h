@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* Types and names that a host's own headers bring along and newlib's do not. */
+/* Types and names that a host's own headers define and newlib's do not. */
 #ifndef STUB_LINUX_TYPES_H
 #define STUB_LINUX_TYPES_H
 
