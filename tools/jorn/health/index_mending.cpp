@@ -32,6 +32,10 @@ std::vector<int> filledFiles(const DirectoryLook &look) {
     return filled;
 }
 
+int smallestRing(const DirectoryLook &look, std::initializer_list<std::optional<IndexPositions>> indexes) {
+    return smallestRingFor(presenceOf(look.files, &NamedEntry::itself), indexes);
+}
+
 bool holdsAll(const IndexPositions &range, const std::vector<int> &files, int ringSize) {
     const std::vector<int> inside = positionsInRange(range, ringSize);
     return std::all_of(files.begin(), files.end(), [&inside](int position) {
@@ -52,9 +56,7 @@ bool isGoodEnough(const StoreDirectory &directory) {
         return look.index.usablePositions().has_value();
     }
     const auto backup = look.backup.usablePositions();
-    return backup &&
-           holdsAll(*backup, filled,
-                    smallestRingFor(presenceOf(look.files, &NamedEntry::itself), {backup})) &&
+    return backup && holdsAll(*backup, filled, smallestRing(look, {backup})) &&
            diagnose(directory, {}).facts.index;
 }
 
@@ -75,15 +77,14 @@ bool mayBeFull(const StoreDirectory &directory, int position) {
 /// Whether a whole index may be none of these files', so that they have to be read. It is as good as certain
 /// if it names every file, and its newest one is there and has room.
 bool mayBeContradicted(const StoreDirectory &directory, std::optional<int> ringSize) {
-    const DirectoryLook look = lookAt(directory);
+    const DirectoryLook look = lookAtAll(directory);
     const auto index = look.index.usablePositions();
     const std::vector<int> filled = filledFiles(look);
     if (!index || filled.empty()) {
         return false;
     }
-    const int size =
-        std::max(ringSize.value_or(0), smallestRingFor(presenceOf(look.files, &NamedEntry::itself), {index}));
-    const Entry &newest = look.files[static_cast<size_t>(index->latest)];
+    const int size = std::max(ringSize.value_or(0), smallestRing(look, {index}));
+    const Entry &newest = look.files[static_cast<size_t>(index->latest)].itself;
     return (ringSize && !isInRing(*index, *ringSize)) || !holdsAll(*index, filled, size) ||
            !newest.isFile() || (newest.mark.size > 0 && mayBeFull(directory, index->latest));
 }
@@ -186,8 +187,7 @@ int leastRing(const DirectoryLook &look, int requested) {
     const auto within = [requested](const std::optional<IndexPositions> &positions) {
         return positions && isInRing(*positions, requested) ? positions : std::nullopt;
     };
-    return smallestRingFor(presenceOf(look.files, &NamedEntry::itself),
-                           {within(look.index.usablePositions()), within(look.backup.usablePositions())});
+    return smallestRing(look, {within(look.index.usablePositions()), within(look.backup.usablePositions())});
 }
 
 /// The size that is asked for may be that of the ring, or one that it is to get. What is read is judged by
