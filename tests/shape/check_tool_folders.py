@@ -30,10 +30,11 @@ USES = {
     "live": FOUNDATION,
     "health": FOUNDATION,
     "output": FOUNDATION,
-    "record": SHARED,
+    "import": FOUNDATION | {"output"},
+    "record": SHARED | {"import"},
     "export": SHARED,
     "repair": SHARED,
-    "commands": SHARED | {"record", "export", "repair"},
+    "commands": SHARED | {"import", "record", "export", "repair"},
 }
 
 # The main program, beside the folders, uses these.
