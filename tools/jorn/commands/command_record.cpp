@@ -43,6 +43,8 @@ constexpr char kDetails[] =
     "  make 2>&1 | jorn record --files 20 build-log   a program, into a ring of 20 files\n"
     "  jorn record -k --slot 3 DIR < /run/door.fifo until it is stopped\n"
     "  test-run | jorn record --prefix-levels DIR     \"<3>failed\" is an item of level 0\n"
+    "  jorn record --times iso dpkg < /var/log/dpkg.log   lines with their own times\n"
+    "  jorn export DIR | jorn record --format jsonl COPY  the same items again\n"
     "  jorn record --stats -o json DIR < door.log   and tell what was done\n"
     "  jorn record -k --sync --mode 0755 DIR < /run/door.fifo   safe from cuts, and for all to read\n"
     "Exit codes: 0 done, 2 usage, 3 the index is lost and jorn repair has to decide, 4 input or output\n"

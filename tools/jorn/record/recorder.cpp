@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -14,11 +15,13 @@
 #include "import/item_splitter.h"
 #include "import/json_items.h"
 #include "import/stamp_forms.h"
+#include "import/whole_input.h"
 #include "log/store_directory.h"
 #include "record/module_console.h"
 #include "record/preparation.h"
 #include "record/record_stats.h"
 #include "record/recording.h"
+#include "record/ring_fit.h"
 #include "system/failure.h"
 #include "system/stop_signals.h"
 #include "terminal/counted.h"
@@ -56,21 +59,72 @@ std::unique_ptr<LineHeadReader> makeHeadReader(const RecordOptions &options) {
     return options.hasPrefixes ? makePrefixReader(std::move(reader)) : std::move(reader);
 }
 
+LongText longTextOf(const RecordOptions &options) {
+    return options.maySplit ? LongText::Split : LongText::Cut;
+}
+
+JsonItems::Settings jsonSettings(const RecordOptions &options) {
+    return {longTextOf(options), options.slots, &options.names};
+}
+
+/// What an export held is to be there again, all of it, unless a size that was asked for says how much.
+bool hasToFit(const RecordOptions &options) {
+    return isJson(options) && !options.files && !options.keepsGoing;
+}
+
+/// Throws Failure where the ring would begin to drop the input's first items before the last ones are stored.
+void refuseTooSmallRing(const StoreDirectory &directory, int files, const RecordOptions &options, int fd) {
+    const uint64_t room = roomInRing(directory, files);
+    if (linesLeft(fd).value_or(0) <= room) {
+        return;
+    }
+    const uint64_t items = jsonItemsLeft(fd, jsonSettings(options));
+    if (items > room) {
+        refuse(directory.path() + ": the input has " + counted(items, "item", "items") + ", and a ring of " +
+               std::to_string(files) + " files takes " + std::to_string(room) +
+               " of them; nothing was recorded. A larger --files takes more; --files " +
+               std::to_string(files) + " keeps the newest of them");
+    }
+}
+
+/// Standard input. Where it has to be looked at as a whole and is no file, a copy of it.
+class RecordedInput {
+public:
+    RecordedInput(const RecordOptions &options, StopSignals *signals)
+        : signals_(signals), input_(STDIN_FILENO, signals, options.keepsGoing) {}
+
+    InputStream *stream() { return copied_ ? &*copied_ : &input_; }
+
+    /// Leads to a regular file, of which nothing has been read yet.
+    int readWhole() {
+        if (linesLeft(STDIN_FILENO)) {
+            return STDIN_FILENO;
+        }
+        copy_.emplace(&input_);
+        copied_.emplace(copy_->descriptor(), signals_, false);
+        return copy_->descriptor();
+    }
+
+private:
+    StopSignals *const signals_;
+    Input input_;
+    std::optional<CopiedInput> copy_;
+    std::optional<Input> copied_;
+};
+
 /// The input's items, on their way into the recording.
 class Source {
 public:
     Source(const RecordOptions &options, LineHeadReader *heads, Recording *recording) {
-        const LongText longText = options.maySplit ? LongText::Split : LongText::Cut;
         const ItemSink sink = [recording, level = options.level](const InputItem &item) {
             recording->take(item, level);
         };
         if (isJson(options)) {
-            auto json = std::make_unique<JsonItems>(
-                JsonItems::Settings{longText, options.slots, &options.names}, sink);
+            auto json = std::make_unique<JsonItems>(jsonSettings(options), sink);
             json_ = json.get();
             items_ = std::move(json);
         } else {
-            items_ = std::make_unique<ItemSplitter>(longText, heads, sink);
+            items_ = std::make_unique<ItemSplitter>(longTextOf(options), heads, sink);
         }
     }
 
@@ -151,9 +205,13 @@ void record(const RecordOptions &options) {
     ignoreWriteSignals();
     const std::unique_ptr<LineHeadReader> heads = makeHeadReader(options);
     const StoreDirectory directory = StoreDirectory::openForRecording(options.directory);
-    Input input(STDIN_FILENO, &signals, options.keepsGoing);
+    RecordedInput input(options, &signals);
     const ModuleConsole console(options.printLevel.has_value());
-    Recording recording(directory, settingsOf(options, prepareDirectory(directory, options)));
+    const LiveStore::Settings store = prepareDirectory(directory, options);
+    if (hasToFit(options)) {
+        refuseTooSmallRing(directory, store.files, options, input.readWhole());
+    }
+    Recording recording(directory, settingsOf(options, store));
     const Source source(options, heads.get(), &recording);
     const Stopwatch watch;
     uint64_t bytes = 0;
@@ -164,7 +222,7 @@ void record(const RecordOptions &options) {
                     source->cutLines(), static_cast<uint64_t>(recording.filesPassed()), watch.seconds()});
     };
     try {
-        pump(&input, source, &recording, &bytes);
+        pump(input.stream(), source, &recording, &bytes);
     } catch (const Failure &failure) {
         if (!recording.isStarted()) {
             throw;
