@@ -10,6 +10,7 @@
 
 #include "output/form_names.h"
 #include "output/json_text.h"
+#include "terminal/base64.h"
 #include "terminal/color.h"
 #include "terminal/escape.h"
 
@@ -57,22 +58,6 @@ void appendNumber(std::string *text, int64_t number) {
     std::array<char, std::numeric_limits<int64_t>::digits10 + 2> digits{};
     const auto [end, error] = std::to_chars(digits.begin(), digits.end(), number);
     text->append(digits.begin(), end);
-}
-
-std::string base64(std::string_view bytes) {
-    constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string text;
-    for (size_t i = 0; i < bytes.size(); i += 3) {
-        const size_t count = std::min<size_t>(3, bytes.size() - i);
-        uint32_t group = 0;
-        for (size_t k = 0; k < 3; ++k) {
-            group = group << 8 | (k < count ? static_cast<unsigned char>(bytes[i + k]) : 0U);
-        }
-        for (size_t k = 0; k < 4; ++k) {
-            text += k <= count ? kDigits[group >> (18 - 6 * k) & 0x3f] : '=';
-        }
-    }
-    return text;
 }
 
 }  // namespace
@@ -149,7 +134,7 @@ void ItemFormatter::formatJson(const Item &item) {
     addJsonNumber("slot", item.slot, style_.names->slots);
     line_ += ",\"text\":";
     if (!appendJsonText(&line_, item.text, style_.isEscaped)) {
-        line_ += ",\"text_base64\":\"" + base64(item.text) + '"';
+        line_ += ",\"text_base64\":\"" + toBase64(item.text) + '"';
     }
     line_ += origin_;
     if (style_.origin.isNumbered()) {
