@@ -111,14 +111,18 @@ std::string flawOf(const Diagnosis &diagnosis) {
                                           : "beyond a ring of " + std::to_string(ringSize) + " files";
 }
 
-/// The name that keeps what is replaced. Only a directory cannot make way for it.
+/// The name that keeps what is replaced: a free one, or the one that a start which was cut has given it.
 std::string keptName(const StoreDirectory &directory, const char *name) {
+    const Entry former = lookAtEntry(directory, name);
     const std::string first = std::string(name) + kKeptSuffix;
     std::string kept = first;
-    for (int number = 2; lookAtEntry(directory, kept).kind == Entry::Kind::Directory; ++number) {
+    for (int number = 2;; ++number) {
+        const Entry entry = lookAtEntry(directory, kept);
+        if (!entry.isPresent() || (entry.isFile() && isSameFile(entry.mark, former.mark))) {
+            return kept;
+        }
         kept = first + "-" + std::to_string(number);
     }
-    return kept;
 }
 
 std::string keptText(const StoreDirectory &directory, const DirectoryLook &look) {
@@ -210,7 +214,9 @@ void judgeBySize(std::optional<int> ringSize, Diagnosis *diagnosis) {
 void keepIndex(const StoreDirectory &directory) {
     const int fd = directory.descriptor();
     const std::string kept = keptName(directory, kIndexName);
-    unlinkat(fd, kept.c_str(), 0);
+    if (lookAtEntry(directory, kept).isPresent()) {
+        return;
+    }
     int result = linkat(fd, kIndexName, fd, kept.c_str(), 0);
     if (result < 0 && (errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS)) {
         // A file system without second names. A cut here leaves no index, which is found again likewise.
