@@ -325,6 +325,21 @@ TEST_F(RecordClockTest, Record_FallWithinFullFilesOfALargerRing_RefusedAndNothin
     expectRefused({"--files", "4"}, "had the clock been set back, 0.csv could be the newest as well");
 }
 
+/// In a ring of 3, the file that is not full would be the newest; in one of 10, it may be the last one too.
+TEST_F(RecordClockTest, Record_TimesAreEqualAndALargerRingIsAskedFor_RefusedAndNothingChanged) {
+    std::string full;
+    for (int i = 0; i < kFull; ++i) {
+        full += dataLine(kFirstTime, 1, 0, "same");
+    }
+    write(fileName(0), full);
+    write(fileName(1), dataLine(kFirstTime, 1, 0, "same"));
+    write(fileName(2), full);
+    write("log/index.csv", "");
+    expectRefused({"--files", "10"}, "the times of all files are equal, and more or fewer than one of them");
+    EXPECT_EQ(record({"--files", "3"}).status, 0);
+    EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
+}
+
 TEST_F(RecordClockTest, Record_EveryFileFullAndBackupAgrees_EveryItemStaysInView) {
     makeFullRing();
     write("log/index.bak", "version:1\n0,3\n");
@@ -427,6 +442,19 @@ TEST_F(RecordContradictedTest, Record_IndexOfBeforeTheRingMovedOn_EveryItemStays
     expectMended(record({"--files", "4"}, "new\n"), "was at odds with the files", "2,1",
                  "; index.csv.lost keeps the former one");
     expectInView(itemTexts(1, itemsOfRing(4)), {"new"});
+}
+
+/// The same, where the ring is to become larger, in which 0 is not the newest file's next.
+TEST_F(RecordContradictedTest, Record_IndexOfBeforeTheRingMovedOnAndALargerRing_EveryItemStaysInView) {
+    makeRingThatCameRound();
+    writeIndex("0,3");
+    const Outcome run = record({"--files", "10"}, "new\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.err,
+                StartsWith("jorn: log: index.csv was at odds with the files: written anew as 2,1, "));
+    auto texts = itemTexts(1, itemsOfRing(4));
+    texts.insert(texts.end(), {kStart, "new"});
+    EXPECT_TRUE(textsInRange(10) == texts);
 }
 
 TEST_F(RecordContradictedTest, Record_EveryFileFull_IndexIsBelieved) {
