@@ -179,7 +179,7 @@ void RingView::openFileLate(RingFile *file, DamageLog *damage) const {
     if (!openFile(file, damage)) {
         return;
     }
-    const FileMark &before = look_.files[static_cast<size_t>(file->number)].mark;
+    const FileMark &before = look_.look().files[static_cast<size_t>(file->number)].target.mark;
     if (!file->file.isOpen() || !isUnchanged(*file, before, markOf(file->file.get()))) {
         damage->addLoss(file->path);
         file->file = Descriptor();
