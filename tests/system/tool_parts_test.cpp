@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Parts of the command-line tool by themselves.
+// Parts of the command-line tool in isolation.
 #include <gmock/gmock.h>
-
-#include <filesystem>
 
 #include "import/item_splitter.h"
 #include "import/stamp_forms.h"
-#include "log/ring_look.h"
 #include "record/record_stats.h"
 #include "system/failure.h"
 #include "terminal/escape.h"
@@ -29,7 +26,7 @@ TEST(Escaped, PrintableText_Passes) {
 TEST(Escaped, ControlCharacters_AsHex) {
     EXPECT_EQ(escaped(std::string_view("\0\t\r\x1b\x7f", 5)), "\\x00\\x09\\x0d\\x1b\\x7f");
     EXPECT_EQ(escaped("\xc2\x80\xc2\x9f\xc2\xa0"), "\\xc2\\x80\\xc2\\x9f\xc2\xa0");
-    // Written apart, for such characters turn the source itself.
+    // Written byte by byte, because such characters would reverse the source text itself.
     const std::string overriding = {'\xe2', '\x80', '\xae'};
     const std::string isolating = {'\xe2', '\x81', '\xa6'};
     const std::string separating = {'\xe2', '\x80', '\xa8'};
@@ -51,7 +48,7 @@ TEST(Escaped, InvalidUtf8_AsHex) {
 
 class ItemSplitterTest : public ::testing::Test {
 protected:
-    /// What comes of an input, each text behind the level that its line asks for.
+    /// What an input results in, each text after the level that its line asks for.
     static std::vector<std::string> textsOf(const std::string &input, size_t blockSize, LongText longText,
                                             bool hasPrefixes) {
         std::vector<std::string> texts;
@@ -69,7 +66,7 @@ protected:
 
     /// Of two, three and four bytes.
     const std::vector<std::string> kCharacters = {"\xc3\xbc", "\xe2\x82\xac", "\xf0\x9f\x9a\xaa"};
-    /// No room is left in a text for any of them.
+    /// Leaves no room in a text for any of them.
     const std::string kBefore = std::string(197, 'x');
 
     std::vector<std::string> texts_;
@@ -200,7 +197,7 @@ TEST_F(ItemSplitterTest, Feed_BytesThatAreNoUtf8_CutAt198) {
              a + "x\xe2\x82(yyy",                           // No third byte.
              a + "\xe2\x82",                                // The line ends within a character.
              a + "x\xe2\x82",                               //
-             a + "x\xc0\xafyyy",                            // Longer than need be.
+             a + "x\xc0\xafyyy",                            // Longer than necessary.
              a + "x\xed\xa0\x80yyy",                        // A surrogate.
              a + "\x82\x82\x82\x82yyy",                     // No first byte.
              "\xff" + std::string(196, 'x') + "\xc3\xbcy",  // Something else before.
@@ -224,67 +221,6 @@ TEST(RecordStatsTest, Format_TextAndJson_TellEverything) {
               "{\"lines\":3,\"items\":4,\"bytes\":50,\"cut_lines\":1,\"files_passed\":2,\"seconds\":0.25,"
               "\"items_per_second\":16}\n");
     EXPECT_EQ(tool::RecordStats().itemsPerSecond(), 0);
-}
-
-class RingLookTest : public ToolTest {
-protected:
-    RingLookTest() { makeDirectory("log"); }
-
-    tool::RingLook look() const {
-        return tool::RingLook::ofReadable(tool::StoreDirectory::openForReading(path("log")));
-    }
-};
-
-TEST_F(RingLookTest, Look_EmptyDirectory_IsFresh) {
-    EXPECT_TRUE(look().isFresh());
-    EXPECT_EQ(look().smallestRing(), 2);
-}
-
-TEST_F(RingLookTest, Look_FilesAndIndex_GiveSmallestRing) {
-    write("log/3.csv", "");
-    EXPECT_EQ(look().smallestRing(), 4);
-    write("log/index.csv", "version:1\n5,89\n");
-    EXPECT_EQ(look().smallestRing(), 90);
-    EXPECT_FALSE(look().hasWrapped());
-    write("log/index.csv", "version:1\n5,4\n");
-    EXPECT_EQ(look().smallestRing(), 6);
-    EXPECT_TRUE(look().hasWrapped());
-}
-
-TEST_F(RingLookTest, OfReadable_NameOfNoFile_Refused) {
-    const auto looking = [this] { look(); };
-    makeDirectory("log/3.csv");
-    EXPECT_THAT(looking, ThrowsMessage<tool::Failure>(path("log/3.csv") + ": not a regular file"));
-    EXPECT_EQ(tool::RingLook(tool::StoreDirectory::openForReading(path("log"))).highestFile(), 3)
-        << "the others keep their places";
-    std::filesystem::remove(path("log/3.csv"));
-    std::filesystem::create_symlink("4.csv", path("log/4.csv"));
-    EXPECT_THAT(looking,
-                ThrowsMessage<tool::Failure>(path("log/4.csv") + ": Too many levels of symbolic links"));
-    std::filesystem::remove(path("log/4.csv"));
-    makeDirectory("log/index.csv");
-    EXPECT_THAT(looking, ThrowsMessage<tool::Failure>(path("log/index.csv") + ": not a regular file"));
-}
-
-TEST_F(RingLookTest, OfReadable_LinkThatLeadsNowhere_NoFile) {
-    std::filesystem::create_symlink("gone", path("log/4.csv"));
-    EXPECT_TRUE(look().isFresh());
-}
-
-TEST_F(RingLookTest, ReadIndex_AnyNumbers_ReadAsTheStoreReadsThem) {
-    const auto read = [&](const std::string &text) {
-        write("log/index.csv", text);
-        return look().index.positions();
-    };
-    EXPECT_EQ(read("version:1\n-1,3\n"), (tool::IndexPositions{-1, 3}));
-    EXPECT_EQ(read("version: 1 \n 3,  7"), (tool::IndexPositions{3, 7}));
-    EXPECT_EQ(read("version:1\n3;7"), (tool::IndexPositions{3, 0}));
-    EXPECT_EQ(read("version:1\n89,89"), (tool::IndexPositions{89, 89}));
-    EXPECT_EQ(read("version:1\n90,0"), std::nullopt);
-    EXPECT_EQ(read("version:1\n0,4294967296"), std::nullopt);
-    EXPECT_EQ(read("version:1\n-4294967296,0"), (tool::IndexPositions{INT32_MIN, 0}));
-    EXPECT_EQ(read("version:4294967297\n0,0"), std::nullopt);
-    EXPECT_EQ(read("version:1\n,3"), std::nullopt);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <limits>
 #include <string_view>
+#include <utility>
 
 #include "output/form_names.h"
 #include "output/json_text.h"
@@ -66,13 +67,17 @@ std::vector<std::string> itemFormNames() { return namesOf(kForms); }
 ItemForm itemFormOf(const std::string &name) { return formNamed(name, kForms).value_or(ItemForm::Text); }
 
 ItemFormatter::ItemFormatter(const ItemStyle &style)
-    : style_(style), time_(timeFormOf(style.form), style.isUtc) {}
+    : style_(style),
+      origin_(style.form == ItemForm::Csv ? csvOrigin() : jsonOrigin()),
+      time_(timeFormOf(style.form), style.isUtc) {}
 
 std::string ItemFormatter::heading() const {
     if (style_.form != ItemForm::Csv) {
         return "";
     }
-    return style_.log.empty() ? "time,level,slot,text\n" : "time,level,slot,text,log\n";
+    const ItemOrigin &origin = style_.origin;
+    return std::string("time,level,slot,text") + (origin.device.empty() ? "" : ",device") +
+           (origin.log.empty() ? "" : ",log") + (origin.isNumbered() ? ",epoch,seq" : "") + "\n";
 }
 
 const std::string &ItemFormatter::format(const Item &item) {
@@ -114,7 +119,8 @@ std::string ItemFormatter::formatForPeople(const Item &item) {
 
 std::string ItemFormatter::formatCsv(const Item &item) const {
     return std::to_string(item.seconds) + "," + std::to_string(item.level) + "," + std::to_string(item.slot) +
-           "," + shown(csvField(item.text)) + (style_.log.empty() ? "" : "," + csvField(style_.log)) + "\n";
+           "," + shown(csvField(item.text)) + origin_ +
+           (style_.origin.isNumbered() ? std::to_string(item.seq) : "") + "\n";
 }
 
 void ItemFormatter::formatJson(const Item &item) {
@@ -130,11 +136,32 @@ void ItemFormatter::formatJson(const Item &item) {
     if (!appendJsonText(&line_, item.text, style_.isEscaped)) {
         line_ += ",\"text_base64\":\"" + toBase64(item.text) + '"';
     }
-    if (!style_.log.empty()) {
-        line_ += ",\"log\":";
-        appendJsonText(&line_, style_.log, style_.isEscaped);
+    line_ += origin_;
+    if (style_.origin.isNumbered()) {
+        appendNumber(&line_, static_cast<int64_t>(item.seq));
     }
     line_ += "}\n";
+}
+
+std::string ItemFormatter::jsonOrigin() const {
+    const ItemOrigin &origin = style_.origin;
+    std::string json;
+    for (const auto &[key, name] : {std::pair("device", &origin.device), {"log", &origin.log}}) {
+        if (!name->empty()) {
+            json += std::string(",\"") + key + "\":";
+            appendJsonText(&json, *name, style_.isEscaped);
+        }
+    }
+    return origin.isNumbered() ? json + ",\"epoch\":" + std::to_string(origin.epoch) + ",\"seq\":" : json;
+}
+
+std::string ItemFormatter::csvOrigin() const {
+    const ItemOrigin &origin = style_.origin;
+    std::string fields;
+    for (const std::string *const name : {&origin.device, &origin.log}) {
+        fields += name->empty() ? "" : "," + csvField(*name);
+    }
+    return origin.isNumbered() ? fields + "," + std::to_string(origin.epoch) + "," : fields;
 }
 
 /// The number that a key was written for, and its name, if it has one, as a member of its own.

@@ -23,7 +23,7 @@ namespace {
 class Layout {
 public:
     Layout(const StoreDirectory &directory, const RingLook &look)
-        : directory_(directory), isPresent_(presenceOf(look.files)) {}
+        : directory_(directory), isPresent_(look.presence()) {}
 
     bool isPresent(int position) const { return isPresent_[static_cast<size_t>(position)]; }
 
