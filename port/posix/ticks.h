@@ -15,12 +15,9 @@ int tickRate();
 /// Changes the rate, from the present tick on.
 void setTickRate(int rate);
 
-/// Whether ticks come by countTick() only.
+/// Whether ticks come by countTick() only, from stopTicks() on.
 bool areTicksStopped();
 void stopTicks();
-
-/// Lets ticks come by time (again); the time since stopTicks() is not made up for.
-void resumeTicks();
 
 /// Counts one tick more.
 void countTick();

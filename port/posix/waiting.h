@@ -30,10 +30,6 @@ void taskIsGone(const Task &task);
 /// Ends every wait whose last tick has come, and lets the clock's thread see that the ticks have changed.
 void applyTicks();
 
-/// Starts the clock's thread for waits that began while ticks were stopped. A later wait tries again when it
-/// cannot be started.
-void resumeTimers();
-
 }  // namespace port
 
 #endif

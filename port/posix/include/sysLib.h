@@ -19,10 +19,7 @@ int sysClkRateGet(void);
 /// errno EINVAL (outside the range) and the rate left alone.
 STATUS sysClkRateSet(int ticksPerSecond);
 
-/// Lets the clock run (again). The time while it was disabled is not made up for.
-void sysClkEnable(void);
-
-/// Stops the clock: when the call returns, ticks come by tickAnnounce() only.
+/// Stops the clock for good: when the call returns, ticks come by tickAnnounce() only.
 void sysClkDisable(void);
 
 #ifdef __cplusplus
