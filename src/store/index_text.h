@@ -4,8 +4,7 @@
 //   text   "version:1" LF  oldest "," latest LF       both signed decimal ring positions
 //
 // The store scans leniently: blanks count nothing, a second number may be missing, what follows is not looked
-// at. A checker judges whether the text is whole as it was built: one that lacks its end may be a longer
-// number cut short.
+// at. A checker judges whether the text is whole: one that lacks its end may be a longer number cut short.
 #ifndef JORN_SRC_STORE_INDEX_TEXT_H
 #define JORN_SRC_STORE_INDEX_TEXT_H
 
@@ -70,8 +69,10 @@ struct WholeIndexText {
     int32_t length;  ///< With the line end, which may be of two bytes.
 };
 
-/// Judges the text of an index: true when it begins with a version line of the only version and two numbers
-/// with a comma between them, followed by a line end. (Not used by the module, which takes what it can get.)
+/// Judges the text of an index: true when it begins with "version:", the only version, and two numbers of at
+/// most eight characters, a comma right after the first and a line end right after the second. White space
+/// before a number counts nothing, as for the store, so that a line end may be of two bytes, and a blank may
+/// stand for the one after the version. (Not used by the module, which takes what it can get.)
 inline bool judgeIndexText(const char *text, WholeIndexText *whole) {
     int version = 0;
     int oldest = 0;
