@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The bytes of the whole store, compared with files that are kept and that expected.py makes from the rules
-// of the formats: what builds of every width write, show and print is the same.
+// The bytes of the whole store, compared with kept files that expected.py makes from the rules of the
+// formats: builds of every width write, show and print the same.
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -99,7 +99,7 @@ protected:
         return handle;
     }
 
-    /// An object with items of the last two seconds that 32 bits can tell.
+    /// An object with items of the last two seconds that 32 bits can represent.
     int32_t createLast() const {
         platform().setTime(kEndOf32Bits);
         const int32_t handle = create("last", 2, 2);
@@ -110,7 +110,7 @@ protected:
         return handle;
     }
 
-    /// A ring of two whose first file is two items short of full; `prepared` is what it holds.
+    /// A ring of two files whose first one is two items short of full; `prepared` is what it holds.
     int32_t createNearlyFull(const std::string &prepared) const {
         makeFolder("ring");
         dir_.write("ring/index.csv", "version:1\n0,0\n");
@@ -118,7 +118,8 @@ protected:
         return create("ring", 8, 2);
     }
 
-    /// The folder holds just the files that are kept, byte by byte; in the first data file after `before`.
+    /// Checks that the folder holds exactly the kept files, byte by byte; in the first data file, after
+    /// `before`.
     void expectGolden(const std::string &folder, const std::string &name,
                       const std::string &before = "") const {
         const std::vector<std::string> kept = namesIn(fs::path(JORN_GOLDEN) / name);
@@ -132,7 +133,8 @@ protected:
         }
     }
 
-    /// Everything printed since the last clearLog, less what differs with place and edition of the sources.
+    /// Everything printed since the last clearLog, without what depends on the place and version of the
+    /// sources.
     std::string console() const {
         std::string printed;
         for (const std::string &piece : platform().pieces()) {

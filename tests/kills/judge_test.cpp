@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// That the comparison of a log before and after a run finds each fault, in rings of 3 files of 2 items.
+// Tests that the comparison of a log before and after a run finds each fault, in rings of 3 files of 2 items.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

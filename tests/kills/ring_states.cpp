@@ -19,7 +19,7 @@ void write(const std::string &path, const std::string &bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
-/// Full files, the oldest at a position, the newest with what is left.
+/// Writes full files, the oldest at a position, and the newest with the items that are left.
 void writeRing(const std::string &directory, int oldest, int items, int full = kFull) {
     std::filesystem::create_directory(directory);
     int position = oldest;

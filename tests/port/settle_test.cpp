@@ -11,7 +11,7 @@ using namespace port_test;
 using SettleTest = PortTest;
 
 TEST_F(SettleTest, Settle_TaskOnItsWay_ReturnsWhenItWaits) {
-    int steps = 0;  // of plain type: settling orders the task's steps before the reading
+    int steps = 0;  // not atomic: settling orders the task's steps before the reading
     Crew crew;
     crew.start(kPriority, [&] {
         for (int step = 0; step < 10000; ++step) {

@@ -55,19 +55,19 @@ TEST_F(ShowTest, ShowAndCount_WhileARecorderWrites_WhatIsThereIsGivenWhole) {
     size_t seen = 0;
     for (int round = 0; round < 12; ++round) {
         recorder.feed(numberedLines("round" + std::to_string(round) + "-", 1500));
-        const Outcome run = jorn({"show", "live", "-n", "15000", "-p", "2"});
+        const Outcome run = jorn({"show", "live", "-n", "15000", "-r", "-p", "2"});
         if (run.status == 4) {
             continue;  // The recorder has not made the directory yet.
         }
         EXPECT_EQ(run.status, 0) << run.err;
         std::vector<std::string> texts = shownTexts(run.out);
-        // The newest line may be on its way to the file, and is shown as far as it has come.
+        // The newest line may be only partly in the file, and is shown as far as it is there.
         const auto isWhole = [](const std::string &text) { return text.size() == text.find('-') + 8; };
         if (!texts.empty() && !isWhole(texts.front())) {
             texts.erase(texts.begin());
         }
-        // Without gaps: each item is followed by the one before it, and the store's ring keeps 10,001 at
-        // least.
+        // Without gaps: each item is followed by the one before it, and the store's ring keeps at least
+        // 10,001.
         for (size_t i = 1; i < texts.size(); ++i) {
             const int number = std::stoi(texts[i].substr(texts[i].find('-') + 1));
             const int newer = std::stoi(texts[i - 1].substr(texts[i - 1].find('-') + 1));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a look at a log's directory records, and how readers take it.
+// What a look at a log's directory records, and how readers use it.
 #include <gmock/gmock.h>
 
 #include <filesystem>
@@ -19,7 +19,7 @@ using ::testing::ThrowsMessage;
 using tool::Entry;
 using tool::Extent;
 
-/// A directory "log" to be looked at.
+/// A directory "log" to be examined.
 class LookTest : public ToolTest {
 protected:
     LookTest() { makeDirectory("log"); }

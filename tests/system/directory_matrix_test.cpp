@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Every command over every kind of directory: what its exit code is, what it takes, and that it changes
+// Every command over every kind of directory: its exit code, its time and memory, and that it changes
 // nothing.
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 
 using ::testing::HasSubstr;
 
-/// Where instructions cost ten or more, a file has to be shorter to be read in the same time.
+/// Where an instruction costs ten or more, a file has to be shorter to be read in the same time.
 constexpr int64_t kSparseSize = JORN_IS_SLOW ? int64_t{16} << 20 : int64_t{1} << 30;
 
 class DirectoryMatrixTest;
@@ -38,28 +38,28 @@ struct Verdicts {
     int repairing;
 };
 
-/// A directory, or what stands in its place.
+/// A directory, or what is in its place.
 struct Kind {
     const char *name;
     Verdicts verdicts;
-    const char *named;  ///< What the messages of an exit code above 2 hold besides DIR; empty for nothing.
+    const char *named;  ///< What messages with an exit code above 2 contain besides DIR; may be empty.
     std::function<void(const DirectoryMatrixTest &)> make;
-    bool obeysPermissions = false;  ///< Also when root runs the tests.
+    bool obeysPermissions = false;  ///< Even when root runs the tests.
 };
 
 struct Command {
     const char *name;
     std::vector<std::string> arguments;  ///< Before DIR.
     int Verdicts::*verdict;
-    bool isOutputEscaped;    ///< Else the items' bytes pass as they are.
-    bool isWaiting = false;  ///< For a DIR that is not there: here to no end.
+    bool isOutputEscaped;    ///< Otherwise the items' bytes pass unchanged.
+    bool isWaiting = false;  ///< Waits for a missing DIR: here without end.
 };
 
 const std::vector<Command> &commands() {
     static const std::vector<Command> all = [] {
         std::vector<Command> list = {
-            {"show a page", {"show", "--escape"}, &Verdicts::reading, true},
-            {"show all", {"show", "-n", "all", "-r"}, &Verdicts::reading, false},
+            {"show a page", {"show", "--page", "1", "--escape"}, &Verdicts::reading, true},
+            {"show all", {"show"}, &Verdicts::reading, false},
             {"count a slot's", {"count", "-s", "2", "-S", "@1", "-o", "json"}, &Verdicts::reading, true},
             {"stats", {"stats", "--disk-usage"}, &Verdicts::reading, true},
             {"export", {"export"}, &Verdicts::reading, false},
@@ -68,9 +68,12 @@ const std::vector<Command> &commands() {
             {"repair", {"repair"}, &Verdicts::repairing, true},
         };
         const std::vector<Command> variants = {
-            {"show a page of some", {"show", "--escape", "-s", "2", "-s", "5"}, &Verdicts::reading, true},
+            {"show a page of some",
+             {"show", "--page", "1", "--escape", "-s", "2", "-s", "5"},
+             &Verdicts::reading,
+             true},
             {"show the newest", {"show", "-n", "25", "--escape"}, &Verdicts::reading, true},
-            {"show all as JSON", {"show", "-n", "all", "-o", "json", "--escape"}, &Verdicts::reading, true},
+            {"show all as JSON", {"show", "-r", "-o", "json", "--escape"}, &Verdicts::reading, true},
             {"count", {"count"}, &Verdicts::reading, true},
             {"stats as JSON", {"stats", "-o", "json"}, &Verdicts::reading, true},
             {"export as CSV", {"export", "-o", "csv"}, &Verdicts::reading, false},
@@ -106,7 +109,7 @@ public:
         writeIndex("0,2");
     }
 
-    /// A log of which one name is made anew.
+    /// A log with one entry removed, to be made anew.
     void writeLogWithout(const std::string &name) const {
         writeLog();
         fs::remove(path("log/" + name));
@@ -136,7 +139,7 @@ protected:
         fs::permissions(path("log"), fs::perms::owner_all, ignored);
     }
 
-    /// Times long past, for what is told of the newest file.
+    /// Sets times long past, for what is reported about the newest file.
     void makeOld() const {
         const timespec longAgo[2] = {{kFirstTime, 0}, {kFirstTime + 1, 0}};
         for (const std::string &name : names()) {
@@ -176,7 +179,7 @@ protected:
         }
     }
 
-    /// Of DIR and all that is in it.
+    /// Names and times of DIR and all that is in it.
     std::string namesAndTimes() const {
         std::ostringstream state;
         for (const std::string &name : names()) {
@@ -265,7 +268,7 @@ Maker logWithLink(const std::string &name, const std::string &target) {
     };
 }
 
-/// Rights of the log's directory, or of a file in it.
+/// Sets the permissions of the log's directory, or of a file in it.
 Maker logWithRights(const std::string &name, mode_t mode) {
     return [=](const Test &test) {
         test.writeLog();
@@ -316,7 +319,7 @@ const std::vector<Kind> kinds = {
          test.writeFiles(positions, JORN_IS_SLOW ? 100 : kFull);
          test.writeIndex("31,30");
      }},
-    // Rights.
+    // Permissions.
     {"NoRights", {4, 4, 4}, "", logWithRights("log", 0), true},
     {"NoRightsForRoot",
      {0, 0, 0},

@@ -34,7 +34,7 @@ TEST_F(ExportTest, Export_JsonLinesAndCsv_AsShowGivesThem) {
                                                              {"-g", "SHUT", "--ignore-case"}};
     for (const std::vector<std::string> &question : questions) {
         for (const auto &[form, shownForm] : {std::pair("jsonl", "json"), {"csv", "csv"}}) {
-            std::vector<std::string> show = {"show", "--utc", "-n", "all", "-r", "-o", shownForm, "door"};
+            std::vector<std::string> show = {"show", "--utc", "-o", shownForm, "door"};
             std::vector<std::string> options = {"-o", form, "door"};
             show.insert(show.begin() + 1, question.begin(), question.end());
             options.insert(options.begin(), question.begin(), question.end());
@@ -231,8 +231,8 @@ TEST_F(ExportTest, Export_SqliteIndexes_ServeTheUsualQuestions) {
     const auto plan = [&](const std::string &condition) {
         return rowsOf(file, "EXPLAIN QUERY PLAN SELECT text FROM door WHERE " + condition).front();
     };
-    // Without these, a question of a few items reads the whole table: -S and -U, --level, -p, -s, and these
-    // with a span of time.
+    // Without these, a query for a few items reads the whole table: -S and -U, --level, -p, -s, and these
+    // with a time range.
     const std::string span = "time BETWEEN 5 AND 9";
     EXPECT_THAT(plan(span), HasSubstr("SEARCH door USING INDEX door_by_time (time>? AND time<?)"));
     EXPECT_THAT(plan("level = 1 AND " + span),

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Records into a real file system until it is full: a tmpfs of 256 KiB in a mount namespace of its own. The tool must
-# end with exit code 4 and say why, every line that an earlier, successful recording took must still be there, and no
-# more lines may be missing than the tool says. Then room comes back, and recording works again. An export onto such a
-# medium must end with exit code 4 as well, and leave no part of a file there.
+# end with exit code 4 and say why, every line that an earlier, successful recording stored must still be there, and
+# no more lines may be missing than the tool says. Then room is made, and recording works again. An export onto such
+# a medium must also end with exit code 4, and leave no part of a file there.
 # usage: full_medium.sh JORN
 # Exit codes: 0 all holds, 1 something does not, 77 no mount namespace is permitted here.
 set -euo pipefail

@@ -27,7 +27,7 @@ std::string dumped(const ordered_json &value, bool isAscii) {
 }
 
 bool isUtf8ByDump(const std::string &text) {
-    // What is no UTF-8 is replaced, which changes the text.
+    // What is not UTF-8 is replaced, which changes the text.
     return ordered_json::parse(dumped(text, false)).get<std::string>() == text;
 }
 
@@ -42,7 +42,7 @@ void expectAsDumped(const std::string &text) {
 }
 
 TEST(AppendJsonText, EveryByteAtEveryPlaceOfAWord_AsDumped) {
-    // Words of eight bytes are looked at as a whole.
+    // Words of eight bytes are checked as a whole.
     for (int byte = 0; byte < 256; ++byte) {
         for (size_t place = 0; place < 17; ++place) {
             std::string text = "of a door of oak.";
@@ -78,7 +78,7 @@ TEST(AppendJsonText, FourBytes_AsDumped) {
     }
 }
 
-/// A text of parts that forms of escapes are for.
+/// A text made of parts that need various escapes.
 std::string randomText(std::mt19937 *random) {
     static const std::array<std::string, 12> kParts = {"door",         " motor current limit reached ",
                                                        "\"",           "\\",

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A view of a log whose files a writer changes underneath.
+// A view of a log whose files a writer changes meanwhile.
 #include <gmock/gmock.h>
 
 #include <fstream>
@@ -17,20 +17,19 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-/// A view of a log, and what happens to the log behind its back.
+/// A view of a log, and what happens to the log meanwhile.
 class LiveViewTest : public ExportTest {
 protected:
     std::vector<std::string> scan(const tool::RingView &view, const std::function<void()> &atFirstItem) {
         const tool::ItemFilter filter;
-        tool::ItemScanner scanner(view, filter, &damage_);
+        tool::ItemScanner scanner(view, filter, tool::Order::OldestFirst, &damage_);
         std::vector<std::string> texts;
-        scanner.scan(tool::Order::OldestFirst, [&](const tool::Item &item) {
-            texts.push_back(item.text);
+        while (const tool::Item *const item = scanner.next()) {
+            texts.push_back(item->text);
             if (texts.size() == 1) {
                 atFirstItem();
             }
-            return true;
-        });
+        }
         return texts;
     }
 

@@ -21,7 +21,7 @@ using ::testing::IsEmpty;
 
 class RecordTest : public ToolTest {
 protected:
-    /// Records into "log" and returns the texts that arrived behind the store's own first item.
+    /// Records into "log" and returns the texts that arrived after the store's own first item.
     std::vector<std::string> recordedTexts(const std::string &input,
                                            const std::vector<std::string> &options = {}) {
         std::vector<std::string> arguments = {"record", "log"};
@@ -38,21 +38,21 @@ protected:
     Outcome run_;
 };
 
-TEST_F(RecordTest, Record_FewLines_ShownNewestFirst) {
+TEST_F(RecordTest, Record_FewLines_ShownInTheirOrder) {
     EXPECT_THAT(recordedTexts("one\ntwo, with a comma\nthree\n"),
                 ElementsAre("one", "two, with a comma", "three"));
     EXPECT_EQ(run_.err, "");
     const Outcome show = jorn({"show", "log", "-p", "2"});
     EXPECT_EQ(show.status, 0);
-    EXPECT_THAT(shownTexts(show.out), ElementsAre("three", "two, with a comma", "one"));
-    EXPECT_EQ(show.err, "page 1 of 1 (3 items)\n");
+    EXPECT_THAT(shownTexts(show.out), ElementsAre("one", "two, with a comma", "three"));
+    EXPECT_EQ(show.err, "");
     EXPECT_EQ(read("log/index.csv"), "version:1\n0,0\n");
     EXPECT_FALSE(exists("log/index.bak"));
 }
 
 TEST_F(RecordTest, Record_EmptyInput_LeavesFirstItemOnly) {
     EXPECT_THAT(recordedTexts(""), IsEmpty());
-    EXPECT_EQ(jorn({"show", "log", "-p", "2"}).err, "no items\n");
+    EXPECT_EQ(jorn({"show", "log", "-p", "2", "--page", "1"}).err, "no items\n");
 }
 
 TEST_F(RecordTest, Record_LevelAndSlot_ReachTheItems) {
@@ -60,14 +60,27 @@ TEST_F(RecordTest, Record_LevelAndSlot_ReachTheItems) {
     EXPECT_THAT(linesOf(read("log/0.csv")).at(1), EndsWith(",2,5,x"));
 }
 
-TEST_F(RecordTest, RecordPrefixLevels_Prefixes_BecomeLevels) {
-    EXPECT_THAT(recordedTexts("<0>failed\n<2>\nplain\n<7>not a level\n", {"--prefix-levels", "-l", "1"}),
-                ElementsAre("failed", "", "plain", "<7>not a level"));
-    const std::vector<std::string> lines = linesOf(read("log/0.csv"));
-    EXPECT_THAT(lines.at(1), EndsWith(",0,0,failed"));
-    EXPECT_THAT(lines.at(2), EndsWith(",2,0,"));
-    EXPECT_THAT(lines.at(3), EndsWith(",1,0,plain"));
-    EXPECT_THAT(lines.at(4), EndsWith(",1,0,<7>not a level"));
+TEST_F(RecordTest, Record_NoLevel_Information) {
+    recordedTexts("x\n");
+    EXPECT_THAT(linesOf(read("log/0.csv")).at(1), EndsWith(",2,0,x"));
+}
+
+TEST_F(RecordTest, RecordPrefixLevels_Severities_BecomeTheLevelsThatExportMapsBack) {
+    recordedTexts("<0>a\n<1>b\n<2>c\n<3>d\n<4>e\n<5>f\n<6>g\n<7>h\n<8>i\n<6>\n",
+                  {"--prefix-levels", "-l", "1"});
+    std::vector<std::string> fields;
+    for (const std::string &line : linesOf(read("log/0.csv"))) {
+        fields.push_back(line.substr(line.find(',') + 1));
+    }
+    fields.erase(fields.begin());
+    EXPECT_THAT(fields, ElementsAre("0,0,a", "0,0,b", "0,0,c", "0,0,d", "1,0,e", "2,0,f", "2,0,g", "3,0,h",
+                                    "1,0,<8>i", "2,0,"));
+    const std::vector<std::string> messages =
+        linesOf(jorn({"export", "-o", "syslog", "--facility", "kern", "log"}).out);
+    EXPECT_EQ(messages.at(4).substr(0, 4), "<3>1");
+    EXPECT_EQ(messages.at(5).substr(0, 4), "<4>1");
+    EXPECT_EQ(messages.at(7).substr(0, 4), "<6>1");
+    EXPECT_EQ(messages.at(8).substr(0, 4), "<7>1");
 }
 
 TEST_F(RecordTest, RecordStats_ToldAtTheEnd) {
@@ -177,7 +190,7 @@ TEST_F(RecordTest, Record_LongPath_Works) {
     EXPECT_THAT(shownTexts(jorn({"show", path(name), "-p", "2"}).out), ElementsAre("x"));
     const Setting inside = {"y\n", path(part), {}, {}};
     EXPECT_EQ(jorn({"record", part + "/../" + part + "/with a blank/log/"}, inside).status, 0);
-    EXPECT_THAT(shownTexts(jorn({"show", name, "-p", "2"}).out), ElementsAre("y", "x"));
+    EXPECT_THAT(shownTexts(jorn({"show", name, "-p", "2"}).out), ElementsAre("x", "y"));
 }
 
 TEST_F(RecordTest, Record_MissingDirectory_MadeWithOneLevelOnly) {
@@ -195,8 +208,7 @@ TEST_F(RecordTest, Record_DirectoryIsFile_Refused) {
     EXPECT_EQ(run.err, "jorn: file: Not a directory\n");
 }
 
-/// The recorder closes its file whenever the input pauses, so what it has read is there to be seen while
-/// it runs.
+/// The recorder closes its file whenever the input pauses, so what it has read can be seen while it runs.
 class StreamTest : public RecordTest {
 protected:
     StreamTest() { makeDirectory("log"); }
@@ -209,7 +221,7 @@ protected:
         return count;
     }
 
-    /// Waits until so many lines of the input are in the files.
+    /// Waits until `lines` lines of the input are in the files.
     void waitForLines(int lines) {
         CloseWatch watch(path("log"));
         watch.waitUntil([&] { return storedLines() == lines + 1; });
@@ -219,7 +231,7 @@ protected:
         RunningTool tool(root_, {"record", "log"});
         tool.feed(numberedLines("line", 7000));
         waitForLines(7000);
-        // Signal and bytes are there together when the recorder looks again.
+        // Signal and bytes are both there when the recorder looks again.
         tool.halt();
         tool.feed("in the pipe\npartial");
         tool.signal(signalNumber);
@@ -241,10 +253,10 @@ TEST_F(StreamTest, Record_InputPauses_EverythingIsInTheFiles) {
     RunningTool tool(root_, {"record", "log"});
     tool.feed("one\ntwo\n");
     waitForLines(2);
-    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("two", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("one", "two"));
     tool.feed("three\n");
     waitForLines(3);
-    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("three", "two", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("one", "two", "three"));
     tool.endInput();
     EXPECT_EQ(tool.wait().status, 0);
 }
@@ -278,7 +290,7 @@ TEST_F(StreamTest, Record_SecondRecorder_RefusedWhileFirstRuns) {
     first.endInput();
     EXPECT_EQ(first.wait().status, 0);
     EXPECT_EQ(jorn({"record", "log"}, {"two\n", "", {}, {}}).status, 0);
-    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("two", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("one", "two"));
 }
 
 TEST_F(StreamTest, Record_NoStandardInput_Fails) {
@@ -311,7 +323,7 @@ TEST_F(StreamTest, RecordKeepGoing_FifoGetsNewWriter_ReadsOn) {
     waitForLines(2);
     tool.signal(SIGTERM);
     EXPECT_EQ(tool.wait().status, 0);
-    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("two", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("one", "two"));
 }
 
 TEST_F(StreamTest, RecordKeepGoing_FileGrowsAndIsEmptied_ReadsOn) {
@@ -324,7 +336,7 @@ TEST_F(StreamTest, RecordKeepGoing_FileGrowsAndIsEmptied_ReadsOn) {
     waitForLines(3);
     tool.signal(SIGINT);
     EXPECT_EQ(tool.wait().status, 0);
-    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("new", "partial", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("one", "partial", "new"));
 }
 
 TEST_F(StreamTest, RecordKeepGoing_EndOfPipe_WaitsForSignal) {
@@ -337,7 +349,7 @@ TEST_F(StreamTest, RecordKeepGoing_EndOfPipe_WaitsForSignal) {
 }
 
 TEST_F(RecordTest, Record_FileTakesNoMore_ExitsWithCountAndCause) {
-    // 3,000 lines of 29 bytes do not fit, whereas the index does.
+    // 3,000 lines of 29 bytes do not fit, but the index does.
     const Setting small = {numberedLines("line", 3000), "", {}, 20000};
     const Outcome run = jorn({"record", "log"}, small);
     EXPECT_EQ(run.status, 4);
@@ -355,7 +367,7 @@ TEST_F(RecordTest, Record_FileTakesNoMore_StopsReadingAtTheFirstFullFile) {
     const Outcome run = jorn({"record", "--files", "3", "log"}, small);
     EXPECT_EQ(run.status, 4);
     EXPECT_THAT(run.err, HasSubstr("log/0.csv: cannot be written: File too large"));
-    // What was read is lost beyond the first file; the ring did not come round over it.
+    // What was read is lost beyond the first file; the ring did not wrap onto it.
     EXPECT_EQ(textsIn("log/0.csv").at(1), numberedText("line", 1));
 }
 
@@ -377,7 +389,7 @@ TEST_F(StreamTest, Record_IndexLeftBehind_Exits) {
     RunningTool tool(root_, {"record", "log"});
     tool.feed(numberedLines("line", 4999));
     waitForLines(4999);
-    // The index can no longer be replaced: its backup's name is taken by a directory that is not empty.
+    // The index can no longer be replaced: a directory that is not empty has its backup's name.
     makeDirectory("log/index.csv.d");
     std::filesystem::remove(path("log/index.csv"));
     std::filesystem::rename(path("log/index.csv.d"), path("log/index.csv"));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The command lines of the reading commands: errors of usage, times, help.
+// The command lines of the reading commands: usage errors, times, help.
 #include <gmock/gmock.h>
 
 #include <string>
@@ -20,12 +20,17 @@ TEST_F(ShowTest, ShowAndCount_UsageErrors_ExitWith2) {
         {"show"},
         {"count"},
         {"show", "log", "--page", "0"},
-        {"show", "log", "--per-page", "0"},
-        {"show", "log", "--per-page", "21"},
+        {"show", "log", "--page", "1", "--per-page", "0"},
+        {"show", "log", "--page", "1", "--per-page", "21"},
         {"show", "log", "--files", "1"},
         {"show", "log", "-n", "-1"},
         {"show", "log", "-n", "x"},
         {"show", "log", "-n", "5", "--page", "2"},
+        {"show", "log", "-r", "--page", "2"},
+        {"show", "log", "-e", "--page", "2"},
+        {"show", "log", "-e", "-r"},
+        {"show", "log", "-e", "-f"},
+        {"show", "log", "--per-page", "5"},
         {"show", "log", "-p", "4"},
         {"show", "log", "-p", "-1"},
         {"show", "log", "-p", "1.."},

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Parts of the command-line tool by themselves.
+// Parts of the command-line tool in isolation.
 #include <gmock/gmock.h>
 
 #include "record/item_splitter.h"
@@ -24,7 +24,7 @@ TEST(Escaped, PrintableText_Passes) {
 TEST(Escaped, ControlCharacters_AsHex) {
     EXPECT_EQ(escaped(std::string_view("\0\t\r\x1b\x7f", 5)), "\\x00\\x09\\x0d\\x1b\\x7f");
     EXPECT_EQ(escaped("\xc2\x80\xc2\x9f\xc2\xa0"), "\\xc2\\x80\\xc2\\x9f\xc2\xa0");
-    // Written apart, for such characters turn the source itself.
+    // Written byte by byte, because such characters would reverse the source text itself.
     const std::string overriding = {'\xe2', '\x80', '\xae'};
     const std::string isolating = {'\xe2', '\x81', '\xa6'};
     const std::string separating = {'\xe2', '\x80', '\xa8'};
@@ -46,7 +46,7 @@ TEST(Escaped, InvalidUtf8_AsHex) {
 
 class ItemSplitterTest : public ::testing::Test {
 protected:
-    /// What comes of an input, each text behind the level that its line asks for.
+    /// What an input results in, each text after the level that its line asks for.
     static std::vector<std::string> textsOf(const std::string &input, size_t blockSize,
                                             ItemSplitter::LongLine longLine, bool hasPrefixes) {
         std::vector<std::string> texts;
@@ -62,7 +62,7 @@ protected:
 
     /// Of two, three and four bytes.
     const std::vector<std::string> kCharacters = {"\xc3\xbc", "\xe2\x82\xac", "\xf0\x9f\x9a\xaa"};
-    /// No room is left in a text for any of them.
+    /// Leaves no room in a text for any of them.
     const std::string kBefore = std::string(197, 'x');
 
     std::vector<std::string> texts_;
@@ -72,16 +72,16 @@ protected:
 
 TEST_F(ItemSplitterTest, Feed_Prefixes_TellTheLevelAndGoAway) {
     EXPECT_THAT(
-        textsOf("<0>a\n<3>\nb\n<2><1>c\n<4>d\n<>e\n<1\n <1>f\n<1>", 999, ItemSplitter::LongLine::Cut, true),
-        ElementsAre("0:a", "3:", ":b", "2:<1>c", ":<4>d", ":<>e", ":<1", ": <1>f", "1:"));
+        textsOf("<0>a\n<7>\nb\n<6><4>c\n<8>d\n<>e\n<1\n <1>f\n<4>", 999, ItemSplitter::LongLine::Cut, true),
+        ElementsAre("0:a", "3:", ":b", "2:<4>c", ":<8>d", ":<>e", ":<1", ": <1>f", "1:"));
     EXPECT_THAT(textsOf("<0>a\n", 999, ItemSplitter::LongLine::Cut, false), ElementsAre(":<0>a"));
 }
 
 TEST_F(ItemSplitterTest, Feed_PrefixOfLongLine_TakesNothingOfTheText) {
     const std::string whole(198, 'x');
-    EXPECT_THAT(textsOf("<2>" + whole + "\n<0>" + whole + "y\n", 999, ItemSplitter::LongLine::Cut, true),
+    EXPECT_THAT(textsOf("<6>" + whole + "\n<0>" + whole + "y\n", 999, ItemSplitter::LongLine::Cut, true),
                 ElementsAre("2:" + whole, "0:" + whole));
-    EXPECT_THAT(textsOf("<2>" + whole + "<1>\nz\n", 999, ItemSplitter::LongLine::Split, true),
+    EXPECT_THAT(textsOf("<6>" + whole + "<1>\nz\n", 999, ItemSplitter::LongLine::Split, true),
                 ElementsAre("2:" + whole, "2:<1>", ":z"));
 }
 
@@ -194,7 +194,7 @@ TEST_F(ItemSplitterTest, Feed_BytesThatAreNoUtf8_CutAt198) {
              a + "x\xe2\x82(yyy",                           // No third byte.
              a + "\xe2\x82",                                // The line ends within a character.
              a + "x\xe2\x82",                               //
-             a + "x\xc0\xafyyy",                            // Longer than need be.
+             a + "x\xc0\xafyyy",                            // Longer than necessary.
              a + "x\xed\xa0\x80yyy",                        // A surrogate.
              a + "\x82\x82\x82\x82yyy",                     // No first byte.
              "\xff" + std::string(196, 'x') + "\xc3\xbcy",  // Something else before.

@@ -302,19 +302,18 @@ public:
 
 private:
     void scan(const RingView &view, const ItemFilter &filter, ReadEnd *end) {
-        ItemScanner scanner(view, filter, &end->damage);
+        ItemScanner scanner(view, filter, Order::OldestFirst, &end->damage);
         scanner.setWatch([this](uint64_t bytes) {
             bar_.show(bytes);
             if (signals_ != nullptr) {
                 throwIfStopped(*signals_, file_->path());
             }
-            return true;
         });
-        scanner.scan(Order::OldestFirst, [this](const Item &item) {
-            exported_.isWanted = sink_->take(item);
+        for (const Item *item = scanner.next(); item != nullptr && exported_.isWanted;
+             item = scanner.next()) {
+            exported_.isWanted = sink_->take(*item);
             ++exported_.items;
-            return exported_.isWanted;
-        });
+        }
     }
 
     const ReplacedFile *file_;

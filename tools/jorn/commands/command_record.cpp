@@ -36,7 +36,7 @@ constexpr char kDetails[] =
     "  jorn record /var/log/door < door.log         a file\n"
     "  make 2>&1 | jorn record --files 20 build-log   a program, into a ring of 20 files\n"
     "  jorn record -k --slot 3 DIR < /run/door.fifo until it is stopped\n"
-    "  test-run | jorn record --prefix-levels DIR     \"<0>failed\" is an item of level 0\n"
+    "  test-run | jorn record --prefix-levels DIR     \"<3>failed\" is an item of level 0\n"
     "  jorn record --stats -o json DIR < door.log   and tell what was done\n"
     "  jorn record -k --sync --mode 0755 DIR < /run/door.fifo   safe from cuts, and for all to read\n"
     "Exit codes: 0 done, 2 usage, 3 the index is lost and jorn repair has to decide, 4 input or output\n"
@@ -84,7 +84,9 @@ void addRingOptions(CLI::App *command, RecordOptions *options) {
 }
 
 void addItemOptions(CLI::App *command, RecordOptions *options) {
-    command->add_option("-l,--level", options->level, "Level of the items, 0 to 3; 3 is debug")
+    command
+        ->add_option("-l,--level", options->level,
+                     "Level of the items: 0 error, 1 warning, 2 information, 3 debug")
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(0, JORN_LEVEL_MAX - 1));
@@ -94,8 +96,8 @@ void addItemOptions(CLI::App *command, RecordOptions *options) {
         ->check(CLI::Range(0, JORN_SLOT_MAX - 1));
     command->add_flag(
         "--prefix-levels", options->hasPrefixes,
-        "Take <N> at the begin of a line, N from 0 to 3, off and as its level; --level is that of "
-        "other lines");
+        "Take a severity, <0> to <7>, off the beginning of a line and as its level: 0 to 3 are level 0, 4 is "
+        "1, 5 and 6 are 2, 7 is 3; --level is that of other lines");
     command->add_flag("-k,--keep-going", options->keepsGoing,
                       "At the end of input wait for more, of a FIFO or a growing file, until a signal");
     command->add_flag(

@@ -10,7 +10,9 @@
 #include <array>
 #include <vector>
 
+#include "module_limits.h"
 #include "system/failure.h"
+#include "system/file_bytes.h"
 #include "system/file_replacement.h"
 
 namespace tool {
@@ -30,8 +32,7 @@ std::vector<int> filledFiles(const DirectoryLook &look) {
     return filled;
 }
 
-bool holdsAll(const IndexPositions &range, const std::vector<int> &files) {
-    const int ringSize = std::max({files.back(), range.oldest, range.latest}) + 1;
+bool holdsAll(const IndexPositions &range, const std::vector<int> &files, int ringSize) {
     const std::vector<int> inside = positionsInRange(range, ringSize);
     return std::all_of(files.begin(), files.end(), [&inside](int position) {
         return std::find(inside.begin(), inside.end(), position) != inside.end();
@@ -51,7 +52,37 @@ bool isGoodEnough(const StoreDirectory &directory) {
         return look.index.usablePositions().has_value();
     }
     const auto backup = look.backup.usablePositions();
-    return backup && holdsAll(*backup, filled) && diagnose(directory, {}).facts.index;
+    return backup && holdsAll(*backup, filled, smallestRingFor(look.presence(), {backup})) &&
+           diagnose(directory, {}).facts.index;
+}
+
+/// Enough lines to be full, whatever they hold.
+bool mayBeFull(const StoreDirectory &directory, int position) {
+    const Descriptor file = openQuietly(directory, dataFileName(position));
+    std::vector<char> block(1 << 16);
+    int64_t lines = 0;
+    int64_t offset = 0;
+    while (const size_t length =
+               readAt(file.get(), static_cast<uint64_t>(offset), block.data(), block.size())) {
+        lines += std::count(block.begin(), block.begin() + static_cast<ptrdiff_t>(length), '\n');
+        offset += static_cast<int64_t>(length);
+    }
+    return lines + 1 >= jorn::kCsvItemMax;
+}
+
+/// Whether a whole index may be none of these files', so that they have to be read. It is as good as certain
+/// if it names every file, and its newest one is there and has room.
+bool mayBeContradicted(const StoreDirectory &directory, std::optional<int> ringSize) {
+    const DirectoryLook look = lookAtAll(directory);
+    const auto index = look.index.usablePositions();
+    const std::vector<int> filled = filledFiles(look);
+    if (!index || filled.empty()) {
+        return false;
+    }
+    const int size = std::max(ringSize.value_or(0), smallestRingFor(look.presence(), {index}));
+    const Entry &newest = look.files[static_cast<size_t>(index->latest)].itself;
+    return (ringSize && !isInRing(*index, *ringSize)) || !holdsAll(*index, filled, size) ||
+           !newest.isFile() || (newest.mark.size > 0 && mayBeFull(directory, index->latest));
 }
 
 std::string flawOf(const IndexEntry &index) {
@@ -62,6 +93,18 @@ std::string flawOf(const IndexEntry &index) {
         return "empty";
     }
     return index.positions() ? "beyond any ring" : "not whole";
+}
+
+/// Of one that the store would go by, too.
+std::string flawOf(const Diagnosis &diagnosis) {
+    const IndexEntry &index = diagnosis.look.index;
+    const auto positions = index.usablePositions();
+    if (!positions) {
+        return flawOf(index);
+    }
+    const int ringSize = diagnosis.facts.ringSize;
+    return isInRing(*positions, ringSize) ? "at odds with the files"
+                                          : "beyond a ring of " + std::to_string(ringSize) + " files";
 }
 
 /// The name that keeps what is replaced. Only a directory cannot make way for it.
@@ -91,7 +134,14 @@ bool keepsItems(const Diagnosis &diagnosis) {
     return diagnosis.placement && diagnosis.placement->moves.empty();
 }
 
-bool isCertain(const Diagnosis &diagnosis) { return diagnosis.order.isKnown() && keepsItems(diagnosis); }
+bool isCertain(const Diagnosis &diagnosis) {
+    return diagnosis.order.isKnown() && diagnosis.order.doubt.empty() && keepsItems(diagnosis);
+}
+
+bool isByIndex(const Diagnosis &diagnosis) {
+    const RingOrder::Source source = diagnosis.order.source;
+    return source == RingOrder::Source::Index || source == RingOrder::Source::Cleared;
+}
 
 /// As a word of a command line for the shell: in quotes only where it needs them.
 std::string shellWord(const std::string &text) {
@@ -108,11 +158,10 @@ std::string shellWord(const std::string &text) {
 
 IndexMending decide(const Diagnosis &diagnosis, const StoreDirectory &directory) {
     IndexMending mending;
-    mending.flaw = flawOf(diagnosis.look.index);
+    mending.flaw = flawOf(diagnosis);
     mending.kept = keptText(directory, diagnosis.look);
-    mending.reason = diagnosis.order.evidence;
-    const RingOrder::Source source = diagnosis.order.source;
-    if (source == RingOrder::Source::Index || source == RingOrder::Source::Cleared) {
+    mending.reason = diagnosis.order.reason();
+    if (isByIndex(diagnosis)) {
         return mending;
     }
     if (isCertain(diagnosis)) {
@@ -122,24 +171,35 @@ IndexMending decide(const Diagnosis &diagnosis, const StoreDirectory &directory)
     }
     mending.kind = IndexMending::Kind::Unclear;
     mending.advice = "`jorn repair --yes --oldest A --latest B " + shellWord(directory.path()) + "` decides";
-    if (diagnosis.order.isKnown()) {
+    if (diagnosis.order.isKnown() && !keepsItems(diagnosis)) {
         mending.reason = "files would have to change their places";
         mending.advice = "`jorn repair " + shellWord(directory.path()) + "` shows how";
     }
     return mending;
 }
 
+/// The ring that the files need, with what is named within the size that is asked for.
+int leastRing(const DirectoryLook &look, int requested) {
+    const auto within = [requested](const std::optional<IndexPositions> &positions) {
+        return positions && isInRing(*positions, requested) ? positions : std::nullopt;
+    };
+    return smallestRingFor(look.presence(),
+                           {within(look.index.usablePositions()), within(look.backup.usablePositions())});
+}
+
 /// The size that is asked for may be that of the ring, or one that it is to get. What is read is judged by
 /// the former if that leads to anything, else by what the files show.
 void judgeBySize(std::optional<int> ringSize, Diagnosis *diagnosis) {
-    if (ringSize && *ringSize > diagnosis->facts.ringSize) {
-        Diagnosis larger = *diagnosis;
-        judge({ringSize, std::nullopt}, &larger);
-        // Where only a backup is there, a file that a smaller ring does not have is missing in any case.
-        const bool isByBackup = larger.order.source == RingOrder::Source::Index;
-        if (isCertain(larger) && !(isByBackup && isCertain(*diagnosis))) {
-            *diagnosis = larger;
-        }
+    if (!ringSize || *ringSize <= diagnosis->look.highestFile()) {
+        return;
+    }
+    judge({leastRing(diagnosis->look, *ringSize), std::nullopt}, diagnosis);
+    Diagnosis larger = *diagnosis;
+    judge({ringSize, std::nullopt}, &larger);
+    // Where only a backup is there, a file that a smaller ring does not have is missing in any case.
+    const bool isByBackup = isByIndex(larger) && !larger.look.index.entry.isPresent();
+    if ((isCertain(larger) || isByIndex(larger)) && !(isByBackup && isCertain(*diagnosis))) {
+        *diagnosis = larger;
     }
 }
 
@@ -172,7 +232,7 @@ void keepBackup(const StoreDirectory &directory) {
 bool isIndexLost(const StoreDirectory &directory) { return !isGoodEnough(directory); }
 
 IndexMending planIndexMending(const StoreDirectory &directory, std::optional<int> ringSize) {
-    if (!isIndexLost(directory)) {
+    if (!isIndexLost(directory) && !mayBeContradicted(directory, ringSize)) {
         return {};
     }
     Diagnosis diagnosis = diagnose(directory, {});

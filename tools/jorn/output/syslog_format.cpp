@@ -15,7 +15,6 @@ constexpr std::array<const char *, 24> kFacilities = {
     "uucp",   "cron",   "authpriv", "ftp",    "ntp",    "audit",  "alert",  "clock",
     "local0", "local1", "local2",   "local3", "local4", "local5", "local6", "local7"};
 
-constexpr int kSeverityCount = 8;
 constexpr size_t kHostNameMax = 255;
 constexpr size_t kApplicationNameMax = 48;
 
@@ -48,6 +47,11 @@ bool isAscii(const std::string &text) {
 }
 
 }  // namespace
+
+int levelOfSeverity(int severity) {
+    constexpr std::array<int, kSeverityCount> kLevels = {0, 0, 0, 0, 1, 2, 2, 3};
+    return kLevels[static_cast<size_t>(severity)];
+}
 
 std::optional<int> facilityNumber(const std::string &text) {
     const auto *const found = std::find(kFacilities.begin(), kFacilities.end(), std::string_view(text));

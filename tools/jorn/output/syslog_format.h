@@ -16,6 +16,13 @@
 
 namespace tool {
 
+/// Severities of syslog: 0 is an emergency, 7 a debug message.
+inline constexpr int kSeverityCount = 8;
+
+/// The level of a message of this severity: a severity that a level has by default is that level again, and
+/// any other one the level of the next severity that is less severe.
+int levelOfSeverity(int severity);
+
 /// The severity of each level, 0 to 7.
 using Severities = std::array<int, jorn::kLevelMax>;
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "output/syslog_format.h"
 #include "terminal/escape.h"
 
 namespace tool {
@@ -15,9 +16,9 @@ constexpr size_t kPrefixSize = sizeof "<3>" - 1;
 
 /// The level of a prefix.
 std::optional<int> levelIn(std::string_view prefix) {
-    const bool isLevel =
-        prefix[0] == '<' && prefix[1] >= '0' && prefix[1] < '0' + jorn::kLevelMax && prefix[2] == '>';
-    return isLevel ? std::optional<int>(prefix[1] - '0') : std::nullopt;
+    const bool isSeverity =
+        prefix[0] == '<' && prefix[1] >= '0' && prefix[1] < '0' + kSeverityCount && prefix[2] == '>';
+    return isSeverity ? std::optional<int>(levelOfSeverity(prefix[1] - '0')) : std::nullopt;
 }
 
 bool isInsideCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; }

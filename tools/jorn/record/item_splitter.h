@@ -25,7 +25,8 @@ public:
     /// Is given each text, at most 198 bytes and a NUL behind them, with the level that its line asks for.
     using Sink = std::function<void(std::optional<int> level, const char *text)>;
 
-    /// With `hasPrefixes`, a "<N>" at the begin of a line, N being a level, is taken off and tells the level.
+    /// With `hasPrefixes`, a "<N>" at the beginning of a line, N being a severity of syslog, is taken off and
+    /// sets the level.
     ItemSplitter(LongLine longLine, bool hasPrefixes, Sink sink);
 
     void feed(std::string_view block);

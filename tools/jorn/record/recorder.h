@@ -16,13 +16,13 @@ struct RecordOptions {
     std::string directory;
     std::optional<int> files;
     int slots = JORN_SLOT_MAX;
-    int level = 1;
+    int level = 2;
     int slot = 0;
     bool keepsGoing = false;
     bool maySplit = false;
     bool mayShrink = false;
     std::string ifUnclear = "refuse";  ///< Or "aside": what becomes of a ring whose order cannot be told.
-    bool hasPrefixes = false;          ///< Lines may tell their level by "<N>" at their begin.
+    bool hasPrefixes = false;          ///< Lines may have a severity, "<N>", at their beginning.
     bool syncs = false;                ///< Brings what is recorded to the medium.
     bool hasStats = false;
     bool isStatsJson = false;  ///< The form of the statistics; else text.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A log object for as long as a measurement needs it.
-#ifndef JORN_BENCH_RING_H
-#define JORN_BENCH_RING_H
+#ifndef JORN_BENCH_CREATED_RING_H
+#define JORN_BENCH_CREATED_RING_H
 
 #include <cstdint>
 #include <string>

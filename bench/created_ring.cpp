@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ring.h"
+#include "created_ring.h"
 
 #include <jorn.h>
 

@@ -1,0 +1,23 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+/* The board's clock, which tests set, and the ticks it goes by. */
+#ifndef JORN_TESTS_BOARD_CLOCK_H
+#define JORN_TESTS_BOARD_CLOCK_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Ticks since the board was started. */
+uint32_t boardTickCount(void);
+
+/** Seconds since 1970 UTC: what was set, plus the seconds that ticks have added since. */
+uint32_t boardTime(void);
+void boardSetTime(uint32_t seconds);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
