@@ -243,10 +243,10 @@ def tool_commands(folder: pathlib.Path, ring: Ring) -> list[tuple[str, str, obje
         ("page/jorn", f"{jorn} show {directory} 2>{folder}/notes", lines_of),
         ("page/tac", f"tac {newest_first} | head -n {PER_PAGE}", lines_of),
         ("page/sqlite", f"sqlite3 {database} '{newest}'", lines_of),
-        ("since/jorn", f"{jorn} show -n all -r -S @{since} -o csv {directory}", rest),
+        ("since/jorn", f"{jorn} show -S @{since} -o csv {directory}", rest),
         ("since/mawk", f"mawk -F, '$1 >= {since}' {files}", lines_of),
         ("since/sqlite", f"sqlite3 {database} 'SELECT * FROM items WHERE time >= {since}'", lines_of),
-        ("search/jorn", f"{jorn} show -n all -r -g overheated -o csv {directory}", rest),
+        ("search/jorn", f"{jorn} show -g overheated -o csv {directory}", rest),
         ("search/rg", f"rg --no-filename -N overheated {files}", lines_of),
         ("search/grep", f"grep -h overheated {files}", lines_of),
         ("search/mawk", f"mawk -F, '/overheated/' {files}", lines_of),
@@ -254,8 +254,8 @@ def tool_commands(folder: pathlib.Path, ring: Ring) -> list[tuple[str, str, obje
         ("rare/grep", f"grep -hc overheated {files}", sum_of),
         ("export/jorn", f"{jorn} export -q -o jsonl {directory}", lines_of),
         ("export/csv", f"{jorn} export -q -o csv {directory}", rest),
-        ("show/jorn", f"{jorn} show -n all -r -o json {directory}", lines_of),
-        ("show/csv", f"{jorn} show -n all -r -o csv {directory}", rest),
+        ("show/jorn", f"{jorn} show -o json {directory}", lines_of),
+        ("show/csv", f"{jorn} show -o csv {directory}", rest),
         ("search/sqlite", f"sqlite3 {database} \"SELECT * FROM items WHERE text LIKE '%overheated%'\"", lines_of),
     ]
 

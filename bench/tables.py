@@ -218,13 +218,13 @@ class Tables:
             "count": ("`jorn count`", {"wc": "`cat` and `wc -l`", "rg": "ripgrep, all lines",
                                        "mawk": "mawk, by level", "sqlite": "sqlite3, by level"}),
             "page": ("`jorn show`", {"tac": "`tac` and `head`", "sqlite": "sqlite3"}),
-            "since": ("`jorn show -n all -S`, 5 % of the items",
+            "since": ("`jorn show -S`, 5 % of the items",
                       {"mawk": "mawk, all lines", "sqlite": "sqlite3, indexed"}),
-            "search": ("`jorn show -n all -g`, 0.2 % of the items",
+            "search": ("`jorn show -g`, 0.2 % of the items",
                        {"rg": "ripgrep", "grep": "grep", "mawk": "mawk", "sqlite": "sqlite3, `LIKE`"}),
             "rare": ("`jorn count -g`, 0.2 % of the items", {"grep": "`grep -c`"}),
             "export": ("`jorn export -o jsonl`", {"csv": "itself, `-o csv`"}),
-            "show": ("`jorn show -n all -r -o json`", {"csv": "itself, `-o csv`"}),
+            "show": ("`jorn show -o json`", {"csv": "itself, `-o csv`"}),
             "record": ("`jorn record`", {"multilog": "`multilog t`"})}
         # 0.9 of the rate.
         slowest = 1 / 0.9

@@ -9,7 +9,8 @@
 extern "C" {
 #endif
 
-/** Seconds since 1970 UTC: what was set, plus the seconds that ticks have added since. */
+/** Seconds since 1970 UTC: what was set, plus the seconds that the running tick has added since. Ticks
+ * announced by hand take no time. */
 uint32_t boardTime(void);
 void boardSetTime(uint32_t seconds);
 

@@ -91,6 +91,7 @@ Queue queues[kObjects];
 Line ready;
 Line sleepers;
 Task *current;
+Task gone;  // has the mutexes of tasks that were deleted with them
 ULONG ticks;
 int holds;
 char shrunkName[16];
@@ -194,9 +195,11 @@ void wakeAll(Line *line, int error) {
 
 void setPriority(Task *task, int priority) {
     Line *const line = task->line;
-    line->remove(task);
     task->priority = priority;
-    line->insert(task);
+    if (line != nullptr) {
+        line->remove(task);
+        line->insert(task);
+    }
 }
 
 bool isInheriting(const Mutex *mutex) { return (mutex->options & SEM_INVERSION_SAFE) != 0; }
@@ -333,6 +336,9 @@ STATUS taskDelete(TASK_ID tid) {
     task->line->remove(task);
     task->isTimed = false;
     ++task->generation;
+    for (Mutex &mutex : mutexes) {
+        mutex.owner = mutex.owner == task ? &gone : mutex.owner;
+    }
     return OK;
 }
 

@@ -61,7 +61,7 @@ def check_stopped_service_keeps_every_line(program, jorn, unit, folder):
     service.stop()
     if service.result() != 0:
         fail("it does not end with 0")
-    shown = subprocess.run([str(jorn), "show", "-n", "all", "-r", "-o", "csv", str(log)], check=True, text=True,
+    shown = subprocess.run([str(jorn), "show", "-o", "csv", str(log)], check=True, text=True,
                            capture_output=True).stdout
     items = [line.split(",", 3) for line in shown.splitlines()[1:]]
     texts = [text for _, _, _, text in items]

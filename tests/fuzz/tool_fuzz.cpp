@@ -485,8 +485,7 @@ void checkExport(const test::NamedFiles &files, const Filter &filter, const std:
     const std::vector<test::ModelItem> matches = matchesOf(seen.ring, filter.require);
     if (form != "syslog") {
         const std::string shownForm = form == "jsonl" ? "json" : form;
-        const std::vector<std::string> options = {"--utc", "-n",      "all",        "-r",
-                                                  "-o",    shownForm, "--no-pager", "--color=never"};
+        const std::vector<std::string> options = {"--utc", "-o", shownForm, "--no-pager", "--color=never"};
         expectSame("export", run.output, runIt(commandLine("show", filter, options, directory)).output);
     }
     if (!seen.start.isFileReplaced && form == "jsonl") {
@@ -628,7 +627,7 @@ void checkClear(const test::NamedFiles &files, const Filter &filter, const Direc
     }
     const int32_t position = clearedPosition(files, after, filter.files);
     expectCleared(files, after, position, {begin, time(nullptr)});
-    const Run shown = fuzz::run({"show", "-n", "all", "-o", "short", "--utc", directory.path()});
+    const Run shown = fuzz::run({"show", "-o", "short", "--utc", directory.path()});
     expectNumber("exit code of show behind a clearing", shown.exitCode, tool::kExitDone);
     expectThat(linesOf(shown.output) == 1 && shown.output.find(" Log all cleared!\n") != shown.output.npos,
                "a cleared log shows that it was cleared and nothing else");

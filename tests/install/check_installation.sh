@@ -68,8 +68,8 @@ check_programs() {
     [ ${#started[@]} = 10 ] || fail "${#started[@]} programs, not 10"
     for program in "${!started[@]}"; do
         wait "${started[$program]}" || fail "program $program of $folder fails"
-        [ "$("$prefix/bin/jorn" show -n all -o csv -s 5 "$folder/log$program" | cut -d, -f2-)" = \
-            $'level,slot,text\n1,5,door shut\n1,5,door open' ] || fail "the tool reads something else"
+        [ "$("$prefix/bin/jorn" show -o csv -s 5 "$folder/log$program" | cut -d, -f2-)" = \
+            $'level,slot,text\n1,5,door open\n1,5,door shut' ] || fail "the tool reads something else"
     done
 }
 

@@ -158,8 +158,7 @@ private:
         if (itemLines(outputOf({"export", "-q", "-o", "csv", directory_})) != lines) {
             return found(Fault::View, "the export is not what the files hold");
         }
-        if (itemLines(outputOf({"show", "--no-pager", "-n", "all", "-r", "-o", "csv", directory_})) !=
-            lines) {
+        if (itemLines(outputOf({"show", "--no-pager", "-o", "csv", directory_})) != lines) {
             return found(Fault::View, "show is not what the files hold");
         }
         return checkSoundness();

@@ -71,7 +71,7 @@ check_tool() {
     local jorn=$root/usr/bin/jorn
     [ "$("$jorn" --version)" = "jorn $version" ] || fail "the tool tells another version"
     seq -f 'line %g' 6000 | "$jorn" record --files 3 "$work/log" || fail "no recording"
-    [ "$("$jorn" show -n 2 -o csv "$work/log" | cut -d, -f4)" = $'text\nline 6000\nline 5999' ] || fail "no showing"
+    [ "$("$jorn" show -n 2 -o csv "$work/log" | cut -d, -f4)" = $'text\nline 5999\nline 6000' ] || fail "no showing"
     [ "$("$jorn" count -p 2 -o csv "$work/log" | tail -n 1)" = total,6000 ] ||
         fail "counted: $("$jorn" count -o csv "$work/log")"
     gzip -dc "$root/usr/share/doc/jorn/changelog.gz" | head -n 1 | grep -qF "jorn ($version) " ||

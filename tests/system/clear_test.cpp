@@ -39,7 +39,7 @@ protected:
         return all;
     }
 
-    std::vector<std::string> shown() const { return shownTexts(jorn({"show", "log", "-n", "all"}).out); }
+    std::vector<std::string> shown() const { return shownTexts(jorn({"show", "log", "-r"}).out); }
 
     void expectUntouched(const std::vector<std::string> &options, int status, const std::string &why,
                          const Setting &setting = {}) const {

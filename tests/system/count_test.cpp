@@ -55,7 +55,7 @@ TEST_F(ShowTest, ShowAndCount_WhileARecorderWrites_WhatIsThereIsGivenWhole) {
     size_t seen = 0;
     for (int round = 0; round < 12; ++round) {
         recorder.feed(numberedLines("round" + std::to_string(round) + "-", 1500));
-        const Outcome run = jorn({"show", "live", "-n", "15000", "-p", "2"});
+        const Outcome run = jorn({"show", "live", "-n", "15000", "-r", "-p", "2"});
         if (run.status == 4) {
             continue;  // The recorder has not made the directory yet.
         }

@@ -181,7 +181,7 @@ TEST_P(EveryCutTest, RecordIntoLargerRing_CutAnywhere_OrderOfTheItemsStays) {
     };
     Names newestFirst = itemTexts(1, 8);
     std::reverse(newestFirst.begin(), newestFirst.end());
-    const auto shown = [this] { return shownTexts(jorn({"show", "-p", "2", "log"}).out); };
+    const auto shown = [this] { return shownTexts(jorn({"show", "-r", "-p", "2", "log"}).out); };
     std::set<Names> left;
     const auto examine = [&] {
         left.insert(namesIn("log"));

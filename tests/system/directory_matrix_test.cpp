@@ -58,8 +58,8 @@ struct Command {
 const std::vector<Command> &commands() {
     static const std::vector<Command> all = [] {
         std::vector<Command> list = {
-            {"show a page", {"show", "--escape"}, &Verdicts::reading, true},
-            {"show all", {"show", "-n", "all", "-r"}, &Verdicts::reading, false},
+            {"show a page", {"show", "--page", "1", "--escape"}, &Verdicts::reading, true},
+            {"show all", {"show"}, &Verdicts::reading, false},
             {"count a slot's", {"count", "-s", "2", "-S", "@1", "-o", "json"}, &Verdicts::reading, true},
             {"stats", {"stats", "--disk-usage"}, &Verdicts::reading, true},
             {"export", {"export"}, &Verdicts::reading, false},
@@ -68,9 +68,12 @@ const std::vector<Command> &commands() {
             {"repair", {"repair"}, &Verdicts::repairing, true},
         };
         const std::vector<Command> variants = {
-            {"show a page of some", {"show", "--escape", "-s", "2", "-s", "5"}, &Verdicts::reading, true},
+            {"show a page of some",
+             {"show", "--page", "1", "--escape", "-s", "2", "-s", "5"},
+             &Verdicts::reading,
+             true},
             {"show the newest", {"show", "-n", "25", "--escape"}, &Verdicts::reading, true},
-            {"show all as JSON", {"show", "-n", "all", "-o", "json", "--escape"}, &Verdicts::reading, true},
+            {"show all as JSON", {"show", "-r", "-o", "json", "--escape"}, &Verdicts::reading, true},
             {"count", {"count"}, &Verdicts::reading, true},
             {"stats as JSON", {"stats", "-o", "json"}, &Verdicts::reading, true},
             {"export as CSV", {"export", "-o", "csv"}, &Verdicts::reading, false},

@@ -237,14 +237,10 @@ std::vector<PlainItem> scanned(const tool::RingView &view, const ItemFilter &fil
                                const tool::ScanStart &start = {}) {
     std::vector<PlainItem> items;
     tool::DamageLog damage;
-    tool::ItemScanner scanner(view, filter, &damage);
-    scanner.scan(
-        order,
-        [&](const tool::Item &item) {
-            items.push_back(plain(item));
-            return true;
-        },
-        start);
+    tool::ItemScanner scanner(view, filter, order, &damage, start);
+    while (const tool::Item *const item = scanner.next()) {
+        items.push_back(plain(*item));
+    }
     return items;
 }
 

@@ -22,15 +22,14 @@ class LiveViewTest : public ExportTest {
 protected:
     std::vector<std::string> scan(const tool::RingView &view, const std::function<void()> &atFirstItem) {
         const tool::ItemFilter filter;
-        tool::ItemScanner scanner(view, filter, &damage_);
+        tool::ItemScanner scanner(view, filter, tool::Order::OldestFirst, &damage_);
         std::vector<std::string> texts;
-        scanner.scan(tool::Order::OldestFirst, [&](const tool::Item &item) {
-            texts.push_back(item.text);
+        while (const tool::Item *const item = scanner.next()) {
+            texts.push_back(item->text);
             if (texts.size() == 1) {
                 atFirstItem();
             }
-            return true;
-        });
+        }
         return texts;
     }
 

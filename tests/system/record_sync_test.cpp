@@ -141,9 +141,8 @@ protected:
 
     /// The recorded lines in view in "cut/log", the oldest first; none where there is no log.
     std::vector<std::string> linesInView() const {
-        return exists("cut/log")
-                   ? shownTexts(jorn({"show", "cut/log", "-n", "all", "-r", "--level", "2"}).out)
-                   : std::vector<std::string>();
+        return exists("cut/log") ? shownTexts(jorn({"show", "cut/log", "--level", "2"}).out)
+                                 : std::vector<std::string>();
     }
 
     /// Expects all that is acknowledged in view, and nothing else except what was recorded after it.

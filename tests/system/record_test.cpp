@@ -38,21 +38,21 @@ protected:
     Outcome run_;
 };
 
-TEST_F(RecordTest, Record_FewLines_ShownNewestFirst) {
+TEST_F(RecordTest, Record_FewLines_ShownInTheirOrder) {
     EXPECT_THAT(recordedTexts("one\ntwo, with a comma\nthree\n"),
                 ElementsAre("one", "two, with a comma", "three"));
     EXPECT_EQ(run_.err, "");
     const Outcome show = jorn({"show", "log", "-p", "2"});
     EXPECT_EQ(show.status, 0);
-    EXPECT_THAT(shownTexts(show.out), ElementsAre("three", "two, with a comma", "one"));
-    EXPECT_EQ(show.err, "page 1 of 1 (3 items)\n");
+    EXPECT_THAT(shownTexts(show.out), ElementsAre("one", "two, with a comma", "three"));
+    EXPECT_EQ(show.err, "");
     EXPECT_EQ(read("log/index.csv"), "version:1\n0,0\n");
     EXPECT_FALSE(exists("log/index.bak"));
 }
 
 TEST_F(RecordTest, Record_EmptyInput_LeavesFirstItemOnly) {
     EXPECT_THAT(recordedTexts(""), IsEmpty());
-    EXPECT_EQ(jorn({"show", "log", "-p", "2"}).err, "no items\n");
+    EXPECT_EQ(jorn({"show", "log", "-p", "2", "--page", "1"}).err, "no items\n");
 }
 
 TEST_F(RecordTest, Record_LevelAndSlot_ReachTheItems) {
@@ -190,7 +190,7 @@ TEST_F(RecordTest, Record_LongPath_Works) {
     EXPECT_THAT(shownTexts(jorn({"show", path(name), "-p", "2"}).out), ElementsAre("x"));
     const Setting inside = {"y\n", path(part), {}, {}};
     EXPECT_EQ(jorn({"record", part + "/../" + part + "/with a blank/log/"}, inside).status, 0);
-    EXPECT_THAT(shownTexts(jorn({"show", name, "-p", "2"}).out), ElementsAre("y", "x"));
+    EXPECT_THAT(shownTexts(jorn({"show", name, "-p", "2"}).out), ElementsAre("x", "y"));
 }
 
 TEST_F(RecordTest, Record_MissingDirectory_MadeWithOneLevelOnly) {
@@ -253,10 +253,10 @@ TEST_F(StreamTest, Record_InputPauses_EverythingIsInTheFiles) {
     RunningTool tool(root_, {"record", "log"});
     tool.feed("one\ntwo\n");
     waitForLines(2);
-    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("two", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("one", "two"));
     tool.feed("three\n");
     waitForLines(3);
-    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("three", "two", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("one", "two", "three"));
     tool.endInput();
     EXPECT_EQ(tool.wait().status, 0);
 }
@@ -290,7 +290,7 @@ TEST_F(StreamTest, Record_SecondRecorder_RefusedWhileFirstRuns) {
     first.endInput();
     EXPECT_EQ(first.wait().status, 0);
     EXPECT_EQ(jorn({"record", "log"}, {"two\n", "", {}, {}}).status, 0);
-    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("two", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("one", "two"));
 }
 
 TEST_F(StreamTest, Record_NoStandardInput_Fails) {
@@ -323,7 +323,7 @@ TEST_F(StreamTest, RecordKeepGoing_FifoGetsNewWriter_ReadsOn) {
     waitForLines(2);
     tool.signal(SIGTERM);
     EXPECT_EQ(tool.wait().status, 0);
-    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("two", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("one", "two"));
 }
 
 TEST_F(StreamTest, RecordKeepGoing_FileGrowsAndIsEmptied_ReadsOn) {
@@ -336,7 +336,7 @@ TEST_F(StreamTest, RecordKeepGoing_FileGrowsAndIsEmptied_ReadsOn) {
     waitForLines(3);
     tool.signal(SIGINT);
     EXPECT_EQ(tool.wait().status, 0);
-    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("new", "partial", "one"));
+    EXPECT_THAT(shownTexts(jorn({"show", "log", "-p", "2"}).out), ElementsAre("one", "partial", "new"));
 }
 
 TEST_F(StreamTest, RecordKeepGoing_EndOfPipe_WaitsForSignal) {

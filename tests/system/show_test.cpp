@@ -18,14 +18,14 @@ constexpr char kNames[] = "; of the door unit\n[levels]\n0 = error\n1 = warning\
 
 TEST_F(ShowTest, Show_Items_PrintsLocalTimeLevelSlotText) {
     writeMixed();
-    const Outcome run = utc({"show", "log", "--per-page", "1"});
-    EXPECT_EQ(run.out, "2023-11-17 05:00:00 1 0 d2 l1 s0\n");
-    EXPECT_EQ(run.err, "page 1 of 6 (6 items)\n");
+    const Outcome run = utc({"show", "log", "-p", "0"});
+    EXPECT_EQ(run.out, "2023-11-15 05:00:00 0 0 d0 l0 s0\n2023-11-17 04:59:59 0 5 d1 l0 s5\n");
+    EXPECT_EQ(run.err, "");
 }
 
 TEST_F(ShowTest, ShowUtc_Items_PrintsUtc) {
     writeMixed();
-    EXPECT_EQ(utc({"show", "log", "--per-page", "1", "--utc"}).out, "2023-11-17 00:00:00Z 1 0 d2 l1 s0\n");
+    EXPECT_EQ(utc({"show", "log", "-n", "1", "--utc"}).out, "2023-11-17 00:00:00Z 1 0 d2 l1 s0\n");
 }
 
 TEST_F(ShowTest, Show_TimesBeyond2038_AreShown) {
@@ -36,30 +36,30 @@ TEST_F(ShowTest, Show_TimesBeyond2038_AreShown) {
 
 TEST_F(ShowTest, Show_NoLevel_ShowsEveryLevel) {
     writeMixed();
-    EXPECT_THAT(shown(), ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l3 s5", "d1 l2 s0", "d0 l1 s5", "d0 l0 s0"));
+    EXPECT_THAT(shown(), ElementsAre("d0 l0 s0", "d0 l1 s5", "d1 l2 s0", "d1 l3 s5", "d1 l0 s5", "d2 l1 s0"));
 }
 
 TEST_F(ShowTest, Show_Levels_Filter) {
     writeMixed();
-    EXPECT_THAT(shown({"-p", "1"}), ElementsAre("d2 l1 s0", "d1 l0 s5", "d0 l1 s5", "d0 l0 s0"));
-    EXPECT_THAT(shown({"-p", "1..2"}), ElementsAre("d2 l1 s0", "d1 l2 s0", "d0 l1 s5"));
-    EXPECT_THAT(shown({"-p", "2..1"}), ElementsAre("d2 l1 s0", "d1 l2 s0", "d0 l1 s5"));
-    EXPECT_THAT(shown({"--level", "1"}), ElementsAre("d2 l1 s0", "d0 l1 s5"));
-    EXPECT_THAT(shown({"--level", "3", "--level", "0"}), ElementsAre("d1 l0 s5", "d1 l3 s5", "d0 l0 s0"));
+    EXPECT_THAT(shown({"-p", "1"}), ElementsAre("d0 l0 s0", "d0 l1 s5", "d1 l0 s5", "d2 l1 s0"));
+    EXPECT_THAT(shown({"-p", "1..2"}), ElementsAre("d0 l1 s5", "d1 l2 s0", "d2 l1 s0"));
+    EXPECT_THAT(shown({"-p", "2..1"}), ElementsAre("d0 l1 s5", "d1 l2 s0", "d2 l1 s0"));
+    EXPECT_THAT(shown({"--level", "1"}), ElementsAre("d0 l1 s5", "d2 l1 s0"));
+    EXPECT_THAT(shown({"--level", "3", "--level", "0"}), ElementsAre("d0 l0 s0", "d1 l3 s5", "d1 l0 s5"));
 }
 
 TEST_F(ShowTest, Show_Slot_Filters) {
     writeMixed();
-    EXPECT_THAT(shown({"-s", "5"}), ElementsAre("d1 l0 s5", "d1 l3 s5", "d0 l1 s5"));
+    EXPECT_THAT(shown({"-s", "5"}), ElementsAre("d0 l1 s5", "d1 l3 s5", "d1 l0 s5"));
     EXPECT_THAT(shown({"-s", "5", "-p", "2", "-s", "0", "-n", "3"}),
-                ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l2 s0"));
+                ElementsAre("d1 l2 s0", "d1 l0 s5", "d2 l1 s0"));
     EXPECT_THAT(shown({"-s", "7"}), IsEmpty());
 }
 
 TEST_F(ShowTest, Show_Days_AreInclusive) {
     writeMixed();
     EXPECT_THAT(shown({"--utc", "--since", "2023-11-16", "--until", "2023-11-16"}),
-                ElementsAre("d1 l0 s5", "d1 l3 s5", "d1 l2 s0"));
+                ElementsAre("d1 l2 s0", "d1 l3 s5", "d1 l0 s5"));
     EXPECT_THAT(shown({"--utc", "-S", "2023-11-17"}), ElementsAre("d2 l1 s0"));
     EXPECT_THAT(shown({"-U", "@" + std::to_string(kMidnight)}), ElementsAre("d0 l0 s0"));
     EXPECT_THAT(shown({"--since", "yesterday"}), IsEmpty());
@@ -69,30 +69,34 @@ TEST_F(ShowTest, Show_Days_AreLocal) {
     writeMixed();
     // In UTC+5 the 17th begins at 19:00 UTC on the 16th.
     EXPECT_THAT(shownTexts(utc({"show", "log", "-S", "2023-11-17"}).out),
-                ElementsAre("d2 l1 s0", "d1 l0 s5"));
+                ElementsAre("d1 l0 s5", "d2 l1 s0"));
 }
 
 TEST_F(ShowTest, Show_Grep_FindsInText) {
     writeMixed();
-    EXPECT_THAT(shown({"-g", "l[01] s5"}), ElementsAre("d1 l0 s5", "d0 l1 s5"));
-    EXPECT_THAT(shown({"-g", "L1", "--ignore-case", "-p", "0..1"}), ElementsAre("d2 l1 s0", "d0 l1 s5"));
+    EXPECT_THAT(shown({"-g", "l[01] s5"}), ElementsAre("d0 l1 s5", "d1 l0 s5"));
+    EXPECT_THAT(shown({"-g", "L1", "--ignore-case", "-p", "0..1"}), ElementsAre("d0 l1 s5", "d2 l1 s0"));
     EXPECT_EQ(jorn({"show", "log", "-g", "L1"}).status, 1);
     EXPECT_EQ(jorn({"show", "log", "-g", "L1", "-n", "5"}).status, 1);
 }
 
 TEST_F(ShowTest, Show_NumberOfItems_NewestOnes) {
     writeMixed();
-    EXPECT_THAT(shown({"-n", "2"}), ElementsAre("d2 l1 s0", "d1 l0 s5"));
-    EXPECT_THAT(shown({"-n", "2", "-r"}), ElementsAre("d1 l0 s5", "d2 l1 s0"));
+    EXPECT_THAT(shown({"-n", "2"}), ElementsAre("d1 l0 s5", "d2 l1 s0"));
+    EXPECT_THAT(shown({"-n", "2", "-r"}), ElementsAre("d2 l1 s0", "d1 l0 s5"));
     EXPECT_THAT(shown({"-n", "0"}), IsEmpty());
     EXPECT_EQ(shown({"-n", "all"}), shown());
-    const std::vector<std::string> all = shown({"-n", "all"});
-    EXPECT_EQ(shown({"-n", "all", "-r"}), std::vector<std::string>(all.rbegin(), all.rend()));
-    EXPECT_EQ(shown({"-n", "99999", "-r"}), std::vector<std::string>(all.rbegin(), all.rend()));
+    const std::vector<std::string> all = shown();
+    const std::vector<std::string> newestFirst(all.rbegin(), all.rend());
+    EXPECT_EQ(shown({"-r"}), newestFirst);
+    EXPECT_EQ(shown({"-n", "all", "-r"}), newestFirst);
+    EXPECT_EQ(shown({"-n", "99999", "-r"}), newestFirst);
     EXPECT_EQ(shown({"-n", "99999"}), all);
+    EXPECT_EQ(shown({"-n", "99"}), all);
+    EXPECT_EQ(shown({"-e"}), all);
 }
 
-TEST_F(ShowTest, Show_ManyItemsOldestFirst_BeginsAtTheRightOne) {
+TEST_F(ShowTest, Show_ManyItems_BeginsAtTheRightOne) {
     writeIndex("0,5");
     uint32_t number = 0;
     for (int file = 0; file < 6; ++file) {
@@ -102,19 +106,23 @@ TEST_F(ShowTest, Show_ManyItemsOldestFirst_BeginsAtTheRightOne) {
         }
         write("log/" + std::to_string(file) + ".csv", lines);
     }
-    const std::vector<std::string> texts = shown({"-n", "25000", "-r"});
+    const std::vector<std::string> texts = shown({"-n", "25000"});
     ASSERT_EQ(texts.size(), 25000U);
     EXPECT_EQ(texts.front(), "5000");
     EXPECT_EQ(texts.back(), "29999");
-    EXPECT_EQ(shown({"-n", "30000", "-r", "--level", "1"}).front(), "1");
+    EXPECT_EQ(shown({"-n", "30000", "--level", "1"}).front(), "1");
+    const std::vector<std::string> newestFirst = shown({"-n", "25000", "-r"});
+    EXPECT_EQ(newestFirst, std::vector<std::string>(texts.rbegin(), texts.rend()));
+    EXPECT_EQ(shown({"-n", "7000"}), std::vector<std::string>(texts.end() - 7000, texts.end()));
+    EXPECT_EQ(shown({"-e"}), std::vector<std::string>(texts.end() - 1000, texts.end()));
+    EXPECT_EQ(shown({"-e", "-n", "3"}), (std::vector<std::string>{"29997", "29998", "29999"}));
+    EXPECT_EQ(shown().size(), 30000U);
 }
 
 TEST_F(ShowTest, Show_Forms_AsDocumented) {
     writeIndex("0,0");
     write("log/0.csv", dataLine(kMidnight, 1, 5, "open, \"wide\"") + dataLine(kMidnight, 2, 0, "plain"));
-    const auto inForm = [&](const std::string &form) {
-        return utc({"show", "log", "-n", "all", "-r", "-o", form}).out;
-    };
+    const auto inForm = [&](const std::string &form) { return utc({"show", "log", "-o", form}).out; };
     EXPECT_EQ(inForm("text"), "2023-11-15 05:00:00 1 5 open, \"wide\"\n2023-11-15 05:00:00 2 0 plain\n");
     EXPECT_EQ(inForm("short"), "2023-11-15 05:00:00 open, \"wide\"\n2023-11-15 05:00:00 plain\n");
     EXPECT_EQ(inForm("iso"),
@@ -237,8 +245,9 @@ TEST_F(ShowTest, DirectoryAlone_IsShown) {
 
 TEST_F(ShowTest, Show_Pages_FromNewestToLast) {
     writeMixed();
+    EXPECT_THAT(shown({"--page", "1"}),
+                ElementsAre("d2 l1 s0", "d1 l0 s5", "d1 l3 s5", "d1 l2 s0", "d0 l1 s5", "d0 l0 s0"));
     EXPECT_THAT(shown({"--per-page", "2", "--page", "2"}), ElementsAre("d1 l3 s5", "d1 l2 s0"));
-    EXPECT_THAT(shown({"--per-page", "2", "--page", "2", "-r"}), ElementsAre("d1 l2 s0", "d1 l3 s5"));
     EXPECT_THAT(shown({"--per-page", "4", "--page", "-1"}), ElementsAre("d0 l1 s5", "d0 l0 s0"));
     const Outcome beyond = jorn({"show", "log", "--per-page", "2", "--page", "99"});
     EXPECT_EQ(beyond.err, "page 3 of 3 (6 items)\n");
@@ -248,14 +257,14 @@ TEST_F(ShowTest, ShowPage_NewestFileEmpty_TellsOfTheItemsThatTheDeviceHides) {
     writeIndex("0,1");
     write("log/0.csv", dataLine(kMidnight, 1, 0, "x") + dataLine(kMidnight, 0, 0, "y"));
     write("log/1.csv", "");
-    const Outcome page = jorn({"log"});
+    const Outcome page = jorn({"log", "--page", "1"});
     EXPECT_EQ(page.status, 0);
     EXPECT_EQ(
         page.err,
         "jorn: note: log: the device's pages show 0 items where 2 match: an empty file or a clock that was "
         "put back misleads them; -n goes by the items themselves\nno items\n");
     EXPECT_EQ(jorn({"log", "-q"}).err, "");
-    EXPECT_THAT(shown({"-n", "20"}), ElementsAre("y", "x"));
+    EXPECT_THAT(shown(), ElementsAre("x", "y"));
 }
 
 TEST_F(ShowTest, ShowPage_ClockPutBackByDays_TellsOfTheItemsThatTheDeviceHides) {
@@ -263,9 +272,9 @@ TEST_F(ShowTest, ShowPage_ClockPutBackByDays_TellsOfTheItemsThatTheDeviceHides) 
     write("log/0.csv", dataLine(kMidnight, 1, 0, "a"));
     write("log/1.csv", dataLine(kMidnight + 3 * kDay, 1, 0, "b"));
     write("log/2.csv", dataLine(kMidnight + kDay, 1, 0, "c"));
-    const Outcome page = jorn({"log", "--utc", "-S", "2023-11-18"});
+    const Outcome page = jorn({"log", "--page", "1", "--utc", "-S", "2023-11-18"});
     EXPECT_THAT(page.err, HasSubstr("the device's pages show 0 items where 1 match"));
-    EXPECT_EQ(jorn({"log"}).err, "page 1 of 1 (3 items)\n");
+    EXPECT_EQ(jorn({"log", "--page", "1"}).err, "page 1 of 1 (3 items)\n");
 }
 
 TEST_F(ShowTest, Show_PagesOfWhatTheDeviceCannotBeAsked_BySameRules) {
@@ -275,7 +284,8 @@ TEST_F(ShowTest, Show_PagesOfWhatTheDeviceCannotBeAsked_BySameRules) {
     EXPECT_THAT(shown({"-g", "s[05]", "--per-page", "4", "--page", "-1"}),
                 ElementsAre("d0 l1 s5", "d0 l0 s0"));
     EXPECT_THAT(shown({"-p", "1..2", "--per-page", "2", "--page", "9"}), ElementsAre("d0 l1 s5"));
-    EXPECT_EQ(jorn({"show", "log", "-g", "s[05]", "--per-page", "4"}).err, "page 1 of 2 (6 items)\n");
+    EXPECT_EQ(jorn({"show", "log", "-g", "s[05]", "--page", "1", "--per-page", "4"}).err,
+              "page 1 of 2 (6 items)\n");
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ def main():
         folder = pathlib.Path(name)
         make_log(folder / "full", ITEMS)
         make_log(folder / "empty", 1)
-        for command, csv, json in ((["export", "-q"], "csv", "jsonl"), (["show", "-n", "all", "-r"], "csv", "json")):
+        for command, csv, json in ((["export", "-q"], "csv", "jsonl"), (["show"], "csv", "json")):
             costs = [cost(tool, [*command, "-o", form], folder) for form in (csv, json)]
             rate = costs[0] / costs[1]
             print(f"{command[0]}: {costs[0]:.0f} instructions an item as CSV, {costs[1]:.0f} as JSON: "

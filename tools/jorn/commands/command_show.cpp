@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <time.h>
+#include <unistd.h>
 
 #include <CLI/App.hpp>
 #include <CLI/Option.hpp>
@@ -19,23 +20,26 @@
 #include "query/item_query.h"
 #include "system/failure.h"
 #include "terminal/counted.h"
+#include "terminal/terminal.h"
 
 namespace tool {
 namespace {
 
-constexpr char kBrief[] = "Print items, newest first (the default command)";
+constexpr char kBrief[] = "Print items, oldest first (the default command)";
 
 constexpr char kDetails[] =
-    "Prints time, level, slot and text of each item: a page of them as the device shows it, or with -n\n"
-    "as many as wanted. DIR is not changed in any way, and may be recorded into at the same moment: what\n"
-    "the store has not written out yet is not seen.\n"
-    "On a terminal, control characters and bytes that are no UTF-8 are shown as \\xNN, and a pager is\n"
-    "started: JORN_PAGER, PAGER or less. The items go to standard output, all else to standard error.\n\n";
+    "Prints time, level, slot and text of every item that matches, the oldest first. On a terminal, without\n"
+    "-n, -r and --no-pager, a pager opens at the end of the newest 1,000: JORN_PAGER, PAGER or less. "
+    "Control\n"
+    "characters and bytes that are no UTF-8 are shown there as \\xNN. DIR is not changed in any way, and "
+    "may\n"
+    "be recorded into at the same moment: what the store has not written out yet is not seen. The items go\n"
+    "to standard output, all else to standard error.\n\n";
 
 constexpr char kExamples[] =
     "\nExamples:\n"
-    "  jorn DIR                                    the newest 20 items\n"
-    "  jorn show -n all -r DIR                     everything, the oldest first\n"
+    "  jorn DIR                                    on a terminal the end of it, else everything\n"
+    "  jorn show -n 20 DIR                         the newest 20 items\n"
     "  jorn show -S yesterday -p 0 DIR             level 0 since yesterday\n"
     "  jorn show -g 'door|gate' -s 5 -o json DIR   items of slot 5 with either word\n"
     "  jorn show --page -1 --per-page 10 DIR       the oldest items, as the device pages them\n";
@@ -44,12 +48,19 @@ constexpr char kExamples[] =
 /// are printed as they are found.
 constexpr uint64_t kHeldItems = 20000;
 
+/// What a pager gets that opens at the end: it holds all of it in memory.
+constexpr uint64_t kItemsForPager = 1000;
+
+constexpr char kThereIsMore[] = "-- the newest 1,000 items; -n all shows the others, too --";
+
 struct ShowOptions {
     FilterOptions filter;
     OutputOptions output;
-    PageWish page;
+    std::optional<int32_t> page;
+    int32_t perPage = JORN_REQUIRE_PAGE_MAX;
     std::optional<uint64_t> newest;
-    bool isOldestFirst = false;
+    bool isNewestFirst = false;
+    bool isAtEnd = false;
     bool isFollowed = false;
     bool isPolling = false;
 };
@@ -58,44 +69,64 @@ std::string refuseZero(const std::string &page) {
     return page == "0" ? "pages are counted from 1, or -1 for the last one" : "";
 }
 
-void addOptions(CLI::App *command, ShowOptions *options) {
-    addFilterOptions(command, &options->filter);
-    CLI::Option *const newest =
-        addNewestOption(command, &options->newest, "The newest N items that match, or all");
-    CLI::Option *const reverse =
-        command->add_flag("-r,--reverse", options->isOldestFirst, "The oldest of them first");
-    CLI::Option *const follow =
-        command->add_flag("-f,--follow", options->isFollowed, "Go on with new items: see jorn follow")
-            ->excludes(reverse);
-    addPollOption(command, &options->isPolling)->needs(follow);
-    command
-        ->add_option("--page", options->page.number, "Page, from 1 for the newest items; -1 is the last one")
-        ->type_name("P")
-        ->capture_default_str()
-        ->check(refuseZero)
-        ->excludes(newest)
-        ->excludes(follow);
-    command->add_option("--per-page", options->page.perPage, "Items a page, 1 to 20")
+void addPageOptions(CLI::App *command, ShowOptions *options, const std::vector<CLI::Option *> &others) {
+    CLI::Option *const page =
+        command->add_option("--page", options->page,
+                            "A page as the device shows it, newest first; 1 is the newest, -1 the oldest");
+    page->type_name("P")->check(refuseZero);
+    command->add_option("--per-page", options->perPage, "Items a page, 1 to 20")
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(1, JORN_REQUIRE_PAGE_MAX))
-        ->excludes(newest)
-        ->excludes(follow);
+        ->needs(page);
+    for (CLI::Option *const other : others) {
+        page->excludes(other);
+    }
+}
+
+void addOptions(CLI::App *command, ShowOptions *options) {
+    addFilterOptions(command, &options->filter);
+    CLI::Option *const newest =
+        addNewestOption(command, &options->newest, "The newest N items that match; all is the default");
+    CLI::Option *const reverse =
+        command->add_flag("-r,--reverse", options->isNewestFirst, "The newest items first");
+    CLI::Option *const end =
+        command
+            ->add_flag("-e,--pager-end", options->isAtEnd,
+                       "Open the pager at the end; without -n, of the newest 1,000 items")
+            ->excludes(reverse);
+    CLI::Option *const follow =
+        command->add_flag("-f,--follow", options->isFollowed, "Go on with new items: see jorn follow")
+            ->excludes(reverse)
+            ->excludes(end);
+    addPollOption(command, &options->isPolling)->needs(follow);
+    addPageOptions(command, options, {newest, reverse, end, follow});
     addFormOption(command, &options->output, itemFormNames());
     addItemOutputOptions(command, &options->output);
+}
+
+/// Whether a pager opens at the end though nobody said so: who wants all says so, or gives no terminal.
+bool opensAtEnd(const ShowOptions &options) {
+    return options.isAtEnd || (isOutputTerminal() && !options.output.isPagerOff && !options.newest &&
+                               !options.isNewestFirst && !options.page);
 }
 
 /// Prints items in the form that was asked for.
 class Printer {
 public:
-    Printer(const ShowOptions &options, const Question &question)
-        : output_(pagerCommand(options.output)),
-          formatter_(itemStyleOf(options.output, options.filter, question)) {
+    Printer(const ShowOptions &options, const Question &question, PagerStart start = PagerStart::Begin)
+        : output_(pagerCommand(options.output), start),
+          formatter_(itemStyleOf(options.output, options.filter, question)) {}
+
+    /// Before the items.
+    void head(const std::string &line) {
+        output_.write(line.empty() ? line : line + "\n");
         output_.write(formatter_.heading());
     }
 
     /// False when nobody wants any more.
     bool print(const Item &item) { return output_.write(formatter_.format(item)); }
+    void flush() { output_.flush(); }
     void finish() { output_.finish(); }
 
 private:
@@ -128,61 +159,86 @@ struct Shown {
     std::string footer;
 };
 
-/// Prints items that are held.
-void printAll(const ShowOptions &options, const Question &question, std::vector<Item> items) {
-    if (options.isOldestFirst) {
-        std::reverse(items.begin(), items.end());
-    }
-    Printer printer(options, question);
-    std::all_of(items.begin(), items.end(), [&](const Item &item) { return printer.print(item); });
+/// Whether items fit the terminal, so that there is no end to go to: less would fill it up from above.
+template <class Iterator>
+bool fitTerminal(ItemFormatter formatter, Iterator first, Iterator last) {
+    const auto width = static_cast<size_t>(terminalWidth(STDOUT_FILENO));
+    auto left = static_cast<size_t>(terminalHeight(STDOUT_FILENO));
+    return std::all_of(first, last, [&](const Item &item) {
+        const size_t lines = 1 + formatter.format(item).size() / width;
+        left -= std::min(left, lines);
+        return left > 0;
+    });
+}
+
+/// Prints items that are held, in their order.
+template <class Iterator>
+void printAll(const ShowOptions &options, const Question &question, const std::string &head, Iterator first,
+              Iterator last) {
+    const bool isAtEnd =
+        opensAtEnd(options) &&
+        !fitTerminal(ItemFormatter(itemStyleOf(options.output, options.filter, question)), first, last);
+    Printer printer(options, question, isAtEnd ? PagerStart::End : PagerStart::Begin);
+    printer.head(head);
+    std::all_of(first, last, [&](const Item &item) { return printer.print(item); });
     printer.finish();
 }
 
 Shown showPage(const ShowOptions &options, const Question &question) {
     Shown shown;
     const PageAnswer page = readStable(question, &shown.end, [&](const RingView &view, DamageLog *damage) {
-        return pageOf(view, question.filter, options.page, damage);
+        return pageOf(view, question.filter, {*options.page, options.perPage}, damage);
     });
     shown.hasMatch = page.total > 0;
     if (const std::string note = noteOfHidden(question, page); !note.empty()) {
         shown.end.notes.push_back(note);
     }
-    shown.footer = footer(page, options.page.perPage);
-    printAll(options, question, page.items);
+    shown.footer = footer(page, options.perPage);
+    printAll(options, question, "", page.items.begin(), page.items.end());
     return shown;
 }
 
-Shown showNewest(const ShowOptions &options, const Question &question) {
+/// `isTold` when there are more than these, which nobody has asked for.
+Shown showNewest(const ShowOptions &options, const Question &question, size_t most, bool isTold) {
     Shown shown;
-    const auto most = static_cast<size_t>(*options.newest);
-    const std::vector<Item> items =
-        readStable(question, &shown.end, [&](const RingView &view, DamageLog *damage) {
-            return newestItems(view, question.filter, most, damage);
-        });
+    std::vector<Item> items = readStable(
+        question, &shown.end,
+        [&](const RingView &view, DamageLog *damage) {
+            return newestItems(view, question.filter, most + (isTold ? 1 : 0), damage);
+        },
+        Opening::WhenRead);
     shown.hasMatch = !items.empty();
-    printAll(options, question, items);
+    const bool areMore = items.size() > most;
+    items.resize(std::min(items.size(), most));
+    const std::string head = areMore ? kThereIsMore : "";
+    if (options.isNewestFirst) {
+        printAll(options, question, head, items.begin(), items.end());
+    } else {
+        printAll(options, question, head, items.rbegin(), items.rend());
+    }
     return shown;
 }
 
 /// Prints as it reads.
-Shown showMany(const ShowOptions &options, const Question &question) {
+Shown showMany(const ShowOptions &options, const Question &question, uint64_t most) {
     Shown shown;
     const RingView view(question.directory, question.ringSize);
     shown.end.takeFrom(view);
     DamageLog *const damage = &shown.end.damage;
-    const bool isFromMiddle = options.isOldestFirst && *options.newest != kAllItems;
-    const ScanStart start =
-        isFromMiddle ? startOfNewest(view, question.filter, *options.newest, damage) : ScanStart{};
-    uint64_t left = isFromMiddle ? kAllItems : *options.newest;
+    const bool isFromMiddle = !options.isNewestFirst && most != kAllItems;
+    const ScanStart start = isFromMiddle ? startOfNewest(view, question.filter, most, damage) : ScanStart{};
     Printer printer(options, question);
-    ItemScanner scanner(view, question.filter, damage);
-    scanner.scan(
-        options.isOldestFirst ? Order::OldestFirst : Order::NewestFirst,
-        [&](const Item &item) {
-            shown.hasMatch = true;
-            return printer.print(item) && --left > 0;
-        },
-        start);
+    printer.head("");
+    ItemScanner scanner(view, question.filter,
+                        options.isNewestFirst ? Order::NewestFirst : Order::OldestFirst, damage, start);
+    // However rare items are that match, each is seen soon.
+    scanner.setWatch([&printer](uint64_t) { printer.flush(); });
+    bool isWanted = true;
+    for (uint64_t left = isFromMiddle ? kAllItems : most; isWanted && left > 0; --left) {
+        const Item *const item = scanner.next();
+        shown.hasMatch = shown.hasMatch || item != nullptr;
+        isWanted = item != nullptr && printer.print(*item);
+    }
     printer.finish();
     return shown;
 }
@@ -190,9 +246,10 @@ Shown showMany(const ShowOptions &options, const Question &question) {
 /// Looks for one match, and prints nothing.
 Shown lookForMatch(const Question &question) {
     Shown shown;
-    shown.hasMatch = readStable(question, &shown.end, [&](const RingView &view, DamageLog *damage) {
-        return hasMatch(view, question.filter, damage);
-    });
+    shown.hasMatch = readStable(
+        question, &shown.end,
+        [&](const RingView &view, DamageLog *damage) { return hasMatch(view, question.filter, damage); },
+        Opening::WhenRead);
     return shown;
 }
 
@@ -200,10 +257,17 @@ Shown show(const ShowOptions &options, const Question &question) {
     if (options.filter.isQuiet) {
         return lookForMatch(question);
     }
-    if (!options.newest) {
+    if (options.page) {
         return showPage(options, question);
     }
-    return *options.newest <= kHeldItems ? showNewest(options, question) : showMany(options, question);
+    const uint64_t most = options.newest.value_or(opensAtEnd(options) ? kItemsForPager : kAllItems);
+    const bool isTold = isOutputTerminal() && !options.newest;
+    Shown shown = most <= kHeldItems ? showNewest(options, question, static_cast<size_t>(most), isTold)
+                                     : showMany(options, question, most);
+    if (!shown.hasMatch && isOutputTerminal()) {
+        shown.footer = "no items";
+    }
+    return shown;
 }
 
 int run(const ShowOptions &options) {

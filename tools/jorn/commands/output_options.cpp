@@ -64,7 +64,7 @@ bool isColored(const OutputOptions &options, bool isTerminal) {
 }
 
 std::string pagerCommand(const OutputOptions &options) {
-    if (options.isPagerOff || !isTerminalAble()) {
+    if (options.isPagerOff || !isOutputTerminal() || !isTerminalAble()) {
         return "";
     }
     for (const char *const name : {"JORN_PAGER", "PAGER"}) {

@@ -25,10 +25,10 @@ struct ReadEnd {
 /// is too fast for that, the answer is the last one, and the user is told. `end` gets what there is to tell
 /// of the view that the answer is of, and what was met in reading it. Throws Failure.
 template <class Ask>
-auto readStable(const Question &question, ReadEnd *end, const Ask &ask) {
+auto readStable(const Question &question, ReadEnd *end, const Ask &ask, Opening opening = Opening::AtOnce) {
     constexpr int kTries = 20;
     for (int tries = 1;; ++tries) {
-        const RingView view(question.directory, question.ringSize);
+        const RingView view(question.directory, question.ringSize, opening);
         *end = {};
         end->takeFrom(view);
         auto answer = ask(view, &end->damage);

@@ -59,10 +59,11 @@ bool RingFile::isStill() const {
            bytesAt(file.get(), beginOfEnd(mark), end.size()) == end;
 }
 
-RingView::RingView(const StoreDirectory &directory, std::optional<int> ringSize)
-    : RingView(openStill(directory, ringSize)) {}
+RingView::RingView(const StoreDirectory &directory, std::optional<int> ringSize, Opening opening)
+    : RingView(openStill(directory, ringSize, opening)) {}
 
-RingView::RingView(const StoreDirectory &directory, std::optional<int> ringSize, RingLook look)
+RingView::RingView(const StoreDirectory &directory, std::optional<int> ringSize, Opening opening,
+                   RingLook look)
     : directory_(directory),
       look_(std::move(look)),
       ringSize_(ringSize.value_or(look_.smallestRing())),
@@ -70,14 +71,14 @@ RingView::RingView(const StoreDirectory &directory, std::optional<int> ringSize,
     jorn_SetDebugPrintLevel(0);  // The module prints on standard output, which belongs to the items.
     summarisePlan();
     noteState();
-    openFiles();
+    placeFiles(opening);
 }
 
-RingView RingView::openStill(const StoreDirectory &directory, std::optional<int> ringSize) {
+RingView RingView::openStill(const StoreDirectory &directory, std::optional<int> ringSize, Opening opening) {
     constexpr int kTries = 100;
     constexpr useconds_t kPauseMicroseconds = 1000;
     for (int tries = 1; tries <= kTries; ++tries) {
-        if (std::optional<RingView> view = openOnce(directory, ringSize)) {
+        if (std::optional<RingView> view = openOnce(directory, ringSize, opening)) {
             return std::move(*view);
         }
         usleep(kPauseMicroseconds);
@@ -86,8 +87,9 @@ RingView RingView::openStill(const StoreDirectory &directory, std::optional<int>
                   " times that it was opened; nothing is shown, try again");
 }
 
-std::optional<RingView> RingView::openOnce(const StoreDirectory &directory, std::optional<int> ringSize) {
-    RingView view(directory, ringSize, lookBetweenRewrites(directory));
+std::optional<RingView> RingView::openOnce(const StoreDirectory &directory, std::optional<int> ringSize,
+                                           Opening opening) {
+    RingView view(directory, ringSize, opening, lookBetweenRewrites(directory));
     return view.isCurrent() ? std::make_optional(std::move(view)) : std::nullopt;
 }
 
@@ -115,7 +117,7 @@ void RingView::noteState() {
     }
 }
 
-void RingView::openFiles() {
+void RingView::placeFiles(Opening opening) {
     const FilePresence isPresent = look_.presence();
     std::array<int, jorn::kSurveySize> numberAt{};
     numberAt.fill(-1);
@@ -128,33 +130,60 @@ void RingView::openFiles() {
     const jorn::Ring ring = {ringSize_, plan_.oldest, plan_.latest};
     const jorn::RingRange range = ring.range();
     for (int32_t i = range.oldest; i <= range.latest; ++i) {
-        const int position = ring.position(i);
-        const int number = numberAt[static_cast<size_t>(position)];
-        if (number >= 0) {
-            openFile(number, position);
-            files_.back().isNewest = i == range.latest;
+        RingFile file;
+        file.position = ring.position(i);
+        file.number = numberAt[static_cast<size_t>(file.position)];
+        file.isNewest = i == range.latest;
+        file.isToOpen = opening == Opening::WhenRead && !file.isNewest;
+        if (file.number >= 0) {
+            file.path = directory_.pathOf(dataFileName(file.number));
+            files_.push_back(std::move(file));
+        }
+    }
+    for (RingFile &file : files_) {
+        if (!file.isToOpen) {
+            openFile(&file, &damage_);
         }
     }
 }
 
-void RingView::openFile(int number, int position) {
-    const std::string name = dataFileName(number);
-    RingFile file;
-    file.number = number;
-    file.position = position;
-    file.path = directory_.pathOf(name);
+const RingFile &RingView::file(size_t index, DamageLog *damage) const {
+    RingFile &file = files_[index];
+    if (file.isToOpen) {
+        file.isToOpen = false;
+        openFileLate(&file, damage);
+    }
+    return file;
+}
+
+/// False when what bears the name cannot be read, which is told.
+bool RingView::openFile(RingFile *file, DamageLog *damage) const {
     try {
-        file.file = openRegular(directory_, name);
+        file->file = openRegular(directory_, dataFileName(file->number));
     } catch (const Failure &failure) {
-        damage_.addText(std::string(failure.what()) + "; its items are left out");
+        damage->addText(std::string(failure.what()) + "; its items are left out");
+        return false;
     }
-    if (file.file.isOpen()) {
-        file.mark = markOf(file.file.get());
-        file.size = sizeOf(file.mark);
-        file.begin = bytesAt(file.file.get(), 0, atMost(file.size, kBeginSize));
-        file.end = bytesAt(file.file.get(), beginOfEnd(file.mark), atMost(file.size, kEndSize));
+    if (file->file.isOpen()) {
+        file->mark = markOf(file->file.get());
+        file->size = sizeOf(file->mark);
+        file->begin = bytesAt(file->file.get(), 0, atMost(file->size, kBeginSize));
+        file->end = bytesAt(file->file.get(), beginOfEnd(file->mark), atMost(file->size, kEndSize));
     }
-    files_.push_back(std::move(file));
+    return true;
+}
+
+/// Only the newest file grows, so another one is as it was at the moment of the look, or a writer has come to
+/// it since.
+void RingView::openFileLate(RingFile *file, DamageLog *damage) const {
+    if (!openFile(file, damage)) {
+        return;
+    }
+    const FileMark &before = look_.look().files[static_cast<size_t>(file->number)].target.mark;
+    if (!file->file.isOpen() || !isUnchanged(*file, before, markOf(file->file.get()))) {
+        damage->addLoss(file->path);
+        file->file = Descriptor();
+    }
 }
 
 void RingView::settleEnd() {

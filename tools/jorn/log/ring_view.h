@@ -34,23 +34,33 @@ struct RingFile {
     std::string end;        ///< and its last ones.
     uint64_t size = 0;      ///< Up to which it is read.
     bool isNewest = false;  ///< The one that a writer appends to.
+    bool isToOpen = false;  ///< It has not been opened yet.
 
     /// Whether the file still holds what it did when it was opened. A writer that starts it afresh empties it
     /// first, so what was read before this holds is what was there then.
     bool isStill() const;
 };
 
+/// When the files of a view are opened. The newest one is opened at once in any case.
+enum class Opening { AtOnce, WhenRead };
+
 class RingView {
 public:
     /// `ringSize` tells the ring's number of files where the directory does not tell it. Opens the ring anew
     /// while a writer moves on during it; throws Failure when that never ends, too.
-    RingView(const StoreDirectory &directory, std::optional<int> ringSize);
+    RingView(const StoreDirectory &directory, std::optional<int> ringSize, Opening opening = Opening::AtOnce);
 
     /// The same in one try: nothing when a writer has moved on during it.
-    static std::optional<RingView> openOnce(const StoreDirectory &directory, std::optional<int> ringSize);
+    static std::optional<RingView> openOnce(const StoreDirectory &directory, std::optional<int> ringSize,
+                                            Opening opening = Opening::AtOnce);
 
-    /// The files in the index's range that are there, the oldest first.
+    /// The files in the index's range that are there, the oldest first. Of a view that opens them when they
+    /// are read, they are closed until file() was asked for them.
     const std::vector<RingFile> &files() const { return files_; }
+
+    /// One of them, which is opened if it is to be opened now. What is wrong with it then is told to
+    /// `damage`.
+    const RingFile &file(size_t index, DamageLog *damage) const;
 
     const StoreDirectory &directory() const { return directory_; }
     const RingLook &look() const { return look_; }
@@ -76,11 +86,12 @@ public:
     const DamageLog &damage() const { return damage_; }
 
 private:
-    RingView(const StoreDirectory &directory, std::optional<int> ringSize, RingLook look);
-    static RingView openStill(const StoreDirectory &directory, std::optional<int> ringSize);
+    RingView(const StoreDirectory &directory, std::optional<int> ringSize, Opening opening, RingLook look);
+    static RingView openStill(const StoreDirectory &directory, std::optional<int> ringSize, Opening opening);
     void summarisePlan();
-    void openFiles();
-    void openFile(int number, int position);
+    void placeFiles(Opening opening);
+    bool openFile(RingFile *file, DamageLog *damage) const;
+    void openFileLate(RingFile *file, DamageLog *damage) const;
     static void settleEndOf(RingFile *file);
     void noteState();
 
@@ -90,7 +101,7 @@ private:
     jorn::TidyingPlan plan_;
     int moved_ = 0;
     int deleted_ = 0;
-    std::vector<RingFile> files_;
+    mutable std::vector<RingFile> files_;  ///< Those that are opened when they are read change by that.
     std::vector<std::string> notes_;
     DamageLog damage_;
 };

@@ -38,6 +38,7 @@ size_t wholeLines(std::string_view bytes, Zeros zeros) {
 
 // So that a long line that is cut into segments is cut where its pieces begin.
 static_assert(SegmentReader::kSegmentSize % jorn::kLineMax == 0, "a segment holds whole pieces");
+static_assert(SegmentReader::kFirstBackwardSize % jorn::kLineMax == 0, "the first one, too");
 
 size_t zerosAtBegin(std::string_view bytes) {
     // Long runs are common in damaged files, so a segment full of zeros is found at a glance.
@@ -80,35 +81,45 @@ bool SegmentReader::nextForward(Segment *segment) {
     return length > 0;
 }
 
+/// Of the bytes before the end, those from where a line begins.
 bool SegmentReader::nextBackward(Segment *segment) {
-    const uint64_t begin = beginOfSegmentBefore(end_);
-    if (error_ != 0 || isCutShort_) {
+    uint64_t begin = end_ - std::min<uint64_t>(backwardSize_, end_ - begin_);
+    size_t length = read(begin, static_cast<size_t>(end_ - begin));
+    size_t passed = 0;
+    if (begin > begin_ && error_ == 0 && !isCutShort_) {
+        // The last byte may be the line feed that ends the line before the end.
+        const bool isInLongLine = lineBegin_ < end_;
+        const void *const feed = isInLongLine ? nullptr : memchr(buffer_.get(), '\n', length - 1);
+        if (feed != nullptr) {
+            passed = static_cast<size_t>(static_cast<const char *>(feed) - buffer_.get()) + 1;
+        } else {
+            length = partOfLongLine(&begin);
+        }
+    }
+    if (error_ != 0) {
+        length = wholeLines({buffer_.get(), length}, zeros_);
+    }
+    if (isCutShort_ || length <= passed) {
         return false;
     }
-    const auto wanted = static_cast<size_t>(end_ - begin);
-    const size_t length = read(begin, wanted);
-    *segment = {{buffer_.get(), length}, begin, zeros_};
-    end_ = begin;
-    return length > 0;
+    *segment = {{buffer_.get() + passed, length - passed}, begin + passed, zeros_};
+    end_ = begin + passed;
+    backwardSize_ = std::min(kSegmentSize, 4 * backwardSize_);
+    return true;
 }
 
-/// The earliest piece that begins at most a segment's size before `end`, which is the end of a piece.
-uint64_t SegmentReader::beginOfSegmentBefore(uint64_t end) {
-    if (end - begin_ <= kSegmentSize) {
-        return begin_;
+/// Reads the last pieces before the end, of a line that begins before `begin`, the begin of what fits. Sets
+/// that to where the pieces begin; how many bytes they have.
+size_t SegmentReader::partOfLongLine(uint64_t *begin) {
+    if (lineBegin_ >= end_) {
+        lineBegin_ = beginOfLine(*begin);
     }
-    if (lineBegin_ >= end) {
-        const uint64_t block = end - kSegmentSize;
-        const size_t length = read(block, kSegmentSize);
-        // The last byte may be the line feed that ends the line before `end`.
-        const auto *const feed = length == 0 ? nullptr : memchr(buffer_.get(), '\n', length - 1);
-        if (feed != nullptr) {
-            return block + static_cast<uint64_t>(static_cast<const char *>(feed) - buffer_.get()) + 1;
-        }
-        lineBegin_ = beginOfLine(block);
+    if (error_ != 0 || isCutShort_) {
+        return 0;
     }
-    const uint64_t inLine = end - 1 - lineBegin_;
-    return lineBegin_ + inLine / kSegmentSize * kSegmentSize;
+    const uint64_t inLine = end_ - 1 - lineBegin_;
+    *begin = lineBegin_ + inLine / backwardSize_ * backwardSize_;
+    return read(*begin, static_cast<size_t>(end_ - *begin));
 }
 
 /// Where the line begins that the byte at `within` belongs to.

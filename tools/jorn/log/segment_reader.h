@@ -33,10 +33,12 @@ struct Segment {
 };
 
 /// Lines are what the module's reader takes: of those that do not fit its buffer, 256 characters at a time.
-/// Memory is bounded whatever the file holds, and every byte is read at most three times.
+/// Memory is bounded whatever the file holds, and every byte is read at most three times. From the end it is
+/// read in small blocks first: who reads that way may need the last lines only.
 class SegmentReader {
 public:
     static constexpr size_t kSegmentSize = size_t{256} * 1024;
+    static constexpr size_t kFirstBackwardSize = size_t{4} * 1024;
 
     /// Reads the first `size` bytes of an open file, which must outlive the reader. `begin` is where a line
     /// begins: what is before it is not read.
@@ -60,7 +62,7 @@ private:
     SegmentReader(int file, uint64_t begin, uint64_t end, Order order, Zeros zeros);
     bool nextForward(Segment *segment);
     bool nextBackward(Segment *segment);
-    uint64_t beginOfSegmentBefore(uint64_t end);
+    size_t partOfLongLine(uint64_t *begin);
     uint64_t beginOfLine(uint64_t within);
     size_t read(uint64_t offset, size_t length);
 
@@ -69,6 +71,7 @@ private:
     const Zeros zeros_;
     uint64_t begin_;
     uint64_t end_;
+    size_t backwardSize_ = kFirstBackwardSize;  ///< Backward: of the next segment at most.
     uint64_t lineBegin_;  ///< Backward: begin of the line before end_; end_ or more when not known.
     std::unique_ptr<char[]> buffer_;
     int error_ = 0;

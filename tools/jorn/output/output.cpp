@@ -15,13 +15,20 @@ namespace {
 
 constexpr size_t kBufferSize = size_t{64} * 1024;
 
+/// What a pager is to find in LESS. The command comes first, and ends with a dollar sign, so that it is not
+/// taken for a part of an option of the user's.
+std::string lessOptions(PagerStart start) {
+    const char *const own = getenv("LESS");
+    return std::string(start == PagerStart::End ? "+G$" : "") + (own != nullptr ? own : kLessOptions);
+}
+
 }  // namespace
 
 bool isOutputTerminal() { return isatty(STDOUT_FILENO) == 1; }
 
-Output::Output(const std::string &pager) {
+Output::Output(const std::string &pager, PagerStart start) {
     if (!pager.empty() && isOutputTerminal()) {
-        startPager(pager);
+        startPager(pager, start);
     }
 }
 
@@ -29,7 +36,7 @@ Output::Output(int file, std::string name) : file_(file), name_(std::move(name))
 
 Output::~Output() { waitForPager(); }
 
-void Output::startPager(const std::string &command) {
+void Output::startPager(const std::string &command, PagerStart start) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) < 0) {
         throw systemFailure("pager", errno);
@@ -43,7 +50,7 @@ void Output::startPager(const std::string &command) {
     if (pager_ == 0) {
         signal(SIGPIPE, SIG_DFL);
         dup2(readEnd.get(), STDIN_FILENO);
-        setenv("LESS", kLessOptions, 0);
+        setenv("LESS", lessOptions(start).c_str(), 1);
         execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char *>(nullptr));
         _exit(127);
     }

@@ -85,15 +85,15 @@ PageAnswer pageByReading(const RingView &view, const ItemFilter &filter, const P
     const bool isLast = wish.number < 0 || static_cast<uint64_t>(wish.number) >= pages;
     answer.number = isLast ? static_cast<int64_t>(pages) : wish.number;
     uint64_t newer = (static_cast<uint64_t>(answer.number) - 1) * perPage;
-    ItemScanner scanner(view, filter, damage);
-    scanner.scan(Order::NewestFirst, [&](const Item &item) {
+    ItemScanner scanner(view, filter, Order::NewestFirst, damage);
+    for (const Item *item = scanner.next(); item != nullptr && answer.items.size() < perPage;
+         item = scanner.next()) {
         if (newer > 0) {
             --newer;
-            return true;
+        } else {
+            answer.items.push_back(*item);
         }
-        answer.items.push_back(item);
-        return answer.items.size() < perPage;
-    });
+    }
     return answer;
 }
 
@@ -152,26 +152,28 @@ bool hasMatch(const RingView &view, const ItemFilter &filter, DamageLog *damage)
 std::vector<Item> newestItems(const RingView &view, const ItemFilter &filter, size_t most,
                               DamageLog *damage) {
     std::vector<Item> items;
-    if (most == 0) {
-        return items;
+    ItemScanner scanner(view, filter, Order::NewestFirst, damage);
+    while (items.size() < most) {
+        const Item *const item = scanner.next();
+        if (item == nullptr) {
+            break;
+        }
+        items.push_back(*item);
     }
-    ItemScanner scanner(view, filter, damage);
-    scanner.scan(Order::NewestFirst, [&](const Item &item) {
-        items.push_back(item);
-        return items.size() < most;
-    });
     return items;
 }
 
 ScanStart startOfNewest(const RingView &view, const ItemFilter &filter, uint64_t most, DamageLog *damage) {
     ScanStart start;
-    uint64_t left = most;
-    ItemScanner scanner(view, filter, damage);
-    scanner.scan(Order::NewestFirst, [&](const Item &item) {
-        start = {item.fileIndex, item.offset};
-        return --left > 0;
-    });
-    return left > 0 ? ScanStart{} : start;
+    ItemScanner scanner(view, filter, Order::NewestFirst, damage);
+    for (uint64_t left = most; left > 0; --left) {
+        const Item *const item = scanner.next();
+        if (item == nullptr) {
+            return {};
+        }
+        start = {item->fileIndex, item->offset};
+    }
+    return start;
 }
 
 uint64_t PageAnswer::pages(int32_t perPage) const {

@@ -26,44 +26,72 @@ bool nextSegment(const RingFile &file, SegmentReader *reader, Segment *segment, 
     return isRead && !isLost;
 }
 
-void ItemScanner::scan(Order order, const Sink &sink, const ScanStart &start) {
-    const size_t count = view_.files().size();
-    for (size_t i = start.fileIndex; i < count; ++i) {
-        const size_t index = order == Order::OldestFirst ? i : count - 1 - (i - start.fileIndex);
-        if (!scanFile(index, order, sink, index == start.fileIndex ? start.offset : 0)) {
-            return;
+ItemScanner::ItemScanner(const RingView &view, const ItemFilter &filter, Order order, DamageLog *damage,
+                         const ScanStart &start)
+    : view_(view),
+      order_(order),
+      filter_(filter),
+      damage_(damage),
+      start_(start),
+      filesLeft_(view.files().size() - std::min(view.files().size(), start.fileIndex)) {}
+
+const Item *ItemScanner::next() {
+    while (matchesLeft_ == 0) {
+        if (!nextMatches()) {
+            return nullptr;
         }
     }
+    const size_t index = order_ == Order::OldestFirst ? matches_.size() - matchesLeft_ : matchesLeft_ - 1;
+    --matchesLeft_;
+    item_ = readItem(matches_[index]);
+    item_.fileIndex = fileIndex_;
+    return &item_;
 }
 
-bool ItemScanner::scanFile(size_t index, Order order, const Sink &sink, uint64_t begin) {
-    const RingFile &file = view_.files()[index];
-    if (!file.file.isOpen()) {
-        return true;
+/// Goes on to the next segment; false when there is none.
+bool ItemScanner::nextMatches() {
+    Segment segment;
+    while (!reader_ || !nextSegment(view_.files()[fileIndex_], &*reader_, &segment, damage_)) {
+        if (!nextFile()) {
+            return false;
+        }
     }
-    SegmentReader reader(file.file.get(), file.size, order, begin);
-    const auto pass = [&](const Line &line) {
-        Item item = readItem(line);
-        item.fileIndex = index;
-        return sink(item);
-    };
-    BadLines badLines;
-    std::vector<Line> matches;
-    bool isWanted = true;
-    for (Segment segment; isWanted && nextSegment(file, &reader, &segment, damage_);) {
-        matches.clear();
-        forEachMatch(file, segment, &filter_, &badLines, [&](const Line &line) { matches.push_back(line); });
-        isWanted = order == Order::OldestFirst ? std::all_of(matches.begin(), matches.end(), pass)
-                                               : std::all_of(matches.rbegin(), matches.rend(), pass);
-        isWanted = isWanted && isGoingOn(segment.bytes.size());
-    }
-    noteReadingEnd(file, reader, badLines, damage_);
-    return isWanted;
+    takeMatches(segment);
+    return true;
 }
 
-bool ItemScanner::isGoingOn(size_t bytes) {
-    bytesRead_ += bytes;
-    return !watch_ || watch_(bytesRead_);
+/// Goes on to the next file that can be read; false when there is none.
+bool ItemScanner::nextFile() {
+    if (reader_) {
+        noteReadingEnd(view_.files()[fileIndex_], *reader_, badLines_, damage_);
+        reader_.reset();
+    }
+    const size_t count = view_.files().size();
+    while (filesLeft_ > 0) {
+        fileIndex_ = order_ == Order::OldestFirst ? count - filesLeft_ : start_.fileIndex + filesLeft_ - 1;
+        --filesLeft_;
+        const RingFile &file = view_.file(fileIndex_, damage_);
+        if (file.file.isOpen()) {
+            reader_.emplace(file.file.get(), file.size, order_,
+                            fileIndex_ == start_.fileIndex ? start_.offset : 0);
+            badLines_ = {};
+            return true;
+        }
+    }
+    return false;
+}
+
+void ItemScanner::takeMatches(const Segment &segment) {
+    const RingFile &file = view_.files()[fileIndex_];
+    matches_.clear();
+    forEachMatch(file, segment, &filter_, &badLines_, [this](const Line &line) { matches_.push_back(line); });
+    matchesLeft_ = matches_.size();
+    // At once: nobody has to read on to the end of the file.
+    damage_->addLines(file.path, badLines_);
+    bytesRead_ += segment.bytes.size();
+    if (watch_) {
+        watch_(bytesRead_);
+    }
 }
 
 }  // namespace tool

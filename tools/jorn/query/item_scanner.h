@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// Streams the items of a ring that pass a filter, the oldest or the newest first, in bounded memory.
+// The items of a ring that pass a filter, one at a time, the oldest or the newest first, in bounded memory.
 #ifndef JORN_TOOLS_ITEM_SCANNER_H
 #define JORN_TOOLS_ITEM_SCANNER_H
 
 #include <stdint.h>
 
 #include <functional>
-#include <string_view>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "log/damage.h"
@@ -25,31 +26,41 @@ struct ScanStart {
     uint64_t offset = 0;
 };
 
+/// The source of a log's items, in order: who prints several logs together has one for each.
 class ItemScanner {
 public:
-    /// All three must outlive the scanner. What is damaged or lost is told to `damage`, as far as it is read.
-    ItemScanner(const RingView &view, const ItemFilter &filter, DamageLog *damage)
-        : view_(view), filter_(filter), damage_(damage) {}
+    /// View, filter and damage must outlive the scanner. Passes on the items that the filter lets through,
+    /// none older than `start`. What is damaged or lost is told to `damage`, as far as it is read.
+    ItemScanner(const RingView &view, const ItemFilter &filter, Order order, DamageLog *damage,
+                const ScanStart &start = {});
 
-    /// Is given each item; false ends the scan.
-    using Sink = std::function<bool(const Item &)>;
+    /// The next item; null at the end. Good until the next call.
+    const Item *next();
 
-    /// Passes on the items that the filter lets through, none older than `start`.
-    void scan(Order order, const Sink &sink, const ScanStart &start = {});
-
-    /// Is told after every segment how many bytes of the view have been read; false ends the scan.
-    using Watch = std::function<bool(uint64_t bytes)>;
+    /// Is told after every segment how many bytes of the view have been read.
+    using Watch = std::function<void(uint64_t bytes)>;
     void setWatch(Watch watch) { watch_ = std::move(watch); }
 
 private:
-    bool scanFile(size_t index, Order order, const Sink &sink, uint64_t begin);
-    bool isGoingOn(size_t bytes);
+    bool nextFile();
+    bool nextMatches();
+    void takeMatches(const Segment &segment);
 
     const RingView &view_;
+    const Order order_;
     PieceFilter filter_;
     DamageLog *damage_;
+    const ScanStart start_;
     Watch watch_;
     uint64_t bytesRead_ = 0;
+
+    size_t filesLeft_;                     ///< That have not been begun.
+    size_t fileIndex_ = 0;                 ///< Of the file being read.
+    std::optional<SegmentReader> reader_;  ///< Of the file being read.
+    BadLines badLines_;                    ///< Of the file being read.
+    std::vector<Line> matches_;            ///< In a segment of it, the oldest first.
+    size_t matchesLeft_ = 0;
+    Item item_;
 };
 
 /// The next segment of a file of the view; false at its end. Once a writer has started the file afresh there

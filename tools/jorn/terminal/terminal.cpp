@@ -7,21 +7,39 @@
 #include <string.h>
 #include <sys/ioctl.h>
 
+#include <optional>
+
 #include "terminal/number_text.h"
 
 namespace tool {
+namespace {
+
+/// A size that the environment has; nothing where it has none.
+std::optional<int> sizeIn(const char *variable) {
+    constexpr int kLargest = 10000;
+    const char *const text = getenv(variable);
+    const std::optional<int> size = text != nullptr ? numberBelow(text, kLargest + 1) : std::nullopt;
+    return size.value_or(0) > 0 ? size : std::nullopt;
+}
+
+/// Zeros where the file is no terminal.
+winsize sizeOf(int file) {
+    winsize size = {};
+    return ioctl(file, TIOCGWINSZ, &size) == 0 ? size : winsize{};
+}
+
+}  // namespace
 
 int terminalWidth(int file) {
     constexpr int kUsual = 80;
-    constexpr int kLargest = 10000;
-    if (const char *const columns = getenv("COLUMNS")) {
-        const int width = numberBelow(columns, kLargest + 1).value_or(0);
-        if (width > 0) {
-            return width;
-        }
-    }
-    winsize size = {};
-    return ioctl(file, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
+    const winsize size = sizeOf(file);
+    return sizeIn("COLUMNS").value_or(size.ws_col > 0 ? size.ws_col : kUsual);
+}
+
+int terminalHeight(int file) {
+    constexpr int kUsual = 24;
+    const winsize size = sizeOf(file);
+    return sizeIn("LINES").value_or(size.ws_row > 0 ? size.ws_row : kUsual);
 }
 
 bool isLocaleUtf8() {
