@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What bench/run tells the programs beside the benchmark library's own options.
+// What bench/run passes to the programs besides the benchmark library's own options.
 #ifndef JORN_BENCH_ARGUMENTS_H
 #define JORN_BENCH_ARGUMENTS_H
 
@@ -14,10 +14,10 @@ struct Arguments {
     int repetitions = 1;  ///< of storing
 };
 
-/// Takes the benchmark library's options out, then ours. Ends the process when they are wrong.
+/// Removes the benchmark library's options, then parses ours. Ends the process when any is wrong.
 Arguments parseArguments(int argc, char **argv);
 
-/// Runs what was registered; the process's exit code.
+/// Runs the registered benchmarks. Returns the process's exit code.
 int runBenchmarks();
 
 }  // namespace bench

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What is built for the run, and what the builds themselves tell: footprint and wear of the flash."""
+"""What is built for the run, and what the builds themselves report: footprint and wear of the flash."""
 from __future__ import annotations
 
 import pathlib
@@ -12,7 +12,7 @@ FOOTPRINT = re.compile(r"^ *(\d+) bytes  (\w+)(?:, .*)?$", re.MULTILINE)
 SIZES = ("text", "constants", "data", "bss", "logObject", "fileSummary")
 STORE_TASK = "jorn_TskStoreLogCsv"
 RIG = pathlib.Path("build/flash/tests/faults/flash/jorn_flash_rig")
-# Of a line: ten digits of time, level, slot, three commas, the text and the line feed.
+# Bytes of a line: ten digits of time, level, slot, three commas, the text and the line feed.
 LINE_WITHOUT_TEXT = 10 + 1 + 1 + 3 + 1
 PAGE_BYTES = 2048
 PAGE_KINDS = ("programmed", "erased", "data", "headers", "moved", "summaries")
@@ -45,7 +45,7 @@ def measure_footprint(root: pathlib.Path, figures: Figures) -> None:
 
 
 def measure_flash(root: pathlib.Path, figures: Figures, may_build: bool) -> None:
-    """Leaves a note where there is no rig: its file system's source has to be fetched."""
+    """Adds a note where there is no rig: its file system's source has to be fetched."""
     if may_build:
         try:
             cmake(root, "--preset", "flash")

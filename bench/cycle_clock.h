@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Times single calls that are not much longer than it takes to ask for the time.
+// Times single calls that take little longer than reading the clock.
 #ifndef JORN_BENCH_CYCLE_CLOCK_H
 #define JORN_BENCH_CYCLE_CLOCK_H
 
@@ -14,11 +14,11 @@
 
 namespace bench {
 
-/// Where there is a time stamp counter it is read between fences, so that the call stands between the two
-/// readings and nothing else does; elsewhere it is the steady clock.
+/// A time stamp counter, where there is one, is read between fences, so that nothing but the call is between
+/// the two readings; elsewhere the steady clock is used.
 class CycleClock {
 public:
-    /// Takes some milliseconds to learn the counter's rate and what a pair of readings costs.
+    /// Takes some milliseconds to measure the counter's rate and what a pair of readings costs.
     CycleClock();
 
     static uint64_t now() {
@@ -35,7 +35,8 @@ public:
     /// Median nanoseconds between two readings with nothing between them.
     double overhead() const { return overhead_; }
 
-    /// Nanoseconds of a call whose two readings differ by so much, less what the readings cost; not below 0.
+    /// Nanoseconds of a call whose two readings differ by `difference`, less what the readings cost; not
+    /// below 0.
     double nanoseconds(uint64_t difference) const;
 
 private:
@@ -43,7 +44,7 @@ private:
     double overhead_ = 0;
 };
 
-/// The value below which a share of the values lies. Sorts them.
+/// The value below which the given share of the values is. Sorts them.
 double percentile(std::vector<double> *values, double share);
 
 }  // namespace bench

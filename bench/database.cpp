@@ -56,7 +56,7 @@ Database::Database(const std::string &path) {
     if (sqlite3_open_v2(path.c_str(), &database_, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
         fail(database_);
     }
-    constexpr char kCache[] = "PRAGMA cache_size = -262144";  // KiB, more than the file has
+    constexpr char kCache[] = "PRAGMA cache_size = -262144";  // KiB, more than the file's size
     if (sqlite3_exec(database_, kCache, nullptr, nullptr, nullptr) != SQLITE_OK) {
         fail(database_);
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The same items in SQLite, asked through its library.
+// The same items in SQLite, queried through its library.
 #ifndef JORN_BENCH_DATABASE_H
 #define JORN_BENCH_DATABASE_H
 
@@ -10,7 +10,7 @@
 
 namespace bench {
 
-/// A prepared question. Ends the process with SQLite's message when anything fails.
+/// A prepared statement. Ends the process with SQLite's message when anything fails.
 class Question {
 public:
     Question(sqlite3 *database, const std::string &text);
@@ -31,7 +31,7 @@ private:
     sqlite3_stmt *statement_ = nullptr;
 };
 
-/// A database file, opened to read, all of it in its cache.
+/// A database file, opened read-only, all of it in its cache.
 class Database {
 public:
     explicit Database(const std::string &path);

@@ -29,7 +29,7 @@ int32_t levelOf(uint32_t draw) {
 
 Item makeItem(uint32_t number) {
     std::minstd_rand random(number + 1);
-    random.discard(3);  // neighbours begin alike
+    random.discard(3);  // neighbouring seeds begin alike
     Item item{kFirstTime + number * kSecondsApart, levelOf(static_cast<uint32_t>(random())),
               static_cast<int32_t>(random() % 8), std::to_string(number)};
     const size_t length = 40 + random() % 93;

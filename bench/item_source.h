@@ -19,9 +19,9 @@ struct Item {
     std::string text;
 };
 
-/// Item `number`: mostly levels 1 and 2, all slots alike, a text of 40 to 140 bytes that begins with the
-/// number. One text in 500 holds the word "overheated". No text holds a comma or a quote, so that programs
-/// that read plain CSV need no help.
+/// Item `number`: mostly levels 1 and 2, all slots equally often, a text of 40 to 140 bytes that begins with
+/// the number. One text in 500 holds the word "overheated". No text holds a comma or a quote, so that
+/// programs that read plain CSV need no help.
 Item makeItem(uint32_t number);
 
 }  // namespace bench

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What the figures were taken on, and what must be so while they are taken."""
+"""The machine that the figures were taken on, and the settings needed while they are taken."""
 from __future__ import annotations
 
 import contextlib
@@ -23,7 +23,7 @@ def set_up(root: pathlib.Path) -> None:
 
 @contextlib.contextmanager
 def deep_queues():
-    """Lets message queues be as deep as the store's own where this user may, as long as the block lasts."""
+    """Allows message queues as deep as the store's own, where this user may, for the duration of the block."""
     former = QUEUE_LIMIT.read_text() if QUEUE_LIMIT.exists() else ""
     try:
         if former and int(former) < STORE_QUEUE:

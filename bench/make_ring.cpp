@@ -10,9 +10,9 @@
 #include <exception>
 #include <string>
 
+#include "created_ring.h"
 #include "item_source.h"
 #include "load/plain_store.h"
-#include "created_ring.h"
 
 namespace {
 

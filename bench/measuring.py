@@ -14,7 +14,7 @@ class Failure(Exception):
 
 
 class Figures:
-    """Values of each measurement, one or more a round, and the answer that it gave."""
+    """Values of each measurement, one or more per round, and the answer that it gave."""
 
     def __init__(self) -> None:
         self.values: dict[str, list[float]] = collections.defaultdict(list)
@@ -33,15 +33,15 @@ class Figures:
         return name in self.values
 
     def answer(self, name: str, value: float) -> None:
-        """All that begin alike, up to the last slash, must have the same answer."""
+        """All names that are the same up to the last slash must have the same answer."""
         question = name.rsplit("/", 1)[0]
         if self.answers.setdefault(question, value) != value:
             raise Failure(f"{name} answers {value:.0f}, others {self.answers[question]:.0f}")
 
 
 def run_process(command: list[str] | str, matches: bool = True) -> tuple[float, float, bytes]:
-    """Wall and processor time in nanoseconds of a program, or of a line for the shell with all it starts, and what
-    it printed. The start of the processes is part of it. Searches may find nothing only where that is said."""
+    """Wall and processor time in nanoseconds of a program, or of a shell command line with all it starts, and what
+    it printed. The start of the processes is included. A search may find nothing only where `matches` is false."""
     line = ["sh", "-c", command] if isinstance(command, str) else command
     start = time.perf_counter_ns()
     with subprocess.Popen(line, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE) as process:

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""One round: our programs, and the processes that stand beside them, one after the other."""
+"""One round: our programs, and the processes that they are compared with, one after the other."""
 from __future__ import annotations
 
 import json
@@ -40,7 +40,7 @@ _before: dict[str, tuple[int, int]] = {}
 
 
 class Ring:
-    """The large ring's files, and an empty one beside them for the cost of a process."""
+    """The large ring's files, and an empty one to measure the cost of a process."""
 
     def __init__(self, folder: pathlib.Path, scale) -> None:
         self.directory = folder / f"r{scale.files}"
@@ -104,7 +104,7 @@ def run_program(name: str, folder: pathlib.Path, scale, figures: Figures) -> Non
 
 
 def take_entry(entry: dict, figures: Figures) -> None:
-    """Known fields of the benchmark library's own are all but our counters."""
+    """Every field that is not one of the benchmark library's own is one of our counters."""
     own = {"name", "family_index", "per_family_instance_index", "run_name", "run_type", "repetitions",
            "repetition_index", "threads", "iterations", "real_time", "cpu_time", "time_unit", "label"}
     name = "/".join(part for part in entry["run_name"].split("/") if ":" not in part)
@@ -172,7 +172,7 @@ def start_up_peers():
 
 
 def page_peers(ring: Ring):
-    """Lines for the shell; {} stands for the files, newest first."""
+    """Shell command lines; {} stands for the files, newest first."""
     pages = ring.items // PER_PAGE
     yield "page/first/text", f"tac {{}} | head -n {PER_PAGE}"
     for name, page in (("middle", pages // 2), ("last", pages)):
@@ -225,11 +225,11 @@ def run_multilog(folder: pathlib.Path, lines: int, figures: Figures) -> None:
 
 
 def tool_commands(folder: pathlib.Path, ring: Ring) -> list[tuple[str, str, object]]:
-    """Name, line for the shell, and how many items the output tells of."""
+    """Name, shell command line, and how many items the output reports."""
     since = ring.time_of(ring.items * 95 // 100)
     jorn, directory, database = str(TOOL), ring.directory, folder / "items.db"
     files, newest_first = " ".join(ring.files), " ".join(reversed(ring.files))
-    rest = lambda output: lines_of(output) - 1  # noqa: E731: a line of headings
+    rest = lambda output: lines_of(output) - 1  # noqa: E731: without the line of headings
     counts = lambda output: sum(int(line.replace(b"|", b" ").replace(b",", b" ").split()[-1])  # noqa: E731
                                 for line in output.splitlines())
     newest = f"SELECT * FROM items ORDER BY rowid DESC LIMIT {PER_PAGE}"
@@ -261,8 +261,8 @@ def tool_commands(folder: pathlib.Path, ring: Ring) -> list[tuple[str, str, obje
 
 
 def hyperfine(folder: pathlib.Path, named: list[tuple[str, str]], figures: Figures, prepare: list[str]) -> None:
-    """Each line once, after its own preparation, if there are any. The start of the shell is in all times:
-    taken off, which hyperfine could do, it would leave nothing of the quickest ones."""
+    """Each command line once, after its own preparation, if there is any. All times include the start of the shell:
+    if it were subtracted, which hyperfine could do, nothing would be left of the quickest ones."""
     report = folder / "hyperfine.json"
     preparations = [word for line in prepare for word in ("--prepare", line)]
     lines = [f"sh -c {shlex.quote(line)}" for _, line in named]

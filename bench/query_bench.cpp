@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Start-up, counts and pages of the module, in process, beside SQLite's library with the same items. Each
-// answer is reported with its time, so that bench/run sees that all were asked the same.
+// Start-up, counts and pages of the module, in process, compared with SQLite's library on the same items.
+// Each answer is reported with its time, so that bench/run can check that all were asked the same.
 //
 // There is no store task here: it would write the item of each creation, which makes a full ring lose a file.
 #include <benchmark/benchmark.h>
@@ -18,9 +18,9 @@
 #include <vector>
 
 #include "arguments.h"
+#include "created_ring.h"
 #include "database.h"
 #include "item_source.h"
-#include "created_ring.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ int filesOpened;
 
 extern "C" {
 
-// The linker's names for what takes the place of a call.
+// The linker's names for wrapped calls and what replaces them.
 // NOLINTBEGIN(readability-identifier-naming)
 FILE *__real_fopen(const char *path, const char *mode);
 FILE *__real_fopen64(const char *path, const char *mode);
@@ -45,7 +45,7 @@ FILE *__wrap_fopen64(const char *path, const char *mode) {
     return __real_fopen64(path, mode);
 }
 
-/// The module goes on without its task.
+/// The module works without its task.
 TASK_ID __wrap_taskSpawn(char *, int, int, int, FUNCPTR, _Vx_usr_arg_t, _Vx_usr_arg_t, _Vx_usr_arg_t,
                          _Vx_usr_arg_t, _Vx_usr_arg_t, _Vx_usr_arg_t, _Vx_usr_arg_t, _Vx_usr_arg_t,
                          _Vx_usr_arg_t, _Vx_usr_arg_t) {
@@ -70,7 +70,7 @@ double cpuSeconds() {
 }
 
 /// One object at a time, since all together may have 90 files: the benchmarks run one after the other and
-/// mostly ask the same ring.
+/// mostly query the same ring.
 const bench::Ring &openRing(const std::string &folder, int files) {
     static std::unique_ptr<bench::Ring> ring;
     static int filesOfRing = 0;
@@ -97,7 +97,7 @@ void startUp(benchmark::State &state, const std::string &folder, int files) {
     state.counters["answer"] = answer;
 }
 
-/// What the C library alone takes for reading these files of a ring line by line, as the module has to.
+/// What the C library alone takes to read these files of a ring line by line, as the module has to.
 void readLines(benchmark::State &state, const std::string &folder, int files,
                const std::vector<int> &positions) {
     int lines = 0;
@@ -167,7 +167,7 @@ void add(const std::string &name, const Run &run) {
     benchmark::RegisterBenchmark(name.c_str(), run)->Unit(benchmark::kNanosecond);
 }
 
-/// A question in both languages.
+/// One query, for the module and in SQL.
 struct Query {
     std::string name;
     JORN_REQUIRE require;
@@ -232,8 +232,8 @@ void addPage(const bench::Arguments &arguments, const std::string &name, int32_t
         [=](benchmark::State &state) { askPage(state, path, text, "SELECT count(*) FROM items" + where); });
 }
 
-/// The reading that a start, a count and a page take: all files, those at both ends, and the newest once
-/// more.
+/// The reading that a start, a count and a page take: all files; those at both ends; and those with the
+/// newest read twice.
 void addReading(const bench::Arguments &arguments) {
     std::vector<int> all(static_cast<size_t>(arguments.files));
     std::iota(all.begin(), all.end(), 0);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// What storing costs: the items of a whole ring through the store task, its clock driven by hand, beside a
-// synchronous logger that rotates at the same size; and whether an item costs the same wherever it goes.
+// What storing costs: the items of a whole ring through the store task, its clock driven by hand, compared
+// with a synchronous logger that rotates at the same size; and whether an item costs the same at every place
+// in the ring.
 #include <benchmark/benchmark.h>
 #include <jorn.h>
 #include <spdlog/sinks/rotating_file_sink.h>
@@ -14,9 +15,9 @@
 #include <vector>
 
 #include "arguments.h"
+#include "created_ring.h"
 #include "item_source.h"
 #include "load/plain_store.h"
-#include "created_ring.h"
 
 namespace {
 
@@ -24,7 +25,7 @@ namespace {
 constexpr int kBatch = 500;
 constexpr int kBatchesPerFile = JORN_CSV_ITEM_MAX / kBatch;
 
-/// About what a full data file has.
+/// About the size of a full data file.
 constexpr size_t kRotationBytes = size_t{512} * 1024;
 
 double seconds(clockid_t clock) {
@@ -80,8 +81,8 @@ void countItems(benchmark::State &state, const Stopwatch &watch, size_t items) {
     state.counters["items"] = count;
 }
 
-/// Processor time an item, in nanoseconds, of the batches at the beginning, in the middle and at the end of a
-/// file.
+/// Processor time per item, in nanoseconds, of the batches at the beginning, in the middle and at the end of
+/// a file.
 void reportFile(benchmark::State &state, const std::string &name, const double *batches) {
     constexpr double kPerItem = 1e9 / kBatch;
     for (const int batch : {0, 1, kBatchesPerFile / 2 - 1, kBatchesPerFile - 1}) {
@@ -97,8 +98,8 @@ bool submit(int32_t handle, const bench::Item *item, int count) {
     return refused == 0;
 }
 
-/// Stores a whole ring, and reports where in it an item cost how much. The item of the creation is the first
-/// of the first batch.
+/// Stores a whole ring, and reports what an item cost at which place in it. The item of the creation is the
+/// first of the first batch.
 void storeRing(benchmark::State &state, const std::string &folder, const std::vector<bench::Item> &items) {
     const bench::Ring ring(emptyFolder(folder + "/store"),
                            static_cast<int32_t>(items.size()) / JORN_CSV_ITEM_MAX);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a submission costs its caller, call by call, beside an asynchronous logger and a bare message queue.
-// Bursts fit every queue, so that none refuses or overwrites anything; what a burst leaves is taken away
-// before the next one, outside the times.
+// What a submission costs its caller, call by call, compared with an asynchronous logger and a bare message
+// queue. Bursts fit every queue, so that none refuses or overwrites anything; what a burst leaves is drained
+// before the next one, outside the measured times.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <jorn.h>
@@ -21,9 +21,9 @@
 #include <vector>
 
 #include "arguments.h"
+#include "created_ring.h"
 #include "cycle_clock.h"
 #include "load/plain_store.h"
-#include "created_ring.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ public:
     Sender &operator=(const Sender &) = delete;
     /// Submits one item; false when it is refused. Any thread.
     virtual bool send() = 0;
-    /// Takes everything off the queue.
+    /// Removes everything from the queue.
     virtual void drain() = 0;
 };
 
@@ -100,7 +100,7 @@ public:
         }
     }
 
-    /// A queue that refuses instead of waiting; its name is gone at once. -1 when it cannot be so deep.
+    /// A queue that refuses instead of waiting; its name is unlinked at once. -1 when it cannot be so deep.
     static mqd_t open(int depth) {
         mq_attr attributes = {};
         attributes.mq_maxmsg = depth;

@@ -13,11 +13,11 @@ from measuring import Failure, Figures
 HEADINGS = "| what | JORN | beside | takes | ratio | without starts | aim | |\n|---|--:|---|--:|--:|--:|---|---|\n"
 COLUMNS = 8
 LIMITS = pathlib.Path(__file__).resolve().parent.parent / "cmake" / "footprint-limits.txt"
-# Rows of each table: the check of the output goes by these and not by what was rendered.
+# Rows of each table: the output is checked against these, not against what was rendered.
 ROWS = {"Submission": 42, "Storing": 9, "Append": 7, "Start-up": 7, "Count": 20, "Page": 13, "Flash": 8,
         "Footprint": 3, "Tool": 16}
 NUMBER = re.compile(r"^\d+(\.\d+)?$")
-# Where less than this share of a peer's time is not the start of its processes, all of it is taken for start.
+# Where less than this share of a peer's time is left without the start of its processes, all of it counts as start.
 LEAST_SHARE = 0.05
 ALL_START = "all is start"
 READING = "`fgets` of the same lines alone"
@@ -35,7 +35,7 @@ class Row:
     is_least: bool = False
 
     def verdict(self) -> str:
-        """Of both ratios the one that speaks against us."""
+        """The less favourable of the two ratios."""
         if self.aim is None:
             return ""
         ratios = [self.ratio] + ([self.net] if self.net is not None else [])
@@ -70,7 +70,7 @@ class Tables:
 
     def compare(self, what: str, ours: str, peer: str, theirs: str, aim: float | None = None,
                 start: str = "") -> Row:
-        """Two times; `start` names what the peer takes for an empty file."""
+        """Compares two times; `start` names what the peer takes for an empty file."""
         our_time, their_time = self.figures.median(ours), self.figures.median(theirs)
         net = None
         if start:
@@ -121,7 +121,7 @@ class Tables:
         return rows
 
     def append(self) -> list[Row]:
-        """Against the middle of the first file."""
+        """Compared with the middle of the first file."""
         ranges = {500: "items 1 to 500, change of file included", 1000: "items 501 to 1000",
                   2500: "items 2001 to 2500", 5000: "items 4501 to 5000, close included"}
         rows = []
@@ -202,7 +202,7 @@ class Tables:
                     self.size_of(name) / int(limits[limit]), aim=1.0) for what, name, limit in rows]
 
     def other_sizes(self) -> str:
-        """What has no limit."""
+        """The sizes that have no limit."""
         record, summary = self.size_of("logObject"), self.size_of("fileSummary")
         calls = [name.split("/")[1] for name in self.figures.values if name.startswith("footprint/JORN_")]
         stacks = sorted(((self.size_of(name), name) for name in calls), reverse=True)

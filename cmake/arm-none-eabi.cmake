@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# ARM without an operating system, the nearest to the device that Debian has a compiler for: the module alone,
+# ARM without an operating system, the closest to the device that Debian has a compiler for: the module alone,
 # as one relocatable object. An ARMv7-A core with division, Thumb-2. Packages: gcc-arm-none-eabi,
 # libnewlib-arm-none-eabi, libstdc++-arm-none-eabi-newlib.
 set(CMAKE_SYSTEM_NAME Generic)

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # The device's object built in other ways than jorn.o, with every build: against headers shaped like the device's
-# own, and for an older core. Nothing of it is shipped.
+# own, and for an older core. None of it is shipped.
 get_target_property(JORN_MODULE_SOURCES jorn_module SOURCES)
 get_target_property(JORN_MODULE_OPTIONS jorn_module COMPILE_OPTIONS)
 set(JORN_LINKAGE ${PROJECT_SOURCE_DIR}/tests/linkage)
@@ -25,7 +25,7 @@ function(jorn_device_object name)
   set(${name}_OBJECT ${object} PARENT_SCOPE)
 endfunction()
 
-# Whatever the headers look like, the object asks for the same calls by the same names.
+# Whatever the headers look like, the object imports the same calls by the same names.
 jorn_device_object(jorn_task_pointer OPTIONS -DTASK_ID_IS_POINTER)
 jorn_device_object(jorn_task_number)
 add_library(jorn_make_directory OBJECT port/vxworks/make_directory.cpp)
@@ -39,7 +39,8 @@ add_custom_target(jorn_device_headers ALL
   COMMENT "Symbols that jorn.o asks for with headers shaped like the device's")
 add_dependencies(jorn_device_headers jorn_relocatable jorn_make_directory)
 
-# On cores before ARMv6 the object asks for four helpers more, until the recipe's file for such cores supplies them.
+# On cores before ARMv6 the object imports four more helpers, until the build recipe's file for such cores supplies
+# them.
 set(JORN_ARMV5 -mcpu=arm926ej-s -marm)
 set(JORN_ARMV5_IMPORTS
   ${JORN_LINKAGE}/imports.txt ${JORN_LINKAGE}/imports-arm.txt ${JORN_LINKAGE}/imports-newlib.txt)

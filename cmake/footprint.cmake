@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# What the device's object shows, asks for and takes: checked and printed with every build.
+# What the device's object exports, imports and takes: checked and printed with every build.
 add_library(jorn_record_sizes OBJECT cmake/record_sizes.cpp)
 target_include_directories(jorn_record_sizes PRIVATE src include)
 target_link_libraries(jorn_record_sizes PRIVATE jorn_options)

@@ -14,7 +14,7 @@ install(TARGETS jorn_archive EXPORT jorn_targets
 foreach(target jorn_shared jorn_archive)
   target_include_directories(${target} INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 endforeach()
-install(FILES ${PROJECT_SOURCE_DIR}/include/jorn.h
+install(FILES ${PROJECT_SOURCE_DIR}/include/jorn.h ${PROJECT_SOURCE_DIR}/include/jorn.hpp
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
 # For find_package(jorn).
@@ -29,7 +29,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/jornConfigVersion.cmake
 install(FILES ${PROJECT_BINARY_DIR}/jornConfig.cmake ${PROJECT_BINARY_DIR}/jornConfigVersion.cmake
   DESTINATION ${JORN_CMAKE_DIR} COMPONENT development)
 
-# For pkg-config; the prefix is found from where the file lies.
+# For pkg-config; the prefix is derived from the place of the file.
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR
   BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} OUTPUT_VARIABLE JORN_LIBDIR)
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_INCLUDEDIR
@@ -40,7 +40,7 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/jorn.pc.in ${PROJECT_BINARY_DIR}/jorn
 install(FILES ${PROJECT_BINARY_DIR}/jorn.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-# A Debian package names the licence instead of holding it.
+# A Debian package refers to the licence instead of containing it.
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT licence)
 install(FILES ${PROJECT_SOURCE_DIR}/docs/api.md ${PROJECT_SOURCE_DIR}/docs/formats.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)

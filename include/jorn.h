@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /**
  * @file jorn.h
- * @brief JORN log store: the only header that firmware includes.
+ * @brief JORN log store: the only header that firmware includes. (For C++17, jorn.hpp offers it as types.)
  *
  * A log object binds one directory to a ring of 2 to 90 numbered CSV files. Any task submits items
  * (a level, a slot and a text) without ever waiting; the store task `tLogStore` appends them to the
@@ -11,10 +11,10 @@
  * Rules that hold for every function below:
  * - They are called from task context, never from an interrupt handler. Those that say so wait for the
  *   store's file mutex; the others never wait.
- * - A task must be neither deleted nor suspended within one, nor the store task at any time. What such a task
- *   has taken is not given back: a destruction waits for it without end, to free nothing that may still be
- *   read, and prints so once, after 1,000 ticks; if it held the file mutex, whoever needs that waits, without
- *   a message.
+ * - A task must not be deleted or suspended while it is in one of them, and the store task never. What such a
+ *   task holds is not released: a destruction then waits for ever, rather than free what may still be read,
+ *   and prints a message once, after 1,000 ticks; if the task held the file mutex, every call that needs it
+ *   waits for ever, without a message.
  * - The result is a signed 32-bit status: a handle, a count, a page number or 0 for success, and -1
  *   for every failure. What went wrong is printed on the console, with few exceptions; see
  *   jorn_SetDebugPrintLevel().
@@ -24,8 +24,9 @@
  * - Times are unsigned 32-bit seconds since 1970-01-01 00:00:00 UTC. Storing, filtering and counting are
  *   good until the year 2106. The printed time of a record is as good as the platform's ctime(): where time_t
  *   is a signed 32-bit number, times from 2038-01-19 on are printed as if they were 1901 and later.
- * - "Stack of the caller" is what a call took, all that it calls included, on an emulated ARM board with
- *   YAFFS and newlib as its C library. Leave room beyond it: other platforms, and messages, may take more.
+ * - "Stack of the caller" is what a call was measured to use, all that it calls included, on an emulated ARM
+ *   board with YAFFS and newlib as its C library. Leave a margin: other platforms, and messages, may need
+ *   more.
  *
  * The header compiles as C99 and as C++17.
  */
@@ -34,7 +35,7 @@
 
 #include <stdint.h>
 
-/** Marks the functions that the module shows to its users; everything else stays hidden in it. */
+/** Marks the functions that the module exports; everything else stays hidden. */
 #if defined(__GNUC__)
 #define JORN_API __attribute__((visibility("default")))
 #else
@@ -55,7 +56,7 @@ extern "C" {
 #define JORN_CSV_NUM_MIN 2
 /** Most data files of all objects together. */
 #define JORN_CSV_NUM_MAX 90
-/** Items after which a data file is left and the next one of the ring is started. */
+/** Items in a data file after which the next file of the ring is started. */
 #define JORN_CSV_ITEM_MAX 5000
 /** Bytes of an item's text that are kept. */
 #define JORN_TEXT_MAX 198
@@ -72,12 +73,12 @@ extern "C" {
  * @brief What a query asks for. Passed by value; the caller's record is never changed.
  *
  * Start from all fields -1 and set what is wanted; retrieval needs itemsPerPage and pageDisp too. Day
- * limits that contradict each other, or what is stored, make a query fail. A level of 4 or more, or a
- * slot that the object does not have, is not checked and gives counts that mean nothing: files between
- * the ends of the range are then counted over levels 0 to 2, or over all slots.
+ * limits that contradict each other, or what is stored, make a query fail. A level of 4 or more, or a slot
+ * that the object does not have, is not checked and gives meaningless counts: files between the ends of the
+ * range are then counted over levels 0 to 2, or over all slots.
  */
 typedef struct {
-    int32_t itemsPerPage; /**< Items a page, 1 or more; more than 20 counts as 20. Retrieval only. */
+    int32_t itemsPerPage; /**< Items per page, 1 or more; more than 20 counts as 20. Retrieval only. */
     int32_t pageDisp;     /**< Page to show, 1 = newest items; negative, or at or beyond the last
                                page = the last page; 0 is refused. Retrieval only. */
     int32_t dayDwLimit;   /**< First day wanted, inclusive, in days since 1970-01-01 UTC (seconds
@@ -107,13 +108,13 @@ typedef struct {
 } JORN_LOG_PAGE;
 
 /**
- * @brief Makes a log object on a directory, so that logging goes on where it stopped.
+ * @brief Creates a log object for a directory; logging resumes where it stopped.
  *
  * The directory is created when it is missing (its parent must exist). Its index and files are
  * checked and tidied: gaps in the ring are closed, files beyond the newest @p csv_num are deleted,
- * and every file of the ring's range is read once to summarise it, which takes time in proportion to what is
- * stored. The first object also starts the store task. Finally the item "Log start init!" (level 3, slot 0)
- * is submitted.
+ * and every file of the ring's range is read once to summarise it, which takes time in proportion to the
+ * items stored. The first object also starts the store task. Finally the item "Log start init!" (level 3,
+ * slot 0) is submitted.
  *
  * Blocks on file work and on the file mutex. Call it from one task at a time.
  * Stack of the caller: 1,624 bytes.
@@ -122,28 +123,27 @@ typedef struct {
  *                 object may use it. Copied.
  * @param slot_max Number of slots, 1 to 8; items go to slots below it.
  * @param csv_num  Number of data files, 2 to 90; all objects together may have 90.
- * @return Handle of the object, 1 or more; -1 when an argument is out of range, the directory cannot
- *         be made or is in use, or memory, mutex or queue cannot be had. After such a late failure
- *         (memory for the files' summaries, mutex, queue) the files stay counted against the 90 until
- *         the last object is destroyed.
+ * @return Handle of the object, 1 or more; -1 when an argument is out of range, the directory cannot be made
+ *         or is in use, or memory, the mutex or the queue cannot be obtained. After such a late failure
+ *         (memory for the files' summaries, mutex, queue) the files stay counted against the 90 until the
+ *         last object is destroyed.
  */
 JORN_API int32_t JORN_Create(const char *dirName, int32_t slot_max, int32_t csv_num);
 
 /**
- * @brief Takes a log object down. Its files stay as they are, for the next JORN_Create().
+ * @brief Destroys a log object. Its files stay as they are, for the next JORN_Create().
  *
- * Items of this object that are still in the queue are lost or, when its handle is given out again
- * before they are handled, stored for the new object: let the store task finish first (300 ticks without
- * new items) where that matters. A file that the store task holds open for the
- * object is closed first, so every item that was written is kept. With the last object, the store
- * task, the queue and the mutex are deleted too.
+ * Items of this object that are still in the queue are lost or, when its handle is reused before they are
+ * stored, stored for the new object: let the store task finish first (300 ticks without new items) where that
+ * matters. A file that the store task holds open for the object is closed first, so every item that was
+ * written is kept. With the last object, the store task, the queue and the mutex are deleted too.
  *
  * Waits for the file mutex, for a file that is being closed, and until no other task is looking up an object.
  * Call it from one task at a time, when no other call for this handle runs.
- * Stack of the caller: 112 bytes when no file of the object is open. To close one, leave room for what the
- * store task took at most, which closes files too: 1,824 bytes.
+ * Stack of the caller: 112 bytes when no file of the object is open. When one has to be closed, leave room
+ * for the most that the store task, which closes files too, was measured to use: 1,824 bytes.
  *
- * @param handle_id Handle from JORN_Create(). The newest object's handle can be given out again.
+ * @param handle_id Handle from JORN_Create(). The newest object's handle can be reused.
  * @return 0, or -1 when there is no such object.
  */
 JORN_API int32_t JORN_Destroy(int32_t handle_id);
@@ -153,7 +153,7 @@ JORN_API int32_t JORN_Destroy(int32_t handle_id);
  *
  * The item is stamped with time(NULL) and queued; the store task writes it within about 100 ticks.
  * May be called from any task at any time, by several at once.
- * Stack of the caller: 392 bytes; 924 when the item is refused and a message printed.
+ * Stack of the caller: 400 bytes; 924 when the item is refused and a message printed.
  *
  * @param handle_id Handle from JORN_Create().
  * @param level     Below 4; negative values are accepted and stored as they are.
@@ -170,7 +170,8 @@ JORN_API int32_t JORN_AddOneLog(int32_t handle_id, int32_t level, int32_t slot, 
  *
  * Reads the oldest and the newest file of the day range; the files between are counted from memory.
  * Items still in the queue are not seen, nor are the last lines of the file being written until the
- * store task has closed it. Waits for the file mutex and holds it during the count; any task.
+ * store task has closed it. Waits for the file mutex and holds it during the count. May be called from any
+ * task.
  * Stack of the caller: 1,736 bytes.
  *
  * @param handle  Handle from JORN_Create().
@@ -191,24 +192,23 @@ JORN_API int32_t JORN_CountRequireTotalNum(int32_t handle, JORN_REQUIRE require)
  * @param handle  Handle from JORN_Create().
  * @param require What to read, and which page of it.
  * @param out     Receives the page. Untouched when the handle is unknown or 0 is returned.
- * @return Number of the page that was filled, from 1; 0 when page 0 was asked and items match (not
- *         supported); -1 when the handle is unknown, @p out is null, itemsPerPage is 0 or less, or
- *         nothing matches (itemsNum is then 0 in the two latter cases).
+ * @return Number of the page that was filled, from 1; 0 when page 0 was requested and items match (not
+ *         supported); -1 when the handle is unknown, @p out is null, itemsPerPage is 0 or less, or nothing
+ *         matches (in the last two cases itemsNum is set to 0).
  */
 JORN_API int32_t JORN_GetRequireLog(int32_t handle, JORN_REQUIRE require, JORN_LOG_PAGE *out);
 
 /**
- * @brief Empties an object: its range of files moves on to the one after the current file, which is
- *        started afresh when the store task next writes there.
+ * @brief Empties an object: its range of files becomes the one file after the current one, which is started
+ *        afresh when the store task next writes to it.
  *
- * No file is deleted; the others are overwritten as the ring comes to them. Until an item has been
- * written to the next file, a query, or a creation after a restart, still sees what that file held
- * before, if anything.
+ * No file is deleted; the others are overwritten as the ring reaches them. Until an item has been written to
+ * the next file, a query, or a creation after a restart, still sees what that file held before, if anything.
  *
  * Clear when the object is idle: nothing submitted for 300 ticks, so that no file is open. Otherwise items
- * up to the next pass that finds the queue empty, the clearing item included, still go to the former
- * file, where they are out of sight, and the next file keeps what it held. Waits for the file mutex
- * while the index is rewritten. Two tasks must not clear the same object at once.
+ * up to the next pass that finds the queue empty, the clearing item included, still go to the former file,
+ * where no query sees them, and the next file keeps what it held. Waits for the file mutex while the index is
+ * rewritten. Two tasks must not clear the same object at once.
  * Stack of the caller: 1,648 bytes.
  *
  * @param handle_id   Handle from JORN_Create().
@@ -219,8 +219,8 @@ JORN_API int32_t JORN_GetRequireLog(int32_t handle, JORN_REQUIRE require, JORN_L
 JORN_API int32_t JORN_ClearAllLog(int32_t handle_id, int32_t addClearLog);
 
 /**
- * @brief Tells the largest item time that any creation has found on the medium since the module was
- *        loaded. Takes no lock; any task.
+ * @brief Gets the largest item time that any creation has found on the medium since the module was loaded.
+ *        Takes no lock; any task.
  *
  * Stack of the caller: 0 bytes.
  *
@@ -230,10 +230,10 @@ JORN_API int32_t JORN_ClearAllLog(int32_t handle_id, int32_t addClearLog);
 JORN_API int32_t JORN_GetMaxCsvTime(uint32_t *csvTime);
 
 /**
- * @brief Tells the time of the newest item that the object's directory held when it was created.
- *        Takes no lock; any task.
+ * @brief Gets the time of the newest item that the object's directory held when it was created. Takes no
+ *        lock; any task.
  *
- * Stack of the caller: 32 bytes, by its own frames; a message takes more.
+ * Stack of the caller: 32 bytes for its own frames; a message takes more.
  *
  * @param handle_id Handle from JORN_Create().
  * @param csvTime   Receives seconds since 1970 UTC, 0 when there was no item.
@@ -247,8 +247,8 @@ JORN_API int32_t JORN_GetFinalCsvTime(int32_t handle_id, uint32_t *csvTime);
  * Stack of the caller: 0 bytes.
  *
  * @param level 0 or less: nothing but the line of printErrno() for a refused item; 1 (the default):
- *              errors; 2: counting notes too; 4: information too; 7: traces too; 8: the fate of every
- *              line of a query too.
+ *              errors; 2: counting notes too; 4: information too; 7: traces too; 8: what a query decides
+ *              about every line, too.
  */
 JORN_API void jorn_SetDebugPrintLevel(int32_t level);
 

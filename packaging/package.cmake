@@ -41,8 +41,8 @@ JORN keeps log items in rings of CSV files: tasks submit items without ever
 waiting, one background task writes them, and queries count the items that
 match and page through them, newest first.
 .
-This package has the header, the static library, and what CMake and pkg-config
-need to find them.")
+This package has the headers for C and C++, the static library, and what CMake
+and pkg-config need to find them.")
 
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME jorn)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION admin)

@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
-# For scripts that fetch packages of this machine's release which the machine itself does not want: lists of their
-# own, so that the system's configuration stays as it is. apt verifies what it downloads as usual.
+# For scripts that fetch packages of this machine's release that the machine itself does not install: they use
+# package lists of their own, so that the system's configuration is not changed. apt verifies what it downloads as
+# usual.
 #
-#   fail() { ...; exit 1; }             told of what goes wrong
+#   fail() { ...; exit 1; }             called with what went wrong
 #   . scripts/private-apt.bash
 #   private_apt_lists deb-src FOLDER    or deb; empties FOLDER
 #   apt-get "${apt_options[@]}" update
@@ -50,7 +51,7 @@ private_apt_sources() {
         fail "no apt source of $apt_suite main on this machine"
 }
 
-# Leaves the release in apt_suite, and in apt_options what makes apt use lists of a type in a folder.
+# Sets apt_suite to the release, and apt_options to what makes apt use lists of a type in a folder.
 private_apt_lists() {
     local type=$1 folder=$2
     apt_suite=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")

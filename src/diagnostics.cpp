@@ -17,7 +17,7 @@ bool beginMessage(int32_t level, const char *file, int line) {
 
 void endMessage() { printf("\r\n"); }
 
-// The texts stand in the source, so none of them surprises printf.
+// The texts are the module's own literals, without conversions.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security"
 void printMessage(int32_t level, const char *file, int line, const char *text) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The print level and the one way a message reaches the console: three prints, "[file]line<n> : ", the
-// message, and "\r\n". A message text stands only at the place that prints it. (Build with -fno-builtin: a
-// compiler may otherwise make a puts() of a printf().)
+// message, and "\r\n". A message's text appears only where it is printed. (Build with -fno-builtin: otherwise
+// a compiler may turn a printf() into a puts().)
 #ifndef JORN_SRC_DIAGNOSTICS_H
 #define JORN_SRC_DIAGNOSTICS_H
 
@@ -26,7 +26,7 @@ constexpr int32_t kPrintLineFate = 8;
 /// Whether messages of this level are wanted now.
 bool isPrinted(int32_t level);
 
-/// Prints the prefix of a message when its level is wanted; tells whether it did.
+/// Prints the prefix of a message when its level is wanted; returns whether it did.
 bool beginMessage(int32_t level, const char *file, int line);
 
 /// Prints the line end of a message.
@@ -51,7 +51,7 @@ inline unsigned long asUlong(uint32_t value) { return static_cast<unsigned long>
         }                                                      \
     } while (false)
 
-/// The same for a text without arguments, which takes less code where it stands.
+/// The same for a text without arguments; each use takes less code.
 #define JORN_PRINT_TEXT(level, text) jorn::printMessage((level), __FILE__, __LINE__, text)
 
 #endif

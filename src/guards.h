@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Guards that give back what a scope took.
+// Guards that release what a scope acquired.
 #ifndef JORN_SRC_GUARDS_H
 #define JORN_SRC_GUARDS_H
 
@@ -9,9 +9,9 @@
 
 namespace jorn {
 
-/// Holds a mutex semaphore for a scope. The result of semTake is ignored on purpose: with an unbounded
-/// wait it fails only when the mutex is gone, that is, after the last object: the store task may then meet
-/// the deleted queue once, and no object.
+/// Holds a mutex semaphore for a scope. The result of semTake is ignored on purpose: with an unbounded wait
+/// it fails only when the mutex has been deleted, that is, after the last object is gone: the store task may
+/// then use the deleted queue once, and finds no object.
 class MutexGuard {
 public:
     [[nodiscard]] explicit MutexGuard(SEM_ID mutex) : mutex_(mutex) { semTake(mutex_, WAIT_FOREVER); }
@@ -24,7 +24,7 @@ private:
 };
 
 /// Owns a stdio stream for a scope; tests true when the stream is open. The result of fclose is ignored
-/// on purpose: for streams that are read it tells nothing, and the index is written without a report.
+/// on purpose: for streams that are read it means nothing, and a failure to write the index is not reported.
 class FileGuard {
 public:
     [[nodiscard]] FileGuard(const char *path, const char *mode) : stream_(fopen(path, mode)) {}

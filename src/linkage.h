@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // How the module's internal functions and globals are declared: with C linkage, so that the target's
-// shell, a C program and a test can call them by name, and hidden, so that the linked module shows
-// its users nothing but the public header.
+// shell, a C program and a test can call them by name, and hidden, so that the linked module exports only
+// what the public header declares.
 #ifndef JORN_SRC_LINKAGE_H
 #define JORN_SRC_LINKAGE_H
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Every limit of the module once: value, unit, reason. The ones that users meet stand in jorn.h and
-// get their module name here. (Not called limits.h: on an include path that would hide the C library's.)
+// Every limit of the module, once: value, unit, reason. Those that users see are in jorn.h and get their
+// module names here. (Not called limits.h: on an include path that would hide the C library's.)
 #ifndef JORN_SRC_MODULE_LIMITS_H
 #define JORN_SRC_MODULE_LIMITS_H
 
@@ -61,7 +61,7 @@ constexpr size_t kLineMax = 256;
 /// Size argument of every fgets over a data file: one line piece and its NUL.
 constexpr size_t kLineBufferSize = kLineMax + 1;
 
-/// Characters of a line that the parser looks at: one less than a piece may have.
+/// Characters of a line that the parser reads: one less than a piece may have.
 constexpr size_t kParsedChars = 255;
 
 // handle, time, level and slot with a comma each, the text, the line feed and the NUL.

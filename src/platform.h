@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The platform that the module knows: VxWorks by its own header names, YAFFS, and one call of our own.
-// On a host, a port puts headers of these names on the include path. Beyond these calls the module
-// uses the C library only: stdio, string, conversion, time, calloc and free, opendir and closedir.
+// The platform that the module uses: VxWorks by its own header names, YAFFS, and one call of our own. On a
+// host, a port puts headers of these names on the include path. Beyond these calls the module uses the C
+// library only: stdio, string, conversion, time, calloc and free, opendir and closedir.
 #ifndef JORN_SRC_PLATFORM_H
 #define JORN_SRC_PLATFORM_H
 
@@ -14,8 +14,8 @@
 #include <usrFsLib.h>  // rm
 #include <usrLib.h>    // printErrno
 
-// Headers of the C library that YAFFS reads itself come first: in C++ they may hold templates, which must
-// not get C linkage.
+// The C library headers that YAFFS includes come first: in C++ they may hold templates, which must not get C
+// linkage.
 #include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -27,7 +27,7 @@ extern "C" {
 #include <yaffsfs.h>  // yaffs_rename
 }
 
-// VxWorks and YAFFS have macros of these names, which would replace std::min and the like.
+// VxWorks and YAFFS define macros of these names, which would replace std::min and the like.
 #undef min
 #undef max
 

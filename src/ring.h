@@ -7,8 +7,8 @@
 
 namespace jorn {
 
-/// A position counted along a ring of `size` files (1 or more), brought into 0 to size - 1 whatever its
-/// value: the number of the file, and the index into every table of the ring.
+/// Wraps any position on a ring of `size` files (1 or more) into 0 to size - 1: the number of the file, and
+/// the index into every table of the ring.
 int32_t ringPosition(int32_t size, int32_t position);
 
 /// The ring position after the given one.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Newlib refuses this header without an operating system; on the device it is the platform's. The module asks
-// whether a directory can be opened, and nothing more.
+// Newlib refuses this header without an operating system; on the device the platform supplies it. The module
+// only checks whether a directory can be opened.
 #ifndef DIRENT_H
 #define DIRENT_H
 

@@ -56,7 +56,7 @@ int yaffs_rename(const char *oldPath, const char *newPath) {
     const int errorBefore = errno;
     const MountedPath mountedOld(oldPath);
     if (!mountedOld.exists()) {
-        errno = errorBefore;  // what the look below the mount point found is no error of this call
+        errno = errorBefore;  // a miss below the mount point is no error of this call
         return rename(oldPath, newPath);
     }
     const MountedPath mountedNew(newPath);

@@ -16,8 +16,8 @@ pthread_mutex_t kernelLock = PTHREAD_MUTEX_INITIALIZER;
 /// The calling thread's record, when it has one already.
 thread_local Task *current;
 
-/// The record of a thread not made by taskSpawn. It lies in the thread's own storage: nothing is allocated,
-/// and outside its waits only the semaphores that the thread holds refer to it.
+/// The record of a thread not made by taskSpawn. It is in thread-local storage: nothing is allocated, and
+/// outside its waits only the semaphores that the thread holds refer to it.
 struct Visitor {
     Visitor() { record.priority = record.ownPriority = kVisitorPriority; }
     ~Visitor() {
@@ -35,23 +35,23 @@ Task *visitorRecord() {
     return &visitor.record;
 }
 
-/// Lets so many turns of an idle loop pass. (Without the processor's own instruction for it, which takes ten
-/// times as long on one as on another.)
+/// Runs an idle loop for `turns` turns. (Without the processor's own pause instruction, which takes ten times
+/// as long on one processor as on another.)
 void pauseFor(int turns) {
     for (int turn = 0; turn < turns; ++turn) {
         asm volatile("" ::: "memory");
     }
 }
 
-/// Tries some times for the kernel lock. Returns whether it is taken.
+/// Tries several times to take the kernel lock. Returns whether it was taken.
 ///
-/// What is done under the lock takes a tenth of a microsecond, and sleeping for it a hundred times as long,
-/// also for the holder, who has to wake the sleeper. The pauses are long, at 3 GHz from a third of a
-/// microsecond to about five: each try takes the lock out of the holder's cache, and meanwhile the holder
-/// gets several calls done. Where the holder cannot run meanwhile, on a single processor or below this
-/// thread's priority, they are lost, ten microseconds in all.
+/// Work under the lock takes a tenth of a microsecond. Sleeping until it is free takes a hundred times as
+/// long, also for the holder, which has to wake the sleeper. The pauses are long, from a third of a
+/// microsecond to about five at 3 GHz: each try takes the lock out of the holder's cache, and during a pause
+/// the holder completes several calls. Where the holder cannot run meanwhile, on a single processor or below
+/// this thread's priority, the pauses are wasted, ten microseconds in all.
 ///
-/// What it gains: with two or four threads that send at once on two cores, a send takes 240 to 460 cycles on
+/// Measured gain: with two or four threads that send at once on two cores, a send takes 240 to 460 cycles on
 /// average instead of 900 to 3,500. The median is the same.
 bool takeWithoutSleep() {
     constexpr int kShortestPause = 1024;
@@ -65,7 +65,7 @@ bool takeWithoutSleep() {
     return false;
 }
 
-/// Signals that report a fault of the thread itself; everything else is left to the program's own threads.
+/// Signals that report a fault of the thread itself; all others are left to the program's own threads.
 constexpr std::array<int, 6> kFaultSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT};
 
 sigset_t signalsOfProgram() {
@@ -117,12 +117,13 @@ void leaveSemaphores(Task &task) {
     }
 }
 
-// A task ends by a jump back to the frame that called its entry, and not by pthread_exit: that unwinds the
-// stack, which aborts the program at a noexcept function (every destructor is one) and on targets whose
-// code carries no unwind tables, and it would run destructors or not depending on how a frame was compiled.
-// The jump skips them always, as the deletion of a task does on the device. It is safe because frames above
-// are left for good, the lock is not held, no frame of the port with a destructor is skipped (each call
-// jumps from its outermost function, here), and the thread's own storage is destroyed afterwards as usual.
+// A task ends by a jump back to the frame that called its entry, not by pthread_exit, which unwinds the
+// stack. That aborts the program at a noexcept function (every destructor is one) and on targets whose code
+// carries no unwind tables, and it would run destructors or not depending on how a frame was compiled. The
+// jump always skips them, as the deletion of a task does on the device. It is safe because the frames it
+// skips are never returned to, the lock is not held, no frame of the port with a destructor is skipped (each
+// call jumps from its outermost function, here), and the thread's own storage is destroyed afterwards as
+// usual.
 STATUS conclude(int outcome) {
     if (outcome == 0) {
         return OK;

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // The kernel of the port: one lock, a record for each thread, waiting and waking.
 //
-// All state of the port is touched with the kernel lock held only. A thread that has to wait enters its
+// All state of the port is accessed only with the kernel lock held. A thread that has to wait enters its
 // record into a queue and sleeps on the record's own condition variable. Whoever ends the wait takes the
 // record out of the queue, hands over what was waited for and marks the thread ready, all in one step under
-// the lock: nothing can be snatched away between the waking and the running, and the number of tasks that
-// move is exact at every moment.
+// the lock: nothing can be taken away between waking and running, and the number of moving tasks is exact at
+// every moment.
 #ifndef JORN_PORT_POSIX_KERNEL_H
 #define JORN_PORT_POSIX_KERNEL_H
 
@@ -40,11 +40,11 @@ class TaskList {
 public:
     Task *first() const { return first_; }
 
-    /// Enters a task before the first one that it `precedes`, else as the last.
+    /// Inserts a task before the first one that it `precedes`, else at the end.
     template <typename Order>
     void insert(Task &task, Order precedes);
 
-    /// Takes out a task that is in the list.
+    /// Removes a task that is in the list.
     void remove(Task &task);
 
     int length() const;
@@ -66,7 +66,7 @@ public:
     void insert(Task &task);
     void remove(Task &task);
 
-    /// Finds a task's new place after a change of its priority.
+    /// Moves a task to its new place after a change of its priority.
     void reposition(Task &task);
 
 private:
@@ -74,22 +74,22 @@ private:
     TaskList<&TaskLinks::nextInQueue> tasks_;
 };
 
-/// The record of a thread, a task or not. Initially all zero bytes.
+/// The record of a thread, whether it is a task or not. Initially all zero bytes.
 struct Task : TaskLinks {
     pthread_cond_t wakeUp = PTHREAD_COND_INITIALIZER;
     TASK_ID id = 0;  ///< 0 for a thread not made by taskSpawn
     int priority = 0;
-    int ownPriority = 0;  ///< without what is inherited
+    int ownPriority = 0;  ///< without inheritance
 
     // The wait under way.
     bool waiting = false;
-    WaitQueue *queue = nullptr;         ///< null for a mere delay
+    WaitQueue *queue = nullptr;         ///< null for a plain delay
     const Semaphore *wanted = nullptr;  ///< the semaphore that is waited for
     bool timed = false;                 ///< in the list of timers
     uint64_t deadline = 0;              ///< tick that ends the wait, when timed
     int outcome = 0;                    ///< of the wait, when it has ended
     const char *outgoing = nullptr;     ///< the message of a waiting sender
-    bool urgent = false;                ///< its place
+    bool urgent = false;                ///< whether it goes before all others
     char *incoming = nullptr;           ///< the buffer of a waiting receiver
     UINT bytes = 0;                     ///< length of the message or of the buffer; then what was received
     pthread_t gone{};                   ///< the thread that a taskDelete waited for
@@ -102,7 +102,7 @@ struct Task : TaskLinks {
 
     // Of tasks made by taskSpawn only.
     bool endRequested = false;  ///< ends where it would wait next
-    WaitQueue deleters;         ///< those who wait until it is gone
+    WaitQueue deleters;         ///< the threads that wait until it is gone
     jmp_buf *exitPoint = nullptr;
     FUNCPTR entry = nullptr;
     std::array<_Vx_usr_arg_t, 10> arguments{};
@@ -150,7 +150,7 @@ public:
 /// The record of the calling thread. Needs no lock.
 Task &self();
 
-/// Makes a record that of the calling thread, or with null none. Needs no lock.
+/// Makes a record the calling thread's; with null, the thread has none. Needs no lock.
 void becomeTask(Task *task);
 
 /// Leaves the semaphores that an ending thread holds taken for good. Called with the lock held.
@@ -160,14 +160,14 @@ void leaveSemaphores(Task &task);
 /// calling task when that is the outcome. The caller does not hold the lock.
 STATUS conclude(int outcome);
 
-/// Starts a thread that handles no signal of the program, with a stack of `stackSize` bytes. The thread is
-/// to be joined or detached. Returns whether it was started.
+/// Starts a thread that handles no signal of the program, with a stack of `stackSize` bytes. The thread must
+/// be joined or detached. Returns whether it was started.
 bool startThread(size_t stackSize, void *(*body)(void *), void *argument);
 
 // Everything below is called with the lock held.
 
-/// Lets go of the lock until the condition variable is signalled, or, with an end, until that moment of its
-/// clock. May return without either.
+/// Releases the lock until the condition variable is signalled or, with an end, until that time on its clock.
+/// May return without either.
 void sleep(pthread_cond_t &condition);
 void sleepUntil(pthread_cond_t &condition, const timespec &end);
 

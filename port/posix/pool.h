@@ -12,10 +12,10 @@ namespace port {
 
 /// A fixed number of objects, designated by ids that stay safe when stale.
 ///
-/// An id is made of a generation, the object's index and a tag of two bits; odd tags keep ids of pointer
-/// type apart from every address of a word. A released place is taken again only after all others, with
-/// the next generation, so an id comes back after hundreds of millions of creations on a 32-bit host and
-/// never on a 64-bit one. Nothing here is allocated, and the initial state is all zero bytes.
+/// An id is made of a generation, the object's index and a tag of two bits; odd tags make ids of pointer type
+/// differ from every address of a word. A released place is reused only after all others, with the next
+/// generation, so an id comes back after hundreds of millions of creations on a 32-bit host and never on a
+/// 64-bit one. Nothing here is allocated, and the initial state is all zero bytes.
 ///
 /// `Id` is an unsigned type, or a signed one of which only positive values are used. The caller holds the
 /// kernel lock.
@@ -40,7 +40,7 @@ public:
         return slot.live && slot.id == id ? &slot.object : nullptr;
     }
 
-    /// Lets go of an object that exists.
+    /// Releases an object that exists.
     void release(Id id) {
         const size_t index = indexOf(id);
         slots_[index].live = false;
@@ -101,7 +101,7 @@ private:
     }
 
     std::array<Slot, kCapacity> slots_{};
-    size_t used_ = 0;       ///< slots that were ever taken; those behind are fresh
+    size_t used_ = 0;       ///< slots that were ever taken; those after them are fresh
     size_t firstFree_ = 0;  ///< released slots in the order of their release, places plus 1; 0 for none
     size_t lastFree_ = 0;
 };

@@ -36,7 +36,7 @@ constexpr std::array<ErrorName, 12> kErrorNames = {{
 }};
 #undef JORN_PORT_ERROR
 
-/// The host's C library keeps the text of an unknown number in the calling thread's own storage.
+/// The host's C library keeps the text of an unknown number in thread-local storage.
 const char *textOf(int number) {
     for (const ErrorName &known : kErrorNames) {
         if (known.number == number) {

@@ -22,7 +22,7 @@ constexpr int kOptionMask = kQueueMask | SEM_DELETE_SAFE | SEM_INVERSION_SAFE;
 
 Pool<Semaphore, uintptr_t, 1> semaphores;
 
-/// Owner of what was held by a thread that is gone. Of the highest priority, so that it inherits none.
+/// Owner of what a thread that is gone held. It has the highest priority, so that it inherits none.
 Task departed;
 
 uintptr_t numberOf(SEM_ID id) { return reinterpret_cast<uintptr_t>(id); }
@@ -50,7 +50,7 @@ void own(Semaphore &semaphore, Task &task) {
     task.heldDeleteSafe += hasOption(semaphore, SEM_DELETE_SAFE);
 }
 
-/// Drops an inherited priority. The task waits when its semaphore was deleted by another.
+/// Drops an inherited priority. The task may be waiting, when another one deletes its semaphore.
 void restorePriority(Task &task) {
     task.priority = task.ownPriority;
     if (task.queue != nullptr) {
@@ -72,8 +72,8 @@ void disown(Semaphore &semaphore) {
     }
 }
 
-/// Raises the owner to a waiter's priority, then the owner of what that one waits for, and so on. Each step
-/// raises one task, so owners that wait for each other in a circle do not make it endless.
+/// Raises the owner to a waiter's priority, then the owner of what that owner waits for, and so on. Each step
+/// raises one task, so a cycle of owners that wait for each other does not make it endless.
 void inherit(const Semaphore *semaphore, int priority) {
     while (semaphore != nullptr && hasOption(*semaphore, SEM_INVERSION_SAFE) &&
            semaphore->owner->priority > priority) {

@@ -26,12 +26,12 @@ Pool<Task, TASK_ID, 2> tasks;
 /// Number in the name of the next task that is spawned without one.
 unsigned nextUnnamed = 1;
 
-/// The task of an id, 0 being the caller; null for none.
+/// The task with an id, 0 being the caller; null when there is none.
 Task *findOrSelf(TASK_ID id) { return id == 0 ? &self() : tasks.find(id); }
 
-/// Calls the entry; returns when that does, or when a call of the port ends the task by a jump to here.
+/// Calls the entry; returns when it returns, or when a call of the port ends the task by a jump to here.
 #if defined(__clang__)
-// Entries are passed under one type whatever their own is.
+// Entries are called through one type, whatever their own type is.
 __attribute__((no_sanitize("function")))
 #endif
 void callEntry(Task &task) {
@@ -45,8 +45,8 @@ void callEntry(Task &task) {
     }
 }
 
-/// Lets go of a task whose entry is over. The first of those who wait until it is gone joins its thread;
-/// with none of them the thread goes by itself.
+/// Releases a task whose entry has ended. The first of the threads that wait until it is gone joins its
+/// thread; without any, the thread is detached.
 void retire(Task &task) {
     const Lock lock;
     becomeTask(nullptr);
@@ -106,7 +106,7 @@ int spawn(const char *name, int priority, int stackSize, FUNCPTR entry, const Ar
     return 0;
 }
 
-/// Asks a task to end and waits until it is about to; then its thread is left to be joined.
+/// Asks a task to end and waits until it is about to; the caller must then join its thread.
 int requestEnd(TASK_ID id, pthread_t *thread) {
     const Lock lock;
     Task &me = self();

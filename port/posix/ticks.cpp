@@ -8,7 +8,7 @@ namespace {
 constexpr int kRateDefault = 60;
 constexpr int64_t kNanosecondsPerSecond = 1000000000;
 
-/// While ticks come by time, nothing is counted: the tick is computed from the host's monotonic clock.
+/// While ticks follow the clock, nothing is counted: the tick is computed from the host's monotonic clock.
 struct TickCount {
     int rate = kRateDefault;
     bool stopped = false;
@@ -25,14 +25,15 @@ int64_t monotonicNow() {
     return int64_t{now.tv_sec} * kNanosecondsPerSecond + now.tv_nsec;
 }
 
-/// Whole ticks of a number of nanoseconds. Seconds and the rest apart, so that nothing overflows.
+/// Whole ticks in a number of nanoseconds. Seconds and the rest are converted separately, so that nothing
+/// overflows.
 uint64_t ticksIn(int64_t nanoseconds) {
     const int64_t rest = nanoseconds % kNanosecondsPerSecond;
     return static_cast<uint64_t>(nanoseconds / kNanosecondsPerSecond * count.rate +
                                  rest * count.rate / kNanosecondsPerSecond);
 }
 
-/// Begins to count anew at the present tick, before a change of the rate or of the running.
+/// Restarts the count from the present tick, before the rate changes or ticks stop.
 void moveEpoch() {
     count.ticks = currentTick();
     count.epoch = monotonicNow();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The count of ticks: how many there were, and when one will be. It knows no task. All of it is called with
-// the kernel lock held.
+// The count of ticks: how many have passed, and when a given one is due. It knows nothing of tasks. All of it
+// is called with the kernel lock held.
 #ifndef JORN_PORT_POSIX_TICKS_H
 #define JORN_PORT_POSIX_TICKS_H
 
@@ -9,20 +9,20 @@
 
 namespace port {
 
-/// Ticks a second.
+/// Ticks per second.
 int tickRate();
 
 /// Changes the rate, from the present tick on.
 void setTickRate(int rate);
 
-/// Whether ticks come by countTick() only.
+/// Whether only countTick() makes ticks.
 bool areTicksStopped();
 void stopTicks();
 
-/// Lets ticks come by time (again); the time since stopTicks() is not made up for.
+/// Makes ticks follow the clock (again); the time since stopTicks() is not made up for.
 void resumeTicks();
 
-/// Counts one tick more.
+/// Counts one more tick.
 void countTick();
 
 /// The present tick.

@@ -16,16 +16,16 @@ constexpr size_t kClockStack = size_t{1} << 20;
 /// Tasks made by taskSpawn that neither wait nor are gone.
 int movingTasks;
 
-/// Those who wait until no task moves.
+/// Threads that wait until no task moves.
 WaitQueue settlers;
 
-/// Waits with an end, the earliest in front.
+/// Waiting tasks that have a timeout, the earliest first.
 TimerList timers;
 
-/// The clock has its thread, which sleeps until the tick that somebody waits for.
+/// Whether the clock has its thread, which sleeps until the next tick that a task waits for.
 bool threaded;
 
-/// Signals the clock's thread that the first timer or the coming of ticks has changed.
+/// Signals to the clock's thread that the first timer has changed, or the ticks.
 pthread_cond_t clockChanged;
 
 bool isSpawned(const Task &task) { return task.id != 0; }
@@ -62,7 +62,7 @@ int settle() {
     return wait(me, &settlers, WAIT_FOREVER);
 }
 
-/// Ends every wait whose last tick has been announced. A mere delay ends well, everything else by timeout.
+/// Ends every wait whose last tick has been announced. A plain delay succeeds, everything else times out.
 void expireTimers() {
     const uint64_t now = currentTick();
     for (Task *task = timers.first(); task != nullptr && task->deadline <= now; task = timers.first()) {
@@ -109,8 +109,8 @@ void tellClock() {
     }
 }
 
-/// Lets the wait that a task is about to begin end after `ticks` (positive) announcements, starting the clock
-/// when it is not under way. False when it cannot be started.
+/// Makes the wait that a task is about to begin end after `ticks` (positive) announcements, and starts the
+/// clock when it is not running. False when it cannot be started.
 bool startTimer(Task &task, int ticks) {
     if (!startClock()) {
         return false;

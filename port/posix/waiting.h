@@ -11,10 +11,10 @@ namespace port {
 /// Whether the task has to end instead of waiting.
 bool endsBeforeWaiting(const Task &task);
 
-/// Lets the calling thread wait in a queue, or with null for the delay only, until it is woken or `timeout`
+/// Makes the calling thread wait in a queue, or with null just for the delay, until it is woken or `timeout`
 /// ticks have passed; negative waits without bound, and 0 is not allowed. Returns the waker's outcome,
-/// S_objLib_OBJ_TIMEOUT after the timeout (0 for a mere delay), kTaskEnds, or S_memLib_NOT_ENOUGH_MEMORY
-/// when the clock cannot be started. The lock is let go during the wait.
+/// S_objLib_OBJ_TIMEOUT after the timeout (0 for a plain delay), kTaskEnds, or S_memLib_NOT_ENOUGH_MEMORY
+/// when the clock cannot be started. The lock is released during the wait.
 int wait(Task &me, WaitQueue *queue, int timeout);
 
 /// Ends the wait of a waiting thread with an outcome.
@@ -23,15 +23,15 @@ void wake(Task &task, int outcome);
 /// Wakes all of a queue with an outcome.
 void wakeAll(WaitQueue &queue, int outcome);
 
-/// Counts a task as moving, from its beginning on; and no more, because it is gone.
+/// Counts a task as moving when it begins, and no longer when it is gone.
 void taskBegins(const Task &task);
 void taskIsGone(const Task &task);
 
-/// Ends every wait whose last tick has come, and lets the clock's thread see that the ticks have changed.
+/// Ends every wait whose last tick has come, and notifies the clock's thread that the ticks have changed.
 void applyTicks();
 
-/// Starts the clock's thread for waits that began while ticks were stopped. A later wait tries again when it
-/// cannot be started.
+/// Starts the clock's thread for waits that began while ticks were stopped. When it cannot be started, a
+/// later wait tries again.
 void resumeTimers();
 
 }  // namespace port

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The one platform call of the module that is not a call of VxWorks or YAFFS itself.
+// The one platform call of the module that is not a VxWorks or YAFFS call.
 #include <vxWorks.h>
 
 #include <fcntl.h>

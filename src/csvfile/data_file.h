@@ -4,8 +4,8 @@
 //
 //   file   { line }     no header
 //
-// Files may hold anything else after damage or foreign hands: readers take pieces of at most 256 characters,
-// each as a line of its own.
+// A file that was damaged or edited may hold anything: readers take pieces of at most 256 characters, each as
+// a line of its own.
 #ifndef JORN_SRC_CSVFILE_DATA_FILE_H
 #define JORN_SRC_CSVFILE_DATA_FILE_H
 
@@ -26,8 +26,8 @@ public:
 
     bool isOpen() const { return static_cast<bool>(file_); }
 
-    /// The next line with its line feed, good until the next call; null at the end of the file and at
-    /// a reading error.
+    /// The next line with its line feed, good until the next call; null at the end of the file and on a read
+    /// error.
     const char *next() { return fgets(line_, sizeof line_, file_.get()); }
 
 private:

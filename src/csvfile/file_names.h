@@ -43,9 +43,9 @@ static_assert(kIndexPathSize >= (kDirNameSize - 1) + sizeof "/" - 1 + sizeof kIn
               "index path must fit");
 static_assert(sizeof kIndexName == sizeof kBackupName, "both paths have the same room");
 
-/// The position of which a name, without a directory, is that of the data file; -1 for every other name,
-/// those of positions included that no ring has. (Not used by the module, which opens by position; here so
-/// that whoever reads a directory reads names as they are built.)
+/// The position of the data file with this name (without a directory); -1 for every other name, also for a
+/// position that no ring has. (Not used by the module, which opens files by position. It is here so that code
+/// that reads a directory parses names as they are built.)
 inline int32_t dataFilePosition(std::string_view name) {
     constexpr size_t kEnding = sizeof kDataFileEnding - 1;
     if (name.size() <= kEnding || name.substr(name.size() - kEnding) != kDataFileEnding) {

@@ -30,13 +30,14 @@ static_assert(sizeof(JORN_CSV_INFO) == 41 * sizeof(uint32_t), "41 words without 
 
 namespace jorn {
 
-/// How many levels and slots an object has: at most as many as a summary.
+/// How many levels and slots an object has: at most those of a summary.
 struct ItemLimits {
     int32_t levels;
     int32_t slots;
 };
 
-/// Counts an item by level and slot. What lies outside the limits, above or below, counts in none.
+/// Counts an item by level and slot. A level outside the limits, above or below, counts nowhere; a slot
+/// outside them counts in no slot.
 inline void countLevelAndSlot(const JORN_ITEM_INFO &item, ItemLimits limits, JORN_CSV_INFO *info) {
     if (item.level < 0 || item.level >= limits.levels) {
         return;
@@ -48,7 +49,7 @@ inline void countLevelAndSlot(const JORN_ITEM_INFO &item, ItemLimits limits, JOR
     }
 }
 
-/// What every counted item changes, whichever way the smallest and largest times are kept.
+/// What every counted item changes, however the smallest and largest times are kept.
 inline void countItem(const JORN_ITEM_INFO &item, ItemLimits limits, JORN_CSV_INFO *info) {
     info->timeLast = item.time;
     ++info->itemCount;

@@ -8,8 +8,8 @@
 #include "csvfile/line.h"
 #include "linkage.h"
 
-/// Splits `line` into `item` by jorn::parseLine(), of its first 255 characters. Returns 0; -1 with a message
-/// when a field is missing, the fields before it being stored already. Reentrant.
+/// Parses the first 255 characters of `line` into `item` with jorn::parseLine(). Returns 0; -1 with a message
+/// when a field is missing; the fields before it are then stored already. Reentrant.
 JORN_INTERNAL int32_t jorn_AnalyseOneItemInfo(const char *line, JORN_ITEM_INFO *item);
 
 /// Day number of a time: whole days since 1970-01-01 UTC, 0 to 49710.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The line of a data file, built and taken apart.
+// The line of a data file, built and parsed.
 //
 //   line    time "," level "," slot "," text LF
 //   time    unsigned decimal seconds since 1970-01-01 UTC
@@ -7,10 +7,10 @@
 //   slot    signed decimal, below the object's slot_max
 //   text    0 to 198 bytes, any but CR, LF and NUL; commas belong to the text
 //
-// A line as it is built here has at most 234 characters. What is taken apart may be anything.
+// A line built here has at most 234 characters. A line to be parsed may be anything.
 //
-// All of it stands in this header: every item that is submitted and every line that is read passes through
-// it, and so a compiler can make one piece of it and its caller.
+// All of it is in this header so that a compiler can inline it: every item submitted and every line read
+// passes through it.
 #ifndef JORN_SRC_CSVFILE_LINE_H
 #define JORN_SRC_CSVFILE_LINE_H
 
@@ -23,7 +23,7 @@
 
 #include "module_limits.h"
 
-/// The numbers of one line. A plain value of the caller's.
+/// The numbers of one line. A plain value that the caller owns.
 typedef struct {
     uint32_t time;     ///< Seconds since 1970-01-01 UTC.
     int32_t level;     ///< As the line gives it; any value.
@@ -33,18 +33,18 @@ typedef struct {
 
 namespace jorn {
 
-/// The texts of the store's own items: of an object's creation and of its clearing.
+/// The texts of the store's own items: for an object's creation and for its clearing.
 constexpr char kStartText[] = "Log start init!";
 constexpr char kClearedText[] = "Log all cleared!";
 
-/// Bytes before a text's NUL, `most` when there is none among so many. Nothing after them is looked at. (The
+/// Bytes before a text's NUL, `most` when the first `most` bytes hold none. Nothing after those is read. (The
 /// C library's strnlen, which not every device has.)
 inline size_t boundedLength(const char *text, size_t most) {
     const void *const end = memchr(text, '\0', most);
     return end != nullptr ? static_cast<size_t>(static_cast<const char *>(end) - text) : most;
 }
 
-/// Writes a number in decimal; the end of it. (Not by sprintf, which takes longer than all the rest.)
+/// Writes a number in decimal. Returns its end. (Not with sprintf, which takes longer than all the rest.)
 inline char *appendNumber(char *end, uint32_t number) {
     char reversed[kInt32Digits];
     size_t count = 0;
@@ -58,7 +58,7 @@ inline char *appendNumber(char *end, uint32_t number) {
     return end;
 }
 
-/// Appends a number in decimal and the comma that ends its field; the end of both.
+/// Appends a number in decimal and the comma that ends its field. Returns their end.
 inline char *appendField(char *end, uint32_t number) {
     end = appendNumber(end, number);
     *end++ = ',';
@@ -71,11 +71,11 @@ inline char *appendSignedField(char *end, int32_t number) {
         return appendField(end, bits);
     }
     *end++ = '-';
-    return appendField(end, 0U - bits);  // the smallest number has no positive one
+    return appendField(end, 0U - bits);  // the smallest number has no positive counterpart
 }
 
-/// Copies an item's text, blanks in place of line ends, then the line feed and the NUL that close a line;
-/// the end of all.
+/// Copies an item's text, blanks in place of line ends, then the line feed and the NUL that close a line.
+/// Returns the end, after the NUL.
 inline char *appendText(char *end, const char *text) {
     const size_t length = boundedLength(text, kTextMax);
     for (size_t i = 0; i < length; ++i) {
@@ -87,8 +87,8 @@ inline char *appendText(char *end, const char *text) {
     return end + length + 2;
 }
 
-/// Appends the line of an item and a NUL; the end of all. The first 198 bytes of the text are kept, blanks in
-/// place of line ends.
+/// Appends the line of an item and a NUL. Returns the end, after the NUL. The first 198 bytes of the text are
+/// kept, blanks in place of line ends.
 inline char *appendLine(char *end, uint32_t time, int32_t level, int32_t slot, const char *text) {
     end = appendField(end, time);
     end = appendSignedField(end, level);
@@ -103,12 +103,12 @@ constexpr size_t kLineSize = kItemLineMax + 1;
 /// not blank.
 inline bool isBlankLine(const char *line) { return line[0] == '\r' || line[0] == '\n'; }
 
-/// Takes a line apart, field by field, from its front. It goes over the line once and copies nothing, so what
-/// it gives lies in the line.
+/// Splits a line field by field, from its front. It goes over the line once and copies nothing: its results
+/// point into the line.
 class LineSplitter {
 public:
-    /// Sees at most `maxChars` characters of the line. Something else than a digit, as its NUL, has to follow
-    /// them where a number is taken: digits are looked at to their end.
+    /// Reads at most `maxChars` characters of the line. Where a number is taken, a non-digit must follow them
+    /// (the NUL will do): digits are read to their end.
     LineSplitter(const char *line, size_t maxChars) : line_(line), maxChars_(maxChars) {}
 
     /// Takes the next field; empty when the line holds no more.
@@ -119,12 +119,12 @@ public:
         return {line_ + begin, end - begin};
     }
 
-    /// Takes the next field as the number that it begins with, as atol() gives it where long has 64 bits:
-    /// behind white space, with a sign or without one, the nearest number when 64 bits do not hold it, 0 when
-    /// there is none. False when the line holds no more fields.
+    /// Takes the next field as the number that it begins with, as atol() returns it where long has 64 bits:
+    /// leading white space is skipped, a sign is optional, a number beyond 64 bits becomes the nearest that
+    /// fits, and a field without one gives 0. False when the line holds no more fields.
     bool takeNumber(int64_t *number) { return takePlainNumber(number) || takeAnyNumber(number); }
 
-    /// The same as atoi() gives it: as the nearest long, of which 32 bits are kept.
+    /// The same as atoi() returns it: the nearest long, of which 32 bits are kept.
     bool takeInt(int32_t *number) {
         int64_t wide = 0;
         if (!takeNumber(&wide)) {
@@ -134,7 +134,7 @@ public:
         return true;
     }
 
-    /// takeInt() without the short way of plain digits: less code where few numbers are taken.
+    /// takeInt() without the fast path for plain digits: less code where few numbers are taken.
     bool takeIntSlowly(int32_t *number) {
         int64_t wide = 0;
         if (!takeAnyNumber(&wide)) {
@@ -144,15 +144,15 @@ public:
         return true;
     }
 
-    /// What follows the comma behind the last field taken; empty when the line ends there.
+    /// What follows the comma after the last field taken; empty when the line ends there.
     std::string_view rest() const { return {restBegin(), boundedLength(restBegin(), maxChars_ - position_)}; }
 
-    /// Where that begins.
+    /// Where rest() begins.
     const char *restBegin() const { return line_ + position_; }
 
 private:
-    /// takeNumber() for a field as the store writes it: digits, so few that they fit without a test, and a
-    /// comma. Takes nothing and is false when the field is another.
+    /// takeNumber() for a field as the store writes it: digits, few enough to fit without a test, and a
+    /// comma. Takes nothing and returns false for any other field.
     bool takePlainNumber(int64_t *number) {
         constexpr size_t kDigitsThatFit = 18;
         uint64_t value = 0;
@@ -198,11 +198,11 @@ private:
     }
 
     static bool isWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-    /// What a digit counts; above 9 for any other character.
+    /// The value of a digit; above 9 for any other character.
     static unsigned digitOf(char c) { return static_cast<unsigned char>(c) - unsigned{'0'}; }
     static bool isDigit(char c) { return digitOf(c) <= 9; }
 
-    /// A number with one digit more; all ones from where 64 bits do not hold it.
+    /// A number with one more digit; UINT64_MAX when 64 bits may not hold it.
     static uint64_t withDigit(uint64_t number, char digit) {
         constexpr uint64_t kMayGrow = (UINT64_MAX - 9) / 10;
         return number <= kMayGrow ? 10 * number + static_cast<uint64_t>(digit - '0') : UINT64_MAX;
@@ -242,13 +242,13 @@ private:
     size_t position_ = 0;
 };
 
-/// How far a line can be taken apart.
+/// How far a line can be parsed.
 enum class ParsedLine { Whole, NoTime, NoLevel, NoSlot };
 
-/// Takes the numbers of a line, of which at most `maxChars` characters are looked at, and none after the
-/// slot's comma. Fields are what strtok_r finds between commas (empty fields do not count), converted as atol
-/// and atoi do: the leading number they hold, 0 when they hold none; no range is tested. When a field is
-/// missing, those before it are stored.
+/// Takes the numbers of a line, reading at most `maxChars` characters of it and none after the slot's comma.
+/// Fields are what strtok_r finds between commas (empty fields do not count), converted as atol and atoi do:
+/// their leading number, or 0 when they have none; no range is checked. When a field is missing, those before
+/// it are stored.
 inline ParsedLine parseLine(const char *line, size_t maxChars, JORN_ITEM_INFO *item) {
     LineSplitter splitter(line, maxChars);
     int64_t time = 0;

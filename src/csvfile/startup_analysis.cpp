@@ -17,8 +17,8 @@ bool dataFileExists(int32_t position, const void *dirName) {
     return static_cast<bool>(file);
 }
 
-/// Carries out the plan from the position after the former latest one upward, so that the latest comes last.
-/// The order is fixed: it is part of what a rename does to a target that still exists.
+/// Carries out the plan upward from the position after the former latest one, so that the latest comes last.
+/// The order is fixed: it decides what a rename does to a target that still exists.
 void applyPlan(const char *dirName, const jorn::TidyingPlan &plan) {
     for (int32_t visit = 1; visit <= jorn::kSurveySize; ++visit) {
         const int32_t position = (plan.firstVisited + visit) % jorn::kSurveySize;
@@ -37,14 +37,14 @@ void applyPlan(const char *dirName, const jorn::TidyingPlan &plan) {
 
 void loadIndex(JORN_OBJ *obj) {
     if (jorn_ReadCsvIndexFile(obj) < 0) {
-        // An index that cannot be written either leaves refused positions; the tidying copes with any.
+        // If the new index cannot be written either, refused positions remain; the tidying copes with any.
         jorn_NewCsvIndexFile(obj);
         JORN_PRINT_TEXT(jorn::kPrintInfo, "Create a new csv-index file!");
     }
 }
 
-/// Summarises the file of one position. The walk comes from the newest file, so the first one with items
-/// gives the object's final time.
+/// Summarises the file of one position. The walk starts at the newest file, so the first one with items gives
+/// the object's final time.
 void analysePosition(JORN_OBJ *obj, int32_t position) {
     JORN_CSV_INFO *const info = &obj->csv_info[position];
     if (jorn_AnalyseOneCsvInfo(obj, position, info) < 0 || info->itemCount == 0) {
@@ -54,7 +54,7 @@ void analysePosition(JORN_OBJ *obj, int32_t position) {
     }
     if (obj->final_csv_time == 0) {
         obj->final_csv_time = info->timeLast;
-        // The line shows 0 and not the time: its text is part of the module's interface as it stands.
+        // The message shows 0, not the time: its text, as it is, is part of the module's interface.
         JORN_PRINT(jorn::kPrintInfo, "Info: %ld.csv final time is %lu!", jorn::asLong(position),
                    jorn::asUlong(0));
     }
@@ -77,7 +77,7 @@ int32_t jorn_PickUpCsvValidRange(JORN_OBJ *obj) {
 
     applyPlan(obj->dirName, plan);
     if (plan.latest != before.latest || plan.oldest != before.oldest) {
-        // A failed rewrite has printed its message; the positions in memory are right all the same.
+        // A failed rewrite has printed its message; the positions in memory are right anyway.
         jorn_UpdateCsvIndexFile(obj, plan.oldest, plan.latest);
     }
     return 0;

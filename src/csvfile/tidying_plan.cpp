@@ -6,8 +6,8 @@ namespace {
 
 bool isSurveyed(int32_t position) { return position >= 0 && position < kSurveySize; }
 
-/// Visits of the survey that fall into the former valid range, less one. Counted modulo 90, whatever the
-/// ring's size. The oldest position may be any number, hence the width.
+/// Visits of the survey that are within the former valid range, minus one. Counted modulo 90, whatever the
+/// ring's size. 64 bits wide because the oldest position may be any number.
 int64_t formerSpan(int32_t oldest, int32_t latest) {
     const int64_t span = static_cast<int64_t>(latest) - oldest;
     return latest < oldest ? span + kSurveySize : span;

@@ -32,13 +32,13 @@ struct TidyingPlan {
                                      ///< rename to that position.
 };
 
-/// Tells whether the data file of a position exists.
+/// Returns whether the data file of a position exists.
 using FileExists = bool (*)(int32_t position, const void *context);
 
 /// Surveys all 90 positions once, from the newest file downward, and makes the plan. No other input or
 /// output. A latest position that no ring can have (negative, 90 and above) is taken as 89: the survey then
 /// starts above every file, and no file of a full ring is moved. An oldest position may be any number; it
-/// only tells how many visits belong to the former range.
+/// only determines how many visits belong to the former range.
 void planTidying(const RingBefore &ring, FileExists fileExists, const void *context, TidyingPlan *plan);
 
 }  // namespace jorn

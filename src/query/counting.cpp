@@ -15,12 +15,12 @@
 
 namespace {
 
-/// A count in the making.
+/// A count in progress.
 struct Tally {
     int32_t numInCsv[jorn::kCsvNumMax];  ///< Matches by ring position.
     int32_t total;
 
-    /// Takes a file's count; false when it holds no match or could not be counted.
+    /// Adds a file's count; false when the file holds no match or could not be counted.
     bool add(int32_t position, int32_t count) {
         if (count <= 0) {
             return false;
@@ -70,7 +70,7 @@ void countMiddle(JORN_OBJ *obj, const JORN_REQUIRE *req, const jorn::RingRange &
     }
 }
 
-/// Tells the oldest and the newest position with matches.
+/// Stores the oldest and the newest position with matches.
 void reportFileRange(const JORN_OBJ &obj, const jorn::RingRange &files, const Tally &tally,
                      int32_t *dstFileRange) {
     if (dstFileRange == nullptr) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Counting of the items that match a requirement. All but the exported entry are called with the file
+// Counting of the items that match a requirement. All but the exported function are called with the file
 // mutex held.
 #ifndef JORN_SRC_QUERY_COUNTING_H
 #define JORN_SRC_QUERY_COUNTING_H
@@ -10,11 +10,11 @@
 #include "linkage.h"
 #include "registry/log_object.h"
 
-/// Counts over all files of the day range: its two end files by reading them, those between from their
-/// summaries. Returns the total; -1 when `obj` is null or no file serves the day range, the outputs then
-/// untouched. `dstFileRange` (2 entries, may be null) gets the oldest and newest position that hold a
-/// match, -1 both when none does. `dstNumInCsv` (90 entries whatever the ring's size, may be null) gets
-/// the matches by position.
+/// Counts over all files of the day range: the two files at its ends by reading them, those between from
+/// their summaries. Returns the total; -1 when `obj` is null or no file can hold items of the day range, the
+/// outputs then untouched. `dstFileRange` (2 entries, may be null) gets the oldest and newest position that
+/// hold a match, both -1 when none does. `dstNumInCsv` (90 entries whatever the ring's size, may be null)
+/// gets the matches by position.
 JORN_INTERNAL int32_t jorn_CountRequireNumInAllCsv(JORN_OBJ *obj, const JORN_REQUIRE *req,
                                                    int32_t *dstFileRange, int32_t *dstNumInCsv);
 

@@ -24,7 +24,7 @@ int32_t firstDay(const JORN_CSV_INFO &info) { return static_cast<int32_t>(jorn_T
 
 int32_t lastDay(const JORN_CSV_INFO &info) { return static_cast<int32_t>(jorn_TimeToDay(info.timeMax)); }
 
-/// The day limits with open sides closed by what the ring holds.
+/// The day limits; an open side takes its limit from what the ring holds.
 DayLimits effectiveLimits(const JORN_OBJ &obj, const JORN_REQUIRE &req, const jorn::RingRange &ring) {
     return {req.dayDwLimit < 0 ? firstDay(summaryAt(obj, ring.oldest)) : req.dayDwLimit,
             req.dayUpLimit < 0 ? lastDay(summaryAt(obj, ring.latest)) : req.dayUpLimit};
@@ -53,7 +53,7 @@ int32_t findNewestSide(const JORN_OBJ &obj, const jorn::RingRange &ring, int32_t
     return kNone;
 }
 
-/// The oldest file, reached without a break from the newest one down, that ends on or after the day,
+/// The oldest file of the unbroken run, from the newest one down, of files that end on or after the day,
 /// unwrapped; kNone with a message when there is none.
 int32_t findOldestSide(const JORN_OBJ &obj, const jorn::RingRange &ring, int32_t day) {
     int32_t oldest = kNone;

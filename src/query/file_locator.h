@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Which files of a ring can hold items of a day range, told from the summaries alone.
+// Which files of a ring can hold items of a day range, found from the summaries alone.
 #ifndef JORN_SRC_QUERY_FILE_LOCATOR_H
 #define JORN_SRC_QUERY_FILE_LOCATOR_H
 
@@ -13,7 +13,7 @@
 /// `req`; in a wrapped ring range[0] may be the larger number. Files strictly between the two lie wholly
 /// inside the day range, given that the files follow each other in time. Returns 0; -1 when `obj` is
 /// null (range untouched), the limits contradict each other or no file qualifies (range -1 and -1, with
-/// a message). Opens no file. To be called with the file mutex held.
+/// a message). Opens no file. Called with the file mutex held.
 JORN_INTERNAL int32_t jorn_FindCsvByTime(JORN_OBJ *obj, const JORN_REQUIRE *req, int32_t range[2]);
 
 #endif

@@ -45,7 +45,7 @@ struct ItemRun {
     int32_t latest;
 };
 
-/// Copies a text into an array of so many bytes: the rest becomes NULs, and the last byte is one in any case.
+/// Copies at most `size` - 1 bytes of a text into an array of `size` bytes and fills the rest with NULs.
 void copyText(char *field, size_t size, const std::string_view &text) {
     const size_t length = std::min(text.size(), size - 1);
     memcpy(field, text.data(), length);
@@ -93,8 +93,8 @@ bool choosePage(const JORN_REQUIRE &require, int32_t itemsPerPage, int32_t total
     return true;
 }
 
-/// The newest item of a file that the page shows, when the newest match of the file has the number
-/// `itemBase` and the file holds `num` of them; 0 or less when the whole file is newer than the page.
+/// The newest item of a file that the page shows, when the file holds `num` matches and the newest of them
+/// has the number `itemBase`; 0 or less when the whole file is newer than the page.
 int32_t latestOfPage(const Page &page, int32_t itemBase, int32_t num) {
     if (itemBase > page.itemStart) {
         return num;
@@ -127,7 +127,7 @@ void readRun(JORN_OBJ *obj, int32_t position, const JORN_REQUIRE &require, const
     }
 }
 
-/// Fills the page from the newest file that holds a match down.
+/// Fills the page, from the newest file that holds a match downward.
 void fillPage(JORN_OBJ *obj, const JORN_REQUIRE &require, const Page &page, const Matches &matches,
               JORN_LOG_PAGE *out) {
     jorn::RingRange files = {matches.fileRange[0], matches.fileRange[1]};
@@ -209,8 +209,8 @@ int32_t jorn_ReadItemInOneCsv(JORN_OBJ *obj, int32_t fileIdx, const JORN_REQUIRE
         JORN_PRINT(jorn::kPrintError, "Open file error: %ld.csv!\n", jorn::asLong(fileIdx));
         return -1;
     }
-    // The records are filled in the file's order and turned round at the end: only then is it known how
-    // many the file really gives, and none beyond those may be written.
+    // The records are filled in the file's order and reversed at the end: only then is it known how many the
+    // file really holds, and none beyond those may be written.
     JORN_LOG_DISP *next = disp;
     int32_t count = 0;
     while (const char *line = count < itemLatest ? reader.next() : nullptr) {

@@ -25,7 +25,7 @@ bool directoryOpens(const char *name) {
     return true;
 }
 
-/// Whether an object of the list from `head` on has the directory.
+/// Whether an object of the list from `head` on uses the directory.
 bool isUsed(const JORN_OBJ *head, const char *dirName) {
     for (const JORN_OBJ *obj = head; obj != nullptr; obj = obj->next) {
         if (strcmp(obj->dirName, dirName) == 0) {
@@ -35,7 +35,7 @@ bool isUsed(const JORN_OBJ *head, const char *dirName) {
     return false;
 }
 
-/// Frees an object, its summaries first when it has got them.
+/// Frees an object and its summaries, if it has them.
 void freeObject(JORN_OBJ *obj) {
     if (obj->csv_info != nullptr) {
         free(obj->csv_info);
@@ -55,8 +55,8 @@ bool setDirectory(JORN_OBJ *obj, const char *dirName) {
     return true;
 }
 
-/// Reserves the files and their summaries. The files stay counted when the summaries cannot be had, as
-/// after every later failure; the destruction of the last object puts the count right.
+/// Reserves the files and their summaries. The files stay counted when the summaries cannot be allocated, as
+/// after every later failure; the destruction of the last object corrects the count.
 bool setFiles(JORN_OBJ *obj, int32_t csvNum) {
     if (csvNum < jorn::kCsvNumMin || csvNum > jorn::kCsvNumMax - jorn_csv_cnt) {
         JORN_PRINT_TEXT(jorn::kPrintError, "Error csv file number!");
@@ -72,7 +72,7 @@ bool setFiles(JORN_OBJ *obj, int32_t csvNum) {
     return true;
 }
 
-/// Brings up what all objects share.
+/// Starts what all objects share.
 bool startService() {
     if (jorn_CreateMutex() < 0) {
         return false;
@@ -89,7 +89,7 @@ bool startService() {
     return true;
 }
 
-/// Takes down what all objects share. Taking the mutex waits for a batch that may be under way.
+/// Stops what all objects share. Taking the mutex first waits for a batch that may be under way.
 void stopService() {
     { const jorn::MutexGuard batchEnded(logSemCsvRW_ID); }
     jorn_DeleteMutex();
@@ -116,7 +116,7 @@ void analyseDirectory(JORN_OBJ *obj) {
     jorn::setObjectInCreation(nullptr);
 }
 
-/// Everything about a new object that can fail.
+/// The steps of a creation that can fail.
 bool buildObject(JORN_OBJ *obj, const char *dirName, int32_t slotMax, int32_t csvNum) {
     if (!setDirectory(obj, dirName)) {
         return false;
@@ -126,7 +126,7 @@ bool buildObject(JORN_OBJ *obj, const char *dirName, int32_t slotMax, int32_t cs
     return setFiles(obj, csvNum) && enterRegistry(obj);
 }
 
-/// Takes an object's files out of the total.
+/// Subtracts an object's files from the total.
 void uncountFiles(const JORN_OBJ *obj) {
     jorn_csv_cnt -= obj->csv_num;
     if (jorn_csv_cnt < 0) {
@@ -135,13 +135,13 @@ void uncountFiles(const JORN_OBJ *obj) {
     }
 }
 
-/// Whether some other task is in the middle of something short that a destruction must not cut into.
+/// Whether some other task is in a short operation that must end before an object is freed.
 bool isInUse() { return jorn::isStoreTaskClosing() || jorn::isWalkUnderWay(); }
 
-/// Returns when no other task is, which is at once, unless one was preempted in the middle. One of a higher
-/// priority goes on by itself, one of the same priority after a yield, one of a lower priority only while
-/// this task sleeps. One that was suspended or deleted there never goes on: what it may still read is then
-/// not freed, and one message says what this task waits for.
+/// Waits until isInUse() is false: it is at once, unless a task was preempted in such an operation. A task of
+/// higher priority continues by itself, one of the same priority after a yield, one of lower priority only
+/// while this task sleeps. One that was suspended or deleted there never continues: what it may still read is
+/// then not freed, and one message says what this task waits for.
 void waitForOthers() {
     constexpr int kYields = 10000;
     constexpr int kTicksInSilence = 1000;
@@ -157,8 +157,8 @@ void waitForOthers() {
     }
 }
 
-/// Returns when nothing can touch an unlinked object any more, neither the store task, which remembers the
-/// object it served last, nor a walk that stands on it, and when all its lines are on the medium.
+/// Waits until nothing can use an unlinked object any more, neither the store task, which remembers the
+/// object it served last, nor a walk that is at it, and until all its lines are on the medium.
 void retireObject(const JORN_OBJ *obj) {
     {
         const jorn::MutexGuard lock(logSemCsvRW_ID);

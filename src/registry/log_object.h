@@ -12,12 +12,12 @@ struct jorn_csv_info;
 
 /// One log object: a directory and its ring of data files. Owned by the registry from linking to
 /// unlinking, borrowed by everything else. The ring positions and summaries are guarded by the file mutex,
-/// but for clearing, which changes them and index_version after giving it back. `next` changes when the next
+/// except in clearing, which changes them and index_version after releasing it. `next` changes when the next
 /// object is destroyed; the other fields stay as creation set them. level_max and slot_max never exceed the
 /// tables of a summary.
 ///
-/// Ring positions come from the index file and so may hold any number until the start-up tidying has
-/// put them into the ring; code that indexes with them goes through ringOf().
+/// Ring positions come from the index file and so may hold any number until the start-up tidying has brought
+/// them into the ring; code that indexes with them goes through ringOf().
 typedef struct jorn_obj {
     int32_t handle_id;                 ///< 1 or more, unique among live objects.
     struct jorn_obj *next;             ///< The next older object; null at the tail.

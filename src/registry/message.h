@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The store message: the text of one item on its way through the queue, built and taken apart.
+// The store message: the text of one item on its way through the queue, built and split.
 //
-//   message  handle "," line NUL         at most 246 bytes, the NUL is sent along
+//   message  handle "," line NUL         at most 246 bytes; the NUL is sent too
 //   handle   signed decimal handle id
 //   line     as in csvfile/line.h
 #ifndef JORN_SRC_REGISTRY_MESSAGE_H
@@ -15,22 +15,22 @@
 
 namespace jorn {
 
-/// Writes the message of an item into a buffer of kMessageSize bytes; its size, the NUL included.
+/// Writes the message of an item into a buffer of kMessageSize bytes. Returns its size, the NUL included.
 inline size_t buildMessage(char *message, int32_t handle, uint32_t time, int32_t level, int32_t slot,
                            const char *text) {
     char *const line = appendSignedField(message, handle);
     return static_cast<size_t>(appendLine(line, time, level, slot, text) - message);
 }
 
-/// A buffer that a message is received into. The queue fills kMessageSize bytes at most; the two after them
-/// stay NUL, so that a field without an end, and an empty remainder after it, still end inside.
+/// Size of a buffer that receives a message. The queue fills at most kMessageSize bytes; the two after them
+/// stay NUL, so that an unterminated field, and the empty rest after it, still end inside the buffer.
 constexpr size_t kMessageBufferSize = kMessageSize + 2;
 
-/// Takes the handle off the front of a message in such a buffer; what follows its field, or null when there
-/// is no field. A NUL stands in place of the comma between them afterwards: it may be what follows the field
-/// of a later, shorter message.
+/// Takes the handle off the front of a message in such a buffer. Returns what follows its field, or null when
+/// there is no field. The comma after the field becomes a NUL, which may later be what follows the field of a
+/// shorter message.
 inline const char *takeHandle(char *message, int32_t *handle) {
-    // The short way of the first nine objects.
+    // A fast path for the first nine objects.
     if (message[0] >= '0' && message[0] <= '9' && message[1] == ',') {
         *handle = message[0] - '0';
         message[1] = '\0';

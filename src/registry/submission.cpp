@@ -26,7 +26,7 @@ int32_t addFixedItem(const JORN_OBJ *obj, const char *text) {
     if (obj == nullptr) {
         return -1;
     }
-    // A full queue is no reason to fail what the item reports.
+    // A full queue is no reason for the operation that the item reports to fail.
     JORN_AddOneLog(obj->handle_id, jorn::kLevelDebug, 0, text);
     return 0;
 }

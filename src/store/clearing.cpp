@@ -21,7 +21,7 @@ int32_t rewriteIndex(JORN_OBJ *obj, int32_t position) {
 }
 
 /// Done without the mutex, on purpose (docs/decisions/0006): a batch of the store task may run between the
-/// index rewrite and this, and works with the former positions then.
+/// index rewrite and this, and then works with the former positions.
 void forgetItems(JORN_OBJ *obj, int32_t position) {
     obj->csv_latest = position;
     obj->csv_oldest = position;

@@ -13,7 +13,7 @@
 
 namespace {
 
-/// Where the file system is mounted; its own calls take paths from there.
+/// Where the file system is mounted; its own calls take paths relative to it.
 constexpr char kFileSystemRoot[] = "/yaffs";
 
 bool fileExists(const char *path) {
@@ -21,7 +21,7 @@ bool fileExists(const char *path) {
     return static_cast<bool>(file);
 }
 
-/// Keeps the present index as the backup, in place of a backup that may be left from before.
+/// Keeps the present index as the backup, replacing a backup that may be left from before.
 void setBackup(const char *indexPath, const char *backupPath) {
     if (!fileExists(indexPath)) {
         return;

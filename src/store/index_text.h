@@ -3,9 +3,9 @@
 //
 //   text   "version:1" LF  oldest "," latest LF       both signed decimal ring positions
 //
-// The store scans leniently: blanks count nothing, a second number may be missing, what follows is not looked
-// at. A checker judges whether the text is whole as it was built: one that lacks its end may be a longer
-// number cut short.
+// The store scans leniently: white space does not count, a second number may be missing, what follows is not
+// read. A checker judges whether the text is whole as it was built: without its line end, the last number may
+// have been cut short.
 #ifndef JORN_SRC_STORE_INDEX_TEXT_H
 #define JORN_SRC_STORE_INDEX_TEXT_H
 
@@ -19,18 +19,19 @@ namespace jorn {
 /// Room for the text of any two positions, with its NUL.
 constexpr size_t kIndexTextSize = 256;
 
-/// Writes the text of an index, of the only version, into a buffer of that size; its length.
+/// Writes the text of an index, of the only version, into a buffer of kIndexTextSize bytes. Returns its
+/// length.
 inline int buildIndexText(char *text, int32_t oldest, int32_t latest) {
     return sprintf(text, "version:%d\n%ld,%ld\n", static_cast<int>(kIndexVersion), static_cast<long>(oldest),
                    static_cast<long>(latest));
 }
 
-/// Outcomes of a scan that are no number of positions.
+/// Results of a scan other than a number of positions.
 constexpr int32_t kWrongVersion = -2;
 constexpr int32_t kWrongPositions = -1;
 
-/// Numbers are scanned as wide as the format is, which differs between machines. One that does not fit is
-/// seen as what it is, far outside any ring, on each of them.
+/// Numbers are scanned as long, whose width differs between machines. One that does not fit 32 bits becomes
+/// the nearest that does, so that it is far outside any ring on all of them.
 inline int32_t saturated(int64_t number) {
     if (number > INT32_MAX) {
         return INT32_MAX;
@@ -38,7 +39,7 @@ inline int32_t saturated(int64_t number) {
     return number < INT32_MIN ? INT32_MIN : static_cast<int32_t>(number);
 }
 
-/// Scans the first line; whether it names the only version.
+/// Scans the first line. Returns whether it names the only version.
 inline bool scanVersion(FILE *index, int32_t *version) {
     long number = *version;
     const int converted = fscanf(index, "version:%ld\n", &number);
@@ -46,10 +47,11 @@ inline bool scanVersion(FILE *index, int32_t *version) {
     return converted > 0 && *version == kIndexVersion;
 }
 
-/// Scans an open index into numbers that hold something already: what is not there stays, and what is refused
-/// is stored all the same. Numbers beyond 32 bits become the nearest that fits, so that each machine refuses
-/// them. Returns how many positions were read (1 or 2); kWrongVersion when the version is missing or another,
-/// the positions then not looked at; kWrongPositions when there is none or one is 90 or above.
+/// Scans an open index into numbers that already have values: one that is missing keeps its value, and one
+/// that is refused is stored all the same. Numbers beyond 32 bits become the nearest that fits, so that all
+/// machines treat them alike. Returns how many positions were read (1 or 2); kWrongVersion when the version
+/// is missing or a different one, the positions then not scanned; kWrongPositions when there is none or one
+/// is 90 or above.
 inline int32_t scanIndexText(FILE *index, int32_t *version, int32_t *oldest, int32_t *latest) {
     if (!scanVersion(index, version)) {
         return kWrongVersion;
@@ -63,15 +65,16 @@ inline int32_t scanIndexText(FILE *index, int32_t *version, int32_t *oldest, int
     return isRefused ? kWrongPositions : converted;
 }
 
-/// A text that begins as an index is built.
+/// The whole index that a text begins with.
 struct WholeIndexText {
     int32_t oldest;
     int32_t latest;
-    int32_t length;  ///< With the line end, which may be of two bytes.
+    int32_t length;  ///< With the line end, which may be two bytes.
 };
 
-/// Judges the text of an index: true when it begins with a version line of the only version and two numbers
-/// with a comma between them, followed by a line end. (Not used by the module, which takes what it can get.)
+/// Judges the text of an index. Returns true when it begins with a version line of the only version and two
+/// numbers with a comma between them, followed by a line end. (Not used by the module, which accepts what it
+/// can scan.)
 inline bool judgeIndexText(const char *text, WholeIndexText *whole) {
     int version = 0;
     int oldest = 0;

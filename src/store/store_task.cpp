@@ -16,25 +16,26 @@
 
 namespace {
 
-// The task's state, one set for all objects. It stands outside the task's function so that the
-// destruction of an object can reach it. All but `fp` and `isClosing` are touched with the file mutex
-// held only, or while there is no store task.
+// The task's state, one set for all objects. It is outside the task's function so that the destruction of an
+// object can reach it. All but `fp` and `isClosing` are accessed only with the file mutex held, or while
+// there is no store task.
 
 /// One message, as received and then split. Never cleared between messages of one task.
 char msgBuff[jorn::kMessageBufferSize];
 
-/// The data file open for writing, of object `pt`, or null. Whoever closes it takes it out first: the
-/// task's idle pass closes without the mutex, and a destruction may do so at the same moment.
+/// The data file of object `pt` that is open for writing, or null. Whoever closes it first sets this to null:
+/// the task's idle pass closes without the mutex, and a destruction may do so at the same moment.
 FILE *fp;
 
-/// The object that `open_id` designates, or null. Let go before it is freed.
+/// The object that `open_id` designates, or null. Reset before the object is freed.
 JORN_OBJ *pt;
 
 /// Handle of `pt`; 0 means none.
 int32_t open_id;
 
-/// A pass without messages is closing. Raised before `fp` is taken and lowered after the file is closed, so
-/// that a destruction that finds no open file can tell whether the last lines are still on their way.
+/// Whether a pass without messages is closing the file. Set before `fp` is taken and cleared after the file
+/// is closed, so that a destruction that finds no open file knows whether the last lines are still being
+/// written.
 bool isClosing;
 
 FILE *openFile() { return __atomic_load_n(&fp, __ATOMIC_ACQUIRE); }
@@ -57,7 +58,7 @@ void closeIdleFile() {
 /// What became of a message. Only a missing file ends the batch: the messages after it would be lost as well.
 enum class Outcome { Stored, Dropped, NoFile };
 
-/// In place of a ring position: no file can be had.
+/// In place of a ring position: no file could be opened.
 constexpr int32_t kNone = -1;
 
 int32_t itemCount(int32_t position) { return static_cast<int32_t>(pt->csv_info[position].itemCount); }
@@ -92,8 +93,8 @@ bool beginSummary(JORN_CSV_INFO *info) {
     return true;
 }
 
-/// Opens the file of a position to go on with it, or from scratch when it holds no item or cannot be gone on
-/// with.
+/// Opens the file of a position to append to it, or from scratch when it holds no item or cannot be opened
+/// for appending.
 bool continueFile(int32_t position) {
     JORN_OBJ *const object = pt;
     if (itemCount(position) == 0) {
@@ -102,8 +103,8 @@ bool continueFile(int32_t position) {
     return tryOpen(position, "a") || (createFile(position) && beginSummary(&object->csv_info[position]));
 }
 
-/// Leaves the full file and starts the next one of the ring; its position, or kNone. The ring positions stay
-/// when that file cannot be opened, so that the next message tries again.
+/// Leaves the full file and starts the next one of the ring. Returns its position, or kNone. When that file
+/// cannot be opened, the ring positions stay unchanged, so that the next message tries again.
 int32_t rotate(int32_t full) {
     closeFile();
     JORN_OBJ *const object = pt;
@@ -116,14 +117,14 @@ int32_t rotate(int32_t full) {
         object->csv_oldest = jorn::ringOf(*object).successor(next);
     }
     // Ignored on purpose: the items are in their file whatever the index says, and the next rotation writes
-    // it again. Until then a restart goes by the former positions.
+    // it again. Until then a restart uses the former positions.
     jorn_UpdateCsvIndexFile(object, object->csv_oldest, object->csv_latest);
     return beginSummary(&object->csv_info[next]) ? next : kNone;
 }
 
-/// Chooses the position that the next line of `pt` is counted at, and makes sure that a file is open for it:
-/// the next one of the ring after a full one, the one that is open already, or the latest. kNone when none
-/// can be had.
+/// Chooses the position where the next line of `pt` is counted, and makes sure that a file is open for it:
+/// the next one of the ring after a full one, the one that is open already, or the latest. kNone when no file
+/// can be opened.
 int32_t chooseFile() {
     const int32_t latest = jorn::ringOf(*pt).position(pt->csv_latest);
     if (isFull(latest)) {
@@ -139,7 +140,7 @@ Outcome storeLine(const char *line, size_t length) {
     if (position == kNone) {
         return Outcome::NoFile;
     }
-    // Ignored on purpose: a short write cannot be mended here, and a line that does not parse is in the
+    // Ignored on purpose: a short write cannot be repaired here, and a line that does not parse is in the
     // file but not counted.
     fwrite(line, length, 1, openFile());
     jorn_UpdateCsvInfo(pt, position, line);
@@ -157,7 +158,7 @@ bool selectObject(int32_t handle) {
     closeFile();
     pt = jorn::walkTo(handle);
     if (jorn::isInCreation(pt)) {
-        // Its ring is not known yet, so the message was meant for a former object of that handle.
+        // Its ring is not known yet, so the message was meant for a former object with that handle.
         pt = nullptr;
     }
     if (pt == nullptr) {
@@ -169,7 +170,7 @@ bool selectObject(int32_t handle) {
     return true;
 }
 
-/// Receives a message into msgBuff; its length, or 0 with a message when it is refused.
+/// Receives a message into msgBuff. Returns its length, or 0 after printing an error when it is refused.
 size_t receiveMessage() {
     const int length = msgQReceive(logMsgCsvStore_ID, msgBuff, jorn::kMessageSize, WAIT_FOREVER);
     if (length < 1 || static_cast<size_t>(length) >= jorn::kMessageSize) {
@@ -179,7 +180,7 @@ size_t receiveMessage() {
     return static_cast<size_t>(length);
 }
 
-/// The life of an item in this task: received, parted from its handle, given to its object, and stored.
+/// The life of an item in this task: received, separated from its handle, assigned to its object, and stored.
 Outcome storeMessage() {
     const size_t received = receiveMessage();
     if (received == 0) {

@@ -9,8 +9,8 @@
 #include "registry/log_object.h"
 
 /// Entry of `tLogStore`. Every 100 ticks it counts the waiting messages and, holding the file mutex,
-/// appends exactly so many items to their objects' files; a pass that finds none closes the open file.
-/// Returns -1 when mutex or queue are missing at its start; otherwise it ends by taskDelete only.
+/// appends exactly that many items to their objects' files; a pass that finds none closes the open file.
+/// Returns -1 when the mutex or the queue is missing at its start; otherwise only taskDelete ends it.
 JORN_INTERNAL int32_t jorn_TskStoreLogCsv(void);
 
 namespace jorn {
@@ -23,7 +23,7 @@ void storeTaskReset();
 void storeTaskLetGo(const JORN_OBJ *obj);
 
 /// Whether the store task is about to close, or closing, a file in a pass without messages. It does so
-/// without the mutex, and the last lines of the file are on the medium only when that is over.
+/// without the mutex, and the last lines of the file are on the medium only once it has finished.
 bool isStoreTaskClosing();
 
 }  // namespace jorn

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Tasks that meet. Each forced interleaving is built from a hook on a platform call, which runs in the
-// task that makes the call and so holds it at a known place, and from the port's settling, which tells
-// when every other task waits. The stress tests at the end force nothing: they are for the thread
+// Tasks that run into each other. Each forced interleaving is built from a hook on a platform call, which
+// runs in the task that makes the call and so holds it at a known place, and from the port's settling, which
+// returns when every other task waits. The stress tests at the end force nothing: they are for the thread
 // sanitizer, and check what must hold whatever the order.
 #include <msgQLib.h>
 #include <posixPort.h>
@@ -73,7 +73,7 @@ TEST_F(ConcurrencyTest, Query_DuringBatch_WaitsAndSeesTheWholeBatch) {
     std::atomic<int32_t> countedInBatch{0};
     onceAt("fwrite", [&] {
         spawnTask(&query);
-        // The store task itself is left out of its own settling: this returns when the query waits.
+        // The store task's own settling does not include itself: this returns when the query waits.
         posixPortSettle();
         countedInBatch = counted.load();
     });
@@ -81,13 +81,13 @@ TEST_F(ConcurrencyTest, Query_DuringBatch_WaitsAndSeesTheWholeBatch) {
     ASSERT_EQ(JORN_AddOneLog(handle, 1, 0, "b"), 0);
     pass();
     EXPECT_EQ(countedInBatch, -2) << "the query did not wait for the batch";
-    // The file is still open, its lines are in the stream's buffer: the count is of what is in the file.
+    // The file is still open and its lines are in the stream's buffer: only what is in the file is counted.
     EXPECT_EQ(counted, 1);
     settle();
     EXPECT_EQ(JORN_CountRequireTotalNum(handle, test::everything()), 3);
 }
 
-// While a query reads a file, the store task is given its ticks and runs until it waits for the mutex.
+// While a query reads a file, the store task gets its ticks and runs until it waits for the mutex.
 TEST_F(ConcurrencyTest, Batch_DuringQuery_WaitsUntilTheQueryEnds) {
     const int32_t handle = createAtRest(2);
     ASSERT_EQ(JORN_AddOneLog(handle, 1, 0, "later"), 0);
@@ -133,7 +133,7 @@ TEST_F(ConcurrencyTest, Destroy_WhileTheIdlePassCloses_WaitsUntilTheFileIsClosed
     std::function<void()> destroy = [&] { destroyed = JORN_Destroy(handle); };
     onceAt("fclose", [&] {
         spawnTask(&destroy);
-        posixPortSettle();  // the destruction sleeps for a tick by now
+        posixPortSettle();  // by now the destruction sleeps for a tick
         EXPECT_EQ(destroyed, -2);
         EXPECT_THAT(test::platform().calls({"free"}), IsEmpty());
     });
@@ -177,7 +177,7 @@ TEST_F(ConcurrencyTest, Destroy_DuringBatch_WaitsForItAndLosesNoLine) {
     EXPECT_EQ(dir_.read("0.csv"), "1700000000,3,0,Log start init!\n1700000000,1,0,a\n");
 }
 
-/// What lets a thread go on that stands still.
+/// Releases a thread that stands still.
 int goOnPipe[2];
 
 void standStill(int /*signal*/) {
@@ -193,17 +193,17 @@ void takeSignal() {
     ASSERT_EQ(pthread_sigmask(SIG_UNBLOCK, &signals, nullptr), 0);
 }
 
-/// A walk in a thread of its own, held inside the list by a circle of two objects, which it can leave only
-/// when the circle is opened.
+/// A walk in a thread of its own, held inside the list by a cycle of two objects, which it can leave only
+/// when the cycle is opened.
 class HeldWalk {
 public:
-    /// Puts the circle in place of the list and returns when the walk is in it.
+    /// Puts the cycle in place of the list and returns when the walk is in it.
     void begin() {
         first_->next = second_.get();
         second_->next = first_.get();
         __atomic_store_n(&jorn_obj_ptr, first_.get(), __ATOMIC_SEQ_CST);
         walker_ = std::thread([] {
-            takeSignal();  // a thread begun by a task of the port takes none
+            takeSignal();  // a thread started by a task of the port blocks them
             EXPECT_EQ(FindObj(103), nullptr);
         });
         while (!jorn::isWalkUnderWay()) {
@@ -211,7 +211,7 @@ public:
         }
     }
 
-    /// The walking thread stands still where it is, like a suspended task; before, it goes round and round.
+    /// Makes the walking thread stand still where it is, like a suspended task; until then, it loops.
     void suspend() {
         ASSERT_EQ(pipe(goOnPipe), 0);
         struct sigaction action = {};
@@ -266,7 +266,7 @@ TEST_F(ConcurrencyTest, Destroy_WalkUnderWay_FreesOnlyWhenTheWalkHasEnded) {
     EXPECT_TRUE(wasWalkOverAtFree);
 }
 
-/// Gives the store task its ticks until told to stop.
+/// Gives the store task its ticks until it is stopped.
 class Ticker {
 public:
     Ticker() : thread_([this] { run(); }) {}
@@ -289,7 +289,7 @@ private:
     std::thread thread_;
 };
 
-// A task of a lower priority goes on only while the destruction sleeps, which it does after many yields.
+// A task of lower priority continues only while the destruction sleeps, which it does after many yields.
 TEST_F(ConcurrencyTest, Destroy_WalkThatYieldingDoesNotEnd_SleepsAfterTenThousandYields) {
     const int32_t handle = createAtRest(2);
     HeldWalk walk;
@@ -312,7 +312,7 @@ TEST_F(ConcurrencyTest, Destroy_WalkThatYieldingDoesNotEnd_SleepsAfterTenThousan
 
 constexpr char kStillWaiting[] = "Destroy still waits for another task, suspended or deleted in a call?";
 
-/// Lets ticks pass one by one, so that who sleeps for one tick sleeps again before the next.
+/// Lets ticks pass one by one, so that a task that sleeps for one tick sleeps again before the next.
 void sleepThrough(int ticks) {
     for (int i = 0; i < ticks; ++i) {
         tickAnnounce();
@@ -332,7 +332,7 @@ TEST_F(ConcurrencyTest, Destroy_WalkThatDoesNotEnd_SaysOnceAfterAThousandTicksTh
     std::atomic<int32_t> destroyed{-2};
     std::function<void()> destroy = [&] { destroyed = JORN_Destroy(handle); };
     spawnTask(&destroy);
-    posixPortSettle();  // the destruction sleeps for its first tick by now
+    posixPortSettle();  // by now the destruction sleeps for its first tick
     sleepThrough(999);
     EXPECT_THAT(test::platform().messages(), IsEmpty());
     sleepThrough(1);
@@ -359,12 +359,12 @@ protected:
         test::platform().clearLog();
     }
 
-    /// The store task is stopped in the middle of its idle close, and goes on after `whileWaiting`.
+    /// Stops the store task in the middle of its idle close, and releases it after `whileWaiting`.
     void destroyDuringIdleClose(const std::function<void()> &whileWaiting) {
         std::function<void()> destroy = [&] { destroyed_ = JORN_Destroy(handle_); };
         onceAt("fclose", [&] {
             spawnTask(&destroy);
-            posixPortSettle();  // the destruction sleeps for its first tick by now
+            posixPortSettle();  // by now the destruction sleeps for its first tick
             whileWaiting();
             EXPECT_EQ(destroyed_, -2);
         });
@@ -412,7 +412,7 @@ void produce(int32_t handle, const std::string &name, int count) {
     }
 }
 
-/// The numbers behind `name` in the lines of a file, in their order.
+/// The numbers after `name` in the lines of a file, in their order.
 std::vector<int> numbersOf(const std::string &name, const std::string &bytes) {
     std::vector<int> numbers;
     for (size_t at = bytes.find("," + name); at != bytes.npos; at = bytes.find("," + name, at + 1)) {
@@ -449,8 +449,8 @@ TEST_F(ConcurrencyTest, ManyProducers_AcceptedItems_AreStoredOnceAndInOrder) {
     }
 }
 
-// Objects come and go while a producer and a reader use another one. Every walk of theirs passes the
-// objects that are being destroyed.
+// Objects come and go while a producer and a reader use another one. Every walk by these passes the objects
+// that are being destroyed.
 TEST_F(ConcurrencyTest, OtherObjects_CreatedAndDestroyed_DisturbNeitherProducerNorReader) {
     const int32_t handle = createAtRest(2);
     jorn_SetDebugPrintLevel(0);

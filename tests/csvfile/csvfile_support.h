@@ -19,7 +19,7 @@ inline std::string padded(const std::string &start, size_t length) {
     return start + std::string(length - start.size(), 'x');
 }
 
-/// The whole record, counters that are 0 left out: "3 items, 10 to 30, last 20; level 1: 2 (slot 5: 1)".
+/// The whole record, without counters that are 0: "3 items, 10 to 30, last 20; level 1: 2 (slot 5: 1)".
 inline std::string describe(const JORN_CSV_INFO &info) {
     std::string text = std::to_string(info.itemCount) + " items, " + std::to_string(info.timeMin) + " to " +
                        std::to_string(info.timeMax) + ", last " + std::to_string(info.timeLast);

@@ -12,8 +12,8 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// The reader of data files is shown through the function that reads a whole file: a reader made here
-// would bring its own calls, past the probe.
+// The reader of data files is tested through the function that reads a whole file: a reader made here would
+// make its own calls, bypassing the probe.
 class DataFileTest : public ModuleTest {
 protected:
     uint32_t itemsRead() {

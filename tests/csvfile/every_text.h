@@ -8,7 +8,7 @@
 
 namespace test {
 
-/// All texts of so many characters of an alphabet, one after the other.
+/// All texts of a given number of characters of an alphabet, one after the other.
 class EveryText {
 public:
     EveryText(const char *alphabet, size_t size, size_t length)
@@ -16,7 +16,7 @@ public:
 
     const std::string &text() const { return text_; }
 
-    /// Makes the next one; false after the last.
+    /// Makes the next text; false after the last.
     bool next() {
         for (size_t i = 0; i < places_.size(); ++i) {
             places_[i] = places_[i] + 1 < size_ ? places_[i] + 1 : 0;

@@ -15,7 +15,7 @@ using ::testing::IsEmpty;
 
 class FileSummaryTest : public ModuleTest {
 protected:
-    /// What analysing a file of these bytes gives, for an object of 8 slots.
+    /// The result of analysing a file of these bytes, for an object of 8 slots.
     std::string analysed(const std::string &bytes) { return analysedBy(object_, bytes); }
 
     std::string analysedBy(HandMadeObject &object, const std::string &bytes) {
@@ -26,7 +26,7 @@ protected:
         return describe(info);
     }
 
-    /// What appending these lines one by one makes of the summary of position 1.
+    /// The summary of position 1 after these lines are appended one by one.
     std::string updated(const std::vector<std::string> &appended) {
         for (const std::string &line : appended) {
             EXPECT_EQ(jorn_UpdateCsvInfo(object_.get(), 1, line.c_str()), 0);
@@ -34,7 +34,7 @@ protected:
         return describe(object_.info(1));
     }
 
-    /// Marks all three summaries, so that a change of any of them is seen.
+    /// Marks all three summaries, so that a change of any of them is noticed.
     void markSummaries() {
         for (int32_t position = 0; position < 3; ++position) {
             memset(&object_.info(position), 0x11 * (position + 1), sizeof(JORN_CSV_INFO));
@@ -50,7 +50,7 @@ protected:
     HandMadeObject object_{dir_.path(), 3};
 };
 
-/// An item of a negative level in each slot from -8 to 7: were the level used as an index, some slot of it
+/// An item of a negative level in each slot from -8 to 7: if the level were used as an index, some slot of it
 /// would land on every word before the level counters, and beyond the record's start.
 std::vector<std::string> negativeLevelInEverySlot() {
     std::vector<std::string> all;
@@ -60,7 +60,7 @@ std::vector<std::string> negativeLevelInEverySlot() {
     return all;
 }
 
-/// What 16 items of no counter's level at time 100 leave.
+/// The summary after 16 items at time 100 whose level has no counter.
 JORN_CSV_INFO sixteenItemsOutsideTheTables() {
     JORN_CSV_INFO info = {};
     info.itemCount = 16;

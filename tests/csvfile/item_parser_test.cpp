@@ -157,7 +157,7 @@ void expectParseAsLibrary(const std::string &line) {
         result == (wanted.isItem() ? 0 : -1) && item.time == wanted.time.value_or(kUnsetTime) &&
         item.level == wanted.level.value_or(kUnsetLevel) && item.slot == wanted.slot.value_or(kUnsetSlot) &&
         item.text == (wanted.isItem() ? line.c_str() + libraryTextOffset(line.c_str()) : kUnsetText);
-    // Compared in one expression, because millions of them run emulated.
+    // Compared in one expression, because millions of comparisons run emulated.
     EXPECT_TRUE(isSame) << ::testing::PrintToString(line) << ": " << item.time << " " << item.level << " "
                         << item.slot;
 }

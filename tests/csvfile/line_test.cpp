@@ -13,7 +13,7 @@
 namespace test {
 namespace {
 
-/// A line as it is built, with the NUL that ends it left out.
+/// A line as it is built, without the NUL that ends it.
 std::string built(uint32_t time, int32_t level, int32_t slot, const std::string &text) {
     char line[jorn::kLineSize + 1];
     memset(line, '#', sizeof line);

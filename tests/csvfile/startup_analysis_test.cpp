@@ -54,7 +54,7 @@ protected:
         return found;
     }
 
-    /// Starts an object of 5 files up on an index and files, at print level 0.
+    /// Starts up an object of 5 files on an index and files, at print level 0.
     void startQuietly(const std::string &positions, const DataFiles &files) {
         dir_.write("index.csv", "version:1\n" + positions + "\n");
         writeFiles(files);
@@ -398,7 +398,7 @@ TEST_F(StartupAnalysisTest, Init_FailedFile_IsReportedFromLevelOne) {
 
 class StartupTimesTest : public StartupAnalysisTest {
 protected:
-    /// Starts up on the files 0 to 2 and gives what is said about times.
+    /// Starts up on the files 0 to 2 and returns what is printed about times.
     std::vector<std::string> timesTold(const std::string &oldest, const std::string &middle,
                                        const std::string &newest) {
         dir_.write("index.csv", "version:1\n0,2\n");

@@ -125,7 +125,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Row{"WrappedRingWithAFileOutside", {3, 1, 10}, upTo(4), "2>7 3>8 4>9 [8,1]"}),
     [](const auto &row) { return row.param.name; });
 
-// The former span is counted over 90 positions, not over the ring: seen where a file beyond the ring lies
+// The former span is counted over 90 positions, not over the ring: this shows where a file beyond the ring is
 // on the way.
 INSTANTIATE_TEST_SUITE_P(
     Span, TidyingPlanRowTest,

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Checks that every test that a document names is there: check_named_tests.py TESTS DOCUMENT...
+"""Checks that every test that a document names exists: check_named_tests.py TESTS DOCUMENT...
 
 TESTS is the folder of the tests. A test is named in backticks: `Suite.Name`, `Suite.*` for all of a suite,
 `Suite.*/Case` for one case of it; a name that CMake gives a test counts too.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The medium takes so many bytes and no more, for every small number; room comes back later. Each run is
+// The medium takes a limited number of bytes, for every small limit; room comes back later. Each run is
 // compared with the model, files byte by byte.
 #include <algorithm>
 #include <iostream>
@@ -65,7 +65,7 @@ INSTANTIATE_TEST_SUITE_P(Scripts, DiskFullTest,
                                            "Clear", "Restart"));
 
 /// Steady logging: the items whose lines fit are stored, the one that is torn and all after it are lost. The
-/// first item after room has come back continues the torn line, and is lost with it once the time is
+/// first item after room has come back continues the torn line, and is lost with it once the torn time is
 /// complete.
 TEST_F(DiskFullTest, SteadyLogging_EveryRoom_LosesExactlyTheLinesThatDoNotFit) {
     const Workload &script = workload("Append");
@@ -99,8 +99,8 @@ TEST_F(DiskFullTest, SteadyLogging_EveryRoom_LosesExactlyTheLinesThatDoNotFit) {
     }
 }
 
-/// A rewrite on a full medium leaves an index of no byte and no backup: the next start begins at 0, and the
-/// items elsewhere are out of sight, though still in their files.
+/// A rewrite on a full medium leaves an empty index and no backup: the next start begins at 0, and queries do
+/// not see the items elsewhere, though they are still in their files.
 TEST_F(DiskFullTest, IndexRewrite_NoRoom_LeavesAnEmptyIndexAndNoBackup) {
     const test::TempDir root;
     RealStore store(root.path());
@@ -128,7 +128,7 @@ TEST_F(DiskFullTest, IndexRewrite_NoRoom_LeavesAnEmptyIndexAndNoBackup) {
 
 class ReadFaultTest : public test::ModuleTest {
 protected:
-    /// The script of paging, with a file taken away before the second call that begins with `call`.
+    /// The script of paging, with a file removed before the second call that begins with `call`.
     void pageWhile(const std::string &call, const std::string &vanishing, Files *files,
                    std::vector<std::string> *messages, int32_t *page, std::vector<std::string> *texts) {
         const test::TempDir root;
@@ -138,7 +138,7 @@ protected:
         store.clearLog();
         int seen = 0;
         test::platform().onCall(call, [&](const std::string &) {
-            // The second opening of the file: it has been counted.
+            // The file is opened for the second time, so it has been counted.
             if (++seen == 2) {
                 store.take(vanishing);
             }

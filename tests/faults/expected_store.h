@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The model of the store as a script drives it: with a log of its calls and what each is for, and calls that
-// fail.
+// The model of the store as a script drives it: with a log of its calls and the purpose of each, and with
+// calls that fail.
 #ifndef JORN_TESTS_FAULTS_EXPECTED_STORE_H
 #define JORN_TESTS_FAULTS_EXPECTED_STORE_H
 
@@ -41,7 +41,7 @@ public:
     std::vector<std::string> memory() const override;
     void clearLog() override;
 
-    /// What each call is for, beside calls().
+    /// The purpose of each call, parallel to calls().
     const std::vector<std::string> &roles() const { return roles_; }
 
 private:

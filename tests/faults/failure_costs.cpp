@@ -25,7 +25,7 @@ std::vector<FailureCost> costsOfCreation() {
     };
 }
 
-/// Ids that are gone. No other task contends for the mutex here.
+/// Deleted ids. No other task contends for the mutex here.
 std::vector<FailureCost> costsOfIds() {
     return {
         {"lock the analysis", {}, "", Loss::kNone},   {"lock a batch", {}, "", Loss::kNone},
@@ -36,8 +36,8 @@ std::vector<FailureCost> costsOfIds() {
     };
 }
 
-/// Index and tidying. A file that seems not to be there is passed over, and the next write or
-/// rename may replace it.
+/// Index and tidying. A file that seems to be missing is skipped, and the next write or rename may replace
+/// it.
 std::vector<FailureCost> costsOfIndexAndTidying() {
     return {
         {"open the index", {}, "DIR/#: Open index file error!", Loss::kFile, kSometimes},
@@ -93,7 +93,7 @@ std::vector<FailureCost> costsOfStoreTask() {
     };
 }
 
-/// Queries lose nothing; what they show is short.
+/// Queries lose nothing; what they show is incomplete.
 std::vector<FailureCost> costsOfQueries() {
     return {
         {"open a data file to count its items", {}, "Open file error: #.csv!\n", Loss::kNone},

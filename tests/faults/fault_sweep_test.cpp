@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every call that the module makes to its platform and the C library fails, at every place of every script,
-// once and from then on. Each run is compared with the model; what one failure costs stands in a table.
+// once and from then on. Each run is compared with the model; a table states what each failure costs.
 #include <algorithm>
 #include <iostream>
 #include <map>
@@ -30,7 +30,7 @@ const std::map<std::string, std::vector<Way>> &waysOfCalls() {
         {"yaffs_rename", {Way::kPlain}},
         {"semMCreate", {Way::kPlain}},
         {"semTake", {Way::kPlain}},
-        // These fail on an id that is not valid any more, and then there is nothing left to give or delete.
+        // These fail on an id that is no longer valid, and then there is nothing left to give or delete.
         {"semGive", {Way::kDone}},
         {"semDelete", {Way::kDone}},
         {"msgQDelete", {Way::kDone}},
@@ -88,8 +88,8 @@ std::string general(const std::string &message) {
     return text;
 }
 
-/// The most items that a loss can be. How many it is at one place is in the model's files, byte by byte: an
-/// item may be overwritten later in any case.
+/// The most items that a loss can cost. The model's files show, byte by byte, how many are lost at one place:
+/// an item may be overwritten later anyway.
 size_t mostLost(Loss loss, size_t itemsAtMost) {
     switch (loss) {
         case Loss::kItem:
@@ -122,7 +122,7 @@ size_t lostItems(const Outcome &clean, const Outcome &faulty) {
     return lost;
 }
 
-/// What tells of an object that was not made, or of a queue that a different item meets full.
+/// A message about an object that was not made, or about a queue that is full for a different item.
 bool isFollowUp(const std::string &message) {
     return message.compare(0, 8, "hanld_id") == 0 || message.compare(0, 14, "Msg send error") == 0;
 }
@@ -140,8 +140,8 @@ void expectCost(const Place &place, const Outcome &faulty) {
     EXPECT_TRUE(isRefusing || missing(place.clean.accepted, faulty.accepted).empty());
 }
 
-/// The items that come after a fault is gone are the newest ones, in order, unless the line before the first
-/// of them was torn, or nobody writes.
+/// The items submitted after the fault has ended are the newest ones, in order, unless the line before the
+/// first of them was torn, or no task writes.
 void expectGoingOn(const Place &place, const Outcome &faulty) {
     const std::vector<std::string> anew = {"anew2", "anew1", "anew0"};
     EXPECT_EQ(faulty.restarted, anew);
@@ -187,7 +187,7 @@ protected:
         for (size_t i = 0; i < (takesTurns ? 1 : ways.size()); ++i) {
             const Way way = ways[takesTurns ? static_cast<size_t>(skip) % ways.size() : i];
             runFault({clean.roles[number], way, clean}, {word, skip, 1, way});
-            // A taskDelay that always returns at once would leave no time to anybody.
+            // A taskDelay that always returns at once would leave no time for other tasks.
             if (word != "taskDelay") {
                 runFault({clean.roles[number], way, clean}, {word, skip, probe::Probe::kForever, way});
             }

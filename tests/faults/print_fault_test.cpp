@@ -13,13 +13,13 @@ namespace {
 
 constexpr int32_t kEverythingPrinted = 8;
 
-/// What one run did, directories left out.
+/// What one run did, without directories.
 struct Trace {
     std::vector<std::string> calls;
     std::vector<std::string> results;
     std::vector<std::string> memory;  ///< Before the objects are destroyed.
     Files files;
-    std::vector<std::string> printed;  ///< Each print by itself.
+    std::vector<std::string> printed;  ///< Each print separately.
 };
 
 void expectSame(const Trace &trace, const Trace &clean) {
@@ -39,10 +39,10 @@ std::vector<std::string> without(std::vector<std::string> texts, const std::stri
     return texts;
 }
 
-/// Prints that are the module's own: printErrno is the platform's and goes another way.
+/// Whether a print is the module's own: printErrno is the platform's and is printed another way.
 bool isOwn(const std::string &printed) { return printed.compare(0, 6, "errno ") != 0; }
 
-/// What is printed when of the module's prints `skip` pass and the next `count` fail.
+/// What is printed when `skip` of the module's prints succeed and the next `count` fail.
 std::vector<std::string> without(const std::vector<std::string> &printed, int skip, int count) {
     std::vector<std::string> left;
     int number = 0;
@@ -58,7 +58,8 @@ std::vector<std::string> without(const std::vector<std::string> &printed, int sk
 
 class PrintFaultTest : public test::ModuleTest, public ::testing::WithParamInterface<Workload> {
 protected:
-    /// The script, a page and the end of the objects, `count` prints failing after `skip` ones.
+    /// Runs the script, a page and the destruction of the objects, with `count` prints failing after the
+    /// first `skip`.
     static Trace trace(int skip, int count) {
         const test::TempDir root;
         test::platform().reset();
@@ -69,7 +70,7 @@ protected:
         store.clearLog();
         store.fail({"printf", skip, count, probe::Way::kPlain});
         GetParam().run(store, handles);
-        store.page(handles.a, 1, 20);  // prints, also when there is no object any more
+        store.page(handles.a, 1, 20);  // prints, even when there is no object any more
         Trace done;
         done.memory = store.memory();
         destroyAll(store, handles);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The module itself, below a test's directory, on the hand-driven clock and behind the probe.
+// The module itself, below a test's directory, on the hand-driven clock and with the probe between it and its
+// platform.
 #ifndef JORN_TESTS_FAULTS_REAL_STORE_H
 #define JORN_TESTS_FAULTS_REAL_STORE_H
 

@@ -7,7 +7,7 @@
 namespace faults {
 namespace {
 
-/// The first place where two lists part.
+/// Reports the first place where two lists differ.
 void expectSameList(const std::string &what, const std::vector<std::string> &real,
                     const std::vector<std::string> &expected) {
     const auto parted = std::mismatch(real.begin(), real.end(), expected.begin(), expected.end());
@@ -19,7 +19,7 @@ void expectSameList(const std::string &what, const std::vector<std::string> &rea
                   << "\nrequired: " << (parted.second == expected.end() ? "nothing" : *parted.second);
 }
 
-/// Calls, messages, results and files of both, after a part of the script.
+/// Compares calls, messages, results and files of both, after a part of the script.
 void expectSame(const std::string &when, const RealStore &real, const ExpectedStore &expected) {
     expectSameList("calls " + when, real.calls(), expected.calls());
     expectSameList("messages " + when, real.messages(), expected.messages());
@@ -28,7 +28,7 @@ void expectSame(const std::string &when, const RealStore &real, const ExpectedSt
     EXPECT_EQ(real.files(), expected.files()) << when;
 }
 
-/// The store goes on with what it has, or with a new object when it has none.
+/// Lets the store continue with the objects it has, or with a new one when it has none.
 void goOn(StoreDriver &store, Handles &handles) {
     if (handles.a <= 0) {
         handles.a = store.create("a", kRingA);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// One script with its faults, run on the module and on the model, followed by what must work when the faults
-// are gone: going on, and a restart.
+// One script with its faults, run on the module and on the model, followed by what must work once the faults
+// have ended: continuing, and a restart.
 #ifndef JORN_TESTS_FAULTS_REHEARSAL_H
 #define JORN_TESTS_FAULTS_REHEARSAL_H
 
@@ -16,18 +16,18 @@
 
 namespace faults {
 
-/// What came out, the same for module and model, else the test has failed.
+/// The results, the same for module and model, or else the test has failed.
 struct Outcome {
     std::vector<std::string> calls;      ///< Of the script.
     std::vector<std::string> roles;      ///< What each of those is for.
     std::vector<std::string> messages;   ///< Of the script, directories shortened.
-    std::set<std::string> stored;        ///< Texts of whole items on the medium after going on.
-    std::set<std::string> accepted;      ///< Texts that submissions took.
-    std::vector<std::string> goneOn;     ///< The newest three items after going on.
+    std::set<std::string> stored;        ///< Texts of whole items on the medium after continuing.
+    std::set<std::string> accepted;      ///< Texts that submissions accepted.
+    std::vector<std::string> goneOn;     ///< The newest three items after continuing.
     std::vector<std::string> restarted;  ///< The newest three items after a restart.
 };
 
-/// Texts of the lines of all data files that are items by form.
+/// Texts of all data file lines that have the form of items.
 std::set<std::string> itemsIn(const Files &files);
 
 /// Runs a script with faults on module and model, compares everything they did, and returns it.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The mutex, the queue or the store task is deleted by somebody else while the store is at work, before every
-// call that names it. Nothing crashes or hangs, and a new store works.
+// Somebody else deletes the mutex, the queue or the store task while the store is at work, before every call
+// that names it. Nothing crashes or hangs, and a new store works.
 #include <msgQLib.h>
 #include <semLib.h>
 #include <taskLib.h>
@@ -13,7 +13,7 @@
 namespace faults {
 namespace {
 
-/// Deletions that the module is not charged with.
+/// Records deletions that are not the module's.
 void countBack(const std::string &kind, STATUS status) {
     if (status == OK) {
         test::platform().giveBack(kind);
@@ -26,7 +26,7 @@ void deleteTask() { countBack("task", taskDelete(logTask_ID)); }
 
 struct Deletion {
     std::string name;
-    std::vector<std::string> calls;  ///< Those that meet the stale id.
+    std::vector<std::string> calls;  ///< Those that use the stale id.
     void (*act)();
 };
 
@@ -34,7 +34,7 @@ std::ostream &operator<<(std::ostream &out, const Deletion &deletion) { return o
 
 class StaleIdTest : public test::ModuleTest, public ::testing::WithParamInterface<Deletion> {
 protected:
-    /// The script with the deletion before call `number` of those that name the id; false when there are
+    /// Runs the script with the deletion before call `number` of those that name the id; false when there are
     /// fewer.
     static bool runWithDeletion(const Workload &script, const std::string &call, int number) {
         const test::TempDir root;

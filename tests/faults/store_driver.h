@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a script does with a store. The same script is run on the module and on the model of what is required
-// of it, and leaves the same report in both.
+// What a script does with a store. The same script runs on the module and on the model of what is required of
+// it, and both produce the same report.
 #ifndef JORN_TESTS_FAULTS_STORE_DRIVER_H
 #define JORN_TESTS_FAULTS_STORE_DRIVER_H
 
@@ -35,17 +35,17 @@ public:
     /// Submits an item of level 1, slot 2.
     virtual int32_t add(int32_t handle, const std::string &text) = 0;
     virtual void pass() = 0;
-    /// Counts, or pages through, everything; a page is reported with all its fields.
+    /// Count everything, or show a page of it; a page is reported with all its fields.
     virtual int32_t count(int32_t handle) = 0;
     virtual int32_t page(int32_t handle, int32_t page, int32_t itemsPerPage) = 0;
     virtual int32_t clear(int32_t handle) = 0;
 
-    /// Puts a file there; takes one away.
+    /// Write a file; remove one.
     virtual void put(const std::string &path, const std::string &bytes) = 0;
     virtual void take(const std::string &path) = 0;
-    /// Makes a file's summary count so many items, so that a rotation is near.
+    /// Makes a file's summary count `items` items, so that a rotation is near.
     virtual void setCount(int32_t handle, int32_t position, int32_t items) = 0;
-    /// Puts the queue to `waiting` messages for the handle.
+    /// Fills the queue up to `waiting` messages, for the handle.
     virtual void fillQueue(int32_t handle, int waiting) = 0;
     virtual void limitRoom(int64_t bytes) = 0;
     virtual void addRoom(int64_t bytes) = 0;
@@ -61,7 +61,7 @@ public:
 
     /// Everything that the calls above returned, and the records of the pages, in order.
     const std::vector<std::string> &results() const { return results_; }
-    /// Texts that add() was told are in the queue.
+    /// Texts that add() put into the queue, by its result.
     const std::vector<std::string> &accepted() const { return accepted_; }
     /// Texts of the last page, newest first.
     const std::vector<std::string> &lastPage() const { return lastPage_; }
@@ -72,7 +72,7 @@ protected:
         return result;
     }
 
-    /// What memory() says of a file.
+    /// What memory() reports for a file.
     static std::string describe(const JORN_CSV_INFO &info) {
         uint32_t ofLevels = 0;
         for (const JORN_LEVEL_STAT &stat : info.levelStat) {

@@ -69,7 +69,7 @@ void backupOnly(StoreDriver &store, Handles &) {
     store.put("a/index.bak", "version:1\n0,2\n");
 }
 
-/// An index that is no good beside a backup.
+/// An unusable index beside a backup.
 void damagedIndex(StoreDriver &store, Handles &) {
     store.put("a/0.csv", lines("only", 2));
     store.put("a/index.csv", "");
@@ -119,7 +119,7 @@ void beforeRotation(StoreDriver &store, Handles &handles) {
     store.setCount(handles.a, 0, kFull - 2);
 }
 
-/// The same in a ring that has come round: the next file is the oldest one.
+/// The same in a ring that has wrapped: the next file is the oldest one.
 void beforeWrap(StoreDriver &store, Handles &handles) {
     wrappedRing(store, handles);
     store.setCount(handles.a, 1, kFull - 2);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The scripts that faults are put into: everything the store does, with few items.
+// The scripts that faults are injected into: everything the store does, with few items.
 #ifndef JORN_TESTS_FAULTS_WORKLOADS_H
 #define JORN_TESTS_FAULTS_WORKLOADS_H
 

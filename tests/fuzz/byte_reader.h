@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Takes a fuzzing input apart. An input that has run out gives zeros, so that every input means something.
+// Splits a fuzzing input. An input that has run out returns zeros, so that every input means something.
 #ifndef JORN_TESTS_FUZZ_BYTE_READER_H
 #define JORN_TESTS_FUZZ_BYTE_READER_H
 
@@ -29,7 +29,7 @@ public:
 
     bool flag() { return byte() % 2 != 0; }
 
-    /// Any number, one near 0 or near the days of the items made for rings more often than others.
+    /// Any number; more often one near 0, or near the days of the items made for rings.
     int32_t number() {
         const int32_t kind = byte();
         if (kind < kSmallNumbers) {
@@ -56,7 +56,7 @@ public:
 
     std::string rest() { return bytes(size_); }
 
-    /// A day that number() gives often.
+    /// A day that number() often returns.
     static constexpr int32_t kFirstDay = 19670;
 
 private:

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""The kept inputs of a fuzzing target, one text file a target:
+"""The kept inputs of a fuzzing target, one text file per target:
 
   corpus.py unpack CORPUS FOLDER        each input as a file of the folder, which then holds nothing else
   corpus.py pack FOLDER CORPUS          the reverse
@@ -8,7 +8,7 @@
 
 A line is a name, a blank and the bytes in base64. Inputs that were made for a purpose have a name of their own; of
 the others, which the fuzzer kept for their coverage, the name is "-", and they are unpacked under the fuzzer's own
-names for them. Lines are sorted, so that an input more is a line more.
+names for them. Lines are sorted, so that one more input is one more line.
 """
 import base64
 import binascii

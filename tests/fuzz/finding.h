@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How a target says that the module and the model disagree: both sides, readable, then the end of the
+// How a target reports that the module and the model disagree: it prints both sides, readable, and ends the
 // program.
 #ifndef JORN_TESTS_FUZZ_FINDING_H
 #define JORN_TESTS_FUZZ_FINDING_H
@@ -13,10 +13,10 @@
 
 namespace fuzz {
 
-/// Prints an account on standard error and aborts.
+/// Prints both sides on standard error and aborts.
 [[noreturn]] void reportFinding(const std::string &what, const std::string &seen, const std::string &wanted);
 
-/// Bytes in quotes, those that do not print as \xNN.
+/// Bytes in quotes; unprintable ones as \xNN.
 std::string readable(const std::string &bytes);
 
 inline std::string readable(int64_t number) { return std::to_string(number); }
@@ -39,7 +39,7 @@ inline std::string readable(const std::map<std::string, std::string> &files) {
     return text.empty() ? "nothing" : text;
 }
 
-/// Ends the program unless what the module gave is what the model wants.
+/// Ends the program unless the module's result is what the model wants.
 template <class Value>
 void expectSame(const std::string &what, const Value &seen, const Value &wanted) {
     if (!(seen == wanted)) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Any bytes as index and backup, each there or not, against the reader of the index.
+// Any bytes as index and backup, each present or not, given to the reader of the index.
 #include <cstring>
 #include <string>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Any line against the parser, the filter of a requirement, and the maker of display records, and as the text
-// of an item against submission.
+// Any line, given to the parser, the filter of a requirement and the maker of display records, and, as the
+// text of an item, to submission.
 #include <msgQLib.h>
 
 #include <algorithm>
@@ -49,7 +49,7 @@ void checkParser(const std::string &line, int32_t printLevel) {
     expectNumber("day", jorn_TimeToDay(item.time), item.time / 86400U);
 }
 
-/// The same once more, against the C library's calls on this machine.
+/// The same again, compared with the C library's calls on this machine.
 void checkParserAgainstLibrary(const std::string &line) {
     const test::ModelParse wanted = test::libraryParse(line.c_str());
     JORN_ITEM_INFO item = {};
@@ -119,7 +119,7 @@ void checkFilter(const std::string &line, const JORN_REQUIRE &require, int32_t p
     expectSame("messages of the filter", MemoryPlatform::get().takeMessages(), messages);
 }
 
-/// Compares a text of a record, all bytes when it is to be untouched.
+/// Compares a text of a record; all of its bytes when it must be untouched.
 template <size_t size>
 void expectText(const std::string &what, const char (&seen)[size], const std::optional<std::string> &wanted) {
     if (wanted) {

@@ -2,9 +2,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """Keeps the figures of a target's last long run: long_run.py TABLE TARGET COMMIT BEGUN OUTPUT
 
-TABLE is a Markdown file with a row a target, of which that of TARGET is written anew. OUTPUT is what the fuzzer
-printed with -print_final_stats=1; BEGUN is the run's begin in seconds since 1970. The end is when OUTPUT was last
-written to. A figure that the output lacks is shown as "?".
+TABLE is a Markdown file with a row per target; the row of TARGET is rewritten. OUTPUT is what the fuzzer
+printed with -print_final_stats=1; BEGUN is the beginning of the run in seconds since 1970. The end is when OUTPUT
+was last written to. A figure missing from the output is shown as "?".
 """
 import datetime
 import pathlib

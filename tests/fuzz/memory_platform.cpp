@@ -100,7 +100,7 @@ std::vector<std::string> MemoryPlatform::takeMessages() {
 }
 
 void passOfStoreTask() {
-    posixPortSettle();  // ticks count from when the task waits for them
+    posixPortSettle();  // ticks count from the moment the task waits for them
     for (int i = 0; i < JORN_STORE_TICKS; ++i) {
         tickAnnounce();
     }
@@ -156,7 +156,7 @@ time_t memory_time(time_t *out) {
     return fuzz::kNow;
 }
 
-/// Every directory is there.
+/// Every directory exists.
 DIR *memory_opendir(const char *) { return reinterpret_cast<DIR *>(&fuzz::MemoryPlatform::get()); }
 
 int memory_closedir(DIR *) { return 0; }

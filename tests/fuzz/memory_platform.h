@@ -23,17 +23,17 @@ class MemoryPlatform {
 public:
     static MemoryPlatform &get();
 
-    /// No files and no prints; times are shown in UTC, and only ticks by hand pass.
+    /// Leaves no files and no prints; times are shown in UTC, and ticks pass by hand only.
     void reset();
 
     /// Puts files into a directory, such as "/a".
     void put(const std::string &directory, const test::NamedFiles &files);
     test::NamedFiles filesIn(const std::string &directory) const;
 
-    /// The messages since the last call, without prefix and line end; what was printed by itself is left out.
+    /// The messages since the last call, without prefix and line end; prints outside a message are left out.
     std::vector<std::string> takeMessages();
 
-    /// The bytes of an open file live on when its name goes.
+    /// The bytes of an open file survive the removal of its name.
     using Bytes = std::shared_ptr<std::string>;
     std::map<std::string, Bytes> &paths() { return paths_; }
     void addPrint(const std::string &text) { prints_.push_back(text); }
@@ -46,7 +46,7 @@ private:
 /// One pass of the store task: 100 ticks, until it waits again.
 void passOfStoreTask();
 
-/// Destroys every object and puts the module's largest time back to 0.
+/// Destroys every object and resets the module's largest time to 0.
 void destroyAll();
 
 }  // namespace fuzz

@@ -47,7 +47,7 @@ void expectRecord(const JORN_LOG_DISP &seen, const std::string &line) {
     expectSame("text of " + line, std::string(seen.logStr), wanted.text.value_or("?"));
 }
 
-/// The number of items of a page: not written for page 0.
+/// Checks the number of items of a page, which is not written for page 0.
 void expectItemsNum(const JORN_LOG_PAGE &page, const test::ModelPage &wanted) {
     if (wanted.result == 0) {
         expectThat(isUntouched(&page.itemsNum, sizeof page.itemsNum), "page 0 leaves the number of items");
@@ -78,7 +78,7 @@ void checkCount(int32_t handle, const JORN_REQUIRE &require, const test::ModelRi
     expectNumber("count", JORN_CountRequireTotalNum(handle, require), wanted ? wanted->total : -1);
 }
 
-/// A wrapped ring of five files, some days of items of every level and slot in each.
+/// A wrapped ring of five files, each with some days of items of every level and slot.
 test::NamedFiles fixedDirectory() {
     test::NamedFiles files = {{"index.csv", test::modelIndexText(3, 1)}};
     uint32_t time = 86400U * static_cast<uint32_t>(ByteReader::kFirstDay);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Main program of a fuzzing target in ordinary builds: replays the inputs kept in the directories and files
-// given. The input that fails is the last one named.
+// given. The input that fails is the last one printed.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>

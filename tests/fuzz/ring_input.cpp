@@ -8,7 +8,7 @@
 namespace fuzz {
 namespace {
 
-/// A line whose numbers are often small, and whose time moves on from the former one.
+/// A line whose numbers are often small, and whose time is at or after the former one.
 std::string takeItem(ByteReader *input, uint32_t *time) {
     constexpr uint32_t kStep = 1800;
     *time += kStep * input->byte();
@@ -40,7 +40,7 @@ std::string repeated(const std::string &text, int32_t times) {
     return all;
 }
 
-/// Bytes as they are, the same bytes several times so that a line gets long, an index, or items.
+/// Raw bytes, the same bytes repeated so that a line gets long, an index, or items.
 std::string takePiece(ByteReader *input, bool isIndex) {
     constexpr int32_t kKinds = 8;
     switch (input->below(kKinds)) {

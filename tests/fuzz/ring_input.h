@@ -9,8 +9,8 @@
 
 namespace fuzz {
 
-/// Takes pieces of files until the input ends. Each goes to the end of a file: to index.csv, index.bak, or a
-/// data file below `positions`, at most 90.
+/// Takes pieces of files until the input ends. Each is appended to a file: to index.csv, index.bak, or a data
+/// file below `positions`, at most 90.
 test::NamedFiles takeDirectory(ByteReader *input, int32_t positions);
 
 }  // namespace fuzz

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Any directory against creation: what is renamed, deleted and rewritten, every summary, and the times. Then
-// a second creation on what the first one left.
+// Any directory, given to creation: what is renamed, deleted and rewritten, every summary, and the times.
+// Then a second creation on what the first one left.
 #include <string>
 
 #include "fuzz/byte_reader.h"

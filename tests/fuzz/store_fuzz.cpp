@@ -22,7 +22,7 @@ constexpr size_t kMostWaiting = 100;
 
 std::string directoryOf(int32_t handle) { return handle == 1 ? "/a" : "/b"; }
 
-/// Creates an object whose files hold something already and have counted any number of items.
+/// Creates an object whose files already hold something and count any number of items.
 test::ModelStoreObject create(int32_t wantedHandle, ByteReader *input) {
     const int32_t csvNum = 2 + input->below(3);
     const int32_t slotMax = 1 + input->below(8);
@@ -51,7 +51,7 @@ std::string wellFormed(int32_t handle, int32_t level, int32_t slot, const std::s
            std::to_string(slot) + "," + text + "\n" + '\0';
 }
 
-/// Bytes as they are, with or without a handle before them, or the same bytes again and again.
+/// Raw bytes, with or without a handle before them, or the same bytes repeated.
 std::string takeMessage(ByteReader *input) {
     const int32_t kind = input->below(6);
     std::string message;
@@ -87,7 +87,7 @@ void expectObject(int32_t handle, const test::ModelStoreObject &wanted) {
     expectSummaries(object.csv_info, wanted.summaries);
 }
 
-/// Runs both sides over what waits, and compares all that is in memory.
+/// Runs both sides over the waiting messages, and compares all that is in memory.
 void passBoth(test::StoreModel *model, std::vector<std::string> *waiting) {
     passOfStoreTask();
     model->pass(*waiting);

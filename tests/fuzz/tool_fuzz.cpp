@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The commands of the tool over any directory: what they count, show, follow and export, that nothing in the
 // directory changes, that no control byte reaches a terminal, and the exit code; and what a clearing leaves.
-// What a check finds is not compared, only how it ends.
+// What a check finds is not compared, only its exit code.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -33,23 +33,23 @@
 
 namespace fuzz {
 
-/// Whether standard output is to look like a terminal.
+/// Whether standard output should look like a terminal.
 static bool isOutputTerminal = false;
 
 }  // namespace fuzz
 
 extern "C" {
 
-/// A damaged index is looked at again after a pause. Nothing comes of waiting here.
+/// A damaged index is read again after a pause. Waiting is useless here.
 int usleep(useconds_t) { return 0; }
 
 /// No power is cut here.
 int fsync(int) { return 0; }
 
-/// What the tool takes for a terminal.
+/// Whether the tool takes a descriptor for a terminal.
 int isatty(int fd) { return fuzz::isOutputTerminal && fd == STDOUT_FILENO ? 1 : 0; }
 
-/// Where the sanitizers report to; not there without them.
+/// Sets where the sanitizers report to; absent without them.
 void __sanitizer_set_report_fd(void *) __attribute__((weak));
 }
 
@@ -62,7 +62,7 @@ constexpr int32_t kSlots = 8;
 constexpr int32_t kSecondsPerDay = 86400;
 constexpr int kOutputs = 2;  ///< Standard output and standard error.
 
-/// Puts memory in place of standard output and standard error. The sanitizers go on reporting where they did.
+/// Replaces standard output and standard error by memory. The sanitizers keep reporting where they did.
 class CapturedOutput {
 public:
     CapturedOutput() {
@@ -105,7 +105,7 @@ private:
     int taken_[kOutputs]{};
 };
 
-/// The directory of this process, gone at its end.
+/// The directory of this process, removed at its end.
 class Directory {
 public:
     Directory() {
@@ -204,14 +204,14 @@ Run runOnTerminal(const std::vector<std::string> &arguments) {
 struct Filter {
     std::vector<std::string> arguments;
     JORN_REQUIRE require = {JORN_REQUIRE_PAGE_MAX, 1, -1, -1, -1, 1, -1};
-    int32_t files = 0;  ///< 0: as the directory tells.
+    int32_t files = 0;  ///< 0: as the directory shows.
 };
 
 void addOption(const std::string &name, const std::string &value, Filter *filter) {
     filter->arguments.insert(filter->arguments.end(), {name, value});
 }
 
-/// A second of a UTC day, as the tool takes times.
+/// A second of a UTC day, in a form that the tool accepts.
 std::string timeText(int32_t day, int32_t second) {
     return "@" + std::to_string(int64_t{day} * kSecondsPerDay + second);
 }
@@ -294,7 +294,8 @@ std::string countTable(const std::vector<test::ModelItem> &matches) {
     return table + tableLine("total", static_cast<int64_t>(matches.size()));
 }
 
-/// Whether a file has a line that is no item. The end of the newest one may be a line that is being written.
+/// Whether a file has a line that is not an item. The end of the newest file may be a line that is being
+/// written.
 bool hasBadLine(const std::string &bytes, bool isNewest) {
     std::vector<std::string> lines = test::modelLines(bytes);
     if (isNewest && !lines.empty() && bytes.back() != '\n') {
@@ -305,7 +306,7 @@ bool hasBadLine(const std::string &bytes, bool isNewest) {
     });
 }
 
-/// The exit code of a question that can be asked, from what is damaged in view.
+/// The exit code of a valid query, derived from what is damaged in view.
 int exitCodeOver(const test::NamedFiles &files, const test::ModelStart &start, const test::ModelRing &ring) {
     const bool isIndexRead = test::modelReadIndex(files, {0, 0, 0}, "").result >= 0;
     const bool hasData =
@@ -343,7 +344,7 @@ std::vector<std::string> commandLine(const std::string &command, const Filter &f
     return all;
 }
 
-/// What the commands see; they only look, so that no file is lost to a rename.
+/// What the commands see; they only read, so that no rename loses a file.
 struct Seen {
     test::ModelStart start;
     test::ModelRing ring;
@@ -370,7 +371,7 @@ void checkCount(const test::NamedFiles &files, const Filter &filter, const std::
     }
 }
 
-/// How many items are on a page. With items of levels that the module cannot be asked for, it is paged
+/// How many items are on a page. With items of levels that the module cannot be queried for, the page is made
 /// without it.
 size_t itemsOnPage(const test::ModelRing &ring, JORN_REQUIRE require, int32_t perPage, int32_t page) {
     require.level = JORN_LEVEL_DEBUG;
@@ -444,7 +445,7 @@ std::string textOf(const test::ModelItem &item) {
     return text;
 }
 
-/// One line of JSON against the item that it is of.
+/// Compares one line of JSON with its item.
 void expectItem(const std::string &line, const test::ModelItem &item) {
     const nlohmann::json object = nlohmann::json::parse(line);
     expectNumber("level", object.at("level").get<int64_t>(), item.level);
@@ -465,7 +466,7 @@ void expectItems(const std::string &output, const std::vector<test::ModelItem> &
     }
 }
 
-/// What is exported is what is shown, and as many items as there are.
+/// Checks that what is exported is what is shown, and that no item is missing.
 void checkExport(const test::NamedFiles &files, const Filter &filter, const std::string &form,
                  bool isOnTerminal, const std::string &directory) {
     const auto runIt = isOnTerminal ? runOnTerminal : fuzz::run;
@@ -495,7 +496,7 @@ void checkExport(const test::NamedFiles &files, const Filter &filter, const std:
     }
 }
 
-/// The sum of what the objects of an array have under "items".
+/// The sum of the "items" of the objects of an array.
 int64_t itemsIn(const nlohmann::json &array) {
     int64_t sum = 0;
     for (const nlohmann::json &object : array) {
@@ -504,7 +505,7 @@ int64_t itemsIn(const nlohmann::json &array) {
     return sum;
 }
 
-/// Each way of dividing the items gives all of them.
+/// Checks that each way of dividing the items accounts for all of them.
 void expectStats(const std::string &output, int64_t items) {
     const nlohmann::json report = nlohmann::json::parse(output);
     expectNumber("items of the statistics", report.at("items").get<int64_t>(), items);
@@ -544,12 +545,12 @@ void checkStats(const test::NamedFiles &files, const Filter &filter, bool isOnTe
     }
 }
 
-/// The ring for one who waits for the rest of a last line that has no end.
+/// The ring as a reader sees it who waits for the rest of an unended last line.
 test::ModelRing withoutOpenEnd(const Seen &seen) {
     test::ModelRing ring = seen.ring;
     const auto newest = seen.start.files.find(test::csvName(ring.latest));
     if (newest != seen.start.files.end()) {
-        constexpr size_t kPiece = 256;  // As much of a longer line is not waited for.
+        constexpr size_t kPiece = 256;  // Whole pieces of a longer line are not waited for.
         const std::string &bytes = newest->second;
         const size_t begin = bytes.rfind('\n') + 1;
         const size_t waitedFor = (bytes.size() - begin) % kPiece;
@@ -596,7 +597,7 @@ struct Seconds {
     int64_t end;
 };
 
-/// Nothing but the index and the file that the log goes on with is other than it was.
+/// Checks that nothing has changed but the index and the file that the log goes on with.
 void expectCleared(const test::NamedFiles &before, const test::NamedFiles &after, int32_t position,
                    const Seconds &span) {
     const std::string name = test::csvName(position);
@@ -643,7 +644,7 @@ struct Task {
     bool isOnTerminal() const { return page % 2 != 0; }
 };
 
-/// One half of all is counted and shown.
+/// Half of all tasks are counts and shows.
 Task::Kind kindOf(uint8_t choice) {
     constexpr int kFormer = 4;
     constexpr std::array<Task::Kind, 4> kLater = {Task::Kind::Export, Task::Kind::Stats, Task::Kind::Follow,
@@ -665,7 +666,7 @@ void checkShow(const test::NamedFiles &files, const Filter &filter, const Task &
     }
 }
 
-/// Does it, with what the directory holds.
+/// Does the task, with what the directory holds.
 void check(const test::NamedFiles &files, const Filter &filter, const Task &task,
            const Directory &directory) {
     constexpr std::array<const char *, 3> kForms = {"jsonl", "csv", "syslog"};
@@ -702,7 +703,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const int32_t latest = input.below(positions);
     test::NamedFiles files = fuzz::takeDirectory(&input, positions);
     if (isIndexLikely) {
-        // Without an index the commands look at the directory again and again, which takes its time.
+        // Without an index the commands read the directory again and again, which takes time.
         files.emplace("index.csv", test::modelIndexText(0, latest));
     }
     directory.fill(files);

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""What the module must leave on the medium, on its pages and on the console in the life that golden_test.cpp
-leads, made from the rules of docs/formats.md alone.
+"""What the module must leave on the medium, on its pages and on the console in the runs of golden_test.cpp, made
+from the rules of docs/formats.md alone.
 
 expected.py FOLDER            writes the files
-expected.py --check FOLDER    compares the files that are kept
+expected.py --check FOLDER    compares the kept files
 """
 import argparse
 import datetime
@@ -19,7 +19,7 @@ LEVEL_DEBUG = 3
 
 
 def item(time: int, level: int, slot: int, text: bytes) -> tuple[int, int, int, bytes]:
-    """An item as it is stored: 198 bytes of its text, no line ends in it."""
+    """An item as it is stored: 198 bytes of its text, without line ends."""
     return time, level, slot, text[:198].replace(b"\r", b" ").replace(b"\n", b" ")
 
 
@@ -32,7 +32,7 @@ def index(oldest: int, latest: int) -> bytes:
 
 
 def first_items() -> list:
-    """Every level and slot; one second apart across 2^31, then hours apart."""
+    """Items of every level and slot, one second apart across 2^31, then hours apart."""
     items = [item(END_OF_31_BITS, LEVEL_DEBUG, 0, INIT)]
     for number, (level, slot) in enumerate((level, slot) for level in range(-1, 4) for slot in range(-1, 8)):
         time = END_OF_31_BITS + (number if number < 5 else number * 7000)
@@ -52,7 +52,7 @@ def shown(time: int) -> bytes:
 
 
 def pages(items: list, per_page: int, wanted) -> bytes:
-    """The count of the items that are wanted, and all pages of them, newest first."""
+    """The number of wanted items, and all pages of them, newest first."""
     found = [each for each in reversed(items) if wanted(*each[:3])]
     text = b"count %d\n" % len(found)
     for start in range(0, len(found), per_page):
@@ -63,7 +63,8 @@ def pages(items: list, per_page: int, wanted) -> bytes:
 
 
 def all_pages(first: list, last: list) -> bytes:
-    """In the order of the queries: open; all levels; one level and slot; two days; object of the last second."""
+    """In the order of the queries: no limits; all levels; one level and slot; two days; object of the last
+    second."""
     return (pages(first, 7, lambda time, level, slot: level < LEVEL_DEBUG)
             + pages(first, 20, lambda time, level, slot: level <= LEVEL_DEBUG)
             + pages(first, 20, lambda time, level, slot: level == 1 and slot == 5)
@@ -71,7 +72,7 @@ def all_pages(first: list, last: list) -> bytes:
             + pages(last, 1, lambda time, level, slot: level < LEVEL_DEBUG))
 
 
-# Level from which a message is printed, and its text; None stands for a line end printed by itself.
+# Level from which a message is printed, and its text; None is a line end printed by itself.
 OPEN_INDEX = [(1, "DIR: Open index file error!"), (1, "Open index backup file error!"),
               (4, "Create a new csv-index file!")]
 NO_FILE = [(1, "Open file error: 0.csv!"), (1, "Error: analyse 0.csv failed!")]
@@ -104,15 +105,15 @@ def expected() -> dict[str, bytes]:
         "last/0.csv": lines(last),
         "last/index.csv": index(0, 0),
         "pages.txt": all_pages(first, last),
-        # Behind the 4,998 items that were there: two more, then the next file.
+        # After the 4,998 items that were there: two more, then the next file.
         "rotated/0.csv": lines([item(1700000000, 3, 0, INIT), item(1700000000, 1, 5, b"number 5000")]),
         "rotated/1.csv": lines([item(1700000000, 2, 5, b"number 5001")]),
         "rotated/index.csv": index(0, 1),
-        # The ring has come round: its first file begins afresh, the other one stays as it is.
+        # The ring has wrapped: its first file begins afresh, the other one stays as it is.
         "cleared/0.csv": lines([item(1700000000, 3, 0, CLEARED)]),
         "cleared/1.csv": lines([item(1700000000, 2, 5, b"number 5001")]),
         "cleared/index.csv": index(0, 0),
-        # Of the files 0, 3, 5, 6 and 7 the newest three are kept, and they close up.
+        # Of the files 0, 3, 5, 6 and 7 the newest three are kept, and the gaps are closed.
         "tidied/0.csv": lines([item(1600000005, 1, 2, b"of file 5")]),
         "tidied/1.csv": lines([item(1600000006, 1, 2, b"of file 6")]),
         "tidied/2.csv": lines([item(1600000007, 1, 2, b"of file 7"), item(1700000000, 3, 0, INIT)]),

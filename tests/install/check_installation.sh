@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Installs a build into a prefix of its own, builds programs against it in every way that is offered, in C and in
-# C++, runs them, and does the same once the prefix has another name.
+# Installs a build into a prefix of its own, builds programs with it in every supported way, in C and in C++, runs
+# them, and does the same once the prefix has another name.
 # usage: check_installation.sh BUILD VERSION LIBDIR CC CXX
 set -euo pipefail
 [ $# = 5 ] || { sed -n 's/^# usage: /usage: /p' "$0" >&2; exit 1; }
@@ -18,7 +18,7 @@ fail() {
 work=$(mktemp -d /tmp/jorn.XXXXXX)
 trap 'rm -rf "$work"' EXIT
 
-# Programs in C and C++, against the shared and the static library: with_cmake PREFIX FOLDER
+# Builds programs in C and C++, with the shared and the static library: with_cmake PREFIX FOLDER
 with_cmake() {
     local prefix=$1 folder=$2 language compiler=$cc
     for language in C CXX; do
@@ -29,23 +29,25 @@ with_cmake() {
         cp "$folder/$language"/cmake_*_$language "$folder"
         compiler=$cxx
     done
+    cp "$folder/CXX/cmake_jorn_HPP" "$folder"
 }
 
-# The same by pkg-config and the compilers alone: with_pkg_config PREFIX FOLDER
+# The same with pkg-config and the compilers alone: with_pkg_config PREFIX FOLDER
 with_pkg_config() {
     local prefix=$1 folder=$2 shared static
     export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
     [ "$(pkg-config --modversion jorn)" = "$version" ] || fail "pkg-config tells another version"
     shared="$(pkg-config --cflags --libs jorn) -Wl,-rpath,$prefix/$libdir"
     static=$(pkg-config --static --cflags --libs jorn | sed 's/-ljorn\>/-l:libjorn.a/')
-    # The words of the flags hold no blanks.
+    # No word of the flags contains blanks.
     "$cc" -std=gnu99 "$consumer/records.c" -o "$folder/pkg_shared_C" $shared
     "$cc" -std=gnu99 "$consumer/records.c" -o "$folder/pkg_static_C" $static
     "$cxx" -x c++ "$consumer/records.c" -x none -o "$folder/pkg_shared_CXX" $shared
     "$cxx" -x c++ "$consumer/records.c" -x none -o "$folder/pkg_static_CXX" $static
+    "$cxx" -std=c++17 -fno-exceptions -fno-rtti "$consumer/doors.cpp" -o "$folder/pkg_static_HPP" $static
 }
 
-# Whether a program needs the shared library is what its name says.
+# Checks that a program needs the shared library exactly when its name says so.
 check_linkage() {
     local needs=no
     ! readelf -d "$1" | grep -q 'NEEDED.*libjorn\.so\.' || needs=yes
@@ -55,7 +57,7 @@ check_linkage() {
     esac
 }
 
-# They wait for the store's clock, each in its own time. What they recorded is read by the installed tool.
+# Runs the programs side by side, as each waits for the store's clock. The installed tool reads what they recorded.
 check_programs() {
     local prefix=$1 folder=$2 program started=()
     for program in "$folder"/cmake_* "$folder"/pkg_*; do
@@ -63,7 +65,7 @@ check_programs() {
         "$program" "$folder/log${#started[@]}" >/dev/null &
         started+=($!)
     done
-    [ ${#started[@]} = 8 ] || fail "${#started[@]} programs, not 8"
+    [ ${#started[@]} = 10 ] || fail "${#started[@]} programs, not 10"
     for program in "${!started[@]}"; do
         wait "${started[$program]}" || fail "program $program of $folder fails"
         [ "$("$prefix/bin/jorn" show -o csv -s 5 "$folder/log$program" | cut -d, -f2-)" = \

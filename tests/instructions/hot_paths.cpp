@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Goes each hot path of the module so often that its instructions can be counted, and tells callgrind where
-// one path ends and the next begins. For scripts/instructions: hot_paths DIRECTORY. The lines are the same on
-// every run, ticks pass by hand, and everything that is not the path lies before its beginning.
+// Executes each hot path of the module often enough to count its instructions, and marks for callgrind where
+// one path ends and the next begins. For scripts/instructions: hot_paths DIRECTORY. The lines are the same in
+// every run, ticks pass by hand, and everything that is not part of the path happens before it begins.
 #include <jorn.h>
 #include <posixPort.h>
 #include <sysLib.h>
@@ -25,7 +25,7 @@ namespace {
 constexpr int kItems = 400;  // fit the queue
 constexpr int kLines = 5000;
 
-/// Counts what is done while it lives, as so many times the path of that name.
+/// Counts what is done during its lifetime, as `times` executions of the path of that name.
 class Counted {
 public:
     Counted(const char *path, int times) : label_(path + (" " + std::to_string(times))) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// That the campaign finds what is done to a log between a kill and the restart.
+// Tests that the campaign finds what is done to a log between a kill and the restart.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The largest data file, of which each state but a first start has one that is full.
+/// The largest data file; in every state but a first start, it is full.
 fs::path fullFile(const std::string &directory) {
     fs::path largest;
     uintmax_t size = 0;
@@ -28,7 +28,7 @@ fs::path fullFile(const std::string &directory) {
     return largest;
 }
 
-/// Takes the second line out of a full file.
+/// Removes the second line of a full file.
 void dropLine(const std::string &directory) {
     const fs::path path = fs::exists(directory) ? fullFile(directory) : fs::path();
     if (path.empty() || fs::file_size(path) < 100000) {

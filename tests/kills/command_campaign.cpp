@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Every file below a directory, by its path there.
+/// Every file below a directory, by its relative path.
 using Tree = std::map<std::string, std::string>;
 
 Tree treeOf(const std::string &root) {
@@ -37,7 +37,7 @@ bool endsWith(const std::string &text, const std::string &end) {
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-/// A name that no command leaves for good.
+/// Whether no command leaves this name permanently.
 bool isTemporary(const std::string &path) {
     return path.find(".jorn-") != std::string::npos || endsWith(path, ".new");
 }
@@ -72,15 +72,15 @@ struct Situation {
     std::string path(const std::string &name) const { return root + "/" + name; }
 };
 
-using Complaint = std::string;  ///< Empty if there is nothing to complain of.
+using Complaint = std::string;  ///< Empty if there is nothing to complain about.
 
 struct Command {
     const char *name;
-    std::vector<std::string> words;  ///< Paths in it are below the root, begun by "@".
+    std::vector<std::string> words;  ///< Paths below the root begin with "@".
     std::function<void(const std::string &root)> prepare;
     std::function<Complaint(const Situation &)> judge;   ///< Right after the kill.
     std::function<Complaint(const Situation &)> finish;  ///< What the next commands make of it.
-    const char *given;                                   ///< Path of the data file whose items it may end.
+    const char *given;                                   ///< The data file whose items it may remove.
 };
 
 std::vector<std::string> wordsBelow(const std::string &root, std::vector<std::string> words) {
@@ -105,13 +105,13 @@ Complaint complain(const char *what, const TraceOutcome &outcome) {
 constexpr int kFirstNewItem = 90001;
 constexpr int kNewItems = 10;
 
-/// As a service manager starts it, after the command was killed.
+/// Starts the recorder as a service manager does, after the command was killed.
 TraceOutcome restartRecorder(const Situation &now) {
     return jorn(now, {"record", "--files", "4", "--if-unclear", "aside", "@log"},
                 itemInput(kFirstNewItem, kNewItems));
 }
 
-/// The recorder goes on with all that is there, and the log is sound.
+/// Checks that the recorder continues with all that is there and that the log is sound.
 Complaint recorderGoesOn(const Situation &now) {
     std::vector<std::string> texts = {kStartText};
     for (int number = 0; number < kNewItems; ++number) {
@@ -130,7 +130,7 @@ Complaint recorderGoesOn(const Situation &now) {
     return check.status == 0 ? "" : complain("check", check);
 }
 
-/// Each of the trees has the same content at a path.
+/// Whether the tree after the kill has the content of one of the other two at a path.
 bool isOneOf(const Situation &now, const std::string &path) {
     const auto contentIn = [&path](const Tree &tree) {
         const auto found = tree.find(path);
@@ -316,7 +316,7 @@ private:
         }
     }
 
-    /// Names and sizes; the times in what was written differ.
+    /// Compares names and sizes; the times in what was written differ.
     bool isDone() const {
         return now_.killed.size() == now_.done.size() &&
                std::equal(now_.killed.begin(), now_.killed.end(), now_.done.begin(),

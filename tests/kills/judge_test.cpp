@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// That the comparison of a log before and after a run finds each fault, in rings of 3 files of 2 items.
+// Tests that the comparison of a log before and after a run finds each fault, in rings of 3 files of 2 items.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@ namespace {
 
 constexpr RingSize kSize = {3, 2};
 
-std::string line(int number) { return std::to_string(1700000000 + number) + ",1,0," + itemText(number); }
+std::string line(int number) { return std::to_string(1700000000 + number) + ",2,0," + itemText(number); }
 
 RingFiles ring(const std::vector<std::vector<int>> &files, const std::string &piece = "") {
     RingFiles made;

@@ -85,12 +85,12 @@ TraceOptions optionsFor(const std::string &input) {
     return options;
 }
 
-/// Ends as a signal ends it, not by an exit code.
+/// Whether it was ended by the signal, not by an exit code.
 bool endedByKill(const TraceOutcome &outcome) {
     return outcome.status == 128 + SIGKILL && !outcome.hasTimedOut;
 }
 
-/// Without a stop at any call: the moment is what it is.
+/// Stops at no call: the moment is left to chance.
 KilledRun runUntilTime(const std::vector<std::string> &arguments, const std::string &input,
                        const std::optional<KillPoint> &point) {
     TraceOptions options = optionsFor(input);

@@ -22,8 +22,8 @@ struct KillPoint {
         Time,        ///< After some microseconds.
     };
     Kind kind = Kind::Time;
-    size_t count = 0;  ///< Of the calls before it; microseconds; of AnyCall entries and exits.
-    size_t bytes = 0;  ///< Written of the call's.
+    size_t count = 0;  ///< Calls before it; for Time microseconds; for AnyCall entries and exits.
+    size_t bytes = 0;  ///< How many of the call's bytes are written.
 
     std::string text() const;
 };
@@ -46,8 +46,8 @@ public:
     size_t moments = 0;               ///< Entries and exits of all calls on files.
     TraceOutcome outcome;
 
-    /// Each change: before it, after it, and of a write after its first byte, half of them and all but one.
-    /// Of many writes to a file in a row, the first and the last two, and some between.
+    /// Each change: before it, after it, and within a write after its first byte, half of its bytes and all
+    /// but one. Of many consecutive writes to a file, the first and the last two, and some between.
     std::vector<KillPoint> everyPoint() const;
 
 private:

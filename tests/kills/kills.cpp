@@ -14,7 +14,7 @@
 namespace {
 
 constexpr int kSkipped = 77;
-constexpr size_t kMost = 30;  ///< Of the faults of a kind that are printed.
+constexpr size_t kMost = 30;  ///< How many faults of a kind are printed.
 
 void printFaults(const test::CampaignResult &result) {
     std::map<std::string, size_t> counts;

@@ -20,7 +20,7 @@ size_t below(Random *random, size_t limit) {
     return limit == 0 ? 0 : static_cast<size_t>((*random)() % limit);
 }
 
-/// The line of a service manager's unit.
+/// The command line of a service manager's unit.
 std::vector<std::string> recordWords(const std::string &directory, const CampaignOptions &options) {
     std::vector<std::string> words = {"record", "--files", "4"};
     if (options.setsAside) {
@@ -48,7 +48,7 @@ std::string outputOf(const std::vector<std::string> &words) {
     return runKilled(words, "", "/", std::nullopt).outcome.out;
 }
 
-/// Lines of CSV without their heading. No text of these needs quotes.
+/// Lines of CSV without the heading. None of these texts needs quotes.
 std::vector<std::string> itemLines(const std::string &csv) {
     std::vector<std::string> lines;
     std::istringstream stream(csv);
@@ -125,7 +125,7 @@ private:
         return false;
     }
 
-    /// An undisturbed run succeeds, and says what it mended.
+    /// Checks that an undisturbed run succeeds and reports what it repaired.
     void checkOutcome() {
         if (last_.outcome.status != 0) {
             found(Fault::ExitCode, std::to_string(last_.outcome.status) + ": " + last_.outcome.err);
@@ -137,7 +137,7 @@ private:
         }
     }
 
-    /// Counts a kill that came in time.
+    /// Counts a kill that came before the run ended.
     void noteKill(bool isOfRestart) {
         if (!last_.wasKilled) {
             return;
@@ -152,7 +152,7 @@ private:
         }
     }
 
-    /// All that the files hold is shown, in order, and nothing is left that `check` minds.
+    /// Checks that all that the files hold is shown, in order, and that `check` reports nothing.
     bool checkView() {
         const std::vector<std::string> lines = files_.lines();
         if (itemLines(outputOf({"export", "-q", "-o", "csv", directory_})) != lines) {
@@ -164,7 +164,8 @@ private:
         return checkSoundness();
     }
 
-    /// The store leaves a former index beside a whole one until its next rewrite. `check` minds nothing else.
+    /// The store leaves a former index beside a whole one until its next rewrite. `check` must report nothing
+    /// else.
     bool checkSoundness() {
         const std::string summary =
             files_.backup ? "damaged (0 errors, 1 warning, " : "sound (0 errors, 0 warnings, ";
@@ -234,7 +235,7 @@ private:
         result_.rows.emplace_back(state.name, CampaignRow());
     }
 
-    /// Each moment around a change, mixed; half of the kills at most unless all are to be done.
+    /// Each moment around a change, shuffled; at most half of the kills, unless all are wanted.
     std::vector<Trial> chosenPoints() {
         std::vector<Trial> trials;
         for (const PreparedState &state : states_) {

@@ -17,23 +17,23 @@ namespace test {
 struct CampaignOptions {
     size_t kills = 1000;
     uint64_t seed = 1;
-    std::optional<size_t> onlyTrial;  ///< To repeat one.
+    std::optional<size_t> onlyTrial;  ///< Repeats this one alone.
     bool setsAside = true;            ///< Recorders run with `--if-unclear aside`, as in a service.
     /// Done to the directory after each kill, to see that the faults are found.
     std::function<void(const std::string &directory)> sabotage;
 };
 
-/// Of the trials that began in one state.
+/// The trials that began in one state.
 struct CampaignRow {
     size_t kills = 0;
     size_t killsAtChange = 0;  ///< At a call that changes files; the others at any moment.
     size_t killsOfRestart = 0;
     size_t unusableIndexes = 0;  ///< That kills left.
     size_t tornLines = 0;        ///< The same.
-    size_t endedLines = 0;       ///< Torn lines that restarts gave their end.
+    size_t endedLines = 0;       ///< Torn lines that restarts gave a line end.
     size_t movedLines = 0;       ///< Torn lines that restarts put aside.
     size_t formerIndexes = 0;    ///< index.bak beside a whole index, in the end.
-    size_t restarts = 0;         ///< That nothing disturbed; each was checked.
+    size_t restarts = 0;         ///< Undisturbed ones; each was checked.
     size_t itemsCompared = 0;
     size_t faults = 0;
 };
@@ -56,8 +56,8 @@ struct CampaignResult {
     std::string table() const;
 };
 
-/// Works in a temporary directory of its own. A part of the kills goes through the moments around each
-/// change, all of them if the number suffices; the others are at random moments, some of them of restarts.
+/// Works in a temporary directory of its own. A part of the kills covers the moments around each change, all
+/// of them if the number suffices; the others are at random moments, some during restarts.
 CampaignResult runRecordCampaign(const CampaignOptions &options);
 
 }  // namespace test

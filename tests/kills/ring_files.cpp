@@ -33,7 +33,7 @@ bool isNumber(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char c) { return isdigit(c); });
 }
 
-/// N of a name that is PREFIX, N and SUFFIX.
+/// N in a name that consists of PREFIX, N and SUFFIX.
 std::optional<int> numberIn(std::string_view name, std::string_view prefix, std::string_view suffix) {
     if (name.size() <= prefix.size() + suffix.size() || name.substr(0, prefix.size()) != prefix ||
         name.substr(name.size() - suffix.size()) != suffix) {
@@ -86,14 +86,14 @@ int ageOf(const RingFile &file) {
 }
 
 /// What a line has after its time.
-std::string afterTime(const std::string &text) { return (text == kStartText ? ",3,0," : ",1,0,") + text; }
+std::string afterTime(const std::string &text) { return (text == kStartText ? ",3,0," : ",2,0,") + text; }
 
 bool isLineOf(const std::string &line, const std::string &text) {
     return line.size() > kTimeSize && isNumber(std::string_view(line).substr(0, kTimeSize)) &&
            line.compare(kTimeSize, std::string::npos, afterTime(text)) == 0;
 }
 
-/// Whether a torn line can be the beginning of this item's.
+/// Whether a torn line can be the beginning of this item's line.
 bool isPieceOf(const std::string &piece, const std::string &text) {
     const std::string time = piece.substr(0, kTimeSize);
     return isNumber(time) &&
@@ -101,7 +101,7 @@ bool isPieceOf(const std::string &piece, const std::string &text) {
             afterTime(text).compare(0, piece.size() - kTimeSize, piece, kTimeSize, std::string::npos) == 0);
 }
 
-/// Whether the store takes it for an item.
+/// Whether the store accepts it as an item.
 bool isWholeItem(const std::string &piece) {
     return piece.size() > kTimeSize && isNumber(std::string_view(piece).substr(0, kTimeSize)) &&
            piece[kTimeSize] == ',' && textOf(piece).has_value();
@@ -165,7 +165,7 @@ public:
         if (after_.isSetAside && !before_.isSetAside) {
             return found(Fault::SetAside, "the ring was set aside");
         }
-        // Anything but what one of these leads to is a fault.
+        // Anything that none of these leads to is a fault.
         for (const bool endsPiece : {false, true}) {
             for (const size_t stored : possibleCounts()) {
                 for (const bool startsNext : {false, true}) {
@@ -185,7 +185,7 @@ private:
         return verdict_;
     }
 
-    /// How many of the new items there can be, by the last line.
+    /// How many of the new items there can be, judging by the last line.
     std::vector<size_t> possibleCounts() const {
         if (!wasKilled_) {
             return {texts_.size()};
@@ -199,7 +199,8 @@ private:
         return counts;
     }
 
-    /// Whether the files are those of a run that had stored so many items, and begun the next file.
+    /// Whether the files are those of a run that had stored `stored` items and, if `startsNext`, begun the
+    /// next file.
     bool fits(bool endsPiece, size_t stored, bool startsNext) {
         if (endsPiece && !isWholeItem(piece_)) {
             return false;
@@ -285,7 +286,7 @@ private:
                             [&line](const std::string &text) { return isLineOf(line, text); });
     }
 
-    /// Which fault it is that nothing fits.
+    /// Which fault it is when nothing fits.
     Verdict explain() {
         const std::vector<std::string> lines = before_.lines();
         const std::unordered_set<std::string> former(lines.begin(), lines.end());
@@ -297,7 +298,7 @@ private:
         const std::unordered_set<std::string> present(afterLines_.begin(), afterLines_.end());
         Expected expected(before_, size_);
         for (size_t at = 0; at < texts_.size(); ++at) {
-            expected.append(texts_[at]);  // The most that the ring may have come round to.
+            expected.append(texts_[at]);  // The most that the ring may have wrapped onto.
         }
         std::vector<std::string> missing;
         std::copy_if(lines.begin() + static_cast<ptrdiff_t>(std::min(expected.overwritten(), lines.size())),

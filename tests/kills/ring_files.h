@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What lies in a log's directory, read without the tool's code, and whether one state can have come from
+// What is in a log's directory, read without the tool's code, and whether one state can have come from
 // another.
 #ifndef JORN_TESTS_KILLS_RING_FILES_H
 #define JORN_TESTS_KILLS_RING_FILES_H
@@ -36,8 +36,8 @@ struct RingFiles {
     bool hasUsableIndex() const;
 };
 
-/// The text of the item with this number: its length varies, so that lines are cut by the blocks that files
-/// are written in.
+/// The text of the item with this number: its length varies, so that the blocks in which files are written
+/// cut lines.
 std::string itemText(int number);
 /// Lines to be recorded.
 std::string itemInput(int first, int count);
@@ -52,11 +52,11 @@ struct RingSize {
 enum class Fault {
     None,
     SetAside,   ///< The ring was taken out of view as a whole.
-    ItemLost,   ///< A line that stood in a data file is in none.
-    LineGlued,  ///< A torn line goes on with another item.
+    ItemLost,   ///< A line that was in a data file is now in none.
+    LineGlued,  ///< A torn line continues with another item.
     PieceLost,  ///< The bytes of a torn line are gone.
-    Order,      ///< All lines are there, but not as they came, or one is there twice.
-    Foreign,    ///< A line that nobody gave, or a gap among the new ones.
+    Order,      ///< All lines are there, but not in their order, or one is there twice.
+    Foreign,    ///< A line that was never submitted, or a gap among the new ones.
     View,       ///< What the tool shows is not what the files hold.
     ExitCode,
     Unsound,  ///< `jorn check` finds damage, or names that should not be there.
@@ -68,14 +68,14 @@ struct Verdict {
     Fault fault = Fault::None;
     std::string detail;
     size_t stored = 0;           ///< New items, the store's own included.
-    size_t overwritten = 0;      ///< Items that the ring came round to.
-    bool hasEndedPiece = false;  ///< The torn line got its end.
-    bool hasMovedPiece = false;  ///< The torn line went into a file of its own.
+    size_t overwritten = 0;      ///< Items that the ring wrapped onto.
+    bool hasEndedPiece = false;  ///< The torn line was given its line end.
+    bool hasMovedPiece = false;  ///< The torn line was moved into a file of its own.
 };
 
 /// Compares the files before and after a run that was given the items with these texts: each line that was
-/// there must be there still, then a beginning of the new ones; all of them, unless the run was killed. Only
-/// files that the ring came round to may be gone, as wholes.
+/// there must still be there, followed by the first of the new ones, or all of them unless the run was
+/// killed. Only whole files that the ring wrapped onto may be gone.
 Verdict judgeRun(const RingFiles &before, const std::vector<std::string> &texts, const RingFiles &after,
                  bool wasKilled, const RingSize &size = {});
 

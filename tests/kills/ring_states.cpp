@@ -13,13 +13,13 @@ namespace {
 constexpr int kFull = 5000;
 constexpr int64_t kFirstTime = 1700000000;
 
-std::string lineOf(int number) { return std::to_string(kFirstTime + number) + ",1,0," + itemText(number); }
+std::string lineOf(int number) { return std::to_string(kFirstTime + number) + ",2,0," + itemText(number); }
 
 void write(const std::string &path, const std::string &bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
-/// Full files, the oldest at a position, the newest with what is left.
+/// Writes full files, the oldest at a position, and the newest with the items that are left.
 void writeRing(const std::string &directory, int oldest, int items, int full = kFull) {
     std::filesystem::create_directory(directory);
     int position = oldest;

@@ -9,7 +9,7 @@
 
 namespace test {
 
-/// A directory of its own, gone again with the object.
+/// A temporary directory, removed with the object.
 class ScratchDirectory {
 public:
     ScratchDirectory() {
@@ -32,7 +32,7 @@ private:
     std::string path_;
 };
 
-/// In place of what is there.
+/// Replaces what is there.
 inline void copyTree(const std::string &from, const std::string &to) {
     namespace fs = std::filesystem;
     fs::remove_all(to);

@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* Runs port/vxworks/armv5_atomics.cpp on the core it is for, by the calls that the compiler makes for that
- * core. Interrupts are stood in for: up to the moment at which they are locked another task changes the word,
- * and at the moment at which they are unlocked the new value must be in it. A program without a C library,
- * for the user-mode emulator: exit code 0, or 1 after a line about the first check that fails. */
+/* Runs port/vxworks/armv5_atomics.cpp on the core it is for, with the calls that the compiler makes for that
+ * core. Interrupts are simulated: until the moment they are locked, another task changes the word, and at the
+ * moment they are unlocked, the new value must be in it. A program without a C library, for the user-mode
+ * emulator: exit code 0, or 1 after a line about the first check that fails. */
 #include <intLib.h>
 #include <stdint.h>
 
@@ -59,7 +59,7 @@ static void begin(uint32_t value, uint32_t added) {
     __atomic_store_n(&word, value, __ATOMIC_RELAXED);
 }
 
-/* The word has got its new value under one lock. */
+/* Checks that the word got its new value under one lock. */
 static void checkEnd(uint32_t value) {
     CHECK(lockCount == 1)
     CHECK(!isLocked)

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Shows that a linked form of the module shows its users the exported functions and nothing else:
+# Checks that a linked form of the module exports the public functions and nothing else:
 # check_exports.sh NM EXPORTS FILE [NM-OPTION...]
 set -euo pipefail
 nm=$1 exports=$2 file=$3

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Shows that the relocatable module asks for its platform and the C library only, each call by its plain
-# name: check_imports.sh NM FILE ALLOWED... A name in an ALLOWED list that the module does not ask for is
-# reported too, unless marked with a leading "?" (which calls the compiler makes of its own depends on it).
+# Checks that the relocatable module imports its platform and the C library only, each call by its plain name:
+# check_imports.sh NM FILE ALLOWED... A name in an ALLOWED list that the module does not import is reported too,
+# unless marked with a leading "?" (the compiler decides which calls it adds).
 set -euo pipefail
 nm=$1 file=$2
 shift 2

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Shows that a binary names no path of the building machine: check_no_build_path.sh FOLDER FILE...
+# Checks that a binary contains no path of the building machine: check_no_build_path.sh FOLDER FILE...
 set -euo pipefail
 folder=$1
 shift

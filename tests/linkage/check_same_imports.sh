@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Shows that builds of the relocatable module ask for the same symbols as one of them:
+# Checks that builds of the relocatable module import the same symbols as one of them:
 # check_same_imports.sh NM REFERENCE FILE...
 set -euo pipefail
 nm=$1 reference=$2

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* What a C99 program sees of the public header: that it compiles by itself, the widths and places of all
+/* The public header as a C99 program sees it: that it compiles by itself, the sizes and offsets of all
  * fields, and the type of each function. Compiling this file is the test. */
 #include "jorn.h"
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// A clock that jumps: back and forth by seconds, days and years, to 0, past 2038-01-19 and to the end of the
-// 32-bit count in 2106 and round. What the store remembers of each file's times, where it looks for days,
-// what it counts and shows, is compared with a literal model over many random scripts with restarts in
-// between.
+// A clock that jumps: back and forth by seconds, days and years, to 0, past 2038-01-19, to the end of the
+// 32-bit count in 2106 and beyond, where it wraps. What the store remembers of each file's times, where it
+// looks for days, and what it counts and shows is compared with a literal model over many random scripts with
+// restarts in between.
 //
-// When times run back, day limits choose files by each file's smallest and largest time, and a file between
-// the two ends counts as a whole: a count may then hold items outside the days, which no page shows. That is
-// part of what the model says, not an error.
+// When times run backwards, day limits choose files by each file's smallest and largest time, and a file
+// between the two ends counts as a whole: a count may then hold items outside the days, which no page shows.
+// That is part of the model, not an error.
 #include <gtest/gtest.h>
 #include <sysLib.h>
 
@@ -100,7 +100,7 @@ public:
         jorn_max_csv_time = 0;
     }
 
-    /// Lays out some files in a row, of up to `itemsMax` items, anywhere in the ring.
+    /// Lays out some consecutive files, of up to `itemsMax` items, anywhere in the ring.
     void layOut(int32_t itemsMax) {
         std::filesystem::create_directory(path());
         const int32_t oldest = random_.below(csvNum_);
@@ -236,7 +236,7 @@ private:
         ASSERT_EQ(JORN_CountRequireTotalNum(handle_, require), total);
         const int32_t perPage = std::min(require.itemsPerPage, JORN_REQUIRE_PAGE_MAX);
         const int32_t pages = std::max(1, (total + perPage - 1) / perPage);
-        // Of very many pages some are enough: the last one, and steps through the others.
+        // When there are very many pages, some are enough: the last one, and steps through the others.
         const int32_t step = 1 + pages / 12;
         for (require.pageDisp = 1; require.pageDisp <= pages; require.pageDisp += step) {
             checkPage(require);
@@ -278,7 +278,7 @@ protected:
     }
 };
 
-// Small files that lie on the medium already, a few items more, restarts.
+// Small files that are already on the medium, a few more items, restarts.
 TEST_F(ClockJumpTest, RandomScripts_SmallFiles_TimesAndQueriesAreThoseOfTheModel) {
     constexpr uint32_t kScripts = 250 * JORN_LOAD_ROUNDS;
     for (uint32_t seed = 1; seed <= kScripts && !HasFailure(); ++seed) {
@@ -298,7 +298,7 @@ TEST_F(ClockJumpTest, RandomScripts_SmallFiles_TimesAndQueriesAreThoseOfTheModel
     }
 }
 
-// Files that fill up under jumping clocks, through more than one turn of the ring.
+// Files that fill up under jumping clocks, while the ring wraps more than once.
 TEST_F(ClockJumpTest, RandomScripts_FullFilesAndWraps_TimesAndQueriesAreThoseOfTheModel) {
     constexpr uint32_t kScripts = JORN_LOAD_ROUNDS;
     for (uint32_t seed = 1; seed <= kScripts && !HasFailure(); ++seed) {
@@ -345,7 +345,7 @@ protected:
     int32_t handle_ = 0;
 };
 
-// The one place where memory and medium disagree: a smallest time of 0 lasts until the restart only.
+// The one place where memory and medium disagree: a smallest time of 0 lasts only until the restart.
 TEST_F(TimeZeroTest, SmallestTime_ItemAtTimeZero_IsZeroUntilTheRestartAndTheNextTimeAfterIt) {
     load::setTime(0);
     store({50, 100});

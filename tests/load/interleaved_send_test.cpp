@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Submissions that meet before their send: each order of the sends is forced.
+// Submissions that are all about to send: each order of the sends is forced.
 #include <algorithm>
 #include <atomic>
 #include <string>
@@ -15,7 +15,7 @@ class Turnstile {
 public:
     explicit Turnstile(int threads) : threads_(threads) {}
 
-    /// Waits until all threads are here and the ones of lower rank have gone on.
+    /// Waits until all threads are here and those of lower rank have left.
     void enter(int rank) {
         ++arrived_;
         while (arrived_ < threads_ || turn_ != rank) {
@@ -32,7 +32,8 @@ private:
 
 using InterleavedSendTest = test::ModuleTest;
 
-// All producers stand before their send, each with its item formatted; they go on in each possible order.
+// All producers are stopped before their send, each with its item formatted; they continue in each possible
+// order.
 TEST_F(InterleavedSendTest, Submissions_AllBeforeTheirSend_AreStoredInTheOrderOfTheSends) {
     const int32_t handle = createAtRest(2);
     std::vector<int> ranks = {0, 1, 2, 3};

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// Every module call, stopped before each of its platform calls in turn, meets every call that another task
-// may make at that moment. The stopped task stands in a hook of the probe, and the port's settling tells when
-// the other one has finished or waits: no order is left to luck. Each pair is checked for who must wait,
-// for the results, and for every item being stored once, in the order required.
+// Every module call is stopped before each of its platform calls in turn, while another task makes every call
+// that it may make at that moment. The stopped task is held in a hook of the probe, and the port's settling
+// returns when the other one has finished or waits: no order is left to chance. For each pair the test checks
+// who must wait, the results, and that every item is stored once, in the order required.
 //
 // Left out: clearing an object while its own batch or query is under way in another task. Clearing changes
 // positions and summaries without the mutex on purpose (docs/architecture.md).
@@ -63,7 +63,7 @@ struct World {
         }
     }
 
-    /// Everything written, nothing open.
+    /// Until everything is written and nothing is open.
     static void rest() {
         while (msgQNumMsgs(logMsgCsvStore_ID) > 0) {
             passOnce();
@@ -88,12 +88,12 @@ struct Stopped {
     std::function<void(World &)> prepare;
     std::function<int32_t(World &)> run;
     std::function<bool(const World &, int32_t)> isRight;
-    bool isLifecycle = false;  ///< Creation or destruction: two of these never meet.
+    bool isLifecycle = false;  ///< Creation or destruction: two of these never run at once.
     bool isStoreTask = false;  ///< Made by the store task, which cannot be given another pass.
     bool isIdleClose = false;  ///< A pass that only closes the open file, without the mutex.
     bool clearsA = false;      ///< Nobody may read `a` meanwhile.
-    bool usesB = false;        ///< Nobody may clear `b` meanwhile, and its lines may still be on their way.
-    /// Items of `a` that the stopped call adds, after those that were submitted while it stood.
+    bool usesB = false;        ///< Nobody may clear `b` meanwhile, and its lines may not be written yet.
+    /// Items of `a` that the stopped call adds, after those that were submitted while it was stopped.
     std::vector<std::string> adds = {};
 };
 
@@ -169,7 +169,7 @@ private:
         add(
             "Retrieval", noPreparation, [](World &world) { return firstPage(world.a); }, isOne);
         Stopped &clearing = add("Clearing", noPreparation, [](World &world) {
-            world.aTexts.erase(world.aTexts.begin());  // what was there before goes out of sight
+            world.aTexts.erase(world.aTexts.begin());  // queries no longer see what was there before
             return JORN_ClearAllLog(world.a, 1);
         });
         clearing.clearsA = true;
@@ -220,7 +220,7 @@ private:
     std::vector<Stopped> calls_;
 };
 
-/// The name of a platform call; what identifies it further may differ from run to run.
+/// The name of a platform call; its other details may differ from run to run.
 std::string word(const std::string &call) { return call.substr(0, call.find(' ')); }
 
 /// Where a call is stopped.
@@ -228,7 +228,7 @@ struct Stop {
     size_t index;      ///< Number of the platform call, from 0.
     std::string call;  ///< The platform call that comes next.
     bool holdsMutex;
-    bool hasTakenMutex;  ///< It has taken the mutex, and may have given it back.
+    bool hasTakenMutex;  ///< It has taken the mutex, and may have released it.
 };
 
 /// A call of another task.
@@ -249,8 +249,8 @@ std::vector<Other> otherCalls() {
     const auto always = [](const Stopped &) { return true; };
     const auto zero = [](const World &, const Stopped &, const Stop &) { return 0; };
     const auto one = [](const World &, const Stopped &, const Stop &) { return 1; };
-    // An item is seen once its file is closed: by the idle pass, or by a batch that goes on to another
-    // object.
+    // An item becomes visible once its file is closed: by the idle pass, or by a batch that goes on to
+    // another object.
     const auto itemsOfA = [](const World &, const Stopped &stopped, const Stop &stop) {
         const bool isClosed =
             stopped.isIdleClose ? word(stop.call) == "taskDelay" : stopped.usesB && stop.hasTakenMutex;
@@ -314,7 +314,7 @@ bool touchesFiles(const std::string &call) {
     return std::find(names.begin(), names.end(), word(call)) != names.end();
 }
 
-/// Runs the stopped call once and tells its stops.
+/// Runs the stopped call once and returns its stops.
 std::vector<Stop> stopsOf(const Stopped &stopped) {
     World world;
     stopped.prepare(world);
@@ -331,7 +331,7 @@ std::vector<Stop> stopsOf(const Stopped &stopped) {
     return stops;
 }
 
-/// The stops that are tried: of a run of like calls, such as the survey's 90 look-ups, the first and the
+/// The stops that are tried: for a run of similar calls, such as the survey's 90 look-ups, the first and the
 /// last.
 std::vector<Stop> chosenStopsOf(const Stopped &stopped) {
     const std::vector<Stop> all = stopsOf(stopped);
@@ -353,8 +353,8 @@ protected:
         jorn_SetDebugPrintLevel(0);
     }
 
-    /// Runs the stopped call; before the platform call of `stop`, all others are made, each in
-    /// a task of its own, and come as far as they can.
+    /// Runs the stopped call; before the platform call of `stop`, all others are made, each in a task of its
+    /// own, and get as far as they can.
     static void meet(const Stop &stop, const std::vector<Other> &others) {
         const Stopped &stopped = GetParam();
         World world;
@@ -395,7 +395,8 @@ private:
                              const std::list<TaskCall> &calls) {
         auto call = calls.begin();
         for (const Other &other : others) {
-            // The task that gives the store task its ticks does not wait itself: the queue tells.
+            // The task that gives the store task its ticks does not wait itself: the queue shows whether the
+            // store task does.
             const bool isWaiting = other.isBatch ? msgQNumMsgs(logMsgCsvStore_ID) > 0 : !call->isDone();
             EXPECT_EQ(isWaiting, mustWait(other, GetParam(), stop)) << other.name;
             ++call;
@@ -437,7 +438,7 @@ TEST_P(InterleavingTest, AnyAllowedCall_AtEachStop_WaitsOnlyAsItMustAndLosesNoth
     printf("%zu stops, %d pairs\n", stops.size(), pairs);
 }
 
-// A crowd of calls comes at each stop at once; the waiting ones go on one by one.
+// Many calls are made at once at each stop; the waiting ones continue one by one.
 TEST_P(InterleavingTest, ManyCalls_AtEachStop_AllEndWithTheirResults) {
     std::vector<Other> crowd;
     for (const Other &other : otherCalls()) {
@@ -452,8 +453,8 @@ TEST_P(InterleavingTest, ManyCalls_AtEachStop_AllEndWithTheirResults) {
     }
 }
 
-// What every forced wait above rests on: whatever touches a file does so with the mutex held. Only a pass
-// without messages closes without it.
+// The basis of every forced wait above: whatever uses a file does so with the mutex held. Only a pass without
+// messages closes without it.
 TEST_P(InterleavingTest, EveryFileCall_IsMadeWithTheMutexHeld) {
     for (const Stop &stop : stopsOf(GetParam())) {
         const bool isIdleClose = GetParam().isIdleClose && stop.call == "fclose";

@@ -55,7 +55,7 @@ protected:
         settle();
     }
 
-    /// All pages of an object against what it holds.
+    /// Compares all pages of an object with what it holds.
     void expectHeld(int number, int32_t handle) const {
         const Texts &held = held_[static_cast<size_t>(number)];
         EXPECT_EQ(JORN_CountRequireTotalNum(handle, test::everything()), static_cast<int32_t>(held.size()));
@@ -110,7 +110,7 @@ TEST_F(ManyObjectsTest, Create_BeyondTheTotal_IsRefusedAndLeavesOnlyTheDirectory
     expectHeld(kObjects - 1, kObjects);
 }
 
-// The checks before the one of the total come first, whatever the total.
+// The checks that precede that of the total come first, whatever the total.
 TEST_F(ManyObjectsTest, Create_BeyondTheTotalAndWrongOtherwise_OtherErrorIsTold) {
     createAll();
     EXPECT_EQ(JORN_Create(pathOf(kObjects).c_str(), 9, 2), -1);
@@ -179,8 +179,8 @@ TEST_F(ManyObjectsTest, Destroy_InRandomOrders_LeavesTheOthers) {
     }
 }
 
-// Half of the objects go while all hold items: the others' items are all there, and those of the gone ones
-// are when they come back.
+// Half of the objects are destroyed while all hold items: the others' items are all there, and so are those
+// of the destroyed ones when they are created again.
 TEST_F(ManyObjectsTest, Destroy_EverySecond_NoItemOfAnyIsLost) {
     createAll();
     submitToAll(10, "before ");

@@ -28,7 +28,7 @@ constexpr int kObjects = 3;
 constexpr int32_t kFiles = 12;
 constexpr JORN_REQUIRE kEverything = {20, 1, -1, -1, 3, 0, -1};
 
-/// Runs an action over and over in a thread of its own, so many times at the most.
+/// Runs an action repeatedly in a thread of its own, up to a number of times.
 class Loop {
 public:
     explicit Loop(std::function<void()> action, int most = INT_MAX)
@@ -51,7 +51,8 @@ private:
     std::thread thread_;
 };
 
-/// What a producer was told, by object: the numbers of the items that were accepted, and how many were not.
+/// What a producer's submissions returned, by object: the numbers of the items that were accepted, and how
+/// many were not.
 struct Told {
     std::array<std::vector<int>, kObjects> accepted;
     int refused = 0;
@@ -133,8 +134,8 @@ protected:
         return numbers;
     }
 
-    /// What was accepted is on the medium exactly once, each producer's items in their order, and nothing
-    /// else is but the item of the creation.
+    /// Checks that what was accepted is on the medium exactly once, each producer's items in their order, and
+    /// nothing else except the item of the creation.
     void expectAllStored(const std::vector<Told> &told) const {
         for (int object = 0; object < kObjects; ++object) {
             int lines = 0;
@@ -154,7 +155,7 @@ protected:
     std::array<int32_t, kObjects> handles_{};
 };
 
-// Queries run while items come in and files are left for the next ones: a count never goes back, and a page
+// Queries run while items come in and the ring moves from file to file: a count never decreases, and a page
 // is the newest items, all of the same object.
 void query(int32_t handle, int32_t *last) {
     const int32_t count = JORN_CountRequireTotalNum(handle, kEverything);
@@ -170,8 +171,8 @@ void query(int32_t handle, int32_t *last) {
 
 TEST_F(MassRunTest, ProducersReadersAndOtherObjects_RunFreely_EveryItemIsStoredOnce) {
     constexpr int kItems = 500 * JORN_LOAD_ROUNDS;
-    // Two readers that rank above the store task can hand the mutex to each other past it for as long as they
-    // run.
+    // Two readers of higher priority than the store task can keep handing the mutex to each other for as long
+    // as they run.
     constexpr int kQueries = 100 * JORN_LOAD_ROUNDS;
     std::array<int32_t, kObjects> counts{};
     std::vector<Told> told(kProducers);
@@ -198,7 +199,7 @@ TEST_F(MassRunTest, ProducersReadersAndOtherObjects_RunFreely_EveryItemIsStoredO
     }
 }
 
-// Producers that do not wait for room: what is refused is gone, and its caller knows.
+// Producers that do not wait for room: what is refused is lost, and its caller knows.
 TEST_F(MassRunTest, ImpatientProducers_StoreTaskRuns_AcceptedPlusRefusedIsAllAndOnlyAcceptedIsStored) {
     constexpr int kItems = 500 * JORN_LOAD_ROUNDS;
     constexpr int kItemsBefore = 100;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// More items than the queue holds, from several producers at once, while the store task is not let go: what
-// the queue takes is stored, and each caller is told of each item that it refuses.
+// More items than the queue holds, from several producers at once, while the store task is held: what the
+// queue accepts is stored, and each refused item is reported to its caller.
 #include <algorithm>
 #include <atomic>
 #include <thread>
@@ -15,7 +15,7 @@ using ::testing::UnorderedElementsAreArray;
 constexpr int kProducers = 8;
 constexpr int kItems = 150;
 
-/// What one producer was told about its items.
+/// What one producer's submissions returned.
 struct Told {
     std::vector<std::string> accepted;
     std::vector<std::string> refused;
@@ -79,7 +79,7 @@ TEST_F(OverflowTest, Submissions_StoreTaskHeld_ExactlyTheQueueIsAcceptedAndStore
     EXPECT_EQ(std::count(bytes.begin(), bytes.end(), '\n'), JORN_QUEUE_MAX + 1) << "more than was accepted";
 }
 
-// Pieces of messages of several tasks may stand between each other; each piece is whole.
+// Pieces of messages of several tasks may be interleaved; each piece is whole.
 TEST_F(OverflowTest, RefusedItems_EachIsReportedOnceWithItsMessage) {
     const int32_t handle = createAtRest(2);
     const std::vector<Told> told = produceAtOnce(handle);
@@ -111,7 +111,7 @@ TEST_F(OverflowTest, RefusedItems_PrintLevelZero_OnlyErrnoIsPrinted) {
     EXPECT_EQ(test::platform().pieces(), expected);
 }
 
-// One slot is left, and all producers stand before their send.
+// One slot is left, and all producers are stopped before their send.
 TEST_F(OverflowTest, Submissions_OneSlotLeftAndAllBeforeTheirSend_ExactlyOneIsAccepted) {
     const int32_t handle = createAtRest(2);
     for (int i = 0; i < JORN_QUEUE_MAX - 1; ++i) {

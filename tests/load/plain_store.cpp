@@ -21,7 +21,7 @@ std::atomic<int> errnoLast{0};
 
 extern "C" {
 
-// The linker's names for what takes the place of a call.
+// The linker's names for the functions that replace calls.
 // NOLINTBEGIN(readability-identifier-naming)
 time_t __wrap_time(time_t *out) {
     const auto now = static_cast<time_t>(timeNow.load(std::memory_order_relaxed));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The module as users link it, without the probe, for programs whose load the probe would slow down or, by
-// its own lock, keep apart: the linker hands only time() and printErrno() to functions of these programs.
+// The module as users link it, without the probe, for programs whose load the probe would slow down or whose
+// tasks its lock would keep apart: the linker redirects only time() and printErrno() to functions of these
+// programs.
 #ifndef JORN_TESTS_LOAD_PLAIN_STORE_H
 #define JORN_TESTS_LOAD_PLAIN_STORE_H
 
@@ -12,14 +13,14 @@
 
 namespace load {
 
-/// What time() gives the module from now on. Any task.
+/// What time() returns to the module from now on. Any task.
 void setTime(uint32_t seconds);
 
 /// How often the module has called printErrno(), and with which number last.
 int errnoCalls();
 int lastErrno();
 
-/// Makes UTC the local time, and shows a time as a page does then.
+/// Makes UTC the local time; shows a time as a page then does.
 void useUtc();
 std::string shownTime(uint32_t seconds);
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Tasks of the port for tests that force an interleaving: the port knows when such a task waits, so
-// posixPortSettle() tells when it has come as far as it can.
+// posixPortSettle() returns when it has got as far as it can.
 #ifndef JORN_TESTS_LOAD_PORT_TASKS_H
 #define JORN_TESTS_LOAD_PORT_TASKS_H
 

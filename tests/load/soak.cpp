@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stores very many items through many turns of the rings, then compares every page of what is left, for
+// Stores very many items while the rings wrap many times, then compares every page of what is left, for
 // several page sizes and requirements, with the store's model, which was given the same items; before and
 // after a restart. Ends with an exit code of 1 at the first difference.
 #include <sysLib.h>
@@ -32,7 +32,7 @@ struct Options {
     bool isQuick = false;
 };
 
-/// A requirement whose every page is compared.
+/// A requirement of which every page is compared.
 struct Walk {
     std::string name;
     JORN_REQUIRE require;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the soak stores, told by numbers alone: item n is made anew wherever it is needed.
+// What the soak stores, defined by numbers alone: item n is made anew wherever it is needed.
 #ifndef JORN_TESTS_LOAD_SOAK_ITEMS_H
 #define JORN_TESTS_LOAD_SOAK_ITEMS_H
 
@@ -10,7 +10,7 @@
 
 namespace load {
 
-/// Items by number, the same in every run with the same seed. Times never run back.
+/// Items by number, the same in every run with the same seed. Times never run backwards.
 class ItemSource {
 public:
     explicit ItemSource(uint64_t seed) : seed_(seed) {}

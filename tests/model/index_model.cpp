@@ -11,7 +11,7 @@
 namespace test {
 namespace {
 
-/// Takes text apart as the scanning formats do.
+/// Scans text as the scanning formats do.
 class Scanner {
 public:
     Scanner(const std::string &bytes, size_t *place) : bytes_(bytes), place_(place) {}
@@ -24,7 +24,7 @@ public:
 
     void skipBlanks() { *place_ = std::min(bytes_.find_first_not_of(" \t\n\v\f\r", *place_), bytes_.size()); }
 
-    /// A decimal number behind blanks; nothing when none stands there.
+    /// A decimal number after blanks; nothing when there is none.
     std::optional<int32_t> takeNumber() {
         skipBlanks();
         size_t end = *place_;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // A slow model of reading the index: the two scanning formats character by character, the choice between
-// index and backup, and what is said and renamed.
+// index and backup, and what is printed and renamed.
 #ifndef JORN_TESTS_MODEL_INDEX_MODEL_H
 #define JORN_TESTS_MODEL_INDEX_MODEL_H
 
@@ -22,13 +22,13 @@ struct ModelIndex {
     int32_t latest;
 };
 
-/// Takes an index apart as the two scanning formats do, from `*place` on, which it moves behind what it took.
-/// The first line: whether it says version 1.
+/// Scans an index as the two scanning formats do, from `*place` on, which it moves to after what it took. The
+/// first line: returns whether it names version 1.
 bool modelTakeVersion(const std::string &bytes, size_t *place, ModelIndex *fields);
-/// The second line: how many positions it gives, of `most`; -1 when they are refused.
+/// The second line: returns how many of `most` positions it holds; -1 when they are refused.
 int32_t modelTakePositions(const std::string &bytes, size_t *place, int most, ModelIndex *fields);
 
-/// What reading the index gives.
+/// The result of reading the index.
 struct ModelIndexRead {
     int32_t result;
     ModelIndex fields;
@@ -36,7 +36,7 @@ struct ModelIndexRead {
     std::vector<std::string> messages;
 };
 
-/// Reads the index of a directory into fields that hold something already.
+/// Reads the index of a directory into fields that already have values.
 ModelIndexRead modelReadIndex(const NamedFiles &files, const ModelIndex &before, const std::string &dirName);
 
 /// The bytes of an index.

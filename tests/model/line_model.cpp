@@ -42,7 +42,7 @@ struct Date {
     int day;
 };
 
-/// Counts on from 1970 by 400 years, by years and by months.
+/// Counts forward from 1970 by 400 years, by years and by months.
 Date dateOf(int64_t days) {
     constexpr int64_t kDaysOf400Years = 146097;
     int64_t cycles = days / kDaysOf400Years;

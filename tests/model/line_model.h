@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A slow model of reading lines back: how a file falls into lines, how a line falls into fields, and what
-// number and what time a field gives. Written on strings, without the calls that the module makes.
+// A slow model of reading lines back: how a file splits into lines, how a line splits into fields, and which
+// number and time a field gives. Written on strings, without the calls that the module makes.
 #ifndef JORN_TESTS_MODEL_LINE_MODEL_H
 #define JORN_TESTS_MODEL_LINE_MODEL_H
 
@@ -22,7 +22,7 @@ std::vector<std::string> modelLines(const std::string &bytes);
 
 bool isModelBlank(const std::string &line);
 
-/// The first fields of a line, and what stands behind the comma that ends the last one.
+/// The first fields of a line, and what follows the comma that ends the last one.
 struct ModelFields {
     std::vector<std::string> fields;
     std::string rest;
@@ -31,14 +31,14 @@ struct ModelFields {
 /// Takes up to `count` fields from the first `maxChars` characters of a line.
 ModelFields modelFields(const std::string &line, size_t maxChars, size_t count);
 
-/// The leading decimal number of a text in a signed integer of so many bits: behind blanks, with a sign or
-/// without one; the nearest number when it does not fit; 0 when there is none.
+/// The leading decimal number of a text in a signed integer of `bits` bits: leading blanks are skipped and a
+/// sign is optional; the nearest number when it does not fit; 0 when there is none.
 int64_t modelLeadingNumber(const std::string &text, int bits);
 
 uint32_t modelTime(const std::string &field);
 int32_t modelNumber(const std::string &field);
 
-/// What parsing a line stores, field by field, and what it says when a field is missing.
+/// What parsing a line stores, field by field, and what it prints when a field is missing.
 struct ModelParse {
     std::optional<uint32_t> time;
     std::optional<int32_t> level;
@@ -67,13 +67,13 @@ struct ModelText {
     std::vector<ModelLine> lines;
 };
 
-/// A file's bytes line by line. Bytes that are asked for again and again are parsed once. For one thread.
+/// A file's bytes line by line. Bytes that are requested repeatedly are parsed once. For one thread.
 std::shared_ptr<const ModelText> modelText(const std::string &bytes);
 
 /// The items of a file, the line of each as its text.
 ModelFile modelItems(const std::string &bytes);
 
-/// A record as shown; a field that is missing, and those behind it, stay as they were.
+/// A record as shown; a missing field and those after it stay as they were.
 struct ModelRecord {
     std::optional<std::string> time;
     std::optional<std::string> level;

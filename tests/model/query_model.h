@@ -25,7 +25,7 @@ struct ModelItem {
 
 using ModelFile = std::vector<ModelItem>;
 
-/// A ring, from the files' items up. Files that are not in the table do not exist.
+/// A ring, made from the items of its files. Files that are not in the table do not exist.
 struct ModelRing {
     int32_t csvNum;
     int32_t slotMax;
@@ -77,12 +77,12 @@ inline bool modelCounts(const ModelItem &item, const ModelRing &ring, const JORN
 /// What a query finds, file by file.
 struct ModelCount {
     std::vector<int32_t> range;       ///< Positions of the day range, newest first.
-    std::map<int32_t, int32_t> nums;  ///< Matches by position, positions without a match left out.
+    std::map<int32_t, int32_t> nums;  ///< Matches by position; positions without a match are left out.
     int32_t total = 0;
 };
 
-/// The positions that serve the day range, newest first; none when nothing serves it. `all` are those of the
-/// ring's range, newest first, of which the two functions tell the smallest and the largest time.
+/// The positions that can hold items of the day range, newest first; none when no file can. `all` are those
+/// of the ring's range, newest first; the two functions return the smallest and the largest time of each.
 template <class FirstTime, class LastTime>
 std::vector<int32_t> modelDayRange(const std::vector<int32_t> &all, FirstTime firstTime, LastTime lastTime,
                                    const JORN_REQUIRE &require) {
@@ -125,7 +125,7 @@ inline std::vector<int32_t> modelRange(const ModelRing &ring, const JORN_REQUIRE
     return modelDayRange(ring.newestFirst(), firstTime, lastTime, require);
 }
 
-/// Counts a ring; nothing when no file serves the day range.
+/// Counts a ring; nothing when no file can hold items of the day range.
 inline std::optional<ModelCount> modelCount(const ModelRing &ring, const JORN_REQUIRE &require) {
     ModelCount count;
     count.range = modelRange(ring, require);

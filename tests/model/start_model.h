@@ -20,7 +20,7 @@ struct ModelStart {
     uint32_t finalTime;
     uint32_t maxTime;
     NamedFiles files;
-    bool isFileReplaced;  ///< A rename met a file that had not been moved yet.
+    bool isFileReplaced;  ///< A rename replaced a file that had not been moved yet.
 };
 
 ModelStart modelStart(const NamedFiles &files, int32_t csvNum, int32_t slotMax);

@@ -21,7 +21,7 @@ constexpr uint32_t kFullFile = 5000;
 
 std::string number(int64_t value) { return std::to_string(value); }
 
-/// What a C string in a buffer holds, from a position on.
+/// The C string in a buffer, from a position on.
 std::string_view untilNul(const std::string &buffer, size_t position = 0) {
     return std::string_view(buffer).substr(position, buffer.find('\0', position) - position);
 }
@@ -256,7 +256,7 @@ void StoreModel::batch(size_t messages) {
     fault({"semGive"}, "give the mutex");
 }
 
-/// Whether the batch goes on.
+/// Returns whether the batch continues.
 bool StoreModel::storeMessage() {
     const auto way = fault({"msgQReceive 272 -1"}, "receive a message");
     if (way == Way::kPlain) {

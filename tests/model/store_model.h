@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The model of the store, written from what is required of it and not from its source: which calls it makes
 // in which order, what it prints and returns, and what is in memory and on the medium. It has no tasks, no
-// clock and no files; everything is a value. Nothing fails in it unless whoever listens to its calls says so.
+// clock and no files; everything is a value. Nothing fails in it unless the listener to its calls says so.
 //
 // Not modelled: what is printed above level 1, arguments that a creation refuses, and the messages of queries
-// whose day limits no file serves.
+// whose day limits match no file.
 #ifndef JORN_TESTS_MODEL_STORE_MODEL_H
 #define JORN_TESTS_MODEL_STORE_MODEL_H
 
@@ -28,11 +28,11 @@
 
 namespace test {
 
-/// Hears of each platform call and of what it is for.
+/// Is notified of each platform call and its purpose.
 class ModelListener {
 public:
     virtual ~ModelListener() = default;
-    /// In which way the call fails; nothing when it does not.
+    /// Returns how the call fails; nothing when it does not.
     virtual std::optional<probe::Way> onCall(const std::string &call, const std::string &role) = 0;
 };
 
@@ -55,7 +55,7 @@ struct ModelObject {
     ModelIndex index;
     std::vector<JORN_CSV_INFO> summaries;
     uint32_t finalTime;   ///< As the last start found it.
-    bool isIndexRefused;  ///< At the last start there was no index that counts.
+    bool isIndexRefused;  ///< At the last start there was no valid index.
 
     std::string path(int32_t position) const { return dir + "/" + std::to_string(position) + ".csv"; }
     JORN_CSV_INFO &at(int32_t position) { return summaries[static_cast<size_t>(position)]; }
@@ -65,7 +65,7 @@ struct ModelObject {
     std::vector<int32_t> newestFirst() const;
 };
 
-/// A file that a start took away.
+/// A file that a start removed.
 struct ModelRemoval {
     std::string bytes;
     bool isRenamedOver;  ///< Otherwise it was deleted as surplus.
@@ -79,7 +79,7 @@ struct ModelShown {
 
 class StoreModel {
 public:
-    /// `root` stands before the directories' names in messages.
+    /// `root` comes before the directories' names in messages.
     explicit StoreModel(std::string root = "", ModelListener *listener = nullptr)
         : root_(std::move(root)), listener_(listener) {}
     /// A store at rest with these objects, by handle.
@@ -96,7 +96,7 @@ public:
     int32_t page(int32_t handle, const JORN_REQUIRE &require, std::vector<ModelShown> *shown);
     int32_t clear(int32_t handle, bool isLogged);
 
-    /// A pass of the store task over what waits, or over these messages.
+    /// A pass of the store task over the waiting messages, or over these.
     void pass();
     void pass(const std::vector<std::string> &waiting);
     /// Passes until nothing waits and no file is open.
@@ -106,11 +106,11 @@ public:
     void setTime(uint32_t seconds) { now_ = seconds; }
     void put(const std::string &path, const std::string &bytes);
     void take(const std::string &path) { files_.erase(path); }
-    /// Makes a summary count so many items.
+    /// Makes a summary count `items` items.
     void setCount(int32_t handle, int32_t position, uint32_t items) {
         change(handle)->at(position).itemCount = items;
     }
-    /// Puts the queue to `waiting` messages for the handle.
+    /// Fills the queue up to `waiting` messages, for the handle.
     void fillQueue(int32_t handle, int waiting);
     void limitRoom(int64_t bytes) { room_ = bytes; }
     void addRoom(int64_t bytes) { room_ += bytes; }
@@ -128,12 +128,12 @@ public:
     ModelStoreObject object(int32_t handle) const;
     /// The largest time that any start found.
     uint32_t maxTime() const { return maxTime_; }
-    /// Data files that the last start took away.
+    /// Data files that the last start removed.
     const std::vector<ModelRemoval> &removals() const { return removals_; }
     const std::vector<std::string> &messages() const { return messages_; }
     void clearMessages() { messages_.clear(); }
 
-    /// The positions that serve the days of a requirement, newest first.
+    /// The positions that can hold items of the days of a requirement, newest first.
     static std::vector<int32_t> dayRange(const ModelObject &object, const JORN_REQUIRE &require);
 
 private:
@@ -155,7 +155,7 @@ private:
     using Pieces = std::initializer_list<std::string_view>;
     using IsTaken = std::function<bool(const ModelLine &)>;
 
-    /// Makes a call, whose name is put together of these pieces.
+    /// Makes a call, whose name is made up of these pieces.
     std::optional<probe::Way> fault(Pieces call, const char *role);
     bool passes(Pieces call, const char *role) { return !fault(call, role); }
     void say(std::string message) { messages_.push_back(std::move(message)); }

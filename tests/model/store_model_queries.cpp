@@ -129,7 +129,7 @@ void StoreModel::fillPage(const ModelObject &object, const JORN_REQUIRE &require
     }
 }
 
-/// Matches of a file by number, from its oldest on. Those that the file does not give any more are missing.
+/// Matches of a file by number, from its oldest on. Those that the file no longer holds are missing.
 void StoreModel::readRecords(const ModelObject &object, const JORN_REQUIRE &require, int32_t position,
                              std::pair<int32_t, int32_t> items, std::vector<ModelShown> *shown) {
     if (!open(object.path(position), "r", "open a data file of the page")) {

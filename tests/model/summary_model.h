@@ -10,14 +10,14 @@
 
 namespace test {
 
-/// The change that one item makes that is read: a smallest time of 0 counts as none.
+/// The change that one item makes when it is read: a smallest time of 0 counts as none.
 void modelRead(const ModelItem &item, int32_t slotMax, JORN_CSV_INFO *info);
 
 /// The change that one appended item makes.
 void modelAppend(const ModelItem &item, int32_t slotMax, JORN_CSV_INFO *info);
 
 /// The matches of a file that is not read: levels and slots beyond the object's own mean "below the debug
-/// level" and "any slot", and days are not looked at.
+/// level" and "any slot", and days are ignored.
 int32_t modelCounted(const JORN_CSV_INFO &info, int32_t slotMax, const JORN_REQUIRE &require);
 
 }  // namespace test

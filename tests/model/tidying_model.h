@@ -27,7 +27,7 @@ struct TidyRing {
     bool isIndexRewritten;
     std::map<int, int> entries;           ///< By position: itself, 90 for deletion, or the new position.
     std::vector<std::string> operations;  ///< As the platform sees them.
-    bool isFileReplaced = false;          ///< A rename met a file that had not been moved yet.
+    bool isFileReplaced = false;          ///< A rename replaced a file that had not been moved yet.
     DataFiles files;
 };
 
@@ -35,7 +35,7 @@ namespace tidying_model {
 
 inline int modulo90(int64_t number) { return static_cast<int>(((number % 90) + 90) % 90); }
 
-/// What a survey of the files makes of a ring.
+/// What a survey of the files plans for a ring.
 struct Plan {
     int64_t oldest;
     int64_t latest;
@@ -43,7 +43,7 @@ struct Plan {
 };
 
 /// Gives every position its entry and finds the new range. A former latest position that no ring has counts
-/// as 89. `hasFile` is asked for each position once, the newest first.
+/// as 89. `hasFile` is called once for each position, the newest first.
 template <class HasFile>
 Plan survey(int64_t oldest, int64_t formerLatest, int csvNum, HasFile hasFile) {
     const int64_t newest = formerLatest >= 0 && formerLatest < 90 ? formerLatest : 89;
@@ -73,8 +73,8 @@ Plan survey(int64_t oldest, int64_t formerLatest, int csvNum, HasFile hasFile) {
     return plan;
 }
 
-/// Renames and deletes, the position after the former latest one first. A rename replaces what stands at
-/// its target.
+/// Renames and deletes, the position after the former latest one first. A rename replaces the file at its
+/// target.
 template <class Remove, class Rename>
 void apply(const Plan &plan, int64_t formerLatest, Remove remove, Rename rename) {
     const int64_t newest = formerLatest >= 0 && formerLatest < 90 ? formerLatest : 89;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Widths, places and order of the records' fields, and the types of the functions, as programs, the target's
+// Sizes, offsets and order of the records' fields, and the types of the functions, as programs, the target's
 // shell and other implementations of a caller rely on them.
 #include "jorn.h"
 
@@ -27,7 +27,7 @@ namespace {
 
 using std::is_same_v;
 
-/// Place and end of a field.
+/// Offset and end of a field.
 struct Field {
     size_t offset;
     size_t size;
@@ -36,7 +36,7 @@ struct Field {
 #define FIELD(record, field) \
     Field { offsetof(record, field), sizeof(record::field) }
 
-/// Expects the fields one behind the other from the start of the record to its end.
+/// Expects the fields one after the other from the start of the record to its end.
 template <size_t count>
 void expectWithoutGaps(const Field (&fields)[count], size_t recordSize) {
     size_t end = 0;

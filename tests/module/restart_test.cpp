@@ -31,7 +31,7 @@ constexpr char kItemAfterRestart[] = "3456000000,1,2,after0\n";
 /// File names and bytes of a directory.
 using Files = std::map<std::string, std::string>;
 
-/// Where an object's ring stands.
+/// The ring positions of an object.
 struct Positions {
     int32_t oldest;
     int32_t latest;
@@ -60,7 +60,7 @@ std::vector<JORN_REQUIRE> requirements() {
             {20, 1, -1, kFirstDay, -1, -1, -1}};
 }
 
-/// A page in words: its number, and its records.
+/// A page as text: its number, and its records.
 std::string pageInWords(int32_t handle, JORN_REQUIRE require, int32_t number) {
     require.pageDisp = number;
     JORN_LOG_PAGE page = {};
@@ -115,7 +115,8 @@ protected:
         return {FindObj(handle)->csv_oldest, FindObj(handle)->csv_latest};
     }
 
-    /// Stores items of one day, `number` of them in runs of changing level and slot, texts numbered on.
+    /// Stores items of one day, `number` of them in runs of changing level and slot, texts numbered
+    /// consecutively.
     void fill(int32_t handle, int number, int32_t day) {
         constexpr int kRun = 125;
         for (int done = 0; done < number; done += kRun) {
@@ -128,8 +129,8 @@ protected:
         settle();
     }
 
-    /// Creates the object over what is there; its first item still waits in the queue afterwards, as the
-    /// new task has finished its first pass before the item is sent.
+    /// Creates the object over what is there; afterwards its first item still waits in the queue, as the new
+    /// task finished its first pass before the item was sent.
     int32_t create(int32_t csvNum) {
         jorn_SetDebugPrintLevel(0);
         test::onceBefore("semTake", [] { posixPortSettle(); });
@@ -166,7 +167,7 @@ protected:
         EXPECT_EQ(newest(1).front(), "after0");
     }
 
-    /// An object of full files: the first one holds the object's first item too, the last one `rest` items.
+    /// An object of full files: the first one also holds the object's first item, the last one `rest` items.
     int32_t createFilled(int32_t csvNum, int fullFiles, int rest) {
         const int32_t handle = create(csvNum);
         fill(handle, 4999, kFirstDay);
@@ -299,7 +300,7 @@ TEST_F(StoreRestartTest, Restart_ClearedBeforeTheNextFileIsOpened_FindsItsFormer
     expectLoggingGoesOnIn("0.csv");
 }
 
-// The tidying knows no cleared files: the newest file there is takes the place of the missing latest one.
+// The tidying does not know of clearing: the newest existing file takes the place of the missing latest one.
 TEST_F(StoreRestartTest, Restart_ClearedBeforeTheNextFileExists_FormerFileTakesItsPlace) {
     dir_.write("index.csv", "version:1\n0,0\n");
     dir_.write("0.csv", lines(2, dayStart(kFirstDay), "old"));

@@ -1,10 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """Finds what can be changed in a source file, and rewrites the file so that it holds all changes at once.
 
-The places come from clang's syntax tree. Each place is wrapped in a call of mutation.h that is given the
-number of the place's first mutant, so one build serves every mutant. Where the language wants a constant
-(the size of an array, a constexpr definition) there can be no call: those are edits of the text, each with a
-build of its own.
+The places come from clang's syntax tree. Each place is wrapped in a call of mutation.h that gets the number of the
+place's first mutant, so one build serves every mutant. Where the language requires a constant (the size of an
+array, a constexpr definition) there can be no call: those are edits of the text, each with a build of its own.
 """
 from __future__ import annotations
 
@@ -31,7 +30,7 @@ LITERAL = re.compile(r"(\d+|'(\\.|[^'])')[uUlL]*$")
 
 @dataclasses.dataclass
 class Mutant:
-    """One change. `key` tells it from all others, whatever is added to the file around it."""
+    """One change. `key` distinguishes it from all others, whatever is added to the file around it."""
     file: str
     function: str
     original: str
@@ -48,7 +47,7 @@ class Mutant:
 
 
 class SourceFile:
-    """The wrappings of one file, and the file's text with them."""
+    """The wrappers in one file, and the file's text with them."""
 
     def __init__(self, path: pathlib.Path) -> None:
         self.data = path.read_bytes()
@@ -62,7 +61,7 @@ class SourceFile:
         return " ".join(self.data[start:end].decode().split())
 
     def line_with(self, start: int, end: int, value: str) -> tuple[str, str]:
-        """The line of a place as it is, and with another text at the place."""
+        """The line of a place unchanged, and with another text at the place."""
         line, line_end = self.data.rfind(b"\n", 0, start) + 1, self.data.index(b"\n", end)
         changed = self.data[line:start].decode() + value + self.data[end:line_end].decode()
         return self.text(line, line_end), " ".join(changed.split())
@@ -115,7 +114,7 @@ class Finder:
 
     def finish(self) -> None:
         """Leaves out edits of constants that nothing constant depends on, as each use is a place of its own, and
-        numbers what happens to a function more than once."""
+        numbers the changes that occur more than once in a function."""
         self.mutants = [mutant for mutant in self.mutants if mutant.constant is None or mutant.constant in self.fixed]
         counts: dict[str, int] = {}
         for mutant in self.mutants:
@@ -128,10 +127,10 @@ class FileWalk:
     def __init__(self, finder: Finder, name: str, source: SourceFile) -> None:
         self.finder, self.name, self.source, self.function = finder, name, source, ""
 
-    # What a place becomes.
+    # What a place is changed into.
 
     def is_new(self, start: int, end: int, what: str) -> bool:
-        """A header is walked once for each file that includes it."""
+        """Whether a place was not seen before: a header is walked once for each file that includes it."""
         place = (start, end, what)
         if place in self.source.seen:
             return False
@@ -156,7 +155,7 @@ class FileWalk:
             self.source.wrap(start, end, f"mutation::{function}({place}, ", ")")
 
     def constant(self, cursor: Cursor, text: str) -> None:
-        """One more and one less. Told by the whole line: many a line holds a 0 or a 1."""
+        """One more and one less. Identified by the whole line, as many lines hold a 0 or a 1."""
         start, end = extent(cursor)
         if self.is_new(start, end, "constant"):
             line = self.source.line_with(start, end, text)[0]
@@ -179,7 +178,7 @@ class FileWalk:
             self.source.wrap(start, end, f"if (!mutation::isActive({place})) ", "")
 
     def operator(self, cursor: Cursor, left: Cursor, right: Cursor, sign: str) -> None:
-        """Makes a call of a binary operation, or lets a logical one choose between && and || (which are each
+        """Turns a binary operation into a call, or lets a logical one choose between && and || (which are each
         other's negation with both sides negated, so the right side is still evaluated only when needed)."""
         start, end = extent(cursor)
         between = extent(left)[1], extent(right)[0]
@@ -214,7 +213,7 @@ class FileWalk:
             self.source.replace(inner[1], end, ")")
 
     def edit(self, cursor: Cursor, constant: str | None) -> None:
-        """A constant that has to stay one: one more, one less, as edits of the text."""
+        """A value that has to stay a constant: one more, one less, as edits of the text."""
         start, end = extent(cursor)
         text = self.source.text(start, end)
         if cursor.kind == Kind.INTEGER_LITERAL and re.fullmatch(r"\d+", text) and self.is_new(start, end, "edit"):
@@ -243,7 +242,7 @@ class FileWalk:
                 self.declaration(child)
 
     def variable(self, cursor: Cursor) -> None:
-        """A constant or a field is edited; of an array only the size; other variables hold expressions."""
+        """A constant or a field is edited, in an array only its size; other variables hold expressions."""
         start, end = extent(cursor)
         declared = self.source.text(start, end)
         is_array = cursor.type.kind in (TypeKind.CONSTANTARRAY, TypeKind.INCOMPLETEARRAY)
@@ -322,7 +321,7 @@ class FileWalk:
             self.remove(cursor)
 
     def print_level(self, start: int, printed: re.Match[str]) -> None:
-        """A message: not printed at all, or from another level on."""
+        """A message: not printed at all, or printed from another level on."""
         end = self.source.data.index(b";", self.source.data.index(b'"', start))
         while self.source.data[end - 1:end] != b")":  # a semicolon within the text
             end = self.source.data.index(b";", end + 1)
@@ -337,7 +336,7 @@ class FileWalk:
         self.source.wrap(*level, f"mutation::constant({place}, ", ")")
 
     def result(self, cursor: Cursor) -> None:
-        """A returned value becomes 0 and -1, unless its own changes say more."""
+        """A returned value becomes 0 and -1, unless its own changes test more."""
         inner = stripped(cursor)
         kind = cursor.type.get_canonical().kind
         is_plain = inner.kind in (Kind.INTEGER_LITERAL, Kind.UNARY_OPERATOR, Kind.CXX_NULL_PTR_LITERAL_EXPR,
@@ -382,13 +381,13 @@ class FileWalk:
             self.constant(cursor, self.source.text(*extent(cursor)))
         elif is_negatable(cursor, children):
             self.negate(cursor)
-        if kind == Kind.CXX_UNARY_EXPR:  # sizeof looks at a type only
+        if kind == Kind.CXX_UNARY_EXPR:  # sizeof evaluates nothing but a type
             return
         for child in children:
             self.expression(child)
 
     def within_negation(self, cursor: Cursor) -> None:
-        """What `!` stands in front of is not negated once more; its parts are as any others."""
+        """The operand of `!` is not negated once more; its parts are changed like any others."""
         while cursor.kind in (Kind.UNEXPOSED_EXPR, Kind.PAREN_EXPR) and len(list(cursor.get_children())) == 1:
             cursor = next(cursor.get_children())
         if cursor.kind in (Kind.CALL_EXPR, Kind.MEMBER_REF_EXPR):
@@ -403,7 +402,7 @@ def extent(cursor: Cursor) -> tuple[int, int]:
 
 
 def stripped(cursor: Cursor) -> Cursor:
-    """The expression below what the compiler adds and parentheses."""
+    """The expression below parentheses and what the compiler adds."""
     while cursor.kind in (Kind.UNEXPOSED_EXPR, Kind.PAREN_EXPR):
         children = list(cursor.get_children())
         if len(children) != 1:

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the rewritten source of a mutation check calls: each place that can be changed passes its number here
-// and gets the changed result when that number, or one of those behind it, is the active one. Included in
-// front of every file of the rewritten tree; the module itself never sees it.
+// and gets the changed result when that number, or one of those after it, is the active one. Included before
+// every file of the rewritten tree; the module itself never sees it.
 #ifndef JORN_TESTS_MUTATION_MUTATION_H
 #define JORN_TESTS_MUTATION_MUTATION_H
 
@@ -15,7 +15,7 @@ constexpr int kIdsMax = 1 << 15;
 /// The active mutant, 0 for none. Set before anything else of the program runs.
 extern int active;
 
-/// Which places the running test came by; null unless that is wanted.
+/// Which places the running test executed; null unless that is wanted.
 extern bool *reached;
 
 /// Which of a place's mutants is active, counted from 0; -1 when none of them is.

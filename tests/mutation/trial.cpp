@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The test program's side of a mutation check: takes the active mutant from the environment and, when asked,
-// writes down which mutants each test comes by and how long it takes. Added to the test support of the
-// rewritten tree.
+// records which mutants each test executes and how long it takes. Added to the test support of the rewritten
+// tree.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -18,14 +18,14 @@ namespace {
 
 bool reachedTable[kIdsMax];
 
-/// Before the initialisation of any global: some of those are mutated too.
+/// Runs before the initialisation of any global: some of those are mutated too.
 __attribute__((constructor(101))) void readEnvironment() {
     const char *const mutant = std::getenv("JORN_MUTANT");
     active = mutant != nullptr ? static_cast<int>(std::strtol(mutant, nullptr, 10)) : 0;
     reached = std::getenv("JORN_MUTATION_TRACE") != nullptr ? reachedTable : nullptr;
 }
 
-/// One line a test: name, milliseconds, numbers of the places reached.
+/// One line per test: name, milliseconds, numbers of the places reached.
 class Trace : public ::testing::EmptyTestEventListener {
 public:
     Trace() : file_(std::fopen(std::getenv("JORN_MUTATION_TRACE"), "w")) {}
@@ -34,7 +34,7 @@ public:
     Trace &operator=(const Trace &) = delete;
 
 private:
-    /// What the initialisation of globals reaches belongs to every test: the name is "*".
+    /// What the initialisation of globals reaches counts for every test: its name is "*".
     void OnTestProgramStart(const ::testing::UnitTest & /*program*/) override {
         std::fprintf(file_, "*\t0\t");
         writeReached();

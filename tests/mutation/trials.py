@@ -25,14 +25,14 @@ BUILD = WORK / "objects"
 PROGRAM = BUILD / "tests" / "jorn_module_tests"
 TREE_PARTS = ("src", "include", "port", "tests", "tools", "cmake", "packaging", "CMakeLists.txt")
 
-# The tests a mutant meets go in rounds of about so many milliseconds, so that most mutants cost no more than a few
-# quick tests. Those of its own folder come before others.
+# The tests that reach a mutant run in rounds of about this many milliseconds, so that most mutants cost no more
+# than a few quick tests. Those of its own folder come before others.
 ROUNDS_MS = (30, 300, 3000)
 
-# A trial is over when it has used so much more processor time than the same tests use without a mutant,
+# A trial ends when it has used this much more processor time than the same tests use without a mutant,
 CPU_SECONDS = 1
 CPU_FACTOR = 5
-# or when all of its threads have slept for so long: some wait for what never comes.
+# or when all of its threads have slept for this long: some wait for something that never happens.
 STALL_SECONDS = 2
 
 # A mutant that fills the memory or the disk instead is stopped too.
@@ -69,7 +69,7 @@ def find_mutants() -> Finder:
 
 
 def temporary_prefix() -> str:
-    """Test directories get names of their own here, so that those of killed tests can be cleared away."""
+    """Test directories get names of their own here, so that those of killed tests can be removed."""
     return "/tmp/m" + hashlib.sha1(str(ROOT).encode()).hexdigest()[:3]
 
 
@@ -107,8 +107,8 @@ def build() -> None:
 
 
 def trace() -> list[TracedTest]:
-    """Runs all tests without a mutant; which mutants each of them reaches. The first entry, named "*", tells what
-    is reached before any test."""
+    """Runs all tests without a mutant. Returns which mutants each of them reaches. The first entry, named "*",
+    holds what is reached before any test."""
     path = WORK / "trace"
     done = subprocess.run([str(PROGRAM), "--gtest_brief=1"], capture_output=True, text=True, cwd=WORK,
                           env={**os.environ, "JORN_MUTATION_TRACE": str(path)}, check=False)
@@ -122,7 +122,7 @@ def trace() -> list[TracedTest]:
 
 
 class Suites:
-    """Knows in which folder of tests/ a test stands."""
+    """Knows in which folder of tests/ a test is."""
 
     def __init__(self) -> None:
         self.folders: dict[str, str] = {}
@@ -215,7 +215,7 @@ def run_tests(program: pathlib.Path, tests: list[TracedTest], number: int) -> st
 
 
 def wait_for(process: subprocess.Popen[bytes]) -> bool:
-    """Waits for the end; false when nothing goes on any more."""
+    """Waits for the end; false when nothing makes progress any more."""
     seen, since, pause = "", time.monotonic(), 0.005
     while True:
         try:
@@ -231,7 +231,7 @@ def wait_for(process: subprocess.Popen[bytes]) -> bool:
 
 
 def activity(pid: int) -> str:
-    """Changes as long as some thread runs, wants to, or uses the disk."""
+    """A value that changes as long as some thread runs, is ready to, or uses the disk."""
     result = []
     for task in pathlib.Path(f"/proc/{pid}/task").glob("*/stat"):
         try:
@@ -263,7 +263,7 @@ def build_edited(mutant: Mutant, folder: pathlib.Path) -> pathlib.Path | None:
             continue
         objects.append(str(folder / (name.stem + ".o")))
         command = [word.replace(str(TREE / "src"), str(folder / "src")) for word in command]
-        command.append(f"-ffile-prefix-map={folder}/=")  # messages tell the file as ever
+        command.append(f"-ffile-prefix-map={folder}/=")  # messages name the file as always
         command[target] = objects[-1]
         if subprocess.run(command, cwd=entry["directory"], capture_output=True, check=False).returncode != 0:
             return None

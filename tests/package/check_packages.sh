@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Makes the Debian packages of a build twice, looks into them, installs them below a folder of their own with a
-# database of packages of its own, uses what they bring there, and removes them. The machine is not touched.
+# Makes the Debian packages of a build twice, checks their contents, installs them below a folder of their own with
+# its own package database, uses what they install there, and removes them. The machine is not changed.
 # usage: check_packages.sh BUILD SOURCE VERSION ARCHITECTURE
 set -euo pipefail
 [ $# = 4 ] || { sed -n 's/^# usage: /usage: /p' "$0" >&2; exit 1; }
@@ -25,7 +25,8 @@ make_packages() {
     rm -r "$1/_CPack_Packages"
 }
 
-# The second ones are made later and elsewhere, and must be the same. Neither may keep folders from others.
+# The second ones are made later and in another time zone, and must be the same. The umask must not make folders
+# inaccessible to others.
 check_reproducible() {
     umask 027
     make_packages "$work/packages"
@@ -44,7 +45,7 @@ check_contents() {
     lintian --fail-on error,warning --tag-display-limit 0 "$work"/packages/*.deb || fail "lintian objects"
 }
 
-# What the packages depend on is there on this machine; the private database gets to know it from there.
+# This machine has what the packages depend on; the private database takes it from there.
 known_packages() {
     local name
     mkdir -p "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates" "$root/var/log"
@@ -56,7 +57,7 @@ known_packages() {
     done >"$root/var/lib/dpkg/status"
 }
 
-# dpkg for the private root. Without rights of the administrator it is made to believe in them.
+# dpkg for the private root. Without root's rights it is made to believe that it has them.
 private_dpkg() {
     local rights=()
     [ "$(id -u)" = 0 ] || rights=(fakeroot)
@@ -79,13 +80,15 @@ check_tool() {
     grep -rlF -e "$build" -e "$source" "$root/usr" && fail "these files name a place of the build" || true
 }
 
-# A program of a user of the packages, by what they tell pkg-config.
+# A user's program, built with what the packages provide for pkg-config.
 check_library() {
     local flags
     flags=$(PKG_CONFIG_PATH=$root/usr/lib/$architecture/pkgconfig pkg-config --cflags --libs jorn)
     gcc -std=gnu99 "$here/../install/consumer/records.c" -o "$work/records" $flags
     LD_LIBRARY_PATH=$root/usr/lib/$architecture "$work/records" "$work/other" || fail "the program fails"
     [ "$("$root/usr/bin/jorn" count -s 5 -o csv "$work/other" | tail -n 1)" = total,2 ] || fail "its items are missing"
+    g++ -std=c++17 "$here/../install/consumer/doors.cpp" -o "$work/doors" $flags
+    LD_LIBRARY_PATH=$root/usr/lib/$architecture "$work/doors" "$work/third" || fail "the program in C++ fails"
 }
 
 check_reproducible

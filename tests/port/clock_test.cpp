@@ -46,7 +46,7 @@ TEST_F(ClockTest, RateSet_Limits_AreCheckedAtEachSide) {
 TEST_F(ClockTest, TickGet_DisabledClock_CountsAnnouncementsAndNothingElse) {
     const ULONG before = tickGet();
     Crew crew;
-    for (int each = 0; each < 200; ++each) {  // takes many ticks of this rate
+    for (int each = 0; each < 200; ++each) {  // takes many ticks at this rate
         crew.startAndSettle(kPriority, [] {});
     }
     EXPECT_EQ(tickGet(), before);
@@ -206,7 +206,7 @@ TEST_F(ClockTest, RateSet_RunningClock_SpeedsUpAWaitUnderWay) {
     char buffer[16];
     Crew crew;
     const RunningClock running;
-    // At one tick a second this is over half an hour.
+    // At one tick per second this is over half an hour.
     crew.startAndSettle(kPriority, [&] {
         char message[] = "awake";
         taskDelay(2000);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A program of its own, so that nothing has waited before: just the calls that need it start the clock's
-// thread. Says by its exit status what went wrong.
+// A program of its own, so that nothing has waited before: only the calls that need it start the clock's
+// thread. Its exit status says what went wrong.
 #include <msgQLib.h>
 #include <sysLib.h>
 #include <taskLib.h>

@@ -63,7 +63,8 @@ private:
     fs::path directory_;
 };
 
-/// Gives the host a directory "/yaffs" for the length of a test, where there is none and it may be made.
+/// Creates a directory "/yaffs" on the host for the duration of a test, where there is none and it may be
+/// made.
 class MountedFileSystemTest : public FileSystemTest {
 protected:
     void SetUp() override {
@@ -153,7 +154,7 @@ TEST_F(MountedFileSystemTest, Rename_PathWithThePrefix_IsAHostPath) {
 
 TEST_F(MountedFileSystemTest, Rename_NewPathTooLongWithThePrefix_FailsAndKeepsTheFile) {
     write("/yaffs/old.csv", "content");
-    // Fits without the prefix and not with it.
+    // Fits without the prefix, but not with it.
     std::string newPath(4091, 'x');
     for (size_t at = 0; at < newPath.size(); at += 100) {
         newPath[at] = '/';

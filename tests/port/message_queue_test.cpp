@@ -13,7 +13,7 @@ using namespace port_test;
 
 class MessageQueueTest : public PortTest {
 protected:
-    /// Body of a task that receives one message and says so, or "-" when it fails.
+    /// Body of a task that receives one message and records it, or "-" when it fails.
     static std::function<void()> receiver(MSG_Q_ID queue, Journal &journal, const char *name) {
         return [=, &journal] {
             char buffer[16];
@@ -26,7 +26,7 @@ protected:
         };
     }
 
-    /// Body of a task that sends one text. Nothing of it is on the heap during the wait.
+    /// Body of a task that sends one text. None of it is on the heap during the wait.
     static std::function<void()> sender(MSG_Q_ID queue, const char *text, int priority = MSG_PRI_NORMAL) {
         return [=] {
             char message[16];
@@ -82,7 +82,7 @@ TEST_F(MessageQueueTest, Create_AllPlacesTaken_FailsUntilOneIsDeleted) {
 
 TEST_F(MessageQueueTest, Receive_SeveralSent_ComeInTheirOrder) {
     const Queue queue(3);
-    for (int round = 0; round < 4; ++round) {  // the ring of slots wraps at each possible place
+    for (int round = 0; round < 4; ++round) {  // so that the ring of slots wraps at each possible place
         EXPECT_EQ(send(queue, "one", NO_WAIT), kDone);
         EXPECT_EQ(send(queue, "two", NO_WAIT), kDone);
         EXPECT_EQ(msgQNumMsgs(queue), 2);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the tests of the port share: the clock stopped, tasks that run a lambda, and outcomes of calls.
 //
-// An interleaving is forced in one way throughout: a test starts a task and calls posixPortSettle(), after
-// which the task is known to wait in the call that it made last, or to be gone.
+// Every interleaving is forced in the same way: a test starts a task and calls posixPortSettle(), after which
+// the task is known to wait in the call that it made last, or to be gone.
 #ifndef JORN_TESTS_PORT_PORT_TEST_H
 #define JORN_TESTS_PORT_PORT_TEST_H
 
@@ -92,7 +92,7 @@ inline void tick(int ticks = 1) {
     }
 }
 
-/// What tasks did, in its order.
+/// What tasks did, in order.
 class Journal {
 public:
     void add(const char *what) {
@@ -153,7 +153,7 @@ public:
     Crew(const Crew &) = delete;
     Crew &operator=(const Crew &) = delete;
 
-    /// Starts a task, which may be on its way when the call returns. Tasks of the crew may call it.
+    /// Starts a task, which may already be running when the call returns. Tasks of the crew may call it.
     TASK_ID start(int priority, std::function<void()> body) {
         const std::lock_guard<std::mutex> lock(mutex_);
         bodies_.push_back(std::move(body));
@@ -183,7 +183,7 @@ private:
     std::vector<TASK_ID> tasks_;
 };
 
-/// Ticks come by hand only, at a rate at which a clock that were not stopped would soon show.
+/// Only hand-made ticks come, at a rate at which a clock that was not stopped would soon show.
 class PortTest : public ::testing::Test {
 protected:
     void SetUp() override {

@@ -19,7 +19,7 @@ protected:
         return priority;
     }
 
-    /// Body of a task that takes a semaphore, says so, and gives it.
+    /// Body of a task that takes a semaphore, records it, and gives it.
     static std::function<void()> taker(SEM_ID mutex, Journal &journal, const char *name) {
         return [mutex, &journal, name] {
             semTake(mutex, WAIT_FOREVER);

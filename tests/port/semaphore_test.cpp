@@ -128,7 +128,8 @@ TEST_F(SemaphoreTest, Take_GivenOneTickBeforeTimeout_Succeeds) {
     crew.startAndSettle(kPriority, [&] { taken = take(mutex, 3); });
     tick(2);
     ASSERT_EQ(give(mutex), kDone);
-    // The semaphore is the task's since it was given, whether or not the task runs before the third tick.
+    // The semaphore has been the task's since it was given, whether or not the task runs before the third
+    // tick.
     tick();
     EXPECT_EQ(taken, kDone);
 }
@@ -276,7 +277,7 @@ TEST_F(SemaphoreTest, EveryCall_GarbageId_FailsWithIdError) {
 TEST_F(SemaphoreTest, Give_ByLaterThread_FailsWhenTheHolderIsGone) {
     const Mutex mutex;
     Outcome given = kNotReturned;
-    // The second thread is likely to get the first one's storage, and must not pass for it.
+    // The second thread is likely to get the first one's storage, and must not be taken for it.
     std::thread([&] { semTake(mutex, WAIT_FOREVER); }).join();
     std::thread([&] { given = give(mutex); }).join();
     EXPECT_EQ(given, failed(S_semLib_INVALID_OPERATION));
@@ -299,7 +300,7 @@ TEST_F(SemaphoreTest, Take_ManyTasksAtOnce_ExcludeEachOther) {
     constexpr int kTasks = 4;
     constexpr int kRounds = 2000;
     const Mutex mutex(kInheriting);
-    int counter = 0;  // of plain type: only the semaphore keeps the tasks apart
+    int counter = 0;  // not atomic: only the semaphore keeps the tasks apart
     {
         Crew crew;
         for (int task = 0; task < kTasks; ++task) {

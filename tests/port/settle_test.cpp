@@ -16,7 +16,7 @@ TEST_F(SettleTest, Settle_NoTask_ReturnsAtOnce) {
 }
 
 TEST_F(SettleTest, Settle_TaskOnItsWay_ReturnsWhenItWaits) {
-    int steps = 0;  // of plain type: settling orders the task's steps before the reading
+    int steps = 0;  // not atomic: settling orders the task's steps before the reading
     Crew crew;
     crew.start(kPriority, [&] {
         for (int step = 0; step < 10000; ++step) {
@@ -138,7 +138,7 @@ TEST_F(SettleTest, Waiters_ThreadNotSpawned_IsCounted) {
     char buffer[16];
     Outcome received = kNotReturned;
     std::thread receiver([&] { received = receive(queue, buffer, sizeof buffer, WAIT_FOREVER); });
-    // Nothing but the count tells that a thread of the program has got to its wait.
+    // Only the count shows that a thread of the program has reached its wait.
     while (posixPortMsgQWaiters(queue) == 0) {
         std::this_thread::yield();
     }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The deletion of tasks: of itself, in each waiting call, on its way, and under delete-safe semaphores.
+// The deletion of tasks: of itself, in each waiting call, while running, and while holding delete-safe
+// semaphores.
 #include <array>
 #include <atomic>
 #include <thread>
@@ -106,7 +107,7 @@ TEST_P(TaskDeleteTest, Delete_TaskWaitsThere_EndsItAndLeavesNothingBehind) {
     ASSERT_EQ(take(mutex, NO_WAIT), kDone);
     ASSERT_EQ(send(full, "first", NO_WAIT), kDone);
     const TASK_ID other = crew.startAndSettle(kPriority, [&] {
-        semTake(safe, WAIT_FOREVER);  // waiting for its end takes until it has given this
+        semTake(safe, WAIT_FOREVER);  // a wait for its end lasts until it has given this
         taskDelay(50);
     });
     const TASK_ID task = crew.startAndSettle(kPriority, [&] {

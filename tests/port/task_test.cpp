@@ -131,7 +131,7 @@ TEST_F(TaskTest, Delete_StaleIdWhosePlaceWasTakenAgain_FailsAndLeavesNewTaskAlon
     const FUNCPTR entry = reinterpret_cast<FUNCPTR>(returnAtOnce);
     const TASK_ID stale = spawn(kPriority, entry).result;
     posixPortSettle();
-    // As many tasks as there are places, one after the other: the last ones stand in used places.
+    // As many tasks as there are places, one after the other: the last ones reuse places.
     for (int each = 0; each < 1030; ++each) {
         ASSERT_NE(spawn(kPriority, entry).result, stale);
         posixPortSettle();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Counting the whole range: its two end files by reading, those between them from memory.
+// Counting the whole range: the files at its two ends by reading, those between them from memory.
 #include <algorithm>
 
 #include "query/counting_support.h"

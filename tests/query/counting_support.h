@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Shared by the tests of counting: requirements by level, slot and days, all that a count gives, and rings of
-// one day a file.
+// Shared by the tests of counting: requirements by level, slot and days, all results of a count, and rings
+// with one day per file.
 #ifndef JORN_TESTS_QUERY_COUNTING_SUPPORT_H
 #define JORN_TESTS_QUERY_COUNTING_SUPPORT_H
 
@@ -34,7 +34,7 @@ inline JORN_REQUIRE ofDays(int32_t lower, int32_t upper) {
     return require;
 }
 
-/// All that a count over the ring gives; one entry more than the tables have, to see what is left alone.
+/// All results of a count over the ring; one entry more than the tables have, to see what is left unchanged.
 struct Counted {
     int32_t total;
     int32_t range[3];
@@ -73,7 +73,7 @@ protected:
         return object;
     }
 
-    /// Everything said at the highest print level.
+    /// Everything printed at the highest print level.
     std::vector<std::string> said(const ModelRing &ring, const JORN_REQUIRE &require) {
         HandMadeObject object = objectOf(ring);
         jorn_SetDebugPrintLevel(8);
@@ -84,7 +84,7 @@ protected:
     static std::vector<std::string> opened() { return platform().calls({"fopen"}); }
 };
 
-/// Days 100, 101 and so on at these positions, oldest first, with so many items each.
+/// Days 100, 101 and so on at these positions, oldest first, each with this number of items.
 inline ModelRing ringOfDays(int32_t csvNum, const std::vector<std::pair<int32_t, int>> &files) {
     ModelRing ring = {csvNum, 8, files.front().first, files.back().first, {}};
     uint32_t day = 100;

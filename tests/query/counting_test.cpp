@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Counting one file, by reading it or from memory, and the exported entry.
+// Counting one file, by reading it or from memory, and the exported function.
 #include "query/counting_support.h"
 
 namespace test {
@@ -99,7 +99,7 @@ struct ArrayRow {
 
 class CountFromArrayTest : public ModuleTest {
 protected:
-    /// Level l has 10 to the l items; of slot s it has s of them, of 3 slots.
+    /// Level l has 10^l items, and s * 10^l in slot s; the object has 3 slots.
     void SetUp() override {
         ModuleTest::SetUp();
         uint32_t levelCount = 1;
@@ -172,7 +172,7 @@ TEST_F(CountFromArrayTest, CountFromArray_AnyRequirement_OpensNothingAndSaysNoth
     EXPECT_THAT(messages(), IsEmpty());
 }
 
-// The exported entry.
+// The exported function.
 
 class CountTotalTest : public ModuleTest {
 protected:

@@ -21,8 +21,8 @@ protected:
     }
 };
 
-/// The file's first item comes late on its first day and its last one early on its last day, so that no
-/// comparison of seconds passes for one of days.
+/// The file's first item is late on its first day and its last one early on its last day, so that a
+/// comparison of seconds cannot pass for one of days.
 void setDays(HandMadeObject &object, int32_t position, uint32_t firstDay, uint32_t lastDay) {
     JORN_CSV_INFO &info = object.info(position);
     info.itemCount = 1;
@@ -30,7 +30,7 @@ void setDays(HandMadeObject &object, int32_t position, uint32_t firstDay, uint32
     info.timeMax = dayStart(lastDay) + (firstDay == lastDay ? 20 : 0);
 }
 
-/// Ten files of a day each: day 100 at the oldest position, day 109 at the latest.
+/// Ten files of one day each: day 100 at the oldest position, day 109 at the latest.
 void setTenDays(HandMadeObject &object) {
     for (int32_t i = 0; i < 10; ++i) {
         const uint32_t day = 100 + static_cast<uint32_t>(i);
@@ -65,7 +65,7 @@ Located locate(JORN_OBJ *obj, int32_t dayDwLimit, int32_t dayUpLimit) {
     return {result, range[0], range[1]};
 }
 
-// A day a file.
+// One day per file.
 
 struct LimitRow {
     const char *name;

@@ -20,7 +20,7 @@
 
 namespace test {
 
-/// Puts a ring's files and summaries in place of what a directory and an object hold.
+/// Replaces what a directory and an object hold by a ring's files and summaries.
 inline void layOut(const ModelRing &ring, const TempDir &directory, JORN_OBJ *obj) {
     obj->csv_oldest = ring.oldest;
     obj->csv_latest = ring.latest;

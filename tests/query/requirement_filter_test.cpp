@@ -42,7 +42,7 @@ protected:
         return jorn_WhetherItemRequireOrNot(given.c_str(), &require);
     }
 
-    /// Everything said about a line at the highest print level.
+    /// Everything printed about a line at the highest print level.
     static std::vector<std::string> saidAbout(const std::string &given, const JORN_REQUIRE &require) {
         jorn_SetDebugPrintLevel(100);
         platform().clearLog();

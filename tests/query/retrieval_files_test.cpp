@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The walk through the ring's files: what is told on the way, files without matches or with fewer lines than
-// were counted, and one file by itself.
+// The walk through the ring's files: what is printed on the way, files without matches or with fewer lines
+// than were counted, and one file by itself.
 #include "query/retrieval_support.h"
 
 namespace test {
@@ -11,7 +11,7 @@ using ::testing::IsEmpty;
 
 const std::string kSeparator = probe::kBare + std::string("\r\n");
 
-// What is told on the way.
+// What is printed on the way.
 
 TEST_F(RetrievalTest, Get_PageOverTwoFiles_TellsItsArithmetic) {
     createOver(numberedRing(4, {{0, 3}, {1, 2}}));
@@ -79,7 +79,7 @@ TEST_F(RetrievalTest, Get_PageOneAtLevelSix_SaysNothing) {
 
 class RetrievalShortFileTest : public RetrievalTest {
 protected:
-    /// Three files of two items; the middle one is said to hold `counted`, and has these lines.
+    /// Three files of two items; the summary of the middle one counts `counted`, and it has these lines.
     void createWithMiddle(int counted, const std::string &bytes) {
         createOver(numberedRing(4, {{0, 2}, {1, counted}, {2, 2}}));
         dir_.write("1.csv", bytes);
@@ -225,7 +225,7 @@ protected:
         return jorn_ReadItemInOneCsv(object_.get(), 1, &require, itemOldest, itemLatest, page_.disp);
     }
 
-    /// The first records' texts; those behind them are untouched.
+    /// The first records' texts; those after them are untouched.
     std::vector<std::string> records(int32_t number) {
         page_.itemsNum = number;
         expectNothingBeyondThePage();

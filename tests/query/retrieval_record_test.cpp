@@ -26,7 +26,7 @@ protected:
     JORN_LOG_DISP record_;
 };
 
-/// A field's bytes with everything behind its text 0.
+/// A field's bytes, with everything after its text 0.
 template <size_t size>
 std::string bytesOf(const char (&field)[size]) {
     return {field, size};
@@ -82,7 +82,7 @@ INSTANTIATE_TEST_SUITE_P(, RecordTimeTest,
                                            TimeRow{"4294967295", "Sun Feb  7 06:28:15 2106"}));
 
 TEST_F(RecordTest, BreakDown_TimeTextOf28AndMore_IsCutAt27Characters) {
-    // The last second that the C library shows: its year has ten digits.
+    // The last second that the C library can show: its year has ten digits.
     EXPECT_EQ(breakDown("67767976233532799,2,5,x\n"), 0);
     EXPECT_STREQ(record_.timeStr, "Tue Dec 31 23:59:59 2147483");
     EXPECT_STREQ(record_.levelStr, "2");

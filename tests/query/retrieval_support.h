@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Shared by the tests of retrieval: a page that shows what was not written, and rings of numbered items.
+// Shared by the tests of retrieval: a page that reveals what was not written, and rings of numbered items.
 #ifndef JORN_TESTS_QUERY_RETRIEVAL_SUPPORT_H
 #define JORN_TESTS_QUERY_RETRIEVAL_SUPPORT_H
 
@@ -20,7 +20,7 @@ namespace test {
 
 inline constexpr unsigned char kUntouched = 0xAA;
 
-/// Times are shown in UTC as long as this lives.
+/// Shows times in UTC during its lifetime.
 class UtcTime {
 public:
     UtcTime() : before_(getenv("TZ") != nullptr ? std::optional<std::string>(getenv("TZ")) : std::nullopt) {
@@ -78,13 +78,13 @@ protected:
 
     JORN_OBJ *object() const { return FindObj(handle_); }
 
-    /// Asks for a page, into a record that was not touched before.
+    /// Requests a page, into a record that was not touched before.
     int32_t get(const JORN_REQUIRE &require) {
         memset(&page_, kUntouched, sizeof page_);
         return JORN_GetRequireLog(handle_, require, &page_);
     }
 
-    /// Records from the page's number of items on are as they were.
+    /// Checks that the records after the page's items are unchanged.
     void expectNothingBeyondThePage() {
         ASSERT_TRUE(page_.itemsNum >= 0 && page_.itemsNum <= 20) << page_.itemsNum;
         for (int32_t i = page_.itemsNum; i < 20; ++i) {
@@ -97,8 +97,8 @@ protected:
     JORN_LOG_PAGE page_;
 };
 
-/// Files at these positions, oldest first, with so many items each; the texts count on from file to file, so
-/// that the oldest item is "n0".
+/// Files at these positions, oldest first, each with this number of items; the texts are numbered across the
+/// files, so that the oldest item is "n0".
 inline ModelRing numberedRing(int32_t csvNum, const std::vector<std::pair<int32_t, int>> &files) {
     ModelRing ring = {csvNum, 8, files.front().first, files.back().first, {}};
     int next = 0;

@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """Checks what a shell offers while a command line is typed: check_completion.py bash|zsh SCRIPT JORN
 
-Every command that `jorn --help` prints is offered, and of each command the options that its --help prints, no others.
+Every command that `jorn --help` prints is offered, and for each command the options that its --help prints, and no
+others.
 """
 import os
 import pathlib
@@ -31,7 +32,7 @@ class Shell:
         self.environment = {**os.environ, "PATH": f"{jorn.parent}:{os.environ['PATH']}", "TERM": "dumb"}
 
     def offers(self, *words):
-        """What is offered for the last word, without the slash behind a directory."""
+        """What is offered for the last word, without the slash after a directory."""
         answer = subprocess.run([*self.start, "jorn", *words], cwd=self.folder, env=self.environment, check=True,
                                 stdin=subprocess.DEVNULL, capture_output=True, encoding="utf-8", timeout=60)
         return {line.rstrip("/") for line in answer.stdout.split("\n") if line}
@@ -42,7 +43,7 @@ def help_of(jorn, *words):
 
 
 def options_of(text):
-    """Names and the rest of the entry, for each option of --help."""
+    """Name and the rest of the entry, for each option in --help."""
     entries = re.findall(r"^  (-\S+)(.*)$", text.split("\nOptions:\n")[1], re.MULTILINE)
     return {name: rest for names, rest in entries for name in names.split(",")}
 
@@ -85,7 +86,7 @@ class Check:
             self.values_of(name, options)
 
     def values_of(self, command, options):
-        """The values that --help lists; no names of files where the value is none."""
+        """Expects the values that --help lists, and no file names where the value is not a file."""
         for option, rest in options.items():
             choices = re.match(r" [^ ]+:\{([^}]*)\}", rest)
             kind = re.match(r" (?!Needs:|Excludes:)([A-Z][\w,|]*)(?:[:= ]|$)", rest)

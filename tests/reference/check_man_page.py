@@ -3,7 +3,7 @@
 """Checks the manual page against the tool: check_man_page.py PAGE SOURCES JORN...
 
 Every option that a command's --help prints is in the section of that command and the other way round, every
-environment variable that SOURCES read is in ENVIRONMENT, and mandoc has nothing to warn of.
+environment variable that SOURCES read is in ENVIRONMENT, and mandoc prints no warning.
 """
 import pathlib
 import re
@@ -21,7 +21,7 @@ def rendered(page):
 
 
 def section(lines, title):
-    """The lines between a title and the next one that is not further in."""
+    """The lines between a title and the next one that is not indented further."""
     depth = len(title) - len(title.lstrip())
     found = []
     for line in lines[lines.index(title) + 1:]:

@@ -9,7 +9,7 @@ COMP_CWORD=$(($# - 1))
 COMP_LINE="$*"
 COMP_POINT=${#COMP_LINE}
 COMP_TYPE=9
-compopt() { :; }  # for the line editor, which is not there
+compopt() { :; }  # configures the line editor, which is not running
 function=$(complete -p jorn | sed 's/.* -F \([^ ]*\) .*/\1/')
 "$function" "$1" "${COMP_WORDS[COMP_CWORD]}" "${COMP_WORDS[COMP_CWORD - 1]}"
 printf '%s\n' "${COMPREPLY[@]}"

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # Prints what zsh offers for the last of some words: zsh -f complete.zsh FOLDER WORD...
-# FOLDER holds the function _jorn. The last word is the one that is being typed; it may be empty. A shell at a
-# terminal of its own is given the line and a tab.
+# FOLDER holds the function _jorn. The last word is the one that is being typed; it may be empty. A shell on a
+# terminal of its own gets the line and a tab.
 zmodload zsh/zpty || exit 1
 folder=$1
 shift
@@ -24,7 +24,7 @@ offered_end() { print -r -- \$'\\3'; compstate[insert]= compstate[list]= }
 bindkey '^I' complete-word
 zle-line-init() { print -r -- READY=\$((40 + 2)) }
 zle -N zle-line-init"
-# Before the line editor has the terminal, a tab would be one of a plain line.
+# Before the line editor controls the terminal, a tab would be part of a plain line.
 zpty -r -m shell line '*READY=42*' || exit 1
 zpty -w -n shell "${(j: :)${(q)@[1,-2]}} ${@[-1]}"$'\t'
 all=

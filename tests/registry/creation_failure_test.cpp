@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a creation is given, and what it cannot have: what is refused, in which order, and what is undone.
+// The arguments of a creation, and what it cannot obtain: what is refused, in which order, and what is
+// undone.
 #include <sys/stat.h>
 
 #include <cstdint>
@@ -290,7 +291,7 @@ TEST_F(LifecycleTest, Create_Called_TracesItFirstAtLevelSeven) {
     EXPECT_THAT(messages(), ElementsAre("jorn_Create!", "slot_max=0, error!"));
 }
 
-// What cannot be had
+// What cannot be obtained
 
 TEST_F(LifecycleTest, Create_NoMemoryForTheObject_FailsSilently) {
     platform().fail("calloc object");

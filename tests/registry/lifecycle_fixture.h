@@ -15,7 +15,7 @@ protected:
     /// The first item of an object.
     static constexpr char kInitLine[] = "1700000000,3,0,Log start init!\n";
 
-    /// A ring of one file with one item: whole, so that creation changes nothing in it.
+    /// The index of a ring of one file with one item: whole, so that creation changes nothing in it.
     static constexpr char kWholeIndex[] = "version:1\n0,0\n";
 
     std::string path(const std::string &name) const { return dir_.path() + "/" + name; }

@@ -28,7 +28,8 @@ using namespace std::string_literals;
 
 // Creation step by step
 
-/// The look at all 90 possible positions, from the newest down; each file that is there is closed again.
+/// The calls that look at all 90 possible positions, from the newest down; each file that exists is closed
+/// again.
 std::vector<std::string> survey(const std::vector<int> &present) {
     std::vector<std::string> calls;
     for (int position = 0, visit = 0; visit < 90; ++visit, position = (position + 89) % 90) {
@@ -89,7 +90,7 @@ TEST_F(LifecycleTest, Create_FreshDirectory_SummariesAreZero) {
     EXPECT_EQ(std::memcmp(FindObj(1)->csv_info, zeros.data(), 3 * sizeof(JORN_CSV_INFO)), 0);
 }
 
-// The test acts in the middle of the creation, before the calls named.
+// The test acts in the middle of the creation, before the named calls.
 TEST_F(LifecycleTest, Create_BeforeTheTaskIsSpawned_ObjectIsNotLinked) {
     bool isLinked = true;
     test::onceBefore("taskSpawn", [&] { isLinked = FindObj(1) != nullptr; });
@@ -127,7 +128,7 @@ TEST_F(LifecycleTest, Create_BatchDueDuringTheAnalysis_WaitsUntilItIsDone) {
 
 // Messages of a former owner of a handle
 
-// Handle 2 is destroyed with an item waiting; the store task's pass falls between the linking of the next
+// Handle 2 is destroyed with an item waiting; the store task's pass comes between the linking of the next
 // object 2 and its analysis, when that object's ring is not known yet and file 0 would look unwritten.
 TEST_F(LifecycleTest, Create_FormerItemHandledBeforeTheAnalysis_IsDroppedAndNothingTruncated) {
     createSettled("live");
@@ -330,7 +331,7 @@ TEST_F(LifecycleTest, DestroyLast_ItemsQueued_AreDiscarded) {
     EXPECT_EQ(dir_.read("log/0.csv"), kInitLine + std::string(kInitLine));
 }
 
-// The task stands in the middle of a batch, before its write, until the destroying thread waits for the
+// The task is held in the middle of a batch, before its write, until the destroying thread waits for the
 // mutex.
 TEST_F(LifecycleTest, DestroyLast_BatchInProgress_EndsItFirst) {
     createSettled("log");
@@ -371,7 +372,7 @@ TEST_F(LifecycleTest, Create_AfterTheLastWasDestroyed_BuildsTheSharedAnew) {
     EXPECT_EQ(dir_.read("log/0.csv"), kInitLine + std::string(kInitLine));
 }
 
-/// Where the store task stands when the object that it served is destroyed.
+/// Where the store task is when the object that it served is destroyed.
 class ReusedIdTest : public LifecycleTest, public ::testing::WithParamInterface<bool> {
 protected:
     void serve(int32_t handle) {
@@ -420,7 +421,7 @@ TEST_P(ReusedIdTest, Destroy_LastServedObject_ItsIdIsLookedUpAgain) {
 INSTANTIATE_TEST_SUITE_P(, ReusedIdTest, ::testing::Bool(),
                          [](const auto &row) { return row.param ? "FileOpen" : "FileClosed"; });
 
-// A message without a comma takes as its line what a longer message left in the task's buffer.
+// A message without a comma has as its line what a longer message left in the task's buffer.
 TEST_F(LifecycleTest, Create_NewStoreTask_HasNothingOfTheFormerOnesBuffer) {
     createSettled("former");
     ASSERT_EQ(JORN_AddOneLog(1, 1, 2, std::string(150, 'z').c_str()), 0);

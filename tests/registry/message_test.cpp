@@ -21,7 +21,7 @@ std::string built(int32_t handle, uint32_t time, int32_t level, int32_t slot, co
     return {message, size};
 }
 
-/// A received message, and what stood in the buffer before: an earlier, longer message.
+/// A received message, and what was in the buffer before: an earlier, longer message.
 class Received {
 public:
     explicit Received(const std::string &message, const std::string &earlier = "") {

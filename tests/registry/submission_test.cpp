@@ -27,7 +27,7 @@ using namespace std::string_literals;
 
 constexpr int kErrnoUnavailable = 0x3d0002;
 
-/// An object made by hand, found under handle 2, and a queue that nobody empties but the test.
+/// An object made by hand, found under handle 2, and a queue that only the test empties.
 class SubmissionTest : public test::ModuleTest {
 protected:
     SubmissionTest() : obj_("/no/such/directory", 2, 8, 2) {}
@@ -175,7 +175,7 @@ TEST_F(SubmissionTest, AddOneLog_NumbersOfEveryLengthAndSign_AreWrittenAsTheLibr
     for (const uint32_t number : numbers) {
         const auto level = std::min(static_cast<int32_t>(number), 3);
         const auto slot = std::min(static_cast<int32_t>(~number), 7);
-        const auto handle = static_cast<int32_t>(number);  // a negative one is never given out
+        const auto handle = static_cast<int32_t>(number);  // a negative one is never issued
         obj_->handle_id = handle;
         platform().setTime(number);
         ASSERT_EQ(JORN_AddOneLog(handle, level, slot, "x"), 0);
@@ -194,7 +194,7 @@ TEST_F(SubmissionTest, AddOneLog_LineEndsAtEveryPlaceOfEveryLength_AreReplacedAs
 }
 
 TEST_F(SubmissionTest, AddOneLog_TextWithoutEnd_ReadsNoFurtherThanItKeeps) {
-    const std::vector<char> text(198, 'a');  // the sanitizers watch what lies behind it
+    const std::vector<char> text(198, 'a');  // the sanitizers guard what is after it
     ASSERT_EQ(JORN_AddOneLog(2, 1, 5, text.data()), 0);
     EXPECT_EQ(received(), "2,1700000000,1,5," + std::string(198, 'a') + "\n" + "\0"s);
 }
@@ -274,7 +274,7 @@ TEST_F(SubmissionTest, AddOneLog_RangeAndTextWrong_ReportsTheRangeOnly) {
     EXPECT_THAT(messages(), ElementsAre("level=4, slot=8, exceed range!"));
 }
 
-// A queue that does not take the message
+// A queue that refuses the message
 
 TEST_F(SubmissionTest, AddOneLog_SendFails_ReportsErrnoAsItWasBeforePrintErrno) {
     test::expectMessageAt(1, "Msg send error = 0x3D0002, 2,1700000000,1,5,lost\n", [] {

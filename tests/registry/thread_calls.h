@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The platform calls of the test's own thread. The log of the probe mixes them with those of the store
-// task, which runs beside the test; by thread, their order is the same in every run.
+// The platform calls of the test's own thread. The probe's log mixes them with those of the store task, which
+// runs at the same time; in each thread, their order is the same in every run.
 #ifndef JORN_TESTS_REGISTRY_THREAD_CALLS_H
 #define JORN_TESTS_REGISTRY_THREAD_CALLS_H
 

@@ -2,12 +2,12 @@
 # SPDX-License-Identifier: Apache-2.0
 """Holds the shape of the source tree: check_shape.py ROOT.
 
-- Includes between the files of src/, and between the units of port/posix/, run one way: nothing includes itself
+- Includes between the files of src/, and between the units of port/posix/, go one way: nothing includes itself
   through others.
 - Units that own a format or pure arithmetic include nothing of the project but limits and each other.
 - src/ includes nothing of tools/, tests/ or port/ by path.
-- The literals of the formats stand in their owners and in tests only. Messages are exempt: what is looked for is a
-  literal that is a name or a format by itself.
+- The literals of the formats are in their owners and in tests only. Messages are exempt: only a literal that is a
+  name or a format by itself counts.
 """
 import pathlib
 import re
@@ -30,7 +30,7 @@ LITERALS = {
     r"Log all cleared!": "src/csvfile/line",
 }
 
-# Where literals are looked for. Tests have them by right.
+# Where literals are searched for. Tests may have them.
 LITERAL_FOLDERS = ("src", "port", "tools", "include")
 
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
@@ -51,7 +51,7 @@ def without_comments(text):
 
 
 def includes_of(root, path, search):
-    """Names, from the root, of the project's files that a file includes; its unresolved ones as they stand."""
+    """Names, from the root, of the project's files that a file includes; unresolved ones as written."""
     for name in INCLUDE.findall(path.read_text()):
         places = [place / name for place in (path.parent, *(root / folder for folder in search))]
         found = next((place for place in places if place.is_file()), None)
@@ -59,7 +59,7 @@ def includes_of(root, path, search):
 
 
 def cycle_in(graph):
-    """A way from a file back to itself, or None."""
+    """A path of includes from a file back to itself, or None."""
     state = {}
 
     def visit(name, way):

@@ -2,10 +2,10 @@
 # SPDX-License-Identifier: Apache-2.0
 """Holds the shape of the tool's source tree: check_tool_folders.py ROOT.
 
-- A file of tools/jorn/ includes files of its own folder, and of those that USES names for it, only.
-- USES has no circle, so that these includes run one way, folder by folder.
+- A file of tools/jorn/ includes only files of its own folder and of those that USES lists for it.
+- USES has no cycle, so that these includes go one way, folder by folder.
 - A folder holds no more units than a reader takes in at a glance. Header and source are one unit.
-- Of the module, the tool uses the owners of formats and the limits; what stands on log objects only where the module
+- Of the module, the tool uses the owners of formats and the limits; what needs log objects only where the module
   itself is run, in USES_MODULE.
 - docs/architecture.md has a line for each folder.
 """
@@ -18,8 +18,7 @@ from check_shape import LIMITS, OWNERS, includes_of, sources, unit
 
 MOST_UNITS = 16
 
-# What each folder may use of the others. Of the three that hold the substance of one command each, none uses
-# another.
+# Which others each folder may use. Of the three that hold the substance of one command each, none uses another.
 FOUNDATION = {"terminal", "system", "log", "query"}
 SHARED = FOUNDATION | {"live", "health", "output"}
 USES = {
@@ -30,27 +29,28 @@ USES = {
     "live": FOUNDATION,
     "health": FOUNDATION,
     "output": FOUNDATION,
-    "record": SHARED,
+    "import": FOUNDATION | {"output"},
+    "record": SHARED | {"import"},
     "export": SHARED,
     "repair": SHARED,
-    "commands": SHARED | {"record", "export", "repair"},
+    "commands": SHARED | {"import", "record", "export", "repair"},
 }
 
-# The main program, beside the folders, uses these.
+# The main program, which is beside the folders, and the folders that it uses.
 MAIN = "main.cpp"
 MAIN_USES = {"commands", "system"}
 
 # Where the module itself is run: for the device's pages, and to record.
 USES_MODULE = {"query", "record"}
 
-# Of the module, for every folder.
+# What every folder may use of the module.
 OF_MODULE = OWNERS | {unit(name) for name in LIMITS} | {"src/diagnostics"}
 
 TOOL = "tools/jorn"
 
 
 def circle_in(uses):
-    """The folders that are left when none of them can be put below the others."""
+    """The folders that remain when none of them can be placed below the others."""
     left = dict(uses)
     while True:
         lowest = [folder for folder, used in left.items() if not used & left.keys()]
@@ -66,7 +66,8 @@ def included(root, path):
 
 
 def folder_of(name):
-    """The tool's folder, or file beside them, of a name from the root; None for what is not of the tool."""
+    """The tool's folder, or the file beside the folders, of a name from the root; None for what is not part of the
+    tool."""
     return name[len(TOOL) + 1:].split("/")[0] if name.startswith(TOOL + "/") else None
 
 
@@ -87,7 +88,7 @@ def check_folder(root, folder, allowed):
 
 
 def check_top(root):
-    """Beside the folders there is the main program alone, and each folder with sources has its place in USES."""
+    """Checks that only the main program is beside the folders, and that each folder with sources is in USES."""
     found = {folder_of(str(path.relative_to(root))) for path in sources(root, TOOL)}
     failures = [f"{TOOL}/{name}: has no place among the folders" for name in sorted(found - USES.keys() - {MAIN})]
     failures += [f"{TOOL}/{MAIN} includes {name}" for name in included(root, root / TOOL / MAIN)

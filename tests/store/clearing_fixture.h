@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Shared by the tests of clearing: what is looked at before and afterwards.
+// Shared by the tests of clearing: what is examined before and afterwards.
 #ifndef JORN_TESTS_STORE_CLEARING_FIXTURE_H
 #define JORN_TESTS_STORE_CLEARING_FIXTURE_H
 
@@ -18,7 +18,7 @@ protected:
         EXPECT_EQ(object(handle).csv_latest, latest);
     }
 
-    /// Gives every record of the object some count.
+    /// Sets some count in every record of the object.
     static void fillRecords(int32_t handle) {
         for (int32_t i = 0; i < object(handle).csv_num; ++i) {
             info(handle, i).itemCount = 100;

@@ -89,8 +89,8 @@ TEST_F(ClearingTest, Clear_ItemsStillQueued_AreStoredAfterTheClearing) {
 
 // --- Restart before the new file was opened ------------------------------------------------------------
 
-/// A cleared object that is created anew. Another object keeps the store task, so that nothing is stored
-/// before the test looks.
+/// A cleared object that is created anew. Another object keeps the store task alive, so that nothing is
+/// stored before the test looks.
 class RestartTest : public ClearingTest {
 protected:
     void SetUp() override {

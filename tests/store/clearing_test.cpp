@@ -233,7 +233,7 @@ TEST_F(ClearingTest, Clear_BatchRotatesBeforeTheFieldsChange_IndexKeepsTheRotati
     const int32_t handle = createAtRest(3);
     info(handle, 0).itemCount = 5000;
     add(handle);
-    // The clearing gives the mutex, and the batch runs before it goes on.
+    // The clearing releases the mutex, and the batch runs before it continues.
     platform().onCall("semGive", once([] {
                           semGive(logSemCsvRW_ID);
                           pass();
@@ -355,7 +355,7 @@ TEST_F(FailedClearingTest, Clear_IndexCannotBeWritten_GivesTheMutexBack) {
 }
 
 TEST_F(FailedClearingTest, Clear_IndexCannotBeWritten_RestartReadsTheFormerIndexFromTheBackup) {
-    createSecondAtRest(2);  // keeps the store task, so that its passes stay in the test's hand
+    createSecondAtRest(2);  // keeps the store task alive, so that the test controls its passes
     EXPECT_EQ(JORN_ClearAllLog(handle_, 0), -1);
     EXPECT_EQ(dir_.read("index.bak"), "version:1\n0,0\n");
     EXPECT_FALSE(dir_.has("index.csv"));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Shared by the tests of the index file: an object by hand, and the index and its backup as bytes.
+// Shared by the tests of the index file: an object made by hand, and the index and its backup as bytes.
 #ifndef JORN_TESTS_STORE_INDEX_FILE_FIXTURE_H
 #define JORN_TESTS_STORE_INDEX_FILE_FIXTURE_H
 
@@ -30,7 +30,7 @@ inline std::ostream &operator<<(std::ostream &out, const IndexFiles &files) {
 
 inline constexpr auto kNone = std::nullopt;
 
-/// What a read may find in memory: numbers that no file of these tests holds.
+/// What memory holds before a read: numbers that are in no file of these tests.
 inline constexpr int32_t kVersionBefore = 77;
 inline constexpr int32_t kOldestBefore = 55;
 inline constexpr int32_t kLatestBefore = 66;

@@ -197,7 +197,7 @@ TEST_F(IndexFileTest, Read_VersionLineOfUnusualForm_IsTakenAsScanned) {
     expectFields(1, 3, 7);
 }
 
-/// A second line, what reading it gives, and the fields afterwards.
+/// A second line, the result of reading it, and the fields afterwards.
 struct PositionsLine {
     const char *name;
     std::string line;

@@ -74,7 +74,7 @@ struct IndexText {
     int32_t oldest;
     int32_t latest;
     const char *text;
-    const char *write;  ///< The one write, of the text's length.
+    const char *write;  ///< The only write, of the text's length.
     friend std::ostream &operator<<(std::ostream &out, const IndexText &row) { return out << row.name; }
 };
 
@@ -124,7 +124,7 @@ TEST_F(IndexFileTest, Update_LongestDirectoryName_PathsAreWhole) {
     EXPECT_TRUE(std::filesystem::exists(name + "/index.csv"));
 }
 
-/// Results that a rewrite does not look at, and the files it leaves when the call fails.
+/// A call whose result a rewrite ignores, and the files it leaves when the call fails.
 struct IgnoredFailure {
     const char *name;
     const char *call;
@@ -153,7 +153,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // --- Power cuts ----------------------------------------------------------------------------------------
 
-/// What lies on the medium after a cut, what reading it gives, and what lies there then.
+/// What is on the medium after a cut, the result of reading it, and what is there then.
 struct PowerCut {
     const char *name;
     IndexFiles found;
@@ -205,7 +205,7 @@ INSTANTIATE_TEST_SUITE_P(
         PowerCut{"Complete", {kNew, kNone}, 2, 5, 5, {kNew, kNone}}),
     RowName());
 
-/// The first bytes of the text for 3 and 7, and what reading them gives.
+/// The first bytes of the text for 3 and 7, and the result of reading them.
 struct TornText {
     const char *name;
     const char *text;
@@ -254,7 +254,7 @@ protected:
         return cuts;
     }
 
-    /// The latest position that reading a medium gives, -1 when it cannot be read.
+    /// The latest position read from a medium, -1 when it cannot be read.
     static int32_t latestOn(const IndexFiles &medium) {
         const TempDir dir;
         layOut(dir, medium);

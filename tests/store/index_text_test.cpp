@@ -15,7 +15,7 @@ std::string built(int32_t oldest, int32_t latest) {
     return {text, static_cast<size_t>(length)};
 }
 
-/// Result, version and positions of a scan, begun with 7, 8 and 9.
+/// Result, version and positions of a scan; the fields begin as 7, 8 and 9.
 std::string scanned(std::string bytes) {
     const std::unique_ptr<FILE, int (*)(FILE *)> stream(
         bytes.empty() ? fopen("/dev/null", "r") : fmemopen(bytes.data(), bytes.size(), "r"), &fclose);

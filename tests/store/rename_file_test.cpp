@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Renaming on the device's file system, which names files from its root on.
+// Renaming on the device's file system, whose paths start at its root.
 #include <filesystem>
 
 #include "store/index_file.h"
@@ -38,7 +38,7 @@ TEST_F(RenameFileTest, Rename_PathsOutsideTheRoot_ArePassedAsTheyAre) {
 }
 
 TEST_F(RenameFileTest, Rename_BothPathsBelowTheRoot_AreBothShortened) {
-    // Behind the root's six characters these begin without a slash, so they show what was taken off.
+    // After the root's six characters these begin without a slash, so they show what was removed.
     std::filesystem::create_directory(pathOf("2"));
     dir_.write("2/a", "bytes");
     const CurrentDirectory current(dir_);

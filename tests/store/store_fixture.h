@@ -25,7 +25,7 @@ struct RowName {
     }
 };
 
-/// The calls of a pass, its parts put together.
+/// The calls of a pass, put together from its parts.
 using Calls = std::vector<std::string>;
 
 inline Calls operator+(Calls first, const Calls &second) {
@@ -45,7 +45,7 @@ inline Calls indexRewrite() {
             "rm index.bak"};
 }
 
-/// A hook that acts at its first call only, so that what it does itself does not start it again.
+/// A hook that acts at its first call only, so that its own calls do not start it again.
 inline probe::Probe::Hook once(std::function<void()> action) {
     // Shared, because the probe calls copies of a hook.
     const auto isDone = std::make_shared<bool>(false);
@@ -103,7 +103,7 @@ protected:
         pass();
     }
 
-    /// Queues a message as a submission forms it: handle, comma, rest, NUL.
+    /// Queues a message as a submission builds it: handle, comma, rest, NUL.
     static void sendRest(int32_t handle, const std::string &rest) {
         sendRaw(std::to_string(handle) + "," + rest + '\0');
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Which file the store task writes a line to: opening, going on, and a full file.
+// Which file the store task writes a line to: opening, continuing, and a full file.
 #include "store/store_fixture.h"
 
 namespace test {

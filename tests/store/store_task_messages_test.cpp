@@ -12,7 +12,7 @@ using ::testing::EndsWith;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
-/// Tests that end by looking at the file of one object, to which everything of interest was written.
+/// Tests that end by reading the file of one object, to which everything of interest was written.
 class StoreMessageTest : public StoreTest {
 protected:
     void SetUp() override {
@@ -20,7 +20,7 @@ protected:
         handle_ = createAtRest(3);
     }
 
-    /// Handles what is queued, in one batch whatever is in it, and closes the file.
+    /// Handles what is queued, in one batch, and closes the file.
     static void handleAll() {
         platform().clearLog();
         pass();
@@ -38,7 +38,7 @@ protected:
 
 std::string repeat(char byte, size_t count) { return std::string(count, byte); }
 
-/// A literal that holds NULs, without the one that ends it.
+/// A literal that contains NULs, without the one that ends it.
 template <size_t kSize>
 std::string bytes(const char (&literal)[kSize]) {
     return {literal, kSize - 1};
@@ -286,7 +286,7 @@ TEST_F(StoreMessageTest, Unended_CommaInTheLastByte_EndsTheHandleToo) {
 }
 
 TEST_F(StoreMessageTest, Unended_NoCommaAndNothingLeftBehind_IsDropped) {
-    // A message of NULs wipes what the object's first item left.
+    // A message of NULs clears what the object's first item left.
     sendRaw(repeat('\0', 271));
     sendRaw(bytes("1\0"));
     handleAll();
@@ -398,7 +398,7 @@ INSTANTIATE_TEST_SUITE_P(
     RowName());
 
 TEST_F(StoreMessageTest, Object_HandleBeyondEveryNumber_IsDropped) {
-    // What number such digits give is up to the C library; none of them is a handle.
+    // Which number such digits yield is up to the C library; none of them is a handle.
     sendRaw(bytes("99999999999999999999999999,1700000000,1,5,x\n\0"));
     handleAll();
     ASSERT_EQ(messages().size(), 1U);

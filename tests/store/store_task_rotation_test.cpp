@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The store task's rotation to the next file, and what happens when a file cannot be had.
+// The store task's rotation to the next file, and what happens when a file cannot be opened.
 #include "store/store_fixture.h"
 #include "store/store_task.h"
 
@@ -145,7 +145,7 @@ TEST_F(StoreFileTest, Rotation_IndexCannotBeWritten_LinesGoOnInTheNewFile) {
 }
 
 TEST_F(StoreFileTest, Rotation_Restarted_GoesOnWithTheNewFile) {
-    createSecondAtRest(2);  // keeps the store task, so that its passes stay in the test's hand
+    createSecondAtRest(2);  // keeps the store task alive, so that the test controls its passes
     const int32_t handle = createAtRest(3);
     info(handle, 0).itemCount = 5000;
     storeOne(handle);
@@ -157,7 +157,7 @@ TEST_F(StoreFileTest, Rotation_Restarted_GoesOnWithTheNewFile) {
     EXPECT_EQ(dir_.read("1.csv"), std::string(kItemLine) + kInitLine);
 }
 
-// --- Files that cannot be had --------------------------------------------------------------------------
+// --- Files that cannot be opened -----------------------------------------------------------------------
 
 TEST_F(StoreFileTest, Start_Fails_MessageNamesThePosition) {
     const int32_t handle = createAtRest(3);
@@ -269,7 +269,7 @@ TEST_F(StoreFileTest, Rotation_FailsForOneObject_OtherObjectsAreServedInLaterPas
 
 // --- A file that is gone after a rotation --------------------------------------------------------------
 
-/// Makes the store task lose its open file in the middle of a rotation, as an object that is let go at
+/// Makes the store task lose its open file in the middle of a rotation, as the destruction of the object at
 /// that moment would.
 void letGoDuringRotation(JORN_OBJ *obj) {
     platform().onCall("fopen index.csv w", [obj](const std::string &) { jorn::storeTaskLetGo(obj); });

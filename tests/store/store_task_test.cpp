@@ -19,7 +19,7 @@ using ::testing::MatchesRegex;
 
 using StoreTaskTest = StoreTest;
 
-/// Puts other ids in place of the mutex and the queue for a scope.
+/// Replaces the ids of the mutex and the queue for a scope.
 class SharedIds {
 public:
     SharedIds(SEM_ID mutex, MSG_Q_ID queue) : mutex_(logSemCsvRW_ID), queue_(logMsgCsvStore_ID) {
@@ -386,7 +386,7 @@ TEST_F(StoreTaskTest, Restart_AfterTheLastObject_NoBytesOfFormerMessagesAreLeft)
     storeOne(former);
     EXPECT_EQ(JORN_Destroy(former), 0);
 
-    // The new task's very first message has no comma: behind its NUL nothing may be found.
+    // The new task's very first message has no comma: nothing may be found after its NUL.
     platform().clearLog();
     platform().onCall("taskSpawn", once([] { sendRaw(std::string("1\0", 2)); }));
     JORN_Create(secondDir_.name(), 8, 2);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The mutex that everything about a log's files is done under.
+// The mutex that guards everything done to a log's files.
 #ifndef JORN_TESTS_SUPPORT_FILE_MUTEX_H
 #define JORN_TESTS_SUPPORT_FILE_MUTEX_H
 

@@ -172,7 +172,7 @@ void ModuleTest::store(int32_t handle, int count, const std::string &prefix, int
 }
 
 void ModuleTest::pass() {
-    posixPortSettle();  // ticks count from when the task waits for them
+    posixPortSettle();  // ticks count from the moment the task waits for them
     for (int i = 0; i < JORN_STORE_TICKS; ++i) {
         tickAnnounce();
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Fixture and helpers of the module's tests: a directory of its own, the hand-driven clock, the probe, and
-// short ways to say what a test does and sees.
+// short ways to write what a test does and sees.
 #ifndef JORN_TESTS_SUPPORT_MODULE_TEST_H
 #define JORN_TESTS_SUPPORT_MODULE_TEST_H
 
@@ -37,8 +37,8 @@ public:
     void remove(const std::string &fileName) const;
     /// Names of all entries, sorted.
     std::vector<std::string> names() const;
-    /// Makes an entry that cannot be opened as a file for writing: a directory of that name, also for
-    /// root. (It opens for reading as far as fopen goes; use the probe to make that fail.)
+    /// Makes an entry that cannot be opened as a file for writing, not even by root: a directory of that
+    /// name. (fopen opens it for reading; use the probe to make that fail.)
     void block(const std::string &fileName) const;
 
 private:
@@ -60,7 +60,7 @@ private:
     std::vector<JORN_CSV_INFO> infos_;
 };
 
-/// Every limit open; set what a test needs.
+/// A requirement without limits; set what a test needs.
 JORN_REQUIRE anything();
 /// As anything(), but with levels 0 to 3, and a page.
 JORN_REQUIRE everything(int32_t page = 1, int32_t itemsPerPage = 20);
@@ -100,8 +100,8 @@ protected:
     /// closed, so that a test starts with everything at rest.
     int32_t createAtRest(int32_t csvNum, int32_t slotMax = 8);
 
-    /// Puts `count` items through the store in batches that fit the queue, texts "<prefix><number>".
-    /// The items stay in an open file until settle() or a pass without items.
+    /// Stores `count` items in batches that fit the queue, texts "<prefix><number>". The items stay in an
+    /// open file until settle() or a pass without items.
     static void store(int32_t handle, int count, const std::string &prefix, int firstNumber = 0,
                       int32_t level = 1, int32_t slot = 2);
 

@@ -191,7 +191,7 @@ std::optional<Way> Probe::consumeFailure(const std::string &call) {
 
 bool Probe::enter(const std::string &call) { return !fault(call); }
 
-/// Logs a call and runs its hooks; tells in which way the call has to fail, if it has to.
+/// Logs a call and runs its hooks. Returns how the call has to fail, if it has to.
 std::optional<Way> Probe::fault(const std::string &call) {
     std::vector<Hook> due;
     std::optional<Way> way;

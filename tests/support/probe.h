@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// What stands between the module under test and its platform. The tests link the module's objects with
-// every platform and C library call that matters renamed to probe_<call>; those log the call, let a test
-// act or make the call fail, and otherwise pass it on. GoogleTest's own calls are not touched. (Tests do not
-// use the module's inline guards and readers themselves: the linker might take their copy for the module's.)
+// The layer between the module under test and its platform. The tests link the module's objects with every
+// platform and C library call that matters renamed to probe_<call>; those log the call, let a test act or
+// make the call fail, and otherwise pass it on. GoogleTest's own calls are not touched. (Tests do not use the
+// module's inline guards and readers themselves: the linker might take their copy for the module's.)
 #ifndef JORN_TESTS_SUPPORT_PROBE_H
 #define JORN_TESTS_SUPPORT_PROBE_H
 
@@ -24,17 +24,17 @@ enum class Way {
     kOneByte,    ///< fwrite: one byte gets through.
     kHalf,       ///< fwrite: half of the bytes get through.
     kAllButOne,  ///< fwrite: the last byte is missing.
-    kDropped,    ///< fclose: what has not left the stream's buffer is gone.
+    kDropped,    ///< fclose: what has not left the stream's buffer is lost.
     kNoMatch,    ///< fscanf: 0 in place of EOF.
     kShort,      ///< fscanf: all values but the last are converted.
     kEmpty,      ///< msgQReceive: takes a message and returns 0.
     kTooLong,    ///< msgQReceive: takes a message and returns the size of the buffer.
-    kCut,        ///< msgQReceive: takes a message and gives its first six bytes.
-    kDone,       ///< The call does its work and reports ERROR all the same, as for an id that is just gone.
+    kCut,        ///< msgQReceive: takes a message and returns its first six bytes.
+    kDone,       ///< The call does its work but reports ERROR, as for an id that was just deleted.
     kBack,       ///< time: an hour ago.
 };
 
-/// Bytes of a message that Way::kCut gives.
+/// Bytes of a message that Way::kCut returns.
 inline constexpr int kCutLength = 6;
 
 /// Marks, in messages(), a text that was printed by itself, without prefix and common line end.
@@ -52,20 +52,20 @@ public:
     /// Forgets log, prints, failures and hooks; time goes back to 1700000000.
     void reset();
 
-    /// What time() gives from now on.
+    /// What time() returns from now on.
     void setTime(uint32_t seconds);
 
-    /// Makes calls fail whose log entry begins with `call` (such as "fopen 1.csv", "calloc", "rm"): of
-    /// the ones from now on, `skip` pass, then `count` fail. Failing is what the call does on the
-    /// platform: null, ERROR with errno 0x3d0002, -1, a short fwrite. fgets and fscanf give nothing; printf
-    /// prints nothing and counts the prints, although they are not in the log.
+    /// Makes calls fail whose log entry begins with `call` (such as "fopen 1.csv", "calloc", "rm"): of those
+    /// from now on, `skip` pass, then `count` fail. A call fails as it does on the platform: null, ERROR with
+    /// errno 0x3d0002, -1, a short fwrite. fgets and fscanf read nothing; printf prints nothing, and prints
+    /// are counted although they are not in the log.
     void fail(const std::string &call, int count = 1, int skip = 0, Way way = Way::kPlain);
 
-    /// Lets no call fail any more.
+    /// Makes no call fail any more.
     void heal();
 
-    /// From now on the medium takes `bytes` more: what is deleted or truncated gives its bytes back, a file
-    /// cannot be made when no byte is left, and fwrite takes what fits. reset() takes the limit away.
+    /// From now on the medium takes `bytes` more: deleting or truncating a file gives its bytes back, a file
+    /// cannot be made when no byte is left, and fwrite writes what fits. reset() removes the limit.
     void limitRoom(int64_t bytes);
     void addRoom(int64_t bytes) { limitRoom(room_ + bytes); }
 
@@ -85,7 +85,7 @@ public:
     /// The messages printed: text without prefix and line end; bare prints marked with kBare.
     std::vector<std::string> messages() const;
 
-    /// Each printf's output by itself.
+    /// The output of each printf separately.
     std::vector<std::string> pieces() const;
 
     /// Forgets calls and prints, nothing else.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The calls of the module as they come to the probe: each is logged, and passed on or made to fail.
+// The module's calls as they reach the probe: each is logged, and passed on or made to fail.
 #include <dirent.h>
 #include <msgQLib.h>
 #include <posixPort.h>
@@ -59,7 +59,7 @@ STATUS countedBack(const std::string &kind, STATUS status) {
     return status;
 }
 
-/// The result of a call on an id, which may do its work and fail all the same.
+/// The result of a call on an id, which may do its work and still fail.
 template <class Call>
 STATUS onId(const std::string &name, Call call) {
     const auto way = fault(name);
@@ -97,7 +97,7 @@ size_t bytesThrough(Way way, size_t bytes) {
     }
 }
 
-/// Whether the medium has room for what is to be opened; what is truncated gives its bytes back.
+/// Whether the medium has room for the file to be opened; a truncated file gives its bytes back.
 bool isRoomToOpen(const char *path, const char *mode) {
     if (*mode == 'r') {
         return true;
@@ -311,7 +311,7 @@ TASK_ID probe_taskSpawn(char *name, int priority, int options, int stack, FUNCPT
     if (task != ERROR) {
         probe::Probe::get().take("task");
     }
-    posixPortSettle();  // so that a test knows when the task's first pass has been: before anything else
+    posixPortSettle();  // so that a test knows when the task makes its first pass: before anything else
     return task;
 }
 
@@ -328,7 +328,7 @@ void probe_printErrno(int error) {
     snprintf(text, sizeof text, "errno 0x%X\r\n", static_cast<unsigned>(error));
     enter("printErrno " + std::to_string(error));
     probe::Probe::get().addPiece(text);
-    errno = 0;  // as a real one might change it
+    errno = 0;  // as the real call might change it
 }
 
 // The names that the C library's headers give some calls.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// `jorn check`: what it tells of each kind of damage, and that it changes nothing.
+// `jorn check`: what it reports for each kind of damage, and that it changes nothing.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,7 +21,7 @@ using ::testing::Not;
 
 class CheckTest : public DamagedLogTest {
 protected:
-    /// Checks, and sees that the log stays as it is and what is said of it.
+    /// Runs the check and verifies what it prints and that the log stays as it is.
     void expectTold(int status, const std::vector<std::string> &told,
                     const std::vector<std::string> &options = {}) {
         age();
@@ -244,6 +244,23 @@ TEST_F(CheckTest, Check_TornEndLongAgo_Warning) {
                    "(0 errors, 1 warning, 0 notes)"});
 }
 
+/// Nothing is ever appended to it again.
+TEST_F(CheckTest, Check_TornEndOfAFileThatIsNotTheNewest_RingHasMovedOn) {
+    write(fileName(0), items(1, 1) + "1700000000,1");
+    writeFiles({1}, 1, 2);
+    writeIndex("0,1");
+    expectTold(3,
+               {"log/0.csv:27: warning: the last line has no end: it was cut off, and the ring has moved on "
+                "since; see what `jorn repair` would do\n",
+                "(0 errors, 1 warning, 0 notes)"});
+    write(fileName(1), "");
+    expectTold(3, {"it was cut off, and the ring has moved on since"});
+    write("log/index.csv", "");
+    writeRing({1, 0});
+    write(fileName(1), items(1, kFull) + "1700005000,1");
+    expectTold(3, {"log/1.csv:", "it was cut off, and the ring has moved on since"});
+}
+
 TEST_F(CheckTest, Check_TornEndJustNow_NoteInTheNewestFileOnly) {
     write(fileName(0), items(1, 1) + "1700000000,1");
     write(fileName(1), items(2, 2) + "1700000000,1");
@@ -318,7 +335,7 @@ TEST_F(CheckTest, CheckJson_OneObjectALine) {
         "\"code\":\"index-empty\",\"what\":\"is empty, as when power is cut in its rewrite: the store's next "
         "start would begin anew at 0.csv\",\"advice\":\"see what `jorn repair` would do\"}\n"
         "{\"type\":\"finding\",\"directory\":\"log\",\"file\":\"\",\"offset\":0,\"severity\":\"error\","
-        "\"code\":\"out-of-view\",\"what\":\"1.csv hold items that no query sees\",\"advice\":\"see what "
+        "\"code\":\"out-of-view\",\"what\":\"1.csv holds items that no query sees\",\"advice\":\"see what "
         "`jorn "
         "repair` would do\"}\n"
         "{\"type\":\"summary\",\"directory\":\"log\",\"sound\":false,\"errors\":2,\"warnings\":0,\"notes\":0}"
@@ -339,7 +356,7 @@ TEST_F(CheckTest, CheckColor_Always_ColorsSeverityAndSummary) {
     EXPECT_EQ(check().out, "log: sound (0 errors, 0 warnings, 0 notes)\n");
 }
 
-/// What a command prints on a terminal, where the pager marks what goes through it.
+/// What a command prints on a terminal, where the pager marks what passes through it.
 std::string pagedOnTerminal(const std::vector<std::string> &arguments) {
     Setting setting;
     setting.variables = {{"JORN_PAGER", "sed 's/^/paged /'"}, {"NO_COLOR", "1"}};
@@ -366,7 +383,7 @@ TEST_F(CheckTest, Check_LargeSparseFile_ReadInBoundedMemory) {
     EXPECT_THAT(run.out, HasSubstr("log/0.csv:270: warning: 1073741554 zero bytes hide"));
 }
 
-/// What a writer does behind the reader's back, and the diagnosis that comes of it.
+/// What a writer does while the log is read, and the resulting diagnosis.
 class DiagnoseTest : public DamagedLogTest {
 protected:
     tool::Diagnosis diagnoseWhile(const std::function<void(int)> &change) const {

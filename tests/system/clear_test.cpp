@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// `jorn clear`: what goes out of view, what stays, when it is refused.
+// `jorn clear`: what it hides, what stays, when it is refused.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,7 +23,7 @@ protected:
         return jorn(options);
     }
 
-    /// On a terminal, where it asks.
+    /// Runs on a terminal, where it asks.
     Outcome answered(const std::string &answer) const {
         Setting setting;
         setting.input = answer;
@@ -86,7 +86,7 @@ TEST_F(ClearTest, Clear_StoreGoesOn_SeesNothingOlder) {
     writeFiles({2, 3, 0, 1});
     writeIndex("2,1");
     ASSERT_EQ(clear({"--yes"}).status, 0);
-    // That of the clearing.
+    // The item of the clearing.
     EXPECT_EQ(itemsSeenByStore(4), 1);
     ASSERT_EQ(jorn({"record", "log"}, {"new\n", "", {}, {}}).status, 0);
     EXPECT_THAT(shown(), ElementsAre("new", "Log start init!", "Log all cleared!"));
@@ -100,7 +100,7 @@ TEST_F(ClearTest, Clear_SameAsTheStoresOwn_ByCheckAndRepair) {
     const Outcome checked = check();
     EXPECT_EQ(checked.status, 0) << checked.out;
     EXPECT_EQ(repair({"--yes"}).out, "log: nothing to do\n");
-    // What was cleared comes back when it is asked for.
+    // What was cleared comes back on request.
     ASSERT_EQ(repair({"--yes", "--oldest", "0", "--latest", "3"}).status, 0);
     EXPECT_EQ(shown().size(), 31U);
     EXPECT_EQ(shown().back(), itemTexts(1, 1).front());
@@ -156,7 +156,7 @@ TEST_F(ClearTest, Clear_BackupIndexOnly_GoesByIt) {
     EXPECT_FALSE(exists("log/index.bak"));
 }
 
-/// Whoever clears it: else its recorder could not go on.
+/// Whoever clears it; otherwise its recorder could not continue.
 TEST_F(ClearTest, Clear_LogOfAnotherUser_FilesAreTheirs) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can give a file away";
@@ -200,15 +200,21 @@ TEST_F(ClearTest, Clear_NoRights_ChangesNothing) {
     if (run.status == 126) {
         GTEST_SKIP() << "permissions cannot be made to hold here";
     }
-    expectUntouched({"--yes"}, 4, "jorn: log/1.csv: Permission denied\n", setting);
+    expectUntouched({"--yes"}, 4, "jorn: log: no file can be written in this directory: Permission denied\n",
+                    setting);
     ASSERT_EQ(chmod(path("log").c_str(), 0700), 0);
+}
+
+TEST_F(ClearTest, Clear_Help_NamesTheCommandThatBringsItemsBackAsItIsGiven) {
+    EXPECT_THAT(jorn({"clear", "--help"}).out,
+                HasSubstr("jorn repair --yes --oldest A --latest B DIR brings"));
 }
 
 TEST_F(ClearTest, Clear_MediumFull_ChangesNothing) {
     writeFiles({0});
     writeIndex("0,0");
     Setting full;
-    full.fileSizeLimit = 28;  // Less than the item takes, and the message is cut too.
+    full.fileSizeLimit = 28;  // Less than the item takes; the message is cut too.
     const auto contentOf = [&] { return read("log/0.csv") + read("log/index.csv"); };
     const std::string before = contentOf();
     const Outcome run = jorn({"clear", "--yes", "log"}, full);

@@ -18,6 +18,7 @@ constexpr uint32_t kMidnight = 19676 * kDay;
 
 /// The text of the item that the store adds at each start.
 constexpr char kStart[] = "Log start init!";
+constexpr char kCleared[] = "Log all cleared!";
 
 }  // namespace test
 

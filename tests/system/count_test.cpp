@@ -61,13 +61,13 @@ TEST_F(ShowTest, ShowAndCount_WhileARecorderWrites_WhatIsThereIsGivenWhole) {
         }
         EXPECT_EQ(run.status, 0) << run.err;
         std::vector<std::string> texts = shownTexts(run.out);
-        // The newest line may be on its way to the file, and is shown as far as it has come.
+        // The newest line may be only partly in the file, and is shown as far as it is there.
         const auto isWhole = [](const std::string &text) { return text.size() == text.find('-') + 8; };
         if (!texts.empty() && !isWhole(texts.front())) {
             texts.erase(texts.begin());
         }
-        // Without gaps: each item is followed by the one before it, and the store's ring keeps 10,001 at
-        // least.
+        // Without gaps: each item is followed by the one before it, and the store's ring keeps at least
+        // 10,001.
         for (size_t i = 1; i < texts.size(); ++i) {
             const int number = std::stoi(texts[i].substr(texts[i].find('-') + 1));
             const int newer = std::stoi(texts[i - 1].substr(texts[i - 1].find('-') + 1));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Commands that write, ended before any of their system calls: what stands under the names then, and that the
-// next one tidies up. Each on a file system that knows files without a name, and on one that does not.
+// Commands that write, ended before any of their system calls: what the names then refer to, and that the
+// next command tidies up. Each on a file system that supports unnamed files, and on one that does not.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -83,7 +83,7 @@ protected:
     }
 };
 
-/// Where files without a name can be had, and where not.
+/// With support for unnamed files, and without.
 class EveryCutTest : public CutShortTest, public ::testing::WithParamInterface<bool> {
 protected:
     void SetUp() override {
@@ -100,7 +100,7 @@ protected:
     }
 
     /// Runs the tool once for each call below the test's directory that changes something, and ends it there.
-    /// `prepare` comes before each of these runs, `examine` after it.
+    /// `prepare` runs before each of these runs, `examine` after it.
     void cutEverywhere(const Names &arguments, const std::function<void()> &prepare,
                        const std::function<void()> &examine) const {
         int cut = 0;
@@ -117,7 +117,7 @@ protected:
         EXPECT_GT(cut, 4);
     }
 
-    /// Whether it came to its end.
+    /// Returns whether it ran to its end.
     bool runUntil(int cut, const Names &arguments) const {
         int changes = 0;
         const TraceOutcome outcome = traced(arguments, [&](const SystemCall &call) {
@@ -171,7 +171,7 @@ TEST_P(EveryCutTest, Clear_CutAnywhere_TheNextRecorderRemovesWhatIsLeft) {
     cutEverywhere({"clear", "--yes", "--files", "3", "log"}, prepare, examine);
 }
 
-/// Two files of the ring that came round have to make way for each other.
+/// Two files of the wrapped ring have to move out of each other's way.
 TEST_P(EveryCutTest, RecordIntoLargerRing_CutAnywhere_OrderOfTheItemsStays) {
     const auto prepare = [this] {
         fs::remove_all(path("log"));
@@ -242,7 +242,7 @@ TEST_P(EveryCutTest, ExportOverAFile_CutAnywhere_FileIsTheFormerOrTheNewOne) {
     }
 }
 
-/// Its directory has a name in any case.
+/// Its directory always has a name.
 class EveryCutOfRepairTest : public EveryCutTest {};
 
 TEST_P(EveryCutOfRepairTest, Repair_CutAnywhere_LogIsWholeAndTheNextRepairTidiesUp) {
@@ -288,7 +288,7 @@ std::string nameOfFileSystem(const ::testing::TestParamInfo<bool> &knowsNameless
 INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutTest, ::testing::Bool(), nameOfFileSystem);
 INSTANTIATE_TEST_SUITE_P(FileSystem, EveryCutOfRepairTest, ::testing::Values(false), nameOfFileSystem);
 
-/// The order in which calls were made, as far as it decides what a cut of the power leaves.
+/// The order in which calls were made, as far as it decides what a power cut leaves.
 class CallOrderTest : public CutShortTest {
 protected:
     using Calls = std::vector<SystemCall>;
@@ -297,7 +297,7 @@ protected:
         return std::find_if(calls.begin(), calls.end(), is);
     }
 
-    /// Where a file gets its name, be it by a rename or a link.
+    /// Where a file gets its name, by a rename or a link.
     Calls::const_iterator naming(const Calls &calls, const std::string &name) const {
         return find(calls,
                     [&](const SystemCall &call) { return call.newPath == path(name) && call.result == 0; });
@@ -382,7 +382,7 @@ TEST_F(CallOrderTest, Repair_EveryCopyIsSyncedBeforeTheDirectoriesChangePlaces) 
     EXPECT_THAT(unsynced(calls, calls.end()), IsEmpty());
 }
 
-/// File systems that can do less.
+/// File systems that support less.
 class PoorFileSystemTest : public CutShortTest {
 protected:
     PoorFileSystemTest() {
@@ -391,7 +391,7 @@ protected:
         makeDirectory("out");
     }
 
-    /// Files without a name and the calls named here are refused.
+    /// Unnamed files and the calls named here are refused.
     TraceOutcome without(const std::map<std::string, int> &refused, const Names &arguments) const {
         return traced(arguments, [&](const SystemCall &call) {
             const auto error = refused.find(call.name);
@@ -411,7 +411,7 @@ TEST_F(PoorFileSystemTest, Export_RenamesCannotRefuse_ExistingFileStaysAndNewOne
         const TraceOutcome whole = without(kind, {"export", "-o", "csv", "--to", "out/x", "log"});
         EXPECT_EQ(whole.status, 0) << whole.err;
         EXPECT_EQ(linesOf(read("out/x")).size(), 21U);
-        // It comes when the export has begun already.
+        // The file appears when the export has already begun.
         const TraceOutcome late =
             traced({"export", "-o", "csv", "--to", "out/late", "log"}, [&](const SystemCall &call) {
                 const auto error = kind.find(call.name);
@@ -484,7 +484,7 @@ protected:
         return call.path.find("/.jorn-") != std::string::npos;
     }
 
-    /// An export into the same directory, which takes away what it takes for a leftover.
+    /// An export into the same directory, which removes what it takes for a leftover.
     void tidyUp(const std::string &directory) const {
         EXPECT_EQ(jorn({"export", "--to", directory + "/tidied.csv", "other"}).status, 0);
         fs::remove(path(directory + "/tidied.csv"));
@@ -544,7 +544,7 @@ TEST_F(MeetingTest, Repair_ExportTidiesUpBeforeItsLock_BeginsAgainUnderAnotherNa
     EXPECT_TRUE(textsInRange(3) == itemTexts(1, 30));
 }
 
-/// The export has opened what the repair was building, and gets its lock when that has become the log.
+/// The export has opened what the repair was building, and gets its lock once that has become the log.
 TEST_F(MeetingTest, Export_TidiesUpWhileARepairIsDone_RepairedLogStays) {
     write("log/index.csv", "");
     age();
@@ -566,7 +566,7 @@ TEST_F(MeetingTest, Export_TidiesUpWhileARepairIsDone_RepairedLogStays) {
     EXPECT_THAT(namesIn("log"), ElementsAre("0.csv", "1.csv", "2.csv", "index.csv"));
 }
 
-/// What stands under a name is exchanged between two looks of a repair.
+/// What a name refers to is exchanged between two accesses of a repair.
 class SwappedTest : public CutShortTest {
 protected:
     SwappedTest() {

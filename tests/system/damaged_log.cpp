@@ -19,8 +19,8 @@ namespace fs = std::filesystem;
 
 constexpr int kSlots = 8;
 
-/// The store over a log, on the hand-driven clock, silent. Another log was there first, so that the store
-/// task sleeps already when this one's first item comes, and leaves it until passes are run.
+/// The store over a log, on the hand-driven clock, silent. Another log is opened first, so that the store
+/// task is already asleep when this one's first item comes, and leaves it in the queue until passes are run.
 class Store {
 public:
     Store(const std::string &idleLog, const std::string &log, int ringSize) {
@@ -39,7 +39,7 @@ public:
     Store(const Store &) = delete;
     Store &operator=(const Store &) = delete;
 
-    /// Enough for the waiting items and for the file to be closed behind them.
+    /// Enough for the waiting items and for the file to be closed after them.
     static void runPasses() {
         posixPortSettle();
         for (int pass = 0; pass < 3; ++pass) {
@@ -77,6 +77,12 @@ void DamagedLogTest::writeFiles(const std::vector<int> &positions, int count, in
         write(fileName(position), items(firstNumber, firstNumber + count - 1));
         firstNumber += count;
     }
+}
+
+void DamagedLogTest::writeRing(const std::vector<int> &positions) const {
+    const int last = itemsOfRing(static_cast<int>(positions.size()));
+    writeFiles({positions.begin(), positions.end() - 1}, kFull);
+    write(fileName(positions.back()), items(last - kNewest + 1, last));
 }
 
 void DamagedLogTest::makeCutRing(int ringSize, int latest) const {

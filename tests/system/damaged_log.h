@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Logs as power cuts, flash and foreign hands leave them, and the store itself to prove what it sees in them.
+// Logs as power cuts, flash and outside changes leave them, and the store itself to prove what it sees in
+// them.
 #ifndef JORN_TESTS_SYSTEM_DAMAGED_LOG_H
 #define JORN_TESTS_SYSTEM_DAMAGED_LOG_H
 
@@ -12,7 +13,7 @@
 
 namespace test {
 
-/// The number 1 item's time; items are a second apart.
+/// Time of item 1; items are a second apart.
 constexpr uint32_t kFirstTime = 1700000000;
 
 class DamagedLogTest : public LogTest {
@@ -22,10 +23,19 @@ protected:
     /// Lines of the items with these numbers.
     static std::string items(int first, int last);
 
-    /// Files with `count` items each, numbered on from file to file, the oldest first.
+    /// Files with `count` items each, numbered consecutively across the files, the oldest first.
     void writeFiles(const std::vector<int> &positions, int count = 10, int firstNumber = 1) const;
 
-    /// A full ring whose index rewrite was cut when the store moved on to the file behind `latest`.
+    /// Full files, numbered on from file to file, the oldest first, and the newest with a few items.
+    void writeRing(const std::vector<int> &positions) const;
+
+    /// The number of items of such a ring.
+    static int itemsOfRing(int files) { return (files - 1) * kFull + kNewest; }
+
+    /// Items of its newest file.
+    static constexpr int kNewest = 10;
+
+    /// A full ring whose index rewrite was cut when the store moved on to the file after `latest`.
     void makeCutRing(int ringSize, int latest) const;
 
     /// Makes every file look as if nothing had been written for a long time.
@@ -34,7 +44,7 @@ protected:
     /// Starts the store on the log, lets it write what it writes at a start, and ends it.
     void startStore(int ringSize) const;
 
-    /// What the store sees after its own start: that it changes nothing then, and the number of its items.
+    /// Starts the store, checks that it changes nothing, and returns how many items it sees.
     int itemsSeenByStore(int ringSize) const;
 
     /// Texts of the items in the index's range, oldest first.

@@ -8,7 +8,7 @@
 
 namespace test {
 
-/// The rows that a query gives, values with "|" between; "NULL" for none.
+/// The rows that a query returns, values separated by "|"; "NULL" for none.
 std::vector<std::string> rowsOf(const std::string &file, const std::string &sql);
 
 }  // namespace test

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Every command over every kind of directory: what its exit code is, what it takes, and that it changes
+// Every command over every kind of directory: its exit code, its time and memory, and that it changes
 // nothing.
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 
 using ::testing::HasSubstr;
 
-/// Where instructions cost ten or more, a file has to be shorter to be read in the same time.
+/// Where an instruction costs ten or more, a file has to be shorter to be read in the same time.
 constexpr int64_t kSparseSize = JORN_IS_SLOW ? int64_t{16} << 20 : int64_t{1} << 30;
 
 class DirectoryMatrixTest;
@@ -38,21 +38,21 @@ struct Verdicts {
     int repairing;
 };
 
-/// A directory, or what stands in its place.
+/// A directory, or what is in its place.
 struct Kind {
     const char *name;
     Verdicts verdicts;
-    const char *named;  ///< What the messages of an exit code above 2 hold besides DIR; empty for nothing.
+    const char *named;  ///< What messages with an exit code above 2 contain besides DIR; may be empty.
     std::function<void(const DirectoryMatrixTest &)> make;
-    bool obeysPermissions = false;  ///< Also when root runs the tests.
+    bool obeysPermissions = false;  ///< Even when root runs the tests.
 };
 
 struct Command {
     const char *name;
     std::vector<std::string> arguments;  ///< Before DIR.
     int Verdicts::*verdict;
-    bool isOutputEscaped;    ///< Else the items' bytes pass as they are.
-    bool isWaiting = false;  ///< For a DIR that is not there: here to no end.
+    bool isOutputEscaped;    ///< Otherwise the items' bytes pass unchanged.
+    bool isWaiting = false;  ///< Waits for a missing DIR: here without end.
 };
 
 const std::vector<Command> &commands() {
@@ -109,7 +109,7 @@ public:
         writeIndex("0,2");
     }
 
-    /// A log of which one name is made anew.
+    /// A log with one entry removed, to be made anew.
     void writeLogWithout(const std::string &name) const {
         writeLog();
         fs::remove(path("log/" + name));
@@ -139,7 +139,7 @@ protected:
         fs::permissions(path("log"), fs::perms::owner_all, ignored);
     }
 
-    /// Times long past, for what is told of the newest file.
+    /// Sets times long past, for what is reported about the newest file.
     void makeOld() const {
         const timespec longAgo[2] = {{kFirstTime, 0}, {kFirstTime + 1, 0}};
         for (const std::string &name : names()) {
@@ -179,7 +179,7 @@ protected:
         }
     }
 
-    /// Of DIR and all that is in it.
+    /// Names and times of DIR and all that is in it.
     std::string namesAndTimes() const {
         std::ostringstream state;
         for (const std::string &name : names()) {
@@ -268,7 +268,7 @@ Maker logWithLink(const std::string &name, const std::string &target) {
     };
 }
 
-/// Rights of the log's directory, or of a file in it.
+/// Sets the permissions of the log's directory, or of a file in it.
 Maker logWithRights(const std::string &name, mode_t mode) {
     return [=](const Test &test) {
         test.writeLog();
@@ -319,7 +319,7 @@ const std::vector<Kind> kinds = {
          test.writeFiles(positions, JORN_IS_SLOW ? 100 : kFull);
          test.writeIndex("31,30");
      }},
-    // Rights.
+    // Permissions.
     {"NoRights", {4, 4, 4}, "", logWithRights("log", 0), true},
     {"NoRightsForRoot",
      {0, 0, 0},

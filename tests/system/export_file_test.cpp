@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The file that `jorn export` writes: whole or not at all, with its rights, and what is shown meanwhile.
+// The file that `jorn export` writes: whole or not at all, its permissions, and what is shown meanwhile.
 #include <gmock/gmock.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -101,7 +101,7 @@ TEST_F(ExportTest, Export_Interrupted_NoHalfFile) {
     fs::resize_file(path("door/0.csv"), uint64_t{1} << 30);
     for (const char *form : {"csv", "sqlite"}) {
         const int watch = inotify_init1(IN_CLOEXEC);
-        // A file without a name is not seen to be created, but where it is made.
+        // For an unnamed file inotify reports no creation, but the opening of the directory where it is made.
         ASSERT_GE(inotify_add_watch(watch, path("out").c_str(), IN_CREATE | IN_OPEN), 0);
         RunningTool tool(root_, {"export", "door", "-o", form, "--to", "out/x"});
         std::array<char, 4096> events{};

@@ -71,14 +71,14 @@ TEST_F(ExportTest, Export_SeveralLogs_OneAfterTheOtherWithTheirNames) {
     std::vector<std::string> options = {"-o", "csv"};
     options.insert(options.end(), logs.begin(), logs.end());
     EXPECT_EQ(exportLog(options).out,
-              "time,level,slot,text,log\n1700006405,1,5,a,door\n1700006400,2,0,b,door_2\n"
+              "time,level,slot,text,log\n1700006405,1,5,a,a/door\n1700006400,2,0,b,b/door\n"
               "1700006400,0,0,c,\"c,\"\"d\"\"\"\n");
     options[1] = "jsonl";
     EXPECT_EQ(exportLog(options).out,
               "{\"time\":1700006405,\"iso\":\"2023-11-15T00:00:05Z\",\"level\":1,\"slot\":5,\"text\":\"a\","
-              "\"log\":\"door\"}\n"
+              "\"log\":\"a/door\"}\n"
               "{\"time\":1700006400,\"iso\":\"2023-11-15T00:00:00Z\",\"level\":2,\"slot\":0,\"text\":\"b\","
-              "\"log\":\"door_2\"}\n"
+              "\"log\":\"b/door\"}\n"
               "{\"time\":1700006400,\"iso\":\"2023-11-15T00:00:00Z\",\"level\":0,\"slot\":0,\"text\":\"c\","
               "\"log\":\"c,\\\"d\\\"\"}\n");
 }
@@ -239,8 +239,8 @@ TEST_F(ExportTest, Export_SqliteIndexes_ServeTheUsualQuestions) {
     const auto plan = [&](const std::string &condition) {
         return rowsOf(file, "EXPLAIN QUERY PLAN SELECT text FROM door WHERE " + condition).front();
     };
-    // Without these, a question of a few items reads the whole table: -S and -U, --level, -p, -s, and these
-    // with a span of time.
+    // Without these, a query for a few items reads the whole table: -S and -U, --level, -p, -s, and these
+    // with a time range.
     const std::string span = "time BETWEEN 5 AND 9";
     EXPECT_THAT(plan(span), HasSubstr("SEARCH door USING INDEX door_by_time (time>? AND time<?)"));
     EXPECT_THAT(plan("level = 1 AND " + span),

@@ -25,7 +25,7 @@ protected:
         write(name + "/0.csv", lines);
     }
 
-    /// A ring that has come round, the oldest file in the middle.
+    /// A ring that has wrapped, the oldest file in the middle.
     void writeRing() const {
         write("door/index.csv", "version:1\n1,0\n");
         write("door/1.csv", dataLine(kMidnight, 1, 5, "open, \"wide\""));

@@ -81,7 +81,7 @@ public:
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
 
-    /// What it has printed and nobody has read, after its end.
+    /// What it has printed that has not been read, after its end.
     std::string rest() {
         std::string all = outRest_;
         char block[4096];
@@ -92,7 +92,7 @@ public:
     }
 
 private:
-    /// Empty, and the test has failed, when there is none for a long time.
+    /// Empty, with the test failed, when no line comes for a long time.
     static std::string lineFrom(int file, std::string *rest) {
         constexpr int kTwoMinutes = 120000;
         size_t end = 0;
@@ -137,12 +137,12 @@ protected:
     }
 };
 
-/// Every part is fed only when the one before was printed, so that the writer never comes round.
+/// Every part is fed only once the one before it was printed, so that the writer never laps the follower.
 TEST_F(FollowTest, Follow_RecorderGoesTwentyTimesThroughItsFiles_EveryLineOnce) {
     constexpr int kRotations = 20;
     constexpr int kPart = 2400;
     FollowingTool follower(root_, {"follow", "-p", "2", "new"});
-    follower.nextNote();  // That there is no such log yet: all that comes is new.
+    follower.nextNote();  // It says that there is no such log yet: all that comes is new.
     RunningTool recorder(root_, {"record", "--files", "3", "new"});
     int number = 1;
     for (; number < kRotations * kFull + kPart; number += kPart) {
@@ -152,7 +152,7 @@ TEST_F(FollowTest, Follow_RecorderGoesTwentyTimesThroughItsFiles_EveryLineOnce) 
     }
     recorder.endInput();
     EXPECT_EQ(recorder.wait().status, 0);
-    // A last line behind a restart of the store.
+    // A last line after a restart of the store.
     ASSERT_EQ(jorn({"record", "new"}, {"the end\n", "", {}, {}}).status, 0);
     EXPECT_THAT(follower.nextTexts(1), ElementsAre("the end"));
     EXPECT_EQ(follower.end(SIGTERM), 0);
@@ -211,7 +211,7 @@ TEST_F(FollowTest, Follow_MissingDirectoryAndUntilHasPassed_Ends) {
     EXPECT_EQ(jorn({"follow", "-q", "-U", "@1700000000", "new"}).status, 1);
 }
 
-/// Nobody tells of an empty directory that is removed while it is open.
+/// The system sends no event for an empty directory that is removed while it is open.
 TEST_F(FollowTest, Follow_EmptyDirectoryMadeAgain_GoesOnThere) {
     makeDirectory("new");
     FollowingTool follower(root_, {"follow", "-o", "csv", "new"});

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A log that is followed while a writer, played step by step, goes on.
+// A log that is followed while a writer, simulated step by step, goes on.
 #ifndef JORN_TESTS_SYSTEM_FOLLOWED_LOG_H
 #define JORN_TESTS_SYSTEM_FOLLOWED_LOG_H
 
@@ -49,7 +49,7 @@ protected:
     static std::string fileName(int number) { return "log/" + std::to_string(number) + ".csv"; }
     static std::string line(const std::string &text) { return dataLine(kTime, 1, 0, text); }
 
-    /// So many lines "prefix1" and so on, of one length.
+    /// `count` lines "prefix1" and so on, all of the same length.
     static std::string lines(const std::string &prefix, int count, int first = 1) {
         std::string all;
         for (int number = first; number < first + count; ++number) {
@@ -58,7 +58,7 @@ protected:
         return all;
     }
 
-    /// As the store does it: the former index becomes the backup, and goes when the new one is written.
+    /// As the store does it: the former index becomes the backup, and is removed when the new one is written.
     void writeIndex(const std::string &positions) const {
         if (exists("log/index.csv")) {
             std::filesystem::rename(path("log/index.csv"), path("log/index.bak"));
@@ -74,13 +74,13 @@ protected:
         std::ofstream(path(fileName(number)), std::ios::app | std::ios::binary) << bytes;
     }
 
-    /// Gives a file a time of writing that no other one has had.
+    /// Gives a file a modification time that no other file has had.
     void stamp(int number) {
         std::filesystem::last_write_time(path(fileName(number)),
                                          std::filesystem::file_time_type() + std::chrono::seconds(++stamps_));
     }
 
-    /// A ring of three full files, the newest of which is not full.
+    /// A ring of three files, all full except the newest.
     void makeRing() const {
         start(0, lines("a", kFull));
         start(1, lines("b", kFull));

@@ -27,7 +27,7 @@ std::string dumped(const ordered_json &value, bool isAscii) {
 }
 
 bool isUtf8ByDump(const std::string &text) {
-    // What is no UTF-8 is replaced, which changes the text.
+    // What is not UTF-8 is replaced, which changes the text.
     return ordered_json::parse(dumped(text, false)).get<std::string>() == text;
 }
 
@@ -42,7 +42,7 @@ void expectAsDumped(const std::string &text) {
 }
 
 TEST(AppendJsonText, EveryByteAtEveryPlaceOfAWord_AsDumped) {
-    // Words of eight bytes are looked at as a whole.
+    // Words of eight bytes are checked as a whole.
     for (int byte = 0; byte < 256; ++byte) {
         for (size_t place = 0; place < 17; ++place) {
             std::string text = "of a door of oak.";
@@ -78,7 +78,7 @@ TEST(AppendJsonText, FourBytes_AsDumped) {
     }
 }
 
-/// A text of parts that forms of escapes are for.
+/// A text made of parts that need various escapes.
 std::string randomText(std::mt19937 *random) {
     static const std::array<std::string, 12> kParts = {"door",         " motor current limit reached ",
                                                        "\"",           "\\",
@@ -133,7 +133,7 @@ TEST(ItemFormatJson, RandomItems_AsDumpedOfTheSameValues) {
         style.isUtc = true;
         style.isEscaped = (form & 1) != 0;
         style.names = (form & 2) != 0 ? &names : &tool::noNames();
-        style.log = (form & 4) != 0 ? "unit \xc3\xbc" : "";
+        style.origin.log = (form & 4) != 0 ? "unit \xc3\xbc" : "";
         ItemFormatter formatter(style);
         for (int i = 0; i < 500; ++i) {
             const Item item = randomItem(&random);
@@ -145,8 +145,8 @@ TEST(ItemFormatJson, RandomItems_AsDumpedOfTheSameValues) {
             if (parsed.contains("text_base64")) {
                 value["text_base64"] = parsed["text_base64"];
             }
-            if (!style.log.empty()) {
-                value["log"] = style.log;
+            if (!style.origin.log.empty()) {
+                value["log"] = style.origin.log;
             }
             ASSERT_EQ(line, dumped(value, style.isEscaped) + "\n");
         }

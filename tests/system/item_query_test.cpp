@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Every way to an answer against a slow reading of the same files that shares no code with the tool, over
-// rings of random and damaged files.
+// Compares every way to an answer with a slow reading of the same files that shares no code with the tool,
+// over rings of random and damaged files.
 #include "query/item_query.h"
 
 #include <fcntl.h>
@@ -41,7 +41,7 @@ std::ostream &operator<<(std::ostream &stream, const PlainItem &item) {
     return stream << item.time << ',' << item.level << ',' << item.slot << ',' << item.text;
 }
 
-/// The first three fields that are not empty, and what follows the comma behind the third.
+/// The first three fields that are not empty, and what follows the comma after the third.
 bool plainParse(const std::string &line, PlainItem *item) {
     std::vector<std::string> fields;
     std::string rest;
@@ -201,7 +201,7 @@ protected:
         return filter;
     }
 
-    /// Written out once more, so that a mistake in the filter itself is seen.
+    /// Implemented a second time, so that a mistake in the filter itself is found.
     static bool passes(const ItemFilter &filter, const PlainItem &item) {
         const bool isFound = item.text.find("more") != std::string::npos || hasShortNumber(item.text);
         return item.time >= filter.since && item.time <= filter.until && filter.levels.has(item.level) &&
@@ -276,11 +276,11 @@ TEST_F(ItemQueryTest, EveryAnswer_RandomRingsAndFilters_IsThatOfPlainReading) {
                       std::vector<PlainItem>(items.end() - tail, items.end()));
         }
     }
-    // Each way was gone.
+    // Each way was used.
     EXPECT_THAT(routes, Each(::testing::Gt(0)));
 }
 
-/// Whether the newest file ends before the day on which the oldest begins: the device then finds nothing.
+/// Whether the newest file ends before the day on which the oldest begins; the device then finds nothing.
 bool isTurnedRound(const tool::RingView &view) {
     tool::DamageLog damage;
     const std::vector<tool::FileDigest> digests = tool::digestsOf(view, &damage);
@@ -430,7 +430,7 @@ TEST_F(ItemQueryTest, LinesToEnd_ZerosAnywhere_CutAsIfReadAtOnce) {
         tool::forEachLineToEnd(file.get(), 0, [&](const tool::Line &line) {
             EXPECT_EQ(line.offset, end);
             end = line.end();
-            // A run that a segment's end parts is one for whoever reads at once.
+            // A run that is split at the end of a segment is one run when read at once.
             const bool goesOn = line.kind == tool::LineKind::Zeros && !read.empty() &&
                                 read.back().second == tool::LineKind::Zeros;
             if (!goesOn) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A view of a log whose files a writer changes underneath.
+// A view of a log whose files a writer changes meanwhile.
 #include <gmock/gmock.h>
 
 #include <fstream>
@@ -17,7 +17,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-/// A view of a log, and what happens to the log behind its back.
+/// A view of a log, and what happens to the log meanwhile.
 class LiveViewTest : public ExportTest {
 protected:
     std::vector<std::string> scan(const tool::RingView &view, const std::function<void()> &atFirstItem) {

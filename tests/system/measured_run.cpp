@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Runs a command, ends as it ends, and writes the most memory that it had at a time, in KiB, to a file.
-// usage: measured_run FILE COMMAND...
-// The kernel counts what a process was before exec to what it uses: of a child of a large test that would be
-// the test's memory. The child of this small program begins with next to none.
+// Runs a command, ends as it does, and writes its peak memory, in KiB, to a file. usage: measured_run FILE
+// COMMAND... The kernel counts the memory of a process before exec towards its peak: for a child of a large
+// test that would be the test's memory. The child of this small program begins with almost none.
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Commands that read a log while its writer moves on around the ring: the writer's steps are taken while the
-// tool stands before a call of its own.
+// Commands that read a log while its writer moves on around the ring: the writer's steps happen while the
+// tool is held before one of its own calls.
 #include <gmock/gmock.h>
 
 #include <filesystem>
@@ -43,7 +43,7 @@ protected:
         }
     }
 
-    /// Lines "a1", "a2" ... of the level that tells the file's round.
+    /// Lines "a1", "a2" ... whose level tells in which round the file was written.
     static std::string lines(const std::string &prefix, int count, int level) {
         std::string all;
         for (int number = 1; number <= count; ++number) {
@@ -54,7 +54,7 @@ protected:
 
     static std::string fileName(int number) { return "log/" + std::to_string(number) + ".csv"; }
 
-    /// A ring of three files that has come round.
+    /// A ring of three files that has wrapped.
     void makeRing() const {
         write(fileName(0), lines("a", 2, 0));
         write(fileName(1), lines("b", 2, 1));
@@ -62,7 +62,7 @@ protected:
         writeIndex("0,2");
     }
 
-    /// The day of most items begins within its oldest file.
+    /// A ring in whose oldest file the day of most items begins.
     void makeRingOfTwoDays() const {
         makeRing();
         write(fileName(0), dataLine(kTime - 1, 0, 0, "the day before") + lines("a", 2, 0));
@@ -79,14 +79,14 @@ protected:
 
     void moveOnOnce() const { moveOn(1, 0, lines("d", 4, 3)); }
 
-    /// So that the index says the same as before.
+    /// Goes all around the ring, so that the index holds the same as before.
     void comeRound() const {
         moveOnOnce();
         moveOn(2, 1, lines("e", 5, 0));
         moveOn(0, 2, lines("f", 1, 1));
     }
 
-    /// Runs the tool; `meanwhile` happens once, while it stands before the first call that is meant.
+    /// Runs the tool; `meanwhile` happens once, while it is held before the first matching call.
     TraceOutcome jornMeanwhile(const std::vector<std::string> &arguments,
                                const std::function<bool(const SystemCall &)> &isMeant,
                                const std::function<void()> &meanwhile) const {
@@ -106,8 +106,8 @@ protected:
         return outcome;
     }
 
-    /// The ring moves on once, or all around, while the tool has read the index and opens a file of the ring.
-    /// The answer must be the one that a look afterwards gives.
+    /// The ring moves on once, or all around, after the tool has read the index and when it opens a file of
+    /// the ring. The answer must be the one that a later run gives.
     void expectAnswerOfAfterwards(const std::vector<std::string> &arguments) {
         for (const bool isWholeRound : {false, true}) {
             for (const int number : {0, 1}) {
@@ -162,11 +162,11 @@ TEST_F(MovingRingTest, Export_RingMovesOnWhileItIsOpened_PassesItOnAsItIsThen) {
 }
 
 TEST_F(MovingRingTest, Follow_RingMovesOnWhileItIsOpened_PassesItOnAsItIsThen) {
-    // An end that has passed already: it looks once.
+    // The end time has already passed, so it looks once.
     expectAnswerOfAfterwards({"follow", "-n", "all", "-U", "@" + std::to_string(kLater), "log"});
 }
 
-/// The module opens the files once more, by their names.
+/// The module opens the files again, by their names.
 TEST_F(MovingRingTest, PageOfTheModule_RingMovesOnAfterTheSummariesWereMade_IsAnsweredAsItIsThen) {
     const std::vector<std::string> words = {"show",       "--utc", "--page",     "1",  "-S",
                                             "2023-11-15", "-U",    "2023-11-15", "log"};
@@ -181,7 +181,8 @@ TEST_F(MovingRingTest, PageOfTheModule_RingMovesOnAfterTheSummariesWereMade_IsAn
     EXPECT_EQ(run.err, afterwards.err);
 }
 
-/// Whatever the summaries leave open is read from the file as it was opened, so that no writer comes between.
+/// What the summaries leave undecided is read from the file as it was opened, so that no writer can
+/// interfere.
 TEST_F(MovingRingTest, Count_DayThatBeginsWithinAFile_OpensEachFileOnce) {
     makeRingOfTwoDays();
     int openings = 0;
@@ -286,7 +287,7 @@ TEST_F(MovingRingTest, Export_OldestFileIsStartedAfreshWhileItIsRead_NoteAndNoth
               "jorn: note: log/0.csv: started afresh by a writer meanwhile; items may be missing here\n");
 }
 
-/// A log without an index, which `repair` copies, and puts the copy in its place.
+/// A log without an index, which `repair` copies; it then puts the copy in its place.
 class SwappedDirectoryTest : public DamagedLogTest {
 protected:
     void SetUp() override {
@@ -303,7 +304,7 @@ protected:
                (call.path == path("log") || call.path == path("backup"));
     }
 
-    /// Runs the tool; while it stands before its first lock, a repair puts another directory in place.
+    /// Runs the tool; while it is held before its first lock, a repair puts another directory in place.
     TraceOutcome jornWhileRepaired(const std::vector<std::string> &arguments, const std::string &input = "") {
         TraceOptions options;
         options.directory = root_;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Owners and permissions: whoever mends or clears a log, it stays its owner's; and who has no rights is told
-// where.
+// Owners and permissions: whoever repairs or clears a log, it stays its owner's; a user without permission
+// gets a message that says where.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,7 +21,7 @@ using ::testing::HasSubstr;
 constexpr uid_t kUser = 4711;
 constexpr gid_t kGroup = 4712;
 
-/// Root's hands in the log of a user.
+/// Root at work on a user's log.
 class OwnershipTest : public DamagedLogTest {
 protected:
     void SetUp() override {
@@ -37,7 +37,7 @@ protected:
         ASSERT_EQ(chmod(path(name).c_str(), mode), 0);
     }
 
-    /// The log and all that is in it.
+    /// Gives away the log and all that is in it.
     void giveLog(mode_t directoryMode, mode_t fileMode) const {
         for (const fs::directory_entry &entry : fs::directory_iterator(path("log"))) {
             give("log/" + entry.path().filename().string(), fileMode);
@@ -221,7 +221,7 @@ TEST_F(OwnershipTest, Clear_ByAMemberOfTheGroup_FilesStayTheGroups) {
     EXPECT_EQ(attributes(fileName(2)), "4711:4712 0660");
 }
 
-/// What a recording gives to what it makes.
+/// The modes of what a recording makes.
 class ModeTest : public OwnershipTest {
 protected:
     /// The mask of file modes while a test runs.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The look for words before a pattern is asked, against a plain search.
+// Compares the search for words that comes before the match of a pattern with a plain search.
 #include "query/piece_filter.h"
 
 #include <gmock/gmock.h>
@@ -17,7 +17,7 @@ namespace {
 
 using tool::ItemFilter;
 
-/// Texts of a block of lines that pass a pattern, with a look for words first.
+/// Texts of a block of lines that match a pattern, with a search for words first.
 std::vector<std::string> passing(const std::string &block, const std::string &pattern, bool isCaseHeeded) {
     RE2::Options options(RE2::Quiet);
     options.set_case_sensitive(isCaseHeeded);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How a question is answered, decided from summaries written by hand.
+// How a query is answered, decided from summaries written by hand.
 #include "query/query_plan.h"
 
 #include <gmock/gmock.h>
@@ -97,7 +97,7 @@ TEST_F(QueryPlanTest, IsModuleExact_DaysThatTheFilesKeepTo_OrNot) {
     // Not a whole day.
     filter_.until = kMidnight + 3 * kDay;
     EXPECT_FALSE(tool::isModuleExact(filter_, three_));
-    // Clocks that were put back: the file between the ends reaches out of the days.
+    // The clock was set back: the file between the ends extends beyond the days.
     filter_.until = kMidnight + 4 * kDay - 1;
     EXPECT_TRUE(tool::isModuleExact(filter_, three_));
     std::vector<tool::FileDigest> back = three_;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// `jorn record --if-unclear aside`: a ring whose order nobody can tell makes way, and no cut loses anything.
+// `jorn record --if-unclear aside`: a ring whose order cannot be determined is put aside, and no cut loses
+// anything.
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -25,7 +26,7 @@ using Contents = std::map<std::string, std::string>;
 
 class RecordAsideTest : public DamagedLogTest {
 protected:
-    /// The backup could be gone by, were it alone, but does not agree with the times.
+    /// The backup alone could be relied on, but it does not agree with the times.
     void makeUnclearRing() const {
         writeFiles({2, 3, 0, 1});
         write("log/index.csv", "version:");
@@ -63,7 +64,7 @@ protected:
         return jorn(options, {input, "", {}, {}});
     }
 
-    /// That a recorder with a ring of 4 files puts aside what is in the log, and why.
+    /// Expects a recorder with a ring of 4 files to put aside what is in the log, and to say why.
     void expectPutAsideForFour(const std::string &reason) const {
         const Contents before = contents("log");
         const Outcome run = record("new\n", {"--files", "4"});
@@ -104,7 +105,7 @@ TEST_F(RecordAsideTest, Record_OrderUnclear_RingIsKeptAndTheLogBeginsAnew) {
 }
 
 TEST_F(RecordAsideTest, Record_OrderClear_NothingIsPutAside) {
-    writeFiles({2, 3, 0, 1});
+    writeRing({2, 3, 0, 1});
     EXPECT_EQ(record().status, 0);
     EXPECT_THAT(directoriesInLog(), ::testing::IsEmpty());
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
@@ -156,13 +157,43 @@ TEST_F(RecordAsideTest, Record_FormerStartWasCut_RestFollows) {
         fs::rename(path("log/" + std::string(name)),
                    path("log/aside-20231114T221320Z.partial/" + std::string(name)));
     }
-    // What is left could be told by itself, but belongs to the others.
+    // What is left could be ordered by itself, but belongs to the others.
     const Outcome run = jorn({"record", "log"}, {"new\n", "", {}, {}});
     EXPECT_EQ(
         run.err,
         "jorn: log: the files that a former start began to put aside are in log/aside-20231114T221320Z\n");
     EXPECT_TRUE(contents("log/aside-20231114T221320Z") == before);
     EXPECT_THAT(textsIn("log/0.csv"), ElementsAre(kStart, "new"));
+}
+
+/// Nothing of it belongs together with what was put aside: the ring is as it was.
+TEST_F(RecordAsideTest, Record_FormerStartHadMovedNothing_IsForgotten) {
+    makeUnclearRing();
+    const Contents before = contents("log");
+    makeDirectory("log/aside-20231114T221320Z.partial");
+    EXPECT_EQ(jorn({"record", "log"}).status, 3);
+    EXPECT_TRUE(contents("log") == before);
+    EXPECT_THAT(directoriesInLog(), ::testing::IsEmpty());
+}
+
+TEST_F(RecordAsideTest, Record_FormerStartHadMovedTheBackupAlone_IsTakenBack) {
+    makeUnclearRing();
+    const Contents before = contents("log");
+    makeDirectory("log/aside-20231114T221320Z.partial");
+    fs::rename(path("log/index.bak"), path("log/aside-20231114T221320Z.partial/index.bak"));
+    EXPECT_EQ(jorn({"record", "log"}).status, 3);
+    EXPECT_TRUE(contents("log") == before);
+    EXPECT_THAT(directoriesInLog(), ::testing::IsEmpty());
+}
+
+TEST_F(RecordAsideTest, Record_FormerStartHadMovedTheBackupAndThereIsAnother_BothAreKept) {
+    writeFiles({0, 1});
+    writeIndex("0,1");
+    write("log/index.bak", "version:1\n0,0\n");
+    makeDirectory("log/aside-20231114T221320Z.partial");
+    write("log/aside-20231114T221320Z.partial/index.bak", "another");
+    EXPECT_EQ(record().status, 0);
+    EXPECT_EQ(read("log/aside-20231114T221320Z/index.bak"), "another");
 }
 
 TEST_F(RecordAsideTest, Record_FormerStartWasCutAndAnIndexGiven_RestStays) {
@@ -185,8 +216,8 @@ TEST_F(RecordAsideTest, Repair_RingWasPutAside_StaysInTheLog) {
     EXPECT_FALSE(exists("backup/aside-20231114T221320Z"));
 }
 
-/// Runs that are killed at each system call that changes anything, one after the other, until one runs to its
-/// end.
+/// One run after the other is killed, each at the next system call that changes anything, until one runs to
+/// its end.
 class RecordKilledTest : public RecordAsideTest {
 protected:
     void SetUp() override {
@@ -195,7 +226,7 @@ protected:
         }
     }
 
-    /// The log is made anew by `make` for each; after each, a whole start must leave what `expect` wants.
+    /// `make` makes the log anew for each; after each, an undisturbed start must leave what `expect` wants.
     void killAtEachCall(const std::function<void()> &make, const std::function<void(const Outcome &)> &expect,
                         const std::vector<std::string> &options = {}) const {
         int status = kKilled;
@@ -243,21 +274,20 @@ TEST_F(RecordKilledTest, Record_KilledWhilePuttingAside_NextStartKeepsEveryFile)
                    });
 }
 
-/// The index is whole here: a start after a kill may begin another directory, but never mixes two rings.
+/// The index is whole here, so that a start after a kill may find that nothing is lost.
 TEST_F(RecordKilledTest, Record_KilledWhilePuttingLargerRingAside_NextStartKeepsEveryFile) {
     const auto make = [this] {
         writeFiles({2, 3, 4, 0, 1});
         writeIndex("2,1");
+        write("log/index.bak", "version:1\n1,0\n");
     };
     make();
     const Contents before = contents("log");
     killAtEachCall(make,
                    [&](const Outcome &) {
-                       Contents kept;
-                       for (const std::string &aside : directoriesInLog()) {
-                           kept.merge(contents(aside));
-                       }
-                       EXPECT_TRUE(kept == before);
+                       const auto asides = directoriesInLog();
+                       ASSERT_EQ(asides.size(), 1U);
+                       EXPECT_TRUE(contents(asides[0]) == before);
                        EXPECT_THAT(contents("log"), ::testing::SizeIs(2));
                        EXPECT_EQ(textsIn("log/0.csv").back(), "new");
                    },

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// `jorn record` where names of the store's files lead to something else: it writes to nothing but files of
-// the log's own directory.
+// `jorn record` where names of the store's files refer to something else: it writes only to files of the
+// log's own directory.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,7 +20,7 @@ constexpr char kLink[] = "is a link, which the store would write through";
 constexpr char kShared[] =
     "has another name elsewhere, so that items would be written there too; put a copy in its place";
 
-/// Something that bears a name of the store.
+/// Something that has the name of a store's file.
 struct Foreign {
     const char *kind;
     std::function<void(const std::string &outside, const std::string &name)> make;
@@ -77,7 +77,7 @@ TEST_F(RecordEntriesTest, Record_NameOfTheStoreIsNoFileOfItsOwn_RefusedAndNothin
     }
 }
 
-/// Nothing is written into an index that is there, so its further names are none of the recorder's business.
+/// Nothing is written into an existing index, so its other names do not concern the recorder.
 TEST_F(RecordEntriesTest, Record_IndexHasAnotherNameElsewhere_ThatKeepsItsContent) {
     writeFiles({0});
     write("other", "version:1\n0,0\n");
@@ -93,7 +93,7 @@ TEST_F(RecordEntriesTest, Record_DirectoryIsALink_Recorded) {
     EXPECT_EQ(textsIn("log/0.csv").back(), "new");
 }
 
-/// Planted while it records: the file in hand is filled, and the next one is looked at.
+/// Planted while it records: the current file is filled, and then the next one is checked.
 TEST_F(RecordEntriesTest, Record_NextNameIsNoFileOfItsOwnAtRotation_RefusedWithTheFileFilled) {
     for (const Foreign &foreign : kForeign) {
         for (const std::string name : {"1.csv", "index.csv", "index.bak"}) {

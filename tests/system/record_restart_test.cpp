@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// `jorn record`, started again on what a crash or foreign hands left, before anybody has looked.
+// `jorn record`, started again on what a crash or outside changes left, before anybody has repaired it.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -29,10 +29,21 @@ protected:
 
     void remove(const std::string &name) const { fs::remove(path(name)); }
 
-    /// Its newest file is at 1.
-    void makeRingThatCameRound() const { writeFiles({2, 3, 0, 1}); }
+    /// A wrapped ring whose newest file is at 1.
+    void makeRingThatCameRound() const {
+        removeKept();
+        writeRing({2, 3, 0, 1});
+    }
 
-    void makeRingNotComeRound() const { writeFiles({0, 1, 2}); }
+    void makeRingNotComeRound() const {
+        removeKept();
+        writeRing({0, 1, 2});
+    }
+
+    void removeKept() const {
+        remove("log/index.csv.lost");
+        remove("log/index.bak.lost");
+    }
 
     /// Times and fill of files, from 0 on, each with items a tenth of a second apart; every file but the
     /// first is full. Only the fill shows that 0 is the newest.
@@ -48,7 +59,7 @@ protected:
         }
     }
 
-    /// The log holds these items, then those of this start, all of them in view.
+    /// Expects the log to hold these items, then those of this start, all of them in view.
     void expectInView(std::vector<std::string> texts, const std::vector<std::string> &input) const {
         texts.emplace_back(kStart);
         texts.insert(texts.end(), input.begin(), input.end());
@@ -80,7 +91,7 @@ TEST_F(RecordRestartTest, Record_IndexEmptied_EveryItemStaysInView) {
     write("log/index.csv", "");
     expectMended(record({"--files", "4"}, "new\n"), "was empty", "2,1",
                  "; index.csv.lost keeps the former one");
-    expectInView(itemTexts(1, 40), {"new"});
+    expectInView(itemTexts(1, itemsOfRing(4)), {"new"});
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
     EXPECT_EQ(read("log/index.csv.lost"), "");
 }
@@ -98,7 +109,7 @@ TEST_F(RecordRestartTest, Record_IndexEmptiedAfterARecording_EveryItemStaysInVie
 TEST_F(RecordRestartTest, Record_IndexGone_EveryItemStaysInView) {
     makeRingThatCameRound();
     expectMended(record({}, "new\n"), "was missing", "2,1", " is not full, as the newest is");
-    expectInView(itemTexts(1, 40), {"new"});
+    expectInView(itemTexts(1, itemsOfRing(4)), {"new"});
     EXPECT_FALSE(exists("log/index.csv.lost"));
 }
 
@@ -109,7 +120,7 @@ TEST_F(RecordRestartTest, Record_IndexHalfWritten_EveryItemStaysInView) {
         write("log/index.csv", text);
         expectMended(record({"--files", "4"}, "new\n"), "was not whole", "2,1",
                      "; index.csv.lost keeps the former one");
-        expectInView(itemTexts(1, 40), {"new"});
+        expectInView(itemTexts(1, itemsOfRing(4)), {"new"});
         EXPECT_EQ(read("log/index.csv.lost"), text);
     }
 }
@@ -120,7 +131,7 @@ TEST_F(RecordRestartTest, Record_IndexNamesWhatNoRingHas_EveryItemStaysInView) {
         writeIndex(positions);
         expectMended(record({"--files", "4"}, "new\n"), "was beyond any ring", "2,1",
                      "; index.csv.lost keeps the former one");
-        expectInView(itemTexts(1, 40), {"new"});
+        expectInView(itemTexts(1, itemsOfRing(4)), {"new"});
     }
 }
 
@@ -130,11 +141,11 @@ TEST_F(RecordRestartTest, Record_IndexEmptiedRingNotComeRound_EveryItemStaysInVi
         write("log/index.csv", "");
         expectMended(record({"--files", files}, "new\n"), "was empty", "0,2",
                      "; index.csv.lost keeps the former one");
-        expectInView(itemTexts(1, 30), {"new"});
+        expectInView(itemTexts(1, itemsOfRing(3)), {"new"});
     }
 }
 
-/// The full ring is to become larger by the same start.
+/// The same start also enlarges the full ring.
 TEST_F(RecordRestartTest, Record_IndexEmptiedAndRingEnlarged_EveryItemStaysInView) {
     makeRingThatCameRound();
     write("log/index.csv", "");
@@ -142,12 +153,12 @@ TEST_F(RecordRestartTest, Record_IndexEmptiedAndRingEnlarged_EveryItemStaysInVie
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.err, HasSubstr("written anew as 2,1"));
     EXPECT_EQ(read("log/index.csv"), "version:1\n8,1\n");
-    auto texts = itemTexts(1, 40);
+    auto texts = itemTexts(1, itemsOfRing(4));
     texts.insert(texts.end(), {kStart, "new"});
     EXPECT_TRUE(textsInRange(10) == texts);
 }
 
-/// Only that the file after 1 was never written tells that 1 is the newest.
+/// The only sign that 1 is the newest is that the file after it was never written.
 TEST_F(RecordRestartTest, Record_TimesAreEqualAndSizeOfTheRingIsGiven_EveryItemStaysInView) {
     std::string full;
     for (int i = 0; i < kFull; ++i) {
@@ -185,8 +196,8 @@ TEST_P(RecordCutRingTest, Record_EmptyIndexBesideWholeBackup_EveryItemStaysInVie
     EXPECT_FALSE(exists("log/index.bak"));
 }
 
-/// Times say nothing here, and would mislead where the clock was set back: that the file after the backup's
-/// newest has just been begun says enough.
+/// Times prove nothing here, and would mislead where the clock was set back: that the file after the backup's
+/// newest has just been begun is proof enough.
 TEST_P(RecordCutRingTest, Record_ClockWasSetBack_BackupIsBelieved) {
     makeCutRing(kRing, GetParam());
     const int newest = GetParam();
@@ -217,16 +228,16 @@ TEST_F(RecordRestartTest, Record_CutInRingNotComeRound_EveryItemStaysInView) {
     }
 }
 
-/// The store itself goes on from such a backup; but not where the ring has moved on since.
+/// The store itself would continue from such a backup, but the ring has moved on since.
 TEST_F(RecordRestartTest, Record_OnlyAnOldBackup_ItemsThatItLeavesOutStayInView) {
     makeRingNotComeRound();
     write("log/index.bak", "version:1\n0,1\n");
     expectMended(record({"--files", "4"}, "new\n"), "was missing", "0,2",
                  "; index.bak.lost keeps the former backup");
-    expectInView(itemTexts(1, 30), {"new"});
+    expectInView(itemTexts(1, itemsOfRing(3)), {"new"});
 }
 
-/// A backup of before the ring came round: its newest file is full, and the next holds newer items.
+/// A backup from before the ring wrapped: its newest file is full, and the next holds newer items.
 TEST_F(RecordRestartTest, Record_OnlyABackupThatTheRingHasLeftBehind_EveryItemStaysInView) {
     for (const std::vector<std::string> &options :
          {std::vector<std::string>{}, {"--files", "4"}, {"--files", "10"}}) {
@@ -278,7 +289,7 @@ TEST_F(RecordRestartTest, Record_OnlyABackupAndItsNewestIsNotFull_BackupIsBeliev
 
 TEST_F(RecordRestartTest, Record_WholeIndexOfAClearedLog_IsBelieved) {
     writeFiles({3, 0, 1}, kFull);
-    write(fileName(2), items(1, 20));
+    write(fileName(2), dataLine(kFirstTime, 3, 0, kCleared) + items(1, 20));
     writeIndex("2,2");
     const Outcome run = record({"--files", "4"}, "new\n");
     EXPECT_EQ(run.status, 0);
@@ -286,10 +297,250 @@ TEST_F(RecordRestartTest, Record_WholeIndexOfAClearedLog_IsBelieved) {
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,2\n");
 }
 
-// What a kill leaves of a log that is just being created. The store would go by positions without a line end,
-// and leave them so until its first rotation.
+/// A ring of full files, of which the two newest got times of before the others': by their times they are the
+/// oldest.
+class RecordClockTest : public RecordRestartTest {
+protected:
+    void makeFullRing() const {
+        writeFiles({0, 1, 2, 3}, kFull);
+        write("log/index.csv", "");
+    }
+};
+
+TEST_F(RecordClockTest, Record_EveryFileFullAndClockSetBack_RefusedAndNothingChanged) {
+    makeFullRing();
+    const std::string why =
+        "0.csv is the oldest and 3.csv the newest (1700000000 to 1700019999); had the clock been set back, "
+        "0.csv could be the newest as well; nothing was changed. `jorn repair --yes --oldest A --latest B "
+        "log` decides; --if-unclear aside puts the files aside\n";
+    expectRefused({}, why);
+    expectRefused({"--files", "4"}, why);
+}
+
+/// The files of a ring of 10 lie so if it has never come round, and the clock was set back in between.
+TEST_F(RecordClockTest, Record_FallWithinFullFilesOfALargerRing_RefusedAndNothingChanged) {
+    writeFiles({2, 3, 0, 1}, kFull);
+    write("log/index.csv", "");
+    expectRefused({"--files", "10"}, "nothing was changed");
+    expectRefused({"--files", "4"}, "had the clock been set back, 0.csv could be the newest as well");
+}
+
+TEST_F(RecordClockTest, Record_EveryFileFullAndBackupAgrees_EveryItemStaysInView) {
+    makeFullRing();
+    write("log/index.bak", "version:1\n0,3\n");
+    expectMended(record({"--files", "4"}), "was empty", "0,3",
+                 "; index.csv.lost and index.bak.lost keep the former ones");
+}
+
+TEST_F(RecordClockTest, Record_EveryFileFullAndNextIsFree_EveryItemStaysInView) {
+    makeFullRing();
+    EXPECT_EQ(record({"--files", "5"}, "new\n").status, 0);
+    auto texts = itemTexts(1, 4 * kFull);
+    texts.insert(texts.end(), {kStart, "new"});
+    EXPECT_TRUE(textsInRange(5) == texts);
+}
+
+/// In a ring that nothing was ever overwritten in, the numbers tell the order, whatever the times say.
+TEST_F(RecordClockTest, Record_RingNeverCameRoundAndClockSetBack_EveryItemStaysInView) {
+    for (const std::vector<std::string> &options :
+         {std::vector<std::string>{}, {"--files", "2"}, {"--files", "10"}}) {
+        removeKept();
+        write(fileName(0), items(2001, 2000 + kFull));
+        write(fileName(1), items(1, 20));
+        write("log/index.csv", "");
+        expectMended(record(options, "new\n"), "was empty", "0,1", "; index.csv.lost keeps the former one");
+        auto texts = itemTexts(2001, 2000 + kFull);
+        const auto second = itemTexts(1, 20);
+        texts.insert(texts.end(), second.begin(), second.end());
+        expectInView(texts, {"new"});
+    }
+}
+
+/// By 0,3 the store would go on behind 3; but in the ring that the files need 0 holds items.
+TEST_F(RecordClockTest, Record_BackupOfARingSmallerThanAskedFor_RefusedAndNothingChanged) {
+    makeRingOfUnclearTimes();
+    write(fileName(0), items(5001, 5000 + kFull));
+    write("log/index.csv", "");
+    write("log/index.bak", "version:1\n0,3\n");
+    for (const char *files : {"4", "5", "10"}) {
+        expectRefused({"--files", files}, "; index.bak names 0,3, but 3.csv is full and 0.csv holds items");
+    }
+}
+
+/// A whole index that the files contradict.
+class RecordContradictedTest : public RecordRestartTest {};
+
+TEST_F(RecordContradictedTest, Record_IndexOfAStartWithoutIndex_EveryItemStaysInView) {
+    for (const char *positions : {"0,0", "0,1", "0,2"}) {
+        makeRingThatCameRound();
+        writeIndex(positions);
+        expectMended(record({"--files", "4"}, "new\n"), "was at odds with the files", "2,1",
+                     " keeps the former one");
+        expectInView(itemTexts(1, itemsOfRing(4)), {"new"});
+    }
+}
+
+TEST_F(RecordContradictedTest, Record_IndexBeyondTheRingAskedFor_EveryItemStaysInView) {
+    for (const char *positions : {"88,89", "5,5", "0,5", "2,6"}) {
+        makeRingThatCameRound();
+        writeIndex(positions);
+        expectMended(record({"--files", "4"}, "new\n"), "was beyond a ring of 4 files", "2,1",
+                     " keeps the former one");
+        expectInView(itemTexts(1, itemsOfRing(4)), {"new"});
+    }
+}
+
+TEST_F(RecordContradictedTest, Record_IndexLeavesItemsOut_RefusedAndNothingChanged) {
+    const std::string why =
+        "index.csv is at odds with the files, and the index leaves out the items of 0.csv";
+    makeRingThatCameRound();
+    for (const char *positions : {"88,89", "5,5", "1,1", "3,3"}) {
+        writeIndex(positions);
+        expectRefused({}, why);
+    }
+    writeIndex("5,5");
+    expectRefused({"--files", "10"}, why);
+}
+
+TEST_F(RecordContradictedTest, Record_NewestFileOfTheIndexIsMissing_FilesDecide) {
+    makeRingThatCameRound();
+    writeIndex("0,5");
+    expectRefused({}, "index.csv is at odds with the files, and files would have to change their places");
+    makeRingNotComeRound();
+    remove(fileName(3));
+    const Outcome run = record({}, "new\n");
+    EXPECT_EQ(run.status, 0);
+    auto texts = itemTexts(1, itemsOfRing(3));
+    texts.insert(texts.end(), {kStart, "new"});
+    EXPECT_TRUE(textsInRange(10) == texts);
+}
+
+/// The ring has moved on, but the index that was written then did not get to the medium: the store would
+/// begin the newest file afresh.
+TEST_F(RecordContradictedTest, Record_IndexOfBeforeTheRingMovedOn_EveryItemStaysInView) {
+    makeRingThatCameRound();
+    writeIndex("1,0");
+    EXPECT_EQ(check().status, 3);
+    EXPECT_THAT(check().out,
+                HasSubstr("log/index.csv:0: error: names 0.csv as the newest file, but 1.csv is: the store's "
+                          "next start would go on in the wrong one; see what `jorn repair` would do\n"));
+    expectMended(record({"--files", "4"}, "new\n"), "was at odds with the files", "2,1",
+                 "; index.csv.lost keeps the former one");
+    expectInView(itemTexts(1, itemsOfRing(4)), {"new"});
+}
+
+TEST_F(RecordContradictedTest, Record_EveryFileFull_IndexIsBelieved) {
+    for (const char *positions : {"0,3", "2,1"}) {
+        writeFiles({0, 1, 2, 3}, kFull);
+        writeIndex(positions);
+        const Outcome run = record({"--files", "4"});
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.err, "");
+    }
+}
+
+TEST_F(RecordContradictedTest, Record_Refused_PutsAsideIfAskedTo) {
+    makeRingThatCameRound();
+    writeIndex("5,5");
+    const Outcome run = record({"--if-unclear", "aside"}, "new\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.err, StartsWith("jorn: log: index.csv was at odds with the files, and the index leaves "
+                                    "out the items of 0.csv to 3.csv, as after a clearing that was not "
+                                    "logged: the files are in log/aside-"));
+    EXPECT_THAT(textsIn(fileName(0)), ElementsAre(kStart, "new"));
+}
+
+/// What a kill leaves of `jorn clear`: its file has not been begun.
+TEST_F(RecordContradictedTest, Record_ClearingWasCut_IndexIsBelieved) {
+    makeRingThatCameRound();
+    writeIndex("2,2");
+    const Outcome run = record({"--files", "4"}, "new\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(textsIn(fileName(3)), (std::vector<std::string>{kStart, "new"}));
+    EXPECT_EQ(textsIn(fileName(1)).size(), static_cast<size_t>(kNewest));
+}
+
+/// The index is lost after the log was cleared.
+class RecordClearedTest : public RecordRestartTest {
+protected:
+    /// 1 was the newest file then; 2 begins with the item of the clearing.
+    void clear() const {
+        write(fileName(2), dataLine(kFirstTime + 30000, 3, 0, kCleared) + items(30002, 30010));
+        write("log/index.csv", "");
+    }
+
+    void expectClearedStaysOut() const {
+        const Outcome run = record({"--files", "4"}, "new\n");
+        expectMended(run, "was empty", "2,2", "; index.csv.lost keeps the former one");
+        EXPECT_THAT(run.err, HasSubstr("; what was cleared before 2.csv stays out of view; "));
+        auto texts = itemTexts(30002, 30010);
+        texts.insert(texts.begin(), kCleared);
+        expectInView(texts, {"new"});
+        EXPECT_EQ(textsIn(fileName(0)).size(), static_cast<size_t>(kFull));
+        EXPECT_EQ(textsIn(fileName(1)).size(), static_cast<size_t>(kNewest));
+    }
+};
+
+TEST_F(RecordClearedTest, Record_ClearedRingNotComeRound_ClearedItemsStayOut) {
+    writeRing({0, 1});
+    clear();
+    expectClearedStaysOut();
+}
+
+TEST_F(RecordClearedTest, Record_ClearedRingThatCameRound_ClearedItemsStayOut) {
+    writeRing({3, 0, 1});
+    clear();
+    expectClearedStaysOut();
+}
+
+TEST_F(RecordClearedTest, Record_ClearedRingWentOn_ItemsSinceInView) {
+    writeRing({0, 1});
+    write(fileName(2), dataLine(kFirstTime + 30000, 3, 0, kCleared) + items(30002, 30000 + kFull));
+    write(fileName(3), items(30001 + kFull, 30010 + kFull));
+    EXPECT_THAT(record({"--files", "4"}, "new\n").err, HasSubstr("written anew as 2,3, because "));
+    auto texts = itemTexts(30002, 30010 + kFull);
+    texts.insert(texts.begin(), kCleared);
+    expectInView(texts, {"new"});
+}
+
+/// Either could be the newest: the one that was, or the one that the clearing began.
+TEST_F(RecordClearedTest, Record_ClearedAndClockSetBack_RefusedAndNothingChanged) {
+    write(fileName(0), items(1001, 1000 + kFull));
+    write(fileName(1), items(1001 + kFull, 1010 + kFull));
+    write(fileName(2), dataLine(kFirstTime, 3, 0, kCleared) + items(1, 10));
+    write("log/index.csv", "");
+    expectRefused({"--files", "4"}, "had the clock been set back, 2.csv could be the newest as well");
+}
+
+/// The backup is an index of after the clearing.
+TEST_F(RecordClearedTest, Record_CutInTheNextRotation_ClearedItemsStayOut) {
+    writeRing({0, 1});
+    clear();
+    write(fileName(3), "");
+    write("log/index.bak", "version:1\n2,2\n");
+    EXPECT_THAT(
+        record({"--files", "5"}).err,
+        HasSubstr("written anew as 2,2, because index.bak names 2,2, and the file after its newest was "
+                  "just begun; what was cleared before 2.csv stays out of view; "));
+}
+
+TEST_F(RecordClearedTest, Repair_IndexLostAfterAClearing_ClearedItemsStayOut) {
+    writeRing({3, 0, 1});
+    clear();
+    EXPECT_THAT(check().out, HasSubstr("log: error: 2.csv holds items that no query sees"));
+    const Outcome run = repair({"--yes"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(read("log/index.csv"), "version:1\n2,2\n");
+    EXPECT_EQ(check().status, 0) << check().out;
+    EXPECT_TRUE(textsIn(fileName(3)) == itemTexts(1, kFull));
+}
+
+// What a kill leaves of a log that is just being created. The store would accept positions without a line
+// end, and leave them so until its first rotation.
 TEST_F(RecordRestartTest, Record_IndexHalfWrittenAndNoFile_BeginsWithAWholeIndex) {
     for (const char *text : {"version:", "version:1\n0", "version:1\n0,0", "version:1\n0,3"}) {
+        removeKept();
         remove(fileName(0));
         write("log/index.csv", text);
         const Outcome run = record({"--files", "4"}, "new\n");
@@ -344,20 +595,29 @@ TEST_F(RecordRestartTest, Record_OtherValueOfIfUnclear_Refused) {
     EXPECT_EQ(record({"--if-unclear", "guess"}).status, 2);
 }
 
-/// The name of what is kept may be taken by anything.
-TEST_F(RecordRestartTest, Record_KeptNameIsTaken_Replaced) {
+/// Each former index is kept.
+TEST_F(RecordRestartTest, Record_KeptNameIsTaken_AnotherOne) {
     makeRingThatCameRound();
+    write("log/index.csv", "first");
+    ASSERT_EQ(record().status, 0);
+    fs::create_symlink(path("nowhere"), path("log/index.csv.lost-2"));
     write("log/index.csv", "second");
-    write("log/index.csv.lost", "first");
-    write("elsewhere", "other");
-    ASSERT_EQ(record().status, 0);
-    EXPECT_EQ(read("log/index.csv.lost"), "second");
-    fs::remove(path("log/index.csv.lost"));
-    fs::create_symlink(path("elsewhere"), path("log/index.csv.lost"));
-    write("log/index.csv", "third");
-    ASSERT_EQ(record().status, 0);
-    EXPECT_EQ(read("elsewhere"), "other");
-    EXPECT_EQ(read("log/index.csv.lost"), "third");
+    EXPECT_THAT(record().err, HasSubstr("; index.csv.lost-3 keeps the former one\n"));
+    EXPECT_EQ(read("log/index.csv.lost"), "first");
+    EXPECT_FALSE(exists("nowhere"));
+    EXPECT_EQ(read("log/index.csv.lost-3"), "second");
+}
+
+/// A start that was killed, or found no room, had given it its second name already.
+TEST_F(RecordRestartTest, Record_FormerIndexIsKeptAlready_NotKeptAgain) {
+    makeRingThatCameRound();
+    write("log/index.csv.lost", "of before");
+    write("log/index.csv", "lost");
+    fs::create_hard_link(path("log/index.csv"), path("log/index.csv.lost-2"));
+    EXPECT_THAT(record().err, HasSubstr("; index.csv.lost-2 keeps the former one\n"));
+    EXPECT_EQ(read("log/index.csv.lost"), "of before");
+    EXPECT_EQ(read("log/index.csv.lost-2"), "lost");
+    EXPECT_FALSE(exists("log/index.csv.lost-3"));
 }
 
 TEST_F(RecordRestartTest, Record_KeptNameIsThatOfADirectory_AnotherOne) {
@@ -375,7 +635,7 @@ TEST_F(RecordRestartTest, Record_KeptNameIsThatOfADirectory_AnotherOne) {
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
 }
 
-/// The store's own first item does not fit, nor does anything else.
+/// Neither the store's own first item nor anything else fits.
 TEST_F(RecordRestartTest, Record_MediumFullAndNoInput_Fails) {
     writeFiles({0}, 3);
     writeIndex("0,0");
@@ -386,7 +646,7 @@ TEST_F(RecordRestartTest, Record_MediumFullAndNoInput_Fails) {
     EXPECT_EQ(run.err, "jorn: log/0.csv: cannot be written: File too large\n");
 }
 
-/// Appending fails, and beginning anew as well.
+/// Appending fails, and so does beginning anew.
 TEST_F(RecordRestartTest, Record_FileMayNotBeWrittenAndNoInput_Fails) {
     writeFiles({0}, 3);
     writeIndex("0,0");

@@ -24,7 +24,7 @@ protected:
 
     static std::string fileName(int position) { return "log/" + std::to_string(position) + ".csv"; }
 
-    /// All texts of the files at these positions, one after the other, but for the store's own.
+    /// All texts of the files at these positions, one after the other, except the store's own.
     std::vector<std::string> textsOf(const std::vector<int> &positions) const {
         std::vector<std::string> all;
         for (const int position : positions) {
@@ -81,7 +81,7 @@ TEST_F(RecordRingTest, Record_123456LinesIntoLargeRing_LosesNone) {
 TEST_F(RecordRingTest, Show_PagesOfARotatedRing_AreThoseOfTheInput) {
     constexpr int kLines = 60000;
     ASSERT_EQ(record(numberedLines("line", kLines), {"--files", "4"}).status, 0);
-    // The first item makes it 60,001; twelve full files and one item, of which the last four are kept.
+    // 60,001 with the first item: twelve full files and one item, of which the last four files are kept.
     constexpr int kKept = 3 * kFull + 1;
     const auto page = [&](int number) {
         const Outcome run = jorn({"show", "log", "--page", std::to_string(number)});
@@ -91,7 +91,7 @@ TEST_F(RecordRingTest, Show_PagesOfARotatedRing_AreThoseOfTheInput) {
         return texts;
     };
     EXPECT_EQ(page(1), numberedTexts("line", kLines - 19, kLines));
-    // The newest file holds one item: pages 1 and 251 lie over the seam of two files.
+    // The newest file holds one item: pages 1 and 251 span two files.
     EXPECT_EQ(page(250), numberedTexts("line", kLines - 4999, kLines - 4980));
     EXPECT_EQ(page(251), numberedTexts("line", kLines - 5019, kLines - 5000));
     EXPECT_EQ(page(376), numberedTexts("line", kLines - 7519, kLines - 7500));
@@ -177,7 +177,7 @@ TEST_F(RecordRingTest, Record_BackupIndexOnly_GoesOnWhereItTells) {
     EXPECT_FALSE(exists("log/index.bak"));
 }
 
-/// For what is started while it lives.
+/// Applies to what is started during its lifetime.
 class FileSizeLimit {
 public:
     explicit FileSizeLimit(uint64_t bytes) {
@@ -218,7 +218,7 @@ protected:
         write(fileName(position), bytes);
     }
 
-    /// Lines of the input that are whole in 2.csv, which are its first ones without a gap.
+    /// How many lines of the input are whole in 2.csv; they must be its first ones, without a gap.
     size_t storedOf(int lines) const {
         const std::string bytes = read(fileName(2));
         const auto whole = static_cast<size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
@@ -234,7 +234,8 @@ protected:
         return stored;
     }
 
-    /// That a run of so many lines ended with the failure of 2.csv, and touched nothing else.
+    /// Expects a run of `lines` lines to have ended with the failure of 2.csv and to have touched nothing
+    /// else.
     void expectOthersStay(const Outcome &run, int lines) const {
         for (const auto &[name, bytes] : others_) {
             EXPECT_TRUE(read(name) == bytes) << name;
@@ -252,12 +253,12 @@ protected:
 };
 
 TEST_F(RecordShortFileTest, Record_NewestFileShortAndNoPause_OldestFileAndIndexStay) {
-    // A file as the input never pauses.
+    // A file, because as input it never pauses.
     const Setting setting = {numberedLines("line", 4200), "", {}, kMost};
     expectOthersStay(jorn({"record", "log", "--files", "3"}, setting), 4200);
 }
 
-/// The line that is not ended yet comes when the file, by the store's count, is full: after the failure.
+/// The rest of the unended line comes when the file, by the store's count, is full: after the failure.
 TEST_F(RecordShortFileTest, Record_ShortFileFoundInAPauseWithinALine_OldestFileAndIndexStay) {
     const FileSizeLimit limit(kMost);
     RunningTool tool(root_, {"record", "log", "--files", "3"});

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The service that records what is written to a pipe, as the service manager runs it: the command of its
-// unit, with what the unit says of the input, the log's directory and of starting it again.
+// unit, with what the unit states about the input, the log's directory and restarting.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
@@ -46,18 +46,19 @@ std::vector<std::string> wordsOf(const std::string &text) {
     return words;
 }
 
-/// The log "log" in a directory in which the service may make nothing, and the pipe.
+/// The log "log" in a directory where the service may create nothing, and the pipe.
 class RecordServiceTest : public DamagedLogTest {
 protected:
     RecordServiceTest() : unit_(settingsOf("jorn-record@.service")) {
         EXPECT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
-        // As the manager holds it, from before the first start on.
+        // As the manager holds it open, from before the first start.
         pipe_ = tool::Descriptor(open(path("pipe").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
         EXPECT_EQ(chmod(root_.c_str(), 0555), 0);
     }
     ~RecordServiceTest() override { EXPECT_EQ(chmod(root_.c_str(), 0755), 0); }
 
-    /// The words of ExecStart after the program's name; an option of a drop-in is put where the unit says.
+    /// The words of ExecStart after the program's name; the options of a drop-in are placed where the unit
+    /// says.
     std::vector<std::string> command(const std::string &options = "") const {
         std::vector<std::string> words = wordsOf(unit_.at("ExecStart"));
         EXPECT_EQ(words.front(), "jorn");
@@ -160,22 +161,22 @@ TEST_F(RecordServiceTest, Service_OrderOfTheRingUnclear_RecordsAndKeepsTheRing) 
     }
 }
 
-/// The directory is the service's own; the one that it lies in is not.
+/// The directory is the service's own; its parent is not.
 TEST_F(RecordServiceTest, Service_ParentMayNotBeWritten_OptionsOfADropInTake) {
     Setting setting;
     setting.obeysPermissions = true;
     setting.directory = path("log");
     setting.input = "last line\n";
     std::vector<std::string> words = command("--files 3 --slot 2");
-    // To end by itself.
+    // So that it ends by itself.
     words.erase(std::remove(words.begin(), words.end(), "--keep-going"), words.end());
-    writeFiles({0, 1, 2});
+    writeRing({0, 1, 2});
     const Outcome run = jorn(words, setting);
     if (run.status == 126) {
         GTEST_SKIP() << "root's rights cannot be laid down here";
     }
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_THAT(read("log/2.csv"), HasSubstr(",1,2,last line\n"));
+    EXPECT_THAT(read("log/2.csv"), HasSubstr(",2,2,last line\n"));
     EXPECT_EQ(read("log/index.csv"), "version:1\n0,2\n");
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// `jorn record --sync`: what is in the log after a cut of the power, at any moment, on a medium that holds
-// nothing but what was synced.
+// `jorn record --sync`: what is in the log after a power cut, at any moment, on a medium that holds only what
+// was synced.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
@@ -57,12 +57,12 @@ void feed(int fd, int batch) {
     ASSERT_EQ(::write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
 }
 
-/// What was in the log before: files of the ring from 0 on, full but for the last one, of items of level 2.
+/// What was in the log before: files of the ring from 0 on, full except the last one, with items of level 2.
 struct Former {
     std::string name;
     int files;
-    int room;         ///< For items in the last of the files.
-    int itemsToStay;  ///< However far the ring moves on.
+    int room;         ///< Items that still fit in the last of the files.
+    int itemsToStay;  ///< Items that stay however far the ring moves on.
 };
 
 void PrintTo(const Former &former, std::ostream *out) { *out << former.name; }
@@ -83,7 +83,7 @@ protected:
             std::string content;
             const int items = kFull - (position + 1 == former.files ? former.room : 0);
             for (int item = 0; item < items; ++item) {
-                content += dataLine(time++, 2, 0, "former");
+                content += dataLine(time++, 1, 0, "former");
             }
             write("before/log/" + std::to_string(position) + ".csv", content);
             write("before/log/index.csv", "version:1\n0," + std::to_string(position) + "\n");
@@ -127,7 +127,8 @@ protected:
         for (const SystemCall &call : calls_) {
             medium.apply(call);
             if (medium.version() != version) {
-                // What is acknowledged only grows while a state stays, so its end is what counts.
+                // While a state stays, the number of acknowledged lines only grows, so its final value
+                // counts.
                 judgeCut(version, waits, judge);
                 fs::remove_all(path("cut"));
                 medium.writeTo(path("cut"));
@@ -140,11 +141,11 @@ protected:
 
     /// The recorded lines in view in "cut/log", the oldest first; none where there is no log.
     std::vector<std::string> linesInView() const {
-        return exists("cut/log") ? shownTexts(jorn({"show", "cut/log", "--level", "1"}).out)
+        return exists("cut/log") ? shownTexts(jorn({"show", "cut/log", "--level", "2"}).out)
                                  : std::vector<std::string>();
     }
 
-    /// All that is acknowledged is in view, and nothing else but what was recorded after it.
+    /// Expects all that is acknowledged in view, and nothing else except what was recorded after it.
     void expectInView(int acknowledged) const {
         const std::vector<std::string> inView = linesInView();
         EXPECT_GE(inView.size(), static_cast<size_t>(acknowledged));
@@ -153,7 +154,7 @@ protected:
 
     void expectFormerInView(int least) const {
         if (least > 0) {
-            const std::string out = jorn({"count", "cut/log", "-o", "csv", "--level", "2"}).out;
+            const std::string out = jorn({"count", "cut/log", "-o", "csv", "--level", "1"}).out;
             EXPECT_GE(std::stoi(out.substr(out.rfind(',') + 1)), least) << out;
         }
     }
@@ -179,7 +180,7 @@ TEST_P(RecordSyncCutTest, RecordSync_CutAtAnyMoment_EveryAcknowledgedLineIsBack)
     makeFormer(former);
     record({"--sync"});
     forEachCut(names, [&, &former = former, &names = names](int acknowledged) {
-        // Else the index may be lost, and is mended by the start.
+        // Otherwise the index may be lost, and the start repairs it.
         if (names == Names::WhenSynced) {
             expectInView(acknowledged);
             expectFormerInView(former.itemsToStay);
@@ -205,7 +206,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 class RecordSyncFailureTest : public RecordSyncTest {
 protected:
-    /// Records two lines into "log"; the nth sync of what has this path fails.
+    /// Records two lines into "log"; the nth sync of this path fails.
     TraceOutcome recordFailing(const std::string &name, int nth, int error) {
         TraceOptions trace;
         trace.input = "one\ntwo\n";
@@ -253,7 +254,7 @@ TEST_F(RecordSyncFailureTest, RecordSync_FileSystemSyncsNoDirectories_WholeFileS
     EXPECT_EQ(systemSyncs_, 1);
 }
 
-/// Without it the recorder syncs nothing; and that shows in the replay.
+/// Without --sync the recorder syncs nothing, and the replay shows it.
 TEST_F(RecordSyncTest, RecordNoSync_Cut_NothingIsThere) {
     record({});
     int mostMissing = 0;

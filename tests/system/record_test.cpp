@@ -21,7 +21,7 @@ using ::testing::IsEmpty;
 
 class RecordTest : public ToolTest {
 protected:
-    /// Records into "log" and returns the texts that arrived behind the store's own first item.
+    /// Records into "log" and returns the texts that arrived after the store's own first item.
     std::vector<std::string> recordedTexts(const std::string &input,
                                            const std::vector<std::string> &options = {}) {
         std::vector<std::string> arguments = {"record", "log"};
@@ -60,14 +60,27 @@ TEST_F(RecordTest, Record_LevelAndSlot_ReachTheItems) {
     EXPECT_THAT(linesOf(read("log/0.csv")).at(1), EndsWith(",2,5,x"));
 }
 
-TEST_F(RecordTest, RecordPrefixLevels_Prefixes_BecomeLevels) {
-    EXPECT_THAT(recordedTexts("<0>failed\n<2>\nplain\n<7>not a level\n", {"--prefix-levels", "-l", "1"}),
-                ElementsAre("failed", "", "plain", "<7>not a level"));
-    const std::vector<std::string> lines = linesOf(read("log/0.csv"));
-    EXPECT_THAT(lines.at(1), EndsWith(",0,0,failed"));
-    EXPECT_THAT(lines.at(2), EndsWith(",2,0,"));
-    EXPECT_THAT(lines.at(3), EndsWith(",1,0,plain"));
-    EXPECT_THAT(lines.at(4), EndsWith(",1,0,<7>not a level"));
+TEST_F(RecordTest, Record_NoLevel_Information) {
+    recordedTexts("x\n");
+    EXPECT_THAT(linesOf(read("log/0.csv")).at(1), EndsWith(",2,0,x"));
+}
+
+TEST_F(RecordTest, RecordPrefixLevels_Severities_BecomeTheLevelsThatExportMapsBack) {
+    recordedTexts("<0>a\n<1>b\n<2>c\n<3>d\n<4>e\n<5>f\n<6>g\n<7>h\n<8>i\n<6>\n",
+                  {"--prefix-levels", "-l", "1"});
+    std::vector<std::string> fields;
+    for (const std::string &line : linesOf(read("log/0.csv"))) {
+        fields.push_back(line.substr(line.find(',') + 1));
+    }
+    fields.erase(fields.begin());
+    EXPECT_THAT(fields, ElementsAre("0,0,a", "0,0,b", "0,0,c", "0,0,d", "1,0,e", "2,0,f", "2,0,g", "3,0,h",
+                                    "1,0,<8>i", "2,0,"));
+    const std::vector<std::string> messages =
+        linesOf(jorn({"export", "-o", "syslog", "--facility", "kern", "log"}).out);
+    EXPECT_EQ(messages.at(4).substr(0, 4), "<3>1");
+    EXPECT_EQ(messages.at(5).substr(0, 4), "<4>1");
+    EXPECT_EQ(messages.at(7).substr(0, 4), "<6>1");
+    EXPECT_EQ(messages.at(8).substr(0, 4), "<7>1");
 }
 
 TEST_F(RecordTest, RecordStats_ToldAtTheEnd) {
@@ -195,8 +208,7 @@ TEST_F(RecordTest, Record_DirectoryIsFile_Refused) {
     EXPECT_EQ(run.err, "jorn: file: Not a directory\n");
 }
 
-/// The recorder closes its file whenever the input pauses, so what it has read is there to be seen while
-/// it runs.
+/// The recorder closes its file whenever the input pauses, so what it has read can be seen while it runs.
 class StreamTest : public RecordTest {
 protected:
     StreamTest() { makeDirectory("log"); }
@@ -209,7 +221,7 @@ protected:
         return count;
     }
 
-    /// Waits until so many lines of the input are in the files.
+    /// Waits until `lines` lines of the input are in the files.
     void waitForLines(int lines) {
         CloseWatch watch(path("log"));
         watch.waitUntil([&] { return storedLines() == lines + 1; });
@@ -219,7 +231,7 @@ protected:
         RunningTool tool(root_, {"record", "log"});
         tool.feed(numberedLines("line", 7000));
         waitForLines(7000);
-        // Signal and bytes are there together when the recorder looks again.
+        // Signal and bytes are both there when the recorder looks again.
         tool.halt();
         tool.feed("in the pipe\npartial");
         tool.signal(signalNumber);
@@ -337,7 +349,7 @@ TEST_F(StreamTest, RecordKeepGoing_EndOfPipe_WaitsForSignal) {
 }
 
 TEST_F(RecordTest, Record_FileTakesNoMore_ExitsWithCountAndCause) {
-    // 3,000 lines of 29 bytes do not fit, whereas the index does.
+    // 3,000 lines of 29 bytes do not fit, but the index does.
     const Setting small = {numberedLines("line", 3000), "", {}, 20000};
     const Outcome run = jorn({"record", "log"}, small);
     EXPECT_EQ(run.status, 4);
@@ -355,7 +367,7 @@ TEST_F(RecordTest, Record_FileTakesNoMore_StopsReadingAtTheFirstFullFile) {
     const Outcome run = jorn({"record", "--files", "3", "log"}, small);
     EXPECT_EQ(run.status, 4);
     EXPECT_THAT(run.err, HasSubstr("log/0.csv: cannot be written: File too large"));
-    // What was read is lost beyond the first file; the ring did not come round over it.
+    // What was read is lost beyond the first file; the ring did not wrap onto it.
     EXPECT_EQ(textsIn("log/0.csv").at(1), numberedText("line", 1));
 }
 
@@ -377,7 +389,7 @@ TEST_F(StreamTest, Record_IndexLeftBehind_Exits) {
     RunningTool tool(root_, {"record", "log"});
     tool.feed(numberedLines("line", 4999));
     waitForLines(4999);
-    // The index can no longer be replaced: its backup's name is taken by a directory that is not empty.
+    // The index can no longer be replaced: a directory that is not empty has its backup's name.
     makeDirectory("log/index.csv.d");
     std::filesystem::remove(path("log/index.csv"));
     std::filesystem::rename(path("log/index.csv.d"), path("log/index.csv"));

@@ -20,7 +20,7 @@ namespace {
 
 using ::testing::HasSubstr;
 
-/// Whatever bears the name of the list of what was cut, is neither followed nor waited for, and stays.
+/// Whatever has the name of the list of cut pieces is neither followed nor waited for, and stays.
 class RepairListTest : public RepairTest {
 protected:
     void repairTorn() const {
@@ -114,7 +114,7 @@ TEST_F(RepairTest, Repair_BackupExists_Refused) {
     EXPECT_TRUE(stateOf(path("log")) == before);
 }
 
-/// It may be a log as it was, of a repair that was cut short.
+/// It may be the original log, left by a repair that was cut short.
 TEST_F(RepairTest, Repair_PartOfSuchABackupExists_Refused) {
     makeCutRing(3, 1);
     makeDirectory("backup.partial");

@@ -30,7 +30,7 @@ TEST_P(RepairCutRingTest, Repair_NothingStartedSince_EveryItemInViewInOrder) {
     EXPECT_EQ(itemsSeenByStore(kRing), 3 * kFull);
 }
 
-/// The start took 0,0 for its index and went on in or behind 0.csv. Unless that was the newest file anyway,
+/// The start took 0,0 as its index and continued in or after 0.csv. Unless that was the newest file anyway,
 /// it has overwritten the items of 1.csv; all others come back.
 TEST_P(RepairCutRingTest, Repair_StoreStartedTwiceSince_EveryItemInViewInOrder) {
     makeCutRing(kRing, GetParam());
@@ -39,7 +39,7 @@ TEST_P(RepairCutRingTest, Repair_StoreStartedTwiceSince_EveryItemInViewInOrder) 
     std::vector<std::string> expected = itemTexts(1, 3 * kFull);
     const bool is1Lost = GetParam() != 0 && GetParam() != kRing - 1;
     if (is1Lost) {
-        // How many files are older than 1.csv was: those between the newest and it.
+        // How many files were older than 1.csv: those between the newest and it.
         const int older = (1 - (GetParam() + 2) + 2 * kRing) % kRing;
         const auto begin = expected.begin() + static_cast<ptrdiff_t>(older) * kFull;
         expected.erase(begin, begin + kFull);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Logs that are repaired, and what must hold after it.
+// Logs that are repaired, and what must hold afterwards.
 #ifndef JORN_TESTS_SYSTEM_REPAIRED_LOG_H
 #define JORN_TESTS_SYSTEM_REPAIRED_LOG_H
 
@@ -16,7 +16,7 @@ namespace test {
 
 class RepairTest : public DamagedLogTest {
 protected:
-    /// Repairs, and sees that the result is sound, that nothing is left to do, and that the log as it was is
+    /// Repairs, and checks that the result is sound, that nothing is left to do, and that the original log is
     /// in the backup.
     void repairWhole(std::vector<std::string> options = {}) const {
         const auto before = contents("log");

@@ -164,7 +164,7 @@ void ReplayedMedium::remove(const std::string &path) {
     }
 }
 
-/// The first path of a file without a name is none of the tree; it is the last one that was made.
+/// An unnamed file's first path is not in the tree; the file is the last unnamed one that was made.
 void ReplayedMedium::link(const SystemCall &call) {
     const std::string to = trimmed(call.newPath);
     const NodePointer named = find(trimmed(call.path));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A directory as a cut of the power may leave it: what a traced program did to it is done once more in
-// memory, where nothing is on the medium that was not synced.
+// A directory as a power cut may leave it: what a traced program did to it is replayed in memory, where only
+// what was synced is on the medium.
 #ifndef JORN_TESTS_SYSTEM_REPLAYED_MEDIUM_H
 #define JORN_TESTS_SYSTEM_REPLAYED_MEDIUM_H
 
@@ -12,18 +12,18 @@
 
 namespace test {
 
-/// When the changes of names are on the medium. Contents are there only when their file has been synced.
+/// When changes of names reach the medium. Contents are there only once their file has been synced.
 enum class Names {
-    WhenSynced,  ///< When their directory has been synced: as little as the calls promise.
+    WhenSynced,  ///< Once their directory has been synced: as little as the calls promise.
     AtOnce  ///< With the call, before the contents: what a file system may do that keeps a journal of names.
 };
 
 class ReplayedMedium {
 public:
-    /// What lies below `root` is on the medium as it is.
+    /// What is below `root` is on the medium as it is.
     ReplayedMedium(std::string root, Names names);
 
-    /// A call that has returned.
+    /// Applies a call that has returned.
     void apply(const SystemCall &call);
 
     /// Makes directories and files below `target` as a cut would leave them now.

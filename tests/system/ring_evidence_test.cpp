@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The order of a ring's files and their places, by themselves.
+// Tests the order of a ring's files, and their placement, in isolation.
 #include <gmock/gmock.h>
 
 #include "common_values.h"
@@ -31,8 +31,8 @@ RingFacts ringOf(const std::vector<FileFacts> &files) {
     return facts;
 }
 
-/// A ring is told from its files alone wherever its newest file is, full or not, and before and after the
-/// next file was opened.
+/// The order of a ring is found from its files alone wherever its newest file is, full or not, and before and
+/// after the next file was opened.
 TEST(RingEvidence, EveryRotationOfEverySize_Found) {
     for (int size = 2; size <= 90; ++size) {
         for (int newest = 0; newest < size; ++newest) {
@@ -112,7 +112,7 @@ TEST(RingEvidence, BackupOfBeforeTheCut_Agrees) {
     EXPECT_THAT(order.evidence, HasSubstr("index.bak names 1,0, which agrees"));
 }
 
-/// The clock was set back: by its times 3 is the newest.
+/// The clock was set back: by the times, 3 is the newest.
 TEST(RingEvidence, FileAfterTheNewestOfTheBackupWasBegun_BackupDecides) {
     RingFacts facts = ringOf({file(50, 99), empty(), file(100, 199), file(200, 299)});
     facts.backup = IndexPositions{1, 0};
@@ -122,7 +122,7 @@ TEST(RingEvidence, FileAfterTheNewestOfTheBackupWasBegun_BackupDecides) {
     EXPECT_EQ(order.evidence, "index.bak names 1,0, and the file after its newest was just begun");
 }
 
-/// The backup leaves out 0, so it is older than that.
+/// The backup leaves out 0, so it is older than 0.
 TEST(RingEvidence, FileAfterTheNewestOfAnOldBackupIsEmpty_BackupDoesNotDecide) {
     RingFacts facts = ringOf({file(300, 399), file(100, 199), file(200, 299), empty()});
     facts.backup = IndexPositions{1, 2};
@@ -162,11 +162,85 @@ TEST(RingEvidence, RingHasMovedOnFromTheBackupAndNewestIsNotFull_TimesDecide) {
     EXPECT_THAT(order.evidence, HasSubstr("; index.bak names 0,3, but the ring has moved on since"));
 }
 
-/// Two witnesses, and neither is borne out by a file that is not full.
+/// Backup and times disagree, and no file that is not full confirms either.
 TEST(RingEvidence, RingHasMovedOnFromTheBackupAndEveryFileIsFull_Unclear) {
     RingFacts facts = ringOf({file(300, 399), file(400, 499), file(100, 199), file(200, 299)});
     facts.backup = IndexPositions{0, 3};
     EXPECT_THAT(findRingOrder(facts).evidence, HasSubstr("index.bak names 0,3, which does not agree"));
+}
+
+/// Each of them may be the newest, if the clock was set back once; with the next file missing, only that
+/// before it.
+TEST(RingEvidence, EveryFileIsFull_OrderIsInDoubt) {
+    RingFacts facts = ringOf({file(300, 399), file(400, 499), file(100, 199), file(200, 299)});
+    RingOrder order = findRingOrder(facts);
+    EXPECT_THAT(order.files, ElementsAre(2, 3, 0, 1));
+    EXPECT_EQ(order.doubt, "had the clock been set back, 0.csv could be the newest as well");
+    facts.files[2] = empty();
+    order = findRingOrder(facts);
+    EXPECT_THAT(order.files, ElementsAre(3, 0, 1));
+    EXPECT_EQ(order.doubt, "");
+}
+
+TEST(RingEvidence, TwoFilesAreNotFull_OrderIsInDoubtUnlessOneWasLeftByAClearing) {
+    RingFacts facts = ringOf({file(100, 199), file(200, 210, 3), file(300, 399), file(400, 410, 3), {}});
+    EXPECT_EQ(findRingOrder(facts).doubt, "had the clock been set back, 1.csv could be the newest as well");
+    facts.files[2].startsCleared = true;
+    RingOrder order = findRingOrder(facts);
+    EXPECT_EQ(order.doubt, "");
+    EXPECT_THAT(order.files, ElementsAre(2, 3));
+    EXPECT_THAT(order.cleared, ElementsAre(0, 1));
+}
+
+TEST(RingEvidence, FileThatIsNotFullLiesBeforeTheOneAndTheOtherClearing_OrderIsInDoubt) {
+    RingFacts facts = ringOf({file(300, 399), file(400, 410, 3), file(100, 199), file(200, 210, 3)});
+    facts.files[0].startsCleared = true;
+    EXPECT_EQ(findRingOrder(facts).doubt, "");
+    facts.files[2].startsCleared = true;
+    EXPECT_NE(findRingOrder(facts).doubt, "");
+}
+
+TEST(RingEvidence, EveryFileButTheLastIsFull_OrderIsThatOfTheNumbers) {
+    RingFacts facts = ringOf({file(500, 599), file(100, 199), file(50, 60, 3)});
+    for (const int ringSize : {3, 10}) {
+        facts.ringSize = ringSize;
+        const RingOrder order = findRingOrder(facts);
+        EXPECT_THAT(order.files, ElementsAre(0, 1, 2));
+        EXPECT_EQ(
+            order.reason(),
+            "every file but the last, 2.csv, is full, so they were filled one after the other: 0.csv is the "
+            "oldest and 2.csv the newest");
+    }
+}
+
+TEST(RingEvidence, FilesFromOneOnOrFullLastOne_NumbersTellNothing) {
+    RingFacts facts = ringOf({{}, file(500, 599), file(100, 110, 3)});
+    EXPECT_EQ(findRingOrder(facts).source, Source::Unclear);
+    facts = ringOf({file(500, 599), file(100, 199), file(200, 299)});
+    EXPECT_THAT(findRingOrder(facts).files, ElementsAre(1, 2, 0));
+}
+
+TEST(RingEvidence, IndexNamesAllButAFileIsNewerByTimesAndFill_Contradicted) {
+    RingFacts facts = ringOf({file(300, 399), file(400, 410, 3), file(100, 199), file(200, 299)});
+    facts.index = IndexPositions{1, 0};
+    EXPECT_THAT(findRingOrder(facts).files, ElementsAre(2, 3, 0, 1));
+    EXPECT_EQ(findRingOrder(facts).source, Source::Files);
+    facts.files[1].items = kFull;
+    EXPECT_EQ(findRingOrder(facts).source, Source::Index);
+    facts.files[1].items = 3;
+    facts.files[0].items = 4999;
+    EXPECT_EQ(findRingOrder(facts).source, Source::Index);
+}
+
+TEST(RingEvidence, BackupOfASmallerRing_UnclearIfThatHasMovedOn) {
+    RingFacts facts = ringOf({file(5, 5), file(5, 5), file(5, 5)});
+    facts.backup = IndexPositions{0, 2};
+    facts.ringSize = 10;
+    facts.files[9] = {true, 0, 0, 0, false};
+    facts.files[0].items = 3;
+    EXPECT_EQ(findRingOrder(facts).source, Source::Files);
+    facts.files[9] = {};
+    EXPECT_THAT(findRingOrder(facts).evidence, HasSubstr("index.bak names 0,2, but 2.csv is full and 0.csv"));
 }
 
 TEST(RingPlacement, RingTooSmall_Nothing) {
@@ -200,6 +274,23 @@ TEST(RingPlacement, EmptyFileInTheMidst_ClosedUp) {
     EXPECT_EQ(placement->positions, (IndexPositions{0, 1}));
     EXPECT_EQ(placement->targetOf(2), 1);
     EXPECT_THAT(placement->dropped, ElementsAre(1));
+}
+
+/// The cleared files of a ring of 4 that had come round stay where they are; else they go out of the way
+/// first.
+TEST(RingPlacement, FilesWereCleared_OutOfViewAndNotLost) {
+    RingFacts facts = ringOf({file(3, 4), file(5, 6), file(7, 8), file(1, 2)});
+    auto placement = placeFiles(facts, {1, 2}, {0, 3});
+    ASSERT_TRUE(placement);
+    EXPECT_TRUE(placement->keepsFiles());
+    EXPECT_EQ(placement->positions, (IndexPositions{1, 2}));
+    placement = placeFiles(facts, {2, 1}, {0, 3});
+    ASSERT_TRUE(placement);
+    EXPECT_EQ(placement->positions, (IndexPositions{2, 3}));
+    EXPECT_EQ(placement->targetOf(3), 1);
+    EXPECT_EQ(placement->targetOf(1), 3);
+    facts.ringSize = 3;
+    EXPECT_FALSE(placeFiles(facts, {1, 2}, {0, 3}));
 }
 
 TEST(ListFiles, Runs_AreNamedByTheirEnds) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A follower whose log is cleared, repaired, replaced or renamed underneath.
+// A follower whose log is cleared, repaired, replaced or renamed meanwhile.
 #include <gmock/gmock.h>
 
 #include <filesystem>
@@ -23,7 +23,7 @@ TEST_F(FollowerTest, Step_Cleared_GivesNothingOldAndWhatComesThen) {
     append(2, line("before"));
     writeIndex("0,0");  // What 0.csv held is still there.
     EXPECT_THAT(step(), ElementsAre("before"));
-    // A store that had the former file open goes on with it until its next pause.
+    // A store that had the former file open continues with it until its next pause.
     append(2, line("into the former file"));
     EXPECT_THAT(step(), ElementsAre("into the former file"));
     start(0, line("after"));
@@ -78,7 +78,7 @@ TEST_F(FollowerTest, Step_FileStartedAfresh_IsReadFromItsBeginning) {
     step();
     start(0, line("less"));
     EXPECT_THAT(step(), ElementsAre("less"));
-    // More than was there before: only the content tells.
+    // More than was there before: only the content shows the change.
     start(0, line("mine") + line("more") + line("most"));
     EXPECT_THAT(step(), ElementsAre("mine", "more", "most"));
     start(0, "");
@@ -122,7 +122,7 @@ TEST_F(FollowerTest, Step_LogRepaired_GoesOnBehindWhatItGave) {
     writeIndex("0,1");
     follow();
     EXPECT_EQ(step().size(), 7U);
-    // Read, but not yet by this step, when the repaired copy takes the place.
+    // The follower has not read it yet when the repaired copy takes the log's place.
     append(1, line("late"));
     makeCopy({line("a1") + line("a2") + line("a2"),
               line("b1") + line("same") + line("same") + line("same") + line("late") + line("new")});

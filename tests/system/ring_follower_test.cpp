@@ -112,7 +112,7 @@ TEST_F(FollowerTest, Step_SameBytesAroundTheRing_AreNewEachTime) {
     follow(0);
     EXPECT_THAT(step(), IsEmpty());
     for (int round = 0; round < 6; ++round) {
-        // Same bytes, same place on the medium: only the ring and the time of writing tell.
+        // Same bytes, same place on the medium: only the ring and the modification time show the change.
         const int number = round % 2;
         start(number, lines("x", kFull));
         stamp(number);
@@ -186,7 +186,7 @@ TEST_F(FollowerTest, Step_FileIsWrittenOverWhileItIsRead_GivesNothingOfTheNewOne
         }
     };
     step();
-    // A first part of the oldest file was read at once, before it was written over.
+    // A first part of the oldest file was read immediately, before it was overwritten.
     const auto rest = std::find(texts_.begin(), texts_.end(), "b0000001");
     EXPECT_LT(rest - texts_.begin(), kFull);
     EXPECT_EQ(texts_.end() - rest, 3L * kFull - 1);
@@ -214,7 +214,7 @@ TEST_F(FollowerTest, Step_FileIsEmptiedBeforeTheIndexTells_GoesOnWithTheNextOne)
     EXPECT_THAT(notes_, ElementsAre(HasSubstr("at least 1 file was passed; going on with 1.csv")));
 }
 
-/// After a clearing the file that the index names already is started afresh, and the index stays as it is.
+/// After a clearing, the file that the index already names is started afresh, and the index stays as it is.
 TEST_F(FollowerTest, Step_FileIsStartedAfreshUnderTheSameIndexWhileItIsRead_GivesTheNewOneFromItsBegin) {
     const std::string more(150, '-');
     start(0, lines("a" + more, kFull));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A view of a ring that was opened, and a writer that moves on before it is asked.
+// A view of a ring that was opened, and a writer that moves on before the view is queried.
 #include "log/ring_view.h"
 
 #include <fcntl.h>
@@ -45,7 +45,7 @@ protected:
 
     tool::RingView open() const { return {directory_, std::nullopt}; }
 
-    /// As the store does it, without the items that it stores then.
+    /// As the store does it, but without the items that the store then writes.
     void rewriteIndex(const std::string &positions) const {
         fs::rename(path("log/index.csv"), path("log/index.bak"));
         writeIndex(positions);
@@ -140,7 +140,7 @@ TEST_F(RingViewTest, CountItems_RingHasMovedOnIntoANewFile_AnsweredAsOfTheOpenin
     EXPECT_THAT(damage_.losses(), IsEmpty());
 }
 
-/// As `yes` would be recorded: only the times tell one round from the next.
+/// As when `yes` is recorded: only the times distinguish one round from the next.
 TEST_F(RingViewTest, CountItems_FileStartedAfreshBeginsWithTheSameBytes_IsALossAllTheSame) {
     const std::string begin = lines("x", 1000, 0);
     write("log/0.csv", begin + dataLine(kTime + 1, 0, 0, "y"));
@@ -173,7 +173,7 @@ TEST_F(RingViewTest, IsCurrent_EachStepOfAMove_IsNoMore) {
     EXPECT_FALSE(tidied.isCurrent());
 }
 
-/// The file system's clock stands still for milliseconds, and numbers of removed files are given again.
+/// The file system's clock stands still for milliseconds, and inode numbers of removed files are reused.
 TEST_F(RingViewTest, IsCurrent_IndexRewrittenManyTimesWithinATick_IsNoMore) {
     struct stat status = {};
     ASSERT_EQ(stat(path("log/index.csv").c_str(), &status), 0);

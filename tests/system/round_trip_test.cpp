@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Real lines, recorded and exported in every form: each comes back as it went in.
+// Real lines, recorded and exported in every format: each comes back as it went in.
 #include <gmock/gmock.h>
 
 #include <fstream>
@@ -59,7 +59,7 @@ std::vector<Texts> csvLines(const std::string &file) {
     return lines;
 }
 
-/// The bytes that a text of base64 stands for.
+/// Decodes base64.
 std::string decoded(const std::string &text) {
     const std::string digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     EXPECT_EQ(text.size() % 4, 0U);
@@ -77,7 +77,7 @@ std::string decoded(const std::string &text) {
     return bytes;
 }
 
-/// The text behind the structured data, which holds neither names nor brackets here.
+/// The text after the structured data, which contains neither names nor brackets here.
 std::string messageIn(const std::string &line) {
     const size_t end = line.find("\"]");
     EXPECT_NE(end, std::string::npos) << line;
@@ -92,7 +92,7 @@ protected:
         ASSERT_EQ(run.status, 0) << run.err;
     }
 
-    /// Without the store's own item of its start, which is of level 3.
+    /// Without the store's own start item, which has level 3.
     std::string exported(const std::string &form) const {
         const Outcome run = jorn({"export", "log", "-p", "2", "-o", form});
         EXPECT_EQ(run.status, 0) << run.err;

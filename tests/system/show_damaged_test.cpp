@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// `jorn show` and its like over directories as power cuts and foreign hands leave them, which stay as they
-// are.
+// `jorn show` and the like over directories as power cuts and outside changes leave them; they must not
+// change them.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>

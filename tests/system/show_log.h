@@ -36,7 +36,7 @@ protected:
         return shownTexts(run.out);
     }
 
-    /// Runs with an open file for standard output; tells the status and what went to standard error.
+    /// Runs with an open file for standard output. Returns the status and what went to standard error.
     Outcome runInto(int output, const std::vector<std::string> &arguments) const {
         const tool::Descriptor errors(
             open(path("err").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));

@@ -27,7 +27,7 @@ TEST_F(ShowTest, Show_ControlCharactersIntoFile_BytesUnchanged) {
     EXPECT_THAT(shown({"--escape"}), ElementsAre(kHarmless));
 }
 
-/// What `jorn show` gives on a terminal, through a pager.
+/// What `jorn show` prints on a terminal, through a pager.
 std::string shownOnTerminal(const std::string &directory, const char *form, const char *pager,
                             const std::vector<std::string> &options = {}) {
     Setting setting;
@@ -53,7 +53,7 @@ TEST_F(ShowTest, Show_ControlCharactersOnTerminal_Escaped) {
     }
 }
 
-/// However the items were found.
+/// In whichever way the items were found.
 TEST_F(ShowTest, Show_ControlCharactersFoundOnTerminal_Escaped) {
     writeIndex("0,0");
     write("log/0.csv", dataLine(kMidnight, 1, 0, kHostile) + dataLine(kMidnight, 1, 0, "other"));

@@ -70,7 +70,7 @@ TEST_F(ShowTest, Show_Days_AreInclusive) {
 
 TEST_F(ShowTest, Show_Days_AreLocal) {
     writeMixed();
-    // In UTC+5 the 17th begins at 19:00 UTC of the 16th.
+    // In UTC+5 the 17th begins at 19:00 UTC on the 16th.
     EXPECT_THAT(shownTexts(utc({"show", "log", "-S", "2023-11-17"}).out),
                 ElementsAre("d1 l0 s5", "d2 l1 s0"));
 }
@@ -226,7 +226,7 @@ TEST_F(ShowTest, Show_BadNamesFile_NamesTheLine) {
 TEST_F(ShowTest, Show_NamesFileWithoutEnd_RefusedSoon) {
     writeMixed();
     Setting setting;
-    setting.processorSeconds = 60;  // For slow machines, and to end what would go on for ever.
+    setting.processorSeconds = 60;  // Long enough for slow machines; ends what would never end.
     const Outcome endless = jorn({"show", "log", "--names", "/dev/zero"}, setting);
     EXPECT_EQ(endless.status, 2);
     EXPECT_EQ(endless.out, "");

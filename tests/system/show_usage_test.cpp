@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The command lines of the reading commands: errors of usage, times, help.
+// The command lines of the reading commands: usage errors, times, help.
 #include <gmock/gmock.h>
 
 #include <string>

@@ -17,7 +17,7 @@ using ::testing::Not;
 
 class StatsTest : public LogTest {
 protected:
-    /// A ring of three files that has come round.
+    /// A ring of three files that has wrapped.
     void writeRing() const {
         writeIndex("1,0");
         write("log/1.csv", dataLine(kMidnight, 1, 5, "a") + dataLine(kMidnight + kDay, 0, 5, "b"));
@@ -242,7 +242,7 @@ TEST_F(StatsTest, Stats_ThreeDays_AreTheFirstShownByDay) {
 }
 
 TEST_F(StatsTest, Stats_ClocksPutBack_HoursStayApartAndDaysWhole) {
-    // At 01:00 UTC of October 29th clocks went from 03:00 back to 02:00.
+    // At 01:00 UTC on October 29th clocks went from 03:00 back to 02:00.
     constexpr uint32_t kBack = 1698541200;
     const std::string zone = "CET-1CEST,M3.5.0,M10.5.0/3";
     writeIndex("0,0");
@@ -255,7 +255,7 @@ TEST_F(StatsTest, Stats_ClocksPutBack_HoursStayApartAndDaysWhole) {
 }
 
 TEST_F(StatsTest, Stats_ClocksPutBackWithinAnHour_EachItemInTheHourThatWasShown) {
-    // At 15:00 UTC of April 1st clocks went from 02:00 back to 01:30.
+    // At 15:00 UTC on April 1st clocks went from 02:00 back to 01:30.
     constexpr uint32_t kBack = 1680361200;
     writeIndex("0,0");
     write("log/0.csv",

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Files that are being written: without a name where that can be, locked while they have a temporary one, and
-// removed by the next writer when nobody is at them any more.
+// Files that are being written: unnamed where that is possible, locked while they have a temporary name, and
+// removed by the next writer once nobody uses them any more.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/file.h>

@@ -44,7 +44,7 @@ private:
 
 /// 2026-11-21 12:00:00 UTC, in Europe 13:00.
 constexpr time_t kNow = 20778LL * 86400 + 43200;
-/// By rule, not by a zone file that a machine may lack.
+/// As a rule, not a zone file, which a machine may lack.
 constexpr char kEurope[] = "CET-1CEST,M3.5.0,M10.5.0/3";
 
 struct Row {
@@ -305,7 +305,7 @@ TEST(ParseTime, LocalZone_DaysAndTimesAreLocal) {
     });
 }
 
-// 2026-11-21 23:30 UTC is half past midnight of the next day here.
+// 2026-11-21 23:30 UTC is half past midnight on the next day here.
 TEST(ParseTime, TodayOfAnotherClock_IsItsOwn) {
     const Zone zone(kEurope);
     constexpr uint32_t kDayInUtc = 20778U * kDay;
@@ -330,13 +330,13 @@ TEST(ParseTime, ClocksArePutOn_SkippedTimeMovesOnAndDayIsShort) {
         {"2026-03-29", kChange - 2 * kHour, kChange + 21 * kHour - 1},
         same("2026-03-29 02:30 UTC", kChange + 5400),
     });
-    // 12:00 CEST, the day after.
+    // 12:00 CEST the next day.
     constexpr time_t kNextDay = kChange + 33 * kHour;
     EXPECT_EQ(parseTime("yesterday 02:30", kNextDay, Bound::Since), kChange + 1800);
     EXPECT_EQ(parseTime("yesterday", kNextDay, Bound::Until), kChange + 21 * kHour - 1);
     EXPECT_EQ(parseTime("1 month ago", kNextDay, Bound::Since), 20512U * kDay + 11 * kHour);
     EXPECT_EQ(parseTime("1 day ago", kNextDay, Bound::Since), kNextDay - kDay);
-    // 02:30 CEST a month after, of which the month before has none.
+    // 02:30 CEST a month later; a month before it, that time does not exist.
     constexpr time_t kMonthLater = kChange + 31 * kDay - 1800;
     EXPECT_EQ(parseTime("1 month ago", kMonthLater, Bound::Since), kChange + 1800);
     // 01:30 CET, half an hour before.
@@ -358,7 +358,7 @@ TEST(ParseTime, ClocksArePutBack_TimeThatComesTwiceIsFirstOrLast) {
         {"10-25 02:30:00.000", kChange - 1800, kChange + 1800},
         same("Oct 25 02:30 UTC", kChange + 5400),
     });
-    // 12:00 CET, the day after, and 02:30 CET a month after.
+    // 12:00 CET the next day, and 02:30 CET a month later.
     constexpr time_t kNextDay = kChange + 34 * kHour;
     EXPECT_EQ(parseTime("yesterday 02:30", kNextDay, Bound::Since), kChange - 1800);
     EXPECT_EQ(parseTime("yesterday 02:30", kNextDay, Bound::Until), kChange + 1800);
@@ -412,8 +412,7 @@ TEST(FormatTime, AnotherSecond_AnotherText) {
     EXPECT_EQ(formatter.format(1), "1970-01-01 00:00:01Z");
 }
 
-/// Zones whose clocks change by an hour, by half of one, within an hour, twice on a day, and are off by
-/// seconds.
+/// Zones whose clocks change by an hour, by half an hour, within an hour, twice a day, or are off by seconds.
 constexpr std::array<const char *, 8> kZones = {"UTC0",
                                                 kEurope,
                                                 "XYZ-5:45",
@@ -423,7 +422,8 @@ constexpr std::array<const char *, 8> kZones = {"UTC0",
                                                 "XYZ0:44:30",
                                                 "right/UTC"};
 
-/// Seconds around each change of those zones in a year, some in every hour and all where clocks may jump.
+/// Seconds around each change of those zones in a year: some in every hour, and all of them where clocks may
+/// jump.
 std::vector<int64_t> instants() {
     std::vector<int64_t> seconds;
     // 2026-01-01.
@@ -434,7 +434,7 @@ std::vector<int64_t> instants() {
             seconds.push_back(seconds.back() + 1);
         }
     }
-    // The last leap second, of 2016, as clocks count that have them.
+    // The last leap second, in 2016, as counted by clocks that have leap seconds.
     for (int64_t second = -3; second < 40; ++second) {
         seconds.push_back(1483228800 + second);
     }
@@ -449,7 +449,7 @@ void expectAsAlone(TimeFormatter *formatter, TimeForm form, bool isUtc, int64_t 
     ASSERT_EQ(formatter->format(second), TimeFormatter(form, isUtc).format(second)) << zone << ' ' << second;
 }
 
-// A formatter that has just been made has no earlier text to begin with.
+// A new formatter has no earlier text to reuse.
 TEST(FormatTime, OneAfterTheOther_AsEachAlone) {
     const std::vector<int64_t> seconds = instants();
     for (const char *zoneName : kZones) {

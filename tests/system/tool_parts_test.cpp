@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Parts of the command-line tool by themselves.
+// Parts of the command-line tool in isolation.
 #include <gmock/gmock.h>
 
-#include <filesystem>
-
-#include "log/ring_look.h"
-#include "record/item_splitter.h"
+#include "import/item_splitter.h"
+#include "import/stamp_forms.h"
 #include "record/record_stats.h"
 #include "system/failure.h"
 #include "terminal/escape.h"
@@ -18,6 +16,7 @@ using ::testing::ElementsAre;
 using ::testing::ThrowsMessage;
 using tool::escaped;
 using tool::ItemSplitter;
+using tool::LongText;
 
 TEST(Escaped, PrintableText_Passes) {
     EXPECT_EQ(escaped("plain \\ text"), "plain \\ text");
@@ -27,7 +26,7 @@ TEST(Escaped, PrintableText_Passes) {
 TEST(Escaped, ControlCharacters_AsHex) {
     EXPECT_EQ(escaped(std::string_view("\0\t\r\x1b\x7f", 5)), "\\x00\\x09\\x0d\\x1b\\x7f");
     EXPECT_EQ(escaped("\xc2\x80\xc2\x9f\xc2\xa0"), "\\xc2\\x80\\xc2\\x9f\xc2\xa0");
-    // Written apart, for such characters turn the source itself.
+    // Written byte by byte, because such characters would reverse the source text itself.
     const std::string overriding = {'\xe2', '\x80', '\xae'};
     const std::string isolating = {'\xe2', '\x81', '\xa6'};
     const std::string separating = {'\xe2', '\x80', '\xa8'};
@@ -49,13 +48,15 @@ TEST(Escaped, InvalidUtf8_AsHex) {
 
 class ItemSplitterTest : public ::testing::Test {
 protected:
-    /// What comes of an input, each text behind the level that its line asks for.
-    static std::vector<std::string> textsOf(const std::string &input, size_t blockSize,
-                                            ItemSplitter::LongLine longLine, bool hasPrefixes) {
+    /// What an input results in, each text after the level that its line asks for.
+    static std::vector<std::string> textsOf(const std::string &input, size_t blockSize, LongText longText,
+                                            bool hasPrefixes) {
         std::vector<std::string> texts;
-        ItemSplitter splitter(longLine, hasPrefixes, [&](std::optional<int> level, const char *text) {
-            texts.push_back((level ? std::to_string(*level) + ":" : ":") + text);
-        });
+        const auto prefixes = tool::makePrefixReader(nullptr);
+        ItemSplitter splitter(
+            longText, hasPrefixes ? prefixes.get() : nullptr, [&](const tool::InputItem &item) {
+                texts.push_back((item.level ? std::to_string(*item.level) + ":" : ":") + item.text);
+            });
         for (size_t begin = 0; begin < input.size(); begin += blockSize) {
             splitter.feed(std::string_view(input).substr(begin, blockSize));
         }
@@ -65,26 +66,25 @@ protected:
 
     /// Of two, three and four bytes.
     const std::vector<std::string> kCharacters = {"\xc3\xbc", "\xe2\x82\xac", "\xf0\x9f\x9a\xaa"};
-    /// No room is left in a text for any of them.
+    /// Leaves no room in a text for any of them.
     const std::string kBefore = std::string(197, 'x');
 
     std::vector<std::string> texts_;
-    ItemSplitter splitter_{ItemSplitter::LongLine::Cut, false,
-                           [this](std::optional<int>, const char *text) { texts_.push_back(text); }};
+    ItemSplitter splitter_{LongText::Cut, nullptr,
+                           [this](const tool::InputItem &item) { texts_.emplace_back(item.text); }};
 };
 
 TEST_F(ItemSplitterTest, Feed_Prefixes_TellTheLevelAndGoAway) {
-    EXPECT_THAT(
-        textsOf("<0>a\n<3>\nb\n<2><1>c\n<4>d\n<>e\n<1\n <1>f\n<1>", 999, ItemSplitter::LongLine::Cut, true),
-        ElementsAre("0:a", "3:", ":b", "2:<1>c", ":<4>d", ":<>e", ":<1", ": <1>f", "1:"));
-    EXPECT_THAT(textsOf("<0>a\n", 999, ItemSplitter::LongLine::Cut, false), ElementsAre(":<0>a"));
+    EXPECT_THAT(textsOf("<0>a\n<7>\nb\n<6><4>c\n<8>d\n<>e\n<1\n <1>f\n<4>", 999, LongText::Cut, true),
+                ElementsAre("0:a", "3:", ":b", "2:<4>c", ":<8>d", ":<>e", ":<1", ": <1>f", "1:"));
+    EXPECT_THAT(textsOf("<0>a\n", 999, LongText::Cut, false), ElementsAre(":<0>a"));
 }
 
 TEST_F(ItemSplitterTest, Feed_PrefixOfLongLine_TakesNothingOfTheText) {
     const std::string whole(198, 'x');
-    EXPECT_THAT(textsOf("<2>" + whole + "\n<0>" + whole + "y\n", 999, ItemSplitter::LongLine::Cut, true),
+    EXPECT_THAT(textsOf("<6>" + whole + "\n<0>" + whole + "y\n", 999, LongText::Cut, true),
                 ElementsAre("2:" + whole, "0:" + whole));
-    EXPECT_THAT(textsOf("<2>" + whole + "<1>\nz\n", 999, ItemSplitter::LongLine::Split, true),
+    EXPECT_THAT(textsOf("<6>" + whole + "<1>\nz\n", 999, LongText::Split, true),
                 ElementsAre("2:" + whole, "2:<1>", ":z"));
 }
 
@@ -104,10 +104,10 @@ TEST_F(ItemSplitterTest, Feed_AnyBlocks_SameTexts) {
                                      std::string(198 - (random >> 20 & 7), 'y')};
         input += parts[(random >> 16) % 9];
     }
-    for (const auto longLine : {ItemSplitter::LongLine::Cut, ItemSplitter::LongLine::Split}) {
-        const std::vector<std::string> expected = textsOf(input, 1, longLine, true);
+    for (const auto longText : {LongText::Cut, LongText::Split}) {
+        const std::vector<std::string> expected = textsOf(input, 1, longText, true);
         for (const size_t blockSize : {2U, 3U, 199U, 200U, 1000U, 65536U, 10000000U}) {
-            EXPECT_EQ(textsOf(input, blockSize, longLine, true), expected) << blockSize;
+            EXPECT_EQ(textsOf(input, blockSize, longText, true), expected) << blockSize;
         }
     }
 }
@@ -151,9 +151,9 @@ TEST_F(ItemSplitterTest, Feed_CharacterAcrossTheLimit_IsNotCutInTwo) {
             const std::string first = kept == before ? begin : whole.substr(0, 198);
             const std::string second = whole.substr(first.size());
             for (const size_t blockSize : {1U, 7U, 999U}) {
-                EXPECT_THAT(textsOf(whole + "\nend\n", blockSize, ItemSplitter::LongLine::Split, false),
+                EXPECT_THAT(textsOf(whole + "\nend\n", blockSize, LongText::Split, false),
                             ElementsAre(":" + first, ":" + second, ":end"));
-                EXPECT_THAT(textsOf(whole + "\nend\n", blockSize, ItemSplitter::LongLine::Cut, false),
+                EXPECT_THAT(textsOf(whole + "\nend\n", blockSize, LongText::Cut, false),
                             ElementsAre(":" + first, ":end"));
             }
         }
@@ -163,7 +163,7 @@ TEST_F(ItemSplitterTest, Feed_CharacterAcrossTheLimit_IsNotCutInTwo) {
 TEST_F(ItemSplitterTest, Feed_CharacterAcrossTheLimitEndsTheLine_IsWholeInTheSecondText) {
     for (const std::string &character : kCharacters) {
         for (const char *end : {"", "\n", "\r\n"}) {
-            EXPECT_THAT(textsOf(kBefore + character + end, 999, ItemSplitter::LongLine::Split, false),
+            EXPECT_THAT(textsOf(kBefore + character + end, 999, LongText::Split, false),
                         ElementsAre(":" + kBefore, ":" + character));
         }
         splitter_.feed(kBefore + character + "\n");
@@ -179,7 +179,7 @@ TEST_F(ItemSplitterTest, Feed_ManyCharacters_EachSplitTextIsWholeAndFull) {
         for (int i = 0; i < 1000; ++i) {
             line += character;
         }
-        const std::vector<std::string> texts = textsOf(line, 999, ItemSplitter::LongLine::Split, false);
+        const std::vector<std::string> texts = textsOf(line, 999, LongText::Split, false);
         std::string joined;
         for (const std::string &text : texts) {
             joined += text.substr(1);
@@ -197,16 +197,16 @@ TEST_F(ItemSplitterTest, Feed_BytesThatAreNoUtf8_CutAt198) {
              a + "x\xe2\x82(yyy",                           // No third byte.
              a + "\xe2\x82",                                // The line ends within a character.
              a + "x\xe2\x82",                               //
-             a + "x\xc0\xafyyy",                            // Longer than need be.
+             a + "x\xc0\xafyyy",                            // Longer than necessary.
              a + "x\xed\xa0\x80yyy",                        // A surrogate.
              a + "\x82\x82\x82\x82yyy",                     // No first byte.
              "\xff" + std::string(196, 'x') + "\xc3\xbcy",  // Something else before.
          }) {
         for (const char *end : {"", "\n"}) {
-            EXPECT_THAT(textsOf(line + end, 999, ItemSplitter::LongLine::Cut, false),
+            EXPECT_THAT(textsOf(line + end, 999, LongText::Cut, false),
                         ElementsAre(":" + line.substr(0, 198)));
             if (line.size() > 198) {
-                EXPECT_THAT(textsOf(line + end, 999, ItemSplitter::LongLine::Split, false),
+                EXPECT_THAT(textsOf(line + end, 999, LongText::Split, false),
                             ElementsAre(":" + line.substr(0, 198), ":" + line.substr(198)));
             }
         }
@@ -221,67 +221,6 @@ TEST(RecordStatsTest, Format_TextAndJson_TellEverything) {
               "{\"lines\":3,\"items\":4,\"bytes\":50,\"cut_lines\":1,\"files_passed\":2,\"seconds\":0.25,"
               "\"items_per_second\":16}\n");
     EXPECT_EQ(tool::RecordStats().itemsPerSecond(), 0);
-}
-
-class RingLookTest : public ToolTest {
-protected:
-    RingLookTest() { makeDirectory("log"); }
-
-    tool::RingLook look() const {
-        return tool::RingLook::ofReadable(tool::StoreDirectory::openForReading(path("log")));
-    }
-};
-
-TEST_F(RingLookTest, Look_EmptyDirectory_IsFresh) {
-    EXPECT_TRUE(look().isFresh());
-    EXPECT_EQ(look().smallestRing(), 2);
-}
-
-TEST_F(RingLookTest, Look_FilesAndIndex_GiveSmallestRing) {
-    write("log/3.csv", "");
-    EXPECT_EQ(look().smallestRing(), 4);
-    write("log/index.csv", "version:1\n5,89\n");
-    EXPECT_EQ(look().smallestRing(), 90);
-    EXPECT_FALSE(look().hasWrapped());
-    write("log/index.csv", "version:1\n5,4\n");
-    EXPECT_EQ(look().smallestRing(), 6);
-    EXPECT_TRUE(look().hasWrapped());
-}
-
-TEST_F(RingLookTest, OfReadable_NameOfNoFile_Refused) {
-    const auto looking = [this] { look(); };
-    makeDirectory("log/3.csv");
-    EXPECT_THAT(looking, ThrowsMessage<tool::Failure>(path("log/3.csv") + ": not a regular file"));
-    EXPECT_EQ(tool::RingLook(tool::StoreDirectory::openForReading(path("log"))).highestFile(), 3)
-        << "the others keep their places";
-    std::filesystem::remove(path("log/3.csv"));
-    std::filesystem::create_symlink("4.csv", path("log/4.csv"));
-    EXPECT_THAT(looking,
-                ThrowsMessage<tool::Failure>(path("log/4.csv") + ": Too many levels of symbolic links"));
-    std::filesystem::remove(path("log/4.csv"));
-    makeDirectory("log/index.csv");
-    EXPECT_THAT(looking, ThrowsMessage<tool::Failure>(path("log/index.csv") + ": not a regular file"));
-}
-
-TEST_F(RingLookTest, OfReadable_LinkThatLeadsNowhere_NoFile) {
-    std::filesystem::create_symlink("gone", path("log/4.csv"));
-    EXPECT_TRUE(look().isFresh());
-}
-
-TEST_F(RingLookTest, ReadIndex_AnyNumbers_ReadAsTheStoreReadsThem) {
-    const auto read = [&](const std::string &text) {
-        write("log/index.csv", text);
-        return look().index.positions();
-    };
-    EXPECT_EQ(read("version:1\n-1,3\n"), (tool::IndexPositions{-1, 3}));
-    EXPECT_EQ(read("version: 1 \n 3,  7"), (tool::IndexPositions{3, 7}));
-    EXPECT_EQ(read("version:1\n3;7"), (tool::IndexPositions{3, 0}));
-    EXPECT_EQ(read("version:1\n89,89"), (tool::IndexPositions{89, 89}));
-    EXPECT_EQ(read("version:1\n90,0"), std::nullopt);
-    EXPECT_EQ(read("version:1\n0,4294967296"), std::nullopt);
-    EXPECT_EQ(read("version:1\n-4294967296,0"), (tool::IndexPositions{INT32_MIN, 0}));
-    EXPECT_EQ(read("version:4294967297\n0,0"), std::nullopt);
-    EXPECT_EQ(read("version:1\n,3"), std::nullopt);
 }
 
 }  // namespace

@@ -29,7 +29,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Sanitizers reserve more of the address space than a limit of it could allow.
+/// Sanitizers reserve more address space than a limit could allow.
 constexpr bool kIsSanitized = JORN_IS_SANITIZED;
 
 std::string readAll(const std::string &path) {
@@ -38,7 +38,7 @@ std::string readAll(const std::string &path) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-/// A new empty file outside the directory that a test looks at.
+/// A new empty file outside the directory that a test examines.
 std::string scratchFile() {
     char name[] = "/tmp/jorn-test-io-XXXXXX";
     const int fd = mkstemp(name);
@@ -61,7 +61,7 @@ void redirect(int target, const std::string &path, int flags) {
     close(fd);
 }
 
-/// What is run next will not have this right of root's. (Another user might not even reach the tool.)
+/// What is run next will not have this capability of root's. (Another user might not even reach the tool.)
 void giveUp(unsigned long capability) {
     if (prctl(PR_CAPBSET_DROP, capability, 0, 0, 0) != 0) {
         _exit(126);
@@ -83,7 +83,7 @@ void applySetting(const Setting &setting) {
     if (setting.processorSeconds) {
         const rlimit limit = {*setting.processorSeconds, *setting.processorSeconds};
         setrlimit(RLIMIT_CPU, &limit);
-        // What waits for good takes no processor time.
+        // A process that waits for ever uses no processor time.
         alarm(static_cast<unsigned>(*setting.processorSeconds) * 3);
     }
     for (const int fd : setting.closed) {
@@ -105,7 +105,7 @@ Outcome endOf(pid_t process) {
     return run;
 }
 
-/// Words of a command line, in the form in which a program is given them.
+/// Words of a command line, in the form in which a program receives them.
 std::vector<char *> pointersTo(std::vector<std::string> *words) {
     std::vector<char *> argv(words->size() + 1, nullptr);
     std::transform(words->begin(), words->end(), argv.begin(), [](std::string &word) { return word.data(); });
@@ -123,7 +123,8 @@ std::vector<std::string> commandLine(const std::vector<std::string> &arguments) 
     _exit(127);
 }
 
-/// The tool is opened before, as that user may not reach it. The group of the next number is a second one.
+/// Opens the tool first, as that user may not reach it. The group with the next number is a supplementary
+/// one.
 [[noreturn]] void becomeToolAs(uid_t user, const std::vector<std::string> &arguments) {
     std::vector<std::string> words = commandLine(arguments);
     const int program = open(words[0].c_str(), O_RDONLY | O_CLOEXEC);
@@ -170,7 +171,7 @@ Outcome runOnTerminal(const std::vector<std::string> &arguments, const Setting &
     // The read fails once the tool, the terminal's only user, has gone.
     for (ssize_t length = 0; (length = ::read(terminal, block.data(), block.size())) > 0;) {
         output.append(block.data(), static_cast<size_t>(length));
-        // Not before: the tool is there now, and asks.
+        // Not before now: the tool is running, and asks.
         EXPECT_EQ(::write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
         typed.clear();
     }
@@ -279,7 +280,7 @@ ToolTest::ToolTest() {
     char name[] = "/tmp/jorn-test-XXXXXX";
     EXPECT_NE(mkdtemp(name), nullptr);
     root_ = name;
-    // A test that feeds a tool which has given up must see that as an error.
+    // A test that writes to a tool that has ended must get an error.
     ::signal(SIGPIPE, SIG_IGN);
 }
 

@@ -20,28 +20,28 @@ struct Outcome {
     int status = -1;  ///< Exit code; 128 and the signal's number when a signal ended it.
     std::string out;
     std::string err;
-    long peakKibibytes = -1;  ///< Most memory that it had at a time, where that was measured.
+    long peakKibibytes = -1;  ///< Peak memory, where it was measured.
 };
 
 /// What a run is given besides its arguments.
 struct Setting {
-    std::string input;      ///< Standard input, as a file; on a terminal typed when it asks.
+    std::string input;      ///< Standard input, as a file; on a terminal, typed when it asks.
     std::string directory;  ///< Working directory, the test's if empty.
     std::vector<std::pair<std::string, std::string>> variables;  ///< Added to the environment.
     std::optional<uint64_t> fileSizeLimit;                       ///< RLIMIT_FSIZE.
-    bool obeysPermissions = false;  ///< Also when root runs the tests; exit code 126 when that cannot be.
+    bool obeysPermissions = false;  ///< Even when root runs the tests; exit code 126 when that is impossible.
     std::optional<uint64_t> memoryLimit = std::nullopt;       ///< RLIMIT_AS; not with sanitizers.
-    std::optional<uint64_t> processorSeconds = std::nullopt;  ///< RLIMIT_CPU; ends one that hangs, too.
-    std::vector<int> closed = {};                             ///< Standard descriptors that are not there.
-    bool isMeasured = false;                                  ///< By jorn(): for the outcome's peak.
-    /// Runs as this user, in the groups of that number and the next; root only.
+    std::optional<uint64_t> processorSeconds = std::nullopt;  ///< RLIMIT_CPU; also ends one that hangs.
+    std::vector<int> closed = {};                             ///< Standard descriptors to be closed.
+    bool isMeasured = false;                                  ///< By jorn(), for the outcome's peak.
+    /// Runs as this user, in the groups with that number and the next; root only.
     std::optional<uid_t> user = std::nullopt;
 };
 
 /// Runs the tool in place of the calling process, which is a child that a test has made.
 [[noreturn]] void becomeTool(const std::vector<std::string> &arguments);
 
-/// The same by a small program between, which writes the tool's peak of memory to a file.
+/// The same through a small program, which writes the tool's peak memory to a file.
 [[noreturn]] void becomeMeasuredTool(const std::string &peakPath, const std::vector<std::string> &arguments);
 
 /// Why the tool cannot be run as another user here; empty when it can.
@@ -51,7 +51,7 @@ std::string whyNoOtherUser();
 /// included.
 Outcome runOnTerminal(const std::vector<std::string> &arguments, const Setting &setting = {});
 
-/// Runs the tool with a descriptor as standard output; `err` alone is kept of what it says.
+/// Runs the tool with a descriptor as standard output; only its `err` is kept.
 Outcome runInto(int out, const std::vector<std::string> &arguments);
 
 /// The tool while it runs, fed through a pipe.
@@ -67,7 +67,7 @@ public:
     void feed(const std::string &bytes);
     void endInput();
     void signal(int number) const;
-    /// Stops the process, so that what happens until resume() meets it all at once.
+    /// Stops the process, so that it sees all that happens until resume() at once.
     void halt() const;
     void resume() const { signal(SIGCONT); }
     Outcome wait();
@@ -87,8 +87,8 @@ public:
     CloseWatch(const CloseWatch &) = delete;
     CloseWatch &operator=(const CloseWatch &) = delete;
 
-    /// Returns when the condition holds, which is tested at the beginning and after every closing. Fails
-    /// the test when nothing is closed for a minute.
+    /// Returns when the condition holds, which is tested at the beginning and whenever a file is closed.
+    /// Fails the test when no file is closed for a minute.
     void waitUntil(const std::function<bool()> &holds);
 
 private:
@@ -138,7 +138,7 @@ std::vector<std::string> shownTexts(const std::string &out);
 
 std::vector<std::string> linesOf(const std::string &text);
 
-/// Whether the file system of a directory knows files without a name.
+/// Whether the file system of a directory supports unnamed files.
 bool hasNamelessFiles(const std::string &directory);
 
 /// Name, type, size, times and content of a directory and all that is in it, to be compared.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A last line that was cut off: what a recorder does with it before it goes on, and what `jorn check` says of
-// lines that ran together where nobody did.
+// A last line that was cut off: what a recorder does with it before it goes on, and what `jorn check` reports
+// about lines that ran together where no recorder did so.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -38,7 +38,7 @@ protected:
         return jorn({"record", "log"}, {input, "", {}, {}});
     }
 
-    /// What the recorder left in a file in front of its own first item.
+    /// What the recorder left in a file before its own first item.
     std::string beforeStart(int position = 0) const {
         const std::string bytes = read(fileName(position));
         const size_t text = bytes.rfind(",3,0,Log start init!\n");
@@ -92,7 +92,7 @@ TEST_F(TornLineTest, Record_LastLineHasItsEnd_NothingIsDoneOrSaid) {
 TEST_F(TornLineTest, Record_NothingButAPiece_Moved) {
     write(fileName(0), "17953");
     writeIndex("0,0");
-    // The store says of its own what it finds in the file.
+    // The store itself also prints what it finds in the file.
     EXPECT_THAT(record().err, StartsWith(movedMessage("0.csv", 5, "torn-0.txt")));
     EXPECT_EQ(beforeStart(), "");
     EXPECT_EQ(read("log/torn-0.txt"), "17953");
@@ -289,7 +289,7 @@ protected:
         write1(line);
         const Outcome run = check();
         EXPECT_EQ(run.status, 0) << run.out;
-        // A wrong time may be told as well.
+        // A wrong time may be reported as well.
         EXPECT_EQ(
             run.out.rfind("log/0.csv:27: note: 1 line that looks like two run together, the first one cut "
                           "off\nlog",
@@ -308,7 +308,7 @@ protected:
 
 TEST_F(RunTogetherTest, Check_LineCutAnywhereAndGlued_Note) {
     const std::string line = "1700000001,1,5,door open";
-    // What is cut before its second digit leaves nothing that could be told from a number.
+    // A line that is cut before its second digit leaves nothing that could be distinguished from a number.
     for (size_t length = 1; length <= line.size(); ++length) {
         SCOPED_TRACE(length);
         expectNote(line.substr(0, length) + "1700000099,3,0,Log start init!");
@@ -335,7 +335,7 @@ TEST_F(RunTogetherTest, Check_TextsWithNumbersAndCommas_NoNote) {
     expectNothing("1700000001,1,5,values 1700000099,1,22,x");
     expectNothing("1700000001,1,5,values 5700000099,1,2,x");
     expectNothing("1700000001,1,5,values 1700000099, 1,2,x");
-    // A line of an older log, or the same one, passed on.
+    // A line of an older log, or of the same one, that was passed on.
     expectNothing("1700000001,1,5,1600000099,2,7,other, item");
     expectNothing("1700000001,1,5,1700000001,2,7,other, item");
 }

@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """Compares what writing items as JSON costs with what CSV costs: writer_cost.py JORN
 
-Counted are instructions, which do not depend on what else the machine does; the cost of starting the tool, and of
-opening a log, is taken off. Fails when JSON reaches less than 0.9 of CSV's rate.
+It counts instructions, which do not depend on what else the machine does, and subtracts the cost of starting the
+tool and of opening a log. Fails when JSON reaches less than 0.9 of CSV's rate.
 """
 import pathlib
 import re

@@ -17,17 +17,17 @@
 namespace test {
 namespace {
 
-/// Where a call's arguments are; -1 what it has not.
+/// Where a call's arguments are; -1 for those it does not have.
 struct Shape {
     long number;
     const char *name;
-    int fd;             ///< Descriptor that is acted on.
-    int directory;      ///< Descriptor that the first path begins at.
+    int fd;             ///< Descriptor that the call acts on.
+    int directory;      ///< Descriptor that the first path is relative to.
     int path;           ///< First path.
     int newDirectory;   ///< The same for the second path.
     int newPath;        ///< Second path.
     int data;           ///< Bytes that are written, or the vector of their pieces; their count follows.
-    int offset;         ///< Position of a write that states it.
+    int offset;         ///< Position, for a write that states one.
     bool changesFiles;  ///< For opening, its flags decide.
 };
 
@@ -80,7 +80,7 @@ const Shape *shapeOf(long number) {
 
 uint64_t argument(const SystemCall &call, int index) { return call.arguments[static_cast<size_t>(index)]; }
 
-/// Fewer bytes than asked for where the memory ends.
+/// Fewer bytes than requested where the memory ends.
 std::string readMemory(pid_t thread, uint64_t address, size_t length) {
     std::string bytes(length, '\0');
     const iovec here = {bytes.data(), length};
@@ -90,7 +90,7 @@ std::string readMemory(pid_t thread, uint64_t address, size_t length) {
     return bytes;
 }
 
-/// In pieces that end with a page, since nothing needs to follow the page that a text ends in.
+/// In pieces that end with a page, since the page after the end of a text need not exist.
 std::string readText(pid_t thread, uint64_t address) {
     constexpr uint64_t kPage = 4096;
     std::string text;
@@ -120,7 +120,7 @@ std::string descriptorPath(pid_t thread, int fd) {
     return linkTarget(ofProcess(thread, "fd/" + std::to_string(fd)));
 }
 
-/// The store names its files by way of the descriptor of their directory: "/proc/self/fd/4/0.csv".
+/// The store names its files through the descriptor of their directory: "/proc/self/fd/4/0.csv".
 std::string withoutDescriptor(pid_t thread, const std::string &path) {
     static const std::string kPrefix = "/proc/self/fd/";
     if (path.compare(0, kPrefix.size(), kPrefix) != 0) {

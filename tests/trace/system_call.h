@@ -23,11 +23,11 @@ struct SystemCall {
     long number = -1;
     std::string name;
     std::array<uint64_t, 6> arguments = {};
-    int fd = -1;          ///< The descriptor that is acted on; of open and its like at exit the new one.
+    int fd = -1;          ///< The descriptor that it acts on; at exit of open and the like, the new one.
     std::string path;     ///< Absolute: what is named first, or what the descriptor stands for.
     std::string newPath;  ///< Absolute: the second name of a rename or link; the name of a symbolic link.
-    std::string bytes;    ///< What is written, of writev all pieces together.
-    int64_t offset = -1;  ///< Of a write to a regular file: where it begins. With O_APPEND the file's end.
+    std::string bytes;    ///< What is written; for writev, all pieces together.
+    int64_t offset = -1;  ///< Where a write to a regular file begins; with O_APPEND, the file's end.
     int64_t result = 0;   ///< At exit; a negative errno when the call failed.
 
     bool isEntry() const { return moment == Moment::Entry; }
@@ -48,11 +48,11 @@ struct SystemCall {
 /// Opening, writing, closing, truncating, syncing, locking, changing names, modes and owners.
 std::vector<long> callsOfFiles();
 
-/// Number of a call by its name; -1 if it is none that can be decoded here.
+/// Number of a call by its name; -1 if it cannot be decoded here.
 long callNumber(std::string_view name);
 
-/// Reads name, paths, bytes and offset out of the stopped thread. Calls that are not known have arguments
-/// alone.
+/// Reads name, paths, bytes and offset out of the stopped thread. For unknown calls only the arguments are
+/// read.
 void decodeEntry(SystemCall *call);
 /// What is only known once the call has been made: the path of a new descriptor.
 void decodeExit(SystemCall *call);

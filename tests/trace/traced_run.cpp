@@ -56,7 +56,7 @@ void setRegisters(pid_t thread, user_regs_struct registers) {
     trace(PTRACE_SETREGS, thread, 0, reinterpret_cast<uintptr_t>(&registers));
 }
 
-/// No call is made; the register of the result keeps what it is given here.
+/// Skips the call; the result register keeps the value set here.
 void skipCall(pid_t thread, int64_t result) {
     user_regs_struct registers = registersOf(thread);
     registers.orig_rax = static_cast<unsigned long long>(-1);
@@ -135,7 +135,7 @@ void fill(const Fd &file, const std::string &content) {
     lseek(file.get(), 0, SEEK_SET);
 }
 
-/// What exec takes, made before fork: the child of a program with threads must not allocate.
+/// The arguments of exec, made before fork: the child of a program with threads must not allocate.
 class Texts {
 public:
     explicit Texts(std::vector<std::string> texts) : texts_(std::move(texts)) {
@@ -161,7 +161,7 @@ std::vector<std::string> environmentWith(const std::vector<std::pair<std::string
     for (const auto &[name, value] : variables) {
         all[name] = value;
     }
-    // The leak sanitizer traces the program itself, which only one can.
+    // The leak sanitizer traces the program itself, and only one tracer can.
     std::string &asan = all["ASAN_OPTIONS"];
     asan += asan.empty() ? "detect_leaks=0" : ":detect_leaks=0";
     std::vector<std::string> entries(all.size());
@@ -183,7 +183,7 @@ pid_t processOf(pid_t thread) {
 
 }  // namespace
 
-/// ptrace obeys only the thread that attached, so this has one of its own, which also is the program's
+/// ptrace obeys only the thread that attached, so this has a thread of its own, which is also the program's
 /// parent.
 class TracedRun::Tracer {
 public:
@@ -348,10 +348,11 @@ private:
         _exit(kNotStarted);
     }
 
-    /// Takes one event; false when there is nobody left to wait for.
+    /// Handles one event; false when there is no process left to wait for.
     bool serve() {
         int status = 0;
-        // Held calls are let go by another thread, which cannot end this wait: so it is none then.
+        // Another thread releases held calls but cannot end this wait, so while calls are held it must not
+        // block.
         const bool isHolding = releaseIfAsked();
         const pid_t thread = waitpid(-1, &status, __WALL | __WNOTHREAD | (isHolding ? WNOHANG : 0));
         if (thread < 0) {
@@ -404,7 +405,7 @@ private:
         } else if (event != 0) {
             trace(PTRACE_CONT, thread, 0, 0);
         } else {
-            // Within a call that was interrupted its exit is still to come.
+            // A call that was interrupted has its exit still to come.
             const bool isInCall = stateOf(thread).call.has_value();
             trace(isInCall ? PTRACE_SYSCALL : PTRACE_CONT, thread, 0, static_cast<uintptr_t>(signal));
         }
@@ -452,7 +453,7 @@ private:
     void obey(const Action &action, const SystemCall &call) {
         switch (action.kind()) {
             case Action::Kind::Kill:
-                // Also wakes the stopped thread; the kernel makes no call for who is about to die.
+                // Also wakes the stopped thread; the kernel makes no call for a process that is about to die.
                 ::kill(call.process, SIGKILL);
                 return;
             case Action::Kind::Hold: {
@@ -481,7 +482,7 @@ private:
         trace(call.isEntry() ? PTRACE_SYSCALL : PTRACE_CONT, call.thread, 0, 0);
     }
 
-    /// Whether calls are still held up.
+    /// Returns whether calls are still held.
     bool releaseIfAsked() {
         const std::lock_guard<std::mutex> lock(mutex_);
         if (std::exchange(isLettingGo_, false)) {
@@ -500,7 +501,7 @@ private:
     const Fd out_;
     const Fd err_;
     Callback callback_;
-    std::vector<SystemCall> calls_;  ///< Of the tracing thread until it has ended, as the next one.
+    std::vector<SystemCall> calls_;  ///< The tracing thread's until it has ended, like the next one.
     size_t count_ = 0;
     std::thread thread_;
     bool isStarted_ = false;
@@ -520,7 +521,7 @@ private:
 const std::string &TracedRun::obstacle() {
     static const std::string found = []() -> std::string {
 #if JORN_CAN_TRACE
-        // Emulators refuse the calls that this needs; so do some containers.
+        // Emulators and some containers refuse the calls that this needs.
         TracedRun probe({"/bin/sh", "-c", ": > /dev/null"}, {});
         const TraceOutcome outcome = probe.wait();
         const auto opensNull = [](const SystemCall &call) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Runs a program under ptrace: a test sees each system call before and after it is made, and can end the
-// program there, hold the call up, cut a write short or make the call fail.
+// program there, hold the call, cut a write short or make the call fail.
 //
 //     TracedRun run(jornCommand({"export", "log"}), {});
 //     run.onCall([](const SystemCall &call) {
@@ -8,7 +8,7 @@
 //     });
 //     const TraceOutcome outcome = run.wait();
 //
-// All threads and children of the program are followed. Only calls that are asked for stop it.
+// All threads and children of the program are followed. Only the requested calls stop it.
 #ifndef JORN_TESTS_TRACE_TRACED_RUN_H
 #define JORN_TESTS_TRACE_TRACED_RUN_H
 
@@ -23,20 +23,20 @@
 
 namespace test {
 
-/// What is to happen to a call.
+/// What to do with a call.
 class Action {
 public:
     enum class Kind { Proceed, Kill, Hold, Fail, Shorten, Tear };
 
-    /// The call is made, or, at its exit, the program goes on.
+    /// The call is made or, at its exit, the program continues.
     static Action proceed() { return {Kind::Proceed, 0}; }
-    /// The process is ended by SIGKILL; at entry the call is not made any more.
+    /// The process is ended by SIGKILL; at entry, the call is not made.
     static Action kill() { return {Kind::Kill, 0}; }
-    /// The thread stands where it is until TracedRun::letGo(); the others go on.
+    /// The thread stays where it is until TracedRun::letGo(); the others continue.
     static Action hold() { return {Kind::Hold, 0}; }
     /// At entry: the call is not made and fails with this errno.
     static Action fail(int error) { return {Kind::Fail, error}; }
-    /// At entry of write or pwrite64: only so many of its bytes are written, which is its result.
+    /// At entry of write or pwrite64: only `bytes` of its bytes are written, and that is its result.
     static Action shorten(size_t bytes) { return {Kind::Shorten, static_cast<int64_t>(bytes)}; }
     /// The same, and the process is ended by SIGKILL right after it.
     static Action tear(size_t bytes) { return {Kind::Tear, static_cast<int64_t>(bytes)}; }
@@ -52,7 +52,7 @@ private:
 
 struct TraceOptions {
     std::string input;      ///< Standard input, as a file.
-    int inputFd = -1;       ///< Standard input instead, for example the end of a pipe.
+    int inputFd = -1;       ///< Standard input instead of `input`, for example the end of a pipe.
     std::string directory;  ///< Working directory, the caller's if empty.
     std::vector<std::pair<std::string, std::string>> variables = {};  ///< Added to the environment.
     std::vector<long> calls = callsOfFiles();  ///< Numbers of the calls that are seen (SYS_...).
@@ -67,13 +67,13 @@ struct TraceOutcome {
     bool hasTimedOut = false;
 };
 
-/// A run of a program, from its first call to its end. Ended with the object at the latest.
+/// A run of a program, from its first call to its end. Destroying the object ends it.
 class TracedRun {
 public:
     using Callback = std::function<Action(const SystemCall &)>;
 
-    /// Why no program can be traced here (emulation, forbidden, another processor); empty if it can. Tests
-    /// skip themselves with it.
+    /// Why no program can be traced here (emulation, no permission, another processor); empty if one can.
+    /// Tests use it to skip themselves.
     static const std::string &obstacle();
     static bool isPossible() { return obstacle().empty(); }
 
@@ -84,20 +84,21 @@ public:
     TracedRun &operator=(const TracedRun &) = delete;
 
     /// Before start(). Called at entry and exit of each call, in a thread of the run's own, never twice at a
-    /// time; what it does meanwhile, like running other programs, it does while the call is held up.
+    /// time; the call is held during all it does, such as running other programs.
     void onCall(Callback callback);
 
     /// Begins, and returns at once.
     void start();
-    /// Until a call is held up; false when the run ended, or its time was up, without it.
+    /// Waits until a call is held; false when the run ended, or its time was up, before that.
     bool waitUntilHeld();
-    /// The call that is held up.
+    /// The call that is held.
     SystemCall heldCall() const;
-    /// Lets the calls that are held up go on.
+    /// Releases the calls that are held.
     void letGo();
     pid_t process() const;
     void signal(int number) const;
-    /// Until the program and all its children have ended. Starts them if need be, and lets go what is held.
+    /// Waits until the program and all its children have ended. Starts them if need be, and releases held
+    /// calls.
     TraceOutcome wait();
 
     /// All calls that were seen, in the order of their entries; those that returned are at their exit.

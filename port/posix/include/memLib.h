@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Error number of calls that make something and find no room for it.
+// Error number of calls that create something and find no room for it.
 #ifndef MEMLIB_H
 #define MEMLIB_H
 

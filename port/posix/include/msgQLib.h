@@ -18,7 +18,7 @@ typedef struct vxMessageQueue *MSG_Q_ID;
 #define MSG_Q_FIFO 0x00
 #define MSG_Q_PRIORITY 0x01
 
-/// Place of a message: behind all others; before all others.
+/// Place of a message: after all others; before all others.
 #define MSG_PRI_NORMAL 0
 #define MSG_PRI_URGENT 1
 
@@ -37,7 +37,7 @@ MSG_Q_ID msgQCreate(int maxMsgs, int maxMsgLength, int options);
 /// Sends the `nBytes` bytes at `buffer` (not null unless nBytes is 0) as one message: to the first waiting
 /// receiver, or else into a free slot, waiting up to `timeout` ticks for one. The buffer is the caller's
 /// again when the call returns. `priority` MSG_PRI_URGENT puts the message before all others; any other
-/// value puts it behind them. A message that waited for room is placed when the room is there.
+/// value puts it after them. A message that waited for room is placed when there is room.
 ///
 /// Returns OK, or ERROR with errno
 /// - S_objLib_OBJ_ID_ERROR: no such queue;

@@ -9,7 +9,7 @@
 #define S_objLib_OBJ_UNAVAILABLE 0x3d0002
 /// The object was deleted while the caller waited on it.
 #define S_objLib_OBJ_DELETED 0x3d0003
-/// The timeout elapsed before the call could be done.
+/// The timeout elapsed before the call could complete.
 #define S_objLib_OBJ_TIMEOUT 0x3d0004
 
 #endif

@@ -25,7 +25,7 @@ int jorn_MakeDirectory(const char *name);
 ///
 /// everything that the tick set going has come to rest; with the clock disabled nothing moves after that
 /// until the caller, or another thread not made by taskSpawn, acts. A task that waits for something else, a
-/// file say, counts as moving. Tasks that call this wait for the others and not for each other.
+/// file say, counts as moving. Tasks that call this wait for the other tasks, not for each other.
 void posixPortSettle(void);
 
 /// Number of threads, tasks or not, that wait to take the semaphore; ERROR with errno S_objLib_OBJ_ID_ERROR

@@ -58,8 +58,8 @@ STATUS semTake(SEM_ID semId, int timeout);
 /// (the caller does not hold it). Does not wait.
 STATUS semGive(SEM_ID semId);
 
-/// Deletes a semaphore, held or not, by whoever calls. Its id is stale from then on; every task waiting on
-/// it wakes with S_objLib_OBJ_DELETED, and the holder's later semGive finds no such semaphore.
+/// Deletes a semaphore, held or not; anyone may call this. Its id is stale from then on; every task waiting
+/// on it wakes with S_objLib_OBJ_DELETED, and the holder's later semGive finds no such semaphore.
 ///
 /// Returns OK, or ERROR with errno S_objLib_OBJ_ID_ERROR. Does not wait.
 STATUS semDelete(SEM_ID semId);

@@ -2,7 +2,7 @@
 // The system clock. vxWorks.h says what holds for every call.
 //
 // The clock runs unless it is disabled. It costs nothing while no task waits for a tick, and its thread is
-// started with the first wait that has an end; ticks follow the host's monotonic clock without drift.
+// started with the first wait that has a timeout; ticks follow the host's monotonic clock without drift.
 #ifndef SYSLIB_H
 #define SYSLIB_H
 
@@ -12,17 +12,17 @@
 extern "C" {
 #endif
 
-/// Ticks a second: 60 unless set.
+/// Ticks per second: 60 unless set.
 int sysClkRateGet(void);
 
-/// Sets the ticks a second, 1 to 10000. Waits under way keep their number of ticks. Returns OK, or ERROR with
-/// errno EINVAL (outside the range) and the rate left alone.
+/// Sets the ticks per second, 1 to 10000. Waits under way keep their number of ticks. Returns OK, or ERROR
+/// with errno EINVAL (outside the range) and the rate left alone.
 STATUS sysClkRateSet(int ticksPerSecond);
 
 /// Lets the clock run (again). The time while it was disabled is not made up for.
 void sysClkEnable(void);
 
-/// Stops the clock: when the call returns, ticks come by tickAnnounce() only.
+/// Stops the clock: once the call has returned, only tickAnnounce() makes ticks.
 void sysClkDisable(void);
 
 #ifdef __cplusplus

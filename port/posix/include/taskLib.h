@@ -37,17 +37,18 @@ TASK_ID taskSpawn(char *name, int priority, int options, int stackSize, FUNCPTR 
                   _Vx_usr_arg_t arg6, _Vx_usr_arg_t arg7, _Vx_usr_arg_t arg8, _Vx_usr_arg_t arg9,
                   _Vx_usr_arg_t arg10);
 
-/// Ends a task and returns when it is gone: its thread runs no more and has let go of its stack. `tid` 0 or
+/// Ends a task and returns when it is gone: its thread no longer runs and has released its stack. `tid` 0 or
 /// the caller's own id ends the calling task; then the call does not return.
 ///
 /// Another task ends only where it would wait: in semTake, msgQSend or msgQReceive when it has to wait, in
-/// taskDelay, in taskDelete and in posixPortSettle. One that is on its way goes on until it gets there, so a
+/// taskDelay, in taskDelete and in posixPortSettle. One that is running continues until it gets there, so a
 /// task that never waits again and never returns from its entry keeps the caller waiting without bound. A
-/// task that was handed what it waited for is on its way. While it holds a SEM_DELETE_SAFE semaphore, a task
-/// passes by such places.
+/// task that was handed what it waited for counts as running. While it holds a SEM_DELETE_SAFE semaphore, a
+/// task does not end at such places.
 ///
 /// Nothing of the task's own is cleaned up, as on the device: no destructor in its frames runs, and a
-/// semaphore that it held stays taken (deleting it wakes those who wait on it). No lock of the port is held.
+/// semaphore that it held stays taken (deleting it wakes those who wait on it). It leaves no lock of the port
+/// held.
 ///
 /// Returns OK, or ERROR with errno
 /// - S_objLib_OBJ_ID_ERROR: no such task, or 0 from a thread not made by taskSpawn;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The tick counter. vxWorks.h says what holds for every call, sysLib.h what makes ticks come.
+// The tick counter. vxWorks.h says what holds for every call, sysLib.h what makes ticks.
 #ifndef TICKLIB_H
 #define TICKLIB_H
 
@@ -9,7 +9,7 @@
 extern "C" {
 #endif
 
-/// Announces one tick, also while the clock runs. Every task whose wait ends with it is marked ready before
+/// Announces one tick, even while the clock runs. Every task whose wait ends with it is marked ready before
 /// the call returns.
 void tickAnnounce(void);
 

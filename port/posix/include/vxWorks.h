@@ -7,9 +7,9 @@
 //   No call may be made from a signal handler, nor by the child of a fork.
 // - A call that fails returns ERROR (or a null id) and leaves the reason in errno; one that succeeds leaves
 //   errno alone. The reasons that a declaration lists are all there are.
-// - Ids are numbers, never addresses. A null, stale or garbage id is an error and never a crash, also when
-//   the place of its object was taken by a new one.
-// - Timeouts and delays are ticks of the clock, sysClkRateGet() a second. NO_WAIT never waits; a wait of n
+// - Ids are numbers, never addresses. A null, stale or garbage id is an error and never a crash, even when a
+//   new object took the place of its own.
+// - Timeouts and delays are ticks of the clock, sysClkRateGet() per second. NO_WAIT never waits; a wait of n
 //   ticks ends with the n-th announcement of a tick after its beginning; WAIT_FOREVER, and every other
 //   negative timeout, waits without bound.
 // - A task ends at a taskDelete by another only where it would wait: see taskDelete.

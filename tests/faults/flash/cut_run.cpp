@@ -142,7 +142,7 @@ void CutRun::setScene() {
 }
 
 /// The first life, without a cut. Destruction comes after the last operation that counts: what it programs is
-/// taken back.
+/// undone.
 void CutRun::record() {
     chip_ = image_;
     chip_.restore(image_);
@@ -214,7 +214,7 @@ void CutRun::run() {
     }
 }
 
-/// The operation is complete in both chips.
+/// Completes the operation in both chips.
 void CutRun::goOn(const Operation &done, size_t number) {
     const bool isLost = options_.losesOperations && number > first_.operations.size() / 4 * 3;
     if (!isLost) {
@@ -326,8 +326,8 @@ CutRun::Sight CutRun::lifeAfterCut(const ShadowWalk &walk) {
     return sight;
 }
 
-/// The start after that must find what the first one left, and change nothing but for its own first item.
-/// Only where tidying renamed over a file there is a gap again, which one more start closes.
+/// The start after that must find what the first one left, and change nothing except for its own first item.
+/// Only where tidying renamed over a file is there a gap again, which one more start closes.
 void CutRun::secondStart(bool isGapPossible) {
     if (!powerOn(&chip_)) {
         return;
@@ -421,7 +421,7 @@ Reason CutRun::reasonFor(int item, const ShadowWalk &walk, const RingModel &mode
     return isByTidying && !workload_.tidies ? Reason::Count : reason;
 }
 
-/// What the start after a cut shows of all objects.
+/// What the start after a cut shows for all objects.
 CutRun::Sight CutRun::look(const Life &life) const {
     Sight sight;
     for (size_t object = 0; object < workload_.objects.size(); ++object) {
@@ -437,7 +437,7 @@ CutRun::Sight CutRun::look(const Life &life) const {
     return sight;
 }
 
-/// Every item that was in a closed file is in sight, or there is a reason why not.
+/// Every item that was in a closed file is visible, or there is a reason why not.
 CutRun::Sight CutRun::countLosses(const ShadowWalk &walk, const Life &life) {
     Sight sight = look(life);
     std::array<size_t, kReasons> lost{};

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// One workload with its power cut at every operation in every way, and what is found afterwards.
+// One workload whose power is cut at every operation in every way, and what is found afterwards.
 #ifndef JORN_TESTS_FAULTS_FLASH_CUT_RUN_H
 #define JORN_TESTS_FAULTS_FLASH_CUT_RUN_H
 
@@ -24,8 +24,8 @@ struct Platform {
     int caches = 0;           ///< pages that the file system keeps in memory
 };
 
-/// A cut, and perhaps another one in the life after it. Operations count from 1; one more than there are is a
-/// cut at rest.
+/// A cut, and perhaps another one in the life after it. Operations count from 1; a number one above the last
+/// is a cut at rest.
 struct CutPlace {
     size_t operation = 0;
     Torn torn = Torn::Nothing;
@@ -35,7 +35,7 @@ struct CutPlace {
 
 std::string textOf(const CutPlace &place);
 
-/// What is looked at.
+/// What is checked.
 enum class Check { Medium, Life, Order, Loss, SecondStart, ChipRules, Room, Count };
 constexpr size_t kChecks = static_cast<size_t>(Check::Count);
 
@@ -45,10 +45,10 @@ struct CutOptions {
     CutPlace only;  ///< just this one, when its operation is not 0
     Sabotage sabotage = Sabotage::None;
     bool losesOperations =
-        false;  ///< sabotage: the last quarter of all operations were reported done and are not
+        false;  ///< sabotage: the last quarter of all operations were reported done but were not
 };
 
-/// What was counted. Plain data: it is shared between processes and survives the one that counts.
+/// The counts. Plain data: it is shared between processes and outlives the one that counts.
 struct Figures {
     size_t operations = 0;
     size_t erases = 0;
@@ -58,11 +58,11 @@ struct Figures {
     size_t openItems = 0;  ///< most items that were in no closed file at a cut
     size_t refusals = 0;   ///< images whose queries answer only after the next item
     size_t seenAgain = 0;  ///< images that show items from before a clearing
-    size_t tornLines = 0;  ///< images with a torn last line, or zeros for bytes that are missing
+    size_t tornLines = 0;  ///< images with a torn last line, or zeros in place of missing bytes
     std::array<size_t, kReasons> lossImages{};  ///< images that lost items for a reason
-    std::array<size_t, kReasons> mostLost{};    ///< most items lost for it in one image
+    std::array<size_t, kReasons> mostLost{};    ///< most items lost for that reason in one image
     std::array<size_t, kChecks> faults{};       ///< by the check that found them
-    CutPlace place;                             ///< being looked at
+    CutPlace place;                             ///< being examined
     CutPlace faultPlace;
     std::array<char, 1024> fault{};  ///< the first one
 };
@@ -115,7 +115,7 @@ private:
     CutOptions options_;
     Figures *figures_;
     Ledger ledger_;
-    Nand image_;                          ///< operations before the cut
+    Nand image_;                          ///< with the operations before the cut
     Nand chip_;                           ///< the one that lives on after it
     Directory scene_;                     ///< files before the first life, by path
     std::vector<size_t> firstOrdinals_;   ///< by object, the item that comes first in the first life

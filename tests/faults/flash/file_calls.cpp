@@ -25,7 +25,7 @@ constexpr size_t kCallsMax = 2000000;
 
 std::map<FILE *, std::string> writers;
 
-/// Counts a call of the module, so that one that goes round for ever is seen whatever the machine's speed.
+/// Counts a call of the module, so that an endless loop is detected whatever the machine's speed.
 void countCall() {
     if (++surroundings().calls > kCallsMax) {
         fprintf(stderr, "the module makes calls without end\n");
@@ -71,7 +71,7 @@ ssize_t readCookie(void *cookie, char *buffer, size_t size) {
     return got;
 }
 
-/// On a full chip fewer bytes are taken than given, and then none; stdio takes 0 for an error.
+/// A full chip takes fewer bytes than given, and then none; stdio treats 0 as an error.
 ssize_t writeCookie(void *cookie, const char *bytes, size_t size) {
     if (isSabotage(Sabotage::LoseClose)) {
         return static_cast<ssize_t>(size);
@@ -89,7 +89,7 @@ int seekCookie(void *cookie, off64_t *offset, int whence) {
     return place < 0 ? -1 : 0;
 }
 
-/// The C library does not touch the buffer any more by then.
+/// By then the C library no longer uses the buffer.
 int closeCookie(void *cookie) {
     const std::unique_ptr<Cookie> owned(static_cast<Cookie *>(cookie));
     return Volume::close(owned->file);
@@ -254,7 +254,7 @@ time_t flashTime(time_t *out) {
     return now;
 }
 
-/// Returns when the task has made its first pass, so that no run depends on which task is faster.
+/// Returns once the task has made its first pass, so that no run depends on which task is faster.
 TASK_ID flashTaskSpawn(char *name, int priority, int options, int stack, FUNCPTR entry, _Vx_usr_arg_t a1,
                        _Vx_usr_arg_t a2, _Vx_usr_arg_t a3, _Vx_usr_arg_t a4, _Vx_usr_arg_t a5,
                        _Vx_usr_arg_t a6, _Vx_usr_arg_t a7, _Vx_usr_arg_t a8, _Vx_usr_arg_t a9,

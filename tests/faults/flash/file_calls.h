@@ -13,32 +13,32 @@
 
 namespace flash {
 
-/// Ways to make a module out of the real one that does wrong, to see each of the checks fail.
+/// Ways to make the real module do wrong, to see each of the checks fail.
 enum class Sabotage {
     None,
     DropLine,       ///< one line is never written
     DuplicateLine,  ///< one line is written twice
-    AlterLine,      ///< one byte of a line is another
+    AlterLine,      ///< one byte of a line is changed
     SwapLines,      ///< two lines change places
     WrongIndex,     ///< the index names other positions
     LoseClose,      ///< a file is closed, but its last bytes never reach the file system
-    AlterRead,      ///< a reader gets one byte wrong
-    ExtraFile,      ///< a file that does not belong there
+    AlterRead,      ///< a reader gets one wrong byte
+    ExtraFile,      ///< a file appears that does not belong there
     RestlessStart,  ///< every creation changes the medium
     Spin            ///< a call is repeated without end
 };
 
-/// What stands around the module in one life.
+/// What surrounds the module in one life.
 struct Surroundings {
     const Nand *chip = nullptr;  ///< counts operations
     History *history = nullptr;  ///< receives the calls; null for none
     size_t deviceBuffer = 0;     ///< bytes of a stream's buffer; 0 for the C library's own
     uint32_t time = 0;           ///< seconds since 1970
     Sabotage sabotage = Sabotage::None;
-    size_t calls = 0;        ///< of the module; more than any life needs ends the program
+    size_t calls = 0;        ///< of the module; more than any life needs end the program
     size_t shortWrites = 0;  ///< data that the file system did not take
     size_t linesWritten = 0;
-    std::string heldLine;  ///< for a later place
+    std::string heldLine;  ///< to be written at a later place
 };
 
 /// The surroundings of the present life.

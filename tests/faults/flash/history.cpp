@@ -28,7 +28,7 @@ bool isPrefixThenZeros(std::string_view chip, std::string_view expected) {
 }
 
 /// Whether a file is as its calls leave it. Pages reach the chip one by one and not always in order, and a
-/// file's length can be there before its bytes; what is missing reads as zeros.
+/// file's length can reach it before its bytes; what is missing reads as zeros.
 bool fits(const ShadowFile &file, std::string_view chip) {
     const size_t sure = file.durable.size();
     if (chip.size() < sure || chip.size() > sure + file.pending.size() ||
@@ -77,7 +77,7 @@ Shadow::Shadow(const Ledger &ledger, const Directory &before, std::vector<size_t
 
 size_t Shadow::clearedItems(size_t object) const { return cleared_[object]; }
 
-/// The bytes written since the file was opened become sure, and must be the items that come next.
+/// The bytes written since the file was opened become durable, and must be the items that come next.
 void Shadow::closeFile(ShadowFile *file) {
     const bool isAfterTornLine = !file->durable.empty() && file->durable.back() != '\n';
     bool isFirst = true;
@@ -109,8 +109,8 @@ void Shadow::forget(const std::vector<int> &items, Reason reason) {
     }
 }
 
-/// A file that holds items is started afresh only when its ring has come round to it, which it does when the
-/// file before it is full.
+/// A file that holds items is started afresh only when its ring has wrapped round to it, which it does when
+/// the file before it is full.
 Reason Shadow::reasonToTruncate(const std::string &path, const ShadowFile &file) const {
     const int position = positionOf(path);
     int previous = position - 1;
@@ -139,7 +139,7 @@ void Shadow::apply(const Event &event) {
             break;
         }
         case Event::OpenToAppend:
-            files_[event.path];  // there from now on
+            files_[event.path];  // exists from now on
             break;
         case Event::Write:
             files_[event.path].pending += event.target;
@@ -228,7 +228,7 @@ bool ShadowWalk::agrees(const Directory &chip, std::string *difference) const {
     }
     const Event &event = (*history_)[nextEvent_];
     if (event.kind == Event::Remove) {
-        // A removal empties the file before it takes the name away.
+        // A removal empties the file before it removes the name.
         Directory withContent = chip;
         const auto emptied = withContent.find(event.path);
         if (emptied != withContent.end() && emptied->second.empty()) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What was submitted, line by line, and what the bytes of a data file amount to: which submitted items, and
-// what a reader makes of each line.
+// What was submitted, line by line, and what the bytes of a data file are: which submitted items, and how a
+// reader understands each line.
 #ifndef JORN_TESTS_FAULTS_FLASH_LEDGER_H
 #define JORN_TESTS_FAULTS_FLASH_LEDGER_H
 
@@ -27,9 +27,9 @@ constexpr int kUnknownItem = -1;
 struct Line {
     std::string_view text;    ///< all its bytes
     std::string_view seen;    ///< those before the first NUL
-    int item = kUnknownItem;  ///< the submitted item that it is, byte for byte
+    int item = kUnknownItem;  ///< the submitted item that equals it, byte for byte
     bool isItem = false;      ///< has time, level and slot
-    bool isShown = false;     ///< is among levels up to the debug level
+    bool isShown = false;     ///< its level is not above the debug level
 };
 
 struct ParsedFile {
@@ -48,7 +48,7 @@ public:
     /// Items of one object so far.
     size_t itemsOf(size_t object) const;
 
-    /// The file's lines. Files are parsed once as long as they are asked for again and again.
+    /// The file's lines. A file that is requested repeatedly is parsed once.
     std::shared_ptr<const ParsedFile> parse(const std::string &bytes) const;
 
 private:

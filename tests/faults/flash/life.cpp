@@ -27,7 +27,7 @@ JORN_REQUIRE everything(size_t page) {
 
 bool shows(const JORN_LOG_DISP &record, const Line &line) {
     const test::ModelRecord expected = test::modelRecord(std::string(line.seen));
-    // The time of a line that nobody submitted as it stands, two halves of lines run together, is any number.
+    // A line that was not submitted as it is, two halves of lines run together, may have any time.
     const bool isTimeShown = line.item == kUnknownItem || expected.time == record.timeStr;
     return isTimeShown && expected.level == record.levelStr && expected.slot == record.slotStr &&
            expected.text == record.logStr;
@@ -51,7 +51,7 @@ std::set<size_t> chosenPages(size_t pages, const View &view, const PageSample &s
     return chosen;
 }
 
-/// Puts something that is no call of a file into the history.
+/// Adds an event that is not a file call to the history.
 void note(Event::Kind kind, size_t object, size_t itemsBefore) {
     const Surroundings &around = surroundings();
     if (around.history == nullptr) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A life of the module, from creation to destruction, driven by hand: every item noted in the ledger before
-// it is submitted, every pass of the store task when the rig wants it.
+// A life of the module, from creation to destruction, driven by hand: every item is noted in the ledger
+// before it is submitted, and every pass of the store task happens when the rig wants it.
 #ifndef JORN_TESTS_FAULTS_FLASH_LIFE_H
 #define JORN_TESTS_FAULTS_FLASH_LIFE_H
 
@@ -20,16 +20,16 @@ struct ObjectShape {
     int csvNum = 2;
 };
 
-/// Which pages are compared: all of them up to a number of pages, since a page costs as much as its file is
-/// long; of more than that, those where something can go wrong and one more.
+/// Which pages are compared: all of them up to a number of pages, since the cost of a page grows with the
+/// length of its file; of more pages, those where something can go wrong and one more.
 struct PageSample {
     size_t fullUpTo = 0;
-    size_t number = 0;  ///< chooses the one more
+    size_t number = 0;  ///< chooses that one more
 };
 
 class Life {
 public:
-    /// `startTime`: seconds; every submission is one second later than the one before.
+    /// `startTime`: seconds; every submission is one second after the one before.
     Life(Ledger *ledger, uint32_t startTime, PageSample sample) : ledger_(ledger), sample_(sample) {
         surroundings().time = startTime;
     }
@@ -38,8 +38,8 @@ public:
     Life(const Life &) = delete;
     Life &operator=(const Life &) = delete;
 
-    /// Creates an object, whose number in this life is that in the ledger, and compares files and pages
-    /// before its first item is stored.
+    /// Creates an object, which has the same number in this life as in the ledger, and compares files and
+    /// pages before its first item is stored.
     void create(size_t object, const ObjectShape &shape);
     void destroy(size_t object);
 
@@ -52,11 +52,11 @@ public:
     /// Passes until nothing is queued and no file is open.
     static void settle();
 
-    /// What the object's directory should have held, and which items should have been in sight, right after
+    /// What the object's directory should have held, and which items should have been visible, right after
     /// creation.
     const RingModel &created(size_t object) const { return members_[object].created; }
-    /// Compares the object's files with its model, then pages of its items with those in sight. Notes the
-    /// first difference.
+    /// Compares the object's files with its model, then pages of its items with those that should be visible.
+    /// Notes the first difference.
     void compare(size_t object);
 
     /// The first thing that was not as it should be; empty when nothing.

@@ -47,7 +47,7 @@ struct Arguments {
     size_t least = 0;
 };
 
-/// "12:block-garbled" as operation and way; false when it is neither.
+/// Parses "12:block-garbled" into operation and way; false when it is not of that form.
 bool parseCut(const std::string &text, size_t *operation, Torn *torn) {
     const size_t colon = text.find(':');
     *operation = strtoul(text.c_str(), nullptr, 10);
@@ -93,7 +93,7 @@ std::string endOf(int status) {
     return WEXITSTATUS(status) == 0 ? "" : "ended with status " + std::to_string(WEXITSTATUS(status));
 }
 
-/// Runs everything, as many at a time as wanted.
+/// Runs everything, as many processes at a time as wanted.
 class Runner {
 public:
     Runner(const Arguments &arguments, const CutOptions &options)

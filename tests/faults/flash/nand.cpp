@@ -18,7 +18,7 @@ Page tornPage(const Page &full, Torn torn) {
     if (torn == Torn::HalfDataNoTags) {
         spareBytes = 0;
     } else if (torn == Torn::FullDataHalfTags) {
-        // The tags are 28 bytes behind the mark for bad blocks: half of them.
+        // Half of the tags, which are 28 bytes after the mark for bad blocks.
         constexpr size_t kHalfOfTags = 16;
         spareBytes = kHalfOfTags;
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // A NAND chip in memory: pages that can be programmed once between two erases, in order within their block,
-// and what a power cut makes of the operation that it meets.
+// and what a power cut leaves of the operation that it hits.
 #ifndef JORN_TESTS_FAULTS_FLASH_NAND_H
 #define JORN_TESTS_FAULTS_FLASH_NAND_H
 
@@ -16,8 +16,8 @@ constexpr size_t kPageBytes = 2048;
 constexpr size_t kSpareBytes = 64;
 constexpr size_t kPagesPerBlock = 64;
 
-/// What the chip's controller can say of a page. Its error correction is not computed: a page that was
-/// programmed in one go is good, one that a cut left in between cannot be corrected.
+/// What the chip's controller can report about a page. Its error correction is not computed: a page that was
+/// programmed completely is good, one that a cut left half-programmed cannot be corrected.
 enum class PageState : uint8_t { Erased, Good, Unreadable };
 
 struct Page {
@@ -55,7 +55,7 @@ public:
     const Page &page(size_t number) const { return pages_[number]; }
     PageState state(size_t number) const { return states_[number]; }
 
-    /// Carries out an operation. One that breaks the rules of NAND is carried out too and noted.
+    /// Carries out an operation. One that breaks the rules of NAND is also carried out, and noted.
     void perform(const Operation &operation);
 
     /// Carries out what is left of an operation after a cut.
@@ -71,7 +71,7 @@ public:
     /// What broke the rules so far; empty when nothing did.
     const std::string &brokenRules() const { return brokenRules_; }
 
-    /// Takes back everything since the last call or since this chip was copied from `image`.
+    /// Undoes everything since the last call or since this chip was copied from `image`.
     void restore(const Nand &image);
 
 private:

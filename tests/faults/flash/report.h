@@ -14,14 +14,15 @@ struct Result {
     std::string workload;
     Platform platform;
     const Figures *figures = nullptr;
-    std::string crash;  ///< how its process ended, when not well
+    std::string crash;  ///< how its process ended, when not normally
 };
 
-/// The figures of each run, and sums; the number of images.
+/// Prints the figures of each run, and their sums. Returns the number of images.
 size_t printFigures(const std::vector<Result> &results);
-/// The same, one line a run, fields apart by tabs.
+/// Writes the same, one line per run, fields separated by tabs.
 bool writeTable(const std::string &path, const std::vector<Result> &results);
-/// The first fault of each run that has one, with the command that repeats it. True when there is none.
+/// Prints the first fault of each run that has one, with the command that repeats it. Returns true when there
+/// is none.
 bool printFaults(const std::vector<Result> &results);
 
 }  // namespace flash

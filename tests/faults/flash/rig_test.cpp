@@ -147,14 +147,14 @@ TEST(Volume, PowerOff_ProgramTorn_GivesFormerFile) {
         Nand cut = image;
         cut.tear(journal.front(), torn);
         ASSERT_TRUE(Volume::powerOn(&cut, kCaches));
-        // Half of a page whose other half is blank is all of it: the file is truncated then.
+        // A page whose other half is blank is complete with half of it: the file is then truncated.
         const bool isComplete = cut.state(journal.front().place) == PageState::Good;
         EXPECT_EQ(Volume::readAll("/yaffs").at("file"), isComplete ? "" : "former") << nameOf(torn);
         Volume::powerOff();
     }
 }
 
-/// The model of a directory against the format's examples, worked out by hand.
+/// Compares the model of a directory with the format's examples, worked out by hand.
 TEST(RingModel, Start_EmptyIndexBesideBackup_SeesRingFromZero) {
     Ledger ledger;
     RingModel model(ledger, 4);
@@ -273,7 +273,7 @@ TEST(CutRunDeathTest, Run_ModuleNeverEnds_IsEnded) {
     EXPECT_DEATH(runShort(Sabotage::Spin), "calls without end");
 }
 
-/// Truly full: lines come short, the store goes on, and when there is room again all is well.
+/// Really full: lines are cut short, the store continues, and once there is room again all is well.
 TEST(FullChip, Store_NoRoomThenRoom_GoesOn) {
     Nand chip(kBlocks);
     flash::surroundings() = flash::Surroundings{};

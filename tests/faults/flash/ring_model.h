@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // One object of the store's model over a directory of the chip: each item is stored and its file closed at
-// once, and what tidying takes away is told item by item.
+// once, and what tidying removes is reported item by item.
 #ifndef JORN_TESTS_FAULTS_FLASH_RING_MODEL_H
 #define JORN_TESTS_FAULTS_FLASH_RING_MODEL_H
 
@@ -17,7 +17,7 @@
 
 namespace flash {
 
-/// Items in sight, newest first, and what keeps their bytes alive.
+/// Visible items, newest first, and what keeps their bytes alive.
 struct View {
     std::vector<std::shared_ptr<const ParsedFile>> files;
     std::vector<const Line *> items;
@@ -41,13 +41,13 @@ public:
 
     /// The items of the ring's range.
     View view() const;
-    /// Whether queries refuse to answer although there are items: the newest file holds nothing yet and the
-    /// oldest one does, so that their days contradict each other. The next item ends that.
+    /// Whether queries refuse to answer although there are items: the newest file is still empty and the
+    /// oldest one is not, so that their days contradict each other. The next item ends that.
     bool refusesQueries() const;
 
-    /// Of the last start: the index was there and could not be used.
+    /// At the last start, whether the index existed but could not be used.
     bool wasIndexLost() const { return wasIndexLost_; }
-    /// Of the last start: items that tidying removed from the files.
+    /// At the last start, the items that tidying removed from the files.
     const std::map<int, Reason> &removed() const { return removed_; }
 
 private:

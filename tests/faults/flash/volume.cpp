@@ -15,7 +15,7 @@ extern "C" {
 #include <yaffs_packedtags2.h>
 #include <yaffsfs.h>
 
-// What the file system asks of its surroundings.
+// What the file system needs from its environment.
 unsigned yaffs_trace_mask = 0;  // NOLINT(readability-identifier-naming): its name for it
 static int lastError;
 void yaffsfs_SetError(int error) { lastError = error; }
@@ -23,7 +23,7 @@ int yaffsfs_GetLastError(void) { return lastError; }
 // The rig lets one task work at a time, so there is nothing to lock.
 void yaffsfs_Lock(void) {}
 void yaffsfs_Unlock(void) {}
-// Times stand in the file headers: a constant makes every run program the same bytes.
+// File headers contain times: a constant makes every run program the same bytes.
 u32 yaffsfs_CurrentTime(void) { return 1; }
 }
 
@@ -107,7 +107,7 @@ int queryBlock(yaffs_dev *, int block, yaffs_block_state *state, u32 *sequence) 
     return YAFFS_OK;
 }
 
-/// A fresh device, but for its place in the file system's list.
+/// Makes the device fresh, except for its place in the file system's list.
 void resetDevice(int caches) {
     const list_head place = device.dev_list;
     memset(static_cast<void *>(&device), 0, sizeof device);
@@ -151,8 +151,8 @@ bool Volume::powerOn(Nand *on, int caches) {
     chip = on;
     resetDevice(caches);
     yaffs_add_device(&device);
-    // The list keeps the device from the first time on, and adding it again then sets nothing: what it sets
-    // must last over resets.
+    // The list keeps the device from the first time on, and adding it again sets nothing: what it set must
+    // survive resets.
     device.is_mounted = 0;
     static auto *const removeCallback = device.param.remove_obj_fn;
     device.param.remove_obj_fn = removeCallback;

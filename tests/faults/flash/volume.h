@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The real file system on a chip: power on, power off without a word, and its own calls. Nothing else of the
+// The real file system on a chip: power on, power off without warning, and its own calls. Nothing else in the
 // rig sees the file system's headers. There is one volume, mounted at "/yaffs", and one caller at a time.
 #ifndef JORN_TESTS_FAULTS_FLASH_VOLUME_H
 #define JORN_TESTS_FAULTS_FLASH_VOLUME_H
@@ -29,10 +29,10 @@ public:
     /// All regular files of a directory with their bytes; empty when there is no such directory.
     static Directory readAll(const std::string &directory);
 
-    /// Write a whole file, close included; make a directory. For setting the scene.
+    /// Write a whole file, close included; make a directory. Used to set the scene.
     static bool write(const std::string &path, const std::string &bytes);
 
-    // The calls themselves, errors as negative results.
+    // The calls themselves; errors are negative results.
     static int open(const char *path, int flags);
     static ssize_t read(int file, char *buffer, size_t size);
     static ssize_t write(int file, const char *bytes, size_t size);

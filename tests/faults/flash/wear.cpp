@@ -42,7 +42,7 @@ private:
     using Place = std::pair<uint32_t, uint32_t>;  ///< object and part of it
 
     static uint32_t word(const Page &page, size_t number) {
-        constexpr size_t kTagsOffset = 2;  // behind the mark for bad blocks
+        constexpr size_t kTagsOffset = 2;  // after the mark for bad blocks
         uint32_t value = 0;
         memcpy(&value, page.spare.data() + kTagsOffset + number * sizeof value, sizeof value);
         return value;
@@ -70,7 +70,7 @@ private:
             {reinterpret_cast<const char *>(page.data.data()), page.data.size()});
     }
 
-    std::map<Place, size_t> last_;  ///< what each place held when it was programmed last
+    std::map<Place, size_t> last_;  ///< what each place held when it was last programmed
     size_t data_ = 0;
     size_t headers_ = 0;
     size_t summaries_ = 0;

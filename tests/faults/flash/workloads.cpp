@@ -12,7 +12,8 @@ constexpr char kLog[] = "/yaffs/log";
 constexpr char kOther[] = "/yaffs/other";
 constexpr size_t kLongestText = 198;
 
-/// Texts of every length from 0 to the longest, each its own; so lines cross page borders everywhere.
+/// Texts of every length from 0 to the longest, all different, so that lines cross page boundaries
+/// everywhere.
 std::string textOf(size_t number) {
     constexpr size_t kStride = 67;
     std::string text = "n" + std::to_string(number);
@@ -45,7 +46,7 @@ void addMany(Life &life, size_t object, size_t first, size_t count) {
 
 void nothing(Scene &) {}
 
-/// A blank chip: directory, index and first file come into being; then the same again on what is there.
+/// A blank chip: directory, index and first file are created; then the same again on what is there.
 Workload firstCreation(size_t scale) {
     const std::vector<ObjectShape> objects = {{kLog, 3}, {kOther, 2}};
     return {"first creation", objects, false, 16, nothing, [=](Life &life) {
@@ -95,7 +96,7 @@ Workload bursts(size_t scale) {
             }};
 }
 
-/// A file fills up and the next one is begun, which did not exist.
+/// A file fills up and the next one, which did not exist, is begun.
 Workload rotation(size_t scale) {
     const std::vector<ObjectShape> objects = {{kLog, 4}};
     return {"rotation",
@@ -117,7 +118,7 @@ Workload rotation(size_t scale) {
             }};
 }
 
-/// The ring is full and comes round to its oldest file, twice.
+/// The ring is full and wraps to its oldest file, twice.
 Workload wrap(size_t scale) {
     const std::vector<ObjectShape> objects = {{kLog, 3}};
     return {"ring wrap",
@@ -213,7 +214,7 @@ Workload clearing(size_t scale) {
             }};
 }
 
-/// A gap with one file below it: one rename, and nothing is lost without a cut.
+/// A gap with one file below it: one rename, which loses nothing without a cut.
 Workload gapOfOne(size_t scale) {
     const std::vector<ObjectShape> objects = {{kLog, 8}};
     return {"tidying: one below gap",
@@ -236,7 +237,7 @@ Workload gapOfOne(size_t scale) {
             }};
 }
 
-/// Several files below gaps: renames go over files that have not been moved yet.
+/// Several files below gaps: renames replace files that have not been moved yet.
 Workload gaps(size_t scale) {
     const std::vector<ObjectShape> objects = {{kLog, 8}};
     return {"tidying: many below gaps",
@@ -306,7 +307,7 @@ Workload growing(size_t scale) {
             }};
 }
 
-/// Little room is left, so that old pages are collected and blocks erased all the time.
+/// Little room is left, so that old pages are constantly collected and blocks erased.
 Workload nearlyFull(size_t scale) {
     const std::vector<ObjectShape> objects = {{kLog, 3}};
     return {"nearly full chip",
@@ -314,7 +315,7 @@ Workload nearlyFull(size_t scale) {
             false,
             16,
             [](Scene &scene) {
-                // Small files, so that dead pages come to lie between live ones.
+                // Small files, so that dead pages are mixed with live ones.
                 constexpr int kFillers = 115;
                 scene.makeDirectory("/yaffs/full");
                 for (int i = 0; i < kFillers; ++i) {

@@ -18,7 +18,7 @@ public:
 
     void makeDirectory(const std::string &path);
     void write(const std::string &path, const std::string &bytes);
-    /// A data file of an object with `count` items; texts tell file and item. Oldest files first.
+    /// A data file of an object with `count` items; the texts name file and item. Oldest files first.
     void dataFile(size_t object, const std::string &directory, int position, size_t count);
     void index(const std::string &directory, int oldest, int latest);
 
@@ -31,14 +31,14 @@ struct Workload {
     std::string name;
     /// By object number; the size of a ring is that of its last creation.
     std::vector<ObjectShape> objects;
-    /// Start-up is expected to rename or delete data files, by the scene or by what the script does.
+    /// Start-up is expected to rename or delete data files, because of the scene or of what the script does.
     bool tidies = false;
     size_t blocks = 16;
     std::function<void(Scene &)> setScene;
     std::function<void(Life &)> run;
 };
 
-/// All workloads; `scale` 1 is the usual length, more makes those longer that can be, with other texts.
+/// All workloads; `scale` 1 is the usual length; more lengthens those that can be longer, with other texts.
 std::vector<Workload> allWorkloads(size_t scale);
 
 }  // namespace flash

@@ -5,7 +5,7 @@
 #include <string.h>
 #include <time.h>
 
-/* Names that the library has inside must not meet the program's own. */
+/* The library's internal names must not clash with the program's own. */
 int semTake(int turns);
 int semTake(int turns) { return turns + 1; }
 
@@ -14,7 +14,7 @@ static int fail(const char *what) {
     return 1;
 }
 
-/* The store writes by its own clock: asks until the items are there, for half a minute at most. */
+/* The store writes by its own clock, so this queries until the items are there, for half a minute at most. */
 static int waitForItems(int32_t log, JORN_REQUIRE wanted, int32_t number) {
     const struct timespec pause = {0, 10 * 1000 * 1000};
     for (int turns = 0; turns < 3000; turns = semTake(turns)) {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The device's headers by their shape, for a build that is never run: what a platform of the module declares
-// differently from the port, as far as the module meets it.
+// Headers in the form of the device's, for a build that is never run: what a platform of the module declares
+// differently from the port, as far as it affects the module.
 //
-// Of the basic types: `min` and `max` are macros.
+// Here, the basic types; `min` and `max` are macros.
 #ifndef VXWORKS_H
 #define VXWORKS_H
 

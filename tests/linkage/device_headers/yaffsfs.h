@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// As the file system has it: a header for C only, which does not mark its functions for C++, reads headers of
-// the C library itself, and has macros of its own for the smaller and the larger of two.
+// As the file system has it: a header for C only, which does not mark its functions for C++, includes headers
+// of the C library itself, and defines macros of its own for minimum and maximum.
 #ifndef YAFFSFS_H
 #define YAFFSFS_H
 

@@ -28,9 +28,9 @@ constexpr char kDetails[] =
     "newest,\n"
     "which begins with the item \"Log all cleared!\" of the debug level 3. No file is deleted. Where the\n"
     "ring has come round, that file is the one with the oldest items, which are gone then; the other files\n"
-    "stay until the ring comes to them, and jorn repair --oldest A --latest B brings their items back\n"
-    "into view. On a terminal it asks first; elsewhere --yes is needed. A log that is being recorded\n"
-    "into is refused; a damaged one needs jorn repair first.\n\n"
+    "stay until the ring comes to them, and jorn repair --yes --oldest A --latest B DIR brings their\n"
+    "items back into view. On a terminal it asks first; elsewhere --yes is needed. A log that is being\n"
+    "recorded into is refused; a damaged one needs jorn repair first.\n\n"
     "Examples:\n"
     "  jorn clear DIR                  asks\n"
     "  jorn clear --yes DIR            does not\n"
@@ -94,6 +94,7 @@ int clear(const ClearOptions &options) {
     const StoreDirectory directory = StoreDirectory::openForRepair(options.directory);
     const ClearingPlan plan = planClearing(directory, options.files);
     if (!plan.isNothing()) {
+        directory.requireWritable();
         if (!isWanted(options, plan)) {
             refuse(options.directory + ": nothing was changed");
         }

@@ -1,16 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <time.h>
+
 #include <CLI/App.hpp>
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
+#include <filesystem>
 #include <memory>
 
 #include "commands/commands.h"
 #include "commands/log_options.h"
 #include "commands/output_options.h"
+#include "log/names.h"
+#include "log/store_directory.h"
 #include "record/log_mode.h"
 #include "record/recorder.h"
 #include "record/ring_fit.h"
 #include "system/failure.h"
+#include "terminal/time_text.h"
 
 namespace tool {
 namespace {
@@ -36,7 +42,9 @@ constexpr char kDetails[] =
     "  jorn record /var/log/door < door.log         a file\n"
     "  make 2>&1 | jorn record --files 20 build-log   a program, into a ring of 20 files\n"
     "  jorn record -k --slot 3 DIR < /run/door.fifo until it is stopped\n"
-    "  test-run | jorn record --prefix-levels DIR     \"<0>failed\" is an item of level 0\n"
+    "  test-run | jorn record --prefix-levels DIR     \"<3>failed\" is an item of level 0\n"
+    "  jorn record --times iso dpkg < /var/log/dpkg.log   lines with their own times\n"
+    "  jorn export DIR | jorn record --format jsonl COPY  the same items again\n"
     "  jorn record --stats -o json DIR < door.log   and tell what was done\n"
     "  jorn record -k --sync --mode 0755 DIR < /run/door.fifo   safe from cuts, and for all to read\n"
     "Exit codes: 0 done, 2 usage, 3 the index is lost and jorn repair has to decide, 4 input or output\n"
@@ -50,11 +58,61 @@ std::string filesHelp() {
            "enlarges the ring";
 }
 
+/// What is taken apart once all options are there.
+struct RecordWords {
+    std::string level = "2";
+    std::string slot = "0";
+    std::string namesFile;
+    std::string bootTime;
+    bool isUtc = false;
+};
+
+bool isNumber(const std::string &text) { return text.find_first_not_of("0123456789") == std::string::npos; }
+
+/// Those of the directory are looked for only where they are needed: it may have none, or not be there yet.
+Names findNames(const RecordOptions &options, const RecordWords &words) {
+    if (!words.namesFile.empty()) {
+        return readNames(words.namesFile);
+    }
+    const bool isNeeded = !isNumber(words.level) || !isNumber(words.slot);
+    std::error_code ignored;
+    if (!isNeeded || !std::filesystem::is_directory(options.directory, ignored)) {
+        return {};
+    }
+    return namesBeside(StoreDirectory::openForReading(options.directory)).value_or(Names{});
+}
+
+uint32_t parseBootTime(const std::string &text) {
+    const std::optional<uint32_t> time = parseTime(text, ::time(nullptr), Bound::Since);
+    if (!time) {
+        refuse("--boot-time: '" + text + "' is no time from 1970 to 2106: " + kTimeForms);
+    }
+    return *time;
+}
+
+void takeWords(const RecordWords &words, RecordOptions *options) {
+    if (words.isUtc) {
+        useUtc();
+    }
+    options->names = findNames(*options, words);
+    options->level = namedNumber(words.level, options->names.levels, JORN_LEVEL_MAX, "level");
+    options->slot = namedNumber(words.slot, options->names.slots, JORN_SLOT_MAX, "slot");
+    if (!words.bootTime.empty()) {
+        options->bootTime = parseBootTime(words.bootTime);
+    }
+}
+
 /// What needs more than one option to be judged.
 void checkTogether(const RecordOptions &options) {
     if (options.slot >= options.slots) {
         refuse("--slot " + std::to_string(options.slot) + " is not below --slots " +
                std::to_string(options.slots));
+    }
+    if (options.format != "lines" && (!options.times.empty() || options.hasPrefixes)) {
+        refuse("--times and --prefix-levels are for --format lines");
+    }
+    if (options.bootTime && options.times != "kmsg") {
+        refuse("--boot-time is for --times kmsg");
     }
 }
 
@@ -83,19 +141,43 @@ void addRingOptions(CLI::App *command, RecordOptions *options) {
         ->check(CLI::Range(1, JORN_SLOT_MAX));
 }
 
-void addItemOptions(CLI::App *command, RecordOptions *options) {
-    command->add_option("-l,--level", options->level, "Level of the items, 0 to 3; 3 is debug")
-        ->type_name("N")
+void addItemOptions(CLI::App *command, RecordWords *words) {
+    command
+        ->add_option("-l,--level", words->level,
+                     "Level of the items: 0 error, 1 warning, 2 information, 3 debug, or a name")
+        ->type_name("LEVEL")
+        ->capture_default_str();
+    command->add_option("-s,--slot", words->slot, "Slot of the items, below --slots, or a name")
+        ->type_name("SLOT")
+        ->capture_default_str();
+    command
+        ->add_option("--names", words->namesFile,
+                     "File with the names of levels and slots; default: jorn.names in DIR")
+        ->type_name("FILE");
+}
+
+void addFormOptions(CLI::App *command, RecordOptions *options, RecordWords *words) {
+    command->add_option("--format", options->format, "Form of the input: lines, or what jorn export writes")
+        ->type_name("FORM")
         ->capture_default_str()
-        ->check(CLI::Range(0, JORN_LEVEL_MAX - 1));
-    command->add_option("-s,--slot", options->slot, "Slot of the items, below --slots")
-        ->type_name("N")
-        ->capture_default_str()
-        ->check(CLI::Range(0, JORN_SLOT_MAX - 1));
+        ->check(CLI::IsMember({"lines", "jsonl"}));
+    command
+        ->add_option("--times", options->times,
+                     "Lines begin with their times, which are taken off: iso, syslog, rfc5424, kmsg, logcat, "
+                     "epoch, or a pattern of strptime")
+        ->type_name("STAMP");
+    command
+        ->add_option("--boot-time", words->bootTime,
+                     "When the kernel of --times kmsg started; default: when this machine's did")
+        ->type_name("TIME");
+    command->add_flag("--utc", words->isUtc, "Read times that name no zone in UTC instead of local time");
     command->add_flag(
         "--prefix-levels", options->hasPrefixes,
-        "Take <N> at the begin of a line, N from 0 to 3, off and as its level; --level is that of "
-        "other lines");
+        "Take a severity, <0> to <7>, off the beginning of a line and as its level: 0 to 3 are level 0, 4 is "
+        "1, 5 and 6 are 2, 7 is 3; --level is that of other lines");
+}
+
+void addReadingOptions(CLI::App *command, RecordOptions *options) {
     command->add_flag("-k,--keep-going", options->keepsGoing,
                       "At the end of input wait for more, of a FIFO or a growing file, until a signal");
     command->add_flag(
@@ -125,12 +207,16 @@ void addReportOptions(CLI::App *command, RecordOptions *options, OutputOptions *
 void addRecordCommand(CLI::App *app) {
     CLI::App *const command = app->add_subcommand("record", kBrief);
     const auto options = std::make_shared<RecordOptions>();
+    const auto words = std::make_shared<RecordWords>();
     const auto output = std::make_shared<OutputOptions>();
     addRingOptions(command, options.get());
-    addItemOptions(command, options.get());
+    addItemOptions(command, words.get());
+    addFormOptions(command, options.get(), words.get());
+    addReadingOptions(command, options.get());
     addReportOptions(command, options.get(), output.get());
     command->footer(kDetails);
-    command->callback([options, output] {
+    command->callback([options, words, output] {
+        takeWords(*words, options.get());
         checkTogether(*options);
         options->isStatsJson = output->form == "json";
         record(*options);

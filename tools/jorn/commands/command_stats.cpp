@@ -62,10 +62,10 @@ int run(const StatsOptions &options) {
     ReadEnd end;
     StatsAnswer answer;
     answer.stats = readStable(question, &end, [&](const RingView &view, DamageLog *damage) {
+        answer.disk = diskUsageOf(view.look().look());
         return statsOf(view, question.filter, damage);
     });
     answer.stats.isRingSizeKnown = answer.stats.isRingSizeKnown || question.ringSize.has_value();
-    answer.disk = diskUsageOf(question.directory);
     answer.span = chosenSpan(options.per, answer.stats.hours);
     answer.buckets = bucketsOf(answer.stats.hours, answer.span, options.filter.isUtc);
     if (!options.filter.isQuiet) {

@@ -18,7 +18,7 @@ constexpr int kTries = 20;
 constexpr useconds_t kPauseMicroseconds = 20000;
 
 int smallestRing(const DirectoryLook &look) {
-    return smallestRingFor(presenceOf(look.files),
+    return smallestRingFor(presenceOf(look.files, &NamedEntry::itself),
                            {look.index.usablePositions(), look.backup.usablePositions()});
 }
 
@@ -39,10 +39,10 @@ void scanChanged(const StoreDirectory &directory, const DirectoryLook &look, Dia
     for (int position = 0; position < jorn::kSurveySize; ++position) {
         const auto i = static_cast<size_t>(position);
         const bool isKnown = diagnosis->scans.count(position) + diagnosis->unreadable.count(position) > 0;
-        if (!look.files[i].isFile()) {
+        if (!look.files[i].itself.isFile()) {
             diagnosis->scans.erase(position);
             diagnosis->unreadable.erase(position);
-        } else if (!isKnown || !(look.files[i] == diagnosis->look.files[i])) {
+        } else if (!isKnown || !(look.files[i].itself == diagnosis->look.files[i].itself)) {
             scanFile(directory, position, diagnosis);
         }
     }
@@ -59,10 +59,10 @@ bool isSameOrLonger(const Entry &before, const Entry &after) {
 bool isSameRing(const DirectoryLook &before, const DirectoryLook &after, std::vector<int> *growing) {
     growing->clear();
     for (size_t i = 0; i < before.files.size(); ++i) {
-        if (!isSameOrLonger(before.files[i], after.files[i])) {
+        if (!isSameOrLonger(before.files[i].itself, after.files[i].itself)) {
             return false;
         }
-        if (!(before.files[i] == after.files[i])) {
+        if (!(before.files[i].itself == after.files[i].itself)) {
             growing->push_back(static_cast<int>(i));
         }
     }
@@ -75,7 +75,7 @@ void collectFacts(const RingHints &hints, Diagnosis *diagnosis) {
     facts.ringSize = hints.files.value_or(smallestRing(diagnosis->look));
     facts.given = hints.range;
     for (size_t i = 0; i < facts.files.size(); ++i) {
-        facts.files[i].isPresent = diagnosis->look.files[i].isPresent();
+        facts.files[i].isPresent = diagnosis->look.files[i].itself.isPresent();
     }
     for (const auto &[position, scan] : diagnosis->scans) {
         FileFacts &file = facts.files[static_cast<size_t>(position)];
@@ -117,7 +117,7 @@ void judgeRing(Diagnosis *diagnosis) {
     }
     diagnosis->order = findRingOrder(facts);
     if (diagnosis->order.isKnown()) {
-        diagnosis->placement = placeFiles(facts, diagnosis->order.files);
+        diagnosis->placement = placeFiles(facts, diagnosis->order.files, diagnosis->order.cleared);
     }
 }
 
@@ -140,7 +140,8 @@ bool needsSecondLook(const Diagnosis &diagnosis) { return !countFindings(finding
 bool Diagnosis::hasStrangeEntries() const {
     const auto isStrange = [](const Entry &entry) { return entry.isPresent() && !entry.isFile(); };
     return !unreadable.empty() || isStrange(look.index.entry) || isStrange(look.backup.entry) ||
-           std::any_of(look.files.begin(), look.files.end(), isStrange);
+           std::any_of(look.files.begin(), look.files.end(),
+                       [&](const NamedEntry &file) { return isStrange(file.itself); });
 }
 
 bool Diagnosis::isIndexWhole() const {
@@ -168,13 +169,13 @@ Diagnosis diagnose(const StoreDirectory &directory, const RingHints &hints,
                    const std::function<void()> &whenRead) {
     Diagnosis diagnosis;
     for (int tries = 1; tries <= kTries; ++tries) {
-        scanChanged(directory, lookAt(directory), &diagnosis);
+        scanChanged(directory, lookAtAll(directory), &diagnosis);
         judge(hints, &diagnosis);
         if (needsSecondLook(diagnosis)) {
             usleep(kPauseMicroseconds);
         }
         whenRead();
-        diagnosis.isSteady = isSameRing(diagnosis.look, lookAt(directory), &diagnosis.growing);
+        diagnosis.isSteady = isSameRing(diagnosis.look, lookAtAll(directory), &diagnosis.growing);
         if (diagnosis.isSteady) {
             break;
         }

@@ -70,7 +70,7 @@ private:
         tellEntry(kIndexName, diagnosis_.look.index.entry);
         tellEntry(kIndexBackupName, diagnosis_.look.backup.entry);
         for (int position = 0; position < jorn::kSurveySize; ++position) {
-            const Entry &entry = diagnosis_.look.files[static_cast<size_t>(position)];
+            const Entry &entry = diagnosis_.look.files[static_cast<size_t>(position)].itself;
             tellEntry(dataFileName(position), entry);
             tellSharedFile(dataFileName(position), entry);
         }
@@ -156,10 +156,11 @@ private:
                 break;
             case RingOrder::Source::Cleared:
                 tellOutside(Severity::Note, "cleared",
-                            "hold items that were cleared: " + diagnosis_.order.evidence, "");
+                            "items that were cleared: " + diagnosis_.order.evidence, "");
                 break;
             case RingOrder::Source::Files:
-                tellOutside(Severity::Error, "out-of-view", "hold items that no query sees", kRepair);
+                tellOutside(Severity::Error, "out-of-view", "items that no query sees", kRepair);
+                tellLeftBehind();
                 break;
             case RingOrder::Source::Unclear:
                 add(diagnosis_.facts.index ? Severity::Warning : Severity::Error, "order-unclear", "", 0,
@@ -216,9 +217,29 @@ private:
 
     void tellOutside(Severity severity, const char *code, const std::string &what, const char *advice) {
         const IndexPositions range = diagnosis_.facts.index.value_or(IndexPositions{});
-        const std::vector<int> outside = filesOutsideRange(diagnosis_.facts, range);
+        std::vector<int> outside = filesOutsideRange(diagnosis_.facts, range);
+        if (diagnosis_.order.source == RingOrder::Source::Files) {
+            const auto &cleared = diagnosis_.order.cleared;
+            const auto isCleared = [&cleared](int position) {
+                return std::find(cleared.begin(), cleared.end(), position) != cleared.end();
+            };
+            outside.erase(std::remove_if(outside.begin(), outside.end(), isCleared), outside.end());
+        }
         if (!outside.empty()) {
-            add(severity, code, "", 0, listFiles(outside) + " " + what, advice);
+            add(severity, code, "", 0,
+                listFiles(outside) + (outside.size() == 1 ? " holds " : " hold ") + what, advice);
+        }
+    }
+
+    /// An index that leaves nothing out and still is not believed.
+    void tellLeftBehind() {
+        const auto &index = diagnosis_.facts.index;
+        const int newest = diagnosis_.order.files.empty() ? -1 : diagnosis_.order.files.back();
+        if (index && index->latest != newest && filesOutsideRange(diagnosis_.facts, *index).empty()) {
+            add(Severity::Error, "index-behind", kIndexName, 0,
+                "names " + dataFileName(index->latest) + " as the newest file, but " + dataFileName(newest) +
+                    " is: the store's next start would go on in the wrong one",
+                kRepair);
         }
     }
 
@@ -302,10 +323,24 @@ private:
         if (mayBeWritten(position)) {
             add(Severity::Note, "torn-end", name, flaw.offset,
                 "the last line has no end: it may be being written", "check again when nothing is written");
+        } else if (isPassed(position)) {
+            add(Severity::Warning, "torn-end", name, flaw.offset,
+                "the last line has no end: it was cut off, and the ring has moved on since", kRepair);
         } else {
             add(Severity::Warning, "torn-end", name, flaw.offset,
                 "the last line has no end: the next item would be glued to it", kRepair);
         }
+    }
+
+    /// Whether it is known that the store goes on with another file: to this one it writes nothing but
+    /// afresh.
+    bool isPassed(int position) const {
+        const RingOrder &order = diagnosis_.order;
+        if (order.source == RingOrder::Source::Files) {
+            return !order.files.empty() && order.files.back() != position;
+        }
+        const bool isByIndex = order.source != RingOrder::Source::Unclear && diagnosis_.facts.index;
+        return isByIndex && diagnosis_.facts.index->latest != position;
     }
 
     /// A writer holds lines back, so that a file can stand still with half a line at its end.
@@ -315,7 +350,8 @@ private:
         if (std::find(growing.begin(), growing.end(), position) != growing.end()) {
             return true;
         }
-        const int64_t age = time(nullptr) - diagnosis_.look.files[static_cast<size_t>(position)].mark.seconds;
+        const int64_t age =
+            time(nullptr) - diagnosis_.look.files[static_cast<size_t>(position)].itself.mark.seconds;
         return isLatest && age >= 0 && age < kQuietSeconds;
     }
 

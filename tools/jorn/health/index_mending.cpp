@@ -10,7 +10,9 @@
 #include <array>
 #include <vector>
 
+#include "module_limits.h"
 #include "system/failure.h"
+#include "system/file_bytes.h"
 #include "system/file_replacement.h"
 
 namespace tool {
@@ -22,7 +24,7 @@ constexpr char kKeptSuffix[] = ".lost";
 std::vector<int> filledFiles(const DirectoryLook &look) {
     std::vector<int> filled;
     for (int position = 0; position < jorn::kSurveySize; ++position) {
-        const Entry &entry = look.files[static_cast<size_t>(position)];
+        const Entry &entry = look.files[static_cast<size_t>(position)].itself;
         if (entry.isPresent() && entry.mark.size > 0) {
             filled.push_back(position);
         }
@@ -30,8 +32,11 @@ std::vector<int> filledFiles(const DirectoryLook &look) {
     return filled;
 }
 
-bool holdsAll(const IndexPositions &range, const std::vector<int> &files) {
-    const int ringSize = std::max({files.back(), range.oldest, range.latest}) + 1;
+int smallestRing(const DirectoryLook &look, std::initializer_list<std::optional<IndexPositions>> indexes) {
+    return smallestRingFor(presenceOf(look.files, &NamedEntry::itself), indexes);
+}
+
+bool holdsAll(const IndexPositions &range, const std::vector<int> &files, int ringSize) {
     const std::vector<int> inside = positionsInRange(range, ringSize);
     return std::all_of(files.begin(), files.end(), [&inside](int position) {
         return std::find(inside.begin(), inside.end(), position) != inside.end();
@@ -41,7 +46,7 @@ bool holdsAll(const IndexPositions &range, const std::vector<int> &files) {
 /// Whether the store's start goes by what the rewrites of the index have left. Where only the backup is
 /// there, it becomes the index, which is right unless the ring has moved on since.
 bool isGoodEnough(const StoreDirectory &directory) {
-    const DirectoryLook look = lookAt(directory);
+    const DirectoryLook look = lookAtAll(directory);
     const std::vector<int> filled = filledFiles(look);
     if (filled.empty()) {
         // Nothing can be lost, but the store would leave as it is what it can read of it.
@@ -51,7 +56,37 @@ bool isGoodEnough(const StoreDirectory &directory) {
         return look.index.usablePositions().has_value();
     }
     const auto backup = look.backup.usablePositions();
-    return backup && holdsAll(*backup, filled) && diagnose(directory, {}).facts.index;
+    return backup && holdsAll(*backup, filled, smallestRing(look, {backup})) &&
+           diagnose(directory, {}).facts.index;
+}
+
+/// Enough lines to be full, whatever they hold.
+bool mayBeFull(const StoreDirectory &directory, int position) {
+    const Descriptor file = openQuietly(directory, dataFileName(position));
+    std::vector<char> block(1 << 16);
+    int64_t lines = 0;
+    int64_t offset = 0;
+    while (const size_t length =
+               readAt(file.get(), static_cast<uint64_t>(offset), block.data(), block.size())) {
+        lines += std::count(block.begin(), block.begin() + static_cast<ptrdiff_t>(length), '\n');
+        offset += static_cast<int64_t>(length);
+    }
+    return lines + 1 >= jorn::kCsvItemMax;
+}
+
+/// Whether a whole index may be none of these files', so that they have to be read. It is as good as certain
+/// if it names every file, and its newest one is there and has room.
+bool mayBeContradicted(const StoreDirectory &directory, std::optional<int> ringSize) {
+    const DirectoryLook look = lookAtAll(directory);
+    const auto index = look.index.usablePositions();
+    const std::vector<int> filled = filledFiles(look);
+    if (!index || filled.empty()) {
+        return false;
+    }
+    const int size = std::max(ringSize.value_or(0), smallestRing(look, {index}));
+    const Entry &newest = look.files[static_cast<size_t>(index->latest)].itself;
+    return (ringSize && !isInRing(*index, *ringSize)) || !holdsAll(*index, filled, size) ||
+           !newest.isFile() || (newest.mark.size > 0 && mayBeFull(directory, index->latest));
 }
 
 std::string flawOf(const IndexEntry &index) {
@@ -64,14 +99,30 @@ std::string flawOf(const IndexEntry &index) {
     return index.positions() ? "beyond any ring" : "not whole";
 }
 
-/// The name that keeps what is replaced. Only a directory cannot make way for it.
+/// Of one that the store would go by, too.
+std::string flawOf(const Diagnosis &diagnosis) {
+    const IndexEntry &index = diagnosis.look.index;
+    const auto positions = index.usablePositions();
+    if (!positions) {
+        return flawOf(index);
+    }
+    const int ringSize = diagnosis.facts.ringSize;
+    return isInRing(*positions, ringSize) ? "at odds with the files"
+                                          : "beyond a ring of " + std::to_string(ringSize) + " files";
+}
+
+/// The name that keeps what is replaced: a free one, or the one that a start which was cut has given it.
 std::string keptName(const StoreDirectory &directory, const char *name) {
+    const Entry former = lookAtEntry(directory, name);
     const std::string first = std::string(name) + kKeptSuffix;
     std::string kept = first;
-    for (int number = 2; lookAtEntry(directory, kept).kind == Entry::Kind::Directory; ++number) {
+    for (int number = 2;; ++number) {
+        const Entry entry = lookAtEntry(directory, kept);
+        if (!entry.isPresent() || (entry.isFile() && isSameFile(entry.mark, former.mark))) {
+            return kept;
+        }
         kept = first + "-" + std::to_string(number);
     }
-    return kept;
 }
 
 std::string keptText(const StoreDirectory &directory, const DirectoryLook &look) {
@@ -91,7 +142,14 @@ bool keepsItems(const Diagnosis &diagnosis) {
     return diagnosis.placement && diagnosis.placement->moves.empty();
 }
 
-bool isCertain(const Diagnosis &diagnosis) { return diagnosis.order.isKnown() && keepsItems(diagnosis); }
+bool isCertain(const Diagnosis &diagnosis) {
+    return diagnosis.order.isKnown() && diagnosis.order.doubt.empty() && keepsItems(diagnosis);
+}
+
+bool isByIndex(const Diagnosis &diagnosis) {
+    const RingOrder::Source source = diagnosis.order.source;
+    return source == RingOrder::Source::Index || source == RingOrder::Source::Cleared;
+}
 
 /// As a word of a command line for the shell: in quotes only where it needs them.
 std::string shellWord(const std::string &text) {
@@ -108,11 +166,10 @@ std::string shellWord(const std::string &text) {
 
 IndexMending decide(const Diagnosis &diagnosis, const StoreDirectory &directory) {
     IndexMending mending;
-    mending.flaw = flawOf(diagnosis.look.index);
+    mending.flaw = flawOf(diagnosis);
     mending.kept = keptText(directory, diagnosis.look);
-    mending.reason = diagnosis.order.evidence;
-    const RingOrder::Source source = diagnosis.order.source;
-    if (source == RingOrder::Source::Index || source == RingOrder::Source::Cleared) {
+    mending.reason = diagnosis.order.reason();
+    if (isByIndex(diagnosis)) {
         return mending;
     }
     if (isCertain(diagnosis)) {
@@ -122,24 +179,34 @@ IndexMending decide(const Diagnosis &diagnosis, const StoreDirectory &directory)
     }
     mending.kind = IndexMending::Kind::Unclear;
     mending.advice = "`jorn repair --yes --oldest A --latest B " + shellWord(directory.path()) + "` decides";
-    if (diagnosis.order.isKnown()) {
+    if (diagnosis.order.isKnown() && !keepsItems(diagnosis)) {
         mending.reason = "files would have to change their places";
         mending.advice = "`jorn repair " + shellWord(directory.path()) + "` shows how";
     }
     return mending;
 }
 
+/// The ring that the files need, with what is named within the size that is asked for.
+int leastRing(const DirectoryLook &look, int requested) {
+    const auto within = [requested](const std::optional<IndexPositions> &positions) {
+        return positions && isInRing(*positions, requested) ? positions : std::nullopt;
+    };
+    return smallestRing(look, {within(look.index.usablePositions()), within(look.backup.usablePositions())});
+}
+
 /// The size that is asked for may be that of the ring, or one that it is to get. What is read is judged by
 /// the former if that leads to anything, else by what the files show.
 void judgeBySize(std::optional<int> ringSize, Diagnosis *diagnosis) {
-    if (ringSize && *ringSize > diagnosis->facts.ringSize) {
-        Diagnosis larger = *diagnosis;
-        judge({ringSize, std::nullopt}, &larger);
-        // Where only a backup is there, a file that a smaller ring does not have is missing in any case.
-        const bool isByBackup = larger.order.source == RingOrder::Source::Index;
-        if (isCertain(larger) && !(isByBackup && isCertain(*diagnosis))) {
-            *diagnosis = larger;
-        }
+    if (!ringSize || *ringSize <= diagnosis->look.highestFile()) {
+        return;
+    }
+    judge({leastRing(diagnosis->look, *ringSize), std::nullopt}, diagnosis);
+    Diagnosis larger = *diagnosis;
+    judge({ringSize, std::nullopt}, &larger);
+    // Where only a backup is there, a file that a smaller ring does not have is missing in any case.
+    const bool isByBackup = isByIndex(larger) && !larger.look.index.entry.isPresent();
+    if ((isCertain(larger) || isByIndex(larger)) && !(isByBackup && isCertain(*diagnosis))) {
+        *diagnosis = larger;
     }
 }
 
@@ -147,7 +214,9 @@ void judgeBySize(std::optional<int> ringSize, Diagnosis *diagnosis) {
 void keepIndex(const StoreDirectory &directory) {
     const int fd = directory.descriptor();
     const std::string kept = keptName(directory, kIndexName);
-    unlinkat(fd, kept.c_str(), 0);
+    if (lookAtEntry(directory, kept).isPresent()) {
+        return;
+    }
     int result = linkat(fd, kIndexName, fd, kept.c_str(), 0);
     if (result < 0 && (errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS)) {
         // A file system without second names. A cut here leaves no index, which is found again likewise.
@@ -172,7 +241,7 @@ void keepBackup(const StoreDirectory &directory) {
 bool isIndexLost(const StoreDirectory &directory) { return !isGoodEnough(directory); }
 
 IndexMending planIndexMending(const StoreDirectory &directory, std::optional<int> ringSize) {
-    if (!isIndexLost(directory)) {
+    if (!isIndexLost(directory) && !mayBeContradicted(directory, ringSize)) {
         return {};
     }
     Diagnosis diagnosis = diagnose(directory, {});

@@ -52,7 +52,7 @@ void planIndex(const Diagnosis &diagnosis, RepairPlan *plan) {
         diagnosis.isIndexWhole() && diagnosis.look.index.positions() == plan->placement.positions;
     if (!isSame) {
         plan->steps.push_back("write index.csv: " + textOf(plan->placement.positions) + ", because " +
-                              diagnosis.order.evidence);
+                              diagnosis.order.reason());
     } else {
         plan->indexText = diagnosis.look.index.text;
     }

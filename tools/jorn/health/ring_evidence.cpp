@@ -82,6 +82,31 @@ public:
         return !fileAt(jorn::ringSuccessor(facts_.ringSize, position)).hasItems();
     }
 
+    /// Whether the files are those of 0 upward, and every one but the last is full. So they were filled one
+    /// after the other, and none was ever begun afresh, whatever the clock said.
+    bool isFilledByNumber() const {
+        const int last = ring_.back();
+        const bool isWithoutGap = last + 1 == static_cast<int>(ring_.size());
+        return isWithoutGap && !fileAt(last).isFull() &&
+               std::all_of(ring_.begin(), ring_.end() - 1,
+                           [this](int position) { return fileAt(position).isFull(); });
+    }
+
+    /// By how full it is, the store may have ended with this file.
+    bool looksNewest(int position) const { return !fileAt(position).isFull() || isFreeBehind(position); }
+
+    /// A file that may as well be the newest, would the clock have been set back behind the one that is by
+    /// the times. One that a clearing left as it was is not meant.
+    std::optional<int> otherThan(int newest) const {
+        const bool isByFill =
+            std::any_of(ring_.begin(), ring_.end(), [this](int position) { return looksNewest(position); });
+        const auto other = std::find_if(ring_.begin(), ring_.end(), [&](int position) {
+            const bool wasLeft = isLeftByClearing(position) && !isLeftByClearing(newest);
+            return position != newest && (looksNewest(position) || !isByFill) && !wasLeft;
+        });
+        return other == ring_.end() ? std::nullopt : std::optional<int>(*other);
+    }
+
     /// The newest file is full while another is not, and the ring goes on behind it: then the file that is
     /// not full may be the newest, and the clock have been wrong.
     bool contradictsFill(int newest) const {
@@ -92,6 +117,10 @@ public:
     }
 
 private:
+    bool isLeftByClearing(int position) const {
+        return fileAt(jorn::ringSuccessor(facts_.ringSize, position)).startsCleared;
+    }
+
     const RingFacts &facts_;
     std::vector<int> ring_;
 };
@@ -122,7 +151,11 @@ Seam findSeam(const Evidence &evidence) {
     return seam;
 }
 
-RingOrder unclear(const std::string &why) { return {RingOrder::Source::Unclear, {}, why}; }
+RingOrder fromFiles(const std::vector<int> &order, const std::string &why) {
+    return {RingOrder::Source::Files, order, {}, why, ""};
+}
+
+RingOrder unclear(const std::string &why) { return {RingOrder::Source::Unclear, {}, {}, why, ""}; }
 
 std::string span(const std::vector<int> &order) {
     return at(order.front()) + " is the oldest and " + at(order.back()) + " the newest";
@@ -165,14 +198,29 @@ RingOrder findByFill(const Evidence &evidence) {
             "the times of all files are equal, and more or fewer than one of them looks like the newest");
     }
     const std::vector<int> order = evidence.ringOrderBehind(ends.front());
-    return {RingOrder::Source::Files, order,
-            "the times of all files are equal, and only " + at(order.back()) +
-                " is not full or has no file behind it: " + span(order)};
+    return fromFiles(order, "the times of all files are equal, and only " + at(order.back()) +
+                                " is not full or has no file behind it: " + span(order));
+}
+
+/// A clock that was set back makes the times fall where the ring does not end, so that they are no evidence
+/// where another file may be the newest.
+RingOrder withDoubt(const Evidence &evidence, RingOrder order) {
+    const auto other = order.isKnown() ? evidence.otherThan(order.files.back()) : std::nullopt;
+    if (other) {
+        order.doubt = "had the clock been set back, " + at(*other) + " could be the newest as well";
+    }
+    return order;
 }
 
 RingOrder byTimes(const Evidence &evidence, const std::vector<int> &order, const std::string &why) {
-    return unlessFillContradicts(
-        evidence, {RingOrder::Source::Files, order, why + ": " + span(order) + times(evidence, order)});
+    return withDoubt(evidence, unlessFillContradicts(evidence, fromFiles(order, why + ": " + span(order) +
+                                                                                    times(evidence, order))));
+}
+
+RingOrder findByNumber(const Evidence &evidence) {
+    const std::vector<int> &order = evidence.ring();
+    return fromFiles(order, "every file but the last, " + at(order.back()) +
+                                ", is full, so they were filled one after the other: " + span(order));
 }
 
 RingOrder findByTimes(const Evidence &evidence) {
@@ -200,26 +248,57 @@ RingOrder findByTimes(const Evidence &evidence) {
     return unclear(falls + "and files share their times, so their order cannot be told");
 }
 
+/// Whether a range leaves items out for no reason that shows: what a clearing leaves out, it says.
+bool leavesItemsOut(const RingFacts &facts, const IndexPositions &range) {
+    return !filesOutsideRange(facts, range).empty() &&
+           !facts.files[static_cast<size_t>(range.oldest)].startsCleared;
+}
+
+RingOrder fromRange(const RingFacts &facts, const IndexPositions &range, const std::string &why) {
+    RingOrder order = fromFiles(filesInRange(facts, range), why);
+    order.cleared = filesOutsideRange(facts, range);
+    return order;
+}
+
+/// The file after the newest of former positions, if the ring has moved on there since. The ring may be
+/// larger than its files show, or become it now, so that this file is looked for in both.
+std::optional<int> fileBegunAfter(const RingFacts &facts, const IndexPositions &former) {
+    if (!facts.files[static_cast<size_t>(former.latest)].isFull()) {
+        return std::nullopt;
+    }
+    FilePresence files{};
+    std::transform(facts.files.begin(), facts.files.end(), files.begin(),
+                   [](const FileFacts &file) { return file.isPresent; });
+    for (const int size : {facts.ringSize, smallestRingFor(files, {former})}) {
+        const int next = jorn::ringSuccessor(size, former.latest);
+        if (facts.files[static_cast<size_t>(next)].hasItems()) {
+            return next;
+        }
+    }
+    return std::nullopt;
+}
+
 /// The store begins the file after the newest, rewrites the index, and only then stores items there. So where
 /// that file was begun and holds none, the backup is the index that was to be rewritten, whatever the times
 /// say.
 bool isOfCutRotation(const RingFacts &facts, const Evidence &evidence, int next) {
     const IndexPositions &backup = *facts.backup;
     return evidence.fileAt(next).isPresent && !evidence.fileAt(next).hasItems() &&
-           evidence.fileAt(backup.latest).hasItems() && filesOutsideRange(facts, backup).empty();
+           evidence.fileAt(backup.latest).hasItems() && !leavesItemsOut(facts, backup);
 }
 
 /// Where the times show nothing, unless the files contradict the backup.
-RingOrder byBackup(const RingFacts &facts, const std::string &evidence, int next) {
+RingOrder byBackup(const RingFacts &facts, const std::string &evidence) {
     const IndexPositions &backup = *facts.backup;
-    if (!filesOutsideRange(facts, backup).empty()) {
+    if (leavesItemsOut(facts, backup)) {
         return unclear(evidence + ", which leaves items out");
     }
-    if (hasMovedOn(facts, backup)) {
-        return unclear(evidence + ", but " + at(backup.latest) + " is full and " + at(next) + " holds items");
+    if (const auto next = fileBegunAfter(facts, backup)) {
+        return unclear(evidence + ", but " + at(backup.latest) + " is full and " + at(*next) +
+                       " holds items");
     }
-    return {RingOrder::Source::Files, filesInRange(facts, backup),
-            "index.bak names " + textOf(backup) + ", and every item lies in that range"};
+    return fromRange(facts, backup,
+                     "index.bak names " + textOf(backup) + ", and every item lies in that range");
 }
 
 /// The backup is the index of before the rewrite that was cut: the ring may have moved on by one file.
@@ -228,15 +307,15 @@ RingOrder comparedWithBackup(const RingFacts &facts, const Evidence &evidence, R
     const int next = jorn::ringSuccessor(facts.ringSize, backup.latest);
     const std::string named = "index.bak names " + textOf(backup);
     if (isOfCutRotation(facts, evidence, next)) {
-        return {RingOrder::Source::Files, filesInRange(facts, backup),
-                named + ", and the file after its newest was just begun"};
+        return fromRange(facts, backup, named + ", and the file after its newest was just begun");
     }
     if (!order.isKnown()) {
-        return byBackup(facts, order.evidence + "; " + named, next);
+        return byBackup(facts, order.evidence + "; " + named);
     }
     const int newest = order.files.back();
     if (evidence.isRotation(order.files) && (newest == backup.latest || newest == next)) {
         order.evidence += "; " + named + ", which agrees";
+        order.doubt.clear();
         return order;
     }
     if (hasMovedOn(facts, backup) && !evidence.fileAt(newest).isFull()) {
@@ -246,14 +325,31 @@ RingOrder comparedWithBackup(const RingFacts &facts, const Evidence &evidence, R
     return unclear(order.evidence + "; " + named + ", which does not agree");
 }
 
-RingOrder findFromFiles(const RingFacts &facts) {
-    const Evidence evidence(facts);
-    if (evidence.ring().size() == 1) {
-        return {RingOrder::Source::Files, evidence.ring(),
-                "only " + at(evidence.ring().front()) + " holds items"};
+/// What was cleared last begins the log: older items stay out of view.
+RingOrder withoutCleared(const RingFacts &facts, RingOrder order) {
+    const auto begin = std::find_if(order.files.rbegin(), order.files.rend(), [&facts](int position) {
+        return facts.files[static_cast<size_t>(position)].startsCleared;
+    });
+    if (begin != order.files.rend()) {
+        order.cleared.insert(order.cleared.end(), order.files.begin(), begin.base() - 1);
+        order.files.erase(order.files.begin(), begin.base() - 1);
     }
-    const RingOrder order = findByTimes(evidence);
+    if (!order.cleared.empty()) {
+        order.evidence += "; what was cleared before " + at(order.files.front()) + " stays out of view";
+    }
+    return order;
+}
+
+RingOrder findAll(const RingFacts &facts, const Evidence &evidence) {
+    if (evidence.ring().size() == 1) {
+        return fromFiles(evidence.ring(), "only " + at(evidence.ring().front()) + " holds items");
+    }
+    const RingOrder order = evidence.isFilledByNumber() ? findByNumber(evidence) : findByTimes(evidence);
     return facts.backup ? comparedWithBackup(facts, evidence, order) : order;
+}
+
+RingOrder findFromFiles(const RingFacts &facts) {
+    return withoutCleared(facts, findAll(facts, Evidence(facts)));
 }
 
 RingOrder takeGiven(const RingFacts &facts) {
@@ -261,12 +357,69 @@ RingOrder takeGiven(const RingFacts &facts) {
     if (!outside.empty()) {
         return unclear("the positions that were given leave out the items of " + listFiles(outside));
     }
-    return {RingOrder::Source::Files, filesInRange(facts, *facts.given), "the positions were given"};
+    return fromFiles(filesInRange(facts, *facts.given), "the positions were given");
+}
+
+RingOrder fromIndex(const RingFacts &facts, RingOrder::Source source, const std::string &why) {
+    RingOrder order = fromRange(facts, *facts.index, why);
+    order.source = source;
+    return order;
+}
+
+/// Of an index that names every file with items. Its newest file is missing, or is full while the next one
+/// holds items: then it may be an index of before the ring moved on. It is none if the times and the fill of
+/// the files agree on another newest file.
+RingOrder judgeWholeRange(const RingFacts &facts) {
+    const FileFacts &newest = facts.files[static_cast<size_t>(facts.index->latest)];
+    const RingOrder named =
+        fromIndex(facts, RingOrder::Source::Index, "the index names every file with items");
+    if (newest.isPresent && !hasMovedOn(facts, *facts.index)) {
+        return named;
+    }
+    const RingOrder found = findFromFiles(facts);
+    const bool isElsewhere = found.isKnown() && found.files.back() != named.files.back();
+    if (newest.isPresent) {
+        const bool isCertain = isElsewhere && found.doubt.empty() &&
+                               !facts.files[static_cast<size_t>(found.files.back())].isFull();
+        return isCertain ? found : named;
+    }
+    return found.isKnown() && !isElsewhere ? named : found;
+}
+
+/// Cut before it began its file: what it has cleared is there, and nothing came after it.
+bool isOfCutClearing(const RingFacts &facts) {
+    if (facts.index->oldest != facts.index->latest) {
+        return false;
+    }
+    const RingOrder order = findFromFiles(facts);
+    return order.isKnown() && order.doubt.empty() &&
+           jorn::ringSuccessor(facts.ringSize, order.files.back()) == facts.index->latest;
 }
 
 /// What a start without an index leaves: the range begins at 0. Any other range that leaves items out was
 /// written on purpose, by a clearing.
 bool isRangeOfReset(const IndexPositions &index) { return index.oldest == 0; }
+
+RingOrder judgeIndex(const RingFacts &facts) {
+    const IndexPositions &index = *facts.index;
+    const std::vector<int> outside = filesOutsideRange(facts, index);
+    if (outside.empty()) {
+        return judgeWholeRange(facts);
+    }
+    if (facts.files[static_cast<size_t>(index.oldest)].startsCleared) {
+        return fromIndex(facts, RingOrder::Source::Cleared,
+                         at(index.oldest) + " begins where the log was cleared");
+    }
+    if (isRangeOfReset(index)) {
+        return findFromFiles(facts);
+    }
+    if (isOfCutClearing(facts)) {
+        return fromIndex(facts, RingOrder::Source::Cleared,
+                         at(index.latest) + " is the next file, as when a clearing is cut");
+    }
+    return unclear("the index leaves out the items of " + listFiles(outside) +
+                   ", as after a clearing that was not logged");
+}
 
 }  // namespace
 
@@ -293,9 +446,7 @@ std::vector<int> filesOutsideRange(const RingFacts &facts, const IndexPositions 
 }
 
 bool hasMovedOn(const RingFacts &facts, const IndexPositions &former) {
-    const int next = jorn::ringSuccessor(facts.ringSize, former.latest);
-    return facts.files[static_cast<size_t>(former.latest)].isFull() &&
-           facts.files[static_cast<size_t>(next)].hasItems();
+    return fileBegunAfter(facts, former).has_value();
 }
 
 std::string listFiles(const std::vector<int> &positions) {
@@ -321,27 +472,11 @@ RingOrder findRingOrder(const RingFacts &facts) {
     const bool isAnyItem = std::any_of(facts.files.begin(), facts.files.end(),
                                        [](const FileFacts &file) { return file.hasItems(); });
     if (!isAnyItem) {
-        return {
-            facts.index ? RingOrder::Source::Index : RingOrder::Source::Files, {}, "no file holds an item"};
+        RingOrder order = fromFiles({}, "no file holds an item");
+        order.source = facts.index ? RingOrder::Source::Index : RingOrder::Source::Files;
+        return order;
     }
-    if (!facts.index) {
-        return findFromFiles(facts);
-    }
-    const std::vector<int> outside = filesOutsideRange(facts, *facts.index);
-    if (outside.empty()) {
-        return {RingOrder::Source::Index, filesInRange(facts, *facts.index),
-                "the index names every file with items"};
-    }
-    const FileFacts &oldest = facts.files[static_cast<size_t>(facts.index->oldest)];
-    if (oldest.startsCleared) {
-        return {RingOrder::Source::Cleared, filesInRange(facts, *facts.index),
-                at(facts.index->oldest) + " begins where the log was cleared"};
-    }
-    if (!isRangeOfReset(*facts.index)) {
-        return unclear("the index leaves out the items of " + listFiles(outside) +
-                       ", as after a clearing that was not logged");
-    }
-    return findFromFiles(facts);
+    return facts.index ? judgeIndex(facts) : findFromFiles(facts);
 }
 
 }  // namespace tool

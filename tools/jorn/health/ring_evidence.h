@@ -42,16 +42,21 @@ struct RingFacts {
 struct RingOrder {
     enum class Source {
         Index,    ///< The index tells it, and every item is in its range.
-        Cleared,  ///< The index tells it; the items outside its range were cleared.
+        Cleared,  ///< The same, but the items outside its range were cleared.
         Files,    ///< Found from the files.
         Unclear,  ///< Cannot be told.
     };
 
     Source source = Source::Unclear;
-    std::vector<int> files;  ///< Positions of the files with items, oldest first.
-    std::string evidence;    ///< Why, or why not, as a sentence without its stop.
+    std::vector<int> files;    ///< Positions of the files with items in view, oldest first.
+    std::vector<int> cleared;  ///< Of those that hold what was cleared.
+    std::string evidence;      ///< Why, or why not, as a sentence without its stop.
+    std::string doubt;         ///< What else is possible, likewise; empty where nothing is.
 
     bool isKnown() const { return source == Source::Index || source == Source::Files; }
+
+    /// The evidence, with the doubt that it leaves.
+    std::string reason() const { return doubt.empty() ? evidence : evidence + "; " + doubt; }
 };
 
 RingOrder findRingOrder(const RingFacts &facts);

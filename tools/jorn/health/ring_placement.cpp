@@ -48,11 +48,13 @@ bool isRangeOf(const RingFacts &facts, const IndexPositions &range, const std::v
     return true;
 }
 
-/// A ring that has not come round may be larger than it shows.
-bool isTidyInAnyRing(const RingFacts &facts, const IndexPositions &positions) {
-    const bool hasWrapped = positions.latest < positions.oldest;
+/// A ring that has not come round may be larger than it shows. One that was cleared may have come round
+/// before.
+bool isTidyInAnyRing(const RingFacts &facts, const IndexPositions &positions,
+                     const std::vector<int> &cleared) {
+    const bool mayHaveWrapped = positions.latest < positions.oldest || !cleared.empty();
     return isTidy(facts, positions, facts.ringSize) &&
-           (hasWrapped || isTidy(facts, positions, jorn::kSurveySize));
+           (mayHaveWrapped || isTidy(facts, positions, jorn::kSurveySize));
 }
 
 std::vector<int> filesWithoutItems(const RingFacts &facts) {
@@ -73,13 +75,16 @@ RingFacts without(RingFacts facts, const std::vector<int> &dropped) {
     return facts;
 }
 
-Placement layOut(const std::vector<int> &order, std::vector<int> dropped) {
+Placement layOut(const std::vector<int> &order, const std::vector<int> &cleared, std::vector<int> dropped) {
+    std::vector<int> all = cleared;
+    all.insert(all.end(), order.begin(), order.end());
     Placement placement;
-    placement.positions = {0, std::max(static_cast<int32_t>(order.size()) - 1, 0)};
+    placement.positions = {static_cast<int32_t>(cleared.size()),
+                           std::max(static_cast<int32_t>(all.size()) - 1, 0)};
     placement.dropped = std::move(dropped);
-    for (size_t target = 0; target < order.size(); ++target) {
-        if (order[target] != static_cast<int>(target)) {
-            placement.moves.push_back({order[target], static_cast<int>(target)});
+    for (size_t target = 0; target < all.size(); ++target) {
+        if (all[target] != static_cast<int>(target)) {
+            placement.moves.push_back({all[target], static_cast<int>(target)});
         }
     }
     return placement;
@@ -97,8 +102,9 @@ std::optional<int> Placement::targetOf(int position) const {
     return move == moves.end() ? position : move->to;
 }
 
-std::optional<Placement> placeFiles(const RingFacts &facts, const std::vector<int> &order) {
-    if (static_cast<int>(order.size()) > facts.ringSize) {
+std::optional<Placement> placeFiles(const RingFacts &facts, const std::vector<int> &order,
+                                    const std::vector<int> &cleared) {
+    if (static_cast<int>(order.size() + cleared.size()) > facts.ringSize) {
         return std::nullopt;
     }
     if (facts.index && !facts.given && isRangeOf(facts, *facts.index, order) &&
@@ -110,11 +116,11 @@ std::optional<Placement> placeFiles(const RingFacts &facts, const std::vector<in
     const std::vector<int> empty = filesWithoutItems(facts);
     for (const std::vector<int> &dropped : {std::vector<int>{}, empty}) {
         const RingFacts left = without(facts, dropped);
-        if (isRangeOf(left, ends, order) && isTidyInAnyRing(left, ends)) {
+        if (isRangeOf(left, ends, order) && isTidyInAnyRing(left, ends, cleared)) {
             return Placement{ends, {}, dropped};
         }
     }
-    return layOut(order, empty);
+    return layOut(order, cleared, empty);
 }
 
 }  // namespace tool

@@ -30,9 +30,10 @@ struct Placement {
 };
 
 /// Files stay where they are if the order can be told that way: by the index as it is, or by new positions.
-/// Else they are laid out from 0 upward, which holds in any larger ring too. Nothing when the ring is too
-/// small for the files.
-std::optional<Placement> placeFiles(const RingFacts &facts, const std::vector<int> &order);
+/// Else they are laid out from 0 upward, which holds in any larger ring too, with those that were cleared
+/// first, out of view. Nothing when the ring is too small for the files.
+std::optional<Placement> placeFiles(const RingFacts &facts, const std::vector<int> &order,
+                                    const std::vector<int> &cleared = {});
 
 }  // namespace tool
 

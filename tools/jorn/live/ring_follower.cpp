@@ -359,30 +359,37 @@ void RingFollower::leave() {
     former_ = cursor_->read().count > 0 ? cursor_->read() : former_;
 }
 
-void RingFollower::remember(const RingFile &file) {
-    const FileMark mark = markOf(file.file.get());
-    old_[identityOf(mark)] = {mark, headOf(file.file.get())};
-}
-
 /// What is in the directory is old, but for the files of the view from one on.
 void RingFollower::rememberAllBut(const RingView &view, size_t firstUnread) {
-    for (int number = 0; number < jorn::kSurveySize; ++number) {
-        const auto unread =
-            std::find_if(view.files().begin() + static_cast<ptrdiff_t>(firstUnread), view.files().end(),
-                         [&](const RingFile &file) { return file.number == number; });
-        if (unread != view.files().end()) {
-            continue;
-        }
-        RingFile file;
-        try {
-            file.file = openRegular(*directory_, dataFileName(number));
-        } catch (const Failure &) {
-            continue;  // What cannot be opened has no items to pass on.
-        }
-        if (file.file.isOpen()) {
-            remember(file);
+    std::set<int> inView;
+    for (const RingFile &file : view.files()) {
+        inView.insert(file.number);
+        const bool isRead = inView.size() <= firstUnread;
+        if (isRead && file.file.isOpen()) {
+            remember(file.mark, file.begin);
         }
     }
+    const FilePresence isPresent = view.look().presence();
+    for (int number = 0; number < jorn::kSurveySize; ++number) {
+        if (isPresent[static_cast<size_t>(number)] && inView.count(number) == 0) {
+            rememberOutside(number);
+        }
+    }
+}
+
+void RingFollower::rememberOutside(int number) {
+    try {
+        const Descriptor file = openRegular(*directory_, dataFileName(number));
+        if (file.isOpen()) {
+            remember(markOf(file.get()), headOf(file.get()));
+        }
+    } catch (const Failure &) {
+        // What cannot be opened has no items to pass on.
+    }
+}
+
+void RingFollower::remember(const FileMark &mark, const std::string &begin) {
+    old_[identityOf(mark)] = {mark, begin.substr(0, jorn::kLineMax)};
 }
 
 /// Tells of files that were not read in time.

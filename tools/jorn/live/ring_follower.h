@@ -91,8 +91,9 @@ private:
     void change(std::optional<FileCursor> cursor);
     void enter(const RingFile &file);
     void leave();
-    void remember(const RingFile &file);
     void rememberAllBut(const RingView &view, size_t firstUnread);
+    void rememberOutside(int number);
+    void remember(const FileMark &mark, const std::string &begin);
     void tellPassed(const RingView &view, size_t next, bool isIntact) const;
     void tellDamage(const RingView &view);
     void tellOnce(const std::string &text, const std::function<void(const std::string &)> &tell);

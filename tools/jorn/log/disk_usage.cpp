@@ -1,33 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "log/disk_usage.h"
 
-#include <sys/stat.h>
-
 #include "module_limits.h"
 
 namespace tool {
 namespace {
 
-constexpr uint64_t kBlock = 512;  ///< Of st_blocks, whatever the file system's own.
-
-void add(const StoreDirectory &directory, const std::string &name, DiskUsage *usage) {
-    struct stat status;
-    if (fstatat(directory.descriptor(), name.c_str(), &status, 0) == 0 && S_ISREG(status.st_mode)) {
+void add(const Entry &entry, DiskUsage *usage) {
+    if (entry.isFile()) {
         ++usage->files;
-        usage->bytes += static_cast<uint64_t>(status.st_size);
-        usage->allocated += static_cast<uint64_t>(status.st_blocks) * kBlock;
+        usage->bytes += static_cast<uint64_t>(entry.mark.size);
+        usage->allocated += entry.allocated;
     }
 }
 
 }  // namespace
 
-DiskUsage diskUsageOf(const StoreDirectory &directory) {
+DiskUsage diskUsageOf(const DirectoryLook &look) {
     DiskUsage usage;
-    for (int position = 0; position < jorn::kCsvNumMax; ++position) {
-        add(directory, dataFileName(position), &usage);
+    for (const NamedEntry &file : look.files) {
+        add(file.target, &usage);
     }
-    add(directory, kIndexName, &usage);
-    add(directory, kIndexBackupName, &usage);
+    add(look.index.target, &usage);
+    add(look.backup.target, &usage);
     return usage;
 }
 

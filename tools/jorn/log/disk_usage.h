@@ -5,18 +5,18 @@
 
 #include <stdint.h>
 
-#include "log/store_directory.h"
+#include "log/directory_look.h"
 
 namespace tool {
 
-/// All data files, also those that are not in view, and the index.
+/// All data files, also those that are not in view, and the index with its backup.
 struct DiskUsage {
     uint64_t files = 0;
     uint64_t bytes = 0;
     uint64_t allocated = 0;  ///< As the file system counts.
 };
 
-DiskUsage diskUsageOf(const StoreDirectory &directory);
+DiskUsage diskUsageOf(const DirectoryLook &look);
 
 /// The most that the data files of a ring can hold of what the store writes.
 uint64_t largestRing(int ringSize);

@@ -12,6 +12,8 @@
 namespace tool {
 namespace {
 
+constexpr uint64_t kBlock = 512;  ///< Of st_blocks, whatever the file system's own.
+
 Entry::Kind kindOf(mode_t mode) {
     if (S_ISREG(mode)) {
         return Entry::Kind::File;
@@ -27,6 +29,23 @@ Entry entryOf(const struct stat &status) {
     entry.kind = kindOf(status.st_mode);
     entry.mark = markOf(status);
     entry.names = status.st_nlink;
+    entry.allocated = static_cast<uint64_t>(status.st_blocks) * kBlock;
+    return entry;
+}
+
+Entry missingFor(int error) {
+    Entry entry;
+    entry.error = error == ENOENT ? 0 : error;
+    return entry;
+}
+
+Entry targetOf(const StoreDirectory &directory, const std::string &link) {
+    struct stat status;
+    if (fstatat(directory.descriptor(), link.c_str(), &status, 0) == 0) {
+        return entryOf(status);
+    }
+    Entry entry = missingFor(errno);
+    entry.kind = errno == ELOOP ? Entry::Kind::Link : Entry::Kind::Missing;
     return entry;
 }
 
@@ -49,32 +68,34 @@ std::string Entry::flaw() const {
 
 bool operator==(const Entry &a, const Entry &b) { return a.kind == b.kind && a.mark == b.mark; }
 
-FilePresence presenceOf(const DataFileEntries &files) {
+FilePresence presenceOf(const DataFileEntries &files, Sight sight) {
     FilePresence presence{};
     std::transform(files.begin(), files.end(), presence.begin(),
-                   [](const Entry &entry) { return !(entry.mark == FileMark{}); });
+                   [sight](const NamedEntry &file) { return !((file.*sight).mark == FileMark{}); });
     return presence;
 }
 
-Entry lookAtEntry(const StoreDirectory &directory, const std::string &name) {
+NamedEntry lookAtName(const StoreDirectory &directory, const std::string &name) {
     struct stat status;
     if (fstatat(directory.descriptor(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
-        if (errno == ENOENT) {
-            return {};
-        }
-        throw systemFailure(directory.pathOf(name), errno);
+        const Entry missing = missingFor(errno);
+        return {missing, missing};
     }
-    return entryOf(status);
+    const Entry itself = entryOf(status);
+    return {itself, itself.kind == Entry::Kind::Link ? targetOf(directory, name) : itself};
 }
 
-Entry lookThroughLinks(const StoreDirectory &directory, const std::string &name) {
-    struct stat status;
-    if (fstatat(directory.descriptor(), name.c_str(), &status, 0) == 0) {
-        return entryOf(status);
+Entry lookAtEntry(const StoreDirectory &directory, const std::string &name) {
+    Entry entry = lookAtName(directory, name).itself;
+    if (entry.error != 0) {
+        throw systemFailure(directory.pathOf(name), entry.error);
     }
-    Entry entry;
-    entry.kind = errno == ELOOP ? Entry::Kind::Link : Entry::Kind::Missing;
     return entry;
+}
+
+Entry lookAtOpened(const Descriptor &file) {
+    struct stat status;
+    return fstat(file.get(), &status) == 0 ? entryOf(status) : Entry{};
 }
 
 }  // namespace tool

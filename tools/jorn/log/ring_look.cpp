@@ -9,7 +9,17 @@
 namespace tool {
 namespace {
 
-constexpr std::array<const char *, 2> kIndexNames = {kIndexName, kIndexBackupName};
+void requireOpened(const IndexEntry &index) {
+    if (index.unreadable && !index.opened) {
+        throw Failure(*index.unreadable);
+    }
+}
+
+/// The backup was opened only where the store would read it.
+void requireOpened(const IndexLook &look) {
+    requireOpened(look.index);
+    requireOpened(look.backup);
+}
 
 bool isReadableFile(const StoreDirectory &directory, const std::string &name, const Entry &entry) {
     return entry.isFile() && faccessat(directory.descriptor(), name.c_str(), R_OK, AT_EACCESS) == 0;
@@ -21,58 +31,31 @@ void requireReadable(const StoreDirectory &directory, const std::string &name, c
     }
 }
 
+void requireReadable(const StoreDirectory &directory, const IndexLook &look) {
+    requireOpened(look);
+    requireReadable(directory, look.index.target.isPresent() ? kIndexName : kIndexBackupName,
+                    look.used().target);
+}
+
 }  // namespace
 
-IndexLook::IndexLook(const StoreDirectory &directory) {
-    for (size_t i = 0; i < kIndexNames.size(); ++i) {
-        Entry &entry = entries_[i] = lookThroughLinks(directory, kIndexNames[i]);
-        if (entry.isFile() || !entry.isPresent()) {
-            opened_ = std::make_shared<Descriptor>(openRegular(directory, kIndexNames[i]));
-        }
-        const bool isOpen = opened_ != nullptr && opened_->isOpen();
-        if (isOpen) {
-            entry.kind = Entry::Kind::File;
-            entry.mark = markOf(opened_->get());
-            positions_ = readIndex(*opened_);
-        }
-        if (entry.isPresent()) {
-            return;
-        }
-    }
+RingLook::RingLook(const StoreDirectory &directory) : look_(lookAt(directory, Extent::Ring)) {
+    requireOpened(look_);
 }
-
-IndexLook::Entries IndexLook::entriesIn(const StoreDirectory &directory) {
-    Entries entries;
-    for (size_t i = 0; i < kIndexNames.size(); ++i) {
-        entries[i] = lookThroughLinks(directory, kIndexNames[i]);
-        if (entries[i].isPresent()) {
-            break;
-        }
-    }
-    return entries;
-}
-
-bool IndexLook::isStill(const StoreDirectory &directory) const { return entriesIn(directory) == entries_; }
-
-DataFileEntries lookAtDataFiles(const StoreDirectory &directory) {
-    DataFileEntries entries;
-    for (size_t number = 0; number < entries.size(); ++number) {
-        entries[number] = lookThroughLinks(directory, dataFileName(static_cast<int>(number)));
-    }
-    return entries;
-}
-
-RingLook::RingLook(const StoreDirectory &directory) : index(directory), files(lookAtDataFiles(directory)) {}
 
 RingLook RingLook::ofReadable(const StoreDirectory &directory) {
     RingLook look(directory);
-    for (size_t i = 0; i < kIndexNames.size(); ++i) {
-        requireReadable(directory, kIndexNames[i], look.index.entries()[i]);
-    }
-    for (size_t number = 0; number < look.files.size(); ++number) {
-        requireReadable(directory, dataFileName(static_cast<int>(number)), look.files[number]);
+    requireReadable(directory, look.index());
+    for (size_t number = 0; number < look.look_.files.size(); ++number) {
+        requireReadable(directory, dataFileName(static_cast<int>(number)), look.look_.files[number].target);
     }
     return look;
+}
+
+std::optional<IndexPositions> readIndex(const StoreDirectory &directory) {
+    const IndexLook look = lookAtIndex(directory, Extent::Ring);
+    requireReadable(directory, look);
+    return look.positions();
 }
 
 }  // namespace tool

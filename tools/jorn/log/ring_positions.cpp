@@ -1,29 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "log/ring_positions.h"
 
-#include <stdio.h>
-
 #include <algorithm>
 #include <array>
 #include <string>
 
-#include "log/regular_file.h"
 #include "module_limits.h"
 #include "ring.h"
 #include "store/index_text.h"
-#include "system/stream.h"
 
 namespace tool {
 namespace {
-
-/// As the store reads it; a missing second number is 0.
-std::optional<IndexPositions> parseIndex(FILE *index) {
-    int32_t version = 0;
-    IndexPositions positions;
-    return jorn::scanIndexText(index, &version, &positions.oldest, &positions.latest) > 0
-               ? std::optional(positions)
-               : std::nullopt;
-}
 
 bool isPresentIn(int32_t position, const void *files) {
     return (*static_cast<const FilePresence *>(files))[static_cast<size_t>(position)];
@@ -49,16 +36,6 @@ std::vector<int> positionsInRange(const IndexPositions &range, int ringSize) {
         positions.push_back(ring.position(i));
     }
     return positions;
-}
-
-std::optional<IndexPositions> readIndex(const StoreDirectory &directory) {
-    const Descriptor index = openRegular(directory, kIndexName);
-    return index.isOpen() ? readIndex(index) : readIndex(openRegular(directory, kIndexBackupName));
-}
-
-std::optional<IndexPositions> readIndex(const Descriptor &file) {
-    const Stream index = streamFrom(file);
-    return index ? parseIndex(index.get()) : std::nullopt;
 }
 
 int highestOf(const FilePresence &files) {

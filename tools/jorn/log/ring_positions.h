@@ -42,14 +42,6 @@ inline bool isInRing(const IndexPositions &positions, int ringSize) {
 /// The positions from the oldest to the latest, around the ring's end where it has come round.
 std::vector<int> positionsInRange(const IndexPositions &range, int ringSize);
 
-/// Reads index.csv, or index.bak when there is no index.csv, and accepts what the store accepts, but never
-/// renames the one to the other. Nothing when neither can be used. Throws Failure when a file is there
-/// but may not be read.
-std::optional<IndexPositions> readIndex(const StoreDirectory &directory);
-
-/// The same of an opened file; nothing of a closed one.
-std::optional<IndexPositions> readIndex(const Descriptor &file);
-
 /// By position: whether there is a data file.
 using FilePresence = std::array<bool, jorn::kSurveySize>;
 

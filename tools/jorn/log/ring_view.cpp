@@ -21,7 +21,7 @@ RingLook lookBetweenRewrites(const StoreDirectory &directory) {
     constexpr useconds_t kPauseMicroseconds = 1000;
     for (int tries = 1;; ++tries) {
         RingLook look(directory);
-        if (look.index.positions() || look.highestFile() < 0 || tries == kTries) {
+        if (look.index().positions() || look.highestFile() < 0 || tries == kTries) {
             return look;
         }
         usleep(kPauseMicroseconds);
@@ -105,7 +105,7 @@ void RingView::summarisePlan() {
 }
 
 void RingView::noteState() {
-    if (!look_.index.positions() && look_.highestFile() >= 0) {
+    if (!look_.index().positions() && look_.highestFile() >= 0) {
         damage_.addText(directory_.path() +
                         ": the index is missing or damaged: only the items of 0.csv are in view, as for "
                         "the store itself; see jorn check");
@@ -118,7 +118,7 @@ void RingView::noteState() {
 }
 
 void RingView::placeFiles(Opening opening) {
-    const FilePresence isPresent = presenceOf(look_.files);
+    const FilePresence isPresent = look_.presence();
     std::array<int, jorn::kSurveySize> numberAt{};
     numberAt.fill(-1);
     for (int32_t number = 0; number < jorn::kSurveySize; ++number) {
@@ -179,7 +179,7 @@ void RingView::openFileLate(RingFile *file, DamageLog *damage) const {
     if (!openFile(file, damage)) {
         return;
     }
-    const FileMark &before = look_.files[static_cast<size_t>(file->number)].mark;
+    const FileMark &before = look_.look().files[static_cast<size_t>(file->number)].target.mark;
     if (!file->file.isOpen() || !isUnchanged(*file, before, markOf(file->file.get()))) {
         damage->addLoss(file->path);
         file->file = Descriptor();
@@ -213,17 +213,20 @@ void RingView::settleEndOf(RingFile *file) {
 }
 
 bool RingView::isCurrent() const {
-    if (!look_.index.isStill(directory_)) {
+    if (!index().isStill(directory_)) {
         return false;
     }
     const DataFileEntries now = lookAtDataFiles(directory_);
-    const auto isSame = [](const Entry &a, const Entry &b) { return isSameFile(a.mark, b.mark); };
-    if (!std::equal(now.begin(), now.end(), look_.files.begin(), isSame)) {
+    const auto isSame = [](const NamedEntry &a, const NamedEntry &b) {
+        return isSameFile(a.target.mark, b.target.mark);
+    };
+    const DataFileEntries &before = look_.look().files;
+    if (!std::equal(now.begin(), now.end(), before.begin(), isSame)) {
         return false;
     }
     return std::all_of(files_.begin(), files_.end(), [&](const RingFile &file) {
         const auto number = static_cast<size_t>(file.number);
-        return !file.file.isOpen() || isUnchanged(file, look_.files[number].mark, now[number].mark);
+        return !file.file.isOpen() || isUnchanged(file, before[number].target.mark, now[number].target.mark);
     });
 }
 

@@ -64,7 +64,7 @@ public:
 
     const StoreDirectory &directory() const { return directory_; }
     const RingLook &look() const { return look_; }
-    const IndexLook &index() const { return look_.index; }
+    const IndexLook &index() const { return look_.index(); }
     const jorn::TidyingPlan &plan() const { return plan_; }
     int ringSize() const { return ringSize_; }
 

@@ -15,7 +15,6 @@ constexpr std::array<const char *, 24> kFacilities = {
     "uucp",   "cron",   "authpriv", "ftp",    "ntp",    "audit",  "alert",  "clock",
     "local0", "local1", "local2",   "local3", "local4", "local5", "local6", "local7"};
 
-constexpr int kSeverityCount = 8;
 constexpr size_t kHostNameMax = 255;
 constexpr size_t kApplicationNameMax = 48;
 
@@ -48,6 +47,11 @@ bool isAscii(const std::string &text) {
 }
 
 }  // namespace
+
+int levelOfSeverity(int severity) {
+    constexpr std::array<int, kSeverityCount> kLevels = {0, 0, 0, 0, 1, 2, 2, 3};
+    return kLevels[static_cast<size_t>(severity)];
+}
 
 std::optional<int> facilityNumber(const std::string &text) {
     const auto *const found = std::find(kFacilities.begin(), kFacilities.end(), std::string_view(text));
@@ -108,6 +112,16 @@ std::string SyslogFormatter::dataOf(const Item &item) const {
     };
     add("level", item.level, style_.names->levels);
     add("slot", item.slot, style_.names->slots);
+    if (!style_.origin.device.empty()) {
+        data += parameter("device", style_.origin.device);
+    }
+    if (!style_.origin.log.empty()) {
+        data += parameter("log", style_.origin.log);
+    }
+    if (style_.origin.isNumbered()) {
+        data += parameter("epoch", std::to_string(style_.origin.epoch));
+        data += parameter("seq", std::to_string(item.seq));
+    }
     return data + "]";
 }
 

@@ -25,17 +25,11 @@ void addFile(const RingFile &file, PieceFilter *filter, RingStats *stats, Damage
     stats->files.push_back(own);
 }
 
-/// Whatever bears the name: a link that leads nowhere, too.
-bool isThere(const StoreDirectory &directory, const char *name) {
-    return lookAtEntry(directory, name).isPresent();
-}
-
-std::string describeIndex(const StoreDirectory &directory, const IndexLook &index) {
+std::string describeIndex(const IndexLook &index) {
     if (index.positions()) {
         return index.isOfBackup() ? "index.bak, for want of index.csv" : kIndexName;
     }
-    const bool hasAny = isThere(directory, kIndexName) || isThere(directory, kIndexBackupName);
-    return hasAny ? "cannot be used; see jorn check" : "missing";
+    return index.hasAny() ? "cannot be used; see jorn check" : "missing";
 }
 
 }  // namespace
@@ -77,7 +71,7 @@ uint64_t LevelTable::totalOfSlot(size_t slot) const {
 
 RingStats statsOf(const RingView &view, const ItemFilter &filter, DamageLog *damage) {
     RingStats stats;
-    stats.index = describeIndex(view.directory(), view.index());
+    stats.index = describeIndex(view.index());
     stats.ringSize = view.ringSize();
     stats.isRingSizeKnown = view.look().hasWrapped();
     stats.oldest = view.plan().oldest;

@@ -50,7 +50,7 @@ ClearingPlan planClearing(const StoreDirectory &directory, std::optional<int> ri
     if (look.isFresh()) {
         return plan;
     }
-    if (!look.index.positions()) {
+    if (!look.index().positions()) {
         throw damaged(directory, "the index is missing or damaged");
     }
     plan.former = look.positions();

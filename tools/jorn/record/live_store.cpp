@@ -6,7 +6,7 @@
 #include <tickLib.h>
 
 #include "csvfile/file_summary.h"
-#include "log/ring_positions.h"
+#include "log/ring_look.h"
 #include "platform.h"
 #include "record/own_files.h"
 #include "registry/registry.h"
@@ -29,7 +29,7 @@ void runStoreTask() {
 
 LiveStore::LiveStore(const StoreDirectory &directory, const Settings &settings)
     : directory_(directory), check_(directory), medium_(directory, settings.syncs) {
-    const DirectoryLook former = lookAt(directory_);
+    const DirectoryLook former = lookAtAll(directory_);
     create(settings);
     try {
         startChecking(former);
@@ -43,9 +43,8 @@ LiveStore::~LiveStore() { JORN_Destroy(handle_); }
 
 void LiveStore::create(const Settings &settings) {
     sysClkDisable();
-    jorn_SetDebugPrintLevel(settings.createPrintLevel);
-    handle_ = JORN_Create(directory_.shortName().c_str(), settings.slots, settings.files);
     jorn_SetDebugPrintLevel(settings.printLevel);
+    handle_ = JORN_Create(directory_.shortName().c_str(), settings.slots, settings.files);
     if (handle_ < 0) {
         throw Failure(directory_.path() + ": the store cannot be started");
     }
@@ -73,7 +72,7 @@ void LiveStore::startChecking(const DirectoryLook &former) {
 
 bool LiveStore::isFirstItemStored(const DirectoryLook &former) const {
     const int32_t position = currentPosition();
-    const Entry &before = former.files[static_cast<size_t>(position)];
+    const Entry &before = former.files[static_cast<size_t>(position)].itself;
     if (lookAtEntry(directory_, dataFileName(position)) == before) {
         return false;
     }

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "jorn.h"
+#include "log/names.h"
 
 namespace tool {
 
@@ -16,22 +17,26 @@ struct RecordOptions {
     std::string directory;
     std::optional<int> files;
     int slots = JORN_SLOT_MAX;
-    int level = 1;
+    int level = 2;
     int slot = 0;
     bool keepsGoing = false;
     bool maySplit = false;
     bool mayShrink = false;
     std::string ifUnclear = "refuse";  ///< Or "aside": what becomes of a ring whose order cannot be told.
-    bool hasPrefixes = false;          ///< Lines may tell their level by "<N>" at their begin.
+    bool hasPrefixes = false;          ///< Lines may have a severity, "<N>", at their beginning.
     bool syncs = false;                ///< Brings what is recorded to the medium.
+    std::string format = "lines";      ///< Or "jsonl": what an export writes.
+    std::string times;                 ///< Form of the times that lines begin with; empty for none.
+    std::optional<uint32_t> bootTime;  ///< When the kernel of a "kmsg" started; else this machine's.
+    Names names;                       ///< For items that name their level or slot.
     bool hasStats = false;
     bool isStatsJson = false;  ///< The form of the statistics; else text.
     std::optional<int> printLevel;
     std::optional<mode_t> mode;  ///< Of the directory, and without the right to execute of the log's files.
 };
 
-/// Stores standard input until its end or a stop signal, with standard output turned to standard error
-/// for the store's messages. Throws Failure when a line is not in the files, or nothing can be recorded.
+/// Stores standard input until its end or a stop signal. Throws Failure when a line is not in the files, or
+/// nothing can be recorded; of damage, at the end, when some of the input was no item.
 void record(const RecordOptions &options);
 
 }  // namespace tool

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* What the file system's source expects of the boot loader that it comes with: the C library. */
+/* What the file system's source expects from the boot loader that it comes with: the C library. */
 #ifndef STUB_COMMON_H
 #define STUB_COMMON_H
 

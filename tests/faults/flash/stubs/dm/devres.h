@@ -1,2 +1,2 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* Nothing of this is used. */
+/* None of this is used. */

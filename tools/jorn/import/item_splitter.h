@@ -6,10 +6,12 @@
 #include <stdint.h>
 
 #include <array>
-#include <functional>
-#include <optional>
 #include <string_view>
 
+#include "import/input_item.h"
+#include "import/item_source.h"
+#include "import/line_head.h"
+#include "import/text_length.h"
 #include "module_limits.h"
 
 namespace tool {
@@ -17,47 +19,42 @@ namespace tool {
 /// Memory does not grow with the length of a line. A line ends with a line feed, or a carriage return and
 /// a line feed. A NUL becomes a blank, for it would end the text. A text that is UTF-8 ends with a whole
 /// character, so that one of a long line can be up to three bytes shorter than the most.
-class ItemSplitter {
+class ItemSplitter : public ItemSource {
 public:
-    /// What becomes of a line that is longer than a text.
-    enum class LongLine { Cut, Split };
+    /// `head`, which may be null and else must outlive this, says what the beginning of a line stands for;
+    /// that is taken off. Every text of a line has the level of the line, and the first one its time.
+    ItemSplitter(LongText longText, LineHeadReader *head, ItemSink sink);
 
-    /// Is given each text, at most 198 bytes and a NUL behind them, with the level that its line asks for.
-    using Sink = std::function<void(std::optional<int> level, const char *text)>;
+    void feed(std::string_view block) override;
+    void finish() override;
 
-    /// With `hasPrefixes`, a "<N>" at the begin of a line, N being a level, is taken off and tells the level.
-    ItemSplitter(LongLine longLine, bool hasPrefixes, Sink sink);
-
-    void feed(std::string_view block);
-
-    /// Ends a last line that has no line feed.
-    void finish();
-
-    uint64_t lines() const { return lines_; }
-    uint64_t cutLines() const { return cutLines_; }
+    uint64_t lines() const override { return lines_; }
+    uint64_t cutLines() const override { return cutLines_; }
 
 private:
     size_t takeWholeLine(std::string_view block);
     void takeByte(char byte);
-    void takePrefix();
+    void takeHead();
+    void makeRoom();
     void put(char byte);
     void putPendingReturn();
     void cut();
     void emit(size_t length);
     void endLine();
 
-    const LongLine longLine_;
-    const bool hasPrefixes_;
-    const Sink sink_;
-    /// So many bytes beyond a text show whether a character reaches into it.
-    static constexpr size_t kAhead = 3;
-    std::array<char, jorn::kTextMax + kAhead> text_{};
+    /// What is held of a line once its head is off.
+    static constexpr size_t kMostText = jorn::kTextMax + kTextAhead;
+
+    const LongText longText_;
+    LineHeadReader *const head_;
+    const ItemSink sink_;
+    std::array<char, kMostHead + kMostText> text_{};
     size_t size_ = 0;
     bool isLineBegun_ = false;
     bool isReturnPending_ = false;  ///< A carriage return came last; it may belong to the line end.
     bool isCut_ = false;            ///< What is held is all that becomes an item of the line.
-    bool isPrefixPossible_;         ///< What is held of the line may be the begin of a prefix.
-    std::optional<int> level_;
+    bool isHeadPending_;            ///< What is held of the line may begin with a head.
+    InputItem item_;                ///< What the head says of it.
     uint64_t lines_ = 0;
     uint64_t cutLines_ = 0;
 };
