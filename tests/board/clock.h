@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* The board's clock, which tests set, and the ticks it goes by. */
+/* The board's clock, which tests set. */
 #ifndef JORN_TESTS_BOARD_CLOCK_H
 #define JORN_TESTS_BOARD_CLOCK_H
 
@@ -9,10 +9,8 @@
 extern "C" {
 #endif
 
-/** Ticks since the board was started. */
-uint32_t boardTickCount(void);
-
-/** Seconds since 1970 UTC: what was set, plus the seconds that ticks have added since. */
+/** Seconds since 1970 UTC: what was set, plus the seconds that the running tick has added since. Ticks
+ * announced by hand take no time. */
 uint32_t boardTime(void);
 void boardSetTime(uint32_t seconds);
 

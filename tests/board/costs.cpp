@@ -3,6 +3,7 @@
 // tick interrupts them; its cost would be the board's, not theirs.
 #include <jorn.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "clock.h"
@@ -152,7 +153,8 @@ void measureFullFile() {
 
 }  // namespace
 
-void runCosts(const char *) {
+void runCosts(const char *arguments) {
+    boardSetStack("tLogStore", atoi(arguments));
     boardSetTime(kBegin);
     mountBlank();
     jorn_SetDebugPrintLevel(1);

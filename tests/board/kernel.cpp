@@ -15,7 +15,6 @@
 #include <sysLib.h>
 #include <tickLib.h>
 
-#include "clock.h"
 #include "libc_glue.h"
 #include "machine.h"
 
@@ -92,6 +91,7 @@ Queue queues[kObjects];
 Line ready;
 Line sleepers;
 Task *current;
+Task gone;  // has the mutexes of tasks that were deleted with them
 ULONG ticks;
 int holds;
 char shrunkName[16];
@@ -195,9 +195,11 @@ void wakeAll(Line *line, int error) {
 
 void setPriority(Task *task, int priority) {
     Line *const line = task->line;
-    line->remove(task);
     task->priority = priority;
-    line->insert(task);
+    if (line != nullptr) {
+        line->remove(task);
+        line->insert(task);
+    }
 }
 
 bool isInheriting(const Mutex *mutex) { return (mutex->options & SEM_INVERSION_SAFE) != 0; }
@@ -334,6 +336,9 @@ STATUS taskDelete(TASK_ID tid) {
     task->line->remove(task);
     task->isTimed = false;
     ++task->generation;
+    for (Mutex &mutex : mutexes) {
+        mutex.owner = mutex.owner == task ? &gone : mutex.owner;
+    }
     return OK;
 }
 
@@ -357,8 +362,6 @@ STATUS taskPriorityGet(TASK_ID tid, int *priority) {
     *priority = task->priority;
     return OK;
 }
-
-uint32_t boardTickCount(void) { return ticks; }
 
 void tickAnnounce(void) {
     const Section section;

@@ -19,12 +19,12 @@
 enum { CONSOLE = 3, DIRECTORY = 1000 };
 
 static char *heapEnd;
-static void (*onFileCall)(const char *call, const char *path);
+static struct BoardFileCalls watched;
 static int openFiles, openDirectories;
 static uint32_t timeSet, ticksThen;
 static const char *paths[256];
 
-extern char boardHeap[], boardHeapEnd[];
+extern char boardHeap[];
 char *boardHeapLimit;
 
 static const char *inFileSystem(const char *path) {
@@ -35,13 +35,11 @@ static const char *inFileSystem(const char *path) {
     return NULL;
 }
 
-static void note(const char *call, const char *path) {
-    if (onFileCall != NULL) {
-        onFileCall(call, path);
-    }
+void boardWatchFiles(const struct BoardFileCalls *calls) {
+    static const struct BoardFileCalls none;
+    watched = calls != NULL ? *calls : none;
 }
 
-void boardOnFileCall(void (*hook)(const char *, const char *)) { onFileCall = hook; }
 int boardOpenFiles(void) { return openFiles + openDirectories; }
 
 int _open(const char *path, int flags, int mode) {
@@ -52,7 +50,9 @@ int _open(const char *path, int flags, int mode) {
     if ((mode & FSTAT_DIR) != 0) {
         return yaffs_mkdir(inside, mode & 0777) == 0 ? DIRECTORY : -1;
     }
-    note("open", inside);
+    if ((flags & O_TRUNC) != 0 && watched.begin != NULL) {
+        watched.begin(inside);
+    }
     const int file = yaffs_open(inside, flags, mode);
     if (file < 0) {
         return -1;
@@ -69,7 +69,9 @@ int _close(int file) {
     --openFiles;
     const char *const path = paths[file - CONSOLE];
     const int result = yaffs_close(file - CONSOLE);
-    note("close", path);
+    if (watched.close != NULL) {
+        watched.close(path);
+    }
     free((void *)path);
     return result;
 }
@@ -84,7 +86,9 @@ int _write(int file, const char *bytes, int size) {
         return size;
     }
     const int written = yaffs_write(file - CONSOLE, bytes, (unsigned)size);
-    note("write", paths[file - CONSOLE]);
+    if (watched.write != NULL) {
+        watched.write(paths[file - CONSOLE], bytes, written);
+    }
     return written;
 }
 
@@ -107,7 +111,9 @@ int _unlink(const char *path) {
 
 STATUS rm(const char *fileName) {
     const STATUS result = _unlink(fileName) == 0 ? OK : ERROR;
-    note("rm", fileName);
+    if (watched.remove != NULL) {
+        watched.remove(fileName);
+    }
     return result;
 }
 
@@ -121,6 +127,19 @@ DIR *opendir(const char *name) {
 int closedir(DIR *directory) {
     --openDirectories;
     return yaffs_closedir((yaffs_DIR *)directory);
+}
+
+void boardEachFile(const char *directory, void (*each)(const char *path, void *argument), void *argument) {
+    yaffs_DIR *const open = yaffs_opendir(inFileSystem(directory));
+    const struct yaffs_dirent *entry;
+    while (open != NULL && (entry = yaffs_readdir(open)) != NULL) {
+        char path[300];
+        snprintf(path, sizeof path, "%s/%s", directory, entry->d_name);
+        each(path, argument);
+    }
+    if (open != NULL) {
+        yaffs_closedir(open);
+    }
 }
 
 void *_sbrk(ptrdiff_t size) {
@@ -148,11 +167,11 @@ void __malloc_unlock(struct _reent *unused) {
 
 int sysClkRateGet(void) { return 60; }
 
-uint32_t boardTime(void) { return timeSet + (boardTickCount() - ticksThen) / 60; }
+uint32_t boardTime(void) { return timeSet + (boardTicksCome() - ticksThen) / 60; }
 
 void boardSetTime(uint32_t seconds) {
     timeSet = seconds;
-    ticksThen = boardTickCount();
+    ticksThen = boardTicksCome();
 }
 
 int _gettimeofday(struct timeval *now, void *unused) {

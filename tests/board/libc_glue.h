@@ -7,12 +7,24 @@
 extern "C" {
 #endif
 
-/** Calls a function at each open (before), write, close and rm (after) of a file; null for none. */
-void boardOnFileCall(void (*hook)(const char *call, const char *path));
+/** What is done with a file. `begin` is called before a file is made or emptied, the others after it is done.
+ */
+struct BoardFileCalls {
+    void (*begin)(const char *path);
+    void (*write)(const char *path, const char *bytes, int size);
+    void (*close)(const char *path);
+    void (*remove)(const char *path);
+};
+/** Has calls seen from now on, any of which may be null; null for none. */
+void boardWatchFiles(const struct BoardFileCalls *calls);
 /** Files and directories that are open. */
 int boardOpenFiles(void);
 
-/** Where the heap ends; a test may lower it. */
+/** Calls a function with the path of each file in a directory. */
+void boardEachFile(const char *directory, void (*each)(const char *path, void *argument), void *argument);
+
+/** Where the heap ends: of the board, and for now. */
+extern char boardHeapEnd[];
 extern char *boardHeapLimit;
 
 /** From the first `change` of 1 to its -1 no other task runs. */

@@ -29,6 +29,7 @@ alignas(16384) uint32_t sections[kMegabytes];
 alignas(1024) uint32_t stackPages[kPagesOfStacks];
 
 bool inInterrupt;
+uint32_t ticksCome;
 
 void mapMemory() {
     constexpr uint32_t kDevice = 0x00000c02 | (1U << 2U);  // full access, shared device
@@ -98,6 +99,8 @@ uint64_t boardInstructions(void) {
 
 void boardTicks(int isOn) { setTickTimer(isOn != 0 ? kInstructionsOfTick : 0); }
 
+uint32_t boardTicksCome(void) { return ticksCome; }
+
 int boardIsInterrupt(void) { return inInterrupt ? 1 : 0; }
 
 /// Runs on the stack for interrupts.
@@ -105,6 +108,7 @@ extern "C" void boardInterrupt(void) {
     const uint32_t interrupt = cpuInterface(kAcknowledge);
     if (interrupt == kTickTimer) {
         setTickTimer(kInstructionsOfTick);
+        ++ticksCome;
         inInterrupt = true;
         tickAnnounce();
         inInterrupt = false;

@@ -27,6 +27,8 @@ uint64_t boardInstructions(void);
 
 /// Makes the tick come by itself, 60 times a second, or (0) not at all. A tick calls tickAnnounce().
 void boardTicks(int isOn);
+/// How many have come so.
+uint32_t boardTicksCome(void);
 /// Whether the caller is the tick's interrupt.
 int boardIsInterrupt(void);
 

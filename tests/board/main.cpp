@@ -15,11 +15,15 @@ struct Program {
     void (*run)(const char *arguments);
 };
 
-constexpr Program kPrograms[] = {{"example", runExample}, {"costs", runCosts}};
+constexpr Program kPrograms[] = {{"example", runExample}, {"contract", runContract}, {"golden", runGolden},
+                                 {"cuts", runCuts},       {"limits", runLimits},     {"costs", runCosts}};
 
 char line[256];
 
 void root() {
+    if (isCampaignUnderWay()) {
+        runCuts(nullptr);
+    }
     const size_t nameLength = strcspn(line, " ");
     const char *const arguments = line + nameLength + (line[nameLength] == ' ' ? 1 : 0);
     for (const Program &program : kPrograms) {

@@ -14,7 +14,7 @@ namespace {
 
 constexpr RingSize kSize = {3, 2};
 
-std::string line(int number) { return std::to_string(1700000000 + number) + ",1,0," + itemText(number); }
+std::string line(int number) { return std::to_string(1700000000 + number) + ",2,0," + itemText(number); }
 
 RingFiles ring(const std::vector<std::vector<int>> &files, const std::string &piece = "") {
     RingFiles made;

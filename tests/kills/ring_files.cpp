@@ -86,7 +86,7 @@ int ageOf(const RingFile &file) {
 }
 
 /// What a line has after its time.
-std::string afterTime(const std::string &text) { return (text == kStartText ? ",3,0," : ",1,0,") + text; }
+std::string afterTime(const std::string &text) { return (text == kStartText ? ",3,0," : ",2,0,") + text; }
 
 bool isLineOf(const std::string &line, const std::string &text) {
     return line.size() > kTimeSize && isNumber(std::string_view(line).substr(0, kTimeSize)) &&

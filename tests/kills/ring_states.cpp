@@ -13,7 +13,7 @@ namespace {
 constexpr int kFull = 5000;
 constexpr int64_t kFirstTime = 1700000000;
 
-std::string lineOf(int number) { return std::to_string(kFirstTime + number) + ",1,0," + itemText(number); }
+std::string lineOf(int number) { return std::to_string(kFirstTime + number) + ",2,0," + itemText(number); }
 
 void write(const std::string &path, const std::string &bytes) {
     std::ofstream(path, std::ios::binary) << bytes;

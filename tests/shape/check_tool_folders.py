@@ -29,10 +29,11 @@ USES = {
     "live": FOUNDATION,
     "health": FOUNDATION,
     "output": FOUNDATION,
-    "record": SHARED,
+    "import": FOUNDATION | {"output"},
+    "record": SHARED | {"import"},
     "export": SHARED,
     "repair": SHARED,
-    "commands": SHARED | {"record", "export", "repair"},
+    "commands": SHARED | {"import", "record", "export", "repair"},
 }
 
 # The main program, which is beside the folders, and the folders that it uses.

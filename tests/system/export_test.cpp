@@ -63,14 +63,14 @@ TEST_F(ExportTest, Export_SeveralLogs_OneAfterTheOtherWithTheirNames) {
     std::vector<std::string> options = {"-o", "csv"};
     options.insert(options.end(), logs.begin(), logs.end());
     EXPECT_EQ(exportLog(options).out,
-              "time,level,slot,text,log\n1700006405,1,5,a,door\n1700006400,2,0,b,door_2\n"
+              "time,level,slot,text,log\n1700006405,1,5,a,a/door\n1700006400,2,0,b,b/door\n"
               "1700006400,0,0,c,\"c,\"\"d\"\"\"\n");
     options[1] = "jsonl";
     EXPECT_EQ(exportLog(options).out,
               "{\"time\":1700006405,\"iso\":\"2023-11-15T00:00:05Z\",\"level\":1,\"slot\":5,\"text\":\"a\","
-              "\"log\":\"door\"}\n"
+              "\"log\":\"a/door\"}\n"
               "{\"time\":1700006400,\"iso\":\"2023-11-15T00:00:00Z\",\"level\":2,\"slot\":0,\"text\":\"b\","
-              "\"log\":\"door_2\"}\n"
+              "\"log\":\"b/door\"}\n"
               "{\"time\":1700006400,\"iso\":\"2023-11-15T00:00:00Z\",\"level\":0,\"slot\":0,\"text\":\"c\","
               "\"log\":\"c,\\\"d\\\"\"}\n");
 }

@@ -133,7 +133,7 @@ TEST(ItemFormatJson, RandomItems_AsDumpedOfTheSameValues) {
         style.isUtc = true;
         style.isEscaped = (form & 1) != 0;
         style.names = (form & 2) != 0 ? &names : &tool::noNames();
-        style.log = (form & 4) != 0 ? "unit \xc3\xbc" : "";
+        style.origin.log = (form & 4) != 0 ? "unit \xc3\xbc" : "";
         ItemFormatter formatter(style);
         for (int i = 0; i < 500; ++i) {
             const Item item = randomItem(&random);
@@ -145,8 +145,8 @@ TEST(ItemFormatJson, RandomItems_AsDumpedOfTheSameValues) {
             if (parsed.contains("text_base64")) {
                 value["text_base64"] = parsed["text_base64"];
             }
-            if (!style.log.empty()) {
-                value["log"] = style.log;
+            if (!style.origin.log.empty()) {
+                value["log"] = style.origin.log;
             }
             ASSERT_EQ(line, dumped(value, style.isEscaped) + "\n");
         }

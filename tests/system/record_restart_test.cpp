@@ -30,9 +30,20 @@ protected:
     void remove(const std::string &name) const { fs::remove(path(name)); }
 
     /// A wrapped ring whose newest file is at 1.
-    void makeRingThatCameRound() const { writeRing({2, 3, 0, 1}); }
+    void makeRingThatCameRound() const {
+        removeKept();
+        writeRing({2, 3, 0, 1});
+    }
 
-    void makeRingNotComeRound() const { writeRing({0, 1, 2}); }
+    void makeRingNotComeRound() const {
+        removeKept();
+        writeRing({0, 1, 2});
+    }
+
+    void removeKept() const {
+        remove("log/index.csv.lost");
+        remove("log/index.bak.lost");
+    }
 
     /// Times and fill of files, from 0 on, each with items a tenth of a second apart; every file but the
     /// first is full. Only the fill shows that 0 is the newest.
@@ -333,6 +344,7 @@ TEST_F(RecordClockTest, Record_EveryFileFullAndNextIsFree_EveryItemStaysInView) 
 TEST_F(RecordClockTest, Record_RingNeverCameRoundAndClockSetBack_EveryItemStaysInView) {
     for (const std::vector<std::string> &options :
          {std::vector<std::string>{}, {"--files", "2"}, {"--files", "10"}}) {
+        removeKept();
         write(fileName(0), items(2001, 2000 + kFull));
         write(fileName(1), items(1, 20));
         write("log/index.csv", "");
@@ -524,10 +536,11 @@ TEST_F(RecordClearedTest, Repair_IndexLostAfterAClearing_ClearedItemsStayOut) {
     EXPECT_TRUE(textsIn(fileName(3)) == itemTexts(1, kFull));
 }
 
-// What a kill leaves of a log that is just being created. The store would accept positions without a line end,
-// and leave them so until its first rotation.
+// What a kill leaves of a log that is just being created. The store would accept positions without a line
+// end, and leave them so until its first rotation.
 TEST_F(RecordRestartTest, Record_IndexHalfWrittenAndNoFile_BeginsWithAWholeIndex) {
     for (const char *text : {"version:", "version:1\n0", "version:1\n0,0", "version:1\n0,3"}) {
+        removeKept();
         remove(fileName(0));
         write("log/index.csv", text);
         const Outcome run = record({"--files", "4"}, "new\n");
@@ -582,20 +595,29 @@ TEST_F(RecordRestartTest, Record_OtherValueOfIfUnclear_Refused) {
     EXPECT_EQ(record({"--if-unclear", "guess"}).status, 2);
 }
 
-/// Anything may have the name of what is kept.
-TEST_F(RecordRestartTest, Record_KeptNameIsTaken_Replaced) {
+/// Each former index is kept.
+TEST_F(RecordRestartTest, Record_KeptNameIsTaken_AnotherOne) {
     makeRingThatCameRound();
+    write("log/index.csv", "first");
+    ASSERT_EQ(record().status, 0);
+    fs::create_symlink(path("nowhere"), path("log/index.csv.lost-2"));
     write("log/index.csv", "second");
-    write("log/index.csv.lost", "first");
-    write("elsewhere", "other");
-    ASSERT_EQ(record().status, 0);
-    EXPECT_EQ(read("log/index.csv.lost"), "second");
-    fs::remove(path("log/index.csv.lost"));
-    fs::create_symlink(path("elsewhere"), path("log/index.csv.lost"));
-    write("log/index.csv", "third");
-    ASSERT_EQ(record().status, 0);
-    EXPECT_EQ(read("elsewhere"), "other");
-    EXPECT_EQ(read("log/index.csv.lost"), "third");
+    EXPECT_THAT(record().err, HasSubstr("; index.csv.lost-3 keeps the former one\n"));
+    EXPECT_EQ(read("log/index.csv.lost"), "first");
+    EXPECT_FALSE(exists("nowhere"));
+    EXPECT_EQ(read("log/index.csv.lost-3"), "second");
+}
+
+/// A start that was killed, or found no room, had given it its second name already.
+TEST_F(RecordRestartTest, Record_FormerIndexIsKeptAlready_NotKeptAgain) {
+    makeRingThatCameRound();
+    write("log/index.csv.lost", "of before");
+    write("log/index.csv", "lost");
+    fs::create_hard_link(path("log/index.csv"), path("log/index.csv.lost-2"));
+    EXPECT_THAT(record().err, HasSubstr("; index.csv.lost-2 keeps the former one\n"));
+    EXPECT_EQ(read("log/index.csv.lost"), "of before");
+    EXPECT_EQ(read("log/index.csv.lost-2"), "lost");
+    EXPECT_FALSE(exists("log/index.csv.lost-3"));
 }
 
 TEST_F(RecordRestartTest, Record_KeptNameIsThatOfADirectory_AnotherOne) {

@@ -232,6 +232,19 @@ TEST(RingEvidence, IndexNamesAllButAFileIsNewerByTimesAndFill_Contradicted) {
     EXPECT_EQ(findRingOrder(facts).source, Source::Index);
 }
 
+/// The clock was set back as well, so that the times do not bear out what the fill shows.
+TEST(RingEvidence, IndexNamesAllButAnotherFileHasRoom_Unclear) {
+    RingFacts facts = ringOf({file(300, 399), file(50, 60, 3), file(100, 199), file(200, 299)});
+    facts.index = IndexPositions{1, 0};
+    const RingOrder order = findRingOrder(facts);
+    EXPECT_EQ(order.source, Source::Unclear);
+    EXPECT_EQ(order.evidence,
+              "the index names 0.csv as the newest, but that is full, and 1.csv is not: the ring may have "
+              "moved on since");
+    facts.files[2].startsCleared = true;
+    EXPECT_EQ(findRingOrder(facts).source, Source::Index);
+}
+
 TEST(RingEvidence, BackupOfASmallerRing_UnclearIfThatHasMovedOn) {
     RingFacts facts = ringOf({file(5, 5), file(5, 5), file(5, 5)});
     facts.backup = IndexPositions{0, 2};

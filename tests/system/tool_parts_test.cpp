@@ -2,7 +2,8 @@
 // Parts of the command-line tool in isolation.
 #include <gmock/gmock.h>
 
-#include "record/item_splitter.h"
+#include "import/item_splitter.h"
+#include "import/stamp_forms.h"
 #include "record/record_stats.h"
 #include "system/failure.h"
 #include "terminal/escape.h"
@@ -15,6 +16,7 @@ using ::testing::ElementsAre;
 using ::testing::ThrowsMessage;
 using tool::escaped;
 using tool::ItemSplitter;
+using tool::LongText;
 
 TEST(Escaped, PrintableText_Passes) {
     EXPECT_EQ(escaped("plain \\ text"), "plain \\ text");
@@ -47,12 +49,14 @@ TEST(Escaped, InvalidUtf8_AsHex) {
 class ItemSplitterTest : public ::testing::Test {
 protected:
     /// What an input results in, each text after the level that its line asks for.
-    static std::vector<std::string> textsOf(const std::string &input, size_t blockSize,
-                                            ItemSplitter::LongLine longLine, bool hasPrefixes) {
+    static std::vector<std::string> textsOf(const std::string &input, size_t blockSize, LongText longText,
+                                            bool hasPrefixes) {
         std::vector<std::string> texts;
-        ItemSplitter splitter(longLine, hasPrefixes, [&](std::optional<int> level, const char *text) {
-            texts.push_back((level ? std::to_string(*level) + ":" : ":") + text);
-        });
+        const auto prefixes = tool::makePrefixReader(nullptr);
+        ItemSplitter splitter(
+            longText, hasPrefixes ? prefixes.get() : nullptr, [&](const tool::InputItem &item) {
+                texts.push_back((item.level ? std::to_string(*item.level) + ":" : ":") + item.text);
+            });
         for (size_t begin = 0; begin < input.size(); begin += blockSize) {
             splitter.feed(std::string_view(input).substr(begin, blockSize));
         }
@@ -66,22 +70,21 @@ protected:
     const std::string kBefore = std::string(197, 'x');
 
     std::vector<std::string> texts_;
-    ItemSplitter splitter_{ItemSplitter::LongLine::Cut, false,
-                           [this](std::optional<int>, const char *text) { texts_.push_back(text); }};
+    ItemSplitter splitter_{LongText::Cut, nullptr,
+                           [this](const tool::InputItem &item) { texts_.emplace_back(item.text); }};
 };
 
 TEST_F(ItemSplitterTest, Feed_Prefixes_TellTheLevelAndGoAway) {
-    EXPECT_THAT(
-        textsOf("<0>a\n<7>\nb\n<6><4>c\n<8>d\n<>e\n<1\n <1>f\n<4>", 999, ItemSplitter::LongLine::Cut, true),
-        ElementsAre("0:a", "3:", ":b", "2:<4>c", ":<8>d", ":<>e", ":<1", ": <1>f", "1:"));
-    EXPECT_THAT(textsOf("<0>a\n", 999, ItemSplitter::LongLine::Cut, false), ElementsAre(":<0>a"));
+    EXPECT_THAT(textsOf("<0>a\n<7>\nb\n<6><4>c\n<8>d\n<>e\n<1\n <1>f\n<4>", 999, LongText::Cut, true),
+                ElementsAre("0:a", "3:", ":b", "2:<4>c", ":<8>d", ":<>e", ":<1", ": <1>f", "1:"));
+    EXPECT_THAT(textsOf("<0>a\n", 999, LongText::Cut, false), ElementsAre(":<0>a"));
 }
 
 TEST_F(ItemSplitterTest, Feed_PrefixOfLongLine_TakesNothingOfTheText) {
     const std::string whole(198, 'x');
-    EXPECT_THAT(textsOf("<6>" + whole + "\n<0>" + whole + "y\n", 999, ItemSplitter::LongLine::Cut, true),
+    EXPECT_THAT(textsOf("<6>" + whole + "\n<0>" + whole + "y\n", 999, LongText::Cut, true),
                 ElementsAre("2:" + whole, "0:" + whole));
-    EXPECT_THAT(textsOf("<6>" + whole + "<1>\nz\n", 999, ItemSplitter::LongLine::Split, true),
+    EXPECT_THAT(textsOf("<6>" + whole + "<1>\nz\n", 999, LongText::Split, true),
                 ElementsAre("2:" + whole, "2:<1>", ":z"));
 }
 
@@ -101,10 +104,10 @@ TEST_F(ItemSplitterTest, Feed_AnyBlocks_SameTexts) {
                                      std::string(198 - (random >> 20 & 7), 'y')};
         input += parts[(random >> 16) % 9];
     }
-    for (const auto longLine : {ItemSplitter::LongLine::Cut, ItemSplitter::LongLine::Split}) {
-        const std::vector<std::string> expected = textsOf(input, 1, longLine, true);
+    for (const auto longText : {LongText::Cut, LongText::Split}) {
+        const std::vector<std::string> expected = textsOf(input, 1, longText, true);
         for (const size_t blockSize : {2U, 3U, 199U, 200U, 1000U, 65536U, 10000000U}) {
-            EXPECT_EQ(textsOf(input, blockSize, longLine, true), expected) << blockSize;
+            EXPECT_EQ(textsOf(input, blockSize, longText, true), expected) << blockSize;
         }
     }
 }
@@ -148,9 +151,9 @@ TEST_F(ItemSplitterTest, Feed_CharacterAcrossTheLimit_IsNotCutInTwo) {
             const std::string first = kept == before ? begin : whole.substr(0, 198);
             const std::string second = whole.substr(first.size());
             for (const size_t blockSize : {1U, 7U, 999U}) {
-                EXPECT_THAT(textsOf(whole + "\nend\n", blockSize, ItemSplitter::LongLine::Split, false),
+                EXPECT_THAT(textsOf(whole + "\nend\n", blockSize, LongText::Split, false),
                             ElementsAre(":" + first, ":" + second, ":end"));
-                EXPECT_THAT(textsOf(whole + "\nend\n", blockSize, ItemSplitter::LongLine::Cut, false),
+                EXPECT_THAT(textsOf(whole + "\nend\n", blockSize, LongText::Cut, false),
                             ElementsAre(":" + first, ":end"));
             }
         }
@@ -160,7 +163,7 @@ TEST_F(ItemSplitterTest, Feed_CharacterAcrossTheLimit_IsNotCutInTwo) {
 TEST_F(ItemSplitterTest, Feed_CharacterAcrossTheLimitEndsTheLine_IsWholeInTheSecondText) {
     for (const std::string &character : kCharacters) {
         for (const char *end : {"", "\n", "\r\n"}) {
-            EXPECT_THAT(textsOf(kBefore + character + end, 999, ItemSplitter::LongLine::Split, false),
+            EXPECT_THAT(textsOf(kBefore + character + end, 999, LongText::Split, false),
                         ElementsAre(":" + kBefore, ":" + character));
         }
         splitter_.feed(kBefore + character + "\n");
@@ -176,7 +179,7 @@ TEST_F(ItemSplitterTest, Feed_ManyCharacters_EachSplitTextIsWholeAndFull) {
         for (int i = 0; i < 1000; ++i) {
             line += character;
         }
-        const std::vector<std::string> texts = textsOf(line, 999, ItemSplitter::LongLine::Split, false);
+        const std::vector<std::string> texts = textsOf(line, 999, LongText::Split, false);
         std::string joined;
         for (const std::string &text : texts) {
             joined += text.substr(1);
@@ -200,10 +203,10 @@ TEST_F(ItemSplitterTest, Feed_BytesThatAreNoUtf8_CutAt198) {
              "\xff" + std::string(196, 'x') + "\xc3\xbcy",  // Something else before.
          }) {
         for (const char *end : {"", "\n"}) {
-            EXPECT_THAT(textsOf(line + end, 999, ItemSplitter::LongLine::Cut, false),
+            EXPECT_THAT(textsOf(line + end, 999, LongText::Cut, false),
                         ElementsAre(":" + line.substr(0, 198)));
             if (line.size() > 198) {
-                EXPECT_THAT(textsOf(line + end, 999, ItemSplitter::LongLine::Split, false),
+                EXPECT_THAT(textsOf(line + end, 999, LongText::Split, false),
                             ElementsAre(":" + line.substr(0, 198), ":" + line.substr(198)));
             }
         }

@@ -14,10 +14,12 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "commands/commands.h"
+#include "system/child_process.h"
 #include "system/failure.h"
 
 namespace {
@@ -39,16 +41,26 @@ bool isForShow(const CLI::App &app, const std::string &word) {
             std::filesystem::is_directory(word, ignored));
 }
 
-/// The arguments in the order in which the parser takes them: the last one first.
-std::vector<std::string> argumentsOf(const CLI::App &app, int argc, char **argv) {
-    std::vector<std::string> arguments(argv + 1, argv + argc);
-    if (arguments.empty()) {
-        arguments = {"--help"};
-    } else if (isForShow(app, arguments.front())) {
-        arguments.insert(arguments.begin(), "show");
+/// Takes the command that `jorn record` is to run, all that follows "--", off the words.
+std::optional<std::vector<std::string>> takeCommand(std::vector<std::string> *words) {
+    const auto mark = std::find(words->begin(), words->end(), "--");
+    if (words->empty() || words->front() != "record" || mark == words->end()) {
+        return std::nullopt;
     }
-    std::reverse(arguments.begin(), arguments.end());
-    return arguments;
+    std::vector<std::string> command(mark + 1, words->end());
+    words->erase(mark, words->end());
+    return command;
+}
+
+/// The arguments in the order in which the parser takes them: the last one first.
+std::vector<std::string> argumentsOf(const CLI::App &app, std::vector<std::string> words) {
+    if (words.empty()) {
+        words = {"--help"};
+    } else if (isForShow(app, words.front())) {
+        words.insert(words.begin(), "show");
+    }
+    std::reverse(words.begin(), words.end());
+    return words;
 }
 
 /// A variable of a script that is not set must not lift a limit, or lead elsewhere, without a word. Only a
@@ -87,17 +99,18 @@ int answer(CLI::App *app, const CLI::Success &asked) {
     return exitCode;
 }
 
-/// Runs the command that was chosen. Gives `exitCode` as the command left it, or that of a usage error.
-int parseAndRun(CLI::App *app, const int *exitCode, int argc, char **argv) {
+/// Runs the command that was chosen. Gives `exitCode` as the command left it, or `usageExit` for what cannot
+/// be parsed.
+int parseAndRun(CLI::App *app, const int *exitCode, int usageExit, const std::vector<std::string> &words) {
     try {
-        app->parse(argumentsOf(*app, argc, argv));
+        app->parse(argumentsOf(*app, words));
     } catch (const CLI::Success &asked) {
         return answer(app, asked);
     } catch (const CLI::ParseError &error) {
-        const bool isUnknown = app->get_subcommands().empty() && argc > 1 && argv[1][0] != '-';
-        tool::printMessage(isUnknown ? "unknown command: " + std::string(argv[1]) : problemOf(*app, error));
+        const bool isUnknown = app->get_subcommands().empty() && !words.empty() && words.front()[0] != '-';
+        tool::printMessage(isUnknown ? "unknown command: " + words.front() : problemOf(*app, error));
         tool::printMessage("see " + chosenCommand(*app) + " --help");
-        return tool::kExitUsage;
+        return usageExit;
     }
     return *exitCode;
 }
@@ -124,6 +137,8 @@ int run(int argc, char **argv) {
         "examples.\n"
         "Exit codes: 0 done, 1 no match where that was asked, 2 usage, 3 damage was found, 4 input or\n"
         "output failed.");
+    std::vector<std::string> words(argv + 1, argv + argc);
+    const std::optional<std::vector<std::string>> command = takeCommand(&words);
     int exitCode = tool::kExitDone;
     tool::addShowCommand(&app, &exitCode);
     tool::addFollowCommand(&app, &exitCode);
@@ -133,9 +148,9 @@ int run(int argc, char **argv) {
     tool::addCheckCommand(&app, &exitCode);
     tool::addRepairCommand(&app, &exitCode);
     tool::addClearCommand(&app, &exitCode);
-    tool::addRecordCommand(&app);
+    tool::addRecordCommand(&app, &exitCode, command);
     refuseEmptyValues(&app);
-    return parseAndRun(&app, &exitCode, argc, argv);
+    return parseAndRun(&app, &exitCode, command ? tool::kExitOfRunner : tool::kExitUsage, words);
 }
 
 }  // namespace

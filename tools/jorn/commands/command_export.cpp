@@ -16,9 +16,9 @@
 #include "commands/read_end.h"
 #include "export/export_form.h"
 #include "export/export_sink.h"
-#include "export/unique_names.h"
+#include "export/form_sink.h"
+#include "export/log_names.h"
 #include "log/ring_view.h"
-#include "output/item_format.h"
 #include "output/output.h"
 #include "output/syslog_format.h"
 #include "query/item_scanner.h"
@@ -39,8 +39,11 @@ constexpr char kDetails[] =
     "Writes every item that matches, the oldest first, of several logs one log after the other. A FILE\n"
     "appears when it is complete, in one step; an export that fails or is interrupted leaves none, and an\n"
     "older FILE as it was. DIR is not changed in any way, and may be recorded into at the same moment:\n"
-    "what is exported is what was there when the log's turn came. Of logs whose directories have the same\n"
-    "name, the later ones get \"_2\", \"_3\" ... behind theirs.\n\n"
+    "what is exported is what was there when the log's turn came. A log has the name of its directory; "
+    "where\n"
+    "several have the same, those of the directories above come before it: unit1/door and unit2/door.\n\n"
+    "With --device or --log, each item has members \"device\" and \"log\": columns of CSV and of a table,\n"
+    "parameters of a syslog message, which also has the device as its host unless --hostname is given.\n\n"
     "FORM, where -o is not given, is told by FILE's ending: .jsonl, .ndjson and .json; .csv; .syslog and\n"
     ".log; .sqlite, .sqlite3 and .db. Without either it is jsonl.\n"
     "  jsonl   as show -o json; of several logs each item tells its \"log\"\n"
@@ -65,10 +68,15 @@ struct ExportOptions {
     std::string table;
     std::string facility = "local0";
     std::string severities = "3,4,6,7";
-    std::string hostName = "-";
+    std::string hostName;
+    std::string device;
+    bool isDeviceByParent = false;
+    std::string log;
     bool isProgressOff = false;
     bool isQuiet = false;
 
+    /// Whether items tell where they come from.
+    bool isOriginTold() const { return !device.empty() || isDeviceByParent || !log.empty(); }
     bool hasFile() const { return !file.empty() && file != "-"; }
 };
 
@@ -82,9 +90,21 @@ void addSyslogOptions(CLI::App *command, ExportOptions *options) {
         ->type_name("A,B,C,D")
         ->capture_default_str();
     command
-        ->add_option("--hostname", options->hostName, "syslog: name of the machine that the log comes from")
-        ->type_name("NAME")
-        ->capture_default_str();
+        ->add_option("--hostname", options->hostName,
+                     "syslog: name of the machine that the log comes from; default: the device, else -")
+        ->type_name("NAME");
+}
+
+void addOriginOptions(CLI::App *command, ExportOptions *options) {
+    CLI::Option *const device =
+        command->add_option("--device", options->device, "Name of the device that the logs come from")
+            ->type_name("NAME");
+    command
+        ->add_flag("--device-by-parent", options->isDeviceByParent,
+                   "The device of each log is the directory in which its own lies")
+        ->excludes(device);
+    command->add_option("--log", options->log, "Name of the log, for one DIR; default: that of its directory")
+        ->type_name("NAME");
 }
 
 void addOptions(CLI::App *command, ExportOptions *options) {
@@ -98,6 +118,7 @@ void addOptions(CLI::App *command, ExportOptions *options) {
     command->add_option("--table", options->table, "sqlite: name of the table, for one DIR")
         ->type_name("NAME");
     addSyslogOptions(command, options);
+    addOriginOptions(command, options);
     command->add_flag("--no-progress", options->isProgressOff, "Show no progress on the terminal");
     command->add_flag("-q,--quiet", options->isQuiet, "Show neither progress nor the number of items");
 }
@@ -128,7 +149,7 @@ SyslogStyle syslogStyle(const ExportOptions &options) {
         refuse("--severities: '" + options.severities +
                "' is not four numbers from 0 to 7 with commas between");
     }
-    if (!isHostName(options.hostName)) {
+    if (!options.hostName.empty() && !isHostName(options.hostName)) {
         refuse("--hostname: '" + options.hostName + "' is not 1 to 255 printable ASCII characters");
     }
     style.facility = *facility;
@@ -136,6 +157,14 @@ SyslogStyle syslogStyle(const ExportOptions &options) {
     style.hostName = options.hostName;
     style.isUtc = options.filter.isUtc;
     return style;
+}
+
+/// A name that items bear, when one is given.
+void checkName(const char *option, const std::string &name) {
+    constexpr size_t kMost = 255;
+    if (escaped(name) != name || name.size() > kMost) {
+        refuse(std::string(option) + ": the name is not 1 to 255 bytes of UTF-8 without control characters");
+    }
 }
 
 /// What needs more than one option to be judged.
@@ -146,22 +175,52 @@ void checkTogether(const ExportOptions &options, ExportForm form) {
     if (!options.table.empty() && (form != ExportForm::Sqlite || options.directories.size() > 1)) {
         refuse("--table is for a database of one DIR");
     }
+    if (!options.log.empty() && options.directories.size() > 1) {
+        refuse("--log is for one DIR; several have the names of their directories");
+    }
     if (!isUtf8(options.table)) {
         refuse("--table: the name is no UTF-8");
     }
+    checkName("--device", options.device);
+    checkName("--log", options.log);
 }
 
 /// A log to be exported.
 struct Source {
     Question question;
     std::string name;
+    ItemOrigin origin;  ///< As far as items tell it.
 };
 
-std::string nameOf(const std::string &directory) {
-    std::error_code ignored;
-    const auto path = std::filesystem::canonical(directory, ignored);
-    const std::string name = escaped(path.filename().string());
-    return name.empty() ? "log" : name;
+/// Whether items of several logs need a name in order to be told apart: tables and messages have one anyway.
+bool isLogColumnNeeded(const ExportOptions &options) {
+    const ExportForm form = chosenForm(options);
+    return options.directories.size() > 1 && (form == ExportForm::JsonLines || form == ExportForm::Csv);
+}
+
+/// The origin that each item of a log tells. A log whose device is known is called by its own name alone,
+/// whatever other logs there are.
+ItemOrigin originOf(const ExportOptions &options, const std::string &directory, const std::string &name) {
+    ItemOrigin origin;
+    origin.device = options.isDeviceByParent ? parentNameOf(directory) : options.device;
+    origin.log = options.log;
+    if (options.log.empty() && options.isOriginTold()) {
+        origin.log = logNameOf(directory);
+    } else if (options.log.empty() && isLogColumnNeeded(options)) {
+        origin.log = name;
+    }
+    return origin;
+}
+
+/// Nobody could tell the items of two logs of one name apart.
+void refuseSameName(const ExportOptions &options, const std::vector<Source> &sources, const Source &next) {
+    for (const Source &other : sources) {
+        if (options.isOriginTold() && other.origin.device == next.origin.device &&
+            other.origin.log == next.origin.log) {
+            refuse(other.question.directory.path() + " and " + next.question.directory.path() +
+                   " have the same name, " + next.origin.log + "; export them one by one with --log");
+        }
+    }
 }
 
 FileMark markAt(const std::string &path) {
@@ -177,9 +236,10 @@ bool isSameDirectory(const FileMark &mark, const StoreDirectory &directory) {
 /// Everything that can be wrong with the question is told before anything is written.
 std::vector<Source> openSources(const ExportOptions &options) {
     const time_t now = time(nullptr);
+    const std::vector<std::string> names = distinctLogNames(options.directories);
     std::vector<Source> sources;
-    UniqueNames names;
-    for (const std::string &directory : options.directories) {
+    for (size_t i = 0; i < options.directories.size(); ++i) {
+        const std::string &directory = options.directories[i];
         FilterOptions filter = options.filter;
         filter.directory = directory;
         Question question = openQuestion(filter, now);
@@ -189,8 +249,10 @@ std::vector<Source> openSources(const ExportOptions &options) {
                 refuse(directory + " and " + other.question.directory.path() + " are the same directory");
             }
         }
-        sources.push_back(
-            {std::move(question), names.add(options.table.empty() ? nameOf(directory) : options.table)});
+        ItemOrigin origin = originOf(options, directory, names[i]);
+        Source source{std::move(question), origin.log.empty() ? names[i] : origin.log, std::move(origin)};
+        refuseSameName(options, sources, source);
+        sources.push_back(std::move(source));
     }
     return sources;
 }
@@ -208,47 +270,22 @@ void refuseFileInLog(const std::string &file, const std::vector<Source> &sources
     }
 }
 
-std::unique_ptr<ExportSink> makeItemSink(const ExportOptions &options, ExportForm form, int file,
-                                         const std::string &name) {
-    ItemStyle style;
-    style.form = form == ExportForm::Csv ? ItemForm::Csv : ItemForm::Json;
-    style.isUtc = options.filter.isUtc;
-    style.isEscaped = isatty(file) == 1;
-    const auto styleOf = [style, isOneOfSeveral = options.directories.size() > 1](const ExportedLog &log) {
-        ItemStyle own = style;
-        own.names = log.names;
-        own.log = isOneOfSeveral ? log.name : "";
-        return own;
-    };
-    const std::string heading = ItemFormatter(styleOf({"log"})).heading();
-    return makeTextSink(file, name, heading, [styleOf](const ExportedLog &log) {
-        return [formatter = ItemFormatter(styleOf(log))](const Item &item, Output *output) mutable {
-            return output->write(formatter.format(item));
-        };
-    });
+/// What the items of all logs are written by.
+FormTerms formTermsOf(const ExportOptions &options, ExportForm form) {
+    FormTerms terms;
+    terms.form = form;
+    terms.isUtc = options.filter.isUtc;
+    terms.syslog = syslogStyle(options);
+    terms.table = options.table;
+    return terms;
 }
 
-std::unique_ptr<ExportSink> makeSyslogSink(SyslogStyle style, int file, const std::string &name) {
-    style.isEscaped = isatty(file) == 1;
-    return makeTextSink(file, name, "", [style](const ExportedLog &log) {
-        SyslogStyle own = style;
-        own.log = log.name;
-        own.names = log.names;
-        return [formatter = SyslogFormatter(own)](const Item &item, Output *output) mutable {
-            return output->write(formatter.format(item));
-        };
-    });
-}
-
-std::unique_ptr<ExportSink> makeSink(const ExportOptions &options, ExportForm form,
-                                     const ReplacedFile *file) {
-    if (form == ExportForm::Sqlite) {
-        return makeSqliteSink(file->temporaryPath(), file->path());
+std::unique_ptr<ExportSink> makeSink(const FormTerms &terms, const ReplacedFile *file) {
+    if (terms.form == ExportForm::Sqlite) {
+        return makeSqliteSink(file->temporaryPath(), file->path(), terms.table);
     }
-    const int descriptor = file != nullptr ? file->descriptor() : STDOUT_FILENO;
-    const std::string name = file != nullptr ? file->path() : "standard output";
-    return form == ExportForm::Syslog ? makeSyslogSink(syslogStyle(options), descriptor, name)
-                                      : makeItemSink(options, form, descriptor, name);
+    return file != nullptr ? makeLineSink(terms, file->descriptor(), file->path())
+                           : makeLineSink(terms, STDOUT_FILENO, "standard output");
 }
 
 /// What became of an export.
@@ -284,7 +321,7 @@ public:
             total += file.size;
         }
         bar_.start(source.name, total);
-        sink_->beginLog({source.name, &source.question.shownNames()});
+        sink_->beginLog({source.name, &source.question.shownNames(), source.origin});
         scan(view, source.question.filter, &end);
         exported_.ends.push_back(std::move(end));
     }
@@ -351,7 +388,9 @@ int run(const ExportOptions &options) {
             form == ExportForm::Sqlite ? TemporaryFile::Naming::AtOnce : TemporaryFile::Naming::WhenNeeded;
         file = std::make_unique<ReplacedFile>(options.file, options.mayReplace, naming);
     }
-    const std::unique_ptr<ExportSink> sink = makeSink(options, form, file.get());
+    FormTerms terms = formTermsOf(options, form);
+    terms.columns = sources.front().origin;
+    const std::unique_ptr<ExportSink> sink = makeSink(terms, file.get());
     Exporter exporter(options, file.get(), signals.get(), sink.get());
     for (auto source = sources.begin(); source != sources.end() && exporter.isWanted(); ++source) {
         exporter.exportLog(*source);

@@ -7,7 +7,6 @@
 
 #include "commands/log_options.h"
 #include "system/failure.h"
-#include "terminal/number_text.h"
 #include "terminal/time_text.h"
 
 namespace tool {
@@ -48,20 +47,8 @@ void addSelection(CLI::App *command, FilterOptions *options) {
         ->needs(pattern);
 }
 
-int32_t number(const std::string &text, const NameTable &names, int32_t limit, const std::string &what) {
-    if (const auto named = names.numberOf(text)) {
-        return *named;
-    }
-    const std::optional<int32_t> value = numberBelow(text, limit);
-    if (!value) {
-        refuse(what + " '" + text + "' is neither a number from 0 to " + std::to_string(limit - 1) +
-               " nor a name that is known here");
-    }
-    return *value;
-}
-
 int32_t levelNumber(const std::string &text, const Names &names) {
-    return number(text, names.levels, jorn::kLevelMax, "level");
+    return namedNumber(text, names.levels, jorn::kLevelMax, "level");
 }
 
 LevelSet parsePriority(const std::string &text, const Names &names) {
@@ -91,7 +78,7 @@ LevelSet parseLevels(const FilterOptions &options, const Names &names) {
 SlotSet parseSlots(const FilterOptions &options, const Names &names) {
     SlotSet set;
     for (const std::string &slot : options.slots) {
-        set.add(number(slot, names.slots, jorn::kSlotMax, "slot"));
+        set.add(namedNumber(slot, names.slots, jorn::kSlotMax, "slot"));
     }
     return set;
 }

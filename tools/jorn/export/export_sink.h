@@ -9,14 +9,16 @@
 
 #include "log/item.h"
 #include "log/names.h"
+#include "output/item_format.h"
 #include "output/output.h"
 
 namespace tool {
 
 /// A log whose items are exported.
 struct ExportedLog {
-    std::string name;  ///< UTF-8, no other log's of the export.
-    const Names *names = &noNames();
+    std::string name;                 ///< UTF-8, no other log's of the export and the same device.
+    const Names *names = &noNames();  ///< Of levels and slots.
+    ItemOrigin origin{};              ///< As far as each item tells it.
 };
 
 /// Takes the logs one after the other. What fails throws Failure.
@@ -41,15 +43,17 @@ using ItemWriter = std::function<bool(const Item &, Output *)>;
 std::unique_ptr<ExportSink> makeTextSink(int file, const std::string &name, const std::string &heading,
                                          std::function<ItemWriter(const ExportedLog &)> writerFor);
 
-/// A database in an empty file. A log gets a table of its name:
+/// A database in an empty file. A log gets a table of its name, or of `table` where that is not empty:
 ///   id     its item's place in the export, from 1 for the oldest
 ///   time   seconds since 1970
 ///   level, slot
 ///   text   TEXT where it is UTF-8, else a BLOB of the bytes as they are stored
+///   device, log, epoch, seq   as far as items tell their origin
 /// with indexes for the questions that people ask of logs: for a span of time; for it and a level; for it, a
 /// slot and perhaps a level. A view NAME_readable gives the time as text, in UTC, and names instead of
 /// numbers; where there are names, a table jorn_names holds them.
-std::unique_ptr<ExportSink> makeSqliteSink(const std::string &path, const std::string &name);
+std::unique_ptr<ExportSink> makeSqliteSink(const std::string &path, const std::string &name,
+                                           const std::string &table);
 
 }  // namespace tool
 

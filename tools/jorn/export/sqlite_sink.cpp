@@ -32,7 +32,8 @@ std::string allowedName(const std::string &log) {
 
 class SqliteSink : public ExportSink {
 public:
-    SqliteSink(const std::string &path, const std::string &name) : database_(path, name) {
+    SqliteSink(const std::string &path, const std::string &name, std::string table)
+        : database_(path, name), table_(std::move(table)) {
         taken_.add(kNamesTable);
         database_.execute("PRAGMA application_id = " + std::to_string(kApplicationId) +
                           "; PRAGMA user_version = " + std::to_string(kSchemaVersion) + "; BEGIN");
@@ -43,13 +44,17 @@ public:
     void finish() override;
 
 private:
+    std::string originColumns(const std::string &ofNames, const std::string &ofNumbers) const;
+    std::string originValues() const;
     void keepNames(const std::string &table, const char *kind, const NameTable &names, int32_t limit);
     void finishLog(const std::string &table);
     std::string valueOf(const std::string &table, const char *kind, const NameTable &names) const;
 
     SqliteDatabase database_;
+    const std::string table_;  ///< Empty where a log's table has its name.
     std::optional<SqliteStatement> insert_;
     UniqueNames taken_;
+    ItemOrigin origin_;  ///< Of the log that is being taken; all logs tell the same kinds of it.
     std::vector<std::pair<std::string, const Names *>> tables_;
     bool hasNamesTable_ = false;
     int64_t id_ = 0;
@@ -57,15 +62,32 @@ private:
 };
 
 void SqliteSink::beginLog(const ExportedLog &log) {
-    const std::string table = taken_.add(allowedName(log.name));
+    const std::string table = taken_.add(allowedName(table_.empty() ? log.name : table_));
+    origin_ = log.origin;
     tables_.emplace_back(table, log.names);
     database_.execute("CREATE TABLE " + sqlName(table) +
                       " (id INTEGER PRIMARY KEY, time INTEGER NOT NULL, level INTEGER NOT NULL, slot INTEGER "
-                      "NOT NULL, text TEXT NOT NULL)");
+                      "NOT NULL, text TEXT NOT NULL" +
+                      originColumns(" TEXT NOT NULL", " INTEGER NOT NULL") + ")");
     keepNames(table, "level", log.names->levels, jorn::kLevelMax);
     keepNames(table, "slot", log.names->slots, jorn::kSlotMax);
-    insert_ = database_.prepare("INSERT INTO " + sqlName(table) + " VALUES (?, ?, ?, ?, ?)");
+    insert_ =
+        database_.prepare("INSERT INTO " + sqlName(table) + " VALUES (?, ?, ?, ?, ?" + originValues() + ")");
     id_ = 0;
+}
+
+/// ", device, log, epoch, seq" as far as items tell them, each with what follows its name.
+std::string SqliteSink::originColumns(const std::string &ofNames, const std::string &ofNumbers) const {
+    return (origin_.device.empty() ? "" : ", device" + ofNames) +
+           (origin_.log.empty() ? "" : ", log" + ofNames) +
+           (origin_.isNumbered() ? ", epoch" + ofNumbers + ", seq" + ofNumbers : "");
+}
+
+/// What goes into these columns: only the number differs from item to item.
+std::string SqliteSink::originValues() const {
+    return (origin_.device.empty() ? "" : ", " + sqlText(origin_.device)) +
+           (origin_.log.empty() ? "" : ", " + sqlText(origin_.log)) +
+           (origin_.isNumbered() ? ", " + std::to_string(origin_.epoch) + ", ?" : "");
 }
 
 void SqliteSink::keepNames(const std::string &table, const char *kind, const NameTable &names,
@@ -95,6 +117,9 @@ bool SqliteSink::take(const Item &item) {
     } else {
         insert_->bindBytes(5, item.text);
     }
+    if (origin_.isNumbered()) {
+        insert_->bind(6, static_cast<int64_t>(item.seq));
+    }
     insert_->run();
     if (++inBatch_ == kBatch) {
         database_.execute("COMMIT; BEGIN");
@@ -111,7 +136,8 @@ void SqliteSink::finish() {
         database_.execute("CREATE VIEW " + sqlName(taken_.add(table + "_readable")) +
                           " AS SELECT id, strftime('%Y-%m-%dT%H:%M:%SZ', time, 'unixepoch') AS time, " +
                           valueOf(table, "level", names->levels) + " AS level, " +
-                          valueOf(table, "slot", names->slots) + " AS slot, text FROM " + sqlName(table));
+                          valueOf(table, "slot", names->slots) + " AS slot, text" + originColumns("", "") +
+                          " FROM " + sqlName(table));
     }
     database_.execute("COMMIT");
     database_.close();
@@ -138,8 +164,9 @@ std::string SqliteSink::valueOf(const std::string &table, const char *kind, cons
 
 }  // namespace
 
-std::unique_ptr<ExportSink> makeSqliteSink(const std::string &path, const std::string &name) {
-    return std::make_unique<SqliteSink>(path, name);
+std::unique_ptr<ExportSink> makeSqliteSink(const std::string &path, const std::string &name,
+                                           const std::string &table) {
+    return std::make_unique<SqliteSink>(path, name, table);
 }
 
 }  // namespace tool

@@ -32,6 +32,10 @@ std::vector<int> filledFiles(const DirectoryLook &look) {
     return filled;
 }
 
+int smallestRing(const DirectoryLook &look, std::initializer_list<std::optional<IndexPositions>> indexes) {
+    return smallestRingFor(look.presence(), indexes);
+}
+
 bool holdsAll(const IndexPositions &range, const std::vector<int> &files, int ringSize) {
     const std::vector<int> inside = positionsInRange(range, ringSize);
     return std::all_of(files.begin(), files.end(), [&inside](int position) {
@@ -52,7 +56,7 @@ bool isGoodEnough(const StoreDirectory &directory) {
         return look.index.usablePositions().has_value();
     }
     const auto backup = look.backup.usablePositions();
-    return backup && holdsAll(*backup, filled, smallestRingFor(look.presence(), {backup})) &&
+    return backup && holdsAll(*backup, filled, smallestRing(look, {backup})) &&
            diagnose(directory, {}).facts.index;
 }
 
@@ -79,7 +83,7 @@ bool mayBeContradicted(const StoreDirectory &directory, std::optional<int> ringS
     if (!index || filled.empty()) {
         return false;
     }
-    const int size = std::max(ringSize.value_or(0), smallestRingFor(look.presence(), {index}));
+    const int size = std::max(ringSize.value_or(0), smallestRing(look, {index}));
     const Entry &newest = look.files[static_cast<size_t>(index->latest)].itself;
     return (ringSize && !isInRing(*index, *ringSize)) || !holdsAll(*index, filled, size) ||
            !newest.isFile() || (newest.mark.size > 0 && mayBeFull(directory, index->latest));
@@ -107,14 +111,18 @@ std::string flawOf(const Diagnosis &diagnosis) {
                                           : "beyond a ring of " + std::to_string(ringSize) + " files";
 }
 
-/// The name that keeps what is replaced. Only a directory cannot make way for it.
+/// The name that keeps what is replaced: a free one, or the one that a start which was cut has given it.
 std::string keptName(const StoreDirectory &directory, const char *name) {
+    const Entry former = lookAtEntry(directory, name);
     const std::string first = std::string(name) + kKeptSuffix;
     std::string kept = first;
-    for (int number = 2; lookAtEntry(directory, kept).kind == Entry::Kind::Directory; ++number) {
+    for (int number = 2;; ++number) {
+        const Entry entry = lookAtEntry(directory, kept);
+        if (!entry.isPresent() || (entry.isFile() && isSameFile(entry.mark, former.mark))) {
+            return kept;
+        }
         kept = first + "-" + std::to_string(number);
     }
-    return kept;
 }
 
 std::string keptText(const StoreDirectory &directory, const DirectoryLook &look) {
@@ -183,8 +191,7 @@ int leastRing(const DirectoryLook &look, int requested) {
     const auto within = [requested](const std::optional<IndexPositions> &positions) {
         return positions && isInRing(*positions, requested) ? positions : std::nullopt;
     };
-    return smallestRingFor(look.presence(),
-                           {within(look.index.usablePositions()), within(look.backup.usablePositions())});
+    return smallestRing(look, {within(look.index.usablePositions()), within(look.backup.usablePositions())});
 }
 
 /// The size that is asked for may be that of the ring, or one that it is to get. What is read is judged by
@@ -207,7 +214,9 @@ void judgeBySize(std::optional<int> ringSize, Diagnosis *diagnosis) {
 void keepIndex(const StoreDirectory &directory) {
     const int fd = directory.descriptor();
     const std::string kept = keptName(directory, kIndexName);
-    unlinkat(fd, kept.c_str(), 0);
+    if (lookAtEntry(directory, kept).isPresent()) {
+        return;
+    }
     int result = linkat(fd, kIndexName, fd, kept.c_str(), 0);
     if (result < 0 && (errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS)) {
         // A file system without second names. A cut here leaves no index, which is found again likewise.

@@ -95,6 +95,14 @@ public:
     /// By how full it is, the store may have ended with this file.
     bool looksNewest(int position) const { return !fileAt(position).isFull() || isFreeBehind(position); }
 
+    /// The first file that is not full, though no clearing left it so.
+    std::optional<int> firstWithRoom() const {
+        const auto found = std::find_if(ring_.begin(), ring_.end(), [this](int position) {
+            return !fileAt(position).isFull() && !isLeftByClearing(position);
+        });
+        return found == ring_.end() ? std::nullopt : std::optional<int>(*found);
+    }
+
     /// A file that may as well be the newest, would the clock have been set back behind the one that is by
     /// the times. One that a clearing left as it was is not meant.
     std::optional<int> otherThan(int newest) const {
@@ -366,24 +374,29 @@ RingOrder fromIndex(const RingFacts &facts, RingOrder::Source source, const std:
     return order;
 }
 
-/// Of an index that names every file with items. Its newest file is missing, or is full while the next one
-/// holds items: then it may be an index of before the ring moved on. It is none if the times and the fill of
-/// the files agree on another newest file.
+/// Of an index that names every file with items, and whose newest file is full and has no room after it,
+/// while another file is not full: the ring may have moved on since it was written.
+RingOrder judgeFullNewest(const RingFacts &facts, const RingOrder &named, int other) {
+    const RingOrder found = findFromFiles(facts);
+    if (found.isKnown() && found.doubt.empty()) {
+        return found;
+    }
+    return unclear("the index names " + at(named.files.back()) + " as the newest, but that is full, and " +
+                   at(other) + " is not: the ring may have moved on since");
+}
+
 RingOrder judgeWholeRange(const RingFacts &facts) {
-    const FileFacts &newest = facts.files[static_cast<size_t>(facts.index->latest)];
+    const int newest = facts.index->latest;
     const RingOrder named =
         fromIndex(facts, RingOrder::Source::Index, "the index names every file with items");
-    if (newest.isPresent && !hasMovedOn(facts, *facts.index)) {
-        return named;
+    if (facts.files[static_cast<size_t>(newest)].isPresent) {
+        const Evidence evidence(facts);
+        const auto other = evidence.looksNewest(newest) ? std::nullopt : evidence.firstWithRoom();
+        return other ? judgeFullNewest(facts, named, *other) : named;
     }
     const RingOrder found = findFromFiles(facts);
-    const bool isElsewhere = found.isKnown() && found.files.back() != named.files.back();
-    if (newest.isPresent) {
-        const bool isCertain = isElsewhere && found.doubt.empty() &&
-                               !facts.files[static_cast<size_t>(found.files.back())].isFull();
-        return isCertain ? found : named;
-    }
-    return found.isKnown() && !isElsewhere ? named : found;
+    const bool isSame = found.isKnown() && found.files.back() == named.files.back();
+    return isSame ? named : found;
 }
 
 /// Cut before it began its file: what it has cleared is there, and nothing came after it.

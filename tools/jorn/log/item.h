@@ -22,6 +22,7 @@ struct Item {
     size_t fileIndex =
         0;                ///< Of its data file among the files of the view. Set by scanners, with the offset.
     uint64_t offset = 0;  ///< Byte at which its line begins in that file.
+    uint64_t seq = 0;     ///< Its number within the epoch of its log, where items are numbered.
 };
 
 }  // namespace tool

@@ -118,6 +118,18 @@ const Names &noNames() {
     return none;
 }
 
+int32_t namedNumber(const std::string &text, const NameTable &names, int32_t limit, const std::string &what) {
+    if (const auto named = names.numberOf(text)) {
+        return *named;
+    }
+    const std::optional<int32_t> value = numberBelow(text, limit);
+    if (!value) {
+        refuse(what + " '" + text + "' is neither a number from 0 to " + std::to_string(limit - 1) +
+               " nor a name that is known here");
+    }
+    return *value;
+}
+
 Names readNames(const std::string &path) {
     const Stream file(fopen(path.c_str(), "re"));
     if (!file) {

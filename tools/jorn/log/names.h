@@ -46,6 +46,10 @@ struct Names {
 /// Where there are none, or numbers are wanted.
 const Names &noNames();
 
+/// The number that a text gives: one below `limit`, or one that has this name. Throws Failure, as a usage
+/// error, that says `what` is wrong.
+int32_t namedNumber(const std::string &text, const NameTable &names, int32_t limit, const std::string &what);
+
 /// Reads a file of names, at most 1 MiB. Throws Failure with the line and what is wrong with it, as a usage
 /// error.
 Names readNames(const std::string &path);

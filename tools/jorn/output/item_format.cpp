@@ -6,9 +6,11 @@
 #include <charconv>
 #include <limits>
 #include <string_view>
+#include <utility>
 
 #include "output/form_names.h"
 #include "output/json_text.h"
+#include "terminal/base64.h"
 #include "terminal/color.h"
 #include "terminal/escape.h"
 
@@ -58,22 +60,6 @@ void appendNumber(std::string *text, int64_t number) {
     text->append(digits.begin(), end);
 }
 
-std::string base64(std::string_view bytes) {
-    constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string text;
-    for (size_t i = 0; i < bytes.size(); i += 3) {
-        const size_t count = std::min<size_t>(3, bytes.size() - i);
-        uint32_t group = 0;
-        for (size_t k = 0; k < 3; ++k) {
-            group = group << 8 | (k < count ? static_cast<unsigned char>(bytes[i + k]) : 0U);
-        }
-        for (size_t k = 0; k < 4; ++k) {
-            text += k <= count ? kDigits[group >> (18 - 6 * k) & 0x3f] : '=';
-        }
-    }
-    return text;
-}
-
 }  // namespace
 
 std::vector<std::string> itemFormNames() { return namesOf(kForms); }
@@ -81,13 +67,17 @@ std::vector<std::string> itemFormNames() { return namesOf(kForms); }
 ItemForm itemFormOf(const std::string &name) { return formNamed(name, kForms).value_or(ItemForm::Text); }
 
 ItemFormatter::ItemFormatter(const ItemStyle &style)
-    : style_(style), time_(timeFormOf(style.form), style.isUtc) {}
+    : style_(style),
+      origin_(style.form == ItemForm::Csv ? csvOrigin() : jsonOrigin()),
+      time_(timeFormOf(style.form), style.isUtc) {}
 
 std::string ItemFormatter::heading() const {
     if (style_.form != ItemForm::Csv) {
         return "";
     }
-    return style_.log.empty() ? "time,level,slot,text\n" : "time,level,slot,text,log\n";
+    const ItemOrigin &origin = style_.origin;
+    return std::string("time,level,slot,text") + (origin.device.empty() ? "" : ",device") +
+           (origin.log.empty() ? "" : ",log") + (origin.isNumbered() ? ",epoch,seq" : "") + "\n";
 }
 
 const std::string &ItemFormatter::format(const Item &item) {
@@ -129,7 +119,8 @@ std::string ItemFormatter::formatForPeople(const Item &item) {
 
 std::string ItemFormatter::formatCsv(const Item &item) const {
     return std::to_string(item.seconds) + "," + std::to_string(item.level) + "," + std::to_string(item.slot) +
-           "," + shown(csvField(item.text)) + (style_.log.empty() ? "" : "," + csvField(style_.log)) + "\n";
+           "," + shown(csvField(item.text)) + origin_ +
+           (style_.origin.isNumbered() ? std::to_string(item.seq) : "") + "\n";
 }
 
 void ItemFormatter::formatJson(const Item &item) {
@@ -143,13 +134,34 @@ void ItemFormatter::formatJson(const Item &item) {
     addJsonNumber("slot", item.slot, style_.names->slots);
     line_ += ",\"text\":";
     if (!appendJsonText(&line_, item.text, style_.isEscaped)) {
-        line_ += ",\"text_base64\":\"" + base64(item.text) + '"';
+        line_ += ",\"text_base64\":\"" + toBase64(item.text) + '"';
     }
-    if (!style_.log.empty()) {
-        line_ += ",\"log\":";
-        appendJsonText(&line_, style_.log, style_.isEscaped);
+    line_ += origin_;
+    if (style_.origin.isNumbered()) {
+        appendNumber(&line_, static_cast<int64_t>(item.seq));
     }
     line_ += "}\n";
+}
+
+std::string ItemFormatter::jsonOrigin() const {
+    const ItemOrigin &origin = style_.origin;
+    std::string json;
+    for (const auto &[key, name] : {std::pair("device", &origin.device), {"log", &origin.log}}) {
+        if (!name->empty()) {
+            json += std::string(",\"") + key + "\":";
+            appendJsonText(&json, *name, style_.isEscaped);
+        }
+    }
+    return origin.isNumbered() ? json + ",\"epoch\":" + std::to_string(origin.epoch) + ",\"seq\":" : json;
+}
+
+std::string ItemFormatter::csvOrigin() const {
+    const ItemOrigin &origin = style_.origin;
+    std::string fields;
+    for (const std::string *const name : {&origin.device, &origin.log}) {
+        fields += name->empty() ? "" : "," + csvField(*name);
+    }
+    return origin.isNumbered() ? fields + "," + std::to_string(origin.epoch) + "," : fields;
 }
 
 /// The number that a key was written for, and its name, if it has one, as a member of its own.

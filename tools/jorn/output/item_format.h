@@ -6,7 +6,8 @@
 //   device  Sat Nov 21 06:47:08 2026 1 5 door open     the time as the device prints it
 //   csv     1795000000,1,5,door open                   after a line of headings; quoted by RFC 4180
 //   json    {"time":1795000000,"iso":"...","level":1,"level_name":"warning","slot":5,"text":"door open"}
-// Items of several logs tell theirs: csv in a last column, json in a last member, both called "log".
+// Where an item's origin is told, csv has further columns and json further members after the text: "device",
+// "log", and "epoch" and "seq", as far as they are known.
 #ifndef JORN_TOOLS_ITEM_FORMAT_H
 #define JORN_TOOLS_ITEM_FORMAT_H
 
@@ -15,6 +16,7 @@
 
 #include "log/item.h"
 #include "log/names.h"
+#include "output/item_origin.h"
 #include "terminal/time_text.h"
 
 namespace tool {
@@ -31,7 +33,7 @@ struct ItemStyle {
     bool isEscaped = false;           ///< For a terminal: texts get through escaped(), JSON is pure ASCII.
     bool isColored = false;           ///< Levels in colours, in the forms for people.
     const Names *names = &noNames();  ///< Shown in place of numbers.
-    std::string log{};                ///< Name of the items' log, UTF-8, for csv and json; empty for none.
+    ItemOrigin origin{};              ///< For csv and json.
 };
 
 class ItemFormatter {
@@ -49,11 +51,14 @@ private:
     std::string formatCsv(const Item &item) const;
     void formatJson(const Item &item);
     void addJsonNumber(const char *key, int32_t number, const NameTable &names);
+    std::string jsonOrigin() const;
+    std::string csvOrigin() const;
     std::string shown(const std::string &text) const;
     std::string shownLevel(const Item &item) const;
     std::string shownSlot(const Item &item) const;
 
     ItemStyle style_;
+    std::string origin_;  ///< What all items have after their texts, but for the running number.
     TimeFormatter time_;
     std::string line_;
 };

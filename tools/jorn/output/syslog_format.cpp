@@ -112,6 +112,16 @@ std::string SyslogFormatter::dataOf(const Item &item) const {
     };
     add("level", item.level, style_.names->levels);
     add("slot", item.slot, style_.names->slots);
+    if (!style_.origin.device.empty()) {
+        data += parameter("device", style_.origin.device);
+    }
+    if (!style_.origin.log.empty()) {
+        data += parameter("log", style_.origin.log);
+    }
+    if (style_.origin.isNumbered()) {
+        data += parameter("epoch", std::to_string(style_.origin.epoch));
+        data += parameter("seq", std::to_string(item.seq));
+    }
     return data + "]";
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Items as syslog messages by RFC 5424, each on a line of its own:
 //   <132>1 2026-11-21T06:47:08+01:00 - door - - [jorn@32473 level="1" slot="5"] door open
+// Where an item's origin is told, there are also device, log, epoch and seq, as far as they are known.
 // 32473 is the number that RFC 5612 sets aside for those who have none of their own.
 #ifndef JORN_TOOLS_SYSLOG_FORMAT_H
 #define JORN_TOOLS_SYSLOG_FORMAT_H
@@ -12,6 +13,7 @@
 #include "log/item.h"
 #include "log/names.h"
 #include "module_limits.h"
+#include "output/item_origin.h"
 #include "terminal/time_text.h"
 
 namespace tool {
@@ -40,6 +42,7 @@ struct SyslogStyle {
     Severities severities{};
     std::string hostName = "-";
     std::string log;                  ///< Name of the items' log.
+    ItemOrigin origin{};              ///< As far as each message tells it.
     bool isUtc = false;               ///< UTC is the local time of the process.
     bool isEscaped = false;           ///< For a terminal: texts get through escaped().
     const Names *names = &noNames();  ///< Told besides the numbers.

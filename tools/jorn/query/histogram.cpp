@@ -7,6 +7,7 @@
 #include <array>
 
 #include "module_limits.h"
+#include "terminal/civil_time.h"
 #include "terminal/text_table.h"
 #include "terminal/time_text.h"
 

@@ -43,9 +43,8 @@ LiveStore::~LiveStore() { JORN_Destroy(handle_); }
 
 void LiveStore::create(const Settings &settings) {
     sysClkDisable();
-    jorn_SetDebugPrintLevel(settings.createPrintLevel);
-    handle_ = JORN_Create(directory_.shortName().c_str(), settings.slots, settings.files);
     jorn_SetDebugPrintLevel(settings.printLevel);
+    handle_ = JORN_Create(directory_.shortName().c_str(), settings.slots, settings.files);
     if (handle_ < 0) {
         throw Failure(directory_.path() + ": the store cannot be started");
     }

@@ -21,9 +21,8 @@ public:
     struct Settings {
         int slots = 0;
         int files = 0;
-        int createPrintLevel = 0;  ///< Print level of the module while it looks at the directory.
-        int printLevel = 0;        ///< And afterwards.
-        bool syncs = false;        ///< What is written is brought to the medium.
+        int printLevel = 0;  ///< Of the module's messages.
+        bool syncs = false;  ///< What is written is brought to the medium.
     };
 
     /// Creates the object, which changes the directory as a start of the store does. Throws Failure.

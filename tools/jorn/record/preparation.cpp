@@ -105,15 +105,11 @@ void endLastLine(const StoreDirectory &directory, const RingLook &look, int file
     }
 }
 
-/// In a fresh directory it is no news that there is no index and no file.
-LiveStore::Settings settingsFor(const RingLook &look, int files, const RecordOptions &options) {
-    const int printLevel = options.printLevel.value_or(jorn::kPrintError);
-    const bool isQuiet = look.isFresh() && !options.printLevel;
+LiveStore::Settings settingsFor(int files, const RecordOptions &options) {
     LiveStore::Settings settings;
     settings.slots = options.slots;
     settings.files = files;
-    settings.createPrintLevel = isQuiet ? 0 : printLevel;
-    settings.printLevel = printLevel;
+    settings.printLevel = options.printLevel.value_or(0);
     settings.syncs = options.syncs;
     return settings;
 }
@@ -134,7 +130,7 @@ LiveStore::Settings prepareDirectory(const StoreDirectory &directory, const Reco
     const RingLook look = RingLook::ofReadable(directory);
     const int files = fitToRing(directory, look, options);
     endLastLine(directory, look, files);
-    return settingsFor(look, files, options);
+    return settingsFor(files, options);
 }
 
 }  // namespace tool

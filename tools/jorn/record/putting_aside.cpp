@@ -13,6 +13,7 @@
 #include "log/aside.h"
 #include "log/directory_look.h"
 #include "module_limits.h"
+#include "system/directory_list.h"
 #include "system/failure.h"
 #include "system/file_replacement.h"
 
@@ -66,35 +67,63 @@ std::vector<std::string> namesOfRing() {
     return names;
 }
 
-/// Never over anything: a file of that name there is one that was put aside before.
-void move(const StoreDirectory &directory, const std::string &name, int target, const std::string &shown) {
-    const int fd = directory.descriptor();
-    int result = renameat2(fd, name.c_str(), target, name.c_str(), RENAME_NOREPLACE);
+/// From one directory to another, never over anything. Returns 0, or an error number; EEXIST where the name
+/// is taken there.
+int moveFile(int from, const std::string &name, int to) {
+    int result = renameat2(from, name.c_str(), to, name.c_str(), RENAME_NOREPLACE);
     if (result < 0 && (errno == EINVAL || errno == ENOSYS)) {
         // A file system that cannot refuse by itself.
-        const bool isThere = faccessat(target, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+        const bool isThere = faccessat(to, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
         errno = EEXIST;
-        result = isThere ? -1 : renameat(fd, name.c_str(), target, name.c_str());
+        result = isThere ? -1 : renameat(from, name.c_str(), to, name.c_str());
     }
-    if (result < 0) {
-        throw systemFailure(shown + "/" + name, errno);
+    return result < 0 ? errno : 0;
+}
+
+Descriptor openAside(const StoreDirectory &directory, const std::string &name) {
+    Descriptor aside(
+        openat(directory.descriptor(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!aside.isOpen()) {
+        throw systemFailure(directory.pathOf(name), errno);
     }
+    return aside;
 }
 
 void moveRing(const StoreDirectory &directory, const std::string &unfinished) {
-    const std::string shown = directory.pathOf(unfinished);
-    const Descriptor target(
-        openat(directory.descriptor(), unfinished.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!target.isOpen()) {
-        throw systemFailure(shown, errno);
-    }
+    const Descriptor target = openAside(directory, unfinished);
     for (const std::string &name : namesOfRing()) {
-        if (lookAtEntry(directory, name).isPresent()) {
-            move(directory, name, target.get(), shown);
+        if (!lookAtEntry(directory, name).isPresent()) {
+            continue;
+        }
+        // A file of that name there is one that was put aside before.
+        if (const int error = moveFile(directory.descriptor(), name, target.get())) {
+            throw systemFailure(directory.pathOf(unfinished) + "/" + name, error);
         }
     }
     syncNames(target.get());
     syncNames(directory.descriptor());
+}
+
+/// Undoes what a cut has left that had not got to the index: only the backup, if there was one, has moved.
+/// Returns false where more has moved, or something else is in the way.
+bool takeBack(const StoreDirectory &directory, const std::string &unfinished) {
+    const Descriptor aside = openAside(directory, unfinished);
+    const auto names = listNames(aside.get());
+    if (!names) {
+        throw systemFailure(directory.pathOf(unfinished), errno);
+    }
+    const bool isBackup = *names == std::vector<std::string>{kIndexBackupName};
+    if (!names->empty() && !isBackup) {
+        return false;
+    }
+    if (isBackup && moveFile(aside.get(), kIndexBackupName, directory.descriptor()) != 0) {
+        return false;
+    }
+    syncNames(directory.descriptor());
+    if (unlinkat(directory.descriptor(), unfinished.c_str(), AT_REMOVEDIR) < 0) {
+        throw systemFailure(directory.pathOf(unfinished), errno);
+    }
+    return true;
 }
 
 /// Returns the name that it has got.
@@ -124,6 +153,9 @@ std::optional<std::string> finishPuttingAside(const StoreDirectory &directory) {
     std::optional<std::string> finished;
     for (const std::string &name : namesIn(directory)) {
         if (!isUnfinishedAsideName(name) || lookAtEntry(directory, name).kind != Entry::Kind::Directory) {
+            continue;
+        }
+        if (takeBack(directory, name)) {
             continue;
         }
         if (isIndexLost(directory)) {

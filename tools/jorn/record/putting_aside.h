@@ -17,7 +17,8 @@ namespace tool {
 std::string putAside(const StoreDirectory &directory, time_t now);
 
 /// Ends what a cut has left unfinished: moves what is left of the ring, unless somebody has given that an
-/// index since. Returns the name of the directory; nothing where there was nothing to do. Throws Failure.
+/// index since. Where neither the index nor a data file had moved, it is undone instead, as if it had never
+/// been begun. Returns the name of the directory; nothing where there is none now. Throws Failure.
 std::optional<std::string> finishPuttingAside(const StoreDirectory &directory);
 
 }  // namespace tool

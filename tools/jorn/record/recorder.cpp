@@ -6,26 +6,25 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <optional>
 #include <string>
 
+#include "import/command_output.h"
+#include "import/input.h"
+#include "import/whole_input.h"
 #include "log/store_directory.h"
-#include "record/input.h"
-#include "record/item_splitter.h"
-#include "record/live_store.h"
+#include "record/intake.h"
+#include "record/module_console.h"
 #include "record/preparation.h"
 #include "record/record_stats.h"
+#include "record/recording.h"
+#include "record/ring_fit.h"
 #include "system/failure.h"
 #include "system/stop_signals.h"
+#include "terminal/counted.h"
 
 namespace tool {
 namespace {
-
-/// The module prints on standard output, line by line also where that is no terminal.
-void sendModuleMessagesToStandardError() {
-    fflush(stdout);
-    dup2(STDERR_FILENO, STDOUT_FILENO);
-    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-}
 
 /// A write that fails must come back as an error that can be told, not end the process.
 void ignoreWriteSignals() {
@@ -33,43 +32,59 @@ void ignoreWriteSignals() {
     signal(SIGXFSZ, SIG_IGN);
 }
 
-/// Passes the input on until its end, counting its bytes.
-void pump(Input *input, ItemSplitter *splitter, LiveStore *store, uint64_t *bytes) {
-    for (;;) {
-        switch (input->next()) {
-            case Input::Event::Data:
-                *bytes += input->block().size();
-                splitter->feed(input->block());
-                break;
-            case Input::Event::Pause:
-                store->drain();
-                input->wait();
-                break;
-            case Input::Event::End:
-                splitter->finish();
-                store->drain();
-                return;
+Recording::Settings settingsOf(const RecordOptions &options, const LiveStore::Settings &store) {
+    Recording::Settings settings;
+    settings.store = store;
+    settings.slot = options.slot;
+    settings.hasTimes = options.isJson() || !options.times.empty();
+    settings.timeForm = options.times;
+    return settings;
+}
+
+/// What an export held is to be there again, all of it, unless a size that was asked for says how much.
+bool hasToFit(const RecordOptions &options) {
+    return options.isJson() && !options.files && !options.keepsGoing;
+}
+
+/// Throws Failure where the ring would begin to drop the input's first items before the last ones are stored.
+void refuseTooSmallRing(const StoreDirectory &directory, int files, const RecordOptions &options, int fd) {
+    const uint64_t room = roomInRing(directory, files);
+    if (linesLeft(fd).value_or(0) <= room) {
+        return;
+    }
+    const uint64_t items = jsonItemsLeft(fd, jsonSettingsOf(options));
+    if (items > room) {
+        refuse(directory.path() + ": the input has " + counted(items, "item", "items") + ", and a ring of " +
+               std::to_string(files) + " files takes " + std::to_string(room) +
+               " of them; nothing was recorded. A larger --files takes more; --files " +
+               std::to_string(files) + " keeps the newest of them");
+    }
+}
+
+/// Standard input. Where it has to be looked at as a whole and is no file, a copy of it.
+class RecordedInput {
+public:
+    RecordedInput(const RecordOptions &options, StopSignals *signals)
+        : signals_(signals), input_(STDIN_FILENO, signals, options.keepsGoing) {}
+
+    InputStream *stream() { return copied_ ? &*copied_ : &input_; }
+
+    /// Leads to a regular file, of which nothing has been read yet.
+    int readWhole() {
+        if (linesLeft(STDIN_FILENO)) {
+            return STDIN_FILENO;
         }
+        copy_.emplace(&input_);
+        copied_.emplace(copy_->descriptor(), signals_, false);
+        return copy_->descriptor();
     }
-}
 
-/// After a failure: what has been read goes into the files as far as possible. Returns how many items did
-/// not.
-int64_t salvage(ItemSplitter *splitter, LiveStore *store) {
-    try {
-        splitter->finish();
-    } catch (const Failure &) {
-        // Of the same cause as the first one; the item is in the number below.
-    }
-    return store->salvage();
-}
-
-void warnOfCutLines(const ItemSplitter &splitter) {
-    if (splitter.cutLines() > 0) {
-        printMessage("warning: lines longer than " + std::to_string(jorn::kTextMax) + " bytes were cut: " +
-                     std::to_string(splitter.cutLines()) + " (--split keeps all of a line)");
-    }
-}
+private:
+    StopSignals *const signals_;
+    Input input_;
+    std::optional<CopiedInput> copy_;
+    std::optional<Input> copied_;
+};
 
 class Stopwatch {
 public:
@@ -81,43 +96,150 @@ private:
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-void printStats(const RecordOptions &options, const RecordStats &stats) {
-    if (options.hasStats) {
-        fputs((options.isStatsJson ? formatStatsJson(stats) : "jorn: " + formatStats(stats)).c_str(), stderr);
+/// One recording, from its first byte to the report about it.
+class Session {
+public:
+    Session(const RecordOptions &options, Intake *intake, Recording *recording)
+        : options_(options), intake_(intake), recording_(recording) {
+        intake->setRecording(recording);
     }
+
+    /// Records the input until its end. Throws Failure when an item is not in the files.
+    void run(InputStream *input) {
+        try {
+            pump(input);
+        } catch (const Failure &failure) {
+            if (!recording_->isStarted()) {
+                throw;
+            }
+            const int64_t missing = salvage();
+            report(missing);
+            const std::string lost =
+                missing == 0 ? ""
+                             : "; " + std::to_string(missing) + " of the lines read are not in the files";
+            throw Failure(failure.what() + lost, failure.exitCode());
+        }
+        report(0);
+    }
+
+private:
+    void pump(InputStream *input) {
+        for (;;) {
+            switch (input->next()) {
+                case InputStream::Event::Data:
+                    intake_->take(input->channel(), input->block());
+                    recording_->verify();
+                    break;
+                case InputStream::Event::Pause:
+                    recording_->drain();
+                    input->wait();
+                    break;
+                case InputStream::Event::End:
+                    intake_->finish();
+                    recording_->verify();
+                    recording_->finish();
+                    return;
+            }
+        }
+    }
+
+    /// After a failure: what has been read goes into the files as far as possible. Returns how many items did
+    /// not.
+    int64_t salvage() {
+        intake_->finish();
+        return recording_->salvage();
+    }
+
+    void report(int64_t missing) const {
+        const uint64_t cutLines = intake_->cutLines();
+        if (cutLines > 0) {
+            printMessage("warning: lines longer than " + std::to_string(jorn::kTextMax) +
+                         " bytes were cut: " + std::to_string(cutLines) + " (--split keeps all of a line)");
+        }
+        if (options_.hasStats) {
+            const RecordStats stats = {
+                intake_->lines(), static_cast<uint64_t>(recording_->taken() - missing), intake_->bytes(),
+                cutLines,         static_cast<uint64_t>(recording_->filesPassed()),     watch_.seconds()};
+            fputs((options_.isStatsJson ? formatStatsJson(stats) : "jorn: " + formatStats(stats)).c_str(),
+                  stderr);
+        }
+    }
+
+    const RecordOptions &options_;
+    Intake *const intake_;
+    Recording *const recording_;
+    const Stopwatch watch_;
+};
+
+/// What was not as it should be, though every item is stored.
+void throwProblems(const Intake &intake) {
+    if (const std::string problem = intake.teeProblem(); !problem.empty()) {
+        throw Failure(problem);
+    }
+    if (const std::string problem = intake.badLines(); !problem.empty()) {
+        throw Failure(problem, kExitDamage);
+    }
+}
+
+void recordInput(const RecordOptions &options) {
+    StopSignals signals;
+    const ModuleConsole console(options.printLevel.has_value());
+    Intake intake(options, console.output());
+    const StoreDirectory directory = StoreDirectory::openForRecording(options.directory);
+    RecordedInput input(options, &signals);
+    const LiveStore::Settings store = prepareDirectory(directory, options);
+    if (hasToFit(options)) {
+        refuseTooSmallRing(directory, store.files, options, input.readWhole());
+    }
+    Recording recording(directory, settingsOf(options, store));
+    Session(options, &intake, &recording).run(input.stream());
+    throwProblems(intake);
+}
+
+/// The command goes on when its output can no longer be recorded: it is passed on, or read and dropped.
+void passOnToTheEnd(InputStream *input, Intake *intake) {
+    for (;;) {
+        switch (input->next()) {
+            case InputStream::Event::Data:
+                intake->passOn(input->channel(), input->block());
+                break;
+            case InputStream::Event::Pause:
+                input->wait();
+                break;
+            case InputStream::Event::End:
+                return;
+        }
+    }
+}
+
+int recordCommand(const RecordOptions &options) {
+    const HandedSignals signals;
+    const ModuleConsole console(options.printLevel.has_value());
+    Intake intake(options, console.output());
+    const StoreDirectory directory = StoreDirectory::openForRecording(options.directory);
+    Recording recording(directory, settingsOf(options, prepareDirectory(directory, options)));
+    CommandOutput output(options.command, &signals);
+    try {
+        Session(options, &intake, &recording).run(&output);
+        throwProblems(intake);
+    } catch (const Failure &failure) {
+        printMessage(failure.what());
+        passOnToTheEnd(&output, &intake);
+        output.waitForEnd();
+        return kExitOfRunner;
+    }
+    return output.waitForEnd();
 }
 
 }  // namespace
 
-void record(const RecordOptions &options) {
-    StopSignals signals;
+int record(const RecordOptions &options) {
     ignoreWriteSignals();
-    const StoreDirectory directory = StoreDirectory::openForRecording(options.directory);
-    Input input(STDIN_FILENO, &signals, options.keepsGoing);
-    sendModuleMessagesToStandardError();
-    LiveStore store(directory, prepareDirectory(directory, options));
-    ItemSplitter splitter(options.maySplit ? ItemSplitter::LongLine::Split : ItemSplitter::LongLine::Cut,
-                          options.hasPrefixes, [&](std::optional<int> level, const char *text) {
-                              store.add(level.value_or(options.level), options.slot, text);
-                          });
-    const Stopwatch watch;
-    uint64_t bytes = 0;
-    const auto tell = [&](int64_t missing) {
-        warnOfCutLines(splitter);
-        printStats(options,
-                   {splitter.lines(), static_cast<uint64_t>(store.submitted() - missing), bytes,
-                    splitter.cutLines(), static_cast<uint64_t>(store.filesPassed()), watch.seconds()});
-    };
-    try {
-        pump(&input, &splitter, &store, &bytes);
-    } catch (const Failure &failure) {
-        const int64_t missing = salvage(&splitter, &store);
-        tell(missing);
-        const std::string lost =
-            missing == 0 ? "" : "; " + std::to_string(missing) + " of the lines read are not in the files";
-        throw Failure(failure.what() + lost, failure.exitCode());
+    if (!options.command.empty()) {
+        return recordCommand(options);
     }
-    tell(0);
+    recordInput(options);
+    return kExitDone;
 }
 
 }  // namespace tool

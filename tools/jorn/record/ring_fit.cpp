@@ -9,8 +9,11 @@
 #include <string>
 #include <vector>
 
+#include "csvfile/file_summary.h"
 #include "health/index_mending.h"
 #include "health/ring_placement.h"
+#include "import/whole_input.h"
+#include "log/regular_file.h"
 #include "system/failure.h"
 
 namespace tool {
@@ -137,6 +140,15 @@ int chooseRingSize(const StoreDirectory &directory, const RingLook &look, std::o
     }
     refuseSmallerRing(directory, look, requested, mayShrink);
     return *requested;
+}
+
+/// The store adds one of its own at its start. Coming round, it drops the file that it began in as a whole.
+uint64_t roomInRing(const StoreDirectory &directory, int ringSize) {
+    const int latest = RingLook::ofReadable(directory).planFor(ringSize).latest;
+    const Descriptor newest = openRegular(directory, dataFileName(latest));
+    const uint64_t former = newest.isOpen() ? linesLeft(newest.get()).value_or(0) : 0;
+    constexpr uint64_t kFile = jorn::kCsvItemMax;
+    return static_cast<uint64_t>(ringSize) * kFile - 1 - (former < kFile ? former : 0);
 }
 
 int fitRing(const StoreDirectory &directory, const RingLook &look, int ringSize) {

@@ -3,6 +3,8 @@
 #ifndef JORN_TOOLS_RING_FIT_H
 #define JORN_TOOLS_RING_FIT_H
 
+#include <stdint.h>
+
 #include <optional>
 #include <string>
 
@@ -26,6 +28,9 @@ void refuseSmallerRing(const StoreDirectory &directory, const RingLook &look, st
 /// refuseSmallerRing().
 int chooseRingSize(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
                    bool mayShrink);
+
+/// Items that a recording can add to a ring before the oldest of them has to go. Throws Failure.
+uint64_t roomInRing(const StoreDirectory &directory, int ringSize);
 
 /// Brings the files to the positions that the store's start-up would give them, and the index with them.
 /// The start-up renames from the oldest file on, over a file that has still to move, which a gap in the

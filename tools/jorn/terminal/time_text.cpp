@@ -11,6 +11,7 @@
 #include <tuple>
 
 #include "module_limits.h"
+#include "terminal/civil_time.h"
 
 namespace tool {
 
@@ -23,74 +24,10 @@ namespace {
 constexpr int64_t kSecondsPerHour = jorn::kSecondsPerHour;
 constexpr int64_t kSecondsPerDay = jorn::kSecondsPerDay;
 
-/// Date and time of day as written, not yet in any zone.
-struct Civil {
-    int year = 0;
-    int month = 1;
-    int day = 1;
-    int hour = 0;
-    int minute = 0;
-    int second = 0;
-};
-
-tm toTm(const Civil &civil) {
-    tm date = {};
-    date.tm_year = civil.year - 1900;
-    date.tm_mon = civil.month - 1;
-    date.tm_mday = civil.day;
-    date.tm_hour = civil.hour;
-    date.tm_min = civil.minute;
-    date.tm_sec = civil.second;
-    return date;
-}
-
-int64_t secondAsUtc(const Civil &civil) {
-    tm date = toTm(civil);
-    return timegm(&date);
-}
-
-Civil civilOf(const tm &date) {
-    Civil civil;
-    civil.year = date.tm_year + 1900;
-    civil.month = date.tm_mon + 1;
-    civil.day = date.tm_mday;
-    civil.hour = date.tm_hour;
-    civil.minute = date.tm_min;
-    civil.second = date.tm_sec;
-    return civil;
-}
-
-/// Whether calendar and clock have such a date and time, in the years that local times of items can have.
-bool isReal(const Civil &civil) {
-    if (civil.year < 1969 || civil.year > 2106 || civil.hour > 23 || civil.minute > 59 || civil.second > 59) {
-        return false;
-    }
-    // A day that its month does not have comes back as another one.
-    tm date = toTm(civil);
-    timegm(&date);
-    return date.tm_mon == civil.month - 1 && date.tm_mday == civil.day;
-}
-
-/// The second at which local clocks show this. A zone change is told by the offsets a day before and a day
-/// after: each that is really in force at the second it leads to is an answer.
 int64_t secondAsLocal(const Civil &civil, Bound bound) {
-    const int64_t asUtc = secondAsUtc(civil);
-    const std::array<int64_t, 2> offsets = {offsetAt(asUtc - kSecondsPerDay),
-                                            offsetAt(asUtc + kSecondsPerDay)};
-    std::optional<int64_t> found;
-    for (const int64_t offset : offsets) {
-        const int64_t second = asUtc - offset;
-        if (offsetAt(second) != offset) {
-            continue;
-        }
-        const bool isBetter = !found || (bound == Bound::Since ? second < *found : second > *found);
-        found = isBetter ? second : *found;
-    }
-    return found.value_or(asUtc - offsets.front());
+    const LocalSeconds seconds = secondsAsLocal(civil);
+    return bound == Bound::Since ? seconds.first : seconds.last;
 }
-
-/// Seconds that a text's clock is ahead of UTC; nothing where it names none and local time is meant.
-using Offset = std::optional<int64_t>;
 
 int64_t secondAt(const Civil &civil, Offset offset, Bound bound) {
     return offset ? secondAsUtc(civil) - *offset : secondAsLocal(civil, bound);
@@ -104,14 +41,6 @@ int64_t secondOfDay(Civil day, Offset offset, Bound bound) {
     }
     ++day.day;
     return secondAt(day, offset, Bound::Since) - 1;
-}
-
-/// What a clock shows at a time.
-Civil shownAt(time_t now, Offset offset) {
-    const time_t asUtc = now + static_cast<time_t>(offset ? *offset : offsetAt(now));
-    tm date = {};
-    gmtime_r(&asUtc, &date);
-    return civilOf(date);
 }
 
 /// Items have times from 1970 to 2106 in UTC. The local day that either end lies in may reach beyond.
@@ -252,13 +181,12 @@ bool takeNamedDate(re2::StringPiece *rest, Written *written) {
     static const RE2 kForm(
         "(?:(?:Mon|Tue|Wed|Thu|Fri|Sat|Sun) )?(Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) +"
         R"((\d\d?))");
-    static constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
     std::string month;
     if (!RE2::Consume(rest, kForm, &month, &written->civil.day)) {
         return false;
     }
     written->hasDate = written->hasMonthName = true;
-    written->civil.month = static_cast<int>(kMonths.find(month) / 3) + 1;
+    written->civil.month = *monthNamed(month);
     return true;
 }
 
@@ -394,13 +322,6 @@ void writeTwoDigits(char *out, int number) {
 void useUtc() {
     setenv("TZ", "UTC0", 1);
     tzset();
-}
-
-int64_t offsetAt(int64_t second) {
-    const time_t time = second;
-    tm date = {};
-    localtime_r(&time, &date);
-    return date.tm_gmtoff;
 }
 
 std::optional<uint32_t> parseTime(const std::string &text, time_t now, Bound bound) {

@@ -15,9 +15,6 @@ namespace tool {
 /// Makes UTC the local time zone of the process.
 void useUtc();
 
-/// Seconds that local clocks are ahead of UTC at a time.
-int64_t offsetAt(int64_t second);
-
 /// Which limit a time is. A plain date as the upper limit means the end of that day, and of a local time
 /// that comes twice when clocks are put back, the lower limit is the first and the upper one the second.
 enum class Bound { Since, Until };

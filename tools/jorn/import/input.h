@@ -8,31 +8,22 @@
 #include <string_view>
 #include <vector>
 
+#include "import/input_stream.h"
 #include "system/descriptor.h"
 #include "system/stop_signals.h"
 
 namespace tool {
 
-class Input {
+class Input : public InputStream {
 public:
-    enum class Event {
-        Data,   ///< There are bytes in block().
-        Pause,  ///< Nothing there now. wait() returns when that may have changed.
-        End,    ///< There will be no more.
-    };
-
     /// With `keepsGoing`, the end of the input is a pause: the input is a pipe that gets a new writer, or
     /// a file that grows. Throws Failure.
     Input(int fd, StopSignals *signals, bool keepsGoing);
 
-    /// Reads what is there, without waiting for more. After a stop signal, what a pipe holds at that
-    /// moment is still read, then comes the end. Throws Failure.
-    Event next();
-
-    std::string_view block() const { return {buffer_.data(), length_}; }
-
-    /// Waits after a pause.
-    void wait();
+    /// After a stop signal, what a pipe holds at that moment is still read, then comes the end.
+    Event next() override;
+    std::string_view block() const override { return {buffer_.data(), length_}; }
+    void wait() override;
 
 private:
     bool isReadable();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "record/input.h"
+#include "import/input.h"
 
 #include <errno.h>
 #include <fcntl.h>

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the logs of an export are called.
+#ifndef JORN_TOOLS_LOG_NAMES_H
+#define JORN_TOOLS_LOG_NAMES_H
+
+#include <string>
+#include <vector>
+
+namespace tool {
+
+/// The name of the directory that a path leads to, UTF-8 without control characters; "log" for the root.
+std::string logNameOf(const std::string &directory);
+
+/// The same of the directory above it.
+std::string parentNameOf(const std::string &directory);
+
+/// The names of different directories. Where several have the same name, each is preceded by as many of the
+/// directories above it as tell them apart: "unit1/door" and "unit2/door". The order plays no part.
+std::vector<std::string> distinctLogNames(const std::vector<std::string> &directories);
+
+}  // namespace tool
+
+#endif
