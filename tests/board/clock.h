@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* The board's clock, which tests set, and the ticks it goes by. */
+/* The board's clock, which tests set. */
 #ifndef JORN_TESTS_BOARD_CLOCK_H
 #define JORN_TESTS_BOARD_CLOCK_H
 
