@@ -18,8 +18,7 @@ constexpr int kTries = 20;
 constexpr useconds_t kPauseMicroseconds = 20000;
 
 int smallestRing(const DirectoryLook &look) {
-    return smallestRingFor(presenceOf(look.files, &NamedEntry::itself),
-                           {look.index.usablePositions(), look.backup.usablePositions()});
+    return smallestRingFor(look.presence(), {look.index.usablePositions(), look.backup.usablePositions()});
 }
 
 void scanFile(const StoreDirectory &directory, int position, Diagnosis *diagnosis) {

@@ -33,7 +33,7 @@ std::vector<int> filledFiles(const DirectoryLook &look) {
 }
 
 int smallestRing(const DirectoryLook &look, std::initializer_list<std::optional<IndexPositions>> indexes) {
-    return smallestRingFor(presenceOf(look.files, &NamedEntry::itself), indexes);
+    return smallestRingFor(look.presence(), indexes);
 }
 
 bool holdsAll(const IndexPositions &range, const std::vector<int> &files, int ringSize) {

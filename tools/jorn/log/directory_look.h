@@ -86,8 +86,11 @@ struct DirectoryLook : IndexLook {
     std::vector<std::string> otherNames;  ///< Names like those of data files that the store never uses.
     std::vector<std::string> asides;      ///< Names as those of directories with rings that were put aside.
 
-    /// Highest position whose name is taken, -1 when there is none.
-    int highestFile() const { return highestOf(presenceOf(files, &NamedEntry::itself)); }
+    /// By position: whether the name of the data file is taken.
+    FilePresence presence() const { return presenceOf(files, &NamedEntry::itself); }
+
+    /// Highest position of those, -1 when there is none.
+    int highestFile() const { return highestOf(presence()); }
 };
 
 /// Changes nothing, access times included where the system allows it. Throws Failure for names that cannot be

@@ -63,8 +63,8 @@ Item readItem(const Line &line);
 /// The text alone of a piece that is an item, as in its item. Points into `piece`.
 std::string_view textIn(std::string_view piece);
 
-/// The item of a record that the module filled with UTC as its local time.
-Item itemOfRecord(const JORN_LOG_DISP &record);
+/// Whether a record that the module filled with UTC as its local time is that of an item.
+bool isRecordOf(const JORN_LOG_DISP &record, const Item &item);
 
 /// A piece of a damaged line can lack its line feed.
 inline std::string_view withoutLineFeed(std::string_view piece) {
