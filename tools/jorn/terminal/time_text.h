@@ -15,8 +15,9 @@ namespace tool {
 /// Makes UTC the local time zone of the process.
 void useUtc();
 
-/// Which limit a time is. A plain date as the upper limit means the end of that day, and of a local time
-/// that comes twice when clocks are put back, the lower limit is the first and the upper one the second.
+/// Which limit a time is. A plain date as the upper limit means the end of that day. When a local time is
+/// ambiguous because clocks are set back, the lower limit is its first occurrence and the upper one its
+/// second.
 enum class Bound { Since, Until };
 
 /// The second since 1970 that a text means; nothing when it means none from 1970 to 2106. Accepted are
@@ -47,13 +48,13 @@ enum class TimeForm {
     Device,  ///< "Sat Nov 21 06:47:08 2026", as the module shows it.
 };
 
-/// Writes times in one form. Neighbouring items are often of one day, one hour or one second, so that only
-/// what differs is written anew.
+/// Writes times in one form. Neighbouring items often share a day, an hour or a second, so only what differs
+/// is rewritten.
 class TimeFormatter {
 public:
     TimeFormatter(TimeForm form, bool isUtc) : form_(form), isUtc_(isUtc) {}
 
-    /// "-" for a second that no calendar year holds. The text is good until the next call.
+    /// "-" for a second that no calendar year holds. The text is valid until the next call.
     const std::string &format(int64_t second);
 
 private:
@@ -66,9 +67,9 @@ private:
     bool isUtc_;
     std::optional<int64_t> last_;
     std::string text_;
-    tm shown_ = {};          ///< What text_ was composed of, but for what is below the hour.
-    int64_t hourBegin_ = 0;  ///< In this hour, clocks show minutes and seconds as they are counted from its
-    int64_t hourEnd_ = 0;    ///< begin; empty where that is not known of any.
+    tm shown_ = {};          ///< What text_ shows, except for minutes and seconds.
+    int64_t hourBegin_ = 0;  ///< In this hour, clocks show minutes and seconds as counted from its
+    int64_t hourEnd_ = 0;    ///< start; empty where no such hour is known.
 };
 
 }  // namespace tool
