@@ -301,7 +301,8 @@ tm withWrittenOffset(const tm &local, time_t second) {
     return date;
 }
 
-/// Whether, for the hour from this second on, clocks run from 00:00 to 59:59 with no change of offset.
+/// Whether, for the hour from this second on, clocks run from 00:00 to 59:59 with no change of offset and
+/// no leap second.
 bool isPlainHour(time_t begin, long offset) {
     const time_t last = begin + kSecondsPerHour - 1;
     tm first = {};
@@ -343,7 +344,7 @@ std::optional<uint32_t> parseTime(const std::string &text, time_t now, Bound bou
 std::string TimeFormatter::compose(const tm &date) const {
     std::array<char, 64> text{};
     if (form_ == TimeForm::Device) {
-        // Not every calendar that the C library writes has English names; the module's has.
+        // Names depend on the locale; in the C locale they are English, like the module's.
         return strftime(text.data(), text.size(), "%a %b %e %H:%M:%S %Y", &date) > 0 ? text.data() : "-";
     }
     snprintf(text.data(), text.size(), "%04lld-%02d-%02d%c%02d:%02d:%02d", date.tm_year + 1900LL,

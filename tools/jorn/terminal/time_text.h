@@ -25,18 +25,18 @@ enum class Bound { Since, Until };
 ///   11-21, Nov 21                   that day in the latest year in which it is not after today
 ///   Nov 21 2026, Sat Nov 21 2026    that day
 ///   today, yesterday, tomorrow
-///   DAY 06:47[:08[.5]], DAYT06:47   a time of any of these days, with a point or a comma before a fraction
+///   DAY 06:47[:08[.5]], DAYT06:47   a time on any of these days, with a point or a comma before a fraction
 ///   06:47[:08[.5]]                  today
 ///   Sat Nov 21 06:47:08 2026        as the device prints it
 ///   now
 ///   -2h, +1h30m, 2 days ago         s, m, h, d, w and their longer names; a day has 24 hours
 ///   -1M, 1 month ago, +1 year       by the calendar: the same clock time on the same day of the month, or on
-///                                   the month's last where it is too short
-///   @1795000000, 1795000000         seconds since 1970; without the @ of 9 or 10 digits; a fraction may
-///   follow
+///                                   the month's last day where it is too short
+///   @1795000000, 1795000000         seconds since 1970; without the @, 9 or 10 digits; a fraction may
+///                                   follow
 /// Z or UTC after a day or a time means UTC, and after a time +01:00, +0100 or +01 that offset; "today" and
-/// years left out go by the same clock. A fraction is dropped. A local time that clocks skip is taken as far
-/// into the next hour as it is into the skipped one. Shifts beyond 1970 or 2106 end there.
+/// omitted years use the same clock. A fraction is dropped. A local time that clocks skip is taken to be as
+/// far into the next hour as it is into the skipped one. Shifts beyond 1970 or 2106 stop there.
 std::optional<uint32_t> parseTime(const std::string &text, time_t now, Bound bound);
 
 /// The forms above in a few words, for messages.
