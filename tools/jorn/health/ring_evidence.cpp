@@ -78,16 +78,15 @@ public:
     }
 
     /// The empty or missing position after the newest file is what the store opens next.
-    bool isFreeBehind(int position) const {
-        return !fileAt(jorn::ringSuccessor(facts_.ringSize, position)).hasItems();
-    }
+    bool isFreeBehind(int position) const { return !fileAt(successorOf(position)).hasItems(); }
 
     /// Whether the files are those of 0 upward, and every one but the last is full. So they were filled one
     /// after the other, and none was ever begun afresh, whatever the clock said.
     bool isFilledByNumber() const {
         const int last = ring_.back();
         const bool isWithoutGap = last + 1 == static_cast<int>(ring_.size());
-        return isWithoutGap && !fileAt(last).isFull() &&
+        const bool mayBeLeft = fileAt(0).startsCleared;
+        return isWithoutGap && !mayBeLeft && !fileAt(last).isFull() &&
                std::all_of(ring_.begin(), ring_.end() - 1,
                            [this](int position) { return fileAt(position).isFull(); });
     }
@@ -95,24 +94,26 @@ public:
     /// By how full it is, the store may have ended with this file.
     bool looksNewest(int position) const { return !fileAt(position).isFull() || isFreeBehind(position); }
 
-    /// The first file that is not full, though no clearing left it so.
+    /// The first file with which the ring may have ended: it is not full, though no clearing left it so, or
+    /// the one after it was just begun.
     std::optional<int> firstWithRoom() const {
-        const auto found = std::find_if(ring_.begin(), ring_.end(), [this](int position) {
-            return !fileAt(position).isFull() && !isLeftByClearing(position);
+        return find([this](int position) {
+            const FileFacts &next = fileAt(successorOf(position));
+            const bool isNextBegun = next.isPresent && !next.hasItems();
+            return isNextBegun || (!fileAt(position).isFull() && !isLeftByClearing(position));
         });
-        return found == ring_.end() ? std::nullopt : std::optional<int>(*found);
     }
 
-    /// A file that may as well be the newest, would the clock have been set back behind the one that is by
-    /// the times. One that a clearing left as it was is not meant.
+    /// A file that may as well be the newest, would the clock have been set back after the one that is by the
+    /// times. One that a clearing left as it was is not meant, unless that is true of both.
     std::optional<int> otherThan(int newest) const {
-        const bool isByFill =
-            std::any_of(ring_.begin(), ring_.end(), [this](int position) { return looksNewest(position); });
-        const auto other = std::find_if(ring_.begin(), ring_.end(), [&](int position) {
-            const bool wasLeft = isLeftByClearing(position) && !isLeftByClearing(newest);
+        const bool isByFill = find([this](int position) {
+                                  return looksNewest(position) && !isLeftByClearing(position);
+                              }).has_value();
+        return find([&](int position) {
+            const bool wasLeft = isLeftByClearing(position) && !(isByFill && isLeftByClearing(newest));
             return position != newest && (looksNewest(position) || !isByFill) && !wasLeft;
         });
-        return other == ring_.end() ? std::nullopt : std::optional<int>(*other);
     }
 
     /// The newest file is full while another is not, and the ring goes on behind it: then the file that is
@@ -124,9 +125,15 @@ public:
         return fileAt(newest).isFull() && isAnyPartial && !isFreeBehind(newest);
     }
 
+    bool isLeftByClearing(int position) const { return fileAt(successorOf(position)).startsCleared; }
+
 private:
-    bool isLeftByClearing(int position) const {
-        return fileAt(jorn::ringSuccessor(facts_.ringSize, position)).startsCleared;
+    int successorOf(int position) const { return jorn::ringSuccessor(facts_.ringSize, position); }
+
+    template <class Condition>
+    std::optional<int> find(Condition condition) const {
+        const auto found = std::find_if(ring_.begin(), ring_.end(), condition);
+        return found == ring_.end() ? std::nullopt : std::optional<int>(*found);
     }
 
     const RingFacts &facts_;
@@ -197,7 +204,7 @@ RingOrder findByFill(const Evidence &evidence) {
     const std::vector<int> &ring = evidence.ring();
     std::vector<size_t> ends;
     for (size_t i = 0; i < ring.size(); ++i) {
-        if (!evidence.fileAt(ring[i]).isFull() || evidence.isFreeBehind(ring[i])) {
+        if (evidence.looksNewest(ring[i]) && !evidence.isLeftByClearing(ring[i])) {
             ends.push_back(i);
         }
     }
@@ -321,9 +328,16 @@ RingOrder comparedWithBackup(const RingFacts &facts, const Evidence &evidence, R
         return byBackup(facts, order.evidence + "; " + named);
     }
     const int newest = order.files.back();
-    if (evidence.isRotation(order.files) && (newest == backup.latest || newest == next)) {
+    const bool isOneOn = newest == next;
+    if (evidence.isRotation(order.files) && (newest == backup.latest || isOneOn)) {
         order.evidence += "; " + named + ", which agrees";
-        order.doubt.clear();
+        // The store moves on from a full file, and has the backup for no longer than the next one takes to
+        // fill.
+        const bool isMoveLikely =
+            evidence.fileAt(backup.latest).isFull() && !evidence.fileAt(newest).isFull();
+        if (!isOneOn || isMoveLikely) {
+            order.doubt.clear();
+        }
         return order;
     }
     if (hasMovedOn(facts, backup) && !evidence.fileAt(newest).isFull()) {
@@ -381,8 +395,8 @@ RingOrder judgeFullNewest(const RingFacts &facts, const RingOrder &named, int ot
     if (found.isKnown() && found.doubt.empty()) {
         return found;
     }
-    return unclear("the index names " + at(named.files.back()) + " as the newest, but that is full, and " +
-                   at(other) + " is not: the ring may have moved on since");
+    return unclear("the index names " + at(named.files.back()) +
+                   " as the newest, but that is full, and the ring may " + "have ended with " + at(other));
 }
 
 RingOrder judgeWholeRange(const RingFacts &facts) {

@@ -137,9 +137,16 @@ struct FileCursor::Emission {
         if (line.isBad()) {
             badLines.add(line.offset);
         }
-        const bool isWanted = line.isItem() && filter.hasNumbers(line.numbers) &&
-                              (filter.pattern == nullptr || filter.hasText(textIn(line.bytes)));
-        return !isWanted || hooks.item(readItem(line));
+        if (!line.isItem() || !filter.hasNumbers(line.numbers)) {
+            return true;
+        }
+        const bool isMatch = filter.pattern == nullptr || filter.hasText(textIn(line.bytes));
+        if (!isMatch && !filter.isMarking) {
+            return true;
+        }
+        Item item = readItem(line);
+        item.isMatch = isMatch;
+        return hooks.item(item);
     }
 
     void tell(const RingFile &file, const SegmentReader &reader) const {

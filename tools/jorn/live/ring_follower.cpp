@@ -124,7 +124,7 @@ ScanStart RingFollower::startOf(const RingView &view, uint64_t newest) const {
     if (newest == 0) {
         start.fileIndex = std::max<size_t>(files.size(), 1) - 1;
     } else if (newest < UINT64_MAX) {
-        start = startOfNewest(view, terms_.filter, newest, &unread);
+        start = startOfNewest(view, terms_.filter, {newest, terms_.before}, &unread).start;
     }
     while (start.fileIndex < files.size() && !files[start.fileIndex].file.isOpen()) {
         ++start.fileIndex;

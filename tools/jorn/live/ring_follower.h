@@ -31,7 +31,8 @@ struct FollowerTerms {
     std::string directory;
     std::optional<int> ringSize;  ///< Where the directory does not tell it.
     ItemFilter filter;
-    uint64_t newest = 10;  ///< So many of the items that match are passed on of those that are there already.
+    uint64_t newest = 10;  ///< So many of the items that match are passed on of those that are there already,
+    uint64_t before = 0;   ///< and so many neighbours before them.
 };
 
 /// Where a follower's findings go.

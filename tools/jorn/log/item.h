@@ -19,6 +19,7 @@ struct Item {
     std::string levelText;  ///< As the file holds it.
     std::string slotText;   ///< As the file holds it.
     std::string text;       ///< Without line feed; never a NUL.
+    bool isMatch = true;    ///< Not so of one that is passed on for the sake of its neighbours.
     size_t fileIndex =
         0;                ///< Of its data file among the files of the view. Set by scanners, with the offset.
     uint64_t offset = 0;  ///< Byte at which its line begins in that file.

@@ -212,17 +212,30 @@ std::vector<Item> newestItems(const RingView &view, const ItemFilter &filter, si
     return items;
 }
 
-ScanStart startOfNewest(const RingView &view, const ItemFilter &filter, uint64_t most, DamageLog *damage) {
-    ScanStart start;
+NewestStart startOfNewest(const RingView &view, const ItemFilter &filter, const NewestWish &wish,
+                          DamageLog *damage) {
+    NewestStart found;
+    uint64_t matchesLeft = wish.most;
+    uint64_t neighboursLeft = wish.before;
     ItemScanner scanner(view, filter, Order::NewestFirst, damage);
-    for (uint64_t left = most; left > 0; --left) {
+    while (matchesLeft > 0 || neighboursLeft > 0 || (wish.isOlderAsked && !found.hasOlder)) {
         const Item *const item = scanner.next();
         if (item == nullptr) {
-            return {};
+            found.start = matchesLeft > 0 || neighboursLeft > 0 ? ScanStart{} : found.start;
+            break;
         }
-        start = {item->fileIndex, item->offset};
+        if (matchesLeft > 0) {
+            matchesLeft -= item->isMatch ? 1 : 0;
+        } else {
+            found.hasOlder = found.hasOlder || item->isMatch;
+            if (neighboursLeft == 0) {
+                continue;
+            }
+            --neighboursLeft;
+        }
+        found.start = {item->fileIndex, item->offset};
     }
-    return start;
+    return found;
 }
 
 uint64_t PageAnswer::pages(int32_t perPage) const {

@@ -50,8 +50,21 @@ bool hasMatch(const RingView &view, const ItemFilter &filter, DamageLog *damage)
 /// The newest items, at most `most`, the newest first. They are held in memory.
 std::vector<Item> newestItems(const RingView &view, const ItemFilter &filter, size_t most, DamageLog *damage);
 
-/// Where the newest `most` items begin, for a scan that starts with the oldest of them.
-ScanStart startOfNewest(const RingView &view, const ItemFilter &filter, uint64_t most, DamageLog *damage);
+/// The newest matches, for a scan that begins with the oldest of them.
+struct NewestWish {
+    uint64_t most = 0;
+    uint64_t before = 0;  ///< Neighbours before the oldest of them that are wanted, too.
+    bool isOlderAsked =
+        false;  ///< Whether there are older matches is to be found out, however long it takes.
+};
+
+struct NewestStart {
+    ScanStart start;
+    bool hasOlder = false;  ///< There are older matches.
+};
+
+NewestStart startOfNewest(const RingView &view, const ItemFilter &filter, const NewestWish &wish,
+                          DamageLog *damage);
 
 /// What is wanted of a page: as the device counts them, from 1 for the newest items; a negative number, or
 /// one beyond the last page, is the last one.

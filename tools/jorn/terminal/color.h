@@ -7,15 +7,18 @@
 
 namespace tool {
 
-inline constexpr char kUrgent[] = "\x1b[1;31m";    ///< Bold red.
-inline constexpr char kWarning[] = "\x1b[33m";     ///< Yellow.
-inline constexpr char kCommon[] = "";              ///< As all other text.
-inline constexpr char kUnimportant[] = "\x1b[2m";  ///< Faint.
-inline constexpr char kGood[] = "\x1b[32m";        ///< Green.
+inline constexpr char kUrgent[] = "\x1b[1;31m";         ///< Bold red.
+inline constexpr char kWarning[] = "\x1b[33m";          ///< Yellow.
+inline constexpr char kCommon[] = "";                   ///< As all other text.
+inline constexpr char kUnimportant[] = "\x1b[2m";       ///< Faint.
+inline constexpr char kMatch[] = "\x1b[1;31m";          ///< Bold red,
+inline constexpr char kUrgentMatch[] = "\x1b[1;7;31m";  ///< and within what is red already the inverse of it.
+inline constexpr char kNoColor[] = "\x1b[0m";
+inline constexpr char kGood[] = "\x1b[32m";  ///< Green.
 
 /// The text in a colour.
 inline std::string colored(const std::string &text, const std::string &color) {
-    return color.empty() ? text : color + text + "\x1b[0m";
+    return color.empty() ? text : color + text + kNoColor;
 }
 
 }  // namespace tool

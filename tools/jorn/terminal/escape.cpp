@@ -6,7 +6,8 @@
 namespace tool {
 namespace {
 
-bool isControl(uint32_t code) { return code < 0x20 || (code >= 0x7f && code < 0xa0); }
+/// A tab does nothing to a terminal but what it is for.
+bool isControl(uint32_t code) { return (code < 0x20 && code != '\t') || (code >= 0x7f && code < 0xa0); }
 
 bool turnsDirection(uint32_t code) {
     return code == 0x061c || code == 0x200e || code == 0x200f || (code >= 0x202a && code <= 0x202e) ||
