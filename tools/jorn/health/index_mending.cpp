@@ -194,8 +194,9 @@ int leastRing(const DirectoryLook &look, int requested) {
     return smallestRing(look, {within(look.index.usablePositions()), within(look.backup.usablePositions())});
 }
 
-/// The size that is asked for may be that of the ring, or one that it is to get. What is read is judged by
-/// the former if that leads to anything, else by what the files show.
+/// The size that is asked for may be that of the ring, or one that it is to get, while it has the size that
+/// its files need. An index must be right for both, and so must an order. The larger one decides, but for
+/// what shows only in the smaller one, in which the ring has come round.
 void judgeBySize(std::optional<int> ringSize, Diagnosis *diagnosis) {
     if (!ringSize || *ringSize <= diagnosis->look.highestFile()) {
         return;
@@ -203,9 +204,11 @@ void judgeBySize(std::optional<int> ringSize, Diagnosis *diagnosis) {
     judge({leastRing(diagnosis->look, *ringSize), std::nullopt}, diagnosis);
     Diagnosis larger = *diagnosis;
     judge({ringSize, std::nullopt}, &larger);
-    // Where only a backup is there, a file that a smaller ring does not have is missing in any case.
-    const bool isByBackup = isByIndex(larger) && !larger.look.index.entry.isPresent();
-    if ((isCertain(larger) || isByIndex(larger)) && !(isByBackup && isCertain(*diagnosis))) {
+    if (isByIndex(larger)) {
+        return;
+    }
+    const bool doAgree = larger.order.isKnown() && larger.order.files == diagnosis->order.files;
+    if (isCertain(larger) || (isCertain(*diagnosis) && !doAgree)) {
         *diagnosis = larger;
     }
 }
