@@ -274,6 +274,12 @@ TEST(LineTest, ParseLine_PlainLineOfAnyPermittedLength_IsAsSplit) {
     }
 }
 
+TEST(LineTest, ParseLine_DigitBeforeTheLine_IsNotRead) {
+    JORN_ITEM_INFO item = {};
+    EXPECT_EQ(jorn::parseLine(&"59,1,2,x\n"[1], 255, &item), jorn::ParsedLine::Whole);
+    EXPECT_EQ(item.time, 9U);
+}
+
 TEST(LineTest, ParseLine_CommaAfterThePermittedCharacters_ReadsNoFurther) {
     const std::vector<char> line = {'5', ',', '3', ','};  // the sanitizers guard what is after it
     JORN_ITEM_INFO item = {};
@@ -303,15 +309,16 @@ TEST(LineTest, AppendLine_EveryByteAtEveryPlaceBesideAnyOther_IsCopiedOrABlank) 
     }
 }
 
-TEST(LineTest, AppendLine_TextOfAnyLengthAnywhere_ReadsNothingAfterItsNul) {
-    for (size_t begin = 0; begin < 4; ++begin) {
-        for (size_t length = 0; length <= 12; ++length) {
+TEST(LineTest, AppendLine_TextOfAnyLengthAnywhere_ReadsNothingBeforeItAndAfterItsNul) {
+    const std::string text = "abcdefghijkl";
+    for (size_t begin = 0; begin < 16; ++begin) {
+        for (size_t length = 0; length <= text.size(); ++length) {
             std::vector<char> bytes(begin, '#');
-            bytes.insert(bytes.end(), length, 'x');
+            bytes.insert(bytes.end(), text.begin(), text.begin() + static_cast<ptrdiff_t>(length));
             bytes.push_back('\0');  // the sanitizers guard what is after it
             char line[jorn::kLineSize];
             jorn::appendLine(line, 1, 2, 3, bytes.data() + begin);
-            EXPECT_EQ(line, "1,2,3," + std::string(length, 'x') + "\n");
+            EXPECT_EQ(line, "1,2,3," + text.substr(0, length) + "\n");
         }
     }
 }
