@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The same work once with jorn.h (c_...) and once with jorn.hpp (cpp_...), to compare what compilers make of
-// it.
+// it. Built without exceptions and type information, as for the device.
 #include <jorn.hpp>
 
 namespace {

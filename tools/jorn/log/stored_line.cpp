@@ -10,7 +10,7 @@
 namespace tool {
 namespace {
 
-/// Characters that a record keeps of a field.
+/// How many characters a record keeps of each field.
 constexpr size_t kTimeText = sizeof(JORN_LOG_DISP::timeStr) - 1;
 constexpr size_t kLevelText = sizeof(JORN_LOG_DISP::levelStr) - 1;
 constexpr size_t kSlotText = sizeof(JORN_LOG_DISP::slotStr) - 1;
@@ -23,7 +23,7 @@ bool beginsNumber(std::string_view field) {
     return !field.empty() && isDigit(field.front());
 }
 
-/// A piece as the C string that the module's reader would have; what follows a NUL is out of its sight.
+/// A piece as the C string that the module's reader would see: what follows a NUL is hidden from it.
 class PieceCopy {
 public:
     explicit PieceCopy(std::string_view piece) {
@@ -64,7 +64,7 @@ std::string recordTime(int64_t seconds) {
 
 /// Sets the numbers of an item only.
 LineKind readNumbers(std::string_view piece, LineNumbers *numbers) {
-    // The parser needs something after the digits of a number: a line feed will do, else a NUL has to follow.
+    // The parser needs a non-digit after a number: a line feed will do, otherwise a NUL must follow.
     if (piece.back() != '\n') {
         return numbersOf(PieceCopy(piece).get(), jorn::kParsedChars, numbers);
     }
@@ -103,7 +103,7 @@ Item readItem(const Line &line) {
     jorn::LineSplitter splitter(line.bytes.data(), line.bytes.size());
     Item item;
     item.offset = line.offset;
-    // A comma inside the line ends the first of an item's fields, so no digit after the line is looked at.
+    // A comma within the line ends an item's first fields, so no digit after the line is read.
     splitter.takeNumber(&item.seconds);
     item.level = line.numbers.level;
     item.slot = line.numbers.slot;
