@@ -3,7 +3,8 @@
 """Checks that every test that a document names exists: check_named_tests.py TESTS DOCUMENT...
 
 TESTS is the folder of the tests. A test is named in backticks: `Suite.Name`, `Suite.*` for all of a suite,
-`Suite.Begin*` for those whose names begin so, `Suite.*/Case` for one case of it; a name that CMake gives a test counts too.
+`Suite.Begin*` for those whose names begin so, `Suite.*/Case` for one case of it; a name that CMake gives a test counts
+too.
 """
 import pathlib
 import re
