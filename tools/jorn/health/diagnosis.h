@@ -30,6 +30,7 @@ struct Diagnosis {
     std::map<int, std::string> unreadable;  ///< Of the others: the reason.
     std::vector<int> growing;               ///< Files that were written to meanwhile.
     std::vector<std::string> leftovers;     ///< Of commands that were cut short, as paths from the directory.
+    std::string ringMemoryProblem;          ///< Why jorn.ring is not gone by; empty where it is.
     bool isSteady = true;                   ///< False when the ring moved on faster than it could be read.
     RingFacts facts;
     RingOrder order;
@@ -43,6 +44,9 @@ struct Diagnosis {
 
     int64_t items() const;
 };
+
+/// The smallest ring that the data files, the index and its backup fit in.
+int smallestRing(const DirectoryLook &look);
 
 /// Reads the whole directory, again where a writer changed it meanwhile. Changes nothing. `whenRead` is
 /// called when all has been read, before it is looked at again. Throws Failure.

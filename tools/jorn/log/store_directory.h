@@ -17,11 +17,13 @@ public:
     /// Opens a directory to read from. Throws Failure.
     static StoreDirectory openForReading(const std::string &path);
 
-    /// Opens a directory to record into, making its last level when it is missing, and keeps every other
-    /// recorder out of it until this one is closed. It is the one that the path leads to while it is locked:
-    /// where a repair put another in its place before the lock was had, that one is taken. What commands that
-    /// were cut short left there goes. Throws Failure.
-    static StoreDirectory openForRecording(const std::string &path);
+    enum class Making { LastLevel, AllLevels };
+
+    /// Opens a directory to record into, making its last level when it is missing, or all levels, and keeps
+    /// every other recorder out of it until this one is closed. It is the one that the path leads to while it
+    /// is locked: where a repair put another in its place before the lock was had, that one is taken. What
+    /// commands that were cut short left there goes. Throws Failure.
+    static StoreDirectory openForRecording(const std::string &path, Making making);
 
     /// Opens a directory to repair or clear it, and keeps every recorder out of it. The same holds of it.
     /// Throws Failure.
