@@ -297,15 +297,15 @@ TEST_F(RecordKilledTest, Record_KilledWhilePuttingLargerRingAside_NextStartKeeps
 
 TEST_F(RecordKilledTest, Record_KilledWhileMending_NextStartShowsEveryItem) {
     const auto make = [this] {
-        writeFiles({2, 3, 0, 1});
+        writeRing({2, 3, 0, 1});
         write("log/index.csv", "version:1\n2,");
         write("log/index.bak", "version:1\n1,0\n");
     };
     killAtEachCall(make, [this](const Outcome &) {
         auto texts = textsInRange(4);
         EXPECT_EQ(texts.back(), "new");
-        texts.resize(40);
-        EXPECT_TRUE(texts == itemTexts(1, 40));
+        texts.resize(static_cast<size_t>(itemsOfRing(4)));
+        EXPECT_TRUE(texts == itemTexts(1, itemsOfRing(4)));
         EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
         EXPECT_EQ(read("log/index.csv.lost"), "version:1\n2,");
         for (const auto &[name, content] : contents("log")) {

@@ -32,13 +32,17 @@ std::string chosenCommand(const CLI::App &app) {
 
 /// Whether a first word that is no command is the directory of the default command, or an option of it.
 bool isForShow(const CLI::App &app, const std::string &word) {
-    const bool isOfApp = word == "-h" || word == "--help" || word == "--version";
+    const bool isOfApp = word == "-h" || word == "--help" || word == "-V" || word == "--version";
     const auto commands =
         app.get_subcommands([&](const CLI::App *command) { return command->get_name() == word; });
     std::error_code ignored;
     return !isOfApp && commands.empty() && !word.empty() &&
            (word[0] == '-' || word.find('/') != std::string::npos ||
             std::filesystem::is_directory(word, ignored));
+}
+
+bool isCommand(const CLI::App &app, const std::string &word) {
+    return !app.get_subcommands([&](const CLI::App *command) { return command->get_name() == word; }).empty();
 }
 
 /// Takes the command that `jorn record` is to run, all that follows "--", off the words.
@@ -52,10 +56,22 @@ std::optional<std::vector<std::string>> takeCommand(std::vector<std::string> *wo
     return command;
 }
 
+/// `jorn help COMMAND` is `jorn COMMAND --help`.
+std::vector<std::string> helpWords(const CLI::App &app, const std::vector<std::string> &words) {
+    if (words.size() > 1 && !isCommand(app, words[1])) {
+        tool::refuse("unknown command: " + words[1]);
+    }
+    std::vector<std::string> arguments(words.begin() + 1, words.end());
+    arguments.emplace_back("--help");
+    return arguments;
+}
+
 /// The arguments in the order in which the parser takes them: the last one first.
 std::vector<std::string> argumentsOf(const CLI::App &app, std::vector<std::string> words) {
     if (words.empty()) {
         words = {"--help"};
+    } else if (words.front() == "help") {
+        words = helpWords(app, words);
     } else if (isForShow(app, words.front())) {
         words.insert(words.begin(), "show");
     }
@@ -130,11 +146,12 @@ int run(int argc, char **argv) {
     // A closed pipe is met where it is written to.
     signal(SIGPIPE, SIG_IGN);
     CLI::App app("Records logs into rings of CSV files, and reads them back.", "jorn");
-    app.set_version_flag("--version", "jorn " JORN_VERSION);
+    app.set_version_flag("-V,--version", "jorn " JORN_VERSION);
     app.require_subcommand(1);
     app.footer(
-        "jorn DIR is short for jorn show DIR. See jorn COMMAND --help for the options of a command, with\n"
-        "examples.\n"
+        "jorn DIR is short for jorn show DIR. jorn help COMMAND, or jorn COMMAND --help, has the options of "
+        "a\n"
+        "command, with examples.\n"
         "Exit codes: 0 done, 1 no match where that was asked, 2 usage, 3 damage was found, 4 input or\n"
         "output failed.");
     std::vector<std::string> words(argv + 1, argv + argc);

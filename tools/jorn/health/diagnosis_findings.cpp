@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The findings of a diagnosis: what is told of each thing that is not as the store leaves it.
+// The findings of a diagnosis: what is reported about everything that is not as the store leaves it.
 #include <time.h>
 
 #include <algorithm>
@@ -175,7 +175,7 @@ private:
         tellFalls();
     }
 
-    /// Files of the index's range that are missing or hold nothing.
+    /// Files in the index's range that are missing or hold nothing.
     void tellRange() {
         if (!diagnosis_.facts.index || diagnosis_.look.highestFile() < 0) {
             return;
@@ -236,7 +236,7 @@ private:
         }
     }
 
-    /// An index that leaves nothing out and still is not believed.
+    /// An index that leaves nothing out and is still not trusted.
     void tellLeftBehind() {
         const auto &index = diagnosis_.facts.index;
         const int newest = diagnosis_.order.files.empty() ? -1 : diagnosis_.order.files.back();
@@ -337,8 +337,8 @@ private:
         }
     }
 
-    /// Whether it is known that the store goes on with another file: to this one it writes nothing but
-    /// afresh.
+    /// Whether the store is known to have moved on to another file: it writes to this one again only after
+    /// emptying it.
     bool isPassed(int position) const {
         const RingOrder &order = diagnosis_.order;
         if (order.source == RingOrder::Source::Files) {
@@ -348,7 +348,7 @@ private:
         return isByIndex && diagnosis_.facts.index->latest != position;
     }
 
-    /// A writer holds lines back, so that a file can stand still with half a line at its end.
+    /// A writer buffers lines, so a file can stay unchanged for a while with half a line at its end.
     bool mayBeWritten(int position) const {
         const auto &growing = diagnosis_.growing;
         const bool isLatest = !diagnosis_.facts.index || diagnosis_.facts.index->latest == position;

@@ -66,8 +66,8 @@ StoreDirectory StoreDirectory::openForRepair(const std::string &path) {
                       [&path] { return StoreDirectory(path, O_RDONLY); });
 }
 
-/// A repair that put another directory in place between the opening and the lock is over, and what was locked
-/// is its backup. Once the right one is locked, no repair can change its place.
+/// If a repair put another directory in place between the opening and the lock, it has finished, and what was
+/// locked is its backup. Once the right directory is locked, no repair can replace it.
 template <class Open>
 StoreDirectory StoreDirectory::openLocked(const std::string &path, const char *whenTaken, const Open &open) {
     constexpr int kTries = 20;
@@ -94,7 +94,7 @@ void StoreDirectory::lock(const char *whenTaken) const {
     }
 }
 
-/// Whether the path still leads to what was opened.
+/// Whether the path still leads to the directory that was opened.
 bool StoreDirectory::isInPlace() const {
     struct stat opened;
     struct stat named;

@@ -31,7 +31,7 @@ public:
     /// Where the items go; has to be called first.
     void setRecording(Recording *recording) { recording_ = recording; }
 
-    /// Passes bytes on, and records them. Throws Failure as Recording does.
+    /// Passes bytes on, and records them, as Recording::take() does.
     void take(InputStream::Channel channel, std::string_view block);
 
     /// Passes bytes on alone.

@@ -147,6 +147,7 @@ private:
             switch (input->next()) {
                 case InputStream::Event::Data:
                     intake_->take(input->channel(), input->block());
+                    recording_->verify();
                     break;
                 case InputStream::Event::Pause:
                     recording_->drain();
@@ -154,6 +155,7 @@ private:
                     break;
                 case InputStream::Event::End:
                     intake_->finish();
+                    recording_->verify();
                     recording_->finish();
                     return;
             }
@@ -163,11 +165,7 @@ private:
     /// After a failure: what has been read goes into the files as far as possible. Returns how many items did
     /// not.
     int64_t salvage() {
-        try {
-            intake_->finish();
-        } catch (const Failure &) {
-            // Of the same cause as the first one; the item is in the number below.
-        }
+        intake_->finish();
         return recording_->salvage();
     }
 

@@ -29,7 +29,7 @@ Pipe makePipe() {
     return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
-/// What the command does not inherit as it is here.
+/// What the command does not inherit unchanged.
 class SpawnSettings {
 public:
     SpawnSettings(const sigset_t &mask, int output, int error) {
@@ -82,7 +82,7 @@ ChildProcess::ChildProcess(const std::vector<std::string> &words, const sigset_t
     error_ = std::move(error.reader);
 }
 
-/// An ended command keeps its number until it is waited for, which nobody else does.
+/// An ended command keeps its process id until it is waited for, which only ended() does.
 void ChildProcess::signal(int number) {
     if (!ended()) {
         kill(id_, number);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A command that runs beside this process, its outputs led here.
+// A command that runs as a child of this process, which reads its outputs.
 #ifndef JORN_TOOLS_CHILD_PROCESS_H
 #define JORN_TOOLS_CHILD_PROCESS_H
 
@@ -14,25 +14,26 @@
 
 namespace tool {
 
-/// Exit codes as env(1) has them.
-inline constexpr int kExitOfRunner = 125;  ///< What runs the command has failed.
-inline constexpr int kExitNotRun = 126;    ///< The command is there, and cannot be run.
+/// Exit codes as env(1) uses them.
+inline constexpr int kExitOfRunner = 125;  ///< The program that runs the command has failed itself.
+inline constexpr int kExitNotRun = 126;    ///< The command exists but cannot be run.
 inline constexpr int kExitNotFound = 127;
 
 class ChildProcess {
 public:
-    /// Starts the command, which is looked for in PATH, with this standard input and this mask of signals.
+    /// Starts the command, found through PATH, with this process's standard input and the given signal mask.
     /// Throws Failure with one of the exit codes above.
     ChildProcess(const std::vector<std::string> &words, const sigset_t &mask);
 
     /// Sends a signal to the command, unless it has ended.
     void signal(int number);
 
-    /// To be read from; closed by whoever has read to the end.
+    /// To be read from; whoever has read to the end closes it.
     Descriptor &output() { return output_; }
     Descriptor &error() { return error_; }
 
-    /// The exit code once it has ended, 128 and the signal's number when a signal ended it; nothing before.
+    /// The exit code once it has ended, or 128 plus the signal's number when a signal ended it; nothing
+    /// before.
     std::optional<int> ended();
 
 private:

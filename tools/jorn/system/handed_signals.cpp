@@ -23,12 +23,12 @@ bool asksToEnd(uint32_t number) {
 }  // namespace
 
 HandedSignals::HandedSignals() {
-    // Whoever starts this may have left it ignored, and then a child's end could not be waited for.
+    // The parent process may have left it ignored, and then a child's end could not be waited for.
     signal(SIGCHLD, SIG_DFL);
     sigset_t taken;
     sigemptyset(&taken);
     for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2, SIGCHLD}) {
-        // Blocked, even an ignored signal would come.
+        // When blocked, even an ignored signal would be delivered to the descriptor.
         if (!isIgnored(number)) {
             sigaddset(&taken, number);
         }
@@ -47,7 +47,7 @@ bool HandedSignals::handOn(const std::function<void(int)> &pass) const {
         if (taken.ssi_signo == SIGCHLD) {
             continue;
         }
-        // The kernel sends those of a terminal to all of its foreground.
+        // The kernel sends a terminal's signals to its whole foreground process group.
         if (taken.ssi_code != SI_KERNEL) {
             pass(static_cast<int>(taken.ssi_signo));
         }

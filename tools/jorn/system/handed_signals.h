@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Signals that a process hands on to the command that it runs.
+// Signals that a process passes on to the command that it runs.
 #ifndef JORN_TOOLS_HANDED_SIGNALS_H
 #define JORN_TOOLS_HANDED_SIGNALS_H
 
@@ -11,21 +11,21 @@
 
 namespace tool {
 
-/// SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1 and SIGUSR2, and SIGCHLD, as something to poll for. From its
-/// construction on they wait to be taken; those that are ignored stay so. Construct it before any thread.
+/// SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1 and SIGUSR2, and SIGCHLD, as a descriptor to poll. From
+/// construction on they are held until taken; those that are ignored stay so. Construct it before any thread.
 class HandedSignals {
 public:
     /// Throws Failure.
     HandedSignals();
 
-    /// Readable when a signal has come.
+    /// Readable when a signal has arrived.
     int descriptor() const { return descriptor_.get(); }
 
-    /// Takes all that have come, and calls `pass` with those that the command has not had itself, as it has
-    /// had those of the terminal. Returns whether one of them asks to end.
+    /// Takes all signals that have arrived, and calls `pass` with those that the command has not received
+    /// itself (it does receive the terminal's). Returns whether one of them asks to end.
     bool handOn(const std::function<void(int)> &pass) const;
 
-    /// What was blocked before, which a command is started with.
+    /// The mask before construction, which a command is started with.
     const sigset_t &formerMask() const { return formerMask_; }
 
 private:
