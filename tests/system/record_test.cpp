@@ -199,7 +199,7 @@ TEST_F(RecordTest, Record_MissingDirectory_MadeWithOneLevelOnly) {
     EXPECT_TRUE(exists("new/0.csv"));
     const Outcome run = jorn({"record", "no/such"});
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: no/such: No such file or directory\n");
+    EXPECT_EQ(run.err, "jorn: no/such: cannot be made, as the directory no is missing; --parents makes it\n");
 }
 
 TEST_F(RecordTest, Record_DirectoryIsFile_Refused) {
