@@ -32,10 +32,10 @@ constexpr char kDetails[] =
     "A line ends with LF or CR LF; any other carriage return, and a NUL, becomes a blank. A text\n"
     "keeps 198 bytes of a line; a prefix is not among them. A line of UTF-8 is cut between\n"
     "characters. A missing DIR is created; one recorder at a time has it.\n"
-    "An index that was lost, as by a power cut, is found again from the files, and nothing else is\n"
-    "changed. Where the files do not show the order, nothing is recorded, unless --if-unclear aside\n"
-    "is given, which services should do. A last line that was cut off gets its end where it is a\n"
-    "whole item without it; else it moves to DIR/torn-N.txt.\n"
+    "An index that was lost, as by a power cut, or that the files contradict is found again from the\n"
+    "files, and nothing else is changed. Where the files do not show the order, nothing is recorded,\n"
+    "unless --if-unclear aside is given, which services should do. A last line that was cut off gets\n"
+    "its end where it is a whole item without it; else it moves to DIR/torn-N.txt.\n"
     "With -- COMMAND ARGS... after DIR, the command is run, and what it prints on standard output and\n"
     "standard error is stored. It gets the signals that the recorder gets, and its exit code is that of\n"
     "the recorder: 128 + N when signal N ended it, 125 when the recording failed, 126 when it cannot be\n"
@@ -57,11 +57,8 @@ constexpr char kDetails[] =
     "failed.";
 
 std::string filesHelp() {
-    return "Files of the ring, 2 to 90, of 5000 items each. Default: those of the ring in DIR where they can "
-           "be told, else " +
-           std::to_string(kDefaultRingSize) +
-           "; a ring that has not come round yet may have been meant larger than it shows. A larger number "
-           "enlarges the ring";
+    return "Files of the ring, 2 to 90, of 5000 items each. Default: as many as before, in a new DIR " +
+           std::to_string(kDefaultRingSize) + ". A larger number enlarges the ring";
 }
 
 /// What is taken apart once all options are there.
@@ -141,6 +138,11 @@ void addRingOptions(CLI::App *command, RecordOptions *options) {
     addFilesOption(command, &options->files, filesHelp());
     command->add_flag("--shrink", options->mayShrink,
                       "Allow --files to make the ring smaller, which deletes its oldest files");
+    command->add_flag(
+        "--force", options->isForced,
+        "Begin a log in a DIR with files of others that are named as data files are; they go into "
+        "DIR/aside-TIME");
+    command->add_flag("--parents", options->makesParents, "Make the directories above DIR, too");
     command
         ->add_option(
             "--if-unclear", options->ifUnclear,

@@ -23,6 +23,8 @@ struct RecordOptions {
     bool keepsGoing = false;
     bool maySplit = false;
     bool mayShrink = false;
+    bool isForced = false;             ///< Begins a log in a directory with files that are no log's.
+    bool makesParents = false;         ///< Makes the directories above the log's own one, too.
     std::string ifUnclear = "refuse";  ///< Or "aside": what becomes of a ring whose order cannot be told.
     bool hasPrefixes = false;          ///< Lines may have a severity, "<N>", at their beginning.
     bool syncs = false;                ///< Brings what is recorded to the medium.
