@@ -37,9 +37,6 @@ LITERAL_FOLDERS = ("src", "port", "tools", "include")
 
 MOST_TEST_LINES = 500
 
-# Not a test's own: the kernel of the emulated board, and the campaign that runs on it, each a program in one piece.
-LONG_TEST_FILES = {"tests/board/kernel.cpp", "tests/board/cuts.cpp"}
-
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 STRING = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 SUFFIXES = {".h", ".cpp", ".c"}
@@ -144,9 +141,8 @@ def check_test_files(root):
     for path in sources(root, "tests"):
         name = str(path.relative_to(root))
         lines = path.read_text().count("\n")
-        if (lines > MOST_TEST_LINES) != (name in LONG_TEST_FILES):
-            failures.append(f"{name}: {lines} lines, at most {MOST_TEST_LINES}" if lines > MOST_TEST_LINES else
-                            f"{name}: needs no exemption any more")
+        if lines > MOST_TEST_LINES:
+            failures.append(f"{name}: {lines} lines, at most {MOST_TEST_LINES}")
     return failures
 
 
