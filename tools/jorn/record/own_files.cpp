@@ -17,7 +17,7 @@ Entry refuseForeign(const StoreDirectory &directory, const std::string &name) {
     return entry;
 }
 
-/// Index files may have further names, as nothing is written into one that is there.
+/// Index files may have other hard links, as nothing is written into an existing one.
 void refuseForeignIndex(const StoreDirectory &directory) {
     refuseForeign(directory, kIndexName);
     refuseForeign(directory, kIndexBackupName);

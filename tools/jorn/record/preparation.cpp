@@ -56,7 +56,7 @@ void mendLostIndex(const StoreDirectory &directory, const IndexMending &mending)
                         ", because " + mending.reason + (mending.kept.empty() ? "" : "; " + mending.kept));
 }
 
-/// Before the store takes a lost index for that of a new log, and writes over what is there.
+/// Runs before the store, which would take a lost index for a new log and overwrite what is there.
 void seeToIndex(const StoreDirectory &directory, const RecordOptions &options) {
     const IndexMending mending = planIndexMending(directory, options.files);
     switch (mending.kind) {
@@ -71,7 +71,7 @@ void seeToIndex(const StoreDirectory &directory, const RecordOptions &options) {
     }
 }
 
-/// Before anything is changed. Where files may be put aside, what is in the directory refuses nothing.
+/// Runs before anything is changed. Where files may be put aside, no ring is a reason to refuse.
 void refuseToShrink(const StoreDirectory &directory, const RecordOptions &options) {
     if (!mayPutAside(options)) {
         refuseSmallerRing(directory, RingLook::ofReadable(directory), options.files, options.mayShrink);
@@ -97,7 +97,7 @@ int fitToRing(const StoreDirectory &directory, const RingLook &look, const Recor
     return files;
 }
 
-/// Of the file that the store goes on with, and of no other: the store appends to none but that.
+/// Only in the file that the store continues with: it appends to no other.
 void endLastLine(const StoreDirectory &directory, const RingLook &look, int files) {
     const std::string done = endTornLine(directory, look.planFor(files).latest);
     if (!done.empty()) {
@@ -117,7 +117,7 @@ LiveStore::Settings settingsFor(int files, const RecordOptions &options) {
 }  // namespace
 
 LiveStore::Settings prepareDirectory(const StoreDirectory &directory, const RecordOptions &options) {
-    jorn_SetDebugPrintLevel(0);  // What is read here is told here, not by the module's parser.
+    jorn_SetDebugPrintLevel(0);  // Errors in what is read here are reported here, not by the module's parser.
     directory.requireWritable();
     refuseForeignFiles(directory);
     if (options.mode) {

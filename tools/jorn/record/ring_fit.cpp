@@ -19,7 +19,7 @@
 namespace tool {
 namespace {
 
-/// Files by position, as they are while the moves go on.
+/// Which positions have a file, kept up to date while files are moved.
 class Layout {
 public:
     Layout(const StoreDirectory &directory, const RingLook &look)
@@ -72,13 +72,13 @@ std::vector<FileMove> movesOf(const jorn::TidyingPlan &plan) {
     return moves;
 }
 
-/// How many positions a start looks at, from the newest file downward, before it comes to this one.
+/// How many positions the start-up visits, from the newest file downward, before it reaches this one.
 int positionsBefore(int position, int newest) {
     return (newest - position + jorn::kSurveySize) % jorn::kSurveySize;
 }
 
-/// Whether the move takes its file past no other one, nor onto one. Until all moves are done, the former
-/// index counts: by that, a start after a cut finds the files in the order in which they are then.
+/// Whether the move takes its file neither past another one nor onto one. The former index stays in force
+/// until all moves are done: with it, a start after a cut still finds the files in their order.
 bool keepsOrder(const FileMove &move, int newest, const Layout &layout) {
     const auto [first, last] =
         std::minmax({positionsBefore(move.from, newest), positionsBefore(move.to, newest)});
@@ -93,7 +93,7 @@ bool keepsOrder(const FileMove &move, int newest, const Layout &layout) {
 }
 
 /// Carries out each move once no file is in its way. There is always such a move: the files keep their
-/// order, so of neighbours that go the same way the foremost one is free to go.
+/// order, so of neighbours that move the same way the foremost one is free to move.
 void moveFiles(const StoreDirectory &directory, std::vector<FileMove> moves, int newest, Layout *layout) {
     while (!moves.empty()) {
         const auto next = std::find_if(moves.begin(), moves.end(), [&](const FileMove &move) {
@@ -108,7 +108,7 @@ void moveFiles(const StoreDirectory &directory, std::vector<FileMove> moves, int
     }
 }
 
-/// The store would delete a backup that a cut has left at its own rewrite, too.
+/// Deletes a backup that a cut has left, as the store would when it rewrites the index.
 void replaceIndex(const StoreDirectory &directory, const IndexPositions &positions) {
     writeIndex(directory, positions);
     unlinkat(directory.descriptor(), kIndexBackupName, 0);
@@ -142,7 +142,8 @@ int chooseRingSize(const StoreDirectory &directory, const RingLook &look, std::o
     return *requested;
 }
 
-/// The store adds one of its own at its start. Coming round, it drops the file that it began in as a whole.
+/// The store adds one item of its own when it starts. When the ring wraps, the file that it began in is
+/// dropped as a whole.
 uint64_t roomInRing(const StoreDirectory &directory, int ringSize) {
     const int latest = RingLook::ofReadable(directory).planFor(ringSize).latest;
     const Descriptor newest = openRegular(directory, dataFileName(latest));

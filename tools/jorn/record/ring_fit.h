@@ -16,7 +16,7 @@ namespace tool {
 /// Files of a new ring.
 inline constexpr int kDefaultRingSize = 10;
 
-/// Why the request would make the ring smaller, as a sentence without its stop; empty if it would not.
+/// Why the request would make the ring smaller, as a sentence without its full stop; empty if it would not.
 std::string shrinkingOf(const RingLook &look, std::optional<int> requested);
 
 /// Throws Failure when the request would make the ring smaller and that was not allowed.
@@ -24,19 +24,19 @@ void refuseSmallerRing(const StoreDirectory &directory, const RingLook &look, st
                        bool mayShrink);
 
 /// The ring size to record with. Without a request: that of the ring in the directory where it can be
-/// told, which is when it has come round or is larger than the default. Throws Failure as
-/// refuseSmallerRing().
+/// determined, which is when the ring has wrapped or is larger than the default; else the default. Throws
+/// Failure as refuseSmallerRing() does.
 int chooseRingSize(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
                    bool mayShrink);
 
-/// Items that a recording can add to a ring before the oldest of them has to go. Throws Failure.
+/// Number of items that a recording can add to a ring before the first of them is dropped. Throws Failure.
 uint64_t roomInRing(const StoreDirectory &directory, int ringSize);
 
-/// Brings the files to the positions that the store's start-up would give them, and the index with them.
-/// The start-up renames from the oldest file on, over a file that has still to move, which a gap in the
-/// ring or a ring that is a little larger than before makes it do; here every file moves only when no
-/// other one is in its way. A cut in between leaves them in their order. The start-up then finds nothing to
-/// do. Returns how many files were moved or deleted. Throws Failure.
+/// Moves the files to the positions that the store's start-up would give them, and rewrites the index to
+/// match, so that the start-up finds nothing to do. The start-up renames from the oldest file on and, with a
+/// gap in the ring or a ring slightly larger than before, overwrites a file that has yet to move; here a file
+/// moves only when no other one is in its way. A cut in between leaves the files in their order. Returns how
+/// many files were moved or deleted. Throws Failure.
 int fitRing(const StoreDirectory &directory, const RingLook &look, int ringSize);
 
 }  // namespace tool
