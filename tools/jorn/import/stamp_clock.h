@@ -41,8 +41,7 @@ private:
 
     std::function<time_t()> now_;
     std::optional<uint32_t> last_;
-    std::optional<Civil>
-        lastCivil_;  ///< What last_ was made from: neighbouring lines often have the same second.
+    std::optional<Civil> lastCivil_;  ///< Source of last_: neighbouring lines often have the same second.
     Offset lastOffset_;
 };
 
