@@ -165,14 +165,20 @@ int callOf(const Step &step, Actor *actor) {
     }
 }
 
+/// What an actor is told to do next.
+struct Order {
+    const Step *step;
+};
+
 int act(Actor *actor) {
     for (;;) {
-        const Step *step = nullptr;
-        if (msgQReceive(actor->orders, reinterpret_cast<char *>(&step), sizeof step, WAIT_FOREVER) == ERROR) {
+        Order order = {};
+        if (msgQReceive(actor->orders, reinterpret_cast<char *>(&order), sizeof order, WAIT_FOREVER) ==
+            ERROR) {
             return ERROR;
         }
         errno = 0;
-        const int result = callOf(*step, actor);
+        const int result = callOf(*order.step, actor);
         actor->error = errno;
         actor->result = result;
     }
@@ -211,7 +217,7 @@ const char *playStep(const Scenario &scenario, const Step &step) {
     if (step.call != Call::Returns) {
         actor.result = kWaits;
         actor.error = 0;
-        const Step *order = &step;
+        Order order = {&step};
         msgQSend(actor.orders, reinterpret_cast<char *>(&order), sizeof order, NO_WAIT, MSG_PRI_NORMAL);
         around->settle();
     }
@@ -224,7 +230,7 @@ const char *play(const Scenario &scenario, const Platform &platform) {
     around = &platform;
     for (int i = 0; i < kTasks; ++i) {
         actors[i] = Actor();
-        actors[i].orders = msgQCreate(1, sizeof(const Step *), MSG_Q_FIFO);
+        actors[i].orders = msgQCreate(1, sizeof(Order), MSG_Q_FIFO);
         actors[i].id = taskSpawn(nullptr, kPriorities[i], 0, 3 * 4096, reinterpret_cast<FUNCPTR>(act),
                                  reinterpret_cast<_Vx_usr_arg_t>(&actors[i]), 0, 0, 0, 0, 0, 0, 0, 0, 0);
     }

@@ -283,6 +283,18 @@ TEST(RingEvidence, NewestByTimesIsTheFullFileAfterThatOfTheBackup_StaysInDoubt) 
     facts.files[1].items = kFull;
     facts.backup = IndexPositions{2, 1};
     EXPECT_EQ(findRingOrder(facts).doubt, "");
+    facts.files[2].startsCleared = true;
+    EXPECT_NE(findRingOrder(facts).doubt, "");
+}
+
+/// That it is the last of files filled by number is less than what a whole index says.
+TEST(RingEvidence, IndexNamesAllAndOnlyTheFillIsAgainstIt_Unclear) {
+    RingFacts facts = ringOf({file(5, 5), file(5, 5), file(5, 5, 3)});
+    facts.index = IndexPositions{1, 0};
+    EXPECT_EQ(findRingOrder(facts).source, Source::Unclear);
+    facts.files[0] = file(1, 2);
+    facts.files[1] = file(3, 4);
+    EXPECT_THAT(findRingOrder(facts).files, ElementsAre(0, 1, 2));
 }
 
 TEST(RingEvidence, BackupOfASmallerRing_UnclearIfThatHasMovedOn) {

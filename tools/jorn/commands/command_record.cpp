@@ -57,11 +57,8 @@ constexpr char kDetails[] =
     "failed.";
 
 std::string filesHelp() {
-    return "Files of the ring, 2 to 90, of 5000 items each. Default: those of the ring in DIR where they can "
-           "be told, else " +
-           std::to_string(kDefaultRingSize) +
-           "; a ring that has not come round yet may have been meant larger than it shows. A larger number "
-           "enlarges the ring";
+    return "Files of the ring, 2 to 90, of 5000 items each. Default: as many as before, in a new DIR " +
+           std::to_string(kDefaultRingSize) + ". A larger number enlarges the ring";
 }
 
 /// Values that are parsed once all options are known.
@@ -140,6 +137,11 @@ void addRingOptions(CLI::App *command, RecordOptions *options) {
     addFilesOption(command, &options->files, filesHelp());
     command->add_flag("--shrink", options->mayShrink,
                       "Allow --files to make the ring smaller, which deletes its oldest files");
+    command->add_flag(
+        "--force", options->isForced,
+        "Begin a log in a DIR with files of others that are named as data files are; they go into "
+        "DIR/aside-TIME");
+    command->add_flag("--parents", options->makesParents, "Make the directories above DIR, too");
     command
         ->add_option(
             "--if-unclear", options->ifUnclear,

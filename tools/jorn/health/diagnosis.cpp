@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <system_error>
 
+#include "health/ring_memory.h"
 #include "module_limits.h"
 #include "system/failure.h"
 #include "system/temporary.h"
@@ -16,10 +17,6 @@ namespace {
 
 constexpr int kTries = 20;
 constexpr useconds_t kPauseMicroseconds = 20000;
-
-int smallestRing(const DirectoryLook &look) {
-    return smallestRingFor(look.presence(), {look.index.usablePositions(), look.backup.usablePositions()});
-}
 
 void scanFile(const StoreDirectory &directory, int position, Diagnosis *diagnosis) {
     diagnosis->scans.erase(position);
@@ -149,6 +146,10 @@ bool Diagnosis::isIndexWhole() const {
     return positions && isInRing(*positions, facts.ringSize);
 }
 
+int smallestRing(const DirectoryLook &look) {
+    return smallestRingFor(look.presence(), {look.index.usablePositions(), look.backup.usablePositions()});
+}
+
 int64_t Diagnosis::items() const {
     int64_t sum = 0;
     for (const auto &[position, scan] : scans) {
@@ -181,6 +182,7 @@ Diagnosis diagnose(const StoreDirectory &directory, const RingHints &hints,
         }
     }
     diagnosis.leftovers = findLeftovers(directory);
+    diagnosis.ringMemoryProblem = RingMemory(directory).problemFor(smallestRing(diagnosis.look));
     return diagnosis;
 }
 

@@ -30,6 +30,7 @@ struct Diagnosis {
     std::map<int, std::string> unreadable;  ///< Of the others: the reason.
     std::vector<int> growing;               ///< Files that were written to during the reading.
     std::vector<std::string> leftovers;     ///< Of commands that were cut short, relative to the directory.
+    std::string ringMemoryProblem;          ///< Why jorn.ring is not gone by; empty where it is.
     bool isSteady = true;                   ///< False when the ring moved on faster than it could be read.
     RingFacts facts;
     RingOrder order;
@@ -43,6 +44,9 @@ struct Diagnosis {
 
     int64_t items() const;
 };
+
+/// The smallest ring that the data files, the index and its backup fit in.
+int smallestRing(const DirectoryLook &look);
 
 /// Reads the whole directory, and again whatever a writer changed meanwhile. Changes nothing. `whenRead` is
 /// called when everything has been read, before the second look. Throws Failure.

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "health/diagnosis.h"
+#include "health/ring_memory.h"
 #include "module_limits.h"
 #include "terminal/counted.h"
 
@@ -80,6 +81,10 @@ private:
         }
         for (const std::string &name : diagnosis_.look.otherNames) {
             add(Severity::Note, "other-name", name, 0, "is no name of a ring's file; the store ignores it");
+        }
+        if (!diagnosis_.ringMemoryProblem.empty()) {
+            add(Severity::Note, "ring-size", kRingMemoryName, 0, diagnosis_.ringMemoryProblem,
+                "`jorn record` goes by the files");
         }
         for (const std::string &name : diagnosis_.leftovers) {
             add(Severity::Note, "left-over", name, 0, "is left of a command that was cut short",

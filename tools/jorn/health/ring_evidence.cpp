@@ -71,6 +71,16 @@ public:
         return true;
     }
 
+    /// Whether the times rise along the order, and fall from its end to its beginning.
+    bool isBorneOutByTimes(const std::vector<int> &order) const {
+        for (size_t i = 0; i + 1 < order.size(); ++i) {
+            if (fall(order[i], order[i + 1]) > 0) {
+                return false;
+            }
+        }
+        return fall(order.back(), order.front()) > 0;
+    }
+
     bool isRotation(const std::vector<int> &order) const {
         const auto first = std::find(ring_.begin(), ring_.end(), order.front());
         std::vector<int> rotated = ring_;
@@ -338,7 +348,7 @@ RingOrder comparedWithBackup(const RingFacts &facts, const Evidence &evidence, R
         // fill.
         const bool isMoveLikely =
             evidence.fileAt(backup.latest).isFull() && !evidence.fileAt(newest).isFull();
-        if (!isOneOn || isMoveLikely) {
+        if ((!isOneOn || isMoveLikely) && !evidence.isLeftByClearing(newest)) {
             order.doubt.clear();
         }
         return order;
@@ -395,7 +405,7 @@ RingOrder fromIndex(const RingFacts &facts, RingOrder::Source source, const std:
 /// while another file is not full: the ring may have moved on since it was written.
 RingOrder judgeFullNewest(const RingFacts &facts, const RingOrder &named, int other) {
     const RingOrder found = findFromFiles(facts);
-    if (found.isKnown() && found.doubt.empty()) {
+    if (found.isKnown() && found.doubt.empty() && Evidence(facts).isBorneOutByTimes(found.files)) {
         return found;
     }
     return unclear("the index names " + at(named.files.back()) +

@@ -18,7 +18,18 @@ namespace {
 
 constexpr mode_t kDirectoryMode = 0750;
 
-void makeIfMissing(const std::string &path) {
+/// As mkdir -p makes them. What fails here shows when the last level is made.
+void makeParents(const std::string &path) {
+    const size_t end = path.find_last_not_of('/');
+    for (size_t slash = path.find('/', 1); slash < end; slash = path.find('/', slash + 1)) {
+        mkdir(path.substr(0, slash).c_str(), 0777);
+    }
+}
+
+void makeIfMissing(const std::string &path, StoreDirectory::Making making) {
+    if (making == StoreDirectory::Making::AllLevels) {
+        makeParents(path);
+    }
     if (mkdir(path.c_str(), kDirectoryMode) < 0 && errno != EEXIST) {
         throw makeFailure(path, errno);
     }
@@ -41,9 +52,9 @@ StoreDirectory StoreDirectory::openForReading(const std::string &path) {
     return StoreDirectory(path, O_PATH);
 }
 
-StoreDirectory StoreDirectory::openForRecording(const std::string &path) {
-    StoreDirectory directory = openLocked(path, "another jorn is recording into this directory", [&path] {
-        makeIfMissing(path);
+StoreDirectory StoreDirectory::openForRecording(const std::string &path, Making making) {
+    StoreDirectory directory = openLocked(path, "another jorn is recording into this directory", [&] {
+        makeIfMissing(path, making);
         return StoreDirectory(path, O_RDONLY);
     });
     removeAbandoned(directory.descriptor());

@@ -17,11 +17,13 @@ public:
     /// Opens a directory for reading. Throws Failure.
     static StoreDirectory openForReading(const std::string &path);
 
-    /// Opens a directory for recording, creating its last level if missing, and keeps all other recorders out
-    /// until it is closed. It is the directory that the path leads to once the lock is held: if a repair
-    /// replaced the directory before that, the replacement is opened. Removes leftovers of commands that were
-    /// cut short. Throws Failure.
-    static StoreDirectory openForRecording(const std::string &path);
+    enum class Making { LastLevel, AllLevels };
+
+    /// Opens a directory for recording, creating its last level if missing, or all levels, and keeps all
+    /// other recorders out until it is closed. It is the directory that the path leads to once the lock is
+    /// held: if a repair replaced the directory before that, the replacement is opened. Removes leftovers of
+    /// commands that were cut short. Throws Failure.
+    static StoreDirectory openForRecording(const std::string &path, Making making);
 
     /// Opens a directory to repair or clear it, and keeps all recorders out of it, with the same guarantee
     /// about the path. Throws Failure.

@@ -3,6 +3,7 @@
 
 #include <signal.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -11,6 +12,7 @@
 
 #include "import/command_output.h"
 #include "import/input.h"
+#include "import/text_length.h"
 #include "import/whole_input.h"
 #include "log/store_directory.h"
 #include "record/intake.h"
@@ -39,6 +41,23 @@ Recording::Settings settingsOf(const RecordOptions &options, const LiveStore::Se
     settings.hasTimes = options.isJson() || !options.times.empty();
     settings.timeForm = options.times;
     return settings;
+}
+
+StoreDirectory openDirectory(const RecordOptions &options) {
+    return StoreDirectory::openForRecording(options.directory, options.makesParents
+                                                                   ? StoreDirectory::Making::AllLevels
+                                                                   : StoreDirectory::Making::LastLevel);
+}
+
+/// A line becomes one item or, with --split, one item for each part.
+std::optional<uint64_t> mostItemsOf(const RecordOptions &options) {
+    struct stat status;
+    const std::optional<uint64_t> lines = options.keepsGoing ? std::nullopt : linesLeft(STDIN_FILENO);
+    if (!lines || fstat(STDIN_FILENO, &status) < 0) {
+        return std::nullopt;
+    }
+    constexpr uint64_t kLeastPart = jorn::kTextMax - kTextAhead;
+    return *lines + (options.maySplit ? static_cast<uint64_t>(status.st_size) / kLeastPart : 0);
 }
 
 /// The ring must hold all that an export held, unless the ring size was requested.
@@ -185,9 +204,10 @@ void recordInput(const RecordOptions &options) {
     StopSignals signals;
     const ModuleConsole console(options.printLevel.has_value());
     Intake intake(options, console.output());
-    const StoreDirectory directory = StoreDirectory::openForRecording(options.directory);
+    const StoreDirectory directory = openDirectory(options);
     RecordedInput input(options, &signals);
-    const LiveStore::Settings store = prepareDirectory(directory, options);
+    const LiveStore::Settings store =
+        prepareDirectory(directory, options, [&options] { return mostItemsOf(options); });
     if (hasToFit(options)) {
         refuseTooSmallRing(directory, store.files, options, input.readWhole());
     }
@@ -217,8 +237,9 @@ int recordCommand(const RecordOptions &options) {
     const HandedSignals signals;
     const ModuleConsole console(options.printLevel.has_value());
     Intake intake(options, console.output());
-    const StoreDirectory directory = StoreDirectory::openForRecording(options.directory);
-    Recording recording(directory, settingsOf(options, prepareDirectory(directory, options)));
+    const StoreDirectory directory = openDirectory(options);
+    Recording recording(
+        directory, settingsOf(options, prepareDirectory(directory, options, [] { return std::nullopt; })));
     CommandOutput output(options.command, &signals);
     try {
         Session(options, &intake, &recording).run(&output);

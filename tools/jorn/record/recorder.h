@@ -23,6 +23,8 @@ struct RecordOptions {
     bool keepsGoing = false;
     bool maySplit = false;
     bool mayShrink = false;
+    bool isForced = false;             ///< Begin a log in a directory whose files belong to no log.
+    bool makesParents = false;         ///< Make missing parent directories, too.
     std::string ifUnclear = "refuse";  ///< Or "aside": what to do with a ring of unclear order.
     bool hasPrefixes = false;          ///< Lines may begin with a severity, "<N>".
     bool syncs = false;                ///< Sync what is recorded to the medium.
