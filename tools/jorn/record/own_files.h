@@ -17,8 +17,8 @@ void refuseForeignFiles(const StoreDirectory &directory);
 /// The same for all that the store writes when it moves on to the file at this position.
 void refuseForeignFilesOfRotation(const StoreDirectory &directory, int position);
 
-/// The name of a data file that shows that the directory is no log's: there is no index, the file has lines,
-/// and no file has an item. Empty where there is no such file.
+/// The name of a data file that shows that the directory is not a log's: there is no index, the file has
+/// lines, and no file has an item. Empty where there is no such file.
 std::string strangeDataFile(const StoreDirectory &directory);
 
 }  // namespace tool

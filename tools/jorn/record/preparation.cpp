@@ -48,7 +48,7 @@ void beginAnew(const StoreDirectory &directory, const std::string &reason) {
          reason + ": the files are in " + directory.pathOf(name) + " now, and the log begins anew");
 }
 
-/// Files of somebody else's that happen to have the names of data files are not written over.
+/// Foreign files that happen to have the names of data files must not be overwritten.
 void seeToStrangers(const StoreDirectory &directory, const RecordOptions &options) {
     const std::string strange = strangeDataFile(directory);
     if (strange.empty()) {
@@ -102,8 +102,8 @@ void seeToSize(const StoreDirectory &directory, const RecordOptions &options) {
     }
 }
 
-/// A recording that stays within the files whose order is certain needs no size, and a service has to go on
-/// without.
+/// A recording that stays within the files whose order is certain needs no size. A service, which may put
+/// files aside, has to continue without one.
 void refuseUnknownSize(const StoreDirectory &directory, const RingLook &look, const RecordOptions &options,
                        const MostItems &mostItems) {
     if (mayPutAside(options)) {
@@ -117,7 +117,7 @@ void refuseUnknownSize(const StoreDirectory &directory, const RingLook &look, co
     }
 }
 
-/// A medium that has no room for it may have room for items, in a ring that has come round.
+/// A failure is only noted: a medium too full for this file may still take items in a ring that has wrapped.
 void remember(const StoreDirectory &directory, int files) {
     try {
         rememberRingSize(directory, files);

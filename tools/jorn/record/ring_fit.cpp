@@ -116,7 +116,7 @@ void replaceIndex(const StoreDirectory &directory, const IndexPositions &positio
     unlinkat(directory.descriptor(), kIndexBackupName, 0);
 }
 
-/// Items of a data file that the store goes on with.
+/// Number of items in a data file that the store continues with.
 uint64_t itemsIn(const StoreDirectory &directory, int position) {
     const Descriptor file = openRegular(directory, dataFileName(position));
     return file.isOpen() ? linesLeft(file.get()).value_or(0) : 0;
@@ -170,7 +170,7 @@ Failure unknownSize(const StoreDirectory &directory, const std::string &what) {
                    kExitUsage);
 }
 
-/// The file after the last one that is there is a new one, or the first one again.
+/// The file after the last existing one may be a new one, or the first one again.
 uint64_t roomInCertainFiles(const StoreDirectory &directory, const RingLook &look) {
     const int latest = look.positions().latest;
     constexpr uint64_t kFile = jorn::kCsvItemMax;
