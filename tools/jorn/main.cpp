@@ -24,13 +24,13 @@
 
 namespace {
 
-/// The name of the command that was given, for advice.
+/// The command that was given, for the hint to its help.
 std::string chosenCommand(const CLI::App &app) {
     const auto commands = app.get_subcommands();
     return commands.empty() ? "jorn" : "jorn " + commands.front()->get_name();
 }
 
-/// Whether a first word that is no command is the directory of the default command, or an option of it.
+/// Whether the first word is not a command but a directory for the default command, or an option of it.
 bool isForShow(const CLI::App &app, const std::string &word) {
     const bool isOfApp = word == "-h" || word == "--help" || word == "-V" || word == "--version";
     const auto commands =
@@ -45,7 +45,7 @@ bool isCommand(const CLI::App &app, const std::string &word) {
     return !app.get_subcommands([&](const CLI::App *command) { return command->get_name() == word; }).empty();
 }
 
-/// Takes the command that `jorn record` is to run, all that follows "--", off the words.
+/// Removes from the words the command that `jorn record` is to run: all that follows "--".
 std::optional<std::vector<std::string>> takeCommand(std::vector<std::string> *words) {
     const auto mark = std::find(words->begin(), words->end(), "--");
     if (words->empty() || words->front() != "record" || mark == words->end()) {
@@ -79,8 +79,8 @@ std::vector<std::string> argumentsOf(const CLI::App &app, std::vector<std::strin
     return words;
 }
 
-/// A variable of a script that is not set must not lift a limit, or lead elsewhere, without a word. Only a
-/// pattern may be empty, which every text has.
+/// An unset variable in a script must not silently drop a filter or change the target. Only a pattern may be
+/// empty: every text matches it.
 void refuseEmptyValues(CLI::App *app) {
     const auto isGiven = [](const std::string &value) {
         return std::string(value.empty() ? "the value is empty" : "");
@@ -93,8 +93,8 @@ void refuseEmptyValues(CLI::App *app) {
     }
 }
 
-/// What is wrong with the command line. The word behind an option that is not known is taken for DIR, so that
-/// words are left over, or missing, that are not at fault.
+/// What is wrong with the command line. The parser takes the word after an unknown option for DIR, so it
+/// complains of surplus or missing words that are not at fault.
 std::string problemOf(const CLI::App &app, const CLI::ParseError &error) {
     const std::vector<std::string> left = app.remaining(true);
     const auto option = std::find_if(
@@ -115,8 +115,8 @@ int answer(CLI::App *app, const CLI::Success &asked) {
     return exitCode;
 }
 
-/// Runs the command that was chosen. Gives `exitCode` as the command left it, or `usageExit` for what cannot
-/// be parsed.
+/// Runs the command that was chosen. Returns `exitCode` as the command left it, or `usageExit` if the words
+/// cannot be parsed.
 int parseAndRun(CLI::App *app, const int *exitCode, int usageExit, const std::vector<std::string> &words) {
     try {
         app->parse(argumentsOf(*app, words));
@@ -131,8 +131,8 @@ int parseAndRun(CLI::App *app, const int *exitCode, int usageExit, const std::ve
     return *exitCode;
 }
 
-/// Standard input and outputs that are closed would be the next files that are opened, and a log's files be
-/// read and written in their place. Instead, reading and writing them fails.
+/// The descriptor of a closed standard stream would be given to the next file that is opened, and a log's
+/// file would be read or written as that stream. Occupied here, it makes reading and writing fail instead.
 void occupyStandardDescriptors() {
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         const bool isClosed = fcntl(fd, F_GETFD) < 0 && errno == EBADF;
@@ -143,7 +143,7 @@ void occupyStandardDescriptors() {
 }
 
 int run(int argc, char **argv) {
-    // A closed pipe is met where it is written to.
+    // A closed pipe is handled where it is written to.
     signal(SIGPIPE, SIG_IGN);
     CLI::App app("Records logs into rings of CSV files, and reads them back.", "jorn");
     app.set_version_flag("-V,--version", "jorn " JORN_VERSION);

@@ -47,7 +47,7 @@ struct ClearOptions {
 
 std::string itemsText(uint64_t count) { return counted(count, "item", "items"); }
 
-/// Whether the user wants it. Throws Failure where nobody can be asked.
+/// Whether the user wants it. Throws Failure where there is no user to ask.
 bool isWanted(const ClearOptions &options, const ClearingPlan &plan) {
     if (options.isMeant) {
         return true;
@@ -55,7 +55,7 @@ bool isWanted(const ClearOptions &options, const ClearingPlan &plan) {
     if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
         refuse(options.directory + ": nothing was changed; --yes clears it without asking");
     }
-    // In one piece, for the answer may be typed while it is written.
+    // In one piece, as the answer may be typed while it is being written.
     std::cerr << "Clear " + itemsText(plan.items) + " of " + escaped(options.directory) + "? [y/N] ";
     std::string answer;
     std::getline(std::cin, answer);
@@ -90,7 +90,7 @@ std::string resultJson(const ClearOptions &options, const ClearingPlan &plan) {
 }
 
 int clear(const ClearOptions &options) {
-    signal(SIGXFSZ, SIG_IGN);  // A write that fails must come back as an error that can be told.
+    signal(SIGXFSZ, SIG_IGN);  // A write that fails must return an error that can be reported.
     const StoreDirectory directory = StoreDirectory::openForRepair(options.directory);
     const ClearingPlan plan = planClearing(directory, options.files);
     if (!plan.note.empty()) {

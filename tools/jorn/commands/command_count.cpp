@@ -38,7 +38,7 @@ struct CountOptions {
     bool isExplained = false;
 };
 
-/// A line of the table; a level of -1 is that of all others.
+/// A line of the table; level -1 stands for all others.
 struct Row {
     int32_t level = -1;
     std::string name;  ///< Empty for none.

@@ -60,7 +60,7 @@ constexpr char kExamples[] =
     "  jorn export -o syslog --hostname unit1 DIR | nc -q 0 collector 514\n";
 
 struct ExportOptions {
-    FilterOptions filter;  ///< With the directory of one log at a time.
+    FilterOptions filter;  ///< Its directory is that of one log at a time.
     std::vector<std::string> directories;
     std::string form;
     std::string file;
@@ -75,7 +75,7 @@ struct ExportOptions {
     bool isProgressOff = false;
     bool isQuiet = false;
 
-    /// Whether items tell where they come from.
+    /// Whether items show where they come from.
     bool isOriginTold() const { return !device.empty() || isDeviceByParent || !log.empty(); }
     bool hasFile() const { return !file.empty() && file != "-"; }
 };
@@ -159,7 +159,7 @@ SyslogStyle syslogStyle(const ExportOptions &options) {
     return style;
 }
 
-/// A name that items bear, when one is given.
+/// Checks a name that items will show, if one is given.
 void checkName(const char *option, const std::string &name) {
     constexpr size_t kMost = 255;
     if (escaped(name) != name || name.size() > kMost) {
@@ -167,7 +167,7 @@ void checkName(const char *option, const std::string &name) {
     }
 }
 
-/// What needs more than one option to be judged.
+/// Checks that depend on more than one option.
 void checkTogether(const ExportOptions &options, ExportForm form) {
     if (form == ExportForm::Sqlite && !options.hasFile()) {
         refuse("a database cannot go to standard output; name a file with --to");
@@ -189,16 +189,16 @@ void checkTogether(const ExportOptions &options, ExportForm form) {
 struct Source {
     Question question;
     std::string name;
-    ItemOrigin origin;  ///< As far as items tell it.
+    ItemOrigin origin;  ///< What items show of it.
 };
 
-/// Whether items of several logs need a name in order to be told apart: tables and messages have one anyway.
+/// Whether items need their log's name to distinguish several logs: tables and messages have one anyway.
 bool isLogColumnNeeded(const ExportOptions &options) {
     const ExportForm form = chosenForm(options);
     return options.directories.size() > 1 && (form == ExportForm::JsonLines || form == ExportForm::Csv);
 }
 
-/// The origin that each item of a log tells. A log whose device is known is called by its own name alone,
+/// The origin that each item of a log shows. A log whose device is known is called by its own name only,
 /// whatever other logs there are.
 ItemOrigin originOf(const ExportOptions &options, const std::string &directory, const std::string &name) {
     ItemOrigin origin;
@@ -212,7 +212,7 @@ ItemOrigin originOf(const ExportOptions &options, const std::string &directory, 
     return origin;
 }
 
-/// Nobody could tell the items of two logs of one name apart.
+/// The items of two logs with the same name could not be distinguished.
 void refuseSameName(const ExportOptions &options, const std::vector<Source> &sources, const Source &next) {
     for (const Source &other : sources) {
         if (options.isOriginTold() && other.origin.device == next.origin.device &&
@@ -233,7 +233,7 @@ bool isSameDirectory(const FileMark &mark, const StoreDirectory &directory) {
     return isSameFile(mark, markAt(directory.shortName()));
 }
 
-/// Everything that can be wrong with the question is told before anything is written.
+/// Everything that can be wrong with the question is reported before anything is written.
 std::vector<Source> openSources(const ExportOptions &options) {
     const time_t now = time(nullptr);
     const std::vector<std::string> names = distinctLogNames(options.directories);
@@ -257,10 +257,10 @@ std::vector<Source> openSources(const ExportOptions &options) {
     return sources;
 }
 
-/// Not even the file that is written may change a log's directory.
+/// Not even the export's own file may change a log's directory.
 void refuseFileInLog(const std::string &file, const std::vector<Source> &sources) {
     namespace fs = std::filesystem;
-    // Of a relative path of which nothing is there yet, weakly_canonical() leaves it open where it begins.
+    // weakly_canonical() leaves a relative path relative where no part of it exists.
     const fs::path parent = fs::weakly_canonical(fs::absolute(file)).parent_path();
     const FileMark mark = markAt(parent.string());
     for (const Source &source : sources) {
@@ -270,7 +270,7 @@ void refuseFileInLog(const std::string &file, const std::vector<Source> &sources
     }
 }
 
-/// What the items of all logs are written by.
+/// How the items of all logs are written.
 FormTerms formTermsOf(const ExportOptions &options, ExportForm form) {
     FormTerms terms;
     terms.form = form;
@@ -288,10 +288,10 @@ std::unique_ptr<ExportSink> makeSink(const FormTerms &terms, const ReplacedFile 
                            : makeLineSink(terms, STDOUT_FILENO, "standard output");
 }
 
-/// What became of an export.
+/// The outcome of an export.
 struct Exported {
     uint64_t items = 0;
-    bool isWanted = true;  ///< False once nobody reads any more.
+    bool isWanted = true;  ///< False once the reader has closed the output.
     std::vector<ReadEnd> ends;
 };
 

@@ -61,7 +61,7 @@ std::string filesHelp() {
            std::to_string(kDefaultRingSize) + ". A larger number enlarges the ring";
 }
 
-/// What is taken apart once all options are there.
+/// Values that are parsed once all options are known.
 struct RecordWords {
     std::string level = "2";
     std::string errorLevel = "1";
@@ -73,8 +73,7 @@ struct RecordWords {
 
 bool isNumber(const std::string &text) { return text.find_first_not_of("0123456789") == std::string::npos; }
 
-/// Those of the directory are looked for only where they may be needed: it may have none, or not be there
-/// yet.
+/// The directory's names are read only where they may be needed: it may have none, or not exist yet.
 Names findNames(const RecordOptions &options, const RecordWords &words) {
     if (!words.namesFile.empty()) {
         return readNames(words.namesFile);
@@ -116,7 +115,7 @@ void takeWords(const RecordWords &words, RecordOptions *options) {
     }
 }
 
-/// What needs more than one option to be judged.
+/// Checks that depend on more than one option.
 void checkTogether(const RecordOptions &options) {
     if (options.slot >= options.slots) {
         refuse("--slot " + std::to_string(options.slot) + " is not below --slots " +
@@ -218,7 +217,7 @@ void addReadingOptions(CLI::App *command, RecordOptions *options, RecordWords *w
                       "Carry the rest of a line that is longer than 198 bytes on in further items");
 }
 
-/// What is told besides the items.
+/// Options for what is printed besides the items.
 void addReportOptions(CLI::App *command, RecordOptions *options, OutputOptions *output) {
     command->add_flag(
         "--stats", options->hasStats,
@@ -238,7 +237,7 @@ int run(const RecordWords &words, RecordOptions *options) {
     return record(*options);
 }
 
-/// With exit codes that tell what went wrong here from what the command has to say.
+/// Runs with exit codes that distinguish failures of the recording from those of the command.
 int runCommand(const std::vector<std::string> &command, const RecordWords &words, RecordOptions *options) {
     options->command = command;
     try {

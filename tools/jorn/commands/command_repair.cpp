@@ -70,7 +70,7 @@ std::string formatStep(const RepairOptions &options, const std::string &step) {
     return escaped(options.directory) + ": " + step + "\n";
 }
 
-/// How it ended: of text only what the steps do not tell.
+/// How it ended; as text, only what the steps do not show.
 std::string formatResult(const RepairOptions &options, const RepairPlan &plan, const std::string &backup) {
     const bool isDone = !backup.empty();
     if (options.output.form == "json") {
@@ -99,18 +99,18 @@ void print(const std::string &text, const std::string &pager) {
     output.finish();
 }
 
-/// What is or would be done; where nothing is done, that is the end of it.
+/// Prints what is or would be done, and with `isEnd`, where nothing is done, the result.
 void printPlan(const RepairOptions &options, const RepairPlan &plan, bool isEnd) {
     std::string text;
     for (const std::string &step : plan.steps) {
         text += formatStep(options, step);
     }
     text += isEnd ? formatResult(options, plan, "") : "";
-    // A repair is not to wait for somebody who reads.
+    // A repair must not wait for the user of a pager.
     print(text, isEnd ? pagerCommand(options.output) : "");
 }
 
-/// Whether the process, and with it the shell that started it here, stands in a directory.
+/// Whether a directory is the working directory of the process, and so of the shell that started it here.
 bool isWorkingDirectory(const StoreDirectory &directory) {
     struct stat here = {};
     struct stat there = {};

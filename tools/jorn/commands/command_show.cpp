@@ -44,11 +44,11 @@ constexpr char kExamples[] =
     "  jorn show -g 'door|gate' -s 5 -o json DIR   items of slot 5 with either word\n"
     "  jorn show --page -1 --per-page 10 DIR       the oldest items, as the device pages them\n";
 
-/// Up to so many items are held in memory, so that a question can be repeated while a writer moves on; more
+/// Up to this many items are held in memory, so that a question can be repeated when a writer moves on; more
 /// are printed as they are found.
 constexpr uint64_t kHeldItems = 20000;
 
-/// What a pager gets that opens at the end: it holds all of it in memory.
+/// Items for a pager that opens at the end, which holds them all in memory.
 constexpr uint64_t kItemsForPager = 1000;
 
 constexpr char kThereIsMore[] = "-- the newest 1,000 items; -n all shows the others, too --";
@@ -109,26 +109,26 @@ void addOptions(CLI::App *command, ShowOptions *options) {
     addItemOutputOptions(command, &options->output);
 }
 
-/// Whether a pager opens at the end though nobody said so: who wants all says so, or gives no terminal.
+/// Whether the pager opens at the end. On a terminal that is the default, unless an option asks otherwise.
 bool opensAtEnd(const ShowOptions &options) {
     return options.isAtEnd || (isOutputTerminal() && !options.output.isPagerOff && !options.newest &&
                                !options.isNewestFirst && !options.page);
 }
 
-/// Prints items in the form that was asked for.
+/// Prints items in the requested form.
 class Printer {
 public:
     Printer(const ShowOptions &options, const Question &question, PagerStart start = PagerStart::Begin)
         : output_(pagerCommand(options.output), start),
           formatter_(itemStyleOf(options.output, options.filter, question)) {}
 
-    /// Before the items.
+    /// Prints what comes before the items.
     void head(const std::string &line) {
         output_.write(line.empty() ? line : line + "\n");
         output_.write(formatter_.heading());
     }
 
-    /// False when nobody wants any more.
+    /// False when no more are wanted.
     bool print(const Item &item, bool isApart = false) {
         return output_.write(isApart ? formatter_.gap() : "") && output_.write(formatter_.format(item));
     }
@@ -148,7 +148,7 @@ std::string footer(const PageAnswer &page, int32_t perPage) {
            counted(page.total, "item", "items") + ")";
 }
 
-/// Empty where the device's pages are all there is.
+/// Empty where the device's pages show every match.
 std::string noteOfHidden(const Question &question, const PageAnswer &page) {
     if (page.total == page.matching) {
         return "";
@@ -177,7 +177,7 @@ bool fitTerminal(ItemFormatter formatter, Iterator first, Iterator last) {
     });
 }
 
-/// Prints items that are held, in their order.
+/// Prints the held items in order.
 template <class Iterator>
 void printAll(const ShowOptions &options, const Question &question, const std::string &head, Iterator first,
               Iterator last) {
@@ -204,7 +204,7 @@ Shown showPage(const ShowOptions &options, const Question &question) {
     return shown;
 }
 
-/// `isTold` when there are more than these, which nobody has asked for.
+/// With `isTold`, says if there are more: the limit was not the user's.
 Shown showNewest(const ShowOptions &options, const Question &question, size_t most, bool isTold) {
     Shown shown;
     std::vector<Item> items = readStable(
@@ -225,8 +225,8 @@ Shown showNewest(const ShowOptions &options, const Question &question, size_t mo
     return shown;
 }
 
-/// Gives the window all items up to the last of so many matches, and then that one's neighbours. Whether
-/// there was a match.
+/// Passes the window all items up to the last of `most` matches, and then that one's neighbours. Returns
+/// whether there was a match.
 bool passOn(ItemScanner *scanner, uint64_t most, ContextWindow *window) {
     bool hasMatch = false;
     bool isWanted = true;
@@ -248,7 +248,7 @@ bool passOn(ItemScanner *scanner, uint64_t most, ContextWindow *window) {
     return hasMatch;
 }
 
-/// Prints as it reads.
+/// Prints items as they are read.
 Shown showMany(const ShowOptions &options, const Question &question, uint64_t most, bool isTold) {
     Shown shown;
     const RingView view(question.directory, question.ringSize);
@@ -262,7 +262,7 @@ Shown showMany(const ShowOptions &options, const Question &question, uint64_t mo
     printer.head(isTold && begin.hasOlder ? kThereIsMore : "");
     ItemScanner scanner(view, question.filter,
                         options.isNewestFirst ? Order::NewestFirst : Order::OldestFirst, damage, begin.start);
-    // However rare items are that match, each is seen soon.
+    // However rare matches are, each is shown soon.
     scanner.setWatch([&printer](uint64_t) { printer.flush(); });
     ContextWindow window(options.isNewestFirst ? options.context.reversed() : options.context,
                          [&printer](const Item &item, bool isApart) { return printer.print(item, isApart); });

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The subcommands. Each adds itself to the command line, and runs when it was chosen. A command that has more
-// to tell than "done" or a Failure sets the exit code.
+// The subcommands. Each adds itself to the command line, and runs when it was chosen. A command with an
+// outcome other than "done" or a Failure sets the exit code.
 #ifndef JORN_TOOLS_COMMANDS_H
 #define JORN_TOOLS_COMMANDS_H
 
@@ -13,7 +13,8 @@ namespace tool {
 
 void addClearCommand(CLI::App *app, int *exitCode);
 
-/// `command` is what follows "--", there or not: a command to run, which is not the parser's business.
+/// `command` is the command to run, all that follows "--", which the parser does not see; nothing without
+/// "--".
 void addRecordCommand(CLI::App *app, int *exitCode, const std::optional<std::vector<std::string>> &command);
 
 void addShowCommand(CLI::App *app, int *exitCode);

@@ -53,7 +53,7 @@ void addSelection(CLI::App *command, FilterOptions *options) {
         ->needs(pattern);
 }
 
-/// What was given one by one, or several with commas between. None of it is empty.
+/// The values, which were given one by one or several separated by commas. None is empty.
 std::vector<std::string> partsOf(const std::vector<std::string> &lists) {
     std::vector<std::string> parts;
     for (const std::string &list : lists) {
@@ -144,7 +144,7 @@ ItemFilter parseFilter(const FilterOptions &options, const Names &names, time_t 
     return filter;
 }
 
-/// A bad file that the user named is the user's error; one that lies in the directory is damage.
+/// A bad file that the user named is the user's error; one found in the directory is damage.
 Names findNames(const FilterOptions &options, const StoreDirectory &directory, DamageLog *damage) {
     if (!options.namesFile.empty()) {
         return readNames(options.namesFile);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The options of all reading commands: which directory, which items, which form of output. A command adds
-// them with addFilterOptions(), and gets what they mean from openQuestion() once the command line is read.
+// them with addFilterOptions(), and gets their meaning from openQuestion() once the command line is read.
 #ifndef JORN_TOOLS_FILTER_OPTIONS_H
 #define JORN_TOOLS_FILTER_OPTIONS_H
 
@@ -13,7 +13,7 @@
 
 namespace tool {
 
-/// As they stand on the command line.
+/// As given on the command line.
 struct FilterOptions {
     std::string directory;
     std::optional<int> files;
@@ -37,12 +37,12 @@ void addFilterOptions(CLI::App *command, FilterOptions *options);
 /// The same without DIR and --quiet, for commands that give them another meaning.
 void addQuestionOptions(CLI::App *command, FilterOptions *options);
 
-/// Opens the directory and reads the names. With --utc, makes UTC the local time of the process first. `now`
-/// is what relative times start from. Throws Failure.
+/// Opens the directory and reads the names. With --utc, makes UTC the local time of the process first.
+/// Relative times are counted from `now`. Throws Failure.
 Question openQuestion(const FilterOptions &options, time_t now);
 
-/// Refuses what openQuestion() would refuse, where there is no directory yet. Gives the last time that items
-/// may have. Throws Failure.
+/// Refuses what openQuestion() would refuse, where there is no directory yet. Returns the latest time that
+/// items may have. Throws Failure.
 uint32_t checkFilter(const FilterOptions &options, time_t now);
 
 /// Exit code 1 is for scripts that asked whether there is a match: with --grep or --quiet.

@@ -20,13 +20,13 @@ namespace tool {
 /// What "-n all" means.
 inline constexpr uint64_t kAllItems = UINT64_MAX;
 
-/// Adds -n, of a number or "all". `newest` must outlive the parsing.
+/// Adds -n, which takes a number or "all". `newest` must outlive the parsing.
 CLI::Option *addNewestOption(CLI::App *command, std::optional<uint64_t> *newest, const std::string &meaning);
 
 /// Adds -A, -B and -C to a command that has --grep. `context` must outlive the parsing.
 void addContextOptions(CLI::App *command, ContextSize *context);
 
-/// How the options want items to look. The question must outlive the style.
+/// The style of items that the options ask for. The question must outlive the style.
 ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, const Question &question);
 
 }  // namespace tool

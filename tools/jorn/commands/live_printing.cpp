@@ -40,7 +40,7 @@ public:
     }
 
 private:
-    /// False when it was stopped, or no item could match any more, before there was a directory.
+    /// False when a signal came, or no item could match any more, before there was a directory.
     bool waitForDirectory() {
         wasMissing_ = isMissing(options_.filter.directory);
         if (!wasMissing_) {
@@ -65,7 +65,7 @@ private:
         }
         ItemFormatter formatter(itemStyleOf(options_.output, options_.filter, question));
         print(formatter.heading());
-        // Of a log that comes into being now, all is new.
+        // In a log that was created only now, everything is new.
         const uint64_t newest = wasMissing_ ? kAllItems : options_.newest.value_or(kDefaultNewest);
         ContextWindow window(options_.context, [&](const Item &item, bool isApart) {
             return print(isApart ? formatter.gap() : "") && print(formatter.format(item));
@@ -114,7 +114,7 @@ private:
 
     bool print(const std::string &text) { return options_.filter.isQuiet || output_.write(text); }
 
-    /// Behind the items that came before it.
+    /// Printed after the items that came before it.
     void note(const std::string &text) {
         output_.flush();
         printMessage("note: " + text);
@@ -139,7 +139,7 @@ private:
     ChangeWatch watch_;
     const time_t start_;
     bool wasMissing_ = false;
-    bool isOver_ = false;  ///< It ended because no item can match any more.
+    bool isOver_ = false;  ///< The run ended because no item can match any more.
     bool hasMatch_ = false;
     bool hasDamage_ = false;
 };

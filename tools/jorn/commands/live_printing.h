@@ -24,7 +24,7 @@ struct LivePrintingOptions {
 /// Adds --poll.
 CLI::Option *addPollOption(CLI::App *command, bool *isPolling);
 
-/// Prints items as they come, until there can be no more or a signal ends it. Gives the exit code. Throws
+/// Prints items as they come, until there can be no more or a signal ends it. Returns the exit code. Throws
 /// Failure.
 int printLive(const LivePrintingOptions &options);
 

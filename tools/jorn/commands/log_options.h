@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The options of all commands that say which log is meant.
+// The options, common to all commands, that say which log is meant.
 #ifndef JORN_TOOLS_LOG_OPTIONS_H
 #define JORN_TOOLS_LOG_OPTIONS_H
 

@@ -25,7 +25,7 @@ bool isInstalled(const std::string &program) {
     return false;
 }
 
-/// Whether the terminal can do more than print line after line.
+/// Whether the terminal can do more than print lines.
 bool isTerminalAble() {
     const char *const term = getenv("TERM");
     return term != nullptr && *term != '\0' && strcmp(term, "dumb") != 0;

@@ -9,7 +9,7 @@
 
 namespace tool {
 
-/// As they stand on the command line.
+/// As given on the command line.
 struct OutputOptions {
     std::string form = "text";
     std::string color = "auto";

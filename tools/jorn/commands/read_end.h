@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How a reading command ends: what it tells on standard error, and its exit code.
+// How a reading command ends: what it reports on standard error, and its exit code.
 #ifndef JORN_TOOLS_READ_END_H
 #define JORN_TOOLS_READ_END_H
 
@@ -12,7 +12,7 @@
 
 namespace tool {
 
-/// What there is to tell besides the answer.
+/// What there is to report besides the answer.
 struct ReadEnd {
     DamageLog damage;
     std::vector<std::string> notes;
@@ -21,9 +21,9 @@ struct ReadEnd {
     void takeFrom(const RingView &view);
 };
 
-/// Asks ask(view, damage) over a fresh view until no writer has taken items away during it. Where the writer
-/// is too fast for that, the answer is the last one, and the user is told. `end` gets what there is to tell
-/// of the view that the answer is of, and what was met in reading it. Throws Failure.
+/// Calls ask(view, damage) on a fresh view until no writer has removed items during the call. If the writer
+/// is too fast for that, returns the last answer, and the losses remain in `end`. `end` receives what there
+/// is to report on the view of the answer, and what was met in reading it. Throws Failure.
 template <class Ask>
 auto readStable(const Question &question, ReadEnd *end, const Ask &ask, Opening opening = Opening::AtOnce) {
     constexpr int kTries = 20;
@@ -38,7 +38,7 @@ auto readStable(const Question &question, ReadEnd *end, const Ask &ask, Opening 
     }
 }
 
-/// Prints notes, losses and damage, and gives the exit code: damage goes before "no match".
+/// Prints notes, losses and damage, and returns the exit code: damage takes precedence over "no match".
 int endReading(const FilterOptions &options, const Question &question, const ReadEnd &end, bool hasMatch);
 
 /// The exit codes, for help; `question` is what asks whether anything matches.

@@ -15,7 +15,7 @@ enum class ExportForm { JsonLines, Csv, Syslog, Sqlite };
 std::vector<std::string> exportFormNames();
 std::optional<ExportForm> exportFormOf(const std::string &name);
 
-/// The form that a file's ending stands for; nothing for an ending that says nothing.
+/// The form that a file's extension stands for; nothing for an unknown one.
 std::optional<ExportForm> exportFormOfFile(const std::string &path);
 
 }  // namespace tool

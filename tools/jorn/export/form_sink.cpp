@@ -23,7 +23,7 @@ std::unique_ptr<ExportSink> makeItemSink(const FormTerms &terms, int file, const
     });
 }
 
-/// The device is the host where no other one is given and a message can bear it.
+/// Where no host is given, the device is the host if its name is valid as one.
 std::string hostNameFor(const SyslogStyle &style, const ItemOrigin &origin) {
     if (!style.hostName.empty()) {
         return style.hostName;

@@ -12,16 +12,16 @@
 
 namespace tool {
 
-/// How items are written, whatever log they are of.
+/// How items are written, whichever log they belong to.
 struct FormTerms {
     ExportForm form = ExportForm::JsonLines;
     bool isUtc = false;
-    SyslogStyle syslog{};  ///< For syslog: what is the same for all logs. Without a host, that is the device.
+    SyslogStyle syslog{};  ///< For syslog: what is the same for all logs. Without a host, the device is used.
     std::string table{};   ///< For a database: the table of its one log; empty for the log's name.
-    ItemOrigin columns{};  ///< For CSV: what of this is not empty has a column.
+    ItemOrigin columns{};  ///< For CSV: each part that is not empty has a column.
 };
 
-/// Items into an open file, which must outlive the sink; `name` stands for it in messages. Of no database.
+/// Writes items to an open file, which must outlive the sink; messages call it `name`. Not for a database.
 std::unique_ptr<ExportSink> makeLineSink(const FormTerms &terms, int file, const std::string &name);
 
 }  // namespace tool

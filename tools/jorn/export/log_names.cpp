@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Without links and dots as far as the path leads anywhere.
+/// The absolute path, without dots and, if it exists, without links.
 fs::path placeOf(const std::string &directory) {
     std::error_code ignored;
     const fs::path place = fs::canonical(directory, ignored);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the logs of an export are called.
+// Names for the logs of an export.
 #ifndef JORN_TOOLS_LOG_NAMES_H
 #define JORN_TOOLS_LOG_NAMES_H
 
@@ -11,11 +11,11 @@ namespace tool {
 /// The name of the directory that a path leads to, UTF-8 without control characters; "log" for the root.
 std::string logNameOf(const std::string &directory);
 
-/// The same of the directory above it.
+/// The same for its parent directory.
 std::string parentNameOf(const std::string &directory);
 
-/// The names of different directories. Where several have the same name, each is preceded by as many of the
-/// directories above it as tell them apart: "unit1/door" and "unit2/door". The order plays no part.
+/// The names of different directories. Where several have the same name, each is preceded by as many of its
+/// parent directories as make them distinct: "unit1/door" and "unit2/door". Their order does not matter.
 std::vector<std::string> distinctLogNames(const std::vector<std::string> &directories);
 
 }  // namespace tool

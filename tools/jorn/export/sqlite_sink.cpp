@@ -13,18 +13,18 @@
 namespace tool {
 namespace {
 
-/// "JORN", by which file(1) and others may know such a database.
+/// "JORN", by which file(1) and others can recognise such a database.
 constexpr int kApplicationId = 0x4a4f524e;
 
-/// Of tables and columns: raised when a reader of an older one would not find its way.
+/// Version of the tables and columns: raised when a reader of an older one could not read the new one.
 constexpr int kSchemaVersion = 1;
 
-/// Rows of one transaction.
+/// Rows per transaction.
 constexpr int kBatch = 10000;
 
 constexpr char kNamesTable[] = "jorn_names";
 
-/// A database keeps names that begin so for itself.
+/// The database reserves names that begin with this prefix.
 std::string allowedName(const std::string &log) {
     constexpr char kReserved[] = "sqlite_";
     return strncasecmp(log.c_str(), kReserved, sizeof kReserved - 1) == 0 ? "log_" + log : log;
@@ -51,10 +51,10 @@ private:
     std::string valueOf(const std::string &table, const char *kind, const NameTable &names) const;
 
     SqliteDatabase database_;
-    const std::string table_;  ///< Empty where a log's table has its name.
+    const std::string table_;  ///< Empty where each table has its log's name.
     std::optional<SqliteStatement> insert_;
     UniqueNames taken_;
-    ItemOrigin origin_;  ///< Of the log that is being taken; all logs tell the same kinds of it.
+    ItemOrigin origin_;  ///< Of the current log; all logs have the same parts of it.
     std::vector<std::pair<std::string, const Names *>> tables_;
     bool hasNamesTable_ = false;
     int64_t id_ = 0;
@@ -76,14 +76,14 @@ void SqliteSink::beginLog(const ExportedLog &log) {
     id_ = 0;
 }
 
-/// ", device, log, epoch, seq" as far as items tell them, each with what follows its name.
+/// ", device, log, epoch, seq" as far as items show them, each followed by the text given for its kind.
 std::string SqliteSink::originColumns(const std::string &ofNames, const std::string &ofNumbers) const {
     return (origin_.device.empty() ? "" : ", device" + ofNames) +
            (origin_.log.empty() ? "" : ", log" + ofNames) +
            (origin_.isNumbered() ? ", epoch" + ofNumbers + ", seq" + ofNumbers : "");
 }
 
-/// What goes into these columns: only the number differs from item to item.
+/// The values for these columns: only seq differs from item to item.
 std::string SqliteSink::originValues() const {
     return (origin_.device.empty() ? "" : ", " + sqlText(origin_.device)) +
            (origin_.log.empty() ? "" : ", " + sqlText(origin_.log)) +
@@ -128,7 +128,7 @@ bool SqliteSink::take(const Item &item) {
     return true;
 }
 
-/// All tables have their names before anything is called after them.
+/// All tables have their names before indexes and views are named after them.
 void SqliteSink::finish() {
     insert_.reset();
     for (const auto &[table, names] : tables_) {

@@ -6,7 +6,7 @@
 namespace tool {
 namespace {
 
-/// Only the letters of ASCII have case for a database.
+/// To a database, only ASCII letters have case.
 std::string lowerCase(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Names of which no two are the same, upper and lower case not told apart, as in a database.
+// Names no two of which are the same, ignoring case, as in a database.
 #ifndef JORN_TOOLS_UNIQUE_NAMES_H
 #define JORN_TOOLS_UNIQUE_NAMES_H
 
@@ -10,7 +10,7 @@ namespace tool {
 
 class UniqueNames {
 public:
-    /// The name, or where it is taken, the name with "_2", "_3" ... behind it.
+    /// The name or, where it is taken, the name with "_2", "_3" ... after it.
     std::string add(const std::string &name);
 
 private:

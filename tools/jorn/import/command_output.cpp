@@ -21,7 +21,7 @@ constexpr int kForever = -1;
 CommandOutput::CommandOutput(const std::vector<std::string> &command, const HandedSignals *signals)
     : signals_(signals), process_(command, signals->formerMask()), buffer_(kBlockSize) {}
 
-/// The outputs take turns, so that none waits for the other's end.
+/// The outputs take turns, so that neither waits for the other to end.
 InputStream::Event CommandOutput::next() {
     handOnSignals();
     const Channel other = channel_ == Channel::Output ? Channel::Error : Channel::Output;
@@ -38,7 +38,7 @@ Descriptor &CommandOutput::outputOf(Channel channel) {
     return channel == Channel::Output ? process_.output() : process_.error();
 }
 
-/// False when there is nothing to read there, now or any more.
+/// False when there is nothing to read, for now or for good.
 bool CommandOutput::read(Channel channel) {
     Descriptor &output = outputOf(channel);
     pollfd ready = {output.get(), POLLIN, 0};

@@ -12,8 +12,8 @@
 
 namespace tool {
 
-/// It ends when the command and whoever else has got its outputs have closed them; once the command itself
-/// has ended, also with the next signal that asks to end.
+/// Ends when the command and every process that inherited its outputs have closed them, or when the command
+/// itself has ended and a signal has asked to stop.
 class CommandOutput : public InputStream {
 public:
     /// Starts the command. Throws Failure.
@@ -24,7 +24,7 @@ public:
     Channel channel() const override { return channel_; }
     void wait() override;
 
-    /// Waits for the end of the command, and returns its exit code.
+    /// Waits for the command to end and returns its exit code.
     int waitForEnd();
 
 private:

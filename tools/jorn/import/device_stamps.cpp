@@ -12,14 +12,14 @@ namespace {
 
 constexpr int64_t kMicroseconds = 1000000;
 constexpr size_t kFractionDigits = 6;
-/// Beyond all items' times in seconds, and in microseconds small enough to be added to.
+/// Enough digits for the time of any item in seconds; few enough that a sum in microseconds cannot overflow.
 constexpr size_t kMostSecondDigits = 10;
 
 std::optional<uint32_t> timeAfterBoot(int64_t boot, int64_t microseconds) {
     return itemTime((boot + microseconds) / kMicroseconds);
 }
 
-/// "6,339,5140900,-;text", of which flags and further fields may follow the time.
+/// "6,339,5140900,-;text"; flags and further fields may follow the time.
 LineHead readRecord(std::string_view line, int64_t boot) {
     StampScan scan(line);
     int priority = 0;
@@ -36,7 +36,7 @@ LineHead readRecord(std::string_view line, int64_t boot) {
             line.find(';', scan.taken()) + 1};
 }
 
-/// "kern  :info  : "; false where it is something else.
+/// "kern  :info  : "; false for anything else.
 bool takeNames(StampScan *scan, LineHead *head) {
     static constexpr std::array<std::string_view, kSeverityCount> kSeverities = {
         "emerg", "alert", "crit", "err", "warn", "notice", "info", "debug"};
@@ -78,7 +78,7 @@ std::optional<int> levelOfLetter(std::string_view word) {
     return found == std::string_view::npos ? std::nullopt : std::optional(kLevels[found]);
 }
 
-/// "I/Tag( 1): text", or "root  1  2 I Tag: text", of which user and thread may be missing.
+/// "I/Tag( 1): text", or "root  1  2 I Tag: text", where user and thread may be missing.
 std::optional<int> readLetter(StampScan scan) {
     constexpr int kMostWords = 4;
     for (int words = 0; words < kMostWords; ++words) {
@@ -92,7 +92,7 @@ std::optional<int> readLetter(StampScan scan) {
     return std::nullopt;
 }
 
-/// "11-21 06:47:08.123", with a year before it or not, a zone after it or not.
+/// "11-21 06:47:08.123", with or without a year before it and a zone after it.
 std::optional<uint32_t> takeCalendarTime(StampScan *scan, StampClock *clock) {
     Civil civil;
     Offset offset;

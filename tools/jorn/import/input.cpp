@@ -20,8 +20,8 @@ namespace {
 
 constexpr size_t kBlockSize = 65536;
 
-/// Time between two looks at an input that has ended but may go on without telling: a file on a network,
-/// a terminal.
+/// Polling interval for an input at its end that may continue without notice: a file on a network, a
+/// terminal.
 constexpr int kLookAgainMilliseconds = 250;
 constexpr int kForever = -1;
 
@@ -42,7 +42,7 @@ Input::Input(int fd, StopSignals *signals, bool keepsGoing)
     }
     if (keepsGoing && isRegular_) {
         growth_ = Descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-        // Where it cannot be watched, the file is looked at from time to time all the same.
+        // If the file cannot be watched, wait() still polls it.
         inotify_add_watch(growth_.get(), name.c_str(), IN_MODIFY);
     }
 }
@@ -65,7 +65,7 @@ bool Input::isReadable() {
     return poll(&input, 1, 0) > 0;
 }
 
-/// What the writers have put into a pipe is theirs no longer, and would be lost with it. A file keeps it.
+/// Data that is already in a pipe would be lost with the pipe, so it is still read. A file keeps its data.
 void Input::beginStop() {
     signals_->accept();
     isStopping_ = true;
@@ -102,7 +102,7 @@ Input::Event Input::atEnd() {
     return Event::Pause;
 }
 
-/// A file that was emptied, to be written anew, is read from its beginning.
+/// A file that was truncated to be rewritten is read from its beginning.
 void Input::restartIfTruncated() {
     struct stat status;
     const bool isKnown = isRegular_ && fstat(fd_, &status) == 0;
@@ -112,7 +112,7 @@ void Input::restartIfTruncated() {
 }
 
 void Input::wait() {
-    // An input at its end is readable all the time, without a byte to read.
+    // At its end an input always polls as readable, although there is nothing to read.
     std::array<pollfd, 2> events = {{{signals_->descriptor(), POLLIN, 0}, {fd_, POLLIN, 0}}};
     if (isAtEnd_) {
         events[1].fd = growth_.get();

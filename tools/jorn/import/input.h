@@ -16,11 +16,11 @@ namespace tool {
 
 class Input : public InputStream {
 public:
-    /// With `keepsGoing`, the end of the input is a pause: the input is a pipe that gets a new writer, or
-    /// a file that grows. Throws Failure.
+    /// With `keepsGoing`, the end of the input is a pause: the input is a pipe that may get a new writer, or
+    /// a file that may grow. Throws Failure.
     Input(int fd, StopSignals *signals, bool keepsGoing);
 
-    /// After a stop signal, what a pipe holds at that moment is still read, then comes the end.
+    /// After a stop signal, still reads what a pipe holds at that moment, then returns End.
     Event next() override;
     std::string_view block() const override { return {buffer_.data(), length_}; }
     void wait() override;
@@ -36,11 +36,11 @@ private:
     StopSignals *const signals_;
     const bool keepsGoing_;
     bool isRegular_ = false;
-    bool isAtEnd_ = false;  ///< The last read met the end of the input.
+    bool isAtEnd_ = false;  ///< The last read reached the end of the input.
     bool isStopping_ = false;
     size_t leftToRead_ = 0;  ///< Once stopping: bytes to read before the end.
-    Descriptor ownWriter_;   ///< Keeps a pipe from ending when its last writer goes.
-    Descriptor growth_;      ///< Tells when a file grows.
+    Descriptor ownWriter_;   ///< Keeps a pipe from ending when its last writer closes it.
+    Descriptor growth_;      ///< Becomes readable when a file grows.
     std::vector<char> buffer_;
     size_t length_ = 0;
 };

@@ -11,11 +11,11 @@ class InputStream {
 public:
     enum class Event {
         Data,   ///< There are bytes in block().
-        Pause,  ///< Nothing there now. wait() returns when that may have changed.
+        Pause,  ///< No bytes for now. wait() returns when that may have changed.
         End,    ///< There will be no more.
     };
 
-    /// Of the standard output and the standard error of a command, which it is.
+    /// Which output of a command: standard output or standard error.
     enum class Channel { Output, Error };
 
     virtual ~InputStream() = default;
@@ -23,10 +23,10 @@ public:
     /// Reads what is there, without waiting for more. Throws Failure.
     virtual Event next() = 0;
 
-    /// Good until the next call of next().
+    /// Valid until the next call of next().
     virtual std::string_view block() const = 0;
 
-    /// What block() came from.
+    /// Where block() came from.
     virtual Channel channel() const { return Channel::Output; }
 
     /// Waits after a pause.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Makes items of a stream of bytes, whatever its form is.
+// Makes items from a stream of bytes, whatever its format.
 #ifndef JORN_TOOLS_ITEM_SOURCE_H
 #define JORN_TOOLS_ITEM_SOURCE_H
 
@@ -19,7 +19,7 @@ public:
     /// Ends a last line that has no line feed.
     virtual void finish() = 0;
 
-    /// Lines that have ended, and those of them of which not all is in items.
+    /// Number of lines that have ended, and of those among them that were not passed on in full.
     virtual uint64_t lines() const = 0;
     virtual uint64_t cutLines() const = 0;
 };

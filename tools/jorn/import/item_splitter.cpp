@@ -22,8 +22,8 @@ void ItemSplitter::feed(std::string_view block) {
     }
 }
 
-/// The common case, for its speed: a line that is in the block from begin to end, and fits an item. Returns
-/// its bytes, 0 when it is another case.
+/// A fast path for the common case: a line that is wholly in the block and fits an item. Returns the number
+/// of bytes taken, 0 in any other case.
 size_t ItemSplitter::takeWholeLine(std::string_view block) {
     const size_t most = jorn::kTextMax + 1 + (head_ != nullptr ? kMostHead : 0);
     const void *const feed =
@@ -84,7 +84,7 @@ void ItemSplitter::makeRoom() {
     }
 }
 
-/// Takes the head off what is held of a line that is at its beginning.
+/// Removes the head from the held beginning of a line.
 void ItemSplitter::takeHead() {
     isHeadPending_ = false;
     const LineHead head = head_->read({text_.data(), std::min(size_, kMostHead)});
@@ -94,7 +94,7 @@ void ItemSplitter::takeHead() {
     memmove(text_.data(), text_.data() + head.length, size_);
 }
 
-/// Ends a text within the line. The rest of what is held begins the next one, or goes.
+/// Ends a text within the line. The rest of what is held begins the next text, or is dropped.
 void ItemSplitter::cut() {
     const size_t length = textLength({text_.data(), size_});
     if (longText_ == LongText::Split) {
@@ -105,7 +105,7 @@ void ItemSplitter::cut() {
     }
 }
 
-/// Passes on the first bytes of what is held.
+/// Passes on the first `length` bytes of what is held.
 void ItemSplitter::emit(size_t length) {
     std::array<char, jorn::kTextMax + 1> text;
     memcpy(text.data(), text_.data(), length);

@@ -17,12 +17,12 @@
 namespace tool {
 
 /// Memory does not grow with the length of a line. A line ends with a line feed, or a carriage return and
-/// a line feed. A NUL becomes a blank, for it would end the text. A text that is UTF-8 ends with a whole
-/// character, so that one of a long line can be up to three bytes shorter than the most.
+/// a line feed. A NUL becomes a blank, for it would end the text. A UTF-8 text ends with a whole
+/// character, so a text cut from a long line can be up to three bytes shorter than the maximum.
 class ItemSplitter : public ItemSource {
 public:
-    /// `head`, which may be null and else must outlive this, says what the beginning of a line stands for;
-    /// that is taken off. Every text of a line has the level of the line, and the first one its time.
+    /// `head` may be null, else must outlive this object. It reads the head of each line, which is then
+    /// removed. Every text of a line gets the level of the line, and the first one its time.
     ItemSplitter(LongText longText, LineHeadReader *head, ItemSink sink);
 
     void feed(std::string_view block) override;
@@ -42,7 +42,7 @@ private:
     void emit(size_t length);
     void endLine();
 
-    /// What is held of a line once its head is off.
+    /// The most that is held of a line once its head is removed.
     static constexpr size_t kMostText = jorn::kTextMax + kTextAhead;
 
     const LongText longText_;
@@ -52,9 +52,9 @@ private:
     size_t size_ = 0;
     bool isLineBegun_ = false;
     bool isReturnPending_ = false;  ///< A carriage return came last; it may belong to the line end.
-    bool isCut_ = false;            ///< What is held is all that becomes an item of the line.
+    bool isCut_ = false;            ///< What is held is all of the line that will be in an item.
     bool isHeadPending_;            ///< What is held of the line may begin with a head.
-    InputItem item_;                ///< What the head says of it.
+    InputItem item_;                ///< What the head says about the line.
     uint64_t lines_ = 0;
     uint64_t cutLines_ = 0;
 };

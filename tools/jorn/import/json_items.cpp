@@ -13,7 +13,7 @@
 namespace tool {
 namespace {
 
-/// Far beyond any item. Of a longer line no more is held.
+/// Far more than any item needs. No more than this is held of a longer line.
 constexpr size_t kMostLine = 65536;
 
 /// The members of a line's object.
@@ -27,8 +27,8 @@ struct Members {
     std::optional<std::string> base64;
 };
 
-/// Is given the parts of a line as the parser comes to them, and keeps those that matter; no tree is made of
-/// them.
+/// Receives the parts of a line as the parser reaches them and keeps those that matter, without building a
+/// tree.
 class MemberReader : public nlohmann::json_sax<nlohmann::json> {
 public:
     bool null() override { return isInObject(); }
@@ -72,14 +72,14 @@ public:
 
     const Members &members() const { return members_; }
 
-    /// The first member that has a value of the wrong kind; empty when there is none.
+    /// The first member with a value of the wrong kind; empty when there is none.
     const std::string &misfit() const { return misfit_; }
 
 private:
-    /// A value by itself is no object.
+    /// False for a bare value, which is not an object.
     bool isInObject() const { return depth_ > 0; }
 
-    /// A value of another kind than the member's. Members that do not matter may have any.
+    /// Handles a value of the wrong kind for its member. Members that do not matter may have any value.
     bool refuse() {
         const bool matters = depth_ == 1 && (numberNamed(key_) != nullptr || textNamed(key_) != nullptr);
         if (matters && misfit_.empty()) {
@@ -118,8 +118,8 @@ private:
     int depth_ = 0;
 };
 
-/// Takes a number below a limit, or the number that a name stands for. False where there is one that is
-/// neither.
+/// Takes a number below a limit, or the number that a name stands for. False for a number out of range or an
+/// unknown name.
 bool takeNumber(const std::optional<int64_t> &number, const std::optional<std::string> &name,
                 const NameTable &table, int limit, std::optional<int> *taken) {
     if (number) {
@@ -133,7 +133,7 @@ bool takeNumber(const std::optional<int64_t> &number, const std::optional<std::s
     return true;
 }
 
-/// Empty when the members are an item.
+/// Returns what is wrong; empty when the members are an item.
 std::string takeMembers(const Members &members, const JsonItems::Settings &settings, InputItem *item,
                         std::string *text) {
     if (members.time && (*members.time < 0 || *members.time > std::numeric_limits<uint32_t>::max())) {
@@ -160,7 +160,7 @@ std::string takeMembers(const Members &members, const JsonItems::Settings &setti
     return "";
 }
 
-/// Empty when the line is an item.
+/// Returns what is wrong; empty when the line is an item.
 std::string takeLine(std::string_view line, const JsonItems::Settings &settings, InputItem *item,
                      std::string *text) {
     if (line.size() > kMostLine) {
@@ -201,7 +201,7 @@ void JsonItems::finish() {
     }
 }
 
-/// One byte more than a line may have shows that it is too long.
+/// Holds at most one byte more than a line may have, to show that it is too long.
 void JsonItems::take(std::string_view piece) {
     begun_ += piece.substr(0, kMostLine + 1 - std::min(begun_.size(), kMostLine + 1));
 }
@@ -223,7 +223,7 @@ void JsonItems::endLine(std::string_view line) {
     }
 }
 
-/// Cuts as lines are cut; a NUL would end the text.
+/// Cuts texts as lines are cut. Each NUL becomes a blank, as it would end the text.
 void JsonItems::passOn(InputItem item, std::string text) {
     std::replace(text.begin(), text.end(), '\0', ' ');
     std::string_view rest = text;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Items of JSON Lines, as an export writes them: an object on each line with the members "time", "level",
-// "slot" and "text", or "text_base64" where the text is no UTF-8. Other members are passed over.
+// Reads items from JSON Lines, as an export writes them: an object on each line with the members "time",
+// "level", "slot" and "text", or "text_base64" where the text is not UTF-8. Other members are ignored.
 #ifndef JORN_TOOLS_JSON_ITEMS_H
 #define JORN_TOOLS_JSON_ITEMS_H
 
@@ -15,7 +15,7 @@
 
 namespace tool {
 
-/// A line that is no item is left out and counted.
+/// A line that is not an item is skipped and counted.
 class JsonItems : public ItemSource {
 public:
     struct Settings {
@@ -33,7 +33,7 @@ public:
 
     uint64_t badLines() const { return badLines_; }
 
-    /// Which line was the first of these, from 1, and what is wrong with it: "line 3 is no item: ...".
+    /// The number of the first such line, from 1, and what is wrong with it: "line 3 is no item: ...".
     const std::string &firstBadLine() const { return firstBadLine_; }
 
 private:
@@ -43,7 +43,7 @@ private:
 
     const Settings settings_;
     const ItemSink sink_;
-    std::string begun_;  ///< A line of which the end has not come.
+    std::string begun_;  ///< A line whose end has not been read yet.
     uint64_t lines_ = 0;
     uint64_t cutLines_ = 0;
     uint64_t badLines_ = 0;

@@ -11,13 +11,13 @@
 
 namespace tool {
 
-/// So much of a line is looked at.
+/// How much of a line is examined.
 inline constexpr size_t kMostHead = 256;
 
 struct LineHead {
     std::optional<uint32_t> time;
     std::optional<int> level;
-    size_t length = 0;  ///< Bytes that are taken off the line; the text begins after them.
+    size_t length = 0;  ///< Bytes to remove from the line; the text begins after them.
 };
 
 /// Reads heads of one form, line after line.
@@ -25,7 +25,7 @@ class LineHeadReader {
 public:
     virtual ~LineHeadReader() = default;
 
-    /// Of the first kMostHead bytes of a line or more, or of all of it.
+    /// Reads the head from the first kMostHead bytes of a line or more, or from all of a shorter line.
     virtual LineHead read(std::string_view line) = 0;
 };
 

@@ -11,14 +11,14 @@
 namespace tool {
 namespace {
 
-/// Whether a conversion of one of these letters is in the pattern.
+/// Whether the pattern has a conversion with one of these letters.
 bool converts(const std::string &pattern, const std::string &letters) {
     for (size_t i = 0; i + 1 < pattern.size(); ++i) {
         if (pattern[i] != '%') {
             continue;
         }
         ++i;
-        // Modifiers of the locale's own forms.
+        // Modifiers for the locale's alternative forms.
         i += pattern[i] == 'E' || pattern[i] == 'O' ? 1 : 0;
         if (i < pattern.size() && letters.find(pattern[i]) != std::string::npos) {
             return true;
@@ -38,7 +38,7 @@ public:
           clock_(std::move(now)) {}
 
     LineHead read(std::string_view line) override {
-        // It ends at a NUL, of which lines have none.
+        // strptime() ends at a NUL; lines have none.
         line_.assign(line);
         tm date = {};
         date.tm_mday = 1;
@@ -58,7 +58,7 @@ public:
 private:
     std::optional<uint32_t> timeOf(tm date) {
         if (isEpoch_) {
-            return itemTime(mktime(&date));  // Of the local time that the number was turned into.
+            return itemTime(mktime(&date));  // Undoes the conversion to local time.
         }
         constexpr int kLeapSecond = 60;
         Civil civil = civilOf(date);
@@ -79,7 +79,7 @@ private:
     std::string line_;
 };
 
-/// Whether strptime() reads what strftime() writes by the pattern. What neither knows it takes for itself.
+/// Whether strptime() reads what strftime() writes by the pattern. Both take an unknown conversion literally.
 bool isReadable(const std::string &pattern) {
     tm date = {};
     date.tm_year = 126;

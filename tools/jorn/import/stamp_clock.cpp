@@ -6,7 +6,7 @@
 namespace tool {
 namespace {
 
-/// February 29 comes every fourth year, and once, around 2100, every eighth.
+/// February 29 comes every four years, but around 2100 only after eight.
 constexpr int kMostYears = 8;
 
 }  // namespace
@@ -68,7 +68,7 @@ std::optional<int64_t> StampClock::newestSecondOf(Civil civil, Offset offset) co
     return std::nullopt;
 }
 
-/// Whether this is what the line before was made of. It is from now on.
+/// Whether the previous line had the same date and offset. Remembers these for the next line.
 bool StampClock::isAsBefore(const Civil &civil, Offset offset) {
     if (lastCivil_ == civil && lastOffset_ == offset) {
         return true;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// From the times that the lines of a log bear to seconds since 1970.
+// Converts the times in the lines of a log to seconds since 1970.
 #ifndef JORN_TOOLS_STAMP_CLOCK_H
 #define JORN_TOOLS_STAMP_CLOCK_H
 
@@ -17,11 +17,11 @@ namespace tool {
 /// The time of an item, from 1970 to 2106; nothing for any other second.
 std::optional<uint32_t> itemTime(std::optional<int64_t> second);
 
-/// Is asked line after line. Of a local time that comes twice, when clocks are put back, the first is taken
-/// that is not before the time of the line before.
+/// Called line after line. When a local time is ambiguous because the clocks went back, it means the first
+/// of the two seconds that is not before the previous line's.
 class StampClock {
 public:
-    /// `now` is what "not in the future" goes by.
+    /// `now` decides what is "in the future".
     explicit StampClock(std::function<time_t()> now) : now_(std::move(now)) {}
 
     /// The second that a date with its year means; nothing when there is no such date or time.
@@ -41,7 +41,7 @@ private:
 
     std::function<time_t()> now_;
     std::optional<uint32_t> last_;
-    std::optional<Civil> lastCivil_;  ///< What last_ was made of: neighbouring lines are often of one second.
+    std::optional<Civil> lastCivil_;  ///< Source of last_: neighbouring lines often have the same second.
     Offset lastOffset_;
 };
 

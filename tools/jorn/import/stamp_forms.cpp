@@ -17,8 +17,8 @@ namespace {
 
 constexpr int64_t kMicroseconds = 1000000;
 
-/// "UTC" or "+0100" after a blank, as some programs write zones; shorter offsets are as likely part of the
-/// text.
+/// "UTC" or "+0100" after a blank, as some programs write zones; shorter offsets are just as likely
+/// part of the text.
 bool takeDistantZone(StampScan *scan, Offset *offset) {
     constexpr size_t kLeast = sizeof "+0100" - 1;
     if (!scan->take(' ')) {
@@ -61,7 +61,7 @@ LineHead readIso(std::string_view line, StampClock *clock) {
     return time ? LineHead{time, std::nullopt, scan.taken()} : LineHead{};
 }
 
-/// The level of a priority, which is taken off; a line may have none.
+/// Takes a priority, if there is one, and returns its level.
 LineHead readPriority(StampScan *scan) {
     StampScan after = *scan;
     int priority = 0;

@@ -114,7 +114,7 @@ bool StampScan::takeZone(Offset *offset) {
             return false;
         }
     }
-    constexpr int kMostHours = 24;  // TZ can put local time so far from UTC.
+    constexpr int kMostHours = 24;  // TZ can put local time this far from UTC.
     if (hours > kMostHours || minutes > 59) {
         return false;
     }

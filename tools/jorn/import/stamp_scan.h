@@ -13,23 +13,22 @@
 
 namespace tool {
 
-/// Each function that takes something returns whether it was there; where it was not, parts of it may be
-/// taken.
+/// Each take function returns whether its part was there; if not, some of it may have been taken.
 class StampScan {
 public:
     explicit StampScan(std::string_view line) : line_(line), rest_(line) {}
 
-    /// Bytes that were taken so far, and what is left.
+    /// Number of bytes taken so far, and what is left.
     size_t taken() const { return line_.size() - rest_.size(); }
     std::string_view rest() const { return rest_; }
 
     bool take(char c);
     bool takeText(std::string_view text);
 
-    /// As many as there are.
+    /// Takes all that come next.
     void takeBlanks();
 
-    /// A number of as many digits as there are, `least` to `most`, and no more.
+    /// A number of `least` to `most` digits, not followed by another digit.
     bool takeNumber(size_t least, size_t most, int64_t *number);
     bool takeNumber(size_t least, size_t most, int *number);
 
@@ -40,7 +39,7 @@ public:
     /// "Nov 21", "Nov  2", "Nov 2".
     bool takeNamedDate(Civil *civil);
 
-    /// "06:47:08". The sixtieth second of a minute, which a leap second is, is taken as the one before it.
+    /// "06:47:08". A leap second, ":60", is taken as the second before it.
     bool takeTimeOfDay(Civil *civil);
 
     /// The digits after a point or a comma, if there are any. They are dropped.
@@ -52,11 +51,10 @@ public:
     /// "<13>" of syslog and of the kernel: facility and severity. At most 191.
     bool takePriority(int *priority);
 
-    /// As many letters, digits, "_" and the like as there are before the next blank, colon, slash or
-    /// parenthesis; empty where there are none.
+    /// Everything up to the next blank, tab, colon, slash or opening parenthesis; may be empty.
     std::string_view takeWord();
 
-    /// Takes what parts a time from the text, one blank or tab. True also at the end of the line.
+    /// Takes the separator of time and text: one blank or tab. Also true at the end of the line.
     bool takeGap();
 
 private:

@@ -14,7 +14,7 @@ void Tee::pass(std::string_view bytes) {
         if (written >= 0) {
             bytes.remove_prefix(static_cast<size_t>(written));
         } else if (errno == EAGAIN) {
-            // Whoever shares the output has made it so.
+            // Another process that shares the output has made it non-blocking.
             pollfd room = {output_, POLLOUT, 0};
             poll(&room, 1, -1);
         } else if (errno != EINTR) {

@@ -8,16 +8,16 @@
 
 namespace tool {
 
-/// Ends when nobody reads any more, and at a failure; the recording goes on without it.
+/// Stops when the reader has closed the output, or at a failure; the recording continues without it.
 class Tee {
 public:
-    /// Passes nothing on when `output` is negative. It has to stay open; `name` is what messages call it.
+    /// Passes nothing on when `output` is negative. `output` must stay open; messages call it `name`.
     Tee(int output, std::string name) : output_(output), name_(std::move(name)) {}
 
     /// Returns when all bytes are written.
     void pass(std::string_view bytes);
 
-    /// What went wrong but that nobody reads; empty when nothing did.
+    /// What went wrong, other than the reader closing the output; empty when nothing did.
     const std::string &problem() const { return problem_; }
 
 private:

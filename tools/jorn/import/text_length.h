@@ -9,11 +9,11 @@
 
 namespace tool {
 
-/// So many bytes after the longest text show whether a character reaches into it.
+/// How many bytes after the longest text are needed to see whether a character straddles its end.
 inline constexpr size_t kTextAhead = 3;
 
-/// How much of a text that is longer than an item's the item holds: without the beginning of a character that
-/// ends after it, if all of it is UTF-8 so far. Nothing beyond kTextAhead bytes is looked at.
+/// How many bytes of a text that is too long an item holds: without the beginning of a character that would
+/// straddle the end, if the text is UTF-8 so far. Examines at most kTextAhead bytes after the longest text.
 size_t textLength(std::string_view text);
 
 }  // namespace tool

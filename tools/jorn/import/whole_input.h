@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// An input that is looked at as a whole before any of it is recorded.
+// An input that is read in full before any of it is recorded.
 #ifndef JORN_TOOLS_WHOLE_INPUT_H
 #define JORN_TOOLS_WHOLE_INPUT_H
 
@@ -13,13 +13,13 @@
 
 namespace tool {
 
-/// All that an input has until its end, in a file without a name below TMPDIR or /tmp.
+/// All of an input up to its end, in an unnamed file in TMPDIR or /tmp.
 class CopiedInput {
 public:
     /// Throws Failure.
     explicit CopiedInput(InputStream *input);
 
-    /// To be read from its beginning.
+    /// Positioned at its beginning.
     int descriptor() const { return file_.descriptor(); }
 
 private:
@@ -27,11 +27,11 @@ private:
     TemporaryFile file_;
 };
 
-/// Lines from where the descriptor of a regular file stands to the file's end; nothing of another kind of
+/// Number of lines from the descriptor's position to the end of a regular file; nothing for another kind of
 /// file. Throws Failure.
 std::optional<uint64_t> linesLeft(int fd);
 
-/// The same for the items among them.
+/// The same for the items in these lines.
 uint64_t jsonItemsLeft(int fd, const JsonItems::Settings &settings);
 
 }  // namespace tool

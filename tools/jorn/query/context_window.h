@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Which items are passed on beside those that match, for the sake of their neighbours.
+// Passes on the items that match, and their neighbours as context.
 #ifndef JORN_TOOLS_CONTEXT_WINDOW_H
 #define JORN_TOOLS_CONTEXT_WINDOW_H
 
@@ -11,7 +11,7 @@
 
 namespace tool {
 
-/// How many neighbours of a match, by their places in the log.
+/// How many neighbours of a match are wanted, by their places in the log.
 struct ContextSize {
     size_t before = 0;
     size_t after = 0;
@@ -20,17 +20,17 @@ struct ContextSize {
     ContextSize reversed() const { return {after, before}; }
 };
 
-/// Is given items in the order in which they are to be passed on, and holds as many as may still become
+/// Takes items in the order in which they are to be passed on, and holds those that may still become
 /// neighbours of a match.
 class ContextWindow {
 public:
-    /// Is given an item, and whether others were left out between it and the one before; false when nobody
-    /// wants any more.
+    /// Called with an item, and whether others were left out between it and the previous one. Returns false
+    /// when no more are wanted.
     using Sink = std::function<bool(const Item &item, bool isApart)>;
 
     ContextWindow(const ContextSize &size, Sink sink) : size_(size), sink_(std::move(sink)) {}
 
-    /// False when nobody wants any more.
+    /// False when no more are wanted.
     bool take(const Item &item) {
         if (item.isMatch) {
             after_ = size_.after;

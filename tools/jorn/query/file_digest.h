@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The summary of one data file, as the module makes it at its start, read faster, and with what the module's
-// summary cannot say. Held equal to the module's by tests.
+// The summary of one data file as the module makes it at its start, but read faster and with details that the
+// module's lacks. Tests hold it equal to the module's.
 #ifndef JORN_TOOLS_FILE_DIGEST_H
 #define JORN_TOOLS_FILE_DIGEST_H
 
@@ -15,7 +15,7 @@
 namespace tool {
 
 struct FileDigest {
-    JORN_CSV_INFO info{};      ///< What jorn_AnalyseOneCsvInfo() gives for 8 slots.
+    JORN_CSV_INFO info{};      ///< What jorn_AnalyseOneCsvInfo() finds for 8 slots.
     uint32_t earliest = 0;     ///< True smallest time; the module takes a smallest time of 0 for none.
     uint32_t latest = 0;       ///< True largest time.
     uint32_t strayLevels = 0;  ///< Items of levels outside 0 to 3: in itemCount, in no level.
@@ -27,8 +27,8 @@ struct FileDigest {
 /// Adds an item to the summary of its file.
 void fold(const LineNumbers &item, FileDigest *digest);
 
-/// Reads a file once, and calls take(numbers) for each of its items, the oldest first. What is damaged is
-/// told to `damage`.
+/// Reads a file once, and calls take(numbers) for each of its items, the oldest first. Damage is
+/// added to `damage`.
 template <class Take>
 FileDigest digestOf(const RingFile &file, DamageLog *damage, const Take &take) {
     EveryPiece filter;
@@ -40,7 +40,7 @@ FileDigest digestOf(const RingFile &file, DamageLog *damage, const Take &take) {
     return digest;
 }
 
-/// The same for the summary alone.
+/// The same, for the summary only.
 FileDigest digestOf(const RingFile &file, DamageLog *damage);
 
 }  // namespace tool

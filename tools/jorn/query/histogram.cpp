@@ -17,12 +17,12 @@ namespace {
 constexpr int64_t kSecondsPerHour = jorn::kSecondsPerHour;
 constexpr int64_t kSecondsPerDay = jorn::kSecondsPerDay;
 
-/// Hours or days in a row without items that are shown one by one.
+/// The most hours or days in a row without items that are shown one by one.
 constexpr int64_t kShownEmpty = 3;
 
 int64_t lengthOf(Span span) { return span == Span::Hour ? kSecondsPerHour : kSecondsPerDay; }
 
-/// What clocks show, as if it were UTC.
+/// The local clock time, as if it were UTC.
 int64_t clockSecond(int64_t second) { return second + offsetAt(second); }
 
 int64_t floorTo(int64_t second, int64_t length) { return second - ((second % length) + length) % length; }
@@ -61,7 +61,7 @@ std::string bar(uint64_t items, uint64_t most, size_t width, bool isUtf8) {
                                                         "\xe2\x96\x8a",
                                                         "\xe2\x96\x89"};
     const uint64_t units = width * (isUtf8 ? kParts : 1);
-    // Few are told from none.
+    // A few items must look different from none.
     const auto length = static_cast<size_t>(items == 0 ? 0 : std::max<uint64_t>(1, units * items / most));
     if (!isUtf8) {
         return std::string(length, '#');
@@ -79,7 +79,7 @@ std::string gapLine(int64_t missing, Span span) {
 
 }  // namespace
 
-/// Where clocks are changed within the hour that they show, only the second itself is known.
+/// Where the clocks change within this local hour, the result holds only for the second itself.
 void HourCounts::findHour(uint32_t time) {
     const int64_t offset = offsetAt(time);
     hour_ = floorTo(time + offset, kSecondsPerHour) - offset;

@@ -27,24 +27,24 @@ private:
     void findHour(uint32_t time);
 
     std::map<int64_t, uint64_t> counts_;
-    int64_t hour_ = 0;  ///< Of the times from here to there: to ask the calendar for each item is slow.
+    int64_t hour_ = 0;  ///< Hour of the known times; asking the calendar for each item is slow.
     int64_t knownBegin_ = 0;
     int64_t knownEnd_ = 0;
 };
 
 enum class Span { Hour, Day };
 
-/// The days where the hours reach over three days or more, else the hours.
+/// Day where the hours span three days or more, else Hour.
 Span fittingSpan(const HourCounts &hours);
 
 /// An hour or a day.
 struct Bucket {
-    int64_t second = 0;  ///< Those of neighbours are a span apart.
+    int64_t second = 0;  ///< Neighbouring hours or days are one span apart.
     std::string label;   ///< "2026-11-21 06:00", in UTC with a Z, or "2026-11-21".
     uint64_t items = 0;
 };
 
-/// Those that hold items, the earliest first, and where they are but a few, those between that hold none.
+/// The buckets that hold items, the earliest first, and the empty ones between where these are only a few.
 std::vector<Bucket> bucketsOf(const HourCounts &hours, Span span, bool isUtc);
 
 struct BarStyle {
@@ -52,7 +52,7 @@ struct BarStyle {
     bool isUtf8 = false;
 };
 
-/// A line for each bucket, with a bar as long as it holds items; a line also for what was left out between.
+/// A line for each bucket, with a bar in proportion to its items, and a line for each gap that was left out.
 std::vector<std::string> barLines(const std::vector<Bucket> &buckets, Span span, const BarStyle &style);
 
 }  // namespace tool

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Which items a question is about. The same filter serves every reading command; filter_options.h makes it
+// Which items a question is about. The same filter serves every reading command; filter_options.h builds it
 // from the command line.
 #ifndef JORN_TOOLS_ITEM_FILTER_H
 #define JORN_TOOLS_ITEM_FILTER_H
@@ -16,8 +16,8 @@
 
 namespace tool {
 
-/// A set of levels. Items of a damaged file may have levels below 0 or above 3: with no restriction they
-/// belong to it, "that and below" takes in the negative ones, as the device does.
+/// A set of levels. Items of a damaged file may have levels below 0 or above 3: an unrestricted set
+/// includes them, and "this level and below" includes the negative ones, as on the device.
 class LevelSet {
 public:
     static LevelSet all() { return LevelSet({true, true, true, true}, true, true); }
@@ -46,7 +46,7 @@ private:
     bool hasHigher_;
 };
 
-/// A set of slots; without any it takes every slot, also those outside 0 to 7.
+/// A set of slots. With none added it includes every slot, even those outside 0 to 7.
 class SlotSet {
 public:
     void add(int slot) {
@@ -63,15 +63,15 @@ private:
     bool isAny_ = true;
 };
 
-/// Everything passes a filter that nothing was set in.
+/// A filter with nothing set passes everything.
 struct ItemFilter {
     uint32_t since = 0;           ///< First second wanted.
     uint32_t until = UINT32_MAX;  ///< Last second wanted.
     LevelSet levels = LevelSet::all();
     SlotSet slots;
-    std::shared_ptr<const RE2> pattern;  ///< To be found in the text; null for none.
+    std::shared_ptr<const RE2> pattern;  ///< Must be found in the text; null for none.
     bool isInverted = false;             ///< The pattern must not be found in the text.
-    bool isMarking = false;              ///< What has the wrong text passes, too, and is marked as no match.
+    bool isMarking = false;              ///< Items with the wrong text pass too, marked as no match.
 
     bool hasNumbers(const LineNumbers &numbers) const {
         return numbers.time >= since && numbers.time <= until && levels.has(numbers.level) &&

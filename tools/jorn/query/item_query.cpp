@@ -15,7 +15,7 @@ void countFile(const RingFile &file, PieceFilter *filter, Tally *tally, DamageLo
     forEachItemLine(file, filter, damage, [&](const LineNumbers &numbers) { tally->add(numbers.level); });
 }
 
-/// A pattern makes every file be read for its lines, so that summaries would only cost.
+/// With a pattern, the lines of every file have to be read, so summaries would only add cost.
 CountAnswer countByReading(const RingView &view, const ItemFilter &filter, DamageLog *damage) {
     CountAnswer answer;
     answer.route = Route::Scan;
@@ -46,7 +46,7 @@ void addFromDigest(const FileDigest &digest, const ItemFilter &filter, Tally *ta
     }
 }
 
-/// A file read once for both: its summary, and the count that stands where that does not tell.
+/// A file read once for both its summary and the count to use where the summary does not suffice.
 struct CountedFile {
     FileDigest digest;
     Tally matches;
@@ -85,8 +85,8 @@ CountAnswer countByPlan(const RingView &view, const ItemFilter &filter, DamageLo
     return answer;
 }
 
-/// The items of the module's records, which hold times as texts only: the same lines, found again from the
-/// nearer end of the ring. Fewer where they are not there any more.
+/// The items for the module's records, which hold times only as text: the same lines, found again from the
+/// nearer end of the ring. Fewer where some are no longer there.
 std::vector<Item> itemsOf(const PageResult &result, Order order, const RingView &view,
                           const ItemFilter &filter, DamageLog *damage) {
     std::vector<JORN_LOG_DISP> records(result.page.disp, result.page.disp + result.page.itemsNum);
@@ -110,7 +110,7 @@ std::vector<Item> itemsOf(const PageResult &result, Order order, const RingView 
     return items;
 }
 
-/// Nothing where the files are others by now: the module opens them by their names.
+/// Nothing where files have been replaced meanwhile: the module opens them by their names.
 std::optional<PageAnswer> pageByModule(const RingView &view, const std::vector<FileDigest> &digests,
                                        const ItemFilter &filter, const JORN_REQUIRE &require,
                                        DamageLog *damage) {
@@ -250,7 +250,7 @@ PageAnswer pageOf(const RingView &view, const ItemFilter &filter, const PageWish
             require->pageDisp = wish.number;
             require->itemsPerPage = wish.perPage;
             if (auto answer = pageByModule(view, digests, filter, *require, damage)) {
-                // A file that grows meanwhile may not be what makes the difference.
+                // Only then, as a file that grows meanwhile must not make the two counts differ.
                 if (!isModuleExact(filter, digests)) {
                     answer->matching = countItems(view, filter, damage).tally.total();
                 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Answers to questions over a ring: counts, pages, and whether there is a match at all.
+// Answers to questions about a ring: counts, pages, and whether there is a match at all.
 #ifndef JORN_TOOLS_ITEM_QUERY_H
 #define JORN_TOOLS_ITEM_QUERY_H
 
@@ -22,7 +22,7 @@ namespace tool {
 /// Reads every file of the view once.
 std::vector<FileDigest> digestsOf(const RingView &view, DamageLog *damage);
 
-/// Items by level.
+/// Counts of items by level.
 struct Tally {
     std::array<uint64_t, jorn::kLevelMax> levels{};
     uint64_t others = 0;  ///< Of levels outside 0 to 3, which only a damaged file holds.
@@ -53,9 +53,8 @@ std::vector<Item> newestItems(const RingView &view, const ItemFilter &filter, si
 /// The newest matches, for a scan that begins with the oldest of them.
 struct NewestWish {
     uint64_t most = 0;
-    uint64_t before = 0;  ///< Neighbours before the oldest of them that are wanted, too.
-    bool isOlderAsked =
-        false;  ///< Whether there are older matches is to be found out, however long it takes.
+    uint64_t before = 0;        ///< Neighbours wanted before the oldest of them.
+    bool isOlderAsked = false;  ///< Find out whether there are older matches, however long it takes.
 };
 
 struct NewestStart {
@@ -66,8 +65,8 @@ struct NewestStart {
 NewestStart startOfNewest(const RingView &view, const ItemFilter &filter, const NewestWish &wish,
                           DamageLog *damage);
 
-/// What is wanted of a page: as the device counts them, from 1 for the newest items; a negative number, or
-/// one beyond the last page, is the last one.
+/// Which page is wanted. Pages count from 1 for the newest items, as on the device; a negative number, or one
+/// beyond the last page, means the last one.
 struct PageWish {
     int32_t number = 1;
     int32_t perPage = JORN_REQUIRE_PAGE_MAX;
@@ -76,14 +75,14 @@ struct PageWish {
 struct PageAnswer {
     int64_t number = 0;  ///< 0 when nothing matches.
     uint64_t total = 0;
-    uint64_t matching = 0;    ///< Items that match; another number than `total` where the device is misled.
+    uint64_t matching = 0;    ///< Items that match; differs from `total` where the device miscounts.
     std::vector<Item> items;  ///< Newest first.
 
     uint64_t pages(int32_t perPage) const;
 };
 
-/// A page as the device's retrieval gives it, by that retrieval itself where the question is one that the
-/// device can be asked, else by the same rules.
+/// A page as the device's retrieval returns it: from that retrieval itself where the device can be asked this
+/// question, else by the same rules.
 PageAnswer pageOf(const RingView &view, const ItemFilter &filter, const PageWish &wish, DamageLog *damage);
 
 }  // namespace tool

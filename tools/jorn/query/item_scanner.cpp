@@ -18,7 +18,7 @@ void noteReadingEnd(const RingFile &file, const SegmentReader &reader, const Bad
 
 bool nextSegment(const RingFile &file, SegmentReader *reader, Segment *segment, DamageLog *damage) {
     const bool isRead = reader->next(segment);
-    // Asked after the reading: what was read before the file was emptied holds.
+    // Checked after the read: what was read before the file was emptied is valid.
     const bool isLost = isRead ? !file.isStill() : reader->isCutShort();
     if (isLost) {
         damage->addLoss(file.path);
@@ -49,7 +49,7 @@ const Item *ItemScanner::next() {
     return &item_;
 }
 
-/// Goes on to the next segment; false when there is none.
+/// Moves on to the next segment; false when there is none.
 bool ItemScanner::findMore() {
     Segment segment;
     while (!reader_ || !nextSegment(view_.files()[fileIndex_], &*reader_, &segment, damage_)) {
@@ -61,7 +61,7 @@ bool ItemScanner::findMore() {
     return true;
 }
 
-/// Goes on to the next file that can be read; false when there is none.
+/// Moves on to the next file that can be read; false when there is none.
 bool ItemScanner::nextFile() {
     if (reader_) {
         noteReadingEnd(view_.files()[fileIndex_], *reader_, badLines_, damage_);
@@ -89,7 +89,7 @@ void ItemScanner::lookThrough(const Segment &segment) {
         found_.push_back({line, filter_.isMatch(line.bytes)});
     });
     foundLeft_ = found_.size();
-    // At once: nobody has to read on to the end of the file.
+    // Added at once: the caller need not read on to the end of the file.
     damage_->addLines(file.path, badLines_);
     bytesRead_ += segment.bytes.size();
     if (watch_) {

@@ -20,24 +20,24 @@
 
 namespace tool {
 
-/// Tells a scan's place: items at or after `offset` of the file at `fileIndex` of the view, and newer ones.
+/// Where a scan starts: items at or after `offset` of the file at `fileIndex` of the view, and newer ones.
 struct ScanStart {
     size_t fileIndex = 0;
     uint64_t offset = 0;
 };
 
-/// The source of a log's items, in order: who prints several logs together has one for each.
+/// The source of a log's items, in order. To print several logs together takes one for each.
 class ItemScanner {
 public:
     /// View, filter and damage must outlive the scanner. Passes on the items that the filter lets through,
-    /// none older than `start`. What is damaged or lost is told to `damage`, as far as it is read.
+    /// none older than `start`. Damage and loss met while reading are added to `damage`.
     ItemScanner(const RingView &view, const ItemFilter &filter, Order order, DamageLog *damage,
                 const ScanStart &start = {});
 
-    /// The next item; null at the end. Good until the next call.
+    /// The next item; null at the end. Valid until the next call.
     const Item *next();
 
-    /// Is told after every segment how many bytes of the view have been read.
+    /// Called after every segment with the number of bytes of the view read so far.
     using Watch = std::function<void(uint64_t bytes)>;
     void setWatch(Watch watch) { watch_ = std::move(watch); }
 
@@ -59,24 +59,24 @@ private:
     Watch watch_;
     uint64_t bytesRead_ = 0;
 
-    size_t filesLeft_;                     ///< That have not been begun.
+    size_t filesLeft_;                     ///< Files not yet begun.
     size_t fileIndex_ = 0;                 ///< Of the file being read.
     std::optional<SegmentReader> reader_;  ///< Of the file being read.
     BadLines badLines_;                    ///< Of the file being read.
-    std::vector<Found> found_;             ///< In a segment of it, the oldest first.
+    std::vector<Found> found_;             ///< In a segment of that file, the oldest first.
     size_t foundLeft_ = 0;
     Item item_;
 };
 
-/// The next segment of a file of the view; false at its end. Once a writer has started the file afresh there
-/// is none, and the loss is told: nothing of what is there now is taken for what was there.
+/// The next segment of a file of the view; false at its end. Once a writer has begun the file anew there is
+/// none, and the loss is added to `damage`: the new contents must not be taken for the old.
 bool nextSegment(const RingFile &file, SegmentReader *reader, Segment *segment, DamageLog *damage);
 
-/// Tells what became of a reading.
+/// Adds the bad lines and any error of a read to `damage`.
 void noteReadingEnd(const RingFile &file, const SegmentReader &reader, const BadLines &badLines,
                     DamageLog *damage);
 
-/// Whether a bad line is the begin of one that a writer has not finished yet.
+/// Whether a bad line is the beginning of one that a writer has not finished yet.
 inline bool isBeingWritten(const RingFile &file, const Line &line) {
     return file.isNewest && !line.hasLineEnd() && line.end() == file.size;
 }

@@ -9,7 +9,7 @@
 namespace tool {
 namespace {
 
-/// Words of which every match of the pattern holds one; none where there are no such.
+/// Words of which every match of the pattern contains at least one; empty where there are none.
 std::vector<std::string> wordsOf(const RE2 *pattern) {
     std::vector<std::string> words;
     re2::FilteredRE2 analysis;
@@ -21,7 +21,7 @@ std::vector<std::string> wordsOf(const RE2 *pattern) {
     return words;
 }
 
-/// Finds any of the words, whatever its case is.
+/// An expression that finds any of the words, ignoring case.
 std::string expressionOf(const std::vector<std::string> &words) {
     std::string choice;
     for (const std::string &word : words) {
@@ -57,7 +57,7 @@ bool PieceFilter::mayHaveWord(std::string_view piece) {
     if (nextWord_ >= piece.data() + piece.size()) {
         return false;
     }
-    // To look for words that are in many pieces costs more than it saves.
+    // Looking for words that are in many pieces costs more than it saves.
     if (++piecesWithWord_ > kTrial && piecesWithWord_ > pieces_ / kFrequent) {
         words_.reset();
     }

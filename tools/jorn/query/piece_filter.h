@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Tells which line pieces pass a filter. To take each text apart and to ask a pattern about it costs far more
-// than to look through a block for words that a pattern cannot do without; so that is done first.
+// Decides which pieces of lines pass a filter. Extracting each text and matching a pattern against it costs
+// far more than searching a block for words that every match must contain, so that search comes first.
 #ifndef JORN_TOOLS_PIECE_FILTER_H
 #define JORN_TOOLS_PIECE_FILTER_H
 
@@ -20,15 +20,15 @@ public:
     /// The filter must outlive it.
     explicit PieceFilter(const ItemFilter &filter);
 
-    /// The pieces asked about next lie in this block, one behind the other.
+    /// The pieces checked next are in this block, one after the other.
     void enter(std::string_view block);
 
-    /// Whether a piece passes that is an item with these numbers.
+    /// Whether a piece that is an item with these numbers passes.
     bool passes(std::string_view piece, const LineNumbers &numbers) {
         return filter_.hasNumbers(numbers) && (filter_.isMarking || hasText(piece));
     }
 
-    /// Whether one that has passed is a match.
+    /// Whether a piece that has passed is a match.
     bool isMatch(std::string_view piece) { return !filter_.isMarking || hasText(piece); }
 
 private:
@@ -43,14 +43,14 @@ private:
     void findWord(const char *begin);
 
     const ItemFilter &filter_;
-    std::unique_ptr<const RE2> words_;  ///< One of them is in every match; null where there are none such.
+    std::unique_ptr<const RE2> words_;  ///< Every match contains one of them; null where there are none.
     const char *blockEnd_ = nullptr;
-    const char *nextWord_ = nullptr;  ///< No word begins between the piece asked about last and this.
-    uint64_t pieces_ = 0;             ///< That were asked about.
+    const char *nextWord_ = nullptr;  ///< No word begins between the last piece checked and this.
+    uint64_t pieces_ = 0;             ///< Pieces checked.
     uint64_t piecesWithWord_ = 0;
 };
 
-/// Takes its place where every item is wanted, at no cost.
+/// Replaces PieceFilter where every item is wanted, at no cost.
 struct EveryPiece {
     void enter(std::string_view) {}
     bool passes(std::string_view, const LineNumbers &) { return true; }

@@ -16,7 +16,7 @@ struct Days {
     int32_t last = kAny;
 };
 
-/// The limits as whole days, if they are.
+/// The limits as days, if they are whole days.
 std::optional<Days> wholeDays(const ItemFilter &filter) {
     Days days;
     if (filter.since != 0) {
@@ -44,7 +44,7 @@ std::vector<int32_t> wantedLevels(const LevelSet &levels) {
     return wanted;
 }
 
-/// The slots as the module takes them one at a time.
+/// The slots as the module takes them: one at a time.
 std::vector<int32_t> wantedSlots(const SlotSet &slots) {
     if (slots.isAny()) {
         return {kAny};
@@ -75,7 +75,7 @@ bool hasTabledMatch(const ItemFilter &filter, const FileDigest &digest) {
     return false;
 }
 
-/// Days alone.
+/// A request that limits only the days.
 JORN_REQUIRE requirementFor(const Days &days) {
     JORN_REQUIRE require;
     require.itemsPerPage = kAny;
@@ -168,7 +168,7 @@ std::optional<JORN_REQUIRE> asRequirement(const ItemFilter &filter, const std::v
     if (!days || filter.pattern != nullptr || levels.empty() || slots.size() != 1) {
         return std::nullopt;
     }
-    // The module would wait for a writer where a pipe bears the name of a data file.
+    // Where a pipe bears the name of a data file, the module would wait for a writer.
     if (!std::all_of(digests.begin(), digests.end(),
                      [](const FileDigest &file) { return file.isReadable; })) {
         return std::nullopt;

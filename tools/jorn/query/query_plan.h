@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // How a question is answered, decided from the filter and the digests alone. Pure: opens no file.
 //
-// What summaries cannot say, and how it is met:
-// - Lines that are no items are in no summary, and are no answer to any question.
-// - A level outside 0 to 3 is in a file's number of items only, without its slot. Questions that such items
-//   belong to read the files that have some, unless they ask for all items.
-// - Times say only where a file begins and ends in time, and clocks are put back. A file is counted unread
-//   only when both of its ends lie within the limits.
+// What summaries cannot answer, and how that is handled:
+// - Lines that are not items are in no summary and match no question.
+// - An item of a level outside 0 to 3 is counted only in its file's total, without its slot. A question that
+//   such items may match reads the files that have some, unless it asks for all items.
+// - Of times, a summary has only the earliest and the latest of a file, as clocks may be stepped back. A file
+//   is counted unread only when both are within the limits.
 #ifndef JORN_TOOLS_QUERY_PLAN_H
 #define JORN_TOOLS_QUERY_PLAN_H
 
@@ -19,34 +19,35 @@
 
 namespace tool {
 
-/// What a file has to do with a question.
+/// How a file contributes to an answer.
 enum class FileUse {
     Skip,     ///< Holds no match.
-    Summary,  ///< Its digest tells how many match.
-    Read,     ///< Only its lines tell.
+    Summary,  ///< Its digest gives the number of matches.
+    Read,     ///< Its lines have to be read.
 };
 
 enum class Route {
     Summaries,  ///< No line has to be read.
-    Scan,       ///< Files are read, those that need it.
+    Scan,       ///< The files that need it are read.
 };
 
 struct CountPlan {
     Route route = Route::Summaries;
-    std::vector<FileUse> files;  ///< As the digests.
+    std::vector<FileUse> files;  ///< In the order of the digests.
 };
 
-/// `digests` are those of the ring's files, the oldest first, and none missing between.
+/// `digests` are those of the ring's files, the oldest first, with none missing.
 CountPlan planCount(const ItemFilter &filter, const std::vector<FileDigest> &digests);
 
-/// Whether the module's answer to a question of whole days in UTC is right: it takes every file between the
-/// two ends of the range that it finds for one that lies within the days, and every file outside for one that
-/// does not. False where the limits are no whole days.
+/// Whether the module's answer to a question about whole days in UTC is right: it assumes that every file
+/// between the two ends of the range that it finds is wholly within the days, and every file outside the
+/// range wholly outside them. False where the limits are not whole days.
 bool isModuleExact(const ItemFilter &filter, const std::vector<FileDigest> &digests);
 
-/// The one question of the module that is the filter's, if there is one: limits of whole days in UTC, a level
-/// and all below or exactly one, one slot or any, no pattern. Where "every level" is asked and there are
-/// items beyond level 3, which the module cannot be asked for, there is none. Paging is left open.
+/// The module's request that asks the same as the filter, if there is one: limits of whole days in UTC, a
+/// level and all below or exactly one, one slot or any, no pattern. There is none where every level is wanted
+/// and there are items of levels outside 0 to 3, which the module cannot be asked for. The caller sets the
+/// paging.
 std::optional<JORN_REQUIRE> asRequirement(const ItemFilter &filter, const std::vector<FileDigest> &digests);
 
 }  // namespace tool

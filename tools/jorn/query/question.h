@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a reading command is asked: of which log, which items, and by which names.
+// What a reading command is asked: which log, which items, and which names to use.
 #ifndef JORN_TOOLS_QUESTION_H
 #define JORN_TOOLS_QUESTION_H
 
@@ -14,11 +14,11 @@ namespace tool {
 
 struct Question {
     StoreDirectory directory;
-    std::optional<int> ringSize;  ///< Where the directory does not say it.
+    std::optional<int> ringSize;  ///< Where the directory does not show it.
     Names names;                  ///< Given by the user, or found beside the data.
     ItemFilter filter;
     DamageLog damage;        ///< A names file beside the data that cannot be used.
-    bool isNumbers = false;  ///< Numbers are shown where there are names.
+    bool isNumbers = false;  ///< Show numbers even where there are names.
 
     /// Names for showing: none when numbers are wanted.
     const Names &shownNames() const { return isNumbers ? noNames() : names; }

@@ -19,8 +19,8 @@ namespace {
 
 constexpr int32_t kReaderHandle = 1;
 
-/// Makes UTC the local time while it lives: the module writes local times, and of those that come twice a
-/// year it cannot be told back which second they were.
+/// Makes UTC the local time during its lifetime: the module writes local times, and an ambiguous one cannot
+/// be converted back to its second.
 class UtcScope {
 public:
     UtcScope() {
@@ -67,8 +67,8 @@ RingReader::~RingReader() {
     semDelete(logSemCsvRW_ID);
 }
 
-/// Lets the object see each file at the position that the store's start-up would give it, and none that is no
-/// file: opening a pipe would wait for its writer.
+/// Shows the object each file at the position that the store's start-up would give it, and regular files
+/// only: opening a pipe would wait for its writer.
 void RingReader::placeFiles(const RingView &view) {
     std::string name = view.directory().shortName();
     const auto isOpen = [](const RingFile &file) { return file.file.isOpen(); };
@@ -97,7 +97,7 @@ PageResult RingReader::page(const JORN_REQUIRE &require) const {
     const UtcScope utc;
     PageResult result;
     result.number = std::max(JORN_GetRequireLog(kReaderHandle, require, &result.page), 0);
-    // Counted afterwards: a file that is being written only grows, so the page lies within the count.
+    // Counted afterwards: a file that is being written only grows, so the count includes the page.
     result.total = std::max(JORN_CountRequireTotalNum(kReaderHandle, require), 0);
     return result;
 }

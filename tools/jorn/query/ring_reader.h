@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The module's own retrieval over a ring that is only looked at: an object that never went through creation,
-// so that nothing in the directory is renamed, rewritten or logged.
+// The module's own retrieval from a ring, read-only: its log object never went through creation, so that
+// nothing in the directory is renamed, rewritten or logged.
 #ifndef JORN_TOOLS_RING_READER_H
 #define JORN_TOOLS_RING_READER_H
 
@@ -25,7 +25,7 @@ struct PageResult {
     JORN_LOG_PAGE page{};  ///< Times are in UTC.
 };
 
-/// One at a time in a process: it stands in the module's registry while it lives.
+/// One at a time in a process: it is in the module's registry during its lifetime.
 class RingReader {
 public:
     /// `digests` are those of the view's files. Throws Failure.

@@ -33,7 +33,7 @@ struct FileStats {
     ItemSpan span;
 };
 
-/// Items by level and slot. Only damaged files hold what is in no cell of the levels' rows.
+/// Items by level and slot. Only damaged files hold items of other levels, which have no cell.
 struct LevelTable {
     static constexpr size_t kOtherSlot = jorn::kSlotMax;
 
@@ -46,9 +46,9 @@ struct LevelTable {
 };
 
 struct RingStats {
-    std::string index;  ///< Its name and what is to be said of it.
+    std::string index;  ///< Its name, with a remark if one is needed, or why there is none.
     int ringSize = 0;
-    bool isRingSizeKnown = false;  ///< Else it is the least that it can be.
+    bool isRingSizeKnown = false;  ///< If not, ringSize is the smallest possible.
     int oldest = 0;                ///< Positions.
     int newest = 0;
     std::vector<FileStats> files;  ///< The oldest first.
@@ -58,7 +58,7 @@ struct RingStats {
     HourCounts hours;
 };
 
-/// Of the items that pass the filter. Reads every file once.
+/// Statistics of the items that pass the filter. Reads every file once.
 RingStats statsOf(const RingView &view, const ItemFilter &filter, DamageLog *damage);
 
 }  // namespace tool

@@ -27,7 +27,7 @@ Failure damaged(const StoreDirectory &directory, const std::string &what) {
 
 void countItemsInView(const StoreDirectory &directory, int ringSize, ClearingPlan *plan) {
     const RingView view(directory, ringSize);
-    DamageLog ignored;  // Damaged lines go out of view as well, and are no items.
+    DamageLog ignored;  // Damaged lines leave the view too, but are not items.
     plan->items = countItems(view, {}, &ignored).tally.total();
     for (const RingFile &file : view.files()) {
         if (file.number == plan->target) {
@@ -72,7 +72,7 @@ ClearingPlan planClearing(const StoreDirectory &directory, std::optional<int> ri
 void clearLog(const StoreDirectory &directory, const ClearingPlan &plan, uint32_t now) {
     FileReplacement data = prepare(directory, dataFileName(plan.target), firstLine(now));
     FileReplacement index = prepare(directory, kIndexName, indexTextOf({plan.target, plan.target}));
-    // In the store's own order: a cut between the two leaves what a cut of its clearing leaves.
+    // In the store's own order: a cut between the two leaves the same state as a cut in the store's clearing.
     index.takePlace();
     data.takePlace();
     unlinkat(directory.descriptor(), kIndexBackupName, 0);

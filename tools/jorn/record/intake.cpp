@@ -47,7 +47,7 @@ Intake::Lane Intake::makeLane(const RecordOptions &options, int level, int teeOu
     const ItemSink sink = [this, level](const InputItem &item) { recording_->take(item, level); };
     if (options.isJson()) {
         auto json = std::make_unique<JsonItems>(jsonSettingsOf(options), sink);
-        // The first one that is made is that of the output.
+        // The first one made is for the output.
         json_ = json_ == nullptr ? json.get() : json_;
         lane.source = std::move(json);
     } else {

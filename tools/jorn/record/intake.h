@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// From the bytes of an input to the items of a recording, and on to the outputs that the input is passed on
-// to.
+// Turns the bytes of an input into the items of a recording, and passes the bytes on to the tool's outputs.
 #ifndef JORN_TOOLS_INTAKE_H
 #define JORN_TOOLS_INTAKE_H
 
@@ -24,30 +23,30 @@ JsonItems::Settings jsonSettingsOf(const RecordOptions &options);
 
 class Intake {
 public:
-    /// `output` is the user's standard output. Throws Failure, as a usage error, for a form of times that is
-    /// none.
+    /// `output` is the user's standard output. Throws Failure, as a usage error, for an invalid form of
+    /// times.
     Intake(const RecordOptions &options, int output);
 
-    /// Where the items go; has to be called first.
+    /// Sets where the items go; must be called first.
     void setRecording(Recording *recording) { recording_ = recording; }
 
     /// Passes bytes on, and records them, as Recording::take() does.
     void take(InputStream::Channel channel, std::string_view block);
 
-    /// Passes bytes on alone.
+    /// Only passes bytes on.
     void passOn(InputStream::Channel channel, std::string_view block);
 
-    /// There will be no more: ends the last lines.
+    /// Ends the last lines; no bytes may follow.
     void finish();
 
     uint64_t bytes() const { return bytes_; }
     uint64_t lines() const { return output_.source->lines() + error_.source->lines(); }
     uint64_t cutLines() const { return output_.source->cutLines() + error_.source->cutLines(); }
 
-    /// What of the input was no item, in a sentence; empty when all was.
+    /// Which lines of the input were not items, as a sentence; empty if all were.
     std::string badLines() const;
 
-    /// What could not be passed on, with the reason; empty when all could, or nobody read it.
+    /// Which output could not be written, with the reason; empty if none, or if its reader just closed it.
     std::string teeProblem() const;
 
 private:
@@ -60,7 +59,7 @@ private:
     Lane makeLane(const RecordOptions &options, int level, int teeOutput, const char *name);
 
     Recording *recording_ = nullptr;
-    const JsonItems *json_ = nullptr;  ///< The source of the output, where it is that.
+    const JsonItems *json_ = nullptr;  ///< The source of `output_`, if it reads JSON.
     Lane output_;
     Lane error_;
     uint64_t bytes_ = 0;

@@ -51,7 +51,7 @@ void LiveStore::create(const Settings &settings) {
     object_ = FindObj(handle_);
 }
 
-/// Lets the store's own first item be written, so that everything from here on is the input's.
+/// Has the store's own first item written, so that everything from here on is the input's.
 void LiveStore::startChecking(const DirectoryLook &former) {
     posixPortSettle();
     for (int passes = 0; waitingItems() > 0 && passes < jorn::kQueueMessages; ++passes) {
@@ -76,7 +76,7 @@ bool LiveStore::isFirstItemStored(const DirectoryLook &former) const {
     if (lookAtEntry(directory_, dataFileName(position)) == before) {
         return false;
     }
-    // As the only item of its file it began that afresh, whatever was there.
+    // If it is the only item in its file, the file was begun anew, whatever it held before.
     StoredCheck check(directory_);
     check.begin(position, itemCount(position) > 1 ? before.mark.size : 0);
     check.expect(1);
@@ -93,7 +93,7 @@ int32_t LiveStore::wantedPosition() const {
 
 int64_t LiveStore::itemCount(int32_t position) const { return object_->csv_info[position].itemCount; }
 
-/// Takes note of a failure: after one of the store, nothing may take it to another file.
+/// Records a failure: once the store has failed, it must not move on to another file.
 template <typename Step>
 void LiveStore::attempt(Step step) {
     try {
@@ -117,8 +117,8 @@ void LiveStore::add(int level, int slot, const char *text) {
     });
 }
 
-/// A pass when the items that wait fill the file, so that none ever goes on into the next one without a look
-/// at that.
+/// Runs a pass once the waiting items fill the file, so that no pass runs on into the next file without
+/// leaveFile().
 void LiveStore::fillFile() {
     const int64_t room = jorn::kCsvItemMax - itemCount(currentPosition());
     if (room > 0 && waitingItems() >= room) {
@@ -126,8 +126,8 @@ void LiveStore::fillFile() {
     }
 }
 
-/// A pass with items waiting. The store gives up an item when it cannot open a file for it, and tells
-/// nobody; the summaries tell.
+/// Runs a pass with items waiting. The store silently drops an item when it cannot open a file for it; the
+/// summaries reveal that.
 void LiveStore::pass() {
     const int waiting = waitingItems();
     const int32_t position = currentPosition();
@@ -145,8 +145,8 @@ void LiveStore::pass() {
     }
 }
 
-/// Before the store goes on into the next file, which empties it: the items in there are given up for a full
-/// file only, never for one that a failing medium has left short. The store has closed the full one.
+/// Called before the store moves on to the next file, which it empties: the items there may be dropped only
+/// for a full file, never for one that a failing medium has left short. The store has closed the full file.
 void LiveStore::leaveFile(int32_t position) {
     if (!check_.verify()) {
         throw writeFailure(directory_, dataFileName(position));
@@ -154,13 +154,14 @@ void LiveStore::leaveFile(int32_t position) {
     refuseForeignFilesOfRotation(directory_, wantedPosition());
 }
 
-/// Whether items may go where the store would write them now. What follows a torn line would be glued to it.
+/// Whether items may be written where the store would put them now. An item after a torn line would run
+/// together with it.
 bool LiveStore::mayPass() const {
     const bool staysInFile = wantedPosition() == currentPosition();
     return !check_.isShort() && (staysInFile || !hasFailed_);
 }
 
-/// Takes note of what a pass has stored, which is all for one file: passes end with the file. Returns the
+/// Records what a pass has stored, all of it in one file: a pass ends when its file is full. Returns the
 /// number of items.
 int64_t LiveStore::follow(int32_t formerPosition, int64_t formerCount) {
     const int32_t position = currentPosition();
@@ -205,7 +206,7 @@ void LiveStore::checkIndex() const {
     }
 }
 
-/// Failures count nothing here: the one that led to salvaging has been reported.
+/// Ignores failures: the one that led to salvaging is the one reported.
 void LiveStore::salvagePass() {
     try {
         attempt([this] { waitingItems() > 0 ? pass() : drain(); });
@@ -214,14 +215,14 @@ void LiveStore::salvagePass() {
 }
 
 int64_t LiveStore::salvage() {
-    // Each pass stores what waits or gives up one item at least.
+    // Each pass stores the waiting items or drops at least one.
     for (int passes = 0; waitingItems() > 0 && mayPass() && passes < jorn::kQueueMessages; ++passes) {
         salvagePass();
     }
     if (waitingItems() == 0) {
         salvagePass();
     }
-    // Where items still wait, of the file that was filled before them.
+    // If items still wait, this checks the file that was filled before them.
     [[maybe_unused]] const bool ignored = check_.verify();
     return submitted_ - check_.confirmed();
 }

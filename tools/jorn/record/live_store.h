@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The store, brought up over one directory, with its clock driven by hand: a pass of the store task runs
-// when the queue is full or the input pauses, and never loses an item to a full queue.
+// The store, started on one directory, with its clock driven by hand: a pass of the store task runs when the
+// queue is full or the input pauses, so no item is ever lost to a full queue.
 #ifndef JORN_TOOLS_LIVE_STORE_H
 #define JORN_TOOLS_LIVE_STORE_H
 
@@ -14,33 +14,33 @@
 
 namespace tool {
 
-/// One at a time in a process. Signals that the caller blocks must be blocked before: the store task
-/// inherits that.
+/// One at a time in a process. Signals that the caller wants blocked must be blocked beforehand: the store
+/// task inherits the mask.
 class LiveStore {
 public:
     struct Settings {
         int slots = 0;
         int files = 0;
-        int printLevel = 0;  ///< Of the module's messages.
-        bool syncs = false;  ///< What is written is brought to the medium.
+        int printLevel = 0;  ///< For the module's messages.
+        bool syncs = false;  ///< What is written is synced to the medium.
     };
 
-    /// Creates the object, which changes the directory as a start of the store does. Throws Failure.
+    /// Creates the object, which changes the directory as any start of the store does. Throws Failure.
     LiveStore(const StoreDirectory &directory, const Settings &settings);
     ~LiveStore();
     LiveStore(const LiveStore &) = delete;
     LiveStore &operator=(const LiveStore &) = delete;
 
-    /// Submits an item, after a pass when there is no room. Throws Failure when it is refused, or when an
-    /// earlier item turns out not to be in its file.
+    /// Submits an item, first running a pass if the queue is full. Throws Failure when the item is refused,
+    /// or when an earlier item turns out not to be in its file.
     void add(int level, int slot, const char *text);
 
-    /// Returns when every item is in its file and the file is closed, and on the medium where that is wanted.
-    /// Throws Failure when one is not.
+    /// Returns when every item is in its file, the file is closed and, where wanted, synced to the medium.
+    /// Throws Failure when an item is not.
     void drain();
 
-    /// Gets as much into the files as goes in, whatever fails: after a failure of the store into the current
-    /// file alone, and only if that is not known to lack an item. Returns how many of the items submitted are
+    /// Stores as many items as possible, whatever fails: after a failure of the store only in the current
+    /// file, and only if that file is not known to lack an item. Returns how many of the submitted items are
     /// not in the files.
     int64_t salvage();
 
@@ -71,8 +71,8 @@ private:
     const JORN_OBJ *object_ = nullptr;
     StoredCheck check_;
     const MediumSync medium_;
-    int64_t synced_ = 0;      ///< Items that were confirmed when the current file was synced last.
-    bool hasFailed_ = false;  ///< The store has, as opposed to its input.
+    int64_t synced_ = 0;      ///< Items confirmed when the current file was last synced.
+    bool hasFailed_ = false;  ///< Whether the store, as opposed to its input, has failed.
     int64_t submitted_ = 0;
     int64_t filesPassed_ = 0;
 };

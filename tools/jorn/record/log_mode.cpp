@@ -27,7 +27,7 @@ void changeMode(int fd, mode_t permissions, const std::string &shown) {
     }
     const mode_t former = status.st_mode & kAllBits;
     const mode_t mode = (former & ~kPermissions) | permissions;
-    // By a name, since a descriptor that was opened for its place alone has no mode to change.
+    // By name, since fchmod() fails on a descriptor opened with O_PATH.
     if (mode != former && chmod(descriptorName(fd).c_str(), mode) < 0) {
         throw systemFailure(shown + ": its mode cannot be changed", errno);
     }

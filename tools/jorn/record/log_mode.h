@@ -11,12 +11,12 @@
 
 namespace tool {
 
-/// Reads "0755" or "755": three octal digits, of which the first gives its owner all rights. Throws Failure,
-/// of usage.
+/// Parses "0755" or "755": three octal digits, the first of which must give the owner all rights. Throws
+/// Failure, as a usage error.
 mode_t parseLogMode(const std::string &text);
 
-/// Gives the directory a mode, and the log's files that mode without the right to execute: those that are
-/// there and, by the process's mask, those that it makes from now on. Throws Failure.
+/// Gives the directory this mode, and the log's files the same without execute permission: existing files
+/// directly, new ones through the process's umask. Throws Failure.
 void applyLogMode(const StoreDirectory &directory, mode_t mode);
 
 }  // namespace tool

@@ -22,7 +22,7 @@ void MediumSync::syncStart(int position) const {
     syncFile(dataFileName(position));
     syncFile(kIndexName);
     syncDirectory(".");
-    // The directory may be new, and so its name too.
+    // The directory may be new, and so may its name.
     syncDirectory("..");
 }
 
@@ -48,8 +48,8 @@ void MediumSync::syncFile(const std::string &name) const {
     }
 }
 
-/// Where a directory cannot be synced by itself, as some file systems cannot, or may not be read, the whole
-/// file system is.
+/// Syncs the whole file system instead where the directory may not be read, or where the file system cannot
+/// sync a single directory.
 void MediumSync::syncDirectory(const char *name) const {
     const Descriptor opened(openat(directory_.descriptor(), name, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened.isOpen() && fsync(opened.get()) == 0) {

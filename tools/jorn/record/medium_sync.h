@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Brings what the store has written to the medium, which the store itself leaves to the system.
+// Syncs what the store has written to the medium; the store itself leaves that to the system.
 #ifndef JORN_TOOLS_MEDIUM_SYNC_H
 #define JORN_TOOLS_MEDIUM_SYNC_H
 
@@ -9,20 +9,21 @@
 
 namespace tool {
 
-/// Everything here throws Failure when something may not be on the medium, and does nothing when it is not
-/// wanted.
+/// Every function throws Failure when something may not be on the medium, and does nothing when syncing is
+/// not wanted.
 class MediumSync {
 public:
     MediumSync(const StoreDirectory &directory, bool isWanted) : directory_(directory), isWanted_(isWanted) {}
 
-    /// The store has started and goes on with this file: that, the index, and the names up to the log's own.
+    /// After the store has started and continues with this file: syncs the file, the index, and the names up
+    /// to the log directory's own.
     void syncStart(int position) const;
 
-    /// Items were written to this file, which is closed.
+    /// After items were written to this file, which is closed: syncs the file.
     void syncItems(int position) const;
 
-    /// The store has moved on from this file: that, the index and the names. The contents go first, so that
-    /// no index is ever on the medium by its name alone.
+    /// After the store has moved on from this file: syncs the file, the index and the names. The contents go
+    /// first, so that the name of an index never reaches the medium without its contents.
     void syncRotation(int former) const;
 
 private:

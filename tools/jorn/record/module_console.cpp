@@ -12,7 +12,7 @@ ModuleConsole::ModuleConsole(bool isWanted)
     fflush(stdout);
     const Descriptor nowhere(open("/dev/null", O_WRONLY | O_CLOEXEC));
     dup2(isWanted ? STDERR_FILENO : nowhere.get(), STDOUT_FILENO);
-    // Line by line also where that is no terminal.
+    // Line-buffered even when it is not a terminal.
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
 }
 

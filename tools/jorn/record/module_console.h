@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Where the module's messages go, which it prints on standard output.
+// Redirects the messages that the module prints on standard output.
 #ifndef JORN_TOOLS_MODULE_CONSOLE_H
 #define JORN_TOOLS_MODULE_CONSOLE_H
 
@@ -7,8 +7,8 @@
 
 namespace tool {
 
-/// Turns standard output away from the user's: to standard error where messages are wanted, else to nowhere.
-/// What goes wrong the tool says in its own words.
+/// Redirects standard output to standard error if the messages are wanted, else to /dev/null. The tool
+/// reports errors in its own words.
 class ModuleConsole {
 public:
     explicit ModuleConsole(bool isWanted);

@@ -20,7 +20,7 @@ Entry refuseForeign(const StoreDirectory &directory, const std::string &name) {
     return entry;
 }
 
-/// Index files may have further names, as nothing is written into one that is there.
+/// Index files may have other hard links, as nothing is written into an existing one.
 void refuseForeignIndex(const StoreDirectory &directory) {
     refuseForeign(directory, kIndexName);
     refuseForeign(directory, kIndexBackupName);
@@ -38,7 +38,8 @@ void refuseForeignDataFile(const StoreDirectory &directory, int position) {
 
 enum class Content { Nothing, Lines, Items };
 
-/// By the beginning of a file: what a cut of the power leaves, zeros and a line without an end, is nothing.
+/// Judges a file by its beginning. What a power cut leaves, zeros and an unterminated line, counts as
+/// Nothing.
 Content contentOf(const StoreDirectory &directory, const std::string &name) {
     constexpr size_t kLooked = 65536;
     const Descriptor file = openRegular(directory, name);

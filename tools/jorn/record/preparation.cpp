@@ -48,7 +48,7 @@ void beginAnew(const StoreDirectory &directory, const std::string &reason) {
          reason + ": the files are in " + directory.pathOf(name) + " now, and the log begins anew");
 }
 
-/// Files of somebody else's that happen to have the names of data files are not written over.
+/// Foreign files that happen to have the names of data files must not be overwritten.
 void seeToStrangers(const StoreDirectory &directory, const RecordOptions &options) {
     const std::string strange = strangeDataFile(directory);
     if (strange.empty()) {
@@ -72,7 +72,7 @@ void mendLostIndex(const StoreDirectory &directory, const IndexMending &mending)
                         ", because " + mending.reason + (mending.kept.empty() ? "" : "; " + mending.kept));
 }
 
-/// Before the store takes a lost index for that of a new log, and writes over what is there.
+/// Runs before the store, which would take a lost index for a new log and overwrite what is there.
 void seeToIndex(const StoreDirectory &directory, const RecordOptions &options) {
     const IndexMending mending = planIndexMending(directory, hintedRingSize(directory, options.files));
     switch (mending.kind) {
@@ -87,7 +87,7 @@ void seeToIndex(const StoreDirectory &directory, const RecordOptions &options) {
     }
 }
 
-/// Before anything is changed. Where files may be put aside, what is in the directory refuses nothing.
+/// Runs before anything is changed. Where files may be put aside, no ring is a reason to refuse.
 void refuseToShrink(const StoreDirectory &directory, const RecordOptions &options) {
     if (!mayPutAside(options)) {
         refuseSmallerRing(directory, RingLook::ofReadable(directory), options.files, options.mayShrink);
@@ -102,8 +102,8 @@ void seeToSize(const StoreDirectory &directory, const RecordOptions &options) {
     }
 }
 
-/// A recording that stays within the files whose order is certain needs no size, and a service has to go on
-/// without.
+/// A recording that stays within the files whose order is certain needs no size. A service, which may put
+/// files aside, has to continue without one.
 void refuseUnknownSize(const StoreDirectory &directory, const RingLook &look, const RecordOptions &options,
                        const MostItems &mostItems) {
     if (mayPutAside(options)) {
@@ -117,7 +117,7 @@ void refuseUnknownSize(const StoreDirectory &directory, const RingLook &look, co
     }
 }
 
-/// A medium that has no room for it may have room for items, in a ring that has come round.
+/// A failure is only noted: a medium too full for this file may still take items in a ring that has wrapped.
 void remember(const StoreDirectory &directory, int files) {
     try {
         rememberRingSize(directory, files);
@@ -148,7 +148,7 @@ int fitToRing(const StoreDirectory &directory, const RingLook &look, const Recor
     return files;
 }
 
-/// Of the file that the store goes on with, and of no other: the store appends to none but that.
+/// Only in the file that the store continues with: it appends to no other.
 void endLastLine(const StoreDirectory &directory, const RingLook &look, int files) {
     const std::string done = endTornLine(directory, look.planFor(files).latest);
     if (!done.empty()) {
@@ -169,7 +169,7 @@ LiveStore::Settings settingsFor(int files, const RecordOptions &options) {
 
 LiveStore::Settings prepareDirectory(const StoreDirectory &directory, const RecordOptions &options,
                                      const MostItems &mostItems) {
-    jorn_SetDebugPrintLevel(0);  // What is read here is told here, not by the module's parser.
+    jorn_SetDebugPrintLevel(0);  // Errors in what is read here are reported here, not by the module's parser.
     directory.requireWritable();
     refuseForeignFiles(directory);
     seeToStrangers(directory, options);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// All that is done to a directory before the store opens it, so that the store's start-up neither loses
-// nor glues nor overwrites an item.
+// Prepares a directory before the store opens it, so that the store's start-up neither loses nor overwrites
+// an item, nor runs two together.
 #ifndef JORN_TOOLS_PREPARATION_H
 #define JORN_TOOLS_PREPARATION_H
 
@@ -15,10 +15,10 @@
 
 namespace tool {
 
-/// How many items the input can have; nothing where nobody knows. Asked only where that matters.
+/// Returns how many items the input can have; nothing if that is unknown. Called only where it matters.
 using MostItems = std::function<std::optional<uint64_t>()>;
 
-/// Takes each step in turn and returns the settings of the store over the directory. Throws Failure.
+/// Runs every step in turn and returns the settings to start the store with. Throws Failure.
 LiveStore::Settings prepareDirectory(const StoreDirectory &directory, const RecordOptions &options,
                                      const MostItems &mostItems);
 

@@ -24,7 +24,7 @@ bool isTaken(const StoreDirectory &directory, const std::string &name) {
     return faccessat(directory.descriptor(), name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
-/// As who may do what with the log's own directory. Returns false when the name is taken.
+/// Makes a directory with the owner and permissions of the log's own. Returns false when the name is taken.
 bool makeLike(const StoreDirectory &directory, const std::string &name) {
     struct stat status;
     if (fstat(directory.descriptor(), &status) < 0) {
@@ -57,8 +57,8 @@ std::string begin(const StoreDirectory &directory, time_t now) {
     }
 }
 
-/// In an order in which no cut leaves the rest with an index that the store would go by: of two that are
-/// damaged or left from a cut, the backup could be whole.
+/// Ordered so that no cut leaves the rest with an index that the store would use: the backup goes first, as
+/// it may be whole where the index is not.
 std::vector<std::string> namesOfRing() {
     std::vector<std::string> names = {kIndexBackupName, kIndexName};
     for (int position = 0; position < jorn::kCsvNumMax; ++position) {
@@ -67,12 +67,12 @@ std::vector<std::string> namesOfRing() {
     return names;
 }
 
-/// From one directory to another, never over anything. Returns 0, or an error number; EEXIST where the name
-/// is taken there.
+/// Moves a file to another directory and never overwrites one there. Returns 0 or an error number; EEXIST
+/// where the name is taken.
 int moveFile(int from, const std::string &name, int to) {
     int result = renameat2(from, name.c_str(), to, name.c_str(), RENAME_NOREPLACE);
     if (result < 0 && (errno == EINVAL || errno == ENOSYS)) {
-        // A file system that cannot refuse by itself.
+        // The file system does not support RENAME_NOREPLACE.
         const bool isThere = faccessat(to, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
         errno = EEXIST;
         result = isThere ? -1 : renameat(from, name.c_str(), to, name.c_str());
@@ -95,7 +95,7 @@ void moveRing(const StoreDirectory &directory, const std::string &unfinished) {
         if (!lookAtEntry(directory, name).isPresent()) {
             continue;
         }
-        // A file of that name there is one that was put aside before.
+        // A file of that name in the target was put aside before: fail rather than overwrite it.
         if (const int error = moveFile(directory.descriptor(), name, target.get())) {
             throw systemFailure(directory.pathOf(unfinished) + "/" + name, error);
         }
@@ -104,8 +104,8 @@ void moveRing(const StoreDirectory &directory, const std::string &unfinished) {
     syncNames(directory.descriptor());
 }
 
-/// Undoes what a cut has left that had not got to the index: only the backup, if there was one, has moved.
-/// Returns false where more has moved, or something else is in the way.
+/// Undoes a move that a cut ended before it reached the index, so that at most the backup has moved. Returns
+/// false where more has moved, or something else is in the way.
 bool takeBack(const StoreDirectory &directory, const std::string &unfinished) {
     const Descriptor aside = openAside(directory, unfinished);
     const auto names = listNames(aside.get());
@@ -126,7 +126,7 @@ bool takeBack(const StoreDirectory &directory, const std::string &unfinished) {
     return true;
 }
 
-/// Returns the name that it has got.
+/// Returns the directory's final name.
 std::string finish(const StoreDirectory &directory, const std::string &unfinished) {
     const std::string first = finishedAsideName(unfinished);
     std::string name = first;

@@ -28,7 +28,7 @@
 namespace tool {
 namespace {
 
-/// A write that fails must come back as an error that can be told, not end the process.
+/// A write that fails must return an error that can be reported, not end the process.
 void ignoreWriteSignals() {
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);
@@ -49,7 +49,7 @@ StoreDirectory openDirectory(const RecordOptions &options) {
                                                                    : StoreDirectory::Making::LastLevel);
 }
 
-/// A line is one item at least, and with --split one of each part.
+/// A line becomes one item or, with --split, one item for each part.
 std::optional<uint64_t> mostItemsOf(const RecordOptions &options) {
     struct stat status;
     const std::optional<uint64_t> lines = options.keepsGoing ? std::nullopt : linesLeft(STDIN_FILENO);
@@ -60,7 +60,7 @@ std::optional<uint64_t> mostItemsOf(const RecordOptions &options) {
     return *lines + (options.maySplit ? static_cast<uint64_t>(status.st_size) / kLeastPart : 0);
 }
 
-/// What an export held is to be there again, all of it, unless a size that was asked for says how much.
+/// The ring must hold all that an export held, unless the ring size was requested.
 bool hasToFit(const RecordOptions &options) {
     return options.isJson() && !options.files && !options.keepsGoing;
 }
@@ -80,7 +80,7 @@ void refuseTooSmallRing(const StoreDirectory &directory, int files, const Record
     }
 }
 
-/// Standard input. Where it has to be looked at as a whole and is no file, a copy of it.
+/// Standard input; a copy of it where it must be read in full first and is not a file.
 class RecordedInput {
 public:
     RecordedInput(const RecordOptions &options, StopSignals *signals)
@@ -88,7 +88,7 @@ public:
 
     InputStream *stream() { return copied_ ? &*copied_ : &input_; }
 
-    /// Leads to a regular file, of which nothing has been read yet.
+    /// Returns the descriptor of a regular file of which nothing has been read yet.
     int readWhole() {
         if (linesLeft(STDIN_FILENO)) {
             return STDIN_FILENO;
@@ -162,8 +162,8 @@ private:
         }
     }
 
-    /// After a failure: what has been read goes into the files as far as possible. Returns how many items did
-    /// not.
+    /// After a failure: stores as much as possible of what has been read. Returns how many items are not in
+    /// the files.
     int64_t salvage() {
         intake_->finish();
         return recording_->salvage();
@@ -190,7 +190,7 @@ private:
     const Stopwatch watch_;
 };
 
-/// What was not as it should be, though every item is stored.
+/// Throws Failure for what went wrong although every item is stored.
 void throwProblems(const Intake &intake) {
     if (const std::string problem = intake.teeProblem(); !problem.empty()) {
         throw Failure(problem);
@@ -216,7 +216,8 @@ void recordInput(const RecordOptions &options) {
     throwProblems(intake);
 }
 
-/// The command goes on when its output can no longer be recorded: it is passed on, or read and dropped.
+/// Lets the command run on when its output can no longer be recorded: the output is passed on, or read and
+/// dropped.
 void passOnToTheEnd(InputStream *input, Intake *intake) {
     for (;;) {
         switch (input->next()) {

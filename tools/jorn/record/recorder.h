@@ -23,29 +23,29 @@ struct RecordOptions {
     bool keepsGoing = false;
     bool maySplit = false;
     bool mayShrink = false;
-    bool isForced = false;             ///< Begins a log in a directory with files that are no log's.
-    bool makesParents = false;         ///< Makes the directories above the log's own one, too.
-    std::string ifUnclear = "refuse";  ///< Or "aside": what becomes of a ring whose order cannot be told.
-    bool hasPrefixes = false;          ///< Lines may have a severity, "<N>", at their beginning.
-    bool syncs = false;                ///< Brings what is recorded to the medium.
+    bool isForced = false;             ///< Begin a log in a directory whose files belong to no log.
+    bool makesParents = false;         ///< Make missing parent directories, too.
+    std::string ifUnclear = "refuse";  ///< Or "aside": what to do with a ring of unclear order.
+    bool hasPrefixes = false;          ///< Lines may begin with a severity, "<N>".
+    bool syncs = false;                ///< Sync what is recorded to the medium.
     std::string format = "lines";      ///< Or "jsonl": what an export writes.
     std::string times;                 ///< Form of the times that lines begin with; empty for none.
-    std::optional<uint32_t> bootTime;  ///< When the kernel of a "kmsg" started; else this machine's.
-    std::vector<std::string> command;  ///< Whose outputs are the input; empty for standard input.
-    int errorLevel = 1;                ///< Of what the command prints on standard error.
-    bool tees = false;                 ///< Passes the input on to standard output and error.
+    std::optional<uint32_t> bootTime;  ///< Boot time of a "kmsg" log; else this machine's.
+    std::vector<std::string> command;  ///< Command whose outputs are the input; empty for standard input.
+    int errorLevel = 1;                ///< For what the command prints on standard error.
+    bool tees = false;                 ///< Pass the input on to standard output and error.
     Names names;                       ///< For items that name their level or slot.
     bool hasStats = false;
     bool isStatsJson = false;  ///< The form of the statistics; else text.
     std::optional<int> printLevel;
-    std::optional<mode_t> mode;  ///< Of the directory, and without the right to execute of the log's files.
+    std::optional<mode_t> mode;  ///< Of the directory; the log's files get it without execute permission.
 
     bool isJson() const { return format == "jsonl"; }
 };
 
 /// Stores standard input until its end or a stop signal, or what a command prints until it has ended. Returns
-/// the exit code of the command, 0 without one. Throws Failure when a line is not in the files, or nothing
-/// can be recorded; of damage, at the end, when some of the input was no item.
+/// the exit code of the command, 0 without one. Throws Failure when a line is not in the files or nothing can
+/// be recorded; with the exit code for damage, at the end, when some of the input was not an item.
 int record(const RecordOptions &options);
 
 }  // namespace tool

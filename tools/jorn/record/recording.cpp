@@ -6,7 +6,8 @@
 namespace tool {
 namespace {
 
-/// Lines that belong to one before the input's first are few. So many are none of the form.
+/// Only a few lines at the start can belong to a line before the input. When this many have no time, the
+/// input is not in the given form.
 constexpr size_t kMostHeld = 1000;
 
 }  // namespace

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The items of a recording on their way into the store, which starts when its first item's time is known.
+// Passes the items of a recording to the store, which starts once the first item's time is known.
 #ifndef JORN_TOOLS_RECORDING_H
 #define JORN_TOOLS_RECORDING_H
 
@@ -21,34 +21,33 @@ class Recording {
 public:
     struct Settings {
         LiveStore::Settings store;
-        int slot = 0;  ///< Of items that name none.
-        /// Times of the input count. The items before the first one that has a time get that time, and so
-        /// does the store's own first item.
+        int slot = 0;  ///< For items that name none.
+        /// Use the times in the input. Items before the first one that has a time get that time, as does the
+        /// store's own first item.
         bool hasTimes = false;
-        /// What times should look like, for the message where there are none; empty where items may do
-        /// without.
+        /// What times should look like, for the message when there are none; empty where items need no time.
         std::string timeForm;
     };
 
     /// Starts the store, unless it has to wait for a time. Throws Failure.
     Recording(const StoreDirectory &directory, const Settings &settings);
 
-    /// Stores an item, or holds it until a time is known. One that names no time has that of the item before
-    /// it. Once an item has failed, further ones are only counted: they have been read.
+    /// Stores an item, or holds it until a time is known. An item without a time gets that of the item before
+    /// it. Once an item has failed, further ones are only counted, as they have been read.
     void take(const InputItem &item, int defaultLevel);
 
-    /// Throws Failure if an item has failed, as LiveStore::add() does, or because a time is missing from too
-    /// many items.
+    /// Throws Failure if an item has failed: for a reason of LiveStore::add(), or because too many items lack
+    /// a time.
     void verify() const;
 
-    /// Gets everything that is not held into the files. Throws Failure.
+    /// Drains the store; held items stay held. Throws Failure.
     void drain();
 
-    /// There are no more items: stores those that are still held. Throws Failure.
+    /// After the last item: stores those that are still held and drains the store. Throws Failure.
     void finish();
 
-    /// After a failure: gets as much into the files as goes in, as LiveStore::salvage(). Returns how many of
-    /// the items taken are not in the files.
+    /// After a failure: stores as much as possible, as LiveStore::salvage() does. Returns how many of the
+    /// items taken are not in the files.
     int64_t salvage();
 
     bool isStarted() const { return store_.has_value(); }
@@ -74,7 +73,7 @@ private:
     std::optional<LiveStore> store_;
     std::vector<Held> held_;
     int64_t taken_ = 0;
-    std::optional<Failure> failure_;  ///< Of an item.
+    std::optional<Failure> failure_;  ///< Of the first item that failed.
 };
 
 }  // namespace tool

@@ -21,7 +21,7 @@
 namespace tool {
 namespace {
 
-/// Files by position, as they are while the moves go on.
+/// Which positions have a file, kept up to date while files are moved.
 class Layout {
 public:
     Layout(const StoreDirectory &directory, const RingLook &look)
@@ -74,13 +74,13 @@ std::vector<FileMove> movesOf(const jorn::TidyingPlan &plan) {
     return moves;
 }
 
-/// How many positions a start looks at, from the newest file downward, before it comes to this one.
+/// How many positions the start-up visits, from the newest file downward, before it reaches this one.
 int positionsBefore(int position, int newest) {
     return (newest - position + jorn::kSurveySize) % jorn::kSurveySize;
 }
 
-/// Whether the move takes its file past no other one, nor onto one. Until all moves are done, the former
-/// index counts: by that, a start after a cut finds the files in the order in which they are then.
+/// Whether the move takes its file neither past another one nor onto one. The former index stays in force
+/// until all moves are done: with it, a start after a cut still finds the files in their order.
 bool keepsOrder(const FileMove &move, int newest, const Layout &layout) {
     const auto [first, last] =
         std::minmax({positionsBefore(move.from, newest), positionsBefore(move.to, newest)});
@@ -95,7 +95,7 @@ bool keepsOrder(const FileMove &move, int newest, const Layout &layout) {
 }
 
 /// Carries out each move once no file is in its way. There is always such a move: the files keep their
-/// order, so of neighbours that go the same way the foremost one is free to go.
+/// order, so of neighbours that move the same way the foremost one is free to move.
 void moveFiles(const StoreDirectory &directory, std::vector<FileMove> moves, int newest, Layout *layout) {
     while (!moves.empty()) {
         const auto next = std::find_if(moves.begin(), moves.end(), [&](const FileMove &move) {
@@ -110,13 +110,13 @@ void moveFiles(const StoreDirectory &directory, std::vector<FileMove> moves, int
     }
 }
 
-/// The store would delete a backup that a cut has left at its own rewrite, too.
+/// Deletes a backup that a cut has left, as the store would when it rewrites the index.
 void replaceIndex(const StoreDirectory &directory, const IndexPositions &positions) {
     writeIndex(directory, positions);
     unlinkat(directory.descriptor(), kIndexBackupName, 0);
 }
 
-/// Items of a data file that the store goes on with.
+/// Number of items in a data file that the store continues with.
 uint64_t itemsIn(const StoreDirectory &directory, int position) {
     const Descriptor file = openRegular(directory, dataFileName(position));
     return file.isOpen() ? linesLeft(file.get()).value_or(0) : 0;
@@ -170,7 +170,7 @@ Failure unknownSize(const StoreDirectory &directory, const std::string &what) {
                    kExitUsage);
 }
 
-/// The file after the last one that is there is a new one, or the first one again.
+/// The file after the last existing one may be a new one, or the first one again.
 uint64_t roomInCertainFiles(const StoreDirectory &directory, const RingLook &look) {
     const int latest = look.positions().latest;
     constexpr uint64_t kFile = jorn::kCsvItemMax;
@@ -178,7 +178,8 @@ uint64_t roomInCertainFiles(const StoreDirectory &directory, const RingLook &loo
     return inLatest + static_cast<uint64_t>(look.smallestRing() - 1 - latest) * kFile;
 }
 
-/// The store adds one of its own at its start. Coming round, it drops the file that it began in as a whole.
+/// The store adds one item of its own when it starts. When the ring wraps, the file that it began in is
+/// dropped as a whole.
 uint64_t roomInRing(const StoreDirectory &directory, int ringSize) {
     const uint64_t former = itemsIn(directory, RingLook::ofReadable(directory).planFor(ringSize).latest);
     constexpr uint64_t kFile = jorn::kCsvItemMax;

@@ -17,40 +17,40 @@ namespace tool {
 /// Files of a new ring.
 inline constexpr int kDefaultRingSize = 10;
 
-/// Why the request would make the ring smaller, as a sentence without its stop; empty if it would not.
+/// Why the request would make the ring smaller, as a sentence without its full stop; empty if it would not.
 std::string shrinkingOf(const RingLook &look, std::optional<int> requested);
 
 /// Throws Failure when the request would make the ring smaller and that was not allowed.
 void refuseSmallerRing(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
                        bool mayShrink);
 
-/// A size to go on with.
+/// The ring size to continue with.
 struct RingSize {
     int files = kDefaultRingSize;
-    bool isKnown = true;  ///< Else the ring may have been made with more files, or with fewer.
-    std::string note;  ///< Why jorn.ring is not gone by, as a sentence without its stop; empty where it is.
+    bool isKnown = true;  ///< If not, the ring may have been made with more files, or with fewer.
+    std::string note;     ///< Why jorn.ring is not used, as a sentence without its full stop; may be empty.
 };
 
-/// Without a request: what jorn.ring says, where the files do not contradict it; else that of a ring that has
-/// come round; else the default, which is what a new ring gets. Throws Failure as refuseSmallerRing().
+/// Without a request: the size in jorn.ring, unless the files contradict it; else that of a ring that has
+/// wrapped; else the default, which a new ring gets. Throws Failure as refuseSmallerRing() does.
 RingSize chooseRingSize(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
                         bool mayShrink);
 
-/// Items that go into the files up to the last one of which it is certain that it comes next, whatever the
-/// ring's size is. Throws Failure.
+/// Number of items that fit into the files up to the last one that is certain to come next, whatever the ring
+/// size. Throws Failure.
 uint64_t roomInCertainFiles(const StoreDirectory &directory, const RingLook &look);
 
-/// The failure of what a ring of unknown size would have to do.
+/// The failure of an operation that needs the ring size where that is unknown.
 Failure unknownSize(const StoreDirectory &directory, const std::string &what);
 
-/// Items that a recording can add to a ring before the oldest of them has to go. Throws Failure.
+/// Number of items that a recording can add to a ring before the first of them is dropped. Throws Failure.
 uint64_t roomInRing(const StoreDirectory &directory, int ringSize);
 
-/// Brings the files to the positions that the store's start-up would give them, and the index with them.
-/// The start-up renames from the oldest file on, over a file that has still to move, which a gap in the
-/// ring or a ring that is a little larger than before makes it do; here every file moves only when no
-/// other one is in its way. A cut in between leaves them in their order. The start-up then finds nothing to
-/// do. Returns how many files were moved or deleted. Throws Failure.
+/// Moves the files to the positions that the store's start-up would give them, and rewrites the index to
+/// match, so that the start-up finds nothing to do. The start-up renames from the oldest file on and, with a
+/// gap in the ring or a ring slightly larger than before, overwrites a file that has yet to move; here a file
+/// moves only when no other one is in its way. A cut in between leaves the files in their order. Returns how
+/// many files were moved or deleted. Throws Failure.
 int fitRing(const StoreDirectory &directory, const RingLook &look, int ringSize);
 
 }  // namespace tool

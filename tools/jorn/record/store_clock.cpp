@@ -11,7 +11,7 @@ namespace {
 constexpr int64_t kMachineClock = -1;
 std::atomic<int64_t> setSecond{kMachineClock};
 
-/// As time() itself gives it.
+/// The time as time() itself returns it.
 time_t machineTime() {
     timespec now = {};
     clock_gettime(CLOCK_REALTIME_COARSE, &now);
@@ -28,7 +28,7 @@ void StoreClock::set(uint32_t second) { setSecond.store(second, std::memory_orde
 
 extern "C" {
 
-// The linker's names for what takes the place of a call.
+// The linker's names for the functions that replace the wrapped ones.
 // NOLINTBEGIN(readability-identifier-naming)
 time_t __wrap_time(time_t *out) {
     const int64_t set = tool::setSecond.load(std::memory_order_relaxed);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The clock that the module stamps items by. It calls time(), and the linker leads every call of that in the
-// tool here.
+// The clock that the module stamps items with. The module calls time(); the linker redirects every such call
+// in the tool here.
 #ifndef JORN_TOOLS_STORE_CLOCK_H
 #define JORN_TOOLS_STORE_CLOCK_H
 
@@ -9,7 +9,7 @@
 namespace tool {
 
 /// The machine's clock, until a time is set. An item gets its time when it is submitted, in the caller's own
-/// thread, so that nothing has to be stored before the clock is set again.
+/// thread, so the clock may be set again before the item is stored.
 class StoreClock {
 public:
     StoreClock() = default;
@@ -17,7 +17,7 @@ public:
     StoreClock(const StoreClock &) = delete;
     StoreClock &operator=(const StoreClock &) = delete;
 
-    /// From now on the clock stands at this second, until it is set again or this ends.
+    /// Holds the clock at this second until it is set again or this object is destroyed.
     void set(uint32_t second);
 };
 

@@ -22,8 +22,8 @@ off_t fileSize(const StoreDirectory &directory, const std::string &name) {
     return fstatat(directory.descriptor(), name.c_str(), &status, 0) == 0 ? status.st_size : 0;
 }
 
-/// Writes to a file without a name, which leaves nothing behind, as far into it as the file in question
-/// reaches. Returns the error number, 0 when there is no error now.
+/// Writes to an unnamed file, which leaves nothing behind, at the offset where the file in question ends.
+/// Returns the error number, 0 when there is no error now.
 int probeWrite(const StoreDirectory &directory, off_t offset) {
     const Descriptor probe(openat(directory.descriptor(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
     if (!probe.isOpen()) {
@@ -32,7 +32,7 @@ int probeWrite(const StoreDirectory &directory, off_t offset) {
     const std::vector<char> block(65536, '\n');
     size_t done = 0;
     while (done < block.size()) {
-        // A short write hides its reason; the next one tells it.
+        // A short write hides its reason; the next write returns it.
         const ssize_t written =
             pwrite(probe.get(), block.data() + done, block.size() - done, offset + static_cast<off_t>(done));
         if (written < 0) {
@@ -43,7 +43,7 @@ int probeWrite(const StoreDirectory &directory, off_t offset) {
     return 0;
 }
 
-/// Error number of the attempt to write to a file now, 0 when there is none.
+/// Error number of an attempt to write to the file now, 0 when there is none.
 int reasonOf(const StoreDirectory &directory, const std::string &name) {
     constexpr int kFlags = O_WRONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC;
     const Descriptor file(openat(directory.descriptor(), name.c_str(), kFlags));
@@ -59,7 +59,7 @@ void StoredCheck::begin(int position, off_t offset) {
     isShort_ = false;
 }
 
-/// Line feeds behind the offset, which moves to the end of what can be read.
+/// Counts the line feeds after the offset, and moves the offset to the end of what can be read.
 int64_t StoredCheck::countNewItems() {
     const std::string name = dataFileName(position_);
     const Descriptor file(openat(directory_.descriptor(), name.c_str(), O_RDONLY | O_CLOEXEC));

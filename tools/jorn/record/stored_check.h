@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Sees that what the store says it has written is in the file. The store ignores the results of its
-// writes, so a full disk shows in the file alone.
+// Checks that what the store claims to have written is in the file. The store ignores the results of its
+// writes, so a full disk shows only in the file.
 #ifndef JORN_TOOLS_STORED_CHECK_H
 #define JORN_TOOLS_STORED_CHECK_H
 
@@ -15,25 +15,25 @@
 namespace tool {
 
 /// Follows the file that is being written. Every item is one line that ends with a line feed, so the
-/// items that arrived are the line feeds behind the part that was there before.
+/// items that arrived are the line feeds after the part that was there before.
 class StoredCheck {
 public:
     explicit StoredCheck(const StoreDirectory &directory) : directory_(directory) {}
 
-    /// Goes on with another file, of which all up to `offset` was there before.
+    /// Switches to another file, whose first `offset` bytes were there before.
     void begin(int position, off_t offset);
 
-    /// Takes note of items that the store has written to the file.
+    /// Adds to the number of items that the store claims to have written to the file.
     void expect(int64_t items) { expected_ += items; }
 
-    /// Compares with the file, which the store has closed; tells whether every item is there. Those that
-    /// are there are confirmed.
+    /// Compares with the file, which the store has closed. Returns whether every item is there; those that
+    /// are count as confirmed.
     [[nodiscard]] bool verify();
 
-    /// A verification has found that an item is not in the file. It stays so until the next begin().
+    /// Whether a verification has found an item missing from the file. Stays so until the next begin().
     bool isShort() const { return isShort_; }
 
-    /// Items that were found in the files since the beginning.
+    /// Number of items found in the files so far.
     int64_t confirmed() const { return confirmed_; }
 
 private:
@@ -47,8 +47,8 @@ private:
     int64_t confirmed_ = 0;
 };
 
-/// The failure of a file of the store that does not take what is written to it, with the reason where one
-/// can be found: the store itself does not keep it.
+/// The failure to write to a file of the store, with the reason where one can be found: the store itself
+/// does not keep it.
 Failure writeFailure(const StoreDirectory &directory, const std::string &fileName);
 
 }  // namespace tool

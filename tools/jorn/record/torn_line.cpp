@@ -28,7 +28,7 @@ constexpr size_t kBlockSize = 65536;
 /// The last line of a file, from after the last line feed to the file's end.
 struct LastLine {
     int64_t begin = 0;
-    int64_t endOfItems = 0;  ///< Where its last piece that is a whole item ends; `begin` without one.
+    int64_t endOfItems = 0;  ///< Where the last piece that is a whole item ends; `begin` if there is none.
     int64_t end = 0;
 
     bool isEmpty() const { return begin == end; }
@@ -52,7 +52,7 @@ int64_t beginOfLastLine(int fd, int64_t end) {
     return 0;
 }
 
-/// Read in pieces, as the store does, and as the one who checks a log judges them.
+/// Reads in pieces, as the store does, and judges them as a check of the log does.
 LastLine findLastLine(int fd, int64_t size) {
     LastLine last;
     last.begin = beginOfLastLine(fd, size);
@@ -66,14 +66,14 @@ LastLine findLastLine(int fd, int64_t size) {
     return last;
 }
 
-/// A file of which the last line is to be ended.
+/// A file whose last line is to be ended.
 class TornFile {
 public:
     TornFile(const StoreDirectory &directory, std::string name)
         : directory_(directory), name_(std::move(name)), shown_(directory.pathOf(name_)) {}
 
     std::string endLastLine() {
-        // What is no file, or a link, the store does not get to open.
+        // The store never gets to open a link, or anything but a file.
         file_ = openQuiet(directory_, name_, O_NOFOLLOW);
         if (!file_.isOpen() || fstat(file_.get(), &status_) < 0 || !S_ISREG(status_.st_mode)) {
             return "";
@@ -93,7 +93,7 @@ public:
     }
 
 private:
-    /// The very file that was read, whatever its name stands for meanwhile.
+    /// Opens the very file that was read, whatever its name refers to by now.
     void openToWrite() {
         writer_ = Descriptor(open(descriptorName(file_.get()).c_str(), O_WRONLY | O_CLOEXEC));
         if (!writer_.isOpen()) {
@@ -112,7 +112,7 @@ private:
                " are kept in " + directory_.pathOf(kept);
     }
 
-    /// Returns the name of the file that holds them now.
+    /// Returns the name of the file that holds the bytes now.
     std::string keepTornBytes(int64_t begin) const {
         int number = 0;
         while (isTaken(tornName(number))) {

@@ -9,11 +9,11 @@
 
 namespace tool {
 
-/// Gives the last line of a data file its line feed where it is an item of which nothing can lack but an end
-/// of its text. Else moves what is no item of it into a new file "torn-N.txt" of the lowest free number: that
-/// is on the medium, under its name, before the data file loses the bytes, so that a cut leaves them in both
-/// at worst. Returns what was done, in a sentence; empty when the file, if there is one, ends with a line
-/// feed. Throws Failure; then no byte is lost.
+/// Adds the line feed to the last line of a data file if the line is an item that can lack nothing but the
+/// end of its text. Otherwise moves the part that is not an item into a new file "torn-N.txt" with the lowest
+/// free number. That file and its name are on the medium before the data file loses the bytes, so that at
+/// worst a cut leaves them in both. Returns what was done, as a sentence; empty when the file ends with a
+/// line feed or there is none. Throws Failure; then no byte is lost.
 std::string endTornLine(const StoreDirectory &directory, int position);
 
 }  // namespace tool
