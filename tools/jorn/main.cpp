@@ -10,6 +10,7 @@
 #include <CLI/Formatter.hpp>
 #include <CLI/Option.hpp>
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <exception>
 #include <filesystem>
@@ -18,7 +19,9 @@
 #include <vector>
 
 #include "commands/commands.h"
+#include "commands/log_options.h"
 #include "system/failure.h"
+#include "terminal/likeness.h"
 
 namespace {
 
@@ -28,43 +31,94 @@ std::string chosenCommand(const CLI::App &app) {
     return commands.empty() ? "jorn" : "jorn " + commands.front()->get_name();
 }
 
+struct Command {
+    const char *name;
+    void (*add)(CLI::App *app, int *exitCode);
+};
+
+constexpr std::array<Command, 9> kCommands = {{
+    {"show", tool::addShowCommand},
+    {"follow", tool::addFollowCommand},
+    {"count", tool::addCountCommand},
+    {"stats", tool::addStatsCommand},
+    {"export", tool::addExportCommand},
+    {"check", tool::addCheckCommand},
+    {"repair", tool::addRepairCommand},
+    {"clear", tool::addClearCommand},
+    {"record", [](CLI::App *app, int *) { tool::addRecordCommand(app); }},
+}};
+
+bool isCommand(const std::string &word) {
+    return std::any_of(kCommands.begin(), kCommands.end(),
+                       [&](const Command &command) { return word == command.name; });
+}
+
+/// "; did you mean WORD?" where one of the words is alike enough.
+std::string guess(const std::string &word, const std::vector<std::string> &words) {
+    const std::string likely = tool::likeliest(word, words);
+    return likely.empty() ? "" : "; did you mean " + likely + "?";
+}
+
+std::string unknownCommand(const std::string &word) {
+    std::vector<std::string> names = {"help"};
+    for (const Command &command : kCommands) {
+        names.emplace_back(command.name);
+    }
+    return "unknown command: " + word + guess(word, names);
+}
+
+/// `word` as it was given, perhaps with a value after "=".
+std::string unknownOption(const CLI::App &app, const std::string &word) {
+    std::vector<const CLI::App *> apps = {&app};
+    for (const CLI::App *const command : app.get_subcommands()) {
+        apps.push_back(command);
+    }
+    if (tool::isNumericOption(word)) {
+        const bool hasLines = apps.back()->get_option_no_throw("-n") != nullptr;
+        return "unknown option: " + word + (hasLines ? "; did you mean -n " + word.substr(1) + "?" : "");
+    }
+    std::vector<std::string> names;
+    for (const CLI::App *const each : apps) {
+        for (const CLI::Option *const option : each->get_options()) {
+            for (const std::string &name : option->get_lnames()) {
+                names.push_back("--" + name);
+            }
+        }
+    }
+    const bool isLong = word.compare(0, 2, "--") == 0;
+    return "unknown option: " + word + (isLong ? guess(word.substr(0, word.find('=')), names) : "");
+}
+
 /// Whether a first word that is no command is the directory of the default command, or an option of it.
-bool isForShow(const CLI::App &app, const std::string &word) {
+bool isForShow(const std::string &word) {
     const bool isOfApp = word == "-h" || word == "--help" || word == "-V" || word == "--version";
-    const auto commands =
-        app.get_subcommands([&](const CLI::App *command) { return command->get_name() == word; });
     std::error_code ignored;
-    return !isOfApp && commands.empty() && !word.empty() &&
+    return !isOfApp && !isCommand(word) && !word.empty() &&
            (word[0] == '-' || word.find('/') != std::string::npos ||
             std::filesystem::is_directory(word, ignored));
 }
 
-bool isCommand(const CLI::App &app, const std::string &word) {
-    return !app.get_subcommands([&](const CLI::App *command) { return command->get_name() == word; }).empty();
-}
-
 /// `jorn help COMMAND` is `jorn COMMAND --help`.
-std::vector<std::string> helpArguments(const CLI::App &app, const std::vector<std::string> &words) {
-    if (words.size() > 1 && !isCommand(app, words[1])) {
-        tool::refuse("unknown command: " + words[1]);
+std::vector<std::string> helpArguments(const std::vector<std::string> &words) {
+    if (words.size() > 1 && !isCommand(words[1])) {
+        tool::refuse(unknownCommand(words[1]));
     }
     std::vector<std::string> arguments(words.begin() + 1, words.end());
     arguments.emplace_back("--help");
     return arguments;
 }
 
-/// The arguments in the order in which the parser takes them: the last one first.
-std::vector<std::string> argumentsOf(const CLI::App &app, int argc, char **argv) {
+/// The arguments with the command in front, where there is one.
+std::vector<std::string> argumentsOf(int argc, char **argv) {
     std::vector<std::string> arguments(argv + 1, argv + argc);
     if (!arguments.empty() && arguments.front() == "help") {
-        arguments = helpArguments(app, arguments);
+        arguments = helpArguments(arguments);
     }
     if (arguments.empty()) {
         arguments = {"--help"};
-    } else if (isForShow(app, arguments.front())) {
+    } else if (isForShow(arguments.front())) {
         arguments.insert(arguments.begin(), "show");
     }
-    std::reverse(arguments.begin(), arguments.end());
     return arguments;
 }
 
@@ -89,9 +143,12 @@ std::string problemOf(const CLI::App &app, const CLI::ParseError &error) {
     const auto option = std::find_if(
         left.begin(), left.end(), [](const std::string &word) { return word.size() > 1 && word[0] == '-'; });
     const int code = error.get_exit_code();
+    if (code == static_cast<int>(tool::kUnknownOption)) {
+        return unknownOption(app, error.what());
+    }
     const bool isOfWords = code == static_cast<int>(CLI::ExitCodes::ExtrasError) ||
                            code == static_cast<int>(CLI::ExitCodes::RequiredError);
-    return isOfWords && option != left.end() ? "unknown option: " + *option : error.what();
+    return isOfWords && option != left.end() ? unknownOption(app, *option) : error.what();
 }
 
 /// Prints what --help or --version asked for.
@@ -104,15 +161,28 @@ int answer(CLI::App *app, const CLI::Success &asked) {
     return exitCode;
 }
 
+/// Options take a good part of the time that a command needs, so that just those of the chosen one are made.
+/// Help is of all.
+void addCommands(CLI::App *app, const std::string &chosen, int *exitCode) {
+    for (const Command &command : kCommands) {
+        if (chosen == command.name || !isCommand(chosen)) {
+            command.add(app, exitCode);
+        }
+    }
+}
+
 /// Runs the command that was chosen. Gives `exitCode` as the command left it, or that of a usage error.
-int parseAndRun(CLI::App *app, const int *exitCode, int argc, char **argv) {
+int parseAndRun(CLI::App *app, const int *exitCode, std::vector<std::string> arguments) {
+    const std::string first = arguments.front();
+    // The parser takes the last one first.
+    std::reverse(arguments.begin(), arguments.end());
     try {
-        app->parse(argumentsOf(*app, argc, argv));
+        app->parse(arguments);
     } catch (const CLI::Success &asked) {
         return answer(app, asked);
     } catch (const CLI::ParseError &error) {
-        const bool isUnknown = app->get_subcommands().empty() && argc > 1 && argv[1][0] != '-';
-        tool::printMessage(isUnknown ? "unknown command: " + std::string(argv[1]) : problemOf(*app, error));
+        const bool isUnknown = app->get_subcommands().empty() && !first.empty() && first[0] != '-';
+        tool::printMessage(isUnknown ? unknownCommand(first) : problemOf(*app, error));
         tool::printMessage("see " + chosenCommand(*app) + " --help");
         return tool::kExitUsage;
     }
@@ -143,17 +213,10 @@ int run(int argc, char **argv) {
         "Exit codes: 0 done, 1 no match where that was asked, 2 usage, 3 damage was found, 4 input or\n"
         "output failed.");
     int exitCode = tool::kExitDone;
-    tool::addShowCommand(&app, &exitCode);
-    tool::addFollowCommand(&app, &exitCode);
-    tool::addCountCommand(&app, &exitCode);
-    tool::addStatsCommand(&app, &exitCode);
-    tool::addExportCommand(&app, &exitCode);
-    tool::addCheckCommand(&app, &exitCode);
-    tool::addRepairCommand(&app, &exitCode);
-    tool::addClearCommand(&app, &exitCode);
-    tool::addRecordCommand(&app);
+    const std::vector<std::string> arguments = argumentsOf(argc, argv);
+    addCommands(&app, arguments.front(), &exitCode);
     refuseEmptyValues(&app);
-    return parseAndRun(&app, &exitCode, argc, argv);
+    return parseAndRun(&app, &exitCode, arguments);
 }
 
 }  // namespace

@@ -41,6 +41,9 @@ void addQuestionOptions(CLI::App *command, FilterOptions *options);
 /// is what relative times start from. Throws Failure.
 Question openQuestion(const FilterOptions &options, time_t now);
 
+/// The same of a directory that is to be a log.
+Question openLogQuestion(const FilterOptions &options, time_t now);
+
 /// Refuses what openQuestion() would refuse, where there is no directory yet. Gives the last time that items
 /// may have. Throws Failure.
 uint32_t checkFilter(const FilterOptions &options, time_t now);
