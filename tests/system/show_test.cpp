@@ -319,6 +319,16 @@ TEST_F(ShowTest, Show_Pages_FromNewestToLast) {
     EXPECT_EQ(beyond.err, "page 3 of 3 (6 items)\n");
 }
 
+TEST_F(ShowTest, ShowPage_ItemsThatDifferByTimeAlone_EachOnItsPage) {
+    writeIndex("0,0");
+    write("log/0.csv", dataLine(kMidnight, 1, 0, "same") + dataLine(kMidnight + 1, 1, 0, "same") +
+                           dataLine(kMidnight + 2, 1, 0, "same") + dataLine(kMidnight + 3, 1, 0, "same"));
+    for (int page = 1; page <= 4; ++page) {
+        const Outcome run = jorn({"show", "log", "--utc", "--per-page", "1", "--page", std::to_string(page)});
+        EXPECT_EQ(run.out, "2023-11-15 00:00:0" + std::to_string(4 - page) + "Z 1 0 same\n");
+    }
+}
+
 TEST_F(ShowTest, ShowPage_NewestFileEmpty_TellsOfTheItemsThatTheDeviceHides) {
     writeIndex("0,1");
     write("log/0.csv", dataLine(kMidnight, 1, 0, "x") + dataLine(kMidnight, 0, 0, "y"));

@@ -15,11 +15,13 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "commands/commands.h"
 #include "commands/log_options.h"
+#include "system/child_process.h"
 #include "system/failure.h"
 #include "terminal/likeness.h"
 
@@ -31,26 +33,45 @@ std::string chosenCommand(const CLI::App &app) {
     return commands.empty() ? "jorn" : "jorn " + commands.front()->get_name();
 }
 
+/// What `jorn record` is to run, if anything.
+using ToRun = std::optional<std::vector<std::string>>;
+
 struct Command {
     const char *name;
-    void (*add)(CLI::App *app, int *exitCode);
+    void (*add)(CLI::App *app, int *exitCode, const ToRun &toRun);
 };
 
+/// For the commands that run nothing.
+template <void (*kAdd)(CLI::App *, int *)>
+void addPlain(CLI::App *app, int *exitCode, const ToRun & /*toRun*/) {
+    kAdd(app, exitCode);
+}
+
 constexpr std::array<Command, 9> kCommands = {{
-    {"show", tool::addShowCommand},
-    {"follow", tool::addFollowCommand},
-    {"count", tool::addCountCommand},
-    {"stats", tool::addStatsCommand},
-    {"export", tool::addExportCommand},
-    {"check", tool::addCheckCommand},
-    {"repair", tool::addRepairCommand},
-    {"clear", tool::addClearCommand},
-    {"record", [](CLI::App *app, int *) { tool::addRecordCommand(app); }},
+    {"show", addPlain<tool::addShowCommand>},
+    {"follow", addPlain<tool::addFollowCommand>},
+    {"count", addPlain<tool::addCountCommand>},
+    {"stats", addPlain<tool::addStatsCommand>},
+    {"export", addPlain<tool::addExportCommand>},
+    {"check", addPlain<tool::addCheckCommand>},
+    {"repair", addPlain<tool::addRepairCommand>},
+    {"clear", addPlain<tool::addClearCommand>},
+    {"record", tool::addRecordCommand},
 }};
 
 bool isCommand(const std::string &word) {
     return std::any_of(kCommands.begin(), kCommands.end(),
                        [&](const Command &command) { return word == command.name; });
+}
+
+/// Options take a good part of the time that a command needs, so that just those of the chosen one are made.
+/// Help is of all.
+void addCommands(CLI::App *app, const std::string &chosen, int *exitCode, const ToRun &toRun) {
+    for (const Command &command : kCommands) {
+        if (chosen == command.name || !isCommand(chosen)) {
+            command.add(app, exitCode, toRun);
+        }
+    }
 }
 
 /// "; did you mean WORD?" where one of the words is alike enough.
@@ -67,26 +88,32 @@ std::string unknownCommand(const std::string &word) {
     return "unknown command: " + word + guess(word, names);
 }
 
+/// The long names of all options that the command line could have had.
+std::vector<std::string> longOptions(const std::vector<const CLI::App *> &apps) {
+    std::vector<std::string> names;
+    for (const CLI::App *const app : apps) {
+        for (const CLI::Option *const option : app->get_options()) {
+            for (const std::string &name : option->get_lnames()) {
+                names.push_back("--" + name);
+            }
+        }
+    }
+    return names;
+}
+
 /// `word` as it was given, perhaps with a value after "=".
 std::string unknownOption(const CLI::App &app, const std::string &word) {
     std::vector<const CLI::App *> apps = {&app};
     for (const CLI::App *const command : app.get_subcommands()) {
         apps.push_back(command);
     }
-    if (tool::isNumericOption(word)) {
-        const bool hasLines = apps.back()->get_option_no_throw("-n") != nullptr;
-        return "unknown option: " + word + (hasLines ? "; did you mean -n " + word.substr(1) + "?" : "");
+    std::string likely;
+    if (tool::isNumericOption(word) && apps.back()->get_option_no_throw("-n") != nullptr) {
+        likely = "; did you mean -n " + word.substr(1) + "?";
+    } else if (word.compare(0, 2, "--") == 0) {
+        likely = guess(word.substr(0, word.find('=')), longOptions(apps));
     }
-    std::vector<std::string> names;
-    for (const CLI::App *const each : apps) {
-        for (const CLI::Option *const option : each->get_options()) {
-            for (const std::string &name : option->get_lnames()) {
-                names.push_back("--" + name);
-            }
-        }
-    }
-    const bool isLong = word.compare(0, 2, "--") == 0;
-    return "unknown option: " + word + (isLong ? guess(word.substr(0, word.find('=')), names) : "");
+    return "unknown option: " + word + likely;
 }
 
 /// Whether a first word that is no command is the directory of the default command, or an option of it.
@@ -98,8 +125,19 @@ bool isForShow(const std::string &word) {
             std::filesystem::is_directory(word, ignored));
 }
 
+/// Takes the command that `jorn record` is to run, all that follows "--", off the words.
+ToRun takeCommand(std::vector<std::string> *words) {
+    const auto mark = std::find(words->begin(), words->end(), "--");
+    if (words->empty() || words->front() != "record" || mark == words->end()) {
+        return std::nullopt;
+    }
+    std::vector<std::string> command(mark + 1, words->end());
+    words->erase(mark, words->end());
+    return command;
+}
+
 /// `jorn help COMMAND` is `jorn COMMAND --help`.
-std::vector<std::string> helpArguments(const std::vector<std::string> &words) {
+std::vector<std::string> helpWords(const std::vector<std::string> &words) {
     if (words.size() > 1 && !isCommand(words[1])) {
         tool::refuse(unknownCommand(words[1]));
     }
@@ -108,18 +146,16 @@ std::vector<std::string> helpArguments(const std::vector<std::string> &words) {
     return arguments;
 }
 
-/// The arguments with the command in front, where there is one.
-std::vector<std::string> argumentsOf(int argc, char **argv) {
-    std::vector<std::string> arguments(argv + 1, argv + argc);
-    if (!arguments.empty() && arguments.front() == "help") {
-        arguments = helpArguments(arguments);
+/// The words with the command in front, where there is one; never none.
+std::vector<std::string> argumentsOf(std::vector<std::string> words) {
+    if (words.empty()) {
+        words = {"--help"};
+    } else if (words.front() == "help") {
+        words = helpWords(words);
+    } else if (isForShow(words.front())) {
+        words.insert(words.begin(), "show");
     }
-    if (arguments.empty()) {
-        arguments = {"--help"};
-    } else if (isForShow(arguments.front())) {
-        arguments.insert(arguments.begin(), "show");
-    }
-    return arguments;
+    return words;
 }
 
 /// A variable of a script that is not set must not lift a limit, or lead elsewhere, without a word. Only a
@@ -161,30 +197,20 @@ int answer(CLI::App *app, const CLI::Success &asked) {
     return exitCode;
 }
 
-/// Options take a good part of the time that a command needs, so that just those of the chosen one are made.
-/// Help is of all.
-void addCommands(CLI::App *app, const std::string &chosen, int *exitCode) {
-    for (const Command &command : kCommands) {
-        if (chosen == command.name || !isCommand(chosen)) {
-            command.add(app, exitCode);
-        }
-    }
-}
-
-/// Runs the command that was chosen. Gives `exitCode` as the command left it, or that of a usage error.
-int parseAndRun(CLI::App *app, const int *exitCode, std::vector<std::string> arguments) {
-    const std::string first = arguments.front();
+/// Runs the command that was chosen. Gives `exitCode` as the command left it, or `usageExit` for what cannot
+/// be parsed.
+int parseAndRun(CLI::App *app, const int *exitCode, int usageExit, const std::vector<std::string> &words) {
     // The parser takes the last one first.
-    std::reverse(arguments.begin(), arguments.end());
+    std::vector<std::string> arguments(words.rbegin(), words.rend());
     try {
         app->parse(arguments);
     } catch (const CLI::Success &asked) {
         return answer(app, asked);
     } catch (const CLI::ParseError &error) {
-        const bool isUnknown = app->get_subcommands().empty() && !first.empty() && first[0] != '-';
-        tool::printMessage(isUnknown ? unknownCommand(first) : problemOf(*app, error));
+        const bool isUnknown = app->get_subcommands().empty() && words.front()[0] != '-';
+        tool::printMessage(isUnknown ? unknownCommand(words.front()) : problemOf(*app, error));
         tool::printMessage("see " + chosenCommand(*app) + " --help");
-        return tool::kExitUsage;
+        return usageExit;
     }
     return *exitCode;
 }
@@ -212,11 +238,13 @@ int run(int argc, char **argv) {
         "command, with examples.\n"
         "Exit codes: 0 done, 1 no match where that was asked, 2 usage, 3 damage was found, 4 input or\n"
         "output failed.");
+    std::vector<std::string> words(argv + 1, argv + argc);
+    const ToRun toRun = takeCommand(&words);
+    words = argumentsOf(words);
     int exitCode = tool::kExitDone;
-    const std::vector<std::string> arguments = argumentsOf(argc, argv);
-    addCommands(&app, arguments.front(), &exitCode);
+    addCommands(&app, words.front(), &exitCode, toRun);
     refuseEmptyValues(&app);
-    return parseAndRun(&app, &exitCode, arguments);
+    return parseAndRun(&app, &exitCode, toRun ? tool::kExitOfRunner : tool::kExitUsage, words);
 }
 
 }  // namespace

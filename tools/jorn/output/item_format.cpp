@@ -134,7 +134,7 @@ std::string ItemFormatter::formatForPeople(const Item &item) {
     return colored(lead(item) + text, color) + "\n";
 }
 
-/// A text within a line of a colour, with what the pattern finds in another.
+/// A text in a coloured line, with the pattern's matches in another colour.
 std::string ItemFormatter::highlighted(const std::string &text, const std::string &color) const {
     const std::string begin =
         (color.empty() ? "" : kNoColor) + std::string(color == kUrgent ? kUrgentMatch : kMatch);
@@ -205,7 +205,7 @@ std::string ItemFormatter::csvOrigin() const {
     return origin.isNumbered() ? fields + "," + std::to_string(origin.epoch) + "," : fields;
 }
 
-/// The number that a key was written for, and its name, if it has one, as a member of its own.
+/// The value of a key just written, and its name, if it has one, as a separate member.
 void ItemFormatter::addJsonNumber(const char *key, int32_t number, const NameTable &names) {
     appendNumber(&line_, number);
     if (const std::string *const name = names.nameOf(number)) {

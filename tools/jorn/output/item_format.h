@@ -8,7 +8,7 @@
 //   device      Sat Nov 21 06:47:08 2026 1 5 door open     the time as the device prints it
 //   csv         1795000000,1,5,door open                   after a line of headings; quoted by RFC 4180
 //   json        {"time":1795000000,"iso":"...","level":1,"level_name":"warning","slot":5,"text":"door open"}
-// Where an item's origin is told, csv has further columns and json further members after the text: "device",
+// Where an item's origin is given, csv has further columns and json further members after the text: "device",
 // "log", and "epoch" and "seq", as far as they are known.
 #ifndef JORN_TOOLS_ITEM_FORMAT_H
 #define JORN_TOOLS_ITEM_FORMAT_H
@@ -35,10 +35,10 @@ ItemForm itemFormOf(const std::string &name);
 struct ItemStyle {
     ItemForm form = ItemForm::Text;
     bool isUtc = false;               ///< UTC is the local time of the process; times get a "Z".
-    bool isEscaped = false;           ///< For a terminal: texts get through escaped(), JSON is pure ASCII.
-    bool isColored = false;           ///< Levels and matches in colours, in the forms for people.
+    bool isEscaped = false;           ///< For a terminal: texts pass through escaped(), JSON is pure ASCII.
+    bool isColored = false;           ///< Levels and matches in colour, in the forms for people.
     const Names *names = &noNames();  ///< Shown in place of numbers.
-    std::shared_ptr<const RE2> pattern{};  ///< What it finds in a text is a match; null for none.
+    std::shared_ptr<const RE2> pattern{};  ///< Its matches in texts are marked; null for none.
     ItemOrigin origin{};                   ///< For csv and json.
 };
 
@@ -46,13 +46,13 @@ class ItemFormatter {
 public:
     explicit ItemFormatter(const ItemStyle &style);
 
-    /// What stands before all items: the headings of CSV, else nothing.
+    /// Output before all items: the CSV headings, else nothing.
     std::string heading() const;
 
-    /// What stands between items that are no neighbours: a line, in the forms for people.
+    /// Output between items that are not neighbours: a separator line, in the forms for people.
     std::string gap() const;
 
-    /// The item's line with its line feed. Good until the next call.
+    /// The item's line with its line feed. Valid until the next call.
     const std::string &format(const Item &item);
 
 private:
@@ -69,7 +69,7 @@ private:
     std::string shownSlot(const Item &item) const;
 
     ItemStyle style_;
-    std::string origin_;  ///< What all items have after their texts, but for the running number.
+    std::string origin_;  ///< What all items have after their texts, except the running number.
     TimeFormatter time_;
     std::string line_;
 };

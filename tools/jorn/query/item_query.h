@@ -28,14 +28,15 @@ struct Tally {
     uint64_t others = 0;  ///< Of levels outside 0 to 3, which only a damaged file holds.
 
     void add(int32_t level, uint64_t count = 1);
+    void add(const Tally &other);
     uint64_t total() const;
 };
 
 struct CountAnswer {
     Tally tally;
     Route route = Route::Summaries;
-    size_t filesSummarised = 0;  ///< Files that were read once for their summary.
-    size_t filesScanned = 0;     ///< Files whose lines were read for this question.
+    size_t filesSummarised = 0;  ///< Files whose summaries were made.
+    size_t filesScanned = 0;     ///< Files whose lines were counted one by one.
 
     /// How the answer was found, in a sentence.
     std::string explanation() const;

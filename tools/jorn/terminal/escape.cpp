@@ -6,7 +6,7 @@
 namespace tool {
 namespace {
 
-/// A tab does nothing to a terminal but what it is for.
+/// A tab is harmless to a terminal.
 bool isControl(uint32_t code) { return (code < 0x20 && code != '\t') || (code >= 0x7f && code < 0xa0); }
 
 bool turnsDirection(uint32_t code) {
@@ -14,7 +14,7 @@ bool turnsDirection(uint32_t code) {
            (code >= 0x2066 && code <= 0x2069);
 }
 
-/// U+2028 and U+2029, which some terminals take for a new line.
+/// U+2028 and U+2029, which some terminals treat as a line break.
 bool endsLine(uint32_t code) { return code == 0x2028 || code == 0x2029; }
 
 void appendEscaped(std::string *out, std::string_view bytes) {
