@@ -323,5 +323,28 @@ TEST(LineTest, AppendLine_TextOfAnyLengthAnywhere_ReadsNothingBeforeItAndAfterIt
     }
 }
 
+/// Any byte in place of any one that is looked at.
+TEST(LineTest, BeginsAsUsual_AnyByteInAnyPlace_DigitsAndCommasWhereTheyBelong) {
+    const std::string usual = "1234567890,1,5,";
+    ASSERT_EQ(usual.size(), jorn::kUsualBegin);
+    EXPECT_TRUE(jorn::beginsAsUsual("0000000000,0,0,"));
+    EXPECT_TRUE(jorn::beginsAsUsual("9999999999,9,9,"));
+    for (size_t place = 0; place < usual.size(); ++place) {
+        for (int byte = 0; byte < 256; ++byte) {
+            std::string line = usual;
+            line[place] = static_cast<char>(byte);
+            const bool isRight = usual[place] == ',' ? byte == ',' : byte >= '0' && byte <= '9';
+            EXPECT_EQ(jorn::beginsAsUsual(line.c_str()), isRight) << place << " " << byte;
+        }
+    }
+}
+
+TEST(LineTest, BeginsAsUsual_LineThatDoes_IsWhole) {
+    const std::string line = built(1700000000, 3, 7, "");
+    ASSERT_TRUE(jorn::beginsAsUsual(line.c_str()));
+    JORN_ITEM_INFO info;
+    EXPECT_EQ(jorn::parseLine(line.c_str(), line.size(), &info), jorn::ParsedLine::Whole);
+}
+
 }  // namespace
 }  // namespace test

@@ -16,6 +16,7 @@
 #include "fuzz/ring_input.h"
 #include "fuzz/tool_filter.h"
 #include "fuzz/tool_process.h"
+#include "log/store_directory.h"
 #include "model/line_model.h"
 #include "model/ring_files.h"
 #include "model/start_model.h"
@@ -75,8 +76,9 @@ int exitCodeOver(const test::NamedFiles &files, const test::ModelStart &start, c
 void expectQuiet(const std::string &output) {
     for (const char c : output) {
         const auto byte = static_cast<unsigned char>(c);
-        if (c != '\n' && (byte < 0x20 || byte == 0x7f)) {
-            reportFinding("control byte on standard output", readable(output), "none but line feeds");
+        if (c != '\n' && c != '\t' && (byte < 0x20 || byte == 0x7f)) {
+            reportFinding("control byte on standard output", readable(output),
+                          "none but line feeds and tabs");
         }
     }
     for (size_t i = output.find('\xc2'); i != output.npos; i = output.find('\xc2', i + 1)) {
@@ -110,9 +112,19 @@ Seen seenBy(const Filter &filter, const test::NamedFiles &files) {
     return {files, filter.files != 0 ? filter.files : smallestRing(files)};
 }
 
+bool isOfLog(const std::string &name) {
+    return name == tool::kIndexName || name == tool::kIndexBackupName || tool::dataFilePosition(name);
+}
+
+/// A question that cannot be, or to a directory without a log.
+bool isRefused(const Filter &filter, const test::NamedFiles &files) {
+    return isContradicting(filter.require) ||
+           std::none_of(files.begin(), files.end(), [](const auto &file) { return isOfLog(file.first); });
+}
+
 void checkCount(const test::NamedFiles &files, const Filter &filter, const std::string &directory) {
     const Run run = fuzz::run(commandLine("count", filter, {}, directory));
-    if (isContradicting(filter.require)) {
+    if (isRefused(filter, files)) {
         expectNumber("exit code of count", run.exitCode, tool::kExitUsage);
         return;
     }
@@ -154,7 +166,7 @@ void checkPage(const test::NamedFiles &files, const Filter &filter, int32_t perP
     const std::vector<std::string> options = {
         "--escape", "--utc", "--per-page", std::to_string(perPage), "--page", std::to_string(page)};
     const Run run = fuzz::run(commandLine("show", filter, options, directory));
-    if (isContradicting(filter.require) || page == 0 || perPage < 1 || perPage > JORN_REQUIRE_PAGE_MAX) {
+    if (isRefused(filter, files) || page == 0 || perPage < 1 || perPage > JORN_REQUIRE_PAGE_MAX) {
         expectNumber("exit code of show", run.exitCode, tool::kExitUsage);
         return;
     }
@@ -166,7 +178,7 @@ void checkNewest(const test::NamedFiles &files, const Filter &filter, int32_t mo
                  const std::string &directory) {
     const Run run =
         fuzz::run(commandLine("show", filter, {"--escape", "--utc", "-n", std::to_string(most)}, directory));
-    if (isContradicting(filter.require)) {
+    if (isRefused(filter, files)) {
         expectNumber("exit code of show", run.exitCode, tool::kExitUsage);
         return;
     }
@@ -223,7 +235,7 @@ void checkExport(const test::NamedFiles &files, const Filter &filter, const std:
                  bool isOnTerminal, const std::string &directory) {
     const auto runIt = isOnTerminal ? runOnTerminal : fuzz::run;
     const Run run = runIt(commandLine("export", filter, {"--utc", "-o", form}, directory));
-    if (isContradicting(filter.require)) {
+    if (isRefused(filter, files)) {
         expectNumber("exit code of export", run.exitCode, tool::kExitUsage);
         return;
     }
@@ -278,7 +290,7 @@ void checkStats(const test::NamedFiles &files, const Filter &filter, bool isOnTe
                                                  : std::vector<std::string>{"-o", "json", "--disk-usage"};
     const Run run =
         (isOnTerminal ? runOnTerminal : fuzz::run)(commandLine("stats", filter, options, directory));
-    if (isContradicting(filter.require)) {
+    if (isRefused(filter, files)) {
         expectNumber("exit code of stats", run.exitCode, tool::kExitUsage);
         return;
     }

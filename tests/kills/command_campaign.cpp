@@ -171,7 +171,7 @@ Complaint finishClearing(const Situation &now) {
         return complain("check", check);
     }
     const TraceOutcome count = jorn(now, {"count", "-o", "csv", "@log"});
-    const std::string wanted = "total," + std::to_string(kNewItems + 2);
+    const std::string wanted = "total,," + std::to_string(kNewItems + 2);
     return count.out.find(wanted) == std::string::npos ? complain("count", count) : "";
 }
 

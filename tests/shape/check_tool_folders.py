@@ -38,7 +38,7 @@ USES = {
 
 # The main program, which is beside the folders, and the folders that it uses.
 MAIN = "main.cpp"
-MAIN_USES = {"commands", "system"}
+MAIN_USES = {"commands", "system", "terminal"}
 
 # Where the module itself is run: for the device's pages, and to record.
 USES_MODULE = {"query", "record"}

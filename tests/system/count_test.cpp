@@ -56,8 +56,8 @@ TEST_F(ShowTest, ShowAndCount_WhileARecorderWrites_WhatIsThereIsGivenWhole) {
     for (int round = 0; round < 12; ++round) {
         recorder.feed(numberedLines("round" + std::to_string(round) + "-", 1500));
         const Outcome run = jorn({"show", "live", "-n", "15000", "-r", "-p", "2"});
-        if (run.status == 4) {
-            continue;  // The recorder has not made the directory yet.
+        if (run.status == 4 || run.status == 2) {
+            continue;  // The recorder has not made the directory yet, or nothing in it.
         }
         EXPECT_EQ(run.status, 0) << run.err;
         std::vector<std::string> texts = shownTexts(run.out);
@@ -108,13 +108,17 @@ TEST_F(CountTest, Count_JsonAndCsv_WithNamesAndTheLevelsThatNoLogHas) {
                            dataLine(kMidnight, 2, 5, "c") + dataLine(kMidnight, 7, 1, "d"));
     write("log/jorn.names", "[levels]\n0 = error\n");
     EXPECT_EQ(jorn({"count", "log", "-o", "csv"}).out,
-              "level,items\n"
-              "error,1\n"
-              "1,0\n"
-              "2,2\n"
-              "3,0\n"
-              "other,1\n"
-              "total,4\n");
+              "level,level_name,items\n"
+              "0,error,1\n"
+              "1,,0\n"
+              "2,,2\n"
+              "3,,0\n"
+              "other,,1\n"
+              "total,,4\n");
+    EXPECT_EQ(jorn({"count", "log", "-o", "csv", "--numbers", "-p", "0"}).out,
+              "level,level_name,items\n"
+              "0,,1\n"
+              "total,,1\n");
     EXPECT_EQ(jorn({"count", "log", "-o", "json", "-p", "1"}).out,
               "{\"levels\":[{\"level\":0,\"level_name\":\"error\",\"items\":1},{\"level\":1,\"items\":0}],"
               "\"total\":1}\n");

@@ -396,8 +396,8 @@ TEST_F(ExportTest, Export_WhileARecorderWrites_EveryItemWholeAndInOrder) {
     for (int round = 0; round < 8; ++round) {
         recorder.feed(numberedLines("round" + std::to_string(round) + "-", 1500));
         const Outcome run = jorn({"export", "live", "-o", "csv", "-p", "2"});
-        if (run.status == 4) {
-            continue;  // The recorder has not made the directory yet.
+        if (run.status == 4 || run.status == 2) {
+            continue;  // The recorder has not made the directory yet, or nothing in it.
         }
         EXPECT_EQ(run.status, 0) << run.err;
         std::vector<std::string> lines = linesOf(run.out);

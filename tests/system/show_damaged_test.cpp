@@ -148,12 +148,17 @@ TEST_F(ShowTest, Show_TornLineAtTheEnd_IsNoDamage) {
     EXPECT_EQ(jorn({"show", "log"}).status, 3);
 }
 
-TEST_F(ShowTest, Show_DirectoryWithoutItems_SaysSo) {
-    const Outcome run = jorn({"show", "log", "--page", "1"});
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, "");
-    EXPECT_EQ(run.err, "no items\n");
-    EXPECT_TRUE(std::filesystem::is_empty(path("log")));
+TEST_F(ShowTest, ShowPage_LogWithoutItems_SaysSo) {
+    writeIndex("0,0");
+    for (const char *file : {"", "log/0.csv"}) {
+        if (*file != '\0') {
+            write(file, "");
+        }
+        const Outcome run = jorn({"show", "log", "--page", "1"});
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.out, "");
+        EXPECT_EQ(run.err, "no items\n");
+    }
 }
 
 TEST_F(ShowTest, ShowAndCount_NoDirectory_ExitWith4) {

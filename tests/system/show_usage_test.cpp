@@ -78,10 +78,38 @@ TEST_F(ShowTest, ShowAndCount_UsageErrors_ExitWith2) {
 TEST_F(ShowTest, UnknownOption_IsNamedAndNothingElseBlamed) {
     writeMixed();
     EXPECT_EQ(jorn({"show", "--sicne", "today", "log"}).err,
-              "jorn: unknown option: --sicne\njorn: see jorn show --help\n");
+              "jorn: unknown option: --sicne; did you mean --since?\njorn: see jorn show --help\n");
     EXPECT_EQ(jorn({"count", "-x"}).err, "jorn: unknown option: -x\njorn: see jorn count --help\n");
     EXPECT_EQ(jorn({"check", "log", "log"}).err,
               "jorn: The following argument was not expected: log\njorn: see jorn check --help\n");
+}
+
+TEST_F(ShowTest, UnknownWords_TheLikeliestOneIsSuggested) {
+    writeMixed();
+    const std::vector<std::pair<std::vector<std::string>, std::string>> wrong = {
+        {{"shwo", "log"}, "unknown command: shwo; did you mean show?"},
+        {{"experts", "log"}, "unknown command: experts; did you mean export?"},
+        {{"hepl"}, "unknown command: hepl; did you mean help?"},
+        {{"help", "cuont"}, "unknown command: cuont; did you mean count?"},
+        {{"nonsense"}, "unknown command: nonsense"},
+        {{"log", "--revers"}, "unknown option: --revers; did you mean --reverse?"},
+        {{"log", "--utli=now"}, "unknown option: --utli=now; did you mean --until?"},
+        {{"--vesrion"}, "unknown option: --vesrion; did you mean --version?"},
+        {{"count", "log", "--page", "1"}, "unknown option: --page"},
+        {{"record", "new", "--lvel", "2"}, "unknown option: --lvel; did you mean --level?"},
+        {{"-2", "log"}, "unknown option: -2; did you mean -n 2?"},
+        {{"show", "log", "-20"}, "unknown option: -20; did you mean -n 20?"},
+        {{"follow", "-5", "log"}, "unknown option: -5; did you mean -n 5?"},
+        {{"count", "-2", "log"}, "unknown option: -2"},
+        {{"export", "log", "-2"}, "unknown option: -2"},
+    };
+    for (const auto &[arguments, message] : wrong) {
+        const Outcome run = jorn(arguments);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.out, "");
+        EXPECT_EQ(linesOf(run.err).at(0), "jorn: " + message);
+    }
+    EXPECT_FALSE(exists("new"));
 }
 
 TEST_F(ShowTest, Show_TimeThatBeginsWithAMinus_TakenInEveryWayOfGivingAValue) {

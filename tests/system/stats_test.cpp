@@ -96,14 +96,14 @@ TEST_F(StatsTest, StatsJson_RingThatCameRound_AllOfIt) {
               "{\"start\":\"2023-11-25\",\"items\":2}]}\n");
 }
 
-TEST_F(StatsTest, Stats_EmptyDirectory_SaysSo) {
+TEST_F(StatsTest, Stats_LogWithoutItems_SaysSo) {
+    writeIndex("0,0");
     EXPECT_EQ(statsOf(),
               "log     log\n"
               "ring    at least 2 files; oldest at position 0, newest at 0\n"
-              "index   missing\n"
+              "index   index.csv\n"
               "items   0\n"
               "bytes   0\n");
-    EXPECT_TRUE(std::filesystem::is_empty(path("log")));
     EXPECT_EQ(jsonOf()["items"], 0);
     EXPECT_FALSE(jsonOf().contains("earliest"));
 }
@@ -343,6 +343,7 @@ TEST_F(StatsTest, Stats_DiskUsage_NowAndAtMost) {
 }
 
 TEST_F(StatsTest, Stats_HostileDirectoryName_IsEscaped) {
+    writeIndex("0,0");
     std::filesystem::rename(path("log"), path("\x1b[2J\xff"));
     EXPECT_THAT(jorn({"stats", "\x1b[2J\xff"}).out, HasSubstr("log     \\x1b[2J\\xff\n"));
     EXPECT_THAT(jorn({"stats", "\x1b[2J\xff", "-o", "json"}).out,

@@ -24,7 +24,8 @@ TEST(Escaped, PrintableText_Passes) {
 }
 
 TEST(Escaped, ControlCharacters_AsHex) {
-    EXPECT_EQ(escaped(std::string_view("\0\t\r\x1b\x7f", 5)), "\\x00\\x09\\x0d\\x1b\\x7f");
+    EXPECT_EQ(escaped(std::string_view("\0\r\x1b\x7f", 4)), "\\x00\\x0d\\x1b\\x7f");
+    EXPECT_EQ(escaped("a\tb"), "a\tb");
     EXPECT_EQ(escaped("\xc2\x80\xc2\x9f\xc2\xa0"), "\\xc2\\x80\\xc2\\x9f\xc2\xa0");
     // Written byte by byte, because such characters would reverse the source text itself.
     const std::string overriding = {'\xe2', '\x80', '\xae'};

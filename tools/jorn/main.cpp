@@ -10,6 +10,7 @@
 #include <CLI/Formatter.hpp>
 #include <CLI/Option.hpp>
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <exception>
 #include <filesystem>
@@ -19,8 +20,10 @@
 #include <vector>
 
 #include "commands/commands.h"
+#include "commands/log_options.h"
 #include "system/child_process.h"
 #include "system/failure.h"
+#include "terminal/likeness.h"
 
 namespace {
 
@@ -30,23 +33,100 @@ std::string chosenCommand(const CLI::App &app) {
     return commands.empty() ? "jorn" : "jorn " + commands.front()->get_name();
 }
 
-/// Whether the first word is not a command but a directory for the default command, or an option of it.
-bool isForShow(const CLI::App &app, const std::string &word) {
+/// What `jorn record` is to run, if anything.
+using ToRun = std::optional<std::vector<std::string>>;
+
+struct Command {
+    const char *name;
+    void (*add)(CLI::App *app, int *exitCode, const ToRun &toRun);
+};
+
+/// For the commands that run nothing.
+template <void (*kAdd)(CLI::App *, int *)>
+void addPlain(CLI::App *app, int *exitCode, const ToRun & /*toRun*/) {
+    kAdd(app, exitCode);
+}
+
+constexpr std::array<Command, 9> kCommands = {{
+    {"show", addPlain<tool::addShowCommand>},
+    {"follow", addPlain<tool::addFollowCommand>},
+    {"count", addPlain<tool::addCountCommand>},
+    {"stats", addPlain<tool::addStatsCommand>},
+    {"export", addPlain<tool::addExportCommand>},
+    {"check", addPlain<tool::addCheckCommand>},
+    {"repair", addPlain<tool::addRepairCommand>},
+    {"clear", addPlain<tool::addClearCommand>},
+    {"record", tool::addRecordCommand},
+}};
+
+bool isCommand(const std::string &word) {
+    return std::any_of(kCommands.begin(), kCommands.end(),
+                       [&](const Command &command) { return word == command.name; });
+}
+
+/// Options take a good part of the time that a command needs, so that just those of the chosen one are made.
+/// Help is of all.
+void addCommands(CLI::App *app, const std::string &chosen, int *exitCode, const ToRun &toRun) {
+    for (const Command &command : kCommands) {
+        if (chosen == command.name || !isCommand(chosen)) {
+            command.add(app, exitCode, toRun);
+        }
+    }
+}
+
+/// "; did you mean WORD?" where one of the words is alike enough.
+std::string guess(const std::string &word, const std::vector<std::string> &words) {
+    const std::string likely = tool::likeliest(word, words);
+    return likely.empty() ? "" : "; did you mean " + likely + "?";
+}
+
+std::string unknownCommand(const std::string &word) {
+    std::vector<std::string> names = {"help"};
+    for (const Command &command : kCommands) {
+        names.emplace_back(command.name);
+    }
+    return "unknown command: " + word + guess(word, names);
+}
+
+/// The long names of all options that the command line could have had.
+std::vector<std::string> longOptions(const std::vector<const CLI::App *> &apps) {
+    std::vector<std::string> names;
+    for (const CLI::App *const app : apps) {
+        for (const CLI::Option *const option : app->get_options()) {
+            for (const std::string &name : option->get_lnames()) {
+                names.push_back("--" + name);
+            }
+        }
+    }
+    return names;
+}
+
+/// `word` as it was given, perhaps with a value after "=".
+std::string unknownOption(const CLI::App &app, const std::string &word) {
+    std::vector<const CLI::App *> apps = {&app};
+    for (const CLI::App *const command : app.get_subcommands()) {
+        apps.push_back(command);
+    }
+    std::string likely;
+    if (tool::isNumericOption(word) && apps.back()->get_option_no_throw("-n") != nullptr) {
+        likely = "; did you mean -n " + word.substr(1) + "?";
+    } else if (word.compare(0, 2, "--") == 0) {
+        likely = guess(word.substr(0, word.find('=')), longOptions(apps));
+    }
+    return "unknown option: " + word + likely;
+}
+
+/// Whether a first word that is no command is the directory of the default command, or an option of it.
+bool isForShow(const std::string &word) {
     const bool isOfApp = word == "-h" || word == "--help" || word == "-V" || word == "--version";
-    const auto commands =
-        app.get_subcommands([&](const CLI::App *command) { return command->get_name() == word; });
     std::error_code ignored;
-    return !isOfApp && commands.empty() && !word.empty() &&
+    return !isOfApp && !isCommand(word) && !word.empty() &&
            (word[0] == '-' || word.find('/') != std::string::npos ||
             std::filesystem::is_directory(word, ignored));
 }
 
-bool isCommand(const CLI::App &app, const std::string &word) {
-    return !app.get_subcommands([&](const CLI::App *command) { return command->get_name() == word; }).empty();
-}
-
-/// Removes from the words the command that `jorn record` is to run: all that follows "--".
-std::optional<std::vector<std::string>> takeCommand(std::vector<std::string> *words) {
+/// Takes the command that `jorn record` is to run, all that follows "--", off the words.
+ToRun takeCommand(std::vector<std::string> *words) {
     const auto mark = std::find(words->begin(), words->end(), "--");
     if (words->empty() || words->front() != "record" || mark == words->end()) {
         return std::nullopt;
@@ -57,25 +137,24 @@ std::optional<std::vector<std::string>> takeCommand(std::vector<std::string> *wo
 }
 
 /// `jorn help COMMAND` is `jorn COMMAND --help`.
-std::vector<std::string> helpWords(const CLI::App &app, const std::vector<std::string> &words) {
-    if (words.size() > 1 && !isCommand(app, words[1])) {
-        tool::refuse("unknown command: " + words[1]);
+std::vector<std::string> helpWords(const std::vector<std::string> &words) {
+    if (words.size() > 1 && !isCommand(words[1])) {
+        tool::refuse(unknownCommand(words[1]));
     }
     std::vector<std::string> arguments(words.begin() + 1, words.end());
     arguments.emplace_back("--help");
     return arguments;
 }
 
-/// The arguments in the order in which the parser takes them: the last one first.
-std::vector<std::string> argumentsOf(const CLI::App &app, std::vector<std::string> words) {
+/// The words with the command in front, where there is one; never none.
+std::vector<std::string> argumentsOf(std::vector<std::string> words) {
     if (words.empty()) {
         words = {"--help"};
     } else if (words.front() == "help") {
-        words = helpWords(app, words);
-    } else if (isForShow(app, words.front())) {
+        words = helpWords(words);
+    } else if (isForShow(words.front())) {
         words.insert(words.begin(), "show");
     }
-    std::reverse(words.begin(), words.end());
     return words;
 }
 
@@ -100,9 +179,12 @@ std::string problemOf(const CLI::App &app, const CLI::ParseError &error) {
     const auto option = std::find_if(
         left.begin(), left.end(), [](const std::string &word) { return word.size() > 1 && word[0] == '-'; });
     const int code = error.get_exit_code();
+    if (code == static_cast<int>(tool::kUnknownOption)) {
+        return unknownOption(app, error.what());
+    }
     const bool isOfWords = code == static_cast<int>(CLI::ExitCodes::ExtrasError) ||
                            code == static_cast<int>(CLI::ExitCodes::RequiredError);
-    return isOfWords && option != left.end() ? "unknown option: " + *option : error.what();
+    return isOfWords && option != left.end() ? unknownOption(app, *option) : error.what();
 }
 
 /// Prints what --help or --version asked for.
@@ -118,13 +200,15 @@ int answer(CLI::App *app, const CLI::Success &asked) {
 /// Runs the command that was chosen. Returns `exitCode` as the command left it, or `usageExit` if the words
 /// cannot be parsed.
 int parseAndRun(CLI::App *app, const int *exitCode, int usageExit, const std::vector<std::string> &words) {
+    // The parser takes the last one first.
+    std::vector<std::string> arguments(words.rbegin(), words.rend());
     try {
-        app->parse(argumentsOf(*app, words));
+        app->parse(arguments);
     } catch (const CLI::Success &asked) {
         return answer(app, asked);
     } catch (const CLI::ParseError &error) {
-        const bool isUnknown = app->get_subcommands().empty() && !words.empty() && words.front()[0] != '-';
-        tool::printMessage(isUnknown ? "unknown command: " + words.front() : problemOf(*app, error));
+        const bool isUnknown = app->get_subcommands().empty() && words.front()[0] != '-';
+        tool::printMessage(isUnknown ? unknownCommand(words.front()) : problemOf(*app, error));
         tool::printMessage("see " + chosenCommand(*app) + " --help");
         return usageExit;
     }
@@ -155,19 +239,12 @@ int run(int argc, char **argv) {
         "Exit codes: 0 done, 1 no match where that was asked, 2 usage, 3 damage was found, 4 input or\n"
         "output failed.");
     std::vector<std::string> words(argv + 1, argv + argc);
-    const std::optional<std::vector<std::string>> command = takeCommand(&words);
+    const ToRun toRun = takeCommand(&words);
+    words = argumentsOf(words);
     int exitCode = tool::kExitDone;
-    tool::addShowCommand(&app, &exitCode);
-    tool::addFollowCommand(&app, &exitCode);
-    tool::addCountCommand(&app, &exitCode);
-    tool::addStatsCommand(&app, &exitCode);
-    tool::addExportCommand(&app, &exitCode);
-    tool::addCheckCommand(&app, &exitCode);
-    tool::addRepairCommand(&app, &exitCode);
-    tool::addClearCommand(&app, &exitCode);
-    tool::addRecordCommand(&app, &exitCode, command);
+    addCommands(&app, words.front(), &exitCode, toRun);
     refuseEmptyValues(&app);
-    return parseAndRun(&app, &exitCode, command ? tool::kExitOfRunner : tool::kExitUsage, words);
+    return parseAndRun(&app, &exitCode, toRun ? tool::kExitOfRunner : tool::kExitUsage, words);
 }
 
 }  // namespace

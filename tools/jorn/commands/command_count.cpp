@@ -86,11 +86,12 @@ std::string formatTable(const std::vector<Row> &rows, uint64_t total) {
 }
 
 std::string formatCsv(const std::vector<Row> &rows, uint64_t total) {
-    std::string text = "level,items\n";
+    std::string text = "level,level_name,items\n";
     for (const Row &row : rows) {
-        text += labelOf(row) + "," + std::to_string(row.items) + "\n";
+        const std::string level = row.level < 0 ? "other" : std::to_string(row.level);
+        text += level + "," + row.name + "," + std::to_string(row.items) + "\n";
     }
-    return text + "total," + std::to_string(total) + "\n";
+    return text + "total,," + std::to_string(total) + "\n";
 }
 
 std::string formatJson(const std::vector<Row> &rows, uint64_t total) {
@@ -121,7 +122,7 @@ std::string formatAnswer(const std::string &form, const std::vector<Row> &rows, 
 }
 
 int run(const CountOptions &options) {
-    const Question question = openQuestion(options.filter, time(nullptr));
+    const Question question = openLogQuestion(options.filter, time(nullptr));
     ReadEnd end;
     const CountAnswer answer = readStable(question, &end, [&](const RingView &view, DamageLog *damage) {
         return countItems(view, question.filter, damage);

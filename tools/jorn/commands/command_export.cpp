@@ -13,6 +13,7 @@
 
 #include "commands/commands.h"
 #include "commands/filter_options.h"
+#include "commands/log_options.h"
 #include "commands/read_end.h"
 #include "export/export_form.h"
 #include "export/export_sink.h"
@@ -108,7 +109,7 @@ void addOriginOptions(CLI::App *command, ExportOptions *options) {
 }
 
 void addOptions(CLI::App *command, ExportOptions *options) {
-    command->add_option("DIR", options->directories, "Directories of the logs")->required();
+    refuseNumbers(command->add_option("DIR", options->directories, "Directories of the logs")->required());
     command->add_option("-o,--output", options->form, "Form of the output")
         ->type_name("FORM")
         ->check(CLI::IsMember(exportFormNames()));
@@ -242,7 +243,7 @@ std::vector<Source> openSources(const ExportOptions &options) {
         const std::string &directory = options.directories[i];
         FilterOptions filter = options.filter;
         filter.directory = directory;
-        Question question = openQuestion(filter, now);
+        Question question = openLogQuestion(filter, now);
         const FileMark mark = markAt(question.directory.shortName());
         for (const Source &other : sources) {
             if (isSameDirectory(mark, other.question.directory)) {

@@ -304,7 +304,7 @@ int run(const ShowOptions &options) {
         return printLive(
             {options.filter, options.output, options.newest, options.isPolling, options.context});
     }
-    Question question = openQuestion(options.filter, time(nullptr));
+    Question question = openLogQuestion(options.filter, time(nullptr));
     question.filter.isMarking = options.context.isAny() && !options.filter.isQuiet;
     const Shown shown = show(options, question);
     const int exitCode = endReading(options.filter, question, shown.end, shown.hasMatch);

@@ -60,8 +60,8 @@ private:
     void followLog() {
         Question question = openQuestion(options_.filter, start_);
         question.filter.isMarking = options_.context.isAny() && !options_.filter.isQuiet;
-        for (const std::string &text : question.damage.texts()) {
-            tellDamage(text);
+        for (const std::string &text : question.notes) {
+            note(text);
         }
         ItemFormatter formatter(itemStyleOf(options_.output, options_.filter, question));
         print(formatter.heading());

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/log_options.h"
 
-#include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
 
 #include "jorn.h"
@@ -9,7 +8,16 @@
 namespace tool {
 
 void addDirectoryOption(CLI::App *command, std::string *directory) {
-    command->add_option("DIR", *directory, "Directory of the log")->required();
+    refuseNumbers(command->add_option("DIR", *directory, "Directory of the log")->required());
+}
+
+void refuseNumbers(CLI::Option *directory) {
+    directory->check([](const std::string &word) {
+        if (isNumericOption(word)) {
+            throw CLI::ParseError(word, kUnknownOption);
+        }
+        return std::string();
+    });
 }
 
 void addFilesOption(CLI::App *command, std::optional<int> *files, const std::string &meaning) {

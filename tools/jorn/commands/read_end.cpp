@@ -18,18 +18,18 @@ void ReadEnd::takeFrom(const RingView &view) {
 }
 
 int endReading(const FilterOptions &options, const Question &question, const ReadEnd &end, bool hasMatch) {
-    for (const std::string &note : end.notes) {
-        printMessage("note: " + note);
+    for (const std::vector<std::string> *const notes : {&question.notes, &end.notes}) {
+        for (const std::string &note : *notes) {
+            printMessage("note: " + note);
+        }
     }
     for (const std::string &loss : end.damage.losses()) {
         printMessage("note: " + loss);
     }
-    for (const DamageLog *const damage : {&question.damage, &end.damage}) {
-        for (const std::string &text : damage->texts()) {
-            printMessage("note: " + text);
-        }
+    for (const std::string &text : end.damage.texts()) {
+        printMessage("note: " + text);
     }
-    if (!question.damage.isEmpty() || !end.damage.isEmpty()) {
+    if (!end.damage.isEmpty()) {
         return kExitDamage;
     }
     return isMatchAsked(options) && !hasMatch ? kExitNoMatch : kExitDone;

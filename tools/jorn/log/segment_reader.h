@@ -92,17 +92,25 @@ inline size_t lineLength(std::string_view bytes, Zeros zeros) {
     return feed == nullptr ? most : static_cast<size_t>(feed - bytes.data()) + 1;
 }
 
-/// Calls take(line) for each line of a segment until it returns false. Returns false when it was stopped.
-template <class Take>
-bool forEachLine(const Segment &segment, const Take &take) {
+/// Calls take(line) for each line of a segment, but for those whose bytes are to be passed over, until it
+/// returns false. Returns false when it was stopped.
+template <class IsPassedOver, class Take>
+bool forEachLine(const Segment &segment, const IsPassedOver &isPassedOver, const Take &take) {
     for (size_t begin = 0; begin < segment.bytes.size();) {
         const size_t length = lineLength(segment.bytes.substr(begin), segment.zeros);
-        if (!take(readLine(segment.bytes.substr(begin, length), segment.offset + begin))) {
+        const std::string_view piece = segment.bytes.substr(begin, length);
+        if (!isPassedOver(piece) && !take(readLine(piece, segment.offset + begin))) {
             return false;
         }
         begin += length;
     }
     return true;
+}
+
+template <class Take>
+bool forEachLine(const Segment &segment, const Take &take) {
+    return forEachLine(
+        segment, [](std::string_view) { return false; }, take);
 }
 
 /// Calls take(line) for each line of an open file from `begin`, a line start, with zeros apart. Throws

@@ -7,6 +7,7 @@
 
 #include <string_view>
 
+#include "csvfile/line.h"
 #include "jorn.h"
 #include "log/item.h"
 #include "module_limits.h"
@@ -49,6 +50,11 @@ struct Line {
 
 /// Reads a piece of 1 to 256 bytes that ends with its line feed, if any; or zeros of any length.
 Line readLine(std::string_view piece, uint64_t offset);
+
+/// Whether a piece is an item, as most are; false says nothing.
+inline bool isWholeAtAGlance(std::string_view piece) {
+    return piece.size() >= jorn::kUsualBegin && jorn::beginsAsUsual(piece.data());
+}
 
 /// Whether each of the first three fields of a piece begins with a number.
 bool holdsNumbers(std::string_view piece);

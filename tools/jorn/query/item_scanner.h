@@ -86,7 +86,11 @@ template <class Filter, class Take>
 void forEachMatch(const RingFile &file, const Segment &segment, Filter *filter, BadLines *badLines,
                   const Take &take) {
     filter->enter(segment.bytes);
-    forEachLine(segment, [&](const Line &line) {
+    // Most lines are told at a glance to be items, and to be none that is wanted.
+    const auto isPassedOver = [&](std::string_view piece) {
+        return filter->isOut(piece) && isWholeAtAGlance(piece);
+    };
+    forEachLine(segment, isPassedOver, [&](const Line &line) {
         if (line.isItem() && filter->passes(line.bytes, line.numbers)) {
             take(line);
         } else if (line.isBad() && !isBeingWritten(file, line)) {

@@ -8,7 +8,9 @@
 #include <stdint.h>
 
 #include <memory>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "log/stored_line.h"
 #include "query/item_filter.h"
@@ -28,7 +30,12 @@ public:
         return filter_.hasNumbers(numbers) && (filter_.isMarking || hasText(piece));
     }
 
-    /// Whether a piece that has passed is a match.
+    /// Whether a piece can be told not to pass by a look at where words are. (False tells nothing.)
+    bool isOut(std::string_view piece) {
+        return isLookingForWords() && !filter_.isInverted && !filter_.isMarking && !mayHaveWord(piece);
+    }
+
+    /// Whether one that has passed is a match.
     bool isMatch(std::string_view piece) { return !filter_.isMarking || hasText(piece); }
 
 private:
@@ -36,23 +43,34 @@ private:
         if (filter_.pattern == nullptr) {
             return true;
         }
-        const bool mayMatch = words_ == nullptr || mayHaveWord(piece);
+        const bool mayMatch = !isLookingForWords() || mayHaveWord(piece);
         return mayMatch ? filter_.hasText(textIn(piece)) : filter_.isInverted;
     }
+    struct Literal {
+        std::string bytes;
+        const char *next = nullptr;  ///< Where it is next, if that has been looked for in this block.
+    };
+
+    bool isLookingForWords() const { return words_ != nullptr || !literals_.empty(); }
     bool mayHaveWord(std::string_view piece);
+    void countPiece(bool hasWord);
     void findWord(const char *begin);
+    const char *findLiteral(const char *begin);
 
     const ItemFilter &filter_;
-    std::unique_ptr<const RE2> words_;  ///< Every match contains one of them; null where there are none.
+    std::vector<Literal> literals_;     ///< All that the pattern finds, if it is as plain as that;
+    std::unique_ptr<const RE2> words_;  ///< else words of which one is in every match. None of both: no such.
     const char *blockEnd_ = nullptr;
-    const char *nextWord_ = nullptr;  ///< No word begins between the last piece checked and this.
-    uint64_t pieces_ = 0;             ///< Pieces checked.
+    const char *nextWord_ = nullptr;   ///< No word begins between the piece asked about last and this.
+    const char *lastPiece_ = nullptr;  ///< That was asked about.
+    uint64_t pieces_ = 0;
     uint64_t piecesWithWord_ = 0;
 };
 
 /// Replaces PieceFilter where every item is wanted, at no cost.
 struct EveryPiece {
     void enter(std::string_view) {}
+    bool isOut(std::string_view) const { return false; }
     bool passes(std::string_view, const LineNumbers &) { return true; }
 };
 

@@ -4,8 +4,9 @@
 #define JORN_TOOLS_QUESTION_H
 
 #include <optional>
+#include <string>
+#include <vector>
 
-#include "log/damage.h"
 #include "log/names.h"
 #include "log/store_directory.h"
 #include "query/item_filter.h"
@@ -17,8 +18,8 @@ struct Question {
     std::optional<int> ringSize;  ///< Where the directory does not show it.
     Names names;                  ///< Given by the user, or found beside the data.
     ItemFilter filter;
-    DamageLog damage;        ///< A names file beside the data that cannot be used.
-    bool isNumbers = false;  ///< Show numbers even where there are names.
+    std::vector<std::string> notes;  ///< A names file beside the data that cannot be used.
+    bool isNumbers = false;          ///< Numbers are shown where there are names.
 
     /// Names for showing: none when numbers are wanted.
     const Names &shownNames() const { return isNumbers ? noNames() : names; }
