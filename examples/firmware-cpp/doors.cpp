@@ -15,11 +15,11 @@ constexpr int32_t kDoors = 3;
 constexpr int32_t kFiles = 10;  // the newest 45,000 to 50,000 items
 constexpr int kHot = 90;
 
-jorn::Log doorLog;   // needs no code at start-up
-JORN_LOG_PAGE room;  // 5,124 bytes: too much for the stack of a console
+jorn::Log doorLog;   // initialised statically: no code runs at start-up
+JORN_LOG_PAGE room;  // 5,124 bytes: too much for the stack of a console task
 std::atomic<uint32_t> lostItems;
 
-/// A log that is full, or could not be opened, must not stop the device.
+/// A log that is full or failed to open must not stop the device.
 void note(bool isSubmitted) {
     if (!isSubmitted) {
         lostItems.fetch_add(1, std::memory_order_relaxed);
@@ -40,7 +40,7 @@ void show(const jorn::Query &wanted) {
 
 bool start(const char *directory) {
     doorLog = jorn::Log::open(directory, kDoors, kFiles);
-    return doorLog.isOpen();  // the reason, if not, is on the console
+    return doorLog.isOpen();  // on failure the reason is on the console
 }
 
 void moved(Door door, bool isOpen) { note(doorLog.log(Severity::Event, door, isOpen ? "open" : "closed")); }
@@ -55,7 +55,7 @@ void showFaults(int32_t firstDay, int32_t lastDay) {
     show(jorn::Query().levelsUpTo(Severity::Fault).days(firstDay, lastDay));
 }
 
-// Only of a log that is idle: see jorn::Log::clear().
+// Only for an idle log: see jorn::Log::clear().
 bool clear() { return doorLog.clear(); }
 
 uint32_t lost() { return lostItems; }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The log of a device with three doors. The log's header stays out of the sight of those who report to it.
+// The log of a device with three doors. Callers that report to it need not include the log's header.
 #ifndef DOORS_HPP
 #define DOORS_HPP
 
@@ -9,11 +9,11 @@ namespace doors {
 
 enum class Door : uint8_t { Front, Back, Garage };
 
-/// When the file system is mounted, from one task. Whether the log is open; it may be reported to in any
-/// case.
+/// Opens the log. Call it from one task, once the file system is mounted. Returns whether the log is open;
+/// reporting is allowed either way.
 bool start(const char *directory);
 
-/// What the application's tasks report. They never wait.
+/// Called by the application's tasks to report events; these calls never block.
 void moved(Door door, bool isOpen);
 void motorIsHot(Door door, int celsius);
 
@@ -22,10 +22,10 @@ void showDoor(Door door);
 void showFaults(int32_t firstDay, int32_t lastDay);
 bool clear();
 
-/// Items that could not be submitted since the start.
+/// Number of items that could not be submitted since the start.
 uint32_t lost();
 
-/// Before the power is switched off as planned, 300 ticks after the last report.
+/// Closes the log. Call it before a planned power-off, at least 300 ticks after the last report.
 void stop();
 
 }  // namespace doors

@@ -13,14 +13,13 @@ static int32_t doors = -1, power = -1;
 static int lost;
 
 int firmwareStart(void) {
-    /* A ring of 3 files: the newest 10,000 to 15,000 items. The slot is the door's, or the supply's, number.
-     */
+    /* A ring of 3 files: the newest 10,000 to 15,000 items. The slot is the number of the door or supply. */
     doors = JORN_Create("/yaffs/doors", DOORS, 3);
     power = JORN_Create("/yaffs/power", SUPPLIES, 2);
     return doors > 0 && power > 0 ? 0 : -1; /* the reason is on the console */
 }
 
-/* A log that is full, or could not be opened, must not stop the device. */
+/* A log that is full or failed to open must not stop the device. */
 static void submit(int32_t log, int32_t level, int32_t slot, const char *text) {
     if (JORN_AddOneLog(log, level, slot, text) < 0) {
         ++lost;
@@ -40,7 +39,7 @@ static JORN_REQUIRE everything(int32_t page) {
     return wanted;
 }
 
-/* Page 1 is the newest; a page too far shows the last one. The page is static: it takes 5,284 bytes. */
+/* Page 1 is the newest; past the last page, shows the last one. Static, as a page takes 5,124 bytes. */
 static int show(int32_t log, int32_t number) {
     static JORN_LOG_PAGE page;
     const int32_t shown = JORN_GetRequireLog(log, everything(number), &page);
@@ -61,7 +60,7 @@ static int count(int32_t log) {
     return 0;
 }
 
-/* Clear only what is idle: see JORN_ClearAllLog(). */
+/* Clear only an idle log: see JORN_ClearAllLog(). */
 static int clear(int32_t log) { return JORN_ClearAllLog(log, 1); }
 
 int firmwareCommand(const char *line) {
@@ -82,7 +81,7 @@ int firmwareCommand(const char *line) {
     return -1;
 }
 
-/* Stop submitting, then let two passes of the store task go by (300 ticks), before this. */
+/* Before calling this, stop submitting and wait for two passes of the store task (300 ticks). */
 void firmwareStop(void) {
     JORN_Destroy(power);
     JORN_Destroy(doors);

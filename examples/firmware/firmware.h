@@ -6,17 +6,18 @@
 extern "C" {
 #endif
 
-/* Opens the logs, when the file system is mounted. Returns 0, or -1. */
+/* Opens the logs; call it once the file system is mounted. Returns 0, or -1 on failure. */
 int firmwareStart(void);
 
-/* What the application's tasks report. They never wait. */
+/* Called by the application's tasks to report events; these calls never block. */
 void doorMoved(int door, int isOpen);
 void supplyMeasured(int supply, int millivolts);
 
-/* A line of the service console: "show doors 1", "count power", "clear doors". Returns 0, or -1. */
+/* Runs a line of the service console: "show doors 1", "count power", "clear doors". Returns 0, or -1 on
+ * failure. */
 int firmwareCommand(const char *line);
 
-/* Before the power is switched off as planned. */
+/* Closes the logs; call it before a planned power-off. */
 void firmwareStop(void);
 
 #ifdef __cplusplus

@@ -1,17 +1,18 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* Logs the load of the machine: loadwatch SECONDS. Its lines go through `jorn record`, which it starts by
- * itself, so that both end in order: asked to end, it writes its last line and closes the pipe; at the end of
- * its input the recorder brings everything into the log; only then this program ends. */
+/* Logs the load of the machine: loadwatch SECONDS. It starts `jorn record` itself and writes its lines to it,
+ * so that both end in order: asked to end, this program writes its last line and closes the pipe; at the end
+ * of its input the recorder stores everything in the log; only then does this program exit. */
 #define _DEFAULT_SOURCE
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <time.h>
 
-/* Each line begins with its severity; a log that cannot be continued is put aside, as nobody can be asked. */
+/* Each line begins with its severity. A log that cannot be continued is put aside: a service has no user to
+ * ask. */
 #define RECORDER "exec jorn record --prefix-levels --if-unclear aside \"$LOGS_DIRECTORY\""
 
-/* Severities of syslog: error, warning and information, which are the levels 0, 1 and 2. */
+/* The syslog severities error, warning and information, which become levels 0, 1 and 2. */
 enum { ALARM = 3, FAULT = 4, EVENT = 6 };
 
 static void writeLoad(FILE *log) {
@@ -23,7 +24,7 @@ static void writeLoad(FILE *log) {
     }
 }
 
-/* Until a signal asks for the end, or the recorder is gone. Whether every line was taken. */
+/* Runs until a signal asks it to stop or the recorder has exited. Returns whether every line was accepted. */
 static int watch(FILE *log, const sigset_t *ends, time_t seconds) {
     const struct timespec pause = {seconds, 0};
     fprintf(log, "<%d>started\n", EVENT);
@@ -43,13 +44,13 @@ int main(int argc, char **argv) {
         fprintf(stderr, "usage: LOGS_DIRECTORY=DIR loadwatch SECONDS\n");
         return 2;
     }
-    /* Signals wait until they are asked for, so that none comes between a test and a pause. */
+    /* Signals stay blocked until sigtimedwait(), so that none is missed between a test and a pause. */
     sigset_t ends;
     sigemptyset(&ends);
     sigaddset(&ends, SIGTERM);
     sigaddset(&ends, SIGINT);
     sigprocmask(SIG_BLOCK, &ends, NULL);
-    signal(SIGPIPE, SIG_IGN); /* a recorder that is gone is seen by fflush() */
+    signal(SIGPIPE, SIG_IGN); /* fflush() reports a recorder that has exited */
 
     FILE *log = popen(RECORDER, "w");
     if (log == NULL) {

@@ -56,14 +56,6 @@ STATUS sysClkRateSet(int ticksPerSecond) {
     return OK;
 }
 
-void sysClkEnable(void) {
-    const port::Lock lock;
-    if (port::areTicksStopped()) {
-        port::resumeTicks();
-        port::resumeTimers();
-    }
-}
-
 void sysClkDisable(void) {
     const port::Lock lock;
     port::stopTicks();
@@ -74,11 +66,6 @@ void tickAnnounce(void) {
     const port::Lock lock;
     port::countTick();
     port::applyTicks();
-}
-
-ULONG tickGet(void) {
-    const port::Lock lock;
-    return static_cast<ULONG>(port::currentTick());
 }
 
 }  // extern "C"

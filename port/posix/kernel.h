@@ -106,7 +106,6 @@ struct Task : TaskLinks {
     jmp_buf *exitPoint = nullptr;
     FUNCPTR entry = nullptr;
     std::array<_Vx_usr_arg_t, 10> arguments{};
-    std::array<char, 32> name{};
 };
 
 template <Task *TaskLinks::*kNext>

@@ -255,11 +255,4 @@ int msgQNumMsgs(MSG_Q_ID msgQId) {
 
 STATUS msgQDelete(MSG_Q_ID msgQId) { return port::conclude(port::remove(msgQId)); }
 
-int posixPortMsgQWaiters(MSG_Q_ID msgQId) {
-    const port::Lock lock;
-    const port::MessageQueue *const queue = port::find(msgQId);
-    return queue != nullptr ? queue->senders.length() + queue->receivers.length()
-                            : port::conclude(S_objLib_OBJ_ID_ERROR);
-}
-
 }  // extern "C"

@@ -21,7 +21,6 @@ struct ErrorName {
 #define JORN_PORT_ERROR(name) \
     { name, #name }
 constexpr std::array<ErrorName, 12> kErrorNames = {{
-    JORN_PORT_ERROR(S_taskLib_NAME_NOT_FOUND),
     JORN_PORT_ERROR(S_taskLib_ILLEGAL_PRIORITY),
     JORN_PORT_ERROR(S_memLib_NOT_ENOUGH_MEMORY),
     JORN_PORT_ERROR(S_semLib_INVALID_OPTION),

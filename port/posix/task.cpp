@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <errno.h>
 #include <memLib.h>
-#include <stdio.h>
-#include <string.h>
 #include <taskLib.h>
 
 #include <algorithm>
@@ -22,9 +20,6 @@ constexpr int kStackMin = 1 << 20;
 using Arguments = std::array<_Vx_usr_arg_t, 10>;
 
 Pool<Task, TASK_ID, 2> tasks;
-
-/// Number in the name of the next task that is spawned without one.
-unsigned nextUnnamed = 1;
 
 /// The task with an id, 0 being the caller; null when there is none.
 Task *findOrSelf(TASK_ID id) { return id == 0 ? &self() : tasks.find(id); }
@@ -70,16 +65,7 @@ void *runTask(void *argument) {
     return nullptr;
 }
 
-void setName(Task &task, const char *name) {
-    if (name == nullptr) {
-        snprintf(task.name.data(), task.name.size(), "t%u", nextUnnamed++);
-    } else {
-        snprintf(task.name.data(), task.name.size(), "%s", name);
-    }
-}
-
-int spawn(const char *name, int priority, int stackSize, FUNCPTR entry, const Arguments &arguments,
-          TASK_ID *id) {
+int spawn(int priority, int stackSize, FUNCPTR entry, const Arguments &arguments, TASK_ID *id) {
     if (priority < 0 || priority > kPriorityMax) {
         return S_taskLib_ILLEGAL_PRIORITY;
     }
@@ -96,7 +82,6 @@ int spawn(const char *name, int priority, int stackSize, FUNCPTR entry, const Ar
     task->priority = task->ownPriority = priority;
     task->entry = entry;
     task->arguments = arguments;
-    setName(*task, name);
     if (!startThread(static_cast<size_t>(std::max(stackSize, kStackMin)), runTask, task)) {
         tasks.release(number);
         return S_memLib_NOT_ENOUGH_MEMORY;
@@ -126,23 +111,6 @@ int requestEnd(TASK_ID id, pthread_t *thread) {
     return outcome;
 }
 
-int findByName(const char *name, TASK_ID *id) {
-    const Lock lock;
-    const Task *const task = tasks.findIf([name](const Task &candidate) {
-        return name != nullptr && strcmp(candidate.name.data(), name) == 0;
-    });
-    if (task == nullptr) {
-        return S_taskLib_NAME_NOT_FOUND;
-    }
-    *id = task->id;
-    return 0;
-}
-
-int verify(TASK_ID id) {
-    const Lock lock;
-    return tasks.find(id) != nullptr ? 0 : S_objLib_OBJ_ID_ERROR;
-}
-
 int priorityOf(TASK_ID id, int *priority) {
     const Lock lock;
     const Task *const task = findOrSelf(id);
@@ -159,13 +127,13 @@ int priorityOf(TASK_ID id, int *priority) {
 
 extern "C" {
 
-TASK_ID taskSpawn(char *name, int priority, int, int stackSize, FUNCPTR entryPt, _Vx_usr_arg_t arg1,
+TASK_ID taskSpawn(char *, int priority, int, int stackSize, FUNCPTR entryPt, _Vx_usr_arg_t arg1,
                   _Vx_usr_arg_t arg2, _Vx_usr_arg_t arg3, _Vx_usr_arg_t arg4, _Vx_usr_arg_t arg5,
                   _Vx_usr_arg_t arg6, _Vx_usr_arg_t arg7, _Vx_usr_arg_t arg8, _Vx_usr_arg_t arg9,
                   _Vx_usr_arg_t arg10) {
     const port::Arguments arguments = {arg1, arg2, arg3, arg4, arg5, arg6, arg7, arg8, arg9, arg10};
     TASK_ID id = ERROR;
-    port::conclude(port::spawn(name, priority, stackSize, entryPt, arguments, &id));
+    port::conclude(port::spawn(priority, stackSize, entryPt, arguments, &id));
     return id;
 }
 
@@ -176,16 +144,6 @@ STATUS taskDelete(TASK_ID tid) {
     }
     pthread_join(thread, nullptr);
     return OK;
-}
-
-TASK_ID taskIdSelf(void) { return port::self().id; }
-
-STATUS taskIdVerify(TASK_ID tid) { return port::conclude(port::verify(tid)); }
-
-TASK_ID taskNameToId(const char *name) {
-    TASK_ID id = ERROR;
-    port::conclude(port::findByName(name, &id));
-    return id;
 }
 
 STATUS taskPriorityGet(TASK_ID tid, int *priority) { return port::conclude(port::priorityOf(tid, priority)); }

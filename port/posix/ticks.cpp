@@ -55,12 +55,6 @@ void stopTicks() {
     count.stopped = true;
 }
 
-void resumeTicks() {
-    count.stopped = false;
-    count.begun = true;
-    count.epoch = monotonicNow();
-}
-
 void countTick() { ++count.ticks; }
 
 uint64_t currentTick() {

@@ -15,12 +15,9 @@ int tickRate();
 /// Changes the rate, from the present tick on.
 void setTickRate(int rate);
 
-/// Whether only countTick() makes ticks.
+/// Whether only countTick() makes ticks, as from stopTicks() on.
 bool areTicksStopped();
 void stopTicks();
-
-/// Makes ticks follow the clock (again); the time since stopTicks() is not made up for.
-void resumeTicks();
 
 /// Counts one more tick.
 void countTick();

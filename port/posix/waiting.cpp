@@ -187,13 +187,6 @@ void applyTicks() {
     tellClock();
 }
 
-void resumeTimers() {
-    if (timers.first() != nullptr) {
-        startClock();
-    }
-    tellClock();
-}
-
 }  // namespace port
 
 extern "C" void posixPortSettle(void) { port::conclude(port::settle()); }

@@ -30,10 +30,6 @@ void taskIsGone(const Task &task);
 /// Ends every wait whose last tick has come, and notifies the clock's thread that the ticks have changed.
 void applyTicks();
 
-/// Starts the clock's thread for waits that began while ticks were stopped. When it cannot be started, a
-/// later wait tries again.
-void resumeTimers();
-
 }  // namespace port
 
 #endif

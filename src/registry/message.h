@@ -37,7 +37,7 @@ inline const char *takeHandle(char *message, int32_t *handle) {
         return message + 2;
     }
     LineSplitter splitter(message, kMessageSize);
-    if (!splitter.takeIntSlowly(handle)) {
+    if (!splitter.takeInt(handle)) {
         return nullptr;
     }
     char *const rest = message + (splitter.restBegin() - message);

@@ -4,8 +4,8 @@
 //   text   "version:1" LF  oldest "," latest LF       both signed decimal ring positions
 //
 // The store scans leniently: white space does not count, a second number may be missing, what follows is not
-// read. A checker judges whether the text is whole as it was built: without its line end, the last number may
-// have been cut short.
+// read. A checker judges whether the text is whole: without its line end, the last number may have been cut
+// short.
 #ifndef JORN_SRC_STORE_INDEX_TEXT_H
 #define JORN_SRC_STORE_INDEX_TEXT_H
 
@@ -72,9 +72,10 @@ struct WholeIndexText {
     int32_t length;  ///< With the line end, which may be two bytes.
 };
 
-/// Judges the text of an index. Returns true when it begins with a version line of the only version and two
-/// numbers with a comma between them, followed by a line end. (Not used by the module, which accepts what it
-/// can scan.)
+/// Judges the text of an index: true when it begins with "version:", the only version, and two numbers of at
+/// most eight characters, a comma right after the first and a line end right after the second. White space
+/// before a number does not count, as for the store: so a line end may be two bytes, and a blank may take the
+/// place of the one after the version. (Not used by the module, which takes what it can get.)
 inline bool judgeIndexText(const char *text, WholeIndexText *whole) {
     int version = 0;
     int oldest = 0;

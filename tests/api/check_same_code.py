@@ -3,8 +3,8 @@
 """Compares what the calls of jorn.hpp and those of jorn.h cost: check_same_code.py CXX QEMU INCLUDE [FLAG...].
 
 Builds same_code.cpp optimised for speed and for size, runs it emulated, one instruction at a time, and counts the
-instructions of each function. A function that uses jorn.hpp (cpp_...) must not take more of them than its
-counterpart that uses jorn.h (c_...).
+instructions of each function. A function that uses jorn.hpp (cpp...) must not take more of them than its
+counterpart that uses jorn.h (c...).
 """
 import collections
 import pathlib
@@ -14,11 +14,11 @@ import sys
 import tempfile
 
 HERE = pathlib.Path(__file__).resolve().parent
-FUNCTION = re.compile(r"^Trace .*\] (c|cpp)_(\w+)$", re.MULTILINE)
+FUNCTION = re.compile(r"^Trace .*\] (c|cpp)([A-Z]\w*)$", re.MULTILINE)
 
 
 def executed(compiler, emulator, flags, folder):
-    """Instructions by function: {"pages": {"c": 390, "cpp": 389}}."""
+    """Instructions by function: {"Pages": {"c": 390, "cpp": 389}}."""
     program, trace = folder / "same_code", folder / "trace"
     subprocess.run([compiler, "-std=c++17", "-fno-exceptions", "-fno-rtti", *flags, str(HERE / "same_code.cpp"),
                     str(HERE / "same_code_main.cpp"), "-static", "-o", str(program)], check=True)

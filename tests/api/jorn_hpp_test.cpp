@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // The types of jorn.hpp over the module itself: that each does what jorn.h promises, and what it adds.
-// Compiled without exceptions and type information, as on the device.
 #include <jorn.hpp>
 
 #include <string>
@@ -10,10 +9,7 @@
 
 #include "support/module_test.h"
 
-#if defined(__cpp_exceptions) || defined(__cpp_rtti)
-#error "compile this without exceptions and without type information"
-#endif
-
+namespace cpp_header {
 namespace {
 
 using test::messages;
@@ -355,3 +351,4 @@ TEST_F(LogTest, Calls_NotOpen_FailAsForAnUnknownHandle) {
 }
 
 }  // namespace
+}  // namespace cpp_header

@@ -49,18 +49,18 @@ void use(int32_t handle) { destroyed += 100 * handle; }
 
 // To these calls, a jorn::Log is just its handle.
 #define BOTH(result, name, parameters) \
-    result c_##name parameters;        \
-    result cpp_##name parameters
-BOTH(void, open, ());
-BOTH(bool, move, (int32_t * to, int32_t *from));
-BOTH(bool, log, (const int32_t *doors, const char *text));
-BOTH(bool, log_number, (const int32_t *doors, uint8_t level, int32_t slot, const char *text));
-BOTH(int32_t, count, (const int32_t *doors, int32_t today, int32_t slot));
-BOTH(bool, page, (const int32_t *doors, int32_t number, JORN_LOG_PAGE *room));
-BOTH(int32_t, pages, (const int32_t *doors, JORN_LOG_PAGE *room));
-BOTH(bool, clear, (const int32_t *doors));
-BOTH(uint32_t, last_time, (const int32_t *doors));
-BOTH(uint32_t, largest_time, ());
+    result c##name parameters;         \
+    result cpp##name parameters
+BOTH(void, Open, ());
+BOTH(bool, Move, (int32_t * to, int32_t *from));
+BOTH(bool, Log, (const int32_t *doors, const char *text));
+BOTH(bool, LogNumber, (const int32_t *doors, uint8_t level, int32_t slot, const char *text));
+BOTH(int32_t, Count, (const int32_t *doors, int32_t today, int32_t slot));
+BOTH(bool, Page, (const int32_t *doors, int32_t number, JORN_LOG_PAGE *room));
+BOTH(int32_t, Pages, (const int32_t *doors, JORN_LOG_PAGE *room));
+BOTH(bool, Clear, (const int32_t *doors));
+BOTH(uint32_t, LastTime, (const int32_t *doors));
+BOTH(uint32_t, LargestTime, ());
 }
 
 #define EXPECT(condition) \
@@ -72,22 +72,22 @@ int main() {
     static JORN_LOG_PAGE room;
     const int32_t doors = 1;
 
-    c_open();
+    cOpen();
     EXPECT(destroyed == 1001)
     destroyed = 0;
-    cpp_open();
+    cppOpen();
     EXPECT(destroyed == 1001)
     destroyed = 0;
     int32_t handles[] = {1, 2, 3, 4};
-    EXPECT(c_move(&handles[0], &handles[1]) && cpp_move(&handles[2], &handles[3]))
+    EXPECT(cMove(&handles[0], &handles[1]) && cppMove(&handles[2], &handles[3]))
     EXPECT(destroyed == 13 && handles[0] == 2 && handles[1] == -1 && handles[2] == 4 && handles[3] == -1)
-    EXPECT(c_log(&doors, "text") && cpp_log(&doors, "text"))
-    EXPECT(c_log_number(&doors, 1, 1, "text") && cpp_log_number(&doors, 1, 1, "text"))
-    EXPECT(c_count(&doors, 100, 1) == 7 && cpp_count(&doors, 100, 1) == 7)
-    EXPECT(c_page(&doors, 2, &room) && cpp_page(&doors, 2, &room))
-    EXPECT(c_pages(&doors, &room) == 45 && cpp_pages(&doors, &room) == 45)
-    EXPECT(c_clear(&doors) && cpp_clear(&doors))
-    EXPECT(c_last_time(&doors) == 2 && cpp_last_time(&doors) == 2)
-    EXPECT(c_largest_time() == 1 && cpp_largest_time() == 1)
+    EXPECT(cLog(&doors, "text") && cppLog(&doors, "text"))
+    EXPECT(cLogNumber(&doors, 1, 1, "text") && cppLogNumber(&doors, 1, 1, "text"))
+    EXPECT(cCount(&doors, 100, 1) == 7 && cppCount(&doors, 100, 1) == 7)
+    EXPECT(cPage(&doors, 2, &room) && cppPage(&doors, 2, &room))
+    EXPECT(cPages(&doors, &room) == 45 && cppPages(&doors, &room) == 45)
+    EXPECT(cClear(&doors) && cppClear(&doors))
+    EXPECT(cLastTime(&doors) == 2 && cppLastTime(&doors) == 2)
+    EXPECT(cLargestTime() == 1 && cppLargestTime() == 1)
     return 0;
 }

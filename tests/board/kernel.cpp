@@ -354,10 +354,6 @@ STATUS taskDelay(int delay) {
     return waitIn(&sleepers, delay);
 }
 
-TASK_ID taskIdSelf(void) { return idOf(tasks, current); }
-
-STATUS taskIdVerify(TASK_ID tid) { return objectOf(tasks, tid) != nullptr ? OK : ERROR; }
-
 STATUS taskPriorityGet(TASK_ID tid, int *priority) {
     const Task *const task = tid == 0 ? current : objectOf(tasks, tid);
     if (task == nullptr) {
@@ -366,8 +362,6 @@ STATUS taskPriorityGet(TASK_ID tid, int *priority) {
     *priority = task->priority;
     return OK;
 }
-
-ULONG tickGet(void) { return ticks; }
 
 void tickAnnounce(void) {
     const Section section;

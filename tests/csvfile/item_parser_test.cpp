@@ -193,16 +193,51 @@ TEST_F(ItemParserTest, AnalyseOneItemInfo_EveryByteAroundANumber_IsWhatTheLibrar
     }
 }
 
+TEST_F(ItemParserTest, AnalyseOneItemInfo_AnyByteAtEachPlaceOfATypicalLine_IsWhatTheLibraryMakesOfIt) {
+    jorn_SetDebugPrintLevel(0);
+    const std::string typical = "1700000000,1,5,x\n";
+    for (size_t place = 0; place < typical.size(); ++place) {
+        for (int byte = 0; byte < 256; ++byte) {
+            std::string line = typical;
+            line[place] = static_cast<char>(byte);
+            expectParseAsLibrary(line);
+            line.insert(place, 1, typical[place]);
+            expectParseAsLibrary(line);
+        }
+        expectParseAsLibrary(typical.substr(0, place));
+    }
+}
+
 TEST_F(ItemParserTest, AnalyseOneItemInfo_NumbersAroundEveryLimit_AreWhatTheLibraryMakesOfThem) {
     jorn_SetDebugPrintLevel(0);
-    for (const char *const number :
-         {"2147483647", "2147483648", "2147483649", "4294967295", "4294967296", "999999999999999999",
-          "1844674407370955160", "1844674407370955161", "1844674407370955162", "9223372036854775806",
-          "9223372036854775807", "9223372036854775808", "9223372036854775809", "18446744073709551606",
-          "18446744073709551615", "18446744073709551616", "92233720368547758070", "99999999999999999999",
-          "123456789012345678901234567890"}) {
+    for (const char *const number : {"999999999",
+                                     "1000000000",
+                                     "3999999999",
+                                     "4000000000",
+                                     "9999999999",
+                                     "10000000000",
+                                     "2147483647",
+                                     "2147483648",
+                                     "2147483649",
+                                     "4294967295",
+                                     "4294967296",
+                                     "999999999999999999",
+                                     "1844674407370955160",
+                                     "1844674407370955161",
+                                     "1844674407370955162",
+                                     "9223372036854775806",
+                                     "9223372036854775807",
+                                     "9223372036854775808",
+                                     "9223372036854775809",
+                                     "18446744073709551606",
+                                     "18446744073709551615",
+                                     "18446744073709551616",
+                                     "92233720368547758070",
+                                     "99999999999999999999",
+                                     "123456789012345678901234567890"}) {
         for (const std::string sign : {"", "-", "+", "0", "-000000000000000000000"}) {
             std::string line = sign + number + ",";
+            expectParseAsLibrary(line + "1,5,x\n");
             line += line + line;
             expectParseAsLibrary(line + "x\n");
         }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "csvfile/every_text.h"
 #include "model/library_model.h"
@@ -206,20 +207,112 @@ TEST(LineSplitterTest, TakeNumber_FieldsOfBothKinds_CanBeMixed) {
     EXPECT_EQ(number, -8);
 }
 
-TEST(LineSplitterTest, TakeIntSlowly_EveryShortField_IsWhatTakeIntGives) {
-    constexpr char kAlphabet[] = "09-+ ,\r.";
-    for (size_t length = 0; length <= 5; ++length) {
-        EveryText fields(kAlphabet, sizeof kAlphabet - 1, length);
+/// What parseLine() has to give: the same by the splitter alone.
+jorn::ParsedLine parsedSlowly(const std::string &line, size_t maxChars, JORN_ITEM_INFO *item) {
+    jorn::LineSplitter splitter(line.c_str(), maxChars);
+    int64_t time = 0;
+    if (!splitter.takeNumber(&time)) {
+        return jorn::ParsedLine::NoTime;
+    }
+    item->time = static_cast<uint32_t>(time);
+    if (!splitter.takeInt(&item->level)) {
+        return jorn::ParsedLine::NoLevel;
+    }
+    if (!splitter.takeInt(&item->slot)) {
+        return jorn::ParsedLine::NoSlot;
+    }
+    item->text = splitter.restBegin();
+    return jorn::ParsedLine::Whole;
+}
+
+void expectParsedAsSlowly(const std::string &line, size_t maxChars) {
+    JORN_ITEM_INFO wanted = {77, 88, 99, nullptr};
+    JORN_ITEM_INFO item = wanted;
+    const jorn::ParsedLine how = parsedSlowly(line, maxChars, &wanted);
+    EXPECT_EQ(jorn::parseLine(line.c_str(), maxChars, &item), how) << line << " of " << maxChars;
+    EXPECT_EQ(item.time, wanted.time) << line << " of " << maxChars;
+    EXPECT_EQ(item.level, wanted.level) << line << " of " << maxChars;
+    EXPECT_EQ(item.slot, wanted.slot) << line << " of " << maxChars;
+    EXPECT_EQ(item.text, wanted.text) << line << " of " << maxChars;
+}
+
+// A plain line is parsed in another way than the others, with the same results.
+
+TEST(LineTest, ParseLine_EveryShortLine_IsAsSplit) {
+    constexpr char kAlphabet[] = "9,-\n";
+    for (size_t length = 0; length <= 8; ++length) {
+        EveryText lines(kAlphabet, sizeof kAlphabet - 1, length);
         do {
-            const std::string line = fields.text() + ",7\n";
-            int32_t quick = 77;
-            int32_t slow = 77;
-            jorn::LineSplitter quickly(line.c_str(), 255);
-            jorn::LineSplitter slowly(line.c_str(), 255);
-            EXPECT_EQ(quickly.takeInt(&quick), slowly.takeIntSlowly(&slow)) << line;
-            EXPECT_EQ(quick, slow) << line;
-            EXPECT_EQ(quickly.rest(), slowly.rest()) << line;
-        } while (fields.next());
+            expectParsedAsSlowly(lines.text(), 255);
+        } while (lines.next());
+    }
+}
+
+TEST(LineTest, ParseLine_CharactersBesideDigitsAndCommas_AreAsSplit) {
+    for (const char other : {'/', ':', '+', '-', ' ', '.', '\x7f'}) {
+        for (size_t place = 0; place < 8; ++place) {
+            std::string line = "123,2,7,text\n";
+            line[place] = other;
+            expectParsedAsSlowly(line, 255);
+        }
+    }
+}
+
+TEST(LineTest, ParseLine_TimesOfAllLengths_AreAsSplit) {
+    for (size_t digits = 1; digits <= 25; ++digits) {
+        for (const char first : {'0', '1', '9'}) {
+            expectParsedAsSlowly(first + std::string(digits - 1, '9') + ",1,2,x\n", 255);
+            expectParsedAsSlowly(first + std::string(digits - 1, '0') + ",1,2,x\n", 255);
+        }
+    }
+}
+
+TEST(LineTest, ParseLine_PlainLineOfAnyPermittedLength_IsAsSplit) {
+    const std::string line = "1700000000,2,7,x,y\n";
+    for (size_t maxChars = 0; maxChars <= line.size(); ++maxChars) {
+        expectParsedAsSlowly(line, maxChars);
+    }
+}
+
+TEST(LineTest, ParseLine_CommaAfterThePermittedCharacters_ReadsNoFurther) {
+    const std::vector<char> line = {'5', ',', '3', ','};  // the sanitizers guard what is after it
+    JORN_ITEM_INFO item = {};
+    EXPECT_EQ(jorn::parseLine(line.data(), 3, &item), jorn::ParsedLine::NoSlot);
+    EXPECT_EQ(item.level, 3);
+}
+
+// Text is copied several characters at a time.
+
+/// A line's text as it has to be stored.
+std::string stored(std::string text) {
+    for (char &c : text) {
+        c = c == '\n' || c == '\r' ? ' ' : c;
+    }
+    return text;
+}
+
+TEST(LineTest, AppendLine_EveryByteAtEveryPlaceBesideAnyOther_IsCopiedOrABlank) {
+    for (const char other : {'a', '\x80', '\xff', '\x01', '\x0e', '\n', '\r'}) {
+        for (size_t place = 0; place < 9; ++place) {
+            for (int byte = 1; byte < 256; ++byte) {
+                std::string text(9, other);
+                text[place] = static_cast<char>(byte);
+                EXPECT_EQ(built(1, 2, 3, text), "1,2,3," + stored(text) + "\n") << byte << " at " << place;
+            }
+        }
+    }
+}
+
+TEST(LineTest, AppendLine_TextOfAnyLengthAnywhere_ReadsNothingAfterItsNul) {
+    for (size_t begin = 0; begin < 4; ++begin) {
+        for (size_t length = 0; length <= 12; ++length) {
+            std::vector<char> bytes(begin, '#');
+            bytes.insert(bytes.end(), length, 'x');
+            bytes.push_back('\0');  // the sanitizers guard what is after it
+            char line[jorn::kLineSize];
+            jorn::appendLine(line, 1, 2, 3, bytes.data() + begin);
+            EXPECT_EQ(line, "1,2,3," + std::string(length, 'x') + "\n");
+        }
     }
 }
 

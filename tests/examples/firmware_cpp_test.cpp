@@ -6,6 +6,7 @@
 #include "support/module_test.h"
 #include "support/utc_zone.h"
 
+namespace firmware_cpp {
 namespace {
 
 using doors::Door;
@@ -117,3 +118,4 @@ TEST_F(FirmwareCppTest, Clear_Idle_ShowsNothingAfterwards) {
 }
 
 }  // namespace
+}  // namespace firmware_cpp

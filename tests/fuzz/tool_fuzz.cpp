@@ -2,275 +2,27 @@
 // The commands of the tool over any directory: what they count, show, follow and export, that nothing in the
 // directory changes, that no control byte reaches a terminal, and the exit code; and what a clearing leaves.
 // What a check finds is not compared, only its exit code.
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Error.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
-#include "commands/commands.h"
 #include "fuzz/byte_reader.h"
 #include "fuzz/finding.h"
 #include "fuzz/ring_input.h"
+#include "fuzz/tool_filter.h"
+#include "fuzz/tool_process.h"
 #include "model/line_model.h"
 #include "model/ring_files.h"
 #include "model/start_model.h"
 #include "system/failure.h"
 
 namespace fuzz {
-
-/// Whether standard output should look like a terminal.
-static bool isOutputTerminal = false;
-
-}  // namespace fuzz
-
-extern "C" {
-
-/// A damaged index is read again after a pause. Waiting is useless here.
-int usleep(useconds_t) { return 0; }
-
-/// No power is cut here.
-int fsync(int) { return 0; }
-
-/// Whether the tool takes a descriptor for a terminal.
-int isatty(int fd) { return fuzz::isOutputTerminal && fd == STDOUT_FILENO ? 1 : 0; }
-
-/// Sets where the sanitizers report to; absent without them.
-void __sanitizer_set_report_fd(void *) __attribute__((weak));
-}
-
-namespace fuzz {
 namespace {
-
-namespace fs = std::filesystem;
-
-constexpr int32_t kSlots = 8;
-constexpr int32_t kSecondsPerDay = 86400;
-constexpr int kOutputs = 2;  ///< Standard output and standard error.
-
-/// Replaces standard output and standard error by memory. The sanitizers keep reporting where they did.
-class CapturedOutput {
-public:
-    CapturedOutput() {
-        fflush(stdout);
-        for (int fd = STDOUT_FILENO; fd <= STDERR_FILENO; ++fd) {
-            saved_[fd - 1] = dup(fd);
-            taken_[fd - 1] = memfd_create("output", MFD_CLOEXEC);
-            dup2(taken_[fd - 1], fd);
-        }
-        report(saved_[STDERR_FILENO - 1]);
-    }
-    ~CapturedOutput() {
-        for (int fd = STDOUT_FILENO; fd <= STDERR_FILENO; ++fd) {
-            dup2(saved_[fd - 1], fd);
-            close(saved_[fd - 1]);
-            close(taken_[fd - 1]);
-        }
-        report(STDERR_FILENO);
-    }
-    CapturedOutput(const CapturedOutput &) = delete;
-    CapturedOutput &operator=(const CapturedOutput &) = delete;
-
-    /// What went to standard output.
-    std::string text() const {
-        const int taken = taken_[0];
-        std::string bytes(static_cast<size_t>(lseek(taken, 0, SEEK_END)), '\0');
-        const ssize_t count = pread(taken, bytes.data(), bytes.size(), 0);
-        expectNumber("bytes of captured output", count, static_cast<int64_t>(bytes.size()));
-        return bytes;
-    }
-
-private:
-    static void report(int fd) {
-        if (__sanitizer_set_report_fd != nullptr) {
-            __sanitizer_set_report_fd(reinterpret_cast<void *>(static_cast<intptr_t>(fd)));
-        }
-    }
-
-    int saved_[kOutputs]{};
-    int taken_[kOutputs]{};
-};
-
-/// The directory of this process, removed at its end.
-class Directory {
-public:
-    Directory() {
-        char name[] = "/tmp/jornXXXXXX";
-        expectThat(mkdtemp(name) != nullptr, "a directory can be made");
-        path_ = name;
-    }
-    ~Directory() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-    Directory(const Directory &) = delete;
-    Directory &operator=(const Directory &) = delete;
-
-    const std::string &path() const { return path_; }
-
-    /// Leaves these files in it and no others.
-    void fill(const test::NamedFiles &files) const {
-        const std::vector<fs::directory_entry> present{fs::directory_iterator(path_), {}};
-        for (const fs::directory_entry &entry : present) {
-            fs::remove(entry.path());
-        }
-        for (const auto &[name, bytes] : files) {
-            std::ofstream(path_ + "/" + name, std::ios::binary) << bytes;
-        }
-    }
-
-    test::NamedFiles files() const {
-        test::NamedFiles found;
-        for (const auto &entry : fs::directory_iterator(path_)) {
-            std::ifstream file(entry.path(), std::ios::binary);
-            found[entry.path().filename()] = {std::istreambuf_iterator<char>(file), {}};
-        }
-        return found;
-    }
-
-    /// When each file and the directory itself were changed, as text.
-    std::map<std::string, std::string> times() const {
-        std::map<std::string, std::string> found = {{"", changeOf(path_)}};
-        for (const auto &entry : fs::directory_iterator(path_)) {
-            found[entry.path().filename()] = changeOf(entry.path());
-        }
-        return found;
-    }
-
-private:
-    static std::string changeOf(const fs::path &path) {
-        return std::to_string(fs::last_write_time(path).time_since_epoch().count());
-    }
-
-    std::string path_;
-};
-
-struct Run {
-    int exitCode;
-    std::string output;
-};
-
-int exitCodeOf(std::vector<std::string> arguments) {
-    static const std::map<std::string, void (*)(CLI::App *, int *)> kCommands = {
-        {"show", tool::addShowCommand},     {"count", tool::addCountCommand},
-        {"check", tool::addCheckCommand},   {"stats", tool::addStatsCommand},
-        {"follow", tool::addFollowCommand}, {"export", tool::addExportCommand},
-        {"clear", tool::addClearCommand},
-    };
-    CLI::App app("tool", "jorn");
-    app.require_subcommand(1);
-    int exitCode = tool::kExitDone;
-    kCommands.at(arguments.front())(&app, &exitCode);
-    std::reverse(arguments.begin(), arguments.end());
-    try {
-        app.parse(arguments);
-    } catch (const CLI::ParseError &) {
-        return tool::kExitUsage;
-    } catch (const tool::Failure &failure) {
-        return failure.exitCode();
-    }
-    return exitCode;
-}
-
-Run run(const std::vector<std::string> &arguments) {
-    const CapturedOutput captured;
-    const int exitCode = exitCodeOf(arguments);
-    expectThat(exitCode >= tool::kExitDone && exitCode <= tool::kExitInputOutput, "the exit code is told of");
-    return {exitCode, captured.text()};
-}
-
-/// The same with standard output looking like a terminal.
-Run runOnTerminal(const std::vector<std::string> &arguments) {
-    isOutputTerminal = true;
-    Run onTerminal = run(arguments);
-    isOutputTerminal = false;
-    return onTerminal;
-}
-
-struct Filter {
-    std::vector<std::string> arguments;
-    JORN_REQUIRE require = {JORN_REQUIRE_PAGE_MAX, 1, -1, -1, -1, 1, -1};
-    int32_t files = 0;  ///< 0: as the directory shows.
-};
-
-void addOption(const std::string &name, const std::string &value, Filter *filter) {
-    filter->arguments.insert(filter->arguments.end(), {name, value});
-}
-
-/// A second of a UTC day, in a form that the tool accepts.
-std::string timeText(int32_t day, int32_t second) {
-    return "@" + std::to_string(int64_t{day} * kSecondsPerDay + second);
-}
-
-Filter takeFilter(ByteReader *input) {
-    Filter filter;
-    if (input->below(3) == 0) {
-        filter.files = 2 + input->below(89);
-        addOption("--files", std::to_string(filter.files), &filter);
-    }
-    if (input->below(3) == 0) {
-        filter.require.dayDwLimit = ByteReader::kFirstDay + input->below(40);
-        addOption("--since", timeText(filter.require.dayDwLimit, 0), &filter);
-    }
-    if (input->below(3) == 0) {
-        filter.require.dayUpLimit = ByteReader::kFirstDay + input->below(40);
-        addOption("--until", timeText(filter.require.dayUpLimit, kSecondsPerDay - 1), &filter);
-    }
-    if (input->below(3) == 0) {
-        filter.require.slot = input->below(kSlots);
-        addOption("--slot", std::to_string(filter.require.slot), &filter);
-    }
-    return filter;
-}
-
-bool isContradicting(const JORN_REQUIRE &require) {
-    return require.dayDwLimit >= 0 && require.dayUpLimit >= 0 && require.dayDwLimit > require.dayUpLimit;
-}
-
-/// The smallest ring that files and index fit in.
-int32_t smallestRing(const test::NamedFiles &files) {
-    const test::ModelIndexRead index = test::modelReadIndex(files, {0, 0, 0}, "");
-    const bool isRead = index.result >= 0;
-    int32_t smallest = std::max(2, isRead ? std::max(index.fields.oldest, index.fields.latest) + 1 : 1);
-    for (int32_t position = 0; position < 90; ++position) {
-        smallest = files.count(test::csvName(position)) != 0 ? std::max(smallest, position + 1) : smallest;
-    }
-    return smallest;
-}
-
-bool isStray(const test::ModelItem &item) { return item.level < 0 || item.level >= JORN_LEVEL_MAX; }
-
-/// Items of the ring that pass the filter, the oldest first; of every level.
-std::vector<test::ModelItem> matchesOf(const test::ModelRing &ring, const JORN_REQUIRE &require) {
-    std::vector<test::ModelItem> matches;
-    std::vector<int32_t> positions = ring.newestFirst();
-    std::reverse(positions.begin(), positions.end());
-    for (const int32_t position : positions) {
-        for (const test::ModelItem &item : ring.at(position)) {
-            const auto day = static_cast<int32_t>(item.time / kSecondsPerDay);
-            const bool isDay = (require.dayDwLimit < 0 || day >= require.dayDwLimit) &&
-                               (require.dayUpLimit < 0 || day <= require.dayUpLimit);
-            if (isDay && (require.slot < 0 || item.slot == require.slot)) {
-                matches.push_back(item);
-            }
-        }
-    }
-    return matches;
-}
 
 std::string tableLine(const char *label, int64_t items) {
     char line[64];

@@ -35,12 +35,12 @@ std::vector<std::string> namesIn(const fs::path &folder) {
 std::string goldenBytes(const std::string &name) { return bytesOf(fs::path(JORN_GOLDEN) / name); }
 
 /// Where the lives take place, and what they show.
-std::string directory;
-std::string shown;
+std::string goldenDirectory;
+std::string goldenPages;
 
 const char *pathOf(const char *relative) {
     static std::string path;
-    path = directory + "/" + relative;
+    path = goldenDirectory + "/" + relative;
     return path.c_str();
 }
 
@@ -48,13 +48,13 @@ class GoldenTest : public test::ModuleTest {
 protected:
     void SetUp() override {
         test::ModuleTest::SetUp();
-        directory = dir_.path();
-        shown.clear();
+        goldenDirectory = dir_.path();
+        goldenPages.clear();
     }
 
     static golden::Place place() {
         return {[](uint32_t seconds) { platform().setTime(seconds); }, [] { settle(); }, pathOf,
-                [](const char *text) { shown += text; }};
+                [](const char *text) { goldenPages += text; }};
     }
 
     /// Checks that the folder holds exactly the kept files, byte by byte; in the first data file, after
@@ -100,7 +100,7 @@ TEST_F(GoldenTest, Pages_OfEveryQuery_AreAsKept) {
     const int32_t first = golden::createFirst(place());
     const int32_t last = golden::createLast(place());
     golden::showAllPages(place(), first, last);
-    EXPECT_EQ(shown, goldenBytes("pages.txt"));
+    EXPECT_EQ(goldenPages, goldenBytes("pages.txt"));
 }
 
 TEST_F(GoldenTest, Pages_AfterRestart_AreAsKept) {
@@ -111,8 +111,8 @@ TEST_F(GoldenTest, Pages_AfterRestart_AreAsKept) {
     ASSERT_EQ(JORN_GetFinalCsvTime(again, &newest), 0);
     EXPECT_EQ(newest, golden::kEndOf31Bits + 44 * 7000);
     golden::showFirstQuery(place(), again);
-    ASSERT_FALSE(shown.empty());
-    EXPECT_EQ(shown, goldenBytes("pages.txt").substr(0, shown.size()));
+    ASSERT_FALSE(goldenPages.empty());
+    EXPECT_EQ(goldenPages, goldenBytes("pages.txt").substr(0, goldenPages.size()));
     EXPECT_EQ(dir_.read("first/0.csv"), goldenBytes("first/0.csv") + "4294967294,3,0,Log start init!\n");
 }
 

@@ -23,7 +23,7 @@ WORK = ROOT / "build" / "mutation"
 TREE = WORK / "tree"
 BUILD = WORK / "objects"
 PROGRAM = BUILD / "tests" / "jorn_module_tests"
-TREE_PARTS = ("src", "include", "port", "tests", "tools", "cmake", "packaging", "CMakeLists.txt")
+TREE_PARTS = ("src", "include", "port", "tests", "tools", "cmake", "packaging", "examples", "CMakeLists.txt")
 
 # The tests that reach a mutant run in rounds of about this many milliseconds, so that most mutants cost no more
 # than a few quick tests. Those of its own folder come before others.

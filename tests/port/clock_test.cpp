@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <time.h>
-
 #include "port_test.h"
 
 namespace {
@@ -9,27 +7,12 @@ using namespace port_test;
 
 using ClockTest = PortTest;
 
-/// Lets the clock run for a scope.
-class RunningClock {
-public:
-    RunningClock() { sysClkEnable(); }
-    ~RunningClock() { sysClkDisable(); }
-    RunningClock(const RunningClock &) = delete;
-    RunningClock &operator=(const RunningClock &) = delete;
-};
-
 Outcome setRate(int rate) {
     return outcomeOf([=] { return sysClkRateSet(rate); });
 }
 
 Outcome delay(int ticks) {
     return outcomeOf([=] { return taskDelay(ticks); });
-}
-
-int64_t nanosecondsNow() {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
 }
 
 TEST_F(ClockTest, RateSet_Limits_AreCheckedAtEachSide) {
@@ -43,15 +26,16 @@ TEST_F(ClockTest, RateSet_Limits_AreCheckedAtEachSide) {
     EXPECT_EQ(sysClkRateGet(), 10000);
 }
 
-TEST_F(ClockTest, TickGet_DisabledClock_CountsAnnouncementsAndNothingElse) {
-    const ULONG before = tickGet();
+TEST_F(ClockTest, Delay_DisabledClock_CountsAnnouncementsAndNothingElse) {
+    Outcome delayed = kNotReturned;
     Crew crew;
-    for (int each = 0; each < 200; ++each) {  // takes many ticks at this rate
+    crew.startAndSettle(kPriority, [&] { delayed = delay(1); });
+    for (int each = 0; each < 200; ++each) {  // takes many ticks of this rate
         crew.startAndSettle(kPriority, [] {});
     }
-    EXPECT_EQ(tickGet(), before);
-    tickAnnounce();
-    EXPECT_EQ(tickGet(), before + 1);
+    EXPECT_EQ(delayed, kNotReturned);
+    tick();
+    EXPECT_EQ(delayed, kDone);
 }
 
 TEST_F(ClockTest, Delay_SomeTicks_EndsWithTheLastAndNotBefore) {
@@ -123,97 +107,6 @@ TEST_F(ClockTest, RateSet_DuringADelay_LeavesItsTicksAlone) {
     EXPECT_EQ(delayed, kNotReturned);
     tick();
     EXPECT_EQ(delayed, kDone);
-}
-
-TEST_F(ClockTest, Delay_RunningClock_EndsByItselfAndNotEarly) {
-    const RunningClock running;
-    const ULONG before = tickGet();
-    EXPECT_EQ(delay(5), kDone);
-    EXPECT_GE(tickGet() - before, 5u);
-}
-
-TEST_F(ClockTest, Timeouts_RunningClock_EndByThemselves) {
-    const Mutex mutex;
-    const Queue queue(1);
-    char buffer[16];
-    Crew crew;
-    crew.startAndSettle(kPriority, [&] {
-        semTake(mutex, WAIT_FOREVER);
-        msgQReceive(queue, buffer, sizeof buffer, WAIT_FOREVER);
-    });
-    const RunningClock running;
-    EXPECT_EQ(take(mutex, 2), failed(S_objLib_OBJ_TIMEOUT));
-    ASSERT_EQ(send(queue, "end", NO_WAIT), kDone);
-    posixPortSettle();
-    EXPECT_EQ(receive(queue, buffer, sizeof buffer, 2), failed(S_objLib_OBJ_TIMEOUT));
-    ASSERT_EQ(send(queue, "fills", NO_WAIT), kDone);
-    EXPECT_EQ(send(queue, "more", 2), failed(S_objLib_OBJ_TIMEOUT));
-}
-
-TEST_F(ClockTest, TickGet_RunningClock_FollowsTheMonotonicClock) {
-    constexpr int64_t kNanosecondsPerTick = 1000000;
-    ASSERT_EQ(setRate(1000), kDone);
-    const int64_t beforeStart = nanosecondsNow();
-    const ULONG ticksAtStart = tickGet();
-    const RunningClock running;
-    const int64_t afterStart = nanosecondsNow();
-    ASSERT_EQ(delay(20), kDone);
-    const int64_t beforeEnd = nanosecondsNow();
-    const auto ticks = static_cast<int64_t>(tickGet() - ticksAtStart);
-    const int64_t afterEnd = nanosecondsNow();
-    EXPECT_GE(ticks, (beforeEnd - afterStart) / kNanosecondsPerTick);
-    EXPECT_LE(ticks, (afterEnd - beforeStart) / kNanosecondsPerTick);
-}
-
-TEST_F(ClockTest, Enable_WaitBegunWhileDisabled_GoesOnByItself) {
-    const Queue queue(1);
-    char buffer[16];
-    Crew crew;
-    crew.startAndSettle(kPriority, [&] {
-        char message[] = "awake";
-        taskDelay(2);
-        msgQSend(queue, message, 5, NO_WAIT, MSG_PRI_NORMAL);
-    });
-    EXPECT_EQ(msgQNumMsgs(queue), 0);
-    const RunningClock running;
-    EXPECT_EQ(receive(queue, buffer, sizeof buffer, WAIT_FOREVER), returned(5));
-}
-
-TEST_F(ClockTest, Enable_Twice_IsTheSameAsOnce) {
-    const RunningClock running;
-    const ULONG before = tickGet();
-    EXPECT_EQ(delay(2), kDone);
-    sysClkEnable();
-    EXPECT_GE(tickGet() - before, 2u);
-    EXPECT_EQ(delay(2), kDone);
-}
-
-TEST_F(ClockTest, Announce_RunningClock_AddsToItsTicks) {
-    ASSERT_EQ(setRate(1), kDone);
-    const RunningClock running;
-    const ULONG before = tickGet();
-    Outcome delayed = kNotReturned;
-    Crew crew;
-    crew.startAndSettle(kPriority, [&] { delayed = delay(1000); });
-    tick(1000);
-    EXPECT_EQ(delayed, kDone);
-    EXPECT_GE(tickGet() - before, 1000u);
-}
-
-TEST_F(ClockTest, RateSet_RunningClock_SpeedsUpAWaitUnderWay) {
-    ASSERT_EQ(setRate(1), kDone);
-    const Queue queue(1);
-    char buffer[16];
-    Crew crew;
-    const RunningClock running;
-    // At one tick per second this is over half an hour.
-    crew.startAndSettle(kPriority, [&] {
-        char message[] = "awake";
-        taskDelay(2000);
-        msgQSend(queue, message, 5, NO_WAIT, MSG_PRI_NORMAL);
-    });
-    ASSERT_EQ(setRate(10000), kDone);
-    EXPECT_EQ(receive(queue, buffer, sizeof buffer, WAIT_FOREVER), returned(5));
 }
 
 }  // namespace

@@ -125,8 +125,6 @@ int callOfTasks(const Step &step) {
     switch (step.call) {
         case Call::Delay:
             return taskDelay(step.argument);
-        case Call::VerifyTask:
-            return taskIdVerify(task);
         case Call::DeleteTask:
             return taskDelete(task);
         case Call::Priority:

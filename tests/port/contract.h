@@ -26,7 +26,6 @@ enum class Call {
     CountMessages,  ///< number: of the queue
     DeleteQueue,    ///< number: of the queue
     Delay,          ///< argument: ticks
-    VerifyTask,     ///< number: which of Who
     DeleteTask,     ///< number: which of Who
     Priority,       ///< number: which of Who; the result is its priority now
     MakeDirectory,  ///< text: a path, relative to an empty directory, as in all that follow

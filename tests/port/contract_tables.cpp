@@ -291,10 +291,10 @@ constexpr Step kTaskDeletedWhileItWaits[] = {
     done(kLow, Call::Take, 0, kForever),
     waits(kHigh, Call::Take, 0, kForever),
     waits(kMiddle, Call::Receive, 0, kForever),
-    done(kOther, Call::VerifyTask, kHighTask),
+    gives(kOther, Call::Priority, kHighTask, 50),
     done(kOther, Call::DeleteTask, kHighTask),
     done(kOther, Call::DeleteTask, static_cast<int>(Who::Middle)),
-    fails(kOther, Call::VerifyTask, kHighTask, 0, kNoObject),
+    fails(kOther, Call::Priority, kHighTask, 0, kNoObject),
     fails(kOther, Call::DeleteTask, kHighTask, 0, kNoObject),
     done(kLow, Call::Give, 0),  // nobody waits for it any more
     done(kOther, Call::Take, 0, kNoWait),
@@ -307,7 +307,7 @@ constexpr Step kTaskDeletedWhileItSleeps[] = {
     done(kHigh, Call::DeleteTask, kLowTask),
     ticks(3),
     stillWaits(kLow),
-    fails(kHigh, Call::VerifyTask, kLowTask, 0, kNoObject),
+    fails(kHigh, Call::Priority, kLowTask, 0, kNoObject),
 };
 
 constexpr Step kFiles[] = {

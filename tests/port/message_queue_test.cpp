@@ -210,7 +210,6 @@ TEST_F(MessageQueueTest, Send_WaitingReceiver_GetsItBeforeAnyoneElseCan) {
     Journal journal;
     Crew crew;
     crew.startAndSettle(kPriority, receiver(queue, journal, "waiting"));
-    EXPECT_EQ(posixPortMsgQWaiters(queue), 1);
     ASSERT_EQ(send(queue, "a", NO_WAIT), kDone);
     EXPECT_EQ(msgQNumMsgs(queue), 0);
     EXPECT_EQ(next(queue), "-");
@@ -225,7 +224,6 @@ TEST_F(MessageQueueTest, Receive_PriorityOrder_ServesHighestThenEarliest) {
     crew.startAndSettle(150, receiver(queue, journal, "150 first"));
     crew.startAndSettle(150, receiver(queue, journal, "150 second"));
     crew.startAndSettle(50, receiver(queue, journal, "50"));
-    EXPECT_EQ(posixPortMsgQWaiters(queue), 3);
     for (const char *text : {"a", "b", "c"}) {
         ASSERT_EQ(send(queue, text, NO_WAIT), kDone);
         posixPortSettle();
@@ -253,7 +251,6 @@ TEST_F(MessageQueueTest, Send_WaitingSenders_GetTheFreedSlotsInTheirOrder) {
         ASSERT_EQ(send(queue, "first", NO_WAIT), kDone);
         crew.startAndSettle(150, sender(queue, "150"));
         crew.startAndSettle(50, sender(queue, "50"));
-        EXPECT_EQ(posixPortMsgQWaiters(queue), 2);
         EXPECT_EQ(msgQNumMsgs(queue), 1);
         EXPECT_EQ(next(queue), "first");
         // The slot was filled again in the same step.
@@ -286,7 +283,6 @@ TEST_F(MessageQueueTest, Receive_Timeout_EndsWithItsLastTickAndNotBefore) {
     EXPECT_EQ(received, kNotReturned);
     tick();
     EXPECT_EQ(received, failed(S_objLib_OBJ_TIMEOUT));
-    EXPECT_EQ(posixPortMsgQWaiters(queue), 0);
     // Nobody waits any more: the next message stays in the queue.
     ASSERT_EQ(send(queue, "a", NO_WAIT), kDone);
     EXPECT_EQ(next(queue), "a");
@@ -374,7 +370,6 @@ void expectIdErrors(MSG_Q_ID id) {
     EXPECT_EQ(receive(id, buffer, sizeof buffer, WAIT_FOREVER), failed(S_objLib_OBJ_ID_ERROR)) << id;
     EXPECT_EQ(outcomeOf([=] { return msgQNumMsgs(id); }), failed(S_objLib_OBJ_ID_ERROR)) << id;
     EXPECT_EQ(outcomeOf([=] { return msgQDelete(id); }), failed(S_objLib_OBJ_ID_ERROR)) << id;
-    EXPECT_EQ(outcomeOf([=] { return posixPortMsgQWaiters(id); }), failed(S_objLib_OBJ_ID_ERROR)) << id;
 }
 
 TEST_F(MessageQueueTest, EveryCall_DeletedQueue_FailsWithIdError) {

@@ -15,6 +15,7 @@
 #include <taskLib.h>
 #include <tickLib.h>
 
+#include <algorithm>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -62,9 +63,13 @@ inline Outcome take(SEM_ID mutex, int timeout) {
 inline Outcome give(SEM_ID mutex) {
     return outcomeOf([=] { return semGive(mutex); });
 }
+
+/// Success while the task is there.
 inline Outcome verify(TASK_ID task) {
-    return outcomeOf([=] { return taskIdVerify(task); });
+    int priority = 0;
+    return outcomeOf([&] { return taskPriorityGet(task, &priority); });
 }
+
 inline Outcome remove(TASK_ID task) {
     return outcomeOf([=] { return taskDelete(task); });
 }
@@ -172,8 +177,23 @@ public:
         return task;
     }
 
+    /// Id of the task of the crew that calls it.
+    TASK_ID own() {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const auto isRunning = [](const std::function<void()> &body) { return &body == running(); };
+        const auto found = std::find_if(bodies_.begin(), bodies_.end(), isRunning);
+        return tasks_.at(static_cast<size_t>(found - bodies_.begin()));
+    }
+
 private:
+    /// The body that the calling task runs.
+    static const std::function<void()> *&running() {
+        static thread_local const std::function<void()> *body = nullptr;
+        return body;
+    }
+
     static int run(const std::function<void()> *body) {
+        running() = body;
         (*body)();
         return OK;
     }

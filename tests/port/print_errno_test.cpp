@@ -29,7 +29,6 @@ TEST(PrintErrnoTest, PrintErrno_NumberOfThePort_PrintsItsName) {
     EXPECT_EQ(printed(0x410001), "errno = 0x410001 : S_msgQLib_INVALID_MSG_LENGTH\n");
     EXPECT_EQ(printed(0x410003), "errno = 0x410003 : S_msgQLib_INVALID_QUEUE_TYPE\n");
     EXPECT_EQ(printed(0x110001), "errno = 0x110001 : S_memLib_NOT_ENOUGH_MEMORY\n");
-    EXPECT_EQ(printed(0x30065), "errno = 0x30065 : S_taskLib_NAME_NOT_FOUND\n");
     EXPECT_EQ(printed(0x3006d), "errno = 0x3006d : S_taskLib_ILLEGAL_PRIORITY\n");
 }
 

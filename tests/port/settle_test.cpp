@@ -10,11 +10,6 @@ using namespace port_test;
 
 using SettleTest = PortTest;
 
-TEST_F(SettleTest, Settle_NoTask_ReturnsAtOnce) {
-    posixPortSettle();
-    EXPECT_EQ(taskIdSelf(), 0);
-}
-
 TEST_F(SettleTest, Settle_TaskOnItsWay_ReturnsWhenItWaits) {
     int steps = 0;  // not atomic: settling orders the task's steps before the reading
     Crew crew;
@@ -134,18 +129,18 @@ TEST_F(SettleTest, Settle_AfterWaking_NeverReturnsBeforeTheTaskHasRun) {
 }
 
 TEST_F(SettleTest, Waiters_ThreadNotSpawned_IsCounted) {
-    const Queue queue(1);
-    char buffer[16];
-    Outcome received = kNotReturned;
-    std::thread receiver([&] { received = receive(queue, buffer, sizeof buffer, WAIT_FOREVER); });
-    // Only the count shows that a thread of the program has reached its wait.
-    while (posixPortMsgQWaiters(queue) == 0) {
+    const Mutex mutex;
+    ASSERT_EQ(take(mutex, NO_WAIT), kDone);
+    Outcome taken = kNotReturned;
+    std::thread taker([&] { taken = take(mutex, WAIT_FOREVER); });
+    // Nothing but the count tells that a thread of the program has got to its wait.
+    while (posixPortSemWaiters(mutex) == 0) {
         std::this_thread::yield();
     }
-    EXPECT_EQ(posixPortMsgQWaiters(queue), 1);
-    ASSERT_EQ(send(queue, "a", NO_WAIT), kDone);
-    receiver.join();
-    EXPECT_EQ(received, returned(1));
+    EXPECT_EQ(posixPortSemWaiters(mutex), 1);
+    ASSERT_EQ(give(mutex), kDone);
+    taker.join();
+    EXPECT_EQ(taken, kDone);
 }
 
 }  // namespace

@@ -97,7 +97,7 @@ class Check:
                 self.expect_no_files([command, option, ""])
 
     def values(self):
-        self.expect(["show", "-o", ""], {"text", "short", "iso", "device", "csv", "json"})
+        self.expect(["show", "-o", ""], {"text", "short", "short-iso", "cat", "iso", "device", "csv", "json"})
         self.expect(["-o", "j"], {"json"})
         self.expect(["show", "first", "-p", ""], {"0", "1", "2", "3", "error", "warning"})
         self.expect(["show", "--names", "first/jorn.names", "--slot", "d"], {"door"})
@@ -107,6 +107,7 @@ class Check:
         self.expect(["count", "--since", "t"], {"today", "tomorrow"})
         self.expect(["repair", "--backup", ""], {"first", "second", "third"})
         self.expect(["show", "--rev"], {"--reverse"})
+        self.expect(["help", ""], commands_of(help_of(self.jorn)))
 
 
 def main():

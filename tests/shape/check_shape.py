@@ -8,6 +8,7 @@
 - src/ includes nothing of tools/, tests/ or port/ by path.
 - The literals of the formats are in their owners and in tests only. Messages are exempt: only a literal that is a
   name or a format by itself counts.
+- A file of a test has at most MOST_TEST_LINES lines: one above that has more than one subject.
 """
 import pathlib
 import re
@@ -32,6 +33,11 @@ LITERALS = {
 
 # Where literals are searched for. Tests may have them.
 LITERAL_FOLDERS = ("src", "port", "tools", "include")
+
+MOST_TEST_LINES = 500
+
+# Not a test's own: the kernel of the emulated board, and the campaign that runs on it, each a program in one piece.
+LONG_TEST_FILES = {"tests/board/kernel.cpp", "tests/board/cuts.cpp"}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 STRING = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
@@ -132,6 +138,17 @@ def check_literals(root):
     return failures
 
 
+def check_test_files(root):
+    failures = []
+    for path in sources(root, "tests"):
+        name = str(path.relative_to(root))
+        lines = path.read_text().count("\n")
+        if (lines > MOST_TEST_LINES) != (name in LONG_TEST_FILES):
+            failures.append(f"{name}: {lines} lines, at most {MOST_TEST_LINES}" if lines > MOST_TEST_LINES else
+                            f"{name}: needs no exemption any more")
+    return failures
+
+
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
@@ -139,7 +156,7 @@ def main():
     failures, files = check_module(root)
     if files == 0:
         failures.append(f"{root}: no source found")
-    failures += check_port(root) + check_literals(root)
+    failures += check_port(root) + check_literals(root) + check_test_files(root)
     for failure in failures:
         print(failure, file=sys.stderr)
     return 1 if failures else 0

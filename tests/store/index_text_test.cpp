@@ -2,6 +2,7 @@
 #include "store/index_text.h"
 
 #include <gtest/gtest.h>
+#include <string.h>
 
 #include <memory>
 #include <string>
@@ -101,6 +102,15 @@ TEST(IndexTextTest, Judge_NearMisses_AreNotWhole) {
           "version:1\n3,\n", "version:1\n3,7 \n", "version:1\n3,7x", "version:1\n3,123456789\n", "3,7\n"}) {
         EXPECT_EQ(judged(text), "not whole") << text;
     }
+}
+
+TEST(IndexTextTest, Judge_WhiteSpaceBeforeNumbers_CountsNothingAsForTheStore) {
+    for (const char *const text :
+         {"version: 1\n3,7\n", "version:1 3,7\n", "version:1\n\n 3, 7\n", "version:1\n+3,\t7\n"}) {
+        EXPECT_EQ(judged(text), "3 7, " + std::to_string(strlen(text)) + " bytes") << text;
+        EXPECT_EQ(scanned(text), "2: 1 3 7") << text;
+    }
+    EXPECT_EQ(judged("version:1\n-1234567,12345678\n"), "-1234567 12345678, 28 bytes");
 }
 
 TEST(IndexTextTest, Judge_LineEndsOfOtherSystems_AreCountedWhole) {

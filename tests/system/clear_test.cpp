@@ -58,7 +58,7 @@ TEST_F(ClearTest, Clear_RingThatHasNotComeRound_EveryFileStays) {
     writeFiles({0, 1, 2});
     writeIndex("0,2");
     const std::string former = read("log/0.csv") + read("log/1.csv") + read("log/2.csv");
-    const Outcome run = clear({"--yes"});
+    const Outcome run = clear({"--yes", "--files", "9"});
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out, "log: 30 items out of view, 30 still in the files until the ring comes to them\n");
     EXPECT_EQ(read("log/index.csv"), "version:1\n3,3\n");
@@ -95,7 +95,7 @@ TEST_F(ClearTest, Clear_StoreGoesOn_SeesNothingOlder) {
 TEST_F(ClearTest, Clear_SameAsTheStoresOwn_ByCheckAndRepair) {
     writeFiles({0, 1, 2});
     writeIndex("0,2");
-    ASSERT_EQ(clear({"--yes"}).status, 0);
+    ASSERT_EQ(clear({"--yes", "--files", "9"}).status, 0);
     age();
     const Outcome checked = check();
     EXPECT_EQ(checked.status, 0) << checked.out;
@@ -109,8 +109,8 @@ TEST_F(ClearTest, Clear_SameAsTheStoresOwn_ByCheckAndRepair) {
 TEST_F(ClearTest, Clear_Twice_MovesOnTwice) {
     writeFiles({0});
     writeIndex("0,0");
-    ASSERT_EQ(clear({"--yes"}).status, 0);
-    EXPECT_EQ(clear({"--yes"}).out,
+    ASSERT_EQ(clear({"--yes", "--files", "9"}).status, 0);
+    EXPECT_EQ(clear({"--yes", "--files", "9"}).out,
               "log: 1 item out of view, 1 still in the files until the ring comes to them\n");
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,2\n");
 }
@@ -151,7 +151,7 @@ TEST_F(ClearTest, Clear_DamagedIndex_ChangesNothing) {
 TEST_F(ClearTest, Clear_BackupIndexOnly_GoesByIt) {
     writeFiles({0, 1});
     write("log/index.bak", "version:1\n0,1\n");
-    EXPECT_EQ(clear({"--yes"}).status, 0);
+    EXPECT_EQ(clear({"--yes", "--files", "9"}).status, 0);
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,2\n");
     EXPECT_FALSE(exists("log/index.bak"));
 }
@@ -166,7 +166,7 @@ TEST_F(ClearTest, Clear_LogOfAnotherUser_FilesAreTheirs) {
     write("log/index.bak", "version:1\n0,1\n");
     ASSERT_EQ(chmod(path("log").c_str(), 0750), 0);
     ASSERT_EQ(chown(path("log").c_str(), kUser, kUser), 0);
-    ASSERT_EQ(clear({"--yes"}).status, 0);
+    ASSERT_EQ(clear({"--yes", "--files", "9"}).status, 0);
     for (const char *const name : {"log/index.csv", "log/2.csv"}) {
         struct stat status = {};
         ASSERT_EQ(stat(path(name).c_str(), &status), 0);

@@ -98,7 +98,7 @@ TEST_F(CountTest, CountExplain_EachWayToTheAnswer_SaysWhatWasRead) {
     EXPECT_EQ(explained({"-S", "2023-11-16", "-s", "0"}),
               "jorn: answered from the summaries of 3 files alone\n");
     EXPECT_EQ(explained({"-S", "2023-11-16", "-U", "2023-11-16"}),
-              "jorn: answered by reading the lines of 1 file, after the summaries of 3 files\n");
+              "jorn: answered from the summaries of 3 files, and the lines of 1 of them\n");
     EXPECT_EQ(explained({"-g", "d1"}), "jorn: answered by reading the lines of 3 files\n");
 }
 

@@ -47,6 +47,14 @@ TEST_F(ExportTest, Export_JsonLinesAndCsv_AsShowGivesThem) {
     }
 }
 
+TEST_F(ExportTest, Export_Json_IsJsonLines) {
+    writeRing();
+    const Outcome run = exportLog({"-o", "json", "door"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(run.out, "");
+    EXPECT_EQ(run.out, exportLog({"-o", "jsonl", "door"}).out);
+}
+
 TEST_F(ExportTest, Export_NoForm_IsJsonLines) {
     writeLog("door", dataLine(kMidnight, 1, 5, "shut"));
     const char expected[] =
@@ -348,7 +356,7 @@ TEST_F(ExportTest, Export_UsageErrors_ExitWith2AndWriteNothing) {
     writeLog("gate", "");
     const std::vector<std::vector<std::string>> wrong = {
         {},
-        {"door", "-o", "json"},
+        {"door", "-o", "xml"},
         {"door", "-o", "sqlite"},
         {"door", "-o", "sqlite", "--to", "-"},
         {"door", "--to", "out/x.txt"},

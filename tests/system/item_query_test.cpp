@@ -270,7 +270,7 @@ TEST_F(ItemQueryTest, EveryAnswer_RandomRingsAndFilters_IsThatOfPlainReading) {
                 EXPECT_EQ(count.tally.levels[static_cast<size_t>(level)], static_cast<uint64_t>(ofLevel));
             }
             const uint64_t most = 1 + dice.below(30);
-            const auto start = tool::startOfNewest(view, filter, most, &damage);
+            const auto start = tool::startOfNewest(view, filter, {most}, &damage).start;
             const auto tail = static_cast<std::ptrdiff_t>(std::min<uint64_t>(most, items.size()));
             ASSERT_EQ(scanned(view, filter, Order::OldestFirst, start),
                       std::vector<PlainItem>(items.end() - tail, items.end()));

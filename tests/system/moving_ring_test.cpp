@@ -341,7 +341,7 @@ TEST_F(SwappedDirectoryTest, Record_DirectoryIsRepairedBeforeItIsLocked_RecordsI
 }
 
 TEST_F(SwappedDirectoryTest, Clear_DirectoryIsRepairedBeforeItIsLocked_ClearsTheNewOne) {
-    const TraceOutcome run = jornWhileRepaired({"clear", "--yes", "log"});
+    const TraceOutcome run = jornWhileRepaired({"clear", "--yes", "--files", "9", "log"});
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,2\n");
     expectBackupUntouched();

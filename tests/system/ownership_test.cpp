@@ -107,7 +107,7 @@ TEST_F(OwnershipTest, Clear_ByRootIndexOfRoot_OwnersRecorderGoesOn) {
     writeIndex("0,1");
     giveLog(0750, 0640);
     give("log/index.csv", 0644, 0, 0);
-    ASSERT_EQ(jorn({"clear", "--yes", "log"}).status, 0);
+    ASSERT_EQ(jorn({"clear", "--yes", "--files", "9", "log"}).status, 0);
     EXPECT_EQ(attributes("log/2.csv"), "4711:4712 0640");
     EXPECT_EQ(attributes("log/index.csv"), "0:0 0644");
     const Outcome run = asUser({"record", "log"}, "new\n");
@@ -120,7 +120,7 @@ TEST_F(OwnershipTest, Clear_ByRootFileWrittenOver_StaysItsOwners) {
     writeIndex("2,1");
     giveLog(0755, 0604);
     give(fileName(2), 0620);
-    ASSERT_EQ(jorn({"clear", "--yes", "log"}).status, 0);
+    ASSERT_EQ(jorn({"clear", "--yes", "--files", "9", "log"}).status, 0);
     EXPECT_EQ(attributes(fileName(2)), "4711:4712 0620");
     EXPECT_EQ(attributes("log/index.csv"), "4711:4712 0604");
 }
@@ -129,7 +129,7 @@ TEST_F(OwnershipTest, Clear_ByRootBackupIndexOnly_NewIndexIsAsTheDirectory) {
     writeFiles({0, 1});
     write("log/index.bak", "version:1\n0,1\n");
     giveLog(0750, 0604);
-    ASSERT_EQ(jorn({"clear", "--yes", "log"}).status, 0);
+    ASSERT_EQ(jorn({"clear", "--yes", "--files", "9", "log"}).status, 0);
     EXPECT_EQ(attributes("log/index.csv"), "4711:4712 0640");
 }
 

@@ -75,7 +75,7 @@ protected:
         const auto asides = directoriesInLog();
         ASSERT_EQ(asides.size(), 1U);
         EXPECT_TRUE(contents(asides[0]) == before);
-        EXPECT_THAT(contents("log"), ::testing::SizeIs(2));
+        EXPECT_THAT(contents("log"), ::testing::SizeIs(3));
         EXPECT_THAT(textsIn("log/0.csv"), ElementsAre(kStart, "new"));
         EXPECT_EQ(record("again\n", {"--files", "4"}).err, "");
     }
@@ -95,7 +95,7 @@ TEST_F(RecordAsideTest, Record_OrderUnclear_RingIsKeptAndTheLogBeginsAnew) {
     struct stat status = {};
     ASSERT_EQ(stat(path(asides[0]).c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0750U);
-    EXPECT_THAT(contents("log"), ::testing::SizeIs(2));
+    EXPECT_THAT(contents("log"), ::testing::SizeIs(3));
     EXPECT_THAT(textsIn("log/0.csv"), ElementsAre(kStart, "new"));
     const Outcome checked = check();
     EXPECT_EQ(checked.status, 0);
@@ -144,7 +144,8 @@ TEST_F(RecordAsideTest, PutAside_NameIsTaken_AnotherOne) {
     }
     makeUnclearRing();
     const Contents before = contents("log");
-    const auto directory = tool::StoreDirectory::openForRecording(path("log"));
+    const auto directory =
+        tool::StoreDirectory::openForRecording(path("log"), tool::StoreDirectory::Making::LastLevel);
     EXPECT_EQ(tool::putAside(directory, kFirstTime), "aside-20231114T221320Z-3");
     EXPECT_TRUE(contents("log/aside-20231114T221320Z-3") == before);
 }
@@ -269,7 +270,7 @@ TEST_F(RecordKilledTest, Record_KilledWhilePuttingAside_NextStartKeepsEveryFile)
                        ASSERT_EQ(asides.size(), 1U);
                        EXPECT_THAT(asides[0], MatchesRegex("log/aside-20[0-9]{6}T[0-9]{6}Z"));
                        EXPECT_TRUE(contents(asides[0]) == before);
-                       EXPECT_THAT(contents("log"), ::testing::SizeIs(2));
+                       EXPECT_THAT(contents("log"), ::testing::SizeIs(3));
                        EXPECT_EQ(textsIn("log/0.csv").back(), "new");
                    });
 }
@@ -288,7 +289,7 @@ TEST_F(RecordKilledTest, Record_KilledWhilePuttingLargerRingAside_NextStartKeeps
                        const auto asides = directoriesInLog();
                        ASSERT_EQ(asides.size(), 1U);
                        EXPECT_TRUE(contents(asides[0]) == before);
-                       EXPECT_THAT(contents("log"), ::testing::SizeIs(2));
+                       EXPECT_THAT(contents("log"), ::testing::SizeIs(3));
                        EXPECT_EQ(textsIn("log/0.csv").back(), "new");
                    },
                    {"--files", "4"});
@@ -296,15 +297,15 @@ TEST_F(RecordKilledTest, Record_KilledWhilePuttingLargerRingAside_NextStartKeeps
 
 TEST_F(RecordKilledTest, Record_KilledWhileMending_NextStartShowsEveryItem) {
     const auto make = [this] {
-        writeFiles({2, 3, 0, 1});
+        writeRing({2, 3, 0, 1});
         write("log/index.csv", "version:1\n2,");
         write("log/index.bak", "version:1\n1,0\n");
     };
     killAtEachCall(make, [this](const Outcome &) {
         auto texts = textsInRange(4);
         EXPECT_EQ(texts.back(), "new");
-        texts.resize(40);
-        EXPECT_TRUE(texts == itemTexts(1, 40));
+        texts.resize(static_cast<size_t>(itemsOfRing(4)));
+        EXPECT_TRUE(texts == itemTexts(1, itemsOfRing(4)));
         EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
         EXPECT_EQ(read("log/index.csv.lost"), "version:1\n2,");
         for (const auto &[name, content] : contents("log")) {

@@ -258,6 +258,25 @@ TEST_F(RecordShortFileTest, Record_NewestFileShortAndNoPause_OldestFileAndIndexS
     expectOthersStay(jorn({"record", "log", "--files", "3"}, setting), 4200);
 }
 
+/// All lines are read at once, and the failure shows when those of the first file have been passed on.
+TEST_F(RecordRingTest, Record_MoreLinesWereReadThanPassedOn_AllThatAreMissingAreCounted) {
+    constexpr size_t kLines = 8000;
+    std::string input;
+    for (size_t line = 0; line < kLines; ++line) {
+        input += "x\n";
+    }
+    const Outcome run = jorn({"record", "log", "--files", "3", "--stats"}, {input, "", {}, 65536});
+    EXPECT_EQ(run.status, 4);
+    const std::string bytes = read(fileName(0));
+    const auto whole = static_cast<size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
+    ASSERT_GT(whole, 3000U);
+    ASSERT_LT(whole, 5000U);
+    EXPECT_THAT(run.err, HasSubstr("jorn: log/0.csv: cannot be written: File too large; " +
+                                   std::to_string(kLines - (whole - 1)) +
+                                   " of the lines read are not in the files\n"));
+    EXPECT_THAT(run.err, HasSubstr("jorn: 8000 lines, " + std::to_string(whole - 1) + " items, 16000 bytes"));
+}
+
 /// The rest of the unended line comes when the file, by the store's count, is full: after the failure.
 TEST_F(RecordShortFileTest, Record_ShortFileFoundInAPauseWithinALine_OldestFileAndIndexStay) {
     const FileSizeLimit limit(kMost);

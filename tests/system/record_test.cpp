@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
 #include "tool_run.h"
 
@@ -198,7 +199,7 @@ TEST_F(RecordTest, Record_MissingDirectory_MadeWithOneLevelOnly) {
     EXPECT_TRUE(exists("new/0.csv"));
     const Outcome run = jorn({"record", "no/such"});
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: no/such: No such file or directory\n");
+    EXPECT_EQ(run.err, "jorn: no/such: cannot be made, as the directory no is missing; --parents makes it\n");
 }
 
 TEST_F(RecordTest, Record_DirectoryIsFile_Refused) {
@@ -209,6 +210,19 @@ TEST_F(RecordTest, Record_DirectoryIsFile_Refused) {
 }
 
 /// The recorder closes its file whenever the input pauses, so what it has read can be seen while it runs.
+/// What this process, and those that it starts, do about a signal.
+class SignalDisposition {
+public:
+    SignalDisposition(int number, void (*wanted)(int)) : number_(number), former_(::signal(number, wanted)) {}
+    ~SignalDisposition() { ::signal(number_, former_); }
+    SignalDisposition(const SignalDisposition &) = delete;
+    SignalDisposition &operator=(const SignalDisposition &) = delete;
+
+private:
+    int number_;
+    void (*former_)(int);
+};
+
 class StreamTest : public RecordTest {
 protected:
     StreamTest() { makeDirectory("log"); }
@@ -228,6 +242,7 @@ protected:
     }
 
     void expectCleanEndBy(int signalNumber) {
+        const SignalDisposition usual(signalNumber, SIG_DFL);  // whatever the tests were started with
         RunningTool tool(root_, {"record", "log"});
         tool.feed(numberedLines("line", 7000));
         waitForLines(7000);
@@ -266,6 +281,26 @@ TEST_F(StreamTest, Record_Sigterm_StoresWhatThePipeHolds) { expectCleanEndBy(SIG
 TEST_F(StreamTest, Record_Sigint_StoresWhatThePipeHolds) { expectCleanEndBy(SIGINT); }
 
 TEST_F(StreamTest, Record_Sighup_StoresWhatThePipeHolds) { expectCleanEndBy(SIGHUP); }
+
+/// As under nohup.
+TEST_F(StreamTest, Record_SighupThatIsIgnored_GoesOn) {
+    std::optional<RunningTool> tool;
+    {
+        const SignalDisposition ignored(SIGHUP, SIG_IGN);
+        tool.emplace(root_, std::vector<std::string>{"record", "log"});
+    }
+    tool->feed("before\n");
+    waitForLines(1);
+    tool->halt();
+    tool->signal(SIGHUP);
+    tool->feed("beside it\n");
+    tool->resume();
+    waitForLines(2);
+    tool->feed("after\n");
+    tool->endInput();
+    EXPECT_EQ(tool->wait().status, 0);
+    EXPECT_THAT(textsIn("log/0.csv"), ElementsAre("Log start init!", "before", "beside it", "after"));
+}
 
 TEST_F(StreamTest, Record_SecondSignal_EndsAtOnce) {
     RunningTool tool(root_, {"record", "log"});

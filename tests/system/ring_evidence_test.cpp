@@ -232,6 +232,59 @@ TEST(RingEvidence, IndexNamesAllButAFileIsNewerByTimesAndFill_Contradicted) {
     EXPECT_EQ(findRingOrder(facts).source, Source::Index);
 }
 
+/// The clock was set back as well, so that the times do not bear out what the fill shows.
+TEST(RingEvidence, IndexNamesAllButAnotherFileHasRoom_Unclear) {
+    RingFacts facts = ringOf({file(300, 399), file(50, 60, 3), file(100, 199), file(200, 299)});
+    facts.index = IndexPositions{1, 0};
+    const RingOrder order = findRingOrder(facts);
+    EXPECT_EQ(order.source, Source::Unclear);
+    EXPECT_EQ(
+        order.evidence,
+        "the index names 0.csv as the newest, but that is full, and the ring may have ended with 1.csv");
+    facts.files[2].startsCleared = true;
+    EXPECT_EQ(findRingOrder(facts).source, Source::Index);
+}
+
+/// The last one may have been left by the clearing after which the ring began at 0 again.
+TEST(RingEvidence, EveryFileButTheLastIsFullAndTheFirstBeginsCleared_NumbersTellNothing) {
+    RingFacts facts = ringOf({file(400, 499), file(100, 199), file(200, 299), file(300, 310, 3)});
+    facts.files[0].startsCleared = true;
+    EXPECT_EQ(findRingOrder(facts).source, Source::Unclear);
+}
+
+TEST(RingEvidence, TimesTellNothingAndTheFileWithRoomWasLeftByAClearing_Unclear) {
+    RingFacts facts = ringOf({file(5, 5), file(5, 5, 3), file(5, 5)});
+    EXPECT_THAT(findRingOrder(facts).files, ElementsAre(2, 0, 1));
+    facts.files[2].startsCleared = true;
+    EXPECT_EQ(findRingOrder(facts).source, Source::Unclear);
+}
+
+TEST(RingEvidence, IndexNamesAllButTheFileAfterAnotherWasJustBegun_Contradicted) {
+    RingFacts facts = ringOf({file(300, 399), empty(), file(100, 199), file(200, 299)});
+    facts.index = IndexPositions{0, 3};
+    RingOrder order = findRingOrder(facts);
+    EXPECT_EQ(order.source, Source::Files);
+    EXPECT_THAT(order.files, ElementsAre(2, 3, 0));
+    facts.files[0] = file(50, 99);
+    order = findRingOrder(facts);
+    EXPECT_EQ(order.source, Source::Unclear);
+    EXPECT_EQ(
+        order.evidence,
+        "the index names 3.csv as the newest, but that is full, and the ring may have ended with 0.csv");
+}
+
+/// It may as well be the oldest, which the ring comes to next.
+TEST(RingEvidence, NewestByTimesIsTheFullFileAfterThatOfTheBackup_StaysInDoubt) {
+    RingFacts facts = ringOf({file(300, 399), file(400, 499), file(100, 199), file(200, 299)});
+    facts.backup = IndexPositions{1, 0};
+    EXPECT_NE(findRingOrder(facts).doubt, "");
+    facts.files[1].items = 3;
+    EXPECT_EQ(findRingOrder(facts).doubt, "");
+    facts.files[1].items = kFull;
+    facts.backup = IndexPositions{2, 1};
+    EXPECT_EQ(findRingOrder(facts).doubt, "");
+}
+
 TEST(RingEvidence, BackupOfASmallerRing_UnclearIfThatHasMovedOn) {
     RingFacts facts = ringOf({file(5, 5), file(5, 5), file(5, 5)});
     facts.backup = IndexPositions{0, 2};

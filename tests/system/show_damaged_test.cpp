@@ -30,6 +30,8 @@ TEST_F(ShowTest, EveryLookingCommand_SoundAndDamagedDirectory_Untouched) {
                                                             {"show", "-n", "3", "-g", "no such text"},
                                                             {"show", "-S", "@1", "-U", "now", "-p", "2"},
                                                             {"show", "-q"},
+                                                            {"show", "-g", "d1", "-C", "1"},
+                                                            {"show", "-v", "-g", "d1", "-A", "1", "-n", "1"},
                                                             {"count"},
                                                             {"count", "--files", "90"},
                                                             {"count", "--explain", "-S", "2023-11-16"},
@@ -45,7 +47,7 @@ TEST_F(ShowTest, EveryLookingCommand_SoundAndDamagedDirectory_Untouched) {
                                                             {"check", "-o", "json"},
                                                             {"repair"}};
     std::vector<std::vector<std::string>> all = commands;
-    for (const char *form : {"short", "iso", "device", "csv", "json"}) {
+    for (const char *form : {"short", "short-iso", "cat", "iso", "device", "csv", "json"}) {
         all.push_back({"show", "-n", "all", "-o", form});
     }
     writeMixed();

@@ -44,7 +44,7 @@ TEST_F(ShowTest, Show_ControlCharactersOnTerminal_Escaped) {
     write("log/0.csv", dataLine(kMidnight, 1, 0, kHostile) + std::to_string(kMidnight) + ",\x1b[2J,\x1b,x\n");
     EXPECT_EQ(shownOnTerminal(path("log"), "text", ""), "2023-11-15 00:00:00Z 1 0 " + std::string(kHarmless) +
                                                             "\r\n2023-11-15 00:00:00Z \\x1b[2J \\x1b x\r\n");
-    for (const char *form : {"short", "iso", "device", "csv", "json"}) {
+    for (const char *form : {"short", "short-iso", "cat", "iso", "device", "csv", "json"}) {
         const std::string output = shownOnTerminal(path("log"), form, "");
         EXPECT_THAT(output, HasSubstr("[31mred"));
         for (const char byte : {'\x1b', '\x07', '\x7f', '\x9b', '\xff'}) {
@@ -67,12 +67,20 @@ TEST_F(ShowTest, Show_ControlCharactersFoundOnTerminal_Escaped) {
     for (const auto &way : ways) {
         const std::string output = shownOnTerminal(path("log"), "text", "", way);
         EXPECT_EQ(output.find("2023-11-15 00:00:00Z 1 0 " + std::string(kHarmless) + "\r\n"), 0U) << output;
-        for (const char *form : {"short", "iso", "device", "csv", "json"}) {
+        for (const char *form : {"short", "short-iso", "cat", "iso", "device", "csv", "json"}) {
             const std::string other = shownOnTerminal(path("log"), form, "", way);
             EXPECT_THAT(other, HasSubstr("[31mred"));
             EXPECT_EQ(other.find_first_of("\x1b\x07\x7f\x9b\xff"), std::string::npos) << form << " " << other;
         }
     }
+}
+
+TEST_F(ShowTest, Show_TabsOnTerminal_AreTabs) {
+    writeIndex("0,0");
+    write("log/0.csv", dataLine(kMidnight, 1, 0, "name\tvalue\x0b"));
+    EXPECT_EQ(shownOnTerminal(path("log"), "cat", ""), "name\tvalue\\x0b\r\n");
+    EXPECT_EQ(jorn({"show", "log", "-o", "cat", "--escape"}).out, "name\tvalue\\x0b\n");
+    EXPECT_THAT(shownOnTerminal(path("log"), "json", ""), HasSubstr("\"text\":\"name\\tvalue\\u000b\""));
 }
 
 TEST_F(ShowTest, Show_OnTerminal_GoesThroughThePager) {

@@ -54,6 +54,9 @@ TEST_F(ShowTest, Show_Slot_Filters) {
     EXPECT_THAT(shown({"-s", "5", "-p", "2", "-s", "0", "-n", "3"}),
                 ElementsAre("d1 l2 s0", "d1 l0 s5", "d2 l1 s0"));
     EXPECT_THAT(shown({"-s", "7"}), IsEmpty());
+    EXPECT_EQ(shown({"-s", "0,5"}), shown());
+    EXPECT_EQ(shown({"-s", "5,7"}), shown({"-s", "5"}));
+    EXPECT_THAT(shown({"--level", "3,0"}), ElementsAre("d0 l0 s0", "d1 l3 s5", "d1 l0 s5"));
 }
 
 TEST_F(ShowTest, Show_Days_AreInclusive) {
@@ -76,8 +79,28 @@ TEST_F(ShowTest, Show_Grep_FindsInText) {
     writeMixed();
     EXPECT_THAT(shown({"-g", "l[01] s5"}), ElementsAre("d0 l1 s5", "d1 l0 s5"));
     EXPECT_THAT(shown({"-g", "L1", "--ignore-case", "-p", "0..1"}), ElementsAre("d0 l1 s5", "d2 l1 s0"));
+    EXPECT_EQ(shown({"-g", "L1", "-i"}), shown({"-g", "l1"}));
     EXPECT_EQ(jorn({"show", "log", "-g", "L1"}).status, 1);
     EXPECT_EQ(jorn({"show", "log", "-g", "L1", "-n", "5"}).status, 1);
+}
+
+TEST_F(ShowTest, Show_SeveralExpressions_AnyOfThem) {
+    writeMixed();
+    EXPECT_THAT(shown({"-g", "l2", "-g", "^d2"}), ElementsAre("d1 l2 s0", "d2 l1 s0"));
+    EXPECT_THAT(shown({"-g", "L2|x", "-g", "(D2)", "-i"}), ElementsAre("d1 l2 s0", "d2 l1 s0"));
+    // Each stands for itself: what one says of case does not hold for the others.
+    EXPECT_THAT(shown({"-g", "(?i)L2", "-g", "D2"}), ElementsAre("d1 l2 s0"));
+    const Outcome run = jorn({"show", "log", "-g", "a)|(b", "-g", "c"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err, "jorn: --grep: 'a)|(b' is no expression: unexpected ): a)|(b\n");
+}
+
+TEST_F(ShowTest, Show_InvertedMatch_WhatTheExpressionIsNotFoundIn) {
+    writeMixed();
+    EXPECT_THAT(shown({"-v", "-g", "s0"}), ElementsAre("d0 l1 s5", "d1 l3 s5", "d1 l0 s5"));
+    EXPECT_THAT(shown({"-v", "-g", "s0", "-g", "l1", "-n", "1"}), ElementsAre("d1 l0 s5"));
+    EXPECT_EQ(jorn({"show", "log", "-v", "-g", "d"}).status, 1);
+    EXPECT_EQ(jorn({"count", "log", "-v", "-g", "s0", "-o", "csv"}).status, 0);
 }
 
 TEST_F(ShowTest, Show_NumberOfItems_NewestOnes) {
@@ -125,6 +148,9 @@ TEST_F(ShowTest, Show_Forms_AsDocumented) {
     const auto inForm = [&](const std::string &form) { return utc({"show", "log", "-o", form}).out; };
     EXPECT_EQ(inForm("text"), "2023-11-15 05:00:00 1 5 open, \"wide\"\n2023-11-15 05:00:00 2 0 plain\n");
     EXPECT_EQ(inForm("short"), "2023-11-15 05:00:00 open, \"wide\"\n2023-11-15 05:00:00 plain\n");
+    EXPECT_EQ(inForm("short-iso"),
+              "2023-11-15T05:00:00+05:00 open, \"wide\"\n2023-11-15T05:00:00+05:00 plain\n");
+    EXPECT_EQ(inForm("cat"), "open, \"wide\"\nplain\n");
     EXPECT_EQ(inForm("iso"),
               "2023-11-15T05:00:00+05:00 1 5 open, \"wide\"\n2023-11-15T05:00:00+05:00 2 0 plain\n");
     EXPECT_EQ(inForm("device"),
@@ -236,6 +262,46 @@ TEST_F(ShowTest, Show_Colour_ByLevel) {
     EXPECT_EQ(jorn({"show", "log", "--utc", "-n", "1"}).out, "2023-11-17 00:00:00Z 1 0 d2 l1 s0\n");
 }
 
+TEST_F(ShowTest, Show_MatchesInColour_AreHighlighted) {
+    writeIndex("0,0");
+    write("log/0.csv", dataLine(kMidnight, 0, 0, "no door, door") + dataLine(kMidnight, 1, 0, "Door\x07") +
+                           dataLine(kMidnight, 2, 0, "a door"));
+    const auto inColour = [&](std::vector<std::string> options) {
+        options.insert(options.begin(), {"show", "log", "-o", "cat", "--escape", "--color", "always"});
+        return jorn(options).out;
+    };
+    const std::string urgent = "\x1b[0m\x1b[1;7;31mdoor\x1b[0m\x1b[1;31m";
+    EXPECT_EQ(inColour({"-g", "do+r", "-i"}), "\x1b[1;31mno " + urgent + ", " + urgent +
+                                                  "\x1b[0m\n"
+                                                  "\x1b[33m\x1b[0m\x1b[1;31mDoor\x1b[0m\x1b[33m\\x07\x1b[0m\n"
+                                                  "a \x1b[1;31mdoor\x1b[0m\n");
+    EXPECT_EQ(inColour({"-g", "x*", "-n", "1"}), "a door\n");
+    EXPECT_EQ(inColour({"-g", "\\b|x", "-n", "1"}), "a door\n");
+    EXPECT_EQ(inColour({"-g", "r$|x*", "-n", "1"}), "a doo\x1b[1;31mr\x1b[0m\n");
+    EXPECT_EQ(inColour({"-g", "^a|^ ", "-n", "1"}), "\x1b[1;31ma\x1b[0m door\n");
+    EXPECT_EQ(inColour({"-v", "-g", "Door|no"}), "a door\n");
+    EXPECT_EQ(jorn({"show", "log", "-o", "cat", "-g", "a d"}).out, "a door\n");
+    EXPECT_EQ(jorn({"show", "log", "-o", "csv", "-g", "a d", "--color", "always"}).out,
+              "time,level,slot,text\n1700006400,2,0,a door\n");
+}
+
+TEST_F(ShowTest, Show_TextOfSeveralBytesACharacter_HighlightedBetweenCharacters) {
+    writeIndex("0,0");
+    write("log/0.csv", dataLine(kMidnight, 2, 0, "\xc3\xa4\xe2\x82\xac \xffx"));
+    const auto inColour = [&](const std::string &pattern) {
+        return jorn({"show", "log", "-o", "cat", "--escape", "--color", "always", "-g", pattern}).out;
+    };
+    EXPECT_EQ(inColour("\xe2\x82\xac"), "\xc3\xa4\x1b[1;31m\xe2\x82\xac\x1b[0m \\xffx\n");
+    EXPECT_EQ(inColour("y*"), "\xc3\xa4\xe2\x82\xac \\xffx\n");
+}
+
+TEST_F(ShowTest, Show_NoColor_AsColorNever) {
+    writeMixed();
+    EXPECT_THAT(runOnTerminal({"show", "--no-pager", "--no-color", path("log")}).out,
+                ::testing::Not(HasSubstr("\x1b")));
+    EXPECT_EQ(jorn({"show", "log", "--no-color", "--color", "always"}).status, 2);
+}
+
 TEST_F(ShowTest, DirectoryAlone_IsShown) {
     writeMixed();
     EXPECT_EQ(jorn({"log"}).out, jorn({"show", "log"}).out);
@@ -251,6 +317,16 @@ TEST_F(ShowTest, Show_Pages_FromNewestToLast) {
     EXPECT_THAT(shown({"--per-page", "4", "--page", "-1"}), ElementsAre("d0 l1 s5", "d0 l0 s0"));
     const Outcome beyond = jorn({"show", "log", "--per-page", "2", "--page", "99"});
     EXPECT_EQ(beyond.err, "page 3 of 3 (6 items)\n");
+}
+
+TEST_F(ShowTest, ShowPage_ItemsThatDifferByTimeAlone_EachOnItsPage) {
+    writeIndex("0,0");
+    write("log/0.csv", dataLine(kMidnight, 1, 0, "same") + dataLine(kMidnight + 1, 1, 0, "same") +
+                           dataLine(kMidnight + 2, 1, 0, "same") + dataLine(kMidnight + 3, 1, 0, "same"));
+    for (int page = 1; page <= 4; ++page) {
+        const Outcome run = jorn({"show", "log", "--utc", "--per-page", "1", "--page", std::to_string(page)});
+        EXPECT_EQ(run.out, "2023-11-15 00:00:0" + std::to_string(4 - page) + "Z 1 0 same\n");
+    }
 }
 
 TEST_F(ShowTest, ShowPage_NewestFileEmpty_TellsOfTheItemsThatTheDeviceHides) {

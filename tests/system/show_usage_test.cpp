@@ -41,6 +41,17 @@ TEST_F(ShowTest, ShowAndCount_UsageErrors_ExitWith2) {
         {"show", "log", "--since", "2023-11-17", "--until", "2023-11-16"},
         {"show", "log", "-g", "("},
         {"show", "log", "--ignore-case"},
+        {"show", "log", "-v"},
+        {"show", "log", "-C", "1"},
+        {"show", "log", "-g", "x", "-C", "-1"},
+        {"show", "log", "-g", "x", "-A", "10001"},
+        {"show", "log", "-g", "x", "-C", "1", "--page", "1"},
+        {"count", "log", "-g", "x", "-C", "1"},
+        {"show", "log", "-s", "0,"},
+        {"show", "log", "-s", ","},
+        {"show", "log", "--level", "0,,1"},
+        {"show", "log", "-s", "0,8"},
+        {"help", "nonsense"},
         {"show", "log", "-o", "xml"},
         {"show", "log", "--color", "sometimes"},
         {"count", "log", "--page", "1"},
@@ -115,6 +126,9 @@ TEST_F(ShowTest, Show_EmptyValueOfAnOption_IsRefusedAndNotTakenForNone) {
 
 TEST_F(ShowTest, HelpAndVersion_OnStandardOutput) {
     EXPECT_EQ(jorn({"--version"}).out.rfind("jorn 1.", 0), 0U);
+    EXPECT_EQ(jorn({"-V"}).out, jorn({"--version"}).out);
+    EXPECT_EQ(jorn({"help"}).out, jorn({"--help"}).out);
+    EXPECT_EQ(jorn({"help", "count"}).out, jorn({"count", "--help"}).out);
     for (const std::vector<std::string> &arguments : {std::vector<std::string>{"--help"},
                                                       {},
                                                       {"record", "--help"},

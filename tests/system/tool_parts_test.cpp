@@ -2,11 +2,8 @@
 // Parts of the command-line tool in isolation.
 #include <gmock/gmock.h>
 
-#include <filesystem>
-
 #include "import/item_splitter.h"
 #include "import/stamp_forms.h"
-#include "log/ring_look.h"
 #include "record/record_stats.h"
 #include "system/failure.h"
 #include "terminal/escape.h"

@@ -14,10 +14,12 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "commands/commands.h"
+#include "system/child_process.h"
 #include "system/failure.h"
 
 namespace {
@@ -30,7 +32,7 @@ std::string chosenCommand(const CLI::App &app) {
 
 /// Whether a first word that is no command is the directory of the default command, or an option of it.
 bool isForShow(const CLI::App &app, const std::string &word) {
-    const bool isOfApp = word == "-h" || word == "--help" || word == "--version";
+    const bool isOfApp = word == "-h" || word == "--help" || word == "-V" || word == "--version";
     const auto commands =
         app.get_subcommands([&](const CLI::App *command) { return command->get_name() == word; });
     std::error_code ignored;
@@ -39,16 +41,42 @@ bool isForShow(const CLI::App &app, const std::string &word) {
             std::filesystem::is_directory(word, ignored));
 }
 
-/// The arguments in the order in which the parser takes them: the last one first.
-std::vector<std::string> argumentsOf(const CLI::App &app, int argc, char **argv) {
-    std::vector<std::string> arguments(argv + 1, argv + argc);
-    if (arguments.empty()) {
-        arguments = {"--help"};
-    } else if (isForShow(app, arguments.front())) {
-        arguments.insert(arguments.begin(), "show");
+bool isCommand(const CLI::App &app, const std::string &word) {
+    return !app.get_subcommands([&](const CLI::App *command) { return command->get_name() == word; }).empty();
+}
+
+/// Takes the command that `jorn record` is to run, all that follows "--", off the words.
+std::optional<std::vector<std::string>> takeCommand(std::vector<std::string> *words) {
+    const auto mark = std::find(words->begin(), words->end(), "--");
+    if (words->empty() || words->front() != "record" || mark == words->end()) {
+        return std::nullopt;
     }
-    std::reverse(arguments.begin(), arguments.end());
+    std::vector<std::string> command(mark + 1, words->end());
+    words->erase(mark, words->end());
+    return command;
+}
+
+/// `jorn help COMMAND` is `jorn COMMAND --help`.
+std::vector<std::string> helpWords(const CLI::App &app, const std::vector<std::string> &words) {
+    if (words.size() > 1 && !isCommand(app, words[1])) {
+        tool::refuse("unknown command: " + words[1]);
+    }
+    std::vector<std::string> arguments(words.begin() + 1, words.end());
+    arguments.emplace_back("--help");
     return arguments;
+}
+
+/// The arguments in the order in which the parser takes them: the last one first.
+std::vector<std::string> argumentsOf(const CLI::App &app, std::vector<std::string> words) {
+    if (words.empty()) {
+        words = {"--help"};
+    } else if (words.front() == "help") {
+        words = helpWords(app, words);
+    } else if (isForShow(app, words.front())) {
+        words.insert(words.begin(), "show");
+    }
+    std::reverse(words.begin(), words.end());
+    return words;
 }
 
 /// A variable of a script that is not set must not lift a limit, or lead elsewhere, without a word. Only a
@@ -87,17 +115,18 @@ int answer(CLI::App *app, const CLI::Success &asked) {
     return exitCode;
 }
 
-/// Runs the command that was chosen. Gives `exitCode` as the command left it, or that of a usage error.
-int parseAndRun(CLI::App *app, const int *exitCode, int argc, char **argv) {
+/// Runs the command that was chosen. Gives `exitCode` as the command left it, or `usageExit` for what cannot
+/// be parsed.
+int parseAndRun(CLI::App *app, const int *exitCode, int usageExit, const std::vector<std::string> &words) {
     try {
-        app->parse(argumentsOf(*app, argc, argv));
+        app->parse(argumentsOf(*app, words));
     } catch (const CLI::Success &asked) {
         return answer(app, asked);
     } catch (const CLI::ParseError &error) {
-        const bool isUnknown = app->get_subcommands().empty() && argc > 1 && argv[1][0] != '-';
-        tool::printMessage(isUnknown ? "unknown command: " + std::string(argv[1]) : problemOf(*app, error));
+        const bool isUnknown = app->get_subcommands().empty() && !words.empty() && words.front()[0] != '-';
+        tool::printMessage(isUnknown ? "unknown command: " + words.front() : problemOf(*app, error));
         tool::printMessage("see " + chosenCommand(*app) + " --help");
-        return tool::kExitUsage;
+        return usageExit;
     }
     return *exitCode;
 }
@@ -117,13 +146,16 @@ int run(int argc, char **argv) {
     // A closed pipe is met where it is written to.
     signal(SIGPIPE, SIG_IGN);
     CLI::App app("Records logs into rings of CSV files, and reads them back.", "jorn");
-    app.set_version_flag("--version", "jorn " JORN_VERSION);
+    app.set_version_flag("-V,--version", "jorn " JORN_VERSION);
     app.require_subcommand(1);
     app.footer(
-        "jorn DIR is short for jorn show DIR. See jorn COMMAND --help for the options of a command, with\n"
-        "examples.\n"
+        "jorn DIR is short for jorn show DIR. jorn help COMMAND, or jorn COMMAND --help, has the options of "
+        "a\n"
+        "command, with examples.\n"
         "Exit codes: 0 done, 1 no match where that was asked, 2 usage, 3 damage was found, 4 input or\n"
         "output failed.");
+    std::vector<std::string> words(argv + 1, argv + argc);
+    const std::optional<std::vector<std::string>> command = takeCommand(&words);
     int exitCode = tool::kExitDone;
     tool::addShowCommand(&app, &exitCode);
     tool::addFollowCommand(&app, &exitCode);
@@ -133,9 +165,9 @@ int run(int argc, char **argv) {
     tool::addCheckCommand(&app, &exitCode);
     tool::addRepairCommand(&app, &exitCode);
     tool::addClearCommand(&app, &exitCode);
-    tool::addRecordCommand(&app);
+    tool::addRecordCommand(&app, &exitCode, command);
     refuseEmptyValues(&app);
-    return parseAndRun(&app, &exitCode, argc, argv);
+    return parseAndRun(&app, &exitCode, command ? tool::kExitOfRunner : tool::kExitUsage, words);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #ifndef POSIXPORT_H
 #define POSIXPORT_H
 
-#include <msgQLib.h>
 #include <semLib.h>
 #include <vxWorks.h>
 
@@ -31,10 +30,6 @@ void posixPortSettle(void);
 /// Number of threads, tasks or not, that wait to take the semaphore; ERROR with errno S_objLib_OBJ_ID_ERROR
 /// for no such semaphore.
 int posixPortSemWaiters(SEM_ID semId);
-
-/// Number of threads, tasks or not, that wait to send to the queue or to receive from it; ERROR with errno
-/// S_objLib_OBJ_ID_ERROR for no such queue.
-int posixPortMsgQWaiters(MSG_Q_ID msgQId);
 
 #ifdef __cplusplus
 }

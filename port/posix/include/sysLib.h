@@ -19,10 +19,7 @@ int sysClkRateGet(void);
 /// with errno EINVAL (outside the range) and the rate left alone.
 STATUS sysClkRateSet(int ticksPerSecond);
 
-/// Lets the clock run (again). The time while it was disabled is not made up for.
-void sysClkEnable(void);
-
-/// Stops the clock: once the call has returned, only tickAnnounce() makes ticks.
+/// Stops the clock for good: once the call has returned, only tickAnnounce() makes ticks.
 void sysClkDisable(void);
 
 #ifdef __cplusplus

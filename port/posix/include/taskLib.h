@@ -13,15 +13,13 @@ extern "C" {
 /// Designates a task; positive. 0 stands for the calling task where a declaration says so.
 typedef int TASK_ID;
 
-/// No task of that name.
-#define S_taskLib_NAME_NOT_FOUND 0x30065
 /// A priority outside 0 to 255.
 #define S_taskLib_ILLEGAL_PRIORITY 0x3006d
 
 /// Starts a task that calls `entryPt` with the ten arguments. It may run before the call returns. The task
 /// ends when its entry returns, or by taskDelete; its id is stale from then on.
 ///
-/// - `name`: copied, the first 31 characters of it; null gives "t" and a number.
+/// - `name`: ignored: no call of the port finds a task by its name.
 /// - `priority`: 0 (highest) to 255. It decides the order of waiting in queues of that kind and nothing
 ///   else: the host's scheduling is left alone.
 /// - `options`: ignored.
@@ -61,19 +59,9 @@ STATUS taskDelete(TASK_ID tid);
 /// clock cannot be started).
 STATUS taskDelay(int ticks);
 
-/// Id of the calling task, or 0 for a thread not made by taskSpawn.
-TASK_ID taskIdSelf(void);
-
-/// OK when `tid` designates a task that is not gone, or ERROR with errno S_objLib_OBJ_ID_ERROR; 0 designates
-/// none.
-STATUS taskIdVerify(TASK_ID tid);
-
-/// Id of a task of that name (any of them, when there are several), or ERROR with errno
-/// S_taskLib_NAME_NOT_FOUND.
-TASK_ID taskNameToId(const char *name);
-
 /// Puts the current priority of a task, an inherited one included, into `*priority`; 0 designates the
-/// caller. Returns OK, or ERROR with errno S_objLib_OBJ_ID_ERROR and `*priority` left alone.
+/// caller. Returns OK, or ERROR with errno S_objLib_OBJ_ID_ERROR and `*priority` left alone. (No other call
+/// shows the priority that a task has inherited while it waits, nor whether it is gone, without ending it.)
 STATUS taskPriorityGet(TASK_ID tid, int *priority);
 
 #ifdef __cplusplus

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The tick counter. vxWorks.h says what holds for every call, sysLib.h what makes ticks.
+// Ticks made by hand. vxWorks.h says what holds for every call, sysLib.h what makes ticks.
 #ifndef TICKLIB_H
 #define TICKLIB_H
 
@@ -12,9 +12,6 @@ extern "C" {
 /// Announces one tick, even while the clock runs. Every task whose wait ends with it is marked ready before
 /// the call returns.
 void tickAnnounce(void);
-
-/// Ticks announced so far; begins at 0, wraps.
-ULONG tickGet(void);
 
 #ifdef __cplusplus
 }

@@ -7,6 +7,7 @@
 #include "commands/output_options.h"
 #include "diagnostics.h"
 #include "health/diagnosis.h"
+#include "health/ring_memory.h"
 #include "output/output.h"
 #include "system/failure.h"
 
@@ -50,7 +51,7 @@ void print(const CheckOptions &options, const std::vector<Finding> &findings, co
 int check(const CheckOptions &options) {
     jorn_SetDebugPrintLevel(0);  // The module's parser prints on standard output.
     const StoreDirectory directory = StoreDirectory::openForReading(options.directory);
-    const Diagnosis diagnosis = diagnose(directory, {options.files, std::nullopt});
+    const Diagnosis diagnosis = diagnose(directory, {hintedRingSize(directory, options.files), std::nullopt});
     const std::vector<Finding> findings = findingsOf(diagnosis);
     const FindingCounts counts = countFindings(findings);
     print(options, findings, counts);
@@ -66,7 +67,9 @@ void addCheckCommand(CLI::App *app, int *exitCode) {
     CLI::App *const command = app->add_subcommand("check", kBrief);
     const auto options = std::make_shared<CheckOptions>();
     addDirectoryOption(command, &options->directory);
-    addFilesOption(command, &options->files, "Files of the ring, 2 to 90; default: the least that DIR needs");
+    addFilesOption(
+        command, &options->files,
+        "Files of the ring, 2 to 90; default: those that DIR/jorn.ring says, else the least that DIR needs");
     addFormOption(command, &options->output, {"text", "json"});
     addTerminalOptions(command, &options->output);
     command->footer(kDetails);

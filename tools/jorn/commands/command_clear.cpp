@@ -93,6 +93,9 @@ int clear(const ClearOptions &options) {
     signal(SIGXFSZ, SIG_IGN);  // A write that fails must come back as an error that can be told.
     const StoreDirectory directory = StoreDirectory::openForRepair(options.directory);
     const ClearingPlan plan = planClearing(directory, options.files);
+    if (!plan.note.empty()) {
+        printMessage(plan.note);
+    }
     if (!plan.isNothing()) {
         directory.requireWritable();
         if (!isWanted(options, plan)) {

@@ -23,7 +23,7 @@ constexpr char kBrief[] = "Count items by level";
 constexpr char kDetails[] =
     "Prints a line for each level that is asked for, and the total of these lines. Items of levels outside\n"
     "0 to 3, which a damaged file may hold, are in a line \"other\". DIR is not changed in any way, and may\n"
-    "be recorded into at the same moment. Lines are read only where the files' summaries do not tell.\n\n";
+    "be recorded into at the same moment. Each file is read once.\n\n";
 
 constexpr char kExamples[] =
     "\nExamples:\n"

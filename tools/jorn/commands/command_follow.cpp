@@ -38,6 +38,7 @@ void addFollowCommand(CLI::App *app, int *exitCode) {
     addNewestOption(command, &options->newest,
                     "Begin with the newest N items that match, or all; default: 10");
     addPollOption(command, &options->isPolling);
+    addContextOptions(command, &options->context);
     addFormOption(command, &options->output, itemFormNames());
     addItemOutputOptions(command, &options->output);
     command->footer(std::string(kDetails) + kFilterHelp + kExamples);

@@ -15,13 +15,14 @@
 #include "record/log_mode.h"
 #include "record/recorder.h"
 #include "record/ring_fit.h"
+#include "system/child_process.h"
 #include "system/failure.h"
 #include "terminal/time_text.h"
 
 namespace tool {
 namespace {
 
-constexpr char kBrief[] = "Store standard input, one line an item";
+constexpr char kBrief[] = "Store standard input, or what a command prints, one line an item";
 
 constexpr char kDetails[] =
     "Every line is stored, however fast the input: the reading waits for the store. Whenever the\n"
@@ -31,16 +32,21 @@ constexpr char kDetails[] =
     "A line ends with LF or CR LF; any other carriage return, and a NUL, becomes a blank. A text\n"
     "keeps 198 bytes of a line; a prefix is not among them. A line of UTF-8 is cut between\n"
     "characters. A missing DIR is created; one recorder at a time has it.\n"
-    "An index that was lost, as by a power cut, is found again from the files, and nothing else is\n"
-    "changed. Where the files do not show the order, nothing is recorded, unless --if-unclear aside\n"
-    "is given, which services should do. A last line that was cut off gets its end where it is a\n"
-    "whole item without it; else it moves to DIR/torn-N.txt.\n"
+    "An index that was lost, as by a power cut, or that the files contradict is found again from the\n"
+    "files, and nothing else is changed. Where the files do not show the order, nothing is recorded,\n"
+    "unless --if-unclear aside is given, which services should do. A last line that was cut off gets\n"
+    "its end where it is a whole item without it; else it moves to DIR/torn-N.txt.\n"
+    "With -- COMMAND ARGS... after DIR, the command is run, and what it prints on standard output and\n"
+    "standard error is stored. It gets the signals that the recorder gets, and its exit code is that of\n"
+    "the recorder: 128 + N when signal N ended it, 125 when the recording failed, 126 when it cannot be\n"
+    "run, 127 when there is no such command.\n"
     "What is in the files is not yet on the medium: the system writes it back later, and a power\n"
     "cut loses what it has not written. With --sync, what was read is on the medium whenever the\n"
     "input pauses.\n\n"
     "Examples:\n"
     "  jorn record /var/log/door < door.log         a file\n"
     "  make 2>&1 | jorn record --files 20 build-log   a program, into a ring of 20 files\n"
+    "  jorn record --tee build-log -- make -j4        the same, seen on the terminal too\n"
     "  jorn record -k --slot 3 DIR < /run/door.fifo until it is stopped\n"
     "  test-run | jorn record --prefix-levels DIR     \"<3>failed\" is an item of level 0\n"
     "  jorn record --times iso dpkg < /var/log/dpkg.log   lines with their own times\n"
@@ -51,16 +57,14 @@ constexpr char kDetails[] =
     "failed.";
 
 std::string filesHelp() {
-    return "Files of the ring, 2 to 90, of 5000 items each. Default: those of the ring in DIR where they can "
-           "be told, else " +
-           std::to_string(kDefaultRingSize) +
-           "; a ring that has not come round yet may have been meant larger than it shows. A larger number "
-           "enlarges the ring";
+    return "Files of the ring, 2 to 90, of 5000 items each. Default: as many as before, in a new DIR " +
+           std::to_string(kDefaultRingSize) + ". A larger number enlarges the ring";
 }
 
 /// What is taken apart once all options are there.
 struct RecordWords {
     std::string level = "2";
+    std::string errorLevel = "1";
     std::string slot = "0";
     std::string namesFile;
     std::string bootTime;
@@ -69,17 +73,26 @@ struct RecordWords {
 
 bool isNumber(const std::string &text) { return text.find_first_not_of("0123456789") == std::string::npos; }
 
-/// Those of the directory are looked for only where they are needed: it may have none, or not be there yet.
+/// Those of the directory are looked for only where they may be needed: it may have none, or not be there
+/// yet.
 Names findNames(const RecordOptions &options, const RecordWords &words) {
     if (!words.namesFile.empty()) {
         return readNames(words.namesFile);
     }
-    const bool isNeeded = !isNumber(words.level) || !isNumber(words.slot);
+    const bool areAsked = !isNumber(words.level) || !isNumber(words.errorLevel) || !isNumber(words.slot);
     std::error_code ignored;
-    if (!isNeeded || !std::filesystem::is_directory(options.directory, ignored)) {
+    if ((!areAsked && !options.isJson()) || !std::filesystem::is_directory(options.directory, ignored)) {
         return {};
     }
-    return namesBeside(StoreDirectory::openForReading(options.directory)).value_or(Names{});
+    try {
+        return namesBeside(StoreDirectory::openForReading(options.directory)).value_or(Names{});
+    } catch (const Failure &failure) {
+        if (areAsked) {
+            throw;
+        }
+        printMessage(std::string(failure.what()) + "; no names are used");
+        return {};
+    }
 }
 
 uint32_t parseBootTime(const std::string &text) {
@@ -96,6 +109,7 @@ void takeWords(const RecordWords &words, RecordOptions *options) {
     }
     options->names = findNames(*options, words);
     options->level = namedNumber(words.level, options->names.levels, JORN_LEVEL_MAX, "level");
+    options->errorLevel = namedNumber(words.errorLevel, options->names.levels, JORN_LEVEL_MAX, "level");
     options->slot = namedNumber(words.slot, options->names.slots, JORN_SLOT_MAX, "slot");
     if (!words.bootTime.empty()) {
         options->bootTime = parseBootTime(words.bootTime);
@@ -108,8 +122,11 @@ void checkTogether(const RecordOptions &options) {
         refuse("--slot " + std::to_string(options.slot) + " is not below --slots " +
                std::to_string(options.slots));
     }
-    if (options.format != "lines" && (!options.times.empty() || options.hasPrefixes)) {
+    if (options.isJson() && (!options.times.empty() || options.hasPrefixes)) {
         refuse("--times and --prefix-levels are for --format lines");
+    }
+    if (!options.command.empty() && (options.isJson() || options.keepsGoing)) {
+        refuse("--format jsonl and --keep-going are for standard input, not for a command");
     }
     if (options.bootTime && options.times != "kmsg") {
         refuse("--boot-time is for --times kmsg");
@@ -121,6 +138,11 @@ void addRingOptions(CLI::App *command, RecordOptions *options) {
     addFilesOption(command, &options->files, filesHelp());
     command->add_flag("--shrink", options->mayShrink,
                       "Allow --files to make the ring smaller, which deletes its oldest files");
+    command->add_flag(
+        "--force", options->isForced,
+        "Begin a log in a DIR with files of others that are named as data files are; they go into "
+        "DIR/aside-TIME");
+    command->add_flag("--parents", options->makesParents, "Make the directories above DIR, too");
     command
         ->add_option(
             "--if-unclear", options->ifUnclear,
@@ -177,7 +199,15 @@ void addFormOptions(CLI::App *command, RecordOptions *options, RecordWords *word
         "1, 5 and 6 are 2, 7 is 3; --level is that of other lines");
 }
 
-void addReadingOptions(CLI::App *command, RecordOptions *options) {
+void addReadingOptions(CLI::App *command, RecordOptions *options, RecordWords *words) {
+    command->add_flag(
+        "--tee", options->tees,
+        "Pass the input on to standard output, and what a command prints as an error to standard error");
+    command
+        ->add_option("--stderr-level", words->errorLevel,
+                     "Level of what the command after -- prints on standard error")
+        ->type_name("LEVEL")
+        ->capture_default_str();
     command->add_flag("-k,--keep-going", options->keepsGoing,
                       "At the end of input wait for more, of a FIFO or a growing file, until a signal");
     command->add_flag(
@@ -202,24 +232,42 @@ void addReportOptions(CLI::App *command, RecordOptions *options, OutputOptions *
     command->get_option("--output")->description("Form of the statistics");
 }
 
+int run(const RecordWords &words, RecordOptions *options) {
+    takeWords(words, options);
+    checkTogether(*options);
+    return record(*options);
+}
+
+/// With exit codes that tell what went wrong here from what the command has to say.
+int runCommand(const std::vector<std::string> &command, const RecordWords &words, RecordOptions *options) {
+    options->command = command;
+    try {
+        if (command.empty()) {
+            refuse("there is no command after --");
+        }
+        return run(words, options);
+    } catch (const Failure &failure) {
+        const bool isOfCommand = failure.exitCode() == kExitNotRun || failure.exitCode() == kExitNotFound;
+        throw Failure(failure.what(), isOfCommand ? failure.exitCode() : kExitOfRunner);
+    }
+}
+
 }  // namespace
 
-void addRecordCommand(CLI::App *app) {
+void addRecordCommand(CLI::App *app, int *exitCode, const std::optional<std::vector<std::string>> &words) {
     CLI::App *const command = app->add_subcommand("record", kBrief);
     const auto options = std::make_shared<RecordOptions>();
-    const auto words = std::make_shared<RecordWords>();
+    const auto texts = std::make_shared<RecordWords>();
     const auto output = std::make_shared<OutputOptions>();
     addRingOptions(command, options.get());
-    addItemOptions(command, words.get());
-    addFormOptions(command, options.get(), words.get());
-    addReadingOptions(command, options.get());
+    addItemOptions(command, texts.get());
+    addFormOptions(command, options.get(), texts.get());
+    addReadingOptions(command, options.get(), texts.get());
     addReportOptions(command, options.get(), output.get());
     command->footer(kDetails);
-    command->callback([options, words, output] {
-        takeWords(*words, options.get());
-        checkTogether(*options);
+    command->callback([=] {
         options->isStatsJson = output->form == "json";
-        record(*options);
+        *exitCode = words ? runCommand(*words, *texts, options.get()) : run(*texts, options.get());
     });
 }
 

@@ -15,6 +15,7 @@
 #include "health/diagnosis.h"
 #include "health/finding.h"
 #include "health/repair_plan.h"
+#include "health/ring_memory.h"
 #include "jorn.h"
 #include "output/output.h"
 #include "repair/directory_rebuild.h"
@@ -54,8 +55,8 @@ struct RepairOptions {
     OutputOptions output;
 };
 
-RingHints hintsOf(const RepairOptions &options) {
-    RingHints hints{options.files, std::nullopt};
+RingHints hintsOf(const StoreDirectory &directory, const RepairOptions &options) {
+    RingHints hints{hintedRingSize(directory, options.files), std::nullopt};
     if (options.oldest && options.latest) {
         hints.range = IndexPositions{*options.oldest, *options.latest};
     }
@@ -120,7 +121,7 @@ bool isWorkingDirectory(const StoreDirectory &directory) {
 int repair(const RepairOptions &options) {
     jorn_SetDebugPrintLevel(0);  // The module's parser prints on standard output.
     const StoreDirectory directory = StoreDirectory::openForRepair(options.directory);
-    const Diagnosis diagnosis = diagnose(directory, hintsOf(options));
+    const Diagnosis diagnosis = diagnose(directory, hintsOf(directory, options));
     const RepairPlan plan = planRepair(directory, diagnosis);
     printPlan(options, plan, plan.isNothing() || !options.isMeant);
     if (plan.isNothing()) {
@@ -157,7 +158,9 @@ void addRepairCommand(CLI::App *app, int *exitCode) {
     command->add_flag("--yes", options->isMeant, "Do it");
     command->add_option("--backup", options->backup, "Keep the log as it was here; on the same medium as DIR")
         ->type_name("PATH");
-    addFilesOption(command, &options->files, "Files of the ring, 2 to 90; default: the least that DIR needs");
+    addFilesOption(
+        command, &options->files,
+        "Files of the ring, 2 to 90; default: those that DIR/jorn.ring says, else the least that DIR needs");
     addPosition(command, "--oldest", &options->oldest, "Number of the file with the oldest items");
     addPosition(command, "--latest", &options->latest, "Number of the file with the newest items");
     command->get_option("--oldest")->needs("--latest");

@@ -63,6 +63,7 @@ struct ShowOptions {
     bool isAtEnd = false;
     bool isFollowed = false;
     bool isPolling = false;
+    ContextSize context;
 };
 
 std::string refuseZero(const std::string &page) {
@@ -100,7 +101,10 @@ void addOptions(CLI::App *command, ShowOptions *options) {
             ->excludes(reverse)
             ->excludes(end);
     addPollOption(command, &options->isPolling)->needs(follow);
-    addPageOptions(command, options, {newest, reverse, end, follow});
+    addContextOptions(command, &options->context);
+    addPageOptions(command, options,
+                   {newest, reverse, end, follow, command->get_option("-A"), command->get_option("-B"),
+                    command->get_option("-C")});
     addFormOption(command, &options->output, itemFormNames());
     addItemOutputOptions(command, &options->output);
 }
@@ -125,7 +129,9 @@ public:
     }
 
     /// False when nobody wants any more.
-    bool print(const Item &item) { return output_.write(formatter_.format(item)); }
+    bool print(const Item &item, bool isApart = false) {
+        return output_.write(isApart ? formatter_.gap() : "") && output_.write(formatter_.format(item));
+    }
     void flush() { output_.flush(); }
     void finish() { output_.finish(); }
 
@@ -219,26 +225,48 @@ Shown showNewest(const ShowOptions &options, const Question &question, size_t mo
     return shown;
 }
 
+/// Gives the window all items up to the last of so many matches, and then that one's neighbours. Whether
+/// there was a match.
+bool passOn(ItemScanner *scanner, uint64_t most, ContextWindow *window) {
+    bool hasMatch = false;
+    bool isWanted = true;
+    for (uint64_t left = most; isWanted && (left > 0 || window->isOpen());) {
+        const Item *const next = scanner->next();
+        if (next == nullptr) {
+            break;
+        }
+        if (left == 0) {
+            Item neighbour = *next;
+            neighbour.isMatch = false;
+            isWanted = window->take(neighbour);
+            continue;
+        }
+        left -= next->isMatch ? 1 : 0;
+        hasMatch = hasMatch || next->isMatch;
+        isWanted = window->take(*next);
+    }
+    return hasMatch;
+}
+
 /// Prints as it reads.
-Shown showMany(const ShowOptions &options, const Question &question, uint64_t most) {
+Shown showMany(const ShowOptions &options, const Question &question, uint64_t most, bool isTold) {
     Shown shown;
     const RingView view(question.directory, question.ringSize);
     shown.end.takeFrom(view);
     DamageLog *const damage = &shown.end.damage;
     const bool isFromMiddle = !options.isNewestFirst && most != kAllItems;
-    const ScanStart start = isFromMiddle ? startOfNewest(view, question.filter, most, damage) : ScanStart{};
-    Printer printer(options, question);
-    printer.head("");
+    const NewestStart begin =
+        isFromMiddle ? startOfNewest(view, question.filter, {most, options.context.before, isTold}, damage)
+                     : NewestStart{};
+    Printer printer(options, question, opensAtEnd(options) ? PagerStart::End : PagerStart::Begin);
+    printer.head(isTold && begin.hasOlder ? kThereIsMore : "");
     ItemScanner scanner(view, question.filter,
-                        options.isNewestFirst ? Order::NewestFirst : Order::OldestFirst, damage, start);
+                        options.isNewestFirst ? Order::NewestFirst : Order::OldestFirst, damage, begin.start);
     // However rare items are that match, each is seen soon.
     scanner.setWatch([&printer](uint64_t) { printer.flush(); });
-    bool isWanted = true;
-    for (uint64_t left = isFromMiddle ? kAllItems : most; isWanted && left > 0; --left) {
-        const Item *const item = scanner.next();
-        shown.hasMatch = shown.hasMatch || item != nullptr;
-        isWanted = item != nullptr && printer.print(*item);
-    }
+    ContextWindow window(options.isNewestFirst ? options.context.reversed() : options.context,
+                         [&printer](const Item &item, bool isApart) { return printer.print(item, isApart); });
+    shown.hasMatch = passOn(&scanner, isFromMiddle ? kAllItems : most, &window);
     printer.finish();
     return shown;
 }
@@ -262,8 +290,9 @@ Shown show(const ShowOptions &options, const Question &question) {
     }
     const uint64_t most = options.newest.value_or(opensAtEnd(options) ? kItemsForPager : kAllItems);
     const bool isTold = isOutputTerminal() && !options.newest;
-    Shown shown = most <= kHeldItems ? showNewest(options, question, static_cast<size_t>(most), isTold)
-                                     : showMany(options, question, most);
+    const bool isHeld = most <= kHeldItems && !options.context.isAny();
+    Shown shown = isHeld ? showNewest(options, question, static_cast<size_t>(most), isTold)
+                         : showMany(options, question, most, isTold);
     if (!shown.hasMatch && isOutputTerminal()) {
         shown.footer = "no items";
     }
@@ -272,9 +301,11 @@ Shown show(const ShowOptions &options, const Question &question) {
 
 int run(const ShowOptions &options) {
     if (options.isFollowed) {
-        return printLive({options.filter, options.output, options.newest, options.isPolling});
+        return printLive(
+            {options.filter, options.output, options.newest, options.isPolling, options.context});
     }
-    const Question question = openQuestion(options.filter, time(nullptr));
+    Question question = openQuestion(options.filter, time(nullptr));
+    question.filter.isMarking = options.context.isAny() && !options.filter.isQuiet;
     const Shown shown = show(options, question);
     const int exitCode = endReading(options.filter, question, shown.end, shown.hasMatch);
     if (!shown.footer.empty()) {

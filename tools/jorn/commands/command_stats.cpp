@@ -11,6 +11,7 @@
 #include "commands/filter_options.h"
 #include "commands/output_options.h"
 #include "commands/read_end.h"
+#include "health/ring_memory.h"
 #include "output/output.h"
 #include "output/stats_report.h"
 #include "terminal/terminal.h"
@@ -65,7 +66,11 @@ int run(const StatsOptions &options) {
         answer.disk = diskUsageOf(view.look().look());
         return statsOf(view, question.filter, damage);
     });
-    answer.stats.isRingSizeKnown = answer.stats.isRingSizeKnown || question.ringSize.has_value();
+    const std::optional<int> remembered = RingMemory(question.directory).filesFor(answer.stats.ringSize);
+    if (!question.ringSize && remembered) {
+        answer.stats.ringSize = *remembered;
+    }
+    answer.stats.isRingSizeKnown = answer.stats.isRingSizeKnown || question.ringSize || remembered;
     answer.span = chosenSpan(options.per, answer.stats.hours);
     answer.buckets = bucketsOf(answer.stats.hours, answer.span, options.filter.isUtc);
     if (!options.filter.isQuiet) {

@@ -5,11 +5,17 @@
 #define JORN_TOOLS_COMMANDS_H
 
 #include <CLI/App.hpp>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace tool {
 
 void addClearCommand(CLI::App *app, int *exitCode);
-void addRecordCommand(CLI::App *app);
+
+/// `command` is what follows "--", there or not: a command to run, which is not the parser's business.
+void addRecordCommand(CLI::App *app, int *exitCode, const std::optional<std::vector<std::string>> &command);
+
 void addShowCommand(CLI::App *app, int *exitCode);
 void addFollowCommand(CLI::App *app, int *exitCode);
 void addCountCommand(CLI::App *app, int *exitCode);

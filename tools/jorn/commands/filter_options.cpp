@@ -33,18 +33,37 @@ void addSelection(CLI::App *command, FilterOptions *options) {
         command
             ->add_option("-p", options->priority, "Items of this level and of lower ones, or of a span A..B")
             ->type_name("LEVEL");
-    command->add_option("--level", options->levels, "Items of exactly this level, 0 to 3; may be repeated")
+    command->add_option("--level", options->levels, "Items of exactly this level, 0 to 3, or of several: A,B")
         ->type_name("LEVEL")
         ->allow_extra_args(false)
         ->excludes(priority);
-    command->add_option("-s,--slot", options->slots, "Items of this slot, 0 to 7; may be repeated")
+    command->add_option("-s,--slot", options->slots, "Items of this slot, 0 to 7, or of several: A,B")
         ->type_name("SLOT")
         ->allow_extra_args(false);
     CLI::Option *const pattern =
-        command->add_option("-g,--grep", options->pattern, "Items in whose text the expression is found")
-            ->type_name("REGEX");
-    command->add_flag("--ignore-case", options->isCaseIgnored, "With --grep: case does not matter")
+        command
+            ->add_option("-g,--grep", options->patterns,
+                         "Items in whose text the expression is found; of several, any of them")
+            ->type_name("REGEX")
+            ->allow_extra_args(false);
+    command->add_flag("-i,--ignore-case", options->isCaseIgnored, "With --grep: case does not matter")
         ->needs(pattern);
+    command
+        ->add_flag("-v,--invert-match", options->isInverted, "With --grep: items in whose text none is found")
+        ->needs(pattern);
+}
+
+/// What was given one by one, or several with commas between. None of it is empty.
+std::vector<std::string> partsOf(const std::vector<std::string> &lists) {
+    std::vector<std::string> parts;
+    for (const std::string &list : lists) {
+        for (size_t begin = 0; begin <= list.size();) {
+            const size_t end = std::min(list.find(',', begin), list.size());
+            parts.push_back(list.substr(begin, end - begin));
+            begin = end + 1;
+        }
+    }
+    return parts;
 }
 
 int32_t levelNumber(const std::string &text, const Names &names) {
@@ -69,7 +88,7 @@ LevelSet parseLevels(const FilterOptions &options, const Names &names) {
         return LevelSet::all();
     }
     LevelSet set = LevelSet::none();
-    for (const std::string &level : options.levels) {
+    for (const std::string &level : partsOf(options.levels)) {
         set.add(levelNumber(level, names));
     }
     return set;
@@ -77,23 +96,24 @@ LevelSet parseLevels(const FilterOptions &options, const Names &names) {
 
 SlotSet parseSlots(const FilterOptions &options, const Names &names) {
     SlotSet set;
-    for (const std::string &slot : options.slots) {
+    for (const std::string &slot : partsOf(options.slots)) {
         set.add(namedNumber(slot, names.slots, jorn::kSlotMax, "slot"));
     }
     return set;
 }
 
 std::shared_ptr<const RE2> parsePattern(const FilterOptions &options) {
-    if (!options.pattern) {
-        return nullptr;
-    }
     RE2::Options settings(RE2::Quiet);
     settings.set_case_sensitive(!options.isCaseIgnored);
-    auto pattern = std::make_shared<const RE2>(*options.pattern, settings);
-    if (!pattern->ok()) {
-        refuse("--grep: '" + *options.pattern + "' is no expression: " + pattern->error());
+    std::string anyOfThem;
+    for (const std::string &each : options.patterns) {
+        const RE2 pattern(each, settings);
+        if (!pattern.ok()) {
+            refuse("--grep: '" + each + "' is no expression: " + pattern.error());
+        }
+        anyOfThem += (anyOfThem.empty() ? "(?:" : "|(?:") + each + ")";
     }
-    return pattern;
+    return options.patterns.empty() ? nullptr : std::make_shared<const RE2>(anyOfThem, settings);
 }
 
 uint32_t parseLimit(const std::string &name, const std::string &text, time_t now, Bound bound) {
@@ -120,6 +140,7 @@ ItemFilter parseFilter(const FilterOptions &options, const Names &names, time_t 
     filter.levels = parseLevels(options, names);
     filter.slots = parseSlots(options, names);
     filter.pattern = parsePattern(options);
+    filter.isInverted = options.isInverted;
     return filter;
 }
 

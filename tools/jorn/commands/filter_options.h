@@ -22,8 +22,9 @@ struct FilterOptions {
     std::string priority;
     std::vector<std::string> levels;
     std::vector<std::string> slots;
-    std::optional<std::string> pattern;
+    std::vector<std::string> patterns;
     bool isCaseIgnored = false;
+    bool isInverted = false;
     std::string namesFile;
     bool isNumbers = false;
     bool isUtc = false;
@@ -46,7 +47,7 @@ uint32_t checkFilter(const FilterOptions &options, time_t now);
 
 /// Exit code 1 is for scripts that asked whether there is a match: with --grep or --quiet.
 inline bool isMatchAsked(const FilterOptions &options) {
-    return options.isQuiet || options.pattern.has_value();
+    return options.isQuiet || !options.patterns.empty();
 }
 
 /// The part of a command's help that is the same for all.

@@ -30,6 +30,36 @@ CLI::Option *addNewestOption(CLI::App *command, std::optional<uint64_t> *newest,
         ->type_name("N|all");
 }
 
+void addContextOptions(CLI::App *command, ContextSize *context) {
+    constexpr size_t kMost = 10000;
+    const auto add = [&](const char *names, const std::function<void(size_t)> &set, const char *meaning) {
+        command
+            ->add_option_function<size_t>(
+                names,
+                [set, names](size_t number) {
+                    if (number > kMost) {
+                        throw CLI::ValidationError(names, "10000 items are the most");
+                    }
+                    set(number);
+                },
+                meaning)
+            ->type_name("N")
+            ->needs(command->get_option("--grep"));
+    };
+    add(
+        "-A,--after-context", [context](size_t number) { context->after = number; },
+        "With --grep: N items after each match, too");
+    add(
+        "-B,--before-context", [context](size_t number) { context->before = number; },
+        "With --grep: N items before each match, too");
+    add(
+        "-C,--context",
+        [context](size_t number) {
+            *context = {number, number};
+        },
+        "With --grep: both; -- stands between groups");
+}
+
 ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, const Question &question) {
     const bool isTerminal = isOutputTerminal();
     ItemStyle style;
@@ -38,6 +68,7 @@ ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, 
     style.isEscaped = output.isEscaped || isTerminal;
     style.isColored = isColored(output, isTerminal);
     style.names = &question.shownNames();
+    style.pattern = question.filter.isInverted ? nullptr : question.filter.pattern;
     return style;
 }
 

@@ -13,6 +13,7 @@
 #include "commands/filter_options.h"
 #include "commands/output_options.h"
 #include "output/item_format.h"
+#include "query/context_window.h"
 
 namespace tool {
 
@@ -21,6 +22,9 @@ inline constexpr uint64_t kAllItems = UINT64_MAX;
 
 /// Adds -n, of a number or "all". `newest` must outlive the parsing.
 CLI::Option *addNewestOption(CLI::App *command, std::optional<uint64_t> *newest, const std::string &meaning);
+
+/// Adds -A, -B and -C to a command that has --grep. `context` must outlive the parsing.
+void addContextOptions(CLI::App *command, ContextSize *context);
 
 /// How the options want items to look. The question must outlive the style.
 ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, const Question &question);

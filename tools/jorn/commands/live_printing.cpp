@@ -58,7 +58,8 @@ private:
     }
 
     void followLog() {
-        const Question question = openQuestion(options_.filter, start_);
+        Question question = openQuestion(options_.filter, start_);
+        question.filter.isMarking = options_.context.isAny() && !options_.filter.isQuiet;
         for (const std::string &text : question.damage.texts()) {
             tellDamage(text);
         }
@@ -66,11 +67,15 @@ private:
         print(formatter.heading());
         // Of a log that comes into being now, all is new.
         const uint64_t newest = wasMissing_ ? kAllItems : options_.newest.value_or(kDefaultNewest);
+        ContextWindow window(options_.context, [&](const Item &item, bool isApart) {
+            return print(isApart ? formatter.gap() : "") && print(formatter.format(item));
+        });
         const auto take = [&](const Item &item) {
-            hasMatch_ = true;
-            return !options_.filter.isQuiet && print(formatter.format(item));
+            hasMatch_ = hasMatch_ || item.isMatch;
+            return !options_.filter.isQuiet && window.take(item);
         };
-        RingFollower follower({options_.filter.directory, options_.filter.files, question.filter, newest},
+        RingFollower follower({options_.filter.directory, options_.filter.files, question.filter, newest,
+                               options_.context.before},
                               {take, [this](const std::string &text) { note(text); },
                                [this](const std::string &text) { tellDamage(text); }});
         loop(&follower, question.filter.until);

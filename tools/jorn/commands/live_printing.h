@@ -9,6 +9,7 @@
 
 #include "commands/filter_options.h"
 #include "commands/output_options.h"
+#include "query/context_window.h"
 
 namespace tool {
 
@@ -17,6 +18,7 @@ struct LivePrintingOptions {
     OutputOptions output;
     std::optional<uint64_t> newest;  ///< Default: 10.
     bool isPolling = false;
+    ContextSize context;
 };
 
 /// Adds --poll.

@@ -42,10 +42,15 @@ void addFormOption(CLI::App *command, OutputOptions *options, const std::vector<
 }
 
 void addTerminalOptions(CLI::App *command, OutputOptions *options) {
-    command->add_option("--color", options->color, "Colours: auto (on a terminal), always or never")
-        ->type_name("WHEN")
-        ->capture_default_str()
-        ->check(CLI::IsMember({"auto", "always", "never"}));
+    CLI::Option *const color =
+        command->add_option("--color", options->color, "Colours: auto (on a terminal), always or never")
+            ->type_name("WHEN")
+            ->capture_default_str()
+            ->check(CLI::IsMember({"auto", "always", "never"}));
+    command
+        ->add_flag_callback(
+            "--no-color", [options] { options->color = "never"; }, "As --color never")
+        ->excludes(color);
     command->add_flag("--no-pager", options->isPagerOff, "On a terminal: do not start a pager");
 }
 

@@ -49,6 +49,10 @@ _jorn() {
     if ((cword > 1)) && [[ $'\n'$commands$'\n' == *$'\n'"${words[1]}"$'\n'* ]]; then
         command=${words[1]}
     fi
+    if ((cword == 2)) && [[ ${words[1]} == help ]]; then
+        COMPREPLY=($(compgen -W "$commands" -- "$cur"))
+        return
+    fi
     while read -r entry; do
         names=${entry%% *}
         if [[ ,$names, == *",$prev,"* && $entry =~ ^[^\ ]+\ ([A-Z][A-Z,]*(\|[a-z]+)?)([:=\ ]|$) ]]; then

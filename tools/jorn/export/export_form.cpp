@@ -9,7 +9,8 @@
 namespace tool {
 namespace {
 
-constexpr std::array<FormName<ExportForm>, 4> kForms = {{{"jsonl", ExportForm::JsonLines},
+constexpr std::array<FormName<ExportForm>, 5> kForms = {{{"jsonl", ExportForm::JsonLines},
+                                                         {"json", ExportForm::JsonLines},
                                                          {"csv", ExportForm::Csv},
                                                          {"syslog", ExportForm::Syslog},
                                                          {"sqlite", ExportForm::Sqlite}}};

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <system_error>
 
+#include "health/ring_memory.h"
 #include "module_limits.h"
 #include "system/failure.h"
 #include "system/temporary.h"
@@ -16,11 +17,6 @@ namespace {
 
 constexpr int kTries = 20;
 constexpr useconds_t kPauseMicroseconds = 20000;
-
-int smallestRing(const DirectoryLook &look) {
-    return smallestRingFor(presenceOf(look.files, &NamedEntry::itself),
-                           {look.index.usablePositions(), look.backup.usablePositions()});
-}
 
 void scanFile(const StoreDirectory &directory, int position, Diagnosis *diagnosis) {
     diagnosis->scans.erase(position);
@@ -34,7 +30,7 @@ void scanFile(const StoreDirectory &directory, int position, Diagnosis *diagnosi
     }
 }
 
-/// Reads the files that are not as they were when they were read last.
+/// Reads the files that have changed since they were last read.
 void scanChanged(const StoreDirectory &directory, const DirectoryLook &look, Diagnosis *diagnosis) {
     for (int position = 0; position < jorn::kSurveySize; ++position) {
         const auto i = static_cast<size_t>(position);
@@ -49,13 +45,14 @@ void scanChanged(const StoreDirectory &directory, const DirectoryLook &look, Dia
     diagnosis->look = look;
 }
 
-/// Lines that are in a file stay as they are while the store appends to it.
+/// Existing lines of a file do not change while the store appends to it.
 bool isSameOrLonger(const Entry &before, const Entry &after) {
     return before.kind == after.kind && isSameFile(before.mark, after.mark) &&
            before.mark.size <= after.mark.size;
 }
 
-/// Whether the ring is still the one that was read, save that files grew, which are noted.
+/// Whether the ring is still the one that was read, apart from files that grew, which are stored in
+/// `growing`.
 bool isSameRing(const DirectoryLook &before, const DirectoryLook &after, std::vector<int> *growing) {
     growing->clear();
     for (size_t i = 0; i < before.files.size(); ++i) {
@@ -92,7 +89,7 @@ void collectFacts(const RingHints &hints, Diagnosis *diagnosis) {
     if (diagnosis->look.index.entry.isPresent()) {
         facts.index = inRing(diagnosis->look.index.usablePositions());
     } else if (backup && !hasMovedOn(facts, *backup)) {
-        facts.index = backup;  // As the store does, which knows nothing of the items.
+        facts.index = backup;  // As the store does, which does not look at items.
     }
     if (!facts.index) {
         facts.backup = backup;
@@ -121,7 +118,7 @@ void judgeRing(Diagnosis *diagnosis) {
     }
 }
 
-/// In the directory, and what a repair was building beside it.
+/// Leftovers in the directory, and of a repair that was building next to it.
 std::vector<std::string> findLeftovers(const StoreDirectory &directory) {
     std::vector<std::string> leftovers = abandonedNames(directory.descriptor());
     const Descriptor parent(openat(directory.descriptor(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -147,6 +144,10 @@ bool Diagnosis::hasStrangeEntries() const {
 bool Diagnosis::isIndexWhole() const {
     const auto positions = look.index.usablePositions();
     return positions && isInRing(*positions, facts.ringSize);
+}
+
+int smallestRing(const DirectoryLook &look) {
+    return smallestRingFor(look.presence(), {look.index.usablePositions(), look.backup.usablePositions()});
 }
 
 int64_t Diagnosis::items() const {
@@ -181,6 +182,7 @@ Diagnosis diagnose(const StoreDirectory &directory, const RingHints &hints,
         }
     }
     diagnosis.leftovers = findLeftovers(directory);
+    diagnosis.ringMemoryProblem = RingMemory(directory).problemFor(smallestRing(diagnosis.look));
     return diagnosis;
 }
 

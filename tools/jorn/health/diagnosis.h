@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Everything that is known of a log's directory, for those who report on it and those who repair it.
+// Everything known about a log's directory, for reports and repairs.
 #ifndef JORN_TOOLS_DIAGNOSIS_H
 #define JORN_TOOLS_DIAGNOSIS_H
 
@@ -18,7 +18,7 @@
 
 namespace tool {
 
-/// What the user says of a ring.
+/// What the user says about a ring.
 struct RingHints {
     std::optional<int> files;
     std::optional<IndexPositions> range;
@@ -28,14 +28,15 @@ struct Diagnosis {
     DirectoryLook look;
     std::map<int, FileScan> scans;          ///< Of the data files that could be read, by position.
     std::map<int, std::string> unreadable;  ///< Of the others: the reason.
-    std::vector<int> growing;               ///< Files that were written to meanwhile.
-    std::vector<std::string> leftovers;     ///< Of commands that were cut short, as paths from the directory.
+    std::vector<int> growing;               ///< Files that were written to during the reading.
+    std::vector<std::string> leftovers;     ///< Of commands that were cut short, relative to the directory.
+    std::string ringMemoryProblem;          ///< Why jorn.ring is not gone by; empty where it is.
     bool isSteady = true;                   ///< False when the ring moved on faster than it could be read.
     RingFacts facts;
     RingOrder order;
-    std::optional<Placement> placement;  ///< When the order is known and the ring large enough.
+    std::optional<Placement> placement;  ///< When the order is known and the ring is large enough.
 
-    /// Whether names of the store are taken by what is no file, or hide what cannot be read.
+    /// Whether names of the store belong to something other than a file, or to a file that cannot be read.
     bool hasStrangeEntries() const;
 
     /// Whether the store would use the index as it is.
@@ -44,12 +45,15 @@ struct Diagnosis {
     int64_t items() const;
 };
 
-/// Reads the whole directory, again where a writer changed it meanwhile. Changes nothing. `whenRead` is
-/// called when all has been read, before it is looked at again. Throws Failure.
+/// The smallest ring that the data files, the index and its backup fit in.
+int smallestRing(const DirectoryLook &look);
+
+/// Reads the whole directory, and again whatever a writer changed meanwhile. Changes nothing. `whenRead` is
+/// called when everything has been read, before the second look. Throws Failure.
 Diagnosis diagnose(
     const StoreDirectory &directory, const RingHints &hints, const std::function<void()> &whenRead = [] {});
 
-/// Judges what has been read anew, by other hints.
+/// Judges again, with other hints, what has already been read.
 void judge(const RingHints &hints, Diagnosis *diagnosis);
 
 /// Every finding, those of the index first, then file by file.

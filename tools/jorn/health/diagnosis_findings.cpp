@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// The findings of a diagnosis: what is told of each thing that is not as the store leaves it.
+// The findings of a diagnosis: what is reported about everything that is not as the store leaves it.
 #include <time.h>
 
 #include <algorithm>
 #include <utility>
 
 #include "health/diagnosis.h"
+#include "health/ring_memory.h"
 #include "module_limits.h"
 #include "terminal/counted.h"
 
@@ -80,6 +81,10 @@ private:
         }
         for (const std::string &name : diagnosis_.look.otherNames) {
             add(Severity::Note, "other-name", name, 0, "is no name of a ring's file; the store ignores it");
+        }
+        if (!diagnosis_.ringMemoryProblem.empty()) {
+            add(Severity::Note, "ring-size", kRingMemoryName, 0, diagnosis_.ringMemoryProblem,
+                "`jorn record` goes by the files");
         }
         for (const std::string &name : diagnosis_.leftovers) {
             add(Severity::Note, "left-over", name, 0, "is left of a command that was cut short",
@@ -170,7 +175,7 @@ private:
         tellFalls();
     }
 
-    /// Files of the index's range that are missing or hold nothing.
+    /// Files in the index's range that are missing or hold nothing.
     void tellRange() {
         if (!diagnosis_.facts.index || diagnosis_.look.highestFile() < 0) {
             return;
@@ -231,7 +236,7 @@ private:
         }
     }
 
-    /// An index that leaves nothing out and still is not believed.
+    /// An index that leaves nothing out and is still not trusted.
     void tellLeftBehind() {
         const auto &index = diagnosis_.facts.index;
         const int newest = diagnosis_.order.files.empty() ? -1 : diagnosis_.order.files.back();
@@ -332,8 +337,8 @@ private:
         }
     }
 
-    /// Whether it is known that the store goes on with another file: to this one it writes nothing but
-    /// afresh.
+    /// Whether the store is known to have moved on to another file: it writes to this one again only after
+    /// emptying it.
     bool isPassed(int position) const {
         const RingOrder &order = diagnosis_.order;
         if (order.source == RingOrder::Source::Files) {
@@ -343,7 +348,7 @@ private:
         return isByIndex && diagnosis_.facts.index->latest != position;
     }
 
-    /// A writer holds lines back, so that a file can stand still with half a line at its end.
+    /// A writer buffers lines, so a file can stay unchanged for a while with half a line at its end.
     bool mayBeWritten(int position) const {
         const auto &growing = diagnosis_.growing;
         const bool isLatest = !diagnosis_.facts.index || diagnosis_.facts.index->latest == position;

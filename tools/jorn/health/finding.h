@@ -13,8 +13,8 @@ namespace tool {
 
 enum class Severity {
     Note,     ///< Worth knowing; nothing is wrong.
-    Warning,  ///< Damage that the store lives with.
-    Error,    ///< Items are out of sight, or the store's next start would destroy some.
+    Warning,  ///< Damage that the store can live with.
+    Error,    ///< Items are out of view, or the store's next start would destroy some.
 };
 
 struct Finding {
@@ -28,8 +28,8 @@ struct Finding {
 
 const char *nameOf(Severity severity);
 
-/// "DIR/FILE:OFFSET: severity: what; advice", nothing in it that a terminal could take for a command.
-/// With colours, the severity's.
+/// "DIR/FILE:OFFSET: severity: what; advice", with nothing in it that a terminal could take for a command. If
+/// coloured, the severity is in its colour.
 std::string formatFinding(const std::string &directory, const Finding &finding, bool isColored);
 
 /// The same as one JSON object on one line.
@@ -48,7 +48,7 @@ FindingCounts countFindings(const std::vector<Finding> &findings);
 std::string formatSummary(const std::string &directory, const FindingCounts &counts, bool isColored);
 std::string formatSummaryJson(const std::string &directory, const FindingCounts &counts);
 
-/// A JSON object on one line, in ASCII. Bytes that are no UTF-8 have no place in JSON; they become the
+/// A JSON object on one line, in ASCII. Bytes that are not UTF-8 cannot appear in JSON; they become the
 /// replacement character.
 std::string onOneLine(const nlohmann::ordered_json &json);
 

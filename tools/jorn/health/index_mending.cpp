@@ -33,7 +33,7 @@ std::vector<int> filledFiles(const DirectoryLook &look) {
 }
 
 int smallestRing(const DirectoryLook &look, std::initializer_list<std::optional<IndexPositions>> indexes) {
-    return smallestRingFor(presenceOf(look.files, &NamedEntry::itself), indexes);
+    return smallestRingFor(look.presence(), indexes);
 }
 
 bool holdsAll(const IndexPositions &range, const std::vector<int> &files, int ringSize) {
@@ -43,13 +43,13 @@ bool holdsAll(const IndexPositions &range, const std::vector<int> &files, int ri
     });
 }
 
-/// Whether the store's start goes by what the rewrites of the index have left. Where only the backup is
+/// Whether the store's start can use what the rewrites of the index have left. Where only the backup is
 /// there, it becomes the index, which is right unless the ring has moved on since.
 bool isGoodEnough(const StoreDirectory &directory) {
     const DirectoryLook look = lookAtAll(directory);
     const std::vector<int> filled = filledFiles(look);
     if (filled.empty()) {
-        // Nothing can be lost, but the store would leave as it is what it can read of it.
+        // Nothing can be lost, but the store would keep whatever it can read of a broken index.
         return look.index.entry.mark.size == 0 || look.index.usablePositions().has_value();
     }
     if (look.index.entry.isPresent()) {
@@ -60,7 +60,7 @@ bool isGoodEnough(const StoreDirectory &directory) {
            diagnose(directory, {}).facts.index;
 }
 
-/// Enough lines to be full, whatever they hold.
+/// Whether a file has enough lines to be full, whatever they hold.
 bool mayBeFull(const StoreDirectory &directory, int position) {
     const Descriptor file = openQuietly(directory, dataFileName(position));
     std::vector<char> block(1 << 16);
@@ -74,8 +74,8 @@ bool mayBeFull(const StoreDirectory &directory, int position) {
     return lines + 1 >= jorn::kCsvItemMax;
 }
 
-/// Whether a whole index may be none of these files', so that they have to be read. It is as good as certain
-/// if it names every file, and its newest one is there and has room.
+/// Whether a whole index may not belong to these files, so that they have to be read. It almost certainly
+/// does if it names every file, and its newest one is there and has room.
 bool mayBeContradicted(const StoreDirectory &directory, std::optional<int> ringSize) {
     const DirectoryLook look = lookAtAll(directory);
     const auto index = look.index.usablePositions();
@@ -99,7 +99,7 @@ std::string flawOf(const IndexEntry &index) {
     return index.positions() ? "beyond any ring" : "not whole";
 }
 
-/// Of one that the store would go by, too.
+/// Also for an index that the store would use.
 std::string flawOf(const Diagnosis &diagnosis) {
     const IndexEntry &index = diagnosis.look.index;
     const auto positions = index.usablePositions();
@@ -111,14 +111,18 @@ std::string flawOf(const Diagnosis &diagnosis) {
                                           : "beyond a ring of " + std::to_string(ringSize) + " files";
 }
 
-/// The name that keeps what is replaced. Only a directory cannot make way for it.
+/// The name that keeps what is replaced: a free one, or the one given to it by a start that was cut short.
 std::string keptName(const StoreDirectory &directory, const char *name) {
+    const Entry former = lookAtEntry(directory, name);
     const std::string first = std::string(name) + kKeptSuffix;
     std::string kept = first;
-    for (int number = 2; lookAtEntry(directory, kept).kind == Entry::Kind::Directory; ++number) {
+    for (int number = 2;; ++number) {
+        const Entry entry = lookAtEntry(directory, kept);
+        if (!entry.isPresent() || (entry.isFile() && isSameFile(entry.mark, former.mark))) {
+            return kept;
+        }
         kept = first + "-" + std::to_string(number);
     }
-    return kept;
 }
 
 std::string keptText(const StoreDirectory &directory, const DirectoryLook &look) {
@@ -147,7 +151,7 @@ bool isByIndex(const Diagnosis &diagnosis) {
     return source == RingOrder::Source::Index || source == RingOrder::Source::Cleared;
 }
 
-/// As a word of a command line for the shell: in quotes only where it needs them.
+/// The text as one shell word, quoted only where necessary.
 std::string shellWord(const std::string &text) {
     constexpr char kPlain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_./:@%+,=-";
     if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) {
@@ -182,7 +186,7 @@ IndexMending decide(const Diagnosis &diagnosis, const StoreDirectory &directory)
     return mending;
 }
 
-/// The ring that the files need, with what is named within the size that is asked for.
+/// The ring that the files need, including index positions that are within the requested size.
 int leastRing(const DirectoryLook &look, int requested) {
     const auto within = [requested](const std::optional<IndexPositions> &positions) {
         return positions && isInRing(*positions, requested) ? positions : std::nullopt;
@@ -190,8 +194,9 @@ int leastRing(const DirectoryLook &look, int requested) {
     return smallestRing(look, {within(look.index.usablePositions()), within(look.backup.usablePositions())});
 }
 
-/// The size that is asked for may be that of the ring, or one that it is to get. What is read is judged by
-/// the former if that leads to anything, else by what the files show.
+/// The size asked for may be the ring's own, or one that the ring is to get while it still has the size that
+/// its files need. An index must be right for both, and so must an order. The larger ring decides, except for
+/// what shows only in the smaller one, in which the ring has wrapped.
 void judgeBySize(std::optional<int> ringSize, Diagnosis *diagnosis) {
     if (!ringSize || *ringSize <= diagnosis->look.highestFile()) {
         return;
@@ -199,21 +204,25 @@ void judgeBySize(std::optional<int> ringSize, Diagnosis *diagnosis) {
     judge({leastRing(diagnosis->look, *ringSize), std::nullopt}, diagnosis);
     Diagnosis larger = *diagnosis;
     judge({ringSize, std::nullopt}, &larger);
-    // Where only a backup is there, a file that a smaller ring does not have is missing in any case.
-    const bool isByBackup = isByIndex(larger) && !larger.look.index.entry.isPresent();
-    if ((isCertain(larger) || isByIndex(larger)) && !(isByBackup && isCertain(*diagnosis))) {
+    if (isByIndex(larger)) {
+        return;
+    }
+    const bool doAgree = larger.order.isKnown() && larger.order.files == diagnosis->order.files;
+    if (isCertain(larger) || (isCertain(*diagnosis) && !doAgree)) {
         *diagnosis = larger;
     }
 }
 
-/// Gives the index a second name, so that it never lacks its own.
+/// Gives the index a second name, so that its own name never goes missing.
 void keepIndex(const StoreDirectory &directory) {
     const int fd = directory.descriptor();
     const std::string kept = keptName(directory, kIndexName);
-    unlinkat(fd, kept.c_str(), 0);
+    if (lookAtEntry(directory, kept).isPresent()) {
+        return;
+    }
     int result = linkat(fd, kIndexName, fd, kept.c_str(), 0);
     if (result < 0 && (errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS)) {
-        // A file system without second names. A cut here leaves no index, which is found again likewise.
+        // A file system without hard links. A cut here leaves no index, which is recovered in the same way.
         result = renameat(fd, kIndexName, fd, kept.c_str());
     }
     if (result < 0 && errno != ENOENT) {

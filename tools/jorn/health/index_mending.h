@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A lost index, found again by the evidence of the files and written anew, without anybody who looks on.
-// Nothing but the index is written, and only where every file with items keeps its place.
+// Recovers a lost index from the evidence of the files and rewrites it, unattended. Only the index is
+// written, and only where every file with items keeps its place.
 #ifndef JORN_TOOLS_INDEX_MENDING_H
 #define JORN_TOOLS_INDEX_MENDING_H
 
@@ -15,33 +15,32 @@ namespace tool {
 /// What is to be done about an index, decided before anything is touched.
 struct IndexMending {
     enum class Kind {
-        None,     ///< The store can go by the index, or there is none, nor a file that holds anything.
-        Write,    ///< Its positions are certain.
+        None,     ///< The store can use the index, or there is none and no file holds anything.
+        Write,    ///< The positions are certain.
         Unclear,  ///< Somebody has to decide.
     };
 
     Kind kind = Kind::None;
     std::string flaw;          ///< Of the index as it is: "empty".
     IndexPositions positions;  ///< To be written.
-    std::string reason;        ///< Why these, or why none, as a sentence without its stop.
-    std::string advice;        ///< What decides where it is unclear: "`jorn repair ...` ...".
-    std::string kept;          ///< What keeps the former index, as a sentence without its stop; may be empty.
+    std::string reason;        ///< Why these, or why none: a sentence without its full stop.
+    std::string advice;        ///< What decides an unclear case: "`jorn repair ...` ...".
+    std::string kept;          ///< Which file keeps the former index, in the same form; may be empty.
 };
 
-/// Whether the store cannot go by the index: it is missing or empty beside files that hold something, or not
-/// whole. Reads the data files only where the backup stands alone. Throws Failure.
+/// Whether the store cannot use the index: it is missing or empty although files hold something, or it is not
+/// whole. Reads the data files only where there is just the backup. Throws Failure.
 bool isIndexLost(const StoreDirectory &directory);
 
-/// Reads the data files only where the index is of no use. `ringSize` is that of the ring where it is known.
+/// Reads the data files only where the index cannot be relied on. `ringSize` is the ring's, where known.
 /// Changes nothing. Throws Failure.
 IndexMending planIndexMending(const StoreDirectory &directory, std::optional<int> ringSize);
 
-/// Writes the index. What it replaces stays under the name with ".lost" at its end, in place of what was kept
-/// there before, or with ".lost-2" and so on where a directory has that name. A cut at any moment leaves the
-/// former index or the new one. Throws Failure.
+/// Writes the index. What it replaces is kept under its name with ".lost" appended, or ".lost-2" and so on
+/// where that name is taken. A cut at any moment leaves the former index or the new one. Throws Failure.
 void mendIndex(const StoreDirectory &directory, const IndexPositions &positions);
 
-/// Writes the index anew, whole or not at all. Throws Failure; then the former one is still there.
+/// Rewrites the index, whole or not at all. Throws Failure; then the former one is still there.
 void writeIndex(const StoreDirectory &directory, const IndexPositions &positions);
 
 }  // namespace tool

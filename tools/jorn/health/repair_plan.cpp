@@ -17,7 +17,7 @@ Failure refusal(const StoreDirectory &directory, const Diagnosis &diagnosis, con
                    diagnosis.unreadable.empty() ? kExitDamage : kExitInputOutput);
 }
 
-/// Index and places stay as they are in a log that was cleared: bringing its items back is nobody's wish.
+/// Index and positions stay as they are in a log that was cleared: nobody wants its items back.
 Placement asItIs(const RingFacts &facts) { return {facts.index.value_or(IndexPositions{}), {}, {}}; }
 
 Placement choosePlacement(const StoreDirectory &directory, const Diagnosis &diagnosis) {
@@ -37,7 +37,7 @@ Placement choosePlacement(const StoreDirectory &directory, const Diagnosis &diag
     return *diagnosis.placement;
 }
 
-/// A directory in which nothing was ever stored needs no index; the store makes it.
+/// A directory in which nothing was ever stored needs no index; the store creates it.
 bool isFresh(const Diagnosis &diagnosis) {
     return diagnosis.look.highestFile() < 0 && !diagnosis.look.index.entry.isPresent() &&
            !diagnosis.look.backup.entry.isPresent();

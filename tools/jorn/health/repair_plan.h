@@ -20,7 +20,7 @@ struct RepairPlan {
     bool isNothing() const { return steps.empty(); }
 };
 
-/// Throws Failure, with kExitDamage, when the ring's order cannot be told or its files do not fit.
+/// Throws Failure, with kExitDamage, when the ring's order cannot be determined or its files do not fit.
 RepairPlan planRepair(const StoreDirectory &directory, const Diagnosis &diagnosis);
 
 }  // namespace tool

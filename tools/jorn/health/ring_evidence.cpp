@@ -10,12 +10,13 @@
 namespace tool {
 namespace {
 
-/// A step back that is smaller than this part of what it is compared with may be a clock that was set.
+/// A step back of less than one part in kSmallPart of what it is compared with may come from a clock that
+/// was set.
 constexpr int64_t kSmallPart = 10;
 
 std::string at(int position) { return dataFileName(position); }
 
-/// Files with items by their order, and the questions that the order is judged by.
+/// The files with items in ring order, and the questions by which their order is judged.
 class Evidence {
 public:
     explicit Evidence(const RingFacts &facts) : facts_(facts) {
@@ -40,7 +41,7 @@ public:
         return static_cast<int64_t>(fileAt(position).lastTime) - fileAt(position).firstTime;
     }
 
-    /// The ring's own order, begun behind the file that ends at `last`, an index into ring().
+    /// The ring's own order, starting after the file at `last`, an index into ring().
     std::vector<int> ringOrderBehind(size_t last) const {
         std::vector<int> order = ring_;
         std::rotate(order.begin(), order.begin() + static_cast<ptrdiff_t>((last + 1) % order.size()),
@@ -54,7 +55,7 @@ public:
         return order;
     }
 
-    /// Whether the files follow one another without a doubt: no two of them share more than a small part of
+    /// Whether the files follow one another without doubt: no neighbours share more than a small part of
     /// their time.
     bool isClear(const std::vector<int> &order) const {
         for (size_t i = 0; i + 1 < order.size(); ++i) {
@@ -77,38 +78,48 @@ public:
         return rotated == order;
     }
 
-    /// The empty or missing position after the newest file is what the store opens next.
-    bool isFreeBehind(int position) const {
-        return !fileAt(jorn::ringSuccessor(facts_.ringSize, position)).hasItems();
-    }
+    /// Whether the position after a file is empty or missing: after the newest file, it is what the store
+    /// opens next.
+    bool isFreeBehind(int position) const { return !fileAt(successorOf(position)).hasItems(); }
 
-    /// Whether the files are those of 0 upward, and every one but the last is full. So they were filled one
-    /// after the other, and none was ever begun afresh, whatever the clock said.
+    /// Whether the files are numbered from 0 without a gap, and all but the last are full. Then they were
+    /// filled one after another, and none was ever restarted, whatever the clock said.
     bool isFilledByNumber() const {
         const int last = ring_.back();
         const bool isWithoutGap = last + 1 == static_cast<int>(ring_.size());
-        return isWithoutGap && !fileAt(last).isFull() &&
+        const bool mayBeLeft = fileAt(0).startsCleared;
+        return isWithoutGap && !mayBeLeft && !fileAt(last).isFull() &&
                std::all_of(ring_.begin(), ring_.end() - 1,
                            [this](int position) { return fileAt(position).isFull(); });
     }
 
-    /// By how full it is, the store may have ended with this file.
+    /// Judging by how full it is, this file may be the newest.
     bool looksNewest(int position) const { return !fileAt(position).isFull() || isFreeBehind(position); }
 
-    /// A file that may as well be the newest, would the clock have been set back behind the one that is by
-    /// the times. One that a clearing left as it was is not meant.
-    std::optional<int> otherThan(int newest) const {
-        const bool isByFill =
-            std::any_of(ring_.begin(), ring_.end(), [this](int position) { return looksNewest(position); });
-        const auto other = std::find_if(ring_.begin(), ring_.end(), [&](int position) {
-            const bool wasLeft = isLeftByClearing(position) && !isLeftByClearing(newest);
-            return position != newest && (looksNewest(position) || !isByFill) && !wasLeft;
+    /// The first file that may be the newest: it is not full although no clearing left it so, or the one
+    /// after it has just been begun.
+    std::optional<int> firstWithRoom() const {
+        return find([this](int position) {
+            const FileFacts &next = fileAt(successorOf(position));
+            const bool isNextBegun = next.isPresent && !next.hasItems();
+            return isNextBegun || (!fileAt(position).isFull() && !isLeftByClearing(position));
         });
-        return other == ring_.end() ? std::nullopt : std::optional<int>(*other);
     }
 
-    /// The newest file is full while another is not, and the ring goes on behind it: then the file that is
-    /// not full may be the newest, and the clock have been wrong.
+    /// A file that may be the newest instead, if the clock was set back after the one that is newest by the
+    /// times. A file that a clearing left as it was is not considered, unless that is true of both.
+    std::optional<int> otherThan(int newest) const {
+        const bool isByFill = find([this](int position) {
+                                  return looksNewest(position) && !isLeftByClearing(position);
+                              }).has_value();
+        return find([&](int position) {
+            const bool wasLeft = isLeftByClearing(position) && !(isByFill && isLeftByClearing(newest));
+            return position != newest && (looksNewest(position) || !isByFill) && !wasLeft;
+        });
+    }
+
+    /// Whether the newest file is full while another is not, and the ring goes on after it: then the file
+    /// that is not full may be the newest, and the clock may have been wrong.
     bool contradictsFill(int newest) const {
         const bool isAnyPartial = std::any_of(ring_.begin(), ring_.end(), [&](int position) {
             return position != newest && !fileAt(position).isFull();
@@ -116,9 +127,15 @@ public:
         return fileAt(newest).isFull() && isAnyPartial && !isFreeBehind(newest);
     }
 
+    bool isLeftByClearing(int position) const { return fileAt(successorOf(position)).startsCleared; }
+
 private:
-    bool isLeftByClearing(int position) const {
-        return fileAt(jorn::ringSuccessor(facts_.ringSize, position)).startsCleared;
+    int successorOf(int position) const { return jorn::ringSuccessor(facts_.ringSize, position); }
+
+    template <class Condition>
+    std::optional<int> find(Condition condition) const {
+        const auto found = std::find_if(ring_.begin(), ring_.end(), condition);
+        return found == ring_.end() ? std::nullopt : std::optional<int>(*found);
     }
 
     const RingFacts &facts_;
@@ -184,12 +201,12 @@ RingOrder unlessFillContradicts(const Evidence &evidence, RingOrder order) {
     return order;
 }
 
-/// Every file begins and ends at the same time as the others: only how full they are tells.
+/// All files begin and end at the same time: the only evidence is how full they are.
 RingOrder findByFill(const Evidence &evidence) {
     const std::vector<int> &ring = evidence.ring();
     std::vector<size_t> ends;
     for (size_t i = 0; i < ring.size(); ++i) {
-        if (!evidence.fileAt(ring[i]).isFull() || evidence.isFreeBehind(ring[i])) {
+        if (evidence.looksNewest(ring[i]) && !evidence.isLeftByClearing(ring[i])) {
             ends.push_back(i);
         }
     }
@@ -202,8 +219,8 @@ RingOrder findByFill(const Evidence &evidence) {
                                 " is not full or has no file behind it: " + span(order));
 }
 
-/// A clock that was set back makes the times fall where the ring does not end, so that they are no evidence
-/// where another file may be the newest.
+/// A clock that was set back makes the times fall at other places than the end of the ring, so they are no
+/// evidence where another file may be the newest.
 RingOrder withDoubt(const Evidence &evidence, RingOrder order) {
     const auto other = order.isKnown() ? evidence.otherThan(order.files.back()) : std::nullopt;
     if (other) {
@@ -248,7 +265,7 @@ RingOrder findByTimes(const Evidence &evidence) {
     return unclear(falls + "and files share their times, so their order cannot be told");
 }
 
-/// Whether a range leaves items out for no reason that shows: what a clearing leaves out, it says.
+/// Whether a range leaves items out for no visible reason: a clearing logs that it left items out.
 bool leavesItemsOut(const RingFacts &facts, const IndexPositions &range) {
     return !filesOutsideRange(facts, range).empty() &&
            !facts.files[static_cast<size_t>(range.oldest)].startsCleared;
@@ -260,8 +277,8 @@ RingOrder fromRange(const RingFacts &facts, const IndexPositions &range, const s
     return order;
 }
 
-/// The file after the newest of former positions, if the ring has moved on there since. The ring may be
-/// larger than its files show, or become it now, so that this file is looked for in both.
+/// The file after the newest of former positions, if the ring has moved on to it since. The ring may be
+/// larger than its files show, or may only now become larger, so the file is looked for in both sizes.
 std::optional<int> fileBegunAfter(const RingFacts &facts, const IndexPositions &former) {
     if (!facts.files[static_cast<size_t>(former.latest)].isFull()) {
         return std::nullopt;
@@ -278,8 +295,8 @@ std::optional<int> fileBegunAfter(const RingFacts &facts, const IndexPositions &
     return std::nullopt;
 }
 
-/// The store begins the file after the newest, rewrites the index, and only then stores items there. So where
-/// that file was begun and holds none, the backup is the index that was to be rewritten, whatever the times
+/// The store begins the file after the newest, rewrites the index, and only then stores items there. So if
+/// that file was begun but holds none, the backup is the index that was to be rewritten, whatever the times
 /// say.
 bool isOfCutRotation(const RingFacts &facts, const Evidence &evidence, int next) {
     const IndexPositions &backup = *facts.backup;
@@ -287,7 +304,7 @@ bool isOfCutRotation(const RingFacts &facts, const Evidence &evidence, int next)
            evidence.fileAt(backup.latest).hasItems() && !leavesItemsOut(facts, backup);
 }
 
-/// Where the times show nothing, unless the files contradict the backup.
+/// The order by the backup, where the times show nothing; unclear if the files contradict it.
 RingOrder byBackup(const RingFacts &facts, const std::string &evidence) {
     const IndexPositions &backup = *facts.backup;
     if (leavesItemsOut(facts, backup)) {
@@ -301,7 +318,8 @@ RingOrder byBackup(const RingFacts &facts, const std::string &evidence) {
                      "index.bak names " + textOf(backup) + ", and every item lies in that range");
 }
 
-/// The backup is the index of before the rewrite that was cut: the ring may have moved on by one file.
+/// The backup is the index as it was before the rewrite that was cut short: the ring may have moved on by one
+/// file.
 RingOrder comparedWithBackup(const RingFacts &facts, const Evidence &evidence, RingOrder order) {
     const IndexPositions &backup = *facts.backup;
     const int next = jorn::ringSuccessor(facts.ringSize, backup.latest);
@@ -313,9 +331,16 @@ RingOrder comparedWithBackup(const RingFacts &facts, const Evidence &evidence, R
         return byBackup(facts, order.evidence + "; " + named);
     }
     const int newest = order.files.back();
-    if (evidence.isRotation(order.files) && (newest == backup.latest || newest == next)) {
+    const bool isOneOn = newest == next;
+    if (evidence.isRotation(order.files) && (newest == backup.latest || isOneOn)) {
         order.evidence += "; " + named + ", which agrees";
-        order.doubt.clear();
+        // The store moves on from a full file, and the backup exists no longer than the next one takes to
+        // fill.
+        const bool isMoveLikely =
+            evidence.fileAt(backup.latest).isFull() && !evidence.fileAt(newest).isFull();
+        if (!isOneOn || isMoveLikely) {
+            order.doubt.clear();
+        }
         return order;
     }
     if (hasMovedOn(facts, backup) && !evidence.fileAt(newest).isFull()) {
@@ -325,7 +350,7 @@ RingOrder comparedWithBackup(const RingFacts &facts, const Evidence &evidence, R
     return unclear(order.evidence + "; " + named + ", which does not agree");
 }
 
-/// What was cleared last begins the log: older items stay out of view.
+/// The log begins at the last clearing: older items stay out of view.
 RingOrder withoutCleared(const RingFacts &facts, RingOrder order) {
     const auto begin = std::find_if(order.files.rbegin(), order.files.rend(), [&facts](int position) {
         return facts.files[static_cast<size_t>(position)].startsCleared;
@@ -366,27 +391,33 @@ RingOrder fromIndex(const RingFacts &facts, RingOrder::Source source, const std:
     return order;
 }
 
-/// Of an index that names every file with items. Its newest file is missing, or is full while the next one
-/// holds items: then it may be an index of before the ring moved on. It is none if the times and the fill of
-/// the files agree on another newest file.
-RingOrder judgeWholeRange(const RingFacts &facts) {
-    const FileFacts &newest = facts.files[static_cast<size_t>(facts.index->latest)];
-    const RingOrder named =
-        fromIndex(facts, RingOrder::Source::Index, "the index names every file with items");
-    if (newest.isPresent && !hasMovedOn(facts, *facts.index)) {
-        return named;
-    }
+/// For an index that names every file with items, and whose newest file is full and has no room after it,
+/// while another file is not full: the ring may have moved on since it was written.
+RingOrder judgeFullNewest(const RingFacts &facts, const RingOrder &named, int other) {
     const RingOrder found = findFromFiles(facts);
-    const bool isElsewhere = found.isKnown() && found.files.back() != named.files.back();
-    if (newest.isPresent) {
-        const bool isCertain = isElsewhere && found.doubt.empty() &&
-                               !facts.files[static_cast<size_t>(found.files.back())].isFull();
-        return isCertain ? found : named;
+    if (found.isKnown() && found.doubt.empty()) {
+        return found;
     }
-    return found.isKnown() && !isElsewhere ? named : found;
+    return unclear("the index names " + at(named.files.back()) +
+                   " as the newest, but that is full, and the ring may " + "have ended with " + at(other));
 }
 
-/// Cut before it began its file: what it has cleared is there, and nothing came after it.
+RingOrder judgeWholeRange(const RingFacts &facts) {
+    const int newest = facts.index->latest;
+    const RingOrder named =
+        fromIndex(facts, RingOrder::Source::Index, "the index names every file with items");
+    if (facts.files[static_cast<size_t>(newest)].isPresent) {
+        const Evidence evidence(facts);
+        const auto other = evidence.looksNewest(newest) ? std::nullopt : evidence.firstWithRoom();
+        return other ? judgeFullNewest(facts, named, *other) : named;
+    }
+    const RingOrder found = findFromFiles(facts);
+    const bool isSame = found.isKnown() && found.files.back() == named.files.back();
+    return isSame ? named : found;
+}
+
+/// Whether a clearing was cut short before it began its file: what it cleared is there, and nothing came
+/// after it.
 bool isOfCutClearing(const RingFacts &facts) {
     if (facts.index->oldest != facts.index->latest) {
         return false;
@@ -396,8 +427,8 @@ bool isOfCutClearing(const RingFacts &facts) {
            jorn::ringSuccessor(facts.ringSize, order.files.back()) == facts.index->latest;
 }
 
-/// What a start without an index leaves: the range begins at 0. Any other range that leaves items out was
-/// written on purpose, by a clearing.
+/// Whether this is the range that a start without an index leaves, which begins at 0. Any other range that
+/// leaves items out was written on purpose, by a clearing.
 bool isRangeOfReset(const IndexPositions &index) { return index.oldest == 0; }
 
 RingOrder judgeIndex(const RingFacts &facts) {

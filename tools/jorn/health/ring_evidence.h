@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Finds the order of a ring's files, oldest first, from what they hold, where the index does not tell it.
+// Finds the order of a ring's files, oldest first, from what they hold, where the index does not give it.
 #ifndef JORN_TOOLS_RING_EVIDENCE_H
 #define JORN_TOOLS_RING_EVIDENCE_H
 
@@ -15,7 +15,7 @@
 
 namespace tool {
 
-/// What a data file tells of its place in the ring.
+/// What a data file shows about its place in the ring.
 struct FileFacts {
     bool isPresent = false;
     int64_t items = 0;
@@ -29,29 +29,29 @@ struct FileFacts {
 
 using RingFiles = std::array<FileFacts, jorn::kSurveySize>;
 
-/// All that is known of a ring.
+/// Everything known about a ring.
 struct RingFacts {
     RingFiles files;
     int ringSize = 0;                      ///< Files of the ring, 2 to 90.
-    std::optional<IndexPositions> index;   ///< Of a whole index whose positions lie in the ring.
-    std::optional<IndexPositions> backup;  ///< The same of the backup, where it is not the index.
-    std::optional<IndexPositions> given;   ///< As the user says it is.
+    std::optional<IndexPositions> index;   ///< Of a whole index whose positions are in the ring.
+    std::optional<IndexPositions> backup;  ///< The same of the backup, where it does not serve as the index.
+    std::optional<IndexPositions> given;   ///< As given by the user.
 };
 
 /// The order of the files that hold items, and why.
 struct RingOrder {
     enum class Source {
-        Index,    ///< The index tells it, and every item is in its range.
+        Index,    ///< The index gives it, and every item is in its range.
         Cleared,  ///< The same, but the items outside its range were cleared.
         Files,    ///< Found from the files.
-        Unclear,  ///< Cannot be told.
+        Unclear,  ///< Cannot be determined.
     };
 
     Source source = Source::Unclear;
     std::vector<int> files;    ///< Positions of the files with items in view, oldest first.
-    std::vector<int> cleared;  ///< Of those that hold what was cleared.
-    std::string evidence;      ///< Why, or why not, as a sentence without its stop.
-    std::string doubt;         ///< What else is possible, likewise; empty where nothing is.
+    std::vector<int> cleared;  ///< Positions of the files that hold cleared items.
+    std::string evidence;      ///< Why, or why not: a sentence without its full stop.
+    std::string doubt;         ///< What else is possible, in the same form; empty where nothing is.
 
     bool isKnown() const { return source == Source::Index || source == Source::Files; }
 

@@ -29,8 +29,8 @@ bool isTidy(const RingFacts &facts, const IndexPositions &positions, int ringSiz
     return plan.oldest == positions.oldest && plan.latest == positions.latest;
 }
 
-/// Whether a range is the order's files and nothing else. A file without items at its old end is no harm;
-/// elsewhere it would end the store's search by days, and at the new end every search.
+/// Whether a range holds the order's files and nothing else. A file without items does no harm at the old
+/// end; elsewhere it would end the store's search by days, and at the new end every search.
 bool isRangeOf(const RingFacts &facts, const IndexPositions &range, const std::vector<int> &order) {
     if (filesInRange(facts, range) != order) {
         return false;
@@ -48,8 +48,7 @@ bool isRangeOf(const RingFacts &facts, const IndexPositions &range, const std::v
     return true;
 }
 
-/// A ring that has not come round may be larger than it shows. One that was cleared may have come round
-/// before.
+/// A ring that has not wrapped may be larger than it shows. One that was cleared may have wrapped before.
 bool isTidyInAnyRing(const RingFacts &facts, const IndexPositions &positions,
                      const std::vector<int> &cleared) {
     const bool mayHaveWrapped = positions.latest < positions.oldest || !cleared.empty();

@@ -11,7 +11,7 @@
 
 namespace tool {
 
-/// Of a data file, from one position of the ring to another.
+/// Moves a data file from one position of the ring to another.
 struct FileMove {
     int from;
     int to;
@@ -20,7 +20,7 @@ struct FileMove {
 struct Placement {
     IndexPositions positions;     ///< For the index.
     std::vector<FileMove> moves;  ///< All at once: a target may be another move's source.
-    std::vector<int> dropped;  ///< Files without items that would be in the way; the store makes them anew.
+    std::vector<int> dropped;     ///< Files without items that would be in the way; the store recreates them.
 
     /// Where a file goes; nothing for one that is dropped.
     std::optional<int> targetOf(int position) const;
@@ -29,9 +29,9 @@ struct Placement {
     bool keepsFiles() const { return moves.empty() && dropped.empty(); }
 };
 
-/// Files stay where they are if the order can be told that way: by the index as it is, or by new positions.
-/// Else they are laid out from 0 upward, which holds in any larger ring too, with those that were cleared
-/// first, out of view. Nothing when the ring is too small for the files.
+/// Files stay where they are if the index can give the order, as it is or with new positions. Otherwise they
+/// are laid out from 0 upward, which is valid in any larger ring too, with those that were cleared first, out
+/// of view. Nothing when the ring is too small for the files.
 std::optional<Placement> placeFiles(const RingFacts &facts, const std::vector<int> &order,
                                     const std::vector<int> &cleared = {});
 

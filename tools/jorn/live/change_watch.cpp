@@ -14,7 +14,7 @@
 namespace tool {
 namespace {
 
-/// Those of the file systems with other writers than this machine that the system's headers do not name.
+/// File systems that other machines may write to, where the system's headers do not name them.
 constexpr uint32_t kCifsMagic = 0xff534d42;
 constexpr uint32_t kSmb2Magic = 0xfe534d42;
 
@@ -45,7 +45,7 @@ void ChangeWatch::arm() {
     if (!notices_.isOpen()) {
         return;
     }
-    // The same number for a directory that is watched already.
+    // Returns the same number for a directory that is already watched.
     const int watch =
         hasOtherWriters(path_) ? -1 : inotify_add_watch(notices_.get(), path_.c_str(), kChanges);
     if (watch != watched_) {

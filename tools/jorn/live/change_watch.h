@@ -11,30 +11,29 @@
 
 namespace tool {
 
-/// Told by the system where it can tell, which it cannot of directories that are not there, nor of what
-/// others do on file systems that are shared over a network or served by a program: these are looked at from
-/// time to time.
+/// Uses the system's change notices where it can. There are none for a directory that does not exist, nor for
+/// changes by others on file systems shared over a network or served by a program: these are polled.
 class ChangeWatch {
 public:
-    /// Time between two looks where changes are not told.
+    /// Time between two looks when polling.
     static constexpr int kPollMilliseconds = 500;
 
-    /// Longest time between two looks. That the path leads elsewhere, because a link was turned, a directory
-    /// above renamed or an empty one that is still open removed, is told by nobody.
+    /// Longest time between two looks. No notice is sent when the path comes to lead elsewhere because a link
+    /// was changed, a parent directory renamed, or an empty directory that is still open removed.
     static constexpr int kLongestMilliseconds = 2000;
 
     enum class Reason { Look, Stop };
 
-    /// With `isPolling`, it never asks the system to tell. The signals must outlive the watch.
+    /// With `isPolling`, change notices are never used. The signals must outlive the watch.
     ChangeWatch(std::string path, const StopSignals &signals, bool isPolling);
 
-    /// Watches what the path leads to now. To be called before each look, so that nothing that happens from
-    /// the look on is missed.
+    /// Watches what the path leads to now. Call it before each look, so that nothing that happens after the
+    /// look is missed.
     void arm();
 
-    /// Returns at once when something changed since arm() was called. With `isSoon`, waits for no longer than
-    /// where changes are not told; else up to the longest time, or `limit` milliseconds where that is less.
-    /// Stop: a signal came, or nobody reads standard output any more.
+    /// Returns at once when something has changed since arm() was called. With `isSoon`, waits no longer than
+    /// when polling; otherwise up to the longest time, or `limit` milliseconds if that is less. Stop: a
+    /// signal arrived, or nobody reads standard output any more.
     Reason wait(bool isSoon, std::optional<int> limit);
 
 private:

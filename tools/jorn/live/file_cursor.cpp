@@ -11,7 +11,7 @@
 namespace tool {
 namespace {
 
-/// Bytes at either end of what was read that are compared: a longest line.
+/// How many bytes at either end of what was read are compared: as many as a longest line.
 constexpr size_t kSample = jorn::kLineMax;
 
 uint64_t folded(uint64_t hash, std::string_view bytes) {
@@ -70,14 +70,14 @@ void FileCursor::account(const Line &line) {
     offset_ += line.bytes.size();
 }
 
-/// A piece that cannot get longer is not waited for when it is an item. One that is none becomes damage when
-/// the line goes on, no sooner than for the commands that read a log once.
+/// A piece that cannot get longer is passed on at once if it is an item. Otherwise it becomes damage only
+/// when the line goes on, no sooner than in the commands that read a log once.
 bool FileCursor::isUnfinished(const Line &line, uint64_t end) {
     const bool isWhole = line.isFull() && !line.isBad();
     return !line.hasLineEnd() && !isWhole && line.end() == end;
 }
 
-/// Gives the lines from the place on, which moves with those that are accounted, until `take` returns false.
+/// Passes the lines from the current place on to `take` until that returns false; account() moves the place.
 bool FileCursor::scan(uint64_t end, const std::function<bool(const Line &)> &take) {
     SegmentReader reader(file_.get(), end, Order::OldestFirst, offset_);
     for (Segment segment; reader.next(&segment);) {
@@ -126,20 +126,27 @@ bool FileCursor::skipBehindLine(const std::string &wanted) {
     return found > 0;
 }
 
-/// One reading: what it passes on and what it found on the way.
+/// One reading: what it passes on and what it finds.
 struct FileCursor::Emission {
     const ItemFilter &filter;
     const CursorHooks &hooks;
     BadLines badLines;
 
-    /// False when nobody wants any more.
+    /// False when no more is wanted.
     bool take(const Line &line) {
         if (line.isBad()) {
             badLines.add(line.offset);
         }
-        const bool isWanted = line.isItem() && filter.hasNumbers(line.numbers) &&
-                              (filter.pattern == nullptr || filter.hasText(textIn(line.bytes)));
-        return !isWanted || hooks.item(readItem(line));
+        if (!line.isItem() || !filter.hasNumbers(line.numbers)) {
+            return true;
+        }
+        const bool isMatch = filter.pattern == nullptr || filter.hasText(textIn(line.bytes));
+        if (!isMatch && !filter.isMarking) {
+            return true;
+        }
+        Item item = readItem(line);
+        item.isMatch = isMatch;
+        return hooks.item(item);
     }
 
     void tell(const RingFile &file, const SegmentReader &reader) const {
@@ -151,7 +158,7 @@ struct FileCursor::Emission {
     }
 };
 
-/// Passes on what a segment holds.
+/// Passes on the items of a segment.
 FileCursor::Reading FileCursor::emit(const Segment &segment, uint64_t end, bool isFinal, Emission *emission) {
     bool isWanted = true;
     forEachLine(segment, [&](const Line &line) {
@@ -171,7 +178,7 @@ FileCursor::Reading FileCursor::readOn(const ItemFilter &filter, bool isFinal, c
     Emission emission{filter, hooks, {}};
     Reading reading = end < offset_ ? Reading::Stale : Reading::Done;
     for (Segment segment; reading == Reading::Done && reader.next(&segment);) {
-        // Asked after the reading. A file that follows a clearing is started afresh under the same index.
+        // Checked after the reading: a file after a clearing is restarted under the same index.
         reading = hooks.isStill() && isIntact() ? emit(segment, end, isFinal, &emission) : Reading::Stale;
     }
     RingFile file;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The file that is being followed, and the place up to which it has been read.
+// The file being followed, and how far it has been read.
 #ifndef JORN_TOOLS_FILE_CURSOR_H
 #define JORN_TOOLS_FILE_CURSOR_H
 
@@ -19,29 +19,29 @@
 
 namespace tool {
 
-/// What has been read of a file, so that it is known again in a copy that lacks lines which are no items.
+/// What has been read of a file, to recognise it in a copy that lacks lines which are not items.
 struct ReadItems {
     uint64_t count = 0;
     uint64_t hash = 0;
     std::string last;  ///< The line of the last one.
 };
 
-/// What a reading asks and tells.
+/// What a reading asks and reports.
 struct CursorHooks {
-    std::function<bool()> isStill;                    ///< Whether what was just read can be believed.
-    std::function<bool(const Item &)> item;           ///< False when nobody wants any more.
+    std::function<bool()> isStill;                    ///< Whether what was just read can be trusted.
+    std::function<bool(const Item &)> item;           ///< False when no more is wanted.
     std::function<void(const std::string &)> damage;  ///< A sentence that names the file.
 };
 
 class FileCursor {
 public:
     enum class Reading {
-        Done,   ///< Up to the end, save an unfinished last line.
-        Stale,  ///< Must be looked at anew; the place is that of the last item that was passed on.
-        Ended,  ///< Nobody wants any more.
+        Done,   ///< Up to the end, except for an unfinished last line.
+        Stale,  ///< Must be looked at again; the place is after the last item passed on.
+        Ended,  ///< No more is wanted.
     };
 
-    /// At the beginning of an opened file.
+    /// At the start of an opened file.
     explicit FileCursor(const RingFile &file);
 
     const std::string &path() const { return path_; }
@@ -50,7 +50,7 @@ public:
     uint64_t offset() const { return offset_; }
     const ReadItems &read() const { return read_; }
 
-    /// The first bytes that were read, a line at most.
+    /// The first bytes that were read, at most a line.
     const std::string &head() const { return head_; }
     bool isFull() const { return read_.count >= jorn::kCsvItemMax; }
 
@@ -59,29 +59,30 @@ public:
 
     bool isOf(const RingFile &file) const;
 
-    /// Whether what has been read is still in the file: it was not started afresh.
+    /// Whether what has been read is still in the file: it was not restarted.
     bool isIntact() const;
 
-    /// Takes over where in the ring the file is now.
+    /// Takes the file's present name and number in the ring.
     void moveTo(const RingFile &file);
 
-    /// The file was started afresh.
+    /// The file was restarted.
     void restart();
 
-    /// Passes on what has been added. An unfinished line at the end waits for its rest, unless the file is
-    /// `final`. Damage is told for what is passed.
+    /// Passes on what has been added. An unfinished line at the end waits for its rest, unless `isFinal`.
+    /// Damage is reported in the part that is passed.
     Reading readOn(const ItemFilter &filter, bool isFinal, const CursorHooks &hooks);
 
-    /// Takes all before `end` as read.
+    /// Takes everything before `end` as read.
     void skipTo(uint64_t end);
 
-    /// Takes all as read but an unfinished last line.
+    /// Takes everything as read except an unfinished last line.
     void skipAll();
 
-    /// Goes behind the items that were read of another copy. False, and anywhere, when they are not there.
+    /// Moves past the items that were read of another copy. False, at an arbitrary place, when they are not
+    /// there.
     bool skipBehind(const ReadItems &items);
 
-    /// Goes behind the last line that is the same. False when there is none.
+    /// Moves past the last line equal to `wanted`. False when there is none.
     bool skipBehindLine(const std::string &wanted);
 
 private:

@@ -93,7 +93,7 @@ RingFollower::Result RingFollower::lookAnew() {
     }
     wasIndexUnusable_ = false;
     tellDamage(view);
-    // Also when it tells the same positions: the writer may have come round.
+    // Even with the same positions: the writer may have gone round the whole ring.
     const bool isIndexMoved = !view.index().isSameAs(index_);
     index_ = view.index();
     return hasBegun_ ? findPlace(view, isIndexMoved) : begin(view);
@@ -119,12 +119,12 @@ RingFollower::Result RingFollower::begin(const RingView &view) {
 /// Where the newest items begin, in a file that can be read.
 ScanStart RingFollower::startOf(const RingView &view, uint64_t newest) const {
     const std::vector<RingFile> &files = view.files();
-    DamageLog unread;  // Told when it is passed.
+    DamageLog unread;  // Reported when it is passed.
     ScanStart start;
     if (newest == 0) {
         start.fileIndex = std::max<size_t>(files.size(), 1) - 1;
     } else if (newest < UINT64_MAX) {
-        start = startOfNewest(view, terms_.filter, newest, &unread);
+        start = startOfNewest(view, terms_.filter, {newest, terms_.before}, &unread).start;
     }
     while (start.fileIndex < files.size() && !files[start.fileIndex].file.isOpen()) {
         ++start.fileIndex;
@@ -154,7 +154,7 @@ void RingFollower::placeFirst(const RingView &view) {
     }
 }
 
-/// Finds the file being read again after something has changed, or the one to go on with.
+/// Finds the file being read again after a change, or the one to continue with.
 RingFollower::Result RingFollower::findPlace(const RingView &view, bool isIndexMoved) {
     const size_t count = view.files().size();
     if (!cursor_) {
@@ -173,12 +173,12 @@ RingFollower::Result RingFollower::findPlace(const RingView &view, bool isIndexM
         cursor_->restart();
         return walk(view, found);
     }
-    // The writer empties a file before its index tells that it has moved on to it.
+    // The writer empties a file before its index shows that it has moved on to it.
     const bool isBeingEmptied = found < count && !isIndexMoved;
     return goOnOutside(view, isBeingEmptied ? found + 1 : 0, isIntact);
 }
 
-/// The file being read is out of the range, by a clearing, or was written over.
+/// A clearing took the file being read out of the range, or it was written over.
 RingFollower::Result RingFollower::goOnOutside(const RingView &view, size_t first, bool isIntact) {
     const size_t next = nextFresh(view, first);
     if (next == view.files().size()) {
@@ -197,7 +197,7 @@ RingFollower::Result RingFollower::goOnOutside(const RingView &view, size_t firs
     return walk(view, next);
 }
 
-/// Goes on behind the items that were read, in a copy that may lack lines which are no items.
+/// Continues after the items that were read, in a copy that may lack lines which are not items.
 RingFollower::Result RingFollower::goOnInReplacement(const RingView &view) {
     if (cursor_->isIntact()) {
         const Reading reading = readOn(false);
@@ -227,7 +227,7 @@ RingFollower::Result RingFollower::goOnInReplacement(const RingView &view) {
     return goOnWithFresh(view);
 }
 
-/// With no file to go on from: the oldest one that holds something new.
+/// With no file to continue from: starts at the oldest one that holds something new.
 RingFollower::Result RingFollower::goOnWithFresh(const RingView &view) {
     const size_t next = nextFresh(view, 0);
     if (next == view.files().size()) {
@@ -256,7 +256,7 @@ RingFollower::Result RingFollower::goBehind(const RingView &view, const ReadItem
     return std::nullopt;
 }
 
-/// Reads the file, which is the view's at `index`, and those behind it.
+/// Reads the file, which is the view's at `index`, and those after it.
 RingFollower::Result RingFollower::walk(const RingView &view, size_t index) {
     const std::vector<RingFile> &files = view.files();
     for (;;) {
@@ -274,7 +274,7 @@ RingFollower::Result RingFollower::walk(const RingView &view, size_t index) {
     }
 }
 
-/// Whether the index names the file as the one being written; not so when that is still to come.
+/// Whether the index names the file as the one being written; false while that one is still to come.
 bool RingFollower::isLatest(const RingFile &file) const {
     return !index_.positions() || index_.positions()->latest == file.number;
 }
@@ -306,14 +306,14 @@ RingFollower::Result RingFollower::resultOf(Reading reading) {
     return std::nullopt;
 }
 
-/// Where in the view the file being read is, the number of files when it is not there.
+/// The index in the view of the file being read; the number of files when it is not there.
 size_t RingFollower::indexOf(const RingView &view) const {
     const auto found = std::find_if(view.files().begin(), view.files().end(),
                                     [this](const RingFile &file) { return cursor_ && cursor_->isOf(file); });
     return static_cast<size_t>(found - view.files().begin());
 }
 
-/// The first file from there on that holds something new.
+/// The index of the first file, from `first` on, that holds something new.
 size_t RingFollower::nextFresh(const RingView &view, size_t first) const {
     size_t index = first;
     const auto isFresh = [this](const RingFile &file) {
@@ -331,17 +331,17 @@ const RingFollower::OldFile *RingFollower::oldFile(const RingFile &file) const {
     return found == old_.end() ? nullptr : &found->second;
 }
 
-/// A full file is never added to. One that is the newest, and was written to since it was read, was started
-/// again, even where it holds the same bytes.
+/// A full file is never appended to. A full newest file that was written to since it was read has been
+/// restarted, even if it holds the same bytes.
 bool RingFollower::isStartedAgain(const RingView &view, size_t index) const {
     return cursor_->isFull() && index + 1 == view.files().size() && index > 0 &&
            !(cursor_->mark() == lastMark_);
 }
 
-/// Every change of the file being read passes here, to another one or to none.
+/// Every change of the file being read is made here, to another one or to none.
 void RingFollower::change(std::optional<FileCursor> cursor) { cursor_ = std::move(cursor); }
 
-/// Begins a file. One that was cleared, and then went on to be appended to, keeps its old items in front.
+/// Starts a file. One that was cleared and then appended to again still has its old items in front.
 void RingFollower::enter(const RingFile &file) {
     FileCursor next(file);
     const OldFile *const old = oldFile(file);
@@ -359,7 +359,7 @@ void RingFollower::leave() {
     former_ = cursor_->read().count > 0 ? cursor_->read() : former_;
 }
 
-/// What is in the directory is old, but for the files of the view from one on.
+/// Marks everything in the directory as old, except the view's files from `firstUnread` on.
 void RingFollower::rememberAllBut(const RingView &view, size_t firstUnread) {
     std::set<int> inView;
     for (const RingFile &file : view.files()) {
@@ -392,7 +392,7 @@ void RingFollower::remember(const FileMark &mark, const std::string &begin) {
     old_[identityOf(mark)] = {mark, begin.substr(0, jorn::kLineMax)};
 }
 
-/// Tells of files that were not read in time.
+/// Reports files that were not read in time.
 void RingFollower::tellPassed(const RingView &view, size_t next, bool isIntact) const {
     const RingFile &file = view.files()[next];
     const int between = jorn::ringPosition(view.ringSize(), file.number - cursor_->number() - 1);

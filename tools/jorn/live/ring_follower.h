@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// Follows a ring: every item once, in order, while a writer appends, moves on around the ring, clears it or
-// is started anew, and while the log is repaired or replaced.
+// Follows a ring: passes on every item once, in order, while a writer appends, moves on around the ring,
+// clears it or is restarted, and while the log is repaired or replaced.
 //
-// Each step looks once and returns; who calls it waits for something to change in between. A file is read to
-// its end before the next one is begun. What the writer does to files is told from the index, which it
-// rewrites after it has emptied the file it moves on to and before anything is in there: what was read while
-// the index stayed the same is of the file as it was.
+// Each step looks once and returns; the caller waits for a change in between. A file is read to its end
+// before the next one is begun. What the writer does to files is deduced from the index, which it rewrites
+// after it has emptied the file it moves on to and before it writes anything there: what was read while the
+// index stayed the same is the file as it was.
 #ifndef JORN_TOOLS_RING_FOLLOWER_H
 #define JORN_TOOLS_RING_FOLLOWER_H
 
@@ -29,14 +29,15 @@ namespace tool {
 
 struct FollowerTerms {
     std::string directory;
-    std::optional<int> ringSize;  ///< Where the directory does not tell it.
+    std::optional<int> ringSize;  ///< Where the directory does not show it.
     ItemFilter filter;
-    uint64_t newest = 10;  ///< So many of the items that match are passed on of those that are there already.
+    uint64_t newest = 10;  ///< How many of the newest matching items already there are passed on,
+    uint64_t before = 0;   ///< and how many neighbours before them.
 };
 
 /// Where a follower's findings go.
 struct FollowerSink {
-    std::function<bool(const Item &)> item;           ///< False when nobody wants any more.
+    std::function<bool(const Item &)> item;           ///< False when no more is wanted.
     std::function<void(const std::string &)> note;    ///< Worth knowing.
     std::function<void(const std::string &)> damage;  ///< Something could not be shown.
 };
@@ -44,9 +45,9 @@ struct FollowerSink {
 class RingFollower {
 public:
     enum class State {
-        Waiting,  ///< All was read. Look again when something in the directory has changed.
+        Waiting,  ///< Everything was read. Look again when something in the directory has changed.
         Pending,  ///< The same, but look again soon: not all changes can be noticed now.
-        Ended,    ///< Nobody wants any more.
+        Ended,    ///< No more is wanted.
     };
 
     RingFollower(FollowerTerms terms, FollowerSink sink) : terms_(std::move(terms)), sink_(std::move(sink)) {}
@@ -55,13 +56,13 @@ public:
     State step();
 
 private:
-    /// A data file whose items, at its beginning, are not to be passed on (again).
+    /// A data file whose items up to `mark` are not to be passed on, or not again.
     struct OldFile {
         FileMark mark;
         std::string head;
     };
 
-    using Result = std::optional<State>;  ///< Nothing: look anew at once.
+    using Result = std::optional<State>;  ///< Nothing: look again at once.
 
     Result tryStep();
     bool openDirectory();
@@ -101,14 +102,14 @@ private:
     const FollowerSink sink_;
     std::optional<StoreDirectory> directory_;
     FileMark directoryMark_;
-    bool isReplaced_ = false;  ///< The directory is another one than that of the file being read.
-    bool isNew_ = false;       ///< The directory was not there at the first look, so that all of it is new.
+    bool isReplaced_ = false;  ///< The directory is not the one that the file being read was in.
+    bool isNew_ = false;       ///< The directory did not exist at the first look, so all of it is new.
     bool hasBegun_ = false;
     IndexLook index_;
     std::optional<FileCursor> cursor_;
-    FileMark lastMark_;        ///< Of the file being read, after it was read last.
+    FileMark lastMark_;        ///< Of the file being read, after the last reading.
     bool isAtNewest_ = false;  ///< The writer appends to it.
-    ReadItems former_;         ///< What was read of the last file before it that had items.
+    ReadItems former_;         ///< What was read of the last file before it that had any items.
     std::map<std::pair<dev_t, ino_t>, OldFile> old_;
     std::set<std::string> told_;
     bool wasIndexUnusable_ = false;

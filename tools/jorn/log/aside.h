@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Names of directories in a log's own one that hold rings which were put aside.
+// Names of the directories within a log's own that hold rings which were put aside.
 #ifndef JORN_TOOLS_ASIDE_H
 #define JORN_TOOLS_ASIDE_H
 
@@ -9,17 +9,17 @@
 
 namespace tool {
 
-/// "aside-20261122T101500Z"; the second of that time is "aside-20261122T101500Z-2". Throws Failure where the
-/// time cannot be told.
+/// "aside-20261122T101500Z"; the second one of the same time is "aside-20261122T101500Z-2". Throws Failure
+/// when the time is not available.
 std::string asideName(time_t now, int number);
 
-/// The same while files are still being moved there.
+/// The same, while files are still being moved there.
 std::string unfinishedAsideName(const std::string &name);
 
-/// The name that an unfinished one gets in the end.
+/// The name that an unfinished one gets once it is complete.
 std::string finishedAsideName(const std::string &unfinished);
 
-/// Whether a name is of either form.
+/// Whether a name has either form.
 bool isAsideName(const std::string &name);
 bool isUnfinishedAsideName(const std::string &name);
 

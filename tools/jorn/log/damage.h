@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What was found damaged while the rest was shown, and what a writer took away meanwhile.
+// Damage found while everything else was shown, and items lost to a writer meanwhile.
 #ifndef JORN_TOOLS_DAMAGE_H
 #define JORN_TOOLS_DAMAGE_H
 
@@ -11,10 +11,10 @@
 
 namespace tool {
 
-/// Lines of one file that are no items.
+/// Lines of one file that are not items.
 struct BadLines {
     uint64_t count = 0;
-    uint64_t firstOffset = 0;  ///< The one nearest to the file's begin.
+    uint64_t firstOffset = 0;  ///< Of the one nearest to the start of the file.
 
     void add(uint64_t offset) {
         firstOffset = count == 0 || offset < firstOffset ? offset : firstOffset;
@@ -22,16 +22,16 @@ struct BadLines {
     }
 };
 
-/// Collects what readers meet, each thing once however often it is met.
+/// Collects what readers find, each thing once however often it is found.
 class DamageLog {
 public:
-    /// Lines that one reading of a file met. Of several readings the one that met most counts.
+    /// Lines that one reading of a file found. Of several readings, the one that found most counts.
     void addLines(const std::string &file, const BadLines &lines);
 
     /// Anything else, as a whole sentence that names the file and says what to do.
     void addText(const std::string &text);
 
-    /// A writer started a file afresh, and what was not read of it before is left out. That is no damage.
+    /// A writer restarted a file, and what had not been read of it is left out. That is not damage.
     void addLoss(const std::string &file);
 
     /// Whether anything is damaged.
@@ -40,7 +40,7 @@ public:
     /// What is damaged, one text each.
     std::vector<std::string> texts() const;
 
-    /// What was lost, one text a file.
+    /// What was lost, one text per file.
     const std::vector<std::string> &losses() const { return losses_; }
 
 private:

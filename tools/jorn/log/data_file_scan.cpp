@@ -12,7 +12,7 @@
 namespace tool {
 namespace {
 
-/// Garbage can make a flaw of every line; nobody reads more than this.
+/// Garbage can make every line a flaw; nobody reads more than this.
 constexpr size_t kFlawsKept = 200;
 
 bool isMended(FlawKind kind) {
@@ -35,7 +35,7 @@ public:
         if (line.isItem()) {
             takeItem(line);
         }
-        // Only the end of the file makes a piece that is neither a line nor full.
+        // Only at the end of the file can a piece be neither a line nor full.
         if (!line.hasLineEnd() && !line.isFull()) {
             note(FlawKind::TornEnd, line);
         } else if (line.isItem()) {
@@ -106,7 +106,7 @@ private:
         keep(flaw);
     }
 
-    /// What a repair mends is never left out: at worst it takes the place of another.
+    /// A flaw that a repair mends is never left out: at worst it replaces another.
     void keep(const Flaw &flaw) {
         if (result_.flaws.size() < kFlawsKept) {
             result_.flaws.push_back(flaw);

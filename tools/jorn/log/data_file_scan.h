@@ -12,15 +12,15 @@ namespace tool {
 enum class FlawKind {
     Zeros,        ///< NULs where a line should begin.
     Unparsable,   ///< Lines with fewer than three fields.
-    LongLine,     ///< Lines that do not fit the store's reader, which takes them in pieces.
-    InnerZeros,   ///< Items whose text ends, for the store, at a NUL.
-    RunTogether,  ///< Lines that look as if one lost its end and the next one was written right after it.
+    LongLine,     ///< Lines that do not fit the store's reader, which reads them in pieces.
+    InnerZeros,   ///< Items whose text, for the store, ends at a NUL.
+    RunTogether,  ///< Lines that are probably two: one lost its end, and the next was appended to it.
     NoNumber,     ///< Items with a field that holds no number and counts as 0.
-    OutOfTable,   ///< Items of a level or slot that no log can have.
-    TornEnd,      ///< The last line has no line feed: the next item would be glued to it.
+    OutOfTable,   ///< Items with a level or slot that no log can have.
+    TornEnd,      ///< The last line has no line feed: the next item would be joined to it.
 };
 
-/// Neighbouring lines of the same kind make one flaw.
+/// Consecutive lines of the same kind make one flaw.
 struct Flaw {
     FlawKind kind = FlawKind::Zeros;
     int64_t offset = 0;
@@ -28,7 +28,7 @@ struct Flaw {
     int64_t lines = 1;
 };
 
-/// Times that are lower than the one before, in the order of the file.
+/// Times earlier than the one before, in file order.
 struct BackSteps {
     int64_t count = 0;
     int64_t firstOffset = 0;
@@ -40,10 +40,10 @@ struct FileScan {
     int64_t items = 0;
     uint32_t firstTime = 0;  ///< Of the first and the last item.
     uint32_t lastTime = 0;
-    bool startsCleared = false;  ///< The first item tells that the log was cleared.
+    bool startsCleared = false;  ///< The first item says that the log was cleared.
     BackSteps backSteps;
     std::vector<Flaw> flaws;
-    int64_t moreFlaws = 0;  ///< Beyond those that are kept.
+    int64_t moreFlaws = 0;  ///< Beyond those that are listed.
 
     /// Whether a repair has something to do in the file: lines to cut, or an end to mend.
     bool needsMending() const;

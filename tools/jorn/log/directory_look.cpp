@@ -40,8 +40,8 @@ void readIndexText(const std::string &path, IndexEntry *index) {
     index->scanned = scanIndex(*index->opened);
 }
 
-/// What was opened counts, should the name have come to stand for another file since it was looked at. One
-/// that goes at this moment reads as empty; the next look tells the change.
+/// What was opened counts, even if the name has come to refer to another file since it was looked at. A file
+/// that is removed at this moment reads as empty; the next look shows the change.
 void openIndex(const StoreDirectory &directory, const std::string &name, IndexEntry *index) {
     try {
         Descriptor file = openRegular(directory, name);
@@ -63,21 +63,21 @@ IndexEntry lookAtIndexFile(const StoreDirectory &directory, const std::string &n
     IndexEntry index;
     index.entry = named.itself;
     index.target = named.target;
-    // One that is missing may have come since, as the store writes a new file each time.
+    // A missing index may have appeared since, as the store writes a new file each time.
     if (isWanted && (index.target.isFile() || !index.target.isPresent())) {
         openIndex(directory, name, &index);
     }
     return index;
 }
 
-/// What the text of an index begins with, if that is whole, and not that of what a link leads to.
+/// The beginning of an index text, if it is whole; nothing for an index that is a link.
 std::optional<jorn::WholeIndexText> wholeIndex(const IndexEntry &index) {
     jorn::WholeIndexText whole = {};
     const bool isWhole = index.entry.isFile() && jorn::judgeIndexText(index.text.c_str(), &whole);
     return isWhole ? std::optional(whole) : std::nullopt;
 }
 
-/// A number and ".csv", but not one of the ring's names: "90.csv", "007.csv".
+/// A number and ".csv", but not a name that a ring uses: "90.csv", "007.csv".
 bool looksLikeDataFile(const std::string &name) {
     const size_t digits = name.find_first_not_of("0123456789");
     return digits != 0 && digits != std::string::npos &&

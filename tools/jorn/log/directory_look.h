@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a log's directory holds at one moment, exact enough to tell whether anything has changed by the next
-// look.
+// What a log's directory holds at one moment, in enough detail to see whether anything has changed by the
+// next look.
 //
-// A look records and judges nothing: of each name it holds what bears it and what it leads to. Those who
-// check or repair a directory go by the former, and trust no link; those who read items take it as the store
-// does, which goes through links, in ring_look.h.
+// A look records, but judges nothing: for each name it holds the entry itself and what it leads to. Checks
+// and repairs use the former and trust no link; readers of items follow links, as the store does, see
+// ring_look.h.
 #ifndef JORN_TOOLS_DIRECTORY_LOOK_H
 #define JORN_TOOLS_DIRECTORY_LOOK_H
 
@@ -23,35 +23,35 @@ namespace tool {
 
 /// index.csv or index.bak, with as much of its text as an index can have.
 struct IndexEntry {
-    Entry entry;   ///< What bears the name,
+    Entry entry;   ///< The entry of that name,
     Entry target;  ///< and what the name leads to.
     std::string text;
     std::optional<IndexPositions>
         scanned;                        ///< What the store reads, leniently; nothing where it can use none.
     std::optional<Failure> unreadable;  ///< Why it could not be opened or read.
 
-    /// The file that was read. The store writes the index as a new file each time. While the one that was
-    /// read is open, the system gives its inode number to none of those, and two rewrites within one tick of
-    /// the file system's clock are not taken for none.
+    /// The file that was read. The store writes the index as a new file each time. While this one is open,
+    /// the system gives its inode number to no other, so that even two rewrites within one tick of the file
+    /// system's clock are noticed.
     std::shared_ptr<const Descriptor> opened;
 
-    /// For those who trust no link: the positions when the text is whole, as one that lacks its end may be a
-    /// longer number cut short.
+    /// For callers that trust no link: the positions when the text is whole; a text that lacks its end may
+    /// hold a longer number cut short.
     std::optional<IndexPositions> positions() const;
 
-    /// The same for positions that some ring can have.
+    /// The same, only if some ring can have these positions.
     std::optional<IndexPositions> usablePositions() const;
 
-    /// The same for bytes that follow a whole text; the store passes over them.
+    /// The same for callers that trust no link: the bytes that follow a whole text, which the store ignores.
     int64_t surplus() const;
 };
 
-/// Of one file, with the same text.
+/// Whether both are of the same file, with the same text.
 bool operator==(const IndexEntry &a, const IndexEntry &b);
 
-/// How much is looked at.
+/// How much to look at.
 enum class Extent {
-    Ring,  ///< What decides which items are in view: index.bak is opened for want of index.csv only.
+    Ring,  ///< What decides which items are in view: index.bak is opened only when there is no index.csv.
     All,   ///< Both index files, and whatever else is in the directory.
 };
 
@@ -63,10 +63,10 @@ struct IndexLook {
     /// The one that the store would read.
     const IndexEntry &used() const { return index.target.isPresent() ? index : backup; }
 
-    /// What the store would read.
+    /// The positions that the store would read.
     const std::optional<IndexPositions> &positions() const { return used().scanned; }
 
-    /// Whether that is the backup's, for want of index.csv.
+    /// Whether those are the backup's, because there is no index.csv.
     bool isOfBackup() const { return positions() && !index.target.isPresent(); }
 
     /// Whether either name is there, even as a link that leads nowhere.
@@ -83,15 +83,18 @@ struct DirectoryLook : IndexLook {
     DataFileEntries files;
 
     // Of Extent::All only:
-    std::vector<std::string> otherNames;  ///< Names like those of data files that the store never uses.
-    std::vector<std::string> asides;      ///< Names as those of directories with rings that were put aside.
+    std::vector<std::string> otherNames;  ///< Names like data files' that the store never uses.
+    std::vector<std::string> asides;      ///< Names like those of directories with rings that were put aside.
 
-    /// Highest position whose name is taken, -1 when there is none.
-    int highestFile() const { return highestOf(presenceOf(files, &NamedEntry::itself)); }
+    /// By position: whether the name of the data file is taken.
+    FilePresence presence() const { return presenceOf(files, &NamedEntry::itself); }
+
+    /// Highest position of those, -1 when there is none.
+    int highestFile() const { return highestOf(presence()); }
 };
 
-/// Changes nothing, access times included where the system allows it. Throws Failure for names that cannot be
-/// listed only: what cannot be read otherwise is part of the look.
+/// Changes nothing, including access times where the system allows that. Throws Failure only when the names
+/// cannot be listed: anything else that cannot be read is recorded in the look.
 DirectoryLook lookAt(const StoreDirectory &directory, Extent extent);
 
 /// The index alone.
@@ -100,15 +103,15 @@ IndexLook lookAtIndex(const StoreDirectory &directory, Extent extent);
 /// The data files alone; opens none of them.
 DataFileEntries lookAtDataFiles(const StoreDirectory &directory);
 
-/// The whole directory, for those who trust no link. Throws Failure, too, when a name cannot be looked at, or
-/// an index file that is no link cannot be read.
+/// The whole directory, for callers that trust no link. Throws Failure also when a name cannot be looked at,
+/// or when an index file that is not a link cannot be read.
 DirectoryLook lookAtAll(const StoreDirectory &directory);
 
-/// Opens a file of the directory to read it, not through a link, without a change of its access time where
-/// the system allows it, and without waiting should it be a pipe. Throws Failure.
+/// Opens a file in the directory for reading: without following a link, without changing its access time
+/// where the system allows that, and without waiting if it is a pipe. Throws Failure.
 Descriptor openQuietly(const StoreDirectory &directory, const std::string &name);
 
-/// Names in the directory but "." and "..", sorted. Throws Failure.
+/// Names in the directory except "." and "..", sorted. Throws Failure.
 std::vector<std::string> namesIn(const StoreDirectory &directory);
 
 }  // namespace tool

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a log takes of its medium.
+// The space that a log takes on its medium.
 #ifndef JORN_TOOLS_DISK_USAGE_H
 #define JORN_TOOLS_DISK_USAGE_H
 
@@ -9,7 +9,7 @@
 
 namespace tool {
 
-/// All data files, also those that are not in view, and the index with its backup.
+/// All data files, including those not in view, and the index with its backup.
 struct DiskUsage {
     uint64_t files = 0;
     uint64_t bytes = 0;
@@ -18,7 +18,7 @@ struct DiskUsage {
 
 DiskUsage diskUsageOf(const DirectoryLook &look);
 
-/// The most that the data files of a ring can hold of what the store writes.
+/// The most bytes that the data files of a ring can hold, written by the store.
 uint64_t largestRing(int ringSize);
 
 }  // namespace tool

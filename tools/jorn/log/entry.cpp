@@ -12,7 +12,7 @@
 namespace tool {
 namespace {
 
-constexpr uint64_t kBlock = 512;  ///< Of st_blocks, whatever the file system's own.
+constexpr uint64_t kBlock = 512;  ///< Unit of st_blocks, whatever the file system's own.
 
 Entry::Kind kindOf(mode_t mode) {
     if (S_ISREG(mode)) {

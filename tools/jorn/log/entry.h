@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What bears a name in a log's directory, found without opening it.
+// What a name in a log's directory refers to, found without opening it.
 #ifndef JORN_TOOLS_ENTRY_H
 #define JORN_TOOLS_ENTRY_H
 
@@ -20,15 +20,15 @@ struct Entry {
 
     Kind kind = Kind::Missing;
     FileMark mark;
-    nlink_t names = 0;       ///< Of the file, in whatever directories; no part of what is compared.
-    uint64_t allocated = 0;  ///< Bytes, as the file system counts; no part of what is compared.
-    int error = 0;           ///< Why it cannot be looked at, as errno; 0 where it is just not there.
+    nlink_t names = 0;       ///< How many names the file has, in any directory; not compared.
+    uint64_t allocated = 0;  ///< Bytes, as the file system counts; not compared.
+    int error = 0;           ///< Why it cannot be looked at, as errno; 0 where it is merely missing.
 
     bool isPresent() const { return kind != Kind::Missing; }
     bool isFile() const { return kind == Kind::File; }
 
-    /// What is wrong with the name of a file of the store that stands for something else: "is a link, ...".
-    /// Empty when there is none or it is a file.
+    /// What is wrong where a name of the store's files belongs to something else: "is a link, ...". Empty
+    /// when it is missing or a file.
     std::string flaw() const;
 };
 
@@ -36,22 +36,21 @@ bool operator==(const Entry &a, const Entry &b);
 
 /// A name in the directory that belongs to the store.
 struct NamedEntry {
-    /// What bears the name: for those who judge the directory, or write to it.
+    /// What bears the name: for code that judges the directory or writes to it.
     Entry itself;
 
-    /// What the name leads to, as for the store and all readers, which go through links: the same where it is
-    /// no link. A link that leads round in a circle is there, and is a link without a mark; one that leads
-    /// nowhere is missing.
+    /// What the name leads to, for code that follows links as the store does: the same if it is not a link. A
+    /// link in a loop counts as present, and as a link without a mark; one that leads nowhere is missing.
     Entry target;
 };
 
-/// Which of the two counts.
+/// Which of the two to use.
 using Sight = Entry NamedEntry::*;
 
 /// Those of the data files, by position.
 using DataFileEntries = std::array<NamedEntry, jorn::kSurveySize>;
 
-/// A link that leads round in a circle counts as no target: the store cannot open it.
+/// A link in a loop counts as no target: the store cannot open it.
 FilePresence presenceOf(const DataFileEntries &files, Sight sight);
 
 /// Opens nothing.
@@ -60,7 +59,7 @@ NamedEntry lookAtName(const StoreDirectory &directory, const std::string &name);
 /// What bears a name. Throws Failure.
 Entry lookAtEntry(const StoreDirectory &directory, const std::string &name);
 
-/// Of an open file; missing where the system does not tell.
+/// Of an open file; missing where its status cannot be read.
 Entry lookAtOpened(const Descriptor &file);
 
 }  // namespace tool

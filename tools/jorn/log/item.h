@@ -10,8 +10,8 @@
 
 namespace tool {
 
-/// What is filtered by is numbers; what is shown is what the module's record of the item shows: of a
-/// damaged line the fields can be anything, and a text is cut after 199 characters.
+/// The numbers are what filters use; the texts are what the module's record of the item shows: in a damaged
+/// line the fields can be anything, and a text is cut after 199 characters.
 struct Item {
     int64_t seconds = 0;  ///< Since 1970 UTC. Beyond 32 bits only in a damaged line.
     int32_t level = 0;
@@ -19,6 +19,7 @@ struct Item {
     std::string levelText;  ///< As the file holds it.
     std::string slotText;   ///< As the file holds it.
     std::string text;       ///< Without line feed; never a NUL.
+    bool isMatch = true;    ///< False for one that is passed on only as a neighbour of a match.
     size_t fileIndex =
         0;                ///< Of its data file among the files of the view. Set by scanners, with the offset.
     uint64_t offset = 0;  ///< Byte at which its line begins in that file.

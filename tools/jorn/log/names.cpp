@@ -27,7 +27,7 @@ struct Reading {
     std::string problem;  ///< Of the first line that is wrong.
 };
 
-/// What options take for a number or another option is no name.
+/// Text that options read as a number or as another option is not a name.
 bool isName(const std::string &text) {
     const std::string notFirst = "0123456789-";
     return !text.empty() && notFirst.find(text[0]) == std::string::npos &&
@@ -35,7 +35,7 @@ bool isName(const std::string &text) {
            escaped(text) == text;
 }
 
-/// Empty when the entry is taken.
+/// Empty when the entry is accepted.
 std::string addEntry(NameTable *table, const std::string &key, const std::string &name, int32_t limit) {
     const std::optional<int32_t> number = numberBelow(key, limit);
     if (!number) {

@@ -8,7 +8,7 @@
 //   [slots]
 //   5 = door
 //
-// A name is a word: no blank, comma or control character, no "..", and no digit or "-" at its begin.
+// A name is a word: no blank, comma or control character, no "..", and it does not begin with a digit or "-".
 #ifndef JORN_TOOLS_NAMES_H
 #define JORN_TOOLS_NAMES_H
 
@@ -43,18 +43,18 @@ struct Names {
     NameTable slots;
 };
 
-/// Where there are none, or numbers are wanted.
+/// For logs without names, or where numbers are wanted.
 const Names &noNames();
 
-/// The number that a text gives: one below `limit`, or one that has this name. Throws Failure, as a usage
-/// error, that says `what` is wrong.
+/// The number that a text means: a number below `limit`, or the one that has this name. Throws Failure, as a
+/// usage error, naming `what` is wrong.
 int32_t namedNumber(const std::string &text, const NameTable &names, int32_t limit, const std::string &what);
 
 /// Reads a file of names, at most 1 MiB. Throws Failure with the line and what is wrong with it, as a usage
 /// error.
 Names readNames(const std::string &path);
 
-/// Reads "jorn.names" in a log's directory; nothing when there is none. Throws as readNames().
+/// Reads "jorn.names" in a log's directory; nothing when there is none. Throws like readNames().
 std::optional<Names> namesBeside(const StoreDirectory &directory);
 
 }  // namespace tool

@@ -10,7 +10,7 @@
 namespace tool {
 
 Descriptor openQuiet(const StoreDirectory &directory, const std::string &name, int flags) {
-    // Not to wait for a writer, should a pipe bear that name.
+    // So as not to wait for a writer if the name is that of a pipe.
     const int quiet = flags | O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
     Descriptor file(openat(directory.descriptor(), name.c_str(), quiet | O_NOATIME));
     // O_NOATIME is refused for files of other owners.

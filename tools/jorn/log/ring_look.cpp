@@ -15,7 +15,7 @@ void requireOpened(const IndexEntry &index) {
     }
 }
 
-/// The backup was opened only where the store would read it.
+/// The backup was opened only if the store would read it.
 void requireOpened(const IndexLook &look) {
     requireOpened(look.index);
     requireOpened(look.backup);
@@ -27,7 +27,7 @@ bool isReadableFile(const StoreDirectory &directory, const std::string &name, co
 
 void requireReadable(const StoreDirectory &directory, const std::string &name, const Entry &entry) {
     if (entry.isPresent() && !isReadableFile(directory, name, entry)) {
-        openRegular(directory, name);  // Throws, and says why it is none.
+        openRegular(directory, name);  // Throws, saying what is wrong.
     }
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A look at a directory, taken as the store takes it: through links, and whatever bears the name of a data
-// file counts as one.
+// A look at a directory as the store sees it: links are followed, and whatever bears the name of a data file
+// counts as one.
 #ifndef JORN_TOOLS_RING_LOOK_H
 #define JORN_TOOLS_RING_LOOK_H
 
@@ -17,8 +17,8 @@ public:
     /// Throws Failure when the index that the store would read is there but may not be read.
     explicit RingLook(const StoreDirectory &directory);
 
-    /// The same for those who go on to write. Throws Failure, too, for an index or a data file that is no
-    /// regular file or may not be read.
+    /// The same for callers that go on to write. Throws Failure also for an index or a data file that is not
+    /// a regular file or may not be read.
     static RingLook ofReadable(const StoreDirectory &directory);
 
     const DirectoryLook &look() const { return look_; }
@@ -36,10 +36,10 @@ public:
     /// The smallest ring that the files and the index fit in.
     int smallestRing() const { return smallestRingFor(presence(), {index().positions()}); }
 
-    /// Whether the ring has come round, so that its size is that of smallestRing().
+    /// Whether the ring has wrapped, so that its size is that of smallestRing().
     bool hasWrapped() const { return positions().latest < positions().oldest; }
 
-    /// Nothing there: neither an index nor a data file.
+    /// Empty: neither an index nor a data file.
     bool isFresh() const { return !index().positions() && highestFile() < 0; }
 
     /// What the store's start-up would do to these files for a ring of this size.
@@ -49,7 +49,7 @@ private:
     DirectoryLook look_;
 };
 
-/// What the store would read of index.csv, or of index.bak when there is no index.csv; it never renames the
+/// What the store would read from index.csv, or from index.bak when there is no index.csv; it never renames
 /// one to the other. Nothing when neither can be used. Throws Failure when a file is there but may not be
 /// read.
 std::optional<IndexPositions> readIndex(const StoreDirectory &directory);

@@ -17,7 +17,7 @@
 
 namespace tool {
 
-/// The ring positions in the index, as they stand there; both are below 90, and may be negative.
+/// The ring positions as the index holds them; both are below 90, and may be negative.
 struct IndexPositions {
     int32_t oldest = 0;
     int32_t latest = 0;
@@ -33,13 +33,13 @@ std::string textOf(const IndexPositions &positions);
 /// The whole text of an index: "version:1\n3,7\n".
 std::string indexTextOf(const IndexPositions &positions);
 
-/// Whether a ring of this size has both positions.
+/// Whether both positions exist in a ring of this size.
 inline bool isInRing(const IndexPositions &positions, int ringSize) {
     return positions.oldest >= 0 && positions.latest >= 0 && positions.oldest < ringSize &&
            positions.latest < ringSize;
 }
 
-/// The positions from the oldest to the latest, around the ring's end where it has come round.
+/// The positions from the oldest to the latest, wrapping at the end of the ring where needed.
 std::vector<int> positionsInRange(const IndexPositions &range, int ringSize);
 
 /// By position: whether there is a data file.
@@ -48,7 +48,7 @@ using FilePresence = std::array<bool, jorn::kSurveySize>;
 /// Highest position that has a data file, -1 when there is none.
 int highestOf(const FilePresence &files);
 
-/// The smallest ring that the files fit in, and the positions that an index names, where there is one.
+/// The smallest ring that fits the files, and the positions of each index that there is.
 int smallestRingFor(const FilePresence &files, std::initializer_list<std::optional<IndexPositions>> indexes);
 
 /// What the store's start-up would do to these files for a ring of this size.

@@ -28,22 +28,22 @@ RingLook lookBetweenRewrites(const StoreDirectory &directory) {
     }
 }
 
-/// Up to so much of a file's begin tells it from another one: dozens of items with their times.
+/// Up to this many bytes at the start of a file identify it: dozens of items with their times.
 constexpr size_t kBeginSize = 4096;
 
-/// And so much of its end: at least an item. Together with the begin it shows that everything in between is
-/// the same, also where all items have the same text and only their times tell them apart.
+/// And this many at its end: at least an item. Together with the start they show that everything in between
+/// is the same, even when all items have the same text and only their times differ.
 constexpr size_t kEndSize = jorn::kLineMax;
 
 uint64_t sizeOf(const FileMark &mark) { return static_cast<uint64_t>(mark.size); }
 
 size_t atMost(uint64_t size, size_t most) { return static_cast<size_t>(std::min<uint64_t>(size, most)); }
 
-/// Where the last bytes begin that are kept of a file.
+/// Where the kept end of a file begins.
 uint64_t beginOfEnd(const FileMark &mark) { return sizeOf(mark) - atMost(sizeOf(mark), kEndSize); }
 
-/// Whether a file that was opened is as it was before, and is so now, under its name. Of the newest one, that
-/// it grew is no change.
+/// Whether a file, as opened, is what it was before and what its name refers to now. Growth of the newest one
+/// is no change.
 bool isUnchanged(const RingFile &file, const FileMark &before, const FileMark &now) {
     const bool isOne = isSameFile(before, file.mark) && isSameFile(file.mark, now);
     if (file.isNewest) {
@@ -172,8 +172,7 @@ bool openRingFile(const StoreDirectory &directory, RingFile *file, DamageLog *da
     return true;
 }
 
-/// Only the newest file grows, so another one is as it was at the moment of the look, or a writer has come to
-/// it since.
+/// Only the newest file grows, so any other is unchanged since the look, or a writer has reached it.
 void RingView::openFileLate(RingFile *file, DamageLog *damage) const {
     if (!openRingFile(directory_, file, damage)) {
         return;

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// The data files of a ring, opened and put in order: what all reading starts from.
+// The data files of a ring, opened and put in order: where all reading starts.
 //
 // Nothing in the directory is changed. Index and files were the same before and after the files were opened,
-// so that the view is of one moment. The files stay open and are read up to the size that they had, so that a
-// writer that appends does not disturb. One that moves on empties the oldest file and writes new items there,
-// in the same inode: who reads asks isStill() after each part, before anything is taken of it.
+// so the view shows a single moment. The files stay open and are read up to the size that they had, so a
+// writer that appends does no harm. A writer that moves on empties the oldest file and writes new items to
+// it, in the same inode: readers call isStill() after each part, before they use anything of it.
 #ifndef JORN_TOOLS_RING_VIEW_H
 #define JORN_TOOLS_RING_VIEW_H
 
@@ -29,15 +29,15 @@ struct RingFile {
     int position = -1;      ///< In the ring, as the store's next start would place it.
     std::string path;       ///< For messages.
     Descriptor file;        ///< Closed when it cannot be read.
-    FileMark mark;          ///< When it was opened.
-    std::string begin;      ///< Its first bytes then,
+    FileMark mark;          ///< As it was when it was opened.
+    std::string begin;      ///< Its first bytes at that time,
     std::string end;        ///< and its last ones.
-    uint64_t size = 0;      ///< Up to which it is read.
+    uint64_t size = 0;      ///< How far it is read.
     bool isNewest = false;  ///< The one that a writer appends to.
     bool isToOpen = false;  ///< It has not been opened yet.
 
-    /// Whether the file still holds what it did when it was opened. A writer that starts it afresh empties it
-    /// first, so what was read before this holds is what was there then.
+    /// Whether the file still holds what it did when it was opened. A writer that restarts it empties it
+    /// first, so what was read before this returns true is what was there then.
     bool isStill() const;
 };
 
@@ -50,19 +50,19 @@ enum class Opening { AtOnce, WhenRead };
 
 class RingView {
 public:
-    /// `ringSize` tells the ring's number of files where the directory does not tell it. Opens the ring anew
-    /// while a writer moves on during it; throws Failure when that never ends, too.
+    /// `ringSize` is the ring's number of files, for a directory that does not show it. Reopens the ring
+    /// while a writer moves on meanwhile; throws Failure also when that never ends.
     RingView(const StoreDirectory &directory, std::optional<int> ringSize, Opening opening = Opening::AtOnce);
 
-    /// The same in one try: nothing when a writer has moved on during it.
+    /// The same in one try: nothing when a writer has moved on meanwhile.
     static std::optional<RingView> openOnce(const StoreDirectory &directory, std::optional<int> ringSize,
                                             Opening opening = Opening::AtOnce);
 
-    /// The files in the index's range that are there, the oldest first. Of a view that opens them when they
-    /// are read, they are closed until file() was asked for them.
+    /// The files in the index's range that exist, the oldest first. In a view with Opening::WhenRead they are
+    /// closed until file() is called for them.
     const std::vector<RingFile> &files() const { return files_; }
 
-    /// One of them, which is opened if it is to be opened now. What is wrong with it then is told to
+    /// One of them, opened now if it is still to be opened. What is then found wrong with it is added to
     /// `damage`.
     const RingFile &file(size_t index, DamageLog *damage) const;
 
@@ -75,18 +75,18 @@ public:
     /// Whether the store's next start would rename files.
     bool isMoved() const { return moved_ > 0; }
 
-    /// Whether index and files are still as they were when they were opened, save that the newest file grew;
-    /// false when a writer has moved on to another file meanwhile.
+    /// Whether index and files are still as they were when they were opened, except that the newest file may
+    /// have grown; false when a writer has moved on to another file meanwhile.
     bool isCurrent() const;
 
-    /// For those who pass items on for good: leaves out the last line of the newest file while a writer is on
-    /// the way to its end. An unfinished line that nobody goes on with stays; it takes a moment to tell.
+    /// For callers that pass items on for good: leaves out the last line of the newest file while a writer is
+    /// still writing it. An unfinished line that nobody continues stays; telling them apart takes a moment.
     void settleEnd();
 
-    /// What the user should know about the state of the directory, one text a line.
+    /// What the user should know about the state of the directory, one text per line.
     const std::vector<std::string> &notes() const { return notes_; }
 
-    /// An index that cannot be used, files that cannot be read.
+    /// An unusable index and unreadable files.
     const DamageLog &damage() const { return damage_; }
 
 private:
@@ -104,7 +104,7 @@ private:
     jorn::TidyingPlan plan_;
     int moved_ = 0;
     int deleted_ = 0;
-    mutable std::vector<RingFile> files_;  ///< Those that are opened when they are read change by that.
+    mutable std::vector<RingFile> files_;  ///< Opening a file when it is read changes it here.
     std::vector<std::string> notes_;
     DamageLog damage_;
 };

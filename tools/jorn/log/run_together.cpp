@@ -43,7 +43,7 @@ uint64_t numberIn(std::string_view digits) {
     return number;
 }
 
-/// The time that digits end with: the last ten of them where these can be a time.
+/// The time at the end of these digits: the last ten of them if they can be a time.
 uint64_t timeAtEnd(std::string_view digits) {
     if (digits.size() >= kMostDigits) {
         const std::string_view last = digits.substr(digits.size() - kMostDigits);
@@ -54,7 +54,7 @@ uint64_t timeAtEnd(std::string_view digits) {
     return numberIn(digits.substr(digits.size() - kFewestDigits));
 }
 
-/// The time that a line begins with; 0, before which is none, when it is not a whole one.
+/// The time at the start of a line; 0, the lowest, when it is not whole.
 uint64_t timeAtBegin(std::string_view line) {
     const size_t digits = std::min(line.find_first_not_of("0123456789"), line.size());
     return digits <= kMostDigits ? numberIn(line.substr(0, digits)) : 0;

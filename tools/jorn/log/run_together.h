@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Tells lines that ran together: one that was cut off, and the next one written right after it.
+// Detects lines that ran together: one that was cut off, and the next one written right after it.
 #ifndef JORN_TOOLS_RUN_TOGETHER_H
 #define JORN_TOOLS_RUN_TOGETHER_H
 
@@ -7,7 +7,7 @@
 
 namespace tool {
 
-/// Whether there stands in a line, but not at its begin, what the store's lines begin with: a time of 9 or 10
+/// Whether a line holds, other than at its start, what the store's lines begin with: a time of 9 or 10
 /// digits, level and slot. As texts may hold such bytes too, that time must be later than the line's own, or
 /// what follows must be the item that the store adds at each start.
 bool looksRunTogether(std::string_view line);

@@ -12,10 +12,10 @@ namespace tool {
 
 namespace {
 
-/// The end of a file that is read to wherever it ends, until that is met.
+/// The end of a file that is read to the end, until that is reached.
 constexpr uint64_t kUnknown = UINT64_MAX;
 
-/// Length of the lines at the begin of bytes that hold whatever follows the bytes.
+/// Length of the lines at the start of `bytes` that are complete whatever follows.
 size_t wholeLines(std::string_view bytes, Zeros zeros) {
     const auto *const feed = static_cast<const char *>(memrchr(bytes.data(), '\n', bytes.size()));
     if (feed != nullptr) {
@@ -41,7 +41,7 @@ static_assert(SegmentReader::kSegmentSize % jorn::kLineMax == 0, "a segment hold
 static_assert(SegmentReader::kFirstBackwardSize % jorn::kLineMax == 0, "the first one, too");
 
 size_t zerosAtBegin(std::string_view bytes) {
-    // Long runs are common in damaged files, so a segment full of zeros is found at a glance.
+    // Long runs are common in damaged files, so a segment full of zeros is checked in one comparison.
     if (bytes.front() == '\0' && memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0) {
         return bytes.size();
     }
@@ -81,7 +81,7 @@ bool SegmentReader::nextForward(Segment *segment) {
     return length > 0;
 }
 
-/// Of the bytes before the end, those from where a line begins.
+/// Of the bytes before the end, those from the start of a line on.
 bool SegmentReader::nextBackward(Segment *segment) {
     uint64_t begin = end_ - std::min<uint64_t>(backwardSize_, end_ - begin_);
     size_t length = read(begin, static_cast<size_t>(end_ - begin));
@@ -108,8 +108,8 @@ bool SegmentReader::nextBackward(Segment *segment) {
     return true;
 }
 
-/// Reads the last pieces before the end, of a line that begins before `begin`, the begin of what fits. Sets
-/// that to where the pieces begin; how many bytes they have.
+/// Reads the last pieces before the end of a line that begins before `begin`, where the buffered bytes begin.
+/// Sets `begin` to where the pieces begin; returns their number of bytes.
 size_t SegmentReader::partOfLongLine(uint64_t *begin) {
     if (lineBegin_ >= end_) {
         lineBegin_ = beginOfLine(*begin);
@@ -122,7 +122,7 @@ size_t SegmentReader::partOfLongLine(uint64_t *begin) {
     return read(*begin, static_cast<size_t>(end_ - *begin));
 }
 
-/// Where the line begins that the byte at `within` belongs to.
+/// Where the line that contains the byte at `within` begins.
 uint64_t SegmentReader::beginOfLine(uint64_t within) {
     while (within > begin_ && error_ == 0 && !isCutShort_) {
         const auto length = static_cast<size_t>(std::min<uint64_t>(kSegmentSize, within - begin_));

@@ -19,47 +19,47 @@ namespace tool {
 
 enum class Order { OldestFirst, NewestFirst };
 
-/// What NULs are where a line should begin.
+/// How to treat NULs where a line should begin.
 enum class Zeros {
-    InLine,  ///< A part of the line, as for the store, from which they hide the rest of it.
-    Apart,   ///< A line of their own, of any length. The next one begins where they end.
+    InLine,  ///< Part of the line; from the store they hide the rest of it.
+    Apart,   ///< A line of their own, of any length. The next one begins after them.
 };
 
-/// Some whole lines of a file. Good until the next one is read.
+/// Some whole lines of a file. Valid until the next segment is read.
 struct Segment {
     std::string_view bytes;
     uint64_t offset = 0;
     Zeros zeros = Zeros::InLine;
 };
 
-/// Lines are what the module's reader takes: of those that do not fit its buffer, 256 characters at a time.
-/// Memory is bounded whatever the file holds, and every byte is read at most three times. From the end it is
-/// read in small blocks first: who reads that way may need the last lines only.
+/// Lines are what the module's reader takes: those that do not fit its buffer, 256 characters at a time.
+/// Memory is bounded whatever the file holds, and every byte is read at most three times. Reading backward
+/// starts with small blocks: such a caller may need only the last lines.
 class SegmentReader {
 public:
     static constexpr size_t kSegmentSize = size_t{256} * 1024;
     static constexpr size_t kFirstBackwardSize = size_t{4} * 1024;
 
     /// Reads the first `size` bytes of an open file, which must outlive the reader. `begin` is where a line
-    /// begins: what is before it is not read.
+    /// begins: nothing before it is read.
     SegmentReader(int file, uint64_t size, Order order, uint64_t begin = 0);
 
     /// Reads an open file, the oldest first, from `begin` to `end`.
     SegmentReader(int file, uint64_t begin, uint64_t end, Zeros zeros)
         : SegmentReader(file, std::min(begin, end), end, Order::OldestFirst, zeros) {}
 
-    /// Reads an open file from `begin` to where it ends, with zeros apart.
+    /// Reads an open file from `begin` to its end, with zeros apart.
     SegmentReader(int file, uint64_t begin);
 
-    /// The next segment, never empty; false at the end, when the file is shorter than its size, and at a
-    /// reading error.
+    /// The next segment, never empty; false at the end, when the file is shorter than its size, and after a
+    /// read error.
     bool next(Segment *segment);
 
     /// Why reading failed, 0 when it did not; and where.
     int error() const { return error_; }
     uint64_t errorOffset() const { return errorOffset_; }
 
-    /// Whether the file was shorter than it had been.
+    /// Whether the file turned out shorter than its size.
     bool isCutShort() const { return isCutShort_; }
 
 private:
@@ -75,18 +75,18 @@ private:
     const Zeros zeros_;
     uint64_t begin_;
     uint64_t end_;
-    size_t backwardSize_ = kFirstBackwardSize;  ///< Backward: of the next segment at most.
-    uint64_t lineBegin_;  ///< Backward: begin of the line before end_; end_ or more when not known.
+    size_t backwardSize_ = kFirstBackwardSize;  ///< Backward: size limit of the next segment.
+    uint64_t lineBegin_;  ///< Backward: start of the line before end_; end_ or more when unknown.
     std::unique_ptr<char[]> buffer_;
     int error_ = 0;
     uint64_t errorOffset_ = 0;
     bool isCutShort_ = false;
 };
 
-/// How many NULs are at the begin of bytes.
+/// Number of NULs at the start of `bytes`.
 size_t zerosAtBegin(std::string_view bytes);
 
-/// Length of the first line of bytes that begin where one begins.
+/// Length of the first line of `bytes`, which start at a line start.
 inline size_t lineLength(std::string_view bytes, Zeros zeros) {
     if (zeros == Zeros::Apart && bytes.front() == '\0') {
         return zerosAtBegin(bytes);
@@ -109,7 +109,7 @@ bool forEachLine(const Segment &segment, const Take &take) {
     return true;
 }
 
-/// Calls take(line) for each line of an open file from `begin`, where one begins, with zeros apart. Throws
+/// Calls take(line) for each line of an open file from `begin`, a line start, with zeros apart. Throws
 /// std::system_error when it cannot be read to its end.
 template <class Take>
 void forEachLineToEnd(int file, uint64_t begin, const Take &take) {

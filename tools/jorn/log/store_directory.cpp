@@ -18,7 +18,18 @@ namespace {
 
 constexpr mode_t kDirectoryMode = 0750;
 
-void makeIfMissing(const std::string &path) {
+/// As mkdir -p makes them. What fails here shows when the last level is made.
+void makeParents(const std::string &path) {
+    const size_t end = path.find_last_not_of('/');
+    for (size_t slash = path.find('/', 1); slash < end; slash = path.find('/', slash + 1)) {
+        mkdir(path.substr(0, slash).c_str(), 0777);
+    }
+}
+
+void makeIfMissing(const std::string &path, StoreDirectory::Making making) {
+    if (making == StoreDirectory::Making::AllLevels) {
+        makeParents(path);
+    }
     if (mkdir(path.c_str(), kDirectoryMode) < 0 && errno != EEXIST) {
         throw makeFailure(path, errno);
     }
@@ -41,9 +52,9 @@ StoreDirectory StoreDirectory::openForReading(const std::string &path) {
     return StoreDirectory(path, O_PATH);
 }
 
-StoreDirectory StoreDirectory::openForRecording(const std::string &path) {
-    StoreDirectory directory = openLocked(path, "another jorn is recording into this directory", [&path] {
-        makeIfMissing(path);
+StoreDirectory StoreDirectory::openForRecording(const std::string &path, Making making) {
+    StoreDirectory directory = openLocked(path, "another jorn is recording into this directory", [&] {
+        makeIfMissing(path, making);
         return StoreDirectory(path, O_RDONLY);
     });
     removeAbandoned(directory.descriptor());
@@ -55,8 +66,8 @@ StoreDirectory StoreDirectory::openForRepair(const std::string &path) {
                       [&path] { return StoreDirectory(path, O_RDONLY); });
 }
 
-/// A repair that put another directory in place between the opening and the lock is over, and what was locked
-/// is its backup. Once the right one is locked, no repair can change its place.
+/// If a repair put another directory in place between the opening and the lock, it has finished, and what was
+/// locked is its backup. Once the right directory is locked, no repair can replace it.
 template <class Open>
 StoreDirectory StoreDirectory::openLocked(const std::string &path, const char *whenTaken, const Open &open) {
     constexpr int kTries = 20;
@@ -83,7 +94,7 @@ void StoreDirectory::lock(const char *whenTaken) const {
     }
 }
 
-/// Whether the path still leads to what was opened.
+/// Whether the path still leads to the directory that was opened.
 bool StoreDirectory::isInPlace() const {
     struct stat opened;
     struct stat named;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// An opened directory of a log object. The module knows it by the short name of its descriptor, so that
-// the user's path may have any length and form.
+// An open directory of a log object. The module knows it by the short name of its descriptor, so that the
+// user's path may have any length and form.
 #ifndef JORN_TOOLS_STORE_DIRECTORY_H
 #define JORN_TOOLS_STORE_DIRECTORY_H
 
@@ -14,17 +14,19 @@ namespace tool {
 
 class StoreDirectory {
 public:
-    /// Opens a directory to read from. Throws Failure.
+    /// Opens a directory for reading. Throws Failure.
     static StoreDirectory openForReading(const std::string &path);
 
-    /// Opens a directory to record into, making its last level when it is missing, and keeps every other
-    /// recorder out of it until this one is closed. It is the one that the path leads to while it is locked:
-    /// where a repair put another in its place before the lock was had, that one is taken. What commands that
-    /// were cut short left there goes. Throws Failure.
-    static StoreDirectory openForRecording(const std::string &path);
+    enum class Making { LastLevel, AllLevels };
 
-    /// Opens a directory to repair or clear it, and keeps every recorder out of it. The same holds of it.
-    /// Throws Failure.
+    /// Opens a directory for recording, creating its last level if missing, or all levels, and keeps all
+    /// other recorders out until it is closed. It is the directory that the path leads to once the lock is
+    /// held: if a repair replaced the directory before that, the replacement is opened. Removes leftovers of
+    /// commands that were cut short. Throws Failure.
+    static StoreDirectory openForRecording(const std::string &path, Making making);
+
+    /// Opens a directory to repair or clear it, and keeps all recorders out of it, with the same guarantee
+    /// about the path. Throws Failure.
     static StoreDirectory openForRepair(const std::string &path);
 
     /// "/proc/self/fd/N": at most 24 characters.
@@ -34,8 +36,7 @@ public:
     const std::string &path() const { return path_; }
     std::string pathOf(const std::string &fileName) const { return path_ + "/" + fileName; }
 
-    /// Throws Failure when this user can make no file in the directory, which both rotation and the index
-    /// need.
+    /// Throws Failure when this user cannot create files in the directory, as rotation and the index require.
     void requireWritable() const;
 
     int descriptor() const { return directory_.get(); }
@@ -55,10 +56,10 @@ private:
 /// "3.csv".
 std::string dataFileName(int position);
 
-/// The position of which a name is that of the data file; nothing for other names.
+/// The position whose data file has this name; nothing for other names.
 std::optional<int> dataFilePosition(const std::string &name);
 
-/// The index, and what it was before the store began to write it anew.
+/// The index, and its previous content while the store rewrites it.
 inline constexpr const char *kIndexName = jorn::kIndexName;
 inline constexpr const char *kIndexBackupName = jorn::kBackupName;
 

@@ -1,19 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "log/stored_line.h"
 
-#include <stdlib.h>
-#include <string.h>
 #include <time.h>
 
 #include <algorithm>
-#include <charconv>
 
 #include "csvfile/line.h"
 
 namespace tool {
 namespace {
 
-/// Characters that a record keeps of a field.
+/// How many characters a record keeps of each field.
+constexpr size_t kTimeText = sizeof(JORN_LOG_DISP::timeStr) - 1;
 constexpr size_t kLevelText = sizeof(JORN_LOG_DISP::levelStr) - 1;
 constexpr size_t kSlotText = sizeof(JORN_LOG_DISP::slotStr) - 1;
 constexpr size_t kItemText = sizeof(JORN_LOG_DISP::logStr) - 1;
@@ -25,7 +23,7 @@ bool beginsNumber(std::string_view field) {
     return !field.empty() && isDigit(field.front());
 }
 
-/// A piece as the C string that the module's reader would have; what follows a NUL is out of its sight.
+/// A piece as the C string that the module's reader would see: what follows a NUL is hidden from it.
 class PieceCopy {
 public:
     explicit PieceCopy(std::string_view piece) {
@@ -55,21 +53,18 @@ LineKind numbersOf(const char *line, size_t maxChars, LineNumbers *numbers) {
 
 std::string fieldText(std::string_view field, size_t most) { return std::string(field.substr(0, most)); }
 
-/// The seconds of a record's time, which is in the form of ctime and in UTC.
-int64_t secondsOfRecord(const char *text) {
+/// A time as the module's record shows it, in UTC.
+std::string recordTime(int64_t seconds) {
+    const auto time = static_cast<time_t>(seconds);
     tm date = {};
-    const char *const year = strptime(text, "%a %b %d %H:%M:%S ", &date);
-    int number = 0;
-    if (year == nullptr || std::from_chars(year, year + strlen(year), number).ec != std::errc()) {
-        return INT64_MAX;
-    }
-    date.tm_year = number - 1900;
-    return timegm(&date);
+    const char *const shown = gmtime_r(&time, &date) != nullptr ? asctime(&date) : nullptr;
+    const std::string_view text = shown != nullptr ? shown : "";
+    return fieldText(withoutLineFeed(text), kTimeText);
 }
 
 /// Sets the numbers of an item only.
 LineKind readNumbers(std::string_view piece, LineNumbers *numbers) {
-    // The parser needs something after the digits of a number: a line feed will do, else a NUL has to follow.
+    // The parser needs a non-digit after a number: a line feed will do, otherwise a NUL must follow.
     if (piece.back() != '\n') {
         return numbersOf(PieceCopy(piece).get(), jorn::kParsedChars, numbers);
     }
@@ -108,7 +103,7 @@ Item readItem(const Line &line) {
     jorn::LineSplitter splitter(line.bytes.data(), line.bytes.size());
     Item item;
     item.offset = line.offset;
-    // A comma inside the line ends the first of an item's fields, so no digit after the line is looked at.
+    // A comma within the line ends an item's first fields, so no digit after the line is read.
     splitter.takeNumber(&item.seconds);
     item.level = line.numbers.level;
     item.slot = line.numbers.slot;
@@ -126,15 +121,9 @@ std::string_view textIn(std::string_view piece) {
     return withoutLineFeed(splitter.rest().substr(0, kItemText));
 }
 
-Item itemOfRecord(const JORN_LOG_DISP &record) {
-    Item item;
-    item.seconds = secondsOfRecord(record.timeStr);
-    item.level = atoi(record.levelStr);
-    item.slot = atoi(record.slotStr);
-    item.levelText = record.levelStr;
-    item.slotText = record.slotStr;
-    item.text = withoutLineFeed(record.logStr);
-    return item;
+bool isRecordOf(const JORN_LOG_DISP &record, const Item &item) {
+    return item.levelText == record.levelStr && item.slotText == record.slotStr &&
+           item.text == withoutLineFeed(record.logStr) && recordTime(item.seconds) == record.timeStr;
 }
 
 }  // namespace tool

@@ -27,21 +27,21 @@ struct LineNumbers {
     int32_t slot = 0;
 };
 
-/// A line, or a piece of one that is longer than the store's buffer: what fits there.
+/// A line, or as much of a longer one as fits the store's buffer.
 struct Line {
-    std::string_view bytes;  ///< With the line feed, if it has one. Good as long as what it was read from.
+    std::string_view bytes;  ///< With the line feed, if any. Valid as long as its source.
     uint64_t offset = 0;     ///< In its file.
     LineKind kind = LineKind::Blank;
     LineNumbers numbers;  ///< Of an item.
 
     bool isItem() const { return kind == LineKind::Item; }
 
-    /// The store can make nothing of it.
+    /// Whether the store can make nothing of it.
     bool isBad() const { return kind == LineKind::Zeros || kind == LineKind::Damaged; }
 
     bool hasLineEnd() const { return !bytes.empty() && bytes.back() == '\n'; }
 
-    /// A piece that fills the store's buffer, so that nothing written after it becomes a part of it.
+    /// Whether the piece fills the store's buffer, so that nothing written after it becomes part of it.
     bool isFull() const { return !hasLineEnd() && bytes.size() == jorn::kLineMax; }
 
     uint64_t end() const { return offset + bytes.size(); }
@@ -53,20 +53,20 @@ Line readLine(std::string_view piece, uint64_t offset);
 /// Whether each of the first three fields of a piece begins with a number.
 bool holdsNumbers(std::string_view piece);
 
-/// Whether a piece that is an item can lack nothing but an end of its text:
-/// three numbers, each with the comma that ends it.
+/// Whether a piece that is an item can lack nothing but the end of its text: it has three numbers, each with
+/// the comma that ends it.
 bool hasWholeNumbers(std::string_view piece);
 
-/// The item of a line that is one. Its file is left open.
+/// The item on a line that holds one. Leaves fileIndex unset.
 Item readItem(const Line &line);
 
-/// The text alone of a piece that is an item, as in its item. Points into `piece`.
+/// Only the text of a piece that is an item, as in that item. Points into `piece`.
 std::string_view textIn(std::string_view piece);
 
-/// The item of a record that the module filled with UTC as its local time.
-Item itemOfRecord(const JORN_LOG_DISP &record);
+/// Whether a record that the module filled, with UTC as its local time, is that of an item.
+bool isRecordOf(const JORN_LOG_DISP &record, const Item &item);
 
-/// A piece of a damaged line can lack its line feed.
+/// A piece of a damaged line may lack its line feed.
 inline std::string_view withoutLineFeed(std::string_view piece) {
     return !piece.empty() && piece.back() == '\n' ? piece.substr(0, piece.size() - 1) : piece;
 }

@@ -17,8 +17,10 @@
 namespace tool {
 namespace {
 
-constexpr std::array<FormName<ItemForm>, 6> kForms = {{{"text", ItemForm::Text},
+constexpr std::array<FormName<ItemForm>, 8> kForms = {{{"text", ItemForm::Text},
                                                        {"short", ItemForm::Short},
+                                                       {"short-iso", ItemForm::ShortIso},
+                                                       {"cat", ItemForm::Cat},
                                                        {"iso", ItemForm::Iso},
                                                        {"device", ItemForm::Device},
                                                        {"csv", ItemForm::Csv},
@@ -27,6 +29,7 @@ constexpr std::array<FormName<ItemForm>, 6> kForms = {{{"text", ItemForm::Text},
 TimeForm timeFormOf(ItemForm form) {
     switch (form) {
         case ItemForm::Iso:
+        case ItemForm::ShortIso:
         case ItemForm::Json:
             return TimeForm::Iso;
         case ItemForm::Device:
@@ -80,6 +83,10 @@ std::string ItemFormatter::heading() const {
            (origin.log.empty() ? "" : ",log") + (origin.isNumbered() ? ",epoch,seq" : "") + "\n";
 }
 
+std::string ItemFormatter::gap() const {
+    return style_.form == ItemForm::Csv || style_.form == ItemForm::Json ? "" : "--\n";
+}
+
 const std::string &ItemFormatter::format(const Item &item) {
     switch (style_.form) {
         case ItemForm::Csv:
@@ -108,13 +115,47 @@ std::string ItemFormatter::shownSlot(const Item &item) const {
     return name != nullptr ? *name : shown(item.slotText);
 }
 
-std::string ItemFormatter::formatForPeople(const Item &item) {
-    std::string line = time_.format(item.seconds) + " ";
-    if (style_.form != ItemForm::Short) {
-        line += shownLevel(item) + " " + shownSlot(item) + " ";
+/// What stands before the text.
+std::string ItemFormatter::lead(const Item &item) {
+    if (style_.form == ItemForm::Cat) {
+        return "";
     }
-    line += shown(item.text);
-    return (style_.isColored ? colored(line, colorOf(item.level)) : line) + "\n";
+    const std::string line = time_.format(item.seconds) + " ";
+    const bool isShort = style_.form == ItemForm::Short || style_.form == ItemForm::ShortIso;
+    return isShort ? line : line + shownLevel(item) + " " + shownSlot(item) + " ";
+}
+
+std::string ItemFormatter::formatForPeople(const Item &item) {
+    if (!style_.isColored) {
+        return lead(item) + shown(item.text) + "\n";
+    }
+    const std::string color = colorOf(item.level);
+    const std::string text = style_.pattern != nullptr ? highlighted(item.text, color) : shown(item.text);
+    return colored(lead(item) + text, color) + "\n";
+}
+
+/// A text in a coloured line, with the pattern's matches in another colour.
+std::string ItemFormatter::highlighted(const std::string &text, const std::string &color) const {
+    const std::string begin =
+        (color.empty() ? "" : kNoColor) + std::string(color == kUrgent ? kUrgentMatch : kMatch);
+    const re2::StringPiece whole(text);
+    std::string out;
+    size_t done = 0;
+    re2::StringPiece found;
+    for (size_t from = 0; style_.pattern->Match(whole, from, whole.size(), RE2::UNANCHORED, &found, 1);) {
+        const auto at = static_cast<size_t>(found.data() - whole.data());
+        if (found.empty()) {
+            if (at == whole.size()) {
+                break;
+            }
+            from = at + firstCharacter(std::string_view(text).substr(at)).length;
+            continue;
+        }
+        out += shown(text.substr(done, at - done)) + begin + shown(text.substr(at, found.size())) + kNoColor +
+               color;
+        done = from = at + found.size();
+    }
+    return out + shown(text.substr(done));
 }
 
 std::string ItemFormatter::formatCsv(const Item &item) const {
@@ -164,7 +205,7 @@ std::string ItemFormatter::csvOrigin() const {
     return origin.isNumbered() ? fields + "," + std::to_string(origin.epoch) + "," : fields;
 }
 
-/// The number that a key was written for, and its name, if it has one, as a member of its own.
+/// The value of a key just written, and its name, if it has one, as a separate member.
 void ItemFormatter::addJsonNumber(const char *key, int32_t number, const NameTable &names) {
     appendNumber(&line_, number);
     if (const std::string *const name = names.nameOf(number)) {

@@ -9,11 +9,11 @@
 
 namespace tool {
 
-/// What each item of a log says about its origin, UTF-8. What is empty or 0 is left out.
+/// What each item of a log says about its origin, in UTF-8. Empty and 0 values are left out.
 struct ItemOrigin {
     std::string device{};
     std::string log{};
-    uint64_t epoch = 0;  ///< In which the items of the log are numbered.
+    uint64_t epoch = 0;  ///< Within which the items of the log are numbered.
 
     bool isNumbered() const { return epoch != 0; }
 };

@@ -13,12 +13,12 @@ constexpr uint32_t kReplacement = 0xfffd;
 
 constexpr uint64_t inEachByte(unsigned char byte) { return UINT64_MAX / 0xff * byte; }
 
-/// The highest bit of some byte, if and only if a byte is zero. (Bytes above a zero may have it too.)
+/// Sets the highest bit of some byte if and only if a byte is zero. (Bytes above a zero may have it set too.)
 constexpr uint64_t zeroIn(uint64_t bytes) { return (bytes - inEachByte(1)) & ~bytes & inEachByte(0x80); }
 
-/// Whether all of eight bytes are written as they are: printable ASCII but for quotes and backslashes.
+/// Whether all eight bytes are written unchanged: printable ASCII except quotes and backslashes.
 bool arePlain(uint64_t bytes) {
-    // A byte below 0x20, and none other, has none of the three bits above.
+    // Only bytes below 0x20 have none of the three highest bits.
     const uint64_t low = zeroIn(bytes & inEachByte(0xe0));
     const uint64_t others =
         zeroIn(bytes ^ inEachByte('"')) | zeroIn(bytes ^ inEachByte('\\')) | zeroIn(bytes ^ inEachByte(0x7f));
@@ -50,7 +50,7 @@ void appendUnit(std::string *json, uint32_t unit) {
     }
 }
 
-/// As UTF-16, in which what does not fit one unit takes two.
+/// Appends a character as UTF-16, in two units where one is not enough.
 void appendCode(std::string *json, uint32_t code) {
     constexpr uint32_t kFirstBeyond = 0x10000;
     if (code < kFirstBeyond) {

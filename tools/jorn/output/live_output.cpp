@@ -28,7 +28,7 @@ bool LiveOutput::flush() {
     return !isStopped_ && !isClosed_;
 }
 
-/// False when a stop signal came first.
+/// False when a stop signal arrived first.
 bool LiveOutput::waitUntilWritable() {
     std::array<pollfd, 2> events = {{{signals_.descriptor(), POLLIN, 0}, {STDOUT_FILENO, POLLOUT, 0}}};
     while (poll(events.data(), events.size(), -1) < 0 && errno == EINTR) {
@@ -37,14 +37,14 @@ bool LiveOutput::waitUntilWritable() {
     return !isStopped_;
 }
 
-/// As much as a pipe that is writable takes without waiting.
+/// Writes as much as a writable pipe takes without blocking; returns how much that was.
 size_t LiveOutput::writeSome(std::string_view text) {
     const ssize_t written = ::write(STDOUT_FILENO, text.data(), std::min<size_t>(text.size(), PIPE_BUF));
     if (written >= 0) {
         return static_cast<size_t>(written);
     }
     if (errno == EPIPE || errno == EIO) {
-        isClosed_ = true;  // EIO: the terminal has gone.
+        isClosed_ = true;  // EIO: the terminal is gone.
     } else if (errno != EINTR && errno != EAGAIN) {
         throw systemFailure("standard output", errno);
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Standard output of a command that goes on until it is stopped.
+// Standard output of a command that runs until it is stopped.
 #ifndef JORN_TOOLS_LIVE_OUTPUT_H
 #define JORN_TOOLS_LIVE_OUTPUT_H
 
@@ -10,15 +10,15 @@
 
 namespace tool {
 
-/// Writes so that a reader who does not take it keeps nobody from stopping the command. A stop signal and a
-/// reader that has gone end the output, and that is no error; any other failure throws Failure.
+/// Writes so that a reader that stops reading cannot keep the command from being stopped. A stop signal or a
+/// reader that is gone ends the output, which is not an error; any other failure throws Failure.
 class LiveOutput {
 public:
     /// The signals must outlive the output.
     explicit LiveOutput(const StopSignals &signals) : signals_(signals) {}
 
-    /// Takes text to be written with the next flush, or now when there is much. False when the output has
-    /// ended.
+    /// Takes text to be written with the next flush, or at once when there is a lot. False when the output
+    /// has ended.
     bool write(std::string_view text);
 
     /// Writes what was taken. False when the output has ended.

@@ -15,8 +15,8 @@ namespace {
 
 constexpr size_t kBufferSize = size_t{64} * 1024;
 
-/// What a pager is to find in LESS. The command comes first, and ends with a dollar sign, so that it is not
-/// taken for a part of an option of the user's.
+/// The value of LESS for a pager. The command comes first and ends with a dollar sign, so that it does not
+/// run into an option of the user's.
 std::string lessOptions(PagerStart start) {
     const char *const own = getenv("LESS");
     return std::string(start == PagerStart::End ? "+G$" : "") + (own != nullptr ? own : kLessOptions);
@@ -54,7 +54,7 @@ void Output::startPager(const std::string &command, PagerStart start) {
         execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char *>(nullptr));
         _exit(127);
     }
-    // The interrupt key is the pager's; it ends this program by closing the pipe.
+    // The interrupt key belongs to the pager, which ends this program by closing the pipe.
     signal(SIGINT, SIG_IGN);
 }
 

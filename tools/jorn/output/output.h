@@ -13,21 +13,22 @@
 
 namespace tool {
 
-/// What `less` needs in order to show colours, and to leave what fits on the terminal there.
+/// Options that `less` needs to show colours, and to leave text that fits on the screen there.
 inline constexpr char kLessOptions[] = "FRX";
 
 /// Whether standard output is a terminal.
 bool isOutputTerminal();
 
-/// What of its text a pager shows first.
+/// Which part of its text a pager shows first.
 enum class PagerStart { Begin, End };
 
-/// A reader that has closed its pipe, or a user who has left the pager, wants no more, and that is no error;
+/// A reader that has closed its pipe, or a user who has left the pager, wants no more, which is not an error;
 /// any other failure to write throws Failure.
 class Output {
 public:
-    /// Starts the pager when its command line is not empty and standard output is a terminal. It finds
-    /// kLessOptions in LESS where nothing is there, and with them that it is to begin at the end.
+    /// Starts the pager when its command line is not empty and standard output is a terminal. LESS is set to
+    /// kLessOptions unless it is set already; with PagerStart::End, it also tells the pager to start at the
+    /// end.
     explicit Output(const std::string &pager = "", PagerStart start = PagerStart::Begin);
     /// Writes into an open file, which must outlive the output; `name` is for messages.
     Output(int file, std::string name);
@@ -36,14 +37,14 @@ public:
     Output(const Output &) = delete;
     Output &operator=(const Output &) = delete;
 
-    /// Takes text to be written, now or soon. False when nobody wants any more.
+    /// Takes text to be written, now or soon. False when no more is wanted.
     bool write(std::string_view text);
 
-    /// Writes what was taken. False when nobody wants any more.
+    /// Writes what was taken. False when no more is wanted.
     bool flush();
 
-    /// Writes what was taken, and waits until the user has left the pager. To be called when all is taken.
-    /// Throws Failure when there was no such pager.
+    /// Writes what was taken, and waits until the user has left the pager. Call it after the last write().
+    /// Throws Failure when the pager could not be started.
     void finish();
 
 private:

@@ -21,7 +21,8 @@ SqliteDatabase::SqliteDatabase(const std::string &path, std::string name) : name
     const int result = sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READWRITE, nullptr);
     database_.reset(opened);
     require(result);
-    // The file gets its name when it is complete and synced: there is nothing to roll back to before.
+    // The file gets its name only when it is complete and synced: until then there is nothing to roll back
+    // to.
     execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE");
 }
 
@@ -44,7 +45,7 @@ SqliteStatement SqliteDatabase::prepare(const std::string &sql) {
 
 void SqliteDatabase::close() {
     require(sqlite3_close(database_.get()));
-    // Closed, whoever owned it.
+    // It is closed already, so the owner must not close it again.
     [[maybe_unused]] sqlite3 *const gone = database_.release();
 }
 

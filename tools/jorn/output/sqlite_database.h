@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A new database, written once from begin to end.
+// A new database, written once from start to end.
 #ifndef JORN_TOOLS_SQLITE_DATABASE_H
 #define JORN_TOOLS_SQLITE_DATABASE_H
 
@@ -14,8 +14,8 @@ namespace tool {
 
 class SqliteStatement;
 
-/// What fails throws Failure with the name that stands for the database in messages. Nothing protects it
-/// against a crash: it is meant for a file that nobody knows of before it is complete.
+/// Failures throw Failure with the name that stands for the database in messages. Nothing protects it against
+/// a crash: it is meant for a file that nobody can see before it is complete.
 class SqliteDatabase {
 public:
     SqliteDatabase(const std::string &path, std::string name);
@@ -38,7 +38,7 @@ private:
     std::unique_ptr<sqlite3, Closer> database_;
 };
 
-/// A prepared statement that gives no rows. The database must outlive it.
+/// A prepared statement that returns no rows. The database must outlive it.
 class SqliteStatement {
 public:
     /// Columns are counted from 1. A text must be UTF-8; it is not copied, and must live until run().
@@ -60,7 +60,7 @@ private:
     std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
 };
 
-/// A name or a text as it stands in a statement: in quotes, its own ones doubled.
+/// A name or a text as written in a statement: in quotes, with its own quotes doubled.
 std::string sqlName(const std::string &name);
 std::string sqlText(const std::string &text);
 

@@ -13,7 +13,7 @@
 
 namespace tool {
 
-/// All that is told.
+/// Everything that is reported.
 struct StatsAnswer {
     RingStats stats;
     DiskUsage disk;
@@ -32,7 +32,7 @@ struct StatsStyle {
 /// For people.
 std::string textOf(const Question &question, const StatsAnswer &answer, const StatsStyle &style);
 
-/// For programs, in a line.
+/// For programs, on one line.
 std::string jsonOf(const Question &question, const StatsAnswer &answer, const StatsStyle &style);
 
 }  // namespace tool

@@ -18,12 +18,12 @@ constexpr std::array<const char *, 24> kFacilities = {
 constexpr size_t kHostNameMax = 255;
 constexpr size_t kApplicationNameMax = 48;
 
-/// The last second of the year 9999: later years have no time in the four digits of RFC 3339.
+/// The last second of the year 9999: later years do not fit the four digits of RFC 3339.
 constexpr int64_t kLastSecond = 253402300799;
 
 bool isPrintable(char c) { return c > ' ' && c < '\x7f'; }
 
-/// What a message can say of a log's name; "-" is the word for none.
+/// A log's name as a message can hold it; "-" means none.
 std::string applicationName(const std::string &log) {
     std::string name = log.substr(0, kApplicationNameMax);
     std::replace_if(
@@ -92,7 +92,7 @@ std::string SyslogFormatter::format(const Item &item) {
            style_.hostName + " " + applicationName_ + " - - " + dataOf(item) + messageOf(item) + "\n";
 }
 
-/// Levels that no item should have are as severe as their nearest neighbours.
+/// Levels out of range are as severe as the nearest valid one.
 int SyslogFormatter::priorityOf(int32_t level) const {
     const int32_t known = std::clamp<int32_t>(level, 0, jorn::kLevelMax - 1);
     return style_.facility * kSeverityCount + style_.severities[static_cast<size_t>(known)];
@@ -125,7 +125,7 @@ std::string SyslogFormatter::dataOf(const Item &item) const {
     return data + "]";
 }
 
-/// A text that is UTF-8 says so by a byte order mark; plain ASCII needs none, and other bytes may have none.
+/// A UTF-8 text is marked by a byte order mark; plain ASCII needs none, and other bytes must not have one.
 std::string SyslogFormatter::messageOf(const Item &item) const {
     if (item.text.empty()) {
         return "";

@@ -3,13 +3,12 @@
 
 #include <algorithm>
 
-#include "log/stored_line.h"
-#include "query/item_scanner.h"
-
 namespace tool {
 namespace {
 
 constexpr jorn::ItemLimits kWidest = {jorn::kLevelMax, jorn::kSlotMax};
+
+}  // namespace
 
 void fold(const LineNumbers &item, FileDigest *digest) {
     const bool isFirst = digest->info.itemCount == 0;
@@ -19,14 +18,8 @@ void fold(const LineNumbers &item, FileDigest *digest) {
     jorn::foldReadItem({item.time, item.level, item.slot, nullptr}, kWidest, &digest->info);
 }
 
-}  // namespace
-
 FileDigest digestOf(const RingFile &file, DamageLog *damage) {
-    EveryPiece filter;
-    FileDigest digest;
-    digest.isReadable =
-        forEachItemLine(file, &filter, damage, [&digest](const LineNumbers &item) { fold(item, &digest); });
-    return digest;
+    return digestOf(file, damage, [](const LineNumbers &) {});
 }
 
 }  // namespace tool

@@ -9,6 +9,8 @@
 #include "csvfile/file_summary.h"
 #include "log/damage.h"
 #include "log/ring_view.h"
+#include "log/stored_line.h"
+#include "query/item_scanner.h"
 
 namespace tool {
 
@@ -22,7 +24,23 @@ struct FileDigest {
     bool isEmpty() const { return info.itemCount == 0; }
 };
 
-/// Reads a file once. What is damaged is told to `damage`.
+/// Adds an item to the summary of its file.
+void fold(const LineNumbers &item, FileDigest *digest);
+
+/// Reads a file once, and calls take(numbers) for each of its items, the oldest first. What is damaged is
+/// told to `damage`.
+template <class Take>
+FileDigest digestOf(const RingFile &file, DamageLog *damage, const Take &take) {
+    EveryPiece filter;
+    FileDigest digest;
+    digest.isReadable = forEachItemLine(file, &filter, damage, [&](const LineNumbers &item) {
+        fold(item, &digest);
+        take(item);
+    });
+    return digest;
+}
+
+/// The same for the summary alone.
 FileDigest digestOf(const RingFile &file, DamageLog *damage);
 
 }  // namespace tool

@@ -70,13 +70,16 @@ struct ItemFilter {
     LevelSet levels = LevelSet::all();
     SlotSet slots;
     std::shared_ptr<const RE2> pattern;  ///< To be found in the text; null for none.
+    bool isInverted = false;             ///< The pattern must not be found in the text.
+    bool isMarking = false;              ///< What has the wrong text passes, too, and is marked as no match.
 
     bool hasNumbers(const LineNumbers &numbers) const {
         return numbers.time >= since && numbers.time <= until && levels.has(numbers.level) &&
                slots.has(numbers.slot);
     }
     bool hasText(std::string_view text) const {
-        return pattern == nullptr || RE2::PartialMatch(re2::StringPiece(text.data(), text.size()), *pattern);
+        return pattern == nullptr ||
+               RE2::PartialMatch(re2::StringPiece(text.data(), text.size()), *pattern) != isInverted;
     }
 };
 

@@ -2,6 +2,7 @@
 #include "query/item_query.h"
 
 #include <algorithm>
+#include <functional>
 #include <numeric>
 
 #include "query/ring_reader.h"
@@ -45,32 +46,82 @@ void addFromDigest(const FileDigest &digest, const ItemFilter &filter, Tally *ta
     }
 }
 
-void countByPlan(const RingView &view, const ItemFilter &filter, const std::vector<FileDigest> &digests,
-                 const CountPlan &plan, CountAnswer *answer, DamageLog *damage) {
-    PieceFilter pieceFilter(filter);
-    for (size_t i = 0; i < digests.size(); ++i) {
-        if (plan.files[i] == FileUse::Summary) {
-            addFromDigest(digests[i], filter, &answer->tally);
-        } else if (plan.files[i] == FileUse::Read) {
-            ++answer->filesScanned;
-            countFile(view.files()[i], &pieceFilter, &answer->tally, damage);
+/// A file read once for both: its summary, and the count that stands where that does not tell.
+struct CountedFile {
+    FileDigest digest;
+    Tally matches;
+};
+
+CountedFile countedFile(const RingFile &file, const ItemFilter &filter, DamageLog *damage) {
+    CountedFile counted;
+    counted.digest = digestOf(file, damage, [&](const LineNumbers &numbers) {
+        if (filter.hasNumbers(numbers)) {
+            counted.matches.add(numbers.level);
         }
-    }
+    });
+    return counted;
 }
 
-PageAnswer pageByModule(const RingView &view, const std::vector<FileDigest> &digests, JORN_REQUIRE require,
-                        const PageWish &wish) {
-    require.pageDisp = wish.number;
-    require.itemsPerPage = wish.perPage;
-    const RingReader reader(view, digests);
-    const PageResult result = reader.page(require);
+CountAnswer countByPlan(const RingView &view, const ItemFilter &filter, DamageLog *damage) {
+    std::vector<FileDigest> digests;
+    std::vector<Tally> matches;
+    for (const RingFile &file : view.files()) {
+        const CountedFile counted = countedFile(file, filter, damage);
+        digests.push_back(counted.digest);
+        matches.push_back(counted.matches);
+    }
+    const CountPlan plan = planCount(filter, digests);
+    CountAnswer answer;
+    answer.route = plan.route;
+    answer.filesSummarised = digests.size();
+    for (size_t i = 0; i < digests.size(); ++i) {
+        if (plan.files[i] == FileUse::Summary) {
+            addFromDigest(digests[i], filter, &answer.tally);
+        } else if (plan.files[i] == FileUse::Read) {
+            ++answer.filesScanned;
+            answer.tally.add(matches[i]);
+        }
+    }
+    return answer;
+}
+
+/// The items of the module's records, which hold times as texts only: the same lines, found again from the
+/// nearer end of the ring. Fewer where they are not there any more.
+std::vector<Item> itemsOf(const PageResult &result, Order order, const RingView &view,
+                          const ItemFilter &filter, DamageLog *damage) {
+    std::vector<JORN_LOG_DISP> records(result.page.disp, result.page.disp + result.page.itemsNum);
+    if (order == Order::OldestFirst) {
+        std::reverse(records.begin(), records.end());
+    }
+    std::vector<Item> items;
+    ItemScanner scanner(view, filter, order, damage);
+    while (items.size() < records.size()) {
+        const Item *const item = scanner.next();
+        if (item == nullptr) {
+            break;
+        }
+        if (isRecordOf(records[items.size()], *item)) {
+            items.push_back(*item);
+        }
+    }
+    if (order == Order::OldestFirst) {
+        std::reverse(items.begin(), items.end());
+    }
+    return items;
+}
+
+/// Nothing where the files are others by now: the module opens them by their names.
+std::optional<PageAnswer> pageByModule(const RingView &view, const std::vector<FileDigest> &digests,
+                                       const ItemFilter &filter, const JORN_REQUIRE &require,
+                                       DamageLog *damage) {
+    const PageResult result = RingReader(view, digests).page(require);
     PageAnswer answer;
     answer.number = result.number;
     answer.total = answer.matching = static_cast<uint64_t>(result.total);
-    for (int32_t i = 0; i < result.page.itemsNum; ++i) {
-        answer.items.push_back(itemOfRecord(result.page.disp[i]));
-    }
-    return answer;
+    const bool isOld = 2 * static_cast<uint64_t>(answer.number) > answer.pages(require.itemsPerPage);
+    answer.items = itemsOf(result, isOld ? Order::OldestFirst : Order::NewestFirst, view, filter, damage);
+    const bool isWhole = answer.items.size() == static_cast<size_t>(result.page.itemsNum);
+    return isWhole && view.isCurrent() ? std::optional(answer) : std::nullopt;
 }
 
 PageAnswer pageByReading(const RingView &view, const ItemFilter &filter, const PageWish &wish,
@@ -97,16 +148,6 @@ PageAnswer pageByReading(const RingView &view, const ItemFilter &filter, const P
     return answer;
 }
 
-CountAnswer countByDigests(const RingView &view, const ItemFilter &filter,
-                           const std::vector<FileDigest> &digests, DamageLog *damage) {
-    const CountPlan plan = planCount(filter, digests);
-    CountAnswer answer;
-    answer.route = plan.route;
-    answer.filesSummarised = digests.size();
-    countByPlan(view, filter, digests, plan, &answer, damage);
-    return answer;
-}
-
 std::string fileCount(size_t count) { return counted(count, "file", "files"); }
 
 }  // namespace
@@ -127,6 +168,11 @@ void Tally::add(int32_t level, uint64_t count) {
     }
 }
 
+void Tally::add(const Tally &other) {
+    std::transform(levels.begin(), levels.end(), other.levels.begin(), levels.begin(), std::plus<>());
+    others += other.others;
+}
+
 uint64_t Tally::total() const { return std::accumulate(levels.begin(), levels.end(), others); }
 
 std::string CountAnswer::explanation() const {
@@ -134,15 +180,18 @@ std::string CountAnswer::explanation() const {
     if (route == Route::Summaries) {
         return "answered from the " + summaries + " alone";
     }
-    return "answered by reading the lines of " + fileCount(filesScanned) +
-           (filesSummarised > 0 ? ", after the " + summaries : "");
+    if (filesSummarised == 0) {
+        return "answered by reading the lines of " + fileCount(filesScanned);
+    }
+    return "answered from the " + summaries + ", and the lines of " + std::to_string(filesScanned) +
+           " of them";
 }
 
 CountAnswer countItems(const RingView &view, const ItemFilter &filter, DamageLog *damage) {
     if (filter.pattern != nullptr) {
         return countByReading(view, filter, damage);
     }
-    return countByDigests(view, filter, digestsOf(view, damage), damage);
+    return countByPlan(view, filter, damage);
 }
 
 bool hasMatch(const RingView &view, const ItemFilter &filter, DamageLog *damage) {
@@ -163,17 +212,30 @@ std::vector<Item> newestItems(const RingView &view, const ItemFilter &filter, si
     return items;
 }
 
-ScanStart startOfNewest(const RingView &view, const ItemFilter &filter, uint64_t most, DamageLog *damage) {
-    ScanStart start;
+NewestStart startOfNewest(const RingView &view, const ItemFilter &filter, const NewestWish &wish,
+                          DamageLog *damage) {
+    NewestStart found;
+    uint64_t matchesLeft = wish.most;
+    uint64_t neighboursLeft = wish.before;
     ItemScanner scanner(view, filter, Order::NewestFirst, damage);
-    for (uint64_t left = most; left > 0; --left) {
+    while (matchesLeft > 0 || neighboursLeft > 0 || (wish.isOlderAsked && !found.hasOlder)) {
         const Item *const item = scanner.next();
         if (item == nullptr) {
-            return {};
+            found.start = matchesLeft > 0 || neighboursLeft > 0 ? ScanStart{} : found.start;
+            break;
         }
-        start = {item->fileIndex, item->offset};
+        if (matchesLeft > 0) {
+            matchesLeft -= item->isMatch ? 1 : 0;
+        } else {
+            found.hasOlder = found.hasOlder || item->isMatch;
+            if (neighboursLeft == 0) {
+                continue;
+            }
+            --neighboursLeft;
+        }
+        found.start = {item->fileIndex, item->offset};
     }
-    return start;
+    return found;
 }
 
 uint64_t PageAnswer::pages(int32_t perPage) const {
@@ -184,17 +246,16 @@ uint64_t PageAnswer::pages(int32_t perPage) const {
 PageAnswer pageOf(const RingView &view, const ItemFilter &filter, const PageWish &wish, DamageLog *damage) {
     if (filter.pattern == nullptr) {
         const std::vector<FileDigest> digests = digestsOf(view, damage);
-        if (const auto require = asRequirement(filter, digests)) {
-            PageAnswer answer = pageByModule(view, digests, *require, wish);
-            // The module opens the files by their names, which may be others by now.
-            if (!view.isCurrent()) {
-                return pageByReading(view, filter, wish, damage);
+        if (auto require = asRequirement(filter, digests)) {
+            require->pageDisp = wish.number;
+            require->itemsPerPage = wish.perPage;
+            if (auto answer = pageByModule(view, digests, filter, *require, damage)) {
+                // A file that grows meanwhile may not be what makes the difference.
+                if (!isModuleExact(filter, digests)) {
+                    answer->matching = countItems(view, filter, damage).tally.total();
+                }
+                return *answer;
             }
-            // A file that grows meanwhile may not be what makes the difference.
-            if (!isModuleExact(filter, digests)) {
-                answer.matching = countByDigests(view, filter, digests, damage).tally.total();
-            }
-            return answer;
         }
     }
     return pageByReading(view, filter, wish, damage);

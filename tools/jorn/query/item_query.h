@@ -28,14 +28,15 @@ struct Tally {
     uint64_t others = 0;  ///< Of levels outside 0 to 3, which only a damaged file holds.
 
     void add(int32_t level, uint64_t count = 1);
+    void add(const Tally &other);
     uint64_t total() const;
 };
 
 struct CountAnswer {
     Tally tally;
     Route route = Route::Summaries;
-    size_t filesSummarised = 0;  ///< Files that were read once for their summary.
-    size_t filesScanned = 0;     ///< Files whose lines were read for this question.
+    size_t filesSummarised = 0;  ///< Files whose summaries were made.
+    size_t filesScanned = 0;     ///< Files whose lines were counted one by one.
 
     /// How the answer was found, in a sentence.
     std::string explanation() const;
@@ -49,8 +50,21 @@ bool hasMatch(const RingView &view, const ItemFilter &filter, DamageLog *damage)
 /// The newest items, at most `most`, the newest first. They are held in memory.
 std::vector<Item> newestItems(const RingView &view, const ItemFilter &filter, size_t most, DamageLog *damage);
 
-/// Where the newest `most` items begin, for a scan that starts with the oldest of them.
-ScanStart startOfNewest(const RingView &view, const ItemFilter &filter, uint64_t most, DamageLog *damage);
+/// The newest matches, for a scan that begins with the oldest of them.
+struct NewestWish {
+    uint64_t most = 0;
+    uint64_t before = 0;  ///< Neighbours before the oldest of them that are wanted, too.
+    bool isOlderAsked =
+        false;  ///< Whether there are older matches is to be found out, however long it takes.
+};
+
+struct NewestStart {
+    ScanStart start;
+    bool hasOlder = false;  ///< There are older matches.
+};
+
+NewestStart startOfNewest(const RingView &view, const ItemFilter &filter, const NewestWish &wish,
+                          DamageLog *damage);
 
 /// What is wanted of a page: as the device counts them, from 1 for the newest items; a negative number, or
 /// one beyond the last page, is the last one.

@@ -36,27 +36,28 @@ ItemScanner::ItemScanner(const RingView &view, const ItemFilter &filter, Order o
       filesLeft_(view.files().size() - std::min(view.files().size(), start.fileIndex)) {}
 
 const Item *ItemScanner::next() {
-    while (matchesLeft_ == 0) {
-        if (!nextMatches()) {
+    while (foundLeft_ == 0) {
+        if (!findMore()) {
             return nullptr;
         }
     }
-    const size_t index = order_ == Order::OldestFirst ? matches_.size() - matchesLeft_ : matchesLeft_ - 1;
-    --matchesLeft_;
-    item_ = readItem(matches_[index]);
+    const size_t index = order_ == Order::OldestFirst ? found_.size() - foundLeft_ : foundLeft_ - 1;
+    --foundLeft_;
+    item_ = readItem(found_[index].line);
+    item_.isMatch = found_[index].isMatch;
     item_.fileIndex = fileIndex_;
     return &item_;
 }
 
 /// Goes on to the next segment; false when there is none.
-bool ItemScanner::nextMatches() {
+bool ItemScanner::findMore() {
     Segment segment;
     while (!reader_ || !nextSegment(view_.files()[fileIndex_], &*reader_, &segment, damage_)) {
         if (!nextFile()) {
             return false;
         }
     }
-    takeMatches(segment);
+    lookThrough(segment);
     return true;
 }
 
@@ -81,11 +82,13 @@ bool ItemScanner::nextFile() {
     return false;
 }
 
-void ItemScanner::takeMatches(const Segment &segment) {
+void ItemScanner::lookThrough(const Segment &segment) {
     const RingFile &file = view_.files()[fileIndex_];
-    matches_.clear();
-    forEachMatch(file, segment, &filter_, &badLines_, [this](const Line &line) { matches_.push_back(line); });
-    matchesLeft_ = matches_.size();
+    found_.clear();
+    forEachMatch(file, segment, &filter_, &badLines_, [this](const Line &line) {
+        found_.push_back({line, filter_.isMatch(line.bytes)});
+    });
+    foundLeft_ = found_.size();
     // At once: nobody has to read on to the end of the file.
     damage_->addLines(file.path, badLines_);
     bytesRead_ += segment.bytes.size();

@@ -42,9 +42,14 @@ public:
     void setWatch(Watch watch) { watch_ = std::move(watch); }
 
 private:
+    struct Found {
+        Line line;
+        bool isMatch;
+    };
+
     bool nextFile();
-    bool nextMatches();
-    void takeMatches(const Segment &segment);
+    bool findMore();
+    void lookThrough(const Segment &segment);
 
     const RingView &view_;
     const Order order_;
@@ -58,8 +63,8 @@ private:
     size_t fileIndex_ = 0;                 ///< Of the file being read.
     std::optional<SegmentReader> reader_;  ///< Of the file being read.
     BadLines badLines_;                    ///< Of the file being read.
-    std::vector<Line> matches_;            ///< In a segment of it, the oldest first.
-    size_t matchesLeft_ = 0;
+    std::vector<Found> found_;             ///< In a segment of it, the oldest first.
+    size_t foundLeft_ = 0;
     Item item_;
 };
 

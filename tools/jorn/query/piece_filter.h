@@ -25,12 +25,19 @@ public:
 
     /// Whether a piece passes that is an item with these numbers.
     bool passes(std::string_view piece, const LineNumbers &numbers) {
-        return filter_.hasNumbers(numbers) && (filter_.pattern == nullptr || hasPattern(piece));
+        return filter_.hasNumbers(numbers) && (filter_.isMarking || hasText(piece));
     }
 
+    /// Whether one that has passed is a match.
+    bool isMatch(std::string_view piece) { return !filter_.isMarking || hasText(piece); }
+
 private:
-    bool hasPattern(std::string_view piece) {
-        return (words_ == nullptr || mayHaveWord(piece)) && filter_.hasText(textIn(piece));
+    bool hasText(std::string_view piece) {
+        if (filter_.pattern == nullptr) {
+            return true;
+        }
+        const bool mayMatch = words_ == nullptr || mayHaveWord(piece);
+        return mayMatch ? filter_.hasText(textIn(piece)) : filter_.isInverted;
     }
     bool mayHaveWord(std::string_view piece);
     void findWord(const char *begin);

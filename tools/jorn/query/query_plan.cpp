@@ -75,6 +75,19 @@ bool hasTabledMatch(const ItemFilter &filter, const FileDigest &digest) {
     return false;
 }
 
+/// Days alone.
+JORN_REQUIRE requirementFor(const Days &days) {
+    JORN_REQUIRE require;
+    require.itemsPerPage = kAny;
+    require.pageDisp = kAny;
+    require.dayDwLimit = days.first;
+    require.dayUpLimit = days.last;
+    require.level = kAny;
+    require.levelMode = kAny;
+    require.slot = kAny;
+    return require;
+}
+
 struct FileRange {
     size_t first = 0;
     size_t last = 0;
@@ -91,7 +104,7 @@ std::optional<FileRange> rangeOfModule(const Days &days, const std::vector<FileD
     ring.csv_num = static_cast<int32_t>(infos.size());
     ring.csv_latest = ring.csv_num - 1;
     ring.csv_info = infos.data();
-    JORN_REQUIRE require = {1, 1, days.first, days.last, kAny, kAny, kAny};
+    const JORN_REQUIRE require = requirementFor(days);
     int32_t range[2];
     if (jorn_FindCsvByTime(&ring, &require, range) < 0) {
         return std::nullopt;
@@ -167,7 +180,11 @@ std::optional<JORN_REQUIRE> asRequirement(const ItemFilter &filter, const std::v
     if (!isUpTo && levels.size() != 1) {
         return std::nullopt;
     }
-    return JORN_REQUIRE{kAny, kAny, days->first, days->last, levels.back(), isUpTo ? 0 : 1, slots.front()};
+    JORN_REQUIRE require = requirementFor(*days);
+    require.level = levels.back();
+    require.levelMode = isUpTo ? 0 : 1;
+    require.slot = slots.front();
+    return require;
 }
 
 }  // namespace tool

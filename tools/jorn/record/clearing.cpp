@@ -54,7 +54,13 @@ ClearingPlan planClearing(const StoreDirectory &directory, std::optional<int> ri
         throw damaged(directory, "the index is missing or damaged");
     }
     plan.former = look.positions();
-    const int files = chooseRingSize(directory, look, ringSize, false);
+    const RingSize size = chooseRingSize(directory, look, ringSize, false);
+    const int files = size.files;
+    plan.note = size.note.empty() ? "" : "note: " + size.note;
+    if (!size.isKnown && plan.former.latest + 1 >= look.smallestRing()) {
+        throw unknownSize(directory, "the file to go on with may be " + dataFileName(plan.former.latest + 1) +
+                                         " or " + dataFileName(0));
+    }
     if (!isInRing(plan.former, files)) {
         throw damaged(directory, "the index names files beyond a ring of " + std::to_string(files));
     }

@@ -6,6 +6,7 @@
 #include <stdint.h>
 
 #include <optional>
+#include <string>
 
 #include "log/ring_positions.h"
 #include "log/store_directory.h"
@@ -17,6 +18,7 @@ struct ClearingPlan {
     IndexPositions former;
     int target = -1;           ///< Position of the file that the log goes on with; -1 when there is no log.
     uint64_t items = 0;        ///< In view now.
+    std::string note;          ///< About the size of the ring, as a sentence without its stop; may be empty.
     uint64_t overwritten = 0;  ///< Those of them that the target file holds.
 
     bool isNothing() const { return target < 0; }

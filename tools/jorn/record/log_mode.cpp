@@ -7,6 +7,7 @@
 
 #include <charconv>
 
+#include "health/ring_memory.h"
 #include "module_limits.h"
 #include "system/failure.h"
 
@@ -61,6 +62,7 @@ void applyLogMode(const StoreDirectory &directory, mode_t mode) {
     }
     changeFileMode(directory, kIndexName, mode);
     changeFileMode(directory, kIndexBackupName, mode);
+    changeFileMode(directory, kRingMemoryName, mode);
 }
 
 }  // namespace tool

@@ -2,8 +2,11 @@
 #include "record/own_files.h"
 
 #include "log/directory_look.h"
+#include "log/regular_file.h"
+#include "log/stored_line.h"
 #include "module_limits.h"
 #include "system/failure.h"
+#include "system/file_bytes.h"
 
 namespace tool {
 namespace {
@@ -33,7 +36,44 @@ void refuseForeignDataFile(const StoreDirectory &directory, int position) {
     }
 }
 
+enum class Content { Nothing, Lines, Items };
+
+/// By the beginning of a file: what a cut of the power leaves, zeros and a line without an end, is nothing.
+Content contentOf(const StoreDirectory &directory, const std::string &name) {
+    constexpr size_t kLooked = 65536;
+    const Descriptor file = openRegular(directory, name);
+    const std::string bytes = file.isOpen() ? bytesAt(file.get(), 0, kLooked) : "";
+    Content content = Content::Nothing;
+    size_t begin = 0;
+    for (size_t end = 0; (end = bytes.find('\n', begin)) != std::string::npos; begin = end + 1) {
+        const std::string_view line = std::string_view(bytes).substr(begin, end + 1 - begin);
+        const LineKind kind = readLine(line.substr(0, jorn::kLineMax), begin).kind;
+        if (kind == LineKind::Item && holdsNumbers(line)) {
+            return Content::Items;
+        }
+        content = kind == LineKind::Item || kind == LineKind::Damaged ? Content::Lines : content;
+    }
+    return content;
+}
+
 }  // namespace
+
+std::string strangeDataFile(const StoreDirectory &directory) {
+    std::string strange;
+    if (lookAtIndex(directory, Extent::Ring).hasAny()) {
+        return strange;
+    }
+    for (int position = 0; position < jorn::kCsvNumMax; ++position) {
+        const Content content = contentOf(directory, dataFileName(position));
+        if (content == Content::Items) {
+            return "";
+        }
+        if (content == Content::Lines && strange.empty()) {
+            strange = dataFileName(position);
+        }
+    }
+    return strange;
+}
 
 void refuseForeignFiles(const StoreDirectory &directory) {
     refuseForeignIndex(directory);

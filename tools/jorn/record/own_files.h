@@ -4,6 +4,8 @@
 #ifndef JORN_TOOLS_OWN_FILES_H
 #define JORN_TOOLS_OWN_FILES_H
 
+#include <string>
+
 #include "log/store_directory.h"
 
 namespace tool {
@@ -14,6 +16,10 @@ void refuseForeignFiles(const StoreDirectory &directory);
 
 /// The same for all that the store writes when it moves on to the file of a position.
 void refuseForeignFilesOfRotation(const StoreDirectory &directory, int position);
+
+/// The name of a data file that shows that the directory is no log's: there is no index, the file has lines,
+/// and no file has an item. Empty where there is no such file.
+std::string strangeDataFile(const StoreDirectory &directory);
 
 }  // namespace tool
 

@@ -3,10 +3,12 @@
 
 #include <time.h>
 
+#include <optional>
 #include <string>
 
 #include "diagnostics.h"
 #include "health/index_mending.h"
+#include "health/ring_memory.h"
 #include "log/ring_look.h"
 #include "record/log_mode.h"
 #include "record/own_files.h"
@@ -46,6 +48,20 @@ void beginAnew(const StoreDirectory &directory, const std::string &reason) {
          reason + ": the files are in " + directory.pathOf(name) + " now, and the log begins anew");
 }
 
+/// Files of somebody else's that happen to have the names of data files are not written over.
+void seeToStrangers(const StoreDirectory &directory, const RecordOptions &options) {
+    const std::string strange = strangeDataFile(directory);
+    if (strange.empty()) {
+        return;
+    }
+    if (!options.isForced && !mayPutAside(options)) {
+        refuse(directory.path() + ": is no log: there is no index, and " + strange +
+               " holds no item; nothing was changed. --force puts such files aside");
+    }
+    finishFormerStart(directory);
+    beginAnew(directory, "was no log, as " + strange + " held no item");
+}
+
 void putUnclearAside(const StoreDirectory &directory, const IndexMending &mending) {
     beginAnew(directory, "index.csv was " + mending.flaw + ", and " + mending.reason);
 }
@@ -58,7 +74,7 @@ void mendLostIndex(const StoreDirectory &directory, const IndexMending &mending)
 
 /// Before the store takes a lost index for that of a new log, and writes over what is there.
 void seeToIndex(const StoreDirectory &directory, const RecordOptions &options) {
-    const IndexMending mending = planIndexMending(directory, options.files);
+    const IndexMending mending = planIndexMending(directory, hintedRingSize(directory, options.files));
     switch (mending.kind) {
         case IndexMending::Kind::None:
             break;
@@ -86,10 +102,45 @@ void seeToSize(const StoreDirectory &directory, const RecordOptions &options) {
     }
 }
 
+/// A recording that stays within the files whose order is certain needs no size, and a service has to go on
+/// without.
+void refuseUnknownSize(const StoreDirectory &directory, const RingLook &look, const RecordOptions &options,
+                       const MostItems &mostItems) {
+    if (mayPutAside(options)) {
+        return;
+    }
+    const std::optional<uint64_t> most = mostItems();
+    constexpr uint64_t kStartItem = 1;
+    if (!most || *most + kStartItem > roomInCertainFiles(directory, look)) {
+        throw unknownSize(directory, "the file after " + dataFileName(look.smallestRing() - 1) +
+                                         " may be a new one or " + dataFileName(0));
+    }
+}
+
+/// A medium that has no room for it may have room for items, in a ring that has come round.
+void remember(const StoreDirectory &directory, int files) {
+    try {
+        rememberRingSize(directory, files);
+    } catch (const Failure &failure) {
+        printMessage(std::string("note: ") + failure.what() + "; the size of the ring is not remembered");
+    }
+}
+
 /// Returns the size of the ring.
-int fitToRing(const StoreDirectory &directory, const RingLook &look, const RecordOptions &options) {
-    const int files = chooseRingSize(directory, look, options.files, options.mayShrink);
+int fitToRing(const StoreDirectory &directory, const RingLook &look, const RecordOptions &options,
+              const MostItems &mostItems) {
+    const RingSize size = chooseRingSize(directory, look, options.files, options.mayShrink);
+    if (!size.note.empty()) {
+        printMessage("note: " + size.note);
+    }
+    if (!size.isKnown) {
+        refuseUnknownSize(directory, look, options, mostItems);
+    }
+    const int files = size.files;
     const int changed = fitRing(directory, look, files);
+    if (size.isKnown) {
+        remember(directory, files);
+    }
     if (changed > 0) {
         printMessage(directory.path() + ": " + counted(changed, "file", "files") +
                      " renamed or deleted for a ring of " + std::to_string(files));
@@ -116,10 +167,12 @@ LiveStore::Settings settingsFor(int files, const RecordOptions &options) {
 
 }  // namespace
 
-LiveStore::Settings prepareDirectory(const StoreDirectory &directory, const RecordOptions &options) {
+LiveStore::Settings prepareDirectory(const StoreDirectory &directory, const RecordOptions &options,
+                                     const MostItems &mostItems) {
     jorn_SetDebugPrintLevel(0);  // What is read here is told here, not by the module's parser.
     directory.requireWritable();
     refuseForeignFiles(directory);
+    seeToStrangers(directory, options);
     if (options.mode) {
         applyLogMode(directory, *options.mode);
     }
@@ -128,7 +181,7 @@ LiveStore::Settings prepareDirectory(const StoreDirectory &directory, const Reco
     seeToIndex(directory, options);
     seeToSize(directory, options);
     const RingLook look = RingLook::ofReadable(directory);
-    const int files = fitToRing(directory, look, options);
+    const int files = fitToRing(directory, look, options, mostItems);
     endLastLine(directory, look, files);
     return settingsFor(files, options);
 }

@@ -3,20 +3,19 @@
 
 #include <signal.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 
+#include "import/command_output.h"
 #include "import/input.h"
-#include "import/item_splitter.h"
-#include "import/json_items.h"
-#include "import/stamp_forms.h"
+#include "import/text_length.h"
 #include "import/whole_input.h"
 #include "log/store_directory.h"
+#include "record/intake.h"
 #include "record/module_console.h"
 #include "record/preparation.h"
 #include "record/record_stats.h"
@@ -35,41 +34,35 @@ void ignoreWriteSignals() {
     signal(SIGXFSZ, SIG_IGN);
 }
 
-bool isJson(const RecordOptions &options) { return options.format == "jsonl"; }
-
 Recording::Settings settingsOf(const RecordOptions &options, const LiveStore::Settings &store) {
     Recording::Settings settings;
     settings.store = store;
     settings.slot = options.slot;
-    settings.hasTimes = isJson(options) || !options.times.empty();
+    settings.hasTimes = options.isJson() || !options.times.empty();
     settings.timeForm = options.times;
     return settings;
 }
 
-std::unique_ptr<LineHeadReader> makeHeadReader(const RecordOptions &options) {
-    std::unique_ptr<LineHeadReader> reader;
-    if (!options.times.empty()) {
-        StampOptions stamps;
-        stamps.form = options.times;
-        stamps.now = [] { return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now()); };
-        constexpr int64_t kMicroseconds = 1000000;
-        stamps.bootMicroseconds = options.bootTime ? *options.bootTime * kMicroseconds : bootMicroseconds();
-        reader = makeStampReader(stamps);
+StoreDirectory openDirectory(const RecordOptions &options) {
+    return StoreDirectory::openForRecording(options.directory, options.makesParents
+                                                                   ? StoreDirectory::Making::AllLevels
+                                                                   : StoreDirectory::Making::LastLevel);
+}
+
+/// A line is one item at least, and with --split one of each part.
+std::optional<uint64_t> mostItemsOf(const RecordOptions &options) {
+    struct stat status;
+    const std::optional<uint64_t> lines = options.keepsGoing ? std::nullopt : linesLeft(STDIN_FILENO);
+    if (!lines || fstat(STDIN_FILENO, &status) < 0) {
+        return std::nullopt;
     }
-    return options.hasPrefixes ? makePrefixReader(std::move(reader)) : std::move(reader);
-}
-
-LongText longTextOf(const RecordOptions &options) {
-    return options.maySplit ? LongText::Split : LongText::Cut;
-}
-
-JsonItems::Settings jsonSettings(const RecordOptions &options) {
-    return {longTextOf(options), options.slots, &options.names};
+    constexpr uint64_t kLeastPart = jorn::kTextMax - kTextAhead;
+    return *lines + (options.maySplit ? static_cast<uint64_t>(status.st_size) / kLeastPart : 0);
 }
 
 /// What an export held is to be there again, all of it, unless a size that was asked for says how much.
 bool hasToFit(const RecordOptions &options) {
-    return isJson(options) && !options.files && !options.keepsGoing;
+    return options.isJson() && !options.files && !options.keepsGoing;
 }
 
 /// Throws Failure where the ring would begin to drop the input's first items before the last ones are stored.
@@ -78,7 +71,7 @@ void refuseTooSmallRing(const StoreDirectory &directory, int files, const Record
     if (linesLeft(fd).value_or(0) <= room) {
         return;
     }
-    const uint64_t items = jsonItemsLeft(fd, jsonSettings(options));
+    const uint64_t items = jsonItemsLeft(fd, jsonSettingsOf(options));
     if (items > room) {
         refuse(directory.path() + ": the input has " + counted(items, "item", "items") + ", and a ring of " +
                std::to_string(files) + " files takes " + std::to_string(room) +
@@ -112,76 +105,6 @@ private:
     std::optional<Input> copied_;
 };
 
-/// The input's items, on their way into the recording.
-class Source {
-public:
-    Source(const RecordOptions &options, LineHeadReader *heads, Recording *recording) {
-        const ItemSink sink = [recording, level = options.level](const InputItem &item) {
-            recording->take(item, level);
-        };
-        if (isJson(options)) {
-            auto json = std::make_unique<JsonItems>(jsonSettings(options), sink);
-            json_ = json.get();
-            items_ = std::move(json);
-        } else {
-            items_ = std::make_unique<ItemSplitter>(longTextOf(options), heads, sink);
-        }
-    }
-
-    ItemSource *operator->() const { return items_.get(); }
-
-    /// What of the input was no item, in a sentence; empty when all was.
-    std::string badLines() const {
-        if (json_ == nullptr || json_->badLines() == 0) {
-            return "";
-        }
-        return "standard input: " + json_->firstBadLine() +
-               "; left out: " + counted(json_->badLines(), "line", "lines");
-    }
-
-private:
-    std::unique_ptr<ItemSource> items_;
-    const JsonItems *json_ = nullptr;
-};
-
-/// Passes the input on until its end, counting its bytes.
-void pump(InputStream *input, const Source &source, Recording *recording, uint64_t *bytes) {
-    for (;;) {
-        switch (input->next()) {
-            case Input::Event::Data:
-                *bytes += input->block().size();
-                source->feed(input->block());
-                break;
-            case Input::Event::Pause:
-                recording->drain();
-                input->wait();
-                break;
-            case Input::Event::End:
-                source->finish();
-                recording->finish();
-                return;
-        }
-    }
-}
-
-/// After a failure: what has been read goes into the files as far as possible. Returns how many items did
-/// not.
-int64_t salvage(const Source &source, Recording *recording) {
-    try {
-        source->finish();
-    } catch (const Failure &) {
-        // Of the same cause as the first one; the item is in the number below.
-    }
-    return recording->salvage();
-}
-
-void warnOfCutLines(uint64_t cutLines) {
-    if (cutLines > 0) {
-        printMessage("warning: lines longer than " + std::to_string(jorn::kTextMax) +
-                     " bytes were cut: " + std::to_string(cutLines) + " (--split keeps all of a line)");
-    }
-}
-
 class Stopwatch {
 public:
     double seconds() const {
@@ -192,51 +115,152 @@ private:
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-void printStats(const RecordOptions &options, const RecordStats &stats) {
-    if (options.hasStats) {
-        fputs((options.isStatsJson ? formatStatsJson(stats) : "jorn: " + formatStats(stats)).c_str(), stderr);
+/// One recording, from its first byte to the report about it.
+class Session {
+public:
+    Session(const RecordOptions &options, Intake *intake, Recording *recording)
+        : options_(options), intake_(intake), recording_(recording) {
+        intake->setRecording(recording);
+    }
+
+    /// Records the input until its end. Throws Failure when an item is not in the files.
+    void run(InputStream *input) {
+        try {
+            pump(input);
+        } catch (const Failure &failure) {
+            if (!recording_->isStarted()) {
+                throw;
+            }
+            const int64_t missing = salvage();
+            report(missing);
+            const std::string lost =
+                missing == 0 ? ""
+                             : "; " + std::to_string(missing) + " of the lines read are not in the files";
+            throw Failure(failure.what() + lost, failure.exitCode());
+        }
+        report(0);
+    }
+
+private:
+    void pump(InputStream *input) {
+        for (;;) {
+            switch (input->next()) {
+                case InputStream::Event::Data:
+                    intake_->take(input->channel(), input->block());
+                    recording_->verify();
+                    break;
+                case InputStream::Event::Pause:
+                    recording_->drain();
+                    input->wait();
+                    break;
+                case InputStream::Event::End:
+                    intake_->finish();
+                    recording_->verify();
+                    recording_->finish();
+                    return;
+            }
+        }
+    }
+
+    /// After a failure: what has been read goes into the files as far as possible. Returns how many items did
+    /// not.
+    int64_t salvage() {
+        intake_->finish();
+        return recording_->salvage();
+    }
+
+    void report(int64_t missing) const {
+        const uint64_t cutLines = intake_->cutLines();
+        if (cutLines > 0) {
+            printMessage("warning: lines longer than " + std::to_string(jorn::kTextMax) +
+                         " bytes were cut: " + std::to_string(cutLines) + " (--split keeps all of a line)");
+        }
+        if (options_.hasStats) {
+            const RecordStats stats = {
+                intake_->lines(), static_cast<uint64_t>(recording_->taken() - missing), intake_->bytes(),
+                cutLines,         static_cast<uint64_t>(recording_->filesPassed()),     watch_.seconds()};
+            fputs((options_.isStatsJson ? formatStatsJson(stats) : "jorn: " + formatStats(stats)).c_str(),
+                  stderr);
+        }
+    }
+
+    const RecordOptions &options_;
+    Intake *const intake_;
+    Recording *const recording_;
+    const Stopwatch watch_;
+};
+
+/// What was not as it should be, though every item is stored.
+void throwProblems(const Intake &intake) {
+    if (const std::string problem = intake.teeProblem(); !problem.empty()) {
+        throw Failure(problem);
+    }
+    if (const std::string problem = intake.badLines(); !problem.empty()) {
+        throw Failure(problem, kExitDamage);
     }
 }
 
-}  // namespace
-
-void record(const RecordOptions &options) {
+void recordInput(const RecordOptions &options) {
     StopSignals signals;
-    ignoreWriteSignals();
-    const std::unique_ptr<LineHeadReader> heads = makeHeadReader(options);
-    const StoreDirectory directory = StoreDirectory::openForRecording(options.directory);
-    RecordedInput input(options, &signals);
     const ModuleConsole console(options.printLevel.has_value());
-    const LiveStore::Settings store = prepareDirectory(directory, options);
+    Intake intake(options, console.output());
+    const StoreDirectory directory = openDirectory(options);
+    RecordedInput input(options, &signals);
+    const LiveStore::Settings store =
+        prepareDirectory(directory, options, [&options] { return mostItemsOf(options); });
     if (hasToFit(options)) {
         refuseTooSmallRing(directory, store.files, options, input.readWhole());
     }
     Recording recording(directory, settingsOf(options, store));
-    const Source source(options, heads.get(), &recording);
-    const Stopwatch watch;
-    uint64_t bytes = 0;
-    const auto tell = [&](int64_t missing) {
-        warnOfCutLines(source->cutLines());
-        printStats(options,
-                   {source->lines(), static_cast<uint64_t>(recording.taken() - missing), bytes,
-                    source->cutLines(), static_cast<uint64_t>(recording.filesPassed()), watch.seconds()});
-    };
-    try {
-        pump(input.stream(), source, &recording, &bytes);
-    } catch (const Failure &failure) {
-        if (!recording.isStarted()) {
-            throw;
+    Session(options, &intake, &recording).run(input.stream());
+    throwProblems(intake);
+}
+
+/// The command goes on when its output can no longer be recorded: it is passed on, or read and dropped.
+void passOnToTheEnd(InputStream *input, Intake *intake) {
+    for (;;) {
+        switch (input->next()) {
+            case InputStream::Event::Data:
+                intake->passOn(input->channel(), input->block());
+                break;
+            case InputStream::Event::Pause:
+                input->wait();
+                break;
+            case InputStream::Event::End:
+                return;
         }
-        const int64_t missing = salvage(source, &recording);
-        tell(missing);
-        const std::string lost =
-            missing == 0 ? "" : "; " + std::to_string(missing) + " of the lines read are not in the files";
-        throw Failure(failure.what() + lost, failure.exitCode());
     }
-    tell(0);
-    if (const std::string bad = source.badLines(); !bad.empty()) {
-        throw Failure(bad, kExitDamage);
+}
+
+int recordCommand(const RecordOptions &options) {
+    const HandedSignals signals;
+    const ModuleConsole console(options.printLevel.has_value());
+    Intake intake(options, console.output());
+    const StoreDirectory directory = openDirectory(options);
+    Recording recording(
+        directory, settingsOf(options, prepareDirectory(directory, options, [] { return std::nullopt; })));
+    CommandOutput output(options.command, &signals);
+    try {
+        Session(options, &intake, &recording).run(&output);
+        throwProblems(intake);
+    } catch (const Failure &failure) {
+        printMessage(failure.what());
+        passOnToTheEnd(&output, &intake);
+        output.waitForEnd();
+        return kExitOfRunner;
     }
+    return output.waitForEnd();
+}
+
+}  // namespace
+
+int record(const RecordOptions &options) {
+    ignoreWriteSignals();
+    if (!options.command.empty()) {
+        return recordCommand(options);
+    }
+    recordInput(options);
+    return kExitDone;
 }
 
 }  // namespace tool

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "record/recording.h"
 
-#include "system/failure.h"
 #include "terminal/counted.h"
 
 namespace tool {
@@ -21,6 +20,23 @@ Recording::Recording(const StoreDirectory &directory, const Settings &settings)
 
 void Recording::take(const InputItem &item, int defaultLevel) {
     ++taken_;
+    if (failure_) {
+        return;
+    }
+    try {
+        store(item, defaultLevel);
+    } catch (const Failure &failure) {
+        failure_ = failure;
+    }
+}
+
+void Recording::verify() const {
+    if (failure_) {
+        throw Failure(*failure_);
+    }
+}
+
+void Recording::store(const InputItem &item, int defaultLevel) {
     if (!store_) {
         hold(item, defaultLevel);
         return;

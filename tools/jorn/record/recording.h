@@ -13,6 +13,7 @@
 #include "log/store_directory.h"
 #include "record/live_store.h"
 #include "record/store_clock.h"
+#include "system/failure.h"
 
 namespace tool {
 
@@ -33,8 +34,12 @@ public:
     Recording(const StoreDirectory &directory, const Settings &settings);
 
     /// Stores an item, or holds it until a time is known. One that names no time has that of the item before
-    /// it. Throws Failure as LiveStore::add() does, and when a time is missing from too many items.
+    /// it. Once an item has failed, further ones are only counted: they have been read.
     void take(const InputItem &item, int defaultLevel);
+
+    /// Throws Failure if an item has failed, as LiveStore::add() does, or because a time is missing from too
+    /// many items.
+    void verify() const;
 
     /// Gets everything that is not held into the files. Throws Failure.
     void drain();
@@ -59,6 +64,7 @@ private:
         std::string text;
     };
 
+    void store(const InputItem &item, int defaultLevel);
     void hold(const InputItem &item, int defaultLevel);
     void start(std::optional<uint32_t> time);
 
@@ -68,6 +74,7 @@ private:
     std::optional<LiveStore> store_;
     std::vector<Held> held_;
     int64_t taken_ = 0;
+    std::optional<Failure> failure_;  ///< Of an item.
 };
 
 }  // namespace tool

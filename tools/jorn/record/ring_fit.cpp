@@ -11,8 +11,10 @@
 
 #include "csvfile/file_summary.h"
 #include "health/index_mending.h"
+#include "health/ring_memory.h"
 #include "health/ring_placement.h"
 #include "import/whole_input.h"
+#include "jorn.h"
 #include "log/regular_file.h"
 #include "system/failure.h"
 
@@ -114,6 +116,12 @@ void replaceIndex(const StoreDirectory &directory, const IndexPositions &positio
     unlinkat(directory.descriptor(), kIndexBackupName, 0);
 }
 
+/// Items of a data file that the store goes on with.
+uint64_t itemsIn(const StoreDirectory &directory, int position) {
+    const Descriptor file = openRegular(directory, dataFileName(position));
+    return file.isOpen() ? linesLeft(file.get()).value_or(0) : 0;
+}
+
 }  // namespace
 
 std::string shrinkingOf(const RingLook &look, std::optional<int> requested) {
@@ -133,20 +141,46 @@ void refuseSmallerRing(const StoreDirectory &directory, const RingLook &look, st
     }
 }
 
-int chooseRingSize(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
-                   bool mayShrink) {
-    if (!requested) {
-        return look.hasWrapped() ? look.smallestRing() : std::max(kDefaultRingSize, look.smallestRing());
+RingSize chooseRingSize(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
+                        bool mayShrink) {
+    if (requested) {
+        refuseSmallerRing(directory, look, requested, mayShrink);
+        return {*requested, true, ""};
     }
-    refuseSmallerRing(directory, look, requested, mayShrink);
-    return *requested;
+    const RingMemory memory(directory);
+    const int smallest = look.smallestRing();
+    std::string note = memory.problemFor(look.isFresh() ? 0 : smallest);
+    if (!note.empty()) {
+        note = directory.pathOf(kRingMemoryName) + ": " + note;
+    }
+    if (const std::optional<int> remembered = memory.filesFor(look.isFresh() ? 0 : smallest)) {
+        return {*remembered, true, note};
+    }
+    if (look.hasWrapped() || smallest == JORN_CSV_NUM_MAX) {
+        return {smallest, true, note};
+    }
+    return {std::max(kDefaultRingSize, smallest), look.isFresh(), note};
+}
+
+Failure unknownSize(const StoreDirectory &directory, const std::string &what) {
+    return Failure(directory.path() +
+                       ": the ring has not come round, so that its files do not tell how many it was made "
+                       "with, and " +
+                       what + "; nothing was changed. Say how many with --files",
+                   kExitUsage);
+}
+
+/// The file after the last one that is there is a new one, or the first one again.
+uint64_t roomInCertainFiles(const StoreDirectory &directory, const RingLook &look) {
+    const int latest = look.positions().latest;
+    constexpr uint64_t kFile = jorn::kCsvItemMax;
+    const uint64_t inLatest = kFile - std::min(kFile, itemsIn(directory, latest));
+    return inLatest + static_cast<uint64_t>(look.smallestRing() - 1 - latest) * kFile;
 }
 
 /// The store adds one of its own at its start. Coming round, it drops the file that it began in as a whole.
 uint64_t roomInRing(const StoreDirectory &directory, int ringSize) {
-    const int latest = RingLook::ofReadable(directory).planFor(ringSize).latest;
-    const Descriptor newest = openRegular(directory, dataFileName(latest));
-    const uint64_t former = newest.isOpen() ? linesLeft(newest.get()).value_or(0) : 0;
+    const uint64_t former = itemsIn(directory, RingLook::ofReadable(directory).planFor(ringSize).latest);
     constexpr uint64_t kFile = jorn::kCsvItemMax;
     return static_cast<uint64_t>(ringSize) * kFile - 1 - (former < kFile ? former : 0);
 }

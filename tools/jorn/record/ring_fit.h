@@ -10,6 +10,7 @@
 
 #include "log/ring_look.h"
 #include "log/store_directory.h"
+#include "system/failure.h"
 
 namespace tool {
 
@@ -23,11 +24,24 @@ std::string shrinkingOf(const RingLook &look, std::optional<int> requested);
 void refuseSmallerRing(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
                        bool mayShrink);
 
-/// The ring size to record with. Without a request: that of the ring in the directory where it can be
-/// told, which is when it has come round or is larger than the default. Throws Failure as
-/// refuseSmallerRing().
-int chooseRingSize(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
-                   bool mayShrink);
+/// A size to go on with.
+struct RingSize {
+    int files = kDefaultRingSize;
+    bool isKnown = true;  ///< Else the ring may have been made with more files, or with fewer.
+    std::string note;  ///< Why jorn.ring is not gone by, as a sentence without its stop; empty where it is.
+};
+
+/// Without a request: what jorn.ring says, where the files do not contradict it; else that of a ring that has
+/// come round; else the default, which is what a new ring gets. Throws Failure as refuseSmallerRing().
+RingSize chooseRingSize(const StoreDirectory &directory, const RingLook &look, std::optional<int> requested,
+                        bool mayShrink);
+
+/// Items that go into the files up to the last one of which it is certain that it comes next, whatever the
+/// ring's size is. Throws Failure.
+uint64_t roomInCertainFiles(const StoreDirectory &directory, const RingLook &look);
+
+/// The failure of what a ring of unknown size would have to do.
+Failure unknownSize(const StoreDirectory &directory, const std::string &what);
 
 /// Items that a recording can add to a ring before the oldest of them has to go. Throws Failure.
 uint64_t roomInRing(const StoreDirectory &directory, int ringSize);

@@ -70,8 +70,8 @@ void copyAttributes(int to, const struct stat &status, const std::string &path) 
     }
 }
 
-/// The directory that is being built, beside the backup to be. It goes away again, with what is in it, unless
-/// it was put in place, and no recorder gets into it before its last step.
+/// The directory that is being built, next to the future backup. It is removed again, with its files, unless
+/// it is put in place, and no recorder can use it before the last step.
 class Staging {
 public:
     explicit Staging(const std::string &backup)
@@ -90,7 +90,8 @@ public:
         return file;
     }
 
-    /// Before it changes places with the log: under this name it, or the log as it was, is left alone.
+    /// Before it changes places with the log: under this name, neither it nor the former log is taken for a
+    /// leftover.
     void complete(const std::string &name) { directory_.rename(name); }
 
     void placed() { directory_.keep(); }
@@ -161,7 +162,7 @@ private:
             isAside(name)) {
             return;
         }
-        // What is looked at is what was opened, whatever bears the name by now.
+        // Only what was opened is looked at, whatever bears the name by now.
         const Descriptor from = openQuiet(directory_, name, O_NOFOLLOW);
         const mode_t mode = from.isOpen() ? statusOf(from.get(), directory_.pathOf(name)).st_mode : 0;
         if (S_ISREG(mode)) {
@@ -190,7 +191,8 @@ private:
         return isAsideName(name) && lookAtEntry(directory_, name).kind == Entry::Kind::Directory;
     }
 
-    /// Rings that were put aside stay in the log's directory. A cut here leaves some in the backup.
+    /// Rings that were put aside stay in the log's directory. If this is cut short, some are left in the
+    /// backup.
     void carryAsides() const {
         for (const std::string &name : namesIn(directory_)) {
             if (isAside(name) &&
@@ -235,7 +237,7 @@ private:
         sync(file.get(), path);
     }
 
-    /// Nothing takes the place of the log that does not hold every item of it, in view and in order.
+    /// Nothing replaces the log unless it holds every item of it, in view and in order.
     void verify(const Diagnosis &before) const {
         const StoreDirectory built = StoreDirectory::openForReading(staging_.path());
         const Diagnosis after = diagnose(built, {before.facts.ringSize, std::nullopt});
@@ -248,7 +250,7 @@ private:
         }
     }
 
-    /// Where two names cannot change places at one stroke, the log is without a name for a moment.
+    /// Where two names cannot be exchanged in one step, the log is without a name for a moment.
     void changePlaces() {
         const std::string staging = staging_.path();
         if (renameat2(AT_FDCWD, staging.c_str(), AT_FDCWD, real_.c_str(), RENAME_EXCHANGE) == 0) {
@@ -277,7 +279,7 @@ private:
         }
     }
 
-    /// The descriptor of the directory as it was is that of the backup now. Lists of former repairs stay.
+    /// The descriptor of the directory as it was is now that of the backup. Lists of earlier repairs stay.
     void listCutLines(int position) const {
         const std::string stem = "torn-" + std::to_string(position);
         std::string name = stem + ".txt";

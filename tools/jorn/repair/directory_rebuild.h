@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Carries out a repair: builds the repaired directory beside the damaged one and puts it in its place at
-// one stroke, so that whatever is cut short, the name of the log stands for the one or the other, whole.
+// Carries out a repair: builds the repaired directory next to the damaged one and exchanges them in one step,
+// so that even after an interruption the log's name refers to one of them, whole.
 #ifndef JORN_TOOLS_DIRECTORY_REBUILD_H
 #define JORN_TOOLS_DIRECTORY_REBUILD_H
 
@@ -12,16 +12,16 @@
 
 namespace tool {
 
-/// Where the damaged directory is kept: beside it, with the time in its name.
+/// Where the damaged directory is kept: next to it, with the time in its name.
 std::string defaultBackupPath(const std::string &directory);
 
 struct RebuildOptions {
-    std::string backup;                       ///< Path that the damaged directory gets. Must not exist.
-    std::function<void()> afterStep = [] {};  ///< Called when something has changed on the medium.
+    std::string backup;                       ///< Path where the damaged directory is kept. Must not exist.
+    std::function<void()> afterStep = [] {};  ///< Called after each change on the medium.
 };
 
-/// The directory as it was becomes the backup, its files untouched, and gets a text beside them for each
-/// mended file that lists what was cut: "torn-3.txt". Throws Failure; then the directory is as it was.
+/// The former directory becomes the backup, its files untouched, and for each mended file gets a text that
+/// lists what was cut: "torn-3.txt". Throws Failure; then the directory is as it was.
 void rebuildDirectory(const StoreDirectory &directory, const Diagnosis &diagnosis, const RepairPlan &plan,
                       const RebuildOptions &options);
 

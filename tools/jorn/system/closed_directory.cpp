@@ -26,7 +26,7 @@ std::string parentOf(const std::string &path) {
     return parent.empty() ? "." : parent;
 }
 
-/// The first directory on the way to a path that may not be passed; empty when there is none.
+/// The first directory on the way to a path that the user may not search; empty when there is none.
 std::string obstacleTo(const std::string &path) {
     const size_t end = lastName(path);
     for (size_t slash = path.find('/'); slash < end; slash = path.find('/', slash + 1)) {
@@ -46,6 +46,10 @@ Failure openFailure(const std::string &path, int error) {
 }
 
 Failure makeFailure(const std::string &path, int error) {
+    if (error == ENOENT && !path.empty()) {
+        return Failure(path + ": cannot be made, as the directory " + parentOf(path) +
+                       " is missing; --parents makes it");
+    }
     const bool isOfParent = (error == EACCES && obstacleTo(path).empty()) || error == EROFS;
     return isOfParent ? systemFailure(path + ": cannot be made in " + parentOf(path), error)
                       : openFailure(path, error);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Failures to reach or make a directory, with the name of the one that is closed to the user.
+// Failures to reach or make a directory, naming the one that denies access to the user.
 #ifndef JORN_TOOLS_CLOSED_DIRECTORY_H
 #define JORN_TOOLS_CLOSED_DIRECTORY_H
 
@@ -9,10 +9,10 @@
 
 namespace tool {
 
-/// The failure to open a directory: names one on the way to it that cannot be passed.
+/// The failure to open a directory: names a directory on the way to it that may not be searched.
 Failure openFailure(const std::string &path, int error);
 
-/// The failure to make a directory: names its parent, or one on the way to that which cannot be passed.
+/// The failure to make a directory: names its parent, or a directory on the way that may not be searched.
 Failure makeFailure(const std::string &path, int error);
 
 }  // namespace tool

@@ -34,7 +34,7 @@ private:
     int fd_ = -1;
 };
 
-/// The name by which this process reaches what a descriptor stands for.
+/// A path by which this process reaches what a descriptor refers to.
 inline std::string descriptorName(int fd) { return "/proc/self/fd/" + std::to_string(fd); }
 
 }  // namespace tool

@@ -9,8 +9,9 @@
 
 namespace tool {
 
-/// All but "." and "..", sorted, without a change of the directory's access time where the system allows
-/// that. Nothing, with the reason in errno, when they cannot be read. The descriptor may be one of O_PATH.
+/// All names except "." and "..", sorted; the directory's access time stays unchanged where the system allows
+/// that. Nothing, with the reason in errno, when they cannot be read. The descriptor may be one opened with
+/// O_PATH.
 std::optional<std::vector<std::string>> listNames(int directory);
 
 }  // namespace tool

@@ -11,8 +11,7 @@ namespace tool {
 inline constexpr int kExitDone = 0;
 inline constexpr int kExitNoMatch = 1;  ///< Only where --grep or --quiet asked whether anything matches.
 inline constexpr int kExitUsage = 2;
-inline constexpr int kExitDamage =
-    3;  ///< Damage was found, and all that can be done in spite of it was done.
+inline constexpr int kExitDamage = 3;  ///< Damage was found; everything possible in spite of it was done.
 inline constexpr int kExitInputOutput = 4;
 
 /// Ends a command with a message for the user and an exit code.
@@ -30,10 +29,10 @@ private:
 /// A failure of an operation on something named, with the system's reason: "name: reason".
 Failure systemFailure(const std::string &name, int error);
 
-/// Gives up for an error of usage.
+/// Throws Failure with the exit code of a usage error.
 [[noreturn]] void refuse(const std::string &message);
 
-/// Prints "jorn: message" on standard error. What a name or an argument holds cannot act on a terminal.
+/// Prints "jorn: message" on standard error, escaped so that names and arguments cannot control a terminal.
 void printMessage(const std::string &message);
 
 }  // namespace tool

@@ -15,7 +15,7 @@ constexpr mode_t kPermissions = 0777;
 constexpr mode_t kPermissionsOfFile = 0666;
 constexpr auto kSameOwner = static_cast<uid_t>(-1);
 
-/// An owner that this user may not give, or that a user namespace does not know.
+/// An owner that this user may not set, or that a user namespace does not know.
 bool isRefused(int error) { return error == EPERM || error == EINVAL; }
 
 /// False with the reason in errno.
@@ -52,7 +52,7 @@ FileAccess accessFor(int directory, const std::string &name, const std::string &
 }
 
 void giveAccess(int file, const FileAccess &access, const std::string &shown) {
-    // The owner first: a change of it takes bits off the mode.
+    // The owner first: changing it clears mode bits.
     if (!giveOwner(file, access) || fchmod(file, access.mode) < 0) {
         throw systemFailure(shown, errno);
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Owner, group and permissions of what is written in another's place: whoever runs the tool, the log stays
-// its owner's.
+// Owner, group and permissions of a file that is written in place of another: whoever runs the tool, the log
+// keeps its owner.
 #ifndef JORN_TOOLS_FILE_ACCESS_H
 #define JORN_TOOLS_FILE_ACCESS_H
 
@@ -18,15 +18,15 @@ struct FileAccess {
     mode_t mode = 0;
 };
 
-/// That of what was looked at. No file of a log needs the bits beyond read, write and execute.
+/// The access in a file status. Files of a log need no bits beyond read, write and execute.
 FileAccess accessOf(const struct stat &status);
 
-/// What a file must have that is to bear the name: as the regular file that it replaces, else as befits a
+/// The access for a file that is to bear the name: that of the regular file it replaces, else what suits a
 /// file of the directory. Throws Failure with `shown`.
 FileAccess accessFor(int directory, const std::string &name, const std::string &shown);
 
-/// Gives an open file or directory its access. Another owner can be given by the superuser only, and a group
-/// by its members; whoever else writes a file keeps it. Throws Failure with `shown`.
+/// Sets the access of an open file or directory. Only the superuser can set another owner, and only its
+/// members a group; for anyone else the file stays the writer's own. Throws Failure with `shown`.
 void giveAccess(int file, const FileAccess &access, const std::string &shown);
 
 }  // namespace tool

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What tells one state of a file from another without its content.
+// Distinguishes one state of a file from another without reading its content.
 #ifndef JORN_TOOLS_FILE_MARK_H
 #define JORN_TOOLS_FILE_MARK_H
 
@@ -22,7 +22,7 @@ inline bool operator==(const FileMark &a, const FileMark &b) {
            a.nanoseconds == b.nanoseconds;
 }
 
-/// Whether both are of one file, whatever became of it in between.
+/// Whether both are of the same file, whatever has changed in between.
 inline bool isSameFile(const FileMark &a, const FileMark &b) {
     return a.device == b.device && a.inode == b.inode;
 }
@@ -37,7 +37,7 @@ inline FileMark markOf(const struct stat &status) {
     return mark;
 }
 
-/// Of an open file; without anything in it where the system does not tell.
+/// Of an open file; all zeros when its status cannot be read.
 inline FileMark markOf(int fd) {
     struct stat status;
     return fstat(fd, &status) == 0 ? markOf(status) : FileMark{};

@@ -36,7 +36,7 @@ void replaceFile(int directory, const std::string &name, const std::string &show
 }
 
 bool syncDirectory(int directory, const std::string &name) {
-    // One that was opened for its place alone cannot be synced.
+    // A descriptor opened with O_PATH cannot be synced.
     const Descriptor opened(openat(directory, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return opened.isOpen() && fsync(opened.get()) == 0;
 }

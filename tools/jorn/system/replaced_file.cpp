@@ -34,7 +34,7 @@ Failure existsFailure(const std::string &path) {
 
 ReplacedFile::ReplacedFile(const std::string &path, bool mayReplace, TemporaryFile::Naming naming)
     : path_(path), mayReplace_(mayReplace) {
-    // A limit of file sizes is met where it is written.
+    // A write beyond a file size limit must fail instead of ending the process.
     signal(SIGXFSZ, SIG_IGN);
     findTarget();
     directory_ = Descriptor(open(directoryOf(target_).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A file that comes into being whole or not at all.
+// A file that is created whole or not at all.
 #ifndef JORN_TOOLS_REPLACED_FILE_H
 #define JORN_TOOLS_REPLACED_FILE_H
 
@@ -13,23 +13,23 @@
 
 namespace tool {
 
-/// Written beside its place. commit() puts it there; until then what was there stays, and without it nothing
-/// is left.
+/// Written next to its target. commit() puts it in place; until then any existing file stays, and without
+/// commit() nothing is left over.
 class ReplacedFile {
 public:
-    /// Throws Failure; as a usage error when there is a file already that may not be replaced.
+    /// Throws Failure: a usage error when there already is a file that may not be replaced.
     ReplacedFile(const std::string &path, bool mayReplace,
                  TemporaryFile::Naming naming = TemporaryFile::Naming::WhenNeeded);
 
     int descriptor() const { return file_->descriptor(); }
 
-    /// Under which it is written, for those who open it themselves; only of Naming::AtOnce.
+    /// The path it is written under, for callers that open it themselves; only with Naming::AtOnce.
     std::string temporaryPath() const;
 
     /// As the user gave it, for messages.
     const std::string &path() const { return path_; }
 
-    /// Brings the content to the medium and gives the file its name. Throws Failure.
+    /// Syncs the content to the medium and gives the file its name. Throws Failure.
     void commit();
 
 private:
@@ -37,8 +37,8 @@ private:
 
     std::string path_;
     bool mayReplace_;
-    std::string target_;    ///< Absolute; where a link leads to.
-    mode_t mode_ = 0;       ///< Permissions that it gets.
+    std::string target_;    ///< Absolute, with links resolved.
+    mode_t mode_ = 0;       ///< Permissions that the file gets.
     Descriptor directory_;  ///< That of the target.
     std::optional<TemporaryFile> file_;
 };

@@ -10,11 +10,22 @@
 #include "system/failure.h"
 
 namespace tool {
+namespace {
+
+bool isIgnored(int number) {
+    struct sigaction current = {};
+    return sigaction(number, nullptr, &current) == 0 && current.sa_handler == SIG_IGN;
+}
+
+}  // namespace
 
 StopSignals::StopSignals() {
     sigemptyset(&signals_);
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-        sigaddset(&signals_, number);
+        // A blocked signal becomes pending even where it is ignored, as SIGHUP is under nohup.
+        if (!isIgnored(number)) {
+            sigaddset(&signals_, number);
+        }
     }
     pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
     descriptor_ = Descriptor(signalfd(-1, &signals_, SFD_CLOEXEC | SFD_NONBLOCK));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// SIGINT, SIGTERM and SIGHUP as something to poll for.
+// SIGINT, SIGTERM and SIGHUP as a descriptor to poll.
 #ifndef JORN_TOOLS_STOP_SIGNALS_H
 #define JORN_TOOLS_STOP_SIGNALS_H
 
@@ -16,13 +16,13 @@ public:
     /// Throws Failure.
     StopSignals();
 
-    /// Readable when a signal has come.
+    /// Readable when a signal has arrived.
     int descriptor() const { return descriptor_.get(); }
 
-    /// Whether a signal has come that nobody took.
+    /// Whether a signal has arrived that nobody has taken.
     bool hasCome() const;
 
-    /// Takes the signal that has come; the next one ends the process at once.
+    /// Takes the signal that has arrived; the next one ends the process at once.
     void accept();
 
 private:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Owner of a stream of the C library.
+// Owner of a C library stream.
 #ifndef JORN_TOOLS_STREAM_H
 #define JORN_TOOLS_STREAM_H
 
@@ -17,7 +17,7 @@ struct StreamCloser {
 };
 using Stream = std::unique_ptr<FILE, StreamCloser>;
 
-/// Reads what a descriptor stands for; null when that is closed, or with the reason in errno.
+/// A stream that reads from a copy of a descriptor; null when that is closed, or with the reason in errno.
 inline Stream streamFrom(const Descriptor &file) {
     return Stream(file.isOpen() ? fdopen(dup(file.get()), "r") : nullptr);
 }

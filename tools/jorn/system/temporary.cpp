@@ -24,12 +24,12 @@ constexpr char kDirectoryPrefix[] = ".jorn-repair-";
 constexpr char kCharacters[] = "abcdefghijklmnopqrstuvwxyz0123456789";
 constexpr size_t kRandomLength = 6;
 
-/// More than other processes can take away by chance.
+/// More than other processes can take by chance.
 constexpr int kTries = 100;
 
 std::string randomName(const char *prefix) {
     unsigned char bytes[kRandomLength] = {};
-    // Without random bytes the name is just likelier to be taken, which is noticed.
+    // Without random bytes the name is merely likelier to be taken, which is detected.
     [[maybe_unused]] const ssize_t length = getrandom(bytes, sizeof bytes, 0);
     std::string name = prefix;
     for (const unsigned char byte : bytes) {
@@ -50,15 +50,15 @@ bool isStillNamed(int directory, const std::string &name, int file) {
            named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
 }
 
-/// Whether a file that was just made under a name is this process's own. One that was looked at before it had
-/// its lock is taken for a leftover. Where the file system has no locks, nothing is ever taken for one.
+/// Whether a file just made under a name is still this process's own: before it was locked, another process
+/// may have taken it for a leftover. Where the file system has no locks, nothing is ever taken for one.
 bool isOurs(int directory, const std::string &name, int file) {
     const bool isLocked = flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
     return isLocked && isStillNamed(directory, name, file);
 }
 
-/// Opens and locks what bears a name, if its process has ended: then nobody else begins with it. Closed when
-/// it is in use, is no temporary file or directory, or cannot be opened.
+/// Opens and locks what bears a name if its process has ended, so that no other process claims it. Returns a
+/// closed descriptor when it is in use, is not a temporary file or directory, or cannot be opened.
 Descriptor claim(int directory, const std::string &name, int lock) {
     constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     Descriptor file(openat(directory, name.c_str(), kFlags));
@@ -71,12 +71,12 @@ Descriptor claim(int directory, const std::string &name, int lock) {
     return isFree && isStillNamed(directory, name, file.get()) ? std::move(file) : Descriptor();
 }
 
-/// None where they cannot be read.
+/// Empty where they cannot be read.
 std::vector<std::string> namesIn(int directory) {
     return listNames(directory).value_or(std::vector<std::string>());
 }
 
-/// Files alone: a temporary directory holds no others, and nothing but what was made there may go.
+/// Files only: a temporary directory holds nothing else, and only what was made there may be removed.
 void removeWithFiles(int parent, const std::string &name, int directory) {
     for (const std::string &file : namesIn(directory)) {
         unlinkat(directory, file.c_str(), 0);
@@ -84,8 +84,8 @@ void removeWithFiles(int parent, const std::string &name, int directory) {
     unlinkat(parent, name.c_str(), AT_REMOVEDIR);
 }
 
-/// Tries `make` with one name after the other until it says that the name is taken for good or gives up.
-/// Returns the name; empty, with the reason in errno, when none could be had.
+/// Calls `make` with one name after another until it succeeds, or fails with an error other than EEXIST.
+/// Returns the name; empty, with the reason in errno, when none was free.
 std::string tryNames(const char *prefix, const std::function<bool(const std::string &)> &make) {
     for (int tries = 0; tries < kTries; ++tries) {
         std::string name = randomName(prefix);
@@ -117,11 +117,11 @@ TemporaryFile::~TemporaryFile() {
 
 void TemporaryFile::fail(int error) const { throw systemFailure(shown_, error); }
 
-/// False where the file system, or the kernel, knows no files without a name.
+/// False where the file system or the kernel does not support files without a name.
 bool TemporaryFile::createNameless() {
     file_ = Descriptor(openat(directory_, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
     if (file_.isOpen()) {
-        // Nobody else can have it; the lock is for the temporary name that it may get.
+        // Nobody else can have it open; the lock is for the temporary name that it may get.
         flock(file_.get(), LOCK_EX | LOCK_NB);
         return true;
     }
@@ -152,7 +152,7 @@ void TemporaryFile::sync() const {
     }
 }
 
-/// Locked already, so it is never taken for a leftover.
+/// The file is already locked, so it is never taken for a leftover.
 void TemporaryFile::linkTemporaryName() {
     name_ = tryNames(kFilePrefix, [this](const std::string &name) { return link(name); });
     if (name_.empty()) {
@@ -192,7 +192,7 @@ bool TemporaryFile::moveToFreeName(const std::string &name) {
         result = link(name) ? unlinkat(directory_, from, 0) : -1;
     }
     if (result < 0 && (errno == EPERM || errno == EOPNOTSUPP)) {
-        // A file system that can neither refuse nor link: what is made in between is lost.
+        // A file system without RENAME_NOREPLACE or links: a file that is made in between is lost.
         const bool isTaken = faccessat(directory_, to, F_OK, AT_SYMLINK_NOFOLLOW) == 0;
         errno = EEXIST;
         result = isTaken ? -1 : renameat(directory_, from, directory_, to);

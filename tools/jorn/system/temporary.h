@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// What is being written and has not got its own name yet. A temporary file has no name at all where the file
-// system can do without. Elsewhere, and for directories, the names that are given here tell a leftover from
-// anything else, and a lock, which ends with its process, tells whether anybody is still at it.
+// Files and directories that are being written and do not have their final name yet. A temporary file has no
+// name at all where the file system supports that. Elsewhere, and for directories, a leftover is recognised
+// by the form of its name, and a lock, which ends with its process, shows whether it is still in use.
 #ifndef JORN_TOOLS_TEMPORARY_H
 #define JORN_TOOLS_TEMPORARY_H
 
@@ -12,17 +12,17 @@
 
 namespace tool {
 
-/// A file that goes away again unless it gets a name of its own. Everything here throws Failure with `shown`,
+/// A file that is removed again unless it gets its final name. Everything here throws Failure with `shown`,
 /// the path that the user knows.
 class TemporaryFile {
 public:
     enum class Naming {
-        WhenNeeded,  ///< Without a name as long as the file system allows it.
-        AtOnce,      ///< With a temporary name from the beginning, for those who open it by a path.
+        WhenNeeded,  ///< Nameless for as long as the file system allows it.
+        AtOnce,      ///< With a temporary name from the start, for callers that open it by path.
     };
 
-    /// Makes an empty file that only its owner may read, and first removes what others have left in the
-    /// directory, whose descriptor must stay open.
+    /// First removes what others have left in the directory, whose descriptor must stay open. Then makes an
+    /// empty file that only its owner may read.
     TemporaryFile(int directory, std::string shown, Naming naming = Naming::WhenNeeded);
     ~TemporaryFile();
     TemporaryFile(const TemporaryFile &) = delete;
@@ -30,16 +30,16 @@ public:
 
     int descriptor() const { return file_.get(); }
 
-    /// In the directory; empty when it has none.
+    /// Its name in the directory; empty when it has none.
     const std::string &temporaryName() const { return name_; }
 
-    /// Brings the content to the medium.
+    /// Syncs the content to the medium.
     void sync() const;
 
-    /// Gets the name in one step, in place of whatever file bears it.
+    /// Takes the name in one step, replacing any file that bears it.
     void replace(const std::string &name);
 
-    /// Gets the name unless something bears it already: then false.
+    /// Takes the name; false if something already bears it.
     bool takeFreeName(const std::string &name);
 
 private:
@@ -56,7 +56,7 @@ private:
     Descriptor file_;
 };
 
-/// A new locked directory that goes away again, with the files in it, unless it gets a name of its own.
+/// A new locked directory that is removed again, with the files in it, unless keep() is called.
 class TemporaryDirectory {
 public:
     /// In the directory `parent`, whose descriptor must stay open. First removes what others have left there.
@@ -68,13 +68,13 @@ public:
 
     int descriptor() const { return directory_.get(); }
 
-    /// In the parent directory.
+    /// Its name in the parent directory.
     const std::string &name() const { return name_; }
 
     /// Takes another name there, which no command will take for a leftover. Throws Failure.
     void rename(const std::string &name);
 
-    /// It is where it belongs: from now on it stays.
+    /// It is where it belongs: it will not be removed any more.
     void keep() { isKept_ = true; }
 
 private:
@@ -86,15 +86,15 @@ private:
     Descriptor directory_;
 };
 
-/// Whether a name is of the form that temporary files and directories get here.
+/// Whether a name has the form that temporary files and directories get here.
 bool isTemporaryName(const std::string &name);
 bool isTemporaryDirectoryName(const std::string &name);
 
-/// Temporary files and directories whose process has ended, sorted; those that cannot be opened are not among
-/// them. Changes nothing, and needs no right to do so.
+/// Temporary files and directories whose process has ended, sorted, except those that cannot be opened.
+/// Changes nothing and needs no write permission.
 std::vector<std::string> abandonedNames(int directory);
 
-/// Removes these, as far as it is permitted.
+/// Removes them, as far as permissions allow.
 void removeAbandoned(int directory);
 
 }  // namespace tool

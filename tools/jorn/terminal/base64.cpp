@@ -9,8 +9,8 @@ namespace tool {
 namespace {
 
 constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-constexpr size_t kBytes = 3;    ///< Of a group,
-constexpr size_t kLetters = 4;  ///< and the characters that it is written with.
+constexpr size_t kBytes = 3;    ///< In a group,
+constexpr size_t kLetters = 4;  ///< and the characters that encode it.
 
 }  // namespace
 

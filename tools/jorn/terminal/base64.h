@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Bytes as printable characters by RFC 4648, with padding and without line ends.
+// Base64 (RFC 4648), with padding and without line breaks.
 #ifndef JORN_TOOLS_BASE64_H
 #define JORN_TOOLS_BASE64_H
 
@@ -11,7 +11,7 @@ namespace tool {
 
 std::string toBase64(std::string_view bytes);
 
-/// Nothing when the text is not what toBase64() makes of some bytes.
+/// Nothing unless the text is exactly what toBase64() returns for some bytes.
 std::optional<std::string> fromBase64(std::string_view text);
 
 }  // namespace tool

@@ -50,7 +50,7 @@ bool isReal(const Civil &civil) {
     if (civil.year < 1969 || civil.year > 2106 || civil.hour > 23 || civil.minute > 59 || civil.second > 59) {
         return false;
     }
-    // A day that its month does not have comes back as another one.
+    // timegm() turns a day that its month does not have into another one.
     tm date = toTm(civil);
     timegm(&date);
     return date.tm_mon == civil.month - 1 && date.tm_mday == civil.day;
@@ -61,8 +61,8 @@ int64_t secondAsUtc(const Civil &civil) {
     return timegm(&date);
 }
 
-/// A zone change shows in the offsets a day before and a day after: each that is really in force at the
-/// second it leads to is an answer.
+/// Around a zone change, the offsets a day before and a day after differ: each one that is really in force at
+/// the second it yields is an answer.
 LocalSeconds secondsAsLocal(const Civil &civil) {
     const int64_t asUtc = secondAsUtc(civil);
     const std::array<int64_t, 2> offsets = {offsetAt(asUtc - jorn::kSecondsPerDay),

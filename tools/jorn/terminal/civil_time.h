@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Dates and times of day as people write them, and the seconds since 1970 that they mean: in the process's
-// time zone, TZ, or by an offset that is written beside them.
+// Dates and times of day as people write them, and the seconds since 1970 that they stand for, in the
+// process's time zone (TZ) or at an offset written with them.
 #ifndef JORN_TOOLS_CIVIL_TIME_H
 #define JORN_TOOLS_CIVIL_TIME_H
 
@@ -24,28 +24,28 @@ struct Civil {
 
 bool operator==(const Civil &a, const Civil &b);
 
-/// Seconds that a text's clock is ahead of UTC; nothing where it names none and local time is meant.
+/// Seconds that a written time is ahead of UTC; nothing where no zone is written and local time is meant.
 using Offset = std::optional<int64_t>;
 
 Civil civilOf(const tm &date);
 
-/// 1 for "Jan"; nothing for what is no such name of a month.
+/// 1 for "Jan"; nothing for anything that is not such a month name.
 std::optional<int> monthNamed(std::string_view name);
 
-/// Whether calendar and clock have such a date and time, in the years that local times of items can have.
+/// Whether such a date and time exist, within the years that local times of items can fall in.
 bool isReal(const Civil &civil);
 
 int64_t secondAsUtc(const Civil &civil);
 
-/// The seconds at which local clocks show this: two where clocks were put back, else the same one twice. A
-/// local time that clocks skip is as far into the next hour as it is into the skipped one.
+/// The seconds at which local clocks show this: two where clocks were set back, else the same one twice. A
+/// local time that clocks skip is taken to be as far into the next hour as it is into the skipped one.
 struct LocalSeconds {
     int64_t first = 0;
     int64_t last = 0;
 };
 LocalSeconds secondsAsLocal(const Civil &civil);
 
-/// What a clock shows at a time.
+/// What a clock at this offset, or else the local clock, shows at a time.
 Civil shownAt(time_t now, Offset offset);
 
 /// Seconds that local clocks are ahead of UTC at a time.

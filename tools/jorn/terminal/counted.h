@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A number of things in words.
+// A count with its noun.
 #ifndef JORN_TOOLS_COUNTED_H
 #define JORN_TOOLS_COUNTED_H
 

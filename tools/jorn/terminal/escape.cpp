@@ -6,14 +6,15 @@
 namespace tool {
 namespace {
 
-bool isControl(uint32_t code) { return code < 0x20 || (code >= 0x7f && code < 0xa0); }
+/// A tab is harmless to a terminal.
+bool isControl(uint32_t code) { return (code < 0x20 && code != '\t') || (code >= 0x7f && code < 0xa0); }
 
 bool turnsDirection(uint32_t code) {
     return code == 0x061c || code == 0x200e || code == 0x200f || (code >= 0x202a && code <= 0x202e) ||
            (code >= 0x2066 && code <= 0x2069);
 }
 
-/// U+2028 and U+2029, which some terminals take for a new line.
+/// U+2028 and U+2029, which some terminals treat as a line break.
 bool endsLine(uint32_t code) { return code == 0x2028 || code == 0x2029; }
 
 void appendEscaped(std::string *out, std::string_view bytes) {

@@ -10,8 +10,9 @@
 
 namespace tool {
 
-/// The text with each byte as \xNN that belongs to a control character (C0, DEL, C1), to a character that
-/// turns the writing direction, or to no valid UTF-8 character. All else passes.
+/// The text with \xNN for each byte that belongs to a control character (C0 except tabs, DEL, C1), to a line
+/// separator, to a character that changes the writing direction, or to no valid UTF-8 character. All else is
+/// left unchanged.
 std::string escaped(std::string_view text);
 
 }  // namespace tool

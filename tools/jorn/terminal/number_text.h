@@ -11,7 +11,7 @@
 
 namespace tool {
 
-/// The decimal number that the whole text is, if it is one from 0 to below the limit.
+/// The text as a decimal number; nothing unless all of it is one, from 0 to below the limit.
 inline std::optional<int32_t> numberBelow(std::string_view text, int32_t limit) {
     int32_t number = -1;
     const char *const last = text.data() + text.size();

@@ -19,7 +19,7 @@ constexpr std::chrono::milliseconds kPause(100);
 constexpr size_t kNameMax = 24;
 constexpr int kBarMax = 40;
 
-/// Characters beside name and bar: " [", "] 100%" and the last column, which some terminals break at.
+/// Characters besides name and bar: " [", "] 100%" and the last column, which makes some terminals wrap.
 constexpr int kBeside = 9;
 
 bool canRedraw() {

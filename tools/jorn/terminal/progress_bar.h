@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Shows on a terminal how far a reading has come.
+// Shows on a terminal how much has been read.
 #ifndef JORN_TOOLS_PROGRESS_BAR_H
 #define JORN_TOOLS_PROGRESS_BAR_H
 
@@ -10,7 +10,7 @@
 
 namespace tool {
 
-/// On standard error, and only where that is a terminal. Leaves no trace when it goes.
+/// Drawn on standard error, only if that is a terminal. Erased on destruction.
 class ProgressBar {
 public:
     explicit ProgressBar(bool isWanted);
@@ -21,7 +21,7 @@ public:
     /// Begins at 0 of `total` bytes; the name stands before the bar.
     void start(const std::string &name, uint64_t total);
 
-    /// Draws what has changed, but not more often than an eye can follow.
+    /// Redraws the bar, but no more often than the eye can follow.
     void show(uint64_t done);
 
     void clear();

@@ -14,7 +14,7 @@
 namespace tool {
 namespace {
 
-/// A size that the environment has; nothing where it has none.
+/// A size from the environment; nothing where the variable holds no usable one.
 std::optional<int> sizeIn(const char *variable) {
     constexpr int kLargest = 10000;
     const char *const text = getenv(variable);
@@ -22,7 +22,7 @@ std::optional<int> sizeIn(const char *variable) {
     return size.value_or(0) > 0 ? size : std::nullopt;
 }
 
-/// Zeros where the file is no terminal.
+/// Zeros where the file is not a terminal.
 winsize sizeOf(int file) {
     winsize size = {};
     return ioctl(file, TIOCGWINSZ, &size) == 0 ? size : winsize{};
@@ -43,7 +43,7 @@ int terminalHeight(int file) {
 }
 
 bool isLocaleUtf8() {
-    // The program itself stays in the C locale, which its formats are made for.
+    // The program itself stays in the C locale, which its formats rely on.
     const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
     if (locale == nullptr) {
         return false;

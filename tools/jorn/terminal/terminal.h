@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the user's terminal is like.
+// Properties of the user's terminal.
 #ifndef JORN_TOOLS_TERMINAL_H
 #define JORN_TOOLS_TERMINAL_H
 
 namespace tool {
 
-/// Columns: COLUMNS, else what the terminal that `file` is says, else 80.
+/// Columns: COLUMNS, else the width of the terminal that is open as `file`, else 80.
 int terminalWidth(int file);
 
-/// Lines: LINES, else what the terminal says, else 24.
+/// Lines: LINES, else the terminal's height, else 24.
 int terminalHeight(int file);
 
-/// Whether the user's locale, by LC_ALL, LC_CTYPE and LANG, is one of UTF-8.
+/// Whether the user's locale (LC_ALL, LC_CTYPE, LANG) uses UTF-8.
 bool isLocaleUtf8();
 
 }  // namespace tool

@@ -8,7 +8,7 @@ namespace {
 
 constexpr char kBetween[] = "  ";
 
-/// Of a text of UTF-8.
+/// Characters of a UTF-8 text.
 size_t characterCount(const std::string &text) {
     return static_cast<size_t>(std::count_if(
         text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Columns for people.
+// Tables with aligned columns.
 #ifndef JORN_TOOLS_TEXT_TABLE_H
 #define JORN_TOOLS_TEXT_TABLE_H
 
@@ -10,10 +10,10 @@
 
 namespace tool {
 
-/// Rows of as many cells each.
+/// Rows with the same number of cells each.
 using TableRows = std::vector<std::vector<std::string>>;
 
-/// A line for each row, without line feed: the first cells begin in one column, the others end in one.
+/// One line per row, without a line feed: the first column is aligned left, the others right.
 std::vector<std::string> tableLines(const TableRows &rows);
 
 }  // namespace tool

@@ -43,7 +43,7 @@ int64_t secondOfDay(Civil day, Offset offset, Bound bound) {
     return secondAt(day, offset, Bound::Since) - 1;
 }
 
-/// Items have times from 1970 to 2106 in UTC. The local day that either end lies in may reach beyond.
+/// Items have times from 1970 to 2106 in UTC. The local day at either end may reach beyond.
 std::optional<uint32_t> inRange(std::optional<int64_t> second, Bound bound) {
     constexpr int64_t kLast = UINT32_MAX;
     const int64_t smallest = bound == Bound::Since ? -kSecondsPerDay : 0;
@@ -65,13 +65,13 @@ std::optional<int64_t> parseEpoch(const std::string &text) {
     return second <= UINT32_MAX ? std::optional(second) : std::nullopt;
 }
 
-/// A length of time as written: months are as long as the calendar has them, all else has fixed seconds.
+/// A length of time as written: months follow the calendar, all other units have a fixed length.
 struct Length {
     int64_t months = 0;
     int64_t seconds = 0;
 };
 
-/// Nothing for a word that is no unit.
+/// Nothing for a word that is not a unit.
 std::optional<Length> unitLength(const std::string &unit) {
     struct Unit {
         const char *form;
@@ -89,7 +89,7 @@ std::optional<Length> unitLength(const std::string &unit) {
     return found == kUnits.end() ? std::nullopt : std::optional(found->length);
 }
 
-/// The length of "1h", "1h30m" or "2 days 1 hour"; nothing where a unit is none.
+/// The length of "1h", "1h30m" or "2 days 1 hour"; nothing where a unit is unknown.
 std::optional<Length> spanLength(re2::StringPiece span) {
     static const RE2 kPart(R"(\s*(\d{1,9})\s*([a-zA-Z]+))");
     Length sum;
@@ -106,10 +106,10 @@ std::optional<Length> spanLength(re2::StringPiece span) {
     return sum;
 }
 
-/// The same clock time so many months later, on the last day of a month that is too short for the day.
+/// The same clock time `months` later; on the last day of the month where the month is too short for the day.
 int64_t monthsLater(time_t now, int64_t months, Bound bound) {
     Civil civil = shownAt(now, std::nullopt);
-    // No further than just beyond the years that there are.
+    // Stop just beyond the years that items can have.
     constexpr int64_t kMost = int64_t{12} * 200;
     const int64_t month = civil.year * 12 + civil.month - 1 + std::clamp(months, -kMost, kMost);
     civil.year = static_cast<int>(month / 12);
@@ -121,7 +121,7 @@ int64_t monthsLater(time_t now, int64_t months, Bound bound) {
 }
 
 std::optional<int64_t> parseRelative(const std::string &text, time_t now, Bound bound) {
-    // So few parts that no sum of theirs is too large.
+    // Few enough parts that their sum cannot overflow.
     static const RE2 kSigned(R"(([+-])((?:\s*\d{1,9}\s*[a-zA-Z]+){1,9}))");
     static const RE2 kAgo(R"((\d{1,9}\s*[a-zA-Z]+(?:\s*\d{1,9}\s*[a-zA-Z]+){0,8})\s+ago)");
     std::string sign = "-";
@@ -135,11 +135,11 @@ std::optional<int64_t> parseRelative(const std::string &text, time_t now, Bound 
     }
     const int direction = sign == "+" ? 1 : -1;
     const int64_t begin = length->months == 0 ? now : monthsLater(now, direction * length->months, bound);
-    // What is further away than there are times is the first or the last there is.
+    // A time out of range becomes the first or the last in range.
     return std::clamp<int64_t>(begin + direction * length->seconds, 0, UINT32_MAX);
 }
 
-/// What a text that names a day, a time of day or both has said so far.
+/// What has been read so far of a text that names a day, a time of day or both.
 struct Written {
     Civil civil;
     int daysFromToday = 0;
@@ -190,7 +190,7 @@ bool takeNamedDate(re2::StringPiece *rest, Written *written) {
     return true;
 }
 
-/// The fraction that some write after a point and some after a comma is dropped.
+/// A fraction, after a point or a comma, is dropped.
 void takeTimeOfDay(re2::StringPiece *rest, Written *written) {
     static const RE2 kAlone(R"((\d\d?):(\d\d)(?::(\d\d)(?:[.,]\d+)?)?)");
     static const RE2 kAfterDay("[T ]" + kAlone.pattern());
@@ -204,7 +204,7 @@ void takeTimeOfDay(re2::StringPiece *rest, Written *written) {
 /// "Z", "UTC", and after a time of day also "+01", "+01:00" or "+0100".
 void takeZone(re2::StringPiece *rest, Written *written) {
     static const RE2 kUtc(R"(\s?(?:Z|UTC))");
-    // TZ can put local time as far from UTC as 24:59, and then it is printed.
+    // TZ can put local time up to 24:59 from UTC, and such offsets are printed too.
     static const RE2 kOffset(R"(\s?([+-])([01]\d|2[0-4])(?::?([0-5]\d))?)");
     if (RE2::Consume(rest, kUtc)) {
         written->offset = 0;
@@ -224,7 +224,7 @@ void takeLastYear(re2::StringPiece *rest, Written *written) {
     written->hasYear = RE2::Consume(rest, kForm, &written->civil.year);
 }
 
-/// Takes the parts in their order. Nothing when there is none, or when something is left.
+/// Takes the parts in order. Nothing when there is none, or when text is left over.
 std::optional<Written> takeApart(const std::string &text) {
     Written written;
     re2::StringPiece rest(text);
@@ -244,8 +244,8 @@ std::optional<Written> takeApart(const std::string &text) {
     return rest.empty() ? std::optional(written) : std::nullopt;
 }
 
-/// Puts in what a text left open. Logs are about what was, so a date without a year is the latest of its kind
-/// that is not after today; February 29 comes every fourth year, and once, around 2100, every eighth.
+/// Fills in what a text leaves out. Logs are about the past, so a date without a year is the latest such date
+/// that is not after today; February 29 comes every fourth year, but around 2100 only after eight.
 void complete(Written *written, const Civil &today) {
     Civil &civil = written->civil;
     if (!written->hasDate) {
@@ -290,8 +290,8 @@ std::string zoneText(int64_t offset) {
     return text.data();
 }
 
-/// The local time by the offset of whole minutes that is written behind it. A few clocks have been seconds
-/// off.
+/// The local time at the whole-minute offset that is printed after it: a few zones have had offsets with
+/// seconds.
 tm withWrittenOffset(const tm &local, time_t second) {
     const int64_t offset = local.tm_gmtoff / 60 * 60;
     const time_t shifted = second + static_cast<time_t>(offset);
@@ -301,8 +301,8 @@ tm withWrittenOffset(const tm &local, time_t second) {
     return date;
 }
 
-/// Whether from this second on clocks show the minutes and seconds of one hour in their order, none of them
-/// changed or inserted.
+/// Whether, for the hour from this second on, clocks run from 00:00 to 59:59 with no change of offset and
+/// no leap second.
 bool isPlainHour(time_t begin, long offset) {
     const time_t last = begin + kSecondsPerHour - 1;
     tm first = {};
@@ -344,7 +344,7 @@ std::optional<uint32_t> parseTime(const std::string &text, time_t now, Bound bou
 std::string TimeFormatter::compose(const tm &date) const {
     std::array<char, 64> text{};
     if (form_ == TimeForm::Device) {
-        // Not every calendar that the C library writes has English names; the module's has.
+        // Names depend on the locale; in the C locale they are English, like the module's.
         return strftime(text.data(), text.size(), "%a %b %e %H:%M:%S %Y", &date) > 0 ? text.data() : "-";
     }
     snprintf(text.data(), text.size(), "%04lld-%02d-%02d%c%02d:%02d:%02d", date.tm_year + 1900LL,
@@ -357,7 +357,7 @@ std::string TimeFormatter::compose(const tm &date) const {
     return form_ == TimeForm::Iso ? composed + zoneText(date.tm_gmtoff) : composed;
 }
 
-/// Dates are costly to compose, so that of the text stays where it is the same.
+/// Composing dates is costly, so the date already in the text is kept while it stays the same.
 void TimeFormatter::show(const tm &date) {
     const bool isSameDay = date.tm_mday == shown_.tm_mday && date.tm_mon == shown_.tm_mon &&
                            date.tm_year == shown_.tm_year && date.tm_gmtoff == shown_.tm_gmtoff;

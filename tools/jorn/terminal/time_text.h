@@ -15,8 +15,9 @@ namespace tool {
 /// Makes UTC the local time zone of the process.
 void useUtc();
 
-/// Which limit a time is. A plain date as the upper limit means the end of that day, and of a local time
-/// that comes twice when clocks are put back, the lower limit is the first and the upper one the second.
+/// Which limit a time is. A plain date as the upper limit means the end of that day. When a local time is
+/// ambiguous because clocks are set back, the lower limit is its first occurrence and the upper one its
+/// second.
 enum class Bound { Since, Until };
 
 /// The second since 1970 that a text means; nothing when it means none from 1970 to 2106. Accepted are
@@ -24,18 +25,18 @@ enum class Bound { Since, Until };
 ///   11-21, Nov 21                   that day in the latest year in which it is not after today
 ///   Nov 21 2026, Sat Nov 21 2026    that day
 ///   today, yesterday, tomorrow
-///   DAY 06:47[:08[.5]], DAYT06:47   a time of any of these days, with a point or a comma before a fraction
+///   DAY 06:47[:08[.5]], DAYT06:47   a time on any of these days, with a point or a comma before a fraction
 ///   06:47[:08[.5]]                  today
 ///   Sat Nov 21 06:47:08 2026        as the device prints it
 ///   now
 ///   -2h, +1h30m, 2 days ago         s, m, h, d, w and their longer names; a day has 24 hours
 ///   -1M, 1 month ago, +1 year       by the calendar: the same clock time on the same day of the month, or on
-///                                   the month's last where it is too short
-///   @1795000000, 1795000000         seconds since 1970; without the @ of 9 or 10 digits; a fraction may
-///   follow
+///                                   the month's last day where it is too short
+///   @1795000000, 1795000000         seconds since 1970; without the @, 9 or 10 digits; a fraction may
+///                                   follow
 /// Z or UTC after a day or a time means UTC, and after a time +01:00, +0100 or +01 that offset; "today" and
-/// years left out go by the same clock. A fraction is dropped. A local time that clocks skip is taken as far
-/// into the next hour as it is into the skipped one. Shifts beyond 1970 or 2106 end there.
+/// omitted years use the same clock. A fraction is dropped. A local time that clocks skip is taken to be as
+/// far into the next hour as it is into the skipped one. Shifts beyond 1970 or 2106 stop there.
 std::optional<uint32_t> parseTime(const std::string &text, time_t now, Bound bound);
 
 /// The forms above in a few words, for messages.
@@ -47,13 +48,13 @@ enum class TimeForm {
     Device,  ///< "Sat Nov 21 06:47:08 2026", as the module shows it.
 };
 
-/// Writes times in one form. Neighbouring items are often of one day, one hour or one second, so that only
-/// what differs is written anew.
+/// Writes times in one form. Neighbouring items often share a day, an hour or a second, so only what differs
+/// is rewritten.
 class TimeFormatter {
 public:
     TimeFormatter(TimeForm form, bool isUtc) : form_(form), isUtc_(isUtc) {}
 
-    /// "-" for a second that no calendar year holds. The text is good until the next call.
+    /// "-" for a second that no calendar year holds. The text is valid until the next call.
     const std::string &format(int64_t second);
 
 private:
@@ -66,9 +67,9 @@ private:
     bool isUtc_;
     std::optional<int64_t> last_;
     std::string text_;
-    tm shown_ = {};          ///< What text_ was composed of, but for what is below the hour.
-    int64_t hourBegin_ = 0;  ///< In this hour, clocks show minutes and seconds as they are counted from its
-    int64_t hourEnd_ = 0;    ///< begin; empty where that is not known of any.
+    tm shown_ = {};          ///< What text_ shows, except for minutes and seconds.
+    int64_t hourBegin_ = 0;  ///< In this hour, clocks show minutes and seconds as counted from its
+    int64_t hourEnd_ = 0;    ///< start; empty where no such hour is known.
 };
 
 }  // namespace tool

@@ -5,7 +5,7 @@ namespace tool {
 namespace {
 
 /// Form of a character by its first byte: bytes, bits of the first byte, and the limits of the second byte,
-/// which keep out longer forms, surrogates and what is above U+10FFFF.
+/// which exclude overlong forms, surrogates and anything above U+10FFFF.
 struct Form {
     size_t length;
     uint32_t mask;
