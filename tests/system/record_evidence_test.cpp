@@ -24,7 +24,8 @@ using ::testing::StartsWith;
 class RecordClockTest : public RecordRestartTest {
 protected:
     void makeFullRing() const {
-        writeFiles({0, 1, 2, 3}, kFull);
+        writeFiles({0, 1}, kFull);
+        writeFiles({2, 3}, kFull, 50001);
         write("log/index.csv", "");
     }
 };
@@ -32,8 +33,8 @@ protected:
 TEST_F(RecordClockTest, Record_EveryFileFullAndClockSetBack_RefusedAndNothingChanged) {
     makeFullRing();
     const std::string why =
-        "0.csv is the oldest and 3.csv the newest (1700000000 to 1700019999); had the clock been set back, "
-        "0.csv could be the newest as well; nothing was changed. `jorn repair --yes --oldest A --latest B "
+        "0.csv is the oldest and 3.csv the newest (1700000000 to 1700059999); had the clock been set back, "
+        "1.csv could be the newest as well; nothing was changed. `jorn repair --yes --oldest A --latest B "
         "log` decides; --if-unclear aside puts the files aside\n";
     expectRefused({}, why);
     expectRefused({"--files", "4"}, why);
@@ -41,10 +42,19 @@ TEST_F(RecordClockTest, Record_EveryFileFullAndClockSetBack_RefusedAndNothingCha
 
 /// The files of a ring of 10 lie so if it has never come round, and the clock was set back in between.
 TEST_F(RecordClockTest, Record_FallWithinFullFilesOfALargerRing_RefusedAndNothingChanged) {
+    writeFiles({2, 3}, kFull);
+    writeFiles({0, 1}, kFull, 50001);
+    write("log/index.csv", "");
+    for (const char *files : {"4", "10"}) {
+        expectRefused({"--files", files}, "had the clock been set back, 3.csv could be the newest as well");
+    }
+}
+
+/// A clock that was set back would have had to come to just before the oldest item's time.
+TEST_F(RecordClockTest, Record_EveryFileFullAndTimesRunOn_EveryItemStaysInView) {
     writeFiles({2, 3, 0, 1}, kFull);
     write("log/index.csv", "");
-    expectRefused({"--files", "10"}, "nothing was changed");
-    expectRefused({"--files", "4"}, "had the clock been set back, 0.csv could be the newest as well");
+    expectMended(record({"--files", "4"}), "was empty", "2,1", "; index.csv.lost keeps the former one");
 }
 
 /// In a ring of 3, the file that is not full would be the newest; in one of 10, it may be the last one too.
@@ -72,7 +82,9 @@ TEST_F(RecordClockTest, Record_EveryFileFullAndBackupAgrees_EveryItemStaysInView
 TEST_F(RecordClockTest, Record_EveryFileFullAndNextIsFree_EveryItemStaysInView) {
     makeFullRing();
     EXPECT_EQ(record({"--files", "5"}, "new\n").status, 0);
-    auto texts = itemTexts(1, 4 * kFull);
+    auto texts = itemTexts(1, 2 * kFull);
+    const auto later = itemTexts(50001, 50000 + 2 * kFull);
+    texts.insert(texts.end(), later.begin(), later.end());
     texts.insert(texts.end(), {kStart, "new"});
     EXPECT_TRUE(textsInRange(5) == texts);
 }

@@ -172,10 +172,13 @@ TEST(RingEvidence, RingHasMovedOnFromTheBackupAndEveryFileIsFull_Unclear) {
 /// Each of them may be the newest, if the clock was set back once; with the next file missing, only that
 /// before it.
 TEST(RingEvidence, EveryFileIsFull_OrderIsInDoubt) {
-    RingFacts facts = ringOf({file(300, 399), file(400, 499), file(100, 199), file(200, 299)});
+    RingFacts facts = ringOf({file(300, 399), file(400, 499), file(100, 199), file(250, 299)});
     RingOrder order = findRingOrder(facts);
     EXPECT_THAT(order.files, ElementsAre(2, 3, 0, 1));
-    EXPECT_EQ(order.doubt, "had the clock been set back, 0.csv could be the newest as well");
+    EXPECT_EQ(order.doubt, "had the clock been set back, 2.csv could be the newest as well");
+    facts.files[3] = file(200, 299);
+    EXPECT_EQ(findRingOrder(facts).doubt, "");
+    facts.files[3] = file(250, 299);
     facts.files[2] = empty();
     order = findRingOrder(facts);
     EXPECT_THAT(order.files, ElementsAre(3, 0, 1));
@@ -193,7 +196,7 @@ TEST(RingEvidence, TwoFilesAreNotFull_OrderIsInDoubtUnlessOneWasLeftByAClearing)
 }
 
 TEST(RingEvidence, FileThatIsNotFullLiesBeforeTheOneAndTheOtherClearing_OrderIsInDoubt) {
-    RingFacts facts = ringOf({file(300, 399), file(400, 410, 3), file(100, 199), file(200, 210, 3)});
+    RingFacts facts = ringOf({file(300, 399), file(400, 410, 3), file(100, 199), file(250, 260, 3)});
     facts.files[0].startsCleared = true;
     EXPECT_EQ(findRingOrder(facts).doubt, "");
     facts.files[2].startsCleared = true;
@@ -275,7 +278,7 @@ TEST(RingEvidence, IndexNamesAllButTheFileAfterAnotherWasJustBegun_Contradicted)
 
 /// It may as well be the oldest, which the ring comes to next.
 TEST(RingEvidence, NewestByTimesIsTheFullFileAfterThatOfTheBackup_StaysInDoubt) {
-    RingFacts facts = ringOf({file(300, 399), file(400, 499), file(100, 199), file(200, 299)});
+    RingFacts facts = ringOf({file(300, 399), file(400, 499), file(100, 199), file(250, 299)});
     facts.backup = IndexPositions{1, 0};
     EXPECT_NE(findRingOrder(facts).doubt, "");
     facts.files[1].items = 3;

@@ -117,14 +117,17 @@ public:
     }
 
     /// A file that may be the newest instead, if the clock was set back after the one that is newest by the
-    /// times. A file that a clearing left as it was is not considered, unless that is true of both.
+    /// times. A file that a clearing left as it was is not considered, unless that is true of both; nor is
+    /// one after which the times run on: the clock would have to have stopped just before the oldest item's
+    /// time.
     std::optional<int> otherThan(int newest) const {
         const bool isByFill = find([this](int position) {
                                   return looksNewest(position) && !isLeftByClearing(position);
                               }).has_value();
         return find([&](int position) {
             const bool wasLeft = isLeftByClearing(position) && !(isByFill && isLeftByClearing(newest));
-            return position != newest && (looksNewest(position) || !isByFill) && !wasLeft;
+            return position != newest && (looksNewest(position) || !isByFill) && !wasLeft &&
+                   !doTimesRunOn(position);
         });
     }
 
@@ -135,6 +138,16 @@ public:
             return position != newest && !fileAt(position).isFull();
         });
         return fileAt(newest).isFull() && isAnyPartial && !isFreeBehind(newest);
+    }
+
+    /// Whether the next file begins when this one ends, but for the time that a few items take.
+    bool doTimesRunOn(int position) const {
+        constexpr int64_t kFew = 4;
+        const int next = successorOf(position);
+        const int64_t spent = std::max<int64_t>(duration(position), 0) + std::max<int64_t>(duration(next), 0);
+        const int64_t most = 1 + kFew * spent / (fileAt(position).items + fileAt(next).items);
+        const int64_t gap = -fall(position, next);
+        return fileAt(next).hasItems() && gap >= 0 && gap <= most;
     }
 
     bool isLeftByClearing(int position) const { return fileAt(successorOf(position)).startsCleared; }
