@@ -206,7 +206,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 class RecordSyncFailureTest : public RecordSyncTest {
 protected:
-    /// Records two lines into "log"; the nth sync of this path fails.
+    /// Records two lines into "log"; the nth sync of this path fails. (The first one of the directory is that
+    /// of jorn.ring, which is worth a note at most.)
     TraceOutcome recordFailing(const std::string &name, int nth, int error) {
         TraceOptions trace;
         trace.input = "one\ntwo\n";
@@ -242,14 +243,14 @@ TEST_F(RecordSyncFailureTest, RecordSync_IndexCannotBeSynced_Fails) {
 }
 
 TEST_F(RecordSyncFailureTest, RecordSync_NamesCannotBeSynced_Fails) {
-    const TraceOutcome run = recordFailing("log", 1, EIO);
+    const TraceOutcome run = recordFailing("log", 2, EIO);
     EXPECT_EQ(run.status, 4);
     EXPECT_EQ(run.err, "jorn: log: cannot be brought to the medium: Input/output error\n");
     EXPECT_EQ(systemSyncs_, 0);
 }
 
 TEST_F(RecordSyncFailureTest, RecordSync_FileSystemSyncsNoDirectories_WholeFileSystemIsSynced) {
-    const TraceOutcome run = recordFailing("log", 1, EINVAL);
+    const TraceOutcome run = recordFailing("log", 2, EINVAL);
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(systemSyncs_, 1);
 }
