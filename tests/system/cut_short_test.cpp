@@ -130,7 +130,7 @@ TEST_P(EveryCutTest, RecordIntoLargerRing_CutAnywhere_OrderOfTheItemsStays) {
         const Outcome run = jorn({"record", "--files", "6", "log"});
         EXPECT_EQ(run.status, 0) << run.err;
         EXPECT_EQ(shown(), newestFirst);
-        EXPECT_EQ(namesIn("log"), (NameList{"0.csv", "3.csv", "4.csv", "5.csv", "index.csv"}));
+        EXPECT_EQ(namesIn("log"), (NameList{"0.csv", "3.csv", "4.csv", "5.csv", "index.csv", "jorn.ring"}));
         EXPECT_EQ(read("log/index.csv"), "version:1\n3,0\n");
     };
     cutEverywhere({"record", "--files", "6", "log"}, prepare, examine);

@@ -72,11 +72,19 @@ void mendLostIndex(const StoreDirectory &directory, const IndexMending &mending)
                         ", because " + mending.reason + (mending.kept.empty() ? "" : "; " + mending.kept));
 }
 
+/// The store starts with a whole backup by itself.
+void reportBackup(const StoreDirectory &directory) {
+    if (const RingLook look(directory); look.index().isOfBackup()) {
+        tell(directory, "index.csv was missing: index.bak, which is whole, takes its place");
+    }
+}
+
 /// Runs before the store, which would take a lost index for a new log and overwrite what is there.
 void seeToIndex(const StoreDirectory &directory, const RecordOptions &options) {
     const IndexMending mending = planIndexMending(directory, hintedRingSize(directory, options.files));
     switch (mending.kind) {
         case IndexMending::Kind::None:
+            reportBackup(directory);
             break;
         case IndexMending::Kind::Write:
             mendLostIndex(directory, mending);
