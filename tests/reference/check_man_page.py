@@ -38,7 +38,7 @@ def names(line):
 
 
 def options_of_page(lines):
-    return {name for line in lines if re.match(r" {5}-", line) for name in names(line)}
+    return {name for line in lines if re.match(r" {5}--?\w", line) for name in names(line)}
 
 
 def options_of_help(text):
