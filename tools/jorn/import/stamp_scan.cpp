@@ -118,7 +118,7 @@ bool StampScan::takeZone(Offset *offset) {
     if (hours > kMostHours || minutes > 59) {
         return false;
     }
-    const int64_t seconds = hours * jorn::kSecondsPerHour + minutes * 60;
+    const int64_t seconds = static_cast<int64_t>(hours) * jorn::kSecondsPerHour + minutes * 60;
     *offset = isWest ? -seconds : seconds;
     return true;
 }
