@@ -90,8 +90,9 @@ TEST_F(ShowReadingTest, ShowNewestFew_RingOfManyFiles_EndOfTheNewestFileAlone) {
     EXPECT_THAT(reading.files, ::testing::ElementsAre("7.csv"));
     // A block, and what tells whether the file is still the one that it was.
     EXPECT_LE(reading.bytes, 20000U);
-    // Each of the names that a ring can have is looked at before and after.
-    EXPECT_LE(reading.calls, 2 * 90 + 60);
+    // Each of the names that a ring can have is looked at before and after. Sanitizers make calls of their
+    // own.
+    EXPECT_LE(reading.calls, 2 * 90 + (JORN_IS_SANITIZED ? 160 : 60));
 }
 
 TEST_F(ShowReadingTest, ShowNewestThousand_RingOfManyFiles_NoMoreFilesThanHoldThem) {
