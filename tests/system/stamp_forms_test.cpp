@@ -184,6 +184,7 @@ TEST_F(StampFormsTest, Kmsg_TimeSinceTheStart_IsAddedToIt) {
     EXPECT_EQ(read("kmsg", "[    5.500000] x"), "1000006 -|x");
     EXPECT_EQ(read("kmsg", "<6>[    0.000000] x"), "1000000 2|x");
     EXPECT_EQ(read("kmsg", "<3>[86400.000000][  T12] x"), "1086400 0|[  T12] x");
+    EXPECT_EQ(read("kmsg", "<15>[    1.500000] x"), "1000002 3|x");
     EXPECT_EQ(read("kmsg", "kern  :warn  : [    1.500000] x"), "1000002 1|x");
     EXPECT_EQ(read("kmsg", "daemon:debug : [    1.500000] x"), "1000002 3|x");
     EXPECT_EQ(read("kmsg", "6,339,5140900,-;x, y; z"), "1000005 2|x, y; z");
