@@ -33,7 +33,8 @@ USES = {
     "record": SHARED | {"import"},
     "export": SHARED,
     "repair": SHARED,
-    "commands": SHARED | {"import", "record", "export", "repair"},
+    "serve": SHARED,
+    "commands": SHARED | {"import", "record", "export", "repair", "serve"},
 }
 
 # The main program, which is beside the folders, and the folders that it uses.

@@ -61,7 +61,7 @@ Address addressOf(const std::string &text) {
     std::string host = text.substr(0, std::min(colon, text.size()));
     const bool isBracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
     host = isBracketed ? host.substr(1, host.size() - 2) : host;
-    if (!port || host.empty() || (!isBracketed && host.find(':') != std::string::npos)) {
+    if (!port || host.empty() || (!isBracketed && host.find_first_of(":[]") != std::string::npos)) {
         refuse("--listen: '" + text + "' is no ADDRESS:PORT, as 127.0.0.1:8642 or [::1]:0");
     }
     return {host, *port, true};
