@@ -266,7 +266,7 @@ void refuseFileInLog(const std::string &file, const std::vector<Source> &sources
     const FileMark mark = markAt(parent.string());
     for (const Source &source : sources) {
         if (isSameDirectory(mark, source.question.directory)) {
-            refuse(file + ": lies in the log's own directory; write it elsewhere");
+            refuse(file + ": is inside the log's own directory; write it elsewhere");
         }
     }
 }
