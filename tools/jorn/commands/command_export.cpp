@@ -12,14 +12,14 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "commands/filter_options.h"
-#include "commands/log_options.h"
-#include "commands/read_end.h"
 #include "export/export_form.h"
 #include "export/export_sink.h"
 #include "export/form_sink.h"
-#include "export/log_names.h"
 #include "log/ring_view.h"
+#include "merge/log_names.h"
+#include "options/filter_options.h"
+#include "options/log_options.h"
+#include "options/read_end.h"
 #include "output/output.h"
 #include "output/syslog_format.h"
 #include "query/item_scanner.h"
