@@ -133,7 +133,7 @@ ExportForm chosenForm(const ExportOptions &options) {
     }
     const std::optional<ExportForm> form = exportFormOfFile(options.file);
     if (!form) {
-        refuse(options.file + ": its ending tells no form; say which with -o");
+        refuse(options.file + ": its extension does not show the form; give it with -o");
     }
     return *form;
 }
@@ -143,12 +143,12 @@ SyslogStyle syslogStyle(const ExportOptions &options) {
     const std::optional<int> facility = facilityNumber(options.facility);
     if (!facility) {
         refuse("--facility: '" + options.facility +
-               "' is neither a number from 0 to 23 nor a facility's name");
+               "' is neither a number from 0 to 23 nor the name of a facility");
     }
     const std::optional<Severities> severities = parseSeverities(options.severities);
     if (!severities) {
         refuse("--severities: '" + options.severities +
-               "' is not four numbers from 0 to 7 with commas between");
+               "' is not four numbers from 0 to 7 separated by commas");
     }
     if (!options.hostName.empty() && !isHostName(options.hostName)) {
         refuse("--hostname: '" + options.hostName + "' is not 1 to 255 printable ASCII characters");
@@ -177,10 +177,10 @@ void checkTogether(const ExportOptions &options, ExportForm form) {
         refuse("--table is for a database of one DIR");
     }
     if (!options.log.empty() && options.directories.size() > 1) {
-        refuse("--log is for one DIR; several have the names of their directories");
+        refuse("--log is for one DIR; several logs have the names of their directories");
     }
     if (!isUtf8(options.table)) {
-        refuse("--table: the name is no UTF-8");
+        refuse("--table: the name is not UTF-8");
     }
     checkName("--device", options.device);
     checkName("--log", options.log);
@@ -298,7 +298,7 @@ struct Exported {
 
 void throwIfStopped(const StopSignals &signals, const std::string &file) {
     if (signals.hasCome()) {
-        throw Failure(file + ": interrupted; nothing is written");
+        throw Failure(file + ": interrupted; nothing was written");
     }
 }
 

@@ -51,7 +51,7 @@ constexpr uint64_t kHeldItems = 20000;
 /// Items for a pager that opens at the end, which holds them all in memory.
 constexpr uint64_t kItemsForPager = 1000;
 
-constexpr char kThereIsMore[] = "-- the newest 1,000 items; -n all shows the others, too --";
+constexpr char kThereIsMore[] = "-- the newest 1,000 items; -n all shows the others too --";
 
 struct ShowOptions {
     FilterOptions filter;
@@ -67,7 +67,7 @@ struct ShowOptions {
 };
 
 std::string refuseZero(const std::string &page) {
-    return page == "0" ? "pages are counted from 1, or -1 for the last one" : "";
+    return page == "0" ? "pages count from 1, or -1 for the last one" : "";
 }
 
 void addPageOptions(CLI::App *command, ShowOptions *options, const std::vector<CLI::Option *> &others) {
@@ -154,8 +154,8 @@ std::string noteOfHidden(const Question &question, const PageAnswer &page) {
         return "";
     }
     return question.directory.path() + ": the device's pages show " + std::to_string(page.total) +
-           " items where " + std::to_string(page.matching) +
-           " match: an empty file or a clock that was put back misleads them; -n goes by the items "
+           " items, but " + std::to_string(page.matching) +
+           " match: an empty file or a clock that was set back misleads them; -n reads the items "
            "themselves";
 }
 

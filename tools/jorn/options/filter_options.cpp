@@ -110,7 +110,7 @@ std::shared_ptr<const RE2> parsePattern(const FilterOptions &options) {
     for (const std::string &each : options.patterns) {
         const RE2 pattern(each, settings);
         if (!pattern.ok()) {
-            refuse("--grep: '" + each + "' is no expression: " + pattern.error());
+            refuse("--grep: '" + each + "' is not a regular expression: " + pattern.error());
         }
         // A word stays one, which is found much faster than an expression.
         const bool isPlain = each.find_first_of("\\^$.?*+()[]{}") == std::string::npos;
@@ -123,7 +123,7 @@ std::shared_ptr<const RE2> parsePattern(const FilterOptions &options) {
 uint32_t parseLimit(const std::string &name, const std::string &text, time_t now, Bound bound) {
     const std::optional<uint32_t> time = parseTime(text, now, bound);
     if (!time) {
-        refuse(name + ": '" + text + "' is no time from 1970 to 2106: " + kTimeForms);
+        refuse(name + ": '" + text + "' is not a time from 1970 to 2106: " + kTimeForms);
     }
     return *time;
 }
