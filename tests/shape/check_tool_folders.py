@@ -23,6 +23,7 @@ FOUNDATION = {"terminal", "system", "log", "query"}
 SHARED = FOUNDATION | {"live", "health", "output"}
 USES = {
     "terminal": set(),
+    "usage": {"terminal"},
     "system": {"terminal"},
     "log": {"terminal", "system"},
     "query": {"terminal", "system", "log"},
@@ -33,12 +34,12 @@ USES = {
     "record": SHARED | {"import"},
     "export": SHARED,
     "repair": SHARED,
-    "commands": SHARED | {"import", "record", "export", "repair"},
+    "commands": SHARED | {"usage", "import", "record", "export", "repair"},
 }
 
 # The main program, which is beside the folders, and the folders that it uses.
 MAIN = "main.cpp"
-MAIN_USES = {"commands", "system", "terminal"}
+MAIN_USES = {"commands", "system", "usage"}
 
 # Where the module itself is run: for the device's pages, and to record.
 USES_MODULE = {"query", "record"}

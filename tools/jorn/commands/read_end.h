@@ -41,8 +41,13 @@ auto readStable(const Question &question, ReadEnd *end, const Ask &ask, Opening 
 /// Prints notes, losses and damage, and returns the exit code: damage takes precedence over "no match".
 int endReading(const FilterOptions &options, const Question &question, const ReadEnd &end, bool hasMatch);
 
-/// The exit codes, for help; `question` is what asks whether anything matches.
-std::string readExitHelp(const std::string &question = "-g or -q");
+/// The exit codes, for help.
+inline constexpr char kReadExitCodes[] =
+    "  0  done\n"
+    "  1  nothing matches, when -g or -q asked\n"
+    "  2  usage, or no log in DIR\n"
+    "  3  done, but damage was found: see jorn check\n"
+    "  4  input or output failed\n";
 
 }  // namespace tool
 
