@@ -34,7 +34,9 @@ USES = {
     "record": SHARED | {"import"},
     "export": SHARED,
     "repair": SHARED,
-    "commands": SHARED | {"usage", "import", "record", "export", "repair"},
+    "merge": FOUNDATION,
+    "options": SHARED | {"usage", "merge"},
+    "commands": SHARED | {"usage", "import", "record", "export", "repair", "merge", "options"},
 }
 
 # The main program, which is beside the folders, and the folders that it uses.

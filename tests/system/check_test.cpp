@@ -67,8 +67,9 @@ TEST_F(CheckTest, Check_WrongUsage_Refused) {
 
 TEST_F(CheckTest, Check_IndexEmpty_Error) {
     makeCutRing(4, 1);
-    expectTold(3, {"log/index.csv:0: error: is empty", "log/index.bak:0: warning: is left from a rewrite",
-                   "log: error: 1.csv, 3.csv hold items that no query sees"});
+    expectTold(3,
+               {"log/index.csv:0: error: is empty", "log/index.bak:0: warning: is left over from a rewrite",
+                "log: error: 1.csv, 3.csv hold items that no query sees"});
 }
 
 TEST_F(CheckTest, Check_IndexMissing_Error) {
@@ -85,16 +86,16 @@ TEST_F(CheckTest, Check_IndexPartial_Error) {
 TEST_F(CheckTest, Check_BytesBehindAWholeIndex_Note) {
     writeFiles({0, 1});
     write("log/index.csv", "version:1\n0,1\nversion:1\n0,1\n");
-    expectTold(0, {"log/index.csv:14: note: 14 bytes behind the index, which the store passes over; its next "
+    expectTold(0, {"log/index.csv:14: note: 14 bytes after the index, which the store ignores; its next "
                    "rewrite leaves them out\n",
                    "log: sound (0 errors, 0 warnings, 1 note)\n"});
     write("log/index.csv", "version:1\n0,1\r\n\n");
-    expectTold(0, {"log/index.csv:15: note: 1 byte behind the index"});
+    expectTold(0, {"log/index.csv:15: note: 1 byte after the index"});
     write("log/index.csv", "version:1\n0,1\n" + std::string(4082, '\0'));
-    expectTold(0, {"log/index.csv:14: note: 4082 bytes behind the index"});
+    expectTold(0, {"log/index.csv:14: note: 4082 bytes after the index"});
     EXPECT_THAT(check({"-o", "json"}).out,
                 HasSubstr("\"file\":\"index.csv\",\"offset\":14,\"severity\":\"note\",\"code\":"
-                          "\"index-surplus\",\"what\":\"4082 bytes behind the index"));
+                          "\"index-surplus\",\"what\":\"4082 bytes after the index"));
     EXPECT_EQ(repair().status, 0);
 }
 
@@ -110,7 +111,7 @@ TEST_F(CheckTest, Check_BytesBehindAnIndexThatTellsNoRing_OnlyWhatIsWrongIsTold)
     writeFiles({0, 1});
     write("log/index.csv", "version:1\n0,90\nmore\n");
     expectTold(3, {"log/index.csv:0: error: names 0,90"});
-    EXPECT_THAT(check().out, Not(HasSubstr("behind the index")));
+    EXPECT_THAT(check().out, Not(HasSubstr("after the index")));
 }
 
 TEST_F(CheckTest, Check_IndexWhoseSecondNumberTheStoreDoesNotReach_Error) {
@@ -136,15 +137,15 @@ TEST_F(CheckTest, Check_IndexOutOfRange_Error) {
 TEST_F(CheckTest, Check_BackupOnly_Warning) {
     writeFiles({0, 1});
     write("log/index.bak", "version:1\n0,1\n");
-    expectTold(3, {"log/index.bak:0: warning: stands for the index", "(0 errors, 1 warning, 0 notes)"});
+    expectTold(3, {"log/index.bak:0: warning: serves as the index", "(0 errors, 1 warning, 0 notes)"});
 }
 
 TEST_F(CheckTest, Check_BackupOnlyAndTheRingHasMovedOn_Error) {
     writeFiles({1, 0}, kFull);
     write("log/index.bak", "version:1\n0,1\n");
-    expectTold(3,
-               {"log/index.csv:0: error: is missing, and the ring has moved on since index.bak: the store's "
-                "next start would go by that; "});
+    expectTold(3, {"log/index.csv:0: error: is missing, and the ring has moved on since index.bak was "
+                   "written: the store's "
+                   "next start would rely on it; "});
 }
 
 TEST_F(CheckTest, Check_Gap_Error) {
@@ -224,7 +225,7 @@ TEST_F(CheckTest, Check_OddItems_Notes) {
                            dataLine(kFirstTime, 0, 12, "slot") + "1700000000,1,2,a" + std::string(1, '\0') +
                            "b\n" + "1700000000,1,2," + std::string(300, 'l') + "\n");
     writeIndex("0,0");
-    expectTold(3, {"log/0.csv:0: note: 1 line with a field that is no number",
+    expectTold(3, {"log/0.csv:0: note: 1 line with a field that is not a number",
                    "log/0.csv:38: note: 2 lines of a level or slot that no log has", "with a zero byte",
                    "a line longer than 256 characters", "1 line of 60 bytes that hold no item"});
 }
@@ -240,7 +241,7 @@ TEST_F(CheckTest, Check_TimesBackwards_Notes) {
 TEST_F(CheckTest, Check_TornEndLongAgo_Warning) {
     write(fileName(0), items(1, 1) + "1700000000,1");
     writeIndex("0,0");
-    expectTold(3, {"log/0.csv:27: warning: the last line has no end: the next item would be glued to it",
+    expectTold(3, {"log/0.csv:27: warning: the last line has no end: the next item would be joined to it",
                    "(0 errors, 1 warning, 0 notes)"});
 }
 

@@ -298,7 +298,7 @@ TEST_F(FollowTest, Follow_DamagedLine_NotedAndToldByExitCode) {
     const Outcome run = jorn({"follow", "log", "-U", "yesterday"});
     EXPECT_EQ(run.status, 3);
     EXPECT_THAT(shownTexts(run.out), ElementsAre("one", "two"));
-    EXPECT_EQ(run.err, "jorn: note: log/0.csv: 1 line that is no item, at offset 19; left out\n");
+    EXPECT_EQ(run.err, "jorn: note: log/0.csv: 1 line that is not an item, at offset 19; left out\n");
 }
 
 TEST_F(FollowTest, Follow_WrongUsage_Refused) {

@@ -269,7 +269,8 @@ TEST_F(MovingRingTest, ShowAll_OldestFileIsStartedAfreshWhileNewerOnesArePrinted
     EXPECT_EQ(texts.front(), "c4000");
     EXPECT_EQ(texts.back(), "b1");
     EXPECT_EQ(run.err,
-              "jorn: note: log/0.csv: started afresh by a writer meanwhile; items may be missing here\n");
+              "jorn: note: log/0.csv: started over by a writer while it was being read; items may be missing "
+              "here\n");
 }
 
 TEST_F(MovingRingTest, Export_OldestFileIsStartedAfreshWhileItIsRead_NoteAndNothingOfItsNewItems) {
@@ -284,7 +285,8 @@ TEST_F(MovingRingTest, Export_OldestFileIsStartedAfreshWhileItIsRead_NoteAndNoth
     EXPECT_THAT(run.out, ::testing::Not(HasSubstr(",3,0,d")));
     EXPECT_EQ(items.back(), std::to_string(kTime) + ",2,0,c2");
     EXPECT_EQ(run.err,
-              "jorn: note: log/0.csv: started afresh by a writer meanwhile; items may be missing here\n");
+              "jorn: note: log/0.csv: started over by a writer while it was being read; items may be missing "
+              "here\n");
 }
 
 /// A log without an index, which `repair` copies; it then puts the copy in its place.

@@ -172,7 +172,7 @@ TEST_F(RecordContradictedTest, Record_IndexOfBeforeTheRingMovedOn_EveryItemStays
     EXPECT_EQ(check().status, 3);
     EXPECT_THAT(check().out,
                 HasSubstr("log/index.csv:0: error: names 0.csv as the newest file, but 1.csv is: the store's "
-                          "next start would go on in the wrong one; see what `jorn repair` would do\n"));
+                          "next start would continue in the wrong one; see what `jorn repair` would do\n"));
     expectMended(record({"--files", "4"}, "new\n"), "was at odds with the files", "2,1",
                  "; index.csv.lost keeps the former one");
     expectInView(itemTexts(1, itemsOfRing(4)), {"new"});

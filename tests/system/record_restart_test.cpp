@@ -201,7 +201,7 @@ TEST_F(RecordRestartTest, Record_RingHasLeftTheBackupBehindAndTimesAreUnclear_Re
     makeRingOfUnclearTimes();
     write("log/index.bak", "version:1\n0,3\n");
     const std::string why =
-        "so their order cannot be told; index.bak names 0,3, but 3.csv is full and 0.csv holds items; "
+        "so their order cannot be determined; index.bak names 0,3, but 3.csv is full and 0.csv holds items; "
         "nothing was changed";
     expectRefused({"--files", "4"}, why);
     write("log/index.csv", "");

@@ -60,7 +60,7 @@ TEST_F(RepairListTest, Repair_ListOfAFormerRepair_Stays) {
 TEST_F(RepairTest, Repair_PipeAmongOtherNames_RefusedWithoutWaiting) {
     makeCutRing(3, 1);
     ASSERT_EQ(mkfifo(path("log/torn-0.txt").c_str(), 0600), 0);
-    expectRefused({}, "log/torn-0.txt: is no file; move it elsewhere first", 4);
+    expectRefused({}, "log/torn-0.txt: not a regular file; move it elsewhere first", 4);
 }
 
 TEST_F(RepairTest, Repair_LogOfAnotherUser_IndexIsTheirsToo) {
@@ -143,7 +143,7 @@ TEST_F(RepairTest, Repair_BackupInTheLogItself_Refused) {
         const Outcome run = repair({"--yes", "--backup", path(place)});
         EXPECT_EQ(run.status, 2);
         EXPECT_THAT(run.err,
-                    HasSubstr(std::string(place) + ": lies in the log's own directory; give another"));
+                    HasSubstr(std::string(place) + ": is inside the log's own directory; give another"));
     }
     EXPECT_TRUE(stateOf(path("log")) == before);
 }
@@ -160,8 +160,7 @@ TEST_F(RepairTest, Repair_BackupOnAnotherFileSystem_Refused) {
     const std::string backup = "/dev/shm/" + std::filesystem::path(root_).filename().string();
     const Outcome run = repair({"--yes", "--backup", backup});
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: " + backup +
-                           ": lies on another file system than log; give a name on the same " +
+    EXPECT_EQ(run.err, "jorn: " + backup + ": is on another file system than log; give a name on the same " +
                            "one with --backup\n");
     EXPECT_TRUE(stateOf(path("log")) == before);
     EXPECT_FALSE(std::filesystem::exists(backup));

@@ -145,7 +145,7 @@ TEST_F(RepairTest, Repair_FilesShareTheirTimes_Refused) {
     write(fileName(0), items(1, 10) + items(500, 510));
     write(fileName(1), items(20, 30));
     write(fileName(2), items(11, 19));
-    expectRefused({}, "their order cannot be told");
+    expectRefused({}, "their order cannot be determined");
 }
 
 TEST_F(RepairTest, Repair_BackupDoesNotAgree_Refused) {

@@ -200,14 +200,14 @@ TEST_F(ShowTest, Show_NamesBesideTheData_AreShownAndTaken) {
 TEST_F(ShowTest, Show_BadNamesFile_NamesTheLine) {
     writeMixed();
     const std::vector<std::pair<std::string, std::string>> bad = {
-        {"[levels]\n4 = error\n", ":2: '4' is no number from 0 to 3"},
-        {"[levels]\n0 = error\n\n1 = error\n", ":4: number or name is there twice: 1 = error"},
-        {"[slots]\n0 = a b\n", ":2: 'a b' is no name"},
-        {"[slots]\n0 = 1st\n", ":2: '1st' is no name"},
-        {"[slots]\n0 = -a\n", ":2: '-a' is no name"},
+        {"[levels]\n4 = error\n", ":2: '4' is not a number from 0 to 3"},
+        {"[levels]\n0 = error\n\n1 = error\n", ":4: number or name is given twice: 1 = error"},
+        {"[slots]\n0 = a b\n", ":2: 'a b' is not a name"},
+        {"[slots]\n0 = 1st\n", ":2: '1st' is not a name"},
+        {"[slots]\n0 = -a\n", ":2: '-a' is not a name"},
         {"[colours]\n0 = red\n", ":2: section [colours] is neither [levels] nor [slots]"},
         {"[levels]\nnonsense\n", ":2: neither [section] nor NUMBER = NAME"},
-        {"[levels]\n0 = \x1b[31m\n", ":2: '\\x1b[31m' is no name"},
+        {"[levels]\n0 = \x1b[31m\n", ":2: '\\x1b[31m' is not a name"},
     };
     for (const auto &[text, message] : bad) {
         write("names", text);

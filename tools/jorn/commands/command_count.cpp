@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "commands/commands.h"
-#include "commands/filter_options.h"
-#include "commands/output_options.h"
-#include "commands/read_end.h"
+#include "options/filter_options.h"
+#include "options/output_options.h"
+#include "options/read_end.h"
 #include "output/output.h"
 #include "query/item_query.h"
 #include "system/failure.h"

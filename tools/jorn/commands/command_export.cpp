@@ -11,14 +11,14 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "commands/filter_options.h"
-#include "commands/log_options.h"
-#include "commands/read_end.h"
 #include "export/export_form.h"
 #include "export/export_sink.h"
 #include "export/form_sink.h"
-#include "export/log_names.h"
 #include "log/ring_view.h"
+#include "merge/log_names.h"
+#include "options/filter_options.h"
+#include "options/log_options.h"
+#include "options/read_end.h"
 #include "output/output.h"
 #include "output/syslog_format.h"
 #include "query/item_scanner.h"
@@ -255,7 +255,7 @@ void refuseFileInLog(const std::string &file, const std::vector<Source> &sources
     const FileMark mark = markAt(parent.string());
     for (const Source &source : sources) {
         if (isSameDirectory(mark, source.question.directory)) {
-            refuse(file + ": lies in the log's own directory; write it elsewhere");
+            refuse(file + ": is inside the log's own directory; write it elsewhere");
         }
     }
 }

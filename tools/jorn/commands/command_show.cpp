@@ -9,11 +9,11 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "commands/filter_options.h"
-#include "commands/item_output.h"
 #include "commands/live_printing.h"
-#include "commands/output_options.h"
-#include "commands/read_end.h"
+#include "options/filter_options.h"
+#include "options/item_output.h"
+#include "options/output_options.h"
+#include "options/read_end.h"
 #include "output/item_format.h"
 #include "output/output.h"
 #include "query/item_query.h"

@@ -6,10 +6,10 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "commands/filter_options.h"
-#include "commands/output_options.h"
-#include "commands/read_end.h"
 #include "health/ring_memory.h"
+#include "options/filter_options.h"
+#include "options/output_options.h"
+#include "options/read_end.h"
 #include "output/output.h"
 #include "output/stats_report.h"
 #include "terminal/terminal.h"

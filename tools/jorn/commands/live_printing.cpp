@@ -7,9 +7,9 @@
 
 #include <algorithm>
 
-#include "commands/item_output.h"
 #include "live/change_watch.h"
 #include "live/ring_follower.h"
+#include "options/item_output.h"
 #include "output/live_output.h"
 #include "system/failure.h"
 

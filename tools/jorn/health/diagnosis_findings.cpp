@@ -80,14 +80,15 @@ private:
                 "see to its permissions and its medium");
         }
         for (const std::string &name : diagnosis_.look.otherNames) {
-            add(Severity::Note, "other-name", name, 0, "is no name of a ring's file; the store ignores it");
+            add(Severity::Note, "other-name", name, 0,
+                "is not a name that a ring's file can have; the store ignores it");
         }
         if (!diagnosis_.ringMemoryProblem.empty()) {
             add(Severity::Note, "ring-size", kRingMemoryName, 0, diagnosis_.ringMemoryProblem,
                 "`jorn record` goes by the files");
         }
         for (const std::string &name : diagnosis_.leftovers) {
-            add(Severity::Note, "left-over", name, 0, "is left of a command that was cut short",
+            add(Severity::Note, "left-over", name, 0, "is left over from a command that was cut short",
                 "the next one that writes there removes it");
         }
         for (const std::string &name : diagnosis_.look.asides) {
@@ -109,11 +110,11 @@ private:
     void tellMissingIndex() {
         if (diagnosis_.look.backup.entry.isFile() && diagnosis_.facts.index) {
             add(Severity::Warning, "index-backup-only", kIndexBackupName, 0,
-                "stands for the index: a rewrite was cut", "the store's next start puts it back");
+                "serves as the index: a rewrite was cut short", "the store's next start puts it back");
         } else if (diagnosis_.facts.backup) {
             add(Severity::Error, "index-missing", kIndexName, 0,
-                "is missing, and the ring has moved on since index.bak: the store's next start would go by "
-                "that",
+                "is missing, and the ring has moved on since index.bak was written: the store's next "
+                "start would rely on it",
                 kRepair);
         } else if (diagnosis_.look.highestFile() >= 0) {
             add(Severity::Error, "index-missing", kIndexName, 0,
@@ -141,12 +142,12 @@ private:
                 kRepair);
         } else if (index.surplus() > 0) {
             add(Severity::Note, "index-surplus", kIndexName, index.entry.mark.size - index.surplus(),
-                counted(index.surplus(), "byte", "bytes") + " behind the index, which the store passes over",
+                counted(index.surplus(), "byte", "bytes") + " after the index, which the store ignores",
                 "its next rewrite leaves them out");
         }
         if (diagnosis_.look.backup.entry.isFile()) {
             add(Severity::Warning, "index-backup-left", kIndexBackupName, 0,
-                "is left from a rewrite that was cut", "the store deletes it at its next rewrite");
+                "is left over from a rewrite that was cut short", "the store deletes it at its next rewrite");
         }
     }
 
@@ -169,7 +170,7 @@ private:
                 break;
             case RingOrder::Source::Unclear:
                 add(diagnosis_.facts.index ? Severity::Warning : Severity::Error, "order-unclear", "", 0,
-                    diagnosis_.order.evidence, "tell `jorn repair` --files, or --oldest and --latest");
+                    diagnosis_.order.evidence, "give `jorn repair` --files, or --oldest and --latest");
                 break;
         }
         tellFalls();
@@ -243,7 +244,7 @@ private:
         if (index && index->latest != newest && filesOutsideRange(diagnosis_.facts, *index).empty()) {
             add(Severity::Error, "index-behind", kIndexName, 0,
                 "names " + dataFileName(index->latest) + " as the newest file, but " + dataFileName(newest) +
-                    " is: the store's next start would go on in the wrong one",
+                    " is: the store's next start would continue in the wrong one",
                 kRepair);
         }
     }
@@ -312,7 +313,7 @@ private:
                 break;
             case FlawKind::NoNumber:
                 add(Severity::Note, "no-number", name, flaw.offset,
-                    lines + " with a field that is no number and counts as 0");
+                    lines + " with a field that is not a number and counts as 0");
                 break;
             case FlawKind::OutOfTable:
                 add(Severity::Note, "out-of-table", name, flaw.offset,
@@ -333,7 +334,7 @@ private:
                 "the last line has no end: it was cut off, and the ring has moved on since", kRepair);
         } else {
             add(Severity::Warning, "torn-end", name, flaw.offset,
-                "the last line has no end: the next item would be glued to it", kRepair);
+                "the last line has no end: the next item would be joined to it", kRepair);
         }
     }
 

@@ -11,7 +11,7 @@ Failure refusal(const StoreDirectory &directory, const Diagnosis &diagnosis, con
     if (diagnosis.hasStrangeEntries()) {
         advice += "`jorn check` names what is in the way";
     } else {
-        advice += "If you know the ring, tell it with --files, --oldest and --latest";
+        advice += "If you know the ring, describe it with --files, --oldest and --latest";
     }
     return Failure(directory.path() + ": " + why + advice,
                    diagnosis.unreadable.empty() ? kExitDamage : kExitInputOutput);

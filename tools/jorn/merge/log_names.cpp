@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "export/log_names.h"
+#include "merge/log_names.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -10,8 +10,8 @@
 #include <optional>
 #include <string>
 
-#include "commands/filter_options.h"
-#include "commands/output_options.h"
+#include "options/filter_options.h"
+#include "options/output_options.h"
 #include "output/item_format.h"
 #include "query/context_window.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/log_options.h"
+#include "options/log_options.h"
 
 #include <CLI/Error.hpp>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/item_output.h"
+#include "options/item_output.h"
 
 #include <charconv>
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/filter_options.h"
+#include "options/filter_options.h"
 
 #include <time.h>
 
 #include <CLI/Option.hpp>
 
-#include "commands/log_options.h"
+#include "options/log_options.h"
 #include "query/near_logs.h"
 #include "system/failure.h"
 #include "terminal/time_text.h"

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "commands/filter_options.h"
 #include "log/damage.h"
 #include "log/ring_view.h"
+#include "options/filter_options.h"
 
 namespace tool {
 

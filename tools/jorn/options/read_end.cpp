@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/read_end.h"
+#include "options/read_end.h"
 
 #include "system/failure.h"
 
