@@ -81,7 +81,7 @@ TEST_F(ShowTest, UnknownOption_IsNamedAndNothingElseBlamed) {
               "jorn: unknown option: --sicne; did you mean --since?\njorn: see jorn show --help\n");
     EXPECT_EQ(jorn({"count", "-x"}).err, "jorn: unknown option: -x\njorn: see jorn count --help\n");
     EXPECT_EQ(jorn({"check", "log", "log"}).err,
-              "jorn: The following argument was not expected: log\njorn: see jorn check --help\n");
+              "jorn: unexpected argument: log\njorn: see jorn check --help\n");
 }
 
 TEST_F(ShowTest, UnknownWords_TheLikeliestOneIsSuggested) {

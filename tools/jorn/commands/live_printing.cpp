@@ -147,9 +147,8 @@ private:
 
 }  // namespace
 
-CLI::Option *addPollOption(CLI::App *command, bool *isPolling) {
-    return command->add_flag("--poll", *isPolling,
-                             "Look for new items twice a second instead of waiting to be told");
+CLI::Option *addPollOption(CLI::App *command, bool *isPolling, const std::string &meaning) {
+    return command->add_flag("--poll", *isPolling, meaning);
 }
 
 int printLive(const LivePrintingOptions &options) { return LivePrinting(options).run(); }

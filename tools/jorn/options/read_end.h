@@ -46,8 +46,13 @@ int endReading(const FilterOptions &options, const Question &question, const Rea
 int endReading(const FilterOptions &options, const LogSet &set, const std::vector<ReadEnd> &ends,
                bool hasMatch);
 
-/// The exit codes, for help; `question` is what asks whether anything matches.
-std::string readExitHelp(const std::string &question = "-g or -q");
+/// The exit codes, for help.
+inline constexpr char kReadExitCodes[] =
+    "  0  done\n"
+    "  1  nothing matches, when -g or -q asked\n"
+    "  2  usage, or no log in DIR\n"
+    "  3  done, but damage was found: see jorn check\n"
+    "  4  input or output failed\n";
 
 }  // namespace tool
 
