@@ -67,7 +67,7 @@ struct ShowOptions {
 };
 
 std::string refuseZero(const std::string &page) {
-    return page == "0" ? "pages count from 1, or -1 for the last one" : "";
+    return page == "0" ? "pages are counted from 1, or -1 for the last one" : "";
 }
 
 void addPageOptions(CLI::App *command, ShowOptions *options, const std::vector<CLI::Option *> &others) {
@@ -165,7 +165,8 @@ struct Shown {
     std::string footer;
 };
 
-/// Whether items fit the terminal, so that there is no end to go to: less would fill it up from above.
+/// Whether the items fit on the terminal. Going to their end would make less leave the lines above them
+/// empty.
 template <class Iterator>
 bool fitTerminal(ItemFormatter formatter, Iterator first, Iterator last) {
     const auto width = static_cast<size_t>(terminalWidth(STDOUT_FILENO));
@@ -204,7 +205,7 @@ Shown showPage(const ShowOptions &options, const Question &question) {
     return shown;
 }
 
-/// With `isTold`, says if there are more: the limit was not the user's.
+/// With `isTold`, prints a line if there are more: it was not the user who set the limit.
 Shown showNewest(const ShowOptions &options, const Question &question, size_t most, bool isTold) {
     Shown shown;
     std::vector<Item> items = readStable(

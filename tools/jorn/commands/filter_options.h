@@ -41,11 +41,11 @@ void addQuestionOptions(CLI::App *command, FilterOptions *options);
 /// Relative times are counted from `now`. Throws Failure.
 Question openQuestion(const FilterOptions &options, time_t now);
 
-/// The same of a directory that is to be a log.
+/// The same, and throws Failure when the directory holds no log.
 Question openLogQuestion(const FilterOptions &options, time_t now);
 
-/// Refuses what openQuestion() would refuse, where there is no directory yet. Gives the last time that items
-/// may have. Throws Failure.
+/// Refuses what openQuestion() would refuse, while the directory does not exist yet. Returns the latest time
+/// that items may have. Throws Failure.
 uint32_t checkFilter(const FilterOptions &options, time_t now);
 
 /// Exit code 1 is for scripts that asked whether there is a match: with --grep or --quiet.

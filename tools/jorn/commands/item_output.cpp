@@ -38,7 +38,7 @@ void addContextOptions(CLI::App *command, ContextSize *context) {
                 names,
                 [set, names](size_t number) {
                     if (number > kMost) {
-                        throw CLI::ValidationError(names, "at most 10000 items");
+                        throw CLI::ValidationError(names, "10000 items are the most");
                     }
                     set(number);
                 },
