@@ -14,12 +14,12 @@ namespace tool {
 /// Adds DIR. `directory` must outlive the parsing.
 void addDirectoryOption(CLI::App *command, std::string *directory);
 
-/// Whether a word is a minus and digits, which the parser does not take for an option.
+/// A minus and digits, which the parser does not take for an option.
 inline bool isNumericOption(const std::string &word) {
     return word.size() > 1 && word[0] == '-' && word.find_first_not_of("0123456789", 1) == std::string::npos;
 }
 
-/// The parser's error code for errors whose text is an unknown option.
+/// The code of an error of the parser's whose text is an option that is not known.
 inline constexpr CLI::ExitCodes kUnknownOption = CLI::ExitCodes::InvalidError;
 
 /// Refuses such a word in place of a directory, with that code.
