@@ -9,9 +9,9 @@
 #include <nlohmann/json.hpp>
 
 #include "commands/commands.h"
-#include "commands/log_options.h"
-#include "commands/output_options.h"
 #include "health/finding.h"
+#include "options/log_options.h"
+#include "options/output_options.h"
 #include "output/output.h"
 #include "record/clearing.h"
 #include "system/failure.h"

@@ -12,14 +12,14 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "commands/filter_options.h"
-#include "commands/log_options.h"
-#include "commands/read_end.h"
 #include "export/export_form.h"
 #include "export/export_sink.h"
 #include "export/form_sink.h"
-#include "export/log_names.h"
 #include "log/ring_view.h"
+#include "merge/log_names.h"
+#include "options/filter_options.h"
+#include "options/log_options.h"
+#include "options/read_end.h"
 #include "output/output.h"
 #include "output/syslog_format.h"
 #include "query/item_scanner.h"
@@ -61,8 +61,7 @@ constexpr char kExamples[] =
     "  jorn export -o syslog --hostname unit1 DIR | nc -q 0 collector 514\n";
 
 struct ExportOptions {
-    FilterOptions filter;  ///< Its directory is that of one log at a time.
-    std::vector<std::string> directories;
+    FilterOptions filter;
     std::string form;
     std::string file;
     bool mayReplace = false;
@@ -109,7 +108,7 @@ void addOriginOptions(CLI::App *command, ExportOptions *options) {
 }
 
 void addOptions(CLI::App *command, ExportOptions *options) {
-    refuseNumbers(command->add_option("DIR", options->directories, "Directories of the logs")->required());
+    addDirectoriesOption(command, &options->filter.directories);
     command->add_option("-o,--output", options->form, "Form of the output")
         ->type_name("FORM")
         ->check(CLI::IsMember(exportFormNames()));
@@ -173,10 +172,10 @@ void checkTogether(const ExportOptions &options, ExportForm form) {
     if (form == ExportForm::Sqlite && !options.hasFile()) {
         refuse("a database cannot go to standard output; name a file with --to");
     }
-    if (!options.table.empty() && (form != ExportForm::Sqlite || options.directories.size() > 1)) {
+    if (!options.table.empty() && (form != ExportForm::Sqlite || options.filter.directories.size() > 1)) {
         refuse("--table is for a database of one DIR");
     }
-    if (!options.log.empty() && options.directories.size() > 1) {
+    if (!options.log.empty() && options.filter.directories.size() > 1) {
         refuse("--log is for one DIR; several logs have the names of their directories");
     }
     if (!isUtf8(options.table)) {
@@ -197,7 +196,8 @@ struct Source {
 /// anyway.
 bool isLogColumnNeeded(const ExportOptions &options) {
     const ExportForm form = chosenForm(options);
-    return options.directories.size() > 1 && (form == ExportForm::JsonLines || form == ExportForm::Csv);
+    return options.filter.directories.size() > 1 &&
+           (form == ExportForm::JsonLines || form == ExportForm::Csv);
 }
 
 /// The origin that each item of a log shows. A log whose device is known is called by its own name only,
@@ -237,20 +237,13 @@ bool isSameDirectory(const FileMark &mark, const StoreDirectory &directory) {
 
 /// Everything that can be wrong with the question is reported before anything is written.
 std::vector<Source> openSources(const ExportOptions &options) {
+    refuseSameDirectory(options.filter.directories);
     const time_t now = time(nullptr);
-    const std::vector<std::string> names = distinctLogNames(options.directories);
+    const std::vector<std::string> names = distinctLogNames(options.filter.directories);
     std::vector<Source> sources;
-    for (size_t i = 0; i < options.directories.size(); ++i) {
-        const std::string &directory = options.directories[i];
-        FilterOptions filter = options.filter;
-        filter.directory = directory;
-        Question question = openLogQuestion(filter, now);
-        const FileMark mark = markAt(question.directory.shortName());
-        for (const Source &other : sources) {
-            if (isSameDirectory(mark, other.question.directory)) {
-                refuse(directory + " and " + other.question.directory.path() + " are the same directory");
-            }
-        }
+    for (size_t i = 0; i < options.filter.directories.size(); ++i) {
+        const std::string &directory = options.filter.directories[i];
+        Question question = openLogQuestion(options.filter, directory, now);
         ItemOrigin origin = originOf(options, directory, names[i]);
         Source source{std::move(question), origin.log.empty() ? names[i] : origin.log, std::move(origin)};
         refuseSameName(options, sources, source);

@@ -8,10 +8,10 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "commands/log_options.h"
-#include "commands/output_options.h"
 #include "log/names.h"
 #include "log/store_directory.h"
+#include "options/log_options.h"
+#include "options/output_options.h"
 #include "record/log_mode.h"
 #include "record/recorder.h"
 #include "record/ring_fit.h"

@@ -9,14 +9,14 @@
 #include <nlohmann/json.hpp>
 
 #include "commands/commands.h"
-#include "commands/log_options.h"
-#include "commands/output_options.h"
 #include "diagnostics.h"
 #include "health/diagnosis.h"
 #include "health/finding.h"
 #include "health/repair_plan.h"
 #include "health/ring_memory.h"
 #include "jorn.h"
+#include "options/log_options.h"
+#include "options/output_options.h"
 #include "output/output.h"
 #include "repair/directory_rebuild.h"
 #include "system/failure.h"
