@@ -116,7 +116,8 @@ TEST_F(ShowSeveralTest, Show_NamesOfLevelsAndSlots_AreEachLogsOwn) {
     EXPECT_EQ(printed({"show", "-o", "cat", "-s", "frame,3", "door", "gate"}), "door d2\ndoor d3\ngate g4\n");
     EXPECT_EQ(printed({"show", "-o", "cat", "-p", "fatal", "door", "gate"}), "gate g4\n");
     EXPECT_EQ(printed({"show", "-o", "cat", "-p", "fatal..1", "door", "gate"}), "gate g1\ngate g4\n");
-    EXPECT_EQ(printed({"show", "-o", "cat", "--level", "fatal,1", "door", "gate"}), "door d1\ngate g1\ngate g4\n");
+    EXPECT_EQ(printed({"show", "-o", "cat", "--level", "fatal,1", "door", "gate"}),
+              "door d1\ngate g1\ngate g4\n");
     EXPECT_EQ(printed({"count", "-s", "lock", "door"}).substr(0, 5), "level");
     expectError({"show", "-s", "window", "door", "gate"}, 2,
                 "jorn: slot 'window' is neither a number from 0 to 7 nor a known name\n");
