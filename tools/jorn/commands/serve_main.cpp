@@ -20,8 +20,8 @@
 
 #include "commands/serve_options.h"
 #include "diagnostics.h"
-#include "export/log_names.h"
 #include "live/change_watch.h"
+#include "merge/log_names.h"
 #include "query/near_logs.h"
 #include "serve/access.h"
 #include "serve/api.h"
