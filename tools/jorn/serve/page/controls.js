@@ -40,10 +40,12 @@ export class Controls {
   show(state) {
     this.state = state;
     for (const name of TYPED) {
-      if (document.activeElement !== byId(name) || !this.session) {
-        byId(name).value = shownAs(name, state[name]);
+      const field = byId(name);
+      const value = shownAs(name, state[name]);
+      if (field.value !== value && (document.activeElement !== field || !this.session)) {
+        field.value = value;
+        this.complain(name, "");
       }
-      this.complain(name, "");
     }
     for (const name of Object.keys(TICKED)) {
       byId(name).checked = Boolean(state[name]);

@@ -23,6 +23,7 @@ export class Facets {
 
   /** Shows an answer of /api/facets, for a state. */
   show(answer, state) {
+    this.answer = answer;
     for (const [kind, members] of KINDS) {
       const part = this.parts[kind];
       const values = answer[members];
@@ -39,6 +40,14 @@ export class Facets {
     const part = this.parts[kind];
     const ticked = new Set(listOf(state[kind]));
     part.boxes.forEach(({ box, name }, key) => { box.checked = ticked.has(key) || ticked.has(name); });
+  }
+
+  /** Makes all rows anew: colours of logs may be others. */
+  again(state) {
+    Object.values(this.parts).forEach((part) => part.boxes.forEach((_, key) => this.remove(part, key)));
+    if (this.answer) {
+      this.show(this.answer, state);
+    }
   }
 
   remove(part, key) {

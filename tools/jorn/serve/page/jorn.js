@@ -221,9 +221,9 @@ class Page {
 
   async refreshLogs() {
     try {
-      const { logs, timezone, now, version } = await ask("logs");
-      setZone(timezone, now);
-      this.logs = logs;
+      const answer = await ask("logs");
+      const { logs, version } = answer;
+      this.takeLogs(answer);
       byId("help").title = `Keys and help (?), jorn ${version}`;
       document.title = `${logs.map(({ log }) => log).join(", ")} - jorn`;
       byId("grid").classList.toggle("several", logs.length > 1);
@@ -231,6 +231,21 @@ class Page {
       this.controls.show(this.state);
     } catch (failure) {
       this.failed(failure);
+    }
+  }
+
+  takeLogs({ logs, timezone, now }) {
+    const names = (of) => of.map(({ log }) => log).join("\n");
+    const others = names(logs) !== names(this.logs);
+    this.logs = logs;
+    setZone(timezone, now);
+    if (others) {
+      // What has been shown without waiting lacks the colours of the logs and the zone.
+      this.list.refill();
+      this.facets.again(this.state);
+      if (this.histogram.answer) {
+        this.showHistogram(this.histogram.answer);
+      }
     }
   }
 

@@ -69,6 +69,11 @@ export class List {
     this.place();
   }
 
+  /** Fills all rows anew. */
+  refill() {
+    this.made.forEach((row, number) => this.fill(row, this.items.get(number), number));
+  }
+
   clearRows() {
     this.made.forEach((row) => row.remove());
     this.made.clear();

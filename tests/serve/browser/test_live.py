@@ -1,0 +1,222 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The page beside a recorder at work, and with a server that goes and comes."""
+import signal
+import time
+
+from selenium.webdriver.common.keys import Keys
+
+import sample
+from support import PageTest, Recorder, wait_for
+
+# Keeps what every row of the list has ever shown, by the number of the row.
+OBSERVE = """
+window.observed = [];
+const kept = new Map();
+new MutationObserver(() => {
+  for (const row of document.querySelectorAll(".rows [role=row]:not(.awaited)")) {
+    const text = row.querySelector(".text")?.textContent;
+    if (text !== undefined && kept.get(row.id) !== text) {
+      kept.set(row.id, text);
+      window.observed.push([Number(row.id.replace("row-", "")), text]);
+    }
+  }
+}).observe(document.querySelector(".rows"), { childList: true, subtree: true });
+"""
+
+
+class LiveTest(PageTest):
+    def setUp(self):
+        super().setUp()
+        self.directory = self.log(sample.ITEMS)
+        self.recorder = Recorder(str(self.directory))
+        self.addCleanup(self.end_recorder)
+        self.written = 0
+        self.open(self.serve(self.directory))
+        self.wait_state("live")
+        # The recorder's own first item.
+        wait_for(lambda: self.texts()[:1] == [sample.FIRST], "recorder has begun")
+
+    def end_recorder(self):
+        if self.recorder.process.poll() is None:
+            self.recorder.end()
+
+    def write(self, count=1):
+        lines = [f"new {self.written + i}" for i in range(count)]
+        self.written += count
+        self.recorder.write(*lines)
+        return lines
+
+    def wait_state(self, state):
+        wait_for(lambda: self.element("#connection").get_attribute("data-state") == state, f"connection is {state}")
+
+    def newest(self, count):
+        return [f"new {self.written - 1 - i}" for i in range(count)]
+
+    def scroll_rows(self, rows):
+        height = self.rows()[0]["height"]
+        self.driver.execute_script("document.getElementById('list').scrollTop += arguments[0]", rows * height)
+
+    def test_new_item_appears_at_the_top_and_is_counted(self):
+        self.write(3)
+        self.wait_texts(["new 2", "new 1", "new 0", sample.FIRST, "item 599"])
+        self.assertEqual(self.text_of("#total"), f"{sample.TOTAL + 4} items")
+        self.assertFalse(self.element("#newer").is_displayed())
+        wait_for(lambda: f"{sample.TOTAL + 4} items" in self.text_of("#summary"), "histogram has counted")
+        wait_for(lambda: self.facet_count("info") == str(sum(item[1] == 2 for item in sample.ITEMS) + 3), "facets have")
+
+    def facet_count(self, name):
+        return next(label.text.split()[-1] for label in self.driver.find_elements(
+            "css selector", "[data-facet=level] label") if label.text.startswith(name))
+
+    def test_scrolled_view_stays_and_newer_items_are_counted_to_jump_to(self):
+        self.scroll_rows(40)
+        wait_for(lambda: self.texts()[:1] == ["item 560"], "scrolled")
+        self.press("j")
+        before = [(row["text"], row["top"], row["selected"]) for row in self.in_view()]
+        for step in range(1, 4):
+            self.write(2)
+            wait_for(lambda step=step: self.text_of("#newer").startswith(f"{2 * step} newer items"), "newer are counted")
+            self.assertEqual([(row["text"], row["top"], row["selected"]) for row in self.in_view()], before)
+        self.click("#newer")
+        self.wait_texts(["new 5", "new 4", "new 3", "new 2", "new 1", "new 0", sample.FIRST])
+        self.assertFalse(self.element("#newer").is_displayed())
+        self.write()
+        self.wait_texts(["new 6", "new 5"])
+
+    def test_oldest_first_follows_at_the_bottom_and_stays_when_scrolled(self):
+        self.press("o")
+        wait_for(lambda: self.texts()[-1:] == [sample.FIRST], "newest item is last")
+        self.write(30)
+        wait_for(lambda: self.texts()[-3:] == ["new 27", "new 28", "new 29"], "newest items are last")
+        self.scroll_rows(-50)
+        wait_for(lambda: self.texts()[-1:] < ["new 0"], "scrolled")
+        before = [(row["text"], row["top"]) for row in self.in_view()]
+        self.write(5)
+        wait_for(lambda: self.text_of("#newer").startswith("5 newer items"), "newer are counted")
+        self.assertEqual([(row["text"], row["top"]) for row in self.in_view()], before)
+        self.press("G")
+        wait_for(lambda: self.texts()[-1:] == ["new 34"], "newest item is last")
+
+    def test_wrapped_list_stays_in_place_too(self):
+        self.recorder.write(*[f"{i} " + "long words " * 17 for i in range(100)])
+        wait_for(lambda: self.texts()[0].startswith("99 "), "items have come")
+        self.press("w")
+        wait_for(lambda: self.in_view()[0]["height"] > 30, "lines are wrapped")
+        self.scroll_rows(10)
+        wait_for(lambda: self.texts() and not self.texts()[0].startswith("99 "), "scrolled")
+        before = [(row["text"], row["top"]) for row in self.in_view()]
+        self.write(3)
+        wait_for(lambda: self.text_of("#newer").startswith("3 newer items"), "newer are counted")
+        self.assertEqual([(row["text"], row["top"]) for row in self.in_view()], before)
+
+    def test_following_switched_off_counts_and_leaves_the_view(self):
+        self.press("f")
+        self.wait_query(follow="0")
+        before = self.texts()
+        self.write(4)
+        wait_for(lambda: self.text_of("#newer").startswith("4 newer items"), "newer are counted")
+        self.assertEqual(self.texts(), before)
+        self.press("f")
+        self.wait_texts(self.newest(4))
+        self.write()
+        self.wait_texts(self.newest(5))
+
+    def test_filter_applies_to_what_comes(self):
+        self.type_into("#q", "new .*[02468]$")
+        self.wait_total("0 items")
+        self.write(6)
+        self.wait_texts(["new 4", "new 2", "new 0"])
+        self.assertEqual(self.text_of("#total"), "3 items")
+        self.assertEqual(self.in_view()[0]["marks"], ["new 4"])
+
+    def streams(self):
+        """Streams that are open, by the system's table of connections of the server."""
+        return self.driver.execute_script("return performance.getEntriesByType('resource')"
+                                          ".filter((one) => one.name.includes('/api/stream')).length")
+
+    def test_pause_stops_the_sending_and_goes_on_without_gap(self):
+        self.press("p")
+        self.wait_state("paused")
+        self.wait_query(stream="0")
+        # The server has nobody to send to: what is written meanwhile comes after the pause, once.
+        self.write(250)
+        wait_for(lambda: self.api("/api/items?after=1")["items"][0]["text"] == "new 249", "server has the items")
+        self.assertEqual(self.texts()[0], sample.FIRST)
+        self.assertEqual(self.text_of("#total"), f"{sample.TOTAL + 1} items")
+        self.press("p")
+        self.wait_state("live")
+        self.wait_texts(self.newest(20))
+        self.assertEqual(self.text_of("#total"), f"{sample.TOTAL + 251} items")
+        self.assert_whole()
+
+    def test_broken_connection_is_shown_and_resumed_without_gap(self):
+        for how in (signal.SIGKILL, signal.SIGTERM):
+            self.write(3)
+            self.wait_texts(self.newest(3))
+            self.server.stop(how)
+            self.wait_state("broken")
+            self.assertIn("Connection lost", self.text_of("#connection"))
+            self.write(40)
+            self.server.start()
+            self.wait_state("live")
+            self.wait_texts(self.newest(20))
+            self.write(1)
+            self.wait_texts(self.newest(20))
+        self.assertEqual(self.text_of("#total"), f"{sample.TOTAL + 1 + self.written} items")
+        self.assert_whole()
+
+    def is_expected(self, entry):
+        return "net::ERR_" in entry["message"]
+
+    def expected(self):
+        """All that the list has to show, the newest first."""
+        return [*self.newest(self.written), sample.FIRST, *sample.NEWEST_FIRST]
+
+    def assert_whole(self):
+        """Goes through the whole list: every item is there once, in its place."""
+        self.press("g")
+        expected = self.expected()
+        seen = {}
+        while len(seen) < len(expected):
+            rows = wait_for(lambda: self.whole_view(len(seen)), f"rows from {len(seen)} on")
+            seen.update((row["index"] - 2, row["text"]) for row in rows)
+            self.press(Keys.PAGE_DOWN)
+        self.assertEqual([seen[index] for index in range(len(expected))], expected)
+
+    def whole_view(self, known):
+        """The rows in view, if they fill it, have all arrived and follow those that are known."""
+        rows = self.in_view()
+        if not rows or rows[0]["index"] - 2 > known or any(row["awaited"] for row in rows):
+            return None
+        filled = rows[-1]["top"] + rows[-1]["height"] >= self.element("#list").get_property("clientHeight") - 1
+        return rows if filled and known <= rows[-1]["index"] - 2 else None
+
+
+class MinuteTest(LiveTest):
+    """A recorder that works for a minute, until its ring has come round."""
+
+    SECONDS = 60
+
+    def test_recorder_for_a_minute_loses_and_doubles_nothing(self):
+        self.driver.execute_script(OBSERVE)
+        end = time.monotonic() + self.SECONDS
+        count = 0
+        while time.monotonic() < end:
+            count = count % 13 + 1
+            self.write(count)
+            self.wait_texts(self.newest(1))
+        wait_for(lambda: self.texts()[0] == self.newest(1)[0], "newest item is shown")
+        observed = self.driver.execute_script("return window.observed")
+        new = [(number, text) for number, text in observed if text.startswith("new ")]
+        # Each item had one row and each row one item, in the order of writing; none was left out.
+        self.assertEqual(sorted({text for _, text in new}, key=lambda text: int(text[4:])),
+                         [f"new {i}" for i in range(self.written)])
+        self.assertEqual(len(new), self.written)
+        begin = min(number for number, _ in new)
+        self.assertEqual(sorted(new), [(begin + i, f"new {i}") for i in range(self.written)])
+        self.assert_whole()
+
+
+for name in [name for name in dir(LiveTest) if name.startswith("test_")]:
+    # What the class has from LiveTest is its preparation alone.
+    setattr(MinuteTest, name, None)
