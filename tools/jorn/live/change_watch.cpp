@@ -32,8 +32,8 @@ bool hasOtherWriters(const std::string &path) {
 
 }  // namespace
 
-ChangeWatch::ChangeWatch(std::string path, const StopSignals &signals, bool isPolling)
-    : path_(std::move(path)), signals_(signals), isPolling_(isPolling) {
+ChangeWatch::ChangeWatch(std::string path, const StopSignals &signals, bool isPolling, Reader reader)
+    : path_(std::move(path)), signals_(signals), isPolling_(isPolling), reader_(reader) {
     if (!isPolling_) {
         notices_ = Descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     }
@@ -63,8 +63,9 @@ void ChangeWatch::drop() {
 ChangeWatch::Reason ChangeWatch::wait(bool isSoon, std::optional<int> limit) {
     const int longest = isSoon || watched_ < 0 ? kPollMilliseconds : kLongestMilliseconds;
     const int timeout = std::min(limit.value_or(longest), longest);
-    std::array<pollfd, 3> events = {
-        {{signals_.descriptor(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}, {notices_.get(), POLLIN, 0}}};
+    std::array<pollfd, 3> events = {{{signals_.descriptor(), POLLIN, 0},
+                                     {reader_ == Reader::Needed ? STDOUT_FILENO : -1, 0, 0},
+                                     {notices_.get(), POLLIN, 0}}};
     poll(events.data(), events.size(), timeout);
     std::array<char, 4096> notices;
     while (notices_.isOpen() && read(notices_.get(), notices.data(), notices.size()) > 0) {

@@ -24,8 +24,11 @@ public:
 
     enum class Reason { Look, Stop };
 
+    /// Whether a reader of standard output who is gone is a reason to stop.
+    enum class Reader { Needed, Ignored };
+
     /// With `isPolling`, change notices are never used. The signals must outlive the watch.
-    ChangeWatch(std::string path, const StopSignals &signals, bool isPolling);
+    ChangeWatch(std::string path, const StopSignals &signals, bool isPolling, Reader reader = Reader::Needed);
 
     /// Watches what the path leads to now. Call it before each look, so that nothing that happens after the
     /// look is missed.
@@ -42,6 +45,7 @@ private:
     const std::string path_;
     const StopSignals &signals_;
     const bool isPolling_;
+    const Reader reader_;
     Descriptor notices_;
     int watched_ = -1;
 };

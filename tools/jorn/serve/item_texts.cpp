@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "serve/item_texts.h"
+
+#include <optional>
+#include <utility>
+
+#include "serve/cursor.h"
+
+namespace tool {
+namespace {
+
+ItemFormatter formatterOf(const ServedLog &log, bool isUtc) {
+    ItemStyle style;
+    style.form = ItemForm::Json;
+    style.isUtc = isUtc;
+    style.names = &log.names;
+    style.origin.log = log.name;
+    return ItemFormatter(style);
+}
+
+}  // namespace
+
+std::string ItemJson::format(const LogView &view, const LogBlock &block, const Line &line) {
+    auto formatter = formatters_.find(view.log.get());
+    if (formatter == formatters_.end()) {
+        formatter = formatters_.emplace(view.log.get(), formatterOf(*view.log, isUtc_)).first;
+    }
+    std::string json = formatter->second.format(readItem(line));
+    json.resize(json.size() - 2);  // The brace and the line feed.
+    return json + ",\"cursor\":" + jsonText(textOf(cursorTo(view, block, line))) + "}";
+}
+
+void readRows(const Snapshot &snapshot, const std::vector<RowRef> &rows,
+              const std::function<void(const LogView &, const LogBlock &, const Line &)> &take) {
+    std::optional<BlockReader> reader;
+    for (size_t i = 0; i < rows.size(); ++i) {
+        const RowRef &row = rows[i];
+        const LogView &view = *snapshot.logs[row.log];
+        const LogBlock &block = view.blocks[row.block];
+        if (!reader) {
+            reader.emplace(block);
+        }
+        const Line line = reader->lineAt(block.columns->offsets[row.row]);
+        if (!line.isItem()) {
+            throw StaleView();
+        }
+        take(view, block, line);
+        const bool isLast =
+            i + 1 == rows.size() || rows[i + 1].log != row.log || rows[i + 1].block != row.block;
+        if (isLast && !reader->isStill()) {
+            throw StaleView();
+        }
+        if (isLast) {
+            reader.reset();
+        }
+    }
+}
+
+std::vector<std::string> jsonOf(const Snapshot &snapshot, const std::vector<RowRef> &rows, bool isUtc) {
+    ItemJson json(isUtc);
+    std::vector<std::string> items;
+    items.reserve(rows.size());
+    readRows(snapshot, rows, [&](const LogView &view, const LogBlock &block, const Line &line) {
+        items.push_back(json.format(view, block, line));
+    });
+    return items;
+}
+
+namespace {
+
+/// Items that are read at once.
+constexpr size_t kItemsAtOnce = 500;
+
+std::vector<ItemFormatter> formattersOf(const Snapshot &snapshot, const DownloadForm &form) {
+    std::vector<ItemFormatter> formatters;
+    for (const auto &view : snapshot.logs) {
+        ItemStyle style;
+        style.form = form.isCsv ? ItemForm::Csv : ItemForm::Json;
+        style.isUtc = form.isUtc;
+        style.names = &view->log->names;
+        style.origin.log = snapshot.logs.size() > 1 ? view->log->name : "";
+        formatters.emplace_back(style);
+    }
+    return formatters;
+}
+
+class Download {
+public:
+    Download(const Snapshot &snapshot, const DownloadForm &form)
+        : snapshot_(snapshot), formatters_(formattersOf(snapshot, form)) {}
+
+    bool run(const ViewFilter &filter, TextMatches *matches, const WebWrite &write) {
+        constexpr std::chrono::hours kLongest(1);
+        const Deadline deadline(kLongest);
+        const ViewQuestion question{snapshot_, filter, matches, deadline};
+        bool isWanted = write(formatters_.front().heading());
+        MergedRows rows(question);
+        std::vector<RowRef> next;
+        for (const LogRows *row = rows.next(); row != nullptr && isWanted; row = rows.next()) {
+            next.push_back(row->place());
+            if (next.size() == kItemsAtOnce) {
+                isWanted = write(textOf(next));
+                next.clear();
+            }
+        }
+        return isWanted && write(textOf(next));
+    }
+
+private:
+    std::string textOf(const std::vector<RowRef> &rows) {
+        std::string text;
+        size_t next = 0;
+        readRows(snapshot_, rows, [&](const LogView &, const LogBlock &, const Line &line) {
+            text += formatters_[rows[next++].log].format(readItem(line));
+        });
+        return text;
+    }
+
+    const Snapshot &snapshot_;
+    std::vector<ItemFormatter> formatters_;
+};
+
+}  // namespace
+
+WebAnswer downloadOf(std::shared_ptr<const Snapshot> snapshot, const ViewFilter &filter, TextMatches *matches,
+                     const DownloadForm &form) {
+    WebAnswer answer;
+    answer.type = form.isCsv ? "text/csv; charset=utf-8" : "application/x-ndjson";
+    answer.add("Content-Disposition",
+               std::string("attachment; filename=\"jorn.") + (form.isCsv ? "csv\"" : "jsonl\""));
+    answer.send = [snapshot = std::move(snapshot), filter, matches, form](const WebWrite &write) {
+        try {
+            return Download(*snapshot, form).run(filter, matches, write);
+        } catch (const StaleView &) {
+            return false;
+        } catch (const RequestError &) {
+            return false;
+        }
+    };
+    return answer;
+}
+
+}  // namespace tool
