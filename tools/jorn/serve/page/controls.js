@@ -20,10 +20,13 @@ export class Controls {
     for (const name of TYPED) {
       const field = byId(name);
       const soon = settled(250, () => this.check(name));
-      field.addEventListener("input", soon);
+      field.addEventListener("input", () => {
+        this.typing = name;
+        soon();
+      });
       field.addEventListener("change", () => {
         soon.flush();
-        this.session = null;
+        this.typing = this.session = null;
       });
     }
     for (const [name, value] of Object.entries(TICKED)) {
@@ -42,7 +45,7 @@ export class Controls {
     for (const name of TYPED) {
       const field = byId(name);
       const value = shownAs(name, state[name]);
-      if (field.value !== value && (document.activeElement !== field || !this.session)) {
+      if (field.value !== value && this.typing !== name) {
         field.value = value;
         this.complain(name, "");
       }

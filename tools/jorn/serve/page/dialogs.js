@@ -59,9 +59,10 @@ export function openHelp() {
 /** What the check of each log finds. */
 export async function openFindings() {
   const { logs } = await ask("findings");
-  openDialog("State of the logs", ...logs.map(({ log, findings }) => make("section", {}, make("h3", {}, log),
+  openDialog("State of the logs", ...logs.map(({ log, state, failure, findings }) => make("section", {},
+    make("h3", {}, log),
     findings.length ? make("ul", { class: "findings" }, ...findings.map(finding))
-      : make("p", {}, "Nothing is found: the log is as its recorder leaves it."))));
+      : make("p", {}, failure ?? (state === "ok" ? "Nothing is found: the log is as its recorder leaves it." : state)))));
 }
 
 function finding({ severity, file, offset, what, advice }) {

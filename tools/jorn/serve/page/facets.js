@@ -67,7 +67,8 @@ export class Facets {
   }
 
   make(part, kind, key, value) {
-    const box = make("input", { type: "checkbox", change: () => this.changed(kind) });
+    // Numbers that no log should have are counted, and cannot be asked for.
+    const box = make("input", { type: "checkbox", disabled: value[kind] === null, change: () => this.changed(kind) });
     const count = make("span", { class: "count" });
     const text = kind === "level" ? levelName(value.level, value.name) : value.name || key;
     const row = make("label", {}, box, make("span", { class: "name" }, text), count);

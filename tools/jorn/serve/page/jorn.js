@@ -205,9 +205,15 @@ class Page {
         throw failure;
       }
     };
-    this.counts.histogram.ask({ ...filter, buckets: this.histogram.room })
+    this.counts.histogram.ask({ ...this.histogramSpan(), ...filter, buckets: this.histogram.room })
       .then((answer) => answer && this.showHistogram(answer)).catch(ignore);
     this.counts.facets.ask(filter).then((answer) => answer && this.facets.show(answer, this.state)).catch(ignore);
+  }
+
+  /** Of what is filtered the histogram shows all time too, so that it stays in place while one filters. */
+  histogramSpan() {
+    const { oldest, newest } = this.allTime();
+    return isFiltered(this.state) && Number.isFinite(oldest) ? { since: `@${oldest}`, until: `@${newest}` } : {};
   }
 
   showHistogram(answer) {
@@ -228,7 +234,6 @@ class Page {
       document.title = `${logs.map(({ log }) => log).join(", ")} - jorn`;
       byId("grid").classList.toggle("several", logs.length > 1);
       byId("logs").replaceChildren(...logs.map((log) => this.badge(log)));
-      this.controls.show(this.state);
     } catch (failure) {
       this.failed(failure);
     }
@@ -243,14 +248,17 @@ class Page {
       // What has been shown without waiting lacks the colours of the logs and the zone.
       this.list.refill();
       this.facets.again(this.state);
-      if (this.histogram.answer) {
+      this.controls.show(this.state);
+      if (isFiltered(this.state)) {
+        this.refreshCounts();
+      } else if (this.histogram.answer) {
         this.showHistogram(this.histogram.answer);
       }
     }
   }
 
   badge({ log, path, items, bytes, state, findings }) {
-    const text = state === "ok" ? "sound" : state === "missing" ? "missing" : counted(findings, "finding");
+    const text = state === "ok" ? "sound" : findings ? counted(findings, "finding") : state;
     return make("button", { type: "button", class: `badge ${state}`, title: `${path}: ${counted(items, "item")}, ` +
       `${grouped(bytes)} bytes`, "aria-haspopup": "dialog", click: () => openFindings().catch((e) => this.failed(e)) },
     ...(this.logs.length > 1 ? [make("span", { class: `swatch ${this.logClass(log)}` })] : []),
@@ -525,14 +533,19 @@ class Page {
     say(`${stampOf(since)} to ${stampOf(until)}`);
   }
 
+  /** First and last second of all logs, whatever is filtered. */
+  allTime() {
+    const times = (name) => this.logs.map((log) => log[name]).filter((time) => time !== null);
+    return { oldest: Math.min(...times("oldest")), newest: Math.max(this.latest ?? 0, ...times("newest")) };
+  }
+
   zoomOut() {
     const { begin, end } = this.histogram;
     if (!this.state.since && !this.state.until) {
       return;
     }
     const more = Math.ceil((end - begin) / 2);
-    const oldest = Math.min(...this.logs.map((log) => log.oldest));
-    const newest = Math.max(...this.logs.map((log) => log.newest));
+    const { oldest, newest } = this.allTime();
     if (begin - more <= oldest && end + more > newest) {
       this.zoomAll();
     } else {
@@ -595,11 +608,14 @@ class Page {
   streamed(type, data) {
     if (type === "items") {
       this.items.append(data.items);
+      this.latest = Math.max(this.latest ?? 0, ...data.items.map(({ time }) => time));
       this.drawSoon();
       this.countsSoon();
     } else if (type === "change") {
-      this.items.refresh();
-      this.countsSoon();
+      if (data.items_lost) {
+        this.items.refresh();
+        this.countsSoon();
+      }
       this.logsSoon();
     } else if (type === "gone") {
       this.relocate();

@@ -12,7 +12,7 @@ export const KEYS = [
   { keys: ["G", "End"], shown: ["G", "End"], action: "bottom", does: "Last row" },
   { keys: ["Enter"], shown: ["Enter"], action: "open", does: "Open the item" },
   { keys: ["Escape"], shown: ["Esc"], action: "escape", does: "Close, or leave a field" },
-  { keys: ["c"], shown: ["c"], action: "copy", does: "Copy the item" },
+  { keys: ["c"], shown: ["c"], action: "copyItem", does: "Copy the item" },
   { keys: ["C"], shown: ["C"], action: "copyRaw", does: "Copy its line as it is in the file" },
   { keys: ["x"], shown: ["x"], action: "context", does: "Show it in context, without filters" },
   { keys: ["f"], shown: ["f"], action: "follow", does: "Follow new items, or stop following" },
