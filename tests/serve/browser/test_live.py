@@ -1,61 +1,13 @@
 # SPDX-License-Identifier: Apache-2.0
 """The page beside a recorder at work, and with a server that goes and comes."""
 import signal
-import time
-
-from selenium.webdriver.common.keys import Keys
 
 import sample
-from support import PageTest, Recorder, wait_for
-
-# Keeps what every row of the list has ever shown, by the number of the row.
-OBSERVE = """
-window.observed = [];
-const kept = new Map();
-new MutationObserver(() => {
-  for (const row of document.querySelectorAll(".rows [role=row]:not(.awaited)")) {
-    const text = row.querySelector(".text")?.textContent;
-    if (text !== undefined && kept.get(row.id) !== text) {
-      kept.set(row.id, text);
-      window.observed.push([Number(row.id.replace("row-", "")), text]);
-    }
-  }
-}).observe(document.querySelector(".rows"), { childList: true, subtree: true });
-"""
+from live import LivePage
+from support import wait_for
 
 
-class LiveTest(PageTest):
-    def setUp(self):
-        super().setUp()
-        self.directory = self.log(sample.ITEMS)
-        self.recorder = Recorder(str(self.directory))
-        self.addCleanup(self.end_recorder)
-        self.written = 0
-        self.open(self.serve(self.directory))
-        self.wait_state("live")
-        # The recorder's own first item.
-        wait_for(lambda: self.texts()[:1] == [sample.FIRST], "recorder has begun")
-
-    def end_recorder(self):
-        if self.recorder.process.poll() is None:
-            self.recorder.end()
-
-    def write(self, count=1):
-        lines = [f"new {self.written + i}" for i in range(count)]
-        self.written += count
-        self.recorder.write(*lines)
-        return lines
-
-    def wait_state(self, state):
-        wait_for(lambda: self.element("#connection").get_attribute("data-state") == state, f"connection is {state}")
-
-    def newest(self, count):
-        return [f"new {self.written - 1 - i}" for i in range(count)]
-
-    def scroll_rows(self, rows):
-        height = self.rows()[0]["height"]
-        self.driver.execute_script("document.getElementById('list').scrollTop += arguments[0]", rows * height)
-
+class LiveTest(LivePage):
     def test_new_item_appears_at_the_top_and_is_counted(self):
         self.write(3)
         self.wait_texts(["new 2", "new 1", "new 0", sample.FIRST, "item 599"])
@@ -129,11 +81,6 @@ class LiveTest(PageTest):
         self.assertEqual(self.text_of("#total"), "3 items")
         self.assertEqual(self.in_view()[0]["marks"], ["new 4"])
 
-    def streams(self):
-        """Streams that are open, by the system's table of connections of the server."""
-        return self.driver.execute_script("return performance.getEntriesByType('resource')"
-                                          ".filter((one) => one.name.includes('/api/stream')).length")
-
     def test_pause_stops_the_sending_and_goes_on_without_gap(self):
         self.press("p")
         self.wait_state("paused")
@@ -167,56 +114,3 @@ class LiveTest(PageTest):
 
     def is_expected(self, entry):
         return "net::ERR_" in entry["message"]
-
-    def expected(self):
-        """All that the list has to show, the newest first."""
-        return [*self.newest(self.written), sample.FIRST, *sample.NEWEST_FIRST]
-
-    def assert_whole(self):
-        """Goes through the whole list: every item is there once, in its place."""
-        self.press("g")
-        expected = self.expected()
-        seen = {}
-        while len(seen) < len(expected):
-            rows = wait_for(lambda: self.whole_view(len(seen)), f"rows from {len(seen)} on")
-            seen.update((row["index"] - 2, row["text"]) for row in rows)
-            self.press(Keys.PAGE_DOWN)
-        self.assertEqual([seen[index] for index in range(len(expected))], expected)
-
-    def whole_view(self, known):
-        """The rows in view, if they fill it, have all arrived and follow those that are known."""
-        rows = self.in_view()
-        if not rows or rows[0]["index"] - 2 > known or any(row["awaited"] for row in rows):
-            return None
-        filled = rows[-1]["top"] + rows[-1]["height"] >= self.element("#list").get_property("clientHeight") - 1
-        return rows if filled and known <= rows[-1]["index"] - 2 else None
-
-
-class MinuteTest(LiveTest):
-    """A recorder that works for a minute, until its ring has come round."""
-
-    SECONDS = 60
-
-    def test_recorder_for_a_minute_loses_and_doubles_nothing(self):
-        self.driver.execute_script(OBSERVE)
-        end = time.monotonic() + self.SECONDS
-        count = 0
-        while time.monotonic() < end:
-            count = count % 13 + 1
-            self.write(count)
-            self.wait_texts(self.newest(1))
-        wait_for(lambda: self.texts()[0] == self.newest(1)[0], "newest item is shown")
-        observed = self.driver.execute_script("return window.observed")
-        new = [(number, text) for number, text in observed if text.startswith("new ")]
-        # Each item had one row and each row one item, in the order of writing; none was left out.
-        self.assertEqual(sorted({text for _, text in new}, key=lambda text: int(text[4:])),
-                         [f"new {i}" for i in range(self.written)])
-        self.assertEqual(len(new), self.written)
-        begin = min(number for number, _ in new)
-        self.assertEqual(sorted(new), [(begin + i, f"new {i}") for i in range(self.written)])
-        self.assert_whole()
-
-
-for name in [name for name in dir(LiveTest) if name.startswith("test_")]:
-    # What the class has from LiveTest is its preparation alone.
-    setattr(MinuteTest, name, None)

@@ -290,12 +290,14 @@ export class Histogram {
 
   /** All buckets as rows of a table, each of which zooms. */
   table(chosen) {
-    const head = ["from", ...LEVELS].map((name) => make("th", { scope: "col" }, name));
-    const rows = this.answer.buckets.map((bucket) => make("tr", {},
-      make("th", { scope: "row" }, make("button", { type: "button", click: () => chosen(...this.limits([bucket[0],
-        bucket[0]])) }, stampOf(bucket[0]))),
-      ...bucket.slice(1).map((number) => make("td", {}, grouped(number)))));
-    return make("table", {}, make("caption", {}, `Items in steps of ${lasting(this.answer.step)}`),
+    const { buckets, step } = this.answer;
+    const shown = LEVELS.map((_, i) => i + 1).filter((i) => buckets.some((bucket) => bucket[i]));
+    const head = ["from", ...shown.map((i) => LEVELS[i - 1])].map((name) => make("th", { scope: "col" }, name));
+    const zoom = ([start]) => make("button", { type: "button", click: () => chosen(...this.limits([start, start])) },
+      stampOf(start));
+    const rows = buckets.map((bucket) => make("tr", {}, make("th", { scope: "row" }, zoom(bucket)),
+      ...shown.map((i) => make("td", {}, grouped(bucket[i])))));
+    return make("table", {}, make("caption", {}, `Items in steps of ${lasting(step)}`),
       make("thead", {}, make("tr", {}, ...head)), make("tbody", {}, ...rows));
   }
 }

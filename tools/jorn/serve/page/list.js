@@ -65,7 +65,7 @@ export class List {
     this.clearRows();
     this.measure();
     this.anchor = { number, offset };
-    this.stuck = false;
+    this.stuck = this.ended = false;
     this.place();
   }
 
@@ -82,6 +82,7 @@ export class List {
   /** Goes to the end where new items come, and stays there. */
   stick() {
     this.stuck = true;
+    this.ended = false;
     this.place();
   }
 
@@ -102,13 +103,20 @@ export class List {
 
   /** Gives the anchor a row that there is. */
   hold() {
-    if (this.stuck) {
-      this.anchor = this.items.newestFirst ? { number: this.items.shown - 1, offset: 0 } : this.atEnd();
+    if (this.stuck && this.items.newestFirst) {
+      this.anchor = { number: this.items.shown - 1, offset: 0 };
+    } else if (this.isAtLast) {
+      this.anchor = this.atEnd();
     }
     const { from, shown } = this.items;
     if (this.anchor.number < from || this.anchor.number >= shown) {
       this.anchor = { number: Math.min(Math.max(this.anchor.number, from), shown - 1), offset: 0 };
     }
+  }
+
+  /** Whether the last row is to stay at the lower edge, however high the rows turn out when their items arrive. */
+  get isAtLast() {
+    return this.ended || (this.stuck && !this.items.newestFirst);
   }
 
   atEnd() {
@@ -138,7 +146,7 @@ export class List {
     const row = this.items.rowOf(this.anchor.number);
     const last = this.made.get(this.items.numberAt(this.items.length - 1));
     const lastEdge = last ? this.edgeOf(last) + last.offsetHeight : Infinity;
-    if (this.stuck && !this.items.newestFirst && lastEdge !== this.viewHeight) {
+    if (this.isAtLast && lastEdge !== this.viewHeight) {
       this.anchor.offset += this.viewHeight - lastEdge;
     } else if (lastEdge < this.viewHeight) {
       this.anchor.offset += this.viewHeight - lastEdge;
@@ -198,6 +206,7 @@ export class List {
     }
     this.top = top;
     this.stuck = false;
+    this.ended = top >= this.height - this.viewHeight - 1;
     this.follow(top, distance);
     this.draw();
     if (!this.exact) {
@@ -214,7 +223,7 @@ export class List {
       this.anchor = { number: this.items.numberAt(row), offset: row * this.lineHeight - top };
     } else if (top <= 0) {
       this.anchor = { number: this.items.numberAt(0), offset: 0 };
-    } else if (top >= most - 1) {
+    } else if (this.ended) {
       this.anchor = this.atEnd();
     } else if (Math.abs(distance) <= 2 * this.viewHeight) {
       this.anchor.offset -= distance;
@@ -348,6 +357,7 @@ export class List {
   /** Brings a row to a place in the view. */
   go(number, offset) {
     this.stuck = false;
+    this.ended = offset > 0 && this.items.rowOf(number) === this.items.length - 1;
     this.anchor = { number, offset };
     this.place();
     this.stuck = this.isAtEnd();
