@@ -261,6 +261,13 @@ WindowWish takeWish(Parameters *parameters, const Snapshot &snapshot) {
     if (cursor) {
         wish.item = findOrRefuse(*cursor, snapshot);
     }
+    if (const std::optional<std::string> anchor = parameters->take("anchor")) {
+        const std::optional<ItemCursor> item = cursorOf(*anchor);
+        if (!item) {
+            refuseParameter("anchor", "this is no cursor");
+        }
+        wish.anchor = find(*item, snapshot);
+    }
     return wish;
 }
 
@@ -280,9 +287,12 @@ WebAnswer Api::items(Asked *asked) {
     const WindowWish wish = takeWish(&asked->parameters, snapshot);
     asked->parameters.end();
     const ItemWindow window = windowOf(asked->question(&matches_), wish);
-    const std::vector<std::string> items = jsonOf(snapshot, window.rows, terms_.isUtc);
-    return answerWith("{\"total\":" + std::to_string(window.total) + ",\"rank\":" +
-                      std::to_string(window.rank) + ",\"revision\":" + std::to_string(snapshot.revision) +
+    const std::vector<std::string> items =
+        jsonOf(snapshot, window.rows, ItemJson(terms_.isUtc, asked->filter.marked()));
+    const std::string anchor = window.anchorRank ? std::to_string(*window.anchorRank) : "null";
+    return answerWith("{\"total\":" + std::to_string(window.total) +
+                      ",\"rank\":" + std::to_string(window.rank) + ",\"anchor_rank\":" + anchor +
+                      ",\"revision\":" + std::to_string(snapshot.revision) +
                       ",\"position\":" + jsonText(StreamPosition::newest(snapshot).text(snapshot)) +
                       ",\"items\":[" + joined(items, asked->filter.isNewestFirst) + "]}\n");
 }

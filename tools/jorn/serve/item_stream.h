@@ -64,7 +64,7 @@ public:
     static constexpr std::chrono::milliseconds kChangeEvery{500};
 
     ItemStream(ServedLogs *logs, TextMatches *matches, const StreamTerms &terms)
-        : logs_(*logs), matches_(matches), terms_(terms), json_(terms.isUtc) {}
+        : logs_(*logs), matches_(matches), terms_(terms), json_(terms.isUtc, terms.filter.marked()) {}
 
     /// False where the client is gone.
     bool run(const WebWrite &write);

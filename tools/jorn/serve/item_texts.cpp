@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "serve/cursor.h"
+#include "terminal/utf8.h"
 
 namespace tool {
 namespace {
@@ -18,16 +19,64 @@ ItemFormatter formatterOf(const ServedLog &log, bool isUtc) {
     return ItemFormatter(style);
 }
 
+/// A text has some 200 bytes; more marks than this help nobody.
+constexpr int kMostMarks = 50;
+
+/// From offsets in a text to those in what JSON makes of it, for offsets that do not decrease.
+class ReplacedOffsets {
+public:
+    explicit ReplacedOffsets(std::string_view text) : text_(text) {}
+
+    size_t at(size_t offset) {
+        constexpr size_t kReplacementBytes = 3;
+        while (read_ < offset) {
+            const Character next = firstCharacter(text_.substr(read_));
+            read_ += next.length;
+            written_ += next.isValid ? next.length : kReplacementBytes;
+        }
+        return written_;
+    }
+
+private:
+    std::string_view text_;
+    size_t read_ = 0;
+    size_t written_ = 0;
+};
+
 }  // namespace
+
+std::string marksIn(std::string_view text, const RE2 &pattern) {
+    ReplacedOffsets offsets(text);
+    const re2::StringPiece whole(text.data(), text.size());
+    re2::StringPiece found;
+    std::string marks;
+    int number = 0;
+    for (size_t from = 0; number < kMostMarks && from <= whole.size() &&
+                          pattern.Match(whole, from, whole.size(), RE2::UNANCHORED, &found, 1);) {
+        const auto at = static_cast<size_t>(found.data() - whole.data());
+        if (found.empty()) {
+            from = at + (at < text.size() ? firstCharacter(text.substr(at)).length : 1);
+            continue;
+        }
+        from = at + found.size();
+        const size_t begin = offsets.at(at);
+        marks += (number++ == 0 ? "[" : ",[") + std::to_string(begin) + "," +
+                 std::to_string(offsets.at(from)) + "]";
+    }
+    return number == 0 ? "" : "[" + marks + "]";
+}
 
 std::string ItemJson::format(const LogView &view, const LogBlock &block, const Line &line) {
     auto formatter = formatters_.find(view.log.get());
     if (formatter == formatters_.end()) {
         formatter = formatters_.emplace(view.log.get(), formatterOf(*view.log, isUtc_)).first;
     }
-    std::string json = formatter->second.format(readItem(line));
+    const Item item = readItem(line);
+    std::string json = formatter->second.format(item);
     json.resize(json.size() - 2);  // The brace and the line feed.
-    return json + ",\"cursor\":" + jsonText(textOf(cursorTo(view, block, line))) + "}";
+    json += ",\"cursor\":" + jsonText(textOf(cursorTo(view, block, line)));
+    const std::string marks = pattern_ != nullptr ? marksIn(item.text, *pattern_) : "";
+    return json + (marks.empty() ? "" : ",\"marks\":" + marks) + "}";
 }
 
 void readRows(const Snapshot &snapshot, const std::vector<RowRef> &rows,
@@ -56,8 +105,7 @@ void readRows(const Snapshot &snapshot, const std::vector<RowRef> &rows,
     }
 }
 
-std::vector<std::string> jsonOf(const Snapshot &snapshot, const std::vector<RowRef> &rows, bool isUtc) {
-    ItemJson json(isUtc);
+std::vector<std::string> jsonOf(const Snapshot &snapshot, const std::vector<RowRef> &rows, ItemJson json) {
     std::vector<std::string> items;
     items.reserve(rows.size());
     readRows(snapshot, rows, [&](const LogView &view, const LogBlock &block, const Line &line) {

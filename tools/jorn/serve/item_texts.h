@@ -3,10 +3,14 @@
 #ifndef JORN_TOOLS_ITEM_TEXTS_H
 #define JORN_TOOLS_ITEM_TEXTS_H
 
+#include <re2/re2.h>
+
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "log/stored_line.h"
@@ -19,16 +23,25 @@
 
 namespace tool {
 
-/// An item has the members that `jorn show -o json` prints, then the name of the log and the cursor.
+/// Where an expression is found in a text, as "[[begin,end],...]"; empty where it is not, matches without a
+/// length left out. The offsets count bytes of the text as JSON has it, in which what is no UTF-8 is
+/// replaced.
+std::string marksIn(std::string_view text, const RE2 &pattern);
+
+/// An item has the members that `jorn show -o json` prints, then the name of the log and the cursor; where an
+/// expression is searched for and found, also the marks.
 class ItemJson {
 public:
-    explicit ItemJson(bool isUtc) : isUtc_(isUtc) {}
+    /// No expression: null.
+    explicit ItemJson(bool isUtc, std::shared_ptr<const RE2> pattern = nullptr)
+        : isUtc_(isUtc), pattern_(std::move(pattern)) {}
 
     /// One object, without a line feed.
     std::string format(const LogView &view, const LogBlock &block, const Line &line);
 
 private:
     const bool isUtc_;
+    const std::shared_ptr<const RE2> pattern_;
     std::map<const ServedLog *, ItemFormatter> formatters_;
 };
 
@@ -38,7 +51,7 @@ void readRows(const Snapshot &snapshot, const std::vector<RowRef> &rows,
               const std::function<void(const LogView &, const LogBlock &, const Line &)> &take);
 
 /// The objects of items, in the given order. Throws StaleView.
-std::vector<std::string> jsonOf(const Snapshot &snapshot, const std::vector<RowRef> &rows, bool isUtc);
+std::vector<std::string> jsonOf(const Snapshot &snapshot, const std::vector<RowRef> &rows, ItemJson json);
 
 struct DownloadForm {
     bool isCsv = false;  ///< Else JSON Lines.

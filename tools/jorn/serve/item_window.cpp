@@ -11,6 +11,7 @@ struct Place {
     uint64_t total = 0;    ///< Items that pass by themselves.
     uint64_t before = 0;   ///< Those before the wished item or time.
     bool hasItem = false;  ///< The wished item passes by itself.
+    std::optional<uint64_t> beforeAnchor;
 };
 
 /// For the newest first, a time means the last item that is not later; for the oldest first, the first one
@@ -21,10 +22,15 @@ Place placeOf(const ViewQuestion &question, const WindowWish &wish) {
     uint64_t afterLastNotLater = 0;
     MergedRows rows(question, wish.item ? &*wish.item : nullptr);
     for (const LogRows *row = rows.next(); row != nullptr; row = rows.next()) {
-        if (wish.item && row->place() == *wish.item) {
+        const bool isItem = wish.item && row->place() == *wish.item;
+        const bool isIn = !isItem || (row->passesItself() && question.filter.logs[wish.item->log].isWanted);
+        if (isIn && wish.anchor && row->place() == *wish.anchor) {
+            place.beforeAnchor = place.total;
+        }
+        if (isItem) {
             place.before = place.total;
-            place.hasItem = row->passesItself() && question.filter.logs[wish.item->log].isWanted;
-            place.total += place.hasItem ? 1 : 0;
+            place.hasItem = isIn;
+            place.total += isIn ? 1 : 0;
             continue;
         }
         if (wish.time && row->time() >= *wish.time && !firstNotEarlier) {
@@ -62,6 +68,9 @@ ItemWindow windowOf(const ViewQuestion &question, const WindowWish &wish) {
     window.total = place.total;
     window.rank = begin;
     const bool isNewest = question.filter.isNewestFirst;
+    if (place.beforeAnchor) {
+        window.anchorRank = isNewest ? place.total - 1 - *place.beforeAnchor : *place.beforeAnchor;
+    }
     const uint64_t first = isNewest ? place.total - end : begin;
     const uint64_t last = isNewest ? place.total - begin : end;
     MergedRows rows(question, wish.item ? &*wish.item : nullptr);

@@ -18,13 +18,15 @@ struct WindowWish {
     std::optional<uint32_t> time;
     uint64_t rank = 0;
     uint64_t before = 0;
-    uint64_t after = 0;  ///< Not counting the item itself.
+    uint64_t after = 0;            ///< Not counting the item itself.
+    std::optional<RowRef> anchor;  ///< An item whose rank is asked for besides.
 };
 
 struct ItemWindow {
     uint64_t total = 0;
-    uint64_t rank = 0;         ///< Of the first one in the window.
-    std::vector<RowRef> rows;  ///< The oldest first, whatever the order of the ranks.
+    uint64_t rank = 0;                   ///< Of the first one in the window.
+    std::optional<uint64_t> anchorRank;  ///< Nothing where the anchor does not pass.
+    std::vector<RowRef> rows;            ///< The oldest first, whatever the order of the ranks.
 };
 
 /// Throws StaleView, RequestError.

@@ -58,6 +58,9 @@ struct ViewFilter {
     uint32_t last() const { return until.value_or(UINT32_MAX); }
     bool hasTime(uint32_t time) const { return time >= first() && time <= last(); }
 
+    /// The expression whose matches are marked; null for none.
+    std::shared_ptr<const RE2> marked() const { return isInverted ? nullptr : pattern; }
+
     /// Whether an item of one of the logs passes, read from its line.
     bool passes(size_t log, const Line &line) const;
 };
