@@ -27,8 +27,7 @@ TEST_F(ExportTest, Export_ExistingFile_RefusedUnlessForced) {
     for (const char *file : {"out/x.csv", "out/link.csv"}) {
         const Outcome run = exportLog({"--to", file, "door"});
         EXPECT_EQ(run.status, 2);
-        EXPECT_EQ(run.err,
-                  "jorn: " + std::string(file) + ": there is such a file already; --force replaces it\n");
+        EXPECT_EQ(run.err, "jorn: " + std::string(file) + ": already exists; --force replaces it\n");
         EXPECT_EQ(read("out/x.csv"), "precious");
     }
     EXPECT_EQ(exportLog({"--to", "out/link.csv", "--force", "door"}).status, 0);
@@ -110,7 +109,7 @@ TEST_F(ExportTest, Export_Interrupted_NoHalfFile) {
         tool.signal(SIGTERM);
         const Outcome run = tool.wait();
         EXPECT_EQ(run.status, 4);
-        EXPECT_EQ(run.err, "jorn: out/x: interrupted; nothing is written\n");
+        EXPECT_EQ(run.err, "jorn: out/x: interrupted; nothing was written\n");
         EXPECT_THAT(namesIn("out"), IsEmpty());
     }
 }

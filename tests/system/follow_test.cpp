@@ -217,7 +217,7 @@ TEST_F(FollowTest, Follow_EmptyDirectoryMadeAgain_GoesOnThere) {
     FollowingTool follower(root_, {"follow", "-o", "csv", "new"});
     EXPECT_EQ(follower.nextLine(), "time,level,slot,text");
     std::filesystem::remove(path("new"));
-    EXPECT_EQ(follower.nextNote(), "jorn: note: new: is gone; waiting for it to come back");
+    EXPECT_EQ(follower.nextNote(), "jorn: note: new: no longer exists; waiting for it to come back");
     ASSERT_EQ(jorn({"record", "new"}, {"one\n", "", {}, {}}).status, 0);
     EXPECT_THAT(follower.nextLine(), ::testing::EndsWith(",Log start init!"));
     EXPECT_THAT(follower.nextLine(), ::testing::EndsWith(",one"));

@@ -223,10 +223,9 @@ TEST_F(MovingRingTest, AnyReader_RingMovesOnAtEachOpening_GivesUpAndPrintsNothin
         const TraceOutcome outcome = run.wait();
         EXPECT_EQ(outcome.status, 4);
         EXPECT_EQ(outcome.out, "");
-        EXPECT_EQ(
-            outcome.err,
-            "jorn: log: its writer moved on each of the 100 times that it was opened; nothing is shown, "
-            "try again\n");
+        EXPECT_EQ(outcome.err,
+                  "jorn: log: the ring moved on during each of 100 attempts to open it; nothing is shown; "
+                  "try again\n");
         EXPECT_EQ(moves, 100);
     }
 }
@@ -371,7 +370,7 @@ TEST_F(SwappedDirectoryTest, AnyWriter_DirectoryIsReplacedAtEachLock_GivesUp) {
     });
     const TraceOutcome outcome = run.wait();
     EXPECT_EQ(outcome.status, 4);
-    EXPECT_EQ(outcome.err, "jorn: log: leads to another directory each of the 20 times that it was locked\n");
+    EXPECT_EQ(outcome.err, "jorn: log: led to another directory after each of 20 attempts to lock it\n");
     EXPECT_EQ(locks, 20);
 }
 

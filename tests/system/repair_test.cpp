@@ -86,7 +86,7 @@ TEST_F(RepairTest, Repair_NoYes_TellsAndChangesNothing) {
         HasSubstr("log: write index.csv: 3,1, because index.bak names 2,1, and the file after its newest was "
                   "just begun\n"));
     EXPECT_THAT(run.out, HasSubstr("log: remove index.bak\n"));
-    EXPECT_EQ(run.err, "jorn: nothing was changed; --yes does it\n");
+    EXPECT_EQ(run.err, "jorn: nothing was changed; --yes makes these changes\n");
     EXPECT_TRUE(stateOf(path("log")) == before);
 }
 

@@ -118,7 +118,7 @@ std::string formatAnswer(const std::string &form, const std::vector<Row> &rows, 
 }
 
 int run(const CountOptions &options) {
-    const Question question = openLogQuestion(options.filter, time(nullptr));
+    const Question question = openLogQuestion(options.filter, onlyDirectory(options.filter), time(nullptr));
     ReadEnd end;
     const CountAnswer answer = readStable(question, &end, [&](const RingView &view, DamageLog *damage) {
         return countItems(view, question.filter, damage);

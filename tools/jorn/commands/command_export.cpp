@@ -53,8 +53,7 @@ constexpr HelpText kHelp = {
     kFilterNotes};
 
 struct ExportOptions {
-    FilterOptions filter;  ///< Its directory is that of one log at a time.
-    std::vector<std::string> directories;
+    FilterOptions filter;
     std::string form;
     std::string file;
     bool mayReplace = false;
@@ -97,7 +96,7 @@ void addOriginOptions(CLI::App *command, ExportOptions *options) {
 }
 
 void addOptions(CLI::App *command, ExportOptions *options) {
-    refuseNumbers(command->add_option("DIR", options->directories, "Directories of the logs")->required());
+    addDirectoriesOption(command, &options->filter.directories);
     addQuestionOptions(command, &options->filter);
     beginGroup(command, kFormGroup);
     addChoiceOption(command, "-o,--output", &options->form, exportFormNames(), "")->type_name("FORM");
@@ -122,7 +121,7 @@ ExportForm chosenForm(const ExportOptions &options) {
     }
     const std::optional<ExportForm> form = exportFormOfFile(options.file);
     if (!form) {
-        refuse(options.file + ": its ending tells no form; say which with -o");
+        refuse(options.file + ": its extension does not show the form; give it with -o");
     }
     return *form;
 }
@@ -132,12 +131,12 @@ SyslogStyle syslogStyle(const ExportOptions &options) {
     const std::optional<int> facility = facilityNumber(options.facility);
     if (!facility) {
         refuse("--facility: '" + options.facility +
-               "' is neither a number from 0 to 23 nor a facility's name");
+               "' is neither a number from 0 to 23 nor the name of a facility");
     }
     const std::optional<Severities> severities = parseSeverities(options.severities);
     if (!severities) {
         refuse("--severities: '" + options.severities +
-               "' is not four numbers from 0 to 7 with commas between");
+               "' is not four numbers from 0 to 7 separated by commas");
     }
     if (!options.hostName.empty() && !isHostName(options.hostName)) {
         refuse("--hostname: '" + options.hostName + "' is not 1 to 255 printable ASCII characters");
@@ -162,14 +161,14 @@ void checkTogether(const ExportOptions &options, ExportForm form) {
     if (form == ExportForm::Sqlite && !options.hasFile()) {
         refuse("a database cannot go to standard output; name a file with --to");
     }
-    if (!options.table.empty() && (form != ExportForm::Sqlite || options.directories.size() > 1)) {
+    if (!options.table.empty() && (form != ExportForm::Sqlite || options.filter.directories.size() > 1)) {
         refuse("--table is for a database of one DIR");
     }
-    if (!options.log.empty() && options.directories.size() > 1) {
-        refuse("--log is for one DIR; several have the names of their directories");
+    if (!options.log.empty() && options.filter.directories.size() > 1) {
+        refuse("--log is for one DIR; several logs have the names of their directories");
     }
     if (!isUtf8(options.table)) {
-        refuse("--table: the name is no UTF-8");
+        refuse("--table: the name is not UTF-8");
     }
     checkName("--device", options.device);
     checkName("--log", options.log);
@@ -185,7 +184,8 @@ struct Source {
 /// Whether items need their log's name to distinguish several logs: tables and messages have one anyway.
 bool isLogColumnNeeded(const ExportOptions &options) {
     const ExportForm form = chosenForm(options);
-    return options.directories.size() > 1 && (form == ExportForm::JsonLines || form == ExportForm::Csv);
+    return options.filter.directories.size() > 1 &&
+           (form == ExportForm::JsonLines || form == ExportForm::Csv);
 }
 
 /// The origin that each item of a log shows. A log whose device is known is called by its own name only,
@@ -225,20 +225,13 @@ bool isSameDirectory(const FileMark &mark, const StoreDirectory &directory) {
 
 /// Everything that can be wrong with the question is reported before anything is written.
 std::vector<Source> openSources(const ExportOptions &options) {
+    refuseSameDirectory(options.filter.directories);
     const time_t now = time(nullptr);
-    const std::vector<std::string> names = distinctLogNames(options.directories);
+    const std::vector<std::string> names = distinctLogNames(options.filter.directories);
     std::vector<Source> sources;
-    for (size_t i = 0; i < options.directories.size(); ++i) {
-        const std::string &directory = options.directories[i];
-        FilterOptions filter = options.filter;
-        filter.directory = directory;
-        Question question = openLogQuestion(filter, now);
-        const FileMark mark = markAt(question.directory.shortName());
-        for (const Source &other : sources) {
-            if (isSameDirectory(mark, other.question.directory)) {
-                refuse(directory + " and " + other.question.directory.path() + " are the same directory");
-            }
-        }
+    for (size_t i = 0; i < options.filter.directories.size(); ++i) {
+        const std::string &directory = options.filter.directories[i];
+        Question question = openLogQuestion(options.filter, directory, now);
         ItemOrigin origin = originOf(options, directory, names[i]);
         Source source{std::move(question), origin.log.empty() ? names[i] : origin.log, std::move(origin)};
         refuseSameName(options, sources, source);
@@ -287,7 +280,7 @@ struct Exported {
 
 void throwIfStopped(const StopSignals &signals, const std::string &file) {
     if (signals.hasCome()) {
-        throw Failure(file + ": interrupted; nothing is written");
+        throw Failure(file + ": interrupted; nothing was written");
     }
 }
 

@@ -78,7 +78,7 @@ std::string formatResult(const RepairOptions &options, const RepairPlan &plan, c
         }
         return onOneLine(summary);
     }
-    const std::string text = isDone             ? "repaired; as it was it is in " + escaped(backup)
+    const std::string text = isDone             ? "repaired; the original is in " + escaped(backup)
                              : plan.isNothing() ? "nothing to do"
                                                 : "";
     if (text.empty()) {
@@ -123,7 +123,7 @@ int repair(const RepairOptions &options) {
         return kExitDone;
     }
     if (!options.isMeant) {
-        printMessage("nothing was changed; --yes does it");
+        printMessage("nothing was changed; --yes makes these changes");
         return kExitDamage;
     }
     RebuildOptions rebuild;
@@ -133,7 +133,7 @@ int repair(const RepairOptions &options) {
     rebuildDirectory(directory, diagnosis, plan, rebuild);
     print(formatResult(options, plan, rebuild.backup), "");
     if (isWorkingDirectory(directory)) {
-        printMessage("the working directory is the backup now; the repaired log is in " + log +
+        printMessage("the working directory is now the backup; the repaired log is in " + log +
                      ": cd there again");
     }
     return kExitDone;

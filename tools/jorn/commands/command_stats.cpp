@@ -54,7 +54,7 @@ std::string report(const StatsOptions &options, const Question &question, const 
 }
 
 int run(const StatsOptions &options) {
-    const Question question = openLogQuestion(options.filter, time(nullptr));
+    const Question question = openLogQuestion(options.filter, onlyDirectory(options.filter), time(nullptr));
     ReadEnd end;
     StatsAnswer answer;
     answer.stats = readStable(question, &end, [&](const RingView &view, DamageLog *damage) {

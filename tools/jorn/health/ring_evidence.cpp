@@ -234,8 +234,7 @@ RingOrder findByFill(const Evidence &evidence) {
         }
     }
     if (ends.size() != 1) {
-        return unclear(
-            "the times of all files are equal, and more or fewer than one of them looks like the newest");
+        return unclear("the times of all files are equal, and not exactly one of them looks like the newest");
     }
     const std::vector<int> order = evidence.ringOrderBehind(ends.front());
     return fromFiles(order, "the times of all files are equal, and only " + at(order.back()) +
@@ -247,7 +246,7 @@ RingOrder findByFill(const Evidence &evidence) {
 RingOrder withDoubt(const Evidence &evidence, RingOrder order) {
     const auto other = order.isKnown() ? evidence.otherThan(order.files.back()) : std::nullopt;
     if (other) {
-        order.doubt = "had the clock been set back, " + at(*other) + " could be the newest as well";
+        order.doubt = "if the clock was set back, " + at(*other) + " could be the newest instead";
     }
     return order;
 }
@@ -282,7 +281,7 @@ RingOrder findByTimes(const Evidence &evidence) {
     const std::string falls = "the times fall " + std::to_string(seam.falls) + " times around the ring, ";
     if (evidence.isClear(timeOrder)) {
         return byTimes(evidence, timeOrder,
-                       falls + "as after starts without the index, but each file has a time of its own");
+                       falls + "as after starts without the index, but no two files overlap in time");
     }
     return unclear(falls + "and files overlap in time, so their order cannot be determined");
 }
@@ -468,7 +467,7 @@ RingOrder judgeIndex(const RingFacts &facts) {
     }
     if (isOfCutClearing(facts)) {
         return fromIndex(facts, RingOrder::Source::Cleared,
-                         at(index.latest) + " is the next file, as when a clearing is cut");
+                         at(index.latest) + " is the next file, as when a clearing is cut short");
     }
     return unclear("the index leaves out the items of " + listFiles(outside) +
                    ", as after a clearing that was not logged");

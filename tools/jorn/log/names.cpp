@@ -73,7 +73,7 @@ std::string readAll(FILE *file, const std::string &path) {
         throw systemFailure(path, errno);
     }
     if (bytes.size() > kMostBytes) {
-        refuse(path + ": is longer than 1 MiB, and no file of names");
+        refuse(path + ": is longer than 1 MiB, and not a names file");
     }
     return bytes;
 }
@@ -126,7 +126,7 @@ int32_t namedNumber(const std::string &text, const NameTable &names, int32_t lim
     const std::optional<int32_t> value = numberBelow(text, limit);
     if (!value) {
         refuse(what + " '" + text + "' is neither a number from 0 to " + std::to_string(limit - 1) +
-               " nor a name that is known here");
+               " nor a known name");
     }
     return *value;
 }

@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "output/output.h"
+#include "terminal/color.h"
 #include "usage/help.h"
 #include "usage/option_kinds.h"
 
@@ -56,7 +57,8 @@ void addContextOptions(CLI::App *command, ContextSize *context) {
         "With -g: N items on both sides of each match");
 }
 
-ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, const Question &question) {
+ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, const NamedLog &log) {
+    const Question &question = log.question;
     const bool isTerminal = isOutputTerminal();
     ItemStyle style;
     style.form = itemFormOf(output.form);
@@ -65,6 +67,11 @@ ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, 
     style.isColored = isColored(output, isTerminal);
     style.names = &question.shownNames();
     style.pattern = question.filter.isInverted ? nullptr : question.filter.pattern;
+    style.origin.log = log.name;
+    if (!log.front.empty()) {
+        const char *const color = kNameColors[log.place % kNameColors.size()];
+        style.front = (style.isColored ? colored(log.front, color) : log.front) + " ";
+    }
     return style;
 }
 

@@ -13,6 +13,10 @@ void addDirectoryOption(CLI::App *command, std::string *directory) {
     refuseNumbers(command->add_option("DIR", *directory, "Directory of the log")->required());
 }
 
+void addDirectoriesOption(CLI::App *command, std::vector<std::string> *directories) {
+    refuseNumbers(command->add_option("DIR", *directories, "Directories of the logs")->required());
+}
+
 void refuseNumbers(CLI::Option *directory) {
     directory->check([](const std::string &word) {
         if (isNumericOption(word)) {

@@ -7,11 +7,15 @@
 #include <CLI/Option.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tool {
 
 /// Adds DIR. `directory` must outlive the parsing.
 void addDirectoryOption(CLI::App *command, std::string *directory);
+
+/// Adds DIR, of which several may be given. `directories` must outlive the parsing.
+void addDirectoriesOption(CLI::App *command, std::vector<std::string> *directories);
 
 /// Refuses a minus and digits in place of a directory, as an option that is not known.
 void refuseNumbers(CLI::Option *directory);

@@ -150,7 +150,7 @@ private:
         for (const std::string &path : {backup, parent + partialName(backup)}) {
             struct stat status;
             if (lstat(path.c_str(), &status) == 0) {
-                throw Failure(path + ": exists already; give another name with --backup");
+                throw Failure(path + ": already exists; give another name with --backup");
             }
         }
         return backup;
@@ -266,7 +266,7 @@ private:
             throw Failure(options_.backup + ": is on another file system than " + directory_.path() +
                           "; give a name on the same one with --backup");
         } else {
-            throw systemFailure(real_ + " cannot change places with " + staging, errno);
+            throw systemFailure(real_ + ": cannot be exchanged with " + staging, errno);
         }
         syncNamesIn(parentOf(options_.backup));
         syncNamesIn(parentOf(real_));
@@ -275,7 +275,7 @@ private:
 
     static void rename(const std::string &from, const std::string &to) {
         if (::rename(from.c_str(), to.c_str()) < 0) {
-            throw systemFailure(from + " to " + to, errno);
+            throw systemFailure(from + ": cannot be renamed to " + to, errno);
         }
     }
 
