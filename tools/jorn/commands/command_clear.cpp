@@ -45,7 +45,7 @@ struct ClearOptions {
 
 std::string itemsText(uint64_t count) { return counted(count, "item", "items"); }
 
-/// Whether the user wants it. Throws Failure where there is no user to ask.
+/// Asks the user unless --yes was given. Throws Failure when there is no user to ask.
 bool isWanted(const ClearOptions &options, const ClearingPlan &plan) {
     if (options.isMeant) {
         return true;
@@ -53,7 +53,7 @@ bool isWanted(const ClearOptions &options, const ClearingPlan &plan) {
     if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
         refuse(options.directory + ": nothing was changed; --yes clears it without asking");
     }
-    // In one piece, as the answer may be typed while it is being written.
+    // Written in one piece, since the answer may be typed while the question is being written.
     std::cerr << "Clear " + itemsText(plan.items) + " of " + escaped(options.directory) + "? [y/N] ";
     std::string answer;
     std::getline(std::cin, answer);

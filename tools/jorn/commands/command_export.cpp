@@ -181,7 +181,8 @@ struct Source {
     ItemOrigin origin;  ///< What items show of it.
 };
 
-/// Whether items need their log's name to distinguish several logs: tables and messages have one anyway.
+/// Whether items need their log's name to distinguish several logs. Tables and syslog messages have it
+/// anyway.
 bool isLogColumnNeeded(const ExportOptions &options) {
     const ExportForm form = chosenForm(options);
     return options.filter.directories.size() > 1 &&

@@ -58,7 +58,7 @@ struct RecordWords {
 
 bool isNumber(const std::string &text) { return text.find_first_not_of("0123456789") == std::string::npos; }
 
-/// The directory's names are read only where they may be needed: it may have none, or not exist yet.
+/// Reads the directory's names only when they may be needed: there may be none, or no directory yet.
 Names findNames(const RecordOptions &options, const RecordWords &words) {
     if (!words.namesFile.empty()) {
         return readNames(words.namesFile);

@@ -65,7 +65,7 @@ std::string formatStep(const RepairOptions &options, const std::string &step) {
     return escaped(options.directory) + ": " + step + "\n";
 }
 
-/// How it ended; as text, only what the steps do not show.
+/// The result; in the text form, only what the steps do not show.
 std::string formatResult(const RepairOptions &options, const RepairPlan &plan, const std::string &backup) {
     const bool isDone = !backup.empty();
     if (options.output.form == "json") {
@@ -128,7 +128,7 @@ int repair(const RepairOptions &options) {
     }
     RebuildOptions rebuild;
     rebuild.backup = options.backup.empty() ? defaultBackupPath(options.directory) : options.backup;
-    // Afterwards "." is the backup, and so is what was opened.
+    // The exchange makes "." the backup, and the opened directory too.
     const std::string log = std::filesystem::canonical(options.directory).string();
     rebuildDirectory(directory, diagnosis, plan, rebuild);
     print(formatResult(options, plan, rebuild.backup), "");

@@ -185,7 +185,8 @@ struct Shown {
     std::string footer;
 };
 
-/// Whether items fit the terminal, so that there is no end to go to: less would fill it up from above.
+/// Whether the items fit on the terminal. Going to their end would make less leave the lines above them
+/// empty.
 bool fitTerminal(Formatters formatters, const std::vector<MergedItem> &items) {
     const auto width = static_cast<size_t>(terminalWidth(STDOUT_FILENO));
     auto left = static_cast<size_t>(terminalHeight(STDOUT_FILENO));
@@ -227,7 +228,7 @@ Shown showPage(const ShowOptions &options, const LogSet &set) {
     return shown;
 }
 
-/// Does something with each log, read(log, end), as one that fails need not keep the others from being shown.
+/// Calls read(log, end) for each log; a log that fails does not keep the others from being shown.
 template <class Read>
 void readEach(const LogSet &set, Shown *shown, const Read &read) {
     for (size_t log = 0; log < set.logs.size(); ++log) {
@@ -239,7 +240,7 @@ void readEach(const LogSet &set, Shown *shown, const Read &read) {
     }
 }
 
-/// With `isTold`, says if there are more: the limit was not the user's.
+/// With `isTold`, prints a line if there are more: it was not the user who set the limit.
 Shown showNewest(const ShowOptions &options, const LogSet &set, size_t most, bool isTold) {
     Shown shown(set);
     std::vector<std::vector<Item>> newestOfEach(set.logs.size());

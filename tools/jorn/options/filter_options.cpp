@@ -129,7 +129,7 @@ std::shared_ptr<const RE2> parsePattern(const FilterOptions &options) {
         if (!pattern.ok()) {
             refuse("--grep: '" + each + "' is not a regular expression: " + pattern.error());
         }
-        // A word stays one, which is found much faster than an expression.
+        // A plain word is left as it is: it is found much faster than an expression.
         const bool isPlain = each.find_first_of("\\^$.?*+()[]{}") == std::string::npos;
         anyOfThem += std::string(&each == &options.patterns.front() ? "" : "|") +
                      (isPlain ? each : "(?:" + each + ")");
@@ -166,8 +166,8 @@ ItemFilter parseFilter(const FilterOptions &options, const Names &names, time_t 
     return filter;
 }
 
-/// A bad file that the user named is the user's error; one that lies in the directory keeps nobody from
-/// anything.
+/// A bad file that the user named is an error; one found in the directory must not keep anyone from reading
+/// the log, and only causes a note.
 Names findNames(const FilterOptions &options, const StoreDirectory &directory,
                 std::vector<std::string> *notes) {
     if (!options.namesFile.empty()) {

@@ -42,10 +42,10 @@ void addQuestionOptions(CLI::App *command, FilterOptions *options);
 /// output.
 void addNotationOptions(CLI::App *command, FilterOptions *options);
 
-/// Of a command that reads one log at a time. Throws Failure where there are more.
+/// The directory of a command that reads one log at a time. Throws Failure when several are given.
 const std::string &onlyDirectory(const FilterOptions &options);
 
-/// Names that the options use and a log has not: for each the reason to refuse it.
+/// For each name that the options use and a log does not have, the reason to refuse it.
 using UnknownNames = std::set<std::string>;
 
 /// Opens a directory and reads the names. With --utc, makes UTC the local time of the process first. Relative
@@ -54,12 +54,12 @@ using UnknownNames = std::set<std::string>;
 Question openQuestion(const FilterOptions &options, const std::string &directory, time_t now,
                       UnknownNames *unknown = nullptr);
 
-/// The same of a directory that is to be a log.
+/// The same, and throws Failure when the directory holds no log.
 Question openLogQuestion(const FilterOptions &options, const std::string &directory, time_t now,
                          UnknownNames *unknown = nullptr);
 
-/// Refuses what openQuestion() would refuse, where there is no directory yet. Gives the last time that items
-/// may have. Throws Failure.
+/// Refuses what openQuestion() would refuse, while the directory does not exist yet. Returns the latest time
+/// that items may have. Throws Failure.
 uint32_t checkFilter(const FilterOptions &options, time_t now, UnknownNames *unknown = nullptr);
 
 /// Exit code 1 is for scripts that asked whether there is a match: with --grep or --quiet.

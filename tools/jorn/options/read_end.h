@@ -24,7 +24,7 @@ struct ReadEnd {
 
 /// Calls ask(view, damage) on a fresh view until no writer has removed items during the call. If the writer
 /// is too fast for that, returns the last answer, and the losses remain in `end`. `end` receives what there
-/// is to report on the view of the answer, and what was met in reading it. Throws Failure.
+/// is to report about the view that gave the answer, and about reading it. Throws Failure.
 template <class Ask>
 auto readStable(const Question &question, ReadEnd *end, const Ask &ask, Opening opening = Opening::AtOnce) {
     constexpr int kTries = 20;
