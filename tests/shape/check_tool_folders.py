@@ -23,6 +23,7 @@ FOUNDATION = {"terminal", "system", "log", "query"}
 SHARED = FOUNDATION | {"live", "health", "output"}
 USES = {
     "terminal": set(),
+    "usage": {"terminal"},
     "system": {"terminal"},
     "log": {"terminal", "system"},
     "query": {"terminal", "system", "log"},
@@ -33,12 +34,15 @@ USES = {
     "record": SHARED | {"import"},
     "export": SHARED,
     "repair": SHARED,
-    "commands": SHARED | {"import", "record", "export", "repair"},
+    "merge": FOUNDATION,
+    "serve": SHARED,
+    "options": SHARED | {"usage", "merge"},
+    "commands": SHARED | {"usage", "import", "record", "export", "repair", "merge", "serve", "options"},
 }
 
 # The main program, which is beside the folders, and the folders that it uses.
 MAIN = "main.cpp"
-MAIN_USES = {"commands", "system", "terminal"}
+MAIN_USES = {"commands", "system", "usage"}
 
 # Where the module itself is run: for the device's pages, and to record.
 USES_MODULE = {"query", "record"}

@@ -5,21 +5,20 @@
 
 #include <CLI/App.hpp>
 #include <CLI/Option.hpp>
-#include <CLI/Validators.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 
 #include "commands/commands.h"
-#include "commands/filter_options.h"
-#include "commands/log_options.h"
-#include "commands/read_end.h"
 #include "export/export_form.h"
 #include "export/export_sink.h"
 #include "export/form_sink.h"
-#include "export/log_names.h"
 #include "log/ring_view.h"
+#include "merge/log_names.h"
+#include "options/filter_options.h"
+#include "options/log_options.h"
+#include "options/read_end.h"
 #include "output/output.h"
 #include "output/syslog_format.h"
 #include "query/item_scanner.h"
@@ -30,39 +29,31 @@
 #include "terminal/counted.h"
 #include "terminal/escape.h"
 #include "terminal/progress_bar.h"
+#include "usage/help.h"
+#include "usage/option_kinds.h"
 
 namespace tool {
 namespace {
 
-constexpr char kBrief[] = "Pass items on to other programs: JSON Lines, CSV, syslog, SQLite";
-
-constexpr char kDetails[] =
-    "Writes every item that matches, the oldest first, of several logs one log after the other. A FILE\n"
-    "appears when it is complete, in one step; an export that fails or is interrupted leaves none, and an\n"
-    "older FILE as it was. DIR is not changed in any way, and may be recorded into at the same moment:\n"
-    "what is exported is what was there when the log's turn came. A log has the name of its directory; "
-    "where\n"
-    "several have the same, those of the directories above come before it: unit1/door and unit2/door.\n\n"
-    "With --device or --log, each item has members \"device\" and \"log\": columns of CSV and of a table,\n"
-    "parameters of a syslog message, which also has the device as its host unless --hostname is given.\n\n"
-    "FORM, where -o is not given, is told by FILE's ending: .jsonl, .ndjson and .json; .csv; .syslog and\n"
-    ".log; .sqlite, .sqlite3 and .db. Without either it is jsonl.\n"
-    "  jsonl   as show -o json; of several logs each item tells its \"log\"\n"
-    "  csv     as show -o csv; of several logs with a last column \"log\"\n"
-    "  syslog  messages by RFC 5424; levels 0 to 3 are errors, warnings, information and debug messages,\n"
-    "          unless --severities has four other numbers for them\n"
-    "  sqlite  a database with a table of the log's name and a view NAME_readable; needs --to\n\n";
-
-constexpr char kExamples[] =
-    "\nExamples:\n"
+constexpr HelpText kHelp = {
+    "Pass items on to other programs: JSON Lines, CSV, syslog, SQLite",
+    "jorn export [OPTION]... DIR...\n",
     "  jorn export DIR > items.jsonl                    everything, as JSON Lines\n"
-    "  jorn export -S yesterday -p 1 --to new.csv DIR   levels 0 and 1 since yesterday\n"
-    "  jorn export --to fleet.db unit1/door unit2/gate  a database with the tables door and gate\n"
-    "  jorn export -o syslog --hostname unit1 DIR | nc -q 0 collector 514\n";
+    "  jorn export -S yesterday -p 1 --to new.csv DIR   since yesterday, as CSV\n"
+    "  jorn export --to all.db unit1/door unit2/gate    tables in a database\n"
+    "  jorn export -o syslog DIR | nc -q 0 collector 514\n",
+    "Without -o, FORM is that of FILE's ending: .jsonl, .ndjson, .json; .csv; .syslog, "
+    ".log; .sqlite, .sqlite3, .db; jsonl without --to. FILE gets its name when it is "
+    "complete; an export that fails or is interrupted leaves what was there.\n",
+    "  0  done\n"
+    "  1  nothing matches, when -g asked\n"
+    "  2  usage, or no log in DIR\n"
+    "  3  done, but damage was found: see jorn check\n"
+    "  4  input or output failed\n",
+    kFilterNotes};
 
 struct ExportOptions {
-    FilterOptions filter;  ///< Its directory is that of one log at a time.
-    std::vector<std::string> directories;
+    FilterOptions filter;
     std::string form;
     std::string file;
     bool mayReplace = false;
@@ -82,44 +73,41 @@ struct ExportOptions {
 };
 
 void addSyslogOptions(CLI::App *command, ExportOptions *options) {
-    command->add_option("--facility", options->facility, "syslog: facility, a name or a number")
-        ->type_name("NAME")
-        ->capture_default_str();
+    command->add_option("--facility", options->facility, "syslog: name or number (default: local0)")
+        ->type_name("NAME");
     command
         ->add_option("--severities", options->severities,
-                     "syslog: severities of the levels 0 to 3, each 0 to 7")
-        ->type_name("A,B,C,D")
-        ->capture_default_str();
-    command
-        ->add_option("--hostname", options->hostName,
-                     "syslog: name of the machine that the log comes from; default: the device, else -")
+                     "syslog: those of the levels 0 to 3 (default: 3,4,6,7)")
+        ->type_name("A,B,C,D");
+    command->add_option("--hostname", options->hostName, "syslog: the host (default: the device, else -)")
         ->type_name("NAME");
 }
 
 void addOriginOptions(CLI::App *command, ExportOptions *options) {
+    beginGroup(command, "Where items come from");
     CLI::Option *const device =
-        command->add_option("--device", options->device, "Name of the device that the logs come from")
+        command->add_option("--device", options->device, "The device that the logs come from")
             ->type_name("NAME");
     command
         ->add_flag("--device-by-parent", options->isDeviceByParent,
-                   "The device of each log is the directory in which its own lies")
+                   "The device is the directory above the log's")
         ->excludes(device);
-    command->add_option("--log", options->log, "Name of the log, for one DIR; default: that of its directory")
-        ->type_name("NAME");
+    command->add_option("--log", options->log, "The log's name (default: that of DIR)")->type_name("NAME");
 }
 
 void addOptions(CLI::App *command, ExportOptions *options) {
-    refuseNumbers(command->add_option("DIR", options->directories, "Directories of the logs")->required());
-    command->add_option("-o,--output", options->form, "Form of the output")
-        ->type_name("FORM")
-        ->check(CLI::IsMember(exportFormNames()));
-    command->add_option("--to", options->file, "File to write; default: standard output")->type_name("FILE");
-    command->add_flag("--force", options->mayReplace, "Replace FILE when it is there already");
+    addDirectoriesOption(command, &options->filter.directories);
     addQuestionOptions(command, &options->filter);
-    command->add_option("--table", options->table, "sqlite: name of the table, for one DIR")
+    beginGroup(command, kFormGroup);
+    addChoiceOption(command, "-o,--output", &options->form, exportFormNames(), "")->type_name("FORM");
+    addNotationOptions(command, &options->filter);
+    command->add_option("--to", options->file, "Write to FILE, not to standard output")->type_name("FILE");
+    command->add_flag("--force", options->mayReplace, "Replace FILE if it is there");
+    command->add_option("--table", options->table, "sqlite: name of the table, of one DIR")
         ->type_name("NAME");
     addSyslogOptions(command, options);
     addOriginOptions(command, options);
+    beginGroup(command, kOtherGroup);
     command->add_flag("--no-progress", options->isProgressOff, "Show no progress on the terminal");
     command->add_flag("-q,--quiet", options->isQuiet, "Show neither progress nor the number of items");
 }
@@ -133,7 +121,7 @@ ExportForm chosenForm(const ExportOptions &options) {
     }
     const std::optional<ExportForm> form = exportFormOfFile(options.file);
     if (!form) {
-        refuse(options.file + ": its ending tells no form; say which with -o");
+        refuse(options.file + ": its extension does not show the form; give it with -o");
     }
     return *form;
 }
@@ -143,12 +131,12 @@ SyslogStyle syslogStyle(const ExportOptions &options) {
     const std::optional<int> facility = facilityNumber(options.facility);
     if (!facility) {
         refuse("--facility: '" + options.facility +
-               "' is neither a number from 0 to 23 nor a facility's name");
+               "' is neither a number from 0 to 23 nor the name of a facility");
     }
     const std::optional<Severities> severities = parseSeverities(options.severities);
     if (!severities) {
         refuse("--severities: '" + options.severities +
-               "' is not four numbers from 0 to 7 with commas between");
+               "' is not four numbers from 0 to 7 separated by commas");
     }
     if (!options.hostName.empty() && !isHostName(options.hostName)) {
         refuse("--hostname: '" + options.hostName + "' is not 1 to 255 printable ASCII characters");
@@ -173,14 +161,14 @@ void checkTogether(const ExportOptions &options, ExportForm form) {
     if (form == ExportForm::Sqlite && !options.hasFile()) {
         refuse("a database cannot go to standard output; name a file with --to");
     }
-    if (!options.table.empty() && (form != ExportForm::Sqlite || options.directories.size() > 1)) {
+    if (!options.table.empty() && (form != ExportForm::Sqlite || options.filter.directories.size() > 1)) {
         refuse("--table is for a database of one DIR");
     }
-    if (!options.log.empty() && options.directories.size() > 1) {
-        refuse("--log is for one DIR; several have the names of their directories");
+    if (!options.log.empty() && options.filter.directories.size() > 1) {
+        refuse("--log is for one DIR; several logs have the names of their directories");
     }
     if (!isUtf8(options.table)) {
-        refuse("--table: the name is no UTF-8");
+        refuse("--table: the name is not UTF-8");
     }
     checkName("--device", options.device);
     checkName("--log", options.log);
@@ -193,10 +181,12 @@ struct Source {
     ItemOrigin origin;  ///< What items show of it.
 };
 
-/// Whether items need their log's name to distinguish several logs: tables and messages have one anyway.
+/// Whether items need their log's name to distinguish several logs. Tables and syslog messages have it
+/// anyway.
 bool isLogColumnNeeded(const ExportOptions &options) {
     const ExportForm form = chosenForm(options);
-    return options.directories.size() > 1 && (form == ExportForm::JsonLines || form == ExportForm::Csv);
+    return options.filter.directories.size() > 1 &&
+           (form == ExportForm::JsonLines || form == ExportForm::Csv);
 }
 
 /// The origin that each item of a log shows. A log whose device is known is called by its own name only,
@@ -236,20 +226,13 @@ bool isSameDirectory(const FileMark &mark, const StoreDirectory &directory) {
 
 /// Everything that can be wrong with the question is reported before anything is written.
 std::vector<Source> openSources(const ExportOptions &options) {
+    refuseSameDirectory(options.filter.directories);
     const time_t now = time(nullptr);
-    const std::vector<std::string> names = distinctLogNames(options.directories);
+    const std::vector<std::string> names = distinctLogNames(options.filter.directories);
     std::vector<Source> sources;
-    for (size_t i = 0; i < options.directories.size(); ++i) {
-        const std::string &directory = options.directories[i];
-        FilterOptions filter = options.filter;
-        filter.directory = directory;
-        Question question = openLogQuestion(filter, now);
-        const FileMark mark = markAt(question.directory.shortName());
-        for (const Source &other : sources) {
-            if (isSameDirectory(mark, other.question.directory)) {
-                refuse(directory + " and " + other.question.directory.path() + " are the same directory");
-            }
-        }
+    for (size_t i = 0; i < options.filter.directories.size(); ++i) {
+        const std::string &directory = options.filter.directories[i];
+        Question question = openLogQuestion(options.filter, directory, now);
         ItemOrigin origin = originOf(options, directory, names[i]);
         Source source{std::move(question), origin.log.empty() ? names[i] : origin.log, std::move(origin)};
         refuseSameName(options, sources, source);
@@ -266,7 +249,7 @@ void refuseFileInLog(const std::string &file, const std::vector<Source> &sources
     const FileMark mark = markAt(parent.string());
     for (const Source &source : sources) {
         if (isSameDirectory(mark, source.question.directory)) {
-            refuse(file + ": lies in the log's own directory; write it elsewhere");
+            refuse(file + ": is inside the log's own directory; write it elsewhere");
         }
     }
 }
@@ -298,7 +281,7 @@ struct Exported {
 
 void throwIfStopped(const StopSignals &signals, const std::string &file) {
     if (signals.hasCome()) {
-        throw Failure(file + ": interrupted; nothing is written");
+        throw Failure(file + ": interrupted; nothing was written");
     }
 }
 
@@ -406,10 +389,9 @@ int run(const ExportOptions &options) {
 }  // namespace
 
 void addExportCommand(CLI::App *app, int *exitCode) {
-    CLI::App *const command = app->add_subcommand("export", kBrief);
+    CLI::App *const command = addCommand(app, "export", kHelp);
     const auto options = std::make_shared<ExportOptions>();
     addOptions(command, options.get());
-    command->footer(std::string(kDetails) + kFilterHelp + kExamples + readExitHelp("-g"));
     command->callback([options, exitCode] { *exitCode = run(*options); });
 }
 

@@ -10,29 +10,26 @@
 #include "commands/commands.h"
 #include "commands/serve_options.h"
 #include "system/failure.h"
+#include "usage/help.h"
 
 namespace tool {
 namespace {
 
-constexpr char kBrief[] = "Show logs in a browser";
-
-constexpr char kDetails[] =
-    "Serves a page that shows where in time the errors are, and lists, filters, searches and follows the\n"
-    "items of one log or of several together, while they are recorded. It prints the page's URL on a line\n"
-    "of its own and runs until SIGINT, SIGTERM or SIGHUP comes. DIR is not changed in any way.\n"
-    "Every user of the machine reaches the port, so that the URL holds a token: whoever has it may read\n"
-    "the logs. With --token-file the token, and so the URL, stays the same; the file must be one that only\n"
-    "its owner may read. Nothing leaves the machine unless --listen names an address that others reach;\n"
-    "nothing is encrypted then.\n"
-    "Several logs are shown by time, each under the name of its directory. Behind the page is an interface\n"
-    "for other programs: see serve.md.\n\n"
-    "Examples:\n"
-    "  jorn serve DIR                          a page on one log\n"
-    "  jorn serve --open unit1/door unit2/gate two logs by time, in a new tab of the browser\n"
-    "  jorn serve --listen 127.0.0.1:0 DIR     at any port that is free\n"
-    "  curl -H \"Authorization: Bearer $(cat FILE)\" http://127.0.0.1:8642/api/items   with --token-file "
-    "FILE\n"
-    "Exit codes: 0 stopped; 2 usage; 4 the port is taken, or input or output failed.";
+constexpr HelpText kHelp = {
+    "Show logs in a browser", "jorn serve [OPTION]... DIR...\n",
+    "  jorn serve DIR                            a page on one log\n"
+    "  jorn serve --open unit1/door unit2/gate   two logs by time, in a browser\n"
+    "  jorn serve --listen 127.0.0.1:0 DIR       at any port that is free\n",
+    "The page shows where in time the errors are, and lists, filters, searches and follows the items of one "
+    "log, or of several by time, while they are recorded. Its URL is printed on a line of its own; the server "
+    "runs until SIGINT, SIGTERM or SIGHUP comes. DIR is not changed in any way.\n"
+    "Every user of the machine reaches the port, so the URL holds a token: whoever has it may read the logs. "
+    "With --token-file the token stays the same; only its owner may be able to read that file. Nothing leaves "
+    "the machine unless --listen names an address that others reach; nothing is encrypted then.\n"
+    "The page is served by the program jorn-serve; serve.md describes its interface for other programs.\n",
+    "  0  stopped by a signal\n"
+    "  2  usage\n"
+    "  4  the port is taken, or input or output failed\n"};
 
 /// The server's program: beside this one, as it is built, or where it is installed.
 std::string serverPath() {
@@ -66,10 +63,9 @@ std::string serverPath() {
 }  // namespace
 
 void addServeCommand(CLI::App *app, int * /*exitCode*/) {
-    CLI::App *const command = app->add_subcommand("serve", kBrief);
+    CLI::App *const command = addCommand(app, "serve", kHelp);
     const auto options = std::make_shared<ServeOptions>();
     addServeOptions(command, options.get());
-    command->footer(kDetails);
     command->callback([options] { startServer(*options); });
 }
 

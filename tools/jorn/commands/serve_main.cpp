@@ -20,8 +20,8 @@
 
 #include "commands/serve_options.h"
 #include "diagnostics.h"
-#include "export/log_names.h"
 #include "live/change_watch.h"
+#include "merge/log_names.h"
 #include "query/near_logs.h"
 #include "serve/access.h"
 #include "serve/api.h"
@@ -61,7 +61,7 @@ Address addressOf(const std::string &text) {
     std::string host = text.substr(0, std::min(colon, text.size()));
     const bool isBracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
     host = isBracketed ? host.substr(1, host.size() - 2) : host;
-    if (!port || host.empty() || (!isBracketed && host.find(':') != std::string::npos)) {
+    if (!port || host.empty() || (!isBracketed && host.find_first_of(":[]") != std::string::npos)) {
         refuse("--listen: '" + text + "' is no ADDRESS:PORT, as 127.0.0.1:8642 or [::1]:0");
     }
     return {host, *port, true};

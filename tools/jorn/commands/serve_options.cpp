@@ -2,31 +2,34 @@
 #include "commands/serve_options.h"
 
 #include <CLI/Option.hpp>
+#include <utility>
 
-#include "commands/log_options.h"
+#include "options/log_options.h"
+#include "usage/help.h"
 
 namespace tool {
 
 void addServeOptions(CLI::App *command, ServeOptions *options) {
-    refuseNumbers(command->add_option("DIR", options->directories, "Directories of the logs, one or several")
-                      ->required());
+    addDirectoriesOption(command, &options->directories);
+    beginGroup(command, "The page");
     command
-        ->add_option(
-            "--listen", options->listen,
-            "Where to listen, port 0 for any that is free; default: 127.0.0.1:8642, or the next port "
-            "that is free")
+        ->add_option("--listen", options->listen,
+                     "Where to listen, port 0 for any that is free (default: 127.0.0.1:8642, or the next "
+                     "free port)")
         ->type_name("ADDRESS:PORT");
     command
         ->add_option("--token-file", options->tokenFile,
-                     "File whose first line is the token; default: a new one each time")
+                     "File whose first line is the token (default: a new token each time)")
         ->type_name("FILE");
     command->add_flag("--open", options->isOpened, "Open the page in the browser");
+    command->add_flag("--utc", options->isUtc, "Read and print times in UTC instead of local time");
     command->add_option("--names", options->namesFile, "File with the names of levels and slots")
         ->type_name("FILE");
-    command->add_flag("--utc", options->isUtc, "Read and print times in UTC instead of local time");
+    beginGroup(command, kOtherGroup);
     command->add_flag("--poll", options->isPolling,
-                      "Look for new items twice a second instead of waiting to be told");
-    addFilesOption(command, &options->files, "Files of the ring, where the directory does not tell: 2 to 90");
+                      "Look for new items twice a second instead of waiting for notices");
+    addFilesOption(command, &options->files,
+                   "Files of the ring, 2 to 90 (default: the least that DIR needs)");
 }
 
 std::vector<std::string> wordsOf(const ServeOptions &options) {

@@ -21,11 +21,11 @@ uint64_t newId() {
 }
 
 /// A last line that lacks its end is left to the writer that is writing it, but not for ever.
-bool isSettled(const FileMark &mark) {
+bool isSettled(const RingFile &file) {
     constexpr int64_t kSeconds = 2;
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
-    return now.tv_sec - mark.seconds >= kSeconds;
+    return !file.isNewest || now.tv_sec - file.mark.seconds >= kSeconds;
 }
 
 LogBlock blockOf(const RingFile &file, const std::shared_ptr<const StoreDirectory> &directory) {
@@ -111,7 +111,9 @@ bool LogIndex::addFile(const RingView &view, size_t index, Parts *blocks) {
     const FileMark &mark = view.look().look().files[static_cast<size_t>(closed.number)].target.mark;
     const Parts *const known = knownParts(mark);
     Parts parts;
-    if (closed.isToOpen && known != nullptr && known->back().mark == mark) {
+    const bool isKnown = known != nullptr && known->back().mark == mark &&
+                         known->back().readTo == static_cast<uint64_t>(mark.size);
+    if (closed.isToOpen && isKnown) {
         parts = *known;
     } else {
         DamageLog damage;  // What is wrong with the log is found by a check.
@@ -148,7 +150,7 @@ bool LogIndex::readFile(const RingFile &file, Parts *parts) {
     LogBlock block = blockOf(file, directory_);
     const auto columns = std::make_shared<ItemColumns>();
     columns->id = newId();
-    const bool isRead = readColumns(file, isSettled(file.mark), &block.readTo, columns.get());
+    const bool isRead = readColumns(file, isSettled(file), &block.readTo, columns.get());
     block.columns = columns;
     parts->push_back(std::move(block));
     return isRead;
@@ -163,7 +165,7 @@ bool LogIndex::readRest(const RingFile &file, Parts *parts) {
     const bool isNewest = last.size() == 0 || last.endSerial() == nextSerial_;
     const auto columns = isNewest ? copyOf(*last.columns) : std::make_shared<ItemColumns>();
     columns->id = columns->id == 0 ? newId() : columns->id;
-    if (!readColumns(file, isSettled(file.mark), &rest.readTo, columns.get())) {
+    if (!readColumns(file, isSettled(file), &rest.readTo, columns.get())) {
         return false;
     }
     const bool hasMore = columns->size() > (isNewest ? last.size() : 0);

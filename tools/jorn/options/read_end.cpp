@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/read_end.h"
+#include "options/read_end.h"
+
+#include <algorithm>
 
 #include "system/failure.h"
 
 namespace tool {
-
-std::string readExitHelp(const std::string &question) {
-    return "Exit codes: 0 done; 1 nothing matches, when " + question +
-           " asked; 2 usage; 3 done, but damage was found;\n4 input or output failed.";
-}
 
 void ReadEnd::takeFrom(const RingView &view) {
     notes = view.notes();
@@ -33,6 +30,15 @@ int endReading(const FilterOptions &options, const Question &question, const Rea
         return kExitDamage;
     }
     return isMatchAsked(options) && !hasMatch ? kExitNoMatch : kExitDone;
+}
+
+int endReading(const FilterOptions &options, const LogSet &set, const std::vector<ReadEnd> &ends,
+               bool hasMatch) {
+    int exitCode = set.exitCode;
+    for (size_t log = 0; log < set.logs.size(); ++log) {
+        exitCode = std::max(exitCode, endReading(options, set.logs[log].question, ends[log], hasMatch));
+    }
+    return exitCode;
 }
 
 }  // namespace tool

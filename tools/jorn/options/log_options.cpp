@@ -1,14 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/log_options.h"
+#include "options/log_options.h"
 
-#include <CLI/Validators.hpp>
+#include <CLI/Error.hpp>
 
 #include "jorn.h"
+#include "usage/option_kinds.h"
+#include "usage/usage_error.h"
 
 namespace tool {
 
 void addDirectoryOption(CLI::App *command, std::string *directory) {
     refuseNumbers(command->add_option("DIR", *directory, "Directory of the log")->required());
+}
+
+void addDirectoriesOption(CLI::App *command, std::vector<std::string> *directories) {
+    refuseNumbers(command->add_option("DIR", *directories, "Directories of the logs")->required());
 }
 
 void refuseNumbers(CLI::Option *directory) {
@@ -21,9 +27,7 @@ void refuseNumbers(CLI::Option *directory) {
 }
 
 void addFilesOption(CLI::App *command, std::optional<int> *files, const std::string &meaning) {
-    command->add_option("--files", *files, meaning)
-        ->type_name("N")
-        ->check(CLI::Range(JORN_CSV_NUM_MIN, JORN_CSV_NUM_MAX));
+    addNumberOption(command, "--files", files, JORN_CSV_NUM_MIN, JORN_CSV_NUM_MAX, meaning);
 }
 
 }  // namespace tool

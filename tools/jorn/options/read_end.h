@@ -6,9 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "commands/filter_options.h"
 #include "log/damage.h"
 #include "log/ring_view.h"
+#include "options/filter_options.h"
+#include "options/log_set.h"
 
 namespace tool {
 
@@ -23,7 +24,7 @@ struct ReadEnd {
 
 /// Calls ask(view, damage) on a fresh view until no writer has removed items during the call. If the writer
 /// is too fast for that, returns the last answer, and the losses remain in `end`. `end` receives what there
-/// is to report on the view of the answer, and what was met in reading it. Throws Failure.
+/// is to report about the view that gave the answer, and about reading it. Throws Failure.
 template <class Ask>
 auto readStable(const Question &question, ReadEnd *end, const Ask &ask, Opening opening = Opening::AtOnce) {
     constexpr int kTries = 20;
@@ -41,8 +42,17 @@ auto readStable(const Question &question, ReadEnd *end, const Ask &ask, Opening 
 /// Prints notes, losses and damage, and returns the exit code: damage takes precedence over "no match".
 int endReading(const FilterOptions &options, const Question &question, const ReadEnd &end, bool hasMatch);
 
-/// The exit codes, for help; `question` is what asks whether anything matches.
-std::string readExitHelp(const std::string &question = "-g or -q");
+/// The same for several logs, of which `hasMatch` says whether any has a match. Returns the highest code.
+int endReading(const FilterOptions &options, const LogSet &set, const std::vector<ReadEnd> &ends,
+               bool hasMatch);
+
+/// The exit codes, for help.
+inline constexpr char kReadExitCodes[] =
+    "  0  done\n"
+    "  1  nothing matches, when -g or -q asked\n"
+    "  2  usage, or no log in DIR\n"
+    "  3  done, but damage was found: see jorn check\n"
+    "  4  input or output failed\n";
 
 }  // namespace tool
 
