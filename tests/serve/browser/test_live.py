@@ -4,7 +4,7 @@ import signal
 
 import sample
 from live import LivePage
-from support import wait_for
+from support import PageTest, Recorder, wait_for
 
 
 class LiveTest(LivePage):
@@ -114,3 +114,26 @@ class LiveTest(LivePage):
 
     def is_expected(self, entry):
         return "net::ERR_" in entry["message"]
+
+
+class TwoLogsTest(PageTest):
+    """Two recorders, whose items have the same times."""
+
+    def test_items_of_both_come_into_the_order_of_the_server(self):
+        directories = [self.log(sample.ITEMS[:5], name) for name in ("one", "two")]
+        recorders = [Recorder(str(directory)) for directory in directories]
+        for recorder in recorders:
+            self.addCleanup(recorder.end)
+        self.open(self.serve(*directories))
+        wait_for(lambda: self.text_of("#connection") == "Live", "stream is open")
+        for round_ in range(40):
+            # The second log's item comes first, though it belongs after those of the same second in the first log.
+            recorders[1].write(f"two {round_}")
+            wait_for(lambda text=f"two {round_}": text in self.texts(), "item of the second log")
+            recorders[0].write(f"one {round_}")
+            wait_for(lambda text=f"one {round_}": text in self.texts(), "item of the first log")
+        expected = [item["text"] for item in self.api("/api/items?after=1000")["items"]]
+        wait_for(lambda: self.texts() == expected[:len(self.in_view())], "order is that of the server")
+        self.assertEqual(self.text_of("#total"), f"{len(expected)} items")
+        self.press("G")
+        wait_for(lambda: self.texts() == expected[-len(self.in_view()):], "order at the other end too")
