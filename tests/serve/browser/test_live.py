@@ -27,13 +27,28 @@ class LiveTest(LivePage):
         before = [(row["text"], row["top"], row["selected"]) for row in self.in_view()]
         for step in range(1, 4):
             self.write(2)
-            wait_for(lambda step=step: self.text_of("#newer").startswith(f"{2 * step} newer items"), "newer are counted")
+            count = f"{2 * step} newer items"
+            wait_for(lambda count=count: self.text_of("#newer").startswith(count), "newer are counted")
             self.assertEqual([(row["text"], row["top"], row["selected"]) for row in self.in_view()], before)
         self.click("#newer")
         self.wait_texts(["new 5", "new 4", "new 3", "new 2", "new 1", "new 0", sample.FIRST])
         self.assertFalse(self.element("#newer").is_displayed())
         self.write()
         self.wait_texts(["new 6", "new 5"])
+
+    def test_view_stays_whole_while_very_many_come(self):
+        self.scroll_rows(40)
+        wait_for(lambda: self.texts()[:1] == ["item 560"], "scrolled")
+        before = [(row["text"], row["top"]) for row in self.in_view()]
+        # More than a page keeps.
+        self.write(9000)
+        wait_for(lambda: self.text_of("#newer").startswith("9,000 newer items"), "newer are counted")
+        self.assertEqual([(row["text"], row["top"]) for row in self.in_view()], before)
+        self.driver.execute_script("document.getElementById('list').scrollTop += 1")
+        wait_for(lambda: self.in_view()[0]["top"] == before[0][1] - 1, "scrolled by a pixel")
+        self.assertFalse(any(row["awaited"] for row in self.in_view()))
+        self.click("#newer")
+        self.wait_texts(self.newest(20))
 
     def test_oldest_first_follows_at_the_bottom_and_stays_when_scrolled(self):
         self.press("o")
