@@ -35,13 +35,16 @@ const std::string kGate =
     R"("log":"log","cursor":"log~1700000120~1~0~685f0497"})";
 
 TEST_F(ApiTest, Items_All_AreThoseOfShowWithLogAndCursor) {
-    EXPECT_EQ(body("items"), R"({"total":3,"rank":0,"revision":1,"position":"log~1700000120~1~0~685f0497",)"
-                             R"("items":[)" +
-                                 kGate + "," + kDoor + "," + kPowerOn + "]}\n");
-    EXPECT_EQ(body("items", {{"order", "oldest"}, {"rank", "1"}, {"after", "1"}}),
-              R"({"total":3,"rank":1,"revision":1,"position":"log~1700000120~1~0~685f0497",)"
-              R"("items":[)" +
-                  kDoor + "]}\n");
+    EXPECT_EQ(
+        body("items"),
+        R"({"total":3,"rank":0,"anchor_rank":null,"revision":1,"position":"log~1700000120~1~0~685f0497",)"
+        R"("items":[)" +
+            kGate + "," + kDoor + "," + kPowerOn + "]}\n");
+    EXPECT_EQ(
+        body("items", {{"order", "oldest"}, {"rank", "1"}, {"after", "1"}}),
+        R"({"total":3,"rank":1,"anchor_rank":null,"revision":1,"position":"log~1700000120~1~0~685f0497",)"
+        R"("items":[)" +
+            kDoor + "]}\n");
 }
 
 TEST_F(ApiTest, Histogram_All_CountsByLevelInRoundSteps) {
@@ -304,6 +307,36 @@ TEST_F(ServeTest, Items_AroundTimeRankAndCursor_InBothOrders) {
     EXPECT_EQ(at({{"time", "9"}}, "newest"), "3:1");
     EXPECT_EQ(at({{"rank", "3"}}, "newest"), "2:21");
     EXPECT_EQ(at({{"rank", "9"}}, "oldest"), "3:4");
+}
+
+TEST_F(ServeTest, Items_Anchor_HasItsRankWhereItPasses) {
+    makeLog(line("1") + line("2") + line("3"));
+    serve();
+    const std::string second = cursorOf("2");
+    EXPECT_EQ(json("items", {{"anchor", second}, {"order", "oldest"}})["anchor_rank"], 1);
+    EXPECT_EQ(json("items", {{"anchor", cursorOf("3")}})["anchor_rank"], 0);
+    EXPECT_EQ(json("items", {{"anchor", second}, {"q", "[23]"}})["anchor_rank"], 1);
+    EXPECT_EQ(json("items", {{"anchor", second}, {"q", "[13]"}})["anchor_rank"], nullptr);
+    EXPECT_EQ(json("items", {{"anchor", second}, {"cursor", second}, {"q", "[13]"}})["anchor_rank"], nullptr);
+    EXPECT_EQ(json("items", {{"anchor", "log~1~0~0~00000000"}})["anchor_rank"], nullptr);
+    EXPECT_THAT(refusal("items", {{"anchor", "2"}}), HasSubstr("\"parameter\":\"anchor\""));
+}
+
+TEST_F(ServeTest, Items_Search_MarksMatchesByBytesOfTheText) {
+    makeLog(line("a door, a d\xc3\xb6\xc3\xb6r") + line("\xff door") + line("nothing"));
+    serve();
+    const auto marks = [&](const Given &parameters) {
+        const Json items = json("items", parameters)["items"];
+        std::string all;
+        for (const Json &item : items) {
+            all += item.contains("marks") ? item["marks"].dump() : "-";
+        }
+        return all;
+    };
+    EXPECT_EQ(marks({{"q", "d..r"}, {"order", "oldest"}}), "[[2,6],[10,16]][[4,8]]");
+    EXPECT_EQ(marks({{"q", "x*"}}), "---");
+    EXPECT_EQ(marks({{"q", "door"}, {"invert", "1"}}), "-");
+    EXPECT_EQ(marks({}), "---");
 }
 
 }  // namespace

@@ -82,6 +82,10 @@ public:
 
     /// Takes no more, as one whose connection is full, until resume().
     void halt() { isHalted_ = true; }
+    void waitUntilHeld() {
+        std::unique_lock lock(mutex_);
+        EXPECT_TRUE(come_.wait_for(lock, std::chrono::seconds(20), [this] { return isHeld_; }));
+    }
     void resume() {
         isHalted_ = false;
         const std::lock_guard lock(mutex_);
@@ -103,7 +107,10 @@ public:
 private:
     bool take(std::string_view bytes) {
         std::unique_lock lock(mutex_);
+        isHeld_ = isHalted_;
+        come_.notify_all();
         come_.wait(lock, [this] { return !isHalted_ || isGone_; });
+        isHeld_ = false;
         if (bytes.compare(0, 7, "event: ") == 0) {
             takeEvent(std::string(bytes));
         } else if (!bytes.empty()) {
@@ -131,6 +138,7 @@ private:
     size_t pings_ = 0;
     std::atomic<bool> isHalted_{false};
     std::atomic<bool> isGone_{false};
+    bool isHeld_ = false;
     bool isWhole_ = false;
     std::thread sender_;
 };
@@ -311,6 +319,8 @@ TEST_F(StreamTest, SlowClient_HoldsNothingAndGetsWhatIsInViewByThen) {
     client->resume();
     EXPECT_EQ(client->nextTexts(50), numberedTexts("n", 1, 50));
     client->halt();
+    add(line("held"));
+    client->waitUntilHeld();
     add(line("lost"));
     start(0, line("a"));
     logs_->refreshAll();

@@ -21,10 +21,12 @@ constexpr HelpText kHelp = {
     "  jorn serve --open unit1/door unit2/gate   two logs by time, in a browser\n"
     "  jorn serve --listen 127.0.0.1:0 DIR       at any port that is free\n",
     "The page shows where in time the errors are, and lists, filters, searches and follows the items of one "
-    "log, or of several by time, while they are recorded. Its URL is printed on a line of its own; the server "
+    "log, or of several by time, while they are recorded. Its URL is printed on a line of its own; the "
+    "server "
     "runs until SIGINT, SIGTERM or SIGHUP comes. DIR is not changed in any way.\n"
     "Every user of the machine reaches the port, so the URL holds a token: whoever has it may read the logs. "
-    "With --token-file the token stays the same; only its owner may be able to read that file. Nothing leaves "
+    "With --token-file the token stays the same; only its owner may be able to read that file. Nothing "
+    "leaves "
     "the machine unless --listen names an address that others reach; nothing is encrypted then.\n"
     "The page is served by the program jorn-serve; serve.md describes its interface for other programs.\n",
     "  0  stopped by a signal\n"

@@ -83,6 +83,7 @@ int openPort(HttpServer *server, const Address &address) {
 }
 
 std::vector<ServedLog> logsOf(const ServeOptions &options) {
+    refuseSameDirectory(options.directories);
     const std::vector<std::string> names = distinctLogNames(options.directories);
     std::vector<ServedLog> logs;
     for (size_t i = 0; i < names.size(); ++i) {

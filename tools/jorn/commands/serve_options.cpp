@@ -14,9 +14,9 @@ void addServeOptions(CLI::App *command, ServeOptions *options) {
     beginGroup(command, "The page");
     command
         ->add_option("--listen", options->listen,
-                     "Where to listen, port 0 for any that is free (default: 127.0.0.1:8642, or the next "
-                     "free port)")
-        ->type_name("ADDRESS:PORT");
+                     "Where to listen, as ADDRESS:PORT, with port 0 for any that is free (default: "
+                     "127.0.0.1:8642, or the next free port)")
+        ->type_name("ADDRESS");
     command
         ->add_option("--token-file", options->tokenFile,
                      "File whose first line is the token (default: a new token each time)")
