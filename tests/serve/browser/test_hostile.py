@@ -14,7 +14,8 @@ ESCAPES = {b"one\x00two": "one",
            "left \u202eright\u202c \u2066isolated\u2069".encode(): r"left \u202eright\u202c \u2066isolated\u2069",
            b"back\x08\x08\x7fspace\x0d": r"back\x08\x08\x7fspace\x0d",
            "zero\u200bwidth\ufeff \u2028line".encode(): r"zero\u200bwidth\ufeff \u2028line",
-           b"no \xff\xfe UTF-8": "no \ufffd\ufffd UTF-8", "\u05e9\u05dc\u05d5\u05dd 12".encode(): "\u05e9\u05dc\u05d5\u05dd 12",
+           b"no \xff\xfe UTF-8": "no \ufffd\ufffd UTF-8",
+           "\u05e9\u05dc\u05d5\u05dd 12".encode(): "\u05e9\u05dc\u05d5\u05dd 12",
            ("a" + "\u0301" * 90).encode(): "a" + "\u0301" * 90}
 WORD = "w" * 198
 NAME = "<img src=x onerror=window.harmed=1>"

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """The keyboard."""
+from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.keys import Keys
 
 import sample
@@ -86,7 +87,6 @@ class KeysTest(PageTest):
     def test_keys_of_the_browser_are_left_alone(self):
         self.driver.execute_script(
             "window.left = []; addEventListener('keydown', (event) => window.left.push(event.defaultPrevented))")
-        from selenium.webdriver.common.action_chains import ActionChains
         ActionChains(self.driver).key_down(Keys.CONTROL).send_keys("f").key_up(Keys.CONTROL).perform()
         self.wait_query(follow=None)
         self.assertEqual(set(self.driver.execute_script("return window.left")), {False})

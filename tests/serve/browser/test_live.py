@@ -4,7 +4,7 @@ import signal
 
 import sample
 from live import LivePage
-from support import wait_for
+from support import PageTest, Recorder, wait_for
 
 
 class LiveTest(LivePage):
@@ -27,13 +27,28 @@ class LiveTest(LivePage):
         before = [(row["text"], row["top"], row["selected"]) for row in self.in_view()]
         for step in range(1, 4):
             self.write(2)
-            wait_for(lambda step=step: self.text_of("#newer").startswith(f"{2 * step} newer items"), "newer are counted")
+            count = f"{2 * step} newer items"
+            wait_for(lambda count=count: self.text_of("#newer").startswith(count), "newer are counted")
             self.assertEqual([(row["text"], row["top"], row["selected"]) for row in self.in_view()], before)
         self.click("#newer")
         self.wait_texts(["new 5", "new 4", "new 3", "new 2", "new 1", "new 0", sample.FIRST])
         self.assertFalse(self.element("#newer").is_displayed())
         self.write()
         self.wait_texts(["new 6", "new 5"])
+
+    def test_view_stays_whole_while_very_many_come(self):
+        self.scroll_rows(40)
+        wait_for(lambda: self.texts()[:1] == ["item 560"], "scrolled")
+        before = [(row["text"], row["top"]) for row in self.in_view()]
+        # More than a page keeps.
+        self.write(9000)
+        wait_for(lambda: self.text_of("#newer").startswith("9,000 newer items"), "newer are counted")
+        self.assertEqual([(row["text"], row["top"]) for row in self.in_view()], before)
+        self.driver.execute_script("document.getElementById('list').scrollTop += 1")
+        wait_for(lambda: self.in_view()[0]["top"] == before[0][1] - 1, "scrolled by a pixel")
+        self.assertFalse(any(row["awaited"] for row in self.in_view()))
+        self.click("#newer")
+        self.wait_texts(self.newest(20))
 
     def test_oldest_first_follows_at_the_bottom_and_stays_when_scrolled(self):
         self.press("o")
@@ -114,3 +129,26 @@ class LiveTest(LivePage):
 
     def is_expected(self, entry):
         return "net::ERR_" in entry["message"]
+
+
+class TwoLogsTest(PageTest):
+    """Two recorders, whose items have the same times."""
+
+    def test_items_of_both_come_into_the_order_of_the_server(self):
+        directories = [self.log(sample.ITEMS[:5], name) for name in ("one", "two")]
+        recorders = [Recorder(str(directory)) for directory in directories]
+        for recorder in recorders:
+            self.addCleanup(recorder.end)
+        self.open(self.serve(*directories))
+        wait_for(lambda: self.text_of("#connection") == "Live", "stream is open")
+        for round_ in range(40):
+            # The second log's item comes first, though it belongs after those of the same second in the first log.
+            recorders[1].write(f"two {round_}")
+            wait_for(lambda text=f"two {round_}": text in self.texts(), "item of the second log")
+            recorders[0].write(f"one {round_}")
+            wait_for(lambda text=f"one {round_}": text in self.texts(), "item of the first log")
+        expected = [item["text"] for item in self.api("/api/items?after=1000")["items"]]
+        wait_for(lambda: self.texts() == expected[:len(self.in_view())], "order is that of the server")
+        self.assertEqual(self.text_of("#total"), f"{len(expected)} items")
+        self.press("G")
+        wait_for(lambda: self.texts() == expected[-len(self.in_view()):], "order at the other end too")

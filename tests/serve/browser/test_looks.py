@@ -35,7 +35,7 @@ const found = [];
 for (const element of document.querySelectorAll("body *")) {
   const texts = [...element.childNodes].filter((node) => node.nodeType === 3 && node.data.trim());
   const typed = element.matches("input:not([type=checkbox]), select");
-  if ((texts.length || typed) && element.checkVisibility() && !element.matches(":disabled, .spoken, option, legend *")) {
+  if ((texts.length || typed) && element.checkVisibility() && !element.matches(":disabled, .spoken, option")) {
     const below = ground(element);
     found.push([ratio(over(parse(getComputedStyle(element).color), below), below), element.outerHTML.slice(0, 90)]);
     if (element.placeholder) {
@@ -66,7 +66,6 @@ const cut = [...document.querySelectorAll("button, label, .line p")].filter((ele
 return { beyond, cut, overflow: document.documentElement.scrollWidth - width };
 """
 
-# Controls, with what people who do not see them are told.
 WORDS = {"motor": ["speed {} rpm", "stopped after {} ms", "overcurrent: {} mA", "brake released, {} N"],
          "door": ["open, {} times today", "closed in {} ms", "blocked at {} mm", "light barrier {} us"],
          "net": ["link up after {} ms", "frame {} lost", "retry {} of 9999", "address 10.0.3.{}"]}
@@ -226,6 +225,7 @@ class LooksTest(PageTest):
             "const row = [...document.querySelectorAll('.rows .row')].find((one) => one.querySelector('.log')"
             ".textContent === arguments[0]); return row && getComputedStyle(row.querySelector('.log')).color", name)
             for name in ("unit-1", "unit-2")}
+        self.picture("desk-all")
         self.assertNotIn(None, colours.values())
         self.assertNotEqual(colours["unit-1"], colours["unit-2"])
         merged = sorted(((item[0], name) for name, items in self.items.items() for item in items), reverse=True)
@@ -237,6 +237,7 @@ class ZoneTest(PageTest):
     def test_times_are_in_the_zone_of_the_server(self):
         self.open(self.serve(self.log(sample.ITEMS), environment={"TZ": "XXX-05:30"}))
         self.assertEqual(self.in_view()[0]["when"], "2026-11-19 03:29:00")
-        wait_for(lambda: self.text_of("#summary .span") == "2026-11-18 17:30:00 to 2026-11-19 03:29:00", "server's times")
+        span = "2026-11-18 17:30:00 to 2026-11-19 03:29:00"
+        wait_for(lambda: self.text_of("#summary .span") == span, "server's times")
         self.type_into("#since", "2026-11-19 03:00")
         self.wait_total("30 items")

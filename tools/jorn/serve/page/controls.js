@@ -30,7 +30,8 @@ export class Controls {
       });
     }
     for (const [name, value] of Object.entries(TICKED)) {
-      byId(name).addEventListener("change", (event) => changed({ [name]: event.target.checked ? value : undefined }, true));
+      byId(name).addEventListener("change", ({ target }) =>
+        changed({ [name]: target.checked ? value : undefined }, true));
     }
     byId("span").addEventListener("change", (event) => this.chooseSpan(event.target.value));
     byId("filters").addEventListener("submit", (event) => {

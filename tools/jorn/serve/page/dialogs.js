@@ -50,19 +50,20 @@ export function openHelp() {
   const rows = KEYS.map(({ shown, does }) => make("tr", {}, make("th", { scope: "row" },
     ...shown.flatMap((key) => [make("kbd", {}, key), " "])), make("td", {}, does)));
   openDialog("Keys", make("table", { class: "keys" }, make("tbody", {}, ...rows)),
-    make("p", {}, "In the histogram, drag to zoom, press a bar to go to its time in the list. Since and until take every " +
-      "form of time that the tool takes: 2026-11-21, yesterday 10:00, -2h, @1795000000."),
-    make("p", {}, "A link to this page shows the same again. Spans that are counted back from now, such as -2h, go on " +
-      "with the time; the copied link has the times as they are now."));
+    make("p", {}, "In the histogram, drag to zoom, press a bar to go to its time in the list. Since and until take " +
+      "every form of time that the tool takes: 2026-11-21, yesterday 10:00, -2h, @1795000000."),
+    make("p", {}, "A link to this page shows the same again. Spans that are counted back from now, such as -2h, go " +
+      "on with the time; the copied link has the times as they are now."));
 }
 
 /** What the check of each log finds. */
 export async function openFindings() {
   const { logs } = await ask("findings");
+  const sound = "Nothing is found: the log is as its recorder leaves it.";
   openDialog("State of the logs", ...logs.map(({ log, state, failure, findings }) => make("section", {},
     make("h3", {}, log),
     findings.length ? make("ul", { class: "findings" }, ...findings.map(finding))
-      : make("p", {}, failure ?? (state === "ok" ? "Nothing is found: the log is as its recorder leaves it." : state)))));
+      : make("p", {}, failure ?? (state === "ok" ? sound : state)))));
 }
 
 function finding({ severity, file, offset, what, advice }) {

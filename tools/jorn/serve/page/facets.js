@@ -26,7 +26,10 @@ export class Facets {
     this.answer = answer;
     for (const [kind, members] of KINDS) {
       const part = this.parts[kind];
-      const values = answer[members];
+      const ticked = new Set(listOf(state[kind]));
+      // Of numbers without a name, those that nobody uses are left out.
+      const values = answer[members].filter((value) => value.items || value.name || kind === "log" ||
+        ticked.has(String(value[kind])));
       part.set.hidden = kind === "log" && values.length < 2;
       const keys = new Set(values.map((value) => String(value[kind])));
       part.boxes.forEach((box, key) => keys.has(key) || this.remove(part, key));

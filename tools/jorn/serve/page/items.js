@@ -204,7 +204,6 @@ export class Items {
         this.kept.set(number, item);
       }
     }
-    this.forget(this.known);
   }
 
   /** The items of this time and later ones may have other places now. */

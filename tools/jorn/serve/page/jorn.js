@@ -1,21 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 // The page: what its parts are to each other.
+import { Actions } from "./actions.js";
 import { ApiError, ask, Question } from "./api.js";
 import { setZone, stampOf } from "./clock.js";
 import { Controls } from "./controls.js";
 import { Details } from "./details.js";
-import { closeDialog, copy, openCommand, openDialog, openDownload, openFindings, openHelp, prepareDialog }
-  from "./dialogs.js";
-import { byId, coalesced, make, say } from "./dom.js";
+import { openFindings, prepareDialog } from "./dialogs.js";
+import { byId, coalesced, make } from "./dom.js";
 import { Facets } from "./facets.js";
 import { Histogram } from "./histogram.js";
 import { Items } from "./items.js";
 import { listenToKeys } from "./keyboard.js";
 import { List } from "./list.js";
 import { fillRow } from "./row.js";
-import { filterOf, History, isFiltered, sameFilter, toQuery } from "./state.js";
+import { filterOf, History, isFiltered, sameFilter } from "./state.js";
 import { Stream } from "./stream.js";
-import { counted, grouped, lasting } from "./text.js";
+import { counted, lasting, sized } from "./text.js";
 
 const LOG_COLOURS = 8;
 const RETRY = 1000;
@@ -28,21 +28,23 @@ class Page {
     this.list = new List(byId("grid"), byId("list"), this.items, {
       fill: (row, item) => fillRow(row, item, this), moved: () => this.viewChanged(),
       pressed: (number, event) => this.pressed(number, event) });
-    this.histogram = new Histogram(byId("histogram"), { zoomed: (...span) => this.zoom(span),
+    this.histogram = new Histogram(byId("histogram"), { zoomed: (...span) => this.actions.zoom(span),
       sought: (since, until) => this.load({ time: this.items.newestFirst ? until : since }) });
     this.facets = new Facets(byId("facets"), { logClass: (log) => this.logClass(log),
-      chosen: (kind, values) => this.filter({ [kind]: values }) });
-    this.details = new Details(byId("item"), { copy: () => this.copyItem(), copyRaw: () => this.copyRaw(),
-      context: () => this.context(), close: () => this.escape() });
+      chosen: (kind, values) => this.actions.filter({ [kind]: values }) });
+    this.details = new Details(byId("item"), { copy: () => this.actions.copyItem(),
+      copyRaw: () => this.actions.copyRaw(), context: () => this.actions.context(),
+      close: () => this.actions.escape() });
     this.stream = new Stream({ event: (type, data) => this.streamed(type, data),
-      state: (name) => this.connected(name) });
+      state: (name, detail) => this.connected(name, detail) });
     this.counts = { histogram: new Question("histogram"), facets: new Question("facets") };
     this.relocate = coalesced(100, () => this.load(this.here()));
     this.countsSoon = coalesced(1000, () => this.refreshCounts());
     this.logsSoon = coalesced(1000, () => this.refreshLogs());
     this.drawSoon = coalesced(0, () => this.drawItems());
-    this.controls = new Controls((values, push) => this.filter(values, push));
+    this.controls = new Controls((values, push) => this.actions.filter(values, push));
     this.history = new History((state, before) => this.changed(state, before));
+    this.actions = new Actions(this);
   }
 
   get state() {
@@ -58,13 +60,7 @@ class Page {
   }
 
   listen() {
-    const buttons = { download: "download", command: "command", link: "link", help: "help", order: "order", wrap: "wrap",
-      follow: "follow", newer: "newest", connection: "pause", "zoom-out": "zoomOut", "zoom-all": "zoomAll",
-      table: "table", clear: "clear", "facets-toggle": "toggleFacets" };
-    for (const [id, action] of Object.entries(buttons)) {
-      byId(id).addEventListener("click", () => this[action]());
-    }
-    listenToKeys(this);
+    listenToKeys(this.actions);
     // Browsers open few connections to a server at a time, over all tabs; a hidden one keeps none.
     document.addEventListener("visibilitychange", () => this.tend());
     addEventListener("online", () => this.stream.hurry());
@@ -120,6 +116,7 @@ class Page {
 
   /** Asks for everything anew: items at a place, counts, and a stream of what comes after. */
   async load(place) {
+    clearTimeout(this.retryTimer);
     this.refreshCounts();
     const filter = filterOf(this.state);
     const offset = this.offsetOf(place);
@@ -173,7 +170,7 @@ class Page {
       this.controls.fail(failure, "q");
     } else {
       this.failed(failure);
-      setTimeout(() => this.load(place), RETRY);
+      this.retryTimer = setTimeout(() => this.load(place), RETRY);
     }
   }
 
@@ -210,6 +207,12 @@ class Page {
     this.counts.facets.ask(filter).then((answer) => answer && this.facets.show(answer, this.state)).catch(ignore);
   }
 
+  /** First and last second of all logs, whatever is filtered. */
+  allTime() {
+    const times = (name) => this.logs.map((log) => log[name]).filter((time) => time !== null);
+    return { oldest: Math.min(...times("oldest")), newest: Math.max(this.latest ?? 0, ...times("newest")) };
+  }
+
   /** Of what is filtered the histogram shows all time too, so that it stays in place while one filters. */
   histogramSpan() {
     const { oldest, newest } = this.allTime();
@@ -221,7 +224,8 @@ class Page {
     const { since, until, total, step } = answer;
     byId("summary").replaceChildren(...(total || this.state.since || this.state.until
       ? [make("span", { class: "span" }, `${stampOf(since)} to ${stampOf(until)}`),
-        make("span", { class: "more" }, `${lasting(until - since + 1)}, ${counted(total, "item")}, a bar is ${lasting(step)}`)]
+        make("span", { class: "more" },
+          `${lasting(until - since + 1)}, ${counted(total, "item")}, a bar is ${lasting(step)}`)]
       : ["No items."]));
   }
 
@@ -233,7 +237,7 @@ class Page {
       byId("help").title = `Keys and help (?), jorn ${version}`;
       document.title = `${logs.map(({ log }) => log).join(", ")} - jorn`;
       byId("grid").classList.toggle("several", logs.length > 1);
-      byId("logs").replaceChildren(...logs.map((log) => this.badge(log)));
+      this.showBadges();
     } catch (failure) {
       this.failed(failure);
     }
@@ -257,12 +261,24 @@ class Page {
     }
   }
 
-  badge({ log, path, items, bytes, state, findings }) {
+  // The buttons stay while what they show changes, so that the focus does.
+  showBadges() {
+    const place = byId("logs");
+    if (place.children.length !== this.logs.length) {
+      place.replaceChildren(...this.logs.map(() => make("button", { type: "button", "aria-haspopup": "dialog",
+        click: () => openFindings().catch((failure) => this.failed(failure)) })));
+    }
+    this.logs.forEach((log, i) => this.showBadge(place.children[i], log));
+  }
+
+  showBadge(badge, { log, path, items, bytes, state, findings }) {
     const text = state === "ok" ? "sound" : findings ? counted(findings, "finding") : state;
-    return make("button", { type: "button", class: `badge ${state}`, title: `${path}: ${counted(items, "item")}, ` +
-      `${grouped(bytes)} bytes`, "aria-haspopup": "dialog", click: () => openFindings().catch((e) => this.failed(e)) },
-    ...(this.logs.length > 1 ? [make("span", { class: `swatch ${this.logClass(log)}` })] : []),
-    `${log} `, make("span", { class: "state" }, text));
+    badge.title = `${path}: ${counted(items, "item")}, ${sized(bytes)}`;
+    if (badge.textContent !== `${log} ${text}`) {
+      badge.className = `badge ${state}`;
+      badge.replaceChildren(...(this.logs.length > 1 ? [make("span", { class: `swatch ${this.logClass(log)}` })] : []),
+        `${log} `, make("span", { class: "state" }, text));
+    }
   }
 
   logClass(name) {
@@ -281,11 +297,14 @@ class Page {
     this.viewChanged();
   }
 
+  /** After new items have come. */
   drawItems() {
     if (this.following && this.list.stuck) {
       this.items.show();
       this.list.place();
       this.viewChanged();
+    } else if (this.list.anchor) {
+      this.items.forget(this.list.anchor.number);
     }
     this.showTotal();
   }
@@ -347,7 +366,7 @@ class Page {
     this.selectNumber(number, true);
     // A second press opens; on narrow pages, which are pressed by thumbs, the first one does.
     if (event.type === "dblclick" || matchMedia("(max-width: 600px)").matches) {
-      this.open();
+      this.actions.open();
     }
   }
 
@@ -387,207 +406,6 @@ class Page {
     return this.items.get(this.selected) ?? this.details.item;
   }
 
-  move(rows) {
-    if (!this.items.length) {
-      return;
-    }
-    const [first, last] = this.list.inView().map((number) => this.items.rowOf(number));
-    const from = this.selected === undefined ? -1 : this.items.rowOf(this.selected);
-    const row = from < first || from > last ? (rows > 0 ? first : last) : from + rows;
-    const number = this.items.numberAt(Math.min(Math.max(row, 0), this.items.length - 1));
-    this.list.reveal(number);
-    this.selectNumber(number, true);
-  }
-
-  // --- Actions, by keys and buttons
-
-  down() { this.move(1); }
-
-  up() { this.move(-1); }
-
-  pageDown() { this.page(1); }
-
-  pageUp() { this.page(-1); }
-
-  page(direction) {
-    byId("list").scrollTop += direction * Math.max(20, byId("list").clientHeight - 40);
-  }
-
-  top() {
-    if (this.items.newestFirst) {
-      this.newest();
-    } else if (this.items.length) {
-      this.list.go(this.items.from, 0);
-    }
-  }
-
-  bottom() {
-    if (!this.items.newestFirst) {
-      this.newest();
-    } else if (this.items.length) {
-      this.list.go(this.items.from, this.list.viewHeight - this.list.heightOf(this.items.from));
-    }
-  }
-
-  newest() {
-    this.items.show();
-    this.list.stick();
-    this.itemsChanged();
-  }
-
-  search() {
-    byId("q").focus();
-    byId("q").select();
-  }
-
-  open() {
-    const item = this.items.get(this.selected);
-    if (item) {
-      this.history.change({ item: item.cursor, open: "1" });
-    }
-  }
-
-  escape() {
-    if (["q", "since", "until"].includes(document.activeElement.id)) {
-      byId("grid").focus();
-    } else if (this.details.open) {
-      this.history.change({ open: undefined });
-      byId("grid").focus();
-    }
-  }
-
-  async copyItem() {
-    const { item } = this;
-    if (item) {
-      const text = `${item.iso} ${item.level_name ?? item.level} ${item.slot_name ?? item.slot} ${item.text}`;
-      this.copied(await copy(text), "Item");
-    }
-  }
-
-  async copyRaw() {
-    const cursor = this.item?.cursor;
-    if (cursor) {
-      try {
-        this.copied(await copy((await ask("item", { cursor })).raw), "Raw line");
-      } catch (failure) {
-        this.failed(failure);
-      }
-    }
-  }
-
-  copied(done, what) {
-    this.brief(done ? `${what} copied.` : `${what} could not be copied.`);
-  }
-
-  /** The item among its neighbours: without filters, where it is. */
-  context() {
-    const cursor = this.item?.cursor;
-    if (cursor) {
-      this.history.flush();
-      this.centred = cursor;
-      const { order, wrap, follow, stream } = this.state;
-      const state = { order, wrap, follow, stream, at: cursor, item: cursor };
-      const whole = Object.fromEntries(Object.keys(this.state).map((name) => [name, undefined]));
-      this.history.change({ ...whole, ...state });
-    }
-  }
-
-  follow() {
-    this.history.change({ follow: this.following ? "0" : undefined }, false);
-    if (this.following) {
-      this.newest();
-    }
-  }
-
-  pause() {
-    this.history.change({ stream: this.state.stream === "0" ? undefined : "0" }, false);
-  }
-
-  order() {
-    const selected = this.item?.cursor;
-    this.history.change({ order: this.state.order === "oldest" ? undefined : "oldest",
-      at: this.list.stuck ? undefined : selected ?? this.list.first?.cursor });
-  }
-
-  wrap() {
-    this.history.change({ wrap: this.state.wrap ? undefined : "1" }, false);
-  }
-
-  clear() {
-    const names = ["since", "until", "level", "slot", "log", "q", "case", "invert"];
-    this.filter(Object.fromEntries(names.map((name) => [name, undefined])));
-  }
-
-  toggleFacets() {
-    const shown = document.body.classList.toggle("all-filters");
-    byId("facets-toggle").setAttribute("aria-expanded", String(shown));
-  }
-
-  /** Changes the filter. The view stays at its item, or near it, unless it is at the end where new items come. */
-  filter(values, push = true) {
-    this.history.change({ at: this.list.stuck ? undefined : this.list.first?.cursor, ...values }, push);
-  }
-
-  zoom([since, until]) {
-    this.filter({ since: `@${since}`, until: `@${until}`, at: undefined });
-    say(`${stampOf(since)} to ${stampOf(until)}`);
-  }
-
-  /** First and last second of all logs, whatever is filtered. */
-  allTime() {
-    const times = (name) => this.logs.map((log) => log[name]).filter((time) => time !== null);
-    return { oldest: Math.min(...times("oldest")), newest: Math.max(this.latest ?? 0, ...times("newest")) };
-  }
-
-  zoomOut() {
-    const { begin, end } = this.histogram;
-    if (!this.state.since && !this.state.until) {
-      return;
-    }
-    const more = Math.ceil((end - begin) / 2);
-    const { oldest, newest } = this.allTime();
-    if (begin - more <= oldest && end + more > newest) {
-      this.zoomAll();
-    } else {
-      this.zoom([Math.max(0, begin - more), end - 1 + more]);
-    }
-  }
-
-  zoomAll() {
-    this.filter({ since: undefined, until: undefined, at: undefined });
-  }
-
-  table() {
-    if (this.histogram.answer) {
-      openDialog("Items over time", this.histogram.table((...span) => {
-        closeDialog();
-        this.zoom(span);
-      }));
-    }
-  }
-
-  help() { openHelp(); }
-
-  download() { openDownload(filterOf(this.state), this.items.length); }
-
-  command() {
-    openCommand(filterOf(this.state), (done) => this.copied(done, "Command")).catch((failure) => this.failed(failure));
-  }
-
-  /** Copies a link that shows the same at any time: with times as they are now, and at the item in view. */
-  async link() {
-    try {
-      const times = await ask("check-filter", filterOf(this.state));
-      const state = { ...this.state, at: this.list.first?.cursor };
-      for (const name of ["since", "until"]) {
-        state[name] &&= `@${times[name]}`;
-      }
-      this.copied(await copy(`${location.origin}/?${toQuery(state)}`), "Link");
-    } catch (failure) {
-      this.failed(failure);
-    }
-  }
-
   // --- What comes
 
   get streaming() {
@@ -622,8 +440,9 @@ class Page {
     }
   }
 
-  connected(name) {
-    const texts = { live: "Live", paused: "Paused", broken: "Connection lost, trying again", refused: "Signed out" };
+  /** Shows how the connection is; `detail` is the status where it was refused. */
+  connected(name, detail) {
+    const texts = { live: "Live", paused: "Paused", broken: "Connection lost, trying again", refused: "Refused" };
     const button = byId("connection");
     const before = button.dataset.state;
     button.dataset.state = name;
@@ -633,8 +452,11 @@ class Page {
       this.refreshCounts();
       this.refreshLogs();
       this.itemsChanged();
-    } else if (name === "refused") {
+    } else if (name === "refused" && detail === 401) {
       this.failed(new ApiError(401, {}));
+    } else if (name === "refused") {
+      // The position means nothing to the server any more, which may have been started with other logs.
+      this.retryTimer = setTimeout(() => this.load(this.here()), RETRY);
     }
   }
 }

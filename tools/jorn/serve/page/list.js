@@ -3,8 +3,8 @@
 //
 // What is in view is held by an anchor: a number and the place of its row below the view's upper edge. So the view
 // stays where it is when rows above it come, go or turn out higher than was thought. Where all rows are of one height
-// and the list is not higher than browsers can lay out, the anchor follows from the scroll bar exactly; else it moves by
-// as much as was scrolled, and by a share of the whole list where the scroll bar was dragged.
+// and the list is not higher than browsers can lay out, the anchor follows from the scroll bar exactly; else it moves
+// by as much as was scrolled, and by a share of the whole list where the scroll bar was dragged.
 import { make } from "./dom.js";
 
 // Browsers lay out some 17 to 33 million pixels.
@@ -13,8 +13,8 @@ const BEYOND_VIEW = 12;
 
 export class List {
   /**
-   * `fill(row, item, number)` makes a row's content, of the same height without an item; `moved()` is called when people have scrolled; `pressed(number,
-   * event)` when a row is.
+   * `fill(row, item, number)` makes a row's content, of the same height without an item; `moved()` is called when
+   * people have scrolled; `pressed(number, event)` when a row is.
    */
   constructor(grid, scroller, items, { fill, moved, pressed }) {
     Object.assign(this, { grid, scroller, items, fill, moved, pressed });
