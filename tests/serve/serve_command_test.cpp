@@ -88,8 +88,9 @@ protected:
 
     /// What a shell command prints.
     std::string shell(const std::string &command) const {
-        const std::string script = "cd '" + root_ + "' && { " + command + "\n} >out.txt 2>&1";
-        const int status = system(script.c_str());
+        write("script", command + "\n");
+        const std::string run = "cd '" + root_ + "' && timeout 60 sh script >out.txt 2>&1";
+        const int status = system(run.c_str());
         return read("out.txt") + (status == 0 ? "" : "(failed)");
     }
 
@@ -181,7 +182,7 @@ TEST_F(ServeCommandTest, Follow_RecorderBesideIt_SendsItsItemsAndEndsInOrder) {
                                "' '" + baseOf(url) + "/api/stream?q=new' > stream.txt & ";
     // The recorder begins when the stream has, and the server is stopped when the item has come.
     const std::string script = stream + "while ! grep -q '^event: change' stream.txt; do sleep 0.01; done; " +
-                               "echo new item | " JORN_TOOL_COMMAND " record log; " +
+                               "echo new item | " JORN_TOOL_COMMAND " record --files 10 log; " +
                                "while ! grep -q 'new item' stream.txt; do sleep 0.01; done; kill -INT " +
                                std::to_string(tool.process()) + "; wait";
     EXPECT_EQ(shell(script), "");
