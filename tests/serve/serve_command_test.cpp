@@ -229,7 +229,11 @@ TEST_F(ServeCommandTest, Document_Examples_PrintWhatItSays) {
             "door");
     write("door/jorn.names", "[levels]\n0 = error\n1 = warning\n");
     ServingTool tool(root_, {"serve", "--token-file", "token", "--utc", "--listen", "127.0.0.1:0", "door"});
-    const std::string base = baseOf(tool.nextLine());
+    const std::string url = tool.nextLine();
+    const std::string base = baseOf(url);
+    // A check that ends makes a new revision.
+    while (get(url, "/api/logs").find("checking") != std::string::npos) {
+    }
     const auto examples = examplesIn(JORN_SERVE_DOCUMENT);
     EXPECT_GE(examples.size(), 8U);
     for (const auto &[command, expected] : examples) {
