@@ -18,7 +18,8 @@ constexpr char kDetails[] =
     "one all items are new. Where the writer has come round before a file was read, a note tells how many\n"
     "files were passed. With --until it ends when that time has passed. With -q it prints nothing, and\n"
     "ends at the first match. Changes are told by the system; on network and FUSE file systems, and with\n"
-    "--poll, it looks twice a second. DIR is not changed in any way.\n\n";
+    "--poll, it looks twice a second. DIR is not changed in any way.\n"
+    "Several logs are printed together; what has come in them by the time it looks is put in order by time.\n\n";
 
 constexpr char kExamples[] =
     "\nExamples:\n"

@@ -210,13 +210,6 @@ void addQuestionOptions(CLI::App *command, FilterOptions *options) {
     addFilesOption(command, &options->files, "Files of the ring, where the directory does not tell: 2 to 90");
 }
 
-const std::string &onlyDirectory(const FilterOptions &options) {
-    if (options.directories.size() > 1) {
-        refuse("one DIR at a time: " + options.directories[0] + ", " + options.directories[1]);
-    }
-    return options.directories.front();
-}
-
 Question openQuestion(const FilterOptions &options, const std::string &directory, time_t now,
                       UnknownNames *unknown) {
     if (options.isUtc) {

@@ -38,9 +38,6 @@ void addFilterOptions(CLI::App *command, FilterOptions *options);
 /// The same without DIR and --quiet, for commands that give them another meaning.
 void addQuestionOptions(CLI::App *command, FilterOptions *options);
 
-/// Of a command that reads one log at a time. Throws Failure where there are more.
-const std::string &onlyDirectory(const FilterOptions &options);
-
 /// Names that the options use and a log has not: for each the reason to refuse it.
 using UnknownNames = std::set<std::string>;
 
