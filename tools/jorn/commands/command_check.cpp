@@ -15,24 +15,23 @@
 #include "options/output_options.h"
 #include "output/output.h"
 #include "system/failure.h"
+#include "usage/help.h"
 
 namespace tool {
 namespace {
 
-constexpr char kBrief[] = "Look for damage, and change nothing";
-
-constexpr char kDetails[] =
-    "Prints a line for each thing that is not as the store leaves it: DIR/FILE:OFFSET, severity,\n"
-    "what was found, what to do; then a summary. An error means that items are out of sight or that\n"
-    "the store's next start would destroy some, a warning is damage that the store lives with, a\n"
-    "note is worth knowing. DIR may be recorded into at the same moment; it is read again until it\n"
-    "holds still. With -o json each line is one JSON object with the keys type (\"finding\" or\n"
-    "\"summary\"), directory, file, offset, severity, code, what and advice, or directory, sound,\n"
-    "errors, warnings and notes. Of several logs, a last line (type \"total\") says how many are sound.\n\n"
-    "Examples:\n"
+constexpr HelpText kHelp = {
+    "Look for damage, and change nothing", "jorn check [OPTION]... DIR...\n",
     "  jorn check DIR\n"
-    "  jorn check --files 10 DIR     a ring of 10 files: also what lies beyond it is told\n"
-    "Exit codes: 0 sound, with notes at most; 2 usage; 3 damage found; 4 input or output failed.";
+    "  jorn check --files 10 DIR    a ring of 10 files: is there more than that?\n"
+    "  jorn check -o json DIR       for a program\n",
+    "A line is printed for each thing that is not as the store leaves it, with what to "
+    "do about it: an error hides items or lets the next start destroy some, a warning "
+    "is damage that the store lives with, a note is worth knowing.\n",
+    "  0  sound, with notes at most\n"
+    "  2  usage\n"
+    "  3  damage was found\n"
+    "  4  input or output failed\n"};
 
 struct CheckOptions {
     std::vector<std::string> directories;
@@ -137,15 +136,13 @@ int check(const CheckOptions &options) {
 }  // namespace
 
 void addCheckCommand(CLI::App *app, int *exitCode) {
-    CLI::App *const command = app->add_subcommand("check", kBrief);
+    CLI::App *const command = addCommand(app, "check", kHelp);
     const auto options = std::make_shared<CheckOptions>();
     addDirectoriesOption(command, &options->directories);
-    addFilesOption(
-        command, &options->files,
-        "Files of the ring, 2 to 90; default: those that DIR/jorn.ring says, else the least that DIR needs");
+    beginGroup(command, "What is checked");
+    addFilesOption(command, &options->files, kRingFilesMeaning);
     addFormOption(command, &options->output, {"text", "json"});
     addTerminalOptions(command, &options->output);
-    command->footer(kDetails);
     command->callback([options, exitCode] { *exitCode = check(*options); });
 }
 

@@ -17,25 +17,20 @@
 #include "query/item_query.h"
 #include "system/failure.h"
 #include "terminal/text_table.h"
+#include "usage/help.h"
 
 namespace tool {
 namespace {
 
-constexpr char kBrief[] = "Count items by level";
-
-constexpr char kDetails[] =
-    "Prints a line for each level that is asked for, and the total of these lines. Items of levels outside\n"
-    "0 to 3, which a damaged file may hold, are in a line \"other\". DIR is not changed in any way, and may\n"
-    "be recorded into at the same moment. Each file is read once. Of several logs each has a row of a\n"
-    "table, in JSON an object, in CSV its rows; what all have together comes last.\n\n";
-
-constexpr char kExamples[] =
-    "\nExamples:\n"
-    "  jorn count DIR                         all items\n"
-    "  jorn count -S today DIR                today's\n"
-    "  jorn count -s 3 -p 1 -o json DIR       levels 0 and 1 of slot 3\n"
-    "  jorn count unit1/* unit2/*             of each log and together\n"
-    "  jorn count -q -S -1h -p 0 DIR && alarm whether there was any of level 0 in the last hour\n";
+constexpr HelpText kHelp = {"Count items by level",
+                            "jorn count [OPTION]... DIR...\n",
+                            "  jorn count DIR                           all items\n"
+                            "  jorn count -S today -s 3 DIR             today's of slot 3\n"
+                            "  jorn count unit1/* unit2/*               each log, and all together\n"
+                            "  jorn count -q -S -1h -p 0 DIR && alarm   any error in the last hour?\n",
+                            "",
+                            kReadExitCodes,
+                            kFilterNotes};
 
 struct CountOptions {
     FilterOptions filter;
@@ -252,12 +247,12 @@ int run(const CountOptions &options) {
 }  // namespace
 
 void addCountCommand(CLI::App *app, int *exitCode) {
-    CLI::App *const command = app->add_subcommand("count", kBrief);
+    CLI::App *const command = addCommand(app, "count", kHelp);
     const auto options = std::make_shared<CountOptions>();
     addFilterOptions(command, &options->filter);
     addFormOption(command, &options->output, {"text", "json", "csv"});
-    command->add_flag("--explain", options->isExplained, "Tell on standard error how the answer was found");
-    command->footer(std::string(kDetails) + kFilterHelp + kExamples + readExitHelp());
+    addNotationOptions(command, &options->filter);
+    command->add_flag("--explain", options->isExplained, "Say on standard error how the answer was found");
     command->callback([options, exitCode] { *exitCode = run(*options); });
 }
 

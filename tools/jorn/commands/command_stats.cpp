@@ -3,8 +3,6 @@
 #include <unistd.h>
 
 #include <CLI/App.hpp>
-#include <CLI/Option.hpp>
-#include <CLI/Validators.hpp>
 #include <algorithm>
 #include <memory>
 #include <vector>
@@ -18,24 +16,21 @@
 #include "output/output.h"
 #include "output/stats_report.h"
 #include "terminal/terminal.h"
+#include "usage/help.h"
+#include "usage/option_kinds.h"
 
 namespace tool {
 namespace {
 
-constexpr char kBrief[] = "Tell what a log holds: files, levels and slots, items by day";
-
-constexpr char kDetails[] =
-    "Tells the ring's positions and files, the items by level and slot, and how they lie in time: by hour\n"
-    "where they reach over less than three days, else by day. Filters choose the items that are counted;\n"
-    "bytes are those of whole files. DIR is not changed in any way, and may be recorded into meanwhile.\n"
-    "Several logs are reported one by one, and then together.\n\n";
-
-constexpr char kExamples[] =
-    "\nExamples:\n"
-    "  jorn stats DIR                       everything\n"
-    "  jorn stats -p 0 --per day DIR        errors by day\n"
-    "  jorn stats --disk-usage DIR          how much room it takes, and at most can take\n"
-    "  jorn stats -o json DIR | jq '.levels'\n";
+constexpr HelpText kHelp = {"Sum up a log: its files, items by level and slot, items by day",
+                            "jorn stats [OPTION]... DIR...\n",
+                            "  jorn stats DIR                    everything\n"
+                            "  jorn stats -p 0 --per day DIR     errors by day\n"
+                            "  jorn stats -o json DIR | jq .levels\n",
+                            "Filters choose the items that are counted; bytes are those of whole files. "
+                            "Several logs are summed up one by one, and then together.\n",
+                            kReadExitCodes,
+                            kFilterNotes};
 
 struct StatsOptions {
     FilterOptions filter;
@@ -171,17 +166,16 @@ int run(const StatsOptions &options) {
 }  // namespace
 
 void addStatsCommand(CLI::App *app, int *exitCode) {
-    CLI::App *const command = app->add_subcommand("stats", kBrief);
+    CLI::App *const command = addCommand(app, "stats", kHelp);
     const auto options = std::make_shared<StatsOptions>();
     addFilterOptions(command, &options->filter);
     addFormOption(command, &options->output, {"text", "json"});
-    command->add_option("--per", options->per, "Items by hour, by day, or as it fits their times")
-        ->type_name("SPAN")
-        ->capture_default_str()
-        ->check(CLI::IsMember({"auto", "hour", "day"}));
-    command->add_flag("--disk-usage", options->hasDiskUsage, "Tell the room that the log takes and can take");
+    addNotationOptions(command, &options->filter);
+    addChoiceOption(command, "--per", &options->per, {"auto", "hour", "day"}, "Items counted by")
+        ->type_name("SPAN");
+    command->add_flag("--disk-usage", options->hasDiskUsage,
+                      "Bytes that the log takes, and at most can take");
     addItemOutputOptions(command, &options->output);
-    command->footer(std::string(kDetails) + kFilterHelp + kExamples + readExitHelp());
     command->callback([options, exitCode] { *exitCode = run(*options); });
 }
 

@@ -92,7 +92,7 @@ private:
         return unknown;
     }
 
-    /// Opens the directories that have been made since. In a log that was created only now, everything is
+    /// Opens the directories that have been made since. In a log that has just been created, every item is
     /// new.
     void openLate() {
         for (const auto &log : logs_) {
@@ -204,7 +204,7 @@ private:
 
     bool print(const std::string &text) { return isQuiet() || output_.write(text); }
 
-    /// Printed after the items that came before it.
+    /// Prints a note after the items that came before it.
     void note(const std::string &text) {
         output_.flush();
         printMessage("note: " + text);
@@ -278,9 +278,8 @@ private:
 
 }  // namespace
 
-CLI::Option *addPollOption(CLI::App *command, bool *isPolling) {
-    return command->add_flag("--poll", *isPolling,
-                             "Look for new items twice a second instead of waiting to be told");
+CLI::Option *addPollOption(CLI::App *command, bool *isPolling, const std::string &meaning) {
+    return command->add_flag("--poll", *isPolling, meaning);
 }
 
 int printLive(const LivePrintingOptions &options) { return LivePrinting(options).run(); }
