@@ -65,6 +65,7 @@ constexpr std::array<Command, 10> kCommands = {{
     {"follow", addPlain<tool::addFollowCommand>},
     {"count", addPlain<tool::addCountCommand>},
     {"stats", addPlain<tool::addStatsCommand>},
+    {"logs", addPlain<tool::addLogsCommand>},
     {"export", addPlain<tool::addExportCommand>},
     {"check", addPlain<tool::addCheckCommand>},
     {"repair", addPlain<tool::addRepairCommand>},
