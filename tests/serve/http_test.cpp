@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <future>
+#include <mutex>
 #include <thread>
 
 #include "serve/http_server.h"
@@ -81,7 +82,10 @@ protected:
     }
 
     tool::WebAnswer answer(const tool::WebRequest &request) {
-        last_ = request;
+        {
+            const std::lock_guard lock(lastMutex_);
+            last_ = request;
+        }
         tool::WebAnswer answer;
         answer.body = "whole";
         if (request.path == "/fail") {
@@ -138,6 +142,7 @@ protected:
     size_t flood_ = 0;
     std::promise<void> gate_;
     std::shared_future<void> go_ = gate_.get_future().share();
+    std::mutex lastMutex_;
     tool::WebRequest last_;
     std::unique_ptr<tool::HttpServer> server_;
     int port_ = 0;
