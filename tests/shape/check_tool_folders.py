@@ -31,7 +31,8 @@ USES = {
     "output": FOUNDATION,
     "import": FOUNDATION | {"output"},
     "record": SHARED | {"import"},
-    "export": SHARED,
+    "cursor": FOUNDATION,
+    "export": SHARED | {"cursor"},
     "repair": SHARED,
     "commands": SHARED | {"import", "record", "export", "repair"},
 }

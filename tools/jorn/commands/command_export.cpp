@@ -10,6 +10,8 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <set>
+#include <utility>
 
 #include "commands/commands.h"
 #include "commands/filter_options.h"
@@ -19,6 +21,7 @@
 #include "export/export_sink.h"
 #include "export/form_sink.h"
 #include "export/log_names.h"
+#include "export/shipping.h"
 #include "log/ring_view.h"
 #include "output/output.h"
 #include "output/syslog_format.h"
@@ -45,6 +48,13 @@ constexpr char kDetails[] =
     "several have the same, those of the directories above come before it: unit1/door and unit2/door.\n\n"
     "With --device or --log, each item has members \"device\" and \"log\": columns of CSV and of a table,\n"
     "parameters of a syslog message, which also has the device as its host unless --hostname is given.\n\n"
+    "With --cursor-file, only items are sent that have not arrived yet, and each bears members \"epoch\" "
+    "and\n"
+    "\"seq\", which with device and log make a key of its own: what is sent again after a transfer was "
+    "broken\n"
+    "off has the same key. A transfer is done when the FILE of --to, which must not exist yet, has its "
+    "name,\n"
+    "or when COMMAND ends with 0. An unfinished last line waits for its rest.\n\n"
     "FORM, where -o is not given, is told by FILE's ending: .jsonl, .ndjson and .json; .csv; .syslog and\n"
     ".log; .sqlite, .sqlite3 and .db. Without either it is jsonl.\n"
     "  jsonl   as show -o json; of several logs each item tells its \"log\"\n"
@@ -58,6 +68,9 @@ constexpr char kExamples[] =
     "  jorn export DIR > items.jsonl                    everything, as JSON Lines\n"
     "  jorn export -S yesterday -p 1 --to new.csv DIR   levels 0 and 1 since yesterday\n"
     "  jorn export --to fleet.db unit1/door unit2/gate  a database with the tables door and gate\n"
+    "  jorn export --cursor-file c --device unit1 --to new.jsonl DIR   what is new since the last time\n"
+    "  jorn export --cursor-file c --device unit1 --exec 'load.sh' --every 5s DIR\n"
+    "  jorn export --cursor-file c --status             how far each log has got\n"
     "  jorn export -o syslog --hostname unit1 DIR | nc -q 0 collector 514\n";
 
 struct ExportOptions {
@@ -73,11 +86,13 @@ struct ExportOptions {
     std::string device;
     bool isDeviceByParent = false;
     std::string log;
+    ShippingOptions shipping;
     bool isProgressOff = false;
     bool isQuiet = false;
 
+    bool hasCursors() const { return !shipping.cursorFile.empty(); }
     /// Whether items show where they come from.
-    bool isOriginTold() const { return !device.empty() || isDeviceByParent || !log.empty(); }
+    bool isOriginTold() const { return hasCursors() || !device.empty() || isDeviceByParent || !log.empty(); }
     bool hasFile() const { return !file.empty() && file != "-"; }
 };
 
@@ -108,11 +123,52 @@ void addOriginOptions(CLI::App *command, ExportOptions *options) {
         ->type_name("NAME");
 }
 
+void addShippingOptions(CLI::App *command, ExportOptions *options) {
+    ShippingOptions *const shipping = &options->shipping;
+    CLI::Option *const cursors =
+        command
+            ->add_option("--cursor-file", shipping->cursorFile,
+                         "Send only what is new, each item once; FILE keeps how far each log has got")
+            ->type_name("FILE");
+    CLI::Option *const exec =
+        command
+            ->add_option("--exec", shipping->command,
+                         "Command of the shell that takes each batch of items as its input and ends with 0 "
+                         "when it is stored")
+            ->type_name("COMMAND")
+            ->needs(cursors);
+    command->add_option("--batch", shipping->batch, "Items of a batch at most; default: 50000")
+        ->type_name("N")
+        ->check(CLI::Range(1, 10000000))
+        ->needs(exec);
+    command
+        ->add_option("--retries", shipping->retries,
+                     "How often a batch goes to COMMAND again that it did not take; default: 5")
+        ->type_name("N")
+        ->check(CLI::Range(0, 1000))
+        ->needs(exec);
+    command
+        ->add_option("--every", shipping->every,
+                     "Go on, and send what has come after each such time: 5s, 2m, 1h")
+        ->type_name("TIME")
+        ->needs(exec);
+    CLI::Option *const dry =
+        command->add_flag("--dry-run", shipping->isDry, "Print what would be sent; send nothing")
+            ->needs(cursors);
+    command
+        ->add_flag("--status", shipping->isStatus,
+                   "Print how far each log has got, of those in FILE or of each DIR")
+        ->needs(cursors)
+        ->excludes(dry);
+}
+
 void addOptions(CLI::App *command, ExportOptions *options) {
-    refuseNumbers(command->add_option("DIR", options->directories, "Directories of the logs")->required());
-    command->add_option("-o,--output", options->form, "Form of the output")
+    refuseNumbers(command->add_option("DIR", options->directories, "Directories of the logs"));
+    std::vector<std::string> forms = exportFormNames();
+    forms.insert(forms.end(), {"text", "json"});
+    command->add_option("-o,--output", options->form, "Form of the output; of --status text or json")
         ->type_name("FORM")
-        ->check(CLI::IsMember(exportFormNames()));
+        ->check(CLI::IsMember(forms));
     command->add_option("--to", options->file, "File to write; default: standard output")->type_name("FILE");
     command->add_flag("--force", options->mayReplace, "Replace FILE when it is there already");
     addQuestionOptions(command, &options->filter);
@@ -120,13 +176,22 @@ void addOptions(CLI::App *command, ExportOptions *options) {
         ->type_name("NAME");
     addSyslogOptions(command, options);
     addOriginOptions(command, options);
+    addShippingOptions(command, options);
     command->add_flag("--no-progress", options->isProgressOff, "Show no progress on the terminal");
     command->add_flag("-q,--quiet", options->isQuiet, "Show neither progress nor the number of items");
 }
 
 ExportForm chosenForm(const ExportOptions &options) {
+    if (options.shipping.isStatus) {
+        return ExportForm::JsonLines;
+    }
     if (!options.form.empty()) {
-        return *exportFormOf(options.form);
+        const std::optional<ExportForm> form = exportFormOf(options.form);
+        if (!form) {
+            refuse("-o " + options.form +
+                   " is for --status; items are exported as jsonl, csv, syslog or sqlite");
+        }
+        return *form;
     }
     if (!options.hasFile()) {
         return ExportForm::JsonLines;
@@ -168,9 +233,41 @@ void checkName(const char *option, const std::string &name) {
     }
 }
 
+/// Checks of an export with cursors.
+void checkShipping(const ExportOptions &options, ExportForm form) {
+    const ShippingOptions &shipping = options.shipping;
+    const bool isSending = !shipping.isDry && !shipping.isStatus;
+    if (isSending && shipping.command.empty() && !options.hasFile()) {
+        refuse(
+            "with --cursor-file, items go to --to FILE or --exec COMMAND: of standard output, nobody knows "
+            "whether its reader has stored them");
+    }
+    if (!shipping.command.empty() && options.hasFile()) {
+        refuse("items go to --to FILE or to --exec COMMAND, not to both");
+    }
+    if (!shipping.command.empty() && form == ExportForm::Sqlite) {
+        refuse("a database goes to a file; name one with --to");
+    }
+    if (options.mayReplace) {
+        refuse("--force: with --cursor-file, FILE must not exist yet: it may hold items that were sent");
+    }
+    if (!shipping.every.empty() && !parseInterval(shipping.every)) {
+        refuse("--every: '" + shipping.every + "' is no time such as 5s, 2m or 1h, of 24 hours at most");
+    }
+    if (shipping.isStatus && !options.form.empty() && options.form != "text" && options.form != "json") {
+        refuse("--status: -o is text or json");
+    }
+}
+
 /// Checks that depend on more than one option.
 void checkTogether(const ExportOptions &options, ExportForm form) {
-    if (form == ExportForm::Sqlite && !options.hasFile()) {
+    if (options.directories.empty() && !options.shipping.isStatus) {
+        refuse("DIR is required");
+    }
+    if (options.hasCursors()) {
+        checkShipping(options, form);
+    }
+    if (form == ExportForm::Sqlite && !options.hasFile() && !options.shipping.isDry) {
         refuse("a database cannot go to standard output; name a file with --to");
     }
     if (!options.table.empty() && (form != ExportForm::Sqlite || options.directories.size() > 1)) {
@@ -374,10 +471,64 @@ int endExport(const ExportOptions &options, const std::vector<Source> &sources, 
     return exitCode;
 }
 
+/// The logs by the names that their items bear.
+std::vector<ShippedLog> shippedLogs(const ExportOptions &options) {
+    std::vector<ShippedLog> logs;
+    std::set<std::pair<std::string, std::string>> names;
+    for (const std::string &directory : options.directories) {
+        const ItemOrigin origin = originOf(options, directory, "");
+        if (!names.emplace(origin.device, origin.log).second) {
+            refuse(directory + ": another log has the same name, " + origin.log +
+                   "; export them one by one with --log, or name devices by --device-by-parent");
+        }
+        logs.push_back({directory, origin.device, origin.log});
+    }
+    return logs;
+}
+
+/// Not even the cursors may change a log's directory.
+void refuseFileIn(const std::string &directory, const std::string &file) {
+    namespace fs = std::filesystem;
+    const fs::path parent = fs::weakly_canonical(fs::absolute(file)).parent_path();
+    if (isSameFile(markAt(parent.string()), markAt(directory))) {
+        refuse(file + ": lies in the log's own directory; write it elsewhere");
+    }
+}
+
+int ship(const ExportOptions &options, ExportForm form) {
+    ShippingOptions shipping = options.shipping;
+    shipping.file = options.hasFile() ? options.file : "";
+    shipping.isJson = options.form == "json";
+    shipping.isUtc = options.filter.isUtc;
+    shipping.isQuiet = options.isQuiet;
+    ShipperTerms terms;
+    terms.logs = shippedLogs(options);
+    for (const std::string &directory : options.directories) {
+        refuseFileIn(directory, shipping.cursorFile);
+        if (options.hasFile()) {
+            refuseFileIn(directory, options.file);
+        }
+    }
+    terms.open = [&options](const std::string &directory) {
+        FilterOptions filter = options.filter;
+        filter.directory = directory;
+        return openQuestion(filter, time(nullptr));
+    };
+    terms.tell = [](const std::string &text) { printMessage("note: " + text); };
+    FormTerms formTerms = formTermsOf(options, form);
+    // Every item of a log with a cursor bears a number.
+    const std::string device = terms.logs.empty() ? "" : terms.logs.front().device;
+    formTerms.columns = {device, "log", 1};
+    return runShipping(shipping, std::move(terms), formTerms);
+}
+
 int run(const ExportOptions &options) {
     const ExportForm form = chosenForm(options);
     checkTogether(options, form);
     syslogStyle(options);
+    if (options.hasCursors()) {
+        return ship(options, form);
+    }
     const std::vector<Source> sources = openSources(options);
     std::unique_ptr<StopSignals> signals;
     std::unique_ptr<ReplacedFile> file;
