@@ -283,6 +283,9 @@ public:
             for (int events = pick(0, 3); events > 0; --events) {
                 happen();
             }
+            if (isInDoubt_) {
+                break;
+            }
             if (isAmbiguous()) {
                 ++counts_.ambiguous;
                 break;
@@ -335,13 +338,25 @@ private:
             fs::rename(aside, directory_);
             fs::rename(directory_ + ".third", aside);
             std::swap(ring_, other_);
-            isForgotten_ = isForgotten_ || isMixed_;
+            isForgotten_ = isForgotten_ || isMixed_ || hasSmallPlace();
         } else {
             fs::rename(directory_, aside);
             other_ = std::move(ring_);
             ring_ = std::make_unique<KnownRing>(directory_, &random_, &nextId_);
         }
         isMixed_ = false;
+    }
+
+    /// A log that comes back is not known by less.
+    bool hasSmallPlace() const {
+        constexpr uint64_t kFewest = 8;
+        return std::any_of(
+            cursor_.epochs.begin(), cursor_.epochs.end(), [](const tool::Numbering &numbering) {
+                return (numbering.place && numbering.place->before.items < kFewest) ||
+                       std::any_of(
+                           numbering.attempts.begin(), numbering.attempts.end(),
+                           [](const tool::Attempt &attempt) { return attempt.place.before.items < kFewest; });
+            });
     }
 
     /// Whether some place that is kept is, byte for byte, where other items are now.
@@ -471,6 +486,7 @@ private:
     std::string missing(const tool::LogPull &pull) {
         if (!pull.notes().empty() && pull.notes().back().find("nobody knows") != std::string::npos) {
             ++counts_.doubtful;
+            isInDoubt_ = true;
             return "";
         }
         for (const int64_t id : ring_->inView()) {
@@ -490,6 +506,7 @@ private:
     std::unique_ptr<KnownRing> other_;
     bool isMixed_ = false;
     bool isForgotten_ = false;
+    bool isInDoubt_ = false;
     tool::LogCursor cursor_;
     std::map<Key, KnownPlace> places_;
     Engine engine_;

@@ -61,7 +61,7 @@ void LogPull::plan(uint64_t fresh) {
 void LogPull::planFromEarlierEpochs(uint64_t fresh) {
     for (size_t i = reached_.epochs.size(); i > 1; --i) {
         const Numbering earlier = reached_.epochs[i - 2];
-        const Anchors anchors = anchorsOf(earlier);
+        const Anchors anchors = provenOf(anchorsOf(earlier));
         if (anchors.isAny()) {
             enterEpoch(&reached_, earlier);
             goOn(anchors);
@@ -76,6 +76,20 @@ LogPull::Anchors LogPull::anchorsOf(const Numbering &numbering) {
     anchors.place = numbering.place ? files_.find(*numbering.place) : std::nullopt;
     std::transform(numbering.attempts.begin(), numbering.attempts.end(), std::back_inserter(anchors.attempts),
                    [this](const Attempt &attempt) { return files_.find(attempt.place); });
+    return anchors;
+}
+
+/// Of a log that has come back: a few items would be found in any log of a device that always starts with the
+/// same ones.
+LogPull::Anchors LogPull::provenOf(Anchors anchors) {
+    constexpr uint64_t kFewest = 8;
+    const auto isProven = [](const std::optional<FoundPlace> &found) {
+        return found && found->match.kind == PlaceMatch::Kind::Whole && found->match.items >= kFewest;
+    };
+    anchors.place = isProven(anchors.place) ? anchors.place : std::nullopt;
+    for (std::optional<FoundPlace> &attempt : anchors.attempts) {
+        attempt = isProven(attempt) ? attempt : std::nullopt;
+    }
     return anchors;
 }
 

@@ -69,6 +69,7 @@ private:
     void plan(uint64_t fresh);
     void planFromEarlierEpochs(uint64_t fresh);
     Anchors anchorsOf(const Numbering &numbering);
+    static Anchors provenOf(Anchors anchors);
     void goOn(const Anchors &anchors);
     void goOnAfter(const FoundPlace &place);
     void goOnPast(size_t first, const Anchors &anchors);
