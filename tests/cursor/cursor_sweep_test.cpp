@@ -26,6 +26,7 @@ namespace fs = std::filesystem;
 
 constexpr int kShippedBefore = 5;
 constexpr int kNew = 9;
+constexpr int kNewThere = 4;  // In the file of those.
 constexpr int kLater = 3;
 
 std::string dataLines(int first, int count) {
@@ -40,8 +41,9 @@ void append(const std::string &path, const std::string &bytes) {
     std::ofstream(path, std::ios::binary | std::ios::app) << bytes;
 }
 
-/// What is wrong with what has arrived: each key has one item, each item one key, and all are there.
-std::string judge(const std::vector<std::string> &files, int count) {
+/// What is wrong with what has arrived: each key has one item, each item one key, and those from `first` on
+/// are there.
+std::string judge(const std::vector<std::string> &files, int first, int end) {
     std::map<std::pair<uint64_t, uint64_t>, std::string> items;
     std::map<std::string, std::pair<uint64_t, uint64_t>> keys;
     for (const std::string &file : files) {
@@ -56,7 +58,7 @@ std::string judge(const std::vector<std::string> &files, int count) {
             }
         }
     }
-    for (int number = 0; number < count; ++number) {
+    for (int number = first; number < end; ++number) {
         if (keys.count("item " + std::to_string(number)) == 0) {
             return "item " + std::to_string(number) + " has not arrived";
         }
@@ -81,11 +83,17 @@ protected:
         }
         fs::create_directory(path("log"));
         fs::create_directory(path("out"));
-        std::ofstream(path("log/index.csv")) << "version:1\n0,0\n";
+        writeIndex("0,0");
         append(path("log/0.csv"), dataLines(0, kShippedBefore));
         files_ = 0;
         ASSERT_EQ(pull({}), 0);
-        append(path("log/0.csv"), dataLines(kShippedBefore, kNew));
+        append(path("log/0.csv"), dataLines(kShippedBefore, kNewThere));
+        append(path("log/1.csv"), dataLines(kShippedBefore + kNewThere, kNew - kNewThere));
+        writeIndex("0,1");
+    }
+
+    void writeIndex(const std::string &positions) const {
+        std::ofstream(path("log/index.csv")) << "version:1\n" << positions << "\n";
     }
 
     std::string path(const std::string &name) const { return scratch_.path(name); }
@@ -120,9 +128,15 @@ protected:
         return run.wait().status;
     }
 
-    /// After a disturbed pull, more comes, and the next pulls are left alone.
-    std::string finish() {
-        append(path("log/0.csv"), dataLines(kShippedBefore + kNew, kLater));
+    /// After a disturbed pull, more comes. Where the ring moves on, what was shipped before is gone, and so
+    /// are the first of the new items.
+    std::string finish(bool isMovingOn) {
+        constexpr int kAll = kShippedBefore + kNew;
+        if (isMovingOn) {
+            fs::remove(path("log/0.csv"));
+            writeIndex("1,0");
+        }
+        append(path(isMovingOn ? "log/0.csv" : "log/1.csv"), dataLines(kAll, kLater));
         const int status = pull({});
         if (status != 0) {
             return "the next pull ends with exit code " + std::to_string(status);
@@ -131,10 +145,10 @@ protected:
         for (const fs::directory_entry &entry : fs::directory_iterator(path("out"))) {
             files.push_back(entry.path().string());
         }
-        return judge(files, kShippedBefore + kNew + kLater);
+        return judge(files, isMovingOn ? kShippedBefore + kNewThere : 0, kAll + kLater);
     }
 
-    void sweep(const std::function<Action(const SystemCall &)> &action) {
+    void sweep(bool isMovingOn, const std::function<Action(const SystemCall &)> &action) {
         size_t disturbed = 0;
         for (bool isDone = false; !isDone; ++disturbed) {
             begin();
@@ -147,7 +161,7 @@ protected:
                 return action(call);
             });
             isDone = at.empty();
-            ASSERT_EQ(finish(), "") << "disturbed at call " << disturbed << ": " << at;
+            ASSERT_EQ(finish(isMovingOn), "") << "disturbed at call " << disturbed << ": " << at;
         }
         // The cursors are opened, written at least twice and synced.
         EXPECT_GT(disturbed, 30U);
@@ -159,11 +173,15 @@ protected:
 };
 
 TEST_P(CursorSweepTest, Pull_KilledAtEachCall_IsMadeUpFor) {
-    sweep([](const SystemCall &) { return Action::kill(); });
+    sweep(false, [](const SystemCall &) { return Action::kill(); });
+}
+
+TEST_P(CursorSweepTest, Pull_KilledAtEachCallBeforeTheRingMovesOn_GivesNoItemTwoKeys) {
+    sweep(true, [](const SystemCall &) { return Action::kill(); });
 }
 
 TEST_P(CursorSweepTest, Pull_EachCallFailing_IsMadeUpFor) {
-    sweep([](const SystemCall &) { return Action::fail(EIO); });
+    sweep(false, [](const SystemCall &) { return Action::fail(EIO); });
 }
 
 INSTANTIATE_TEST_SUITE_P(Targets, CursorSweepTest, ::testing::Bool(),
