@@ -24,12 +24,11 @@ void look(const ShippedLog &log, const ShipperTerms &terms, LogReport *report) {
         report->last = item.seq;
         return true;
     });
-    report->notes = pull.notes();
-    for (const DamageLog *const damage : {&question.damage, &pull.damage()}) {
-        const std::vector<std::string> texts = damage->texts();
+    report->notes = question.notes;
+    for (const std::vector<std::string> &texts : {pull.notes(), pull.damage().texts()}) {
         report->notes.insert(report->notes.end(), texts.begin(), texts.end());
-        report->hasDamage = report->hasDamage || !texts.empty();
     }
+    report->hasDamage = !pull.damage().isEmpty();
 }
 
 uint64_t pendingOf(const LogCursor &cursor) {

@@ -137,15 +137,12 @@ void Shipper::keepArrived(int64_t now) {
 }
 
 void Shipper::tellAbout(const LogPull &pull, const Question &question) {
-    for (const std::string &note : pull.notes()) {
-        tellOnce(note);
-    }
-    for (const DamageLog *const damage : {&question.damage, &pull.damage()}) {
-        for (const std::string &text : damage->texts()) {
+    for (const std::vector<std::string> &texts : {question.notes, pull.notes(), pull.damage().texts()}) {
+        for (const std::string &text : texts) {
             tellOnce(text);
         }
-        round_.hasDamage = round_.hasDamage || !damage->isEmpty();
     }
+    round_.hasDamage = round_.hasDamage || !pull.damage().isEmpty();
 }
 
 /// Rounds follow each other for days; what is the same in each of them is told at the first.
