@@ -3,225 +3,21 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
+#include <map>
 #include <memory>
 #include <optional>
-#include <sstream>
+#include <random>
+#include <utility>
+#include <vector>
 
 #include "cursor/cursor_text.h"
 #include "cursor/log_pull.h"
+#include "cursor/written_ring.h"
 
 namespace test {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr char kCleared[] = "Log all cleared!";
-constexpr char kStarted[] = "Log start init!";
-
-void writeBytes(const std::string &path, const std::string &bytes) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
-
-}  // namespace
-
-KnownRing::KnownRing(std::string directory, std::mt19937 *random, int64_t *nextId)
-    : directory_(std::move(directory)),
-      random_(random),
-      nextId_(nextId),
-      size_(pick(2, 5)),
-      itemsOfFile_(pick(6, 70)),
-      hasClock_(pick(0, 3) > 0),
-      time_(hasClock_ ? 1700000000U + static_cast<uint32_t>(pick(0, 1000000)) : 0) {
-    fs::create_directories(directory_);
-    files_[0] = {};
-    writeAll();
-    restart();
-}
-
-void KnownRing::writeFile(int number) const {
-    std::string bytes;
-    for (const KnownLine &line : files_.at(number)) {
-        bytes += line.bytes;
-    }
-    writeBytes(directory_ + "/" + std::to_string(number) + ".csv", bytes);
-}
-
-void KnownRing::writeIndex() const {
-    if (hasIndex_) {
-        writeBytes(directory_ + "/index.new",
-                   "version:1\n" + std::to_string(oldest_) + "," + std::to_string(latest_) + "\n");
-        fs::rename(directory_ + "/index.new", directory_ + "/index.csv");
-    }
-}
-
-void KnownRing::writeAll() const {
-    for (const auto &[number, file] : files_) {
-        writeFile(number);
-    }
-    writeIndex();
-}
-
-void KnownRing::moveOn() {
-    latest_ = (latest_ + 1) % size_;
-    oldest_ = latest_ == oldest_ ? (oldest_ + 1) % size_ : oldest_;
-    files_[latest_] = {};
-    lost_.clear();
-}
-
-void KnownRing::add(const std::string &text) {
-    KnownFile &file = files_[latest_];
-    const auto items =
-        std::count_if(file.begin(), file.end(), [](const KnownLine &line) { return line.id >= 0; });
-    if (items >= itemsOfFile_) {
-        moveOn();
-    }
-    time_ += pick(0, 2) == 0 ? 1 : 0;
-    KnownLine line{std::to_string(time_) + ",1,0," + text + "\n", -1};
-    const bool isSame = !lost_.empty() && lost_.back().bytes == line.bytes;
-    line.id = isSame ? lost_.back().id : (*nextId_)++;
-    if (isSame) {
-        lost_.pop_back();
-    } else {
-        lost_.clear();
-    }
-    files_[latest_].push_back(line);
-}
-
-void KnownRing::append(int count) {
-    for (int i = 0; i < count; ++i) {
-        add("text " + std::to_string(pick(0, 9)));
-    }
-    writeAll();
-}
-
-void KnownRing::clear() {
-    latest_ = oldest_ = (latest_ + 1) % size_;
-    files_[latest_] = {};
-    lost_.clear();
-    add(kCleared);
-    writeAll();
-}
-
-/// A device without a clock begins with the same time and the same texts each time, after a clearing.
-void KnownRing::restart() {
-    if (!hasClock_) {
-        time_ = 0;
-        const bool isFirst = files_[latest_].empty();
-        if (!isFirst) {
-            clear();
-        }
-    }
-    add(kStarted);
-    for (int i = 0; !hasClock_ && i < 4; ++i) {
-        add("boot");
-    }
-    writeAll();
-}
-
-void KnownRing::crash(int count) {
-    KnownFile &file = files_[latest_];
-    lost_.clear();
-    for (int i = 0; i < count && !file.empty(); ++i) {
-        if (file.back().id >= 0) {
-            lost_.push_back(file.back());
-        }
-        file.pop_back();
-    }
-    time_ += hasClock_ ? 5 : 0;
-    restart();
-}
-
-void KnownRing::damage() {
-    auto chosen = files_.begin();
-    std::advance(chosen, pick(0, static_cast<int>(files_.size()) - 1));
-    KnownFile &file = chosen->second;
-    const std::string bytes =
-        pick(0, 1) == 0 ? "junk\n" : std::string(static_cast<size_t>(pick(1, 300)), '\0');
-    // The store itself would not take what follows zeros at the very end for an item.
-    const int last = static_cast<int>(file.size()) - (bytes.back() == '\n' ? 0 : 1);
-    if (last >= 0) {
-        file.insert(file.begin() + pick(0, last), KnownLine{bytes, -1});
-        writeFile(chosen->first);
-    }
-}
-
-void KnownRing::repair() {
-    for (auto &[number, file] : files_) {
-        file.erase(
-            std::remove_if(file.begin(), file.end(), [](const KnownLine &line) { return line.id < 0; }),
-            file.end());
-    }
-    hasIndex_ = true;
-    copy();
-}
-
-void KnownRing::copy() {
-    fs::rename(directory_, directory_ + ".old");
-    fs::create_directories(directory_);
-    writeAll();
-    fs::remove_all(directory_ + ".old");
-}
-
-void KnownRing::loseIndex() {
-    hasIndex_ = false;
-    fs::remove(directory_ + "/index.csv");
-}
-
-void KnownRing::mendIndex() {
-    hasIndex_ = true;
-    writeIndex();
-}
-
-void KnownRing::stepClock() {
-    if (hasClock_) {
-        time_ += static_cast<uint32_t>(pick(-100000, 100000));
-    }
-}
-
-std::vector<int64_t> KnownRing::inView() const {
-    std::vector<int64_t> ids;
-    for (int number = oldest_;; number = (number + 1) % size_) {
-        for (const KnownLine &line : files_.at(number)) {
-            if (line.id >= 0) {
-                ids.push_back(line.id);
-            }
-        }
-        if (number == latest_) {
-            return ids;
-        }
-    }
-}
-
-int64_t KnownRing::idAt(int number, uint64_t offset) const {
-    uint64_t begin = 0;
-    for (const KnownLine &line : files_.at(number)) {
-        if (begin == offset) {
-            return line.id;
-        }
-        begin += line.bytes.size();
-    }
-    return -1;
-}
-
-bool KnownRing::hasId(int number, int64_t id) const {
-    const auto file = files_.find(number);
-    return file != files_.end() && std::any_of(file->second.begin(), file->second.end(),
-                                               [id](const KnownLine &line) { return line.id == id; });
-}
-
-std::string KnownRing::linesUpTo(int number, int64_t id) const {
-    std::string lines;
-    for (const KnownLine &line : files_.at(number)) {
-        lines += line.id >= 0 ? line.bytes : "";
-        if (line.id == id) {
-            break;
-        }
-    }
-    return lines;
-}
-
-namespace {
 
 using Key = std::pair<uint64_t, uint64_t>;
 
@@ -241,10 +37,6 @@ public:
     }
 
     bool has(int64_t id) const { return keys_.count(id) > 0; }
-    const Key *keyOf(int64_t id) const {
-        const auto found = keys_.find(id);
-        return found == keys_.end() ? nullptr : &found->second;
-    }
     size_t size() const { return keys_.size(); }
     const std::string &wrong() const { return wrong_; }
 
@@ -263,17 +55,18 @@ struct SentItem {
     int64_t id = -1;
 };
 
-/// What is known of a place besides what its cursor keeps.
-struct KnownPlace {
-    int64_t id = -1;    ///< Of the item before it.
-    std::string lines;  ///< Of its file up to there.
+/// What was truly in a file when a cursor began to know it as it does.
+struct TrueFile {
+    tool::FileSum sum;
+    int64_t generation = 0;
+    std::vector<std::string> lines;
 };
 
 class History {
 public:
     History(uint32_t seed, const std::string &directory, HistoryCounts *counts)
         : random_(seed), directory_(directory), counts_(*counts) {
-        ring_ = std::make_unique<KnownRing>(directory_, &random_, &nextId_);
+        ring_ = std::make_unique<WrittenRing>(directory_, &random_, &nextId_);
         cursor_.device = "unit";
         cursor_.log = "log";
     }
@@ -283,12 +76,8 @@ public:
             for (int events = pick(0, 3); events > 0; --events) {
                 happen();
             }
-            if (isInDoubt_) {
-                break;
-            }
-            if (isAmbiguous()) {
-                ++counts_.ambiguous;
-                break;
+            if (std::exchange(isInDoubt_, false) || isAmbiguous()) {
+                beginAnew();
             }
             const std::string wrong = pull();
             if (!wrong.empty()) {
@@ -338,104 +127,100 @@ private:
             fs::rename(aside, directory_);
             fs::rename(directory_ + ".third", aside);
             std::swap(ring_, other_);
-            isForgotten_ = isForgotten_ || isMixed_ || hasSmallPlace();
         } else {
             fs::rename(directory_, aside);
             other_ = std::move(ring_);
-            ring_ = std::make_unique<KnownRing>(directory_, &random_, &nextId_);
+            ring_ = std::make_unique<WrittenRing>(directory_, &random_, &nextId_);
         }
-        isMixed_ = false;
     }
 
-    /// A log that comes back is not known by less.
-    bool hasSmallPlace() const {
+    /// After what files alone cannot tell, another engine is fed from the begin.
+    void beginAnew() {
+        counts_.arrived += engine_.size();
+        engine_ = {};
+        truth_.clear();
+        cursor_.epochs.clear();
+    }
+
+    bool isAmbiguous() {
+        const bool isTaken = std::any_of(cursor_.epochs.begin(), cursor_.epochs.end(),
+                                         [this](const auto &numbering) { return isMistakable(numbering); });
+        const bool isForgotten = !isTaken && other_ && isLogForgotten();
+        counts_.ambiguous += isTaken ? 1 : 0;
+        counts_.forgotten += isForgotten ? 1 : 0;
+        return isTaken || isForgotten;
+    }
+
+    /// Whether the log has come back after it was passed over for another one, or knows less than a former
+    /// log must be known by.
+    bool isLogForgotten() {
         constexpr uint64_t kFewest = 8;
-        return std::any_of(
-            cursor_.epochs.begin(), cursor_.epochs.end(), [](const tool::Numbering &numbering) {
-                return (numbering.place && numbering.place->before.items < kFewest) ||
-                       std::any_of(
-                           numbering.attempts.begin(), numbering.attempts.end(),
-                           [](const tool::Attempt &attempt) { return attempt.place.before.items < kFewest; });
-            });
+        const std::vector<int64_t> ids = ring_->inView();
+        const bool isKnown =
+            std::any_of(ids.begin(), ids.end(), [this](int64_t id) { return engine_.has(id); });
+        return isKnown && std::none_of(cursor_.epochs.begin(), cursor_.epochs.end(), [&](auto &numbering) {
+                   const tool::KnownFile *const newest = tool::newestOf(numbering);
+                   const bool isCurrent = &numbering == &cursor_.current();
+                   return newest != nullptr && isTrulyThere(numbering, *newest) &&
+                          (isCurrent || newest->sum.items >= kFewest);
+               });
     }
 
-    /// Whether some place that is kept is, byte for byte, where other items are now.
-    bool isAmbiguous() const { return isForgotten_ || isForgotten() || isAnyTaken(); }
-
-    /// Whether a log has come back after more epochs of others than are kept.
-    bool isForgotten() const {
-        std::set<uint64_t> epochs;
-        for (const int64_t id : ring_->inView()) {
-            if (const Key *const key = engine_.keyOf(id)) {
-                epochs.insert(key->first);
-            }
-        }
-        return !epochs.empty() && std::none_of(cursor_.epochs.begin(), cursor_.epochs.end(),
-                                               [&epochs](const tool::Numbering &numbering) {
-                                                   return epochs.count(numbering.epoch) > 0;
-                                               });
+    const TrueFile &truthOf(const tool::Numbering &numbering, const tool::KnownFile &known) const {
+        return truth_.at({numbering.epoch, known.number});
     }
 
-    bool isAnyTaken() const {
-        for (const tool::Numbering &numbering : cursor_.epochs) {
-            if (numbering.place && isTaken(numbering.epoch, numbering.seq, *numbering.place)) {
-                return true;
-            }
-            for (const tool::Attempt &attempt : numbering.attempts) {
-                if (isTaken(numbering.epoch, attempt.last, attempt.place)) {
-                    return true;
-                }
-            }
-        }
-        return false;
+    bool isTrulyThere(const tool::Numbering &numbering, const tool::KnownFile &known) const {
+        return ring_->generation(known.number) == truthOf(numbering, known).generation;
     }
 
-    bool isTaken(uint64_t epoch, uint64_t seq, const tool::Place &place) const {
-        const KnownPlace &known = places_.at({epoch, seq});
-        if (ring_->hasId(place.file, known.id)) {
+    /// Whether the files are as if the writer had not come round, or another log taken the place: it has, and
+    /// yet all files to which it would not have come are the same line for line, and the newest one may be,
+    /// had it lost its end.
+    bool isMistakable(const tool::Numbering &numbering) const {
+        const tool::KnownFile *const newest = tool::newestOf(numbering);
+        if (newest == nullptr) {
             return false;
         }
-        for (int number = 0; number < 5; ++number) {
-            if (beginsWith(number, place, known.lines)) {
-                return true;
+        const auto isSame = [&](size_t lines) {
+            const std::vector<std::string> now = ring_->lines(newest->number, lines);
+            const std::vector<std::string> &before = truthOf(numbering, *newest).lines;
+            return now.size() == lines && std::equal(now.begin(), now.end(), before.begin());
+        };
+        bool isOther = !isTrulyThere(numbering, *newest);
+        bool isLike = isSame(1);
+        for (int number = 0; number < ring_->size(); ++number) {
+            if (ring_->age(number) <= ring_->age(newest->number)) {
+                continue;
+            }
+            const auto known = std::find_if(numbering.files.begin(), numbering.files.end(),
+                                            [number](const auto &file) { return file.number == number; });
+            if (known == numbering.files.end() && ring_->isInView(number)) {
+                return false;
+            }
+            if (known != numbering.files.end()) {
+                if (ring_->lines(number) != truthOf(numbering, *known).lines) {
+                    return false;
+                }
+                isOther = isOther || !isTrulyThere(numbering, *known);
+                isLike = true;
             }
         }
-        return false;
-    }
-
-    /// Whether a file begins with the lines before a place, or, where no file was before its own, with some.
-    bool beginsWith(int number, const tool::Place &place, const std::string &lines) const {
-        std::string all;
-        for (const KnownLine &line : fileOf(number)) {
-            all += line.id >= 0 ? line.bytes : "";
-        }
-        const std::string some = place.former ? lines : lines.substr(0, lines.find('\n') + 1);
-        return all.compare(0, some.size(), some) == 0;
-    }
-
-    KnownFile fileOf(int number) const {
-        try {
-            return ring_->file(number);
-        } catch (const std::out_of_range &) {
-            return {};
-        }
+        return isOther && isLike;
     }
 
     std::string pull() {
         ++counts_.pulls;
         const tool::StoreDirectory directory = tool::StoreDirectory::openForReading(directory_);
         tool::LogPull pull(directory, std::nullopt, cursor_, ++fresh_);
-        isMixed_ = isMixed_ || (other_ && isOverrun(pull));
         const uint64_t batch = static_cast<uint64_t>(pick(1, 200));
         std::vector<SentItem> items;
         bool isGoingOn = true;
         pull.run({}, [&](const tool::Item &item) {
-            const tool::LogCursor reached = pull.reached();
-            const int file = reached.current().place->file;
-            items.push_back({{pull.epoch(), item.seq}, ring_->idAt(file, item.offset)});
-            places_[items.back().key] = {items.back().id, ring_->linesUpTo(file, items.back().id)};
+            items.push_back({{pull.epoch(), item.seq}, ring_->idAt(pull.fileNumber(), item.offset)});
             if (items.size() == batch) {
-                isGoingOn = send(items, reached);
+                isGoingOn = send(items, pull.reached());
+                pull.settle();
                 items.clear();
             }
             return isGoingOn;
@@ -447,13 +232,6 @@ private:
             return engine_.wrong();
         }
         return missing(pull);
-    }
-
-    /// Whether numbers go on although no place was found: then the log that was here before is forgotten.
-    static bool isOverrun(const tool::LogPull &pull) {
-        return std::any_of(pull.notes().begin(), pull.notes().end(), [](const std::string &note) {
-            return note.find("written faster") != std::string::npos;
-        });
     }
 
     /// A transfer that may fail before, within and after the engine has stored it; false when it did.
@@ -473,13 +251,20 @@ private:
             ++counts_.failures;
             return false;  // Within, or after all was stored.
         }
-        keep(tool::arrived(cursor_, reached));
+        keep(tool::arrived(reached));
         return true;
     }
 
     /// By way of the file.
     void keep(const tool::LogCursor &cursor) {
         cursor_ = tool::parseCursors(tool::cursorText({cursor}), "cursors").front();
+        for (const tool::KnownFile &known : cursor_.current().files) {
+            TrueFile &truth = truth_[{cursor_.current().epoch, known.number}];
+            if (!(truth.sum == known.sum)) {
+                truth = {known.sum, ring_->generation(known.number),
+                         ring_->lines(known.number, known.sum.items)};
+            }
+        }
     }
 
     /// After a pull that arrived, the engine has all that is in view.
@@ -502,13 +287,11 @@ private:
     HistoryCounts &counts_;
     int64_t nextId_ = 0;
     uint64_t fresh_ = 1000;
-    std::unique_ptr<KnownRing> ring_;
-    std::unique_ptr<KnownRing> other_;
-    bool isMixed_ = false;
-    bool isForgotten_ = false;
+    std::unique_ptr<WrittenRing> ring_;
+    std::unique_ptr<WrittenRing> other_;
     bool isInDoubt_ = false;
     tool::LogCursor cursor_;
-    std::map<Key, KnownPlace> places_;
+    std::map<std::pair<uint64_t, int>, TrueFile> truth_;  ///< By epoch and number of the file.
     Engine engine_;
 };
 

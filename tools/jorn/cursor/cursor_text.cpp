@@ -3,11 +3,13 @@
 
 #include <stdio.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "module_limits.h"
 #include "system/failure.h"
 
 namespace tool {
@@ -60,90 +62,99 @@ std::vector<uint32_t> hashesIn(const std::string &text) {
     return hashes;
 }
 
-Json jsonOf(const FileSum &sum) { return Json::array({sum.items, hexOf(sum.chain, kLong)}); }
+/// By ItemState. What is sent at the moment is pending until it is known to have arrived.
+constexpr std::array<const char *, 4> kStates = {"arrived", "pending", "pending", "left out"};
 
-FileSum sumIn(const Json &json) { return {json.at(0).get<uint64_t>(), hexIn(json.at(1).get<std::string>())}; }
+Json jsonOf(const NumberedSpan &span) {
+    return Json::array({span.begin, span.end, span.first, kStates[static_cast<size_t>(span.state)]});
+}
 
-Json jsonOf(const Place &place) {
+NumberedSpan spanIn(const Json &json) {
+    const auto state = std::find(kStates.begin(), kStates.end(), json.at(3).get<std::string>());
+    if (state == kStates.end()) {
+        throw BadText{"items are in no known state"};
+    }
+    return {json.at(0).get<uint64_t>(), json.at(1).get<uint64_t>(), json.at(2).get<uint64_t>(),
+            static_cast<ItemState>(state - kStates.begin())};
+}
+
+Json jsonOf(const KnownFile &file) {
     Json json;
-    json["file"] = place.file;
-    json["items"] = place.before.items;
-    json["chain"] = hexOf(place.before.chain, kLong);
-    json["time"] = place.time;
-    json["last"] = hexOf(place.last);
-    json["marks"] = hexOf(place.marks);
-    if (place.former) {
-        json["former"] = jsonOf(*place.former);
+    json["file"] = file.number;
+    json["items"] = file.sum.items;
+    json["chain"] = hexOf(file.sum.chain, kLong);
+    json["time"] = file.time;
+    json["numbers"] = Json::array();
+    for (const NumberedSpan &span : file.numbered.spans()) {
+        json["numbers"].push_back(jsonOf(span));
+    }
+    if (file.hasTail()) {
+        json["last"] = hexOf(file.tail.last);
+        json["marks"] = hexOf(file.tail.marks);
     }
     return json;
 }
 
-/// What matching takes for granted.
-void requireConsistent(const Place &place) {
-    const bool isKnown = place.last.size() == std::min(Place::kKnown, place.before.items);
+/// Checks what matching takes for granted.
+void requireConsistent(const KnownFile &file) {
+    const bool isKnown =
+        !file.hasTail() || file.tail.last.size() == std::min(FileTail::kKnown, file.sum.items);
     size_t marks = 0;
-    while (markAt(place.before.items, marks) > 0) {
+    while (file.hasTail() && markAt(file.sum.items, marks) > 0) {
         ++marks;
     }
-    if (place.before.items == 0 || !isKnown || marks != place.marks.size()) {
-        throw BadText{"the hashes of a place do not go with its number of items"};
+    if (file.sum.items == 0 || !isKnown || marks != file.tail.marks.size()) {
+        throw BadText{"the hashes of a data file do not match its number of items"};
     }
 }
 
-Place placeIn(const Json &json) {
-    Place place;
-    place.file = json.at("file").get<int>();
-    place.before = {json.at("items").get<uint64_t>(), hexIn(json.at("chain").get<std::string>())};
-    place.time = json.at("time").get<uint32_t>();
-    place.last = hashesIn(json.at("last").get<std::string>());
-    place.marks = hashesIn(json.at("marks").get<std::string>());
-    if (json.contains("former")) {
-        place.former = sumIn(json.at("former"));
+/// Checks the numbers of a file's items, which rise from span to span.
+void requireConsistent(const NumberedSpan &span, const KnownFile &file, uint64_t highest) {
+    const bool isNumbered = !span.hasNumbers() || (span.first > 0 && span.last() <= highest);
+    const std::vector<NumberedSpan> &before = file.numbered.spans();
+    const bool isInOrder = before.empty() || before.back().end <= span.begin;
+    if (span.begin >= span.end || span.end > file.sum.items || !isInOrder || !isNumbered) {
+        throw BadText{"the numbers of a data file do not match its items"};
     }
-    requireConsistent(place);
-    return place;
+}
+
+KnownFile fileIn(const Json &json, uint64_t highest) {
+    KnownFile file;
+    file.number = json.at("file").get<int>();
+    file.sum = {json.at("items").get<uint64_t>(), hexIn(json.at("chain").get<std::string>())};
+    file.time = json.at("time").get<uint32_t>();
+    file.tail.last = hashesIn(json.value("last", ""));
+    file.tail.marks = hashesIn(json.value("marks", ""));
+    requireConsistent(file);
+    for (const Json &numbers : json.at("numbers")) {
+        const NumberedSpan span = spanIn(numbers);
+        requireConsistent(span, file, highest);
+        file.numbered.set(span);
+    }
+    return file;
 }
 
 Json jsonOf(const Numbering &numbering) {
     Json json;
     json["epoch"] = numbering.epoch;
-    json["seq"] = numbering.seq;
-    if (numbering.place) {
-        json["place"] = jsonOf(*numbering.place);
-    }
-    for (const Attempt &attempt : numbering.attempts) {
-        json["pending"].push_back(
-            {{"first", attempt.first}, {"last", attempt.last}, {"place", jsonOf(attempt.place)}});
-    }
-    for (const auto &[file, sum] : numbering.passed) {
-        json["passed"][std::to_string(file)] = jsonOf(sum);
+    json["highest"] = numbering.highest;
+    json["files"] = Json::array();
+    for (const KnownFile &file : numbering.files) {
+        json["files"].push_back(jsonOf(file));
     }
     return json;
-}
-
-Attempt attemptIn(const Json &json) {
-    return {json.at("first").get<uint64_t>(), json.at("last").get<uint64_t>(), placeIn(json.at("place"))};
 }
 
 Numbering numberingIn(const Json &json) {
     Numbering numbering;
     numbering.epoch = json.at("epoch").get<uint64_t>();
-    numbering.seq = json.at("seq").get<uint64_t>();
-    if (json.contains("place")) {
-        numbering.place = placeIn(json.at("place"));
-    }
-    if (json.contains("pending")) {
-        for (const Json &attempt : json.at("pending")) {
-            numbering.attempts.push_back(attemptIn(attempt));
+    numbering.highest = json.at("highest").get<uint64_t>();
+    for (const Json &file : json.at("files")) {
+        const KnownFile known = fileIn(file, numbering.highest);
+        if (known.number < 0 || known.number >= jorn::kCsvNumMax || numbering.file(known.number) != nullptr) {
+            throw BadText{"a data file has a number that is too high, or that of another"};
         }
-    }
-    if (json.contains("passed")) {
-        for (const auto &[file, sum] : json.at("passed").items()) {
-            numbering.passed[std::stoi(file)] = sumIn(sum);
-        }
-    }
-    if (!numbering.place && numbering.attempts.empty()) {
-        throw BadText{"an epoch has neither a place nor a pending transfer"};
+        numbering.files.push_back(known);
     }
     return numbering;
 }
@@ -234,8 +245,6 @@ std::vector<LogCursor> parseCursors(const std::string &text, const std::string &
         giveUp(name, number, bad.what);
     } catch (const nlohmann::json::exception &) {
         giveUp(name, number, "is not a line of a file of cursors");
-    } catch (const std::logic_error &) {
-        giveUp(name, number, "a number of a data file is none");
     }
     return cursors;
 }

@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The data files of a log for those who look for a place: those in view, and, once they are asked for, those
-// that a clearing or a lost index has put out of view.
+// The data files of a log for those who look for known ones: those in view, and, once they are asked for,
+// those that a clearing or a lost index has put out of view.
 #ifndef JORN_TOOLS_LOG_FILES_H
 #define JORN_TOOLS_LOG_FILES_H
-
-#include <stddef.h>
 
 #include <list>
 #include <map>
@@ -12,16 +10,9 @@
 #include <vector>
 
 #include "cursor/file_items.h"
-#include "cursor/place_match.h"
 #include "log/ring_view.h"
 
 namespace tool {
-
-/// A place in a file of the log.
-struct FoundPlace {
-    const RingFile *file = nullptr;
-    PlaceMatch match;
-};
 
 class LogFiles {
 public:
@@ -33,24 +24,32 @@ public:
     /// All items of a file, read once.
     const ItemTable &table(const RingFile &file);
 
-    /// A place, wherever it is known best; nothing where it is not known.
-    std::optional<FoundPlace> find(const Place &place);
+    /// The file of a number, in view or not; null where there is none that can be opened.
+    const RingFile *numbered(int number);
 
-    /// The files from one on, the oldest first: of one out of view those that the writer went on to, and then
-    /// those in view.
-    std::vector<const RingFile *> from(const RingFile &file);
+    /// All of them: those in view, the newest first, and then the others.
+    std::vector<const RingFile *> all();
+
+    bool isInView(int number) const;
+
+    /// How many files the writer has begun since that of a number, if it has not come round: 0 for the one
+    /// that it is in.
+    int age(int number) const;
+
+    /// The number of the file so many before that of another, or after it where negative.
+    int before(int number, int files) const;
 
     /// Whether the log was cleared last where its view begins.
     bool isCleared();
 
+    /// Whether the writer started a file afresh while this read it.
+    bool isOvertaken() const;
+
+    /// The files that could not be read to their ends.
+    std::vector<const RingFile *> unread();
+
 private:
-    std::optional<FoundPlace> matchIn(const RingFile &file, const Place &place);
-    std::optional<FoundPlace> findLost(const Place &place);
-    bool isCredible(const FoundPlace &found, const Place &place);
-    const RingFile *precursorOf(const RingFile &file);
-    const RingFile *successorOf(const RingFile &file);
     void openOutOfView();
-    const RingFile *numbered(int number);
 
     RingView view_;
     bool hasOpenedAll_ = false;

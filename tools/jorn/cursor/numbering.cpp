@@ -10,29 +10,63 @@ namespace {
 /// So many epochs are known again.
 constexpr size_t kEpochs = 4;
 
-/// What is kept of the epoch that `reached` is in; empty when nothing is yet.
-Numbering keptOf(const LogCursor &kept, uint64_t epoch) {
-    const auto found = std::find_if(kept.epochs.begin(), kept.epochs.end(),
-                                    [epoch](const Numbering &numbering) { return numbering.epoch == epoch; });
-    if (found != kept.epochs.end()) {
-        return *found;
+void changeState(LogCursor *cursor, ItemState from, ItemState to) {
+    for (Numbering &numbering : cursor->epochs) {
+        for (KnownFile &file : numbering.files) {
+            file.numbered.change(from, to);
+        }
     }
-    Numbering fresh;
-    fresh.epoch = epoch;
-    return fresh;
 }
 
-/// One that goes on where the last one ended, without a gap in the numbers, takes its place.
-void addAttempt(std::vector<Attempt> *attempts, Attempt next) {
-    if (!attempts->empty() && next.first <= attempts->back().last) {
-        next.first = attempts->back().first;
-        attempts->back() = std::move(next);
-    } else {
-        attempts->push_back(std::move(next));
+/// Only the newest files lose their ends.
+void dropOldTails(Numbering *numbering) {
+    constexpr size_t kTails = 2;
+    std::vector<KnownFile> &files = numbering->files;
+    for (size_t i = 0; i + kTails < files.size(); ++i) {
+        if (!files[i].numbered.has(ItemState::Pending)) {
+            files[i].tail = {};
+        }
     }
 }
 
 }  // namespace
+
+uint64_t Numbering::pending() const {
+    uint64_t items = 0;
+    for (const KnownFile &file : files) {
+        items += file.numbered.count(ItemState::Pending);
+    }
+    return items;
+}
+
+KnownFile *Numbering::file(int number) {
+    if (!files.empty() && files.back().number == number) {
+        return &files.back();  // Nearly always.
+    }
+    const auto found = std::find_if(files.begin(), files.end(),
+                                    [number](const KnownFile &known) { return known.number == number; });
+    return found == files.end() ? nullptr : &*found;
+}
+
+KnownFile *Numbering::fileAtEnd(int number) {
+    if (!files.empty() && files.back().number == number) {
+        return &files.back();
+    }
+    KnownFile last;
+    last.number = number;
+    if (const KnownFile *const known = file(number)) {
+        last = *known;
+        forget(number);
+    }
+    files.push_back(std::move(last));
+    return &files.back();
+}
+
+void Numbering::forget(int number) {
+    files.erase(std::remove_if(files.begin(), files.end(),
+                               [number](const KnownFile &known) { return known.number == number; }),
+                files.end());
+}
 
 void enterEpoch(LogCursor *cursor, Numbering numbering) {
     std::vector<Numbering> &epochs = cursor->epochs;
@@ -46,28 +80,20 @@ void enterEpoch(LogCursor *cursor, Numbering numbering) {
 }
 
 LogCursor attempted(const LogCursor &kept, const LogCursor &reached) {
-    LogCursor result = kept;
-    result.directory = reached.directory;
-    result.gaps = reached.gaps;
-    result.lost = reached.lost;
+    LogCursor result = reached;
+    result.shipped = kept.shipped;
+    result.time = kept.time;
+    result.damaged = kept.damaged;
     result.stamp.clear();
-    const Numbering &end = reached.current();
-    Numbering numbering = keptOf(kept, end.epoch);
-    if (end.seq > numbering.highest() && end.place) {
-        addAttempt(&numbering.attempts, {end.begun, end.seq, *end.place});
-    }
-    enterEpoch(&result, std::move(numbering));
+    changeState(&result, ItemState::Sent, ItemState::Pending);
+    dropOldTails(&result.current());
     return result;
 }
 
-LogCursor arrived(const LogCursor &kept, const LogCursor &reached) {
+LogCursor arrived(const LogCursor &reached) {
     LogCursor result = reached;
-    const Numbering before = keptOf(kept, reached.current().epoch);
-    std::vector<Attempt> &attempts = result.current().attempts = before.attempts;
-    attempts.erase(
-        std::remove_if(attempts.begin(), attempts.end(),
-                       [&](const Attempt &attempt) { return attempt.last <= result.current().seq; }),
-        attempts.end());
+    changeState(&result, ItemState::Sent, ItemState::Arrived);
+    dropOldTails(&result.current());
     return result;
 }
 

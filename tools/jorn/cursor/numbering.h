@@ -1,39 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
-// What is known of the transfers of a log: how far its items have arrived, how far they may have, and by
-// which numbers.
+// What is known of the transfers of a log: which of its items have numbers, and which of these have arrived.
 #ifndef JORN_TOOLS_NUMBERING_H
 #define JORN_TOOLS_NUMBERING_H
 
 #include <stdint.h>
 
-#include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "cursor/place.h"
+#include "cursor/known_file.h"
 
 namespace tool {
 
-/// Items that left in transfers whose end is not known: they may have arrived. Those that are sent again have
-/// the same numbers, and no others get these.
-struct Attempt {
-    uint64_t first = 0;  ///< Numbers, one for each item up to the place.
-    uint64_t last = 0;
-    Place place;  ///< After the last one.
-};
-
 /// One epoch of a log: each of its items has a number, from 1, rising with its place.
 struct Numbering {
-    uint64_t epoch = 0;             ///< Microseconds since 1970 when it began.
-    uint64_t seq = 0;               ///< Of the last item that has arrived, 0 before the first.
-    std::optional<Place> place;     ///< After it.
-    std::vector<Attempt> attempts;  ///< Reaching farther than `seq`, each farther than the one before.
-    std::map<int, FileSum> passed;  ///< By number, data files before that of the place, as they were then.
-    uint64_t begun = 0;  ///< Not kept: numbers that the reading under way gave from here on have no gap.
+    uint64_t epoch = 0;            ///< Microseconds since 1970 when it began.
+    uint64_t highest = 0;          ///< Number that an item has got.
+    std::vector<KnownFile> files;  ///< One for each data file, in the order in which they got items.
 
-    /// The highest number that an item may have got.
-    uint64_t highest() const { return attempts.empty() ? seq : attempts.back().last; }
+    /// Items that left in transfers whose end is not known.
+    uint64_t pending() const;
+
+    /// The file of a number; null where it is not known.
+    KnownFile *file(int number);
+    /// Makes it the last one. It is new when it was not known.
+    KnownFile *fileAtEnd(int number);
+    void forget(int number);
 };
 
 /// A cursor: all that is kept of a log.
@@ -62,12 +54,12 @@ inline bool isSameLog(const LogCursor &a, const LogCursor &b) {
 /// Makes an epoch the current one, which is new or was before.
 void enterEpoch(LogCursor *cursor, Numbering numbering);
 
-/// What must be on the medium before the items leave that `reached` is after: `kept` is what was there so
-/// far. Both are of one log, and `reached` has gone on from `kept`.
+/// What must be on the medium before items leave, with which the log gets to `reached`: `kept` is what was
+/// there so far.
 LogCursor attempted(const LogCursor &kept, const LogCursor &reached);
 
 /// What is to be kept once these have arrived.
-LogCursor arrived(const LogCursor &kept, const LogCursor &reached);
+LogCursor arrived(const LogCursor &reached);
 
 }  // namespace tool
 

@@ -31,9 +31,7 @@ void look(const ShippedLog &log, const ShipperTerms &terms, LogReport *report) {
     report->hasDamage = !pull.damage().isEmpty();
 }
 
-uint64_t pendingOf(const LogCursor &cursor) {
-    return cursor.hasBegun() ? cursor.current().highest() - cursor.current().seq : 0;
-}
+uint64_t pendingOf(const LogCursor &cursor) { return cursor.hasBegun() ? cursor.current().pending() : 0; }
 
 std::string nameOf(const LogCursor &cursor) {
     return (cursor.device.empty() ? "" : cursor.device + "/") + cursor.log;
@@ -83,7 +81,7 @@ std::string statusJson(const std::vector<LogReport> &reports) {
         json["log"] = kept.log;
         json["directory"] = kept.directory;
         json["epoch"] = kept.hasBegun() ? Json(kept.current().epoch) : Json();
-        json["seq"] = kept.hasBegun() ? Json(kept.current().seq) : Json();
+        json["seq"] = kept.hasBegun() ? Json(kept.current().highest) : Json();
         json["shipped"] = kept.shipped;
         json["time"] = kept.time == 0 ? Json() : Json(kept.time);
         json["behind"] = report.problem.empty() ? Json(report.behind) : Json();

@@ -76,7 +76,7 @@ bool Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept) {
         return false;
     }
     pull->run(question->filter, [&](const Item &item) {
-        take(*pull, *question, log, item);
+        take(&*pull, *question, log, item);
         return !signals_.hasCome();
     });
     if (pull->hasMoved() || (kept.hasBegun() && pull->reached().stamp != kept.stamp)) {
@@ -86,19 +86,20 @@ bool Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept) {
     return pull->isOvertaken();
 }
 
-void Shipper::take(const LogPull &pull, const Question &question, const ShippedLog &log, const Item &item) {
+void Shipper::take(LogPull *pull, const Question &question, const ShippedLog &log, const Item &item) {
     if (!sink_) {
         sink_ = target_.begin();
         isLogBegun_ = false;
     }
     if (!std::exchange(isLogBegun_, true)) {
         names_.push_back(question.shownNames());
-        sink_->beginLog({log.log, &names_.back(), {log.device, log.log, pull.epoch()}});
+        sink_->beginLog({log.log, &names_.back(), {log.device, log.log, pull->epoch()}});
     }
     sink_->take(item);
     if (++items_ == terms_.batch.value_or(UINT64_MAX)) {
-        add(pull);
+        add(*pull);
         deliver();
+        pull->settle();
     }
 }
 
@@ -132,7 +133,7 @@ void Shipper::keepArrived(int64_t now) {
     for (auto &[cursor, hasMoved] : reached_) {
         const LogCursor kept = cursors_.cursorOf(cursor.device, cursor.log);
         cursor.time = cursor.shipped > kept.shipped ? now : kept.time;
-        cursors_.keep(arrived(kept, cursor));
+        cursors_.keep(arrived(cursor));
     }
 }
 

@@ -62,7 +62,7 @@ private:
 
     void shipLog(const ShippedLog &log);
     bool shipOnce(const ShippedLog &log, const LogCursor &kept);
-    void take(const LogPull &pull, const Question &question, const ShippedLog &log, const Item &item);
+    void take(LogPull *pull, const Question &question, const ShippedLog &log, const Item &item);
     void add(const LogPull &pull);
     void deliver();
     void dropBatch();

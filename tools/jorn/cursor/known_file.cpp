@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "cursor/place.h"
+#include "cursor/known_file.h"
 
 #include <algorithm>
 
@@ -11,7 +11,7 @@ constexpr size_t kKept = 8192;
 
 }  // namespace
 
-void PlaceTrack::take(uint64_t hash, uint32_t time) {
+void FileTrack::take(uint64_t hash, uint32_t time) {
     if (hashes_.size() == 2 * kKept) {
         hashes_.erase(hashes_.begin(), hashes_.begin() + kKept);
         chains_.erase(chains_.begin(), chains_.begin() + kKept);
@@ -24,22 +24,19 @@ void PlaceTrack::take(uint64_t hash, uint32_t time) {
     chains_.push_back(static_cast<uint32_t>(sum_.chain));
 }
 
-uint32_t PlaceTrack::chainAt(uint64_t items) const {
+uint32_t FileTrack::chainAt(uint64_t items) const {
     return chains_[static_cast<size_t>(items - dropped_ - 1)];
 }
 
-Place PlaceTrack::place() const {
-    Place place;
-    place.file = file_;
-    place.before = sum_;
-    place.time = time_;
-    const size_t known = std::min<size_t>(Place::kKnown, hashes_.size());
-    place.last.assign(hashes_.end() - static_cast<ptrdiff_t>(known), hashes_.end());
+void FileTrack::describe(KnownFile *file) const {
+    file->sum = sum_;
+    file->time = time_;
+    const size_t known = std::min<size_t>(FileTail::kKnown, hashes_.size());
+    file->tail.last.assign(hashes_.end() - static_cast<ptrdiff_t>(known), hashes_.end());
+    file->tail.marks.clear();
     for (size_t number = 0; markAt(sum_.items, number) > 0; ++number) {
-        place.marks.push_back(chainAt(markAt(sum_.items, number)));
+        file->tail.marks.push_back(chainAt(markAt(sum_.items, number)));
     }
-    place.former = former_;
-    return place;
 }
 
 }  // namespace tool
