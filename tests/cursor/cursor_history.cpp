@@ -162,7 +162,7 @@ private:
                    const tool::KnownFile *const newest = tool::newestOf(numbering);
                    const bool isCurrent = &numbering == &cursor_.current();
                    return newest != nullptr && isTrulyThere(numbering, *newest) &&
-                          (isCurrent || newest->sum.items >= kFewest);
+                          (isCurrent || linesLeft(numbering, *newest) >= kFewest);
                });
     }
 
@@ -174,6 +174,13 @@ private:
         return ring_->generation(known.number) == truthOf(numbering, known).generation;
     }
 
+    /// How many of the lines that were known in a file are still there.
+    size_t linesLeft(const tool::Numbering &numbering, const tool::KnownFile &known) const {
+        const std::vector<std::string> &before = truthOf(numbering, known).lines;
+        const std::vector<std::string> now = ring_->lines(known.number, before.size());
+        return static_cast<size_t>(std::mismatch(now.begin(), now.end(), before.begin()).first - now.begin());
+    }
+
     /// Whether the files are as if the writer had not come round, or another log taken the place: it has, and
     /// yet all files to which it would not have come are the same line for line, and the newest one may be,
     /// had it lost its end.
@@ -182,13 +189,8 @@ private:
         if (newest == nullptr) {
             return false;
         }
-        const auto isSame = [&](size_t lines) {
-            const std::vector<std::string> now = ring_->lines(newest->number, lines);
-            const std::vector<std::string> &before = truthOf(numbering, *newest).lines;
-            return now.size() == lines && std::equal(now.begin(), now.end(), before.begin());
-        };
         bool isOther = !isTrulyThere(numbering, *newest);
-        bool isLike = isSame(1);
+        bool isLike = linesLeft(numbering, *newest) > 0;
         for (int number = 0; number < ring_->size(); ++number) {
             if (ring_->age(number) <= ring_->age(newest->number)) {
                 continue;
@@ -213,6 +215,7 @@ private:
         ++counts_.pulls;
         const tool::StoreDirectory directory = tool::StoreDirectory::openForReading(directory_);
         tool::LogPull pull(directory, std::nullopt, cursor_, ++fresh_);
+        isInDoubt_ = isDoubtful(pull);
         const uint64_t batch = static_cast<uint64_t>(pick(1, 200));
         std::vector<SentItem> items;
         bool isGoingOn = true;
@@ -228,10 +231,9 @@ private:
         if (isGoingOn && !items.empty()) {
             isGoingOn = send(items, pull.reached());
         }
-        if (!engine_.wrong().empty() || !isGoingOn || !ring_->hasIndex()) {
-            return engine_.wrong();
-        }
-        return missing(pull);
+        counts_.doubtful += isInDoubt_ ? 1 : 0;
+        const bool isAllSent = isGoingOn && ring_->hasIndex() && !isInDoubt_;
+        return engine_.wrong().empty() && isAllSent ? missing() : engine_.wrong();
     }
 
     /// A transfer that may fail before, within and after the engine has stored it; false when it did.
@@ -267,13 +269,15 @@ private:
         }
     }
 
+    /// Whether more items are gone from the end of a file than are known one by one.
+    static bool isDoubtful(const tool::LogPull &pull) {
+        return std::any_of(pull.notes().begin(), pull.notes().end(), [](const std::string &note) {
+            return note.find("nobody knows") != std::string::npos;
+        });
+    }
+
     /// After a pull that arrived, the engine has all that is in view.
-    std::string missing(const tool::LogPull &pull) {
-        if (!pull.notes().empty() && pull.notes().back().find("nobody knows") != std::string::npos) {
-            ++counts_.doubtful;
-            isInDoubt_ = true;
-            return "";
-        }
+    std::string missing() const {
         for (const int64_t id : ring_->inView()) {
             if (!engine_.has(id)) {
                 return "item " + std::to_string(id) + " is in view and was not sent";

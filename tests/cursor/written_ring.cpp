@@ -62,7 +62,6 @@ void WrittenRing::moveOn() {
     latest_ = (latest_ + 1) % size_;
     oldest_ = latest_ == oldest_ ? (oldest_ + 1) % size_ : oldest_;
     begin(latest_);
-    lost_.clear();
 }
 
 /// Afresh. Each file that is begun has a number of its own.
@@ -70,6 +69,7 @@ void WrittenRing::begin(int number) {
     static int64_t begun = 0;
     files_[number] = {};
     generations_[number] = ++begun;
+    written_.clear();
 }
 
 void WrittenRing::add(const std::string &text) {
@@ -81,13 +81,14 @@ void WrittenRing::add(const std::string &text) {
     }
     time_ += pick(0, 2) == 0 ? 1 : 0;
     WrittenLine line{std::to_string(time_) + ",1,0," + text + "\n", -1};
-    const bool isSame = !lost_.empty() && lost_.back().bytes == line.bytes;
-    line.id = isSame ? lost_.back().id : (*nextId_)++;
-    if (isSame) {
-        lost_.pop_back();
-    } else {
-        lost_.clear();
+    std::string begin;
+    for (const std::string &before : lines(latest_)) {
+        begin += before;
     }
+    begin += line.bytes;
+    const auto [written, isNew] = written_.emplace(begin, *nextId_);
+    *nextId_ += isNew ? 1 : 0;
+    line.id = written->second;
     files_[latest_].push_back(line);
 }
 
@@ -101,7 +102,6 @@ void WrittenRing::append(int count) {
 void WrittenRing::clear() {
     latest_ = oldest_ = (latest_ + 1) % size_;
     begin(latest_);
-    lost_.clear();
     add(kCleared);
     writeAll();
 }
@@ -124,11 +124,7 @@ void WrittenRing::restart() {
 
 void WrittenRing::crash(int count) {
     WrittenFile &file = files_[latest_];
-    lost_.clear();
     for (int i = 0; i < count && !file.empty(); ++i) {
-        if (file.back().id >= 0) {
-            lost_.push_back(file.back());
-        }
         file.pop_back();
     }
     time_ += hasClock_ ? 5 : 0;

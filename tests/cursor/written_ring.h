@@ -72,8 +72,8 @@ private:
     uint32_t time_;
     std::map<int, WrittenFile> files_;
     std::map<int, int64_t> generations_;
-    WrittenFile lost_;  ///< By the last crash, the next one last: who writes the same bytes again writes the
-                        ///< same item.
+    /// By all items of the newest file up to there: what is written again after it was lost is the same item.
+    std::map<std::string, int64_t> written_;
     int oldest_ = 0;
     int latest_ = 0;
     bool hasIndex_ = true;

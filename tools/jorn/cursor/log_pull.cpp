@@ -93,9 +93,7 @@ bool LogPull::goOnInEpoch() {
     for (size_t i = reached_.epochs.size(); i > 1 && (!here || here->weight < kProof); --i) {
         const Numbering earlier = reached_.epochs[i - 2];
         const auto found = recognise(&files_, earlier);
-        const bool isProven = found && (found->weight >= kProof ||
-                                        (found->match.kind == Kind::Whole && found->match.items >= kFewest));
-        if (isProven && (!here || here->weight < found->weight)) {
+        if (found && found->weight >= kFewest && (!here || here->weight < found->weight)) {
             enterEpoch(&reached_, earlier);
             goOn(*found);
             return true;
