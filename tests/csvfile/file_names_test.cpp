@@ -80,6 +80,8 @@ TEST(DataFilePositionTest, DataFilePosition_NearMisses_AreNoDataFiles) {
                                    "index.csv",
                                    "index.bak",
                                    "/3.csv",
+                                   ":.csv",
+                                   "1:.csv",
                                    "90.csv",
                                    "890.csv",
                                    "4294967299.csv",

@@ -127,7 +127,7 @@ TEST_F(CursorCommandTest, WordsThatDoNotGoTogether_AreRefused) {
     EXPECT_EQ(jorn("--cursor-file c --to a.csv").err, "jorn: DIR is required\n");
     EXPECT_EQ(jorn("--exec cat u1/door").status, 2);
     EXPECT_EQ(jorn("--cursor-file u1/door/c --to a.csv u1/door").err,
-              "jorn: u1/door/c: lies in the log's own directory; write it elsewhere\n");
+              "jorn: u1/door/c: is inside the log's own directory; write it elsewhere\n");
     EXPECT_FALSE(fs::exists(path("c")));
 }
 
@@ -184,7 +184,7 @@ TEST_F(CursorCommandTest, DamagedLine_IsLeftOutAndCountedWithExitCode3) {
     const Result run = ship("--to a.csv");
     EXPECT_EQ(run.status, 3);
     EXPECT_EQ(run.err,
-              "jorn: note: u1/door/0.csv: 1 line that is no item, at offset 51; left out\n4 items\n");
+              "jorn: note: u1/door/0.csv: 1 line that is not an item, at offset 51; left out\n4 items\n");
     const Result status = ship("--status -o json");
     EXPECT_EQ(std::regex_replace(status.out, std::regex("\"time\":[0-9]+"), "\"time\":T"),
               "{\"device\":\"u1\",\"log\":\"door\",\"directory\":\"u1/door\",\"epoch\":E,\"seq\":4,"

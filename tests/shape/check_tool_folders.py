@@ -34,12 +34,14 @@ USES = {
     "cursor": FOUNDATION,
     "export": SHARED | {"cursor"},
     "repair": SHARED,
-    "commands": SHARED | {"import", "record", "export", "repair"},
+    "merge": FOUNDATION,
+    "options": SHARED | {"merge"},
+    "commands": SHARED | {"import", "record", "export", "repair", "merge", "options"},
 }
 
 # The main program, which is beside the folders, and the folders that it uses.
 MAIN = "main.cpp"
-MAIN_USES = {"commands", "system", "terminal"}
+MAIN_USES = {"commands", "options", "system", "terminal"}
 
 # Where the module itself is run: for the device's pages, and to record.
 USES_MODULE = {"query", "record"}

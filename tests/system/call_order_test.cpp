@@ -156,7 +156,7 @@ TEST_F(PoorFileSystemTest, Export_RenamesCannotRefuse_ExistingFileStaysAndNewOne
                 return asksForNamelessFile(call) ? Action::fail(EOPNOTSUPP) : Action::proceed();
             });
         EXPECT_EQ(late.status, 2);
-        EXPECT_EQ(late.err, "jorn: out/late: there is such a file already; --force replaces it\n");
+        EXPECT_EQ(late.err, "jorn: out/late: already exists; --force replaces it\n");
         EXPECT_EQ(read("out/late"), "late");
         const TraceOutcome forced =
             without(kind, {"export", "--force", "-o", "csv", "--to", "out/taken", "log"});

@@ -67,8 +67,9 @@ TEST_F(CheckTest, Check_WrongUsage_Refused) {
 
 TEST_F(CheckTest, Check_IndexEmpty_Error) {
     makeCutRing(4, 1);
-    expectTold(3, {"log/index.csv:0: error: is empty", "log/index.bak:0: warning: is left from a rewrite",
-                   "log: error: 1.csv, 3.csv hold items that no query sees"});
+    expectTold(3,
+               {"log/index.csv:0: error: is empty", "log/index.bak:0: warning: is left over from a rewrite",
+                "log: error: 1.csv, 3.csv hold items that no query sees"});
 }
 
 TEST_F(CheckTest, Check_IndexMissing_Error) {
@@ -79,22 +80,22 @@ TEST_F(CheckTest, Check_IndexMissing_Error) {
 TEST_F(CheckTest, Check_IndexPartial_Error) {
     writeFiles({0, 1});
     write("log/index.csv", "version:1\n0,1");
-    expectTold(3, {"log/index.csv:13: error: is not a whole index: \"version:1\\x0a0,1\""});
+    expectTold(3, {"log/index.csv:13: error: is not a complete index: \"version:1\\x0a0,1\""});
 }
 
 TEST_F(CheckTest, Check_BytesBehindAWholeIndex_Note) {
     writeFiles({0, 1});
     write("log/index.csv", "version:1\n0,1\nversion:1\n0,1\n");
-    expectTold(0, {"log/index.csv:14: note: 14 bytes behind the index, which the store passes over; its next "
+    expectTold(0, {"log/index.csv:14: note: 14 bytes after the index, which the store ignores; its next "
                    "rewrite leaves them out\n",
                    "log: sound (0 errors, 0 warnings, 1 note)\n"});
     write("log/index.csv", "version:1\n0,1\r\n\n");
-    expectTold(0, {"log/index.csv:15: note: 1 byte behind the index"});
+    expectTold(0, {"log/index.csv:15: note: 1 byte after the index"});
     write("log/index.csv", "version:1\n0,1\n" + std::string(4082, '\0'));
-    expectTold(0, {"log/index.csv:14: note: 4082 bytes behind the index"});
+    expectTold(0, {"log/index.csv:14: note: 4082 bytes after the index"});
     EXPECT_THAT(check({"-o", "json"}).out,
                 HasSubstr("\"file\":\"index.csv\",\"offset\":14,\"severity\":\"note\",\"code\":"
-                          "\"index-surplus\",\"what\":\"4082 bytes behind the index"));
+                          "\"index-surplus\",\"what\":\"4082 bytes after the index"));
     EXPECT_EQ(repair().status, 0);
 }
 
@@ -110,19 +111,19 @@ TEST_F(CheckTest, Check_BytesBehindAnIndexThatTellsNoRing_OnlyWhatIsWrongIsTold)
     writeFiles({0, 1});
     write("log/index.csv", "version:1\n0,90\nmore\n");
     expectTold(3, {"log/index.csv:0: error: names 0,90"});
-    EXPECT_THAT(check().out, Not(HasSubstr("behind the index")));
+    EXPECT_THAT(check().out, Not(HasSubstr("after the index")));
 }
 
 TEST_F(CheckTest, Check_IndexWhoseSecondNumberTheStoreDoesNotReach_Error) {
     writeFiles({0, 1});
     write("log/index.csv", "version:1\n0 ,1\n");
-    expectTold(3, {"is not a whole index: \"version:1\\x0a0 ,1\\x0a\""});
+    expectTold(3, {"is not a complete index: \"version:1\\x0a0 ,1\\x0a\""});
 }
 
 TEST_F(CheckTest, Check_IndexOfAnotherVersion_Error) {
     writeFiles({0, 1});
     write("log/index.csv", "version:2\n0,1\n");
-    expectTold(3, {"is not a whole index"});
+    expectTold(3, {"is not a complete index"});
 }
 
 TEST_F(CheckTest, Check_IndexOutOfRange_Error) {
@@ -136,21 +137,21 @@ TEST_F(CheckTest, Check_IndexOutOfRange_Error) {
 TEST_F(CheckTest, Check_BackupOnly_Warning) {
     writeFiles({0, 1});
     write("log/index.bak", "version:1\n0,1\n");
-    expectTold(3, {"log/index.bak:0: warning: stands for the index", "(0 errors, 1 warning, 0 notes)"});
+    expectTold(3, {"log/index.bak:0: warning: serves as the index", "(0 errors, 1 warning, 0 notes)"});
 }
 
 TEST_F(CheckTest, Check_BackupOnlyAndTheRingHasMovedOn_Error) {
     writeFiles({1, 0}, kFull);
     write("log/index.bak", "version:1\n0,1\n");
-    expectTold(3,
-               {"log/index.csv:0: error: is missing, and the ring has moved on since index.bak: the store's "
-                "next start would go by that; "});
+    expectTold(3, {"log/index.csv:0: error: is missing, and the ring has moved on since index.bak was "
+                   "written: the store's "
+                   "next start would rely on it; "});
 }
 
 TEST_F(CheckTest, Check_Gap_Error) {
     writeFiles({0, 1, 2, 4, 5});
     writeIndex("0,5");
-    expectTold(3, {"log/3.csv:0: error: is missing in the ring", "(1 error, 0 warnings, 0 notes)"});
+    expectTold(3, {"log/3.csv:0: error: is missing from the ring", "(1 error, 0 warnings, 0 notes)"});
 }
 
 TEST_F(CheckTest, Check_EmptyFilesInRange_Warnings) {
@@ -168,7 +169,7 @@ TEST_F(CheckTest, Check_NextFileJustBegun_Note) {
     writeIndex("0,2");
     const Outcome run = check();
     EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.out, HasSubstr("log/2.csv:0: note: has been begun and holds no item yet"));
+    EXPECT_THAT(run.out, HasSubstr("log/2.csv:0: note: has just been started and holds no item yet"));
 }
 
 TEST_F(CheckTest, Check_StatedRingTooSmall_Error) {
@@ -209,7 +210,7 @@ TEST_F(CheckTest, Check_DamagedLines_ToldWithTheirOffset) {
     write(fileName(0),
           items(1, 1) + "half\n" + "17,1\n" + items(2, 2) + std::string(3000, '\0') + "\n" + items(3, 3));
     writeIndex("0,0");
-    expectTold(3, {"log/0.csv:27: warning: 2 lines of 10 bytes that hold no item",
+    expectTold(3, {"log/0.csv:27: warning: 2 lines (10 bytes) without an item",
                    "log/0.csv:64: warning: 3000 zero bytes hide", "(0 errors, 2 warnings, 0 notes)"});
 }
 
@@ -224,24 +225,25 @@ TEST_F(CheckTest, Check_OddItems_Notes) {
                            dataLine(kFirstTime, 0, 12, "slot") + "1700000000,1,2,a" + std::string(1, '\0') +
                            "b\n" + "1700000000,1,2," + std::string(300, 'l') + "\n");
     writeIndex("0,0");
-    expectTold(3, {"log/0.csv:0: note: 1 line with a field that is no number",
+    expectTold(3, {"log/0.csv:0: note: 1 line with a field that is not a number",
                    "log/0.csv:38: note: 2 lines of a level or slot that no log has", "with a zero byte",
-                   "a line longer than 256 characters", "1 line of 60 bytes that hold no item"});
+                   "a line longer than 256 characters", "1 line (60 bytes) without an item"});
 }
 
 TEST_F(CheckTest, Check_TimesBackwards_Notes) {
     write(fileName(0), items(50, 60) + items(40, 41) + items(30, 31));
     write(fileName(1), items(20, 21));
     writeIndex("0,1");
-    expectTold(0, {"log/0.csv:297: note: times run backwards here and 1 times more, by 20 s at most",
+    expectTold(0, {"log/0.csv:297: note: times go backwards here and in 1 more place, by 20 s at most",
                    "log/1.csv:0: note: begins 11 s before the end of 0.csv"});
 }
 
 TEST_F(CheckTest, Check_TornEndLongAgo_Warning) {
     write(fileName(0), items(1, 1) + "1700000000,1");
     writeIndex("0,0");
-    expectTold(3, {"log/0.csv:27: warning: the last line has no end: the next item would be glued to it",
-                   "(0 errors, 1 warning, 0 notes)"});
+    expectTold(3,
+               {"log/0.csv:27: warning: the last line has no line end: the next item would be joined to it",
+                "(0 errors, 1 warning, 0 notes)"});
 }
 
 /// Nothing is ever appended to it again.
@@ -249,10 +251,10 @@ TEST_F(CheckTest, Check_TornEndOfAFileThatIsNotTheNewest_RingHasMovedOn) {
     write(fileName(0), items(1, 1) + "1700000000,1");
     writeFiles({1}, 1, 2);
     writeIndex("0,1");
-    expectTold(3,
-               {"log/0.csv:27: warning: the last line has no end: it was cut off, and the ring has moved on "
-                "since; see what `jorn repair` would do\n",
-                "(0 errors, 1 warning, 0 notes)"});
+    expectTold(
+        3, {"log/0.csv:27: warning: the last line has no line end: it was cut off, and the ring has moved on "
+            "since; see what `jorn repair` would do\n",
+            "(0 errors, 1 warning, 0 notes)"});
     write(fileName(1), "");
     expectTold(3, {"it was cut off, and the ring has moved on since"});
     write("log/index.csv", "");
@@ -267,8 +269,10 @@ TEST_F(CheckTest, Check_TornEndJustNow_NoteInTheNewestFileOnly) {
     writeIndex("0,1");
     const Outcome run = check();
     EXPECT_EQ(run.status, 3);
-    EXPECT_THAT(run.out, HasSubstr("log/0.csv:27: warning: the last line has no end"));
-    EXPECT_THAT(run.out, HasSubstr("log/1.csv:27: note: the last line has no end: it may be being written"));
+    EXPECT_THAT(run.out, HasSubstr("log/0.csv:27: warning: the last line has no line end"));
+    EXPECT_THAT(
+        run.out,
+        HasSubstr("log/1.csv:27: note: the last line has no line end: it may still be being written"));
 }
 
 TEST_F(CheckTest, Check_EntriesThatAreNoFiles_Errors) {
@@ -332,8 +336,9 @@ TEST_F(CheckTest, CheckJson_OneObjectALine) {
         run.out,
         "{\"type\":\"finding\",\"directory\":\"log\",\"file\":\"index.csv\",\"offset\":0,\"severity\":"
         "\"error\","
-        "\"code\":\"index-empty\",\"what\":\"is empty, as when power is cut in its rewrite: the store's next "
-        "start would begin anew at 0.csv\",\"advice\":\"see what `jorn repair` would do\"}\n"
+        "\"code\":\"index-empty\",\"what\":\"is empty, as when power is cut during its rewrite: the store's "
+        "next "
+        "start would begin again at 0.csv\",\"advice\":\"see what `jorn repair` would do\"}\n"
         "{\"type\":\"finding\",\"directory\":\"log\",\"file\":\"\",\"offset\":0,\"severity\":\"error\","
         "\"code\":\"out-of-view\",\"what\":\"1.csv holds items that no query sees\",\"advice\":\"see what "
         "`jorn "

@@ -60,7 +60,7 @@ TEST_F(ClearTest, Clear_RingThatHasNotComeRound_EveryFileStays) {
     const std::string former = read("log/0.csv") + read("log/1.csv") + read("log/2.csv");
     const Outcome run = clear({"--yes", "--files", "9"});
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(run.out, "log: 30 items out of view, 30 still in the files until the ring comes to them\n");
+    EXPECT_EQ(run.out, "log: 30 items out of view, 30 still in the files until the ring reaches them\n");
     EXPECT_EQ(read("log/index.csv"), "version:1\n3,3\n");
     EXPECT_THAT(read("log/3.csv"), EndsWith(",3,0,Log all cleared!\n"));
     EXPECT_EQ(read("log/0.csv") + read("log/1.csv") + read("log/2.csv"), former);
@@ -75,8 +75,8 @@ TEST_F(ClearTest, Clear_RingThatCameRound_WritesOverTheOldestFileOnly) {
     const Outcome run = clear({"--yes"});
     EXPECT_EQ(
         run.out,
-        "log: 40 items out of view, 10 written over in 2.csv, 30 still in the files until the ring comes "
-        "to them\n");
+        "log: 40 items out of view, 10 overwritten in 2.csv, 30 still in the files until the ring reaches "
+        "them\n");
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,2\n");
     EXPECT_EQ(read("log/3.csv") + read("log/0.csv") + read("log/1.csv"), former);
     EXPECT_THAT(shown(), ElementsAre("Log all cleared!"));
@@ -111,7 +111,7 @@ TEST_F(ClearTest, Clear_Twice_MovesOnTwice) {
     writeIndex("0,0");
     ASSERT_EQ(clear({"--yes", "--files", "9"}).status, 0);
     EXPECT_EQ(clear({"--yes", "--files", "9"}).out,
-              "log: 1 item out of view, 1 still in the files until the ring comes to them\n");
+              "log: 1 item out of view, 1 still in the files until the ring reaches them\n");
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,2\n");
 }
 
@@ -187,7 +187,7 @@ TEST_F(ClearTest, Clear_WhileRecording_Refused) {
     CloseWatch watch(path("log"));
     recorder.feed("one\n");
     watch.waitUntil([&] { return exists("log/0.csv") && linesOf(read("log/0.csv")).size() == 2; });
-    expectUntouched({"--yes"}, 4, "a jorn is recording into this directory");
+    expectUntouched({"--yes"}, 4, "another jorn is recording into this directory");
 }
 
 TEST_F(ClearTest, Clear_NoRights_ChangesNothing) {
@@ -200,7 +200,7 @@ TEST_F(ClearTest, Clear_NoRights_ChangesNothing) {
     if (run.status == 126) {
         GTEST_SKIP() << "permissions cannot be made to hold here";
     }
-    expectUntouched({"--yes"}, 4, "jorn: log: no file can be written in this directory: Permission denied\n",
+    expectUntouched({"--yes"}, 4, "jorn: log: files cannot be written in this directory: Permission denied\n",
                     setting);
     ASSERT_EQ(chmod(path("log").c_str(), 0700), 0);
 }

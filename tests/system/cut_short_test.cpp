@@ -85,9 +85,10 @@ TEST_P(EveryCutTest, Clear_CutAnywhere_CheckNamesTheLeftoverAndTheNextClearRemov
         ASSERT_LE(temporary.size(), 2U);
         const std::string found = check().out;
         for (const std::string &name : temporary) {
-            EXPECT_THAT(found, HasSubstr("log/" + name +
-                                         ":0: note: is left of a command that was cut short; the next one "
-                                         "that writes there removes it\n"));
+            EXPECT_THAT(found,
+                        HasSubstr("log/" + name +
+                                  ":0: note: is left over from a command that was cut short; the next one "
+                                  "that writes there removes it\n"));
         }
         left.insert(!temporary.empty());
         EXPECT_THAT(read("log/index.csv"), ::testing::AnyOf("version:1\n0,0\n", "version:1\n1,1\n"));
@@ -203,7 +204,7 @@ TEST_P(EveryCutOfRepairTest, Repair_CutAnywhere_LogIsWholeAndTheNextRepairTidies
         const NameList temporary = temporaryNamesIn(".");
         const Outcome found = check();
         for (const std::string &name : temporary) {
-            EXPECT_THAT(found.out, HasSubstr("log/../" + name + ":0: note: is left of a command"));
+            EXPECT_THAT(found.out, HasSubstr("log/../" + name + ":0: note: is left over from a command"));
         }
         left.insert(!temporary.empty());
         EXPECT_EQ(repair({"--yes", "--backup", "second"}).status, 0);

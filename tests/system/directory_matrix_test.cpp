@@ -276,7 +276,7 @@ TEST_F(DirectoryMatrixTest, EveryCommand_DirectoryBeingRecorded_TellsAndLeavesIt
     recorder.feed("one\ntwo\n");
     written.waitUntil([&] { return exists("log/0.csv") && linesOf(read("log/0.csv")).size() >= 3; });
     recorder.halt();
-    const Kind kind = {"a directory being recorded", {0, 0, 4}, ": a jorn is recording", nullptr};
+    const Kind kind = {"a directory being recorded", {0, 0, 4}, ": another jorn is recording", nullptr};
     const std::string before = namesAndTimes();
     for (const Command &command : commands()) {
         expectOutcome(kind, command, before);

@@ -27,8 +27,7 @@ TEST_F(ExportTest, Export_ExistingFile_RefusedUnlessForced) {
     for (const char *file : {"out/x.csv", "out/link.csv"}) {
         const Outcome run = exportLog({"--to", file, "door"});
         EXPECT_EQ(run.status, 2);
-        EXPECT_EQ(run.err,
-                  "jorn: " + std::string(file) + ": there is such a file already; --force replaces it\n");
+        EXPECT_EQ(run.err, "jorn: " + std::string(file) + ": already exists; --force replaces it\n");
         EXPECT_EQ(read("out/x.csv"), "precious");
     }
     EXPECT_EQ(exportLog({"--to", "out/link.csv", "--force", "door"}).status, 0);
@@ -57,7 +56,7 @@ TEST_F(ExportTest, Export_FileThatCannotBe_TellsAndLeavesNothing) {
     for (const char *file : {"door/x.csv", "out/../door/0.csv", "door/0.csv"}) {
         const Outcome run = exportLog({"--to", file, "--force", "door"});
         EXPECT_EQ(run.status, 2);
-        EXPECT_THAT(run.err, HasSubstr("lies in the log's own directory"));
+        EXPECT_THAT(run.err, HasSubstr("is inside the log's own directory"));
     }
     fs::create_symlink("../door/0.csv", path("out/link.csv"));
     EXPECT_EQ(exportLog({"--to", "out/link.csv", "--force", "door"}).status, 2);
@@ -71,7 +70,7 @@ TEST_F(ExportTest, Export_FromWithinTheLogsDirectory_WritesNothingThere) {
     within.directory = path("door");
     const Outcome run = jorn({"export", "--to", "x.csv", "."}, within);
     EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.err, "jorn: x.csv: lies in the log's own directory; write it elsewhere\n");
+    EXPECT_EQ(run.err, "jorn: x.csv: is inside the log's own directory; write it elsewhere\n");
     EXPECT_EQ(stateOf(path("door")), before);
 }
 
@@ -110,7 +109,7 @@ TEST_F(ExportTest, Export_Interrupted_NoHalfFile) {
         tool.signal(SIGTERM);
         const Outcome run = tool.wait();
         EXPECT_EQ(run.status, 4);
-        EXPECT_EQ(run.err, "jorn: out/x: interrupted; nothing is written\n");
+        EXPECT_EQ(run.err, "jorn: out/x: interrupted; nothing was written\n");
         EXPECT_THAT(namesIn("out"), IsEmpty());
     }
 }

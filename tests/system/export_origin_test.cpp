@@ -92,7 +92,7 @@ TEST_F(ExportOriginTest, NamesThatNoItemCanBear_AnyForm_AreRefused) {
         EXPECT_EQ(exportLog({option, std::string(255, 'x'), "unit1/door"}).status, 0);
     }
     EXPECT_EQ(exportLog({"--log", "x", "unit1/door", "unit2/door"}).err,
-              "jorn: --log is for one DIR; several have the names of their directories\n");
+              "jorn: --log is for one DIR; several logs have the names of their directories\n");
 }
 
 }  // namespace

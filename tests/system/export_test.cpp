@@ -275,7 +275,7 @@ TEST_F(ExportTest, Export_Damage_RestIsExportedAndExitTells) {
     for (const char *form : {"jsonl", "csv", "syslog"}) {
         const Outcome run = exportLog({"-o", form, "door", "gate"});
         EXPECT_EQ(run.status, 3);
-        EXPECT_EQ(run.err, "jorn: note: door/0.csv: 1 line that is no item, at offset 17; left out\n");
+        EXPECT_EQ(run.err, "jorn: note: door/0.csv: 1 line that is not an item, at offset 17; left out\n");
         EXPECT_EQ(linesOf(run.out).size(), std::string(form) == "csv" ? 4U : 3U);
     }
     const Outcome run = exportLog({"--to", "out/x.db", "door", "gate"});

@@ -217,7 +217,7 @@ TEST_F(FollowTest, Follow_EmptyDirectoryMadeAgain_GoesOnThere) {
     FollowingTool follower(root_, {"follow", "-o", "csv", "new"});
     EXPECT_EQ(follower.nextLine(), "time,level,slot,text");
     std::filesystem::remove(path("new"));
-    EXPECT_EQ(follower.nextNote(), "jorn: note: new: is gone; waiting for it to come back");
+    EXPECT_EQ(follower.nextNote(), "jorn: note: new: no longer exists; waiting for it to come back");
     ASSERT_EQ(jorn({"record", "new"}, {"one\n", "", {}, {}}).status, 0);
     EXPECT_THAT(follower.nextLine(), ::testing::EndsWith(",Log start init!"));
     EXPECT_THAT(follower.nextLine(), ::testing::EndsWith(",one"));
@@ -298,7 +298,7 @@ TEST_F(FollowTest, Follow_DamagedLine_NotedAndToldByExitCode) {
     const Outcome run = jorn({"follow", "log", "-U", "yesterday"});
     EXPECT_EQ(run.status, 3);
     EXPECT_THAT(shownTexts(run.out), ElementsAre("one", "two"));
-    EXPECT_EQ(run.err, "jorn: note: log/0.csv: 1 line that is no item, at offset 19; left out\n");
+    EXPECT_EQ(run.err, "jorn: note: log/0.csv: 1 line that is not an item, at offset 19; left out\n");
 }
 
 TEST_F(FollowTest, Follow_WrongUsage_Refused) {

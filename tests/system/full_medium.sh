@@ -39,7 +39,7 @@ fullAtTheEndOfAFile() {
     echo again00001 | "$jorn" record --files 4 -l 0 "$mount/log" 2>> "$mount.error" ||
         fail "no recording after room was made for the index: $(cat "$mount.error")"
     # By which of the two starts depends on when the file system has the former index's room again.
-    grep -q 'index.csv was empty: written anew as 0,[01], because ' "$mount.error" ||
+    grep -q 'index.csv was empty: written again as 0,[01], because ' "$mount.error" ||
         fail "the index was not found again: $(cat "$mount.error")"
     "$jorn" show -p 2 --no-pager "$mount/log" 2> /dev/null | sed 's/.* //' | grep -v lost |
         cmp - <(cat "$mount.early"; echo again00001) || fail "lines of a successful recording are out of view"

@@ -49,7 +49,7 @@ TEST_F(LiveViewTest, Scan_FileStartedAfreshUnderneath_NothingOfItIsTakenForOldIt
     EXPECT_THAT(texts, ElementsAre("open, \"wide\"", "bytes \xff", "shut"));
     EXPECT_THAT(damage_.losses(),
                 ElementsAre(path("door/2.csv") +
-                            ": started afresh by a writer meanwhile; items may be missing here"));
+                            ": started over by a writer while it was being read; items may be missing here"));
     EXPECT_TRUE(damage_.isEmpty());
 }
 

@@ -65,7 +65,7 @@ TEST_F(MeetingTest, Export_OtherOneTidiesUpBeforeItsRename_IsNotDisturbed) {
         }));
         ASSERT_TRUE(run.waitUntilHeld());
         EXPECT_EQ(temporaryNamesIn("out").size(), 1U);
-        EXPECT_EQ(check().out.find("left of a command"), std::string::npos);
+        EXPECT_EQ(check().out.find("left over from a command"), std::string::npos);
         tidyUp("out");
         run.letGo();
         const TraceOutcome outcome = run.wait();
@@ -182,7 +182,7 @@ TEST_F(SwappedTest, Repair_OtherFileBecomesALinkBeforeItIsOpened_LinkIsCopied) {
 TEST_F(SwappedTest, Repair_DataFileBecomesALinkBeforeItIsCopied_FailsAndNothingIsChanged) {
     const TraceOutcome run = repairSwapping("0.csv", 2);
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: log/0.csv: is no file; move it elsewhere first\n");
+    EXPECT_EQ(run.err, "jorn: log/0.csv: not a regular file; move it elsewhere first\n");
     expectSecretIsKept();
     EXPECT_THAT(namesIn("."), ElementsAre("log", "secret"));
 }

@@ -223,10 +223,9 @@ TEST_F(MovingRingTest, AnyReader_RingMovesOnAtEachOpening_GivesUpAndPrintsNothin
         const TraceOutcome outcome = run.wait();
         EXPECT_EQ(outcome.status, 4);
         EXPECT_EQ(outcome.out, "");
-        EXPECT_EQ(
-            outcome.err,
-            "jorn: log: its writer moved on each of the 100 times that it was opened; nothing is shown, "
-            "try again\n");
+        EXPECT_EQ(outcome.err,
+                  "jorn: log: the ring moved on during each of 100 attempts to open it; nothing is shown; "
+                  "try again\n");
         EXPECT_EQ(moves, 100);
     }
 }
@@ -269,7 +268,8 @@ TEST_F(MovingRingTest, ShowAll_OldestFileIsStartedAfreshWhileNewerOnesArePrinted
     EXPECT_EQ(texts.front(), "c4000");
     EXPECT_EQ(texts.back(), "b1");
     EXPECT_EQ(run.err,
-              "jorn: note: log/0.csv: started afresh by a writer meanwhile; items may be missing here\n");
+              "jorn: note: log/0.csv: started over by a writer while it was being read; items may be missing "
+              "here\n");
 }
 
 TEST_F(MovingRingTest, Export_OldestFileIsStartedAfreshWhileItIsRead_NoteAndNothingOfItsNewItems) {
@@ -284,7 +284,8 @@ TEST_F(MovingRingTest, Export_OldestFileIsStartedAfreshWhileItIsRead_NoteAndNoth
     EXPECT_THAT(run.out, ::testing::Not(HasSubstr(",3,0,d")));
     EXPECT_EQ(items.back(), std::to_string(kTime) + ",2,0,c2");
     EXPECT_EQ(run.err,
-              "jorn: note: log/0.csv: started afresh by a writer meanwhile; items may be missing here\n");
+              "jorn: note: log/0.csv: started over by a writer while it was being read; items may be missing "
+              "here\n");
 }
 
 /// A log without an index, which `repair` copies; it then puts the copy in its place.
@@ -369,7 +370,7 @@ TEST_F(SwappedDirectoryTest, AnyWriter_DirectoryIsReplacedAtEachLock_GivesUp) {
     });
     const TraceOutcome outcome = run.wait();
     EXPECT_EQ(outcome.status, 4);
-    EXPECT_EQ(outcome.err, "jorn: log: leads to another directory each of the 20 times that it was locked\n");
+    EXPECT_EQ(outcome.err, "jorn: log: led to another directory after each of 20 attempts to lock it\n");
     EXPECT_EQ(locks, 20);
 }
 

@@ -150,7 +150,7 @@ TEST_F(OwnershipTest, Record_DirectoryOfAnother_IsNamed) {
     const std::string before = stateOf(path("log"));
     const Outcome run = asUser({"record", "log"}, "x\n");
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: log: no file can be written in this directory: Permission denied\n");
+    EXPECT_EQ(run.err, "jorn: log: files cannot be written in this directory: Permission denied\n");
     EXPECT_EQ(stateOf(path("log")), before);
 }
 
@@ -158,7 +158,7 @@ TEST_F(OwnershipTest, Record_EmptyDirectoryOfAnother_IsNamed) {
     give("log", 0755, 0, 0);
     const Outcome run = asUser({"record", "log"});
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: log: no file can be written in this directory: Permission denied\n");
+    EXPECT_EQ(run.err, "jorn: log: files cannot be written in this directory: Permission denied\n");
 }
 
 TEST_F(OwnershipTest, Record_ParentOfAnother_ParentIsNamed) {
@@ -166,10 +166,10 @@ TEST_F(OwnershipTest, Record_ParentOfAnother_ParentIsNamed) {
     give("parent", 0755, 0, 0);
     const Outcome run = asUser({"record", "parent/new/"});
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: parent/new/: cannot be made in parent: Permission denied\n");
+    EXPECT_EQ(run.err, "jorn: parent/new/: cannot be created in parent: Permission denied\n");
     const Outcome here = asUser({"record", "new"});
     EXPECT_EQ(here.status, 4);
-    EXPECT_EQ(here.err, "jorn: new: cannot be made in .: Permission denied\n");
+    EXPECT_EQ(here.err, "jorn: new: cannot be created in .: Permission denied\n");
 }
 
 TEST_F(OwnershipTest, AnyCommand_DirectoryOnTheWayIsClosed_ItIsNamed) {
@@ -206,7 +206,7 @@ TEST_F(OwnershipTest, Record_DirectoryIsClosedMeanwhile_IsNamed) {
     give("log", 0700, 0, 0);
     EXPECT_EQ(run.status, 4);
     EXPECT_THAT(run.err,
-                HasSubstr("jorn: log: no file can be written in this directory: Permission denied; 1 "
+                HasSubstr("jorn: log: files cannot be written in this directory: Permission denied; 1 "
                           "of the lines read are not in the files\n"));
 }
 

@@ -70,8 +70,8 @@ protected:
         const Outcome run = record("new\n", {"--files", "4"});
         EXPECT_EQ(run.status, 0);
         EXPECT_THAT(run.err, MatchesRegex("jorn: log: " + reason +
-                                          ": the files are in log/aside-20[0-9]{6}T[0-9]{6}Z now, and the "
-                                          "log begins anew\n"));
+                                          ": the files are now in log/aside-20[0-9]{6}T[0-9]{6}Z, and the "
+                                          "log starts over\n"));
         const auto asides = directoriesInLog();
         ASSERT_EQ(asides.size(), 1U);
         EXPECT_TRUE(contents(asides[0]) == before);
@@ -87,8 +87,8 @@ TEST_F(RecordAsideTest, Record_OrderUnclear_RingIsKeptAndTheLogBeginsAnew) {
     const Contents before = contents("log");
     const Outcome run = record();
     EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.err, MatchesRegex("jorn: log: index.csv was not whole, and [^\n]*: the files are in "
-                                      "log/aside-20[0-9]{6}T[0-9]{6}Z now, and the log begins anew\n"));
+    EXPECT_THAT(run.err, MatchesRegex("jorn: log: index.csv was not whole, and [^\n]*: the files are now in "
+                                      "log/aside-20[0-9]{6}T[0-9]{6}Z, and the log starts over\n"));
     const auto asides = directoriesInLog();
     ASSERT_EQ(asides.size(), 1U);
     EXPECT_TRUE(contents(asides[0]) == before);
@@ -162,7 +162,7 @@ TEST_F(RecordAsideTest, Record_FormerStartWasCut_RestFollows) {
     const Outcome run = jorn({"record", "log"}, {"new\n", "", {}, {}});
     EXPECT_EQ(
         run.err,
-        "jorn: log: the files that a former start began to put aside are in log/aside-20231114T221320Z\n");
+        "jorn: log: the files that an earlier start began to put aside are in log/aside-20231114T221320Z\n");
     EXPECT_TRUE(contents("log/aside-20231114T221320Z") == before);
     EXPECT_THAT(textsIn("log/0.csv"), ElementsAre(kStart, "new"));
 }

@@ -18,7 +18,7 @@ using ::testing::StartsWith;
 
 constexpr char kLink[] = "is a link, which the store would write through";
 constexpr char kShared[] =
-    "has another name elsewhere, so that items would be written there too; put a copy in its place";
+    "has a hard link elsewhere, so items would be written there too; replace it with a copy";
 
 /// Something that has the name of a store's file.
 struct Foreign {
@@ -36,7 +36,7 @@ const Foreign kForeign[] = {
     {"a FIFO", [](const std::string &, const std::string &name) { EXPECT_EQ(mkfifo(name.c_str(), 0600), 0); },
      "is neither a file nor a directory"},
     {"a directory", [](const std::string &, const std::string &name) { fs::create_directory(name); },
-     "is a directory, where the store wants a file"},
+     "is a directory, where the store needs a file"},
     {"a further name of a file",
      [](const std::string &outside, const std::string &name) { fs::create_hard_link(outside, name); },
      kShared},
@@ -127,7 +127,7 @@ TEST_F(RecordEntriesTest, Check_FileHasAnotherNameElsewhere_IsNoted) {
     fs::create_hard_link(path("log/0.csv"), path("other"));
     const Outcome run = check();
     EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.out, StartsWith("log/0.csv:0: note: has another name elsewhere"));
+    EXPECT_THAT(run.out, StartsWith("log/0.csv:0: note: has a hard link elsewhere"));
 }
 
 }  // namespace

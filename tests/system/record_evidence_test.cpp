@@ -33,8 +33,8 @@ protected:
 TEST_F(RecordClockTest, Record_EveryFileFullAndClockSetBack_RefusedAndNothingChanged) {
     makeFullRing();
     const std::string why =
-        "0.csv is the oldest and 3.csv the newest (1700000000 to 1700059999); had the clock been set back, "
-        "1.csv could be the newest as well; nothing was changed. `jorn repair --yes --oldest A --latest B "
+        "0.csv is the oldest and 3.csv the newest (1700000000 to 1700059999); if the clock was set back, "
+        "1.csv could be the newest instead; nothing was changed. `jorn repair --yes --oldest A --latest B "
         "log` decides; --if-unclear aside puts the files aside\n";
     expectRefused({}, why);
     expectRefused({"--files", "4"}, why);
@@ -46,7 +46,7 @@ TEST_F(RecordClockTest, Record_FallWithinFullFilesOfALargerRing_RefusedAndNothin
     writeFiles({0, 1}, kFull, 50001);
     write("log/index.csv", "");
     for (const char *files : {"4", "10"}) {
-        expectRefused({"--files", files}, "had the clock been set back, 3.csv could be the newest as well");
+        expectRefused({"--files", files}, "if the clock was set back, 3.csv could be the newest instead");
     }
 }
 
@@ -67,7 +67,7 @@ TEST_F(RecordClockTest, Record_TimesAreEqualAndALargerRingIsAskedFor_RefusedAndN
     write(fileName(1), dataLine(kFirstTime, 1, 0, "same"));
     write(fileName(2), full);
     write("log/index.csv", "");
-    expectRefused({"--files", "10"}, "the times of all files are equal, and more or fewer than one of them");
+    expectRefused({"--files", "10"}, "the times of all files are equal, and not exactly one of them");
     EXPECT_EQ(record({"--files", "3"}).status, 0);
     EXPECT_EQ(read("log/index.csv"), "version:1\n2,1\n");
 }
@@ -154,7 +154,7 @@ TEST_F(RecordContradictedTest, Record_IndexLeavesItemsOut_RefusedAndNothingChang
 TEST_F(RecordContradictedTest, Record_NewestFileOfTheIndexIsMissing_FilesDecide) {
     makeRingThatCameRound();
     writeIndex("0,5");
-    expectRefused({}, "index.csv is at odds with the files, and files would have to change their places");
+    expectRefused({}, "index.csv is at odds with the files, and files would have to be renamed");
     makeRingNotComeRound();
     remove(fileName(3));
     const Outcome run = record({}, "new\n");
@@ -172,7 +172,7 @@ TEST_F(RecordContradictedTest, Record_IndexOfBeforeTheRingMovedOn_EveryItemStays
     EXPECT_EQ(check().status, 3);
     EXPECT_THAT(check().out,
                 HasSubstr("log/index.csv:0: error: names 0.csv as the newest file, but 1.csv is: the store's "
-                          "next start would go on in the wrong one; see what `jorn repair` would do\n"));
+                          "next start would continue in the wrong one; see what `jorn repair` would do\n"));
     expectMended(record({"--files", "4"}, "new\n"), "was at odds with the files", "2,1",
                  "; index.csv.lost keeps the former one");
     expectInView(itemTexts(1, itemsOfRing(4)), {"new"});
@@ -185,7 +185,7 @@ TEST_F(RecordContradictedTest, Record_IndexOfBeforeTheRingMovedOnAndALargerRing_
     const Outcome run = record({"--files", "10"}, "new\n");
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.err,
-                StartsWith("jorn: log: index.csv was at odds with the files: written anew as 2,1, "));
+                StartsWith("jorn: log: index.csv was at odds with the files: written again as 2,1, "));
     auto texts = itemTexts(1, itemsOfRing(4));
     texts.insert(texts.end(), {kStart, "new"});
     EXPECT_TRUE(textsInRange(10) == texts);
@@ -208,7 +208,7 @@ TEST_F(RecordContradictedTest, Record_Refused_PutsAsideIfAskedTo) {
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.err, StartsWith("jorn: log: index.csv was at odds with the files, and the index leaves "
                                     "out the items of 0.csv to 3.csv, as after a clearing that was not "
-                                    "logged: the files are in log/aside-"));
+                                    "logged: the files are now in log/aside-"));
     EXPECT_THAT(textsIn(fileName(0)), ElementsAre(kStart, "new"));
 }
 
@@ -260,7 +260,7 @@ TEST_F(RecordClearedTest, Record_ClearedRingWentOn_ItemsSinceInView) {
     writeRing({0, 1});
     write(fileName(2), dataLine(kFirstTime + 30000, 3, 0, kCleared) + items(30002, 30000 + kFull));
     write(fileName(3), items(30001 + kFull, 30010 + kFull));
-    EXPECT_THAT(record({"--files", "4"}, "new\n").err, HasSubstr("written anew as 2,3, because "));
+    EXPECT_THAT(record({"--files", "4"}, "new\n").err, HasSubstr("written again as 2,3, because "));
     auto texts = itemTexts(30002, 30010 + kFull);
     texts.insert(texts.begin(), kCleared);
     expectInView(texts, {"new"});
@@ -272,7 +272,7 @@ TEST_F(RecordClearedTest, Record_ClearedAndClockSetBack_RefusedAndNothingChanged
     write(fileName(1), items(1001 + kFull, 1010 + kFull));
     write(fileName(2), dataLine(kFirstTime, 3, 0, kCleared) + items(1, 10));
     write("log/index.csv", "");
-    expectRefused({"--files", "4"}, "had the clock been set back, 2.csv could be the newest as well");
+    expectRefused({"--files", "4"}, "if the clock was set back, 2.csv could be the newest instead");
 }
 
 /// The backup is an index of after the clearing.
@@ -283,7 +283,7 @@ TEST_F(RecordClearedTest, Record_CutInTheNextRotation_ClearedItemsStayOut) {
     write("log/index.bak", "version:1\n2,2\n");
     EXPECT_THAT(
         record({"--files", "5"}).err,
-        HasSubstr("written anew as 2,2, because index.bak names 2,2, and the file after its newest was "
+        HasSubstr("written again as 2,2, because index.bak names 2,2, and the file after its newest was "
                   "just begun; what was cleared before 2.csv stays out of view; "));
 }
 

@@ -233,7 +233,7 @@ TEST_F(RecordImportTest, Names_OfTheDirectory_Serve) {
     EXPECT_EQ(record({"-s", "gate", "--names", "names"}, "y\n").status, 0);
     EXPECT_THAT(lines().at(3), ::testing::EndsWith(",2,6,y"));
     EXPECT_EQ(record({"-s", "door", "--names", "names"}, "z\n").err,
-              "jorn: slot 'door' is neither a number from 0 to 7 nor a name that is known here\n");
+              "jorn: slot 'door' is neither a number from 0 to 7 nor a known name\n");
 }
 
 TEST_F(RecordImportTest, Names_FileWithAMistake_MattersOnlyWhereANameIsAsked) {
@@ -358,8 +358,8 @@ TEST_F(RecordJsonTest, RingTooSmallForAll_NothingIsRecordedUnlessFilesSaysSo) {
     const Outcome refused = recordJson(fitting + item);
     EXPECT_EQ(refused.status, 2);
     EXPECT_EQ(refused.err,
-              "jorn: log: the input has 50000 items, and a ring of 10 files takes 49999 of them; nothing was "
-              "recorded. A larger --files takes more; --files 10 keeps the newest of them\n");
+              "jorn: log: the input has 50000 items, and a ring of 10 files holds 49999 of them; nothing was "
+              "recorded. A larger --files holds more; --files 10 keeps the newest\n");
     EXPECT_FALSE(exists("log/0.csv"));
     EXPECT_EQ(recordJson("no item\n" + fitting).status, 3);
     EXPECT_EQ(exported("log").size(), 50000U);
@@ -392,7 +392,8 @@ TEST_F(RecordJsonTest, LinesThatAreNoItems_LeftOutAndTold) {
         "{\"text\":\"d\",\"log\":\"door\"}";
     const Outcome run = recordJson(input);
     EXPECT_EQ(run.status, 3);
-    EXPECT_EQ(run.err, "jorn: standard input: line 3 is no item: it is no JSON object; left out: 12 lines\n");
+    EXPECT_EQ(run.err,
+              "jorn: standard input: line 3 is not an item: it is not a JSON object; 12 lines left out\n");
     EXPECT_THAT(lines(), ElementsAre("7,3,0,Log start init!", "7,1,2,a", "9,2,0,c", "9,2,0,d"));
 }
 
@@ -415,7 +416,7 @@ TEST_F(RecordJsonTest, NamesInPlaceOfNumbers_Serve) {
                               R"({"time":9,"level_name":"unknown","text":"c"})";
     const Outcome run = recordJson(input, {"--names", "names"});
     EXPECT_EQ(run.status, 3);
-    EXPECT_THAT(run.err, HasSubstr("line 3 is no item: no item has such a \"level\""));
+    EXPECT_THAT(run.err, HasSubstr("line 3 is not an item: \"level\" is not a level"));
     EXPECT_THAT(lines(), ElementsAre("7,3,0,Log start init!", "7,0,5,a", "8,1,0,b"));
 }
 

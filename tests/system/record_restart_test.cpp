@@ -82,7 +82,7 @@ TEST_F(RecordRestartTest, Record_IndexEmptiedAndRingEnlarged_EveryItemStaysInVie
     write("log/index.csv", "");
     const Outcome run = record({"--files", "10"}, "new\n");
     EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.err, HasSubstr("written anew as 2,1"));
+    EXPECT_THAT(run.err, HasSubstr("written again as 2,1"));
     EXPECT_EQ(read("log/index.csv"), "version:1\n8,1\n");
     auto texts = itemTexts(1, itemsOfRing(4));
     texts.insert(texts.end(), {kStart, "new"});
@@ -100,7 +100,7 @@ TEST_F(RecordRestartTest, Record_TimesAreEqualAndSizeOfTheRingIsGiven_EveryItemS
     expectRefused({}, "the times of all files are equal");
     const Outcome run = record({"--files", "4"}, "new\n");
     EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.err, HasSubstr("written anew as 0,1"));
+    EXPECT_THAT(run.err, HasSubstr("written again as 0,1"));
     std::vector<std::string> texts(2 * kFull, "same");
     expectInView(texts, {"new"});
 }
@@ -177,7 +177,7 @@ TEST_F(RecordRestartTest, Record_OnlyABackupThatTheRingHasLeftBehind_EveryItemSt
         write("log/index.bak", "version:1\n0,3\n");
         const Outcome run = record(options, "new\n");
         EXPECT_EQ(run.status, 0);
-        EXPECT_THAT(run.err, StartsWith("jorn: log: index.csv was missing: written anew as 1,0, because "));
+        EXPECT_THAT(run.err, StartsWith("jorn: log: index.csv was missing: written again as 1,0, because "));
         auto texts = itemTexts(1, 3 * kFull + 2003);
         texts.insert(texts.end(), {kStart, "new"});
         EXPECT_TRUE(textsInRange(options.size() == 2 && options[1] == "10" ? 10 : kRing) == texts);
@@ -201,7 +201,7 @@ TEST_F(RecordRestartTest, Record_RingHasLeftTheBackupBehindAndTimesAreUnclear_Re
     makeRingOfUnclearTimes();
     write("log/index.bak", "version:1\n0,3\n");
     const std::string why =
-        "so their order cannot be told; index.bak names 0,3, but 3.csv is full and 0.csv holds items; "
+        "so their order cannot be determined; index.bak names 0,3, but 3.csv is full and 0.csv holds items; "
         "nothing was changed";
     expectRefused({"--files", "4"}, why);
     write("log/index.csv", "");
@@ -236,7 +236,7 @@ TEST_F(RecordRestartTest, Record_IndexHalfWrittenAndNoFile_BeginsWithAWholeIndex
         const Outcome run = record({"--files", "4"}, "new\n");
         EXPECT_EQ(run.status, 0);
         EXPECT_THAT(run.err,
-                    StartsWith("jorn: log: index.csv was not whole: written anew as 0,0, because no file "
+                    StartsWith("jorn: log: index.csv was not whole: written again as 0,0, because no file "
                                "holds an item; index.csv.lost keeps the former one\n"));
         EXPECT_THAT(textsIn(fileName(0)), ElementsAre(kStart, "new"));
         EXPECT_EQ(read("log/index.csv"), "version:1\n0,0\n");
@@ -260,7 +260,7 @@ TEST_F(RecordRestartTest, Record_EvidenceUnclear_RefusedAndNothingChanged) {
     write("log/index.csv", "");
     expectRefused(
         {},
-        "jorn: log: index.csv is empty, and the times of all files are equal, and more or fewer than one "
+        "jorn: log: index.csv is empty, and the times of all files are equal, and not exactly one "
         "of them looks like the newest; nothing was changed. `jorn repair --yes --oldest A --latest "
         "B log` decides; --if-unclear aside puts the files aside\n");
     expectRefused({"--if-unclear", "refuse"}, "nothing was changed");
@@ -269,7 +269,7 @@ TEST_F(RecordRestartTest, Record_EvidenceUnclear_RefusedAndNothingChanged) {
 TEST_F(RecordRestartTest, Record_FilesWouldHaveToMove_RefusedAndNothingChanged) {
     writeFiles({0, 2, 3}, kFull);
     expectRefused({},
-                  "jorn: log: index.csv is missing, and files would have to change their places; nothing was "
+                  "jorn: log: index.csv is missing, and files would have to be renamed; nothing was "
                   "changed. `jorn repair log` shows how; --if-unclear aside puts the files aside\n");
 }
 

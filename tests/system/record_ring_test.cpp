@@ -165,7 +165,7 @@ TEST_F(RecordRingTest, Record_OneFileMoves_MessageCountsOne) {
     makeRing({0, 1}, "1,0");
     const Outcome run = record("x\n", {"--files", "3"});
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.err, "jorn: log: 1 file renamed or deleted for a ring of 3\n");
+    EXPECT_EQ(run.err, "jorn: log: 1 file renamed or deleted to fit a ring of 3 files\n");
 }
 
 TEST_F(RecordRingTest, Record_BackupIndexOnly_GoesOnWhereItTells) {

@@ -147,7 +147,7 @@ TEST_F(RecordServiceTest, Service_OrderOfTheRingUnclear_RecordsAndKeepsTheRing) 
     feed("new\n");
     const Outcome run = runUntil("log/0.csv", "new");
     EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.err, HasSubstr(" now, and the log begins anew\n"));
+    EXPECT_THAT(run.err, HasSubstr(", and the log starts over\n"));
     EXPECT_THAT(textsIn("log/0.csv"), ElementsAre(kStart, "new"));
     const auto entries = fs::directory_iterator(path("log"));
     const auto aside = std::find_if(begin(entries), end(entries), [](const auto &entry) {

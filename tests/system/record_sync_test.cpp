@@ -232,20 +232,20 @@ protected:
 TEST_F(RecordSyncFailureTest, RecordSync_ItemsCannotBeSynced_Fails) {
     const TraceOutcome run = recordFailing("log/0.csv", 2, EIO);
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: log/0.csv: cannot be brought to the medium: Input/output error\n");
+    EXPECT_EQ(run.err, "jorn: log/0.csv: cannot be synced to the medium: Input/output error\n");
     EXPECT_EQ(textsIn("log/0.csv").back(), "two");
 }
 
 TEST_F(RecordSyncFailureTest, RecordSync_IndexCannotBeSynced_Fails) {
     const TraceOutcome run = recordFailing("log/index.csv", 1, ENOSPC);
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: log/index.csv: cannot be brought to the medium: No space left on device\n");
+    EXPECT_EQ(run.err, "jorn: log/index.csv: cannot be synced to the medium: No space left on device\n");
 }
 
 TEST_F(RecordSyncFailureTest, RecordSync_NamesCannotBeSynced_Fails) {
     const TraceOutcome run = recordFailing("log", 2, EIO);
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: log: cannot be brought to the medium: Input/output error\n");
+    EXPECT_EQ(run.err, "jorn: log: cannot be synced to the medium: Input/output error\n");
     EXPECT_EQ(systemSyncs_, 0);
 }
 

@@ -137,7 +137,7 @@ TEST_F(RecordTest, Record_LongLines_CutAt198AndCounted) {
     EXPECT_THAT(recordedTexts(whole + "\n" + tooLong + "\r\n" + tooLong + "\nend\n"),
                 ElementsAre(whole, std::string(198, 'b'), std::string(198, 'b'), "end"));
     EXPECT_EQ(run_.err,
-              "jorn: warning: lines longer than 198 bytes were cut: 2 (--split keeps all of a line)\n");
+              "jorn: warning: lines longer than 198 bytes were cut: 2 (--split keeps the whole line)\n");
 }
 
 TEST_F(RecordTest, Record_Exactly198BytesAndCrLf_NotCounted) {
@@ -199,7 +199,8 @@ TEST_F(RecordTest, Record_MissingDirectory_MadeWithOneLevelOnly) {
     EXPECT_TRUE(exists("new/0.csv"));
     const Outcome run = jorn({"record", "no/such"});
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: no/such: cannot be made, as the directory no is missing; --parents makes it\n");
+    EXPECT_EQ(run.err,
+              "jorn: no/such: cannot be created: the directory no is missing; --parents creates it\n");
 }
 
 TEST_F(RecordTest, Record_DirectoryIsFile_Refused) {
@@ -414,7 +415,7 @@ TEST_F(StreamTest, Record_NextFileCannotBeOpened_ExitsWithCount) {
     tool.feed("lost one\nlost two\n");
     const Outcome run = tool.wait();
     EXPECT_EQ(run.status, 4);
-    EXPECT_THAT(run.err, HasSubstr("jorn: log/1.csv: is a directory, where the store wants a file; "));
+    EXPECT_THAT(run.err, HasSubstr("jorn: log/1.csv: is a directory, where the store needs a file; "));
     EXPECT_THAT(run.err, HasSubstr(" of the lines read are not in the files"));
     EXPECT_EQ(textsIn("log/0.csv").back(), numberedText("line", 4999));
     EXPECT_EQ(run.out, "");

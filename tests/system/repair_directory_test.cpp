@@ -60,7 +60,7 @@ TEST_F(RepairListTest, Repair_ListOfAFormerRepair_Stays) {
 TEST_F(RepairTest, Repair_PipeAmongOtherNames_RefusedWithoutWaiting) {
     makeCutRing(3, 1);
     ASSERT_EQ(mkfifo(path("log/torn-0.txt").c_str(), 0600), 0);
-    expectRefused({}, "log/torn-0.txt: is no file; move it elsewhere first", 4);
+    expectRefused({}, "log/torn-0.txt: not a regular file; move it elsewhere first", 4);
 }
 
 TEST_F(RepairTest, Repair_LogOfAnotherUser_IndexIsTheirsToo) {
@@ -110,7 +110,7 @@ TEST_F(RepairTest, Repair_BackupExists_Refused) {
     const std::string before = stateOf(path("log"));
     const Outcome run = repair({"--yes", "--backup", path("taken")});
     EXPECT_EQ(run.status, 4);
-    EXPECT_THAT(run.err, HasSubstr("taken: exists already"));
+    EXPECT_THAT(run.err, HasSubstr("taken: already exists"));
     EXPECT_TRUE(stateOf(path("log")) == before);
 }
 
@@ -121,7 +121,7 @@ TEST_F(RepairTest, Repair_PartOfSuchABackupExists_Refused) {
     const std::string before = stateOf(path("log"));
     const Outcome run = repair({"--yes", "--backup", path("backup")});
     EXPECT_EQ(run.status, 4);
-    EXPECT_THAT(run.err, HasSubstr("backup.partial: exists already; give another name with --backup"));
+    EXPECT_THAT(run.err, HasSubstr("backup.partial: already exists; give another name with --backup"));
     EXPECT_TRUE(stateOf(path("log")) == before);
     EXPECT_TRUE(exists("backup.partial"));
     EXPECT_FALSE(exists("backup"));
@@ -143,7 +143,7 @@ TEST_F(RepairTest, Repair_BackupInTheLogItself_Refused) {
         const Outcome run = repair({"--yes", "--backup", path(place)});
         EXPECT_EQ(run.status, 2);
         EXPECT_THAT(run.err,
-                    HasSubstr(std::string(place) + ": lies in the log's own directory; give another"));
+                    HasSubstr(std::string(place) + ": is inside the log's own directory; give another"));
     }
     EXPECT_TRUE(stateOf(path("log")) == before);
 }
@@ -160,8 +160,7 @@ TEST_F(RepairTest, Repair_BackupOnAnotherFileSystem_Refused) {
     const std::string backup = "/dev/shm/" + std::filesystem::path(root_).filename().string();
     const Outcome run = repair({"--yes", "--backup", backup});
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: " + backup +
-                           ": lies on another file system than log; give a name on the same " +
+    EXPECT_EQ(run.err, "jorn: " + backup + ": is on another file system than log; give a name on the same " +
                            "one with --backup\n");
     EXPECT_TRUE(stateOf(path("log")) == before);
     EXPECT_FALSE(std::filesystem::exists(backup));
@@ -187,7 +186,7 @@ TEST_F(RepairTest, Repair_WorkingDirectoryIsTheLog_SaysThatItIsTheBackupNow) {
         setting.directory = path("log");
         const Outcome run = jorn({"repair", "--yes", "--backup", path("backup"), directory}, setting);
         EXPECT_EQ(run.status, 0) << run.err;
-        EXPECT_EQ(run.err, "jorn: the working directory is the backup now; the repaired log is in " +
+        EXPECT_EQ(run.err, "jorn: the working directory is now the backup; the repaired log is in " +
                                path("log") + ": cd there again\n");
         std::filesystem::remove_all(path("log"));
         std::filesystem::remove_all(path("backup"));
@@ -200,7 +199,7 @@ TEST_F(RepairTest, Repair_WorkingDirectoryElsewhere_SaysNothingOfIt) {
     EXPECT_EQ(repair({"--yes", "--backup", "backup"}).err, "");
     Setting setting;
     setting.directory = path("backup");
-    EXPECT_EQ(jorn({"repair", "."}, setting).err, "jorn: nothing was changed; --yes does it\n");
+    EXPECT_EQ(jorn({"repair", "."}, setting).err, "jorn: nothing was changed; --yes makes these changes\n");
 }
 
 TEST_F(RepairTest, Repair_OtherNames_StayInTheLog) {
@@ -222,7 +221,7 @@ TEST_F(RepairTest, Repair_WhileRecording_Refused) {
         [&] { return exists("log/0.csv") && read("log/0.csv").find("one\n") != std::string::npos; });
     const Outcome run = repair({"--yes"});
     EXPECT_EQ(run.status, 4);
-    EXPECT_THAT(run.err, HasSubstr("a jorn is recording into this directory"));
+    EXPECT_THAT(run.err, HasSubstr("another jorn is recording into this directory"));
     recorder.endInput();
     EXPECT_EQ(recorder.wait().status, 0);
 }
@@ -313,7 +312,7 @@ TEST_F(RepairTest, RepairJson_StepsAndSummary_OneObjectALine) {
     EXPECT_EQ(plan.status, 3);
     EXPECT_EQ(plan.out,
               step + "{\"type\":\"summary\",\"directory\":\"log\",\"steps\":1,\"repaired\":false}\n");
-    EXPECT_EQ(plan.err, "jorn: nothing was changed; --yes does it\n");
+    EXPECT_EQ(plan.err, "jorn: nothing was changed; --yes makes these changes\n");
     const Outcome done = repair({"-o", "json", "--yes", "--backup", "backup"});
     EXPECT_EQ(done.status, 0) << done.err;
     EXPECT_EQ(done.out, step +

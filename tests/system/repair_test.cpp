@@ -86,7 +86,7 @@ TEST_F(RepairTest, Repair_NoYes_TellsAndChangesNothing) {
         HasSubstr("log: write index.csv: 3,1, because index.bak names 2,1, and the file after its newest was "
                   "just begun\n"));
     EXPECT_THAT(run.out, HasSubstr("log: remove index.bak\n"));
-    EXPECT_EQ(run.err, "jorn: nothing was changed; --yes does it\n");
+    EXPECT_EQ(run.err, "jorn: nothing was changed; --yes makes these changes\n");
     EXPECT_TRUE(stateOf(path("log")) == before);
 }
 
@@ -145,7 +145,7 @@ TEST_F(RepairTest, Repair_FilesShareTheirTimes_Refused) {
     write(fileName(0), items(1, 10) + items(500, 510));
     write(fileName(1), items(20, 30));
     write(fileName(2), items(11, 19));
-    expectRefused({}, "their order cannot be told");
+    expectRefused({}, "their order cannot be determined");
 }
 
 TEST_F(RepairTest, Repair_BackupDoesNotAgree_Refused) {

@@ -67,7 +67,7 @@ protected:
     void expectMended(const Outcome &run, const std::string &flaw, const std::string &positions,
                       const std::string &kept) const {
         EXPECT_EQ(run.status, 0);
-        EXPECT_THAT(run.err, ::testing::StartsWith("jorn: log: index.csv " + flaw + ": written anew as " +
+        EXPECT_THAT(run.err, ::testing::StartsWith("jorn: log: index.csv " + flaw + ": written again as " +
                                                    positions + ", because "));
         EXPECT_THAT(run.err, ::testing::EndsWith(kept + "\n"));
         EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;

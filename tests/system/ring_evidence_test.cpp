@@ -175,7 +175,7 @@ TEST(RingEvidence, EveryFileIsFull_OrderIsInDoubt) {
     RingFacts facts = ringOf({file(300, 399), file(400, 499), file(100, 199), file(250, 299)});
     RingOrder order = findRingOrder(facts);
     EXPECT_THAT(order.files, ElementsAre(2, 3, 0, 1));
-    EXPECT_EQ(order.doubt, "had the clock been set back, 2.csv could be the newest as well");
+    EXPECT_EQ(order.doubt, "if the clock was set back, 2.csv could be the newest instead");
     facts.files[3] = file(200, 299);
     EXPECT_EQ(findRingOrder(facts).doubt, "");
     facts.files[3] = file(250, 299);
@@ -187,7 +187,7 @@ TEST(RingEvidence, EveryFileIsFull_OrderIsInDoubt) {
 
 TEST(RingEvidence, TwoFilesAreNotFull_OrderIsInDoubtUnlessOneWasLeftByAClearing) {
     RingFacts facts = ringOf({file(100, 199), file(200, 210, 3), file(300, 399), file(400, 410, 3), {}});
-    EXPECT_EQ(findRingOrder(facts).doubt, "had the clock been set back, 1.csv could be the newest as well");
+    EXPECT_EQ(findRingOrder(facts).doubt, "if the clock was set back, 1.csv could be the newest instead");
     facts.files[2].startsCleared = true;
     RingOrder order = findRingOrder(facts);
     EXPECT_EQ(order.doubt, "");

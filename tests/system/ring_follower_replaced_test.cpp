@@ -144,7 +144,7 @@ TEST_F(FollowerTest, Step_RepairBringsBackHiddenItems_StillGoesOnBehindTheLastOn
     EXPECT_THAT(step(RingFollower::State::Pending), IsEmpty());
     fs::rename(path("copy"), path("log"));
     EXPECT_THAT(step(), ElementsAre("new"));
-    EXPECT_THAT(notes_, ElementsAre(path("log") + ": is gone; waiting for it to come back"));
+    EXPECT_THAT(notes_, ElementsAre(path("log") + ": no longer exists; waiting for it to come back"));
 }
 
 TEST_F(FollowerTest, Step_RepairLeavesOutTheEmptyNewestFile_RepeatsNothing) {
@@ -194,7 +194,7 @@ TEST_F(FollowerTest, Step_NewestFileDeleted_RepeatsNothing) {
     step();
     fs::remove(path("log/2.csv"));
     EXPECT_THAT(step(), IsEmpty());
-    EXPECT_THAT(notes_, ElementsAre(path("log/2.csv") + ": is gone; going on with what else is new"));
+    EXPECT_THAT(notes_, ElementsAre(path("log/2.csv") + ": no longer exists; continuing with the new items"));
     start(2, line("back"));
     EXPECT_THAT(step(), ElementsAre("back"));
 }

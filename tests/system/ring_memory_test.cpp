@@ -116,9 +116,8 @@ TEST_F(RingMemoryTest, Record_UnknownSizeAndMoreLines_AsksForFiles) {
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(
         run.err,
-        "jorn: log: the ring has not come round, so that its files do not tell how many it was made with, "
-        "and "
-        "the file after 2.csv may be a new one or 0.csv; nothing was changed. Say how many with --files\n");
+        "jorn: log: the ring has not wrapped, so its files do not show its size, and "
+        "the file after 2.csv may be a new one or 0.csv; nothing was changed. Give its size with --files\n");
     EXPECT_EQ(stateOf(path("log")), before);
     ASSERT_EQ(record({"--files", "3"}, numberedLines("a", kFull - 1)).status, 0);
     EXPECT_EQ(read("log/index.csv"), "version:1\n1,0\n");
@@ -161,7 +160,7 @@ TEST_F(RingMemoryTest, Record_NumberTooSmallForTheFiles_FilesCountAndNoItemIsLos
     write("log/jorn.ring", "version:1\nfiles:2\n");
     const Outcome run = record();
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.err, "jorn: note: log/jorn.ring: says that the ring has 2 files, and it has 4 or more\n");
+    EXPECT_EQ(run.err, "jorn: note: log/jorn.ring: says that the ring has 2 files, but it has 4 or more\n");
     EXPECT_THAT(names(), ElementsAre("0.csv", "1.csv", "2.csv", "3.csv", "index.csv", "jorn.ring"));
     EXPECT_EQ(remembered(), "version:1\nfiles:2\n");
     // With a pipe, the size matters.
@@ -211,7 +210,7 @@ TEST_F(RingMemoryTest, Record_FileOfSomebodyElse_NoteAndLeftAlone) {
         const Outcome run = record({"--files", "4"});
         EXPECT_EQ(run.status, 0);
         EXPECT_EQ(record().err,
-                  "jorn: note: log/jorn.ring: does not hold the size of a ring, and is left alone\n");
+                  "jorn: note: log/jorn.ring: does not hold the size of a ring, and is left unchanged\n");
         EXPECT_EQ(remembered(), text);
         std::filesystem::remove(path("log/0.csv"));
         std::filesystem::remove(path("log/index.csv"));
@@ -268,7 +267,7 @@ TEST_F(RingMemoryTest, Clear_UnknownSize_AsksOnlyWhereItMatters) {
     const std::string before = stateOf(path("log"));
     const Outcome run = jorn({"clear", "--yes", "log"});
     EXPECT_EQ(run.status, 2);
-    EXPECT_THAT(run.err, HasSubstr("the file to go on with may be 3.csv or 0.csv; nothing was changed. "));
+    EXPECT_THAT(run.err, HasSubstr("the next file may be 3.csv or 0.csv; nothing was changed. "));
     EXPECT_EQ(stateOf(path("log")), before);
     writeIndex("0,1");
     EXPECT_EQ(jorn({"clear", "--yes", "log"}).status, 0);
@@ -292,11 +291,11 @@ TEST_F(RingMemoryTest, Check_RememberedSize_NotesWhatIsWrongWithIt) {
     const Outcome damaged = jorn({"check", "log"});
     EXPECT_EQ(damaged.status, 0);
     EXPECT_THAT(damaged.out,
-                HasSubstr("log/jorn.ring:0: note: is damaged; `jorn record` goes by the files\n"));
+                HasSubstr("log/jorn.ring:0: note: is damaged; `jorn record` relies on the files\n"));
     writeOpenRing(5);
     write("log/jorn.ring", "version:1\nfiles:4\n");
     EXPECT_THAT(jorn({"check", "log"}).out,
-                HasSubstr("note: says that the ring has 4 files, and it has 5 or more; "));
+                HasSubstr("note: says that the ring has 4 files, but it has 5 or more; "));
 }
 
 TEST_F(RingMemoryTest, Repair_KeepsTheFile) {
@@ -331,7 +330,7 @@ TEST_F(StrangeDirectoryTest, Record_FilesThatAreNoLogs_RefusedUnlessForced) {
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(
         run.err,
-        "jorn: log: is no log: there is no index, and 1.csv holds no item; nothing was changed. --force "
+        "jorn: log: not a log: there is no index, and 1.csv holds no item; nothing was changed. --force "
         "puts such files aside\n");
     EXPECT_EQ(stateOf(path("log")), before);
     const Outcome forced = record({"--files", "3", "--force"});
@@ -370,7 +369,7 @@ TEST_F(StrangeDirectoryTest, Record_MissingParents_NamedAndMadeOnDemand) {
     const Outcome run = jorn({"record", "a/b/log"});
     EXPECT_EQ(run.status, 4);
     EXPECT_EQ(run.err,
-              "jorn: a/b/log: cannot be made, as the directory a/b is missing; --parents makes it\n");
+              "jorn: a/b/log: cannot be created: the directory a/b is missing; --parents creates it\n");
     EXPECT_FALSE(exists("a"));
     EXPECT_EQ(jorn({"record", "--parents", "a/b/log/"}, {"x\n", "", {}, {}}).status, 0);
     EXPECT_TRUE(exists("a/b/log/0.csv"));

@@ -59,7 +59,8 @@ protected:
     }
 
     std::vector<std::string> lossOf(const std::string &name) const {
-        return {path("log/" + name) + ": started afresh by a writer meanwhile; items may be missing here"};
+        return {path("log/" + name) +
+                ": started over by a writer while it was being read; items may be missing here"};
     }
 
     const tool::StoreDirectory directory_;

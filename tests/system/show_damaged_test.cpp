@@ -136,7 +136,7 @@ TEST_F(ShowTest, Show_DamagedLines_RestIsShownAndExitTells) {
     EXPECT_THAT(shownTexts(run.out), ElementsAre("whole"));
     // The line at the end may be one that is being written.
     EXPECT_EQ(run.err,
-              "jorn: note: log/0.csv: 2 lines that are no items, at offset 24 and after; left out\n");
+              "jorn: note: log/0.csv: 2 lines that are not items, at offset 24 and after; left out\n");
 }
 
 TEST_F(ShowTest, Show_TornLineAtTheEnd_IsNoDamage) {
@@ -245,7 +245,7 @@ TEST_F(ShowTest, Show_SparseFileOfAGigabyte_InBoundedMemoryFromBothEnds) {
         const Outcome run = jorn(arguments, {"", "", {}, {}, false, most});
         EXPECT_EQ(run.status, 3);
         EXPECT_EQ(shownTexts(run.out).size(), 6U);
-        EXPECT_THAT(run.err, HasSubstr("log/1.csv: 4194304 lines that are no items"));
+        EXPECT_THAT(run.err, HasSubstr("log/1.csv: 4194304 lines that are not items"));
     }
 }
 

@@ -16,6 +16,7 @@ namespace {
 /// What was asked of the system until a moment.
 struct Reading {
     std::set<std::string> files;  ///< Data files that were opened.
+    int opened = 0;               ///< How often one was.
     uint64_t bytes = 0;           ///< That were read of them.
     int calls = 0;                ///< That were made on files, by name or by descriptor.
 };
@@ -78,6 +79,7 @@ private:
             (*paths)[static_cast<uint64_t>(call.result)] = isData ? path.filename().string() : "";
             if (isData) {
                 reading->files.insert(path.filename());
+                ++reading->opened;
             }
         } else if (call.number == SYS_pread64 && call.result > 0 && !(*paths)[call.arguments[0]].empty()) {
             reading->bytes += static_cast<uint64_t>(call.result);
@@ -99,6 +101,28 @@ TEST_F(ShowReadingTest, ShowNewestThousand_RingOfManyFiles_NoMoreFilesThanHoldTh
     EXPECT_THAT(readingOf({"show", "-n", "1000", "log"}).files, ::testing::ElementsAre("7.csv"));
     EXPECT_THAT(readingOf({"show", "-n", "5001", "log"}).files, ::testing::ElementsAre("6.csv", "7.csv"));
     EXPECT_THAT(readingOf({"show", "-q", "-g", "first of", "log"}).files, ::testing::ElementsAre("7.csv"));
+}
+
+/// Of each log no more than if it were the only one.
+TEST_F(ShowReadingTest, ShowNewestFew_TwoRings_TwiceWhatOneTakes) {
+    std::filesystem::copy(path("log"), path("other"));
+    for (const char *const few : {"1", "20"}) {
+        const Reading one = readingOf({"show", "-n", few, "log"});
+        const Reading two = readingOf({"show", "-n", few, "log", "other"});
+        EXPECT_THAT(two.files, ::testing::ElementsAre("7.csv"));
+        EXPECT_EQ(two.opened, 2 * one.opened);
+        EXPECT_EQ(two.bytes, 2 * one.bytes);
+        // Names and the start of the program come on top: a few calls, whatever the size of the rings is.
+        EXPECT_LE(two.calls, 2 * one.calls + 20);
+    }
+}
+
+/// With several rings, too, the first lines come before much is read.
+TEST_F(ShowReadingTest, ShowEverything_TwoRings_FirstLinesBeforeTheSecondPartsAreRead) {
+    std::filesystem::copy(path("log"), path("other"));
+    Reading atFirstOutput;
+    readingOf({"show", "log", "other"}, &atFirstOutput);
+    EXPECT_LE(atFirstOutput.bytes, 2 * bytes_ / 4);
 }
 
 TEST_F(ShowReadingTest, ShowEverything_RingOfManyFiles_FirstLinesBeforeTheSecondPartIsRead) {

@@ -125,7 +125,7 @@ protected:
     }
 };
 
-constexpr char kMore[] = "-- the newest 1,000 items; -n all shows the others, too --";
+constexpr char kMore[] = "-- the newest 1,000 items; -n all shows the others too --";
 
 TEST_F(ManyItemsTest, Show_MoreThanFitAPager_NewestThousandAfterALineThatSaysSo) {
     writeItems(1001);

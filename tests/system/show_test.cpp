@@ -92,7 +92,7 @@ TEST_F(ShowTest, Show_SeveralExpressions_AnyOfThem) {
     EXPECT_THAT(shown({"-g", "(?i)L2", "-g", "D2"}), ElementsAre("d1 l2 s0"));
     const Outcome run = jorn({"show", "log", "-g", "a)|(b", "-g", "c"});
     EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.err, "jorn: --grep: 'a)|(b' is no expression: unexpected ): a)|(b\n");
+    EXPECT_EQ(run.err, "jorn: --grep: 'a)|(b' is not a regular expression: unexpected ): a)|(b\n");
 }
 
 TEST_F(ShowTest, Show_InvertedMatch_WhatTheExpressionIsNotFoundIn) {
@@ -194,20 +194,20 @@ TEST_F(ShowTest, Show_NamesBesideTheData_AreShownAndTaken) {
               "      2          1\n"
               "  total          5\n");
     EXPECT_EQ(jorn({"show", "log", "-s", "gate"}).err,
-              "jorn: slot 'gate' is neither a number from 0 to 7 nor a name that is known here\n");
+              "jorn: slot 'gate' is neither a number from 0 to 7 nor a known name\n");
 }
 
 TEST_F(ShowTest, Show_BadNamesFile_NamesTheLine) {
     writeMixed();
     const std::vector<std::pair<std::string, std::string>> bad = {
-        {"[levels]\n4 = error\n", ":2: '4' is no number from 0 to 3"},
-        {"[levels]\n0 = error\n\n1 = error\n", ":4: number or name is there twice: 1 = error"},
-        {"[slots]\n0 = a b\n", ":2: 'a b' is no name"},
-        {"[slots]\n0 = 1st\n", ":2: '1st' is no name"},
-        {"[slots]\n0 = -a\n", ":2: '-a' is no name"},
+        {"[levels]\n4 = error\n", ":2: '4' is not a number from 0 to 3"},
+        {"[levels]\n0 = error\n\n1 = error\n", ":4: number or name is given twice: 1 = error"},
+        {"[slots]\n0 = a b\n", ":2: 'a b' is not a name"},
+        {"[slots]\n0 = 1st\n", ":2: '1st' is not a name"},
+        {"[slots]\n0 = -a\n", ":2: '-a' is not a name"},
         {"[colours]\n0 = red\n", ":2: section [colours] is neither [levels] nor [slots]"},
         {"[levels]\nnonsense\n", ":2: neither [section] nor NUMBER = NAME"},
-        {"[levels]\n0 = \x1b[31m\n", ":2: '\\x1b[31m' is no name"},
+        {"[levels]\n0 = \x1b[31m\n", ":2: '\\x1b[31m' is not a name"},
     };
     for (const auto &[text, message] : bad) {
         write("names", text);
@@ -230,7 +230,7 @@ TEST_F(ShowTest, Show_NamesFileWithoutEnd_RefusedSoon) {
     const Outcome endless = jorn({"show", "log", "--names", "/dev/zero"}, setting);
     EXPECT_EQ(endless.status, 2);
     EXPECT_EQ(endless.out, "");
-    EXPECT_EQ(endless.err, "jorn: /dev/zero: is longer than 1 MiB, and no file of names\n");
+    EXPECT_EQ(endless.err, "jorn: /dev/zero: is longer than 1 MiB, and not a names file\n");
 }
 
 TEST_F(ShowTest, Show_NamesFileOfAnySensibleSize_IsRead) {
@@ -337,8 +337,8 @@ TEST_F(ShowTest, ShowPage_NewestFileEmpty_TellsOfTheItemsThatTheDeviceHides) {
     EXPECT_EQ(page.status, 0);
     EXPECT_EQ(
         page.err,
-        "jorn: note: log: the device's pages show 0 items where 2 match: an empty file or a clock that was "
-        "put back misleads them; -n goes by the items themselves\nno items\n");
+        "jorn: note: log: the device's pages show 0 items, but 2 match: an empty file or a clock that was "
+        "set back misleads them; -n reads the items themselves\nno items\n");
     EXPECT_EQ(jorn({"log", "-q"}).err, "");
     EXPECT_THAT(shown(), ElementsAre("x", "y"));
 }
@@ -349,7 +349,7 @@ TEST_F(ShowTest, ShowPage_ClockPutBackByDays_TellsOfTheItemsThatTheDeviceHides) 
     write("log/1.csv", dataLine(kMidnight + 3 * kDay, 1, 0, "b"));
     write("log/2.csv", dataLine(kMidnight + kDay, 1, 0, "c"));
     const Outcome page = jorn({"log", "--page", "1", "--utc", "-S", "2023-11-18"});
-    EXPECT_THAT(page.err, HasSubstr("the device's pages show 0 items where 1 match"));
+    EXPECT_THAT(page.err, HasSubstr("the device's pages show 0 items, but 1 match"));
     EXPECT_EQ(jorn({"log", "--page", "1"}).err, "page 1 of 1 (3 items)\n");
 }
 

@@ -122,7 +122,7 @@ TEST_F(ShowTest, Show_TimeThatBeginsWithAMinus_TakenInEveryWayOfGivingAValue) {
     EXPECT_THAT(shown({"-U", "-9999w1d"}), IsEmpty());
     const Outcome run = jorn({"show", "log", "-S", "-q"});
     EXPECT_EQ(run.status, 2);
-    EXPECT_THAT(run.err, HasSubstr("jorn: --since: '-q' is no time from 1970 to 2106"));
+    EXPECT_THAT(run.err, HasSubstr("jorn: --since: '-q' is not a time from 1970 to 2106"));
 }
 
 TEST_F(ShowTest, Show_TimeThatIsNone_RefusedWithTheForms) {
@@ -132,7 +132,8 @@ TEST_F(ShowTest, Show_TimeThatIsNone_RefusedWithTheForms) {
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(
         run.err,
-        "jorn: --until: 'Nov 31 05:00' is no time from 1970 to 2106: 2026-11-21, 11-21, \"Nov 21\", today, "
+        "jorn: --until: 'Nov 31 05:00' is not a time from 1970 to 2106: 2026-11-21, 11-21, \"Nov 21\", "
+        "today, "
         "yesterday or tomorrow, each with or without 06:47[:08] and UTC, Z or +01:00 after it; 06:47, now, "
         "-1h30m, +1h, \"1 month ago\" or @SECONDS since 1970\n");
 }

@@ -255,9 +255,9 @@ TEST_F(StampFormsTest, MakeStampReader_NoForm_Refused) {
     EXPECT_THAT(make("isotope"),
                 ThrowsMessage<tool::Failure>(HasSubstr("--times: 'isotope' is neither iso, ")));
     EXPECT_THAT(make(""), ThrowsMessage<tool::Failure>(HasSubstr("is neither iso, ")));
-    EXPECT_THAT(make("%Q"), ThrowsMessage<tool::Failure>(HasSubstr("'%Q' is no pattern of strptime")));
+    EXPECT_THAT(make("%Q"), ThrowsMessage<tool::Failure>(HasSubstr("'%Q' is not a strptime pattern")));
     EXPECT_THAT(make("%Y-%m-%d"), ThrowsMessage<tool::Failure>(HasSubstr("with a time of day")));
-    EXPECT_THAT(make("100%"), ThrowsMessage<tool::Failure>(HasSubstr("is no pattern of strptime")));
+    EXPECT_THAT(make("100%"), ThrowsMessage<tool::Failure>(HasSubstr("is not a strptime pattern")));
 }
 
 TEST_F(StampFormsTest, MakePrefixReader_BeforeAnotherForm_BothAreTakenOff) {

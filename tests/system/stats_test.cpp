@@ -115,7 +115,7 @@ TEST_F(StatsTest, Stats_DamagedLog_CountsWhatIsThereAndTells) {
                            dataLine(kMidnight + 2, -1, 5, "nor this") + dataLine(kMidnight + 3, 0, 5, "x"));
     const Outcome run = statsIn("UTC0", {"--utc"});
     EXPECT_EQ(run.status, 3);
-    EXPECT_EQ(run.err, "jorn: note: log/0.csv: 1 line that is no item, at offset 28; left out\n");
+    EXPECT_EQ(run.err, "jorn: note: log/0.csv: 1 line that is not an item, at offset 28; left out\n");
     EXPECT_THAT(run.out, HasSubstr("\nlevel  slot 5  other  total\n"
                                    "0           1      0      1\n"
                                    "1           0      1      1\n"

@@ -19,7 +19,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-constexpr char kGivenAnEnd[] = "jorn: log/0.csv: the last line had no end; it has one now\n";
+constexpr char kGivenAnEnd[] = "jorn: log/0.csv: the last line had no line end; it has one now\n";
 
 std::string movedMessage(const std::string &file, size_t bytes, const std::string &to) {
     return "jorn: log/" + file + ": the last line was cut off; its " + std::to_string(bytes) + " byte" +
@@ -153,7 +153,7 @@ TEST_F(TornLineTest, Record_FilesMoveFirst_LineOfTheNewestEnded) {
     writeIndex("3,5");
     const Outcome run = jorn({"record", "--files", "3", "--shrink", "log"});
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.err, "jorn: log: 3 files renamed or deleted for a ring of 3\n" +
+    EXPECT_EQ(run.err, "jorn: log: 3 files renamed or deleted to fit a ring of 3 files\n" +
                            movedMessage("2.csv", 2, "torn-0.txt"));
     EXPECT_EQ(read("log/index.csv"), "version:1\n0,2\n");
     EXPECT_EQ(read("log/torn-0.txt"), "17");

@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "commands/commands.h"
-#include "commands/log_options.h"
+#include "options/log_options.h"
 #include "system/child_process.h"
 #include "system/failure.h"
 #include "terminal/likeness.h"

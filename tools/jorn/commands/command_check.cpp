@@ -3,11 +3,11 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "commands/log_options.h"
-#include "commands/output_options.h"
 #include "diagnostics.h"
 #include "health/diagnosis.h"
 #include "health/ring_memory.h"
+#include "options/log_options.h"
+#include "options/output_options.h"
 #include "output/output.h"
 #include "system/failure.h"
 

@@ -9,9 +9,9 @@
 #include <nlohmann/json.hpp>
 
 #include "commands/commands.h"
-#include "commands/log_options.h"
-#include "commands/output_options.h"
 #include "health/finding.h"
+#include "options/log_options.h"
+#include "options/output_options.h"
 #include "output/output.h"
 #include "record/clearing.h"
 #include "system/failure.h"
@@ -70,10 +70,10 @@ std::string resultText(const ClearOptions &options, const ClearingPlan &plan) {
     const uint64_t left = plan.items - plan.overwritten;
     std::string text = name + ": " + itemsText(plan.items) + " out of view";
     if (plan.overwritten > 0) {
-        text += ", " + std::to_string(plan.overwritten) + " written over in " + dataFileName(plan.target);
+        text += ", " + std::to_string(plan.overwritten) + " overwritten in " + dataFileName(plan.target);
     }
     if (left > 0) {
-        text += ", " + std::to_string(left) + " still in the files until the ring comes to them";
+        text += ", " + std::to_string(left) + " still in the files until the ring reaches them";
     }
     return text + "\n";
 }

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "commands/commands.h"
-#include "commands/filter_options.h"
-#include "commands/output_options.h"
-#include "commands/read_end.h"
+#include "options/filter_options.h"
+#include "options/output_options.h"
+#include "options/read_end.h"
 #include "output/output.h"
 #include "query/item_query.h"
 #include "system/failure.h"
@@ -122,7 +122,7 @@ std::string formatAnswer(const std::string &form, const std::vector<Row> &rows, 
 }
 
 int run(const CountOptions &options) {
-    const Question question = openLogQuestion(options.filter, time(nullptr));
+    const Question question = openLogQuestion(options.filter, onlyDirectory(options.filter), time(nullptr));
     ReadEnd end;
     const CountAnswer answer = readStable(question, &end, [&](const RingView &view, DamageLog *damage) {
         return countItems(view, question.filter, damage);

@@ -14,15 +14,15 @@
 #include <utility>
 
 #include "commands/commands.h"
-#include "commands/filter_options.h"
-#include "commands/log_options.h"
-#include "commands/read_end.h"
 #include "export/export_form.h"
 #include "export/export_sink.h"
 #include "export/form_sink.h"
-#include "export/log_names.h"
 #include "export/shipping.h"
 #include "log/ring_view.h"
+#include "merge/log_names.h"
+#include "options/filter_options.h"
+#include "options/log_options.h"
+#include "options/read_end.h"
 #include "output/output.h"
 #include "output/syslog_format.h"
 #include "query/item_scanner.h"
@@ -74,8 +74,7 @@ constexpr char kExamples[] =
     "  jorn export -o syslog --hostname unit1 DIR | nc -q 0 collector 514\n";
 
 struct ExportOptions {
-    FilterOptions filter;  ///< Its directory is that of one log at a time.
-    std::vector<std::string> directories;
+    FilterOptions filter;
     std::string form;
     std::string file;
     bool mayReplace = false;
@@ -163,7 +162,7 @@ void addShippingOptions(CLI::App *command, ExportOptions *options) {
 }
 
 void addOptions(CLI::App *command, ExportOptions *options) {
-    refuseNumbers(command->add_option("DIR", options->directories, "Directories of the logs"));
+    refuseNumbers(command->add_option("DIR", options->filter.directories, "Directories of the logs"));
     std::vector<std::string> forms = exportFormNames();
     forms.insert(forms.end(), {"text", "json"});
     command->add_option("-o,--output", options->form, "Form of the output; of --status text or json")
@@ -198,7 +197,7 @@ ExportForm chosenForm(const ExportOptions &options) {
     }
     const std::optional<ExportForm> form = exportFormOfFile(options.file);
     if (!form) {
-        refuse(options.file + ": its ending tells no form; say which with -o");
+        refuse(options.file + ": its extension does not show the form; give it with -o");
     }
     return *form;
 }
@@ -208,12 +207,12 @@ SyslogStyle syslogStyle(const ExportOptions &options) {
     const std::optional<int> facility = facilityNumber(options.facility);
     if (!facility) {
         refuse("--facility: '" + options.facility +
-               "' is neither a number from 0 to 23 nor a facility's name");
+               "' is neither a number from 0 to 23 nor the name of a facility");
     }
     const std::optional<Severities> severities = parseSeverities(options.severities);
     if (!severities) {
         refuse("--severities: '" + options.severities +
-               "' is not four numbers from 0 to 7 with commas between");
+               "' is not four numbers from 0 to 7 separated by commas");
     }
     if (!options.hostName.empty() && !isHostName(options.hostName)) {
         refuse("--hostname: '" + options.hostName + "' is not 1 to 255 printable ASCII characters");
@@ -261,7 +260,7 @@ void checkShipping(const ExportOptions &options, ExportForm form) {
 
 /// Checks that depend on more than one option.
 void checkTogether(const ExportOptions &options, ExportForm form) {
-    if (options.directories.empty() && !options.shipping.isStatus) {
+    if (options.filter.directories.empty() && !options.shipping.isStatus) {
         refuse("DIR is required");
     }
     if (options.hasCursors()) {
@@ -270,14 +269,14 @@ void checkTogether(const ExportOptions &options, ExportForm form) {
     if (form == ExportForm::Sqlite && !options.hasFile() && !options.shipping.isDry) {
         refuse("a database cannot go to standard output; name a file with --to");
     }
-    if (!options.table.empty() && (form != ExportForm::Sqlite || options.directories.size() > 1)) {
+    if (!options.table.empty() && (form != ExportForm::Sqlite || options.filter.directories.size() > 1)) {
         refuse("--table is for a database of one DIR");
     }
-    if (!options.log.empty() && options.directories.size() > 1) {
-        refuse("--log is for one DIR; several have the names of their directories");
+    if (!options.log.empty() && options.filter.directories.size() > 1) {
+        refuse("--log is for one DIR; several logs have the names of their directories");
     }
     if (!isUtf8(options.table)) {
-        refuse("--table: the name is no UTF-8");
+        refuse("--table: the name is not UTF-8");
     }
     checkName("--device", options.device);
     checkName("--log", options.log);
@@ -293,7 +292,8 @@ struct Source {
 /// Whether items need their log's name to distinguish several logs: tables and messages have one anyway.
 bool isLogColumnNeeded(const ExportOptions &options) {
     const ExportForm form = chosenForm(options);
-    return options.directories.size() > 1 && (form == ExportForm::JsonLines || form == ExportForm::Csv);
+    return options.filter.directories.size() > 1 &&
+           (form == ExportForm::JsonLines || form == ExportForm::Csv);
 }
 
 /// The origin that each item of a log shows. A log whose device is known is called by its own name only,
@@ -333,20 +333,13 @@ bool isSameDirectory(const FileMark &mark, const StoreDirectory &directory) {
 
 /// Everything that can be wrong with the question is reported before anything is written.
 std::vector<Source> openSources(const ExportOptions &options) {
+    refuseSameDirectory(options.filter.directories);
     const time_t now = time(nullptr);
-    const std::vector<std::string> names = distinctLogNames(options.directories);
+    const std::vector<std::string> names = distinctLogNames(options.filter.directories);
     std::vector<Source> sources;
-    for (size_t i = 0; i < options.directories.size(); ++i) {
-        const std::string &directory = options.directories[i];
-        FilterOptions filter = options.filter;
-        filter.directory = directory;
-        Question question = openLogQuestion(filter, now);
-        const FileMark mark = markAt(question.directory.shortName());
-        for (const Source &other : sources) {
-            if (isSameDirectory(mark, other.question.directory)) {
-                refuse(directory + " and " + other.question.directory.path() + " are the same directory");
-            }
-        }
+    for (size_t i = 0; i < options.filter.directories.size(); ++i) {
+        const std::string &directory = options.filter.directories[i];
+        Question question = openLogQuestion(options.filter, directory, now);
         ItemOrigin origin = originOf(options, directory, names[i]);
         Source source{std::move(question), origin.log.empty() ? names[i] : origin.log, std::move(origin)};
         refuseSameName(options, sources, source);
@@ -363,7 +356,7 @@ void refuseFileInLog(const std::string &file, const std::vector<Source> &sources
     const FileMark mark = markAt(parent.string());
     for (const Source &source : sources) {
         if (isSameDirectory(mark, source.question.directory)) {
-            refuse(file + ": lies in the log's own directory; write it elsewhere");
+            refuse(file + ": is inside the log's own directory; write it elsewhere");
         }
     }
 }
@@ -395,7 +388,7 @@ struct Exported {
 
 void throwIfStopped(const StopSignals &signals, const std::string &file) {
     if (signals.hasCome()) {
-        throw Failure(file + ": interrupted; nothing is written");
+        throw Failure(file + ": interrupted; nothing was written");
     }
 }
 
@@ -475,7 +468,7 @@ int endExport(const ExportOptions &options, const std::vector<Source> &sources, 
 std::vector<ShippedLog> shippedLogs(const ExportOptions &options) {
     std::vector<ShippedLog> logs;
     std::set<std::pair<std::string, std::string>> names;
-    for (const std::string &directory : options.directories) {
+    for (const std::string &directory : options.filter.directories) {
         const ItemOrigin origin = originOf(options, directory, "");
         if (!names.emplace(origin.device, origin.log).second) {
             refuse(directory + ": another log has the same name, " + origin.log +
@@ -491,7 +484,7 @@ void refuseFileIn(const std::string &directory, const std::string &file) {
     namespace fs = std::filesystem;
     const fs::path parent = fs::weakly_canonical(fs::absolute(file)).parent_path();
     if (isSameFile(markAt(parent.string()), markAt(directory))) {
-        refuse(file + ": lies in the log's own directory; write it elsewhere");
+        refuse(file + ": is inside the log's own directory; write it elsewhere");
     }
 }
 
@@ -503,16 +496,14 @@ int ship(const ExportOptions &options, ExportForm form) {
     shipping.isQuiet = options.isQuiet;
     ShipperTerms terms;
     terms.logs = shippedLogs(options);
-    for (const std::string &directory : options.directories) {
+    for (const std::string &directory : options.filter.directories) {
         refuseFileIn(directory, shipping.cursorFile);
         if (options.hasFile()) {
             refuseFileIn(directory, options.file);
         }
     }
     terms.open = [&options](const std::string &directory) {
-        FilterOptions filter = options.filter;
-        filter.directory = directory;
-        return openQuestion(filter, time(nullptr));
+        return openQuestion(options.filter, directory, time(nullptr));
     };
     terms.tell = [](const std::string &text) { printMessage("note: " + text); };
     FormTerms formTerms = formTermsOf(options, form);

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "commands/item_output.h"
 #include "commands/live_printing.h"
+#include "options/item_output.h"
 
 namespace tool {
 namespace {

@@ -8,10 +8,10 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "commands/log_options.h"
-#include "commands/output_options.h"
 #include "log/names.h"
 #include "log/store_directory.h"
+#include "options/log_options.h"
+#include "options/output_options.h"
 #include "record/log_mode.h"
 #include "record/recorder.h"
 #include "record/ring_fit.h"
@@ -97,7 +97,7 @@ Names findNames(const RecordOptions &options, const RecordWords &words) {
 uint32_t parseBootTime(const std::string &text) {
     const std::optional<uint32_t> time = parseTime(text, ::time(nullptr), Bound::Since);
     if (!time) {
-        refuse("--boot-time: '" + text + "' is no time from 1970 to 2106: " + kTimeForms);
+        refuse("--boot-time: '" + text + "' is not a time from 1970 to 2106: " + kTimeForms);
     }
     return *time;
 }
@@ -242,7 +242,7 @@ int runCommand(const std::vector<std::string> &command, const RecordWords &words
     options->command = command;
     try {
         if (command.empty()) {
-            refuse("there is no command after --");
+            refuse("a command is missing after --");
         }
         return run(words, options);
     } catch (const Failure &failure) {

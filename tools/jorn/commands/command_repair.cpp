@@ -9,14 +9,14 @@
 #include <nlohmann/json.hpp>
 
 #include "commands/commands.h"
-#include "commands/log_options.h"
-#include "commands/output_options.h"
 #include "diagnostics.h"
 #include "health/diagnosis.h"
 #include "health/finding.h"
 #include "health/repair_plan.h"
 #include "health/ring_memory.h"
 #include "jorn.h"
+#include "options/log_options.h"
+#include "options/output_options.h"
 #include "output/output.h"
 #include "repair/directory_rebuild.h"
 #include "system/failure.h"
@@ -83,7 +83,7 @@ std::string formatResult(const RepairOptions &options, const RepairPlan &plan, c
         }
         return onOneLine(summary);
     }
-    const std::string text = isDone             ? "repaired; as it was it is in " + escaped(backup)
+    const std::string text = isDone             ? "repaired; the original is in " + escaped(backup)
                              : plan.isNothing() ? "nothing to do"
                                                 : "";
     if (text.empty()) {
@@ -128,7 +128,7 @@ int repair(const RepairOptions &options) {
         return kExitDone;
     }
     if (!options.isMeant) {
-        printMessage("nothing was changed; --yes does it");
+        printMessage("nothing was changed; --yes makes these changes");
         return kExitDamage;
     }
     RebuildOptions rebuild;
@@ -138,7 +138,7 @@ int repair(const RepairOptions &options) {
     rebuildDirectory(directory, diagnosis, plan, rebuild);
     print(formatResult(options, plan, rebuild.backup), "");
     if (isWorkingDirectory(directory)) {
-        printMessage("the working directory is the backup now; the repaired log is in " + log +
+        printMessage("the working directory is now the backup; the repaired log is in " + log +
                      ": cd there again");
     }
     return kExitDone;

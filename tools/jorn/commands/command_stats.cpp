@@ -8,10 +8,10 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "commands/filter_options.h"
-#include "commands/output_options.h"
-#include "commands/read_end.h"
 #include "health/ring_memory.h"
+#include "options/filter_options.h"
+#include "options/output_options.h"
+#include "options/read_end.h"
 #include "output/output.h"
 #include "output/stats_report.h"
 #include "terminal/terminal.h"
@@ -59,7 +59,7 @@ std::string report(const StatsOptions &options, const Question &question, const 
 }
 
 int run(const StatsOptions &options) {
-    const Question question = openLogQuestion(options.filter, time(nullptr));
+    const Question question = openLogQuestion(options.filter, onlyDirectory(options.filter), time(nullptr));
     ReadEnd end;
     StatsAnswer answer;
     answer.stats = readStable(question, &end, [&](const RingView &view, DamageLog *damage) {

@@ -7,9 +7,9 @@
 
 #include <algorithm>
 
-#include "commands/item_output.h"
 #include "live/change_watch.h"
 #include "live/ring_follower.h"
+#include "options/item_output.h"
 #include "output/live_output.h"
 #include "system/failure.h"
 
@@ -29,7 +29,7 @@ public:
     explicit LivePrinting(const LivePrintingOptions &options)
         : options_(options),
           output_(signals_),
-          watch_(options.filter.directory, signals_, options.isPolling),
+          watch_(onlyDirectory(options.filter), signals_, options.isPolling),
           start_(time(nullptr)) {}
 
     int run() {
@@ -42,13 +42,13 @@ public:
 private:
     /// False when a signal came, or no item could match any more, before there was a directory.
     bool waitForDirectory() {
-        wasMissing_ = isMissing(options_.filter.directory);
+        wasMissing_ = isMissing(onlyDirectory(options_.filter));
         if (!wasMissing_) {
             return true;
         }
         const uint32_t until = checkFilter(options_.filter, start_);
-        note(options_.filter.directory + ": does not exist yet; waiting for it");
-        while (isMissing(options_.filter.directory)) {
+        note(onlyDirectory(options_.filter) + ": does not exist yet; waiting for it");
+        while (isMissing(onlyDirectory(options_.filter))) {
             isOver_ = hasPassed(until, time(nullptr));
             if (isOver_ || watch_.wait(true, millisecondsUntil(until)) == ChangeWatch::Reason::Stop) {
                 return false;
@@ -58,12 +58,13 @@ private:
     }
 
     void followLog() {
-        Question question = openQuestion(options_.filter, start_);
+        NamedLog log{openQuestion(options_.filter, onlyDirectory(options_.filter), start_), "", "", 0};
+        Question &question = log.question;
         question.filter.isMarking = options_.context.isAny() && !options_.filter.isQuiet;
         for (const std::string &text : question.notes) {
             note(text);
         }
-        ItemFormatter formatter(itemStyleOf(options_.output, options_.filter, question));
+        ItemFormatter formatter(itemStyleOf(options_.output, options_.filter, log));
         print(formatter.heading());
         // In a log that was created only now, everything is new.
         const uint64_t newest = wasMissing_ ? kAllItems : options_.newest.value_or(kDefaultNewest);
@@ -74,7 +75,7 @@ private:
             hasMatch_ = hasMatch_ || item.isMatch;
             return !options_.filter.isQuiet && window.take(item);
         };
-        RingFollower follower({options_.filter.directory, options_.filter.files, question.filter, newest,
+        RingFollower follower({onlyDirectory(options_.filter), options_.filter.files, question.filter, newest,
                                options_.context.before},
                               {take, [this](const std::string &text) { note(text); },
                                [this](const std::string &text) { tellDamage(text); }});

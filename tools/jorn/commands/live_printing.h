@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "commands/filter_options.h"
-#include "commands/output_options.h"
+#include "options/filter_options.h"
+#include "options/output_options.h"
 #include "query/context_window.h"
 
 namespace tool {

@@ -25,7 +25,7 @@ public:
     std::vector<Finding> make() {
         if (!diagnosis_.isSteady) {
             add(Severity::Note, "busy", "", 0, "the ring moved on faster than it could be read",
-                "check it when less is written");
+                "check it when less is being written");
             return std::move(findings_);
         }
         tellEntries();
@@ -62,8 +62,8 @@ private:
     void tellSharedFile(const std::string &name, const Entry &entry) {
         if (entry.isFile() && entry.names > 1) {
             add(Severity::Note, "entry-shared", name, 0,
-                "has another name elsewhere, so that what is recorded here would be written there too",
-                "before recording, put a copy in its place");
+                "has a hard link elsewhere, so what is recorded here would be written there too",
+                "before recording, replace it with a copy");
         }
     }
 
@@ -77,23 +77,24 @@ private:
         }
         for (const auto &[position, reason] : diagnosis_.unreadable) {
             add(Severity::Error, "unreadable", dataFileName(position), 0, "cannot be read: " + reason,
-                "see to its permissions and its medium");
+                "check its permissions and its medium");
         }
         for (const std::string &name : diagnosis_.look.otherNames) {
-            add(Severity::Note, "other-name", name, 0, "is no name of a ring's file; the store ignores it");
+            add(Severity::Note, "other-name", name, 0,
+                "is not a name that a ring's file can have; the store ignores it");
         }
         if (!diagnosis_.ringMemoryProblem.empty()) {
             add(Severity::Note, "ring-size", kRingMemoryName, 0, diagnosis_.ringMemoryProblem,
-                "`jorn record` goes by the files");
+                "`jorn record` relies on the files");
         }
         for (const std::string &name : diagnosis_.leftovers) {
-            add(Severity::Note, "left-over", name, 0, "is left of a command that was cut short",
+            add(Severity::Note, "left-over", name, 0, "is left over from a command that was cut short",
                 "the next one that writes there removes it");
         }
         for (const std::string &name : diagnosis_.look.asides) {
             add(Severity::Note, "aside", name, 0,
                 "holds a ring that was put aside, as its order is not known",
-                "`jorn check` and `jorn repair` take it for DIR");
+                "`jorn check` and `jorn repair` accept it as DIR");
         }
     }
 
@@ -109,15 +110,15 @@ private:
     void tellMissingIndex() {
         if (diagnosis_.look.backup.entry.isFile() && diagnosis_.facts.index) {
             add(Severity::Warning, "index-backup-only", kIndexBackupName, 0,
-                "stands for the index: a rewrite was cut", "the store's next start puts it back");
+                "serves as the index: a rewrite was cut short", "the store's next start puts it back");
         } else if (diagnosis_.facts.backup) {
             add(Severity::Error, "index-missing", kIndexName, 0,
-                "is missing, and the ring has moved on since index.bak: the store's next start would go by "
-                "that",
+                "is missing, and the ring has moved on since index.bak was written: the store's next "
+                "start would rely on it",
                 kRepair);
         } else if (diagnosis_.look.highestFile() >= 0) {
             add(Severity::Error, "index-missing", kIndexName, 0,
-                "is missing: the store's next start would begin anew at 0.csv", kRepair);
+                "is missing: the store's next start would begin again at 0.csv", kRepair);
         } else if (!diagnosis_.look.backup.entry.isPresent()) {
             add(Severity::Note, "no-log", "", 0, "holds no log, neither an index nor a data file",
                 "is the log in another directory?");
@@ -128,12 +129,13 @@ private:
         const auto positions = index.positions();
         if (index.entry.mark.size == 0) {
             add(Severity::Error, "index-empty", kIndexName, 0,
-                "is empty, as when power is cut in its rewrite: the store's next start would begin anew at "
+                "is empty, as when power is cut during its rewrite: the store's next start would begin again "
+                "at "
                 "0.csv",
                 kRepair);
         } else if (!positions) {
             add(Severity::Error, "index-partial", kIndexName, static_cast<int64_t>(index.text.size()),
-                "is not a whole index: \"" + index.text + "\"", kRepair);
+                "is not a complete index: \"" + index.text + "\"", kRepair);
         } else if (!diagnosis_.isIndexWhole()) {
             add(Severity::Error, "index-range", kIndexName, 0,
                 "names " + textOf(*positions) + ", which lie outside a ring of " +
@@ -141,12 +143,12 @@ private:
                 kRepair);
         } else if (index.surplus() > 0) {
             add(Severity::Note, "index-surplus", kIndexName, index.entry.mark.size - index.surplus(),
-                counted(index.surplus(), "byte", "bytes") + " behind the index, which the store passes over",
+                counted(index.surplus(), "byte", "bytes") + " after the index, which the store ignores",
                 "its next rewrite leaves them out");
         }
         if (diagnosis_.look.backup.entry.isFile()) {
             add(Severity::Warning, "index-backup-left", kIndexBackupName, 0,
-                "is left from a rewrite that was cut", "the store deletes it at its next rewrite");
+                "is left over from a rewrite that was cut short", "the store deletes it at its next rewrite");
         }
     }
 
@@ -169,7 +171,7 @@ private:
                 break;
             case RingOrder::Source::Unclear:
                 add(diagnosis_.facts.index ? Severity::Warning : Severity::Error, "order-unclear", "", 0,
-                    diagnosis_.order.evidence, "tell `jorn repair` --files, or --oldest and --latest");
+                    diagnosis_.order.evidence, "give `jorn repair` --files, or --oldest and --latest");
                 break;
         }
         tellFalls();
@@ -186,7 +188,8 @@ private:
             const FileFacts &file = diagnosis_.facts.files[static_cast<size_t>(position)];
             if (!file.isPresent) {
                 add(Severity::Error, "gap", dataFileName(position), 0,
-                    "is missing in the ring: the store's next start would move files, and may overwrite some",
+                    "is missing from the ring: the store's next start would move files, and may overwrite "
+                    "some",
                     kRepair);
             } else if (!file.hasItems() && areItemsBehind) {
                 tellEmptyFile(position, position == range.latest);
@@ -198,10 +201,10 @@ private:
     void tellEmptyFile(int position, bool isLatest) {
         if (isLatest && mayBeWritten(position)) {
             add(Severity::Note, "empty-file", dataFileName(position), 0,
-                "has been begun and holds no item yet");
+                "has just been started and holds no item yet");
         } else {
             add(Severity::Warning, "empty-file", dataFileName(position), 0,
-                isLatest ? "holds no item, and is the newest file: no query finds a day until it does"
+                isLatest ? "holds no item, and is the newest file: queries by day find nothing until it does"
                          : "holds no item, and hides older ones from queries by day",
                 kRepair);
         }
@@ -243,7 +246,7 @@ private:
         if (index && index->latest != newest && filesOutsideRange(diagnosis_.facts, *index).empty()) {
             add(Severity::Error, "index-behind", kIndexName, 0,
                 "names " + dataFileName(index->latest) + " as the newest file, but " + dataFileName(newest) +
-                    " is: the store's next start would go on in the wrong one",
+                    " is: the store's next start would continue in the wrong one",
                 kRepair);
         }
     }
@@ -275,10 +278,10 @@ private:
         }
         if (scan.backSteps.count > 0) {
             add(Severity::Note, "time-back", name, scan.backSteps.firstOffset,
-                "times run backwards here" +
+                "times go backwards here" +
                     (scan.backSteps.count == 1
                          ? ""
-                         : " and " + std::to_string(scan.backSteps.count - 1) + " times more") +
+                         : " and in " + counted(scan.backSteps.count - 1, "more place", "more places")) +
                     ", by " + seconds(scan.backSteps.largest) + " at most");
         }
     }
@@ -294,7 +297,7 @@ private:
                 break;
             case FlawKind::Unparsable:
                 add(Severity::Warning, "unparsable", name, flaw.offset,
-                    lines + " of " + std::to_string(flaw.length) + " bytes that hold no item", kRepair);
+                    lines + " (" + counted(flaw.length, "byte", "bytes") + ") without an item", kRepair);
                 break;
             case FlawKind::LongLine:
                 add(Severity::Note, "long-line", name, flaw.offset,
@@ -312,7 +315,7 @@ private:
                 break;
             case FlawKind::NoNumber:
                 add(Severity::Note, "no-number", name, flaw.offset,
-                    lines + " with a field that is no number and counts as 0");
+                    lines + " with a field that is not a number and counts as 0");
                 break;
             case FlawKind::OutOfTable:
                 add(Severity::Note, "out-of-table", name, flaw.offset,
@@ -327,13 +330,14 @@ private:
     void tellTornEnd(int position, const std::string &name, const Flaw &flaw) {
         if (mayBeWritten(position)) {
             add(Severity::Note, "torn-end", name, flaw.offset,
-                "the last line has no end: it may be being written", "check again when nothing is written");
+                "the last line has no line end: it may still be being written",
+                "check again when nothing is being written");
         } else if (isPassed(position)) {
             add(Severity::Warning, "torn-end", name, flaw.offset,
-                "the last line has no end: it was cut off, and the ring has moved on since", kRepair);
+                "the last line has no line end: it was cut off, and the ring has moved on since", kRepair);
         } else {
             add(Severity::Warning, "torn-end", name, flaw.offset,
-                "the last line has no end: the next item would be glued to it", kRepair);
+                "the last line has no line end: the next item would be joined to it", kRepair);
         }
     }
 

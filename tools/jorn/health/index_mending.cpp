@@ -180,7 +180,7 @@ IndexMending decide(const Diagnosis &diagnosis, const StoreDirectory &directory)
     mending.kind = IndexMending::Kind::Unclear;
     mending.advice = "`jorn repair --yes --oldest A --latest B " + shellWord(directory.path()) + "` decides";
     if (diagnosis.order.isKnown() && !keepsItems(diagnosis)) {
-        mending.reason = "files would have to change their places";
+        mending.reason = "files would have to be renamed";
         mending.advice = "`jorn repair " + shellWord(directory.path()) + "` shows how";
     }
     return mending;
@@ -249,7 +249,7 @@ IndexMending planIndexMending(const StoreDirectory &directory, std::optional<int
     }
     Diagnosis diagnosis = diagnose(directory, {});
     if (!diagnosis.isSteady || !diagnosis.growing.empty()) {
-        throw Failure(directory.path() + ": is being written; stop its writer first");
+        throw Failure(directory.path() + ": is being written to; stop its writer first");
     }
     judgeBySize(ringSize, &diagnosis);
     return decide(diagnosis, directory);

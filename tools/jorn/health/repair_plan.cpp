@@ -11,7 +11,7 @@ Failure refusal(const StoreDirectory &directory, const Diagnosis &diagnosis, con
     if (diagnosis.hasStrangeEntries()) {
         advice += "`jorn check` names what is in the way";
     } else {
-        advice += "If you know the ring, tell it with --files, --oldest and --latest";
+        advice += "If you know the ring, describe it with --files, --oldest and --latest";
     }
     return Failure(directory.path() + ": " + why + advice,
                    diagnosis.unreadable.empty() ? kExitDamage : kExitInputOutput);
@@ -22,7 +22,7 @@ Placement asItIs(const RingFacts &facts) { return {facts.index.value_or(IndexPos
 
 Placement choosePlacement(const StoreDirectory &directory, const Diagnosis &diagnosis) {
     if (!diagnosis.isSteady || !diagnosis.growing.empty()) {
-        throw Failure(directory.path() + ": is being written; stop its writer first");
+        throw Failure(directory.path() + ": is being written to; stop its writer first");
     }
     if (diagnosis.order.source == RingOrder::Source::Cleared) {
         return asItIs(diagnosis.facts);
@@ -32,7 +32,7 @@ Placement choosePlacement(const StoreDirectory &directory, const Diagnosis &diag
     }
     if (!diagnosis.placement) {
         throw refusal(directory, diagnosis,
-                      "more files than a ring of " + std::to_string(diagnosis.facts.ringSize) + " takes");
+                      "more files than a ring of " + std::to_string(diagnosis.facts.ringSize) + " can hold");
     }
     return *diagnosis.placement;
 }

@@ -211,7 +211,7 @@ RingOrder unlessFillContradicts(const Evidence &evidence, RingOrder order) {
     if (evidence.contradictsFill(newest)) {
         return unclear(
             "by their times " + span(order.files) + ", but " + at(newest) +
-            " is full, the ring goes on behind it, and another file is not full: the clock may have "
+            " is full, the ring goes on after it, and another file is not full: the clock may have "
             "been set back");
     }
     const bool isEnd = !evidence.fileAt(newest).isFull();
@@ -219,7 +219,7 @@ RingOrder unlessFillContradicts(const Evidence &evidence, RingOrder order) {
         order.evidence += "; " + at(newest) + " is not full, as the newest is";
     } else if (evidence.isFreeBehind(newest)) {
         order.evidence +=
-            "; the file behind " + at(newest) + " is empty or missing, as when the store moves on";
+            "; the file after " + at(newest) + " is empty or missing, as when the store moves on";
     }
     return order;
 }
@@ -234,12 +234,11 @@ RingOrder findByFill(const Evidence &evidence) {
         }
     }
     if (ends.size() != 1) {
-        return unclear(
-            "the times of all files are equal, and more or fewer than one of them looks like the newest");
+        return unclear("the times of all files are equal, and not exactly one of them looks like the newest");
     }
     const std::vector<int> order = evidence.ringOrderBehind(ends.front());
     return fromFiles(order, "the times of all files are equal, and only " + at(order.back()) +
-                                " is not full or has no file behind it: " + span(order));
+                                " is not full or has no file after it: " + span(order));
 }
 
 /// A clock that was set back makes the times fall at other places than the end of the ring, so they are no
@@ -247,7 +246,7 @@ RingOrder findByFill(const Evidence &evidence) {
 RingOrder withDoubt(const Evidence &evidence, RingOrder order) {
     const auto other = order.isKnown() ? evidence.otherThan(order.files.back()) : std::nullopt;
     if (other) {
-        order.doubt = "had the clock been set back, " + at(*other) + " could be the newest as well";
+        order.doubt = "if the clock was set back, " + at(*other) + " could be the newest instead";
     }
     return order;
 }
@@ -270,22 +269,21 @@ RingOrder findByTimes(const Evidence &evidence) {
     }
     const std::vector<int> rotated = evidence.ringOrderBehind(seam.last);
     if (seam.falls == 1) {
-        return byTimes(evidence, rotated,
-                       "the times fall once around the ring, behind " + at(rotated.back()));
+        return byTimes(evidence, rotated, "the times fall once around the ring, after " + at(rotated.back()));
     }
     const std::vector<int> timeOrder = evidence.timeOrder(rotated);
     if (timeOrder == rotated && seam.second * kSmallPart <= seam.largest) {
         return byTimes(evidence, rotated,
-                       "the times fall by " + std::to_string(seam.largest) + " s behind " +
+                       "the times fall by " + std::to_string(seam.largest) + " s after " +
                            at(rotated.back()) + " and elsewhere by " + std::to_string(seam.second) +
                            " s at most");
     }
     const std::string falls = "the times fall " + std::to_string(seam.falls) + " times around the ring, ";
     if (evidence.isClear(timeOrder)) {
         return byTimes(evidence, timeOrder,
-                       falls + "as after starts without the index, but each file has a time of its own");
+                       falls + "as after starts without the index, but no two files overlap in time");
     }
-    return unclear(falls + "and files share their times, so their order cannot be told");
+    return unclear(falls + "and files overlap in time, so their order cannot be determined");
 }
 
 /// Whether a range leaves items out for no visible reason: a clearing logs that it left items out.
@@ -469,7 +467,7 @@ RingOrder judgeIndex(const RingFacts &facts) {
     }
     if (isOfCutClearing(facts)) {
         return fromIndex(facts, RingOrder::Source::Cleared,
-                         at(index.latest) + " is the next file, as when a clearing is cut");
+                         at(index.latest) + " is the next file, as when a clearing is cut short");
     }
     return unclear("the index leaves out the items of " + listFiles(outside) +
                    ", as after a clearing that was not logged");

@@ -61,7 +61,7 @@ void RingMemory::judge(const std::string &text) {
     if (isDamaged(text)) {
         problem_ = "is damaged";
     } else {
-        problem_ = "does not hold the size of a ring, and is left alone";
+        problem_ = "does not hold the size of a ring, and is left unchanged";
         mayBeReplaced_ = false;
     }
 }
@@ -74,7 +74,7 @@ std::string RingMemory::problemFor(int smallestRing) const {
     if (!files_ || *files_ >= smallestRing) {
         return problem_;
     }
-    return "says that the ring has " + std::to_string(*files_) + " files, and it has " +
+    return "says that the ring has " + std::to_string(*files_) + " files, but it has " +
            std::to_string(smallestRing) + " or more";
 }
 

@@ -144,13 +144,13 @@ std::string takeMembers(const Members &members, const JsonItems::Settings &setti
     }
     if (!takeNumber(members.level, members.levelName, settings.names->levels, jorn::kLevelMax,
                     &item->level)) {
-        return "no item has such a \"level\"";
+        return "\"level\" is not a level";
     }
     if (!takeNumber(members.slot, members.slotName, settings.names->slots, settings.slots, &item->slot)) {
-        return "the log has no such \"slot\"";
+        return "\"slot\" is not a slot of this log";
     }
     if (!members.base64 && !members.text) {
-        return "there is no \"text\"";
+        return "\"text\" is missing";
     }
     const std::optional<std::string> bytes = members.base64 ? fromBase64(*members.base64) : members.text;
     if (!bytes) {
@@ -168,7 +168,7 @@ std::string takeLine(std::string_view line, const JsonItems::Settings &settings,
     }
     MemberReader reader;
     if (!nlohmann::json::sax_parse(line, &reader)) {
-        return "it is no JSON object";
+        return "it is not a JSON object";
     }
     return reader.misfit().empty() ? takeMembers(reader.members(), settings, item, text)
                                    : '"' + reader.misfit() + "\" has a value of the wrong kind";
@@ -219,7 +219,7 @@ void JsonItems::endLine(std::string_view line) {
         return;
     }
     if (badLines_++ == 0) {
-        firstBadLine_ = "line " + std::to_string(lines_) + " is no item: " + problem;
+        firstBadLine_ = "line " + std::to_string(lines_) + " is not an item: " + problem;
     }
 }
 

@@ -33,7 +33,7 @@ public:
 
     uint64_t badLines() const { return badLines_; }
 
-    /// The number of the first such line, from 1, and what is wrong with it: "line 3 is no item: ...".
+    /// The number of the first such line, from 1, and what is wrong with it: "line 3 is not an item: ...".
     const std::string &firstBadLine() const { return firstBadLine_; }
 
 private:

@@ -97,7 +97,7 @@ bool isReadable(const std::string &pattern) {
 
 std::unique_ptr<LineHeadReader> makePatternReader(const std::string &pattern, std::function<time_t()> now) {
     if (!isReadable(pattern) || !converts(pattern, "HIklTRrcXs")) {
-        refuse("--times: '" + pattern + "' is no pattern of strptime with a time of day");
+        refuse("--times: '" + pattern + "' is not a strptime pattern with a time of day");
     }
     return std::make_unique<PatternReader>(pattern, std::move(now));
 }

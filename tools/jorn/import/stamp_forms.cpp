@@ -189,10 +189,10 @@ std::unique_ptr<LineHeadReader> makeStampReader(const StampOptions &options) {
         return std::make_unique<KernelReader>(options.bootMicroseconds);
     }
     if (options.form.find('%') == std::string::npos) {
-        refuse(
-            "--times: '" + options.form +
-            "' is neither iso, syslog, rfc5424, kmsg, logcat, epoch nor a pattern of strptime, as \"%d.%m.%Y "
-            "%H:%M:%S\"");
+        refuse("--times: '" + options.form +
+               "' is neither iso, syslog, rfc5424, kmsg, logcat, epoch nor a strptime pattern such as "
+               "\"%d.%m.%Y "
+               "%H:%M:%S\"");
     }
     return makePatternReader(options.form, options.now);
 }

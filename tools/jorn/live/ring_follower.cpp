@@ -53,7 +53,7 @@ bool RingFollower::openDirectory() {
             throw systemFailure(terms_.directory, errno);
         }
         isNew_ = isNew_ || !hasBegun_;
-        tellOnce(terms_.directory + (directory_ ? ": is gone; waiting for it to come back"
+        tellOnce(terms_.directory + (directory_ ? ": no longer exists; waiting for it to come back"
                                                 : ": does not exist yet; waiting for it"),
                  sink_.note);
         return false;
@@ -217,7 +217,7 @@ RingFollower::Result RingFollower::goOnInReplacement(const RingView &view) {
     }
     if (items.count > 0) {
         sink_.note(isReplaced_ ? terms_.directory + ": another log has taken its place and is shown now"
-                               : cursor_->path() + ": is gone; going on with what else is new");
+                               : cursor_->path() + ": no longer exists; continuing with the new items");
     }
     if (std::exchange(isReplaced_, false)) {
         old_.clear();
@@ -399,7 +399,7 @@ void RingFollower::tellPassed(const RingView &view, size_t next, bool isIntact) 
     const int passed = between + (isIntact || cursor_->isFull() ? 0 : 1);
     if (passed > 0) {
         sink_.note(terms_.directory + ": written faster than it was read: at least " +
-                   counted(passed, "file was", "files were") + " passed; going on with " +
+                   counted(passed, "file was", "files were") + " skipped; continuing with " +
                    dataFileName(file.number));
     }
 }

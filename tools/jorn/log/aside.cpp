@@ -15,7 +15,7 @@ std::string asideName(time_t now, int number) {
     tm utc = {};
     char text[sizeof "20261122T101500Z"];
     if (gmtime_r(&now, &utc) == nullptr || strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &utc) == 0) {
-        throw Failure("the time cannot be told");
+        throw Failure("the current time cannot be determined");
     }
     return std::string(kPrefix) + text + (number > 1 ? "-" + std::to_string(number) : "");
 }

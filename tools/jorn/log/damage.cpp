@@ -24,7 +24,8 @@ void DamageLog::addLines(const std::string &file, const BadLines &lines) {
 }
 
 void DamageLog::addLoss(const std::string &file) {
-    const std::string text = file + ": started afresh by a writer meanwhile; items may be missing here";
+    const std::string text =
+        file + ": started over by a writer while it was being read; items may be missing here";
     if (std::find(losses_.begin(), losses_.end(), text) == losses_.end()) {
         losses_.push_back(text);
     }
@@ -33,7 +34,8 @@ void DamageLog::addLoss(const std::string &file) {
 std::vector<std::string> DamageLog::texts() const {
     std::vector<std::string> all;
     for (const auto &[file, lines] : lines_) {
-        all.push_back(file + ": " + counted(lines.count, "line that is no item", "lines that are no items") +
+        all.push_back(file + ": " +
+                      counted(lines.count, "line that is not an item", "lines that are not items") +
                       ", at offset " + std::to_string(lines.firstOffset) +
                       (lines.count == 1 ? "" : " and after") + "; left out");
     }

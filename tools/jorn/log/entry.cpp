@@ -56,7 +56,7 @@ std::string Entry::flaw() const {
         case Kind::Link:
             return "is a link, which the store would write through";
         case Kind::Directory:
-            return "is a directory, where the store wants a file";
+            return "is a directory, where the store needs a file";
         case Kind::Other:
             return "is neither a file nor a directory";
         case Kind::Missing:

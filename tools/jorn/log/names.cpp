@@ -39,12 +39,13 @@ bool isName(const std::string &text) {
 std::string addEntry(NameTable *table, const std::string &key, const std::string &name, int32_t limit) {
     const std::optional<int32_t> number = numberBelow(key, limit);
     if (!number) {
-        return "'" + key + "' is no number from 0 to " + std::to_string(limit - 1);
+        return "'" + key + "' is not a number from 0 to " + std::to_string(limit - 1);
     }
     if (!isName(name)) {
-        return "'" + name + "' is no name: a word without blanks, commas and a digit or '-' at its begin";
+        return "'" + name +
+               "' is not a name: a word without blanks or commas that does not begin with a digit or '-'";
     }
-    return table->add(*number, name) ? "" : "number or name is there twice: " + key + " = " + name;
+    return table->add(*number, name) ? "" : "number or name is given twice: " + key + " = " + name;
 }
 
 /// The library's callback: 0 for a line that is wrong.
@@ -72,7 +73,7 @@ std::string readAll(FILE *file, const std::string &path) {
         throw systemFailure(path, errno);
     }
     if (bytes.size() > kMostBytes) {
-        refuse(path + ": is longer than 1 MiB, and no file of names");
+        refuse(path + ": is longer than 1 MiB, and not a names file");
     }
     return bytes;
 }
@@ -125,7 +126,7 @@ int32_t namedNumber(const std::string &text, const NameTable &names, int32_t lim
     const std::optional<int32_t> value = numberBelow(text, limit);
     if (!value) {
         refuse(what + " '" + text + "' is neither a number from 0 to " + std::to_string(limit - 1) +
-               " nor a name that is known here");
+               " nor a known name");
     }
     return *value;
 }

@@ -83,8 +83,8 @@ RingView RingView::openStill(const StoreDirectory &directory, std::optional<int>
         }
         usleep(kPauseMicroseconds);
     }
-    throw Failure(directory.path() + ": its writer moved on each of the " + std::to_string(kTries) +
-                  " times that it was opened; nothing is shown, try again");
+    throw Failure(directory.path() + ": the ring moved on during each of " + std::to_string(kTries) +
+                  " attempts to open it; nothing is shown; try again");
 }
 
 std::optional<RingView> RingView::openOnce(const StoreDirectory &directory, std::optional<int> ringSize,
@@ -113,7 +113,7 @@ void RingView::noteState() {
     if (moved_ > 0 || deleted_ > 0) {
         notes_.push_back(directory_.path() + ": not tidy: the store's next start would rename " +
                          std::to_string(moved_) + " and delete " + std::to_string(deleted_) +
-                         " of its files; shown is what it would see then");
+                         " of its files; the items shown are those that it would see then");
     }
 }
 

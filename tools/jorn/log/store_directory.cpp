@@ -62,7 +62,7 @@ StoreDirectory StoreDirectory::openForRecording(const std::string &path, Making 
 }
 
 StoreDirectory StoreDirectory::openForRepair(const std::string &path) {
-    return openLocked(path, "a jorn is recording into this directory or repairing it; end it first",
+    return openLocked(path, "another jorn is recording into this directory or repairing it; stop it first",
                       [&path] { return StoreDirectory(path, O_RDONLY); });
 }
 
@@ -78,13 +78,13 @@ StoreDirectory StoreDirectory::openLocked(const std::string &path, const char *w
             return directory;
         }
     }
-    throw Failure(path + ": leads to another directory each of the " + std::to_string(kTries) +
-                  " times that it was locked");
+    throw Failure(path + ": led to another directory after each of " + std::to_string(kTries) +
+                  " attempts to lock it");
 }
 
 void StoreDirectory::requireWritable() const {
     if (faccessat(descriptor(), ".", W_OK | X_OK, AT_EACCESS) < 0) {
-        throw systemFailure(path_ + ": no file can be written in this directory", errno);
+        throw systemFailure(path_ + ": files cannot be written in this directory", errno);
     }
 }
 

@@ -127,11 +127,11 @@ std::string ItemFormatter::lead(const Item &item) {
 
 std::string ItemFormatter::formatForPeople(const Item &item) {
     if (!style_.isColored) {
-        return lead(item) + shown(item.text) + "\n";
+        return style_.front + lead(item) + shown(item.text) + "\n";
     }
     const std::string color = colorOf(item.level);
     const std::string text = style_.pattern != nullptr ? highlighted(item.text, color) : shown(item.text);
-    return colored(lead(item) + text, color) + "\n";
+    return style_.front + colored(lead(item) + text, color) + "\n";
 }
 
 /// A text in a coloured line, with the pattern's matches in another colour.

@@ -9,7 +9,7 @@
 //   csv         1795000000,1,5,door open                   after a line of headings; quoted by RFC 4180
 //   json        {"time":1795000000,"iso":"...","level":1,"level_name":"warning","slot":5,"text":"door open"}
 // Where an item's origin is given, csv has further columns and json further members after the text: "device",
-// "log", and "epoch" and "seq", as far as they are known.
+// "log", and "epoch" and "seq", as far as they are known. The other forms may have the log's name in front.
 #ifndef JORN_TOOLS_ITEM_FORMAT_H
 #define JORN_TOOLS_ITEM_FORMAT_H
 
@@ -40,6 +40,7 @@ struct ItemStyle {
     const Names *names = &noNames();  ///< Shown in place of numbers.
     std::shared_ptr<const RE2> pattern{};  ///< Its matches in texts are marked; null for none.
     ItemOrigin origin{};                   ///< For csv and json.
+    std::string front{};                   ///< In front of each line, in the forms for people.
 };
 
 class ItemFormatter {

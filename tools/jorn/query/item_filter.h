@@ -49,6 +49,11 @@ private:
 /// A set of slots. With none added it includes every slot, even those outside 0 to 7.
 class SlotSet {
 public:
+    static SlotSet none() {
+        SlotSet set;
+        set.isAny_ = false;
+        return set;
+    }
     void add(int slot) {
         isIn_[static_cast<size_t>(slot)] = true;
         isAny_ = false;

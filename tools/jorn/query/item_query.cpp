@@ -226,6 +226,7 @@ NewestStart startOfNewest(const RingView &view, const ItemFilter &filter, const 
         }
         if (matchesLeft > 0) {
             matchesLeft -= item->isMatch ? 1 : 0;
+            found.matches += item->isMatch ? 1 : 0;
         } else {
             found.hasOlder = found.hasOlder || item->isMatch;
             if (neighboursLeft == 0) {

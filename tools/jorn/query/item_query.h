@@ -59,6 +59,7 @@ struct NewestWish {
 
 struct NewestStart {
     ScanStart start;
+    uint64_t matches = 0;   ///< How many there are, at most those that are wanted.
     bool hasOlder = false;  ///< There are older matches.
 };
 

@@ -88,7 +88,7 @@ void RingReader::placeFiles(const RingView &view) {
 void RingReader::enterRegistry() {
     logSemCsvRW_ID = semMCreate(SEM_Q_PRIORITY | SEM_INVERSION_SAFE);
     if (logSemCsvRW_ID == nullptr) {
-        throw Failure("no semaphore can be had");
+        throw Failure("a semaphore cannot be created");
     }
     jorn_obj_ptr = &object_;
 }

@@ -58,11 +58,12 @@ ClearingPlan planClearing(const StoreDirectory &directory, std::optional<int> ri
     const int files = size.files;
     plan.note = size.note.empty() ? "" : "note: " + size.note;
     if (!size.isKnown && plan.former.latest + 1 >= look.smallestRing()) {
-        throw unknownSize(directory, "the file to go on with may be " + dataFileName(plan.former.latest + 1) +
-                                         " or " + dataFileName(0));
+        throw unknownSize(directory, "the next file may be " + dataFileName(plan.former.latest + 1) + " or " +
+                                         dataFileName(0));
     }
     if (!isInRing(plan.former, files)) {
-        throw damaged(directory, "the index names files beyond a ring of " + std::to_string(files));
+        throw damaged(directory,
+                      "the index names files outside a ring of " + std::to_string(files) + " files");
     }
     plan.target = jorn::ringSuccessor(files, plan.former.latest);
     countItemsInView(directory, files, &plan);

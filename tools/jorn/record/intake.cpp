@@ -75,8 +75,8 @@ std::string Intake::badLines() const {
     if (json_ == nullptr || json_->badLines() == 0) {
         return "";
     }
-    return "standard input: " + json_->firstBadLine() +
-           "; left out: " + counted(json_->badLines(), "line", "lines");
+    return "standard input: " + json_->firstBadLine() + "; " + counted(json_->badLines(), "line", "lines") +
+           " left out";
 }
 
 std::string Intake::teeProblem() const {

@@ -58,7 +58,7 @@ void LiveStore::startChecking(const DirectoryLook &former) {
         runStoreTask();
     }
     if (waitingItems() > 0) {
-        throw Failure(directory_.path() + ": the store task does not run");
+        throw Failure(directory_.path() + ": the store task is not running");
     }
     runStoreTask();
     if (!isFirstItemStored(former)) {

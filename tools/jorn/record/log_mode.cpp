@@ -49,7 +49,7 @@ mode_t parseLogMode(const std::string &text) {
     unsigned mode = 0;
     std::from_chars(text.data(), text.data() + text.size(), mode, 8);
     if (!isOctal || !isThreeDigits || (mode & kOwnersRights) != kOwnersRights) {
-        refuse("--mode " + text + ": not an octal mode from 0700 to 0777");
+        refuse("--mode: '" + text + "' is not an octal mode from 0700 to 0777");
     }
     return mode;
 }

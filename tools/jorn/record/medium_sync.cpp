@@ -11,7 +11,7 @@
 namespace tool {
 namespace {
 
-constexpr char kFault[] = ": cannot be brought to the medium";
+constexpr char kFault[] = ": cannot be synced to the medium";
 
 }  // namespace
 

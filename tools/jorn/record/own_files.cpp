@@ -31,8 +31,7 @@ void refuseForeignDataFile(const StoreDirectory &directory, int position) {
     if (refuseForeign(directory, name).names > 1) {
         throw Failure(
             directory.pathOf(name) +
-            ": has another name elsewhere, so that items would be written there too; put a copy in its "
-            "place");
+            ": has a hard link elsewhere, so items would be written there too; replace it with a copy");
     }
 }
 

@@ -29,7 +29,7 @@ void finishFormerStart(const StoreDirectory &directory) {
     const auto aside = finishPuttingAside(directory);
     if (aside) {
         tell(directory,
-             "the files that a former start began to put aside are in " + directory.pathOf(*aside));
+             "the files that an earlier start began to put aside are in " + directory.pathOf(*aside));
     }
 }
 
@@ -45,7 +45,7 @@ bool mayPutAside(const RecordOptions &options) { return options.ifUnclear == "as
 void beginAnew(const StoreDirectory &directory, const std::string &reason) {
     const std::string name = putAside(directory, time(nullptr));
     tell(directory,
-         reason + ": the files are in " + directory.pathOf(name) + " now, and the log begins anew");
+         reason + ": the files are now in " + directory.pathOf(name) + ", and the log starts over");
 }
 
 /// Foreign files that happen to have the names of data files must not be overwritten.
@@ -55,11 +55,11 @@ void seeToStrangers(const StoreDirectory &directory, const RecordOptions &option
         return;
     }
     if (!options.isForced && !mayPutAside(options)) {
-        refuse(directory.path() + ": is no log: there is no index, and " + strange +
+        refuse(directory.path() + ": not a log: there is no index, and " + strange +
                " holds no item; nothing was changed. --force puts such files aside");
     }
     finishFormerStart(directory);
-    beginAnew(directory, "was no log, as " + strange + " held no item");
+    beginAnew(directory, "was not a log, as " + strange + " held no item");
 }
 
 void putUnclearAside(const StoreDirectory &directory, const IndexMending &mending) {
@@ -68,7 +68,7 @@ void putUnclearAside(const StoreDirectory &directory, const IndexMending &mendin
 
 void mendLostIndex(const StoreDirectory &directory, const IndexMending &mending) {
     mendIndex(directory, mending.positions);
-    tell(directory, "index.csv was " + mending.flaw + ": written anew as " + textOf(mending.positions) +
+    tell(directory, "index.csv was " + mending.flaw + ": written again as " + textOf(mending.positions) +
                         ", because " + mending.reason + (mending.kept.empty() ? "" : "; " + mending.kept));
 }
 
@@ -151,7 +151,7 @@ int fitToRing(const StoreDirectory &directory, const RingLook &look, const Recor
     }
     if (changed > 0) {
         printMessage(directory.path() + ": " + counted(changed, "file", "files") +
-                     " renamed or deleted for a ring of " + std::to_string(files));
+                     " renamed or deleted to fit a ring of " + std::to_string(files) + " files");
     }
     return files;
 }

@@ -74,9 +74,9 @@ void refuseTooSmallRing(const StoreDirectory &directory, int files, const Record
     const uint64_t items = jsonItemsLeft(fd, jsonSettingsOf(options));
     if (items > room) {
         refuse(directory.path() + ": the input has " + counted(items, "item", "items") + ", and a ring of " +
-               std::to_string(files) + " files takes " + std::to_string(room) +
-               " of them; nothing was recorded. A larger --files takes more; --files " +
-               std::to_string(files) + " keeps the newest of them");
+               std::to_string(files) + " files holds " + std::to_string(room) +
+               " of them; nothing was recorded. A larger --files holds more; --files " +
+               std::to_string(files) + " keeps the newest");
     }
 }
 
@@ -173,7 +173,7 @@ private:
         const uint64_t cutLines = intake_->cutLines();
         if (cutLines > 0) {
             printMessage("warning: lines longer than " + std::to_string(jorn::kTextMax) +
-                         " bytes were cut: " + std::to_string(cutLines) + " (--split keeps all of a line)");
+                         " bytes were cut: " + std::to_string(cutLines) + " (--split keeps the whole line)");
         }
         if (options_.hasStats) {
             const RecordStats stats = {

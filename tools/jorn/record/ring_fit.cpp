@@ -137,7 +137,7 @@ void refuseSmallerRing(const StoreDirectory &directory, const RingLook &look, st
                        bool mayShrink) {
     const std::string shrinking = shrinkingOf(look, requested);
     if (!shrinking.empty() && !mayShrink) {
-        refuse(directory.path() + ": " + shrinking + "; give --shrink if that is meant");
+        refuse(directory.path() + ": " + shrinking + "; give --shrink if that is intended");
     }
 }
 
@@ -163,10 +163,8 @@ RingSize chooseRingSize(const StoreDirectory &directory, const RingLook &look, s
 }
 
 Failure unknownSize(const StoreDirectory &directory, const std::string &what) {
-    return Failure(directory.path() +
-                       ": the ring has not come round, so that its files do not tell how many it was made "
-                       "with, and " +
-                       what + "; nothing was changed. Say how many with --files",
+    return Failure(directory.path() + ": the ring has not wrapped, so its files do not show its size, and " +
+                       what + "; nothing was changed. Give its size with --files",
                    kExitUsage);
 }
 

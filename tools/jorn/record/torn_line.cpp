@@ -83,8 +83,8 @@ public:
             return "";
         }
         openToWrite();
-        std::string done =
-            line.isWhole() ? shown_ + ": the last line had no end; it has one now" : takeTornBytesOut(line);
+        std::string done = line.isWhole() ? shown_ + ": the last line had no line end; it has one now"
+                                          : takeTornBytesOut(line);
         if (line.holdsItem()) {
             addLineFeed(line.endOfItems);
         }

@@ -144,13 +144,13 @@ private:
     static const std::string &checkedBackup(const std::string &backup, const std::string &log) {
         const std::string parent = realPath(parentOf(backup)) + "/";
         if (parent.compare(0, log.size() + 1, log + "/") == 0) {
-            throw Failure(backup + ": lies in the log's own directory; give another name with --backup",
+            throw Failure(backup + ": is inside the log's own directory; give another name with --backup",
                           kExitUsage);
         }
         for (const std::string &path : {backup, parent + partialName(backup)}) {
             struct stat status;
             if (lstat(path.c_str(), &status) == 0) {
-                throw Failure(path + ": exists already; give another name with --backup");
+                throw Failure(path + ": already exists; give another name with --backup");
             }
         }
         return backup;
@@ -172,7 +172,7 @@ private:
         } else if (!from.isOpen() && errno == ELOOP && !dataFilePosition(name)) {
             copyLink(name);
         } else if (from.isOpen() || errno == ELOOP || errno == ENXIO) {
-            throw Failure(directory_.pathOf(name) + ": is no file; move it elsewhere first");
+            throw Failure(directory_.pathOf(name) + ": not a regular file; move it elsewhere first");
         } else {
             throw systemFailure(directory_.pathOf(name), errno);
         }
@@ -263,10 +263,10 @@ private:
             options_.afterStep();
             rename(staging, real_);
         } else if (errno == EXDEV) {
-            throw Failure(options_.backup + ": lies on another file system than " + directory_.path() +
+            throw Failure(options_.backup + ": is on another file system than " + directory_.path() +
                           "; give a name on the same one with --backup");
         } else {
-            throw systemFailure(real_ + " cannot change places with " + staging, errno);
+            throw systemFailure(real_ + ": cannot be exchanged with " + staging, errno);
         }
         syncNamesIn(parentOf(options_.backup));
         syncNamesIn(parentOf(real_));
@@ -275,7 +275,7 @@ private:
 
     static void rename(const std::string &from, const std::string &to) {
         if (::rename(from.c_str(), to.c_str()) < 0) {
-            throw systemFailure(from + " to " + to, errno);
+            throw systemFailure(from + ": cannot be renamed to " + to, errno);
         }
     }
 
@@ -308,7 +308,7 @@ std::string defaultBackupPath(const std::string &directory) {
     tm utc = {};
     char text[sizeof ".bak-20261121T101500Z"];
     if (gmtime_r(&now, &utc) == nullptr || strftime(text, sizeof text, ".bak-%Y%m%dT%H%M%SZ", &utc) == 0) {
-        throw Failure("the time cannot be told; give --backup");
+        throw Failure("the current time cannot be determined; give --backup");
     }
     return realPath(directory) + text;
 }

@@ -47,11 +47,11 @@ Failure openFailure(const std::string &path, int error) {
 
 Failure makeFailure(const std::string &path, int error) {
     if (error == ENOENT && !path.empty()) {
-        return Failure(path + ": cannot be made, as the directory " + parentOf(path) +
-                       " is missing; --parents makes it");
+        return Failure(path + ": cannot be created: the directory " + parentOf(path) +
+                       " is missing; --parents creates it");
     }
     const bool isOfParent = (error == EACCES && obstacleTo(path).empty()) || error == EROFS;
-    return isOfParent ? systemFailure(path + ": cannot be made in " + parentOf(path), error)
+    return isOfParent ? systemFailure(path + ": cannot be created in " + parentOf(path), error)
                       : openFailure(path, error);
 }
 

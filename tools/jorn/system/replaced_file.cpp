@@ -27,7 +27,7 @@ mode_t permissionsOfNewFile() {
 std::string directoryOf(const std::string &path) { return fs::path(path).parent_path().string(); }
 
 Failure existsFailure(const std::string &path) {
-    return Failure(path + ": there is such a file already; --force replaces it", kExitUsage);
+    return Failure(path + ": already exists; --force replaces it", kExitUsage);
 }
 
 }  // namespace
@@ -62,7 +62,7 @@ void ReplacedFile::findTarget() {
         return;
     }
     if (!S_ISREG(status.st_mode)) {
-        refuse(path_ + ": not a regular file; leave --to out to write to standard output");
+        refuse(path_ + ": not a regular file; omit --to to write to standard output");
     }
     if (!mayReplace_) {
         throw existsFailure(path_);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Names for the logs of an export.
+// Names of logs that are shown or exported together.
 #ifndef JORN_TOOLS_LOG_NAMES_H
 #define JORN_TOOLS_LOG_NAMES_H
 
@@ -13,6 +13,10 @@ std::string logNameOf(const std::string &directory);
 
 /// The same for its parent directory.
 std::string parentNameOf(const std::string &directory);
+
+/// Refuses directories of which two are the same one, by whatever paths. What is not there yet is known by
+/// its path. Throws Failure.
+void refuseSameDirectory(const std::vector<std::string> &directories);
 
 /// The names of different directories. Where several have the same name, each is preceded by as many of its
 /// parent directories as make them distinct: "unit1/door" and "unit2/door". Their order does not matter.

@@ -8,11 +8,15 @@
 #include <CLI/Option.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tool {
 
 /// Adds DIR. `directory` must outlive the parsing.
 void addDirectoryOption(CLI::App *command, std::string *directory);
+
+/// Adds DIR, of which several may be given. `directories` must outlive the parsing.
+void addDirectoriesOption(CLI::App *command, std::vector<std::string> *directories);
 
 /// A minus and digits, which the parser does not take for an option.
 inline bool isNumericOption(const std::string &word) {

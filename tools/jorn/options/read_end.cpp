@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/read_end.h"
+#include "options/read_end.h"
+
+#include <algorithm>
 
 #include "system/failure.h"
 
@@ -33,6 +35,15 @@ int endReading(const FilterOptions &options, const Question &question, const Rea
         return kExitDamage;
     }
     return isMatchAsked(options) && !hasMatch ? kExitNoMatch : kExitDone;
+}
+
+int endReading(const FilterOptions &options, const LogSet &set, const std::vector<ReadEnd> &ends,
+               bool hasMatch) {
+    int exitCode = set.exitCode;
+    for (size_t log = 0; log < set.logs.size(); ++log) {
+        exitCode = std::max(exitCode, endReading(options, set.logs[log].question, ends[log], hasMatch));
+    }
+    return exitCode;
 }
 
 }  // namespace tool

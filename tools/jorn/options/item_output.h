@@ -10,8 +10,9 @@
 #include <optional>
 #include <string>
 
-#include "commands/filter_options.h"
-#include "commands/output_options.h"
+#include "options/filter_options.h"
+#include "options/log_set.h"
+#include "options/output_options.h"
 #include "output/item_format.h"
 #include "query/context_window.h"
 
@@ -26,8 +27,8 @@ CLI::Option *addNewestOption(CLI::App *command, std::optional<uint64_t> *newest,
 /// Adds -A, -B and -C to a command that has --grep. `context` must outlive the parsing.
 void addContextOptions(CLI::App *command, ContextSize *context);
 
-/// The style of items that the options ask for. The question must outlive the style.
-ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, const Question &question);
+/// The style of items that the options ask for. The log must outlive the style.
+ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, const NamedLog &log);
 
 }  // namespace tool
 

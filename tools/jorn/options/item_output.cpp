@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/item_output.h"
+#include "options/item_output.h"
 
 #include <charconv>
 
 #include "output/output.h"
+#include "terminal/color.h"
 
 namespace tool {
 namespace {
@@ -38,7 +39,7 @@ void addContextOptions(CLI::App *command, ContextSize *context) {
                 names,
                 [set, names](size_t number) {
                     if (number > kMost) {
-                        throw CLI::ValidationError(names, "10000 items are the most");
+                        throw CLI::ValidationError(names, "at most 10000 items");
                     }
                     set(number);
                 },
@@ -60,7 +61,8 @@ void addContextOptions(CLI::App *command, ContextSize *context) {
         "With --grep: both; -- stands between groups");
 }
 
-ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, const Question &question) {
+ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, const NamedLog &log) {
+    const Question &question = log.question;
     const bool isTerminal = isOutputTerminal();
     ItemStyle style;
     style.form = itemFormOf(output.form);
@@ -69,6 +71,11 @@ ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, 
     style.isColored = isColored(output, isTerminal);
     style.names = &question.shownNames();
     style.pattern = question.filter.isInverted ? nullptr : question.filter.pattern;
+    style.origin.log = log.name;
+    if (!log.front.empty()) {
+        const char *const color = kNameColors[log.place % kNameColors.size()];
+        style.front = (style.isColored ? colored(log.front, color) : log.front) + " ";
+    }
     return style;
 }
 

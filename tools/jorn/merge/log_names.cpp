@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "export/log_names.h"
+#include "merge/log_names.h"
+
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -7,6 +9,7 @@
 #include <map>
 #include <numeric>
 
+#include "system/failure.h"
 #include "terminal/escape.h"
 
 namespace tool {
@@ -14,11 +17,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The absolute path, without dots and, if it exists, without links.
+/// The absolute path, without dots and, as far as it exists, without links.
 fs::path placeOf(const std::string &directory) {
     std::error_code ignored;
-    const fs::path place = fs::canonical(directory, ignored);
-    return place.empty() ? fs::absolute(directory).lexically_normal() : place;
+    const fs::path known = fs::weakly_canonical(fs::absolute(directory), ignored);
+    const fs::path place = known.empty() ? fs::absolute(directory).lexically_normal() : known;
+    return place.has_filename() ? place : place.parent_path();
 }
 
 std::string shownName(const fs::path &path) {
@@ -41,6 +45,20 @@ std::string lastNames(fs::path path, size_t count) {
 std::string logNameOf(const std::string &directory) { return shownName(placeOf(directory)); }
 
 std::string parentNameOf(const std::string &directory) { return shownName(placeOf(directory).parent_path()); }
+
+void refuseSameDirectory(const std::vector<std::string> &directories) {
+    std::map<std::string, std::string> known;
+    for (const std::string &directory : directories) {
+        struct stat status = {};
+        const std::string identity = stat(directory.c_str(), &status) == 0
+                                         ? std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino)
+                                         : placeOf(directory).string();
+        const auto [other, isNew] = known.emplace(identity, directory);
+        if (!isNew) {
+            refuse(directory + " and " + other->second + " are the same directory");
+        }
+    }
+}
 
 std::vector<std::string> distinctLogNames(const std::vector<std::string> &directories) {
     std::vector<fs::path> places;

@@ -6,9 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "commands/filter_options.h"
 #include "log/damage.h"
 #include "log/ring_view.h"
+#include "options/filter_options.h"
+#include "options/log_set.h"
 
 namespace tool {
 
@@ -40,6 +41,10 @@ auto readStable(const Question &question, ReadEnd *end, const Ask &ask, Opening 
 
 /// Prints notes, losses and damage, and returns the exit code: damage takes precedence over "no match".
 int endReading(const FilterOptions &options, const Question &question, const ReadEnd &end, bool hasMatch);
+
+/// The same for several logs, of which `hasMatch` says whether any has a match. Returns the highest code.
+int endReading(const FilterOptions &options, const LogSet &set, const std::vector<ReadEnd> &ends,
+               bool hasMatch);
 
 /// The exit codes, for help; `question` is what asks whether anything matches.
 std::string readExitHelp(const std::string &question = "-g or -q");

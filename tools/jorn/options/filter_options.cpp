@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/filter_options.h"
+#include "options/filter_options.h"
 
 #include <time.h>
 
 #include <CLI/Option.hpp>
 
-#include "commands/log_options.h"
+#include "options/log_options.h"
 #include "query/near_logs.h"
 #include "system/failure.h"
 #include "terminal/time_text.h"
@@ -67,41 +67,70 @@ std::vector<std::string> partsOf(const std::vector<std::string> &lists) {
     return parts;
 }
 
-int32_t levelNumber(const std::string &text, const Names &names) {
-    return namedNumber(text, names.levels, jorn::kLevelMax, "level");
-}
+/// Reads the levels and slots that the options choose, by number or by the names of a log.
+class Selection {
+public:
+    Selection(const Names &names, UnknownNames *unknown) : names_(names), unknown_(unknown) {}
 
-LevelSet parsePriority(const std::string &text, const Names &names) {
-    const size_t dots = text.find("..");
-    if (dots == std::string::npos) {
-        return LevelSet::upTo(levelNumber(text, names));
+    LevelSet levels(const FilterOptions &options) const {
+        if (!options.priority.empty()) {
+            return priority(options.priority);
+        }
+        if (options.levels.empty()) {
+            return LevelSet::all();
+        }
+        LevelSet set = LevelSet::none();
+        for (const std::string &text : partsOf(options.levels)) {
+            if (const auto number = level(text)) {
+                set.add(*number);
+            }
+        }
+        return set;
     }
-    const int32_t first = levelNumber(text.substr(0, dots), names);
-    const int32_t last = levelNumber(text.substr(dots + 2), names);
-    return LevelSet::range(std::min(first, last), std::max(first, last));
-}
 
-LevelSet parseLevels(const FilterOptions &options, const Names &names) {
-    if (!options.priority.empty()) {
-        return parsePriority(options.priority, names);
+    SlotSet slots(const FilterOptions &options) const {
+        SlotSet set = options.slots.empty() ? SlotSet() : SlotSet::none();
+        for (const std::string &text : partsOf(options.slots)) {
+            if (const auto number = numberOf(text, names_.slots, jorn::kSlotMax, "slot")) {
+                set.add(*number);
+            }
+        }
+        return set;
     }
-    if (options.levels.empty()) {
-        return LevelSet::all();
-    }
-    LevelSet set = LevelSet::none();
-    for (const std::string &level : partsOf(options.levels)) {
-        set.add(levelNumber(level, names));
-    }
-    return set;
-}
 
-SlotSet parseSlots(const FilterOptions &options, const Names &names) {
-    SlotSet set;
-    for (const std::string &slot : partsOf(options.slots)) {
-        set.add(namedNumber(slot, names.slots, jorn::kSlotMax, "slot"));
+private:
+    LevelSet priority(const std::string &text) const {
+        const size_t dots = text.find("..");
+        if (dots == std::string::npos) {
+            const auto highest = level(text);
+            return highest ? LevelSet::upTo(*highest) : LevelSet::none();
+        }
+        const auto first = level(text.substr(0, dots));
+        const auto last = level(text.substr(dots + 2));
+        return first && last ? LevelSet::range(std::min(*first, *last), std::max(*first, *last))
+                             : LevelSet::none();
     }
-    return set;
-}
+
+    std::optional<int32_t> level(const std::string &text) const {
+        return numberOf(text, names_.levels, jorn::kLevelMax, "level");
+    }
+
+    std::optional<int32_t> numberOf(const std::string &text, const NameTable &names, int32_t limit,
+                                    const char *what) const {
+        try {
+            return namedNumber(text, names, limit, what);
+        } catch (const Failure &failure) {
+            if (unknown_ == nullptr) {
+                throw;
+            }
+            unknown_->insert(failure.what());
+            return std::nullopt;
+        }
+    }
+
+    const Names &names_;
+    UnknownNames *unknown_;
+};
 
 std::shared_ptr<const RE2> parsePattern(const FilterOptions &options) {
     RE2::Options settings(RE2::Quiet);
@@ -110,7 +139,7 @@ std::shared_ptr<const RE2> parsePattern(const FilterOptions &options) {
     for (const std::string &each : options.patterns) {
         const RE2 pattern(each, settings);
         if (!pattern.ok()) {
-            refuse("--grep: '" + each + "' is no expression: " + pattern.error());
+            refuse("--grep: '" + each + "' is not a regular expression: " + pattern.error());
         }
         // A word stays one, which is found much faster than an expression.
         const bool isPlain = each.find_first_of("\\^$.?*+()[]{}") == std::string::npos;
@@ -123,12 +152,12 @@ std::shared_ptr<const RE2> parsePattern(const FilterOptions &options) {
 uint32_t parseLimit(const std::string &name, const std::string &text, time_t now, Bound bound) {
     const std::optional<uint32_t> time = parseTime(text, now, bound);
     if (!time) {
-        refuse(name + ": '" + text + "' is no time from 1970 to 2106: " + kTimeForms);
+        refuse(name + ": '" + text + "' is not a time from 1970 to 2106: " + kTimeForms);
     }
     return *time;
 }
 
-ItemFilter parseFilter(const FilterOptions &options, const Names &names, time_t now) {
+ItemFilter parseFilter(const FilterOptions &options, const Names &names, time_t now, UnknownNames *unknown) {
     ItemFilter filter;
     if (!options.since.empty()) {
         filter.since = parseLimit("--since", options.since, now, Bound::Since);
@@ -141,8 +170,9 @@ ItemFilter parseFilter(const FilterOptions &options, const Names &names, time_t 
         const std::string since = formatter.format(filter.since);
         refuse("--since is later than --until: " + since + " and " + formatter.format(filter.until));
     }
-    filter.levels = parseLevels(options, names);
-    filter.slots = parseSlots(options, names);
+    const Selection selection(names, unknown);
+    filter.levels = selection.levels(options);
+    filter.slots = selection.slots(options);
     filter.pattern = parsePattern(options);
     filter.isInverted = options.isInverted;
     return filter;
@@ -166,7 +196,7 @@ Names findNames(const FilterOptions &options, const StoreDirectory &directory,
 }  // namespace
 
 void addFilterOptions(CLI::App *command, FilterOptions *options) {
-    addDirectoryOption(command, &options->directory);
+    addDirectoriesOption(command, &options->directories);
     addQuestionOptions(command, options);
     command->add_flag("-q,--quiet", options->isQuiet, "Print no items; exit with 0 when any match, else 1");
 }
@@ -180,29 +210,38 @@ void addQuestionOptions(CLI::App *command, FilterOptions *options) {
     addFilesOption(command, &options->files, "Files of the ring, where the directory does not tell: 2 to 90");
 }
 
-Question openQuestion(const FilterOptions &options, time_t now) {
+const std::string &onlyDirectory(const FilterOptions &options) {
+    if (options.directories.size() > 1) {
+        refuse("one DIR at a time: " + options.directories[0] + ", " + options.directories[1]);
+    }
+    return options.directories.front();
+}
+
+Question openQuestion(const FilterOptions &options, const std::string &directory, time_t now,
+                      UnknownNames *unknown) {
     if (options.isUtc) {
         useUtc();
     }
-    Question question{StoreDirectory::openForReading(options.directory), options.files, {}, {}, {}, false};
+    Question question{StoreDirectory::openForReading(directory), options.files, {}, {}, {}, false};
     question.names = findNames(options, question.directory, &question.notes);
-    question.filter = parseFilter(options, question.names, now);
+    question.filter = parseFilter(options, question.names, now, unknown);
     question.isNumbers = options.isNumbers;
     return question;
 }
 
-Question openLogQuestion(const FilterOptions &options, time_t now) {
-    Question question = openQuestion(options, now);
+Question openLogQuestion(const FilterOptions &options, const std::string &directory, time_t now,
+                         UnknownNames *unknown) {
+    Question question = openQuestion(options, directory, now, unknown);
     requireLog(question.directory);
     return question;
 }
 
-uint32_t checkFilter(const FilterOptions &options, time_t now) {
+uint32_t checkFilter(const FilterOptions &options, time_t now, UnknownNames *unknown) {
     if (options.isUtc) {
         useUtc();
     }
-    return parseFilter(options, options.namesFile.empty() ? Names{} : readNames(options.namesFile), now)
-        .until;
+    const Names names = options.namesFile.empty() ? Names{} : readNames(options.namesFile);
+    return parseFilter(options, names, now, unknown).until;
 }
 
 }  // namespace tool

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/output_options.h"
+#include "options/output_options.h"
 
 #include <stdlib.h>
 #include <string.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/log_options.h"
+#include "options/log_options.h"
 
 #include <CLI/Validators.hpp>
 
@@ -9,6 +9,10 @@ namespace tool {
 
 void addDirectoryOption(CLI::App *command, std::string *directory) {
     refuseNumbers(command->add_option("DIR", *directory, "Directory of the log")->required());
+}
+
+void addDirectoriesOption(CLI::App *command, std::vector<std::string> *directories) {
+    refuseNumbers(command->add_option("DIR", *directories, "Directories of the logs")->required());
 }
 
 void refuseNumbers(CLI::Option *directory) {

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "options/log_set.h"
+
+#include <algorithm>
+
+#include "merge/log_names.h"
+#include "system/failure.h"
+#include "system/open_files.h"
+#include "terminal/utf8.h"
+
+namespace tool {
+namespace {
+
+size_t charactersOf(std::string_view text) {
+    size_t count = 0;
+    for (; !text.empty(); ++count) {
+        text.remove_prefix(firstCharacter(text).length);
+    }
+    return count;
+}
+
+LogSet openOne(const FilterOptions &options, time_t now) {
+    LogSet set;
+    set.logs.push_back({openLogQuestion(options, options.directories.front(), now), "", "", 0});
+    return set;
+}
+
+void widenFronts(std::vector<NamedLog> *logs) {
+    size_t width = 0;
+    for (const NamedLog &log : *logs) {
+        width = std::max(width, charactersOf(log.name));
+    }
+    for (NamedLog &log : *logs) {
+        log.front = log.name + std::string(width - charactersOf(log.name), ' ');
+    }
+}
+
+}  // namespace
+
+LogSet openLogs(const FilterOptions &options, time_t now) {
+    const std::vector<std::string> &directories = options.directories;
+    if (directories.size() == 1) {
+        return openOne(options, now);
+    }
+    refuseSameDirectory(directories);
+    UnknownNames ignored;
+    checkFilter(options, now, &ignored);  // What is wrong for all logs is no matter of one.
+    allowManyOpenFiles();
+    const std::vector<std::string> names = distinctLogNames(directories);
+    LogSet set;
+    set.isSeveral = true;
+    std::vector<UnknownNames> unknown;
+    for (size_t place = 0; place < directories.size(); ++place) {
+        const int exitCode = readOneOf(true, [&] {
+            UnknownNames own;
+            set.logs.push_back(
+                {openLogQuestion(options, directories[place], now, &own), names[place], "", place});
+            unknown.push_back(own);
+            return kExitDone;
+        });
+        set.exitCode = std::max(set.exitCode, exitCode);
+    }
+    refuseUnknownInAll(unknown);
+    widenFronts(&set.logs);
+    return set;
+}
+
+void refuseUnknownInAll(const std::vector<UnknownNames> &unknown) {
+    for (const std::string &name : unknown.empty() ? UnknownNames() : unknown.front()) {
+        if (std::all_of(unknown.begin(), unknown.end(),
+                        [&](const UnknownNames &each) { return each.count(name) > 0; })) {
+            refuse(name);
+        }
+    }
+}
+
+}  // namespace tool
