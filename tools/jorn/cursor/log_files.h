@@ -31,6 +31,7 @@ public:
     std::vector<const RingFile *> all();
 
     bool isInView(int number) const;
+    bool exists(int number) const { return view_.look().presence()[static_cast<size_t>(number)]; }
 
     /// How many files the writer has begun since that of a number, if it has not come round: 0 for the one
     /// that it is in.

@@ -79,7 +79,7 @@ private:
     Evidence evidenceFrom(const Recognition &found) {
         Evidence evidence;
         for (const auto &[age, known] : closedFiles(found)) {
-            weigh(*known, files_.numbered(files_.before(known->number, -found.shift)), &evidence);
+            weigh(*known, files_.before(known->number, -found.shift), &evidence);
             if (evidence.differing == 0 && evidence.agreeing >= kProof) {
                 return evidence;
             }
@@ -112,17 +112,17 @@ private:
         return closed;
     }
 
-    /// A closed file gets no more items.
-    void weigh(const KnownFile &known, const RingFile *file, Evidence *evidence) {
-        if (file == nullptr) {
-            return;
-        }
-        const ItemTable &table = files_.table(*file);
-        const auto match = matchFile(known, table.hashes);
-        const bool isAsItWas = match && match->kind <= Kind::Moved && match->items == table.hashes.size();
+    /// A closed file gets no more items, and is not deleted. One that cannot be read shows nothing.
+    void weigh(const KnownFile &known, int number, Evidence *evidence) {
+        const RingFile *const file = files_.numbered(number);
+        const auto match = file != nullptr ? matchFile(known, files_.table(*file).hashes) : std::nullopt;
+        const bool isAsItWas =
+            match && match->kind <= Kind::Moved && match->items == files_.table(*file).hashes.size();
+        const bool isUnread =
+            file != nullptr ? files_.table(*file).end == FileEnd::Failed : files_.exists(number);
         if (isAsItWas) {
             evidence->agreeing += known.sum.items;
-        } else if (table.end != FileEnd::Failed) {
+        } else if (!isUnread) {
             evidence->differing += known.sum.items;
         }
     }
