@@ -31,7 +31,7 @@ WrittenRing::WrittenRing(std::string directory, std::mt19937 *random, int64_t *n
       time_(hasClock_ ? 1700000000U + static_cast<uint32_t>(pick(0, 1000000)) : 0) {
     fs::create_directories(directory_);
     begin(0);
-    writeAll();
+    writeChanged();
     restart();
 }
 
@@ -51,10 +51,11 @@ void WrittenRing::writeIndex() const {
     }
 }
 
-void WrittenRing::writeAll() const {
-    for (const auto &[number, file] : files_) {
+void WrittenRing::writeChanged() {
+    for (const int number : changed_) {
         writeFile(number);
     }
+    changed_.clear();
     writeIndex();
 }
 
@@ -69,6 +70,7 @@ void WrittenRing::begin(int number) {
     static int64_t begun = 0;
     files_[number] = {};
     generations_[number] = ++begun;
+    changed_.insert(number);
     written_.clear();
 }
 
@@ -90,20 +92,21 @@ void WrittenRing::add(const std::string &text) {
     *nextId_ += isNew ? 1 : 0;
     line.id = written->second;
     files_[latest_].push_back(line);
+    changed_.insert(latest_);
 }
 
 void WrittenRing::append(int count) {
     for (int i = 0; i < count; ++i) {
         add("text " + std::to_string(pick(0, 9)));
     }
-    writeAll();
+    writeChanged();
 }
 
 void WrittenRing::clear() {
     latest_ = oldest_ = (latest_ + 1) % size_;
     begin(latest_);
     add(kCleared);
-    writeAll();
+    writeChanged();
 }
 
 /// A device without a clock begins with the same time and the same texts each time, after a clearing.
@@ -119,7 +122,7 @@ void WrittenRing::restart() {
     for (int i = 0; !hasClock_ && i < 4; ++i) {
         add("boot");
     }
-    writeAll();
+    writeChanged();
 }
 
 void WrittenRing::crash(int count) {
@@ -127,6 +130,7 @@ void WrittenRing::crash(int count) {
     for (int i = 0; i < count && !file.empty(); ++i) {
         file.pop_back();
     }
+    changed_.insert(latest_);
     time_ += hasClock_ ? 5 : 0;
     restart();
 }
@@ -158,7 +162,10 @@ void WrittenRing::repair() {
 void WrittenRing::copy() {
     fs::rename(directory_, directory_ + ".old");
     fs::create_directories(directory_);
-    writeAll();
+    for (const auto &[number, file] : files_) {
+        changed_.insert(number);
+    }
+    writeChanged();
     fs::remove_all(directory_ + ".old");
 }
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -60,7 +61,7 @@ private:
     void begin(int number);
     void writeFile(int number) const;
     void writeIndex() const;
-    void writeAll() const;
+    void writeChanged();
     int pick(int low, int high) { return std::uniform_int_distribution<int>(low, high)(*random_); }
 
     const std::string directory_;
@@ -72,6 +73,7 @@ private:
     uint32_t time_;
     std::map<int, WrittenFile> files_;
     std::map<int, int64_t> generations_;
+    std::set<int> changed_;  ///< Since they were written.
     /// By all items of the newest file up to there: what is written again after it was lost is the same item.
     std::map<std::string, int64_t> written_;
     int oldest_ = 0;
