@@ -20,7 +20,7 @@ static void writeLoad(FILE *log) {
     if (getloadavg(&load, 1) == 1) {
         fprintf(log, "<%d>load %.2f\n", load > 10 ? ALARM : load > 4 ? FAULT : EVENT, load);
     } else {
-        fprintf(log, "<%d>no load to be had\n", FAULT);
+        fprintf(log, "<%d>the load cannot be read\n", FAULT);
     }
 }
 

@@ -123,7 +123,7 @@ TEST_F(CursorCommandTest, WordsThatDoNotGoTogether_AreRefused) {
     EXPECT_EQ(ship("--exec cat -o sqlite").err, "jorn: a database goes to a file; name one with --to\n");
     EXPECT_EQ(ship("--exec cat --every 0s").err,
               "jorn: --every: '0s' is no time such as 5s, 2m or 1h, of 24 hours at most\n");
-    EXPECT_EQ(ship("--status -o csv").err, "jorn: --status: -o is text or json\n");
+    EXPECT_EQ(ship("--status -o csv").err, "jorn: --status is text, or JSON with -o json\n");
     EXPECT_EQ(jorn("--cursor-file c --to a.csv").err, "jorn: DIR is required\n");
     EXPECT_EQ(jorn("--exec cat u1/door").status, 2);
     EXPECT_EQ(jorn("--cursor-file u1/door/c --to a.csv u1/door").err,
@@ -267,6 +267,59 @@ TEST_F(CursorCommandTest, RingThatMovedOnPastThePlace_LeavesAGapAndANote) {
         run.err,
         "jorn: note: u1/door: written faster than it was read: at least 4999 items are gone\n2 items\n");
     EXPECT_THAT(got("b.csv"), HasSubstr(",k,u1,door,E,5004\n1700000011,1,0,l,u1,door,E,5005\n"));
+}
+
+/// A device without a clock that begins each time with the same items.
+TEST_F(CursorCommandTest, RingThatCameRoundToTheSameFewItems_IsToldByTheFileBeforeThem) {
+    std::string boot;
+    for (int i = 0; i < 5; ++i) {
+        boot += "1700000000,1,0,boot\n";
+    }
+    write("u1/door/1.csv", boot);
+    write("u1/door/index.csv", "version:1\n0,1\n");
+    ASSERT_EQ(ship("--to a.csv").err, "8 items\n");
+    write("u1/door/0.csv", dataLine(9, "x") + dataLine(9, "y") + dataLine(9, "z"));
+    write("u1/door/1.csv", boot + dataLine(9, "open"));
+    EXPECT_EQ(
+        ship("--to b.csv").err,
+        "jorn: note: u1/door: written faster than it was read: at least 4995 items are gone\n9 items\n");
+    EXPECT_THAT(got("b.csv"), HasSubstr(",x,u1,door,E,5004\n"));
+}
+
+TEST_F(CursorCommandTest, ClosedFileThatHasGotMoreItems_IsAnother) {
+    const std::string boot = dataLine(0, "a") + dataLine(0, "b");
+    write("u1/door/0.csv", boot);
+    write("u1/door/1.csv", dataLine(0, "c"));
+    write("u1/door/index.csv", "version:1\n0,1\n");
+    ASSERT_EQ(ship("--to a.csv").err, "3 items\n");
+    append("u1/door/0.csv", dataLine(9, "x"));
+    write("u1/door/1.csv", dataLine(9, "y"));
+    ASSERT_THAT(ship("--to b.csv").err, HasSubstr("items are gone\n4 items\n"));
+    EXPECT_THAT(got("b.csv"), HasSubstr(",x,u1,door,E,"));
+}
+
+TEST_F(CursorCommandTest, ItemsBeforeAClearing_AreSentThoughTheyAreOutOfView) {
+    ASSERT_EQ(ship("--to a.csv").err, "3 items\n");
+    append("u1/door/0.csv", dataLine(3, "d"));
+    write("u1/door/1.csv", dataLine(4, "Log all cleared!", 3));
+    write("u1/door/index.csv", "version:1\n1,1\n");
+    EXPECT_EQ(ship("--to b.csv").err, "2 items\n");
+    EXPECT_THAT(got("b.csv"), HasSubstr(",d,u1,door,E,4\n1700000004,3,0,Log all cleared!,u1,door,E,5\n"));
+}
+
+TEST_F(CursorCommandTest, LogThatCameBack_GoesOnInItsEpoch) {
+    for (int i = 3; i < 12; ++i) {
+        append("u1/door/0.csv", dataLine(i, "item"));
+    }
+    ASSERT_EQ(ship("--to a.csv").err, "12 items\n");
+    fs::rename(path("u1/door"), path("u1/aside"));
+    writeLog("u1/door", dataLine(-100, "other"));
+    EXPECT_THAT(ship("--to b.csv").err, HasSubstr("a new epoch begins\n1 item\n"));
+    fs::remove_all(path("u1/door"));
+    fs::rename(path("u1/aside"), path("u1/door"));
+    append("u1/door/0.csv", dataLine(12, "new"));
+    EXPECT_EQ(ship("--to c.csv").err, "1 item\n");
+    EXPECT_THAT(got("c.csv"), HasSubstr(",new,u1,door,E,13\n"));
 }
 
 }  // namespace

@@ -43,14 +43,24 @@ def help_of(jorn, *words):
 
 
 def options_of(text):
-    """Name and the rest of the entry, for each option in --help."""
-    entries = re.findall(r"^  (-\S+)(.*)$", text.split("\nOptions:\n")[1], re.MULTILINE)
-    return {name: rest for names, rest in entries for name in names.split(",")}
+    """Names, value and meaning of the options in --help: {name: (value, meaning)}"""
+    options = {}
+    joined = re.sub(r"\n {20,}", " ", text)
+    for names, value, meaning in re.findall(r"^ {2,6}(-[^\s,]+(?:, --\S+)?)(?: (\S+))?  +(.*)$", joined, re.MULTILINE):
+        options.update({name: (value, meaning) for name in names.split(", ")})
+    return options
 
 
 def commands_of(text):
-    listed = text.split("\nSubcommands:\n")[1].split("\n\n")[0]
+    listed = text.split("\nCommands:\n")[1].split("\n\n")[0]
     return re.findall(r"^  (\w\S*)", listed, re.MULTILINE)
+
+
+def choices_of(meaning):
+    """The words of "Colours: auto (default), always or never"; none where the meaning is no such list."""
+    listed = meaning.replace(" (default)", "").split(": ")[-1]
+    match = re.fullmatch(r"((?:[\w-]+, )*[\w-]+) or ([\w-]+)", listed)
+    return [*match[1].split(", "), match[2]] if match else []
 
 
 class Check:
@@ -58,7 +68,8 @@ class Check:
         self.shell = shell
         self.jorn = jorn
         self.asked = 0
-        self.kinds = {"FILE", "PATH", "DIR"}
+        self.lists = 0
+        self.kinds = {"FILE", "PATH"}
         self.problems = []
 
     def expect(self, words, expected):
@@ -87,13 +98,13 @@ class Check:
 
     def values_of(self, command, options):
         """Expects the values that --help lists, and no file names where the value is not a file."""
-        for option, rest in options.items():
-            choices = re.match(r" [^ ]+:\{([^}]*)\}", rest)
-            kind = re.match(r" (?!Needs:|Excludes:)([A-Z][\w,|]*)(?:[:= ]|$)", rest)
+        for option, (value, meaning) in options.items():
+            choices = choices_of(meaning)
             if choices and option.startswith("--"):
-                self.expect([command, option, ""], choices[1].split(","))
-            elif kind and kind[1] not in self.kinds:
-                self.kinds.add(kind[1])
+                self.lists += 1
+                self.expect([command, option, ""], choices)
+            elif value and value not in self.kinds:
+                self.kinds.add(value)
                 self.expect_no_files([command, option, ""])
 
     def values(self):
@@ -107,6 +118,12 @@ class Check:
         self.expect(["count", "--since", "t"], {"today", "tomorrow"})
         self.expect(["repair", "--backup", ""], {"first", "second", "third"})
         self.expect(["show", "--rev"], {"--reverse"})
+        self.expect(["record", "--debug", ""], {str(level) for level in range(9)})
+        self.expect(["show", "--per-page", ""], set())
+        self.expect(["record", "--times", "i"], {"iso"})
+        self.expect(["count", "-o", ""], {"text", "json", "csv"})
+        if self.lists < 10:
+            self.problems.append(f"--help has only {self.lists} lists of values")
         self.expect(["help", ""], commands_of(help_of(self.jorn)))
 
 

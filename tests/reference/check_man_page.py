@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """Checks the manual page against the tool: check_man_page.py PAGE SOURCES JORN...
 
-Every option that a command's --help prints is in the section of that command and the other way round, every
-environment variable that SOURCES read is in ENVIRONMENT, and mandoc prints no warning.
+Every option that a command's --help prints is in the section of that command, in the same order, and the other way
+round, every environment variable that SOURCES read is in ENVIRONMENT, and mandoc prints no warning.
 """
 import pathlib
 import re
@@ -32,28 +32,31 @@ def section(lines, title):
 
 
 def names(line):
-    """The names of the options that a line begins with, `-n, --lines N` or `-n,--lines N`."""
-    match = re.match(r"\s+(-[^\s,]+(?:, ?-[^\s,]+)*)", line)
-    return re.split(", ?", match[1]) if match else []
+    """The names of the options that a line begins with, `  -n, --lines N`."""
+    match = re.match(r"\s+(-[^\s,]+(?:, --[^\s,]+)*)", line)
+    return match[1].split(", ") if match else []
 
 
 def options_of_page(lines):
-    return {name for line in lines if re.match(r" {5}--?\w", line) for name in names(line)}
+    """Those of the list, which ends with --help; a paragraph after it may begin with the name of an option."""
+    found = [name for line in lines if re.match(r" {5}--?\w", line) for name in names(line)]
+    return found[:found.index("--help") + 1]
 
 
 def options_of_help(text):
-    options = text.split("\nOptions:\n")[1]
-    return {name for line in options.split("\n") if re.match(r"  -", line) for name in names(line)}
+    return [name for line in text.split("\n") if re.match(r"  (-|    --)", line) for name in names(line)]
 
 
 def commands(text):
-    listed = text.split("\nSubcommands:\n")[1].split("\n\n")[0]
+    listed = text.split("\nCommands:\n")[1].split("\n\n")[0]
     return re.findall(r"^  (\w\S*)", listed, re.MULTILINE)
 
 
 def compare(what, page, tool):
-    problems = [f"{what}: {name} is missing in the page" for name in sorted(tool - page)]
-    problems += [f"{what}: {name} is no option of the tool" for name in sorted(page - tool)]
+    problems = [f"{what}: {name} is missing in the page" for name in sorted(set(tool) - set(page))]
+    problems += [f"{what}: {name} is no option of the tool" for name in sorted(set(page) - set(tool))]
+    if not problems and page != tool:
+        problems.append(f"{what}: the page has another order than --help: {page} and {tool}")
     return problems if tool else [f"{what}: --help tells no option"]
 
 

@@ -23,6 +23,7 @@ FOUNDATION = {"terminal", "system", "log", "query"}
 SHARED = FOUNDATION | {"live", "health", "output"}
 USES = {
     "terminal": set(),
+    "usage": {"terminal"},
     "system": {"terminal"},
     "log": {"terminal", "system"},
     "query": {"terminal", "system", "log"},
@@ -35,13 +36,13 @@ USES = {
     "export": SHARED | {"cursor"},
     "repair": SHARED,
     "merge": FOUNDATION,
-    "options": SHARED | {"merge"},
-    "commands": SHARED | {"import", "record", "export", "repair", "merge", "options"},
+    "options": SHARED | {"usage", "merge"},
+    "commands": SHARED | {"usage", "import", "record", "export", "repair", "merge", "options"},
 }
 
 # The main program, which is beside the folders, and the folders that it uses.
 MAIN = "main.cpp"
-MAIN_USES = {"commands", "options", "system", "terminal"}
+MAIN_USES = {"commands", "system", "usage"}
 
 # Where the module itself is run: for the device's pages, and to record.
 USES_MODULE = {"query", "record"}

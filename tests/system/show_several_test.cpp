@@ -116,14 +116,15 @@ TEST_F(ShowSeveralTest, Show_NamesOfLevelsAndSlots_AreEachLogsOwn) {
     EXPECT_EQ(printed({"show", "-o", "cat", "-s", "frame,3", "door", "gate"}), "door d2\ndoor d3\ngate g4\n");
     EXPECT_EQ(printed({"show", "-o", "cat", "-p", "fatal", "door", "gate"}), "gate g4\n");
     EXPECT_EQ(printed({"show", "-o", "cat", "-p", "fatal..1", "door", "gate"}), "gate g1\ngate g4\n");
-    EXPECT_EQ(printed({"show", "-o", "cat", "--level", "fatal,1", "door", "gate"}), "door d1\ngate g1\ngate g4\n");
+    EXPECT_EQ(printed({"show", "-o", "cat", "--level", "fatal,1", "door", "gate"}),
+              "door d1\ngate g1\ngate g4\n");
     EXPECT_EQ(printed({"count", "-s", "lock", "door"}).substr(0, 5), "level");
     expectError({"show", "-s", "window", "door", "gate"}, 2,
-                "jorn: slot 'window' is neither a number from 0 to 7 nor a name that is known here\n");
+                "jorn: slot 'window' is neither a number from 0 to 7 nor a known name\n");
     expectError({"show", "-s", "frame,window", "door", "gate"}, 2,
-                "jorn: slot 'window' is neither a number from 0 to 7 nor a name that is known here\n");
+                "jorn: slot 'window' is neither a number from 0 to 7 nor a known name\n");
     expectError({"show", "-p", "9", "door", "gate"}, 2,
-                "jorn: level '9' is neither a number from 0 to 3 nor a name that is known here\n");
+                "jorn: level '9' is neither a number from 0 to 3 nor a known name\n");
 }
 
 TEST_F(ShowSeveralTest, Show_WrongDirectories_ReportedAndTheOthersShown) {
@@ -192,7 +193,7 @@ TEST_F(ShowSeveralTest, Show_Damage_ReportedForEachLogAndHighestExitCode) {
     const Outcome run = jorn({"show", "-o", "cat", "gate", "empty", "door"});
     EXPECT_EQ(run.status, 3);
     EXPECT_EQ(run.out, "gate g1\ndoor d1\n");
-    EXPECT_THAT(run.err, ::testing::HasSubstr("jorn: note: door/0.csv: 1 line that is no item"));
+    EXPECT_THAT(run.err, ::testing::HasSubstr("jorn: note: door/0.csv: 1 line that is not an item"));
 }
 
 TEST_F(ShowSeveralTest, Show_MatchInOneOfThem_IsAMatch) {
@@ -225,7 +226,7 @@ TEST_F(ShowSeveralTest, Show_ManyItemsOnTerminal_PagerWithTheNewestOfAll) {
     const Outcome run = runOnTerminal({"show", "-o", "cat", path("odd"), path("even")}, setting);
     const std::vector<std::string> lines = linesOf(run.out);
     ASSERT_EQ(lines.size(), 1001U);
-    EXPECT_EQ(lines[0], "-- the newest 1,000 items; -n all shows the others, too --\r");
+    EXPECT_EQ(lines[0], "-- the newest 1,000 items; -n all shows the others too --\r");
     EXPECT_EQ(lines[1], "odd  501\r");
     EXPECT_EQ(lines[1000], "even 1500\r");
     EXPECT_EQ(

@@ -8,7 +8,6 @@
 #include <CLI/Config.hpp>
 #include <CLI/Error.hpp>
 #include <CLI/Formatter.hpp>
-#include <CLI/Option.hpp>
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -20,12 +19,26 @@
 #include <vector>
 
 #include "commands/commands.h"
-#include "options/log_options.h"
 #include "system/child_process.h"
 #include "system/failure.h"
-#include "terminal/likeness.h"
+#include "usage/help.h"
+#include "usage/usage_error.h"
 
 namespace {
+
+constexpr tool::HelpText kHelp = {"Record logs into rings of CSV files, and read them back",
+                                  "jorn COMMAND [OPTION]... DIR\n"
+                                  "jorn [OPTION]... DIR           the same as jorn show\n"
+                                  "jorn help [COMMAND]\n",
+                                  "  make 2>&1 | jorn record build-log          store what a program prints\n"
+                                  "  jorn build-log                             look at it\n"
+                                  "  jorn show -S yesterday -p 0 build-log      errors since yesterday\n",
+                                  "",
+                                  "  0  done\n"
+                                  "  1  nothing matches, when that was asked\n"
+                                  "  2  usage\n"
+                                  "  3  damage was found\n"
+                                  "  4  input or output failed\n"};
 
 /// The command that was given, for the hint to its help.
 std::string chosenCommand(const CLI::App &app) {
@@ -74,46 +87,12 @@ void addCommands(CLI::App *app, const std::string &chosen, int *exitCode, const 
     }
 }
 
-/// "; did you mean WORD?" where one of the words is alike enough.
-std::string guess(const std::string &word, const std::vector<std::string> &words) {
-    const std::string likely = tool::likeliest(word, words);
-    return likely.empty() ? "" : "; did you mean " + likely + "?";
-}
-
-std::string unknownCommand(const std::string &word) {
+std::string noCommand(const std::string &word) {
     std::vector<std::string> names = {"help"};
     for (const Command &command : kCommands) {
         names.emplace_back(command.name);
     }
-    return "unknown command: " + word + guess(word, names);
-}
-
-/// The long names of all options that the command line could have had.
-std::vector<std::string> longOptions(const std::vector<const CLI::App *> &apps) {
-    std::vector<std::string> names;
-    for (const CLI::App *const app : apps) {
-        for (const CLI::Option *const option : app->get_options()) {
-            for (const std::string &name : option->get_lnames()) {
-                names.push_back("--" + name);
-            }
-        }
-    }
-    return names;
-}
-
-/// `word` as it was given, perhaps with a value after "=".
-std::string unknownOption(const CLI::App &app, const std::string &word) {
-    std::vector<const CLI::App *> apps = {&app};
-    for (const CLI::App *const command : app.get_subcommands()) {
-        apps.push_back(command);
-    }
-    std::string likely;
-    if (tool::isNumericOption(word) && apps.back()->get_option_no_throw("-n") != nullptr) {
-        likely = "; did you mean -n " + word.substr(1) + "?";
-    } else if (word.compare(0, 2, "--") == 0) {
-        likely = guess(word.substr(0, word.find('=')), longOptions(apps));
-    }
-    return "unknown option: " + word + likely;
+    return tool::unknownCommand(word, names);
 }
 
 /// Whether a first word that is no command is the directory of the default command, or an option of it.
@@ -138,12 +117,13 @@ ToRun takeCommand(std::vector<std::string> *words) {
 
 /// `jorn help COMMAND` is `jorn COMMAND --help`.
 std::vector<std::string> helpWords(const std::vector<std::string> &words) {
-    if (words.size() > 1 && !isCommand(words[1])) {
-        tool::refuse(unknownCommand(words[1]));
+    if (words.size() == 1 || words[1] == "help") {
+        return {"--help"};
     }
-    std::vector<std::string> arguments(words.begin() + 1, words.end());
-    arguments.emplace_back("--help");
-    return arguments;
+    if (!isCommand(words[1])) {
+        tool::refuse(noCommand(words[1]));
+    }
+    return {words[1], "--help"};
 }
 
 /// The words with the command in front, where there is one; never none.
@@ -156,35 +136,6 @@ std::vector<std::string> argumentsOf(std::vector<std::string> words) {
         words.insert(words.begin(), "show");
     }
     return words;
-}
-
-/// An unset variable in a script must not silently drop a filter or change the target. Only a pattern may be
-/// empty: every text matches it.
-void refuseEmptyValues(CLI::App *app) {
-    const auto isGiven = [](const std::string &value) {
-        return std::string(value.empty() ? "the value is empty" : "");
-    };
-    for (CLI::App *const command : app->get_subcommands([](const CLI::App *) { return true; })) {
-        for (CLI::Option *const option :
-             command->get_options([](const CLI::Option *each) { return !each->check_lname("grep"); })) {
-            option->check(isGiven);
-        }
-    }
-}
-
-/// What is wrong with the command line. The parser takes the word after an unknown option for DIR, so it
-/// complains of surplus or missing words that are not at fault.
-std::string problemOf(const CLI::App &app, const CLI::ParseError &error) {
-    const std::vector<std::string> left = app.remaining(true);
-    const auto option = std::find_if(
-        left.begin(), left.end(), [](const std::string &word) { return word.size() > 1 && word[0] == '-'; });
-    const int code = error.get_exit_code();
-    if (code == static_cast<int>(tool::kUnknownOption)) {
-        return unknownOption(app, error.what());
-    }
-    const bool isOfWords = code == static_cast<int>(CLI::ExitCodes::ExtrasError) ||
-                           code == static_cast<int>(CLI::ExitCodes::RequiredError);
-    return isOfWords && option != left.end() ? unknownOption(app, *option) : error.what();
 }
 
 /// Prints what --help or --version asked for.
@@ -200,6 +151,11 @@ int answer(CLI::App *app, const CLI::Success &asked) {
 /// Runs the command that was chosen. Returns `exitCode` as the command left it, or `usageExit` if the words
 /// cannot be parsed.
 int parseAndRun(CLI::App *app, const int *exitCode, int usageExit, const std::vector<std::string> &words) {
+    if (words.front()[0] != '-' && !isCommand(words.front())) {
+        tool::printMessage(noCommand(words.front()));
+        tool::printMessage("see jorn --help");
+        return usageExit;
+    }
     // The parser takes the last one first.
     std::vector<std::string> arguments(words.rbegin(), words.rend());
     try {
@@ -207,8 +163,7 @@ int parseAndRun(CLI::App *app, const int *exitCode, int usageExit, const std::ve
     } catch (const CLI::Success &asked) {
         return answer(app, asked);
     } catch (const CLI::ParseError &error) {
-        const bool isUnknown = app->get_subcommands().empty() && words.front()[0] != '-';
-        tool::printMessage(isUnknown ? unknownCommand(words.front()) : problemOf(*app, error));
+        tool::printMessage(tool::problemOf(*app, error));
         tool::printMessage("see " + chosenCommand(*app) + " --help");
         return usageExit;
     }
@@ -229,21 +184,17 @@ void occupyStandardDescriptors() {
 int run(int argc, char **argv) {
     // A closed pipe is handled where it is written to.
     signal(SIGPIPE, SIG_IGN);
-    CLI::App app("Records logs into rings of CSV files, and reads them back.", "jorn");
-    app.set_version_flag("-V,--version", "jorn " JORN_VERSION);
+    CLI::App app;
+    tool::setHelp(&app, kHelp);
+    app.set_help_flag("-h,--help", "Print this help; jorn help COMMAND is of a command");
+    app.set_version_flag("-V,--version", "jorn " JORN_VERSION, "Print the version");
     app.require_subcommand(1);
-    app.footer(
-        "jorn DIR is short for jorn show DIR. jorn help COMMAND, or jorn COMMAND --help, has the options of "
-        "a\n"
-        "command, with examples.\n"
-        "Exit codes: 0 done, 1 no match where that was asked, 2 usage, 3 damage was found, 4 input or\n"
-        "output failed.");
     std::vector<std::string> words(argv + 1, argv + argc);
     const ToRun toRun = takeCommand(&words);
     words = argumentsOf(words);
     int exitCode = tool::kExitDone;
     addCommands(&app, words.front(), &exitCode, toRun);
-    refuseEmptyValues(&app);
+    tool::refuseDoubtfulValues(&app);
     return parseAndRun(&app, &exitCode, toRun ? tool::kExitOfRunner : tool::kExitUsage, words);
 }
 

@@ -17,26 +17,24 @@
 #include "system/failure.h"
 #include "terminal/counted.h"
 #include "terminal/escape.h"
+#include "usage/help.h"
 
 namespace tool {
 namespace {
 
-constexpr char kBrief[] = "Put all items of a log out of view";
-
-constexpr char kDetails[] =
-    "Does what the store does when it is told to clear a log: the log goes on with the file behind the "
-    "newest,\n"
-    "which begins with the item \"Log all cleared!\" of the debug level 3. No file is deleted. Where the\n"
-    "ring has come round, that file is the one with the oldest items, which are gone then; the other files\n"
-    "stay until the ring comes to them, and jorn repair --yes --oldest A --latest B DIR brings their\n"
-    "items back into view. On a terminal it asks first; elsewhere --yes is needed. A log that is being\n"
-    "recorded into is refused; a damaged one needs jorn repair first.\n\n"
-    "Examples:\n"
-    "  jorn clear DIR                  asks\n"
-    "  jorn clear --yes DIR            does not\n"
-    "  jorn clear --yes -o json DIR    tells the result to a program\n"
-    "Exit codes: 0 done, or nothing to clear; 2 usage, or not wanted; 3 damage found, nothing changed;\n"
-    "4 input or output failed, or a recorder has DIR.";
+constexpr HelpText kHelp = {
+    "Put all items of a log out of view", "jorn clear [OPTION]... DIR\n",
+    "  jorn clear DIR            ask, then do it\n"
+    "  jorn clear --yes DIR      do not ask\n",
+    "The log goes on with the file after the newest one, as when a device clears it, and "
+    "begins with the item \"Log all cleared!\". In a ring that has come round that file "
+    "holds the oldest items, which are gone then. The others stay in their files until "
+    "the ring comes to them.\n"
+    "jorn repair --yes --oldest A --latest B DIR brings back what is in the files.\n",
+    "  0  done, or nothing to clear\n"
+    "  2  usage, or not wanted\n"
+    "  3  damage was found, nothing was changed\n"
+    "  4  input or output failed, or a recorder has DIR\n"};
 
 struct ClearOptions {
     std::string directory;
@@ -47,7 +45,7 @@ struct ClearOptions {
 
 std::string itemsText(uint64_t count) { return counted(count, "item", "items"); }
 
-/// Whether the user wants it. Throws Failure where there is no user to ask.
+/// Asks the user unless --yes was given. Throws Failure when there is no user to ask.
 bool isWanted(const ClearOptions &options, const ClearingPlan &plan) {
     if (options.isMeant) {
         return true;
@@ -55,7 +53,7 @@ bool isWanted(const ClearOptions &options, const ClearingPlan &plan) {
     if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
         refuse(options.directory + ": nothing was changed; --yes clears it without asking");
     }
-    // In one piece, as the answer may be typed while it is being written.
+    // Written in one piece, since the answer may be typed while the question is being written.
     std::cerr << "Clear " + itemsText(plan.items) + " of " + escaped(options.directory) + "? [y/N] ";
     std::string answer;
     std::getline(std::cin, answer);
@@ -112,14 +110,13 @@ int clear(const ClearOptions &options) {
 }  // namespace
 
 void addClearCommand(CLI::App *app, int *exitCode) {
-    CLI::App *const command = app->add_subcommand("clear", kBrief);
+    CLI::App *const command = addCommand(app, "clear", kHelp);
     const auto options = std::make_shared<ClearOptions>();
     addDirectoryOption(command, &options->directory);
+    beginGroup(command, "What is done");
     command->add_flag("--yes", options->isMeant, "Do not ask");
-    addFilesOption(command, &options->files,
-                   "Files of the ring, where the directory does not tell: 2 to 90; default: as for record");
+    addFilesOption(command, &options->files, "Files of the ring, 2 to 90, if DIR does not show it");
     addFormOption(command, &options->output, {"text", "json"});
-    command->footer(kDetails);
     command->callback([options, exitCode] { *exitCode = clear(*options); });
 }
 

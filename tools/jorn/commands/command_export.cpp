@@ -5,7 +5,6 @@
 
 #include <CLI/App.hpp>
 #include <CLI/Option.hpp>
-#include <CLI/Validators.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
@@ -14,6 +13,7 @@
 #include <utility>
 
 #include "commands/commands.h"
+#include "commands/cursor_options.h"
 #include "export/export_form.h"
 #include "export/export_sink.h"
 #include "export/form_sink.h"
@@ -33,45 +33,32 @@
 #include "terminal/counted.h"
 #include "terminal/escape.h"
 #include "terminal/progress_bar.h"
+#include "usage/help.h"
+#include "usage/option_kinds.h"
 
 namespace tool {
 namespace {
 
-constexpr char kBrief[] = "Pass items on to other programs: JSON Lines, CSV, syslog, SQLite";
-
-constexpr char kDetails[] =
-    "Writes every item that matches, the oldest first, of several logs one log after the other. A FILE\n"
-    "appears when it is complete, in one step; an export that fails or is interrupted leaves none, and an\n"
-    "older FILE as it was. DIR is not changed in any way, and may be recorded into at the same moment:\n"
-    "what is exported is what was there when the log's turn came. A log has the name of its directory; "
-    "where\n"
-    "several have the same, those of the directories above come before it: unit1/door and unit2/door.\n\n"
-    "With --device or --log, each item has members \"device\" and \"log\": columns of CSV and of a table,\n"
-    "parameters of a syslog message, which also has the device as its host unless --hostname is given.\n\n"
-    "With --cursor-file, only items are sent that have not arrived yet, and each bears members \"epoch\" "
-    "and\n"
-    "\"seq\", which with device and log make a key of its own: what is sent again after a transfer was "
-    "broken\n"
-    "off has the same key. A transfer is done when the FILE of --to, which must not exist yet, has its "
-    "name,\n"
-    "or when COMMAND ends with 0. An unfinished last line waits for its rest.\n\n"
-    "FORM, where -o is not given, is told by FILE's ending: .jsonl, .ndjson and .json; .csv; .syslog and\n"
-    ".log; .sqlite, .sqlite3 and .db. Without either it is jsonl.\n"
-    "  jsonl   as show -o json; of several logs each item tells its \"log\"\n"
-    "  csv     as show -o csv; of several logs with a last column \"log\"\n"
-    "  syslog  messages by RFC 5424; levels 0 to 3 are errors, warnings, information and debug messages,\n"
-    "          unless --severities has four other numbers for them\n"
-    "  sqlite  a database with a table of the log's name and a view NAME_readable; needs --to\n\n";
-
-constexpr char kExamples[] =
-    "\nExamples:\n"
+constexpr HelpText kHelp = {
+    "Pass items on to other programs: JSON Lines, CSV, syslog, SQLite",
+    "jorn export [OPTION]... DIR...\n"
+    "jorn export --cursor-file FILE --status [DIR]...\n",
     "  jorn export DIR > items.jsonl                    everything, as JSON Lines\n"
-    "  jorn export -S yesterday -p 1 --to new.csv DIR   levels 0 and 1 since yesterday\n"
-    "  jorn export --to fleet.db unit1/door unit2/gate  a database with the tables door and gate\n"
-    "  jorn export --cursor-file c --device unit1 --to new.jsonl DIR   what is new since the last time\n"
-    "  jorn export --cursor-file c --device unit1 --exec 'load.sh' --every 5s DIR\n"
-    "  jorn export --cursor-file c --status             how far each log has got\n"
-    "  jorn export -o syslog --hostname unit1 DIR | nc -q 0 collector 514\n";
+    "  jorn export --to all.db unit1/door unit2/gate    tables in a database\n"
+    "  jorn export -o syslog DIR | nc -q 0 collector 514\n"
+    "  jorn export --cursor-file c --exec load DIR      what is new, in batches\n",
+    "Without -o, FORM is that of FILE's ending: .jsonl, .ndjson, .json; .csv; .syslog, "
+    ".log; .sqlite, .sqlite3, .db; jsonl without --to. FILE gets its name when it is "
+    "complete; an export that fails or is interrupted leaves what was there.\n"
+    "With --cursor-file, items have members epoch and seq, which with device and log are the "
+    "key of an item, also when it is sent again. A batch is done when FILE of --to, which must "
+    "not exist yet, has its name, or when COMMAND ends with 0; else it is sent again.\n",
+    "  0  done\n"
+    "  1  nothing matches, when -g asked\n"
+    "  2  usage, or no log in DIR\n"
+    "  3  done, but damage was found: see jorn check\n"
+    "  4  input or output failed, or COMMAND did\n",
+    kFilterNotes};
 
 struct ExportOptions {
     FilterOptions filter;
@@ -96,101 +83,49 @@ struct ExportOptions {
 };
 
 void addSyslogOptions(CLI::App *command, ExportOptions *options) {
-    command->add_option("--facility", options->facility, "syslog: facility, a name or a number")
-        ->type_name("NAME")
-        ->capture_default_str();
+    command->add_option("--facility", options->facility, "syslog: name or number (default: local0)")
+        ->type_name("NAME");
     command
         ->add_option("--severities", options->severities,
-                     "syslog: severities of the levels 0 to 3, each 0 to 7")
-        ->type_name("A,B,C,D")
-        ->capture_default_str();
-    command
-        ->add_option("--hostname", options->hostName,
-                     "syslog: name of the machine that the log comes from; default: the device, else -")
+                     "syslog: those of the levels 0 to 3 (default: 3,4,6,7)")
+        ->type_name("A,B,C,D");
+    command->add_option("--hostname", options->hostName, "syslog: the host (default: the device, else -)")
         ->type_name("NAME");
 }
 
 void addOriginOptions(CLI::App *command, ExportOptions *options) {
+    beginGroup(command, "Where items come from");
     CLI::Option *const device =
-        command->add_option("--device", options->device, "Name of the device that the logs come from")
+        command->add_option("--device", options->device, "The device that the logs come from")
             ->type_name("NAME");
     command
         ->add_flag("--device-by-parent", options->isDeviceByParent,
-                   "The device of each log is the directory in which its own lies")
+                   "The device is the directory above the log's")
         ->excludes(device);
-    command->add_option("--log", options->log, "Name of the log, for one DIR; default: that of its directory")
-        ->type_name("NAME");
-}
-
-void addShippingOptions(CLI::App *command, ExportOptions *options) {
-    ShippingOptions *const shipping = &options->shipping;
-    CLI::Option *const cursors =
-        command
-            ->add_option("--cursor-file", shipping->cursorFile,
-                         "Send only what is new, each item once; FILE keeps how far each log has got")
-            ->type_name("FILE");
-    CLI::Option *const exec =
-        command
-            ->add_option("--exec", shipping->command,
-                         "Command of the shell that takes each batch of items as its input and ends with 0 "
-                         "when it is stored")
-            ->type_name("COMMAND")
-            ->needs(cursors);
-    command->add_option("--batch", shipping->batch, "Items of a batch at most; default: 50000")
-        ->type_name("N")
-        ->check(CLI::Range(1, 10000000))
-        ->needs(exec);
-    command
-        ->add_option("--retries", shipping->retries,
-                     "How often a batch goes to COMMAND again that it did not take; default: 5")
-        ->type_name("N")
-        ->check(CLI::Range(0, 1000))
-        ->needs(exec);
-    command
-        ->add_option("--every", shipping->every,
-                     "Go on, and send what has come after each such time: 5s, 2m, 1h")
-        ->type_name("TIME")
-        ->needs(exec);
-    CLI::Option *const dry =
-        command->add_flag("--dry-run", shipping->isDry, "Print what would be sent; send nothing")
-            ->needs(cursors);
-    command
-        ->add_flag("--status", shipping->isStatus,
-                   "Print how far each log has got, of those in FILE or of each DIR")
-        ->needs(cursors)
-        ->excludes(dry);
+    command->add_option("--log", options->log, "The log's name (default: that of DIR)")->type_name("NAME");
 }
 
 void addOptions(CLI::App *command, ExportOptions *options) {
-    refuseNumbers(command->add_option("DIR", options->filter.directories, "Directories of the logs"));
-    std::vector<std::string> forms = exportFormNames();
-    forms.insert(forms.end(), {"text", "json"});
-    command->add_option("-o,--output", options->form, "Form of the output; of --status text or json")
-        ->type_name("FORM")
-        ->check(CLI::IsMember(forms));
-    command->add_option("--to", options->file, "File to write; default: standard output")->type_name("FILE");
-    command->add_flag("--force", options->mayReplace, "Replace FILE when it is there already");
+    addDirectoriesOption(command, &options->filter.directories)->required(false);
     addQuestionOptions(command, &options->filter);
-    command->add_option("--table", options->table, "sqlite: name of the table, for one DIR")
+    beginGroup(command, kFormGroup);
+    addChoiceOption(command, "-o,--output", &options->form, exportFormNames(), "")->type_name("FORM");
+    addNotationOptions(command, &options->filter);
+    command->add_option("--to", options->file, "Write to FILE, not to standard output")->type_name("FILE");
+    command->add_flag("--force", options->mayReplace, "Replace FILE if it is there");
+    command->add_option("--table", options->table, "sqlite: name of the table, of one DIR")
         ->type_name("NAME");
     addSyslogOptions(command, options);
     addOriginOptions(command, options);
-    addShippingOptions(command, options);
+    addCursorOptions(command, &options->shipping);
+    beginGroup(command, kOtherGroup);
     command->add_flag("--no-progress", options->isProgressOff, "Show no progress on the terminal");
     command->add_flag("-q,--quiet", options->isQuiet, "Show neither progress nor the number of items");
 }
 
 ExportForm chosenForm(const ExportOptions &options) {
-    if (options.shipping.isStatus) {
-        return ExportForm::JsonLines;
-    }
     if (!options.form.empty()) {
-        const std::optional<ExportForm> form = exportFormOf(options.form);
-        if (!form) {
-            refuse("-o " + options.form +
-                   " is for --status; items are exported as jsonl, csv, syslog or sqlite");
-        }
-        return *form;
+        return *exportFormOf(options.form);
     }
     if (!options.hasFile()) {
         return ExportForm::JsonLines;
@@ -232,39 +167,13 @@ void checkName(const char *option, const std::string &name) {
     }
 }
 
-/// Checks of an export with cursors.
-void checkShipping(const ExportOptions &options, ExportForm form) {
-    const ShippingOptions &shipping = options.shipping;
-    const bool isSending = !shipping.isDry && !shipping.isStatus;
-    if (isSending && shipping.command.empty() && !options.hasFile()) {
-        refuse(
-            "with --cursor-file, items go to --to FILE or --exec COMMAND: of standard output, nobody knows "
-            "whether its reader has stored them");
-    }
-    if (!shipping.command.empty() && options.hasFile()) {
-        refuse("items go to --to FILE or to --exec COMMAND, not to both");
-    }
-    if (!shipping.command.empty() && form == ExportForm::Sqlite) {
-        refuse("a database goes to a file; name one with --to");
-    }
-    if (options.mayReplace) {
-        refuse("--force: with --cursor-file, FILE must not exist yet: it may hold items that were sent");
-    }
-    if (!shipping.every.empty() && !parseInterval(shipping.every)) {
-        refuse("--every: '" + shipping.every + "' is no time such as 5s, 2m or 1h, of 24 hours at most");
-    }
-    if (shipping.isStatus && !options.form.empty() && options.form != "text" && options.form != "json") {
-        refuse("--status: -o is text or json");
-    }
-}
-
 /// Checks that depend on more than one option.
 void checkTogether(const ExportOptions &options, ExportForm form) {
     if (options.filter.directories.empty() && !options.shipping.isStatus) {
         refuse("DIR is required");
     }
     if (options.hasCursors()) {
-        checkShipping(options, form);
+        checkCursorOptions(options.shipping, {options.form, form, options.hasFile(), options.mayReplace});
     }
     if (form == ExportForm::Sqlite && !options.hasFile() && !options.shipping.isDry) {
         refuse("a database cannot go to standard output; name a file with --to");
@@ -289,7 +198,8 @@ struct Source {
     ItemOrigin origin;  ///< What items show of it.
 };
 
-/// Whether items need their log's name to distinguish several logs: tables and messages have one anyway.
+/// Whether items need their log's name to distinguish several logs. Tables and syslog messages have it
+/// anyway.
 bool isLogColumnNeeded(const ExportOptions &options) {
     const ExportForm form = chosenForm(options);
     return options.filter.directories.size() > 1 &&
@@ -548,10 +458,9 @@ int run(const ExportOptions &options) {
 }  // namespace
 
 void addExportCommand(CLI::App *app, int *exitCode) {
-    CLI::App *const command = app->add_subcommand("export", kBrief);
+    CLI::App *const command = addCommand(app, "export", kHelp);
     const auto options = std::make_shared<ExportOptions>();
     addOptions(command, options.get());
-    command->footer(std::string(kDetails) + kFilterHelp + kExamples + readExitHelp("-g"));
     command->callback([options, exitCode] { *exitCode = run(*options); });
 }
 

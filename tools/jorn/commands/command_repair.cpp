@@ -3,7 +3,6 @@
 
 #include <CLI/App.hpp>
 #include <CLI/Option.hpp>
-#include <CLI/Validators.hpp>
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -22,28 +21,24 @@
 #include "system/failure.h"
 #include "terminal/color.h"
 #include "terminal/escape.h"
+#include "usage/help.h"
+#include "usage/option_kinds.h"
 
 namespace tool {
 namespace {
 
-constexpr char kBrief[] = "Bring every item of a damaged log back into view";
-
-constexpr char kDetails[] =
-    "Finds the ring's oldest and newest file from the index, its backup or the items themselves,\n"
-    "closes gaps, takes out what hides items, and writes the index anew. No item is ever deleted.\n"
-    "Prints what it would do, and does it only with --yes. Then the log as it was is kept as\n"
-    "DIR.bak-TIME beside DIR or where --backup tells; for each file that lost lines, torn-N.txt in\n"
-    "it lists them. DIR and DIR.bak-TIME change places at one stroke, when all else is done: a cut\n"
-    "of the power leaves DIR as it was, or repaired. Nothing is changed where the evidence\n"
-    "contradicts itself, unless --oldest and --latest tell the ring. With -o json each line is one\n"
-    "JSON object with the keys type (\"step\" or \"summary\"), directory and what, or directory, steps,\n"
-    "repaired and, when that is true, backup.\n\n"
-    "Examples:\n"
-    "  jorn repair DIR                        what would be done\n"
-    "  jorn repair --yes DIR                  do it\n"
-    "  jorn repair --files 10 --oldest 4 --latest 3 --yes DIR\n"
-    "Exit codes: 0 nothing to do, or done; 2 usage; 3 something to do, or nothing that can be done\n"
-    "without more options; 4 input or output failed.";
+constexpr HelpText kHelp = {
+    "Bring every item of a damaged log back into view", "jorn repair [OPTION]... DIR\n",
+    "  jorn repair DIR          what would be done\n"
+    "  jorn repair --yes DIR    do it\n"
+    "  jorn repair --files 10 --oldest 4 --latest 3 --yes DIR\n",
+    "The order of the files is found from the index, its backup and the items. No item "
+    "is deleted, and the log as it was is kept as DIR.bak-TIME. Where the evidence "
+    "contradicts itself, nothing is changed until --oldest and --latest give the order.\n",
+    "  0  nothing to do, or done\n"
+    "  2  usage\n"
+    "  3  something to do, or nothing that can be done without more options\n"
+    "  4  input or output failed\n"};
 
 struct RepairOptions {
     std::string directory;
@@ -70,7 +65,7 @@ std::string formatStep(const RepairOptions &options, const std::string &step) {
     return escaped(options.directory) + ": " + step + "\n";
 }
 
-/// How it ended; as text, only what the steps do not show.
+/// The result; in the text form, only what the steps do not show.
 std::string formatResult(const RepairOptions &options, const RepairPlan &plan, const std::string &backup) {
     const bool isDone = !backup.empty();
     if (options.output.form == "json") {
@@ -133,7 +128,7 @@ int repair(const RepairOptions &options) {
     }
     RebuildOptions rebuild;
     rebuild.backup = options.backup.empty() ? defaultBackupPath(options.directory) : options.backup;
-    // Afterwards "." is the backup, and so is what was opened.
+    // The exchange makes "." the backup, and the opened directory too.
     const std::string log = std::filesystem::canonical(options.directory).string();
     rebuildDirectory(directory, diagnosis, plan, rebuild);
     print(formatResult(options, plan, rebuild.backup), "");
@@ -144,30 +139,30 @@ int repair(const RepairOptions &options) {
     return kExitDone;
 }
 
-void addPosition(CLI::App *command, const std::string &name, std::optional<int> *position,
-                 const std::string &meaning) {
-    command->add_option(name, *position, meaning)->type_name("N")->check(CLI::Range(0, JORN_CSV_NUM_MAX - 1));
+void addPositionOptions(CLI::App *command, RepairOptions *options) {
+    constexpr int kMost = JORN_CSV_NUM_MAX - 1;
+    CLI::Option *const oldest = addNumberOption(command, "--oldest", &options->oldest, 0, kMost,
+                                                "Number of the file with the oldest items");
+    CLI::Option *const latest = addNumberOption(command, "--latest", &options->latest, 0, kMost,
+                                                "Number of the file with the newest items");
+    oldest->needs(latest);
+    latest->needs(oldest);
 }
 
 }  // namespace
 
 void addRepairCommand(CLI::App *app, int *exitCode) {
-    CLI::App *const command = app->add_subcommand("repair", kBrief);
+    CLI::App *const command = addCommand(app, "repair", kHelp);
     const auto options = std::make_shared<RepairOptions>();
     addDirectoryOption(command, &options->directory);
+    beginGroup(command, "What is done");
     command->add_flag("--yes", options->isMeant, "Do it");
-    command->add_option("--backup", options->backup, "Keep the log as it was here; on the same medium as DIR")
+    command->add_option("--backup", options->backup, "Where to keep the log as it was, on DIR's medium")
         ->type_name("PATH");
-    addFilesOption(
-        command, &options->files,
-        "Files of the ring, 2 to 90; default: those that DIR/jorn.ring says, else the least that DIR needs");
-    addPosition(command, "--oldest", &options->oldest, "Number of the file with the oldest items");
-    addPosition(command, "--latest", &options->latest, "Number of the file with the newest items");
-    command->get_option("--oldest")->needs("--latest");
-    command->get_option("--latest")->needs("--oldest");
+    addFilesOption(command, &options->files, kRingFilesMeaning);
+    addPositionOptions(command, options.get());
     addFormOption(command, &options->output, {"text", "json"});
     addTerminalOptions(command, &options->output);
-    command->footer(kDetails);
     command->callback([options, exitCode] { *exitCode = repair(*options); });
 }
 

@@ -4,7 +4,6 @@
 
 #include <CLI/App.hpp>
 #include <CLI/Option.hpp>
-#include <CLI/Validators.hpp>
 #include <algorithm>
 #include <iostream>
 #include <memory>
@@ -23,31 +22,25 @@
 #include "system/failure.h"
 #include "terminal/counted.h"
 #include "terminal/terminal.h"
+#include "usage/help.h"
+#include "usage/option_kinds.h"
 
 namespace tool {
 namespace {
 
-constexpr char kBrief[] = "Print items, oldest first (the default command)";
-
-constexpr char kDetails[] =
-    "Prints time, level, slot and text of every item that matches, the oldest first. On a terminal, without\n"
-    "-n, -r and --no-pager, a pager opens at the end of the newest 1,000: JORN_PAGER, PAGER or less. "
-    "Control\n"
-    "characters and bytes that are no UTF-8 are shown there as \\xNN. DIR is not changed in any way, and "
-    "may\n"
-    "be recorded into at the same moment: what the store has not written out yet is not seen. The items go\n"
-    "to standard output, all else to standard error.\n\n"
-    "Several logs are shown together, by time; each keeps its own order, even where its clock was put back,\n"
-    "and has its name in front of its lines. -A, -B and -C mean neighbours in the same log.\n\n";
-
-constexpr char kExamples[] =
-    "\nExamples:\n"
-    "  jorn DIR                                    on a terminal the end of it, else everything\n"
-    "  jorn show -n 20 DIR                         the newest 20 items\n"
-    "  jorn show -S yesterday -p 0 DIR             level 0 since yesterday\n"
-    "  jorn show -g 'door|gate' -s 5 -o json DIR   items of slot 5 with either word\n"
-    "  jorn show -n 20 unit1/door unit2/door       the newest 20 items of both\n"
-    "  jorn show --page -1 --per-page 10 DIR       the oldest items, as the device pages them\n";
+constexpr HelpText kHelp = {"Print items, oldest first (the default command)",
+                            "jorn show [OPTION]... DIR...\n"
+                            "jorn [OPTION]... DIR...\n",
+                            "  jorn DIR                              all items; on a terminal, their end\n"
+                            "  jorn show -n 20 door gate             the newest 20 of two logs, by time\n"
+                            "  jorn show -S yesterday -p 0 DIR       errors since yesterday\n"
+                            "  jorn show -i -g 'door|gate' -C 3 DIR  matches, each with what was around it\n",
+                            "On a terminal, without -n, -r and --no-pager, a pager opens at the end of the "
+                            "newest 1,000 items. Items go to standard output, all else to standard error.\n"
+                            "Several logs are merged by time; each keeps its own order, even where its clock "
+                            "was put back, and its name is in front of its lines.\n",
+                            kReadExitCodes,
+                            kFilterNotes};
 
 /// Up to this many items are held in memory, so that a question can be repeated when a writer moves on; more
 /// are printed as they are found.
@@ -71,46 +64,54 @@ struct ShowOptions {
     ContextSize context;
 };
 
-std::string refuseZero(const std::string &page) {
-    return page == "0" ? "pages count from 1, or -1 for the last one" : "";
+constexpr char kOrderGroup[] = "Order, following and pages";
+
+std::string checkPage(const std::string &page) {
+    const bool isNumber = numberBetween(INT32_MIN, INT32_MAX)(page).empty();
+    return isNumber && std::stol(page) != 0 ? ""
+                                            : "'" + page + "' is not a page: 1 is the newest, -1 the oldest";
 }
 
 void addPageOptions(CLI::App *command, ShowOptions *options, const std::vector<CLI::Option *> &others) {
+    beginGroup(command, kOrderGroup);
     CLI::Option *const page =
-        command->add_option("--page", options->page,
-                            "A page as the device shows it, newest first; 1 is the newest, -1 the oldest");
-    page->type_name("P")->check(refuseZero);
-    command->add_option("--per-page", options->perPage, "Items a page, 1 to 20")
-        ->type_name("N")
-        ->capture_default_str()
-        ->check(CLI::Range(1, JORN_REQUIRE_PAGE_MAX))
+        command->add_option("--page", options->page, "A page as a device shows it: 1 newest, -1 oldest");
+    page->type_name("P")->check(checkPage);
+    addNumberOption(command, "--per-page", &options->perPage, 1, JORN_REQUIRE_PAGE_MAX,
+                    "Items a page, 1 to 20 (default: 20)")
         ->needs(page);
     for (CLI::Option *const other : others) {
         page->excludes(other);
     }
 }
 
-void addOptions(CLI::App *command, ShowOptions *options) {
-    addFilterOptions(command, &options->filter);
-    CLI::Option *const newest =
-        addNewestOption(command, &options->newest, "The newest N items that match; all is the default");
-    CLI::Option *const reverse =
-        command->add_flag("-r,--reverse", options->isNewestFirst, "The newest items first");
+/// Returns the options that a page cannot have.
+std::vector<CLI::Option *> addOrderOptions(CLI::App *command, ShowOptions *options) {
+    beginGroup(command, kOrderGroup);
+    CLI::Option *const reverse = command->add_flag("-r,--reverse", options->isNewestFirst, "Newest first");
     CLI::Option *const end =
-        command
-            ->add_flag("-e,--pager-end", options->isAtEnd,
-                       "Open the pager at the end; without -n, of the newest 1,000 items")
-            ->excludes(reverse);
+        command->add_flag("-e,--pager-end", options->isAtEnd, "Open the pager at the end")->excludes(reverse);
     CLI::Option *const follow =
         command->add_flag("-f,--follow", options->isFollowed, "Go on with new items: see jorn follow")
             ->excludes(reverse)
             ->excludes(end);
-    addPollOption(command, &options->isPolling)->needs(follow);
+    addPollOption(command, &options->isPolling, "With -f: look twice a second")->needs(follow);
+    return {reverse, end, follow};
+}
+
+void addOptions(CLI::App *command, ShowOptions *options) {
+    addFilterOptions(command, &options->filter);
     addContextOptions(command, &options->context);
-    addPageOptions(command, options,
-                   {newest, reverse, end, follow, command->get_option("-A"), command->get_option("-B"),
-                    command->get_option("-C")});
+    CLI::Option *const newest =
+        addNewestOption(command, &options->newest, "The newest N that match, or all (default)");
+    std::vector<CLI::Option *> notOfPages = addOrderOptions(command, options);
+    for (const char *const name : {"-A", "-B", "-C"}) {
+        notOfPages.push_back(command->get_option(name));
+    }
+    notOfPages.push_back(newest);
+    addPageOptions(command, options, notOfPages);
     addFormOption(command, &options->output, itemFormNames());
+    addNotationOptions(command, &options->filter);
     addItemOutputOptions(command, &options->output);
 }
 
@@ -184,7 +185,8 @@ struct Shown {
     std::string footer;
 };
 
-/// Whether items fit the terminal, so that there is no end to go to: less would fill it up from above.
+/// Whether the items fit on the terminal. Going to their end would make less leave the lines above them
+/// empty.
 bool fitTerminal(Formatters formatters, const std::vector<MergedItem> &items) {
     const auto width = static_cast<size_t>(terminalWidth(STDOUT_FILENO));
     auto left = static_cast<size_t>(terminalHeight(STDOUT_FILENO));
@@ -226,7 +228,7 @@ Shown showPage(const ShowOptions &options, const LogSet &set) {
     return shown;
 }
 
-/// Does something with each log, read(log, end), as one that fails need not keep the others from being shown.
+/// Calls read(log, end) for each log; a log that fails does not keep the others from being shown.
 template <class Read>
 void readEach(const LogSet &set, Shown *shown, const Read &read) {
     for (size_t log = 0; log < set.logs.size(); ++log) {
@@ -238,7 +240,7 @@ void readEach(const LogSet &set, Shown *shown, const Read &read) {
     }
 }
 
-/// With `isTold`, says if there are more: the limit was not the user's.
+/// With `isTold`, prints a line if there are more: it was not the user who set the limit.
 Shown showNewest(const ShowOptions &options, const LogSet &set, size_t most, bool isTold) {
     Shown shown(set);
     std::vector<std::vector<Item>> newestOfEach(set.logs.size());
@@ -355,10 +357,9 @@ int run(const ShowOptions &options) {
 }  // namespace
 
 void addShowCommand(CLI::App *app, int *exitCode) {
-    CLI::App *const command = app->add_subcommand("show", kBrief);
+    CLI::App *const command = addCommand(app, "show", kHelp);
     const auto options = std::make_shared<ShowOptions>();
     addOptions(command, options.get());
-    command->footer(std::string(kDetails) + kFilterHelp + kExamples + readExitHelp());
     command->callback([options, exitCode] { *exitCode = run(*options); });
 }
 

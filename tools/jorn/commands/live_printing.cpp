@@ -40,7 +40,7 @@ public:
     }
 
 private:
-    /// False when a signal came, or no item could match any more, before there was a directory.
+    /// Returns false when a signal came, or no item could match any more, before the directory existed.
     bool waitForDirectory() {
         wasMissing_ = isMissing(onlyDirectory(options_.filter));
         if (!wasMissing_) {
@@ -66,7 +66,7 @@ private:
         }
         ItemFormatter formatter(itemStyleOf(options_.output, options_.filter, log));
         print(formatter.heading());
-        // In a log that was created only now, everything is new.
+        // In a log that has just been created, every item is new.
         const uint64_t newest = wasMissing_ ? kAllItems : options_.newest.value_or(kDefaultNewest);
         ContextWindow window(options_.context, [&](const Item &item, bool isApart) {
             return print(isApart ? formatter.gap() : "") && print(formatter.format(item));
@@ -115,7 +115,7 @@ private:
 
     bool print(const std::string &text) { return options_.filter.isQuiet || output_.write(text); }
 
-    /// Printed after the items that came before it.
+    /// Prints a note after the items that came before it.
     void note(const std::string &text) {
         output_.flush();
         printMessage("note: " + text);
@@ -147,9 +147,8 @@ private:
 
 }  // namespace
 
-CLI::Option *addPollOption(CLI::App *command, bool *isPolling) {
-    return command->add_flag("--poll", *isPolling,
-                             "Look for new items twice a second instead of waiting to be told");
+CLI::Option *addPollOption(CLI::App *command, bool *isPolling, const std::string &meaning) {
+    return command->add_flag("--poll", *isPolling, meaning);
 }
 
 int printLive(const LivePrintingOptions &options) { return LivePrinting(options).run(); }

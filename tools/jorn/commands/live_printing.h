@@ -22,7 +22,7 @@ struct LivePrintingOptions {
 };
 
 /// Adds --poll.
-CLI::Option *addPollOption(CLI::App *command, bool *isPolling);
+CLI::Option *addPollOption(CLI::App *command, bool *isPolling, const std::string &meaning);
 
 /// Prints items as they come, until there can be no more or a signal ends it. Returns the exit code. Throws
 /// Failure.

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// The number of files that a log's ring was made with. The store keeps it nowhere, and the files show it only
-// once the ring has come round; so a recorder leaves it in the directory, in the file "jorn.ring":
+// The size of a log's ring, in files. The store does not keep it, and the files show it only once the ring
+// has wrapped; so a recorder writes it to the file "jorn.ring" in the directory:
 //
 //   version:1
 //   files:20
 //
-// It never outweighs the files: a number that is too small for them is not gone by.
+// The files take precedence: a number that is too small for them is ignored.
 #ifndef JORN_TOOLS_RING_MEMORY_H
 #define JORN_TOOLS_RING_MEMORY_H
 
@@ -20,21 +20,22 @@ inline constexpr char kRingMemoryName[] = "jorn.ring";
 
 class RingMemory {
 public:
-    /// Reads the file; there may be none. Throws nothing: what cannot be read is a problem of its own.
+    /// Reads the file, if there is one. Does not throw: a file that cannot be read is reported by
+    /// problemFor().
     explicit RingMemory(const StoreDirectory &directory);
 
-    /// What it says; nothing where there is none, or it is of no use.
+    /// The size in the file; nothing when there is no file, or it cannot be used.
     const std::optional<int> &files() const { return files_; }
 
-    /// The same where the files and the index fit into such a ring.
+    /// The same if the files and the index fit a ring of that size, else nothing.
     std::optional<int> filesFor(int smallestRing) const;
 
-    /// Why it is not gone by, as a sentence about the file without its stop; empty where it is, or there is
-    /// none.
+    /// Why the file is ignored, as a predicate for its name ("is damaged"); empty when it is used, or does
+    /// not exist.
     std::string problemFor(int smallestRing) const;
 
-    /// Whether a size may be written in its place: it is missing, one that was written here, or damaged.
-    /// Anything else that bears the name is left alone.
+    /// Whether a new size may replace the file: it is missing, damaged, or was written by rememberRingSize().
+    /// Anything else of that name is left unchanged.
     bool mayBeReplaced() const { return mayBeReplaced_; }
 
 private:
@@ -45,11 +46,12 @@ private:
     bool mayBeReplaced_ = true;
 };
 
-/// The size that was asked for, else the one that is remembered, where neither a data file nor the index is
-/// beyond it. Throws Failure as lookAtAll().
+/// The requested size, else the remembered one if neither a data file nor the index exceeds it. Throws
+/// Failure, as lookAtAll() does.
 std::optional<int> hintedRingSize(const StoreDirectory &directory, std::optional<int> requested);
 
-/// Writes the file, whole or not at all, unless it says so already or may not be replaced. Throws Failure.
+/// Writes the file, whole or not at all, unless it holds that size already or may not be replaced. Throws
+/// Failure.
 void rememberRingSize(const StoreDirectory &directory, int files);
 
 }  // namespace tool

@@ -2,9 +2,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """Writes the manual page of the tool: make_man_page.py TEMPLATE PAGE JORN...
 
-JORN are the words that start the tool. What its --help tells about each command takes the place of @COMMANDS@ in
-the template, so that page and tool cannot differ. A paragraph that several commands print is told once, in the
-place of @SHARED@.
+JORN are the words that start the tool. What its --help prints for a command takes the place of a line @COMMAND@ in the
+template, in the same order, so that page and tool cannot differ; what the template has after that line is in the page
+only. A paragraph that several commands print appears once, in the place of @SHARED@.
 """
 import pathlib
 import re
@@ -12,103 +12,52 @@ import subprocess
 import sys
 import textwrap
 
-# Where the meaning of an option begins; after a longer option it stands on a line of its own.
-COLUMN = 30
-HEADING = re.compile(r"[A-Z][\w ]*:$")
+ENTRY = re.compile(r" {2,6}(-[^\s,]+(?:, --\S+)?)(?: (\S+))?  +(.*)$")
+CONTINUED = re.compile(r" {20,}(.*)$")
 
 
 class Option:
-    """An option as a line of --help tells it: names, value, relations to others, meaning."""
+    """An option as --help prints it: names, value, meaning."""
 
-    def __init__(self, head, text):
-        match = re.match(r"(?P<names>-\S+)(?: (?P<value>.*))?$", head)
-        if not match:
-            raise ValueError(f"no option: {head}")
-        self.names = match["names"].split(",")
-        self.meaning = text
-        value = match["value"] or ""
-        value, self.excludes = relation(value, "Excludes")
-        value, self.needs = relation(value, "Needs")
-        value = re.sub(r" (\.\.\.|REQUIRED|\(Env:\S+\))", "", value)
-        value, _, self.default = value.partition("=")
-        value, _, self.choices = value.partition(":{")
-        self.choices = self.choices.rstrip("}").split(",") if self.choices else []
-        self.value = value.split(":")[0].split(" in [")[0]
-        if " " in self.value:
-            raise ValueError(f"cannot tell option and meaning apart: {head} {text}")
+    def __init__(self, names, value, meaning):
+        self.names = names.split(", ")
+        self.value = value
+        self.meaning = meaning
 
 
-class Command:
-    """A command as its --help tells it."""
+class Help:
+    """What --help prints: usage, brief, and then titled lists and paragraphs."""
 
-    def __init__(self, name, text):
-        self.name = name
-        self.options = []
-        self.positionals = []
-        lines = text.rstrip("\n").split("\n")
-        self.brief = lines[0]
-        rest = self.read_entries(lines[2:])
-        self.paragraphs, self.examples, self.exit_codes = read_details(rest)
+    def __init__(self, text):
+        head, self.brief, *blocks = text.rstrip("\n").split("\n\n")
+        self.brief = self.brief.rstrip(".")
+        self.usage = [line[len("Usage: "):] for line in head.split("\n")]
+        self.lists = {}
+        self.groups = {}
+        self.paragraphs = []
+        for block in blocks:
+            self.take(block)
 
-    def read_entries(self, lines):
-        """Reads the lists of positionals, options and commands. Gives the lines behind them."""
-        where = 0
-        while where < len(lines):
-            if not lines[where]:
-                where += 1
-            elif HEADING.match(lines[where]) and is_list(lines, where):
-                where = self.read_list(lines, where)
-            else:
-                break
-        return lines[where:]
-
-    def read_list(self, lines, heading):
-        where = heading + 1
-        while where < len(lines) and lines[where].startswith("  "):
-            head, text = lines[where][:COLUMN].strip(), lines[where][COLUMN:]
-            where += 1
-            if where < len(lines) and lines[where].startswith(" " * COLUMN):
-                head, text = lines[where - 1].strip(), lines[where][COLUMN:]
-                where += 1
-            self.add(lines[heading], head, text)
-        return where
-
-    def add(self, heading, head, text):
-        if head.startswith("-"):
-            self.options.append(Option(head, text))
-        elif heading == "Positionals:":
-            self.positionals.append((head.split(" ")[0], " ..." in head, text))
-
-
-def is_list(lines, heading):
-    return lines[heading] in ("Positionals:", "Subcommands:") or lines[heading + 1].startswith("  -")
-
-
-def relation(value, word):
-    """Takes ' Needs: --a --b' off the end. The tool's library does not keep their order, so they get one."""
-    match = re.match(rf"(.*?) ?{word}:((?: -\S+)+)$", value)
-    return (match[1], sorted(match[2].split())) if match else (value, [])
-
-
-def read_details(lines):
-    """Splits what follows the options into paragraphs, examples and the sentence about exit codes."""
-    paragraphs, examples, exit_codes = [[]], [], []
-    target = None
-    for line in lines:
-        if line == "Examples:":
-            target = examples
-        elif line.startswith("Exit codes:"):
-            target = exit_codes
-            target.append(line)
-        elif target is not None and (target is exit_codes or line.startswith("  ")):
-            target.append(line)
-        elif line:
-            target = None
-            paragraphs[-1].append(line)
+    def take(self, block):
+        title, *lines = block.split("\n")
+        if not re.match(r"[A-Z][\w, ]*:$", title):
+            self.paragraphs.append(block)
+        elif ENTRY.match(lines[0]):
+            self.groups[title] = read_options(lines)
         else:
-            target = None
-            paragraphs.append([])
-    return ["\n".join(part) for part in paragraphs if part], examples, " ".join(exit_codes)
+            self.lists[title] = lines
+
+
+def read_options(lines):
+    options = []
+    for line in lines:
+        if entry := ENTRY.match(line):
+            options.append(Option(*entry.groups()))
+        elif continued := CONTINUED.match(line):
+            options[-1].meaning += " " + continued[1]
+        else:
+            raise ValueError(f"neither an option nor more of one: {line}")
+    return options
 
 
 def escape(text):
@@ -153,16 +102,7 @@ def flag(name):
 def option_item(option):
     names = " , ".join(flag(name) for name in option.names)
     value = f" Ar {escape(option.value)}" if option.value else ""
-    text = option.meaning.rstrip(".") + "."
-    if option.choices:
-        text += f" One of {', '.join(option.choices)}."
-    if option.default:
-        text += f" Default: {option.default}."
-    if option.needs:
-        text += f" Needs {', '.join(option.needs)}."
-    if option.excludes:
-        text += f" Not together with {', '.join(option.excludes)}."
-    return [f".It {names}{value}", *filled(text)]
+    return [f".It {names}{value}", *filled(option.meaning + ".")]
 
 
 def option_list(options):
@@ -172,26 +112,24 @@ def option_list(options):
     return [*out, ".El"]
 
 
-def synopsis(command):
-    out = [".Nm", f".Cm {command.name}", ".Op Ar option ..."]
-    return out + [f".Ar {name}{' ...' if repeats else ''}" for name, repeats, _ in command.positionals]
+def literal_list(title, lines):
+    return [".Pp", title, *literal(lines)] if lines else []
 
 
-def command_section(command, shared):
-    out = [f".Ss jorn {command.name}", ".Bd -ragged -compact", *synopsis(command), ".Ed", ".Pp"]
-    out += filled(command.brief + ".")
-    for text in command.paragraphs:
-        if text not in shared:
-            out += [".Pp", *paragraph(text)]
-    out += [".Pp", "Options:", *option_list(command.options)]
-    if command.examples:
-        out += [".Pp", "Examples:", *literal(command.examples)]
-    return out + ([".Pp", *filled(command.exit_codes)] if command.exit_codes else [])
+def command_section(name, text, shared):
+    out = [f".Ss jorn {name}", *literal(text.usage), ".Pp", *filled(text.brief + ".")]
+    out += literal_list("Examples:", text.lists.get("Examples:"))
+    for title, options in text.groups.items():
+        out += [".Pp", title, *option_list(options)]
+    for block in text.paragraphs:
+        if block not in shared:
+            out += [".Pp", *paragraph(block)]
+    return out + literal_list("Exit codes:", text.lists.get("Exit codes:"))
 
 
-def shared_paragraphs(commands):
-    every = [text for command in commands for text in command.paragraphs]
-    return list(dict.fromkeys(text for text in every if every.count(text) > 1))
+def shared_paragraphs(helps):
+    every = [block for text in helps for block in text.paragraphs]
+    return list(dict.fromkeys(block for block in every if every.count(block) > 1))
 
 
 def help_of(jorn, *words):
@@ -199,9 +137,12 @@ def help_of(jorn, *words):
     return answer.stdout
 
 
-def command_names(text):
-    listed = text.split("\nSubcommands:\n")[1].split("\n\n")[0]
-    return [line.split()[0] for line in listed.split("\n") if re.match(r"  \w", line)]
+def filled_in(template, parts):
+    """The template with a part in place of each mark; each mark is there once."""
+    marks = re.findall(r"^@(\w+)@$", template, re.MULTILINE)
+    if sorted(marks) != sorted(parts):
+        raise ValueError(f"the template has the marks {sorted(marks)}; the tool has {sorted(parts)}")
+    return re.sub(r"^@(\w+)@$", lambda mark: "\n".join(parts[mark[1]]), template, flags=re.MULTILINE)
 
 
 def main():
@@ -209,18 +150,13 @@ def main():
         print(__doc__, file=sys.stderr)
         return 2
     template, page, jorn = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]), sys.argv[3:]
-    top = help_of(jorn)
-    commands = [Command(name, help_of(jorn, name)) for name in command_names(top)]
-    shared = shared_paragraphs(commands)
-    parts = {
-        "@OPTIONS@": option_list(Command("", top).options),
-        "@COMMANDS@": [line for command in commands for line in command_section(command, shared)],
-        "@SHARED@": [line for text in shared for line in [*paragraph(text), ".Pp"]],
-    }
-    text = template.read_text(encoding="utf-8")
-    for mark, lines in parts.items():
-        text = text.replace(mark, "\n".join(lines))
-    page.write_text(text, encoding="utf-8")
+    top = Help(help_of(jorn))
+    helps = {name: Help(help_of(jorn, name)) for name in re.findall(r"^  (\w+)", "\n".join(top.lists["Commands:"]), re.MULTILINE)}
+    shared = shared_paragraphs(helps.values())
+    parts = {name: command_section(name, text, shared) for name, text in helps.items()}
+    parts["OPTIONS"] = option_list(top.groups["Options:"])
+    parts["SHARED"] = [line for block in shared for text in block.split("\n") for line in [*filled(text), ".Pp"]]
+    page.write_text(filled_in(template.read_text(encoding="utf-8"), parts), encoding="utf-8")
     return 0
 
 

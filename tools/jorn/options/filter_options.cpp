@@ -9,49 +9,37 @@
 #include "query/near_logs.h"
 #include "system/failure.h"
 #include "terminal/time_text.h"
+#include "usage/help.h"
 
 namespace tool {
 
-const char *const kFilterHelp =
-    "Times are 2026-11-21, 11-21, \"Nov 21\", today, yesterday, tomorrow, each with or without 06:47[:08]\n"
-    "and Z, UTC or +01:00 after it; 06:47 (today), now, -2h, -1h30m, +1h, \"2 days ago\", \"1 month ago\",\n"
-    "@SECONDS since 1970, or any time as jorn prints it. A date without a year is the latest that is not\n"
-    "after today. Times are local, with --utc UTC. --until DATE includes that day. Items of all levels are\n"
-    "meant unless -p or --level says otherwise: -p 1 is level 1 and below, -p 1..2 these two, --level 2\n"
-    "that one. Levels and slots may be given by name when --names FILE or a file jorn.names in DIR has any:\n"
-    "  [levels]\n"
-    "  0 = error\n"
-    "  [slots]\n"
-    "  5 = door\n"
-    "REGEX is searched for in the text, in the syntax of RE2; bytes that are no UTF-8 match no character.\n";
-
 namespace {
 
+void addPatternOptions(CLI::App *command, FilterOptions *options) {
+    CLI::Option *const pattern =
+        command->add_option("-g,--grep", options->patterns, "Text matches; any of several (repeatable)")
+            ->type_name("REGEX")
+            ->allow_extra_args(false);
+    command->add_flag("-i,--ignore-case", options->isCaseIgnored, "With -g: ignore case")->needs(pattern);
+    command->add_flag("-v,--invert-match", options->isInverted, "With -g: text does not match")
+        ->needs(pattern);
+}
+
 void addSelection(CLI::App *command, FilterOptions *options) {
-    command->add_option("-S,--since", options->since, "First time")->type_name("TIME");
-    command->add_option("-U,--until", options->until, "Last time")->type_name("TIME");
+    command->add_option("-S,--since", options->since, "From this time on")->type_name("TIME");
+    command->add_option("-U,--until", options->until, "Up to this time; of a day, up to its end")
+        ->type_name("TIME");
     CLI::Option *const priority =
-        command
-            ->add_option("-p", options->priority, "Items of this level and of lower ones, or of a span A..B")
+        command->add_option("-p", options->priority, "This level and more severe ones, or A..B")
             ->type_name("LEVEL");
-    command->add_option("--level", options->levels, "Items of exactly this level, 0 to 3, or of several: A,B")
+    command->add_option("--level", options->levels, "Just this level, or A,B (repeatable)")
         ->type_name("LEVEL")
         ->allow_extra_args(false)
         ->excludes(priority);
-    command->add_option("-s,--slot", options->slots, "Items of this slot, 0 to 7, or of several: A,B")
+    command->add_option("-s,--slot", options->slots, "This slot, or A,B (repeatable)")
         ->type_name("SLOT")
         ->allow_extra_args(false);
-    CLI::Option *const pattern =
-        command
-            ->add_option("-g,--grep", options->patterns,
-                         "Items in whose text the expression is found; of several, any of them")
-            ->type_name("REGEX")
-            ->allow_extra_args(false);
-    command->add_flag("-i,--ignore-case", options->isCaseIgnored, "With --grep: case does not matter")
-        ->needs(pattern);
-    command
-        ->add_flag("-v,--invert-match", options->isInverted, "With --grep: items in whose text none is found")
-        ->needs(pattern);
+    addPatternOptions(command, options);
 }
 
 /// The values, which were given one by one or several separated by commas. None is empty.
@@ -141,7 +129,7 @@ std::shared_ptr<const RE2> parsePattern(const FilterOptions &options) {
         if (!pattern.ok()) {
             refuse("--grep: '" + each + "' is not a regular expression: " + pattern.error());
         }
-        // A word stays one, which is found much faster than an expression.
+        // A plain word is left as it is: it is found much faster than an expression.
         const bool isPlain = each.find_first_of("\\^$.?*+()[]{}") == std::string::npos;
         anyOfThem += std::string(&each == &options.patterns.front() ? "" : "|") +
                      (isPlain ? each : "(?:" + each + ")");
@@ -178,8 +166,8 @@ ItemFilter parseFilter(const FilterOptions &options, const Names &names, time_t 
     return filter;
 }
 
-/// A bad file that the user named is the user's error; one that lies in the directory keeps nobody from
-/// anything.
+/// A bad file that the user named is an error; one found in the directory must not keep anyone from reading
+/// the log, and only causes a note.
 Names findNames(const FilterOptions &options, const StoreDirectory &directory,
                 std::vector<std::string> *notes) {
     if (!options.namesFile.empty()) {
@@ -198,16 +186,22 @@ Names findNames(const FilterOptions &options, const StoreDirectory &directory,
 void addFilterOptions(CLI::App *command, FilterOptions *options) {
     addDirectoriesOption(command, &options->directories);
     addQuestionOptions(command, options);
-    command->add_flag("-q,--quiet", options->isQuiet, "Print no items; exit with 0 when any match, else 1");
+    command->add_flag("-q,--quiet", options->isQuiet, "Print no items; exit code 0 if any match, else 1");
 }
 
 void addQuestionOptions(CLI::App *command, FilterOptions *options) {
+    beginGroup(command, kItemsGroup);
     addSelection(command, options);
-    command->add_option("--names", options->namesFile, "File with the names of levels and slots")
+    beginGroup(command, kOtherGroup);
+    command->add_option("--names", options->namesFile, "Names of levels and slots (default: DIR/jorn.names)")
         ->type_name("FILE");
-    command->add_flag("--numbers", options->isNumbers, "Show numbers where there are names");
-    command->add_flag("--utc", options->isUtc, "Read and print times in UTC instead of local time");
-    addFilesOption(command, &options->files, "Files of the ring, where the directory does not tell: 2 to 90");
+    addFilesOption(command, &options->files, "Files of the ring, 2 to 90, if DIR does not show it");
+}
+
+void addNotationOptions(CLI::App *command, FilterOptions *options) {
+    beginGroup(command, kFormGroup);
+    command->add_flag("--utc", options->isUtc, "Times in UTC, as read and as printed");
+    command->add_flag("--numbers", options->isNumbers, "Levels and slots as numbers, not names");
 }
 
 const std::string &onlyDirectory(const FilterOptions &options) {

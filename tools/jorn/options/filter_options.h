@@ -38,10 +38,14 @@ void addFilterOptions(CLI::App *command, FilterOptions *options);
 /// The same without DIR and --quiet, for commands that give them another meaning.
 void addQuestionOptions(CLI::App *command, FilterOptions *options);
 
-/// Of a command that reads one log at a time. Throws Failure where there are more.
+/// Adds the options that say how times, levels and slots are written, to the group of the others about the
+/// output.
+void addNotationOptions(CLI::App *command, FilterOptions *options);
+
+/// The directory of a command that reads one log at a time. Throws Failure when several are given.
 const std::string &onlyDirectory(const FilterOptions &options);
 
-/// Names that the options use and a log has not: for each the reason to refuse it.
+/// For each name that the options use and a log does not have, the reason to refuse it.
 using UnknownNames = std::set<std::string>;
 
 /// Opens a directory and reads the names. With --utc, makes UTC the local time of the process first. Relative
@@ -50,12 +54,12 @@ using UnknownNames = std::set<std::string>;
 Question openQuestion(const FilterOptions &options, const std::string &directory, time_t now,
                       UnknownNames *unknown = nullptr);
 
-/// The same of a directory that is to be a log.
+/// The same, and throws Failure when the directory holds no log.
 Question openLogQuestion(const FilterOptions &options, const std::string &directory, time_t now,
                          UnknownNames *unknown = nullptr);
 
-/// Refuses what openQuestion() would refuse, where there is no directory yet. Gives the last time that items
-/// may have. Throws Failure.
+/// Refuses what openQuestion() would refuse, while the directory does not exist yet. Returns the latest time
+/// that items may have. Throws Failure.
 uint32_t checkFilter(const FilterOptions &options, time_t now, UnknownNames *unknown = nullptr);
 
 /// Exit code 1 is for scripts that asked whether there is a match: with --grep or --quiet.
@@ -63,8 +67,17 @@ inline bool isMatchAsked(const FilterOptions &options) {
     return options.isQuiet || !options.patterns.empty();
 }
 
-/// The part of a command's help that is the same for all.
-extern const char *const kFilterHelp;
+/// The notes in a command's help that are the same for all.
+inline constexpr char kFilterNotes[] =
+    "TIME is a day (2026-11-21, 11-21, \"Nov 21\", yesterday, today, tomorrow), with or without a time of "
+    "day "
+    "(06:47 or 06:47:08) after it; 06:47 of today, now, -2h, +1h, \"2 days ago\", \"1 month ago\", or "
+    "@SECONDS "
+    "since 1970. It is local time unless --utc, or UTC, Z or +01:00 after it, says otherwise.\n"
+    "LEVEL is 0 (error), 1 (warning), 2 (information) or 3 (debug), SLOT is 0 to 7; either may be a name "
+    "that "
+    "--names FILE or DIR/jorn.names gives it.\n"
+    "REGEX is a regular expression in the syntax of RE2.\n";
 
 }  // namespace tool
 

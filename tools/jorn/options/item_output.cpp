@@ -5,6 +5,8 @@
 
 #include "output/output.h"
 #include "terminal/color.h"
+#include "usage/help.h"
+#include "usage/option_kinds.h"
 
 namespace tool {
 namespace {
@@ -17,7 +19,7 @@ uint64_t parseNumberOfItems(const std::string &text) {
         return kAllItems;
     }
     if (error != std::errc() || end != last) {
-        throw CLI::ValidationError("-n", "'" + text + "' is neither a number nor 'all'");
+        throw CLI::ValidationError("--lines", "'" + text + "' is not a number or all");
     }
     return number;
 }
@@ -25,40 +27,34 @@ uint64_t parseNumberOfItems(const std::string &text) {
 }  // namespace
 
 CLI::Option *addNewestOption(CLI::App *command, std::optional<uint64_t> *newest, const std::string &meaning) {
+    beginGroup(command, kItemsGroup);
     return command
         ->add_option_function<std::string>(
             "-n,--lines", [newest](const std::string &text) { *newest = parseNumberOfItems(text); }, meaning)
-        ->type_name("N|all");
+        ->type_name("N");
 }
 
 void addContextOptions(CLI::App *command, ContextSize *context) {
-    constexpr size_t kMost = 10000;
+    constexpr int64_t kMost = 10000;
     const auto add = [&](const char *names, const std::function<void(size_t)> &set, const char *meaning) {
-        command
-            ->add_option_function<size_t>(
-                names,
-                [set, names](size_t number) {
-                    if (number > kMost) {
-                        throw CLI::ValidationError(names, "at most 10000 items");
-                    }
-                    set(number);
-                },
-                meaning)
+        command->add_option_function<size_t>(names, set, meaning)
             ->type_name("N")
+            ->check(numberBetween(0, kMost))
             ->needs(command->get_option("--grep"));
     };
+    beginGroup(command, kItemsGroup);
     add(
         "-A,--after-context", [context](size_t number) { context->after = number; },
-        "With --grep: N items after each match, too");
+        "With -g: N items after each match as well");
     add(
         "-B,--before-context", [context](size_t number) { context->before = number; },
-        "With --grep: N items before each match, too");
+        "With -g: N items before each match as well");
     add(
         "-C,--context",
         [context](size_t number) {
             *context = {number, number};
         },
-        "With --grep: both; -- stands between groups");
+        "With -g: N items on both sides of each match");
 }
 
 ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, const NamedLog &log) {

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "options/log_options.h"
 
-#include <CLI/Validators.hpp>
+#include <CLI/Error.hpp>
 
 #include "jorn.h"
+#include "usage/option_kinds.h"
+#include "usage/usage_error.h"
 
 namespace tool {
 
@@ -11,8 +13,11 @@ void addDirectoryOption(CLI::App *command, std::string *directory) {
     refuseNumbers(command->add_option("DIR", *directory, "Directory of the log")->required());
 }
 
-void addDirectoriesOption(CLI::App *command, std::vector<std::string> *directories) {
-    refuseNumbers(command->add_option("DIR", *directories, "Directories of the logs")->required());
+CLI::Option *addDirectoriesOption(CLI::App *command, std::vector<std::string> *directories) {
+    CLI::Option *const option =
+        command->add_option("DIR", *directories, "Directories of the logs")->required();
+    refuseNumbers(option);
+    return option;
 }
 
 void refuseNumbers(CLI::Option *directory) {
@@ -25,9 +30,7 @@ void refuseNumbers(CLI::Option *directory) {
 }
 
 void addFilesOption(CLI::App *command, std::optional<int> *files, const std::string &meaning) {
-    command->add_option("--files", *files, meaning)
-        ->type_name("N")
-        ->check(CLI::Range(JORN_CSV_NUM_MIN, JORN_CSV_NUM_MAX));
+    addNumberOption(command, "--files", files, JORN_CSV_NUM_MIN, JORN_CSV_NUM_MAX, meaning);
 }
 
 }  // namespace tool

@@ -6,10 +6,11 @@
 #include <unistd.h>
 
 #include <CLI/Option.hpp>
-#include <CLI/Validators.hpp>
 #include <sstream>
 
 #include "output/output.h"
+#include "usage/help.h"
+#include "usage/option_kinds.h"
 
 namespace tool {
 namespace {
@@ -35,28 +36,25 @@ bool isTerminalAble() {
 
 void addFormOption(CLI::App *command, OutputOptions *options, const std::vector<std::string> &forms) {
     options->form = forms.front();
-    command->add_option("-o,--output", options->form, "Form of the output")
-        ->type_name("FORM")
-        ->capture_default_str()
-        ->check(CLI::IsMember(forms));
+    beginGroup(command, kFormGroup);
+    addChoiceOption(command, "-o,--output", &options->form, forms, "")->type_name("FORM");
 }
 
 void addTerminalOptions(CLI::App *command, OutputOptions *options) {
+    beginGroup(command, kFormGroup);
     CLI::Option *const color =
-        command->add_option("--color", options->color, "Colours: auto (on a terminal), always or never")
-            ->type_name("WHEN")
-            ->capture_default_str()
-            ->check(CLI::IsMember({"auto", "always", "never"}));
+        addChoiceOption(command, "--color", &options->color, {"auto", "always", "never"}, "Colours")
+            ->type_name("WHEN");
     command
         ->add_flag_callback(
-            "--no-color", [options] { options->color = "never"; }, "As --color never")
+            "--no-color", [options] { options->color = "never"; }, "The same as --color never")
         ->excludes(color);
-    command->add_flag("--no-pager", options->isPagerOff, "On a terminal: do not start a pager");
+    command->add_flag("--no-pager", options->isPagerOff, "Do not start a pager on a terminal");
 }
 
 void addItemOutputOptions(CLI::App *command, OutputOptions *options) {
     addTerminalOptions(command, options);
-    command->add_flag("--escape", options->isEscaped, "Show control characters as \\xNN in any case");
+    command->add_flag("--escape", options->isEscaped, "Print control characters as \\xNN to files too");
 }
 
 bool isColored(const OutputOptions &options, bool isTerminal) {

@@ -7,11 +7,6 @@
 
 namespace tool {
 
-std::string readExitHelp(const std::string &question) {
-    return "Exit codes: 0 done; 1 nothing matches, when " + question +
-           " asked; 2 usage; 3 done, but damage was found;\n4 input or output failed.";
-}
-
 void ReadEnd::takeFrom(const RingView &view) {
     notes = view.notes();
     for (const std::string &text : view.damage().texts()) {

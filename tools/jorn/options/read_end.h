@@ -24,7 +24,7 @@ struct ReadEnd {
 
 /// Calls ask(view, damage) on a fresh view until no writer has removed items during the call. If the writer
 /// is too fast for that, returns the last answer, and the losses remain in `end`. `end` receives what there
-/// is to report on the view of the answer, and what was met in reading it. Throws Failure.
+/// is to report about the view that gave the answer, and about reading it. Throws Failure.
 template <class Ask>
 auto readStable(const Question &question, ReadEnd *end, const Ask &ask, Opening opening = Opening::AtOnce) {
     constexpr int kTries = 20;
@@ -46,8 +46,13 @@ int endReading(const FilterOptions &options, const Question &question, const Rea
 int endReading(const FilterOptions &options, const LogSet &set, const std::vector<ReadEnd> &ends,
                bool hasMatch);
 
-/// The exit codes, for help; `question` is what asks whether anything matches.
-std::string readExitHelp(const std::string &question = "-g or -q");
+/// The exit codes, for help.
+inline constexpr char kReadExitCodes[] =
+    "  0  done\n"
+    "  1  nothing matches, when -g or -q asked\n"
+    "  2  usage, or no log in DIR\n"
+    "  3  done, but damage was found: see jorn check\n"
+    "  4  input or output failed\n";
 
 }  // namespace tool
 
