@@ -84,6 +84,9 @@ Json jsonOf(const KnownFile &file) {
     json["items"] = file.sum.items;
     json["chain"] = hexOf(file.sum.chain, kLong);
     json["time"] = file.time;
+    if (file.isUnread) {
+        json["unread"] = true;
+    }
     json["numbers"] = Json::array();
     for (const NumberedSpan &span : file.numbered.spans()) {
         json["numbers"].push_back(jsonOf(span));
@@ -103,7 +106,7 @@ void requireConsistent(const KnownFile &file) {
     while (file.hasTail() && markAt(file.sum.items, marks) > 0) {
         ++marks;
     }
-    if (file.sum.items == 0 || !isKnown || marks != file.tail.marks.size()) {
+    if ((file.sum.items == 0 && !file.isUnread) || !isKnown || marks != file.tail.marks.size()) {
         throw BadText{"the hashes of a data file do not match its number of items"};
     }
 }
@@ -123,6 +126,7 @@ KnownFile fileIn(const Json &json, uint64_t highest) {
     file.number = json.at("file").get<int>();
     file.sum = {json.at("items").get<uint64_t>(), hexIn(json.at("chain").get<std::string>())};
     file.time = json.at("time").get<uint32_t>();
+    file.isUnread = json.value("unread", false);
     file.tail.last = hashesIn(json.value("last", ""));
     file.tail.marks = hashesIn(json.value("marks", ""));
     requireConsistent(file);

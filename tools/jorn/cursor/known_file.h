@@ -42,10 +42,11 @@ inline uint64_t markAt(uint64_t items, size_t number) {
 }
 
 struct KnownFile {
-    int number = -1;    ///< In the name that it had.
-    FileSum sum;        ///< Its first items; at least one.
-    uint32_t time = 0;  ///< Of the last of them.
-    FileTail tail;      ///< Empty where the file is closed for good.
+    int number = -1;        ///< In the name that it had.
+    FileSum sum;            ///< Its first items; at least one, unless it is unread.
+    uint32_t time = 0;      ///< Of the last of them.
+    FileTail tail;          ///< Empty where the file is closed for good.
+    bool isUnread = false;  ///< It could not be read to its end: there may be more.
     NumberedItems
         numbered;  ///< Those of them that have numbers. None where it only shows where the ring was.
 

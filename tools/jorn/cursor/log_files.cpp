@@ -73,11 +73,19 @@ bool LogFiles::isOvertaken() const {
                        [](const auto &known) { return known.second.end == FileEnd::Lost; });
 }
 
+bool LogFiles::isUnreadable(int number) {
+    const RingFile *const file = numbered(number);
+    return file != nullptr ? table(*file).end == FileEnd::Failed : exists(number);
+}
+
 std::vector<const RingFile *> LogFiles::unread() {
     std::vector<const RingFile *> files;
-    for (const auto &[number, table] : tables_) {
-        if (table.end == FileEnd::Failed) {
-            files.push_back(numbered(number));
+    for (int number = 0; number < jorn::kSurveySize; ++number) {
+        const RingFile *const file = exists(number) ? numbered(number) : nullptr;
+        const auto known = tables_.find(number);
+        const bool isFailed = known != tables_.end() && known->second.end == FileEnd::Failed;
+        if (isFailed || (file == nullptr && exists(number))) {
+            files.push_back(file);
         }
     }
     return files;

@@ -46,7 +46,11 @@ public:
     /// Whether the writer started a file afresh while this read it.
     bool isOvertaken() const;
 
-    /// The files that could not be read to their ends.
+    /// Whether there is a file of that number which cannot be read to its end.
+    bool isUnreadable(int number);
+
+    /// The files that could not be read to their ends, so far as that was tried; null for those that cannot
+    /// be opened.
     std::vector<const RingFile *> unread();
 
 private:

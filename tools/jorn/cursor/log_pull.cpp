@@ -143,7 +143,7 @@ void LogPull::updateNewer(const KnownFile &known) {
     const RingFile *const file = files_.numbered(known.number);
     const bool isAsItWas =
         file != nullptr && known.sum.items >= kProof && beginsWith(files_.table(*file).hashes, known.sum);
-    if (!isAsItWas) {
+    if (!isAsItWas && !files_.isUnreadable(known.number)) {
         noteGone(known);
         reached_.current().forget(known.number);
     }
@@ -205,7 +205,8 @@ void LogPull::chooseWalk(int newest) {
 /// A file before the newest known one has got no items since that was known.
 bool LogPull::isDone(int number, int newest) {
     const KnownFile *const known = reached_.current().file(number);
-    if (known == nullptr || !known->numbered.hasAny() || files_.age(number) <= files_.age(newest)) {
+    if (known == nullptr || known->isUnread || !known->numbered.hasAny() ||
+        files_.age(number) <= files_.age(newest)) {
         return false;
     }
     const RingFile *const file = files_.numbered(number);
@@ -308,7 +309,9 @@ void LogPull::noteGone(const KnownFile &known) {
 bool LogPull::noteUnread() {
     const std::vector<const RingFile *> unread = files_.unread();
     for (const RingFile *const file : unread) {
-        readLines(*file, 0, &damage_, [](const Line &) { return true; });
+        if (file != nullptr) {
+            readLines(*file, 0, &damage_, [](const Line &) { return true; });
+        }
     }
     return !unread.empty();
 }
@@ -324,14 +327,32 @@ void LogPull::run(const ItemFilter &filter, const std::function<bool(const Item 
             isOvertaken_ = true;
             return;
         }
-        isUnread_ = isUnread_ || end == FileEnd::Failed;
-        isWhole_ = end == FileEnd::Read && !isUnread_;
+        noteEnd(*file, end);
+        isWhole_ = end == FileEnd::Read && !hasUnread_;
     }
+}
+/// What could not be read is tried again in the next pull. Its items have no numbers yet; a gap of one shows
+/// where they are missing.
+void LogPull::noteEnd(const RingFile &file, FileEnd end) {
+    Numbering &numbering = reached_.current();
+    KnownFile *known = numbering.file(file.number);
+    if (end != FileEnd::Failed) {
+        if (known != nullptr) {
+            known->isUnread = false;
+        }
+        return;
+    }
+    known = known != nullptr ? known : numbering.fileAtEnd(file.number);
+    isUnread_ = isUnread_ || !std::exchange(known->isUnread, true);
+    hasUnread_ = true;
 }
 
 FileEnd LogPull::readFile(const RingFile &file, const std::function<bool(const Line &)> &take) {
     const KnownFile *const known = reached_.current().file(file.number);
     const uint64_t items = known != nullptr ? known->numbered.firstOpen() : 0;
+    if (items > 0 && files_.table(file).hashes.size() < items) {
+        return FileEnd::Failed;
+    }
     const uint64_t begin = items > 0 ? files_.table(file).offsetAfter(items) : 0;
     return readLines(file, begin, &damage_, [&](const Line &line) {
         if (!line.isItem()) {

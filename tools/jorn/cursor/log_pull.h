@@ -72,7 +72,7 @@ private:
     void adopt(const RingFile &file, const FileMatch &match);
     void chooseWalk(int newest);
     bool isDone(int number, int newest);
-
+    void noteEnd(const RingFile &file, FileEnd end);
     FileEnd readFile(const RingFile &file, const std::function<bool(const Line &)> &take);
     void beginTrack(const RingFile &file, uint64_t items);
     bool passOn(const Line &line, const ItemFilter &filter, const std::function<bool(const Item &)> &take);
@@ -92,6 +92,7 @@ private:
     const RingFile *tracked_ = nullptr;  ///< The file of the track.
     uint64_t badLines_ = 0;              ///< Since the last item.
     bool isUnread_ = false;              ///< Items of a file could not be read, and none came since.
+    bool hasUnread_ = false;             ///< Some file could not be read to its end.
     bool isMoved_ = false;
     bool isOvertaken_ = false;
     bool isWhole_ = false;  ///< All was read.

@@ -35,7 +35,7 @@ public:
         if (auto moved = findElsewhere()) {
             return moved;
         }
-        if (own != nullptr && files_.table(*own).end == FileEnd::Failed) {
+        if (files_.isUnreadable(newest_.number)) {
             return std::nullopt;
         }
         if (ownMatch && ownMatch->kind != Kind::Whole) {
@@ -110,19 +110,17 @@ private:
         }
         std::sort(closed.begin(), closed.end());
         return closed;
-    }
-
-    /// A closed file gets no more items, and is not deleted. One that cannot be read shows nothing.
+    }  /// A closed file gets no more items, and is not deleted. One that cannot be read shows nothing; of one
+       /// that
+    /// could not be read to its end, more may be there now.
     void weigh(const KnownFile &known, int number, Evidence *evidence) {
         const RingFile *const file = files_.numbered(number);
         const auto match = file != nullptr ? matchFile(known, files_.table(*file).hashes) : std::nullopt;
-        const bool isAsItWas =
-            match && match->kind <= Kind::Moved && match->items == files_.table(*file).hashes.size();
-        const bool isUnread =
-            file != nullptr ? files_.table(*file).end == FileEnd::Failed : files_.exists(number);
+        const bool isAsItWas = match && match->kind <= Kind::Moved &&
+                               (known.isUnread || match->items == files_.table(*file).hashes.size());
         if (isAsItWas) {
             evidence->agreeing += known.sum.items;
-        } else if (!isUnread) {
+        } else if (!files_.isUnreadable(number)) {
             evidence->differing += known.sum.items;
         }
     }
