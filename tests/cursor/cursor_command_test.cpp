@@ -298,6 +298,20 @@ TEST_F(CursorCommandTest, ClosedFileThatHasGotMoreItems_IsAnother) {
     EXPECT_THAT(got("b.csv"), HasSubstr(",x,u1,door,E,"));
 }
 
+TEST_F(CursorCommandTest, NewestFileThatCannotBeRead_HoldsTheLogBackUntilItCan) {
+    ASSERT_EQ(ship("--to a.csv").err, "3 items\n");
+    fs::rename(path("u1/door/0.csv"), path("aside"));
+    fs::create_directory(path("u1/door/0.csv"));
+    const Result run = ship("--to b.csv");
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, HasSubstr("u1/door/0.csv: cannot be read; new items wait until it can\n0 items\n"));
+    fs::remove(path("u1/door/0.csv"));
+    fs::rename(path("aside"), path("u1/door/0.csv"));
+    append("u1/door/0.csv", dataLine(3, "d"));
+    EXPECT_EQ(ship("--to c.csv").err, "1 item\n");
+    EXPECT_THAT(got("c.csv"), HasSubstr(",d,u1,door,E,4\n"));
+}
+
 TEST_F(CursorCommandTest, ItemsBeforeAClearing_AreSentThoughTheyAreOutOfView) {
     ASSERT_EQ(ship("--to a.csv").err, "3 items\n");
     append("u1/door/0.csv", dataLine(3, "d"));

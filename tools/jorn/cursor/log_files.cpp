@@ -78,19 +78,6 @@ bool LogFiles::isUnreadable(int number) {
     return file != nullptr ? table(*file).end == FileEnd::Failed : exists(number);
 }
 
-std::vector<const RingFile *> LogFiles::unread() {
-    std::vector<const RingFile *> files;
-    for (int number = 0; number < jorn::kSurveySize; ++number) {
-        const RingFile *const file = exists(number) ? numbered(number) : nullptr;
-        const auto known = tables_.find(number);
-        const bool isFailed = known != tables_.end() && known->second.end == FileEnd::Failed;
-        if (isFailed || (file == nullptr && exists(number))) {
-            files.push_back(file);
-        }
-    }
-    return files;
-}
-
 void LogFiles::openOutOfView() {
     if (std::exchange(hasOpenedAll_, true)) {
         return;

@@ -49,10 +49,6 @@ public:
     /// Whether there is a file of that number which cannot be read to its end.
     bool isUnreadable(int number);
 
-    /// The files that could not be read to their ends, so far as that was tried; null for those that cannot
-    /// be opened.
-    std::vector<const RingFile *> unread();
-
 private:
     void openOutOfView();
 

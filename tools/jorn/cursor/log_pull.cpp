@@ -305,15 +305,18 @@ void LogPull::noteGone(const KnownFile &known) {
     }
 }
 
-/// Whether files could not be read whole that were looked at.
+/// Whether files cannot be read that may show which log this is.
 bool LogPull::noteUnread() {
-    const std::vector<const RingFile *> unread = files_.unread();
-    for (const RingFile *const file : unread) {
-        if (file != nullptr) {
-            readLines(*file, 0, &damage_, [](const Line &) { return true; });
+    bool isAny = false;
+    for (int number = 0; number < jorn::kSurveySize; ++number) {
+        const bool isNeeded = files_.isInView(number) || reached_.current().file(number) != nullptr;
+        if (isNeeded && files_.isUnreadable(number)) {
+            const std::string path = files_.view().directory().pathOf(dataFileName(number));
+            damage_.addText(path + ": cannot be read; new items wait until it can");
+            isAny = true;
         }
     }
-    return !unread.empty();
+    return isAny;
 }
 
 void LogPull::run(const ItemFilter &filter, const std::function<bool(const Item &)> &take) {
