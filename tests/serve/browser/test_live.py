@@ -127,8 +127,26 @@ class LiveTest(LivePage):
         self.assertEqual(self.text_of("#total"), f"{sample.TOTAL + 1 + self.written} items")
         self.assert_whole()
 
+    def restart_with(self, *directories):
+        self.server.stop()
+        self.wait_state("broken")
+        self.server.directories = [str(directory) for directory in directories]
+        self.server.start()
+
+    def test_server_started_with_other_logs_shows_those(self):
+        self.scroll_rows(40)
+        wait_for(lambda: self.texts()[:1] == ["item 560"], "scrolled")
+        other = self.log([(sample.BEGIN + i, 2, 0, f"other {i}") for i in range(100)], "other")
+        self.restart_with(self.directory, other)
+        # One more log, the place in the list being the same.
+        wait_for(lambda: self.text_of("#total") == f"{sample.TOTAL + 1 + 101} items", "both logs are shown")
+        self.assertEqual(self.texts()[0], "item 560")
+        self.restart_with(other)
+        wait_for(lambda: self.text_of("#total") == "101 items", "the other log is shown")
+        self.assertTrue(all(text.startswith("other ") for text in self.texts()), self.texts())
+
     def is_expected(self, entry):
-        return "net::ERR_" in entry["message"]
+        return "net::ERR_" in entry["message"] or "status of 410" in entry["message"]
 
 
 class TwoLogsTest(PageTest):
