@@ -38,7 +38,9 @@ def names(line):
 
 
 def options_of_page(lines):
-    return [name for line in lines if re.match(r" {5}--?\w", line) for name in names(line)]
+    """Those of the list, which ends with --help; a paragraph after it may begin with the name of an option."""
+    found = [name for line in lines if re.match(r" {5}--?\w", line) for name in names(line)]
+    return found[:found.index("--help") + 1]
 
 
 def options_of_help(text):

@@ -67,10 +67,13 @@ TEST(MessageTest, TakeHandle_FieldFollowedByAComma_PutsANulInItsPlace) {
     Received received("12,x\n");
     EXPECT_EQ(received.line(), "x\n");
     EXPECT_EQ(received.bytes(5), "12\0x\n"s);
+    Received single("7,x\n");
+    EXPECT_EQ(single.line(), "x\n");
+    EXPECT_EQ(single.bytes(4), "7\0x\n"s);
 }
 
 TEST(MessageTest, TakeHandle_EveryShortField_IsTheNumberThatTheLibraryGives) {
-    constexpr char kAlphabet[] = "09-+ ,x";
+    constexpr char kAlphabet[] = "09-+ ,x:/";
     for (size_t length = 1; length <= 4; ++length) {
         EveryText fields(kAlphabet, sizeof kAlphabet - 1, length);
         do {

@@ -80,8 +80,8 @@ TEST_F(ShowTest, UnknownOption_IsNamedAndNothingElseBlamed) {
     EXPECT_EQ(jorn({"show", "--sicne", "today", "log"}).err,
               "jorn: unknown option: --sicne; did you mean --since?\njorn: see jorn show --help\n");
     EXPECT_EQ(jorn({"count", "-x"}).err, "jorn: unknown option: -x\njorn: see jorn count --help\n");
-    EXPECT_EQ(jorn({"check", "log", "log"}).err,
-              "jorn: unexpected argument: log\njorn: see jorn check --help\n");
+    EXPECT_EQ(jorn({"clear", "log", "log"}).err,
+              "jorn: unexpected argument: log\njorn: see jorn clear --help\n");
 }
 
 TEST_F(ShowTest, UnknownWords_TheLikeliestOneIsSuggested) {

@@ -145,7 +145,7 @@ TEST_F(UsageErrorTest, WrongNumberOfWords_WordIsNamed) {
         {{"show"}, "missing argument: DIR", "show"},
         {{"export"}, "missing argument: DIR", "export"},
         {{"record", "--split"}, "missing argument: DIR", "record"},
-        {{"check", "log", "log2"}, "unexpected argument: log2", "check"},
+        {{"clear", "log", "log2"}, "unexpected argument: log2", "clear"},
         {{"repair", "log", "a", "b"}, "unexpected arguments: a b", "repair"},
         {{"show", "log", "-n", "5", "-n", "6"}, "--lines is given more than once", "show"},
         {{"count", "log", "-S", "now", "--since=now"}, "--since is given more than once", "count"},

@@ -9,20 +9,24 @@
 
 #include "commands/commands.h"
 #include "options/filter_options.h"
+#include "options/log_set.h"
 #include "options/output_options.h"
 #include "options/read_end.h"
+#include "output/csv_text.h"
 #include "output/output.h"
 #include "query/item_query.h"
 #include "system/failure.h"
+#include "terminal/text_table.h"
 #include "usage/help.h"
 
 namespace tool {
 namespace {
 
 constexpr HelpText kHelp = {"Count items by level",
-                            "jorn count [OPTION]... DIR\n",
+                            "jorn count [OPTION]... DIR...\n",
                             "  jorn count DIR                           all items\n"
                             "  jorn count -S today -s 3 DIR             today's of slot 3\n"
+                            "  jorn count unit1/* unit2/*               each log, and all together\n"
                             "  jorn count -q -S -1h -p 0 DIR && alarm   any error in the last hour?\n",
                             "",
                             kReadExitCodes,
@@ -81,18 +85,26 @@ std::string formatTable(const std::vector<Row> &rows, uint64_t total) {
     return table + tableLine("total", width, std::to_string(total));
 }
 
-std::string formatCsv(const std::vector<Row> &rows, uint64_t total) {
-    std::string text = "level,level_name,items\n";
+/// The lines of a log without headings; `front` is what its name puts in front of each.
+std::string csvLines(const std::vector<Row> &rows, uint64_t total, const std::string &front) {
+    std::string text;
     for (const Row &row : rows) {
         const std::string level = row.level < 0 ? "other" : std::to_string(row.level);
-        text += level + "," + row.name + "," + std::to_string(row.items) + "\n";
+        text += front + level + "," + row.name + "," + std::to_string(row.items) + "\n";
     }
-    return text + "total,," + std::to_string(total) + "\n";
+    return text + front + "total,," + std::to_string(total) + "\n";
 }
 
-std::string formatJson(const std::vector<Row> &rows, uint64_t total) {
+std::string formatCsv(const std::vector<Row> &rows, uint64_t total) {
+    return "level,level_name,items\n" + csvLines(rows, total, "");
+}
+
+std::string formatJson(const std::vector<Row> &rows, uint64_t total, const std::string &log = "") {
     nlohmann::ordered_json levels = nlohmann::ordered_json::array();
     nlohmann::ordered_json object;
+    if (!log.empty()) {
+        object["log"] = log;
+    }
     for (const Row &row : rows) {
         if (row.level < 0) {
             object["other"] = row.items;
@@ -117,22 +129,119 @@ std::string formatAnswer(const std::string &form, const std::vector<Row> &rows, 
     return form == "csv" ? formatCsv(rows, total) : formatTable(rows, total);
 }
 
-int run(const CountOptions &options) {
-    const Question question = openLogQuestion(options.filter, onlyDirectory(options.filter), time(nullptr));
-    ReadEnd end;
-    const CountAnswer answer = readStable(question, &end, [&](const RingView &view, DamageLog *damage) {
+/// The count of one log.
+struct LogCount {
+    const NamedLog *log;
+    Tally tally;
+
+    std::vector<Row> rows() const { return rowsOf(tally, log->question); }
+};
+
+struct Counts {
+    std::vector<LogCount> logs;
+    uint64_t total = 0;
+};
+
+/// A row for each log and one for all, with a column for each level.
+std::string tableOfSeveral(const LogSet &set, const Counts &counts) {
+    const Names names = namesOfAll(set);
+    const LevelSet levels = levelsOfAny(set);
+    Tally all;
+    for (const LogCount &own : counts.logs) {
+        all.add(own.tally);
+    }
+    const auto row = [&](const std::string &label, const Tally &tally) {
+        std::vector<std::string> cells = {label};
+        for (int32_t level = 0; level < jorn::kLevelMax; ++level) {
+            if (levels.has(level)) {
+                cells.push_back(std::to_string(tally.levels[static_cast<size_t>(level)]));
+            }
+        }
+        if (all.others > 0) {
+            cells.push_back(std::to_string(tally.others));
+        }
+        cells.push_back(std::to_string(tally.total()));
+        return cells;
+    };
+    TableRows rows = {{"log"}};
+    for (int32_t level = 0; level < jorn::kLevelMax; ++level) {
+        if (levels.has(level)) {
+            const std::string *const name = names.levels.nameOf(level);
+            rows[0].push_back(name != nullptr ? *name : std::to_string(level));
+        }
+    }
+    if (all.others > 0) {
+        rows[0].emplace_back("other");
+    }
+    rows[0].emplace_back("total");
+    for (const LogCount &own : counts.logs) {
+        rows.push_back(row(own.log->name, own.tally));
+    }
+    rows.push_back(row("total", all));
+    std::string text;
+    for (const std::string &line : tableLines(rows)) {
+        text += line + "\n";
+    }
+    return text;
+}
+
+std::string csvOfSeveral(const Counts &counts) {
+    std::string text = "log,level,level_name,items\n";
+    for (const LogCount &own : counts.logs) {
+        text += csvLines(own.rows(), own.tally.total(), csvField(own.log->name) + ",");
+    }
+    return text + csvLines({}, counts.total, ",");
+}
+
+std::string jsonOfSeveral(const Counts &counts) {
+    std::string text;
+    for (const LogCount &own : counts.logs) {
+        text += formatJson(own.rows(), own.tally.total(), own.log->name);
+    }
+    return text + nlohmann::ordered_json({{"logs", counts.logs.size()}, {"total", counts.total}}).dump() +
+           "\n";
+}
+
+std::string formatCounts(const std::string &form, const LogSet &set, const Counts &counts) {
+    if (!set.isSeveral) {
+        return formatAnswer(form, counts.logs.front().rows(), counts.total);
+    }
+    if (form == "json") {
+        return jsonOfSeveral(counts);
+    }
+    return form == "csv" ? csvOfSeveral(counts) : tableOfSeveral(set, counts);
+}
+
+LogCount countLog(const CountOptions &options, const NamedLog &log, ReadEnd *end) {
+    const Question &question = log.question;
+    const CountAnswer answer = readStable(question, end, [&](const RingView &view, DamageLog *damage) {
         return countItems(view, question.filter, damage);
     });
-    const uint64_t total = answer.tally.total();
-    if (!options.filter.isQuiet) {
+    if (options.isExplained) {
+        printMessage((log.name.empty() ? "" : log.name + ": ") + answer.explanation());
+    }
+    return {&log, answer.tally};
+}
+
+int run(const CountOptions &options) {
+    const LogSet set = openLogs(options.filter, time(nullptr));
+    std::vector<ReadEnd> ends(set.logs.size());
+    Counts counts;
+    int exitCode = set.exitCode;
+    for (size_t log = 0; log < set.logs.size(); ++log) {
+        exitCode = std::max(exitCode, readOneOf(set.isSeveral, [&] {
+                                counts.logs.push_back(countLog(options, set.logs[log], &ends[log]));
+                                counts.total += counts.logs.back().tally.total();
+                                return kExitDone;
+                            }));
+    }
+    if (!options.filter.isQuiet && !counts.logs.empty()) {
         Output output;
-        output.write(formatAnswer(options.output.form, rowsOf(answer.tally, question), total));
+        output.write(formatCounts(options.output.form, set, counts));
         output.finish();
     }
-    if (options.isExplained) {
-        printMessage(answer.explanation());
-    }
-    return endReading(options.filter, question, end, total > 0);
+    return set.logs.empty() ? exitCode
+                            : std::max(exitCode, endReading(options.filter, set, ends, counts.total > 0));
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace {
 
 constexpr HelpText kHelp = {
     "Print items as they come",
-    "jorn follow [OPTION]... DIR\n",
+    "jorn follow [OPTION]... DIR...\n",
     "  jorn follow DIR                    the newest 10 items and what comes then\n"
     "  jorn follow -n 0 -p 1 DIR          just new errors and warnings\n"
     "  jorn follow -n 0 -q -g ready DIR   wait until an item says \"ready\"\n",

@@ -32,13 +32,13 @@ constexpr HelpText kHelp = {"Print items, oldest first (the default command)",
                             "jorn show [OPTION]... DIR...\n"
                             "jorn [OPTION]... DIR...\n",
                             "  jorn DIR                              all items; on a terminal, their end\n"
-                            "  jorn show -n 20 DIR                   the newest 20\n"
+                            "  jorn show -n 20 door gate             the newest 20 of two logs, by time\n"
                             "  jorn show -S yesterday -p 0 DIR       errors since yesterday\n"
-                            "  jorn show -n 20 DIR1 DIR2             the newest 20 of both\n"
                             "  jorn show -i -g 'door|gate' -C 3 DIR  matches, each with what was around it\n",
                             "On a terminal, without -n, -r and --no-pager, a pager opens at the end of the "
-                            "newest 1,000 items. Items go to standard output, all else to standard error. "
-                            "Several logs are merged by time, with their names in front.\n",
+                            "newest 1,000 items. Items go to standard output, all else to standard error.\n"
+                            "Several logs are merged by time; each keeps its own order, even where its clock "
+                            "was put back, and its name is in front of its lines.\n",
                             kReadExitCodes,
                             kFilterNotes};
 

@@ -65,6 +65,38 @@ LogSet openLogs(const FilterOptions &options, time_t now) {
     return set;
 }
 
+Names namesOfAll(const LogSet &set) {
+    Names common;
+    const auto addCommon = [&](NameTable Names::*table, int32_t limit) {
+        const NameTable &first = set.logs.front().question.shownNames().*table;
+        for (int32_t number = 0; number < limit; ++number) {
+            const std::string *const name = first.nameOf(number);
+            const bool isCommon =
+                name != nullptr && std::all_of(set.logs.begin(), set.logs.end(), [&](const NamedLog &log) {
+                    const std::string *const other = (log.question.shownNames().*table).nameOf(number);
+                    return other != nullptr && *other == *name;
+                });
+            if (isCommon) {
+                (common.*table).add(number, *name);
+            }
+        }
+    };
+    addCommon(&Names::levels, jorn::kLevelMax);
+    addCommon(&Names::slots, jorn::kSlotMax);
+    return common;
+}
+
+LevelSet levelsOfAny(const LogSet &set) {
+    LevelSet levels = LevelSet::none();
+    for (int32_t level = 0; level < jorn::kLevelMax; ++level) {
+        if (std::any_of(set.logs.begin(), set.logs.end(),
+                        [&](const NamedLog &log) { return log.question.filter.levels.has(level); })) {
+            levels.add(level);
+        }
+    }
+    return levels;
+}
+
 void refuseUnknownInAll(const std::vector<UnknownNames> &unknown) {
     for (const std::string &name : unknown.empty() ? UnknownNames() : unknown.front()) {
         if (std::all_of(unknown.begin(), unknown.end(),

@@ -34,6 +34,12 @@ LogSet openLogs(const FilterOptions &options, time_t now);
 /// Refuses a name that none of the logs knows: each has given those that it does not know. Throws Failure.
 void refuseUnknownInAll(const std::vector<UnknownNames> &unknown);
 
+/// The names for showing that all of them have alike.
+Names namesOfAll(const LogSet &set);
+
+/// The levels that the filter of any of them passes.
+LevelSet levelsOfAny(const LogSet &set);
+
 /// Does something with a log. Where it fails, and there are others, reports why and returns the exit code;
 /// otherwise returns what `read` returns.
 template <class Read>

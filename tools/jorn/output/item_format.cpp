@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "output/csv_text.h"
 #include "output/form_names.h"
 #include "output/json_text.h"
 #include "terminal/base64.h"
@@ -43,18 +44,6 @@ const char *colorOf(int32_t level) {
     constexpr std::array<const char *, 4> kColors = {kUrgent, kWarning, kCommon, kUnimportant};
     return level >= 0 && static_cast<size_t>(level) < kColors.size() ? kColors[static_cast<size_t>(level)]
                                                                      : kCommon;
-}
-
-/// The text as one field of a CSV line by RFC 4180: quoted where it must be.
-std::string csvField(const std::string &text) {
-    if (text.find_first_of(",\"\r\n") == std::string::npos) {
-        return text;
-    }
-    std::string field = "\"";
-    for (const char c : text) {
-        field.append(c == '"' ? 2 : 1, c);
-    }
-    return field + "\"";
 }
 
 void appendNumber(std::string *text, int64_t number) {

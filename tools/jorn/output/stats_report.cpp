@@ -21,8 +21,8 @@ std::string nameOr(const NameTable &names, size_t number, const std::string &pre
 /// The answer for people.
 class TextReport {
 public:
-    TextReport(const Question &question, const StatsAnswer &answer, const StatsStyle &style)
-        : question_(question), answer_(answer), style_(style), time_(TimeForm::Plain, style.isUtc) {}
+    TextReport(const StatsSubject &subject, const StatsAnswer &answer, const StatsStyle &style)
+        : subject_(subject), answer_(answer), style_(style), time_(TimeForm::Plain, style.isUtc) {}
 
     std::string text() {
         addRing();
@@ -57,13 +57,22 @@ private:
 
     void addRing() {
         const RingStats &stats = answer_.stats;
-        add("log", escaped(question_.directory.path()));
+        if (subject_.logs > 1) {
+            add("logs", std::to_string(subject_.logs));
+        } else {
+            addPlace();
+        }
+        add("items", std::to_string(stats.span.items) + spanText(stats.span));
+        add("bytes", std::to_string(stats.bytes));
+    }
+
+    void addPlace() {
+        const RingStats &stats = answer_.stats;
+        add("log", escaped(subject_.path));
         add("ring", (stats.isRingSizeKnown ? "" : "at least ") + std::to_string(stats.ringSize) +
                         " files; oldest at position " + std::to_string(stats.oldest) + ", newest at " +
                         std::to_string(stats.newest));
         add("index", stats.index);
-        add("items", std::to_string(stats.span.items) + spanText(stats.span));
-        add("bytes", std::to_string(stats.bytes));
     }
 
     void addFiles() {
@@ -98,14 +107,13 @@ private:
         const std::vector<size_t> slots = slotsWithItems();
         TableRows rows = {{"level"}};
         for (const size_t slot : slots) {
-            rows[0].push_back(slot == LevelTable::kOtherSlot
-                                  ? "other"
-                                  : nameOr(question_.shownNames().slots, slot, "slot "));
+            rows[0].push_back(slot == LevelTable::kOtherSlot ? "other"
+                                                             : nameOr(subject_.names->slots, slot, "slot "));
         }
         rows[0].emplace_back("total");
         std::vector<int32_t> levels = {jorn::kLevelMax};
         for (size_t level = 0; level < table.cells.size(); ++level) {
-            if (question_.filter.levels.has(static_cast<int32_t>(level))) {
+            if (subject_.levels.has(static_cast<int32_t>(level))) {
                 rows.push_back(levelRow(level, slots));
                 levels.push_back(static_cast<int32_t>(level));
             }
@@ -116,7 +124,7 @@ private:
 
     std::vector<std::string> levelRow(size_t level, const std::vector<size_t> &slots) const {
         const LevelTable &table = answer_.stats.table;
-        std::vector<std::string> row = {nameOr(question_.shownNames().levels, level, "")};
+        std::vector<std::string> row = {nameOr(subject_.names->levels, level, "")};
         for (const size_t slot : slots) {
             row.push_back(std::to_string(table.cells[level][slot]));
         }
@@ -161,14 +169,15 @@ private:
         text_ += "\n";
         add("disk", std::to_string(answer_.disk.bytes) + " bytes in " + files + " files, " +
                         std::to_string(answer_.disk.allocated) + " allocated");
-        add("at most", std::to_string(largestRing(answer_.stats.ringSize)) + " bytes with " +
-                           std::to_string(answer_.stats.ringSize) + " files of " +
-                           std::to_string(jorn::kCsvItemMax) + " items of " +
-                           std::to_string(jorn::kItemLineMax) +
-                           " bytes, the longest line that the store writes");
+        const std::string most = std::to_string(answer_.largest) + " bytes";
+        add("at most", subject_.logs > 1 ? most
+                                         : most + " with " + std::to_string(answer_.stats.ringSize) +
+                                               " files of " + std::to_string(jorn::kCsvItemMax) +
+                                               " items of " + std::to_string(jorn::kItemLineMax) +
+                                               " bytes, the longest line that the store writes");
     }
 
-    const Question &question_;
+    const StatsSubject &subject_;
     const StatsAnswer &answer_;
     const StatsStyle &style_;
     TimeFormatter time_;
@@ -178,20 +187,17 @@ private:
 /// The answer for programs.
 class JsonReport {
 public:
-    JsonReport(const Question &question, const StatsAnswer &answer, const StatsStyle &style)
-        : question_(question), answer_(answer), style_(style), time_(TimeForm::Iso, style.isUtc) {}
+    JsonReport(const StatsSubject &subject, const StatsAnswer &answer, const StatsStyle &style)
+        : subject_(subject), answer_(answer), style_(style), time_(TimeForm::Iso, style.isUtc) {}
 
     std::string text() {
         const RingStats &stats = answer_.stats;
-        Json report = {{"log", question_.directory.path()}};
-        report["ring"] = {{"files", stats.ringSize},
-                          {"is_exact", stats.isRingSizeKnown},
-                          {"oldest", stats.oldest},
-                          {"newest", stats.newest}};
-        report["index"] = stats.index;
+        Json report = subject_.logs > 1 ? Json{{"logs", subject_.logs}} : place();
         addSpan(stats.span, &report);
         report["bytes"] = stats.bytes;
-        report["files"] = files();
+        if (subject_.logs == 1) {
+            report["files"] = files();
+        }
         report["levels"] = levels();
         report["per"] = answer_.span == Span::Hour ? "hour" : "day";
         report["buckets"] = buckets();
@@ -199,12 +205,26 @@ public:
             report["disk"] = {{"files", answer_.disk.files},
                               {"bytes", answer_.disk.bytes},
                               {"allocated", answer_.disk.allocated},
-                              {"most", largestRing(stats.ringSize)}};
+                              {"most", answer_.largest}};
         }
         return report.dump(-1, ' ', style_.isEscaped, Json::error_handler_t::replace) + "\n";
     }
 
 private:
+    Json place() const {
+        const RingStats &stats = answer_.stats;
+        Json place = {{"log", subject_.path}};
+        if (!subject_.name.empty()) {
+            place["name"] = subject_.name;
+        }
+        place["ring"] = {{"files", stats.ringSize},
+                         {"is_exact", stats.isRingSizeKnown},
+                         {"oldest", stats.oldest},
+                         {"newest", stats.newest}};
+        place["index"] = stats.index;
+        return place;
+    }
+
     void addSpan(const ItemSpan &span, Json *object) {
         (*object)["items"] = span.items;
         if (span.items > 0) {
@@ -236,7 +256,7 @@ private:
         for (size_t slot = 0; slot < LevelTable::kOtherSlot; ++slot) {
             if (cells[slot] > 0) {
                 Json own = {{"slot", slot}};
-                addName("slot_name", question_.shownNames().slots, slot, &own);
+                addName("slot_name", subject_.names->slots, slot, &own);
                 own["items"] = cells[slot];
                 all.push_back(own);
             }
@@ -251,9 +271,9 @@ private:
         const LevelTable &table = answer_.stats.table;
         Json all = Json::array();
         for (size_t level = 0; level < table.cells.size(); ++level) {
-            if (question_.filter.levels.has(static_cast<int32_t>(level))) {
+            if (subject_.levels.has(static_cast<int32_t>(level))) {
                 Json own = {{"level", level}};
-                addName("level_name", question_.shownNames().levels, level, &own);
+                addName("level_name", subject_.names->levels, level, &own);
                 own["items"] = table.totalOfLevel(level);
                 own["slots"] = slots(level);
                 all.push_back(own);
@@ -275,7 +295,7 @@ private:
         return all;
     }
 
-    const Question &question_;
+    const StatsSubject &subject_;
     const StatsAnswer &answer_;
     const StatsStyle &style_;
     TimeFormatter time_;
@@ -283,12 +303,12 @@ private:
 
 }  // namespace
 
-std::string textOf(const Question &question, const StatsAnswer &answer, const StatsStyle &style) {
-    return TextReport(question, answer, style).text();
+std::string textOf(const StatsSubject &subject, const StatsAnswer &answer, const StatsStyle &style) {
+    return TextReport(subject, answer, style).text();
 }
 
-std::string jsonOf(const Question &question, const StatsAnswer &answer, const StatsStyle &style) {
-    return JsonReport(question, answer, style).text();
+std::string jsonOf(const StatsSubject &subject, const StatsAnswer &answer, const StatsStyle &style) {
+    return JsonReport(subject, answer, style).text();
 }
 
 }  // namespace tool

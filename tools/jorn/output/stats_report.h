@@ -17,6 +17,7 @@ namespace tool {
 struct StatsAnswer {
     RingStats stats;
     DiskUsage disk;
+    uint64_t largest = 0;  ///< The most bytes that the data files can hold.
     Span span = Span::Day;
     std::vector<Bucket> buckets;
 };
@@ -29,11 +30,20 @@ struct StatsStyle {
     BarStyle bars;
 };
 
+/// What a report is about: a log, or several together.
+struct StatsSubject {
+    std::string path;  ///< Of the log.
+    std::string name;  ///< Of a log that is one of several.
+    size_t logs = 1;   ///< Of more than one, there are neither ring nor files.
+    const Names *names = &noNames();
+    LevelSet levels = LevelSet::all();
+};
+
 /// For people.
-std::string textOf(const Question &question, const StatsAnswer &answer, const StatsStyle &style);
+std::string textOf(const StatsSubject &subject, const StatsAnswer &answer, const StatsStyle &style);
 
 /// For programs, on one line.
-std::string jsonOf(const Question &question, const StatsAnswer &answer, const StatsStyle &style);
+std::string jsonOf(const StatsSubject &subject, const StatsAnswer &answer, const StatsStyle &style);
 
 }  // namespace tool
 

@@ -21,6 +21,11 @@ public:
         }
         ++counts_[hour_];
     }
+    void add(const HourCounts &other) {
+        for (const auto &[hour, items] : other.counts_) {
+            counts_[hour] += items;
+        }
+    }
     const std::map<int64_t, uint64_t> &counts() const { return counts_; }
 
 private:

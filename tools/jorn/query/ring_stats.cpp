@@ -2,6 +2,7 @@
 #include "query/ring_stats.h"
 
 #include <algorithm>
+#include <functional>
 #include <numeric>
 
 #include "log/stored_line.h"
@@ -58,6 +59,14 @@ void LevelTable::add(int32_t level, int32_t slot) {
     }
     const bool isKnown = slot >= 0 && slot < jorn::kSlotMax;
     ++cells[static_cast<size_t>(level)][isKnown ? static_cast<size_t>(slot) : kOtherSlot];
+}
+
+void LevelTable::add(const LevelTable &other) {
+    for (size_t level = 0; level < cells.size(); ++level) {
+        std::transform(cells[level].begin(), cells[level].end(), other.cells[level].begin(),
+                       cells[level].begin(), std::plus<>());
+    }
+    otherLevels += other.otherLevels;
 }
 
 uint64_t LevelTable::totalOfLevel(size_t level) const {

@@ -41,6 +41,7 @@ struct LevelTable {
     uint64_t otherLevels = 0;
 
     void add(int32_t level, int32_t slot);
+    void add(const LevelTable &other);
     uint64_t totalOfLevel(size_t level) const;
     uint64_t totalOfSlot(size_t slot) const;
 };

@@ -95,8 +95,10 @@ bool keepsOrder(const FileMove &move, int newest, const Layout &layout) {
 }
 
 /// Carries out each move once no file is in its way. There is always such a move: the files keep their
-/// order, so of neighbours that move the same way the foremost one is free to move.
-void moveFiles(const StoreDirectory &directory, std::vector<FileMove> moves, int newest, Layout *layout) {
+/// order, so of neighbours that move the same way the foremost one is free to move. Returns how many were
+/// moved.
+int moveFiles(const StoreDirectory &directory, std::vector<FileMove> moves, int newest, Layout *layout) {
+    const int moved = static_cast<int>(moves.size());
     while (!moves.empty()) {
         const auto next = std::find_if(moves.begin(), moves.end(), [&](const FileMove &move) {
             return keepsOrder(move, newest, *layout);
@@ -108,6 +110,7 @@ void moveFiles(const StoreDirectory &directory, std::vector<FileMove> moves, int
         *next = moves.back();
         moves.pop_back();
     }
+    return moved;
 }
 
 /// Deletes a backup that a cut has left, as the store would when it rewrites the index.
@@ -187,10 +190,8 @@ uint64_t roomInRing(const StoreDirectory &directory, int ringSize) {
 int fitRing(const StoreDirectory &directory, const RingLook &look, int ringSize) {
     const jorn::TidyingPlan plan = look.planFor(ringSize);
     Layout layout(directory, look);
-    const std::vector<FileMove> moves = movesOf(plan);
     const int deleted = deleteSurplus(plan, &layout);
-    moveFiles(directory, moves, plan.firstVisited, &layout);
-    const int changed = deleted + static_cast<int>(moves.size());
+    const int changed = deleted + moveFiles(directory, movesOf(plan), plan.firstVisited, &layout);
     if (changed > 0) {
         replaceIndex(directory, {plan.oldest, plan.latest});
     }
