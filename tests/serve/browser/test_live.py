@@ -56,13 +56,21 @@ class LiveTest(LivePage):
         self.write(30)
         wait_for(lambda: self.texts()[-3:] == ["new 27", "new 28", "new 29"], "newest items are last")
         self.scroll_rows(-50)
-        wait_for(lambda: self.texts()[-1:] < ["new 0"], "scrolled")
+        wait_for(lambda: [""] < self.texts()[-1:] < ["new 0"], "scrolled")
         before = [(row["text"], row["top"]) for row in self.in_view()]
         self.write(5)
         wait_for(lambda: self.text_of("#newer").startswith("5 newer items"), "newer are counted")
         self.assertEqual([(row["text"], row["top"]) for row in self.in_view()], before)
         self.press("G")
         wait_for(lambda: self.texts()[-1:] == ["new 34"], "newest item is last")
+
+    def test_scrolling_in_the_moment_of_a_new_item_is_not_undone(self):
+        # Browsers report the scrolling a little later; here they never do, and the new item is taken before that.
+        self.driver.execute_script("addEventListener('scroll', (event) => event.stopImmediatePropagation(), true);"
+                                   "document.getElementById('list').scrollTop = 400")
+        self.write()
+        wait_for(lambda: self.text_of("#newer").startswith("1 newer item"), "newer are counted")
+        self.assertEqual(self.element("#list").get_property("scrollTop"), 400)
 
     def test_wrapped_list_stays_in_place_too(self):
         self.recorder.write(*[f"{i} " + "long words " * 17 for i in range(100)])

@@ -303,6 +303,8 @@ class Page {
 
   /** After new items have come. */
   drawItems() {
+    // Who has scrolled in this very moment is not brought back.
+    this.list.scrolled();
     if (this.following && this.list.stuck) {
       this.items.show();
       this.list.place();
