@@ -309,6 +309,25 @@ TEST_F(ServeTest, Items_AroundTimeRankAndCursor_InBothOrders) {
     EXPECT_EQ(at({{"rank", "9"}}, "oldest"), "3:4");
 }
 
+TEST_F(ServeTest, Search_DamageBetweenItems_FindsAllThatShowFinds) {
+    // Longer than what is read at once, before, between and after items; and lines that are cut into pieces.
+    const std::string rubbish = std::string(300000, 'x') + " door\n";
+    makeLog(rubbish + line("door 1") + rubbish + line("gate") + "no item: door\n" + line("door 2") + rubbish +
+            line("gate") + line(std::string(190, 'y') + " door 3") + rubbish);
+    serve();
+    for (const std::string pattern : {"door", "do+r", "(?i)DOOR", "."}) {
+        const Outcome shown = jorn({"show", "-r", "-o", "json", "-g", pattern, path("log")});
+        std::vector<std::string> expected;
+        for (const std::string &item : linesOf(shown.out)) {
+            if (!item.empty()) {
+                expected.push_back(Json::parse(item)["text"]);
+            }
+        }
+        EXPECT_GE(expected.size(), 3U) << pattern;
+        EXPECT_EQ(texts({{"q", pattern}}), expected) << pattern;
+    }
+}
+
 TEST_F(ServeTest, Items_Anchor_HasItsRankWhereItPasses) {
     makeLog(line("1") + line("2") + line("3"));
     serve();

@@ -98,6 +98,19 @@ TEST_F(LogIndexTest, Refresh_FileStartedAfreshByTheRing_LeavesTheView) {
     EXPECT_EQ(serialOf("d"), b + 2);
 }
 
+TEST_F(LogIndexTest, Refresh_WriterWentOnBySeveralFiles_FilesOfTheSameSizeAreReadAnew) {
+    start(0, line("a"));
+    start(1, line("b"));
+    start(2, line("c"));
+    writeIndex("0,2");
+    serve();
+    start(0, line("d"));
+    start(1, line("e"));
+    writeIndex("2,1");
+    logs_->refreshAll();
+    EXPECT_THAT(texts(), ElementsAre("e", "d", "c"));
+}
+
 TEST_F(LogIndexTest, Refresh_FileReplacedUnderTheSameIndex_IsReadAnew) {
     makeLog(line("one") + line("two"));
     serve();

@@ -132,7 +132,11 @@ void watchLog(ServedLogs *logs, size_t log, const StopSignals &signals, bool isP
 /// Checks each log that has changed since its last check, now and then.
 void checkLogs(ServedLogs *logs, const StopSignals &signals) {
     constexpr milliseconds kBetweenChecks(20000);
+    constexpr milliseconds kBeforeTheFirst(300);  // For the first answers, which are waited for.
     std::vector<std::shared_ptr<const LogView>> checked(logs->now()->logs.size());
+    if (waitForStop(signals, kBeforeTheFirst)) {
+        return;
+    }
     for (;;) {
         for (size_t log = 0; log < checked.size(); ++log) {
             const std::shared_ptr<const LogView> view = logs->now()->logs[log];

@@ -52,6 +52,7 @@ private:
         std::mutex mutex;
         std::map<uint64_t, std::shared_ptr<const RowBits>> blocks;  ///< By the number of their columns.
         size_t bytes = 0;
+        std::vector<char> buffer;
     };
 
     std::shared_ptr<Found> foundFor(const ViewFilter &filter);
