@@ -298,6 +298,26 @@ def run_recorders(folder: pathlib.Path, scale, lines: int, figures: Figures) -> 
         raise Failure(f"multilog: {count_lines(logged)} of {lines} lines are in its files")
 
 
+def make_imports(folder: pathlib.Path, ring: Ring) -> None:
+    """The ring's items as a program would have logged them, and as `jorn export` writes them."""
+    run_process(f"cat {' '.join(ring.files)} | sed '1d' | cut -d, -f1,4- | tr , ' ' > {folder}/stamped")
+    run_process(f"{TOOL} export -q {ring.directory} | sed '1d' > {folder}/items.jsonl")
+
+
+def run_imports(folder: pathlib.Path, scale, ring: Ring, figures: Figures) -> None:
+    """Lines that bring their times, and an export, beside lines that do not; all are counted afterwards."""
+    if not (folder / "stamped").exists():
+        make_imports(folder, ring)
+    options = {"plain": ("", "lines"), "stamped": ("--times epoch", "stamped"),
+               "jsonl": ("--format jsonl", "items.jsonl")}
+    lines = [(f"import/{name}", f"{TOOL} record --files {scale.files} {words} {folder}/in-{name} < {folder}/{file}")
+             for name, (words, file) in options.items()]
+    hyperfine(folder, lines, figures, [f"rm -rf {folder}/in-{name}" for name in options])
+    for name in options:
+        counted = run_process([str(TOOL), "count", f"{folder}/in-{name}"])[2]
+        figures.answer(f"tool/import/{name}", int(counted.split()[-1]))
+
+
 def run_round(folder: pathlib.Path, scale, lines: int, figures: Figures) -> None:
     ring = Ring(folder, scale)
     run_program("jorn_bench_submission", folder, scale, figures)
@@ -307,3 +327,4 @@ def run_round(folder: pathlib.Path, scale, lines: int, figures: Figures) -> None
     run_text_peers(folder, ring, figures)
     run_tool(folder, ring, figures)
     run_recorders(folder, scale, lines, figures)
+    run_imports(folder, scale, ring, figures)

@@ -18,7 +18,7 @@ COLUMNS = 8
 LIMITS = pathlib.Path(__file__).resolve().parent.parent / "cmake" / "footprint-limits.txt"
 # Rows of each table: the output is checked against these, not against what was rendered.
 ROWS = {"Submission": 42, "Storing": 9, "Append": 7, "Start-up": 7, "Count": 20, "Page": 13, "Flash": 8,
-        "Footprint": 3, "Tool": 18}
+        "Footprint": 3, "Tool": 20}
 NUMBER = re.compile(r"^\d+(\.\d+)?$")
 # Where less than this share of a peer's time is left without the start of its processes, all of it counts as start.
 LEAST_SHARE = 0.05
@@ -235,8 +235,11 @@ class Tables:
         slowest = 1 / 0.9
         aims = {("record", "multilog"): 1.0, ("rare", "grep"): 1.1, ("newest", "tail"): 1.5, ("export", "csv"): slowest,
                 ("show", "csv"): slowest}
-        return [self.compare(what, f"tool/{key}/jorn", name, f"tool/{key}/{peer}", aims.get((key, peer)))
+        rows = [self.compare(what, f"tool/{key}/jorn", name, f"tool/{key}/{peer}", aims.get((key, peer)))
                 for key, (what, peers) in questions.items() for peer, name in peers.items()]
+        imports = {"stamped": "`jorn record --times epoch`", "jsonl": "`jorn record --format jsonl`"}
+        return rows + [self.compare(what, f"tool/import/{key}", "itself, of lines without times", "tool/import/plain")
+                       for key, what in imports.items()]
 
 
 def section(name: str, rows: list[Row]) -> str:

@@ -51,9 +51,8 @@ constexpr int32_t kQueueMessages = JORN_QUEUE_MAX;
 /// Longest message that the queue carries, in bytes; a received message must be shorter.
 constexpr size_t kMessageSize = 272;
 
-/// Longest line that a submission makes, in characters: a time of ten digits, level and slot with a comma
-/// each, the text and the line feed.
-constexpr size_t kItemLineMax = (10 + 1) + 2 * (kInt32Digits + 1) + kTextMax + 1;
+/// Longest line that a submission makes, in characters.
+constexpr size_t kItemLineMax = sizeof "4294967295,-2147483648,-2147483648,\n" - 1 + kTextMax;
 
 /// Longest line that the store task writes and that a reader gets in one piece, in characters.
 constexpr size_t kLineMax = 256;

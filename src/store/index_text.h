@@ -77,11 +77,11 @@ struct WholeIndexText {
 /// before a number does not count, as for the store: so a line end may be two bytes, and a blank may take the
 /// place of the one after the version. (Not used by the module, which takes what it can get.)
 inline bool judgeIndexText(const char *text, WholeIndexText *whole) {
-    int version = 0;
-    int oldest = 0;
-    int latest = 0;
-    char lineEnd = 0;
-    int length = 0;
+    int version{};
+    int oldest{};
+    int latest{};
+    char lineEnd{};
+    int length{};
     const int converted =
         sscanf(text, "version:%8d %8d,%8d%c%n", &version, &oldest, &latest, &lineEnd, &length);
     if (converted != 4 || version != kIndexVersion || (lineEnd != '\n' && lineEnd != '\r')) {

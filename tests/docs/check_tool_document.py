@@ -113,7 +113,7 @@ class Rows:
     def follows(self, line):
         """Prints what was there, and what comes then."""
         last, new = self.items[-1]["text"], f"new one after {len(self.items)}"
-        script = f"timeout 30 {line} -o cat > followed & pid=$!; " \
+        script = f": > followed; timeout 30 {line} -o cat > followed & pid=$!; " \
                  f"until grep -qxF '{last}' followed; do sleep 0.02; done; " \
                  f"echo '{new}' | jorn record log; " \
                  f"until grep -qxF '{new}' followed; do sleep 0.02; done; kill $pid; wait $pid; cat followed"
@@ -242,7 +242,7 @@ class Rows:
     def expect_waiting(self, line):
         """Waits for a log that is not there yet."""
         line = line.replace("log", "later")
-        script = f"timeout 30 {line} -o cat > followed 2> notes & pid=$!; " \
+        script = f": > followed; : > notes; timeout 30 {line} -o cat > followed 2> notes & pid=$!; " \
                  "until grep -q 'waiting' notes; do sleep 0.02; done; echo new | jorn record later; " \
                  "until grep -q new followed; do sleep 0.02; done; kill $pid; wait $pid; cat followed"
         assert self.shell.out(script) == "Log start init!\nnew\n"

@@ -99,7 +99,7 @@ int exitCodeOf(std::vector<std::string> arguments) {
         {"show", tool::addShowCommand},     {"count", tool::addCountCommand},
         {"check", tool::addCheckCommand},   {"stats", tool::addStatsCommand},
         {"follow", tool::addFollowCommand}, {"export", tool::addExportCommand},
-        {"clear", tool::addClearCommand},
+        {"clear", tool::addClearCommand},   {"logs", tool::addLogsCommand},
     };
     CLI::App app("tool", "jorn");
     app.require_subcommand(1);

@@ -309,5 +309,25 @@ TEST_F(MergedLinesTest, Show_ClocksThatRanBack_AsTheModel) {
     }
 }
 
+/// What a follower prints at its start, with neighbours.
+TEST_F(MergedLinesTest, Follow_StartView_AsShowPrintsIt) {
+    for (unsigned seed = 2000; seed < 2012; ++seed) {
+        makeLogs(seed);
+        std::vector<std::string> arguments = {
+            "show", "-o", "cat", "-g", "match", "-U", "2023-12-01", "-n", std::to_string(seed % 12)};
+        arguments.insert(arguments.end(), names_.begin(), names_.end());
+        for (const char *const context : {"0", "2"}) {
+            arguments.insert(arguments.end(), {"-B", context, "-A", context});
+            arguments[0] = "show";
+            const Outcome shown = jorn(arguments);
+            arguments[0] = "follow";
+            const Outcome followed = jorn(arguments);
+            EXPECT_EQ(followed.out, shown.out) << seed;
+            EXPECT_EQ(followed.status, shown.status) << seed;
+            arguments.resize(arguments.size() - 4);
+        }
+    }
+}
+
 }  // namespace
 }  // namespace test

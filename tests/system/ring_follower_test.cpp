@@ -340,5 +340,29 @@ TEST_F(FollowerTest, Step_Looking_ChangesNothing) {
     EXPECT_TRUE(stateOf(path("log")) == before);
 }
 
+TEST_F(FollowerTest, IsNew_ItemsOfTheFirstLookAndLaterOnes_ToldApart) {
+    makeRing();
+    const uint64_t size = read("log/2.csv").size();
+    std::vector<bool> areNew;
+    onItem_ = [&](const std::string &text) {
+        tool::Item item;
+        item.offset = text == "new" ? size : 0;
+        areNew.push_back(follower_->isNew(item));
+    };
+    follow(4);
+    EXPECT_EQ(step().size(), 4U);
+    EXPECT_THAT(areNew, ElementsAre(false, false, false, false));
+    append(2, line("new"));
+    EXPECT_THAT(step(), ElementsAre("new"));
+    append(2, lines("d", kFull - 4));
+    step();
+    start(0, line("next"));
+    writeIndex("1,0");
+    areNew.resize(5);
+    EXPECT_THAT(step(), ElementsAre("next"));
+    // Whatever its place is, it is in a file that was begun after the first look.
+    EXPECT_THAT(areNew, ElementsAre(false, false, false, false, true, true));
+}
+
 }  // namespace
 }  // namespace test

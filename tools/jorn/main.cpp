@@ -60,11 +60,12 @@ void addPlain(CLI::App *app, int *exitCode, const ToRun & /*toRun*/) {
     kAdd(app, exitCode);
 }
 
-constexpr std::array<Command, 10> kCommands = {{
+constexpr std::array<Command, 11> kCommands = {{
     {"show", addPlain<tool::addShowCommand>},
     {"follow", addPlain<tool::addFollowCommand>},
     {"count", addPlain<tool::addCountCommand>},
     {"stats", addPlain<tool::addStatsCommand>},
+    {"logs", addPlain<tool::addLogsCommand>},
     {"export", addPlain<tool::addExportCommand>},
     {"check", addPlain<tool::addCheckCommand>},
     {"repair", addPlain<tool::addRepairCommand>},

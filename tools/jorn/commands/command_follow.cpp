@@ -18,7 +18,8 @@ constexpr HelpText kHelp = {
     "  jorn follow -n 0 -q -g ready DIR   wait until an item says \"ready\"\n",
     "It goes on around the ring, through clearing and repair, until SIGINT, SIGTERM or "
     "SIGHUP, until nobody reads its output, or until the time of --until. It waits for "
-    "a DIR that is not there yet. With -q it ends at the first match.\n",
+    "a DIR that is not there yet. With -q it ends at the first match.\n"
+    "Several logs are merged by time as far as they have come when it looks.\n",
     "  0  stopped, or the match came that -q waited for\n"
     "  1  no match until --until, when -g or -q asked; with -q until it was stopped\n"
     "  2  usage\n"

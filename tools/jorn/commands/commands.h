@@ -20,6 +20,7 @@ void addRecordCommand(CLI::App *app, int *exitCode, const std::optional<std::vec
 void addShowCommand(CLI::App *app, int *exitCode);
 void addFollowCommand(CLI::App *app, int *exitCode);
 void addCountCommand(CLI::App *app, int *exitCode);
+void addLogsCommand(CLI::App *app, int *exitCode);
 void addStatsCommand(CLI::App *app, int *exitCode);
 void addExportCommand(CLI::App *app, int *exitCode);
 void addCheckCommand(CLI::App *app, int *exitCode);

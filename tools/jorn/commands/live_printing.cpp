@@ -1,119 +1,208 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/live_printing.h"
 
-#include <errno.h>
-#include <sys/stat.h>
 #include <time.h>
 
 #include <algorithm>
+#include <map>
+#include <memory>
 
+#include "commands/followed_log.h"
 #include "live/change_watch.h"
-#include "live/ring_follower.h"
-#include "options/item_output.h"
+#include "merge/log_names.h"
+#include "merge/next_log.h"
+#include "options/log_set.h"
 #include "output/live_output.h"
 #include "system/failure.h"
+#include "system/open_files.h"
 
 namespace tool {
 namespace {
 
 constexpr uint64_t kDefaultNewest = 10;
 
-bool isMissing(const std::string &path) {
-    struct stat status;
-    return stat(path.c_str(), &status) < 0 && errno == ENOENT;
-}
-
 /// A run of the command, from its options to its exit code.
 class LivePrinting {
 public:
     explicit LivePrinting(const LivePrintingOptions &options)
         : options_(options),
+          isSeveral_(options.filter.directories.size() > 1),
           output_(signals_),
-          watch_(onlyDirectory(options.filter), signals_, options.isPolling),
-          start_(time(nullptr)) {}
+          watch_(options.filter.directories, signals_, options.isPolling),
+          start_(time(nullptr)),
+          newest_(options.newest.value_or(kDefaultNewest)) {}
 
     int run() {
-        if (waitForDirectory()) {
-            followLog();
+        openAll();
+        while (!isEnded_) {
+            watch_.arm();
+            const time_t now = time(nullptr);
+            openLate();
+            printNew();
+            isOver_ = until_ != UINT32_MAX && now > static_cast<time_t>(until_);
+            isEnded_ = !output_.flush() || isEnded_ || isOver_ || (isQuiet() && hasMatch()) || logs_.empty();
+            isEnded_ =
+                isEnded_ || watch_.wait(isLookedAtSoon(), millisecondsLeft()) == ChangeWatch::Reason::Stop;
         }
         return exitCode();
     }
 
 private:
-    /// Returns false when a signal came, or no item could match any more, before the directory existed.
-    bool waitForDirectory() {
-        wasMissing_ = isMissing(onlyDirectory(options_.filter));
-        if (!wasMissing_) {
-            return true;
+    /// An item of the start view, and its log.
+    struct StartLine {
+        FollowedLog *log;
+        FollowedLog::Entry entry;
+    };
+
+    bool isQuiet() const { return options_.filter.isQuiet; }
+
+    void openAll() {
+        const std::vector<std::string> &directories = options_.filter.directories;
+        UnknownNames unknownAnywhere;
+        until_ = checkFilter(options_.filter, start_, &unknownAnywhere);
+        std::vector<std::string> names(directories.size());
+        if (isSeveral_) {
+            refuseSameDirectory(directories);
+            allowManyOpenFiles();
+            names = distinctLogNames(directories);
         }
-        const uint32_t until = checkFilter(options_.filter, start_);
-        note(onlyDirectory(options_.filter) + ": does not exist yet; waiting for it");
-        while (isMissing(onlyDirectory(options_.filter))) {
-            isOver_ = hasPassed(until, time(nullptr));
-            if (isOver_ || watch_.wait(true, millisecondsUntil(until)) == ChangeWatch::Reason::Stop) {
-                return false;
+        const std::vector<std::string> fronts = frontsOf(names);
+        std::vector<UnknownNames> unknown;
+        for (size_t place = 0; place < directories.size(); ++place) {
+            logs_.push_back(std::make_unique<FollowedLog>(options_, directories[place], names[place],
+                                                          fronts[place], place));
+            unknown.push_back(openFirst(logs_.back().get(), unknownAnywhere));
+        }
+        refuseUnknownInAll(unknown);
+        removeClosed();
+        for (const auto &log : logs_) {
+            if (!log->isOpen()) {
+                note(log->path() + ": does not exist yet; waiting for it");
             }
         }
-        return true;
     }
 
-    void followLog() {
-        NamedLog log{openQuestion(options_.filter, onlyDirectory(options_.filter), start_), "", "", 0};
-        Question &question = log.question;
-        question.filter.isMarking = options_.context.isAny() && !options_.filter.isQuiet;
-        for (const std::string &text : question.notes) {
+    /// Opens a log that is there. Returns the names of levels and slots that it does not know.
+    UnknownNames openFirst(FollowedLog *log, const UnknownNames &unknownAnywhere) {
+        if (log->isMissing()) {
+            return unknownAnywhere;
+        }
+        UnknownNames unknown;
+        guard(log, [&] { log->open(start_, newest_, &unknown); });
+        return unknown;
+    }
+
+    /// Opens the directories that have been made since. In a log that has just been created, every item is
+    /// new.
+    void openLate() {
+        for (const auto &log : logs_) {
+            if (!log->isOpen() && !log->isMissing()) {
+                UnknownNames ignored;
+                guard(log.get(), [&] { log->open(start_, kAllItems, &ignored); });
+                late_.insert(log.get());
+            }
+            if (log->isOpen()) {
+                begin(log.get());
+            }
+        }
+        removeClosed();
+    }
+
+    /// What is printed once for a log, and what once for all.
+    void begin(FollowedLog *log) {
+        if (!hasBegun_.insert(log).second) {
+            return;
+        }
+        for (const std::string &text : log->notes()) {
             note(text);
         }
-        ItemFormatter formatter(itemStyleOf(options_.output, options_.filter, log));
-        print(formatter.heading());
-        // In a log that has just been created, every item is new.
-        const uint64_t newest = wasMissing_ ? kAllItems : options_.newest.value_or(kDefaultNewest);
-        ContextWindow window(options_.context, [&](const Item &item, bool isApart) {
-            return print(isApart ? formatter.gap() : "") && print(formatter.format(item));
+        if (hasBegun_.size() == 1) {
+            print(log->formatter().heading());
+        }
+    }
+
+    /// Prints what has come, and what has been there when the first look is taken.
+    void printNew() {
+        for (const auto &log : logs_) {
+            log->wake();
+        }
+        // A log alone passes on just as many as are wanted.
+        const bool isChosen = isFirstLook_ && logs_.size() > 1 && newest_ != kAllItems && !isQuiet();
+        isFirstLook_ = false;
+        std::vector<StartLine> there;
+        while (FollowedLog *const log = nextOf()) {
+            if (isChosen && late_.count(log) == 0) {
+                there.push_back({log, *log->head()});
+            } else {
+                printEntry(log, *log->head());
+            }
+            log->pop();
+        }
+        printNewest(there);
+        removeClosed();
+    }
+
+    /// The log whose item is printed next; null where there is none. Prints the notes that come before.
+    FollowedLog *nextOf() {
+        for (const auto &log : logs_) {
+            for (const auto *head = headOf(log.get()); head != nullptr && !head->note.empty();
+                 head = headOf(log.get())) {
+                note(head->note);
+                hasDamage_ = hasDamage_ || head->isDamage;
+                log->pop();
+            }
+        }
+        if (isEnded_) {
+            return nullptr;
+        }
+        const size_t next = nextLog(logs_.size(), [this](size_t log) {
+            const FollowedLog::Entry *const head = logs_[log]->head();
+            return head != nullptr ? &head->item : nullptr;
         });
-        const auto take = [&](const Item &item) {
-            hasMatch_ = hasMatch_ || item.isMatch;
-            return !options_.filter.isQuiet && window.take(item);
+        return next == kNoLog ? nullptr : logs_[next].get();
+    }
+
+    const FollowedLog::Entry *headOf(FollowedLog *log) {
+        const FollowedLog::Entry *head = nullptr;
+        guard(log, [&] { head = log->head(); });
+        return head;
+    }
+
+    /// Of the items that are there at the start, those that jorn show -n would print: the newest of all
+    /// matches, with their neighbours.
+    void printNewest(const std::vector<StartLine> &there) {
+        const auto isOldMatch = [](const StartLine &line) {
+            return line.entry.item.isMatch && !line.entry.isNew;
         };
-        RingFollower follower({onlyDirectory(options_.filter), options_.filter.files, question.filter, newest,
-                               options_.context.before},
-                              {take, [this](const std::string &text) { note(text); },
-                               [this](const std::string &text) { tellDamage(text); }});
-        loop(&follower, question.filter.until);
-    }
-
-    void loop(RingFollower *follower, uint32_t until) {
-        for (;;) {
-            watch_.arm();
-            const time_t now = time(nullptr);
-            const RingFollower::State state = follower->step();
-            const bool isOver = hasPassed(until, now);
-            if (!output_.flush() || state == RingFollower::State::Ended || isOver) {
-                isOver_ = isOver;
-                return;
+        auto surplus = static_cast<uint64_t>(std::count_if(there.begin(), there.end(), isOldMatch));
+        surplus -= std::min(surplus, newest_);
+        std::map<const FollowedLog *, uint64_t> first;  // Match that is shown.
+        for (const StartLine &line : there) {
+            if (isOldMatch(line) && surplus > 0) {
+                --surplus;
+            } else if (line.entry.item.isMatch) {
+                first.emplace(line.log, line.entry.item.seq);
             }
-            if (watch_.wait(state == RingFollower::State::Pending, millisecondsUntil(until)) ==
-                ChangeWatch::Reason::Stop) {
-                return;
+        }
+        for (const StartLine &line : there) {
+            const auto found = first.find(line.log);
+            if (found == first.end()) {
+                line.log->forgetNeighbours();
+            } else if (line.entry.item.seq + options_.context.before >= found->second) {
+                printEntry(line.log, line.entry);
             }
         }
     }
 
-    static bool hasPassed(uint32_t until, time_t now) {
-        return until != UINT32_MAX && now > static_cast<time_t>(until);
+    void printEntry(FollowedLog *log, const FollowedLog::Entry &entry) {
+        const bool isGroup = options_.context.isAny() && (entry.isApart || hasShown_.count(log) == 0);
+        const bool isApart = isGroup && !hasShown_.empty();
+        hasShown_.insert(log);
+        isEnded_ =
+            isEnded_ || !print((isApart ? log->formatter().gap() : "") + log->formatter().format(entry.item));
     }
 
-    /// The time until no item can match any more.
-    static std::optional<int> millisecondsUntil(uint32_t until) {
-        constexpr int64_t kLongest = 3600;
-        if (until == UINT32_MAX) {
-            return std::nullopt;
-        }
-        const int64_t seconds = static_cast<int64_t>(until) + 1 - static_cast<int64_t>(time(nullptr));
-        return static_cast<int>(std::clamp<int64_t>(seconds, 0, kLongest) * 1000);
-    }
-
-    bool print(const std::string &text) { return options_.filter.isQuiet || output_.write(text); }
+    bool print(const std::string &text) { return isQuiet() || output_.write(text); }
 
     /// Prints a note after the items that came before it.
     void note(const std::string &text) {
@@ -121,28 +210,70 @@ private:
         printMessage("note: " + text);
     }
 
-    void tellDamage(const std::string &text) {
-        hasDamage_ = true;
-        note(text);
+    /// A log that fails need not keep the others from being followed.
+    template <class Use>
+    void guard(FollowedLog *log, const Use &use) {
+        const int exitCode = readOneOf(isSeveral_, [&] {
+            use();
+            return kExitDone;
+        });
+        if (exitCode != kExitDone) {
+            failed_.insert(log);
+            log->close();
+            exitCode_ = std::max(exitCode_, exitCode);
+        }
+    }
+
+    void removeClosed() {
+        const auto isFailed = [this](const auto &log) { return failed_.count(log.get()) > 0; };
+        logs_.erase(std::remove_if(logs_.begin(), logs_.end(), isFailed), logs_.end());
+    }
+
+    bool hasMatch() const {
+        return std::any_of(logs_.begin(), logs_.end(), [](const auto &log) { return log->hasMatch(); });
+    }
+
+    bool isLookedAtSoon() const {
+        return std::any_of(logs_.begin(), logs_.end(),
+                           [](const auto &log) { return !log->isOpen() || log->isPending(); });
+    }
+
+    /// The time until no item can match any more.
+    std::optional<int> millisecondsLeft() const {
+        constexpr int64_t kLongest = 3600;
+        if (until_ == UINT32_MAX) {
+            return std::nullopt;
+        }
+        const int64_t seconds = static_cast<int64_t>(until_) + 1 - static_cast<int64_t>(time(nullptr));
+        return static_cast<int>(std::clamp<int64_t>(seconds, 0, kLongest) * 1000);
     }
 
     int exitCode() const {
         if (hasDamage_) {
-            return kExitDamage;
+            return std::max(exitCode_, kExitDamage);
         }
-        const bool isAsked = options_.filter.isQuiet || (isOver_ && isMatchAsked(options_.filter));
-        return isAsked && !hasMatch_ ? kExitNoMatch : kExitDone;
+        const bool isAsked = isQuiet() || (isOver_ && isMatchAsked(options_.filter));
+        return std::max(exitCode_, isAsked && !hasMatch() ? kExitNoMatch : kExitDone);
     }
 
     const LivePrintingOptions &options_;
+    const bool isSeveral_;
     const StopSignals signals_;
     LiveOutput output_;
     ChangeWatch watch_;
     const time_t start_;
-    bool wasMissing_ = false;
+    const uint64_t newest_;
+    uint32_t until_ = UINT32_MAX;
+    std::vector<std::unique_ptr<FollowedLog>> logs_;  ///< Those that have not failed.
+    std::set<const FollowedLog *> hasBegun_;
+    std::set<const FollowedLog *> hasShown_;  ///< Something was printed of them.
+    std::set<const FollowedLog *> late_;      ///< They were not there at the start.
+    std::set<const FollowedLog *> failed_;
+    bool isFirstLook_ = true;
+    bool isEnded_ = false;
     bool isOver_ = false;  ///< The run ended because no item can match any more.
-    bool hasMatch_ = false;
     bool hasDamage_ = false;
+    int exitCode_ = kExitDone;  ///< The highest of logs that failed.
 };
 
 }  // namespace

@@ -116,7 +116,7 @@ bool waitForStop(const StopSignals &signals, milliseconds longest) {
 /// Looks at a log whenever it changes, until a signal comes.
 void watchLog(ServedLogs *logs, size_t log, const StopSignals &signals, bool isPolling) {
     constexpr milliseconds kLeastPause(20);
-    ChangeWatch watch(logs->now()->logs[log]->log->path, signals, isPolling, ChangeWatch::Reader::Ignored);
+    ChangeWatch watch({logs->now()->logs[log]->log->path}, signals, isPolling, ChangeWatch::Reader::Ignored);
     for (;;) {
         watch.arm();
         const bool isSeen = logs->refresh(log);

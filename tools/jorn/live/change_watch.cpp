@@ -32,36 +32,45 @@ bool hasOtherWriters(const std::string &path) {
 
 }  // namespace
 
-ChangeWatch::ChangeWatch(std::string path, const StopSignals &signals, bool isPolling, Reader reader)
-    : path_(std::move(path)), signals_(signals), isPolling_(isPolling), reader_(reader) {
+ChangeWatch::ChangeWatch(std::vector<std::string> paths, const StopSignals &signals, bool isPolling,
+                         Reader reader)
+    : paths_(std::move(paths)),
+      signals_(signals),
+      isPolling_(isPolling),
+      reader_(reader),
+      watched_(paths_.size(), -1) {
     if (!isPolling_) {
         notices_ = Descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     }
 }
 
 void ChangeWatch::arm() {
-    constexpr uint32_t kChanges =
-        IN_MODIFY | IN_CREATE | IN_DELETE | IN_MOVE | IN_MOVE_SELF | IN_DELETE_SELF | IN_ONLYDIR;
     if (!notices_.isOpen()) {
         return;
     }
-    // Returns the same number for a directory that is already watched.
-    const int watch =
-        hasOtherWriters(path_) ? -1 : inotify_add_watch(notices_.get(), path_.c_str(), kChanges);
-    if (watch != watched_) {
-        drop();
-        watched_ = watch;
+    for (size_t i = 0; i < paths_.size(); ++i) {
+        const int former = watched_[i];
+        watched_[i] = watchOn(paths_[i]);
+        // Two paths may come to lead to one directory, or to change places.
+        if (former >= 0 && !isWatching(former)) {
+            inotify_rm_watch(notices_.get(), former);
+        }
     }
 }
 
-void ChangeWatch::drop() {
-    if (watched_ >= 0) {
-        inotify_rm_watch(notices_.get(), watched_);
-    }
+/// Returns the same number for a directory that is already watched.
+int ChangeWatch::watchOn(const std::string &path) const {
+    constexpr uint32_t kChanges =
+        IN_MODIFY | IN_CREATE | IN_DELETE | IN_MOVE | IN_MOVE_SELF | IN_DELETE_SELF | IN_ONLYDIR;
+    return hasOtherWriters(path) ? -1 : inotify_add_watch(notices_.get(), path.c_str(), kChanges);
+}
+
+bool ChangeWatch::isWatching(int watch) const {
+    return std::find(watched_.begin(), watched_.end(), watch) != watched_.end();
 }
 
 ChangeWatch::Reason ChangeWatch::wait(bool isSoon, std::optional<int> limit) {
-    const int longest = isSoon || watched_ < 0 ? kPollMilliseconds : kLongestMilliseconds;
+    const int longest = isSoon || isWatching(-1) ? kPollMilliseconds : kLongestMilliseconds;
     const int timeout = std::min(limit.value_or(longest), longest);
     std::array<pollfd, 3> events = {{{signals_.descriptor(), POLLIN, 0},
                                      {reader_ == Reader::Needed ? STDOUT_FILENO : -1, 0, 0},

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// Waits until something in a directory may have changed, or there is a reason to stop.
+// Waits until something in one of several directories may have changed, or there is a reason to stop.
 #ifndef JORN_TOOLS_CHANGE_WATCH_H
 #define JORN_TOOLS_CHANGE_WATCH_H
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "system/descriptor.h"
 #include "system/stop_signals.h"
@@ -28,9 +29,10 @@ public:
     enum class Reader { Needed, Ignored };
 
     /// With `isPolling`, change notices are never used. The signals must outlive the watch.
-    ChangeWatch(std::string path, const StopSignals &signals, bool isPolling, Reader reader = Reader::Needed);
+    ChangeWatch(std::vector<std::string> paths, const StopSignals &signals, bool isPolling,
+                Reader reader = Reader::Needed);
 
-    /// Watches what the path leads to now. Call it before each look, so that nothing that happens after the
+    /// Watches what the paths lead to now. Call it before each look, so that nothing that happens after the
     /// look is missed.
     void arm();
 
@@ -40,14 +42,15 @@ public:
     Reason wait(bool isSoon, std::optional<int> limit);
 
 private:
-    void drop();
+    int watchOn(const std::string &path) const;
+    bool isWatching(int watch) const;
 
-    const std::string path_;
+    const std::vector<std::string> paths_;
     const StopSignals &signals_;
     const bool isPolling_;
     const Reader reader_;
     Descriptor notices_;
-    int watched_ = -1;
+    std::vector<int> watched_;  ///< By path; -1 for those that are polled.
 };
 
 }  // namespace tool

@@ -45,6 +45,13 @@ RingFollower::Result RingFollower::tryStep() {
     return lookAnew();
 }
 
+bool RingFollower::isNew(const Item &item) const {
+    if (!firstEnd_) {
+        return true;
+    }
+    return identityOf(cursor_->mark()) == firstEnd_->file && item.offset >= firstEnd_->size;
+}
+
 /// Opens the directory, or the one that has taken its place. False while there is none.
 bool RingFollower::openDirectory() {
     struct stat status;
@@ -109,6 +116,7 @@ RingFollower::Result RingFollower::begin(const RingView &view) {
     }
     hasBegun_ = true;
     isReplaced_ = false;
+    noteFirstEnd(view);
     for (const std::string &text : view.notes()) {
         tellOnce(text, sink_.note);
     }
@@ -151,6 +159,14 @@ void RingFollower::placeFirst(const RingView &view) {
         FileCursor before(files[start.fileIndex - 1]);
         before.skipAll();
         former_ = before.read();
+    }
+}
+
+void RingFollower::noteFirstEnd(const RingView &view) {
+    for (const RingFile &file : view.files()) {
+        if (file.file.isOpen()) {
+            firstEnd_ = FirstEnd{identityOf(file.mark), file.size};
+        }
     }
 }
 
@@ -355,6 +371,9 @@ void RingFollower::enter(const RingFile &file) {
 
 void RingFollower::leave() {
     const FileMark mark = cursor_->mark();
+    if (firstEnd_ && firstEnd_->file == identityOf(mark)) {
+        firstEnd_.reset();
+    }
     old_[identityOf(mark)] = {mark, cursor_->head()};
     former_ = cursor_->read().count > 0 ? cursor_->read() : former_;
 }

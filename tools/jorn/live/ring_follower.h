@@ -55,11 +55,20 @@ public:
     /// Passes on what is there. Throws Failure.
     State step();
 
+    /// Whether the item that is being passed on came only after the first look.
+    bool isNew(const Item &item) const;
+
 private:
     /// A data file whose items up to `mark` are not to be passed on, or not again.
     struct OldFile {
         FileMark mark;
         std::string head;
+    };
+
+    /// Where the newest file ended at the first look.
+    struct FirstEnd {
+        std::pair<dev_t, ino_t> file;
+        uint64_t size;
     };
 
     using Result = std::optional<State>;  ///< Nothing: look again at once.
@@ -73,6 +82,7 @@ private:
     Result begin(const RingView &view);
     ScanStart startOf(const RingView &view, uint64_t newest) const;
     void placeFirst(const RingView &view);
+    void noteFirstEnd(const RingView &view);
     Result findPlace(const RingView &view, bool isIndexMoved);
     Result goOnOutside(const RingView &view, size_t first, bool isIntact);
     Result goOnInReplacement(const RingView &view);
@@ -105,6 +115,7 @@ private:
     bool isReplaced_ = false;  ///< The directory is not the one that the file being read was in.
     bool isNew_ = false;       ///< The directory did not exist at the first look, so all of it is new.
     bool hasBegun_ = false;
+    std::optional<FirstEnd> firstEnd_;  ///< Nothing once it has been passed.
     IndexLook index_;
     std::optional<FileCursor> cursor_;
     FileMark lastMark_;        ///< Of the file being read, after the last reading.

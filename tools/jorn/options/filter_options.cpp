@@ -204,13 +204,6 @@ void addNotationOptions(CLI::App *command, FilterOptions *options) {
     command->add_flag("--numbers", options->isNumbers, "Levels and slots as numbers, not names");
 }
 
-const std::string &onlyDirectory(const FilterOptions &options) {
-    if (options.directories.size() > 1) {
-        refuse("one DIR at a time: " + options.directories[0] + ", " + options.directories[1]);
-    }
-    return options.directories.front();
-}
-
 Question openQuestion(const FilterOptions &options, const std::string &directory, time_t now,
                       UnknownNames *unknown) {
     if (options.isUtc) {

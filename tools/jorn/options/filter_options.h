@@ -42,9 +42,6 @@ void addQuestionOptions(CLI::App *command, FilterOptions *options);
 /// output.
 void addNotationOptions(CLI::App *command, FilterOptions *options);
 
-/// The directory of a command that reads one log at a time. Throws Failure when several are given.
-const std::string &onlyDirectory(const FilterOptions &options);
-
 /// For each name that the options use and a log does not have, the reason to refuse it.
 using UnknownNames = std::set<std::string>;
 

@@ -25,17 +25,29 @@ LogSet openOne(const FilterOptions &options, time_t now) {
     return set;
 }
 
-void widenFronts(std::vector<NamedLog> *logs) {
-    size_t width = 0;
+void setFronts(std::vector<NamedLog> *logs) {
+    std::vector<std::string> names;
     for (const NamedLog &log : *logs) {
-        width = std::max(width, charactersOf(log.name));
+        names.push_back(log.name);
     }
-    for (NamedLog &log : *logs) {
-        log.front = log.name + std::string(width - charactersOf(log.name), ' ');
+    const std::vector<std::string> fronts = frontsOf(names);
+    for (size_t i = 0; i < logs->size(); ++i) {
+        (*logs)[i].front = fronts[i];
     }
 }
 
 }  // namespace
+
+std::vector<std::string> frontsOf(std::vector<std::string> names) {
+    size_t width = 0;
+    for (const std::string &name : names) {
+        width = std::max(width, charactersOf(name));
+    }
+    for (std::string &name : names) {
+        name += std::string(width - charactersOf(name), ' ');
+    }
+    return names;
+}
 
 LogSet openLogs(const FilterOptions &options, time_t now) {
     const std::vector<std::string> &directories = options.directories;
@@ -61,7 +73,7 @@ LogSet openLogs(const FilterOptions &options, time_t now) {
         set.exitCode = std::max(set.exitCode, exitCode);
     }
     refuseUnknownInAll(unknown);
-    widenFronts(&set.logs);
+    setFronts(&set.logs);
     return set;
 }
 

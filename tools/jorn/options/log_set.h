@@ -34,6 +34,9 @@ LogSet openLogs(const FilterOptions &options, time_t now);
 /// Refuses a name that none of the logs knows: each has given those that it does not know. Throws Failure.
 void refuseUnknownInAll(const std::vector<UnknownNames> &unknown);
 
+/// The names of logs, each as wide as the widest.
+std::vector<std::string> frontsOf(std::vector<std::string> names);
+
 /// The names for showing that all of them have alike.
 Names namesOfAll(const LogSet &set);
 

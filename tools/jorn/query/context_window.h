@@ -44,6 +44,9 @@ public:
         return true;
     }
 
+    /// What comes next is no neighbour of a match so far.
+    void forget() { after_ = 0; }
+
     /// Whether the next item will be passed on, whatever it is.
     bool isOpen() const { return after_ > 0; }
 
