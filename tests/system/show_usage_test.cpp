@@ -96,6 +96,7 @@ TEST_F(ShowTest, UnknownWords_TheLikeliestOneIsSuggested) {
         {{"log", "--utli=now"}, "unknown option: --utli=now; did you mean --until?"},
         {{"--vesrion"}, "unknown option: --vesrion; did you mean --version?"},
         {{"count", "log", "--page", "1"}, "unknown option: --page"},
+        {{"log", "--ignrecas"}, "unknown option: --ignrecas"},  // Three slips.
         {{"record", "new", "--lvel", "2"}, "unknown option: --lvel; did you mean --level?"},
         {{"-2", "log"}, "unknown option: -2; did you mean -n 2?"},
         {{"show", "log", "-20"}, "unknown option: -20; did you mean -n 20?"},

@@ -66,6 +66,9 @@ TEST_F(WrongDirectoryTest, ReadingCommands_LogsBeside_AreNamed) {
     expectRefused("here", "; logs beside it: gate");
     EXPECT_EQ(jorn({"."}, {"", path("here"), {}, {}}).err,
               "jorn: .: no log here: neither an index nor a data file; logs beside it: ./../gate\n");
+    makeDirectory("here/below");
+    EXPECT_EQ(jorn({".."}, {"", path("here/below"), {}, {}}).err,
+              "jorn: ..: no log here: neither an index nor a data file; logs beside it: ../../gate\n");
     EXPECT_EQ(jorn({path("here")}, {"", "/", {}, {}}).err,
               "jorn: " + path("here") +
                   ": no log here: neither an index nor a data file; logs beside it: " + path("gate") + "\n");
