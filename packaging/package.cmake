@@ -52,7 +52,8 @@ set(CPACK_DEBIAN_TOOL_DESCRIPTION "records logs into rings of CSV files and read
 JORN keeps log items in rings of CSV files, on embedded devices and on Linux.
 .
 This package has the tool jorn, which records what programs print, finds,
-counts and shows items, and mends logs that power cuts have damaged.")
+counts and shows items, also in a browser, and mends logs that power cuts
+have damaged.")
 
 # The same bytes from the same sources: no file is newer than the release.
 file(STRINGS ${PROJECT_SOURCE_DIR}/packaging/debian/changelog JORN_RELEASE_DATE REGEX "^ -- " LIMIT_COUNT 1)

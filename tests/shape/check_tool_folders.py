@@ -36,8 +36,9 @@ USES = {
     "export": SHARED | {"cursor"},
     "repair": SHARED,
     "merge": FOUNDATION,
+    "serve": SHARED,
     "options": SHARED | {"usage", "merge"},
-    "commands": SHARED | {"usage", "import", "record", "export", "repair", "merge", "options"},
+    "commands": SHARED | {"usage", "import", "record", "export", "repair", "merge", "serve", "options"},
 }
 
 # The main program, which is beside the folders, and the folders that it uses.

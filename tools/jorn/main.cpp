@@ -60,7 +60,7 @@ void addPlain(CLI::App *app, int *exitCode, const ToRun & /*toRun*/) {
     kAdd(app, exitCode);
 }
 
-constexpr std::array<Command, 10> kCommands = {{
+constexpr std::array<Command, 11> kCommands = {{
     {"show", addPlain<tool::addShowCommand>},
     {"follow", addPlain<tool::addFollowCommand>},
     {"count", addPlain<tool::addCountCommand>},
@@ -71,6 +71,7 @@ constexpr std::array<Command, 10> kCommands = {{
     {"repair", addPlain<tool::addRepairCommand>},
     {"clear", addPlain<tool::addClearCommand>},
     {"record", tool::addRecordCommand},
+    {"serve", addPlain<tool::addServeCommand>},
 }};
 
 bool isCommand(const std::string &word) {

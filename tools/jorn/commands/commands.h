@@ -25,6 +25,7 @@ void addStatsCommand(CLI::App *app, int *exitCode);
 void addExportCommand(CLI::App *app, int *exitCode);
 void addCheckCommand(CLI::App *app, int *exitCode);
 void addRepairCommand(CLI::App *app, int *exitCode);
+void addServeCommand(CLI::App *app, int *exitCode);
 
 }  // namespace tool
 

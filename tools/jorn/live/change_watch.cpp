@@ -32,8 +32,13 @@ bool hasOtherWriters(const std::string &path) {
 
 }  // namespace
 
-ChangeWatch::ChangeWatch(std::vector<std::string> paths, const StopSignals &signals, bool isPolling)
-    : paths_(std::move(paths)), signals_(signals), isPolling_(isPolling), watched_(paths_.size(), -1) {
+ChangeWatch::ChangeWatch(std::vector<std::string> paths, const StopSignals &signals, bool isPolling,
+                         Reader reader)
+    : paths_(std::move(paths)),
+      signals_(signals),
+      isPolling_(isPolling),
+      reader_(reader),
+      watched_(paths_.size(), -1) {
     if (!isPolling_) {
         notices_ = Descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     }
@@ -67,8 +72,9 @@ bool ChangeWatch::isWatching(int watch) const {
 ChangeWatch::Reason ChangeWatch::wait(bool isSoon, std::optional<int> limit) {
     const int longest = isSoon || isWatching(-1) ? kPollMilliseconds : kLongestMilliseconds;
     const int timeout = std::min(limit.value_or(longest), longest);
-    std::array<pollfd, 3> events = {
-        {{signals_.descriptor(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}, {notices_.get(), POLLIN, 0}}};
+    std::array<pollfd, 3> events = {{{signals_.descriptor(), POLLIN, 0},
+                                     {reader_ == Reader::Needed ? STDOUT_FILENO : -1, 0, 0},
+                                     {notices_.get(), POLLIN, 0}}};
     poll(events.data(), events.size(), timeout);
     std::array<char, 4096> notices;
     while (notices_.isOpen() && read(notices_.get(), notices.data(), notices.size()) > 0) {

@@ -25,8 +25,12 @@ public:
 
     enum class Reason { Look, Stop };
 
+    /// Whether a reader of standard output who is gone is a reason to stop.
+    enum class Reader { Needed, Ignored };
+
     /// With `isPolling`, change notices are never used. The signals must outlive the watch.
-    ChangeWatch(std::vector<std::string> paths, const StopSignals &signals, bool isPolling);
+    ChangeWatch(std::vector<std::string> paths, const StopSignals &signals, bool isPolling,
+                Reader reader = Reader::Needed);
 
     /// Watches what the paths lead to now. Call it before each look, so that nothing that happens after the
     /// look is missed.
@@ -44,6 +48,7 @@ private:
     const std::vector<std::string> paths_;
     const StopSignals &signals_;
     const bool isPolling_;
+    const Reader reader_;
     Descriptor notices_;
     std::vector<int> watched_;  ///< By path; -1 for those that are polled.
 };

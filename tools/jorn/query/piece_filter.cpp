@@ -41,6 +41,18 @@ std::vector<std::string> literalsOf(const RE2 &pattern) {
     return literals;
 }
 
+/// The place of the byte of a word that texts probably hold least often.
+size_t rarestIn(const std::string &word) {
+    // Letters by how often they are in texts; what is not among them, but for digits and blanks, is rarer.
+    constexpr std::string_view kCommon = " e0123456789taoinsrhdlucmfygpwbvk,.";
+    size_t rarest = 0;
+    for (size_t i = 1; i < word.size(); ++i) {
+        // Nothing found is the highest place.
+        rarest = kCommon.find(word[i]) > kCommon.find(word[rarest]) ? i : rarest;
+    }
+    return rarest;
+}
+
 /// Finds any of the words, whatever its case is.
 std::string expressionOf(const std::vector<std::string> &words) {
     std::string choice;
@@ -57,7 +69,7 @@ PieceFilter::PieceFilter(const ItemFilter &filter) : filter_(filter) {
         return;
     }
     for (const std::string &literal : literalsOf(*filter.pattern)) {
-        literals_.push_back({literal});
+        literals_.push_back({literal, rarestIn(literal)});
     }
     const std::vector<std::string> words =
         literals_.empty() ? wordsOf(*filter.pattern) : std::vector<std::string>();
@@ -116,13 +128,33 @@ const char *PieceFilter::findLiteral(const char *begin) {
     const char *next = blockEnd_;
     for (Literal &literal : literals_) {
         if (literal.next == nullptr || literal.next < begin) {
-            const void *const found = memmem(begin, static_cast<size_t>(blockEnd_ - begin),
-                                             literal.bytes.data(), literal.bytes.size());
-            literal.next = found != nullptr ? static_cast<const char *>(found) : blockEnd_;
+            literal.next = find(&literal, begin, blockEnd_);
         }
         next = std::min(next, literal.next);
     }
     return next;
+}
+
+/// Where it is, else the end. One byte is found much faster than several, as long as it is rare.
+const char *PieceFilter::find(Literal *literal, const char *begin, const char *end) {
+    constexpr uint64_t kMostStrays = 1000;
+    const std::string &bytes = literal->bytes;
+    while (literal->strays < kMostStrays && static_cast<size_t>(end - begin) >= bytes.size()) {
+        const size_t places = static_cast<size_t>(end - begin) - bytes.size() + 1;
+        const auto *const byte =
+            static_cast<const char *>(memchr(begin + literal->rarest, bytes[literal->rarest], places));
+        if (byte == nullptr) {
+            return end;
+        }
+        const char *const place = byte - literal->rarest;
+        if (memcmp(place, bytes.data(), bytes.size()) == 0) {
+            return place;
+        }
+        ++literal->strays;
+        begin = place + 1;
+    }
+    const void *const found = memmem(begin, static_cast<size_t>(end - begin), bytes.data(), bytes.size());
+    return found != nullptr ? static_cast<const char *>(found) : end;
 }
 
 }  // namespace tool

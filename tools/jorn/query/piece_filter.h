@@ -48,7 +48,9 @@ private:
     }
     struct Literal {
         std::string bytes;
+        size_t rarest = 0;           ///< The place of the byte that is looked for first.
         const char *next = nullptr;  ///< Where it is next, if that has been looked for in this block.
+        uint64_t strays = 0;         ///< How often that byte was found elsewhere.
     };
 
     bool isLookingForWords() const { return words_ != nullptr || !literals_.empty(); }
@@ -56,6 +58,7 @@ private:
     void countPiece(bool hasWord);
     void findWord(const char *begin);
     const char *findLiteral(const char *begin);
+    static const char *find(Literal *literal, const char *begin, const char *end);
 
     const ItemFilter &filter_;
     std::vector<Literal> literals_;     ///< All that the pattern finds, if it is as plain as that;

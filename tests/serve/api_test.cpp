@@ -1,0 +1,362 @@
+// SPDX-License-Identifier: Apache-2.0
+// Each endpoint's answer, byte by byte, and what is refused.
+#include <gmock/gmock.h>
+
+#include "served_ring.h"
+#include "terminal/base64.h"
+
+namespace test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+/// Three items in two files, with names.
+class ApiTest : public ServeTest {
+protected:
+    ApiTest() {
+        start(0, line("power on", kTime, 2, 5) + line("door <b>open</b>", kTime + 60, 0, 5));
+        start(1, line("gate shut", kTime + 120, 1, 3));
+        writeIndex("0,1");
+        write("log/jorn.names", "[levels]\n0 = error\n[slots]\n5 = door\n");
+        serve();
+    }
+};
+
+const std::string kPowerOn =
+    R"({"time":1700000000,"iso":"2023-11-14T22:13:20+00:00","level":2,"slot":5,"slot_name":"door",)"
+    R"("text":"power on","log":"log","cursor":"log~1700000000~0~0~0073c5ff"})";
+const std::string kDoor =
+    R"({"time":1700000060,"iso":"2023-11-14T22:14:20+00:00","level":0,"level_name":"error","slot":5,)"
+    R"("slot_name":"door","text":"door <b>open</b>","log":"log","cursor":"log~1700000060~0~24~9a76efe5"})";
+const std::string kGate =
+    R"({"time":1700000120,"iso":"2023-11-14T22:15:20+00:00","level":1,"slot":3,"text":"gate shut",)"
+    R"("log":"log","cursor":"log~1700000120~1~0~685f0497"})";
+
+TEST_F(ApiTest, Items_All_AreThoseOfShowWithLogAndCursor) {
+    EXPECT_EQ(
+        body("items"),
+        R"({"total":3,"rank":0,"anchor_rank":null,"revision":1,"position":"log~1700000120~1~0~685f0497",)"
+        R"("items":[)" +
+            kGate + "," + kDoor + "," + kPowerOn + "]}\n");
+    EXPECT_EQ(
+        body("items", {{"order", "oldest"}, {"rank", "1"}, {"after", "1"}}),
+        R"({"total":3,"rank":1,"anchor_rank":null,"revision":1,"position":"log~1700000120~1~0~685f0497",)"
+        R"("items":[)" +
+            kDoor + "]}\n");
+}
+
+TEST_F(ApiTest, Histogram_All_CountsByLevelInRoundSteps) {
+    EXPECT_EQ(body("histogram", {{"buckets", "3"}}),
+              R"({"since":1700000000,"until":1700000120,"step":60,"total":3,"first":1700000000,)"
+              R"("last":1700000120,"revision":1,"buckets":[[1699999980,0,0,1,0,0],[1700000040,1,0,0,0,0],)"
+              R"([1700000100,0,1,0,0,0]]})"
+              "\n");
+    EXPECT_EQ(body("histogram", {{"q", "nothing"}, {"since", "@1700000000"}, {"until", "@1700000009"}}),
+              R"({"since":1700000000,"until":1700000009,"step":1,"total":0,"first":null,"last":null,)"
+              R"("revision":1,"buckets":[]})"
+              "\n");
+}
+
+TEST_F(ApiTest, Facets_Filtered_EachLeavesItsOwnFilterOut) {
+    const Json facets = json("facets", {{"level", "error"}, {"slot", "door"}});
+    EXPECT_EQ(facets["levels"].dump(),
+              R"([{"level":0,"name":"error","items":1},{"level":1,"name":null,"items":0},)"
+              R"({"level":2,"name":null,"items":1},{"level":3,"name":null,"items":0}])");
+    EXPECT_EQ(facets["slots"][5].dump(), R"({"slot":5,"name":"door","items":1})");
+    EXPECT_EQ(facets["slots"][3].dump(), R"({"slot":3,"name":null,"items":0})");
+    EXPECT_EQ(facets["slots"].size(), 8U);
+    EXPECT_EQ(facets["logs"].dump(), R"([{"log":"log","items":1}])");
+}
+
+TEST_F(ApiTest, Facets_ItemsOutsideTheTables_AreCountedApart) {
+    append(1, line("odd", kTime + 130, 9, 11));
+    logs_->refreshAll();
+    const Json facets = json("facets");
+    EXPECT_EQ(facets["levels"].back().dump(), R"({"level":null,"name":"other","items":1})");
+    EXPECT_EQ(facets["slots"].back().dump(), R"({"slot":null,"name":"other","items":1})");
+    EXPECT_EQ(json("histogram")["buckets"].back().back(), 1);
+}
+
+TEST_F(ApiTest, Logs_OneLog_SaysWhatItHolds) {
+    Json logs = json("logs");
+    EXPECT_EQ(logs["version"], "1.2.3");
+    EXPECT_EQ(logs["timezone"], "+00:00");
+    EXPECT_GE(logs["now"], 1700000000);
+    EXPECT_EQ(logs["logs"][0].dump(), R"({"log":"log","path":")" + path("log") +
+                                          R"(","items":3,"bytes":81,"files":2,"ring_size":2,)"
+                                          R"("oldest":1700000000,"newest":1700000120,"state":"checking",)"
+                                          R"("findings":0,"level_names":{"0":"error"},)"
+                                          R"("slot_names":{"5":"door"}})");
+}
+
+TEST_F(ApiTest, Findings_AfterACheck_AreThoseOfCheck) {
+    append(1, "no item\n");
+    logs_->refreshAll();
+    logs_->check(0);
+    const Json log = json("findings")["logs"][0];
+    EXPECT_EQ(log["state"], "damaged");
+    const Json printed = Json::parse(linesOf(jorn({"check", "-o", "json", path("log")}).out)[0]);
+    EXPECT_EQ(log["findings"].dump(), Json::array({printed}).dump());
+    EXPECT_EQ(json("logs")["logs"][0]["state"], "damaged");
+    EXPECT_EQ(json("logs")["logs"][0]["findings"], 1);
+}
+
+TEST_F(ApiTest, State_LogGoneAndBack_IsSaid) {
+    logs_->check(0);
+    EXPECT_EQ(json("logs")["logs"][0]["state"], "ok");
+    std::filesystem::rename(path("log"), path("away"));
+    logs_->refreshAll();
+    EXPECT_EQ(json("logs")["logs"][0]["state"], "missing");
+    EXPECT_EQ(json("items")["total"], 0);
+    std::filesystem::rename(path("away"), path("log"));
+    logs_->refreshAll();
+    EXPECT_EQ(json("items")["total"], 3);
+}
+
+TEST_F(ApiTest, Item_ByCursor_HasItsRawLineAndPlace) {
+    const std::string cursor = cursorOf("door <b>open</b>");
+    EXPECT_EQ(body("item", {{"cursor", cursor}}),
+              kDoor.substr(0, kDoor.size() - 1) +
+                  R"(,"raw":"1700000060,0,5,door <b>open</b>","raw_base64":")" +
+                  tool::toBase64("1700000060,0,5,door <b>open</b>") +
+                  R"(","file":"0.csv","offset":24,"path":")" + path("log/0.csv") + "\"}\n");
+}
+
+TEST_F(ApiTest, Command_Filter_IsOneThatAShellReadsAsItWasMeant) {
+    EXPECT_EQ(body("command"), R"({"command":"jorn show -r )" + path("log") + "\"}\n");
+    const Json command = json("command", {{"since", "2 days ago"},
+                                          {"until", "now"},
+                                          {"level", "error,1"},
+                                          {"slot", "5"},
+                                          {"q", "it's -v"},
+                                          {"case", "ignore"},
+                                          {"invert", "1"},
+                                          {"order", "oldest"}});
+    EXPECT_EQ(command["command"],
+              "jorn show '--since=2 days ago' --until=now --level=error,1 --slot=5 "
+              R"('--grep=it'\''s -v' -i -v )" +
+                  path("log"));
+}
+
+TEST_F(ApiTest, Command_RunByAShell_PrintsTheSameItems) {
+    const std::string command = json("command", {{"q", "door|gate"}, {"since", "@1700000001"}})["command"];
+    const Outcome shown = jorn({"show", "--since=@1700000001", "--grep=door|gate", "-r", path("log")});
+    EXPECT_EQ(command, "jorn show --since=@1700000001 '--grep=door|gate' -r " + path("log"));
+    EXPECT_THAT(shownTexts(shown.out), ElementsAre("gate shut", "door <b>open</b>"));
+    EXPECT_THAT(texts({{"q", "door|gate"}, {"since", "@1700000001"}}),
+                ElementsAre("gate shut", "door <b>open</b>"));
+}
+
+TEST_F(ApiTest, CheckFilter_Times_AreResolved) {
+    EXPECT_EQ(body("check-filter", {{"since", "2023-11-14 22:13:20"}}),
+              "{\"since\":1700000000,\"until\":null}\n");
+    EXPECT_EQ(body("check-filter", {{"until", "2023-11-14"}}), "{\"since\":null,\"until\":1700006399}\n");
+}
+
+TEST_F(ApiTest, Download_BothForms_AreTheBytesOfTheCommandLine) {
+    const tool::WebAnswer lines = answer("download", {{"format", "jsonl"}, {"order", "newest"}});
+    EXPECT_EQ(sent(lines), jorn({"export", path("log")}).out);
+    EXPECT_EQ(lines.type, "application/x-ndjson");
+    EXPECT_THAT(lines.headers, ElementsAre(std::pair<std::string, std::string>(
+                                   "Content-Disposition", "attachment; filename=\"jorn.jsonl\"")));
+    const tool::WebAnswer csv = answer("download", {{"format", "csv"}, {"slot", "5"}});
+    EXPECT_EQ(sent(csv), jorn({"show", "-o", "csv", "-s", "5", path("log")}).out);
+    EXPECT_EQ(csv.type, "text/csv; charset=utf-8");
+}
+
+TEST_F(ApiTest, Download_RingMovesOnMeanwhile_IsCutOff) {
+    const tool::WebAnswer lines = answer("download");
+    start(0, line("other", kTime + 999));
+    EXPECT_EQ(sent(lines), "cut off");
+}
+
+TEST_F(ApiTest, Refusals_BadParameters_NameTheParameter) {
+    EXPECT_EQ(refusal("items", {{"q", "a(b"}}),
+              "400 {\"error\":\"missing ): a(b\",\"parameter\":\"q\",\"fragment\":\"a(b\"}\n");
+    EXPECT_EQ(refusal("items", {{"colour", "red"}}),
+              "400 {\"error\":\"there is no such parameter here\",\"parameter\":\"colour\"}\n");
+    EXPECT_EQ(refusal("items", {{"q", "a"}, {"q", "b"}}),
+              "400 {\"error\":\"given more than once\",\"parameter\":\"q\"}\n");
+    EXPECT_EQ(refusal("facets", {{"level", "4"}}),
+              "400 {\"error\":\"'4' is neither a number from 0 to 3 nor a name that is known here\","
+              "\"parameter\":\"level\"}\n");
+    EXPECT_THAT(refusal("facets", {{"slot", "gate"}}), HasSubstr("\"parameter\":\"slot\""));
+    EXPECT_THAT(refusal("facets", {{"slot", ""}}), HasSubstr("\"parameter\":\"slot\""));
+    EXPECT_EQ(refusal("facets", {{"log", "no"}}),
+              "400 {\"error\":\"'no' is no log that is served here\",\"parameter\":\"log\"}\n");
+    EXPECT_THAT(refusal("histogram", {{"since", "soon"}}),
+                HasSubstr("400 {\"error\":\"no time from 1970 to 2106: "));
+    EXPECT_EQ(refusal("histogram", {{"since", "@9"}, {"until", "@8"}}),
+              "400 {\"error\":\"later than until\",\"parameter\":\"since\"}\n");
+    EXPECT_THAT(refusal("items", {{"order", "up"}}), HasSubstr("\"parameter\":\"order\""));
+    EXPECT_THAT(refusal("items", {{"case", "up"}}), HasSubstr("\"parameter\":\"case\""));
+    EXPECT_THAT(refusal("items", {{"invert", "2"}}), HasSubstr("\"parameter\":\"invert\""));
+    EXPECT_THAT(refusal("items", {{"rank", "-1"}}), HasSubstr("\"parameter\":\"rank\""));
+    EXPECT_THAT(refusal("items", {{"rank", "1"}, {"time", "1"}}), HasSubstr("\"parameter\":\"cursor\""));
+    EXPECT_THAT(refusal("items", {{"cursor", "../../etc/passwd"}}),
+                HasSubstr("400 {\"error\":\"this is no cursor\""));
+    EXPECT_THAT(refusal("item", {}), HasSubstr("400 {\"error\":\"which item?\""));
+    EXPECT_THAT(refusal("stream", {{"position", "x"}}), HasSubstr("\"parameter\":\"position\""));
+    EXPECT_THAT(refusal("download", {{"format", "xml"}}), HasSubstr("\"parameter\":\"format\""));
+    EXPECT_EQ(refusal("nothing", {}), "404 {\"error\":\"there is nothing at this path\"}\n");
+}
+
+TEST_F(ApiTest, Bounds_AtTheLimitAndBeyond_AreKept) {
+    EXPECT_EQ(answer("items", {{"before", "500"}, {"after", "500"}}).status, 200);
+    EXPECT_EQ(answer("items", {{"before", "501"}, {"after", "500"}}).status, 400);
+    EXPECT_EQ(answer("items", {{"after", "1001"}}).status, 400);
+    EXPECT_EQ(answer("histogram", {{"buckets", "2000"}}).status, 200);
+    EXPECT_EQ(answer("histogram", {{"buckets", "2001"}}).status, 400);
+    EXPECT_EQ(answer("histogram", {{"buckets", "0"}}).status, 400);
+    EXPECT_EQ(answer("items", {{"q", std::string(1000, 'a')}}).status, 200);
+    EXPECT_EQ(answer("items", {{"q", std::string(1001, 'a')}}).status, 400);
+    EXPECT_THAT(refusal("items", {{"q", "((((((a{100}){100}){100}){100}){100}){100})"}}),
+                HasSubstr("\"parameter\":\"q\""));
+    EXPECT_THAT(refusal("items", {{"q", "(\\pL{500}){2}|(\\pL{400}){2}"}}), HasSubstr("pattern too large"));
+}
+
+TEST_F(ApiTest, Answer_TakesTooLong_IsGivenUp) {
+    tool::ApiTerms terms = usualTerms();
+    terms.longestAnswer = std::chrono::milliseconds(-1);
+    serve({"log"}, terms);
+    EXPECT_EQ(refusal("items", {}), "504 {\"error\":\"the answer takes too long; ask for less\"}\n");
+}
+
+TEST_F(ServeTest, Items_HostileTexts_AreValidJsonThatHoldsEveryByte) {
+    const std::vector<std::string> hostile = {"<script>alert(1)</script>&amp;\"'",
+                                              "\x1b[31mred\x1b]0;title\x07",
+                                              "\xe2\x80\xaetfel",
+                                              std::string(198, 'w'),
+                                              "a\xff\xc3(\x80z",
+                                              "back\\slash \t tab"};
+    std::string bytes;
+    for (const std::string &text : hostile) {
+        bytes += line(text);
+    }
+    makeLog(bytes + line(std::string("cut\0off", 7)) + line("last"));
+    serve();
+    const Json items = json("items", {{"order", "oldest"}})["items"];
+    ASSERT_EQ(items.size(), hostile.size() + 2);
+    for (size_t i = 0; i < hostile.size(); ++i) {
+        const bool isUtf8 = !items[i].contains("text_base64");
+        EXPECT_EQ(
+            isUtf8 ? std::string(items[i]["text"]) : *tool::fromBase64(std::string(items[i]["text_base64"])),
+            hostile[i]);
+        EXPECT_EQ(Json::parse(body("item", {{"cursor", items[i]["cursor"]}}))["raw_base64"],
+                  tool::toBase64("1700000000,1,0," + hostile[i]));
+    }
+    EXPECT_TRUE(items[4].contains("text_base64"));
+    EXPECT_EQ(items[6]["text"], "cut");
+    EXPECT_EQ(items[7]["text"], "last");
+}
+
+TEST_F(ServeTest, Filter_NamesThatDifferBetweenLogs_MeanEachLogsOwn) {
+    makeLog(line("a0", kTime, 0, 1) + line("a1", kTime + 1, 1, 2), "a");
+    makeLog(line("b0", kTime + 2, 0, 1) + line("b1", kTime + 3, 1, 2), "b");
+    write("a/jorn.names", "[levels]\n0 = bad\n[slots]\n1 = door\n");
+    write("b/jorn.names", "[levels]\n1 = bad\n");
+    serve({"a", "b"});
+    EXPECT_THAT(texts({{"level", "bad"}}), ElementsAre("b1", "a0"));
+    EXPECT_THAT(texts({{"slot", "door"}}), ElementsAre("a0"));
+    EXPECT_THAT(texts({{"slot", "door,2"}}), ElementsAre("b1", "a1", "a0"));
+    EXPECT_THAT(texts({{"log", "b"}}), ElementsAre("b1", "b0"));
+    EXPECT_THAT(texts({{"log", "b"}, {"slot", "door"}}), IsEmpty());
+    const Json facets = json("facets", {{"log", "b"}});
+    EXPECT_EQ(facets["logs"].dump(), R"([{"log":"a","items":2},{"log":"b","items":2}])");
+    EXPECT_EQ(facets["levels"][0]["items"], 1);
+}
+
+TEST_F(ServeTest, Search_CaseIgnoredAndNot_AreKeptApart) {
+    makeLog(line("Door") + line("door"));
+    serve();
+    EXPECT_THAT(texts({{"q", "door"}}), ElementsAre("door"));
+    EXPECT_THAT(texts({{"q", "door"}, {"case", "ignore"}}), ElementsAre("door", "Door"));
+    EXPECT_THAT(texts({{"q", "door"}, {"invert", "1"}}), ElementsAre("Door"));
+    EXPECT_THAT(texts({{"q", "door"}}), ElementsAre("door"));
+    append(0, line("door too"));
+    logs_->refreshAll();
+    EXPECT_THAT(texts({{"q", "door"}}), ElementsAre("door too", "door"));
+}
+
+TEST_F(ServeTest, Items_AroundTimeRankAndCursor_InBothOrders) {
+    makeLog(line("1", kTime + 10) + line("2", kTime + 20) + line("3", kTime + 30) + line("4", kTime + 40));
+    serve();
+    const auto at = [&](Given place, const std::string &order) {
+        place.emplace_back("before", "1");
+        place.emplace_back("after", "1");
+        place.emplace_back("order", order);
+        const Json found = json("items", place);
+        std::string shown = std::to_string(static_cast<int>(found["rank"])) + ":";
+        for (const Json &item : found["items"]) {
+            shown += std::string(item["text"]);
+        }
+        return shown;
+    };
+    const std::string third = cursorOf("3");
+    EXPECT_EQ(at({{"cursor", third}}, "oldest"), "1:234");
+    EXPECT_EQ(at({{"cursor", third}}, "newest"), "0:432");
+    EXPECT_EQ(at({{"cursor", third}, {"q", "[^3]"}}, "oldest"), "1:24");
+    EXPECT_EQ(at({{"cursor", third}, {"q", "[^3]"}}, "newest"), "0:42");
+    EXPECT_EQ(at({{"time", "1700000020"}}, "oldest"), "0:12");
+    EXPECT_EQ(at({{"time", "1700000020"}}, "newest"), "1:32");
+    EXPECT_EQ(at({{"time", "1700000021"}}, "oldest"), "1:23");
+    EXPECT_EQ(at({{"time", "1700000029"}}, "newest"), "1:32");
+    EXPECT_EQ(at({{"time", "1700000041"}}, "oldest"), "3:4");
+    EXPECT_EQ(at({{"time", "9"}}, "newest"), "3:1");
+    EXPECT_EQ(at({{"rank", "3"}}, "newest"), "2:21");
+    EXPECT_EQ(at({{"rank", "9"}}, "oldest"), "3:4");
+}
+
+TEST_F(ServeTest, Search_DamageBetweenItems_FindsAllThatShowFinds) {
+    // Longer than what is read at once, before, between and after items; and lines that are cut into pieces.
+    const std::string rubbish = std::string(300000, 'x') + " door\n";
+    makeLog(rubbish + line("door 1") + rubbish + line("gate") + "no item: door\n" + line("door 2") + rubbish +
+            line("gate") + line(std::string(190, 'y') + " door 3") + rubbish);
+    serve();
+    for (const std::string pattern : {"door", "do+r", "(?i)DOOR", "."}) {
+        const Outcome shown = jorn({"show", "-r", "-o", "json", "-g", pattern, path("log")});
+        std::vector<std::string> expected;
+        for (const std::string &item : linesOf(shown.out)) {
+            if (!item.empty()) {
+                expected.push_back(Json::parse(item)["text"]);
+            }
+        }
+        EXPECT_GE(expected.size(), 3U) << pattern;
+        EXPECT_EQ(texts({{"q", pattern}}), expected) << pattern;
+    }
+}
+
+TEST_F(ServeTest, Items_Anchor_HasItsRankWhereItPasses) {
+    makeLog(line("1") + line("2") + line("3"));
+    serve();
+    const std::string second = cursorOf("2");
+    EXPECT_EQ(json("items", {{"anchor", second}, {"order", "oldest"}})["anchor_rank"], 1);
+    EXPECT_EQ(json("items", {{"anchor", cursorOf("3")}})["anchor_rank"], 0);
+    EXPECT_EQ(json("items", {{"anchor", second}, {"q", "[23]"}})["anchor_rank"], 1);
+    EXPECT_EQ(json("items", {{"anchor", second}, {"q", "[13]"}})["anchor_rank"], nullptr);
+    EXPECT_EQ(json("items", {{"anchor", second}, {"cursor", second}, {"q", "[13]"}})["anchor_rank"], nullptr);
+    EXPECT_EQ(json("items", {{"anchor", "log~1~0~0~00000000"}})["anchor_rank"], nullptr);
+    EXPECT_THAT(refusal("items", {{"anchor", "2"}}), HasSubstr("\"parameter\":\"anchor\""));
+}
+
+TEST_F(ServeTest, Items_Search_MarksMatchesByBytesOfTheText) {
+    makeLog(line("a door, a d\xc3\xb6\xc3\xb6r") + line("\xff door") + line("nothing"));
+    serve();
+    const auto marks = [&](const Given &parameters) {
+        const Json items = json("items", parameters)["items"];
+        std::string all;
+        for (const Json &item : items) {
+            all += item.contains("marks") ? item["marks"].dump() : "-";
+        }
+        return all;
+    };
+    EXPECT_EQ(marks({{"q", "d..r"}, {"order", "oldest"}}), "[[2,6],[10,16]][[4,8]]");
+    EXPECT_EQ(marks({{"q", "x*"}}), "---");
+    EXPECT_EQ(marks({{"q", "door"}, {"invert", "1"}}), "-");
+    EXPECT_EQ(marks({}), "---");
+}
+
+}  // namespace
+}  // namespace test

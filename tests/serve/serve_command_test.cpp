@@ -1,0 +1,250 @@
+// SPDX-License-Identifier: Apache-2.0
+// `jorn serve` as users run it, and the examples of its document.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "served_ring.h"
+
+namespace test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::StartsWith;
+
+constexpr char kToken[] = "0123456789abcdef0123456789abcdef";
+
+/// The tool with its output on a pipe, to be read while it runs.
+class ServingTool {
+public:
+    ServingTool(const std::string &workDirectory, const std::vector<std::string> &arguments) {
+        int out[2];
+        EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
+        process_ = fork();
+        if (process_ == 0) {
+            dup2(out[1], STDOUT_FILENO);
+            dup2(out[1], STDERR_FILENO);
+            if (chdir(workDirectory.c_str()) != 0) {
+                _exit(126);
+            }
+            becomeTool(arguments);
+        }
+        close(out[1]);
+        out_ = out[0];
+    }
+    ~ServingTool() {
+        close(out_);
+        if (process_ > 0) {
+            kill(process_, SIGKILL);
+            waitpid(process_, nullptr, 0);
+        }
+    }
+    ServingTool(const ServingTool &) = delete;
+    ServingTool &operator=(const ServingTool &) = delete;
+
+    std::string nextLine() const {
+        std::string line;
+        for (char c = 0; c != '\n'; line += c) {
+            pollfd ready = {out_, POLLIN, 0};
+            if (poll(&ready, 1, 20000) != 1 || read(out_, &c, 1) != 1) {
+                return line + "(end)";
+            }
+        }
+        return line.substr(0, line.size() - 1);
+    }
+
+    int end(int signalNumber) {
+        if (signalNumber > 0) {
+            kill(process_, signalNumber);
+        }
+        int status = 0;
+        EXPECT_EQ(waitpid(process_, &status, 0), process_);
+        process_ = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+    pid_t process() const { return process_; }
+
+private:
+    pid_t process_ = -1;
+    int out_ = -1;
+};
+
+class ServeCommandTest : public ServeTest {
+protected:
+    ServeCommandTest() {
+        makeLog(line("power on", kTime, 2, 5) + line("door open", kTime + 60, 0, 5));
+        write("token", std::string(kToken) + "\n");
+        chmod(path("token").c_str(), 0600);
+    }
+
+    /// What a shell command prints.
+    std::string shell(const std::string &command) const {
+        write("script", command + "\n");
+        const std::string run = "cd '" + root_ + "' && timeout 60 sh script >out.txt 2>&1";
+        const int status = system(run.c_str());
+        return read("out.txt") + (status == 0 ? "" : "(failed)");
+    }
+
+    static std::string baseOf(const std::string &url) { return url.substr(0, url.find("/?")); }
+
+    std::string get(const std::string &url, const std::string &target) const {
+        return shell("curl -s -H 'Authorization: Bearer " + url.substr(url.find("token=") + 6) + "' '" +
+                     baseOf(url) + target + "'");
+    }
+};
+
+TEST_F(ServeCommandTest, Start_AnyPort_PrintsTheUrlAndAnswersUntilASignal) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        ServingTool tool(root_, {"serve", "--listen", "127.0.0.1:0", "--utc", "log"});
+        const std::string url = tool.nextLine();
+        EXPECT_THAT(url, MatchesRegex("http://127.0.0.1:[0-9]+/\\?token=[0-9a-f]+"));
+        EXPECT_THAT(get(url, "/api/items?q=door"), HasSubstr("\"iso\":\"2023-11-14T22:14:20Z\""));
+        EXPECT_THAT(get(url, "/"), HasSubstr("<html"));
+        EXPECT_THAT(shell("curl -s '" + baseOf(url) + "/api/items'"), HasSubstr("the token is missing"));
+        EXPECT_EQ(tool.end(number), 0);
+    }
+}
+
+TEST_F(ServeCommandTest, Start_UsualPortIsTaken_TakesTheNextThatIsFree) {
+    ServingTool first(root_, {"serve", "log"});
+    const std::string one = baseOf(first.nextLine());
+    ServingTool second(root_, {"serve", "log"});
+    const std::string two = baseOf(second.nextLine());
+    const int port = std::stoi(one.substr(one.rfind(':') + 1));
+    const int next = std::stoi(two.substr(two.rfind(':') + 1));
+    EXPECT_GE(port, 8642);
+    EXPECT_GT(next, port);
+    EXPECT_LT(next, 8742);
+    EXPECT_EQ(first.end(SIGINT), 0);
+    EXPECT_EQ(second.end(SIGINT), 0);
+}
+
+TEST_F(ServeCommandTest, Start_GivenPortIsTaken_FailsWith4) {
+    ServingTool first(root_, {"serve", "--listen", "127.0.0.1:0", "log"});
+    const std::string address = baseOf(first.nextLine()).substr(7);
+    const Outcome second = jorn({"serve", "--listen", address, path("log")});
+    EXPECT_EQ(second.status, 4);
+    EXPECT_EQ(second.out, "");
+    EXPECT_EQ(second.err, "jorn: " + address + ": Address already in use\n");
+}
+
+TEST_F(ServeCommandTest, Start_BadArguments_SayWhatIsWrong) {
+    const auto outcome = [&](const std::vector<std::string> &words) {
+        std::vector<std::string> all = {"serve"};
+        all.insert(all.end(), words.begin(), words.end());
+        const Outcome got = jorn(all);
+        return std::to_string(got.status) + " " + got.err;
+    };
+    const std::string log = path("log");
+    for (const std::string listen :
+         {"8642", ":1", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:x", "::1:80", "[]:1"}) {
+        EXPECT_EQ(outcome({"--listen", listen, log}),
+                  "2 jorn: --listen: '" + listen + "' is no ADDRESS:PORT, as 127.0.0.1:8642 or [::1]:0\n");
+    }
+    EXPECT_THAT(outcome({"--listen", "no.such.host.invalid:0", log}),
+                StartsWith("4 jorn: no.such.host.invalid:0"));
+    EXPECT_THAT(outcome({path("none")}), StartsWith("4 jorn: " + path("none")));
+    makeDirectory("empty");
+    EXPECT_THAT(outcome({path("empty")}), StartsWith("2 jorn: " + path("empty") + ": no log here"));
+    EXPECT_THAT(outcome({"--files", "1", log}), StartsWith("2 "));
+    EXPECT_EQ(jorn({"serve"}).status, 2);
+    chmod(path("token").c_str(), 0644);
+    EXPECT_EQ(outcome({"--token-file", path("token"), log}),
+              "2 jorn: " + path("token") + ": others may use this token: chmod 600 keeps it to you\n");
+}
+
+TEST_F(ServeCommandTest, TokenFile_KeepsTheUrlAndIsNotShownElsewhere) {
+    ServingTool tool(root_, {"serve", "--token-file", "token", "--listen", "127.0.0.1:0", "log"});
+    const std::string url = tool.nextLine();
+    EXPECT_THAT(url, MatchesRegex("http://127.0.0.1:[0-9]+/\\?token=" + std::string(kToken)));
+    std::ifstream arguments("/proc/" + std::to_string(tool.process()) + "/cmdline");
+    std::stringstream words;
+    words << arguments.rdbuf();
+    EXPECT_THAT(words.str(), HasSubstr("--token-file=token"));
+    EXPECT_EQ(words.str().find(kToken), std::string::npos);
+    EXPECT_THAT(get(url, "/api/logs"), HasSubstr("\"items\":2"));
+    EXPECT_EQ(tool.end(SIGTERM), 0);
+}
+
+TEST_F(ServeCommandTest, Follow_RecorderBesideIt_SendsItsItemsAndEndsInOrder) {
+    ServingTool tool(root_, {"serve", "--listen", "127.0.0.1:0", "log"});
+    const std::string url = tool.nextLine();
+    const std::string stream = "curl -sN -H 'Authorization: Bearer " + url.substr(url.find("token=") + 6) +
+                               "' '" + baseOf(url) + "/api/stream?q=new' > stream.txt & ";
+    // The recorder begins when the stream has, and the server is stopped when the item has come.
+    const std::string script = stream + "while ! grep -q '^event: change' stream.txt; do sleep 0.01; done; " +
+                               "echo new item | " JORN_TOOL_COMMAND " record --files 10 log; " +
+                               "while ! grep -q 'new item' stream.txt; do sleep 0.01; done; kill -INT " +
+                               std::to_string(tool.process()) + "; wait";
+    EXPECT_EQ(shell(script), "");
+    EXPECT_EQ(tool.end(0), 0);
+    const std::vector<std::string> lines = linesOf(read("stream.txt"));
+    ASSERT_GE(lines.size(), 7U);
+    EXPECT_EQ(lines[0], "event: change");
+    EXPECT_EQ(lines[4], "event: items");
+    EXPECT_THAT(lines[6], HasSubstr("\"text\":\"new item\""));
+}
+
+TEST_F(ServeCommandTest, Directory_WhileServed_IsNotChanged) {
+    const std::string before = stateOf(path("log"));
+    ServingTool tool(root_, {"serve", "--listen", "127.0.0.1:0", "log"});
+    const std::string url = tool.nextLine();
+    get(url, "/api/items?q=door");
+    get(url, "/api/download");
+    while (get(url, "/api/logs").find("checking") != std::string::npos) {
+    }
+    EXPECT_EQ(tool.end(SIGINT), 0);
+    EXPECT_EQ(stateOf(path("log")), before);
+}
+
+/// The shell commands in the document's blocks, each with what follows it up to the next one.
+std::vector<std::pair<std::string, std::string>> examplesIn(const std::string &path) {
+    std::ifstream file(path);
+    std::vector<std::pair<std::string, std::string>> examples;
+    bool isInBlock = false;
+    for (std::string text; std::getline(file, text);) {
+        if (text.compare(0, 3, "```") == 0) {
+            isInBlock = text == "```console";
+        } else if (isInBlock && text.compare(0, 2, "$ ") == 0) {
+            examples.emplace_back(text.substr(2), "");
+        } else if (isInBlock && !examples.empty()) {
+            examples.back().second += text + "\n";
+        }
+    }
+    return examples;
+}
+
+TEST_F(ServeCommandTest, Document_Examples_PrintWhatItSays) {
+    makeLog(line("power on", kTime, 2, 5) + line("door open", kTime + 60, 0, 5) +
+                line("door shut", kTime + 3600, 1, 5),
+            "door");
+    write("door/jorn.names", "[levels]\n0 = error\n1 = warning\n");
+    ServingTool tool(root_, {"serve", "--token-file", "token", "--utc", "--listen", "127.0.0.1:0", "door"});
+    const std::string url = tool.nextLine();
+    const std::string base = baseOf(url);
+    // A check that ends makes a new revision.
+    while (get(url, "/api/logs").find("checking") != std::string::npos) {
+    }
+    const auto examples = examplesIn(JORN_SERVE_DOCUMENT);
+    EXPECT_GE(examples.size(), 8U);
+    for (const auto &[command, expected] : examples) {
+        std::string here = command;
+        const std::string shown = "http://127.0.0.1:8642";
+        const size_t at = here.find(shown);
+        ASSERT_NE(at, std::string::npos) << command;
+        here.replace(at, shown.size(), base);
+        EXPECT_EQ(shell("TOKEN=" + std::string(kToken) + "; " + here), expected) << command;
+    }
+}
+
+}  // namespace
+}  // namespace test

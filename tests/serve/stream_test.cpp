@@ -1,0 +1,428 @@
+// SPDX-License-Identifier: Apache-2.0
+// New items as events, while the ring moves on and clients come and go.
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+
+#include "served_ring.h"
+
+namespace test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+struct Event {
+    std::string name;
+    std::string id;
+    Json data;
+};
+
+/// A client that takes the events of a stream one by one.
+class Client {
+public:
+    explicit Client(tool::WebAnswer answer) {
+        EXPECT_EQ(answer.status, 200) << answer.body;
+        EXPECT_EQ(answer.type, "text/event-stream");
+        sender_ = std::thread([this, answer = std::move(answer)] {
+            isWhole_ = answer.send([this](std::string_view bytes) { return take(bytes); });
+        });
+    }
+    ~Client() { leave(); }
+    Client(const Client &) = delete;
+    Client &operator=(const Client &) = delete;
+
+    Event next() {
+        std::unique_lock lock(mutex_);
+        const bool hasCome =
+            come_.wait_for(lock, std::chrono::seconds(20), [this] { return !events_.empty(); });
+        EXPECT_TRUE(hasCome) << "no event";
+        if (!hasCome) {
+            return {};
+        }
+        Event event = events_.front();
+        events_.pop_front();
+        return event;
+    }
+
+    /// The texts of items events until there are so many.
+    std::vector<std::string> nextTexts(size_t count) {
+        std::vector<std::string> texts;
+        while (texts.size() < count && !testing::Test::HasFailure()) {
+            const Event event = next();
+            if (event.name == "items") {
+                add(event, &texts);
+            }
+        }
+        return texts;
+    }
+
+    static void add(const Event &event, std::vector<std::string> *texts) {
+        for (const Json &item : event.data["items"]) {
+            texts->push_back(item["text"]);
+        }
+    }
+
+    std::string lastId() {
+        const std::lock_guard lock(mutex_);
+        return lastId_;
+    }
+    size_t pings() {
+        const std::lock_guard lock(mutex_);
+        return pings_;
+    }
+    size_t waiting() {
+        const std::lock_guard lock(mutex_);
+        return events_.size();
+    }
+
+    /// Takes no more, as one whose connection is full, until resume().
+    void halt() { isHalted_ = true; }
+    void waitUntilHeld() {
+        std::unique_lock lock(mutex_);
+        EXPECT_TRUE(come_.wait_for(lock, std::chrono::seconds(20), [this] { return isHeld_; }));
+    }
+    void resume() {
+        isHalted_ = false;
+        const std::lock_guard lock(mutex_);
+        come_.notify_all();
+    }
+
+    void leave() {
+        isGone_ = true;
+        resume();
+        if (sender_.joinable()) {
+            sender_.join();
+        }
+    }
+    bool endsWhole() {
+        sender_.join();
+        return isWhole_;
+    }
+
+private:
+    bool take(std::string_view bytes) {
+        std::unique_lock lock(mutex_);
+        isHeld_ = isHalted_;
+        come_.notify_all();
+        come_.wait(lock, [this] { return !isHalted_ || isGone_; });
+        isHeld_ = false;
+        if (bytes.compare(0, 7, "event: ") == 0) {
+            takeEvent(std::string(bytes));
+        } else if (!bytes.empty()) {
+            EXPECT_EQ(bytes, ": ping\n\n");
+            ++pings_;
+        }
+        come_.notify_all();
+        return !isGone_;
+    }
+
+    void takeEvent(const std::string &text) {
+        const std::vector<std::string> lines = linesOf(text);
+        ASSERT_EQ(lines.size(), 4U) << text;
+        ASSERT_EQ(lines[3], "");
+        ASSERT_EQ(lines[1].substr(0, 4), "id: ");
+        ASSERT_EQ(lines[2].substr(0, 6), "data: ");
+        lastId_ = lines[1].substr(4);
+        events_.push_back({lines[0].substr(7), lastId_, Json::parse(lines[2].substr(6))});
+    }
+
+    std::mutex mutex_;
+    std::condition_variable come_;
+    std::deque<Event> events_;
+    std::string lastId_;
+    size_t pings_ = 0;
+    std::atomic<bool> isHalted_{false};
+    std::atomic<bool> isGone_{false};
+    bool isHeld_ = false;
+    bool isWhole_ = false;
+    std::thread sender_;
+};
+
+class StreamTest : public ServeTest {
+protected:
+    ~StreamTest() override {
+        if (logs_ != nullptr) {
+            logs_->stop();
+        }
+    }
+
+    /// A client whose first event has come.
+    std::unique_ptr<Client> follow(const Given &parameters = {}, const std::string &lastId = "") {
+        tool::WebRequest request;
+        request.method = "GET";
+        request.path = "/api/stream";
+        request.parameters = parameters;
+        if (!lastId.empty()) {
+            request.headers.emplace("last-event-id", lastId);
+        }
+        return std::make_unique<Client>(api_->answer(request));
+    }
+
+    void add(const std::string &bytes, int file = 0) {
+        append(file, bytes);
+        logs_->refreshAll();
+    }
+};
+
+TEST_F(StreamTest, Begin_NoPosition_SendsWhatComesFromNowOn) {
+    makeLog(line("one"));
+    serve();
+    const auto client = follow();
+    const Event first = client->next();
+    EXPECT_EQ(first.name, "change");
+    EXPECT_EQ(first.data.dump(), R"({"total":1,"items_lost":0,"revision":1})");
+    EXPECT_EQ(first.id, cursorOf("one"));
+    add(line("two") + line("three"));
+    const Event event = client->next();
+    EXPECT_EQ(event.name, "items");
+    EXPECT_EQ(event.data["total"], 3);
+    EXPECT_EQ(event.data["items"].dump(),
+              json("items", {{"order", "oldest"}, {"rank", "1"}})["items"].dump());
+    EXPECT_EQ(event.id, cursorOf("three"));
+    add(line("four"));
+    EXPECT_THAT(client->nextTexts(1), ElementsAre("four"));
+}
+
+TEST_F(StreamTest, Begin_PositionOfAList_SendsAllThatIsNotInIt) {
+    makeLog(line("a1"), "a");
+    makeDirectory("b");
+    start(0, "", "b");
+    writeIndex("0,0", "b");
+    serve({"a", "b"});
+    const std::string position = json("items")["position"];
+    EXPECT_EQ(position.substr(position.size() - 4), ",b~-");
+    append(0, line("a2"), "a");
+    append(0, line("b1") + line("b2"), "b");
+    logs_->refreshAll();
+    const auto client = follow({{"position", position}});
+    EXPECT_THAT(client->nextTexts(3), ElementsAre("a2", "b1", "b2"));
+    EXPECT_THAT(follow({}, position)->nextTexts(3), ElementsAre("a2", "b1", "b2"));
+}
+
+TEST_F(StreamTest, Begin_Cursor_SendsWhatComesAfterIt) {
+    makeLog(line("one") + line("two") + line("three"));
+    serve();
+    const auto client = follow({{"cursor", cursorOf("one")}});
+    EXPECT_THAT(client->nextTexts(2), ElementsAre("two", "three"));
+    const std::string three = client->lastId();
+    start(0, line("six"));
+    logs_->refreshAll();
+    EXPECT_EQ(refusal("stream", {{"cursor", three}}).substr(0, 3), "410");
+}
+
+TEST_F(StreamTest, Items_Filter_OnlyThoseThatPassAndTheirTotal) {
+    makeLog(line("door 1") + line("gate 1"));
+    serve();
+    const auto client = follow({{"q", "door"}, {"level", "1"}});
+    EXPECT_EQ(client->next().data["total"], 1);
+    add(line("gate 2") + line("door 2", kTime, 2) + line("door 3"));
+    const Event event = client->next();
+    EXPECT_EQ(event.data["total"], 2);
+    std::vector<std::string> texts;
+    Client::add(event, &texts);
+    EXPECT_THAT(texts, ElementsAre("door 3"));
+}
+
+TEST_F(StreamTest, Items_Many_ComeInBatches) {
+    makeLog(line("first"));
+    serve();
+    const auto client = follow();
+    client->next();
+    std::string bytes;
+    for (int i = 1; i <= 450; ++i) {
+        bytes += line(numberedText("n", i));
+    }
+    add(bytes);
+    std::vector<std::string> texts;
+    for (const size_t size : {200, 200, 50}) {
+        const Event event = client->next();
+        EXPECT_EQ(event.data["items"].size(), size);
+        Client::add(event, &texts);
+        EXPECT_EQ(event.data["total"], texts.size() + 1);
+    }
+    EXPECT_EQ(texts, numberedTexts("n", 1, 450));
+}
+
+TEST_F(StreamTest, Resume_ByTheLastId_HasNoGapAndNoDouble) {
+    makeLog(line("first"));
+    serve();
+    std::vector<std::string> texts;
+    std::string last;
+    int written = 0;
+    for (int round = 0; round < 12; ++round) {
+        const auto client = follow({}, last);
+        const Event first = client->next();
+        EXPECT_EQ(first.name, "change");
+        std::string bytes;
+        for (int i = 0; i < 3; ++i) {
+            bytes += line(numberedText("n", ++written));
+        }
+        add(bytes, round % 3);
+        for (const std::string &text : client->nextTexts(static_cast<size_t>(written) - texts.size())) {
+            texts.push_back(text);
+        }
+        last = client->lastId();
+        client->leave();
+        // While nobody follows: more items, and the ring moves on.
+        append(round % 3, line(numberedText("n", ++written)));
+        start((round + 1) % 3, "");
+        writeIndex(std::to_string(round < 2 ? 0 : (round + 2) % 3) + "," + std::to_string((round + 1) % 3));
+        logs_->refreshAll();
+    }
+    EXPECT_EQ(texts, numberedTexts("n", 1, static_cast<int>(texts.size())));
+    EXPECT_GE(texts.size(), 47U);
+}
+
+TEST_F(StreamTest, Resume_AfterARestartOfTheServer_GoesOn) {
+    makeLog(line("one"));
+    serve();
+    std::string last;
+    {
+        const auto client = follow();
+        client->next();
+        last = client->lastId();
+    }
+    append(0, line("two"));
+    serve();
+    EXPECT_THAT(follow({}, last)->nextTexts(1), ElementsAre("two"));
+}
+
+TEST_F(StreamTest, Gone_RingPassedThePosition_IsSaidAndTheStreamGoesOnFromNow) {
+    makeLog(line("one") + line("two"));
+    serve();
+    const std::string last = cursorOf("one");
+    start(0, line("other") + line("others"));
+    logs_->refreshAll();
+    const auto client = follow({}, last);
+    const Event gone = client->next();
+    EXPECT_EQ(gone.name, "gone");
+    EXPECT_EQ(gone.data.dump(), R"({"total":2})");
+    EXPECT_EQ(gone.id, cursorOf("others"));
+    EXPECT_EQ(client->next().name, "change");
+    add(line("new"));
+    EXPECT_THAT(client->nextTexts(1), ElementsAre("new"));
+}
+
+TEST_F(StreamTest, SlowClient_HoldsNothingAndGetsWhatIsInViewByThen) {
+    makeLog(line("first"));
+    serve();
+    const auto client = follow();
+    client->next();
+    client->halt();
+    for (int i = 1; i <= 50; ++i) {
+        add(line(numberedText("n", i)));
+    }
+    client->resume();
+    EXPECT_EQ(client->nextTexts(50), numberedTexts("n", 1, 50));
+    client->halt();
+    add(line("held"));
+    client->waitUntilHeld();
+    add(line("lost"));
+    start(0, line("a"));
+    logs_->refreshAll();
+    client->resume();
+    Event event = client->next();
+    while (event.name == "items") {
+        event = client->next();
+    }
+    EXPECT_EQ(event.name, "gone");
+    add(line("b"));
+    EXPECT_THAT(client->nextTexts(1), ElementsAre("b"));
+}
+
+TEST_F(StreamTest, Change_RingMovesOn_SaysHowManyItemsLeft) {
+    start(0, line("a") + line("b"));
+    start(1, line("c"));
+    writeIndex("0,1");
+    serve();
+    const auto client = follow({{"q", "[ac]"}});
+    EXPECT_EQ(client->next().data["total"], 2);
+    start(0, "");
+    writeIndex("1,0");
+    logs_->refreshAll();
+    const Event event = client->next();
+    EXPECT_EQ(event.name, "change");
+    EXPECT_EQ(event.data["items_lost"], 2);
+    EXPECT_EQ(event.data["total"], 1);
+}
+
+TEST_F(StreamTest, Change_FindingsChange_IsSaid) {
+    makeLog(line("one"));
+    serve();
+    const auto client = follow();
+    client->next();
+    logs_->check(0);
+    const Event event = client->next();
+    EXPECT_EQ(event.name, "change");
+    EXPECT_EQ(event.data["items_lost"], 0);
+}
+
+TEST_F(StreamTest, Clear_OldItemsInFrontOfNewOnes_AreNotSentAgain) {
+    start(0, line("a"));
+    start(1, line("b"));
+    writeIndex("0,1");
+    serve();
+    const auto client = follow();
+    client->next();
+    writeIndex("0,0");
+    append(0, line("new"));
+    logs_->refreshAll();
+    EXPECT_THAT(client->nextTexts(1), ElementsAre("new"));
+}
+
+TEST_F(StreamTest, Idle_SendsPingsUntilTheServerStops) {
+    makeLog(line("one"));
+    tool::ApiTerms terms = usualTerms();
+    terms.pingEvery = std::chrono::milliseconds(1);
+    serve({"log"}, terms);
+    const auto client = follow();
+    client->next();
+    while (client->pings() < 3) {
+        std::this_thread::yield();
+    }
+    logs_->stop();
+    EXPECT_TRUE(client->endsWhole());
+    EXPECT_EQ(client->waiting(), 0U);
+}
+
+/// Writers, questions and followers at the same time: for the thread sanitizer, and that nobody misses any.
+TEST_F(StreamTest, ManyAtOnce_WhileTheRingMoves_EachGetsEachItemOnce) {
+    constexpr int kClients = 8;
+    constexpr int kItems = 120;
+    makeLog(line("first"));
+    serve();
+    std::vector<std::unique_ptr<Client>> clients;
+    for (int i = 0; i < kClients; ++i) {
+        clients.push_back(follow());
+        clients.back()->next();
+    }
+    std::atomic<bool> isDone{false};
+    std::thread asking([&] {
+        while (!isDone) {
+            EXPECT_EQ(answer("histogram", {{"q", "n0000001"}}).status, 200);
+            EXPECT_EQ(answer("facets").status, 200);
+        }
+    });
+    for (int i = 1; i <= kItems; ++i) {
+        const int file = i / 30;
+        if (i % 30 == 0) {
+            start(file, "");
+            writeIndex("0," + std::to_string(file));
+        }
+        add(line(numberedText("n", i)), file);
+    }
+    for (const auto &client : clients) {
+        EXPECT_EQ(client->nextTexts(kItems), numberedTexts("n", 1, kItems));
+        EXPECT_EQ(client->waiting(), 0U);
+    }
+    isDone = true;
+    asking.join();
+}
+
+}  // namespace
+}  // namespace test

@@ -1,0 +1,262 @@
+// SPDX-License-Identifier: Apache-2.0
+// The server of `jorn serve`, which starts it.
+#include <errno.h>
+#include <poll.h>
+#include <signal.h>
+#include <string.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Error.hpp>
+#include <CLI/Formatter.hpp>
+#include <array>
+#include <chrono>
+#include <iostream>
+#include <memory>
+#include <thread>
+
+#include "commands/serve_options.h"
+#include "diagnostics.h"
+#include "live/change_watch.h"
+#include "merge/log_names.h"
+#include "query/near_logs.h"
+#include "serve/access.h"
+#include "serve/api.h"
+#include "serve/http_server.h"
+#include "serve/served_logs.h"
+#include "serve/site.h"
+#include "system/failure.h"
+#include "system/stop_signals.h"
+#include "terminal/number_text.h"
+#include "terminal/time_text.h"
+
+namespace tool {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr char kDefaultAddress[] = "127.0.0.1";
+constexpr int kDefaultPort = 8642;
+constexpr int kPortsTried = 100;
+constexpr int kPortLimit = 65536;
+
+struct Address {
+    std::string host = kDefaultAddress;
+    int port = kDefaultPort;
+    bool isGiven = false;
+};
+
+Address addressOf(const std::string &text) {
+    Address address;
+    if (text.empty()) {
+        return address;
+    }
+    const size_t colon = text.rfind(':');
+    const std::optional<int> port =
+        colon == std::string::npos ? std::nullopt : numberBelow(text.substr(colon + 1), kPortLimit);
+    std::string host = text.substr(0, std::min(colon, text.size()));
+    const bool isBracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
+    host = isBracketed ? host.substr(1, host.size() - 2) : host;
+    if (!port || host.empty() || (!isBracketed && host.find_first_of(":[]") != std::string::npos)) {
+        refuse("--listen: '" + text + "' is no ADDRESS:PORT, as 127.0.0.1:8642 or [::1]:0");
+    }
+    return {host, *port, true};
+}
+
+/// Opens the port that was asked for, or the first free one from the usual one on; which it is.
+int openPort(HttpServer *server, const Address &address) {
+    for (int port = address.port; port < address.port + kPortsTried; ++port) {
+        const int opened = server->open(address.host, port);
+        if (opened >= 0) {
+            return opened;
+        }
+        if (address.isGiven || errno != EADDRINUSE) {
+            break;
+        }
+    }
+    const std::string name = bracketed(address.host) + ":" + std::to_string(address.port);
+    throw errno != 0 ? systemFailure(name, errno) : Failure(name + ": cannot be listened at");
+}
+
+std::vector<ServedLog> logsOf(const ServeOptions &options) {
+    refuseSameDirectory(options.directories);
+    const std::vector<std::string> names = distinctLogNames(options.directories);
+    std::vector<ServedLog> logs;
+    for (size_t i = 0; i < names.size(); ++i) {
+        const StoreDirectory directory = StoreDirectory::openForReading(options.directories[i]);
+        requireLog(directory);
+        ServedLog log;
+        log.name = names[i];
+        log.path = options.directories[i];
+        log.ringSize = options.files;
+        try {
+            log.names = !options.namesFile.empty() ? readNames(options.namesFile)
+                                                   : namesBeside(directory).value_or(Names{});
+        } catch (const Failure &failure) {
+            if (!options.namesFile.empty()) {
+                throw;
+            }
+            printMessage("note: " + std::string(failure.what()) + "; no names are used");
+        }
+        logs.push_back(std::move(log));
+    }
+    return logs;
+}
+
+/// Waits for a signal; true when one has come.
+bool waitForStop(const StopSignals &signals, milliseconds longest) {
+    pollfd signal = {signals.descriptor(), POLLIN, 0};
+    return poll(&signal, 1, static_cast<int>(longest.count())) > 0;
+}
+
+/// Looks at a log whenever it changes, until a signal comes.
+void watchLog(ServedLogs *logs, size_t log, const StopSignals &signals, bool isPolling) {
+    constexpr milliseconds kLeastPause(20);
+    ChangeWatch watch({logs->now()->logs[log]->log->path}, signals, isPolling, ChangeWatch::Reader::Ignored);
+    for (;;) {
+        watch.arm();
+        const bool isSeen = logs->refresh(log);
+        const bool isMissing = logs->now()->logs[log]->isMissing;
+        // A writer that appends all the time is looked at now and then.
+        if (waitForStop(signals, kLeastPause) ||
+            watch.wait(!isSeen || isMissing, std::nullopt) == ChangeWatch::Reason::Stop) {
+            return;
+        }
+    }
+}
+
+/// Checks each log that has changed since its last check, now and then.
+void checkLogs(ServedLogs *logs, const StopSignals &signals) {
+    constexpr milliseconds kBetweenChecks(20000);
+    constexpr milliseconds kBeforeTheFirst(300);  // For the first answers, which are waited for.
+    std::vector<std::shared_ptr<const LogView>> checked(logs->now()->logs.size());
+    if (waitForStop(signals, kBeforeTheFirst)) {
+        return;
+    }
+    for (;;) {
+        for (size_t log = 0; log < checked.size(); ++log) {
+            const std::shared_ptr<const LogView> view = logs->now()->logs[log];
+            if (view != checked[log] && !signals.hasCome()) {
+                checked[log] = view;
+                logs->check(log);
+            }
+        }
+        if (waitForStop(signals, kBetweenChecks)) {
+            return;
+        }
+    }
+}
+
+/// Starts whatever opens pages here, and does not wait for it.
+void openPage(const std::string &url) {
+    const pid_t child = fork();
+    if (child == 0) {
+        sigset_t none;
+        sigemptyset(&none);
+        pthread_sigmask(SIG_SETMASK, &none, nullptr);
+        if (fork() == 0) {
+            execlp("xdg-open", "xdg-open", url.c_str(), nullptr);
+            printMessage("note: the page cannot be opened: xdg-open: " + std::string(strerror(errno)));
+        }
+        _exit(kExitDone);
+    }
+    waitpid(child, nullptr, 0);
+}
+
+/// Threads that end when a signal comes.
+class Watchers {
+public:
+    Watchers(ServedLogs *logs, const StopSignals &signals, bool isPolling) {
+        for (size_t log = 0; log < logs->now()->logs.size(); ++log) {
+            threads_.emplace_back([=, &signals] { watchLog(logs, log, signals, isPolling); });
+        }
+        threads_.emplace_back([=, &signals] { checkLogs(logs, signals); });
+    }
+    ~Watchers() {
+        for (std::thread &thread : threads_) {
+            thread.join();
+        }
+    }
+    Watchers(const Watchers &) = delete;
+    Watchers &operator=(const Watchers &) = delete;
+
+private:
+    std::vector<std::thread> threads_;
+};
+
+void announce(const std::string &url, const Address &address) {
+    if (address.host == "0.0.0.0" || address.host == "::") {
+        printMessage("note: reached from other machines too, without encryption");
+    }
+    std::cout << url << std::endl;
+    if (!std::cout) {
+        throw systemFailure("standard output", errno);
+    }
+}
+
+int serve(const ServeOptions &options) {
+    if (options.isUtc) {
+        useUtc();
+    }
+    tzset();
+    jorn_SetDebugPrintLevel(0);  // The module's parser prints on standard output.
+    const Address address = addressOf(options.listen);
+    const std::string token = options.tokenFile.empty() ? newToken() : tokenFrom(options.tokenFile);
+    ServedLogs logs(logsOf(options));
+    const StopSignals signals;
+    Api api(&logs, {JORN_VERSION, options.isUtc});
+    std::unique_ptr<Site> site;
+    HttpServer server({[&site](const WebRequest &request) { return site->answer(request); },
+                       [](const WebRequest &request) { return Api::isStream(request.path); }});
+    const int port = openPort(&server, address);
+    site = std::make_unique<Site>(Access({token, address.host, port}), &api, pageFiles());
+    logs.refreshAll();
+    server.start();
+    const std::string url =
+        "http://" + bracketed(address.host) + ":" + std::to_string(port) + "/?token=" + token;
+    announce(url, address);
+    if (options.isOpened) {
+        openPage(url);
+    }
+    {
+        const Watchers watchers(&logs, signals, options.isPolling);
+        pollfd signal = {signals.descriptor(), POLLIN, 0};
+        while (poll(&signal, 1, -1) < 0 && errno == EINTR) {
+        }
+        logs.stop();
+    }
+    server.stop();
+    return kExitDone;
+}
+
+int run(int argc, char **argv) {
+    signal(SIGPIPE, SIG_IGN);
+    CLI::App app("Shows logs in a browser; jorn serve starts it.", "jorn serve");
+    ServeOptions options;
+    addServeOptions(&app, &options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? kExitDone : kExitUsage;
+    }
+    return serve(options);
+}
+
+}  // namespace
+}  // namespace tool
+
+int main(int argc, char **argv) {
+    try {
+        return tool::run(argc, argv);
+    } catch (const tool::Failure &failure) {
+        tool::printMessage(failure.what());
+        return failure.exitCode();
+    } catch (const std::exception &error) {
+        tool::printMessage(error.what());
+        return tool::kExitInputOutput;
+    }
+}

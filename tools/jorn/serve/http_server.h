@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+// Carries requests and answers over HTTP/1.1. Everything that a client can make it hold is bounded: the size
+// of a request, the number of connections, and the time for which one may do nothing.
+#ifndef JORN_TOOLS_HTTP_SERVER_H
+#define JORN_TOOLS_HTTP_SERVER_H
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "serve/request.h"
+
+namespace tool {
+
+struct HttpLimits {
+    size_t target = size_t{8} * 1024;  ///< Bytes of a request's path and parameters,
+    size_t head = size_t{24} * 1024;   ///< and of that together with its headers.
+    size_t connections = 144;
+    size_t streams = 64;                       ///< Answers that last as long as their clients,
+    size_t others = 16;                        ///< and others, at the same time.
+    std::chrono::milliseconds request{10000};  ///< For a request to come in.
+    std::chrono::milliseconds idle{5000};      ///< Between two requests.
+    std::chrono::milliseconds write{30000};    ///< For a client to take what it is sent.
+};
+
+struct HttpTerms {
+    /// Answers a request; called by several threads. What it throws becomes an answer too.
+    std::function<WebAnswer(const WebRequest &)> answer;
+    std::function<bool(const WebRequest &)> isStream;
+    HttpLimits limits{};
+};
+
+class HttpServer {
+public:
+    explicit HttpServer(HttpTerms terms);
+    ~HttpServer();
+    HttpServer(const HttpServer &) = delete;
+    HttpServer &operator=(const HttpServer &) = delete;
+
+    /// Opens the port, 0 for any; what it is. -1, with the reason in errno, when that cannot be.
+    int open(const std::string &host, int port);
+
+    /// Serves in threads of its own until stop(), which waits until all of them have ended.
+    void start();
+    void stop();
+
+    /// What is sent for the bytes of a connection, which may be anything, without a socket.
+    std::string answerTo(std::string_view bytes);
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace tool
+
+#endif

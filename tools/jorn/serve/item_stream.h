@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+// New items as server-sent events, until the client goes or the server stops.
+//
+//   event: items    {"items":[...],"total":N}       new items that pass; of each log in its order, each once
+//   event: change   {"total":N,"items_lost":K}      the first event, and whenever items left the view
+//   event: gone     {"total":N}                     items were passed by the ring before they were sent
+//
+// The id of each event is the position after it, from which another stream goes on without gap or double. A
+// stream holds a position and no items: a client that reads slowly is sent later what is in view by then.
+#ifndef JORN_TOOLS_ITEM_STREAM_H
+#define JORN_TOOLS_ITEM_STREAM_H
+
+#include <stdint.h>
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "serve/item_texts.h"
+#include "serve/request.h"
+#include "serve/served_logs.h"
+#include "serve/text_matches.h"
+#include "serve/view_filter.h"
+
+namespace tool {
+
+/// For each log, how far its items have been seen.
+class StreamPosition {
+public:
+    /// After all items in view.
+    static StreamPosition newest(const Snapshot &snapshot);
+
+    /// From a text; logs that it does not name are at their newest. Nothing when an item that it names is not
+    /// in view any more. Throws StaleView.
+    static std::optional<StreamPosition> find(const std::string &text, const Snapshot &snapshot);
+
+    /// Whether find() can make something of a text.
+    static bool isText(const std::string &text);
+
+    /// The cursors of the items before the place in each log, with commas between; "LOG~-" where a log had
+    /// none. Throws StaleView.
+    std::string text(const Snapshot &snapshot) const;
+
+    struct Place {
+        uint64_t epoch = 0;
+        int64_t next = 0;  ///< The number of the first item not seen.
+    };
+    std::vector<Place> places;
+};
+
+struct StreamTerms {
+    ViewFilter filter;
+    std::optional<std::string> position;  ///< Where to begin; nothing: with what comes from now on.
+    bool isUtc = false;
+    std::chrono::milliseconds pingEvery{15000};
+};
+
+class ItemStream {
+public:
+    /// Most items of an event, and the least time between two that report a change.
+    static constexpr size_t kMostItems = 200;
+    static constexpr std::chrono::milliseconds kChangeEvery{500};
+
+    ItemStream(ServedLogs *logs, TextMatches *matches, const StreamTerms &terms)
+        : logs_(*logs), matches_(matches), terms_(terms), json_(terms.isUtc, terms.filter.marked()) {}
+
+    /// False where the client is gone.
+    bool run(const WebWrite &write);
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void begin();
+    bool step();
+    bool sendGone();
+    bool sendItemsOf(size_t log);
+    std::vector<RowRef> nextRows(size_t log, int64_t *next) const;
+    bool sendChange();
+    bool sendEvent(const char *name, const std::string &data, const StreamPosition &position);
+    bool keepAlive();
+    bool isPassed() const;
+    bool hasChanged() const;
+    std::chrono::milliseconds longestWait() const;
+    void countAll();
+
+    ServedLogs &logs_;
+    TextMatches *matches_;
+    const StreamTerms &terms_;
+    ItemJson json_;
+    const WebWrite *write_ = nullptr;
+    std::shared_ptr<const Snapshot> snapshot_;
+    StreamPosition position_;
+    bool hasBegun_ = false;
+    bool isGone_ = false;  ///< Items were passed, which is still to be reported.
+    uint64_t total_ = 0;   ///< Items that pass, of those in view when they were counted and those sent since,
+    StreamPosition counted_;         ///< which begin here.
+    std::optional<int64_t> oldest_;  ///< As oldestOf() when a change was last reported.
+    std::vector<std::shared_ptr<const LogHealth>> health_;
+    Clock::time_point changeSent_;
+    Clock::time_point lastSent_;
+};
+
+}  // namespace tool
+
+#endif

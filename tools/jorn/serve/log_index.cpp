@@ -1,0 +1,262 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "serve/log_index.h"
+
+#include <sys/stat.h>
+#include <time.h>
+
+#include <algorithm>
+#include <atomic>
+
+#include "system/failure.h"
+
+namespace tool {
+namespace {
+
+/// An item without a number yet.
+constexpr int64_t kUnnumbered = INT64_MAX;
+
+uint64_t newId() {
+    static std::atomic<uint64_t> last{0};
+    return ++last;
+}
+
+/// A last line that lacks its end is left to the writer that is writing it, but not for ever.
+bool isSettled(const RingFile &file) {
+    constexpr int64_t kSeconds = 2;
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return !file.isNewest || now.tv_sec - file.mark.seconds >= kSeconds;
+}
+
+LogBlock blockOf(const RingFile &file, const std::shared_ptr<const StoreDirectory> &directory) {
+    LogBlock block;
+    block.directory = directory;
+    block.number = file.number;
+    block.mark = file.mark;
+    block.begin = file.begin;
+    block.end = file.end;
+    block.firstSerial = kUnnumbered;
+    return block;
+}
+
+std::shared_ptr<ItemColumns> copyOf(const ItemColumns &columns) {
+    auto copy = std::make_shared<ItemColumns>(columns);
+    copy->id = newId();
+    return copy;
+}
+
+bool isSameBlock(const LogBlock &a, const LogBlock &b) {
+    return a.columns == b.columns && a.number == b.number && a.directory == b.directory;
+}
+
+}  // namespace
+
+LogIndex::LogIndex(ServedLog log) : log_(std::make_shared<const ServedLog>(std::move(log))) {
+    publish({}, nullptr);
+}
+
+LogIndex::Look LogIndex::refresh() {
+    try {
+        if (openDirectory()) {
+            return lookAnew();
+        }
+    } catch (const Failure &) {
+        // No longer readable, which shows as missing.
+    }
+    if (view_->isMissing) {
+        return Look::Same;
+    }
+    publish({}, nullptr);
+    return Look::Changed;
+}
+
+/// Opens the directory, or the one that has taken its place. False while there is none.
+bool LogIndex::openDirectory() {
+    struct stat status;
+    if (stat(log_->path.c_str(), &status) < 0) {
+        directory_.reset();
+        return false;
+    }
+    if (directory_ == nullptr || !isSameFile(markOf(status), directoryMark_)) {
+        directory_ = std::make_shared<const StoreDirectory>(StoreDirectory::openForReading(log_->path));
+        directoryMark_ = markOf(directory_->descriptor());
+    }
+    return true;
+}
+
+LogIndex::Look LogIndex::lookAnew() {
+    const std::optional<RingView> view = RingView::openOnce(*directory_, log_->ringSize, Opening::WhenRead);
+    if (!view) {
+        return Look::Pending;
+    }
+    Parts blocks;
+    for (size_t i = 0; i < view->files().size(); ++i) {
+        if (!addFile(*view, i, &blocks)) {
+            return Look::Pending;
+        }
+    }
+    const bool isSame = !view_->isMissing && std::equal(blocks.begin(), blocks.end(), view_->blocks.begin(),
+                                                        view_->blocks.end(), isSameBlock);
+    if (isSame) {
+        return Look::Same;
+    }
+    number(&blocks);
+    publish(std::move(blocks), &*view);
+    return Look::Changed;
+}
+
+/// Adds the blocks of a file. False when a writer has begun it anew meanwhile.
+bool LogIndex::addFile(const RingView &view, size_t index, Parts *blocks) {
+    const RingFile &closed = view.files()[index];
+    const FileMark &mark = view.look().look().files[static_cast<size_t>(closed.number)].target.mark;
+    const Parts *const known = knownParts(mark);
+    Parts parts;
+    const bool isKnown = known != nullptr && known->back().mark == mark &&
+                         known->back().readTo == static_cast<uint64_t>(mark.size);
+    if (closed.isToOpen && isKnown) {
+        parts = *known;
+    } else {
+        DamageLog damage;  // What is wrong with the log is found by a check.
+        const RingFile &file = view.file(index, &damage);
+        if (!file.file.isOpen()) {
+            return damage.losses().empty();
+        }
+        if (!readFile(file, &parts)) {
+            return false;
+        }
+    }
+    for (LogBlock &part : parts) {
+        part.directory = directory_;
+        part.number = closed.number;
+        if (part.size() > 0) {
+            blocks->push_back(std::move(part));
+        }
+    }
+    return true;
+}
+
+const LogIndex::Parts *LogIndex::knownParts(const FileMark &mark) const {
+    const auto found = known_.find({mark.device, mark.inode});
+    return found == known_.end() || found->second.empty() ? nullptr : &found->second;
+}
+
+/// Reads what is not known yet of a file.
+bool LogIndex::readFile(const RingFile &file, Parts *parts) {
+    const Parts *const known = knownParts(file.mark);
+    if (known != nullptr && continues(file, known->back())) {
+        *parts = *known;
+        return readRest(file, parts);
+    }
+    LogBlock block = blockOf(file, directory_);
+    const auto columns = std::make_shared<ItemColumns>();
+    columns->id = newId();
+    const bool isRead = readColumns(file, isSettled(file), &block.readTo, columns.get());
+    block.columns = columns;
+    parts->push_back(std::move(block));
+    return isRead;
+}
+
+/// Adds what has been appended to a file, of which `parts` are known: to the last part if its items are the
+/// newest of all, else as a part of its own, whose items get higher numbers.
+bool LogIndex::readRest(const RingFile &file, Parts *parts) {
+    LogBlock &last = parts->back();
+    LogBlock rest = blockOf(file, directory_);
+    rest.readTo = last.readTo;
+    const bool isNewest = last.size() == 0 || last.endSerial() == nextSerial_;
+    const auto columns = isNewest ? copyOf(*last.columns) : std::make_shared<ItemColumns>();
+    columns->id = columns->id == 0 ? newId() : columns->id;
+    if (!readColumns(file, isSettled(file), &rest.readTo, columns.get())) {
+        return false;
+    }
+    const bool hasMore = columns->size() > (isNewest ? last.size() : 0);
+    if (hasMore && !isNewest) {
+        rest.columns = columns;
+        parts->push_back(std::move(rest));
+        return true;
+    }
+    last.columns = hasMore ? std::shared_ptr<const ItemColumns>(columns) : last.columns;
+    last.mark = rest.mark;
+    last.begin = rest.begin;
+    last.end = rest.end;
+    last.readTo = rest.readTo;
+    return true;
+}
+
+/// Gives numbers to the blocks that have none.
+void LogIndex::number(Parts *blocks) {
+    if (tryToNumber(blocks)) {
+        return;
+    }
+    // Items came into view between others, as after a repair: there are no numbers for them.
+    ++epoch_;
+    known_.clear();
+    for (LogBlock &block : *blocks) {
+        block.firstSerial = nextSerial_;
+        nextSerial_ = block.endSerial();
+    }
+}
+
+/// New blocks at the end get the next numbers, those in front of all others numbers below. False when there
+/// are others.
+bool LogIndex::tryToNumber(Parts *blocks) {
+    const auto isNumbered = [](const LogBlock &block) { return block.firstSerial != kUnnumbered; };
+    const auto first = std::find_if(blocks->begin(), blocks->end(), isNumbered);
+    if (first != blocks->end()) {
+        for (auto block = std::make_reverse_iterator(first); block != blocks->rend(); ++block) {
+            lowestSerial_ -= static_cast<int64_t>(block->size());
+            block->firstSerial = lowestSerial_;
+        }
+    }
+    int64_t end = INT64_MIN;
+    for (LogBlock &block : *blocks) {
+        if (!isNumbered(block)) {
+            block.firstSerial = nextSerial_;
+        }
+        if (block.firstSerial < end) {
+            return false;
+        }
+        end = block.endSerial();
+        nextSerial_ = std::max(nextSerial_, end);
+    }
+    return true;
+}
+
+/// Files that were in view are remembered: a clearing brings the oldest one back with its old items in front.
+void LogIndex::remember(const Parts &blocks) {
+    constexpr size_t kMostFiles = size_t{2} * jorn::kSurveySize;
+    std::map<FileId, Parts> now;
+    for (const LogBlock &block : blocks) {
+        now[{block.mark.device, block.mark.inode}].push_back(block);
+    }
+    if (known_.size() + now.size() > kMostFiles) {
+        known_.clear();
+    }
+    for (auto &[id, parts] : now) {
+        known_[id] = std::move(parts);
+    }
+}
+
+void LogIndex::publish(Parts blocks, const RingView *view) {
+    remember(blocks);
+    auto next = std::make_shared<LogView>();
+    next->log = log_;
+    next->isMissing = view == nullptr;
+    next->epoch = epoch_;
+    next->nextSerial = nextSerial_;
+    if (view != nullptr) {
+        next->ringSize = view->ringSize();
+        next->files = view->files().size();
+    }
+    for (const LogBlock &block : blocks) {
+        next->items += block.size();
+    }
+    // A file counts once, however many parts it has.
+    for (size_t i = 0; i < blocks.size(); ++i) {
+        const bool isLast = i + 1 == blocks.size() || blocks[i + 1].number != blocks[i].number;
+        next->bytes += isLast ? static_cast<uint64_t>(blocks[i].mark.size) : 0;
+    }
+    next->blocks = std::move(blocks);
+    view_ = std::move(next);
+}
+
+}  // namespace tool

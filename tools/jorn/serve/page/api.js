@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+// Questions to the server.
+
+/** An answer that is none: `status` (0 where the server was not reached), `parameter` that it complains of. */
+export class ApiError extends Error {
+  constructor(status, answer) {
+    super(answer.error ?? (status ? `The server answered with status ${status}.` : "The server cannot be reached."));
+    this.status = status;
+    this.parameter = answer.parameter;
+    this.near = answer.near;
+  }
+}
+
+/** The path of a question. */
+export function pathOf(name, parameters) {
+  const query = new URLSearchParams(parameters);
+  return `/api/${name}${String(query) && "?"}${query}`;
+}
+
+/** Asks; throws ApiError, or AbortError when the question was taken back. */
+export async function ask(name, parameters = {}, signal = undefined) {
+  let answer;
+  let body = {};
+  try {
+    answer = await fetch(pathOf(name, parameters), { signal, headers: { Accept: "application/json" } });
+    body = await answer.json();
+  } catch (failure) {
+    if (failure.name === "AbortError") {
+      throw failure;
+    }
+  }
+  if (!answer?.ok) {
+    throw new ApiError(answer?.status ?? 0, body);
+  }
+  return body;
+}
+
+/** A question of which only the last one put counts: an earlier one that is still open is taken back. */
+export class Question {
+  constructor(name) {
+    this.name = name;
+  }
+
+  /** The answer, or null when another question has taken its place. */
+  async ask(parameters) {
+    this.cancel();
+    const own = (this.open = new AbortController());
+    try {
+      return await ask(this.name, parameters, own.signal);
+    } catch (failure) {
+      if (own.signal.aborted) {
+        return null;
+      }
+      throw failure;
+    } finally {
+      if (this.open === own) {
+        this.open = null;
+      }
+    }
+  }
+
+  cancel() {
+    this.open?.abort();
+    this.open = null;
+  }
+}

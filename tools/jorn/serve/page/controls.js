@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+// The fields and buttons of the filter: what is typed is checked by the server before it takes effect.
+import { ApiError, Question } from "./api.js";
+import { stampOf } from "./clock.js";
+import { byId, settled } from "./dom.js";
+import { filterOf } from "./state.js";
+
+const TYPED = ["q", "since", "until"];
+const TICKED = { case: "ignore", invert: "1" };
+
+/** How a value of the URL is shown in its field: times are kept as seconds and shown by the clock. */
+const shownAs = (name, value = "") => (name !== "q" && /^@\d+$/.test(value) ? stampOf(Number(value.slice(1))) : value);
+
+export class Controls {
+  /** Calls `changed(values, push)` with what has become valid. */
+  constructor(changed) {
+    this.changed = changed;
+    this.question = new Question("check-filter");
+    this.state = {};
+    for (const name of TYPED) {
+      const field = byId(name);
+      const soon = settled(250, () => this.check(name));
+      field.addEventListener("input", () => {
+        this.typing = name;
+        soon();
+      });
+      field.addEventListener("change", () => {
+        soon.flush();
+        this.typing = this.stepped = null;
+      });
+    }
+    for (const [name, value] of Object.entries(TICKED)) {
+      byId(name).addEventListener("change", ({ target }) =>
+        changed({ [name]: target.checked ? value : undefined }, true));
+    }
+    byId("span").addEventListener("change", (event) => this.chooseSpan(event.target.value));
+    byId("filters").addEventListener("submit", (event) => {
+      event.preventDefault();
+      this.check("q");
+    });
+  }
+
+  /** Shows what a state holds. A field in which somebody types stays as it is. */
+  show(state) {
+    this.state = state;
+    for (const name of TYPED) {
+      const field = byId(name);
+      const value = shownAs(name, state[name]);
+      if (field.value !== value && this.typing !== name) {
+        field.value = value;
+        this.complain(name, "");
+      }
+    }
+    for (const name of Object.keys(TICKED)) {
+      byId(name).checked = Boolean(state[name]);
+    }
+    byId("span").value = state.since || state.until ? "" : "all";
+  }
+
+  /** Takes what is in a field, if the server understands it. */
+  async check(name) {
+    const value = byId(name).value.trim();
+    if (value === shownAs(name, this.state[name])) {
+      this.complain(name, "");
+      return;
+    }
+    try {
+      const answer = await this.question.ask(filterOf({ ...this.state, [name]: value }));
+      if (answer) {
+        this.complain(name, "");
+        // One step back for all that is typed in one go.
+        const push = this.stepped !== name;
+        this.stepped = name;
+        this.changed({ [name]: value }, push);
+      }
+    } catch (failure) {
+      this.fail(failure, name);
+    }
+  }
+
+  /** Shows what the server finds wrong beside the field that it is about. */
+  fail(failure, name) {
+    if (!(failure instanceof ApiError)) {
+      throw failure;
+    }
+    this.complain(TYPED.includes(failure.parameter) ? failure.parameter : name, failure.message);
+  }
+
+  complain(name, message) {
+    byId(name).setAttribute("aria-invalid", String(Boolean(message)));
+    byId(`${name}-error`).textContent = message;
+    byId(`${name}-error`).hidden = !message;
+  }
+
+  /** The last hour and the like, as the times that they are now, so that a kept link shows the same. */
+  async chooseSpan(span) {
+    if (span === "all") {
+      this.changed({ since: undefined, until: undefined, at: undefined }, true);
+    } else if (span) {
+      const { since } = await this.question.ask({ since: `-${span}` }) ?? {};
+      if (since !== undefined) {
+        this.changed({ since: `@${since}`, until: undefined, at: undefined }, true);
+      }
+    }
+  }
+}

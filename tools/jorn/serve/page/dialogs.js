@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: Apache-2.0
+// What opens over the page: help, findings, download, the command, the table of the histogram.
+import { ask, pathOf } from "./api.js";
+import { byId, make } from "./dom.js";
+import { counted, visible } from "./text.js";
+import { KEYS } from "./keyboard.js";
+
+const dialog = () => byId("dialog");
+
+/** Opens the dialog with a title and content; where it was, the focus returns to when it is closed. */
+export function openDialog(title, ...content) {
+  byId("dialog-title").textContent = title;
+  byId("dialog-body").replaceChildren(...content);
+  if (!dialog().open) {
+    dialog().showModal();
+  }
+}
+
+export const closeDialog = () => dialog().close();
+
+export function prepareDialog() {
+  byId("dialog-close").addEventListener("click", closeDialog);
+  dialog().addEventListener("click", (event) => event.target === dialog() && closeDialog());
+}
+
+/** Copies a text. Says whether that could be done. */
+export async function copy(text) {
+  try {
+    await navigator.clipboard.writeText(text);
+    return true;
+  } catch {
+    return copyBySelection(text);
+  }
+}
+
+// Pages that do not come from this machine nor by TLS have no clipboard of their own.
+function copyBySelection(text) {
+  const area = make("textarea", { class: "spoken", "aria-hidden": "true" });
+  const focused = document.activeElement;
+  area.value = text;
+  (dialog().open ? dialog() : document.body).append(area);
+  area.select();
+  const done = document.execCommand("copy");
+  area.remove();
+  focused?.focus();
+  return done;
+}
+
+export function openHelp() {
+  const rows = KEYS.map(({ shown, does }) => make("tr", {}, make("th", { scope: "row" },
+    ...shown.flatMap((key) => [make("kbd", {}, key), " "])), make("td", {}, does)));
+  openDialog("Keys", make("table", { class: "keys" }, make("tbody", {}, ...rows)),
+    make("p", {}, "In the histogram, drag to zoom, press a bar to go to its time in the list. Since and until take " +
+      "every form of time that the tool takes: 2026-11-21, yesterday 10:00, -2h, @1795000000."),
+    make("p", {}, "A link to this page shows the same again. Spans that are counted back from now, such as -2h, go " +
+      "on with the time; the copied link has the times as they are now."));
+}
+
+/** What the check of each log finds. */
+export async function openFindings() {
+  const { logs } = await ask("findings");
+  const sound = "Nothing is found: the log is as its recorder leaves it.";
+  openDialog("State of the logs", ...logs.map(({ log, state, failure, findings }) => make("section", {},
+    make("h3", {}, log),
+    findings.length ? make("ul", { class: "findings" }, ...findings.map(finding))
+      : make("p", {}, failure ?? (state === "ok" ? sound : state)))));
+}
+
+function finding({ severity, file, offset, what, advice }) {
+  const place = [file, offset === undefined ? "" : `byte ${offset}`].filter(Boolean).join(", ");
+  return make("li", { class: severity }, make("strong", {}, severity), ` ${place}: `, visible(what ?? ""),
+    ...(advice ? [make("p", { class: "advice" }, visible(advice))] : []));
+}
+
+export function openDownload(filter, total) {
+  const { order, ...chosen } = filter;
+  const link = (format, text) => make("a", { href: pathOf("download", { ...chosen, format }), download: "" }, text);
+  openDialog("Download", make("p", {}, `${counted(total, "item")} that the filter passes, the oldest first.`),
+    make("p", { class: "choice" }, link("jsonl", "JSON Lines"), link("csv", "CSV")));
+}
+
+export async function openCommand(filter, copied) {
+  const { command } = await ask("command", filter);
+  openDialog("The same items on the command line", make("pre", { id: "command-text", tabindex: "0" }, command),
+    make("button", { type: "button", click: async () => copied(await copy(command)) }, "Copy"));
+}

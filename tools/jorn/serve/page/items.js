@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: Apache-2.0
+// The items that pass the filter: a window of those that have been asked for, by number.
+//
+// The newer of two items has the larger number. Numbers are the page's own, given when the filter is opened, and stay
+// with their items while new ones come and the ring drops old ones, which ranks do not.
+// `from` to `shown` (exclusive) are the list's; those from `shown` to `known` have come since, and are shown when
+// nobody is disturbed by that.
+import { Question } from "./api.js";
+
+const AROUND = 150;
+const MOST_KEPT = 6000;
+// The newest ones are kept however far away the view is: ranks are compared by them.
+const TAIL = 20;
+
+/** The time that a cursor names, LOG~TIME~FILE~OFFSET~HASH. */
+const timeOfCursor = (cursor) => Number(cursor.split("~").at(-4));
+
+export class Items {
+  /** Calls `changed()` when items have arrived, `lost()` when the view is no longer in the log, `failed(error)`. */
+  constructor({ changed, lost, failed }) {
+    this.changed = changed;
+    this.lost = lost;
+    this.failed = failed;
+    this.question = new Question("items");
+    this.clear();
+  }
+
+  clear() {
+    this.kept = new Map();
+    this.outdated = new Set();
+    this.from = this.shown = this.known = 0;
+    this.pending = null;
+  }
+
+  get length() {
+    return this.shown - this.from;
+  }
+
+  /** How many have come that are not shown. */
+  get newer() {
+    return this.known - this.shown;
+  }
+
+  get newestFirst() {
+    return this.filter.order !== "oldest";
+  }
+
+  /** The number of the item in a row of the list, and the row of a number. */
+  numberAt(row) {
+    return this.newestFirst ? this.shown - 1 - row : this.from + row;
+  }
+
+  rowOf(number) {
+    return this.newestFirst ? this.shown - 1 - number : number - this.from;
+  }
+
+  get(number) {
+    return this.kept.get(number);
+  }
+
+  /** The number of an item that is kept; undefined where it is not. */
+  numberOf(cursor) {
+    for (const [number, item] of this.kept) {
+      if (item.cursor === cursor) {
+        return number;
+      }
+    }
+    return undefined;
+  }
+
+  /**
+   * Asks for the items of a filter around a place: { cursor }, { time }, { oldest: true } or, without any, the newest
+   * end. Returns the number of the item at that place and the stream's position; null when something else was opened
+   * meanwhile.
+   */
+  async open(filter, place = {}) {
+    const where = this.placeOf(filter, place);
+    const answer = await this.question.ask({ ...filter, ...where, before: AROUND, after: AROUND });
+    if (!answer) {
+      return null;
+    }
+    this.clear();
+    this.filter = filter;
+    this.shown = this.known = answer.total;
+    answer.items.forEach((item, i) => this.kept.set(this.numberAt(answer.rank + i), item));
+    return { number: this.placed(answer, place), position: answer.position };
+  }
+
+  placeOf(filter, place) {
+    if (place.cursor) {
+      return { cursor: place.cursor };
+    }
+    if (place.time !== undefined) {
+      return { time: place.time };
+    }
+    const first = (filter.order === "oldest") === Boolean(place.oldest);
+    // No rank beyond the last item is known yet; the time is beyond all that items can have.
+    return first ? { rank: 0 } : { time: filter.order === "oldest" ? 2 ** 32 - 1 : 0 };
+  }
+
+  placed(answer, place) {
+    if (!answer.items.length) {
+      return undefined;
+    }
+    const wanted = place.time ?? (place.cursor && timeOfCursor(place.cursor));
+    let found = answer.items.findIndex((item) => item.cursor === place.cursor);
+    if (found < 0 && wanted !== undefined) {
+      // In the list's order the first at that time or beyond it.
+      found = answer.items.findIndex(({ time }) => (this.newestFirst ? time <= wanted : time >= wanted));
+      found = found < 0 ? answer.items.length - 1 : found;
+    }
+    if (found >= 0) {
+      return this.numberAt(answer.rank + found);
+    }
+    return place.oldest ? this.from : this.shown - 1;
+  }
+
+  /** Sees to it that the items from a number to another (both included) arrive. */
+  want(low, high) {
+    const missing = (number) => !this.kept.has(number) || this.outdated.has(number);
+    while (low <= high && !missing(low)) {
+      ++low;
+    }
+    while (high >= low && !missing(high)) {
+      --high;
+    }
+    if (low > high) {
+      return;
+    }
+    if (this.pending && low >= this.pending.low && high <= this.pending.high) {
+      return;
+    }
+    this.fetch(Math.max(this.from, low - AROUND), Math.min(this.known - 1, high + AROUND));
+  }
+
+  async fetch(low, high) {
+    const anchor = this.anchor();
+    if (anchor === undefined) {
+      this.lost();
+      return;
+    }
+    const pending = (this.pending = { low, high, anchor, filter: this.filter });
+    const rank = this.newestFirst ? this.known - 1 - high : low - this.from;
+    try {
+      const answer = await this.question.ask({ ...this.filter, rank: Math.max(0, rank), after: high - low + 1,
+        anchor: this.kept.get(anchor).cursor });
+      if (answer && this.pending === pending) {
+        this.pending = null;
+        this.take(answer, anchor);
+      }
+    } catch (failure) {
+      if (this.pending === pending) {
+        this.pending = null;
+        this.failed(failure);
+      }
+    }
+  }
+
+  /** The number of an item by which ranks are compared: the newest one that is kept and in its place. */
+  anchor() {
+    let newest;
+    for (const number of this.kept.keys()) {
+      if (!this.outdated.has(number) && (newest === undefined || number > newest)) {
+        newest = number;
+      }
+    }
+    return newest;
+  }
+
+  take(answer, anchor) {
+    if (answer.anchor_rank === null || answer.anchor_rank === undefined) {
+      this.lost();
+      return;
+    }
+    const sign = this.newestFirst ? -1 : 1;
+    const numberOf = (rank) => anchor + sign * (rank - answer.anchor_rank);
+    this.from = this.newestFirst ? numberOf(answer.total - 1) : numberOf(0);
+    this.shown = Math.max(this.shown, this.from);
+    this.known = Math.max(this.known, this.shown);
+    answer.items.forEach((item, i) => {
+      this.kept.set(numberOf(answer.rank + i), item);
+      this.outdated.delete(numberOf(answer.rank + i));
+    });
+    this.changed();
+  }
+
+  /** Learns from where on items are left, after the ring has moved on. */
+  refresh() {
+    if (this.filter && this.kept.size && !this.pending) {
+      const number = this.known - 1;
+      this.fetch(number, number);
+    }
+  }
+
+  /** Takes items that the stream has brought, the older first. They are counted, and shown by show(). */
+  append(items) {
+    for (const item of items) {
+      const number = this.known++;
+      const before = this.kept.get(number - 1);
+      // Of several logs, an item may belong before some that came earlier: by time, then by the order of the logs.
+      if (before && before.log !== item.log && before.time >= item.time) {
+        this.outdate(number, item.time);
+      } else if (!this.kept.has(number)) {
+        this.kept.set(number, item);
+      }
+    }
+  }
+
+  /** The items of this time and later ones may have other places now. */
+  outdate(end, time) {
+    for (let number = end; number >= this.from && !(this.kept.get(number)?.time < time); --number) {
+      if (number !== end && !this.kept.has(number)) {
+        break;
+      }
+      this.outdated.add(number);
+    }
+  }
+
+  show() {
+    this.shown = this.known;
+  }
+
+  /** Keeps memory bounded: what is far from a number is asked for again when it is wanted. */
+  forget(near) {
+    if (this.kept.size <= MOST_KEPT) {
+      return;
+    }
+    for (const number of this.kept.keys()) {
+      if (Math.abs(number - near) > MOST_KEPT / 4 && number < this.known - TAIL) {
+        this.kept.delete(number);
+        this.outdated.delete(number);
+      }
+    }
+  }
+}

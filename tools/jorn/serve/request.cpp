@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "serve/request.h"
+
+#include <charconv>
+
+#include "output/json_text.h"
+
+namespace tool {
+
+std::optional<std::string> WebRequest::header(const std::string &name) const {
+    const auto [first, last] = headers.equal_range(name);
+    return first != last && std::next(first) == last ? std::optional(first->second) : std::nullopt;
+}
+
+std::string jsonText(std::string_view text) {
+    std::string json;
+    appendJsonText(&json, text, false);
+    return json;
+}
+
+void refuseParameter(const std::string &name, const std::string &message) {
+    throw RequestError(400, message, ",\"parameter\":" + jsonText(name));
+}
+
+WebAnswer answerOf(const RequestError &error) {
+    WebAnswer answer;
+    answer.status = error.status();
+    answer.body = "{\"error\":" + jsonText(error.what()) + error.more() + "}\n";
+    if (error.status() == 503) {
+        answer.add("Retry-After", "1");
+    }
+    return answer;
+}
+
+Parameters::Parameters(const WebRequest &request) {
+    for (const auto &[name, value] : request.parameters) {
+        if (!left_.emplace(name, value).second) {
+            refuseParameter(name, "given more than once");
+        }
+    }
+}
+
+std::optional<std::string> Parameters::take(const std::string &name) {
+    const auto found = left_.find(name);
+    if (found == left_.end()) {
+        return std::nullopt;
+    }
+    std::string value = std::move(found->second);
+    left_.erase(found);
+    return value;
+}
+
+uint64_t Parameters::takeNumber(const std::string &name, uint64_t otherwise, uint64_t least, uint64_t most) {
+    const std::optional<std::string> text = take(name);
+    if (!text) {
+        return otherwise;
+    }
+    uint64_t number = 0;
+    const char *const last = text->data() + text->size();
+    const auto [end, error] = std::from_chars(text->data(), last, number);
+    if (error != std::errc() || end != last || number < least || number > most) {
+        refuseParameter(name, "no number from " + std::to_string(least) + " to " + std::to_string(most));
+    }
+    return number;
+}
+
+void Parameters::end() const {
+    if (!left_.empty()) {
+        refuseParameter(left_.begin()->first, "there is no such parameter here");
+    }
+}
+
+void Deadline::check() const {
+    if (std::chrono::steady_clock::now() > end_) {
+        throw RequestError(504, "the answer takes too long; ask for less");
+    }
+}
+
+}  // namespace tool

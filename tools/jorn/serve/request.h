@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+// Requests and answers as the interface sees them, whatever carries them; and how a part of it gives up.
+#ifndef JORN_TOOLS_REQUEST_H
+#define JORN_TOOLS_REQUEST_H
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tool {
+
+struct WebRequest {
+    std::string method;
+    std::string path;                                             ///< Decoded, without parameters.
+    std::string query;                                            ///< As it was sent.
+    std::vector<std::pair<std::string, std::string>> parameters;  ///< Decoded.
+    std::multimap<std::string, std::string> headers;              ///< By name, in lower case.
+
+    /// The only value of a header; nothing where there is none or more than one.
+    std::optional<std::string> header(const std::string &name) const;
+};
+
+/// Sends bytes. False when nobody takes them any more.
+using WebWrite = std::function<bool(std::string_view bytes)>;
+
+struct WebAnswer {
+    int status = 200;
+    std::string type = "application/json";
+    std::vector<std::pair<std::string, std::string>> headers;
+    std::string body;
+
+    /// Sends the body bit by bit instead; false where it could not be brought to its end. Not called for a
+    /// HEAD request.
+    std::function<bool(const WebWrite &write)> send;
+
+    void add(const std::string &name, const std::string &value) { headers.emplace_back(name, value); }
+};
+
+/// Ends a request with {"error": message} and a status; `more` are further members, each ",...".
+class RequestError : public std::runtime_error {
+public:
+    RequestError(int status, const std::string &message, std::string more = "")
+        : std::runtime_error(message), status_(status), more_(std::move(more)) {}
+
+    int status() const { return status_; }
+    const std::string &more() const { return more_; }
+
+private:
+    int status_;
+    std::string more_;
+};
+
+/// 400 with the parameter that is at fault.
+[[noreturn]] void refuseParameter(const std::string &name, const std::string &message);
+
+/// The answer that an error is.
+WebAnswer answerOf(const RequestError &error);
+
+/// A text as a JSON string.
+std::string jsonText(std::string_view text);
+
+/// The parameters of a request, each taken once; those that nobody has taken are unknown.
+class Parameters {
+public:
+    /// Throws RequestError when one is there twice.
+    explicit Parameters(const WebRequest &request);
+
+    std::optional<std::string> take(const std::string &name);
+
+    /// A number from `least` to `most`, or `otherwise` when it is not there. Throws RequestError.
+    uint64_t takeNumber(const std::string &name, uint64_t otherwise, uint64_t least, uint64_t most);
+
+    /// Throws RequestError when one is left.
+    void end() const;
+
+private:
+    std::map<std::string, std::string> left_;
+};
+
+/// When an answer has taken too long.
+class Deadline {
+public:
+    explicit Deadline(std::chrono::milliseconds longest) : end_(std::chrono::steady_clock::now() + longest) {}
+
+    /// Throws RequestError, 504.
+    void check() const;
+
+private:
+    std::chrono::steady_clock::time_point end_;
+};
+
+}  // namespace tool
+
+#endif
