@@ -61,10 +61,13 @@ def compare(what, page, tool):
 
 
 def variables(folder):
-    text = "\n".join(path.read_text(encoding="utf-8") for path in sorted(folder.glob("*.cpp")))
+    """Names of variables that the sources read: literally, in a loop over a list, or through a function of theirs."""
+    text = "\n".join(path.read_text(encoding="utf-8") for path in sorted(folder.rglob("*.cpp")))
     read = set(re.findall(r'getenv\("(\w+)"\)', text))
     for listed in re.findall(r"\{([^{}]*)\}\)\s*\{[^}]*getenv\(\w+\)", text):
         read |= set(re.findall(r'"(\w+)"', listed))
+    for function, _ in re.findall(r"(\w+)\(const char \*(\w+)\) \{[^}]*getenv\(\2\)", text):
+        read |= set(re.findall(rf'{function}\("(\w+)"\)', text))
     return read
 
 
@@ -83,7 +86,10 @@ def main():
         of_page = options_of_page(section(lines, f"   jorn {name}"))
         problems += compare(f"jorn {name}", of_page, options_of_help(run(*jorn, name, "--help")))
     environment = "\n".join(section(lines, "ENVIRONMENT"))
-    for name in sorted(variables(sources) - {"PATH"}):
+    read = variables(sources) - {"PATH"}
+    if not read:
+        problems.append("no variable is found in the sources")
+    for name in sorted(read):
         if not re.search(rf"\b{name}\b", environment):
             problems.append(f"ENVIRONMENT: {name} is missing in the page")
     lint = subprocess.run(["mandoc", "-Tlint", "-Wwarning", page], capture_output=True, encoding="utf-8")

@@ -437,5 +437,17 @@ TEST_F(RecordJsonTest, Pipe_IsReadAsAWhole) {
     EXPECT_THAT(lines(), ElementsAre("7,3,0,Log start init!", "7,2,0,a"));
 }
 
+TEST_F(RecordJsonTest, Line_UpTo65536Bytes_IsReadAsAWhole) {
+    const auto lineOf = [](size_t length) {
+        const std::string head = R"({"time":1700000000,"level":1,"slot":2,"text":"x","note":")";
+        return head + std::string(length - head.size() - 2, 'n') + "\"}\n";
+    };
+    EXPECT_EQ(recordJson(lineOf(65536)).status, 0);
+    EXPECT_THAT(textsIn("log/0.csv"), ElementsAre(kStart, "x"));
+    const Outcome run = recordJson(lineOf(65537));
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, HasSubstr("it is longer than 65536 bytes"));
+}
+
 }  // namespace
 }  // namespace test

@@ -175,10 +175,16 @@ class PageTest(unittest.TestCase):
         self.browser = Browser.get()
         self.driver = self.browser.driver
         self.browser.look()
+        self.servers = []
+        self.addCleanup(self.stop_servers)
         self.addCleanup(self.leave)
 
+    def stop_servers(self):
+        for server in self.servers:
+            server.stop()
+
     def leave(self):
-        """Every page is closed before its server is. What the browser complains of is a failure."""
+        """Every page is left before its server ends. What the browser complains of is a failure."""
         errors = [entry["message"] for entry in self.driver.get_log("browser") if not self.is_expected(entry)]
         self.driver.get("about:blank")
         self.assertEqual(errors, [])
@@ -195,7 +201,7 @@ class PageTest(unittest.TestCase):
 
     def serve(self, *directories, **options):
         server = Server(self.scratch, *directories, **options)
-        self.addCleanup(server.stop)
+        self.servers.append(server)
         return server
 
     def open(self, server, query=""):

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """How the page looks: widths, schemes, contrast, roles. Makes the pictures that people look at."""
+import pathlib
 import random
 
 from selenium.webdriver.common.keys import Keys
@@ -202,14 +203,22 @@ class LooksTest(PageTest):
             self.press(Keys.TAB)
             element, ring = self.driver.execute_script(
                 "const one = document.activeElement; const style = getComputedStyle(one);"
-                "return [one.id || one.className || one.tagName, one === document.body || style.outlineStyle !== 'none'"
+                "return [one.id || one.tagName + one.textContent,"
+                " one === document.body || style.outlineStyle !== 'none'"
                 " && parseFloat(style.outlineWidth) >= 1]")
             self.assertTrue(ring, element)
-            if element in ("BODY", *reached[:1]):
+            if element.startswith("BODY") or element in reached[:1]:
                 break
             reached.append(element)
         self.assertLessEqual({"connection", "download", "command", "link", "help", "q", "case", "invert", "since",
                               "until", "span", "table", "histogram", "order", "wrap", "follow", "grid"}, set(reached))
+
+    def test_all_modules_are_asked_for_by_the_page_itself(self):
+        self.show()
+        page = pathlib.Path(__file__).parents[3] / "tools" / "jorn" / "serve" / "page"
+        asked = self.driver.execute_script("return [...document.querySelectorAll('[rel=modulepreload], script')]"
+                                           ".map((one) => new URL(one.href ?? one.src).pathname.slice(1))")
+        self.assertEqual(sorted(asked), sorted(path.name for path in page.glob("*.js")))
 
     def test_motion_only_where_it_is_wanted(self):
         self.show()

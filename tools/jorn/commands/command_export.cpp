@@ -9,11 +9,15 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <set>
+#include <utility>
 
 #include "commands/commands.h"
+#include "commands/cursor_options.h"
 #include "export/export_form.h"
 #include "export/export_sink.h"
 #include "export/form_sink.h"
+#include "export/shipping.h"
 #include "log/ring_view.h"
 #include "merge/log_names.h"
 #include "options/filter_options.h"
@@ -37,19 +41,23 @@ namespace {
 
 constexpr HelpText kHelp = {
     "Pass items on to other programs: JSON Lines, CSV, syslog, SQLite",
-    "jorn export [OPTION]... DIR...\n",
+    "jorn export [OPTION]... DIR...\n"
+    "jorn export --cursor-file FILE --status [DIR]...\n",
     "  jorn export DIR > items.jsonl                    everything, as JSON Lines\n"
-    "  jorn export -S yesterday -p 1 --to new.csv DIR   since yesterday, as CSV\n"
     "  jorn export --to all.db unit1/door unit2/gate    tables in a database\n"
-    "  jorn export -o syslog DIR | nc -q 0 collector 514\n",
+    "  jorn export -o syslog DIR | nc -q 0 collector 514\n"
+    "  jorn export --cursor-file c --exec load DIR      what is new, in batches\n",
     "Without -o, FORM is that of FILE's ending: .jsonl, .ndjson, .json; .csv; .syslog, "
     ".log; .sqlite, .sqlite3, .db; jsonl without --to. FILE gets its name when it is "
-    "complete; an export that fails or is interrupted leaves what was there.\n",
+    "complete; an export that fails or is interrupted leaves what was there.\n"
+    "With --cursor-file, items have members epoch and seq, which with device and log are the "
+    "key of an item, also when it is sent again. A batch is done when FILE of --to, which must "
+    "not exist yet, has its name, or when COMMAND ends with 0; else it is sent again.\n",
     "  0  done\n"
     "  1  nothing matches, when -g asked\n"
     "  2  usage, or no log in DIR\n"
     "  3  done, but damage was found: see jorn check\n"
-    "  4  input or output failed\n",
+    "  4  input or output failed, or COMMAND did\n",
     kFilterNotes};
 
 struct ExportOptions {
@@ -64,11 +72,13 @@ struct ExportOptions {
     std::string device;
     bool isDeviceByParent = false;
     std::string log;
+    ShippingOptions shipping;
     bool isProgressOff = false;
     bool isQuiet = false;
 
+    bool hasCursors() const { return !shipping.cursorFile.empty(); }
     /// Whether items show where they come from.
-    bool isOriginTold() const { return !device.empty() || isDeviceByParent || !log.empty(); }
+    bool isOriginTold() const { return hasCursors() || !device.empty() || isDeviceByParent || !log.empty(); }
     bool hasFile() const { return !file.empty() && file != "-"; }
 };
 
@@ -96,7 +106,7 @@ void addOriginOptions(CLI::App *command, ExportOptions *options) {
 }
 
 void addOptions(CLI::App *command, ExportOptions *options) {
-    addDirectoriesOption(command, &options->filter.directories);
+    addDirectoriesOption(command, &options->filter.directories)->required(false);
     addQuestionOptions(command, &options->filter);
     beginGroup(command, kFormGroup);
     addChoiceOption(command, "-o,--output", &options->form, exportFormNames(), "")->type_name("FORM");
@@ -107,6 +117,7 @@ void addOptions(CLI::App *command, ExportOptions *options) {
         ->type_name("NAME");
     addSyslogOptions(command, options);
     addOriginOptions(command, options);
+    addCursorOptions(command, &options->shipping);
     beginGroup(command, kOtherGroup);
     command->add_flag("--no-progress", options->isProgressOff, "Show no progress on the terminal");
     command->add_flag("-q,--quiet", options->isQuiet, "Show neither progress nor the number of items");
@@ -158,7 +169,13 @@ void checkName(const char *option, const std::string &name) {
 
 /// Checks that depend on more than one option.
 void checkTogether(const ExportOptions &options, ExportForm form) {
-    if (form == ExportForm::Sqlite && !options.hasFile()) {
+    if (options.filter.directories.empty() && !options.shipping.isStatus) {
+        refuse("DIR is required");
+    }
+    if (options.hasCursors()) {
+        checkCursorOptions(options.shipping, {options.form, form, options.hasFile(), options.mayReplace});
+    }
+    if (form == ExportForm::Sqlite && !options.hasFile() && !options.shipping.isDry) {
         refuse("a database cannot go to standard output; name a file with --to");
     }
     if (!options.table.empty() && (form != ExportForm::Sqlite || options.filter.directories.size() > 1)) {
@@ -357,10 +374,62 @@ int endExport(const ExportOptions &options, const std::vector<Source> &sources, 
     return exitCode;
 }
 
+/// The logs by the names that their items bear.
+std::vector<ShippedLog> shippedLogs(const ExportOptions &options) {
+    std::vector<ShippedLog> logs;
+    std::set<std::pair<std::string, std::string>> names;
+    for (const std::string &directory : options.filter.directories) {
+        const ItemOrigin origin = originOf(options, directory, "");
+        if (!names.emplace(origin.device, origin.log).second) {
+            refuse(directory + ": another log has the same name, " + origin.log +
+                   "; export them one by one with --log, or name devices by --device-by-parent");
+        }
+        logs.push_back({directory, origin.device, origin.log});
+    }
+    return logs;
+}
+
+/// Not even the cursors may change a log's directory.
+void refuseFileIn(const std::string &directory, const std::string &file) {
+    namespace fs = std::filesystem;
+    const fs::path parent = fs::weakly_canonical(fs::absolute(file)).parent_path();
+    if (isSameFile(markAt(parent.string()), markAt(directory))) {
+        refuse(file + ": is inside the log's own directory; write it elsewhere");
+    }
+}
+
+int ship(const ExportOptions &options, ExportForm form) {
+    ShippingOptions shipping = options.shipping;
+    shipping.file = options.hasFile() ? options.file : "";
+    shipping.isJson = options.form == "json";
+    shipping.isUtc = options.filter.isUtc;
+    shipping.isQuiet = options.isQuiet;
+    ShipperTerms terms;
+    terms.logs = shippedLogs(options);
+    for (const std::string &directory : options.filter.directories) {
+        refuseFileIn(directory, shipping.cursorFile);
+        if (options.hasFile()) {
+            refuseFileIn(directory, options.file);
+        }
+    }
+    terms.open = [&options](const std::string &directory) {
+        return openQuestion(options.filter, directory, time(nullptr));
+    };
+    terms.tell = [](const std::string &text) { printMessage("note: " + text); };
+    FormTerms formTerms = formTermsOf(options, form);
+    // Every item of a log with a cursor bears a number.
+    const std::string device = terms.logs.empty() ? "" : terms.logs.front().device;
+    formTerms.columns = {device, "log", 1};
+    return runShipping(shipping, std::move(terms), formTerms);
+}
+
 int run(const ExportOptions &options) {
     const ExportForm form = chosenForm(options);
     checkTogether(options, form);
     syslogStyle(options);
+    if (options.hasCursors()) {
+        return ship(options, form);
+    }
     const std::vector<Source> sources = openSources(options);
     std::unique_ptr<StopSignals> signals;
     std::unique_ptr<ReplacedFile> file;

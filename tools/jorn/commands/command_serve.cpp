@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "commands/serve_options.h"
+#include "options/serve_options.h"
 #include "system/failure.h"
 #include "usage/help.h"
 

@@ -18,10 +18,10 @@
 #include <memory>
 #include <thread>
 
-#include "commands/serve_options.h"
 #include "diagnostics.h"
 #include "live/change_watch.h"
 #include "merge/log_names.h"
+#include "options/serve_options.h"
 #include "query/near_logs.h"
 #include "serve/access.h"
 #include "serve/api.h"

@@ -142,7 +142,7 @@ void RingView::placeFiles(Opening opening) {
     }
     for (RingFile &file : files_) {
         if (!file.isToOpen) {
-            openFile(&file, &damage_);
+            openRingFile(directory_, &file, &damage_);
         }
     }
 }
@@ -156,10 +156,9 @@ const RingFile &RingView::file(size_t index, DamageLog *damage) const {
     return file;
 }
 
-/// False when what bears the name cannot be read, which is added to `damage`.
-bool RingView::openFile(RingFile *file, DamageLog *damage) const {
+bool openRingFile(const StoreDirectory &directory, RingFile *file, DamageLog *damage) {
     try {
-        file->file = openRegular(directory_, dataFileName(file->number));
+        file->file = openRegular(directory, dataFileName(file->number));
     } catch (const Failure &failure) {
         damage->addText(std::string(failure.what()) + "; its items are left out");
         return false;
@@ -175,7 +174,7 @@ bool RingView::openFile(RingFile *file, DamageLog *damage) const {
 
 /// Only the newest file grows, so any other is unchanged since the look, or a writer has reached it.
 void RingView::openFileLate(RingFile *file, DamageLog *damage) const {
-    if (!openFile(file, damage)) {
+    if (!openRingFile(directory_, file, damage)) {
         return;
     }
     const FileMark &before = look_.look().files[static_cast<size_t>(file->number)].target.mark;

@@ -41,6 +41,10 @@ struct RingFile {
     bool isStill() const;
 };
 
+/// Opens the data file of the number that `file` has, in view or not, and keeps what isStill() asks for.
+/// False when what bears the name cannot be read, which is told to `damage`.
+bool openRingFile(const StoreDirectory &directory, RingFile *file, DamageLog *damage);
+
 /// When the files of a view are opened. The newest one is opened at once in any case.
 enum class Opening { AtOnce, WhenRead };
 
@@ -90,7 +94,6 @@ private:
     static RingView openStill(const StoreDirectory &directory, std::optional<int> ringSize, Opening opening);
     void summarisePlan();
     void placeFiles(Opening opening);
-    bool openFile(RingFile *file, DamageLog *damage) const;
     void openFileLate(RingFile *file, DamageLog *damage) const;
     static void settleEndOf(RingFile *file);
     void noteState();

@@ -44,6 +44,10 @@ public:
     /// begins: nothing before it is read.
     SegmentReader(int file, uint64_t size, Order order, uint64_t begin = 0);
 
+    /// Reads an open file, the oldest first, from `begin` to `end`.
+    SegmentReader(int file, uint64_t begin, uint64_t end, Zeros zeros)
+        : SegmentReader(file, std::min(begin, end), end, Order::OldestFirst, zeros) {}
+
     /// Reads an open file from `begin` to its end, with zeros apart.
     SegmentReader(int file, uint64_t begin);
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The items of several logs as one sequence, in bounded memory: see next_log.h for their order.
+// The items of several logs as one sequence: see next_log.h for their order. Memory is bounded, but for 16
+// bytes for each change from one log to another where several are passed on newest first.
 #ifndef JORN_TOOLS_MERGED_LINES_H
 #define JORN_TOOLS_MERGED_LINES_H
 

@@ -13,8 +13,11 @@ void addDirectoryOption(CLI::App *command, std::string *directory) {
     refuseNumbers(command->add_option("DIR", *directory, "Directory of the log")->required());
 }
 
-void addDirectoriesOption(CLI::App *command, std::vector<std::string> *directories) {
-    refuseNumbers(command->add_option("DIR", *directories, "Directories of the logs")->required());
+CLI::Option *addDirectoriesOption(CLI::App *command, std::vector<std::string> *directories) {
+    CLI::Option *const option =
+        command->add_option("DIR", *directories, "Directories of the logs")->required();
+    refuseNumbers(option);
+    return option;
 }
 
 void refuseNumbers(CLI::Option *directory) {

@@ -15,7 +15,7 @@ namespace tool {
 void addDirectoryOption(CLI::App *command, std::string *directory);
 
 /// Adds DIR, of which several may be given. `directories` must outlive the parsing.
-void addDirectoriesOption(CLI::App *command, std::vector<std::string> *directories);
+CLI::Option *addDirectoriesOption(CLI::App *command, std::vector<std::string> *directories);
 
 /// Refuses a minus and digits in place of a directory, as an option that is not known.
 void refuseNumbers(CLI::Option *directory);

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "usage/help.h"
 
-#include <CLI/FormatterFwd.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
 #include <CLI/Option.hpp>
 #include <algorithm>
 #include <memory>

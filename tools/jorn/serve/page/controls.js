@@ -26,7 +26,7 @@ export class Controls {
       });
       field.addEventListener("change", () => {
         soon.flush();
-        this.typing = this.session = null;
+        this.typing = this.stepped = null;
       });
     }
     for (const [name, value] of Object.entries(TICKED)) {
@@ -69,8 +69,8 @@ export class Controls {
       if (answer) {
         this.complain(name, "");
         // One step back for all that is typed in one go.
-        const push = this.session !== name;
-        this.session = name;
+        const push = this.stepped !== name;
+        this.stepped = name;
         this.changed({ [name]: value }, push);
       }
     } catch (failure) {

@@ -246,8 +246,12 @@ class Page {
   takeLogs({ logs, timezone, now }) {
     const names = (of) => of.map(({ log }) => log).join("\n");
     const others = names(logs) !== names(this.logs);
+    const isOtherServer = others && this.logs.length > 0;
     this.logs = logs;
     setZone(timezone, now);
+    if (isOtherServer) {
+      this.relocate();
+    }
     if (others) {
       // What has been shown without waiting lacks the colours of the logs and the zone.
       this.list.refill();
@@ -299,6 +303,8 @@ class Page {
 
   /** After new items have come. */
   drawItems() {
+    // Who has scrolled in this very moment is not brought back.
+    this.list.scrolled();
     if (this.following && this.list.stuck) {
       this.items.show();
       this.list.place();

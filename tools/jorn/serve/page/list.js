@@ -198,6 +198,7 @@ export class List {
     return row === 0 && this.anchor.offset === 0 ? 0 : Math.min(Math.max(top, 1), most - 1);
   }
 
+  /** Takes over where people have scrolled to, if they have. */
   scrolled() {
     const top = this.scroller.scrollTop;
     const distance = top - this.top;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/serve_options.h"
+#include "options/serve_options.h"
 
 #include <CLI/Option.hpp>
 #include <utility>

@@ -1,0 +1,310 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "cursor/cursor_history.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <random>
+#include <utility>
+#include <vector>
+
+#include "cursor/cursor_text.h"
+#include "cursor/log_pull.h"
+#include "cursor/written_ring.h"
+
+namespace test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using Key = std::pair<uint64_t, uint64_t>;
+
+/// Stores each item under its key, and finds what must not be.
+class Engine {
+public:
+    void store(const Key &key, int64_t id) {
+        const auto [at, isNew] = items_.emplace(key, id);
+        if (!isNew && at->second != id) {
+            wrong_ = "key " + text(key) + " has items " + std::to_string(at->second) + " and " +
+                     std::to_string(id);
+        }
+        const auto [known, isFirst] = keys_.emplace(id, key);
+        if (!isFirst && known->second != key) {
+            wrong_ = "item " + std::to_string(id) + " has keys " + text(known->second) + " and " + text(key);
+        }
+    }
+
+    bool has(int64_t id) const { return keys_.count(id) > 0; }
+    size_t size() const { return keys_.size(); }
+    const std::string &wrong() const { return wrong_; }
+
+private:
+    static std::string text(const Key &key) {
+        return std::to_string(key.first % 1000) + "/" + std::to_string(key.second);
+    }
+
+    std::map<Key, int64_t> items_;
+    std::map<int64_t, Key> keys_;
+    std::string wrong_;
+};
+
+struct SentItem {
+    Key key;
+    int64_t id = -1;
+};
+
+/// What was truly in a file when a cursor began to know it as it does.
+struct TrueFile {
+    tool::FileSum sum;
+    int64_t generation = 0;
+    std::vector<std::string> lines;
+};
+
+class History {
+public:
+    History(uint32_t seed, const std::string &directory, HistoryCounts *counts)
+        : random_(seed), directory_(directory), counts_(*counts) {
+        ring_ = std::make_unique<WrittenRing>(directory_, &random_, &nextId_);
+        cursor_.device = "unit";
+        cursor_.log = "log";
+    }
+
+    std::string run(int pulls) {
+        for (int i = 0; i < pulls; ++i) {
+            for (int events = pick(0, 3); events > 0; --events) {
+                happen();
+            }
+            if (std::exchange(isInDoubt_, false) || isAmbiguous()) {
+                beginAnew();
+            }
+            const std::string wrong = pull();
+            if (!wrong.empty()) {
+                return "pull " + std::to_string(i) + ": " + wrong;
+            }
+        }
+        counts_.items += static_cast<uint64_t>(nextId_);
+        counts_.arrived += engine_.size();
+        return "";
+    }
+
+private:
+    int pick(int low, int high) { return std::uniform_int_distribution<int>(low, high)(random_); }
+
+    void happen() {
+        switch (pick(0, 19)) {
+            case 0:
+                return ring_->clear();
+            case 1:
+                return ring_->restart();
+            case 2:
+                return ring_->crash(pick(1, 30));
+            case 3:
+                return ring_->damage();
+            case 4:
+                return ring_->repair();
+            case 5:
+                return ring_->copy();
+            case 6:
+                return ring_->stepClock();
+            case 7:
+                return ring_->append(pick(100, 500));
+            case 8:
+                return ring_->hasIndex() ? ring_->loseIndex() : ring_->mendIndex();
+            case 9:
+                return pick(0, 3) == 0 ? changeLog() : ring_->append(1);
+            default:
+                return ring_->append(pick(1, 40));
+        }
+    }
+
+    /// Another log takes the place; the one that was there may come back.
+    void changeLog() {
+        const std::string aside = directory_ + ".aside";
+        if (other_) {
+            fs::rename(directory_, directory_ + ".third");
+            fs::rename(aside, directory_);
+            fs::rename(directory_ + ".third", aside);
+            std::swap(ring_, other_);
+        } else {
+            fs::rename(directory_, aside);
+            other_ = std::move(ring_);
+            ring_ = std::make_unique<WrittenRing>(directory_, &random_, &nextId_);
+        }
+    }
+
+    /// After what files alone cannot tell, another engine is fed from the begin.
+    void beginAnew() {
+        counts_.arrived += engine_.size();
+        engine_ = {};
+        truth_.clear();
+        cursor_.epochs.clear();
+    }
+
+    bool isAmbiguous() {
+        const bool isTaken = std::any_of(cursor_.epochs.begin(), cursor_.epochs.end(),
+                                         [this](const auto &numbering) { return isMistakable(numbering); });
+        const bool isForgotten = !isTaken && other_ && isLogForgotten();
+        counts_.ambiguous += isTaken ? 1 : 0;
+        counts_.forgotten += isForgotten ? 1 : 0;
+        return isTaken || isForgotten;
+    }
+
+    /// Whether the log has come back after it was passed over for another one, or knows less than a former
+    /// log must be known by.
+    bool isLogForgotten() {
+        constexpr uint64_t kFewest = 8;
+        const std::vector<int64_t> ids = ring_->inView();
+        const bool isKnown =
+            std::any_of(ids.begin(), ids.end(), [this](int64_t id) { return engine_.has(id); });
+        return isKnown && std::none_of(cursor_.epochs.begin(), cursor_.epochs.end(), [&](auto &numbering) {
+                   const tool::KnownFile *const newest = tool::newestOf(numbering);
+                   const bool isCurrent = &numbering == &cursor_.current();
+                   return newest != nullptr && isTrulyThere(numbering, *newest) &&
+                          (isCurrent || linesLeft(numbering, *newest) >= kFewest);
+               });
+    }
+
+    const TrueFile &truthOf(const tool::Numbering &numbering, const tool::KnownFile &known) const {
+        return truth_.at({numbering.epoch, known.number});
+    }
+
+    bool isTrulyThere(const tool::Numbering &numbering, const tool::KnownFile &known) const {
+        return ring_->generation(known.number) == truthOf(numbering, known).generation;
+    }
+
+    /// How many of the lines that were known in a file are still there.
+    size_t linesLeft(const tool::Numbering &numbering, const tool::KnownFile &known) const {
+        const std::vector<std::string> &before = truthOf(numbering, known).lines;
+        const std::vector<std::string> now = ring_->lines(known.number, before.size());
+        return static_cast<size_t>(std::mismatch(now.begin(), now.end(), before.begin()).first - now.begin());
+    }
+
+    /// Whether the files are as if the writer had not come round, or another log taken the place: it has, and
+    /// yet all files to which it would not have come are the same line for line, and the newest one may be,
+    /// had it lost its end.
+    bool isMistakable(const tool::Numbering &numbering) const {
+        const tool::KnownFile *const newest = tool::newestOf(numbering);
+        if (newest == nullptr) {
+            return false;
+        }
+        bool isOther = !isTrulyThere(numbering, *newest);
+        bool isLike = linesLeft(numbering, *newest) > 0;
+        for (int number = 0; number < ring_->size(); ++number) {
+            if (ring_->age(number) <= ring_->age(newest->number)) {
+                continue;
+            }
+            const auto known = std::find_if(numbering.files.begin(), numbering.files.end(),
+                                            [number](const auto &file) { return file.number == number; });
+            if (known == numbering.files.end() && ring_->isInView(number)) {
+                return false;
+            }
+            if (known != numbering.files.end()) {
+                if (ring_->lines(number) != truthOf(numbering, *known).lines) {
+                    return false;
+                }
+                isOther = isOther || !isTrulyThere(numbering, *known);
+                isLike = true;
+            }
+        }
+        return isOther && isLike;
+    }
+
+    std::string pull() {
+        ++counts_.pulls;
+        const tool::StoreDirectory directory = tool::StoreDirectory::openForReading(directory_);
+        tool::LogPull pull(directory, std::nullopt, cursor_, ++fresh_);
+        isInDoubt_ = isDoubtful(pull);
+        const uint64_t batch = static_cast<uint64_t>(pick(1, 200));
+        std::vector<SentItem> items;
+        bool isGoingOn = true;
+        pull.run({}, [&](const tool::Item &item) {
+            items.push_back({{pull.epoch(), item.seq}, ring_->idAt(pull.fileNumber(), item.offset)});
+            if (items.size() == batch) {
+                isGoingOn = send(items, pull.reached());
+                pull.settle();
+                items.clear();
+            }
+            return isGoingOn;
+        });
+        if (isGoingOn && !items.empty()) {
+            isGoingOn = send(items, pull.reached());
+        }
+        counts_.doubtful += isInDoubt_ ? 1 : 0;
+        const bool isAllSent = isGoingOn && ring_->hasIndex() && !isInDoubt_;
+        return engine_.wrong().empty() && isAllSent ? missing() : engine_.wrong();
+    }
+
+    /// A transfer that may fail before, within and after the engine has stored it; false when it did.
+    bool send(const std::vector<SentItem> &items, const tool::LogCursor &reached) {
+        const int luck = pick(0, 9);
+        if (luck == 0) {
+            ++counts_.failures;
+            return false;  // Before anything was written.
+        }
+        keep(tool::attempted(cursor_, reached));
+        const size_t stored =
+            luck <= 2 ? static_cast<size_t>(pick(0, static_cast<int>(items.size()))) : items.size();
+        for (size_t i = 0; i < stored; ++i) {
+            engine_.store(items[i].key, items[i].id);
+        }
+        if (luck <= 4) {
+            ++counts_.failures;
+            return false;  // Within, or after all was stored.
+        }
+        keep(tool::arrived(reached));
+        return true;
+    }
+
+    /// By way of the file.
+    void keep(const tool::LogCursor &cursor) {
+        cursor_ = tool::parseCursors(tool::cursorText({cursor}), "cursors").front();
+        for (const tool::KnownFile &known : cursor_.current().files) {
+            TrueFile &truth = truth_[{cursor_.current().epoch, known.number}];
+            if (!(truth.sum == known.sum)) {
+                truth = {known.sum, ring_->generation(known.number),
+                         ring_->lines(known.number, known.sum.items)};
+            }
+        }
+    }
+
+    /// Whether more items are gone from the end of a file than are known one by one.
+    static bool isDoubtful(const tool::LogPull &pull) {
+        return std::any_of(pull.notes().begin(), pull.notes().end(), [](const std::string &note) {
+            return note.find("nobody knows") != std::string::npos;
+        });
+    }
+
+    /// After a pull that arrived, the engine has all that is in view.
+    std::string missing() const {
+        for (const int64_t id : ring_->inView()) {
+            if (!engine_.has(id)) {
+                return "item " + std::to_string(id) + " is in view and was not sent";
+            }
+        }
+        return "";
+    }
+
+    std::mt19937 random_;
+    const std::string directory_;
+    HistoryCounts &counts_;
+    int64_t nextId_ = 0;
+    uint64_t fresh_ = 1000;
+    std::unique_ptr<WrittenRing> ring_;
+    std::unique_ptr<WrittenRing> other_;
+    bool isInDoubt_ = false;
+    tool::LogCursor cursor_;
+    std::map<std::pair<uint64_t, int>, TrueFile> truth_;  ///< By epoch and number of the file.
+    Engine engine_;
+};
+
+}  // namespace
+
+std::string runHistory(uint32_t seed, int pulls, const std::string &directory, HistoryCounts *counts) {
+    fs::remove_all(directory);
+    fs::remove_all(directory + ".aside");
+    return History(seed, directory, counts).run(pulls);
+}
+
+}  // namespace test

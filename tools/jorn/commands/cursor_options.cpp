@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "commands/cursor_options.h"
+
+#include <CLI/Option.hpp>
+
+#include "system/failure.h"
+#include "usage/help.h"
+#include "usage/option_kinds.h"
+
+namespace tool {
+
+void addCursorOptions(CLI::App *command, ShippingOptions *options) {
+    constexpr int kMostItems = 10000000;
+    constexpr int kMostRetries = 1000;
+    beginGroup(command, "Only what is new");
+    CLI::Option *const cursors =
+        command->add_option("--cursor-file", options->cursorFile, "Send each item once; FILE keeps the state")
+            ->type_name("FILE");
+    CLI::Option *const exec =
+        command
+            ->add_option("--exec", options->command, "Shell COMMAND that stores a batch, its standard input")
+            ->type_name("COMMAND")
+            ->needs(cursors);
+    addNumberOption(command, "--batch", &options->batch, 1, kMostItems, "Items of a batch (default: 50000)")
+        ->needs(exec);
+    addNumberOption(command, "--retries", &options->retries, 0, kMostRetries,
+                    "Times that a batch is sent again (default: 5)")
+        ->needs(exec);
+    command->add_option("--every", options->every, "Go on, and look again after 5s, 2m or 1h")
+        ->type_name("TIME")
+        ->needs(exec);
+    CLI::Option *const dry =
+        command->add_flag("--dry-run", options->isDry, "Print what would be sent, and send nothing")
+            ->needs(cursors);
+    command->add_flag("--status", options->isStatus, "Print how far each log has got; of all without DIR")
+        ->needs(cursors)
+        ->excludes(dry);
+}
+
+void checkCursorOptions(const ShippingOptions &options, const CursorSetting &setting) {
+    const bool isSending = !options.isDry && !options.isStatus;
+    if (isSending && options.command.empty() && !setting.hasFile) {
+        refuse(
+            "with --cursor-file, items go to --to FILE or --exec COMMAND: of standard output, nobody knows "
+            "whether its reader has stored them");
+    }
+    if (!options.command.empty() && setting.hasFile) {
+        refuse("items go to --to FILE or to --exec COMMAND, not to both");
+    }
+    if (!options.command.empty() && setting.chosen == ExportForm::Sqlite) {
+        refuse("a database goes to a file; name one with --to");
+    }
+    if (setting.mayReplace) {
+        refuse("--force: with --cursor-file, FILE must not exist yet: it may hold items that were sent");
+    }
+    if (!options.every.empty() && !parseInterval(options.every)) {
+        refuse("--every: '" + options.every + "' is no time such as 5s, 2m or 1h, of 24 hours at most");
+    }
+    if (options.isStatus && !setting.form.empty() && setting.form != "json") {
+        refuse("--status is text, or JSON with -o json");
+    }
+}
+
+}  // namespace tool

@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "cursor/cursor_file.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <utility>
+
+#include "cursor/cursor_text.h"
+#include "system/failure.h"
+#include "system/file_bytes.h"
+#include "system/file_mark.h"
+#include "system/file_replacement.h"
+
+namespace tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+Descriptor openForReading(int directory, const std::string &name) {
+    constexpr int kFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    return Descriptor(openat(directory, name.c_str(), kFlags));
+}
+
+std::string textOf(int file, const std::string &path) {
+    struct stat status;
+    if (fstat(file, &status) < 0) {
+        throw systemFailure(path, errno);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        refuse(path + ": not a regular file");
+    }
+    std::string text(static_cast<size_t>(status.st_size), '\0');
+    int error = 0;
+    text.resize(readAt(file, 0, text.data(), text.size(), &error));
+    if (error != 0) {
+        throw systemFailure(path, error);
+    }
+    return text;
+}
+
+}  // namespace
+
+std::vector<LogCursor> readCursors(const std::string &path) {
+    const Descriptor file = openForReading(AT_FDCWD, path);
+    if (!file.isOpen() && errno == ENOENT) {
+        return {};
+    }
+    if (!file.isOpen()) {
+        throw systemFailure(path, errno);
+    }
+    return parseCursors(textOf(file.get(), path), path);
+}
+
+CursorFile::CursorFile(const std::string &path) : path_(path) {
+    std::error_code ignored;
+    const fs::path target = fs::exists(path, ignored) ? fs::canonical(path, ignored) : fs::absolute(path);
+    name_ = target.filename().string();
+    directory_ = Descriptor(::open(target.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!directory_.isOpen()) {
+        throw systemFailure(path_, errno);
+    }
+    open();
+}
+
+/// Another process may replace the file between each two steps, or make it.
+void CursorFile::open() {
+    constexpr int kTries = 100;
+    for (int tries = 0; tries < kTries; ++tries) {
+        locked_ = openForReading(directory_.get(), name_);
+        if (!locked_.isOpen() && errno != ENOENT) {
+            throw systemFailure(path_, errno);
+        }
+        if (!locked_.isOpen()) {
+            auto fresh = std::make_unique<TemporaryFile>(directory_.get(), path_);
+            writeWhole(fresh->descriptor(), cursorText({}), path_);
+            fresh->sync();
+            if (fresh->takeFreeName(name_)) {
+                syncNames(directory_.get());
+                file_ = std::move(fresh);
+                return;
+            }
+        } else if (lockNamed()) {
+            cursors_ = parseCursors(textOf(locked_.get(), path_), path_);
+            return;
+        }
+    }
+    throw Failure(path_ + ": is replaced again and again by another process");
+}
+
+/// False when the file has been replaced meanwhile.
+bool CursorFile::lockNamed() {
+    if (flock(locked_.get(), LOCK_EX | LOCK_NB) < 0) {
+        throw errno == EWOULDBLOCK ? Failure(path_ + ": another jorn is exporting with these cursors")
+                                   : systemFailure(path_, errno);
+    }
+    struct stat named;
+    return fstatat(directory_.get(), name_.c_str(), &named, 0) == 0 &&
+           isSameFile(markOf(named), markOf(locked_.get()));
+}
+
+LogCursor CursorFile::cursorOf(const std::string &device, const std::string &log) const {
+    LogCursor cursor;
+    cursor.device = device;
+    cursor.log = log;
+    const auto found = std::find_if(cursors_.begin(), cursors_.end(),
+                                    [&](const LogCursor &other) { return isSameLog(other, cursor); });
+    return found == cursors_.end() ? cursor : *found;
+}
+
+void CursorFile::keep(const LogCursor &cursor) {
+    isChanged_ = true;
+    const auto found = std::find_if(cursors_.begin(), cursors_.end(),
+                                    [&](const LogCursor &other) { return isSameLog(other, cursor); });
+    if (found != cursors_.end()) {
+        *found = cursor;
+    } else {
+        cursors_.push_back(cursor);
+    }
+}
+
+void CursorFile::write() {
+    auto fresh = std::make_unique<TemporaryFile>(directory_.get(), path_);
+    giveAccess(fresh->descriptor(), accessFor(directory_.get(), name_, path_), path_);
+    writeWhole(fresh->descriptor(), cursorText(cursors_), path_);
+    fresh->sync();
+    fresh->replace(name_);
+    if (!syncDirectory(directory_.get(), ".")) {
+        throw systemFailure(path_, errno);
+    }
+    file_ = std::move(fresh);
+    isChanged_ = false;
+}
+
+}  // namespace tool

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+// The file that holds the cursors of many logs. One process at a time has it; it is written whole or not at
+// all, and what it says is on the medium when a write is done.
+#ifndef JORN_TOOLS_CURSOR_FILE_H
+#define JORN_TOOLS_CURSOR_FILE_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cursor/numbering.h"
+#include "system/descriptor.h"
+#include "system/temporary.h"
+
+namespace tool {
+
+/// The cursors in a file, for those who only look; none where there is no file. Throws Failure.
+std::vector<LogCursor> readCursors(const std::string &path);
+
+class CursorFile {
+public:
+    /// Makes the file if it is missing, and locks it. Throws Failure, also when another process has it.
+    explicit CursorFile(const std::string &path);
+
+    /// What is kept of a log; without epochs when that is nothing.
+    LogCursor cursorOf(const std::string &device, const std::string &log) const;
+
+    /// Replaces what is kept of its log. It is on the medium after write() alone.
+    void keep(const LogCursor &cursor);
+
+    /// Whether something is kept that was not written.
+    bool isChanged() const { return isChanged_; }
+
+    /// Throws Failure; then the file is as it was.
+    void write();
+
+private:
+    void open();
+    bool lockNamed();
+
+    const std::string path_;  ///< As the user gave it.
+    std::string name_;        ///< In its directory, behind links.
+    Descriptor directory_;
+    Descriptor locked_;                    ///< The file as it was found,
+    std::unique_ptr<TemporaryFile> file_;  ///< or as it was written last: who has that locked has the file.
+    std::vector<LogCursor> cursors_;
+    bool isChanged_ = false;
+};
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+// The items of a data file as cursors count them: those that a repair of the file would leave there. Zeros
+// are apart from what follows them, so that mending a file changes no item's place.
+#ifndef JORN_TOOLS_FILE_ITEMS_H
+#define JORN_TOOLS_FILE_ITEMS_H
+
+#include <stdint.h>
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "log/damage.h"
+#include "log/ring_view.h"
+#include "log/stored_line.h"
+
+namespace tool {
+
+enum class FileEnd {
+    Read,      ///< Up to its end; of the newest one, up to an unfinished last line.
+    Held,      ///< The same, and there is such a line.
+    Failed,    ///< It could not be read to its end.
+    Lost,      ///< A writer started it afresh meanwhile: what was read before holds.
+    Unwanted,  ///< `take` wanted no more.
+};
+
+/// Calls take(line) for each line of a file that is an item or damaged, from `begin` on, where a line begins.
+/// The damaged ones are also told to `damage`.
+FileEnd readLines(const RingFile &file, uint64_t begin, DamageLog *damage,
+                  const std::function<bool(const Line &)> &take);
+
+/// What is known of all items of a file.
+struct ItemTable {
+    std::vector<uint64_t> hashes;
+    std::vector<uint64_t> ends;  ///< Bytes at which the lines end.
+    std::vector<uint32_t> times;
+    FileEnd end = FileEnd::Read;
+
+    /// Where the item after so many begins, or what is before it.
+    uint64_t offsetAfter(uint64_t items) const {
+        return items == 0 ? 0 : ends[static_cast<size_t>(items - 1)];
+    }
+};
+ItemTable tableOf(const RingFile &file);
+
+}  // namespace tool
+
+#endif

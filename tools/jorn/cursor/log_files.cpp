@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "cursor/log_files.h"
+
+#include <algorithm>
+
+#include "csvfile/line.h"
+#include "ring.h"
+
+namespace tool {
+
+const ItemTable &LogFiles::table(const RingFile &file) {
+    const auto known = tables_.find(file.number);
+    return known != tables_.end() ? known->second : tables_.emplace(file.number, tableOf(file)).first->second;
+}
+
+std::vector<const RingFile *> LogFiles::all() {
+    openOutOfView();
+    std::vector<const RingFile *> files;
+    const auto add = [&files](const RingFile &file) {
+        if (file.file.isOpen()) {
+            files.push_back(&file);
+        }
+    };
+    std::for_each(view_.files().rbegin(), view_.files().rend(), add);
+    std::for_each(outOfView_.begin(), outOfView_.end(), add);
+    return files;
+}
+
+const RingFile *LogFiles::numbered(int number) {
+    const auto isIt = [number](const RingFile &file) { return file.number == number && file.file.isOpen(); };
+    const auto inView = std::find_if(view_.files().begin(), view_.files().end(), isIt);
+    if (inView != view_.files().end()) {
+        return &*inView;
+    }
+    if (isInView(number)) {
+        return nullptr;
+    }
+    openOutOfView();
+    const auto outOfView = std::find_if(outOfView_.begin(), outOfView_.end(), isIt);
+    return outOfView != outOfView_.end() ? &*outOfView : nullptr;
+}
+
+bool LogFiles::isInView(int number) const {
+    return std::any_of(view_.files().begin(), view_.files().end(),
+                       [number](const RingFile &file) { return file.number == number; });
+}
+
+/// A number beyond the ring is older than all of it: nobody writes there.
+int LogFiles::age(int number) const {
+    const int size = view_.ringSize();
+    return number < size ? jorn::ringPosition(size, view_.files().back().number - number) : size + number;
+}
+
+int LogFiles::before(int number, int files) const {
+    return jorn::ringPosition(view_.ringSize(), number - files);
+}
+
+bool LogFiles::isCleared() {
+    if (view_.files().empty()) {
+        return false;
+    }
+    bool isCleared = false;
+    DamageLog ignored;
+    readLines(view_.files().front(), 0, &ignored, [&isCleared](const Line &line) {
+        isCleared = line.isItem() && textIn(line.bytes) == jorn::kClearedText;
+        return false;
+    });
+    return isCleared;
+}
+
+bool LogFiles::isOvertaken() const {
+    return std::any_of(tables_.begin(), tables_.end(),
+                       [](const auto &known) { return known.second.end == FileEnd::Lost; });
+}
+
+bool LogFiles::isUnreadable(int number) {
+    const RingFile *const file = numbered(number);
+    return file != nullptr ? table(*file).end == FileEnd::Failed : exists(number);
+}
+
+void LogFiles::openOutOfView() {
+    if (std::exchange(hasOpenedAll_, true)) {
+        return;
+    }
+    DamageLog ignored;  // These are not in view.
+    const FilePresence isPresent = view_.look().presence();
+    for (int number = 0; number < jorn::kSurveySize; ++number) {
+        if (isPresent[static_cast<size_t>(number)] && !isInView(number)) {
+            RingFile &file = outOfView_.emplace_back();
+            file.number = file.position = number;
+            file.path = view_.directory().pathOf(dataFileName(number));
+            openRingFile(view_.directory(), &file, &ignored);
+        }
+    }
+}
+
+}  // namespace tool

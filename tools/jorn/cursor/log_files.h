@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+// The data files of a log for those who look for known ones: those in view, and, once they are asked for,
+// those that a clearing or a lost index has put out of view.
+#ifndef JORN_TOOLS_LOG_FILES_H
+#define JORN_TOOLS_LOG_FILES_H
+
+#include <list>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "cursor/file_items.h"
+#include "log/ring_view.h"
+
+namespace tool {
+
+class LogFiles {
+public:
+    /// Throws Failure.
+    LogFiles(const StoreDirectory &directory, std::optional<int> ringSize) : view_(directory, ringSize) {}
+
+    const RingView &view() const { return view_; }
+
+    /// All items of a file, read once.
+    const ItemTable &table(const RingFile &file);
+
+    /// The file of a number, in view or not; null where there is none that can be opened.
+    const RingFile *numbered(int number);
+
+    /// All of them: those in view, the newest first, and then the others.
+    std::vector<const RingFile *> all();
+
+    bool isInView(int number) const;
+    bool exists(int number) const { return view_.look().presence()[static_cast<size_t>(number)]; }
+
+    /// How many files the writer has begun since that of a number, if it has not come round: 0 for the one
+    /// that it is in.
+    int age(int number) const;
+
+    /// The number of the file so many before that of another, or after it where negative.
+    int before(int number, int files) const;
+
+    /// Whether the log was cleared last where its view begins.
+    bool isCleared();
+
+    /// Whether the writer started a file afresh while this read it.
+    bool isOvertaken() const;
+
+    /// Whether there is a file of that number which cannot be read to its end.
+    bool isUnreadable(int number);
+
+private:
+    void openOutOfView();
+
+    RingView view_;
+    bool hasOpenedAll_ = false;
+    std::list<RingFile> outOfView_;
+    std::map<int, ItemTable> tables_;
+};
+
+}  // namespace tool
+
+#endif

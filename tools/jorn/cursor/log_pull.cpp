@@ -1,0 +1,441 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "cursor/log_pull.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "cursor/log_stamp.h"
+#include "ring.h"
+#include "terminal/counted.h"
+
+namespace tool {
+namespace {
+
+using Kind = FileMatch::Kind;
+
+std::string stampOf(const RingView &view) {
+    if (view.files().empty() || !view.index().isStill(view.directory())) {
+        return "";
+    }
+    const RingFile &newest = view.files().back();
+    return stampOf(view.directory(), newest.number, newest.size);
+}
+
+bool passes(const Line &line, const ItemFilter &filter) {
+    return filter.hasNumbers(line.numbers) &&
+           (filter.pattern == nullptr || filter.hasText(textIn(line.bytes)));
+}
+
+/// The first items of a file.
+FileTrack trackOf(const ItemTable &table, uint64_t items) {
+    FileTrack track;
+    for (size_t i = 0; i < items; ++i) {
+        track.take(table.hashes[i], table.times[i]);
+    }
+    return track;
+}
+
+}  // namespace
+
+LogPull::LogPull(const StoreDirectory &directory, std::optional<int> ringSize, const LogCursor &cursor,
+                 uint64_t fresh)
+    : files_(directory, ringSize), stamp_(stampOf(files_.view())), reached_(cursor) {
+    const RingView &view = files_.view();
+    notes_ = view.notes();
+    for (const std::string &text : view.damage().texts()) {
+        damage_.addText(text);
+    }
+    if (!canPlan()) {
+        beginFirstEpoch(fresh);
+        return;
+    }
+    const std::vector<std::string> notes = notes_;
+    const bool isPlanned = plan(fresh);
+    isOvertaken_ = files_.isOvertaken();
+    if (!isPlanned || isOvertaken_) {
+        // What was seen is not the whole of the log.
+        notes_ = notes;
+        walk_.clear();
+        reached_ = cursor;
+        beginFirstEpoch(fresh);
+    }
+}
+
+/// Without an index, nobody knows which file is the newest; all wait until it is mended.
+bool LogPull::canPlan() const {
+    const RingView &view = files_.view();
+    const bool isIndexLost = !view.index().positions() && view.look().highestFile() > 0;
+    return !isIndexLost && !view.files().empty();
+}
+
+/// False when it must wait until files can be read.
+bool LogPull::plan(uint64_t fresh) {
+    if (!reached_.hasBegun()) {
+        beginEpoch(fresh);
+        beginAtOldest();
+        return true;
+    }
+    if (goOnInEpoch()) {
+        return true;
+    }
+    if (noteUnread()) {
+        return false;
+    }
+    goOnWithoutFile(fresh);
+    return true;
+}
+
+/// A log that was replaced may have come back: then a former epoch is recognised, and the current one not, or
+/// by less.
+bool LogPull::goOnInEpoch() {
+    constexpr uint64_t kFewest = 8;
+    const auto here = recognise(&files_, reached_.current());
+    for (size_t i = reached_.epochs.size(); i > 1 && (!here || here->weight < kProof); --i) {
+        const Numbering earlier = reached_.epochs[i - 2];
+        const auto found = recognise(&files_, earlier);
+        if (found && found->weight >= kFewest && (!here || here->weight < found->weight)) {
+            enterEpoch(&reached_, earlier);
+            goOn(*found);
+            return true;
+        }
+    }
+    if (here) {
+        goOn(*here);
+    }
+    return here.has_value();
+}
+
+void LogPull::goOn(const Recognition &found) {
+    updateKnown(found);
+    chooseWalk(found.number);
+}
+
+/// Brings what is known of each file to what it is now.
+void LogPull::updateKnown(const Recognition &found) {
+    for (KnownFile &known : reached_.current().files) {
+        known.number = files_.before(known.number, -found.shift);
+    }
+    const std::vector<KnownFile> files = reached_.current().files;
+    for (const KnownFile &known : files) {
+        if (known.number == found.number) {
+            updateNewest(known, found.match);
+        } else if (files_.age(known.number) < files_.age(found.number)) {
+            updateNewer(known);
+        } else if (known.numbered.has(ItemState::Pending)) {
+            updatePending(known);
+        }
+    }
+}
+
+void LogPull::updateNewest(const KnownFile &known, const FileMatch &match) {
+    if (const RingFile *const file = files_.numbered(known.number)) {
+        adopt(*file, match);
+        noteDoubtful(*file, match);
+    } else {
+        noteGone(known);
+        reached_.current().forget(known.number);
+    }
+}
+
+/// The writer has started it afresh, unless its index was lost, and it has gone on elsewhere. Few items may
+/// be the same by chance.
+void LogPull::updateNewer(const KnownFile &known) {
+    const RingFile *const file = files_.numbered(known.number);
+    const bool isAsItWas =
+        file != nullptr && known.sum.items >= kProof && beginsWith(files_.table(*file).hashes, known.sum);
+    if (!isAsItWas && !files_.isUnreadable(known.number)) {
+        noteGone(known);
+        reached_.current().forget(known.number);
+    }
+}
+
+void LogPull::updatePending(const KnownFile &known) {
+    const RingFile *const file = files_.numbered(known.number);
+    const auto match = file != nullptr ? matchFile(known, files_.table(*file).hashes) : std::nullopt;
+    if (match) {
+        adopt(*file, *match);
+    }
+}
+
+void LogPull::adopt(const RingFile &file, const FileMatch &match) {
+    if (match.kind == Kind::Whole) {
+        return;
+    }
+    KnownFile *const known = reached_.current().file(file.number);
+    if (match.kind == Kind::Moved) {
+        known->numbered.shift(static_cast<int64_t>(match.items) - static_cast<int64_t>(known->sum.items));
+    } else {
+        known->numbered.cut(match.items);
+        known->numbered.set({match.items, match.items + match.doubtful, 0, ItemState::LeftOut});
+    }
+    const uint64_t items = match.items + match.doubtful;
+    if (items > 0) {
+        trackOf(files_.table(file), items).describe(known);
+    } else {
+        reached_.current().forget(file.number);
+    }
+}
+
+/// What is in view and not done with; and what was put out of view, but is pending, or came after the newest
+/// known file.
+void LogPull::chooseWalk(int newest) {
+    const std::vector<RingFile> &files = files_.view().files();
+    const auto isOpen = [&](int number) {
+        const KnownFile *const known = reached_.current().file(number);
+        const bool isPending = known != nullptr && known->numbered.has(ItemState::Pending);
+        return isPending ? !isDone(number, newest) : files_.age(number) <= files_.age(newest);
+    };
+    for (int number = 0; number < jorn::kSurveySize; ++number) {
+        const RingFile *const file =
+            !files_.isInView(number) && isOpen(number) ? files_.numbered(number) : nullptr;
+        if (file != nullptr) {
+            walk_.push_back(file);
+        }
+    }
+    std::sort(walk_.begin(), walk_.end(), [this](const RingFile *a, const RingFile *b) {
+        return files_.age(a->number) > files_.age(b->number);
+    });
+    for (const RingFile &file : files) {
+        if (!isDone(file.number, newest)) {
+            walk_.push_back(&file);
+        }
+    }
+}
+
+/// A file before the newest known one has got no items since that was known.
+bool LogPull::isDone(int number, int newest) {
+    const KnownFile *const known = reached_.current().file(number);
+    if (known == nullptr || known->isUnread || !known->numbered.hasAny() ||
+        files_.age(number) <= files_.age(newest)) {
+        return false;
+    }
+    const RingFile *const file = files_.numbered(number);
+    const bool isToSend = known->numbered.has(ItemState::Pending) && file != nullptr &&
+                          beginsWith(files_.table(*file).hashes, known->sum);
+    return !isToSend;
+}
+
+void LogPull::goOnWithoutFile(uint64_t fresh) {
+    const KnownFile *const last = newestOf(reached_.current());
+    if (files_.table(files_.view().files().front()).hashes.empty()) {
+        return;  // Nothing shows yet which log this is.
+    }
+    if (last != nullptr && mayBeSameLog(*last)) {
+        const uint64_t gap = gapAfter(*last);
+        reached_.current().highest += gap;
+        noteGap(gap);
+    } else if (last != nullptr) {
+        notes_.push_back(files_.view().directory().path() +
+                         ": what was read before is not there: another log has taken its place, or its clock "
+                         "was put back; a new epoch begins");
+        beginEpoch(fresh);
+    }
+    reached_.current().files.clear();
+    beginAtOldest();
+}
+
+void LogPull::beginEpoch(uint64_t fresh) {
+    Numbering numbering;
+    numbering.epoch = fresh;
+    for (const Numbering &other : reached_.epochs) {
+        numbering.epoch = std::max(numbering.epoch, other.epoch + 1);
+    }
+    enterEpoch(&reached_, std::move(numbering));
+}
+
+void LogPull::beginFirstEpoch(uint64_t fresh) {
+    if (!reached_.hasBegun()) {
+        beginEpoch(fresh);
+    }
+}
+
+/// All that is in view is new. The file before it is out of view after a clearing, but shows that the writer
+/// has not come round.
+void LogPull::beginAtOldest() {
+    const std::vector<RingFile> &files = files_.view().files();
+    const int before = files_.before(files.front().number, 1);
+    const RingFile *const former = files_.isInView(before) ? nullptr : files_.numbered(before);
+    if (former != nullptr && !files_.table(*former).hashes.empty()) {
+        KnownFile *const known = reached_.current().fileAtEnd(before);
+        trackOf(files_.table(*former), files_.table(*former).hashes.size()).describe(known);
+    }
+    std::transform(files.begin(), files.end(), std::back_inserter(walk_),
+                   [](const RingFile &file) { return &file; });
+}
+
+/// Whether the writer may have come round, or was cleared, so that all that was read is gone. Another log
+/// begins anew, or has other times.
+bool LogPull::mayBeSameLog(const KnownFile &last) {
+    const RingView &view = files_.view();
+    const bool isLater = files_.table(view.files().front()).times.front() >= last.time;
+    const bool hasComeRound =
+        view.look().hasWrapped() || (view.files().size() == static_cast<size_t>(view.ringSize()) &&
+                                     view.look().positions().latest >= last.number);
+    return isLater && (hasComeRound || files_.isCleared());
+}
+
+/// How many items are gone at least: the rest of the last file, and the files between that and the oldest.
+uint64_t LogPull::gapAfter(const KnownFile &last) const {
+    const RingView &view = files_.view();
+    constexpr uint64_t kFile = jorn::kCsvItemMax;
+    const int between = jorn::ringPosition(view.ringSize(), view.files().front().number - last.number - 1);
+    const uint64_t rest = kFile - std::min(kFile, last.sum.items);
+    return std::max<uint64_t>(1, rest + static_cast<uint64_t>(between) * kFile);
+}
+
+void LogPull::noteGap(uint64_t items) {
+    ++reached_.gaps;
+    reached_.lost += items;
+    notes_.push_back(files_.view().directory().path() + ": written faster than it was read: at least " +
+                     counted(items, "item is", "items are") + " gone");
+}
+
+void LogPull::noteDoubtful(const RingFile &file, const FileMatch &match) {
+    if (match.doubtful > 0) {
+        notes_.push_back(file.path + ": has lost its end since it was read: nobody knows which of " +
+                         counted(match.doubtful, "item is", "items are") + " new there; left out");
+    }
+}
+
+void LogPull::noteGone(const KnownFile &known) {
+    const uint64_t items = known.numbered.count(ItemState::Pending);
+    if (items > 0) {
+        notes_.push_back(files_.view().directory().path() + ": " + counted(items, "item is", "items are") +
+                         " gone of a transfer whose end is not known: perhaps it arrived, perhaps not");
+    }
+}
+
+/// Whether files cannot be read that may show which log this is.
+bool LogPull::noteUnread() {
+    bool isAny = false;
+    for (int number = 0; number < jorn::kSurveySize; ++number) {
+        const bool isNeeded = files_.isInView(number) || reached_.current().file(number) != nullptr;
+        if (isNeeded && files_.isUnreadable(number)) {
+            const std::string path = files_.view().directory().pathOf(dataFileName(number));
+            damage_.addText(path + ": cannot be read; new items wait until it can");
+            isAny = true;
+        }
+    }
+    return isAny;
+}
+
+void LogPull::run(const ItemFilter &filter, const std::function<bool(const Item &)> &take) {
+    const auto passLine = [&](const Line &line) { return passOn(line, filter, take); };
+    for (const RingFile *const file : walk_) {
+        const FileEnd end = readFile(*file, passLine);
+        if (end == FileEnd::Unwanted) {
+            return;
+        }
+        if (end == FileEnd::Lost) {
+            isOvertaken_ = true;
+            return;
+        }
+        noteEnd(*file, end);
+        isWhole_ = end == FileEnd::Read && !hasUnread_;
+    }
+}
+/// What could not be read is tried again in the next pull. Its items have no numbers yet; a gap of one shows
+/// where they are missing.
+void LogPull::noteEnd(const RingFile &file, FileEnd end) {
+    Numbering &numbering = reached_.current();
+    KnownFile *known = numbering.file(file.number);
+    if (end != FileEnd::Failed) {
+        if (known != nullptr) {
+            known->isUnread = false;
+        }
+        return;
+    }
+    known = known != nullptr ? known : numbering.fileAtEnd(file.number);
+    isUnread_ = isUnread_ || !std::exchange(known->isUnread, true);
+    hasUnread_ = true;
+}
+
+FileEnd LogPull::readFile(const RingFile &file, const std::function<bool(const Line &)> &take) {
+    const KnownFile *const known = reached_.current().file(file.number);
+    const uint64_t items = known != nullptr ? known->numbered.firstOpen() : 0;
+    if (items > 0 && files_.table(file).hashes.size() < items) {
+        return FileEnd::Failed;
+    }
+    const uint64_t begin = items > 0 ? files_.table(file).offsetAfter(items) : 0;
+    return readLines(file, begin, &damage_, [&](const Line &line) {
+        if (!line.isItem()) {
+            ++badLines_;
+            return true;
+        }
+        if (tracked_ != &file) {
+            beginTrack(file, items);
+        }
+        track_.take(hashOfItem(withoutLineFeed(line.bytes)), line.numbers.time);
+        return take(line);
+    });
+}
+
+/// With the items that were read before, so that the file is known by them, too.
+void LogPull::beginTrack(const RingFile &file, uint64_t items) {
+    describeTracked(&reached_.current());
+    track_ = items > 0 ? trackOf(files_.table(file), items) : FileTrack();
+    tracked_ = &file;
+}
+
+/// An item that has been taken gets its number, and goes on if it is wanted.
+bool LogPull::passOn(const Line &line, const ItemFilter &filter,
+                     const std::function<bool(const Item &)> &take) {
+    const std::optional<uint64_t> number = numberOf(track_.items() - 1);
+    if (!number) {
+        return true;
+    }
+    reached_.damaged += std::exchange(badLines_, 0);
+    isMoved_ = true;
+    if (!passes(line, filter)) {
+        return true;
+    }
+    Item item = readItem(line);
+    item.seq = *number;
+    ++reached_.shipped;
+    return take(item);
+}
+
+/// Of an item of the tracked file, which is sent by it; nothing where it is not sent.
+std::optional<uint64_t> LogPull::numberOf(uint64_t item) {
+    Numbering &numbering = reached_.current();
+    KnownFile *const known = numbering.file(tracked_->number);
+    const auto span = known != nullptr ? known->numbered.at(item) : std::nullopt;
+    if (span && span->state != ItemState::Pending) {
+        return std::nullopt;
+    }
+    const uint64_t number = span ? span->first + (item - span->begin) : nextNumber();
+    KnownFile *const sent = span ? known : numbering.fileAtEnd(tracked_->number);
+    sent->numbered.set({item, item + 1, number, ItemState::Sent});
+    return number;
+}
+
+uint64_t LogPull::nextNumber() {
+    if (std::exchange(isUnread_, false)) {
+        ++reached_.current().highest;
+        ++reached_.gaps;
+        ++reached_.lost;
+    }
+    return ++reached_.current().highest;
+}
+
+void LogPull::describeTracked(Numbering *numbering) const {
+    KnownFile *const known = tracked_ != nullptr ? numbering->file(tracked_->number) : nullptr;
+    if (known != nullptr && track_.items() > known->sum.items) {
+        track_.describe(known);
+    }
+}
+
+LogCursor LogPull::reached() const {
+    LogCursor reached = reached_;
+    reached.directory = files_.view().directory().path();
+    reached.stamp = isWhole_ && !isOvertaken_ ? stamp_ : "";
+    describeTracked(&reached.current());
+    return reached;
+}
+
+void LogPull::settle() {
+    describeTracked(&reached_.current());
+    reached_ = arrived(reached_);
+}
+
+}  // namespace tool

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+// What a log holds beyond a cursor: one look at its files, and then its new items, each with its number.
+//
+// A cursor knows each data file by its items, and the number of each item that ever left. So an item that is
+// sent again has the number that it had, wherever the ring has got to since, and one that has none gets the
+// next that nobody ever had.
+#ifndef JORN_TOOLS_LOG_PULL_H
+#define JORN_TOOLS_LOG_PULL_H
+
+#include <stdint.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cursor/log_files.h"
+#include "cursor/numbering.h"
+#include "cursor/recognition.h"
+#include "log/damage.h"
+#include "query/item_filter.h"
+
+namespace tool {
+
+class LogPull {
+public:
+    /// `fresh` is the epoch that begins where it must. Throws Failure.
+    LogPull(const StoreDirectory &directory, std::optional<int> ringSize, const LogCursor &cursor,
+            uint64_t fresh);
+
+    /// The epoch of the new items.
+    uint64_t epoch() const { return reached_.current().epoch; }
+
+    /// Passes on the new items, the oldest first, with their numbers; false of `take` ends it. Those that the
+    /// filter leaves out have their numbers too.
+    void run(const ItemFilter &filter, const std::function<bool(const Item &)> &take);
+
+    /// The cursor with all that was passed on so far as sent.
+    LogCursor reached() const;
+
+    /// All that was passed on so far has arrived.
+    void settle();
+
+    /// The number of the data file of the item that was passed on last.
+    int fileNumber() const { return tracked_->number; }
+
+    /// Whether items have been gone over, passed on or not.
+    bool hasMoved() const { return isMoved_; }
+
+    /// A writer came round while this was reading: there may be more.
+    bool isOvertaken() const { return isOvertaken_; }
+
+    /// Worth knowing; none of it is damage.
+    const std::vector<std::string> &notes() const { return notes_; }
+    const DamageLog &damage() const { return damage_; }
+
+private:
+    bool canPlan() const;
+    bool plan(uint64_t fresh);
+    bool goOnInEpoch();
+    void goOn(const Recognition &found);
+    void goOnWithoutFile(uint64_t fresh);
+    void beginEpoch(uint64_t fresh);
+    void beginFirstEpoch(uint64_t fresh);
+    void beginAtOldest();
+    bool mayBeSameLog(const KnownFile &last);
+    uint64_t gapAfter(const KnownFile &last) const;
+    void updateKnown(const Recognition &found);
+    void updateNewest(const KnownFile &known, const FileMatch &match);
+    void updateNewer(const KnownFile &known);
+    void updatePending(const KnownFile &known);
+    void adopt(const RingFile &file, const FileMatch &match);
+    void chooseWalk(int newest);
+    bool isDone(int number, int newest);
+    void noteEnd(const RingFile &file, FileEnd end);
+    FileEnd readFile(const RingFile &file, const std::function<bool(const Line &)> &take);
+    void beginTrack(const RingFile &file, uint64_t items);
+    bool passOn(const Line &line, const ItemFilter &filter, const std::function<bool(const Item &)> &take);
+    std::optional<uint64_t> numberOf(uint64_t item);
+    uint64_t nextNumber();
+    void describeTracked(Numbering *numbering) const;
+    void noteGap(uint64_t items);
+    void noteDoubtful(const RingFile &file, const FileMatch &match);
+    void noteGone(const KnownFile &known);
+    bool noteUnread();
+
+    LogFiles files_;
+    std::string stamp_;  ///< Of what is being read.
+    LogCursor reached_;
+    std::vector<const RingFile *> walk_;  ///< The files to be read.
+    FileTrack track_;
+    const RingFile *tracked_ = nullptr;  ///< The file of the track.
+    uint64_t badLines_ = 0;              ///< Since the last item.
+    bool isUnread_ = false;              ///< Items of a file could not be read, and none came since.
+    bool hasUnread_ = false;             ///< Some file could not be read to its end.
+    bool isMoved_ = false;
+    bool isOvertaken_ = false;
+    bool isWhole_ = false;  ///< All was read.
+    std::vector<std::string> notes_;
+    DamageLog damage_;
+};
+
+}  // namespace tool
+
+#endif

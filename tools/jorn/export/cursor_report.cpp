@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "export/cursor_report.h"
+
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "cursor/log_pull.h"
+#include "system/failure.h"
+#include "terminal/counted.h"
+#include "terminal/escape.h"
+#include "terminal/text_table.h"
+#include "terminal/time_text.h"
+
+namespace tool {
+namespace {
+
+void look(const ShippedLog &log, const ShipperTerms &terms, LogReport *report) {
+    const Question question = terms.open(log.directory);
+    LogPull pull(question.directory, question.ringSize, report->kept, UINT64_MAX);
+    const bool isNew = pull.epoch() == UINT64_MAX;
+    report->epoch = isNew ? 0 : pull.epoch();
+    pull.run(question.filter, [report](const Item &item) {
+        report->first = report->behind++ == 0 ? item.seq : report->first;
+        report->last = item.seq;
+        return true;
+    });
+    report->notes = question.notes;
+    for (const std::vector<std::string> &texts : {pull.notes(), pull.damage().texts()}) {
+        report->notes.insert(report->notes.end(), texts.begin(), texts.end());
+    }
+    report->hasDamage = !pull.damage().isEmpty();
+}
+
+uint64_t pendingOf(const LogCursor &cursor) { return cursor.hasBegun() ? cursor.current().pending() : 0; }
+
+std::string nameOf(const LogCursor &cursor) {
+    return (cursor.device.empty() ? "" : cursor.device + "/") + cursor.log;
+}
+
+}  // namespace
+
+LogReport reportOn(const ShippedLog &log, const LogCursor &kept, const ShipperTerms &terms) {
+    LogReport report;
+    report.kept = kept;
+    try {
+        look(log, terms, &report);
+    } catch (const Failure &failure) {
+        if (failure.exitCode() == kExitUsage) {
+            throw;
+        }
+        report.problem = failure.what();
+    }
+    return report;
+}
+
+std::string statusText(const std::vector<LogReport> &reports, bool isUtc) {
+    TimeFormatter time(TimeForm::Plain, isUtc);
+    TableRows rows = {{"log", "shipped", "last", "behind", "gaps", "lost", "damaged", "pending"}};
+    for (const LogReport &report : reports) {
+        const LogCursor &kept = report.kept;
+        rows.push_back({escaped(nameOf(kept)), std::to_string(kept.shipped),
+                        kept.time == 0 ? "never" : time.format(kept.time),
+                        report.problem.empty() ? std::to_string(report.behind) : "?",
+                        std::to_string(kept.gaps), std::to_string(kept.lost), std::to_string(kept.damaged),
+                        std::to_string(pendingOf(kept))});
+    }
+    std::string text;
+    for (const std::string &line : tableLines(rows)) {
+        text += line + "\n";
+    }
+    return text;
+}
+
+std::string statusJson(const std::vector<LogReport> &reports) {
+    using Json = nlohmann::ordered_json;
+    std::string text;
+    for (const LogReport &report : reports) {
+        const LogCursor &kept = report.kept;
+        Json json;
+        json["device"] = kept.device;
+        json["log"] = kept.log;
+        json["directory"] = kept.directory;
+        json["epoch"] = kept.hasBegun() ? Json(kept.current().epoch) : Json();
+        json["seq"] = kept.hasBegun() ? Json(kept.current().highest) : Json();
+        json["shipped"] = kept.shipped;
+        json["time"] = kept.time == 0 ? Json() : Json(kept.time);
+        json["behind"] = report.problem.empty() ? Json(report.behind) : Json();
+        json["gaps"] = kept.gaps;
+        json["lost"] = kept.lost;
+        json["damaged"] = kept.damaged;
+        json["pending"] = pendingOf(kept);
+        text += json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    }
+    return text;
+}
+
+std::string planText(const std::vector<LogReport> &reports) {
+    std::string text;
+    for (const LogReport &report : reports) {
+        if (report.behind > 0) {
+            const std::string epoch =
+                report.epoch == 0 ? "a new epoch" : "epoch " + std::to_string(report.epoch);
+            text += escaped(nameOf(report.kept)) + ": " + counted(report.behind, "item", "items") +
+                    ", numbers " + std::to_string(report.first) + " to " + std::to_string(report.last) +
+                    " of " + epoch + "\n";
+        }
+    }
+    return text;
+}
+
+}  // namespace tool

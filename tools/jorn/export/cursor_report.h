@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+// What cursors say of their logs, and what would be sent now.
+#ifndef JORN_TOOLS_CURSOR_REPORT_H
+#define JORN_TOOLS_CURSOR_REPORT_H
+
+#include <stdint.h>
+
+#include <string>
+#include <vector>
+
+#include "cursor/numbering.h"
+#include "export/shipper.h"
+
+namespace tool {
+
+/// A log beside its cursor.
+struct LogReport {
+    LogCursor kept;       ///< Without epochs before the first transfer.
+    std::string problem;  ///< Why the log cannot be read; the numbers below are 0 then.
+    uint64_t behind = 0;  ///< Items that are to be sent,
+    uint64_t epoch = 0;   ///< in this epoch,
+    uint64_t first = 0;   ///< with numbers from this one
+    uint64_t last = 0;    ///< to this one.
+    std::vector<std::string> notes;
+    bool hasDamage = false;
+};
+
+/// Looks at a log without sending anything. What `open` refuses as usage is thrown.
+LogReport reportOn(const ShippedLog &log, const LogCursor &kept, const ShipperTerms &terms);
+
+/// What has been sent, one line a log; times in local time, or in UTC.
+std::string statusText(const std::vector<LogReport> &reports, bool isUtc);
+
+/// The same as an object for each log, each on a line of its own.
+std::string statusJson(const std::vector<LogReport> &reports);
+
+/// What would be sent, one line a log that has something.
+std::string planText(const std::vector<LogReport> &reports);
+
+}  // namespace tool
+
+#endif

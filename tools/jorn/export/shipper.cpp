@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "export/shipper.h"
+
+#include <time.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "cursor/log_stamp.h"
+#include "system/failure.h"
+
+namespace tool {
+namespace {
+
+/// Now, in microseconds since 1970: no other epoch is likely to have begun then.
+uint64_t freshEpoch() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000000 + static_cast<uint64_t>(now.tv_nsec) / 1000;
+}
+
+}  // namespace
+
+ShippingRound Shipper::run() {
+    round_ = {};
+    dropBatch();
+    for (auto log = terms_.logs.begin(); log != terms_.logs.end() && !signals_.hasCome(); ++log) {
+        shipLog(*log);
+    }
+    if (!signals_.hasCome()) {
+        deliver();
+    }
+    if (cursors_.isChanged()) {
+        cursors_.write();
+    }
+    return round_;
+}
+
+/// A log that cannot be read keeps no other one from being shipped.
+void Shipper::shipLog(const ShippedLog &log) {
+    constexpr int kTries = 20;
+    isLogBegun_ = false;
+    for (int tries = 0; tries < kTries && !signals_.hasCome(); ++tries) {
+        const LogCursor kept = cursors_.cursorOf(log.device, log.log);
+        const bool isOvertaken = !isUnchanged(log, kept) && shipOnce(log, kept);
+        // Of a single batch, the rest is for the next time.
+        if (!isOvertaken || !terms_.batch) {
+            return;
+        }
+        deliver();  // Numbers go on from what has arrived.
+    }
+}
+
+bool Shipper::isUnchanged(const ShippedLog &log, const LogCursor &kept) const {
+    try {
+        return !kept.stamp.empty() && kept.directory == log.directory &&
+               isStamped(StoreDirectory::openForReading(log.directory), kept.stamp);
+    } catch (const Failure &) {
+        return false;  // Told when it is read.
+    }
+}
+
+/// Whether a writer went on around the ring meanwhile, so that there may be more.
+bool Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept) {
+    std::optional<Question> question;
+    std::optional<LogPull> pull;
+    try {
+        question.emplace(terms_.open(log.directory));
+        pull.emplace(question->directory, question->ringSize, kept, freshEpoch());
+    } catch (const Failure &failure) {
+        if (failure.exitCode() == kExitUsage) {
+            throw;
+        }
+        tellOnce(failure.what());
+        round_.hasFailure = true;
+        return false;
+    }
+    pull->run(question->filter, [&](const Item &item) {
+        take(&*pull, *question, log, item);
+        return !signals_.hasCome();
+    });
+    if (pull->hasMoved() || (kept.hasBegun() && pull->reached().stamp != kept.stamp)) {
+        add(*pull);
+    }
+    tellAbout(*pull, *question);
+    return pull->isOvertaken();
+}
+
+void Shipper::take(LogPull *pull, const Question &question, const ShippedLog &log, const Item &item) {
+    if (!sink_) {
+        sink_ = target_.begin();
+        isLogBegun_ = false;
+    }
+    if (!std::exchange(isLogBegun_, true)) {
+        names_.push_back(question.shownNames());
+        sink_->beginLog({log.log, &names_.back(), {log.device, log.log, pull->epoch()}});
+    }
+    sink_->take(item);
+    if (++items_ == terms_.batch.value_or(UINT64_MAX)) {
+        add(*pull);
+        deliver();
+        pull->settle();
+    }
+}
+
+/// The batch reaches as far as the pull has got.
+void Shipper::add(const LogPull &pull) { reached_.push_back({pull.reached(), pull.hasMoved()}); }
+
+void Shipper::deliver() {
+    if (sink_) {
+        sink_->finish();
+        for (const auto &[cursor, hasMoved] : reached_) {
+            if (hasMoved) {
+                cursors_.keep(attempted(cursors_.cursorOf(cursor.device, cursor.log), cursor));
+            }
+        }
+        cursors_.write();
+        target_.deliver();
+        round_.items += items_;
+    }
+    keepArrived(time(nullptr));
+    dropBatch();
+}
+
+void Shipper::dropBatch() {
+    sink_.reset();
+    names_.clear();
+    items_ = 0;
+    reached_.clear();
+}
+
+void Shipper::keepArrived(int64_t now) {
+    for (auto &[cursor, hasMoved] : reached_) {
+        const LogCursor kept = cursors_.cursorOf(cursor.device, cursor.log);
+        cursor.time = cursor.shipped > kept.shipped ? now : kept.time;
+        cursors_.keep(arrived(cursor));
+    }
+}
+
+void Shipper::tellAbout(const LogPull &pull, const Question &question) {
+    for (const std::vector<std::string> &texts : {question.notes, pull.notes(), pull.damage().texts()}) {
+        for (const std::string &text : texts) {
+            tellOnce(text);
+        }
+    }
+    round_.hasDamage = round_.hasDamage || !pull.damage().isEmpty();
+}
+
+/// Rounds follow each other for days; what is the same in each of them is told at the first.
+void Shipper::tellOnce(const std::string &text) {
+    constexpr size_t kMost = 10000;
+    if (told_.size() == kMost) {
+        told_.clear();
+    }
+    if (told_.insert(text).second) {
+        terms_.tell(text);
+    }
+}
+
+}  // namespace tool

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+// Sends what is new in many logs, each item once.
+//
+// Before a batch leaves, the cursor file says so on the medium; after it has arrived, the cursors move on.
+// What left and may have arrived keeps its numbers.
+#ifndef JORN_TOOLS_SHIPPER_H
+#define JORN_TOOLS_SHIPPER_H
+
+#include <stdint.h>
+
+#include <functional>
+#include <list>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "cursor/cursor_file.h"
+#include "cursor/log_pull.h"
+#include "export/batch_target.h"
+#include "query/question.h"
+
+namespace tool {
+
+/// A log by the name that its items bear.
+struct ShippedLog {
+    std::string directory;
+    std::string device;
+    std::string log;
+};
+
+struct ShipperTerms {
+    std::vector<ShippedLog> logs;
+    std::function<Question(const std::string &directory)> open;  ///< Throws Failure.
+    std::function<void(const std::string &)> tell;               ///< Is told what is worth knowing.
+    std::optional<uint64_t> batch;  ///< Items of a batch at most; else there is one.
+};
+
+/// What became of one round through the logs.
+struct ShippingRound {
+    uint64_t items = 0;       ///< That arrived.
+    bool hasDamage = false;   ///< All that can be read arrived nevertheless.
+    bool hasFailure = false;  ///< A log could not be read; the others were.
+};
+
+class Shipper {
+public:
+    /// All must outlive the shipper.
+    Shipper(const ShipperTerms &terms, CursorFile *cursors, BatchTarget *target, const StopSignals &signals)
+        : terms_(terms), cursors_(*cursors), target_(*target), signals_(signals) {}
+
+    /// Goes through all logs once, or until a signal has come. Throws Failure when a batch has not arrived,
+    /// or the cursors could not be written.
+    ShippingRound run();
+
+private:
+    struct Reached {
+        LogCursor cursor;
+        bool hasMoved = false;
+    };
+
+    void shipLog(const ShippedLog &log);
+    bool shipOnce(const ShippedLog &log, const LogCursor &kept);
+    void take(LogPull *pull, const Question &question, const ShippedLog &log, const Item &item);
+    void add(const LogPull &pull);
+    void deliver();
+    void dropBatch();
+    void keepArrived(int64_t now);
+    void tellAbout(const LogPull &pull, const Question &question);
+    void tellOnce(const std::string &text);
+    bool isUnchanged(const ShippedLog &log, const LogCursor &kept) const;
+
+    const ShipperTerms &terms_;
+    CursorFile &cursors_;
+    BatchTarget &target_;
+    const StopSignals &signals_;
+    ShippingRound round_;
+    std::unique_ptr<ExportSink> sink_;  ///< Of the batch; null before its first item.
+    bool isLogBegun_ = false;           ///< In this batch.
+    uint64_t items_ = 0;                ///< Of the batch.
+    std::vector<Reached> reached_;      ///< What its logs get to.
+    std::list<Names> names_;            ///< Of its logs.
+    std::set<std::string> told_;
+};
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "export/shipping.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <iostream>
+
+#include "export/cursor_report.h"
+#include "output/output.h"
+#include "system/failure.h"
+#include "system/stop_signals.h"
+#include "terminal/counted.h"
+
+namespace tool {
+namespace {
+
+constexpr int kDefaultBatch = 50000;
+constexpr int kDefaultRetries = 5;
+
+int exitCodeOf(const ShippingRound &round) {
+    if (round.hasFailure) {
+        return kExitInputOutput;
+    }
+    return round.hasDamage ? kExitDamage : kExitDone;
+}
+
+/// One look at each log that was named, or at all that have cursors.
+std::vector<LogReport> reportsOn(const ShippingOptions &options, const ShipperTerms &terms) {
+    const std::vector<LogCursor> cursors = readCursors(options.cursorFile);
+    std::vector<ShippedLog> logs = terms.logs;
+    if (logs.empty()) {
+        std::transform(cursors.begin(), cursors.end(), std::back_inserter(logs), [](const LogCursor &cursor) {
+            return ShippedLog{cursor.directory, cursor.device, cursor.log};
+        });
+    }
+    std::vector<LogReport> reports;
+    for (const ShippedLog &log : logs) {
+        LogCursor kept;
+        kept.device = log.device;
+        kept.log = log.log;
+        kept.directory = log.directory;
+        const auto found = std::find_if(cursors.begin(), cursors.end(),
+                                        [&](const LogCursor &cursor) { return isSameLog(cursor, kept); });
+        reports.push_back(reportOn(log, found == cursors.end() ? kept : *found, terms));
+    }
+    return reports;
+}
+
+int report(const ShippingOptions &options, const ShipperTerms &terms) {
+    const std::vector<LogReport> reports = reportsOn(options, terms);
+    ShippingRound round;
+    for (const LogReport &log : reports) {
+        for (const std::string &note : log.notes) {
+            terms.tell(note);
+        }
+        if (!log.problem.empty()) {
+            terms.tell(log.problem);
+        }
+        round.items += log.behind;
+        round.hasDamage = round.hasDamage || log.hasDamage;
+        round.hasFailure = round.hasFailure || !log.problem.empty();
+    }
+    Output output;
+    if (options.isStatus) {
+        output.write(options.isJson ? statusJson(reports) : statusText(reports, options.isUtc));
+    } else {
+        output.write(planText(reports));
+        output.write(counted(round.items, "item", "items") + " would be sent\n");
+    }
+    output.finish();
+    return exitCodeOf(round);
+}
+
+void tellItems(const ShippingOptions &options, uint64_t items) {
+    if (!options.isQuiet) {
+        std::cerr << counted(items, "item", "items") << '\n';
+    }
+}
+
+int shipOnce(const ShippingOptions &options, Shipper *shipper, const StopSignals &signals) {
+    const ShippingRound round = shipper->run();
+    if (signals.hasCome()) {
+        throw Failure("interrupted; " + counted(round.items, "item has", "items have") + " been sent");
+    }
+    tellItems(options, round.items);
+    return exitCodeOf(round);
+}
+
+/// Until a signal comes. What has failed is tried again in the next round, from the files.
+int shipEvery(const ShippingOptions &options, int interval, Shipper *shipper, const ShipperTerms &terms,
+              const StopSignals &signals) {
+    uint64_t items = 0;
+    int exitCode = kExitDone;
+    while (!signals.hasCome()) {
+        try {
+            const ShippingRound round = shipper->run();
+            items += round.items;
+            exitCode = exitCodeOf(round);
+        } catch (const Failure &failure) {
+            if (failure.exitCode() == kExitUsage) {
+                throw;
+            }
+            terms.tell(failure.what());
+            exitCode = kExitInputOutput;
+        }
+        pollfd signal = {signals.descriptor(), POLLIN, 0};
+        poll(&signal, 1, interval);
+    }
+    tellItems(options, items);
+    return exitCode;
+}
+
+}  // namespace
+
+int runShipping(const ShippingOptions &options, ShipperTerms terms, const FormTerms &form) {
+    if (options.isStatus || options.isDry) {
+        return report(options, terms);
+    }
+    const StopSignals signals;
+    CursorFile cursors(options.cursorFile);
+    if (!options.file.empty()) {
+        const auto target = makeFileTarget(form, options.file);
+        Shipper shipper(terms, &cursors, target.get(), signals);
+        return shipOnce(options, &shipper, signals);
+    }
+    terms.batch = static_cast<uint64_t>(options.batch.value_or(kDefaultBatch));
+    const auto target = makeCommandTarget(
+        form, {options.command, options.retries.value_or(kDefaultRetries), terms.tell}, signals);
+    Shipper shipper(terms, &cursors, target.get(), signals);
+    const std::optional<int> interval = parseInterval(options.every);
+    return interval ? shipEvery(options, *interval, &shipper, terms, signals)
+                    : shipOnce(options, &shipper, signals);
+}
+
+}  // namespace tool
