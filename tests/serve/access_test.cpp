@@ -226,12 +226,12 @@ std::string tokenOrRefusal(const std::string &path) {
 TEST_F(AccessTest, TokenFile_ReadableByOthersOrNoToken_IsRefused) {
     write("token", std::string(kToken) + "\nmore\n");
     const std::string file = path("token");
-    for (const mode_t mode : {0640, 0604, 0660, 0601, 0610}) {
+    for (const mode_t mode : {0640U, 0604U, 0660U, 0601U, 0610U}) {
         ASSERT_EQ(chmod(file.c_str(), mode), 0);
         EXPECT_EQ(tokenOrRefusal(file),
                   "2 " + file + ": others may use this token: chmod 600 keeps it to you");
     }
-    for (const mode_t mode : {0600, 0400, 0700}) {
+    for (const mode_t mode : {0600U, 0400U, 0700U}) {
         ASSERT_EQ(chmod(file.c_str(), mode), 0);
         EXPECT_EQ(tokenOrRefusal(file), kToken);
     }

@@ -239,7 +239,7 @@ TEST_F(StreamTest, Items_Many_ComeInBatches) {
     }
     add(bytes);
     std::vector<std::string> texts;
-    for (const size_t size : {200, 200, 50}) {
+    for (const size_t size : {200U, 200U, 50U}) {
         const Event event = client->next();
         EXPECT_EQ(event.data["items"].size(), size);
         Client::add(event, &texts);

@@ -23,7 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kRing = 3;
+constexpr int kSyncedFiles = 3;
 constexpr int kBatch = 10;
 constexpr int kBatches = 4;
 
@@ -99,7 +99,7 @@ protected:
         trace.inputFd = ends[0];
         trace.directory = root_;
         trace.calls = tracedCalls();
-        std::vector<std::string> words = {"record", "parent/log", "--files", std::to_string(kRing)};
+        std::vector<std::string> words = {"record", "parent/log", "--files", std::to_string(kSyncedFiles)};
         words.insert(words.end(), options.begin(), options.end());
         TracedRun run(jornCommand(words), trace);
         int waits = 0;
@@ -186,7 +186,7 @@ TEST_P(RecordSyncCutTest, RecordSync_CutAtAnyMoment_EveryAcknowledgedLineIsBack)
             expectFormerInView(former.itemsToStay);
         }
         fs::create_directories(path("cut"));
-        const Outcome run = jorn({"record", "--files", std::to_string(kRing), "cut/log"});
+        const Outcome run = jorn({"record", "--files", std::to_string(kSyncedFiles), "cut/log"});
         EXPECT_EQ(run.status, 0) << run.err;
         expectInView(acknowledged);
         expectFormerInView(former.itemsToStay);
