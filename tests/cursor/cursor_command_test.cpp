@@ -122,7 +122,7 @@ TEST_F(CursorCommandTest, WordsThatDoNotGoTogether_AreRefused) {
         "jorn: --force: with --cursor-file, FILE must not exist yet: it may hold items that were sent\n");
     EXPECT_EQ(ship("--exec cat -o sqlite").err, "jorn: a database goes to a file; name one with --to\n");
     EXPECT_EQ(ship("--exec cat --every 0s").err,
-              "jorn: --every: '0s' is no time such as 5s, 2m or 1h, of 24 hours at most\n");
+              "jorn: --every: '0s' is not a time such as 5s, 2m or 1h, of 24 hours at most\n");
     EXPECT_EQ(ship("--status -o csv").err, "jorn: --status is text, or JSON with -o json\n");
     EXPECT_EQ(jorn("--cursor-file c --to a.csv").err, "jorn: DIR is required\n");
     EXPECT_EQ(jorn("--exec cat u1/door").status, 2);

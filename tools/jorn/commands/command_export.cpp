@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <CLI/App.hpp>
+#include <CLI/Error.hpp>
 #include <CLI/Option.hpp>
 #include <algorithm>
 #include <filesystem>
@@ -170,7 +171,7 @@ void checkName(const char *option, const std::string &name) {
 /// Checks that depend on more than one option.
 void checkTogether(const ExportOptions &options, ExportForm form) {
     if (options.filter.directories.empty() && !options.shipping.isStatus) {
-        refuse("DIR is required");
+        throw CLI::RequiredError("DIR");
     }
     if (options.hasCursors()) {
         checkCursorOptions(options.shipping, {options.form, form, options.hasFile(), options.mayReplace});

@@ -54,7 +54,7 @@ void checkCursorOptions(const ShippingOptions &options, const CursorSetting &set
         refuse("--force: with --cursor-file, FILE must not exist yet: it may hold items that were sent");
     }
     if (!options.every.empty() && !parseInterval(options.every)) {
-        refuse("--every: '" + options.every + "' is no time such as 5s, 2m or 1h, of 24 hours at most");
+        refuse("--every: '" + options.every + "' is not a time such as 5s, 2m or 1h, of 24 hours at most");
     }
     if (options.isStatus && !setting.form.empty() && setting.form != "json") {
         refuse("--status is text, or JSON with -o json");
