@@ -124,7 +124,8 @@ TEST_F(CursorCommandTest, WordsThatDoNotGoTogether_AreRefused) {
     EXPECT_EQ(ship("--exec cat --every 0s").err,
               "jorn: --every: '0s' is not a time such as 5s, 2m or 1h, of 24 hours at most\n");
     EXPECT_EQ(ship("--status -o csv").err, "jorn: --status is text, or JSON with -o json\n");
-    EXPECT_EQ(jorn("--cursor-file c --to a.csv").err, "jorn: DIR is required\n");
+    EXPECT_EQ(jorn("--cursor-file c --to a.csv").err,
+              "jorn: missing argument: DIR\njorn: see jorn export --help\n");
     EXPECT_EQ(jorn("--exec cat u1/door").status, 2);
     EXPECT_EQ(jorn("--cursor-file u1/door/c --to a.csv u1/door").err,
               "jorn: u1/door/c: is inside the log's own directory; write it elsewhere\n");
