@@ -194,6 +194,13 @@ class FilterTest(PageTest):
 
 
 class SpanTest(PageTest):
+    def test_preset_after_the_newest_item_empties_the_histogram_too(self):
+        now = int(self.driver.execute_script("return Date.now() / 1000"))
+        self.open(self.serve(self.log([(now - 7200, 2, 0, "two hours ago")])))
+        wait_for(lambda: "2 items" in self.text_of("#summary"), "the histogram of all")
+        self.element("#span option[value='5min']").click()
+        wait_for(lambda: "0 items" in self.text_of("#summary"), "an empty histogram")
+
     def test_preset_is_kept_as_times_and_filters_by_them(self):
         now = int(self.driver.execute_script("return Date.now() / 1000"))
         self.open(self.serve(self.log([(now - 7200, 2, 0, "two hours ago"), (now - 1800, 2, 0, "half an hour ago"),

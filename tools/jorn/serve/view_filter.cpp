@@ -231,12 +231,10 @@ std::string commandOf(const ViewFilter &filter, const Snapshot &snapshot, bool i
     command += filter.pattern != nullptr && filter.isInverted ? " -v" : "";
     command += filter.isNewestFirst ? " -r" : "";
     command += isUtc ? " --utc" : "";
-    for (size_t log = 0; log < filter.logs.size(); ++log) {
-        const ServedLog &served = *snapshot.logs[log]->log;
-        command += filter.logs[log].isWanted && served.ringSize
-                       ? " --files=" + std::to_string(*served.ringSize)
-                       : "";
-    }
+    // One option of the server's, so it is the same for all.
+    const auto sized = std::find_if(snapshot.logs.begin(), snapshot.logs.end(),
+                                    [](const auto &log) { return log->log->ringSize.has_value(); });
+    command += sized != snapshot.logs.end() ? " --files=" + std::to_string(*(*sized)->log->ringSize) : "";
     for (size_t log = 0; log < filter.logs.size(); ++log) {
         if (filter.logs[log].isWanted) {
             const std::string &path = snapshot.logs[log]->log->path;

@@ -213,10 +213,15 @@ class Page {
     return { oldest: Math.min(...times("oldest")), newest: Math.max(this.latest ?? 0, ...times("newest")) };
   }
 
-  /** Of what is filtered the histogram shows all time too, so that it stays in place while one filters. */
+  /**
+   * Of what is filtered the histogram shows all time too, so that it stays in place while one filters. A limit that was
+   * given may lie outside of all time, so the other one is then left to the server.
+   */
   histogramSpan() {
     const { oldest, newest } = this.allTime();
-    return isFiltered(this.state) && Number.isFinite(oldest) ? { since: `@${oldest}`, until: `@${newest}` } : {};
+    const isLimited = this.state.since || this.state.until;
+    return isFiltered(this.state) && !isLimited && Number.isFinite(oldest)
+      ? { since: `@${oldest}`, until: `@${newest}` } : {};
   }
 
   showHistogram(answer) {
