@@ -1,17 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // `jorn serve` as users run it, and the examples of its document.
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <sstream>
 
 #include "served_ring.h"
+#include "system/piped_tool.h"
 
 namespace test {
 namespace {
@@ -21,62 +18,6 @@ using ::testing::MatchesRegex;
 using ::testing::StartsWith;
 
 constexpr char kToken[] = "0123456789abcdef0123456789abcdef";
-
-/// The tool with its output on a pipe, to be read while it runs.
-class ServingTool {
-public:
-    ServingTool(const std::string &workDirectory, const std::vector<std::string> &arguments) {
-        int out[2];
-        EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
-        process_ = fork();
-        if (process_ == 0) {
-            dup2(out[1], STDOUT_FILENO);
-            dup2(out[1], STDERR_FILENO);
-            if (chdir(workDirectory.c_str()) != 0) {
-                _exit(126);
-            }
-            becomeTool(arguments);
-        }
-        close(out[1]);
-        out_ = out[0];
-    }
-    ~ServingTool() {
-        close(out_);
-        if (process_ > 0) {
-            kill(process_, SIGKILL);
-            waitpid(process_, nullptr, 0);
-        }
-    }
-    ServingTool(const ServingTool &) = delete;
-    ServingTool &operator=(const ServingTool &) = delete;
-
-    std::string nextLine() const {
-        std::string line;
-        for (char c = 0; c != '\n'; line += c) {
-            pollfd ready = {out_, POLLIN, 0};
-            if (poll(&ready, 1, 20000) != 1 || read(out_, &c, 1) != 1) {
-                return line + "(end)";
-            }
-        }
-        return line.substr(0, line.size() - 1);
-    }
-
-    int end(int signalNumber) {
-        if (signalNumber > 0) {
-            kill(process_, signalNumber);
-        }
-        int status = 0;
-        EXPECT_EQ(waitpid(process_, &status, 0), process_);
-        process_ = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-
-    pid_t process() const { return process_; }
-
-private:
-    pid_t process_ = -1;
-    int out_ = -1;
-};
 
 class ServeCommandTest : public ServeTest {
 protected:
@@ -104,7 +45,7 @@ protected:
 
 TEST_F(ServeCommandTest, Start_AnyPort_PrintsTheUrlAndAnswersUntilASignal) {
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-        ServingTool tool(root_, {"serve", "--listen", "127.0.0.1:0", "--utc", "log"});
+        PipedTool tool(root_, {"serve", "--listen", "127.0.0.1:0", "--utc", "log"});
         const std::string url = tool.nextLine();
         EXPECT_THAT(url, MatchesRegex("http://127.0.0.1:[0-9]+/\\?token=[0-9a-f]+"));
         EXPECT_THAT(get(url, "/api/items?q=door"), HasSubstr("\"iso\":\"2023-11-14T22:14:20Z\""));
@@ -115,9 +56,9 @@ TEST_F(ServeCommandTest, Start_AnyPort_PrintsTheUrlAndAnswersUntilASignal) {
 }
 
 TEST_F(ServeCommandTest, Start_UsualPortIsTaken_TakesTheNextThatIsFree) {
-    ServingTool first(root_, {"serve", "log"});
+    PipedTool first(root_, {"serve", "log"});
     const std::string one = baseOf(first.nextLine());
-    ServingTool second(root_, {"serve", "log"});
+    PipedTool second(root_, {"serve", "log"});
     const std::string two = baseOf(second.nextLine());
     const int port = std::stoi(one.substr(one.rfind(':') + 1));
     const int next = std::stoi(two.substr(two.rfind(':') + 1));
@@ -129,7 +70,7 @@ TEST_F(ServeCommandTest, Start_UsualPortIsTaken_TakesTheNextThatIsFree) {
 }
 
 TEST_F(ServeCommandTest, Start_GivenPortIsTaken_FailsWith4) {
-    ServingTool first(root_, {"serve", "--listen", "127.0.0.1:0", "log"});
+    PipedTool first(root_, {"serve", "--listen", "127.0.0.1:0", "log"});
     const std::string address = baseOf(first.nextLine()).substr(7);
     const Outcome second = jorn({"serve", "--listen", address, path("log")});
     EXPECT_EQ(second.status, 4);
@@ -163,7 +104,7 @@ TEST_F(ServeCommandTest, Start_BadArguments_SayWhatIsWrong) {
 }
 
 TEST_F(ServeCommandTest, TokenFile_KeepsTheUrlAndIsNotShownElsewhere) {
-    ServingTool tool(root_, {"serve", "--token-file", "token", "--listen", "127.0.0.1:0", "log"});
+    PipedTool tool(root_, {"serve", "--token-file", "token", "--listen", "127.0.0.1:0", "log"});
     const std::string url = tool.nextLine();
     EXPECT_THAT(url, MatchesRegex("http://127.0.0.1:[0-9]+/\\?token=" + std::string(kToken)));
     std::ifstream arguments("/proc/" + std::to_string(tool.process()) + "/cmdline");
@@ -176,7 +117,7 @@ TEST_F(ServeCommandTest, TokenFile_KeepsTheUrlAndIsNotShownElsewhere) {
 }
 
 TEST_F(ServeCommandTest, Follow_RecorderBesideIt_SendsItsItemsAndEndsInOrder) {
-    ServingTool tool(root_, {"serve", "--listen", "127.0.0.1:0", "log"});
+    PipedTool tool(root_, {"serve", "--listen", "127.0.0.1:0", "log"});
     const std::string url = tool.nextLine();
     const std::string stream = "curl -sN -H 'Authorization: Bearer " + url.substr(url.find("token=") + 6) +
                                "' '" + baseOf(url) + "/api/stream?q=new' > stream.txt & ";
@@ -186,7 +127,7 @@ TEST_F(ServeCommandTest, Follow_RecorderBesideIt_SendsItsItemsAndEndsInOrder) {
                                "while ! grep -q 'new item' stream.txt; do sleep 0.01; done; kill -INT " +
                                std::to_string(tool.process()) + "; wait";
     EXPECT_EQ(shell(script), "");
-    EXPECT_EQ(tool.end(0), 0);
+    EXPECT_EQ(tool.end(), 0);
     const std::vector<std::string> lines = linesOf(read("stream.txt"));
     ASSERT_GE(lines.size(), 7U);
     EXPECT_EQ(lines[0], "event: change");
@@ -196,7 +137,7 @@ TEST_F(ServeCommandTest, Follow_RecorderBesideIt_SendsItsItemsAndEndsInOrder) {
 
 TEST_F(ServeCommandTest, Directory_WhileServed_IsNotChanged) {
     const std::string before = stateOf(path("log"));
-    ServingTool tool(root_, {"serve", "--listen", "127.0.0.1:0", "log"});
+    PipedTool tool(root_, {"serve", "--listen", "127.0.0.1:0", "log"});
     const std::string url = tool.nextLine();
     get(url, "/api/items?q=door");
     get(url, "/api/download");
@@ -228,7 +169,7 @@ TEST_F(ServeCommandTest, Document_Examples_PrintWhatItSays) {
                 line("door shut", kTime + 3600, 1, 5),
             "door");
     write("door/jorn.names", "[levels]\n0 = error\n1 = warning\n");
-    ServingTool tool(root_, {"serve", "--token-file", "token", "--utc", "--listen", "127.0.0.1:0", "door"});
+    PipedTool tool(root_, {"serve", "--token-file", "token", "--utc", "--listen", "127.0.0.1:0", "door"});
     const std::string url = tool.nextLine();
     const std::string base = baseOf(url);
     // A check that ends makes a new revision.

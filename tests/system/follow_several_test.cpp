@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "following_tool.h"
+#include "piped_tool.h"
 #include "several_logs.h"
 
 namespace test {
@@ -61,7 +61,7 @@ TEST_F(FollowSeveralTest, Follow_ManyItems_AsShowPrintsThem) {
 
 TEST_F(FollowSeveralTest, Follow_ItemsThatComeTogether_MergedByTimeEachInItsOwnOrder) {
     writeDoorAndGate();
-    FollowingTool follower(root_, {"follow", "-n", "1", "-o", "cat", "door", "gate"});
+    PipedTool follower(root_, {"follow", "-n", "1", "-o", "cat", "door", "gate"});
     EXPECT_EQ(follower.nextLine(), "gate g4");
     append("gate/0.csv", line(40, "g5"));
     EXPECT_EQ(follower.nextLine(), "gate g5");
@@ -83,7 +83,7 @@ TEST_F(FollowSeveralTest, Follow_ItemsThatComeTogether_MergedByTimeEachInItsOwnO
 
 TEST_F(FollowSeveralTest, Follow_DirectoriesThatAreMissing_FollowedOnceTheyAreThere) {
     writeDoorAndGate();
-    FollowingTool follower(root_, {"follow", "-n", "1", "-o", "cat", "late", "gate", "later"});
+    PipedTool follower(root_, {"follow", "-n", "1", "-o", "cat", "late", "gate", "later"});
     EXPECT_EQ(follower.nextNote(), "jorn: note: late: does not exist yet; waiting for it");
     EXPECT_EQ(follower.nextNote(), "jorn: note: later: does not exist yet; waiting for it");
     EXPECT_EQ(follower.nextLine(), "gate  g4");
@@ -102,7 +102,7 @@ TEST_F(FollowSeveralTest, Follow_DirectoriesThatAreMissing_FollowedOnceTheyAreTh
 }
 
 TEST_F(FollowSeveralTest, Follow_AllMissing_HeadingOnceTheFirstIsThere) {
-    FollowingTool follower(root_, {"follow", "-o", "csv", "a", "b"});
+    PipedTool follower(root_, {"follow", "-o", "csv", "a", "b"});
     EXPECT_EQ(follower.nextNote(), "jorn: note: a: does not exist yet; waiting for it");
     EXPECT_EQ(follower.nextNote(), "jorn: note: b: does not exist yet; waiting for it");
     writeLog("made", {line(0, "x")});
@@ -114,7 +114,7 @@ TEST_F(FollowSeveralTest, Follow_AllMissing_HeadingOnceTheFirstIsThere) {
 
 /// Each part is fed once the one before it was printed, so that no writer laps the follower.
 TEST_F(FollowSeveralTest, Follow_TwoRecordersGoRoundTheirRings_EveryLineOnceInItsOrder) {
-    FollowingTool follower(root_, {"follow", "-o", "cat", "-p", "2", "-g", "line", "left", "right"});
+    PipedTool follower(root_, {"follow", "-o", "cat", "-p", "2", "-g", "line", "left", "right"});
     follower.nextNote();
     follower.nextNote();
     RunningTool left(root_, {"record", "--files", "2", "left"});
@@ -138,7 +138,7 @@ TEST_F(FollowSeveralTest, Follow_TwoRecordersGoRoundTheirRings_EveryLineOnceInIt
 
 TEST_F(FollowSeveralTest, Follow_LogIsReplaced_GoesOnInTheOther) {
     writeDoorAndGate();
-    FollowingTool follower(root_, {"follow", "-n", "1", "-o", "cat", "door", "gate"});
+    PipedTool follower(root_, {"follow", "-n", "1", "-o", "cat", "door", "gate"});
     EXPECT_EQ(follower.nextLine(), "gate g4");
     std::filesystem::rename(path("door"), path("old"));
     EXPECT_EQ(follower.nextNote(), "jorn: note: door: no longer exists; waiting for it to come back");
@@ -152,7 +152,7 @@ TEST_F(FollowSeveralTest, Follow_LogIsReplaced_GoesOnInTheOther) {
 
 TEST_F(FollowSeveralTest, Follow_Quiet_EndsAtTheFirstMatchInAny) {
     writeDoorAndGate();
-    FollowingTool follower(root_, {"follow", "-q", "-g", "ready", "door", "gate"});
+    PipedTool follower(root_, {"follow", "-q", "-g", "ready", "door", "gate"});
     append("door/1.csv", line(50, "other"));
     append("gate/0.csv", line(50, "ready"));
     EXPECT_EQ(follower.end(), 0);

@@ -11,7 +11,7 @@
 #include <fstream>
 
 #include "damaged_log.h"
-#include "following_tool.h"
+#include "piped_tool.h"
 
 namespace test {
 namespace {
@@ -41,7 +41,7 @@ protected:
 TEST_F(FollowTest, Follow_RecorderGoesTwentyTimesThroughItsFiles_EveryLineOnce) {
     constexpr int kRotations = 20;
     constexpr int kPart = 2400;
-    FollowingTool follower(root_, {"follow", "-p", "2", "new"});
+    PipedTool follower(root_, {"follow", "-p", "2", "new"});
     follower.nextNote();  // It says that there is no such log yet: all that comes is new.
     RunningTool recorder(root_, {"record", "--files", "3", "new"});
     int number = 1;
@@ -61,7 +61,7 @@ TEST_F(FollowTest, Follow_RecorderGoesTwentyTimesThroughItsFiles_EveryLineOnce) 
 }
 
 TEST_F(FollowTest, FollowPoll_RecorderMovesOn_EveryLineOnce) {
-    FollowingTool follower(root_, {"follow", "--poll", "-p", "2", "new"});
+    PipedTool follower(root_, {"follow", "--poll", "-p", "2", "new"});
     follower.nextNote();
     RunningTool recorder(root_, {"record", "--files", "2", "new"});
     for (int number = 1; number < 8000; number += 2000) {
@@ -76,7 +76,7 @@ TEST_F(FollowTest, Follow_Repaired_GoesOnBehindWhatItGave) {
     append(1, "no item\n" + dataLine(kFirstTime + 20, 1, 0, "last"));
     writeIndex("0,1");
     age();
-    FollowingTool follower(root_, {"follow", "-n", "1", "log"});
+    PipedTool follower(root_, {"follow", "-n", "1", "log"});
     EXPECT_THAT(follower.nextTexts(1), ElementsAre("last"));
     ASSERT_EQ(repair({"--yes", "--backup", path("backup")}).status, 0);
     ASSERT_EQ(jorn({"record", "log"}, {"new\n", "", {}, {}}).status, 0);
@@ -87,7 +87,7 @@ TEST_F(FollowTest, Follow_Repaired_GoesOnBehindWhatItGave) {
 TEST_F(FollowTest, ShowFollow_ByShortCommand_PrintsLikeShow) {
     writeFiles({0}, 3);
     writeIndex("0,0");
-    FollowingTool follower(root_, {"-f", "log", "--utc", "-n", "1", "-o", "csv"});
+    PipedTool follower(root_, {"-f", "log", "--utc", "-n", "1", "-o", "csv"});
     EXPECT_EQ(follower.nextLine(), "time,level,slot,text");
     EXPECT_EQ(follower.nextLine(), linesOf(read("log/0.csv")).back());
     append(0, dataLine(kFirstTime + 9, 0, 7, "a \"new\" one"));
@@ -96,7 +96,7 @@ TEST_F(FollowTest, ShowFollow_ByShortCommand_PrintsLikeShow) {
 }
 
 TEST_F(FollowTest, Follow_MissingDirectory_WaitsAndTellsOnce) {
-    FollowingTool follower(root_, {"follow", "-n", "0", "-p", "2", "new"});
+    PipedTool follower(root_, {"follow", "-n", "0", "-p", "2", "new"});
     EXPECT_EQ(follower.nextNote(), "jorn: note: new: does not exist yet; waiting for it");
     ASSERT_EQ(jorn({"record", "new"}, {"one\ntwo\n", "", {}, {}}).status, 0);
     EXPECT_THAT(follower.nextTexts(2), ElementsAre("one", "two"));
@@ -114,7 +114,7 @@ TEST_F(FollowTest, Follow_MissingDirectoryAndUntilHasPassed_Ends) {
 /// The system sends no event for an empty directory that is removed while it is open.
 TEST_F(FollowTest, Follow_EmptyDirectoryMadeAgain_GoesOnThere) {
     makeDirectory("new");
-    FollowingTool follower(root_, {"follow", "-o", "csv", "new"});
+    PipedTool follower(root_, {"follow", "-o", "csv", "new"});
     EXPECT_EQ(follower.nextLine(), "time,level,slot,text");
     std::filesystem::remove(path("new"));
     EXPECT_EQ(follower.nextNote(), "jorn: note: new: no longer exists; waiting for it to come back");
@@ -128,7 +128,7 @@ TEST_F(FollowTest, Follow_LinkIsTurned_GoesOnWithTheOtherLog) {
     ASSERT_EQ(jorn({"record", "first"}, {"one\n", "", {}, {}}).status, 0);
     ASSERT_EQ(jorn({"record", "second"}, {"two\n", "", {}, {}}).status, 0);
     std::filesystem::create_symlink("first", path("current"));
-    FollowingTool follower(root_, {"follow", "-p", "2", "current"});
+    PipedTool follower(root_, {"follow", "-p", "2", "current"});
     EXPECT_THAT(follower.nextTexts(1), ElementsAre("one"));
     std::filesystem::create_symlink("second", path("next"));
     std::filesystem::rename(path("next"), path("current"));
@@ -156,7 +156,7 @@ TEST_F(FollowTest, Follow_MissingDirectoryAndWrongFilter_RefusedAtOnce) {
 TEST_F(FollowTest, Follow_OutputClosedWhileNothingComes_Ends) {
     writeFiles({0}, 1);
     writeIndex("0,0");
-    FollowingTool follower(root_, {"follow", "log"});
+    PipedTool follower(root_, {"follow", "log"});
     follower.nextLine();
     follower.closeOutput();
     EXPECT_EQ(follower.end(), 0);
@@ -165,7 +165,7 @@ TEST_F(FollowTest, Follow_OutputClosedWhileNothingComes_Ends) {
 TEST_F(FollowTest, Follow_ReaderDoesNotRead_SignalEndsItAllTheSame) {
     writeFiles({0}, kFull);
     writeIndex("0,0");
-    FollowingTool follower(root_, {"follow", "-n", "all", "log"});
+    PipedTool follower(root_, {"follow", "-n", "all", "log"});
     // Its first line has come, the rest does not fit the pipe.
     follower.nextLine();
     EXPECT_EQ(follower.end(SIGTERM), 0);
@@ -184,7 +184,7 @@ TEST_F(FollowTest, Follow_UntilPassed_PrintsAndEnds) {
 TEST_F(FollowTest, FollowQuiet_MatchComes_EndsWithoutAWord) {
     writeFiles({0}, 3);
     writeIndex("0,0");
-    FollowingTool follower(root_, {"follow", "-q", "-g", "ready", "new"});
+    PipedTool follower(root_, {"follow", "-q", "-g", "ready", "new"});
     follower.nextNote();
     ASSERT_EQ(jorn({"record", "new"}, {"not yet\nready now\n", "", {}, {}}).status, 0);
     EXPECT_EQ(follower.end(), 0);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// `jorn follow` while it runs.
-#ifndef JORN_TESTS_SYSTEM_FOLLOWING_TOOL_H
-#define JORN_TESTS_SYSTEM_FOLLOWING_TOOL_H
+// The tool while it runs.
+#ifndef JORN_TESTS_SYSTEM_PIPED_TOOL_H
+#define JORN_TESTS_SYSTEM_PIPED_TOOL_H
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -18,9 +18,9 @@
 namespace test {
 
 /// The tool with its output on pipes, to be read line by line while it runs.
-class FollowingTool {
+class PipedTool {
 public:
-    explicit FollowingTool(const std::string &workDirectory, const std::vector<std::string> &arguments) {
+    explicit PipedTool(const std::string &workDirectory, const std::vector<std::string> &arguments) {
         int out[2];
         int err[2];
         EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
@@ -40,7 +40,7 @@ public:
         err_ = err[0];
     }
 
-    ~FollowingTool() {
+    ~PipedTool() {
         closeOutput();
         close(err_);
         if (process_ > 0) {
@@ -49,8 +49,10 @@ public:
         }
     }
 
-    FollowingTool(const FollowingTool &) = delete;
-    FollowingTool &operator=(const FollowingTool &) = delete;
+    PipedTool(const PipedTool &) = delete;
+    PipedTool &operator=(const PipedTool &) = delete;
+
+    pid_t process() const { return process_; }
 
     std::string nextLine() { return lineFrom(out_, &outRest_); }
     std::string nextNote() { return lineFrom(err_, &errRest_); }
