@@ -187,7 +187,8 @@ Names findNames(const FilterOptions &options, const StoreDirectory &directory,
 void addFilterOptions(CLI::App *command, FilterOptions *options) {
     addDirectoriesOption(command, &options->directories);
     addQuestionOptions(command, options);
-    command->add_flag("-q,--quiet", options->isQuiet, "Print nothing; exit with 0 if any item matches, or 1");
+    command->add_flag("-q,--quiet", options->isQuiet,
+                      "Print nothing; exit with 0 if an item matches, else 1");
 }
 
 void addQuestionOptions(CLI::App *command, FilterOptions *options) {
