@@ -10,7 +10,6 @@
 
 #include "serve/counts.h"
 #include "serve/cursor.h"
-#include "serve/item_stream.h"
 #include "serve/item_texts.h"
 #include "serve/item_window.h"
 #include "terminal/base64.h"
@@ -357,7 +356,7 @@ WebAnswer Api::stream(Asked *asked) {
     }
     terms.filter = asked->filter;
     terms.isUtc = terms_.isUtc;
-    terms.pingEvery = terms_.pingEvery;
+    terms.pace = terms_.pace;
     WebAnswer answer;
     answer.type = "text/event-stream";
     answer.send = [this, terms = std::move(terms)](const WebWrite &write) {

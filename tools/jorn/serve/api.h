@@ -6,6 +6,7 @@
 #include <chrono>
 #include <string>
 
+#include "serve/item_stream.h"
 #include "serve/request.h"
 #include "serve/served_logs.h"
 #include "serve/text_matches.h"
@@ -16,7 +17,7 @@ struct ApiTerms {
     std::string version;
     bool isUtc = false;  ///< UTC is the local time of the process.
     std::chrono::milliseconds longestAnswer{10000};
-    std::chrono::milliseconds pingEvery{15000};
+    StreamPace pace{};
 };
 
 /// Safe to use from any thread.
