@@ -29,12 +29,21 @@ protected:
 
     tool::WebAnswer get(const std::string &path, const Given &parameters = {},
                         const std::string &method = "GET") {
+        std::string query;
+        for (const auto &[name, value] : parameters) {
+            query += (query.empty() ? "" : "&") + name + "=" + value;
+        }
+        return getQuery(path, query, method);
+    }
+
+    tool::WebAnswer getQuery(const std::string &path, const std::string &query,
+                             const std::string &method = "GET") {
         tool::WebRequest request;
         request.method = method;
         request.path = path;
-        request.parameters = parameters;
-        for (const auto &[name, value] : parameters) {
-            request.query += (request.query.empty() ? "" : "&") + name + "=" + value;
+        request.query = query;
+        for (const tool::QueryPart &part : tool::partsOfQuery(query)) {
+            request.parameters.emplace_back(part.name, part.value);
         }
         for (const auto &[name, value] : headers_) {
             request.headers.emplace(name, value);
@@ -115,6 +124,14 @@ TEST_F(AccessTest, Token_InTheUrlOfThePage_BecomesACookie) {
     EXPECT_EQ(header(answer, "Set-Cookie"),
               "jorn_8642=" + std::string(kToken) + "; HttpOnly; SameSite=Strict; Path=/");
     EXPECT_EQ(header(get("/", {{"token", kToken}}), "Location"), "/");
+    const std::string token = kToken;
+    for (const auto &[query, rest] : std::vector<std::pair<std::string, std::string>>{
+             {"t%6fken=" + token + "&q=a", "/?q=a"},
+             {"q=a%26b&%74%6F%6B%65%6E=" + token, "/?q=a%26b"},
+             {"token=" + token + "&token=again", "/"},
+             {"token=" + token + "&tokens=1&Token=2&q", "/?tokens=1&Token=2&q"}}) {
+        EXPECT_EQ(header(getQuery("/", query), "Location"), rest) << query;
+    }
     EXPECT_EQ(get("/", {{"token", kToken}, {"q", "a\r\nX: y"}}).status, 401);
     // Nowhere else: a token in the URL of an image or a script would be one that leaks.
     EXPECT_EQ(status("/api/logs", {{"token", kToken}}), 401);
@@ -122,6 +139,22 @@ TEST_F(AccessTest, Token_InTheUrlOfThePage_BecomesACookie) {
     const tool::WebAnswer refused = get("/");
     EXPECT_EQ(refused.type, "text/html; charset=utf-8");
     EXPECT_THAT(refused.body, HasSubstr("Open the whole URL that <code>jorn serve</code> printed"));
+}
+
+TEST(QueryParts, AnyQuery_NamesAndValuesAreDecoded) {
+    const auto shown = [](const std::string &query) {
+        std::string all;
+        for (const tool::QueryPart &part : tool::partsOfQuery(query)) {
+            all += "[" + part.text + "|" + part.name + "|" + part.value + "]";
+        }
+        return all;
+    };
+    EXPECT_EQ(shown(""), "");
+    EXPECT_EQ(shown("&a&&b=&"), "[a|a|][b=|b|]");
+    EXPECT_EQ(shown("a+b=%3Cb%3e+x"), "[a+b=%3Cb%3e+x|a b|<b> x]");
+    EXPECT_EQ(shown("a=b=c&%3d=%26"), "[a=b=c|a|b=c][%3d=%26|=|&]");
+    EXPECT_EQ(shown("q=50%&r=%4&s=%g1&t=%%34&u=%-1"),
+              "[q=50%|q|50%][r=%4|r|%4][s=%g1|s|%g1][t=%%34|t|%4][u=%-1|u|%-1]");
 }
 
 TEST_F(AccessTest, Host_AnyOther_IsMisdirected) {

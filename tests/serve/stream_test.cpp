@@ -57,6 +57,9 @@ TEST_F(StreamTest, Begin_Cursor_SendsWhatComesAfterIt) {
     start(0, line("six"));
     logs_->refreshAll();
     EXPECT_EQ(refusal("stream", {{"cursor", three}}).substr(0, 3), "410");
+    // A browser that connects again sends the URL's parameters as before, whatever has become of the item.
+    add(line("seven"));
+    EXPECT_THAT(follow({{"cursor", three}}, cursorOf("six"))->nextTexts(1), ElementsAre("seven"));
 }
 
 TEST_F(StreamTest, Items_Filter_OnlyThoseThatPassAndTheirTotal) {

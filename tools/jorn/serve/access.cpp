@@ -21,6 +21,9 @@ namespace {
 constexpr size_t kLeastToken = 16;
 constexpr size_t kMostToken = 256;
 
+/// The parameter of the page's URL.
+constexpr char kTokenName[] = "token";
+
 bool isTokenText(const std::string &text) {
     const std::string allowed = "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ-_";
     return text.size() >= kLeastToken && text.size() <= kMostToken &&
@@ -51,16 +54,13 @@ std::vector<std::string> cookiesNamed(const WebRequest &request, const std::stri
     return values;
 }
 
-/// The query without the parameter "token".
+/// The query without the parameter "token", however its name is written.
 std::string withoutToken(const std::string &query) {
     std::string rest;
-    for (size_t begin = 0; begin <= query.size();) {
-        const size_t end = std::min(query.find('&', begin), query.size());
-        const std::string part = query.substr(begin, end - begin);
-        if (!part.empty() && part.compare(0, 6, "token=") != 0) {
-            rest += (rest.empty() ? "?" : "&") + part;
+    for (const QueryPart &part : partsOfQuery(query)) {
+        if (part.name != kTokenName) {
+            rest += (rest.empty() ? "?" : "&") + part.text;
         }
-        begin = end + 1;
     }
     return rest;
 }
@@ -199,7 +199,7 @@ bool Access::hasToken(const WebRequest &request) const {
 /// The page asked for with the token in its URL: the token becomes a cookie, and leaves the URL.
 std::optional<WebAnswer> Access::entry(const WebRequest &request) const {
     const auto given = std::find_if(request.parameters.begin(), request.parameters.end(),
-                                    [](const auto &parameter) { return parameter.first == "token"; });
+                                    [](const auto &parameter) { return parameter.first == kTokenName; });
     if (request.path != "/" || given == request.parameters.end()) {
         return std::nullopt;
     }

@@ -338,18 +338,19 @@ WebAnswer Api::findings(Asked *asked) {
 
 WebAnswer Api::stream(Asked *asked) {
     StreamTerms terms;
-    terms.position = asked->parameters.take("position");
+    const std::optional<std::string> position = asked->parameters.take("position");
     const std::optional<std::string> cursor = asked->parameters.take("cursor");
     asked->takeFilterOnly();
-    if (cursor && terms.position) {
+    if (cursor && position) {
         refuseParameter("cursor", "only one of cursor and position can be given");
     }
-    if (cursor) {
+    // What a client has got since the URL was made.
+    terms.position = asked->request.header("last-event-id");
+    if (!terms.position && cursor) {
         findOrRefuse(*cursor, *asked->snapshot);
-        terms.position = cursor;
     }
-    if (const std::optional<std::string> last = asked->request.header("last-event-id")) {
-        terms.position = last;
+    if (!terms.position) {
+        terms.position = cursor ? cursor : position;
     }
     if (terms.position && !StreamPosition::isText(*terms.position)) {
         refuseParameter("position", "this is no position");

@@ -264,7 +264,9 @@ WebRequest requestOf(const httplib::Request &request) {
     own.path = request.path;
     const size_t mark = request.target.find('?');
     own.query = mark == std::string::npos ? "" : request.target.substr(mark + 1);
-    own.parameters.assign(request.params.begin(), request.params.end());
+    for (QueryPart &part : partsOfQuery(own.query)) {
+        own.parameters.emplace_back(std::move(part.name), std::move(part.value));
+    }
     for (const auto &[name, value] : request.headers) {
         std::string lower = name;
         std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) {

@@ -27,6 +27,16 @@ struct WebRequest {
     std::optional<std::string> header(const std::string &name) const;
 };
 
+/// A parameter in a query.
+struct QueryPart {
+    std::string text;  ///< As it was sent.
+    std::string name;  ///< Decoded, "+" and %NN, as the value is.
+    std::string value;
+};
+
+/// The parameters of a query in their order, empty parts left out. A "%" that begins no %NN stays as it is.
+std::vector<QueryPart> partsOfQuery(const std::string &query);
+
 /// Sends bytes. False when nobody takes them any more.
 using WebWrite = std::function<bool(std::string_view bytes)>;
 
