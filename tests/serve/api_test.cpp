@@ -217,6 +217,13 @@ TEST_F(ApiTest, Bounds_AtTheLimitAndBeyond_AreKept) {
     EXPECT_THAT(refusal("items", {{"q", "(\\pL{500}){2}|(\\pL{400}){2}"}}), HasSubstr("pattern too large"));
 }
 
+TEST_F(ApiTest, Kinds_OfPaths_AreCountedApart) {
+    EXPECT_EQ(tool::Api::kindOf("/api/stream"), tool::RequestKind::Stream);
+    EXPECT_EQ(tool::Api::kindOf("/api/download"), tool::RequestKind::Download);
+    EXPECT_EQ(tool::Api::kindOf("/api/items"), tool::RequestKind::Short);
+    EXPECT_EQ(tool::Api::kindOf("/"), tool::RequestKind::Short);
+}
+
 TEST_F(ApiTest, Answer_TakesTooLong_IsGivenUp) {
     tool::ApiTerms terms = usualTerms();
     terms.longestAnswer = std::chrono::milliseconds(-1);

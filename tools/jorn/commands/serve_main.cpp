@@ -211,7 +211,7 @@ int serve(const ServeOptions &options) {
     Api api(&logs, {JORN_VERSION, options.isUtc});
     std::unique_ptr<Site> site;
     HttpServer server({[&site](const WebRequest &request) { return site->answer(request); },
-                       [](const WebRequest &request) { return Api::isStream(request.path); }});
+                       [](const WebRequest &request) { return Api::kindOf(request.path); }});
     const int port = openPort(&server, address);
     site = std::make_unique<Site>(Access({token, address.host, port}), &api, pageFiles());
     logs.refreshAll();

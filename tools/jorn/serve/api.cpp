@@ -156,6 +156,12 @@ Api::Endpoint Api::endpointAt(const std::string &path) {
     return found == kRoutes.end() ? nullptr : found->endpoint;
 }
 
+RequestKind Api::kindOf(const std::string &path) {
+    return path == "/api/stream"     ? RequestKind::Stream
+           : path == "/api/download" ? RequestKind::Download
+                                     : RequestKind::Short;
+}
+
 WebAnswer Api::answer(const WebRequest &request) {
     try {
         const Endpoint endpoint = endpointAt(request.path);

@@ -29,8 +29,7 @@ public:
     /// The logs must outlive it, and all answers that it gives.
     Api(ServedLogs *logs, ApiTerms terms) : logs_(*logs), terms_(std::move(terms)) {}
 
-    /// Whether a path is that of the stream, which lasts as long as its client.
-    static bool isStream(const std::string &path) { return path == "/api/stream"; }
+    static RequestKind kindOf(const std::string &path);
 
     /// Never throws RequestError: that is an answer too.
     WebAnswer answer(const WebRequest &request);

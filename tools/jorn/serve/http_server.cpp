@@ -242,10 +242,11 @@ private:
 /// A place among those that may be taken at the same time.
 class Slot {
 public:
-    static std::shared_ptr<Slot> take(std::atomic<size_t> *taken, size_t most) {
+    /// Throws RequestError, 503 with the message, when there is none.
+    static std::shared_ptr<Slot> take(std::atomic<size_t> *taken, size_t most, const char *message) {
         if (taken->fetch_add(1) >= most) {
             taken->fetch_sub(1);
-            return nullptr;
+            throw RequestError(503, message);
         }
         return std::shared_ptr<Slot>(new Slot(taken));
     }
@@ -277,31 +278,48 @@ WebRequest requestOf(const httplib::Request &request) {
     return own;
 }
 
-/// Everything but the body's sending, and the sending where there is one.
-void passOn(const WebAnswer &answer, const std::shared_ptr<Slot> &slot, httplib::Response *response) {
+/// Sends a body; false when its client does not take it.
+bool sendBody(const WebAnswer &answer, httplib::DataSink *sink) {
+    if (!answer.send) {
+        return sink->write(answer.body.data(), answer.body.size());
+    }
+    try {
+        return answer.send([sink](std::string_view bytes) {
+            return bytes.empty() ? sink->is_writable() : sink->write(bytes.data(), bytes.size());
+        });
+    } catch (const std::exception &) {
+        return false;  // It has begun, so that all there is to do is to cut it off.
+    }
+}
+
+/// Everything but the body's sending, and the sending. The slot is kept until that has ended: a client that
+/// does not read costs no more than one that asks for a lot.
+void passOn(WebAnswer answer, const std::shared_ptr<Slot> &slot, httplib::Response *response) {
     response->status = answer.status;
     for (const auto &[name, value] : answer.headers) {
         response->set_header(name, value);
     }
-    if (!answer.send) {
-        response->set_content(answer.body, answer.type);
+    const std::string type = answer.type;
+    const size_t length = answer.body.size();
+    if (!answer.send && (slot == nullptr || length == 0)) {
+        response->set_content(answer.body, type);
         return;
     }
-    response->set_chunked_content_provider(
-        answer.type, [send = answer.send, slot](size_t, httplib::DataSink &sink) {
-            const WebWrite write = [&sink](std::string_view bytes) {
-                return bytes.empty() ? sink.is_writable() : sink.write(bytes.data(), bytes.size());
-            };
-            try {
-                if (!send(write)) {
-                    return false;
-                }
-            } catch (const std::exception &) {
-                return false;  // It has begun, so that all there is to do is to cut it off.
-            }
+    const bool isChunked = answer.send != nullptr;
+    const auto send = [answer = std::make_shared<const WebAnswer>(std::move(answer)),
+                       slot](httplib::DataSink &sink) { return sendBody(*answer, &sink); };
+    if (!isChunked) {
+        response->set_content_provider(
+            length, type, [send](size_t, size_t, httplib::DataSink &sink) { return send(sink); });
+        return;
+    }
+    response->set_chunked_content_provider(type, [send](size_t, httplib::DataSink &sink) {
+        const bool isWhole = send(sink);
+        if (isWhole) {
             sink.done();
-            return true;
-        });
+        }
+        return isWhole;
+    });
 }
 
 }  // namespace
@@ -436,14 +454,8 @@ private:
     }
 
     void handle(const WebRequest &request, httplib::Response *response) {
-        const bool isStream = terms_.isStream(request);
-        const HttpLimits &limits = terms_.limits;
-        const std::shared_ptr<Slot> slot =
-            isStream ? Slot::take(&streams_, limits.streams) : Slot::take(&others_, limits.others);
         try {
-            if (slot == nullptr) {
-                throw RequestError(503, isStream ? "too many streams" : "too many requests at the same time");
-            }
+            const std::shared_ptr<Slot> slot = slotFor(terms_.kindOf(request));
             passOn(terms_.answer(request), slot, response);
         } catch (const RequestError &error) {
             passOn(answerOf(error), nullptr, response);
@@ -455,10 +467,25 @@ private:
         }
     }
 
+    /// Throws RequestError, 503, when all places of the kind are taken.
+    std::shared_ptr<Slot> slotFor(RequestKind kind) {
+        const HttpLimits &limits = terms_.limits;
+        switch (kind) {
+            case RequestKind::Stream:
+                return Slot::take(&streams_, limits.streams, "too many streams");
+            case RequestKind::Download:
+                return Slot::take(&downloads_, limits.downloads, "too many downloads");
+            case RequestKind::Short:
+                break;
+        }
+        return Slot::take(&others_, limits.others, "too many requests at the same time");
+    }
+
     const HttpTerms terms_;
     Descriptor stop_;
     std::thread listener_;
     std::atomic<size_t> streams_{0};
+    std::atomic<size_t> downloads_{0};
     std::atomic<size_t> others_{0};
 };
 

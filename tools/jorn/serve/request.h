@@ -27,6 +27,13 @@ struct WebRequest {
     std::optional<std::string> header(const std::string &name) const;
 };
 
+/// How long an answer lasts: each kind has a bound of its own for how many there are at the same time.
+enum class RequestKind {
+    Short,
+    Download,  ///< As long as its client takes.
+    Stream,    ///< As long as its client is there.
+};
+
 /// A parameter in a query.
 struct QueryPart {
     std::string text;  ///< As it was sent.
