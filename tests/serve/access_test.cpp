@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Who is let through.
+#include <arpa/inet.h>
 #include <gmock/gmock.h>
+#include <netinet/in.h>
 #include <sys/stat.h>
 
 #include "serve/access.h"
@@ -11,6 +13,7 @@
 namespace test {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 
@@ -55,13 +58,18 @@ protected:
         return get(path, parameters).status;
     }
 
-    static std::string header(const tool::WebAnswer &answer, const std::string &name) {
+    static std::vector<std::string> headers(const tool::WebAnswer &answer, const std::string &name) {
+        std::vector<std::string> values;
         for (const auto &[each, value] : answer.headers) {
             if (each == name) {
-                return value;
+                values.push_back(value);
             }
         }
-        return "none";
+        return values;
+    }
+    static std::string header(const tool::WebAnswer &answer, const std::string &name) {
+        const std::vector<std::string> values = headers(answer, name);
+        return values.empty() ? "none" : values.front();
     }
 
     std::multimap<std::string, std::string> headers_;
@@ -121,8 +129,9 @@ TEST_F(AccessTest, Token_InTheUrlOfThePage_BecomesACookie) {
     const tool::WebAnswer answer = get("/", {{"q", "a%20b"}, {"token", kToken}, {"level", "0"}});
     EXPECT_EQ(answer.status, 303);
     EXPECT_EQ(header(answer, "Location"), "/?q=a%20b&level=0");
-    EXPECT_EQ(header(answer, "Set-Cookie"),
-              "jorn_8642=" + std::string(kToken) + "; HttpOnly; SameSite=Strict; Path=/");
+    EXPECT_THAT(headers(answer, "Set-Cookie"),
+                ElementsAre("jorn_8642=" + std::string(kToken) + "; HttpOnly; SameSite=Strict; Path=/",
+                            "jorn_page_8642=" + std::string(kToken) + "; HttpOnly; SameSite=Lax; Path=/"));
     EXPECT_EQ(header(get("/", {{"token", kToken}}), "Location"), "/");
     const std::string token = kToken;
     for (const auto &[query, rest] : std::vector<std::pair<std::string, std::string>>{
@@ -210,6 +219,55 @@ TEST_F(AccessTest, OtherSites_AreRefused) {
     EXPECT_EQ(with({{"sec-fetch-site", "same-site"}}, "/jorn.js"), 403);
     EXPECT_EQ(with({{"sec-fetch-site", "cross-site"}, {"sec-fetch-mode", "navigate"}}, "/"), 200);
     EXPECT_EQ(with({{"sec-fetch-site", "cross-site"}, {"sec-fetch-mode", "navigate"}}, "/api/download"), 403);
+}
+
+TEST_F(AccessTest, LinkOnAnotherSite_ToThePage_OpensItAndNothingElse) {
+    // What a browser sends then: of the two cookies the one that is not strict.
+    headers_ = {{"host", "127.0.0.1:8642"}, {"cookie", "jorn_page_8642=" + std::string(kToken)}};
+    EXPECT_EQ(get("/").body, "<p>page");
+    EXPECT_EQ(get("/", {{"level", "0"}}).status, 200);
+    for (const std::string &path : kPaths) {
+        EXPECT_EQ(status(path), path == "/" ? 200 : 401) << path;
+    }
+    headers_.insert({{"sec-fetch-site", "cross-site"}, {"sec-fetch-mode", "navigate"}});
+    for (const std::string &path : kPaths) {
+        EXPECT_EQ(status(path), path == "/" ? 200 : 403) << path;
+    }
+    // A frame would be a navigation too, but it has other cookies, and the policy forbids it.
+    headers_.erase("cookie");
+    EXPECT_EQ(status("/"), 401);
+    headers_.emplace("cookie", "jorn_page_8642=" + std::string(kToken) + "0");
+    EXPECT_EQ(status("/"), 401);
+}
+
+TEST(LoopbackAddress, OnlyThisMachine_IsOne) {
+    const auto isLoopback4 = [](const char *text) {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        EXPECT_EQ(inet_pton(AF_INET, text, &address.sin_addr), 1);
+        return tool::isLoopback(reinterpret_cast<const sockaddr &>(address));
+    };
+    const auto isLoopback6 = [](const char *text) {
+        sockaddr_in6 address = {};
+        address.sin6_family = AF_INET6;
+        EXPECT_EQ(inet_pton(AF_INET6, text, &address.sin6_addr), 1);
+        return tool::isLoopback(reinterpret_cast<const sockaddr &>(address));
+    };
+    for (const char *const address : {"127.0.0.1", "127.0.0.2", "127.255.255.255"}) {
+        EXPECT_TRUE(isLoopback4(address)) << address;
+    }
+    for (const char *const address : {"0.0.0.0", "126.0.0.1", "128.0.0.1", "192.168.1.7", "1.0.0.127"}) {
+        EXPECT_FALSE(isLoopback4(address)) << address;
+    }
+    for (const char *const address : {"::1", "::ffff:127.0.0.1"}) {
+        EXPECT_TRUE(isLoopback6(address)) << address;
+    }
+    for (const char *const address : {"::", "::2", "fe80::1", "2001:db8::1", "::ffff:10.0.0.1", "1::1"}) {
+        EXPECT_FALSE(isLoopback6(address)) << address;
+    }
+    sockaddr other = {};
+    other.sa_family = AF_UNIX;
+    EXPECT_FALSE(tool::isLoopback(other));
 }
 
 TEST_F(AccessTest, Methods_OtherThanGetAndHead_AreNotAllowed) {

@@ -103,6 +103,9 @@ protected:
         if (request.path == "/refuse") {
             throw tool::RequestError(410, "gone");
         }
+        if (request.path == "/missing") {
+            return answerOf(tool::RequestError(404, "missing"));
+        }
         if (request.path == "/wait") {
             ++waiting_;
             go_.wait();
@@ -205,6 +208,12 @@ TEST_F(HttpTest, Request_IsPassedOnDecoded) {
                 ::testing::UnorderedElementsAre(std::pair<std::string, std::string>("q", "<b> x"),
                                                 std::pair<std::string, std::string>("n", "1")));
     EXPECT_EQ(last_.header("x-y"), "Z");
+}
+
+TEST_F(HttpTest, Answer_ThatIsARefusal_IsSentAsItIs) {
+    start();
+    EXPECT_THAT(ask(get("/missing")), AllOf(StartsWith("HTTP/1.1 404 Not Found\r\n"),
+                                            EndsWith("\r\n\r\n{\"error\":\"missing\"}\n")));
 }
 
 TEST_F(HttpTest, Answer_BitByBit_EndsAsItShould) {

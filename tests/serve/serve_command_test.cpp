@@ -6,6 +6,7 @@
 
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "served_ring.h"
 #include "system/piped_tool.h"
@@ -53,6 +54,116 @@ TEST_F(ServeCommandTest, Start_AnyPort_PrintsTheUrlAndAnswersUntilASignal) {
         EXPECT_THAT(shell("curl -s '" + baseOf(url) + "/api/items'"), HasSubstr("the token is missing"));
         EXPECT_EQ(tool.end(number), 0);
     }
+}
+
+TEST_F(ServeCommandTest, Start_AddressThatOthersReach_IsNoted) {
+    const auto noteAt = [&](const std::string &address) {
+        PipedTool tool(root_, {"serve", "--listen", address, "log"});
+        tool.nextLine();
+        EXPECT_EQ(tool.end(SIGTERM), 0);
+        return tool.restOfNotes();
+    };
+    EXPECT_EQ(noteAt("0.0.0.0:0"), "jorn: note: reached from other machines too, without encryption\n");
+    EXPECT_EQ(noteAt("127.0.0.2:0"), "");
+    EXPECT_EQ(noteAt("localhost:0"), "");
+}
+
+/// A value of an environment variable for as long as it lives.
+class Environment {
+public:
+    Environment(const std::string &name, const std::string &value)
+        : name_(name), former_(getenv(name.c_str()) != nullptr ? getenv(name.c_str()) : "") {
+        setenv(name.c_str(), value.c_str(), 1);
+    }
+    ~Environment() { setenv(name_.c_str(), former_.c_str(), 1); }
+    Environment(const Environment &) = delete;
+    Environment &operator=(const Environment &) = delete;
+
+private:
+    std::string name_;
+    std::string former_;
+};
+
+class OpenedPageTest : public ServeCommandTest {
+protected:
+    OpenedPageTest() { makeDirectory("bin"); }
+
+    /// What opens pages here: it keeps what it was given, and how.
+    void makeOpener() const {
+        write("bin/xdg-open",
+              "#!/bin/sh\n"
+              "printf '%s\\n' \"$@\" >arguments\n"
+              "env >environment\n"
+              "grep -E '^Sig(Blk|Ign)' /proc/self/status >signals\n"
+              "stat -c %a \"$1\" \"${1%/*}\" >modes\n"
+              "cat \"$1\" >page\n"
+              "mv page opened\n");
+        chmod(path("bin/xdg-open").c_str(), 0700);
+    }
+
+    std::vector<std::string> linesIn(const std::string &name) const { return linesOf(read(name)); }
+
+    const Environment path_{"PATH", path("bin") + ":" + getenv("PATH")};
+};
+
+TEST_F(OpenedPageTest, Open_ByAPrivateFile_LeadsToTheUrlAndShowsTheTokenToNobody) {
+    makeOpener();
+    makeDirectory("run");
+    const Environment base("XDG_RUNTIME_DIR", path("run"));
+    PipedTool tool(root_, {"serve", "--open", "--listen", "127.0.0.1:0", "log"});
+    const std::string url = tool.nextLine();
+    const std::string token = url.substr(url.find("token=") + 6);
+    while (!exists("opened")) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    const std::vector<std::string> arguments = linesIn("arguments");
+    EXPECT_THAT(arguments[0], MatchesRegex(path("run") + "/jorn-serve-[A-Za-z0-9]{6}/page.html"));
+    EXPECT_EQ(arguments.size(), 1U);
+    EXPECT_EQ(read("environment").find(token), std::string::npos);
+    EXPECT_THAT(read("opened"), HasSubstr("<meta http-equiv=\"refresh\" content=\"0;url=" + url + "\">"));
+    EXPECT_EQ(read("modes"), "600\n700\n");
+    // SIGPIPE, the 13th signal, as everything expects it, and none held back.
+    EXPECT_THAT(read("signals"), MatchesRegex("SigBlk:\t0+\nSigIgn:\t[0-9a-f]+[02468ace][0-9a-f]{3}\n"));
+    EXPECT_TRUE(std::filesystem::exists(arguments[0]));
+    EXPECT_EQ(tool.end(SIGTERM), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(path("run")));
+}
+
+TEST_F(OpenedPageTest, Open_NoRuntimeDirectory_UsesThatOfTemporaryFiles) {
+    makeOpener();
+    makeDirectory("temporary");
+    const Environment base("XDG_RUNTIME_DIR", path("nowhere"));
+    const Environment temporary("TMPDIR", path("temporary"));
+    PipedTool tool(root_, {"serve", "--open", "--listen", "127.0.0.1:0", "log"});
+    tool.nextLine();
+    while (!exists("opened")) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_THAT(linesIn("arguments")[0], StartsWith(path("temporary") + "/jorn-serve-"));
+    EXPECT_EQ(read("modes"), "600\n700\n");
+    EXPECT_EQ(tool.end(SIGTERM), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(path("temporary")));
+}
+
+TEST_F(OpenedPageTest, Open_NothingThatOpensPages_IsNotedAndServed) {
+    const Environment none("PATH", path("bin"));
+    const Environment base("XDG_RUNTIME_DIR", root_);
+    PipedTool tool(root_, {"serve", "--open", "--listen", "127.0.0.1:0", "log"});
+    tool.nextLine();
+    EXPECT_EQ(tool.nextNote(), "jorn: note: the page cannot be opened: xdg-open: No such file or directory");
+    EXPECT_EQ(tool.end(SIGTERM), 0);
+}
+
+TEST_F(OpenedPageTest, Open_NoPlaceForTheFile_IsNotedAndServed) {
+    makeOpener();
+    const Environment base("XDG_RUNTIME_DIR", "");
+    const Environment temporary("TMPDIR", path("nowhere"));
+    PipedTool tool(root_, {"serve", "--open", "--listen", "127.0.0.1:0", "log"});
+    tool.nextLine();
+    EXPECT_EQ(tool.nextNote(), "jorn: note: the page cannot be opened: " + path("nowhere") +
+                                   "/jorn-serve-XXXXXX: No such file or directory");
+    EXPECT_EQ(tool.end(SIGTERM), 0);
+    EXPECT_FALSE(exists("opened"));
 }
 
 TEST_F(ServeCommandTest, Start_UsualPortIsTaken_TakesTheNextThatIsFree) {

@@ -152,11 +152,27 @@ bool isSameToken(const std::string &a, const std::string &b) {
     return different == 0;
 }
 
+bool isLoopback(const sockaddr &address) {
+    constexpr unsigned char kLoopbackNet = 127;
+    if (address.sa_family == AF_INET) {
+        const auto &own = reinterpret_cast<const sockaddr_in &>(address);
+        return ntohl(own.sin_addr.s_addr) >> 24 == kLoopbackNet;
+    }
+    if (address.sa_family != AF_INET6) {
+        return false;
+    }
+    const in6_addr &own = reinterpret_cast<const sockaddr_in6 &>(address).sin6_addr;
+    return IN6_IS_ADDR_LOOPBACK(&own) || (IN6_IS_ADDR_V4MAPPED(&own) && own.s6_addr[12] == kLoopbackNet);
+}
+
 std::string bracketed(const std::string &host) {
     return host.find(':') != std::string::npos ? "[" + host + "]" : host;
 }
 
-Access::Access(AccessTerms terms) : terms_(std::move(terms)), cookie_("jorn_" + std::to_string(terms_.port)) {
+Access::Access(AccessTerms terms)
+    : terms_(std::move(terms)),
+      cookie_("jorn_" + std::to_string(terms_.port)),
+      pageCookie_("jorn_page_" + std::to_string(terms_.port)) {
     for (const std::string &host :
          {bracketed(terms_.host), std::string("localhost"), std::string("127.0.0.1"), std::string("[::1]")}) {
         hosts_.push_back(lowered(host) + ":" + std::to_string(terms_.port));
@@ -189,8 +205,13 @@ bool Access::isFromElsewhere(const WebRequest &request) {
 
 bool Access::hasToken(const WebRequest &request) const {
     const std::string bearer = request.header("authorization").value_or("");
-    bool isShown = bearer.compare(0, 7, "Bearer ") == 0 && isSameToken(bearer.substr(7), terms_.token);
-    for (const std::string &cookie : cookiesNamed(request, cookie_)) {
+    return (bearer.compare(0, 7, "Bearer ") == 0 && isSameToken(bearer.substr(7), terms_.token)) ||
+           hasCookie(request, cookie_) || (request.path == "/" && hasCookie(request, pageCookie_));
+}
+
+bool Access::hasCookie(const WebRequest &request, const std::string &name) const {
+    bool isShown = false;
+    for (const std::string &cookie : cookiesNamed(request, name)) {
         isShown = isSameToken(cookie, terms_.token) || isShown;
     }
     return isShown;
@@ -210,7 +231,10 @@ std::optional<WebAnswer> Access::entry(const WebRequest &request) const {
     answer.status = 303;
     answer.type = "text/plain; charset=utf-8";
     answer.add("Location", "/" + withoutToken(request.query));
+    // A link on another site brings only the second one along. It opens the page, which holds nothing of the
+    // log; all that the page then asks for comes from itself, with the first one.
     answer.add("Set-Cookie", cookie_ + "=" + terms_.token + "; HttpOnly; SameSite=Strict; Path=/");
+    answer.add("Set-Cookie", pageCookie_ + "=" + terms_.token + "; HttpOnly; SameSite=Lax; Path=/");
     return answer;
 }
 

@@ -15,6 +15,7 @@
 #include <mutex>
 #include <thread>
 
+#include "serve/access.h"
 #include "system/descriptor.h"
 
 namespace tool {
@@ -344,7 +345,7 @@ public:
             return HandlerResponse::Handled;
         });
         set_error_handler(Handler([](const httplib::Request &, httplib::Response &response) {
-            if (response.body.empty()) {
+            if (!response.has_header("Content-Type")) {
                 response.set_content(answerOf(RequestError(response.status, "this is no request")).body,
                                      "application/json");
                 response.set_header("Cache-Control", "no-store");
@@ -360,6 +361,13 @@ public:
             ::listen(svr_sock_, static_cast<int>(terms_.limits.connections));
         }
         return opened;
+    }
+
+    bool isReachedFromElsewhere() const {
+        sockaddr_storage address = {};
+        socklen_t size = sizeof address;
+        return getsockname(svr_sock_, reinterpret_cast<sockaddr *>(&address), &size) == 0 &&
+               !isLoopback(reinterpret_cast<const sockaddr &>(address));
     }
 
     void start() {
@@ -493,6 +501,7 @@ HttpServer::HttpServer(HttpTerms terms) : impl_(std::make_unique<Impl>(std::move
 HttpServer::~HttpServer() { stop(); }
 
 int HttpServer::open(const std::string &host, int port) { return impl_->open(host, port); }
+bool HttpServer::isReachedFromElsewhere() const { return impl_->isReachedFromElsewhere(); }
 void HttpServer::start() { impl_->start(); }
 void HttpServer::stop() { impl_->stopAll(); }
 

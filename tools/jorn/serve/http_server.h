@@ -43,6 +43,9 @@ public:
     /// Opens the port, 0 for any; what it is. -1, with the reason in errno, when that cannot be.
     int open(const std::string &host, int port);
 
+    /// Whether other machines reach the port that was opened.
+    bool isReachedFromElsewhere() const;
+
     /// Serves in threads of its own until stop(), which waits until all of them have ended.
     void start();
     void stop();
