@@ -2,6 +2,7 @@
 // Requests and answers over connections: headers, bounds, and clients that misbehave.
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -404,6 +405,36 @@ TEST_F(HttpTest, Client_ThatReadsNothing_IsGivenUpAndCostsABoundedBuffer) {
         }
         EXPECT_EQ(sending_, 0);
     }
+}
+
+/// The timeout after which the system gives up what it has sent, of the server's end of a connection.
+int timeoutOfOtherEnd(int port) {
+    for (int fd = 0; fd < 1000; ++fd) {
+        sockaddr_in own = {};
+        sockaddr_in other = {};
+        socklen_t ownSize = sizeof own;
+        socklen_t otherSize = sizeof other;
+        if (getsockname(fd, reinterpret_cast<sockaddr *>(&own), &ownSize) == 0 &&
+            getpeername(fd, reinterpret_cast<sockaddr *>(&other), &otherSize) == 0 &&
+            ntohs(own.sin_port) == port) {
+            int timeout = 0;
+            socklen_t size = sizeof timeout;
+            EXPECT_EQ(getsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &timeout, &size), 0);
+            return timeout;
+        }
+    }
+    return -1;
+}
+
+/// One whose machine has vanished never says so: the system has to notice that nothing arrives there.
+TEST_F(HttpTest, Client_ThatHasVanished_IsGivenUpByTheSystemInTheSameTime) {
+    tool::HttpLimits limits;
+    limits.write = std::chrono::milliseconds(1234);
+    start(limits);
+    Socket socket(port_);
+    socket.say(get("/stream"));
+    socket.hearUntil("bit two");
+    EXPECT_EQ(timeoutOfOtherEnd(port_), 1234);
 }
 
 TEST_F(HttpTest, Stop_WithIdleBusyAndStreamingConnections_EndsAll) {

@@ -3,6 +3,7 @@
 
 #include <errno.h>
 #include <httplib.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -76,7 +77,12 @@ class SocketConnection : public Connection {
 public:
     /// `stop` becomes readable when the server stops.
     SocketConnection(int socket, int stop, milliseconds writing)
-        : socket_(socket), stop_(stop), writing_(writing) {}
+        : socket_(socket), stop_(stop), writing_(writing) {
+        // What a stream sends now and then always finds room in the system's buffer, also while nobody is
+        // left to take it.
+        const auto longest = static_cast<unsigned>(writing.count());
+        setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &longest, sizeof longest);
+    }
 
     Reading read(std::string *bytes, size_t most, Clock::time_point until) override {
         if (!wait(POLLIN, until)) {
