@@ -320,7 +320,7 @@ TEST_F(AccessTest, TokenFile_ReadableByOthersOrNoToken_IsRefused) {
     for (const mode_t mode : {0640U, 0604U, 0660U, 0601U, 0610U}) {
         ASSERT_EQ(chmod(file.c_str(), mode), 0);
         EXPECT_EQ(tokenOrRefusal(file),
-                  "2 " + file + ": others may use this token: chmod 600 keeps it to you");
+                  "2 " + file + ": other users can access this token; run chmod 600 on the file");
     }
     for (const mode_t mode : {0600U, 0400U, 0700U}) {
         ASSERT_EQ(chmod(file.c_str(), mode), 0);
@@ -332,14 +332,14 @@ TEST_F(AccessTest, TokenFile_ReadableByOthersOrNoToken_IsRefused) {
           std::string("0123456789 abcdef"), std::string("0123456789abcdef\"")}) {
         write("token", text);
         EXPECT_EQ(tokenOrRefusal(file),
-                  "2 " + file + ": its first line is no token: 16 to 256 letters, digits, - and _");
+                  "2 " + file + ": the first line is not a token (16 to 256 letters, digits, - and _)");
     }
     write("token", std::string(256, 'a'));
     EXPECT_EQ(tokenOrRefusal(file), std::string(256, 'a'));
     write("token", "0123456789-bcd_f\r\n");
     EXPECT_EQ(tokenOrRefusal(file), "0123456789-bcd_f");
     EXPECT_EQ(tokenOrRefusal(path("none")), "4 " + path("none") + ": No such file or directory");
-    EXPECT_EQ(tokenOrRefusal(path("log")), "2 " + path("log") + ": is no file");
+    EXPECT_EQ(tokenOrRefusal(path("log")), "2 " + path("log") + ": not a regular file");
 }
 
 }  // namespace

@@ -63,7 +63,8 @@ TEST_F(ServeCommandTest, Start_AddressThatOthersReach_IsNoted) {
         EXPECT_EQ(tool.end(SIGTERM), 0);
         return tool.restOfNotes();
     };
-    EXPECT_EQ(noteAt("0.0.0.0:0"), "jorn: note: reached from other machines too, without encryption\n");
+    EXPECT_EQ(noteAt("0.0.0.0:0"),
+              "jorn: note: other machines can reach this address; nothing is encrypted\n");
     EXPECT_EQ(noteAt("127.0.0.2:0"), "");
     EXPECT_EQ(noteAt("localhost:0"), "");
 }
@@ -150,7 +151,7 @@ TEST_F(OpenedPageTest, Open_NothingThatOpensPages_IsNotedAndServed) {
     const Environment base("XDG_RUNTIME_DIR", root_);
     PipedTool tool(root_, {"serve", "--open", "--listen", "127.0.0.1:0", "log"});
     tool.nextLine();
-    EXPECT_EQ(tool.nextNote(), "jorn: note: the page cannot be opened: xdg-open: No such file or directory");
+    EXPECT_EQ(tool.nextNote(), "jorn: note: cannot open the page: xdg-open: No such file or directory");
     EXPECT_EQ(tool.end(SIGTERM), 0);
 }
 
@@ -160,7 +161,7 @@ TEST_F(OpenedPageTest, Open_NoPlaceForTheFile_IsNotedAndServed) {
     const Environment temporary("TMPDIR", path("nowhere"));
     PipedTool tool(root_, {"serve", "--open", "--listen", "127.0.0.1:0", "log"});
     tool.nextLine();
-    EXPECT_EQ(tool.nextNote(), "jorn: note: the page cannot be opened: " + path("nowhere") +
+    EXPECT_EQ(tool.nextNote(), "jorn: note: cannot open the page: " + path("nowhere") +
                                    "/jorn-serve-XXXXXX: No such file or directory");
     EXPECT_EQ(tool.end(SIGTERM), 0);
     EXPECT_FALSE(exists("opened"));
@@ -199,8 +200,9 @@ TEST_F(ServeCommandTest, Start_BadArguments_SayWhatIsWrong) {
     const std::string log = path("log");
     for (const std::string listen :
          {"8642", ":1", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:x", "::1:80", "[]:1"}) {
-        EXPECT_EQ(outcome({"--listen", listen, log}),
-                  "2 jorn: --listen: '" + listen + "' is no ADDRESS:PORT, as 127.0.0.1:8642 or [::1]:0\n");
+        EXPECT_EQ(
+            outcome({"--listen", listen, log}),
+            "2 jorn: --listen: '" + listen + "' is not ADDRESS:PORT, such as 127.0.0.1:8642 or [::1]:0\n");
     }
     EXPECT_THAT(outcome({"--listen", "no.such.host.invalid:0", log}),
                 StartsWith("4 jorn: no.such.host.invalid:0"));
@@ -210,8 +212,9 @@ TEST_F(ServeCommandTest, Start_BadArguments_SayWhatIsWrong) {
     EXPECT_THAT(outcome({"--files", "1", log}), StartsWith("2 "));
     EXPECT_EQ(jorn({"serve"}).status, 2);
     chmod(path("token").c_str(), 0644);
-    EXPECT_EQ(outcome({"--token-file", path("token"), log}),
-              "2 jorn: " + path("token") + ": others may use this token: chmod 600 keeps it to you\n");
+    EXPECT_EQ(
+        outcome({"--token-file", path("token"), log}),
+        "2 jorn: " + path("token") + ": other users can access this token; run chmod 600 on the file\n");
 }
 
 TEST_F(ServeCommandTest, TokenFile_KeepsTheUrlAndIsNotShownElsewhere) {

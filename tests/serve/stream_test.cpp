@@ -60,6 +60,10 @@ TEST_F(StreamTest, Begin_Cursor_SendsWhatComesAfterIt) {
     // A browser that connects again sends the URL's parameters as before, whatever has become of the item.
     add(line("seven"));
     EXPECT_THAT(follow({{"cursor", three}}, cursorOf("six"))->nextTexts(1), ElementsAre("seven"));
+    tool::WebRequest request;
+    request.path = "/api/stream";
+    request.headers.emplace("last-event-id", "seven");
+    EXPECT_EQ(api_->answer(request).body, "{\"error\":\"Last-Event-ID is not a position\"}\n");
 }
 
 TEST_F(StreamTest, Items_Filter_OnlyThoseThatPassAndTheirTotal) {

@@ -65,7 +65,7 @@ Address addressOf(const std::string &text) {
     const bool isBracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
     host = isBracketed ? host.substr(1, host.size() - 2) : host;
     if (!port || host.empty() || (!isBracketed && host.find_first_of(":[]") != std::string::npos)) {
-        refuse("--listen: '" + text + "' is no ADDRESS:PORT, as 127.0.0.1:8642 or [::1]:0");
+        refuse("--listen: '" + text + "' is not ADDRESS:PORT, such as 127.0.0.1:8642 or [::1]:0");
     }
     return {host, *port, true};
 }
@@ -82,7 +82,7 @@ int openPort(HttpServer *server, const Address &address) {
         }
     }
     const std::string name = bracketed(address.host) + ":" + std::to_string(address.port);
-    throw errno != 0 ? systemFailure(name, errno) : Failure(name + ": cannot be listened at");
+    throw errno != 0 ? systemFailure(name, errno) : Failure(name + ": cannot listen there");
 }
 
 std::vector<ServedLog> logsOf(const ServeOptions &options) {
@@ -254,7 +254,7 @@ std::unique_ptr<EntryPage> openPage(const std::string &url) {
         startOpener(page->path());
         return page;
     } catch (const Failure &failure) {
-        printMessage("note: the page cannot be opened: " + std::string(failure.what()));
+        printMessage("note: cannot open the page: " + std::string(failure.what()));
         return nullptr;
     }
 }
@@ -282,7 +282,7 @@ private:
 
 void announce(const std::string &url, const HttpServer &server) {
     if (server.isReachedFromElsewhere()) {
-        printMessage("note: reached from other machines too, without encryption");
+        printMessage("note: other machines can reach this address; nothing is encrypted");
     }
     std::cout << url << std::endl;
     if (!std::cout) {

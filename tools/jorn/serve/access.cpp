@@ -88,8 +88,8 @@ bool isAddressWith(const std::string &host, int port) {
 
 WebAnswer unauthorized(const std::string &path) {
     if (path.compare(0, 5, "/api/") == 0) {
-        WebAnswer answer =
-            answerOf(RequestError(401, "the token is missing or wrong; jorn serve printed a URL with it"));
+        WebAnswer answer = answerOf(
+            RequestError(401, "the token is missing or wrong; it is in the URL that jorn serve printed"));
         answer.add("WWW-Authenticate", "Bearer");
         return answer;
     }
@@ -127,15 +127,15 @@ std::string tokenFrom(const std::string &path) {
         throw systemFailure(path, errno);
     }
     if (!S_ISREG(status.st_mode)) {
-        refuse(path + ": is no file");
+        refuse(path + ": not a regular file");
     }
     if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-        refuse(path + ": others may use this token: chmod 600 keeps it to you");
+        refuse(path + ": other users can access this token; run chmod 600 on the file");
     }
     const std::string bytes = bytesAt(file.get(), 0, kMostToken + 2);
     const std::string token = bytes.substr(0, bytes.find_first_of("\r\n"));
     if (!isTokenText(token)) {
-        refuse(path + ": its first line is no token: 16 to 256 letters, digits, - and _");
+        refuse(path + ": the first line is not a token (16 to 256 letters, digits, - and _)");
     }
     return token;
 }
@@ -240,15 +240,15 @@ std::optional<WebAnswer> Access::entry(const WebRequest &request) const {
 
 std::optional<WebAnswer> Access::refusalOf(const WebRequest &request) const {
     if (!isForThisHost(request)) {
-        return answerOf(RequestError(421, "this server is not the host that the request names"));
+        return answerOf(RequestError(421, "the request names another host than this server"));
     }
     if (request.method != "GET" && request.method != "HEAD") {
-        WebAnswer answer = answerOf(RequestError(405, "only GET and HEAD are answered here"));
+        WebAnswer answer = answerOf(RequestError(405, "only GET and HEAD are allowed"));
         answer.add("Allow", "GET, HEAD");
         return answer;
     }
     if (isFromElsewhere(request)) {
-        return answerOf(RequestError(403, "requests of other sites are not answered"));
+        return answerOf(RequestError(403, "requests from other sites are refused"));
     }
     if (std::optional<WebAnswer> answer = entry(request)) {
         return answer;

@@ -352,7 +352,7 @@ public:
         });
         set_error_handler(Handler([](const httplib::Request &, httplib::Response &response) {
             if (!response.has_header("Content-Type")) {
-                response.set_content(answerOf(RequestError(response.status, "this is no request")).body,
+                response.set_content(answerOf(RequestError(response.status, "not a valid HTTP request")).body,
                                      "application/json");
                 response.set_header("Cache-Control", "no-store");
             }
@@ -429,14 +429,15 @@ private:
             }
             const bool isBegun = isFirst || !bytes->empty();
             if (bytes->size() >= limits.head) {
-                refuseHead(connection, 431, "Request Header Fields Too Large", "the request is too long");
+                refuseHead(connection, 431, "Request Header Fields Too Large",
+                           "the request's headers are too long");
                 return 0;
             }
             const auto reading = connection->read(bytes, limits.head - bytes->size(),
                                                   now + (isBegun ? limits.request : limits.idle));
             if (reading != Connection::Reading::Some) {
                 if (reading == Connection::Reading::TimedOut && !bytes->empty()) {
-                    refuseHead(connection, 408, "Request Timeout", "the request takes too long");
+                    refuseHead(connection, 408, "Request Timeout", "the request took too long to arrive");
                 }
                 return 0;
             }
@@ -451,7 +452,7 @@ private:
     /// False when no more is to be read from the connection.
     bool answerOne(Connection *connection, const std::string &head, bool isLast) {
         if (head.find("\r\n") > terms_.limits.target + std::string_view("HEAD  HTTP/1.1").size()) {
-            refuseHead(connection, 414, "URI Too Long", "the request's path and parameters are too long");
+            refuseHead(connection, 414, "URI Too Long", "the path and parameters are too long");
             return false;
         }
         RequestStream stream(head, connection);

@@ -97,20 +97,21 @@ uint64_t Parameters::takeNumber(const std::string &name, uint64_t otherwise, uin
     const char *const last = text->data() + text->size();
     const auto [end, error] = std::from_chars(text->data(), last, number);
     if (error != std::errc() || end != last || number < least || number > most) {
-        refuseParameter(name, "no number from " + std::to_string(least) + " to " + std::to_string(most));
+        refuseParameter(name,
+                        "must be a number from " + std::to_string(least) + " to " + std::to_string(most));
     }
     return number;
 }
 
 void Parameters::end() const {
     if (!left_.empty()) {
-        refuseParameter(left_.begin()->first, "there is no such parameter here");
+        refuseParameter(left_.begin()->first, "unknown parameter");
     }
 }
 
 void Deadline::check() const {
     if (std::chrono::steady_clock::now() > end_) {
-        throw RequestError(504, "the answer takes too long; ask for less");
+        throw RequestError(504, "the answer takes too long; narrow the filter");
     }
 }
 
