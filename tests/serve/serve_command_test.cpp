@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <thread>
 
@@ -97,9 +98,19 @@ protected:
               "env >environment\n"
               "grep -E '^Sig(Blk|Ign)' /proc/self/status >signals\n"
               "stat -c %a \"$1\" \"${1%/*}\" >modes\n"
+              "echo $$ $(cut -d ' ' -f 6 /proc/$$/stat) >session\n"
               "cat \"$1\" >page\n"
               "mv page opened\n");
         chmod(path("bin/xdg-open").c_str(), 0700);
+    }
+
+    /// Waits until a condition holds, but not for ever.
+    static bool comesTrue(const std::function<bool()> &condition) {
+        constexpr int kTries = 20000;
+        for (int tries = 0; tries < kTries && !condition(); ++tries) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return condition();
     }
 
     std::vector<std::string> linesIn(const std::string &name) const { return linesOf(read(name)); }
@@ -114,9 +125,7 @@ TEST_F(OpenedPageTest, Open_ByAPrivateFile_LeadsToTheUrlAndShowsTheTokenToNobody
     PipedTool tool(root_, {"serve", "--open", "--listen", "127.0.0.1:0", "log"});
     const std::string url = tool.nextLine();
     const std::string token = url.substr(url.find("token=") + 6);
-    while (!exists("opened")) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    ASSERT_TRUE(comesTrue([&] { return exists("opened"); }));
     const std::vector<std::string> arguments = linesIn("arguments");
     EXPECT_THAT(arguments[0], MatchesRegex(path("run") + "/jorn-serve-[A-Za-z0-9]{6}/page.html"));
     EXPECT_EQ(arguments.size(), 1U);
@@ -125,6 +134,11 @@ TEST_F(OpenedPageTest, Open_ByAPrivateFile_LeadsToTheUrlAndShowsTheTokenToNobody
     EXPECT_EQ(read("modes"), "600\n700\n");
     // SIGPIPE, the 13th signal, as everything expects it, and none held back.
     EXPECT_THAT(read("signals"), MatchesRegex("SigBlk:\t0+\nSigIgn:\t[0-9a-f]+[02468ace][0-9a-f]{3}\n"));
+    // Of a session of its own, which no key pressed at the server ends; and nothing is left of it when it
+    // ends.
+    const std::string opener = read("session").substr(0, read("session").find(' '));
+    EXPECT_EQ(read("session"), opener + " " + opener + "\n");
+    EXPECT_TRUE(comesTrue([&] { return !std::filesystem::exists("/proc/" + opener); }));
     EXPECT_TRUE(std::filesystem::exists(arguments[0]));
     EXPECT_EQ(tool.end(SIGTERM), 0);
     EXPECT_TRUE(std::filesystem::is_empty(path("run")));
@@ -137,9 +151,7 @@ TEST_F(OpenedPageTest, Open_NoRuntimeDirectory_UsesThatOfTemporaryFiles) {
     const Environment temporary("TMPDIR", path("temporary"));
     PipedTool tool(root_, {"serve", "--open", "--listen", "127.0.0.1:0", "log"});
     tool.nextLine();
-    while (!exists("opened")) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    ASSERT_TRUE(comesTrue([&] { return exists("opened"); }));
     EXPECT_THAT(linesIn("arguments")[0], StartsWith(path("temporary") + "/jorn-serve-"));
     EXPECT_EQ(read("modes"), "600\n700\n");
     EXPECT_EQ(tool.end(SIGTERM), 0);

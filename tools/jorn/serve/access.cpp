@@ -133,7 +133,7 @@ std::string tokenFrom(const std::string &path) {
         refuse(path + ": other users can access this token; run chmod 600 on the file");
     }
     const std::string bytes = bytesAt(file.get(), 0, kMostToken + 2);
-    const std::string token = bytes.substr(0, bytes.find_first_of("\r\n"));
+    std::string token = bytes.substr(0, bytes.find_first_of("\r\n"));
     if (!isTokenText(token)) {
         refuse(path + ": the first line is not a token (16 to 256 letters, digits, - and _)");
     }
