@@ -29,7 +29,7 @@ std::optional<uint32_t> takeTime(Parameters *parameters, const char *name, time_
     }
     const std::optional<uint32_t> time = parseTime(**word, now, bound);
     if (!time) {
-        refuseParameter(name, "no time from 1970 to 2106: " + std::string(kTimeForms));
+        refuseParameter(name, "'" + **word + "' is not a time from 1970 to 2106: " + kTimeForms);
     }
     return time;
 }
@@ -44,7 +44,7 @@ std::optional<uint32_t> takeTime(Parameters *parameters, const char *name, time_
 
 std::shared_ptr<const RE2> patternOf(const std::string &text, bool isCaseIgnored) {
     if (text.size() > kMostPatternBytes) {
-        refuseParameter("q", "longer than " + std::to_string(kMostPatternBytes) + " bytes");
+        refuseParameter("q", "must have at most " + std::to_string(kMostPatternBytes) + " bytes");
     }
     RE2::Options options(RE2::Quiet);
     options.set_case_sensitive(!isCaseIgnored);
@@ -60,10 +60,10 @@ void takePattern(Parameters *parameters, ViewFilter *filter) {
     const std::optional<std::string> letterCase = parameters->take("case");
     const std::optional<std::string> invert = parameters->take("invert");
     if (letterCase && *letterCase != "ignore" && *letterCase != "match") {
-        refuseParameter("case", "neither ignore nor match");
+        refuseParameter("case", "must be ignore or match");
     }
     if (invert && *invert != "0" && *invert != "1") {
-        refuseParameter("invert", "neither 0 nor 1");
+        refuseParameter("invert", "must be 0 or 1");
     }
     filter->isCaseIgnored = letterCase == "ignore";
     filter->isInverted = invert == "1";
@@ -93,7 +93,7 @@ void addWords(const std::string &parameter, const std::string &list, const Snaps
         }
         if (!isKnown) {
             refuseParameter(parameter, "'" + word + "' is neither a number from 0 to " +
-                                           std::to_string(limit - 1) + " nor a name that is known here");
+                                           std::to_string(limit - 1) + " nor a known name");
         }
     }
 }
@@ -137,7 +137,7 @@ void takeLogs(Parameters *parameters, const Snapshot &snapshot, ViewFilter *filt
         const auto found = std::find_if(snapshot.logs.begin(), snapshot.logs.end(),
                                         [&](const auto &view) { return view->log->name == name; });
         if (found == snapshot.logs.end()) {
-            refuseParameter("log", "'" + name + "' is no log that is served here");
+            refuseParameter("log", "no log is named '" + name + "'");
         }
         filter->logs[static_cast<size_t>(found - snapshot.logs.begin())].isWanted = true;
     }
@@ -146,7 +146,7 @@ void takeLogs(Parameters *parameters, const Snapshot &snapshot, ViewFilter *filt
 void takeOrder(Parameters *parameters, ViewFilter *filter) {
     const std::string order = parameters->take("order").value_or("newest");
     if (order != "newest" && order != "oldest") {
-        refuseParameter("order", "neither oldest nor newest");
+        refuseParameter("order", "must be newest or oldest");
     }
     filter->isNewestFirst = order == "newest";
 }
@@ -155,7 +155,7 @@ void takeTimes(Parameters *parameters, time_t now, ViewFilter *filter) {
     filter->since = takeTime(parameters, "since", now, Bound::Since, &filter->words.since);
     filter->until = takeTime(parameters, "until", now, Bound::Until, &filter->words.until);
     if (filter->first() > filter->last()) {
-        refuseParameter("since", "later than until");
+        refuseParameter("since", "must not be later than until");
     }
 }
 
