@@ -27,7 +27,7 @@ JORN = os.environ["JORN"]
 PICTURES = pathlib.Path(os.environ["JORN_PICTURES"])
 TOKEN = "0123456789abcdef0123456789abcdef"
 # Long enough for a machine on which other things go on. What holds is noticed at once.
-PATIENCE = 30
+PATIENCE = float(os.environ.get("JORN_PATIENCE", "30"))
 DESK = (1280, 800)
 PHONE = (390, 844)
 

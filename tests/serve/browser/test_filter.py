@@ -148,6 +148,27 @@ class FilterTest(PageTest):
         self.wait_query(q=None)
         self.wait_total(f"{sample.TOTAL} items")
 
+    def test_list_scrolled_while_a_search_is_under_way_shows_what_it_finds(self):
+        # The answer to the search comes when the test lets it.
+        self.driver.execute_script("""
+            const fetched = window.fetch;
+            const held = new Promise((resolve) => { window.release = resolve; });
+            window.fetch = async (path, options) => {
+              if (/items.*q=/.test(path)) {
+                window.asked = true;
+                await Promise.race([held, new Promise((_, no) => options.signal.addEventListener("abort", () =>
+                  no(options.signal.reason)))]);
+              }
+              return fetched(path, options);
+            };""")
+        self.type_into("#q", "item 5")
+        wait_for(lambda: self.driver.execute_script("return window.asked"), "search is under way")
+        self.driver.execute_script("document.getElementById('list').scrollTop = 10000")
+        wait_for(lambda: self.texts() and self.texts()[0] != "item 599", "scrolled")
+        self.driver.execute_script("window.release()")
+        self.wait_total("111 items")
+        self.assertEqual(self.texts()[0], "item 599")
+
     def test_search_case_and_inversion(self):
         self.type_into("#q", "ITEM")
         self.wait_total("0 items")

@@ -19,6 +19,7 @@ import { counted, lasting, sized } from "./text.js";
 
 const LOG_COLOURS = 8;
 const RETRY = 1000;
+const BRINGING = 2000;
 
 class Page {
   constructor() {
@@ -41,6 +42,7 @@ class Page {
     this.relocate = coalesced(100, () => this.load(this.here()));
     this.countsSoon = coalesced(1000, () => this.refreshCounts());
     this.logsSoon = coalesced(1000, () => this.refreshLogs());
+    this.checkAgain = coalesced(BRINGING, () => this.checkStream());
     this.drawSoon = coalesced(0, () => this.drawItems());
     this.controls = new Controls((values, push) => this.actions.filter(values, push));
     this.history = new History((state, before) => this.changed(state, before));
@@ -441,12 +443,26 @@ class Page {
       this.drawSoon();
       this.countsSoon();
     } else if (type === "change") {
-      if (data.items_lost) {
-        this.items.refresh();
+      if (!this.items.isUpToDate(data)) {
+        this.checkItems();
         this.countsSoon();
       }
       this.logsSoon();
     } else if (type === "gone") {
+      this.relocate();
+    }
+  }
+
+  /** After items may have left the log, or have come back to it. */
+  checkItems() {
+    const view = this.list.anchor && this.items.length ? this.list.inView() : [0, 0];
+    this.items.check(Math.min(...view), Math.max(...view));
+    this.checkAgain();
+  }
+
+  /** What the server has counted comes by the stream soon; else it is nothing new, but has come back to the log. */
+  checkStream() {
+    if (this.stream.closing && this.items.isBehind) {
       this.relocate();
     }
   }
