@@ -198,7 +198,7 @@ WebAnswer Api::logs(Asked *asked) {
     return answerWith(dumped({{"version", terms_.version},
                               {"now", now},
                               {"timezone", zoneOf(now)},
-                              {"utc", terms_.isUtc},
+                              {"utc", terms_.reading.isUtc},
                               {"revision", snapshot.revision},
                               {"logs", std::move(logs)}}));
 }
@@ -288,7 +288,7 @@ WebAnswer Api::items(Asked *asked) {
     asked->parameters.end();
     const ItemWindow window = windowOf(asked->question(&matches_), wish);
     const std::vector<std::string> items =
-        jsonOf(snapshot, window.rows, ItemJson(terms_.isUtc, asked->filter.marked()));
+        jsonOf(snapshot, window.rows, ItemJson(terms_.reading.isUtc, asked->filter.marked()));
     const std::string anchor = window.anchorRank ? std::to_string(*window.anchorRank) : "null";
     return answerWith("{\"total\":" + std::to_string(window.total) +
                       ",\"rank\":" + std::to_string(window.rank) + ",\"anchor_rank\":" + anchor +
@@ -305,7 +305,7 @@ WebAnswer Api::item(Asked *asked) {
     }
     const Snapshot &snapshot = *asked->snapshot;
     const RowRef place = findOrRefuse(*cursor, snapshot);
-    ItemJson json(terms_.isUtc);
+    ItemJson json(terms_.reading.isUtc);
     std::string body;
     readRows(snapshot, {place}, [&](const LogView &view, const LogBlock &block, const Line &line) {
         const std::string_view raw = withoutLineFeed(line.bytes);
@@ -356,7 +356,7 @@ WebAnswer Api::stream(Asked *asked) {
         refuseParameter("position", "this is no position");
     }
     terms.filter = asked->filter;
-    terms.isUtc = terms_.isUtc;
+    terms.isUtc = terms_.reading.isUtc;
     terms.pingEvery = terms_.pingEvery;
     WebAnswer answer;
     answer.type = "text/event-stream";
@@ -372,12 +372,12 @@ WebAnswer Api::download(Asked *asked) {
         refuseParameter("format", "neither jsonl nor csv");
     }
     asked->takeFilterOnly();
-    return downloadOf(asked->snapshot, asked->filter, &matches_, {format == "csv", terms_.isUtc});
+    return downloadOf(asked->snapshot, asked->filter, &matches_, {format == "csv", terms_.reading.isUtc});
 }
 
 WebAnswer Api::command(Asked *asked) {
     asked->takeFilterOnly();
-    const std::string command = commandOf(asked->filter, *asked->snapshot, terms_.isUtc);
+    const std::string command = commandOf(asked->filter, *asked->snapshot, terms_.reading);
     return answerWith("{\"command\":" + jsonText(command) + "}\n");
 }
 

@@ -9,12 +9,13 @@
 #include "serve/request.h"
 #include "serve/served_logs.h"
 #include "serve/text_matches.h"
+#include "serve/view_filter.h"
 
 namespace tool {
 
 struct ApiTerms {
     std::string version;
-    bool isUtc = false;  ///< UTC is the local time of the process.
+    ReadingTerms reading;
     std::chrono::milliseconds longestAnswer{10000};
     std::chrono::milliseconds pingEvery{15000};
 };
