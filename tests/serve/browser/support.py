@@ -14,7 +14,7 @@ import time
 import unittest
 
 from selenium import webdriver
-from selenium.common.exceptions import StaleElementReferenceException
+from selenium.common.exceptions import NoSuchElementException, StaleElementReferenceException
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
@@ -35,11 +35,11 @@ NAMES = "[levels]\n0 = error\n1 = warning\n2 = info\n3 = debug\n[slots]\n0 = sto
 
 
 def wait_for(condition, what):
-    """Waits until a condition holds, and returns what it returns. Rows may be renewed while they are looked at."""
+    """Waits until a condition holds, and returns what it returns. What it looks at may come late, or be renewed."""
     end = time.monotonic() + PATIENCE
     seen = None
     while time.monotonic() < end:
-        with contextlib.suppress(StaleElementReferenceException):
+        with contextlib.suppress(StaleElementReferenceException, NoSuchElementException):
             seen = condition()
             if seen:
                 return seen

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Questions to the server.
+import { queryOf } from "./state.js";
 
 /** An answer that is none: `status` (0 where the server was not reached), `parameter` that it complains of. */
 export class ApiError extends Error {
@@ -13,8 +14,8 @@ export class ApiError extends Error {
 
 /** The path of a question. */
 export function pathOf(name, parameters) {
-  const query = new URLSearchParams(parameters);
-  return `/api/${name}${String(query) && "?"}${query}`;
+  const query = queryOf(parameters);
+  return `/api/${name}${query && "?"}${query}`;
 }
 
 /** Asks; throws ApiError, or AbortError when the question was taken back. */
