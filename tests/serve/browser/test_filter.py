@@ -222,6 +222,25 @@ class SpanTest(PageTest):
         self.element("#span option[value='5min']").click()
         wait_for(lambda: "0 items" in self.text_of("#summary"), "an empty histogram")
 
+    def test_preset_without_a_server_is_told_in_place_and_changes_nothing(self):
+        server = self.serve(self.log(sample.ITEMS))
+        self.open(server)
+        server.stop()
+        wait_for(lambda: "Connection lost" in self.text_of("#connection"), "server is gone")
+        self.element("#span option[value='1h']").click()
+        wait_for(lambda: self.element("#since-error").is_displayed(), "complaint is shown")
+        self.assertEqual(self.text_of("#since-error"), "The server cannot be reached.")
+        self.assertEqual(self.element("#span").get_property("value"), "all")
+        self.assertNotIn("since", self.query())
+        server.start()
+        wait_for(lambda: self.text_of("#connection") == "Live", "server is back")
+        self.element("#span option[value='1h']").click()
+        wait_for(lambda: "since" in self.query(), "span is taken")
+        self.assertFalse(self.element("#since-error").is_displayed())
+
+    def is_expected(self, entry):
+        return "net::ERR_" in entry["message"]
+
     def test_preset_is_kept_as_times_and_filters_by_them(self):
         now = int(self.driver.execute_script("return Date.now() / 1000"))
         self.open(self.serve(self.log([(now - 7200, 2, 0, "two hours ago"), (now - 1800, 2, 0, "half an hour ago"),
