@@ -166,6 +166,23 @@ return [...document.querySelectorAll(".rows [role=row]")].map((row) => {
 """
 
 
+# Streams send what a test says, and nothing else: send(type, data). For inject().
+FAKE_STREAM = """
+const fetched = window.fetch;
+window.fetch = (path, options) => {
+  if (!String(path).startsWith("/api/stream")) {
+    return fetched(path, options);
+  }
+  const body = new ReadableStream({ start(stream) {
+    window.send = (type, data) => stream.enqueue(new TextEncoder().encode(
+      `event: ${type}\\nid: log~-\\ndata: ${JSON.stringify(data)}\\n\\n`));
+    options.signal.addEventListener("abort", () => stream.error(options.signal.reason));
+  } });
+  return Promise.resolve(new Response(body));
+};
+"""
+
+
 class PageTest(unittest.TestCase):
     """A test with a directory of its own and the browser."""
 
@@ -215,6 +232,11 @@ class PageTest(unittest.TestCase):
             "return document.getElementById('summary').textContent && document.querySelector('.choices label, #empty')"
             " && !document.querySelector('.awaited') && document.getElementById('total').textContent"
             " && document.querySelector('.badge') && true"), "page is loaded")
+
+    def inject(self, script):
+        """Runs a script in each page before its own ones, until the test ends."""
+        added = self.driver.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": "{" + script + "}"})
+        self.addCleanup(self.driver.execute_cdp_cmd, "Page.removeScriptToEvaluateOnNewDocument", added)
 
     def element(self, selector):
         return self.driver.find_element(By.CSS_SELECTOR, selector)

@@ -3,26 +3,9 @@
 import subprocess
 
 import sample
-from support import JORN, PageTest, wait_for
+from support import FAKE_STREAM, JORN, PageTest, wait_for
 
 CLEARED = "Log all cleared!"
-
-
-# Streams send what a test says, and nothing else: send(type, data).
-FAKE_STREAM = """
-const fetched = window.fetch;
-window.fetch = (path, options) => {
-  if (!String(path).startsWith("/api/stream")) {
-    return fetched(path, options);
-  }
-  const body = new ReadableStream({ start(stream) {
-    window.send = (type, data) => stream.enqueue(new TextEncoder().encode(
-      `event: ${type}\\nid: log~-\\ndata: ${JSON.stringify(data)}\\n\\n`));
-    options.signal.addEventListener("abort", () => stream.error(options.signal.reason));
-  } });
-  return Promise.resolve(new Response(body));
-};
-"""
 
 
 class ClearedLog(PageTest):
@@ -116,8 +99,7 @@ class FalseTotalsTest(ClearedLog):
 
     def setUp(self):
         super().setUp()
-        script = self.driver.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": FAKE_STREAM})
-        self.addCleanup(self.driver.execute_cdp_cmd, "Page.removeScriptToEvaluateOnNewDocument", script)
+        self.inject(FAKE_STREAM)
 
     def change(self, total, server_total):
         """Sends a change when the server sees so many items."""
