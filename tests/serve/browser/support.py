@@ -177,6 +177,7 @@ window.fetch = (path, options) => {
     window.send = (type, data) => stream.enqueue(new TextEncoder().encode(
       `event: ${type}\\nid: log~-\\ndata: ${JSON.stringify(data)}\\n\\n`));
     options.signal.addEventListener("abort", () => stream.error(options.signal.reason));
+    window.send("change", { total: -1, items_lost: 0, revision: 1 });
   } });
   return Promise.resolve(new Response(body));
 };

@@ -5,7 +5,6 @@ import { make, say } from "./dom.js";
 import { counted, grouped, lasting, levelName } from "./text.js";
 
 const LEVELS = ["error", "warning", "info", "debug", "other"];
-const BAR = 5; // Pixels of a bar, at least.
 const AXIS = 16;
 const HEADROOM = 14;
 // A single error among thousands of other items has to be seen, too.
@@ -28,11 +27,6 @@ export class Histogram {
     frame.addEventListener("pointercancel", () => this.mark(null));
     frame.addEventListener("pointerleave", () => this.point(null));
     frame.addEventListener("keydown", (event) => this.keyed(event));
-  }
-
-  /** How many buckets have room. */
-  get room() {
-    return Math.min(1000, Math.max(30, Math.floor(this.frame.clientWidth / BAR)));
   }
 
   /** Shows an answer of /api/histogram. */

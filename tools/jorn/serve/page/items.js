@@ -15,6 +15,22 @@ const TAIL = 20;
 /** The time that a cursor names, LOG~TIME~FILE~OFFSET~HASH. */
 const timeOfCursor = (cursor) => Number(cursor.split("~").at(-4));
 
+function wherePlaceIs(filter, place) {
+  if (place.cursor) {
+    return { cursor: place.cursor };
+  }
+  if (place.time !== undefined) {
+    return { time: place.time };
+  }
+  const first = (filter.order === "oldest") === Boolean(place.oldest);
+  // No rank beyond the last item is known yet; the time is beyond all that items can have.
+  return first ? { rank: 0 } : { time: filter.order === "oldest" ? 2 ** 32 - 1 : 0 };
+}
+
+/** What is asked of /api/items to open the list of a filter at a place. */
+export const openingOf = (filter, place) => ({ ...filter, ...wherePlaceIs(filter, place), before: AROUND,
+  after: AROUND });
+
 export class Items {
   /** Calls `changed()` when items have arrived, `lost()` when the view is no longer in the log, `failed(error)`. */
   constructor({ changed, lost, failed }) {
@@ -76,9 +92,8 @@ export class Items {
    * meanwhile.
    */
   async open(filter, place = {}) {
-    const where = this.placeOf(filter, place);
     this.question.cancel();
-    const answer = await this.opening.ask({ ...filter, ...where, before: AROUND, after: AROUND });
+    const answer = await this.opening.ask(openingOf(filter, place));
     if (!answer) {
       return null;
     }
@@ -88,18 +103,6 @@ export class Items {
     this.shown = this.known = this.counted = answer.total;
     answer.items.forEach((item, i) => this.kept.set(this.numberAt(answer.rank + i), item));
     return { number: this.placed(answer, place), position: answer.position };
-  }
-
-  placeOf(filter, place) {
-    if (place.cursor) {
-      return { cursor: place.cursor };
-    }
-    if (place.time !== undefined) {
-      return { time: place.time };
-    }
-    const first = (filter.order === "oldest") === Boolean(place.oldest);
-    // No rank beyond the last item is known yet; the time is beyond all that items can have.
-    return first ? { rank: 0 } : { time: filter.order === "oldest" ? 2 ** 32 - 1 : 0 };
   }
 
   placed(answer, place) {
@@ -213,9 +216,12 @@ export class Items {
     return items.some(({ cursor }, i) => (this.kept.get(numberOf(rank + i)) ?? { cursor }).cursor !== cursor);
   }
 
-  /** Whether nothing but new items can have come about, by what a `change` of the stream says. */
-  isUpToDate({ total, items_lost: lost, revision }) {
-    return !lost && revision === this.revision && total === this.known - this.from;
+  /**
+   * Whether nothing but new items can have come about, by what a `change` of the stream says. Right after the items
+   * were asked for, the same total says that: what else changes then is what the check has found.
+   */
+  isUpToDate({ total, items_lost: lost, revision }, isFirst) {
+    return !lost && (isFirst || revision === this.revision) && total === this.known - this.from;
   }
 
   /**

@@ -12,8 +12,9 @@ import { Histogram } from "./histogram.js";
 import { Items } from "./items.js";
 import { listenToKeys } from "./keyboard.js";
 import { List } from "./list.js";
+import { countingOf } from "./first.js";
 import { fillRow } from "./row.js";
-import { filterOf, History, isFiltered, sameFilter } from "./state.js";
+import { filterOf, History, isFiltered, isFollowing, placeOf, sameFilter } from "./state.js";
 import { Stream } from "./stream.js";
 import { counted, lasting, sized } from "./text.js";
 
@@ -101,13 +102,11 @@ class Page {
   }
 
   get following() {
-    return this.state.follow !== "0";
+    return isFollowing(this.state);
   }
 
-  /** Where the state says that the list is. */
   place() {
-    const { at, order } = this.state;
-    return at ? { cursor: at } : { oldest: order === "oldest" && !this.following };
+    return placeOf(this.state);
   }
 
   /** Where the list is now. */
@@ -144,6 +143,7 @@ class Page {
   opened(place, { number, position }, offset) {
     this.notice("");
     this.position = position;
+    this.isFresh = true;
     this.stream.close();
     if (number !== undefined) {
       this.list.open(number, offset, this.state.wrap === "1");
@@ -204,7 +204,7 @@ class Page {
         throw failure;
       }
     };
-    this.counts.histogram.ask({ ...this.histogramSpan(), ...filter, buckets: this.histogram.room })
+    this.counts.histogram.ask({ ...this.histogramSpan(), ...countingOf(filter) })
       .then((answer) => answer && this.showHistogram(answer)).catch(ignore);
     this.counts.facets.ask(filter).then((answer) => answer && this.facets.show(answer, this.state)).catch(ignore);
   }
@@ -443,10 +443,11 @@ class Page {
       this.drawSoon();
       this.countsSoon();
     } else if (type === "change") {
-      if (!this.items.isUpToDate(data)) {
+      if (!this.items.isUpToDate(data, this.isFresh)) {
         this.checkItems();
         this.countsSoon();
       }
+      this.isFresh = false;
       this.logsSoon();
     } else if (type === "gone") {
       this.relocate();

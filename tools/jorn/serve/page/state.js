@@ -55,6 +55,13 @@ const isGiven = (value) => Boolean(value?.length);
 
 export const sameFilter = (one, other) => queryOf(filterOf(one)) === queryOf(filterOf(other));
 
+/** Whether the list follows what comes. */
+export const isFollowing = (state) => state.follow !== "0";
+
+/** Where a state says that the list is. */
+export const placeOf = (state) => (state.at ? { cursor: state.at }
+  : { oldest: state.order === "oldest" && !isFollowing(state) });
+
 /** Whether anything is filtered out. */
 export const isFiltered = (state) =>
   FILTER.some((name) => !["order", "case", "invert"].includes(name) && isGiven(state[name]));
