@@ -185,11 +185,11 @@ TEST_F(ApiTest, Refusals_BadParameters_NameTheParameter) {
     EXPECT_THAT(refusal("facets", {{"slot", "gate"}}), HasSubstr("\"parameter\":\"slot\""));
     EXPECT_THAT(refusal("facets", {{"slot", ""}}), HasSubstr("\"parameter\":\"slot\""));
     EXPECT_EQ(refusal("facets", {{"log", "no"}}),
-              "400 {\"error\":\"'no' is no log that is served here\",\"parameter\":\"log\"}\n");
+              "400 {\"error\":\"'no' is not a log that is served here\",\"parameter\":\"log\"}\n");
     EXPECT_THAT(refusal("histogram", {{"since", "soon"}}),
-                HasSubstr("400 {\"error\":\"no time from 1970 to 2106: "));
+                HasSubstr("400 {\"error\":\"not a time from 1970 to 2106: "));
     EXPECT_EQ(refusal("histogram", {{"since", "@9"}, {"until", "@8"}}),
-              "400 {\"error\":\"later than until\",\"parameter\":\"since\"}\n");
+              "400 {\"error\":\"since is later than until\",\"parameter\":\"since\"}\n");
     EXPECT_THAT(refusal("items", {{"order", "up"}}), HasSubstr("\"parameter\":\"order\""));
     EXPECT_THAT(refusal("items", {{"case", "up"}}), HasSubstr("\"parameter\":\"case\""));
     EXPECT_THAT(refusal("items", {{"invert", "2"}}), HasSubstr("\"parameter\":\"invert\""));
@@ -291,8 +291,8 @@ TEST_F(ServeTest, Filter_LogNamesWithCommas_AreTakenWhole) {
     EXPECT_THAT(texts({{"log", "a,b"}}), ElementsAre("of a,b"));
     EXPECT_THAT(texts({{"log", "b,a"}}), ElementsAre("of b", "of a"));
     EXPECT_THAT(texts({{"log", "a"}, {"log", "c,d"}}), ElementsAre("of c,d", "of a"));
-    EXPECT_THAT(refusal("items", {{"log", "a,c,d"}}), HasSubstr("'c' is no log that is served here"));
-    EXPECT_THAT(refusal("items", {{"log", ""}}), HasSubstr("'' is no log that is served here"));
+    EXPECT_THAT(refusal("items", {{"log", "a,c,d"}}), HasSubstr("'c' is not a log that is served here"));
+    EXPECT_THAT(refusal("items", {{"log", ""}}), HasSubstr("'' is not a log that is served here"));
 }
 
 TEST_F(ServeTest, Search_SeveralExpressions_FindsAnyOfThem) {

@@ -66,7 +66,7 @@ class ChangesTest(ClearedLog):
         self.open_log("q=item&order=oldest")
         self.clear()
         wait_for(lambda: self.text_of("#total") == "0 items", "nothing passes")
-        self.assertEqual(self.text_of("#empty"), "No item passes the filter.")
+        self.assertEqual(self.text_of("#empty"), "No items match the filter.")
         self.undo()
         wait_for(lambda: self.text_of("#total") == f"{sample.COUNT} items", "items are back")
         wait_for(lambda: self.texts()[-1:] == ["item 599"], "newest item is last")

@@ -172,7 +172,7 @@ class FilterTest(PageTest):
     def test_search_case_and_inversion(self):
         self.type_into("#q", "ITEM")
         self.wait_total("0 items")
-        self.assertEqual(self.text_of("#empty"), "No item passes the filter.")
+        self.assertEqual(self.text_of("#empty"), "No items match the filter.")
         self.click("#case")
         self.wait_total(f"{sample.COUNT} items")
         self.click("#invert")

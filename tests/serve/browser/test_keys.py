@@ -76,7 +76,7 @@ class KeysTest(PageTest):
     def test_help_lists_keys_and_keeps_them_to_itself(self):
         self.press("?")
         wait_for(lambda: self.element("#dialog").get_property("open"), "help is open")
-        self.assertEqual(self.text_of("#dialog-title"), "Keys")
+        self.assertEqual(self.text_of("#dialog-title"), "Keyboard shortcuts")
         keys = {key.text for key in self.driver.find_elements("css selector", "#dialog kbd")}
         self.assertLessEqual({"/", "j", "k", "g", "G", "f", "?", "c", "x", "Enter", "Esc"}, keys)
         self.press("f", "w")

@@ -256,6 +256,7 @@ class LooksTest(PageTest):
             "const row = [...document.querySelectorAll('.rows .row')].find((one) => one.querySelector('.log')"
             ".textContent === arguments[0]); return row && getComputedStyle(row.querySelector('.log')).color", name)
             for name in ("unit-1", "unit-2")}
+        wait_for(lambda: "checking" not in self.text_of("#logs"), "logs are checked")
         self.picture("desk-all")
         self.assertNotIn(None, colours.values())
         self.assertNotEqual(colours["unit-1"], colours["unit-2"])

@@ -32,7 +32,7 @@ std::optional<uint32_t> takeTime(Parameters *parameters, const char *name, time_
     }
     const std::optional<uint32_t> time = parseTime(**word, now, bound);
     if (!time) {
-        refuseParameter(name, "no time from 1970 to 2106: " + std::string(kTimeForms));
+        refuseParameter(name, "not a time from 1970 to 2106: " + std::string(kTimeForms));
     }
     return time;
 }
@@ -70,10 +70,10 @@ void takePattern(Parameters *parameters, ViewFilter *filter) {
     const std::optional<std::string> letterCase = parameters->take("case");
     const std::optional<std::string> invert = parameters->take("invert");
     if (letterCase && *letterCase != "ignore" && *letterCase != "match") {
-        refuseParameter("case", "neither ignore nor match");
+        refuseParameter("case", "must be ignore or match");
     }
     if (invert && *invert != "0" && *invert != "1") {
-        refuseParameter("invert", "neither 0 nor 1");
+        refuseParameter("invert", "must be 0 or 1");
     }
     filter->isCaseIgnored = letterCase == "ignore";
     filter->isInverted = invert == "1";
@@ -198,7 +198,7 @@ void takeLogs(Parameters *parameters, const Snapshot &snapshot, ViewFilter *filt
         }
         for (const std::string &name : partsOf({value})) {
             if (!wantLog(name, snapshot, filter)) {
-                refuseParameter("log", "'" + name + "' is no log that is served here");
+                refuseParameter("log", "'" + name + "' is not a log that is served here");
             }
         }
     }
@@ -207,7 +207,7 @@ void takeLogs(Parameters *parameters, const Snapshot &snapshot, ViewFilter *filt
 void takeOrder(Parameters *parameters, ViewFilter *filter) {
     const std::string order = parameters->take("order").value_or("newest");
     if (order != "newest" && order != "oldest") {
-        refuseParameter("order", "neither oldest nor newest");
+        refuseParameter("order", "must be oldest or newest");
     }
     filter->isNewestFirst = order == "newest";
 }
@@ -216,7 +216,7 @@ void takeTimes(Parameters *parameters, time_t now, ViewFilter *filter) {
     filter->since = takeTime(parameters, "since", now, Bound::Since, &filter->words.since);
     filter->until = takeTime(parameters, "until", now, Bound::Until, &filter->words.until);
     if (filter->first() > filter->last()) {
-        refuseParameter("since", "later than until");
+        refuseParameter("since", "since is later than until");
     }
 }
 

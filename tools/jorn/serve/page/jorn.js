@@ -162,7 +162,7 @@ class Page {
     if (failure.status === 410) {
       this.history.keep({ at: undefined });
       this.load(failure.near ? { cursor: failure.near } : {})
-        .then(() => this.brief("That item is no longer in the log: the one nearest in time is shown."));
+        .then(() => this.brief("That item is no longer in the log. Showing the one closest in time."));
     } else if (failure.status === 400 && failure.parameter) {
       this.items.clear();
       this.items.filter = filterOf(this.state);
@@ -181,7 +181,7 @@ class Page {
       throw failure;
     }
     this.notice(failure.status === 401
-      ? "The server no longer takes this page's token: open the URL that it has printed." : failure.message);
+      ? "The server no longer accepts this page's token. Open the URL that it printed." : failure.message);
   }
 
   notice(text) {
@@ -232,7 +232,7 @@ class Page {
     byId("summary").replaceChildren(...(total || this.state.since || this.state.until
       ? [make("span", { class: "span" }, `${stampOf(since)} to ${stampOf(until)}`),
         make("span", { class: "more" },
-          `${lasting(until - since + 1)}, ${counted(total, "item")}, a bar is ${lasting(step)}`)]
+          `${lasting(until - since + 1)}, ${counted(total, "item")}, ${lasting(step)} per bar`)]
       : ["No items."]));
   }
 
@@ -241,7 +241,7 @@ class Page {
       const answer = await ask("logs");
       const { logs, version } = answer;
       this.takeLogs(answer);
-      byId("help").title = `Keys and help (?), jorn ${version}`;
+      byId("help").title = `Keyboard shortcuts and help (?), jorn ${version}`;
       document.title = `${logs.map(({ log }) => log).join(", ")} - jorn`;
       byId("grid").classList.toggle("several", logs.length > 1);
       this.showBadges();
@@ -283,7 +283,7 @@ class Page {
   }
 
   showBadge(badge, { log, path, items, bytes, state, findings }) {
-    const text = state === "ok" ? "sound" : findings ? counted(findings, "finding") : state;
+    const text = state === "ok" ? "OK" : findings ? counted(findings, "finding") : state;
     badge.title = `${path}: ${counted(items, "item")}, ${sized(bytes)}`;
     if (badge.textContent !== `${log} ${text}`) {
       badge.className = `badge ${state}`;
@@ -334,7 +334,7 @@ class Page {
     }
     byId("empty").hidden = length > 0;
     if (!length) {
-      this.empty(isFiltered(this.state) ? "No item passes the filter." : "No items yet.");
+      this.empty(isFiltered(this.state) ? "No items match the filter." : "No items yet.");
     }
   }
 
@@ -470,7 +470,7 @@ class Page {
 
   /** Shows how the connection is; `detail` is the status where it was refused. */
   connected(name, detail) {
-    const texts = { live: "Live", paused: "Paused", broken: "Connection lost, trying again", refused: "Refused" };
+    const texts = { live: "Live", paused: "Paused", broken: "Connection lost, retrying", refused: "Connection refused" };
     const button = byId("connection");
     const before = button.dataset.state;
     button.dataset.state = name;
