@@ -53,8 +53,8 @@ TEST_F(CursorTest, Item_OtherLineAtThePlace_IsGone) {
     logs_->refreshAll();
     const std::string oldest = cursorOf("one");
     EXPECT_EQ(refusal("item", {{"cursor", two}}),
-              "410 {\"error\":\"this item is not in view any more\",\"oldest\":\"" + oldest +
-                  "\",\"near\":\"" + oldest + "\"}\n");
+              "410 {\"error\":\"this item is no longer in view\",\"oldest\":\"" + oldest + "\",\"near\":\"" +
+                  oldest + "\"}\n");
     EXPECT_EQ(refusal("items", {{"cursor", two}}), refusal("item", {{"cursor", two}}));
 }
 
@@ -65,7 +65,7 @@ TEST_F(CursorTest, Item_LogEmptyOrUnknown_IsGoneWithoutNeighbours) {
     start(0, "");
     logs_->refreshAll();
     const std::string gone =
-        "410 {\"error\":\"this item is not in view any more\",\"oldest\":null,\"near\":null}\n";
+        "410 {\"error\":\"this item is no longer in view\",\"oldest\":null,\"near\":null}\n";
     EXPECT_EQ(refusal("item", {{"cursor", one}}), gone);
     EXPECT_EQ(refusal("item", {{"cursor", "other" + one.substr(3)}}), gone);
 }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <string>
 
+#include "serve/item_stream.h"
 #include "serve/request.h"
 #include "serve/served_logs.h"
 #include "serve/text_matches.h"
@@ -17,7 +18,7 @@ struct ApiTerms {
     std::string version;
     ReadingTerms reading;
     std::chrono::milliseconds longestAnswer{10000};
-    std::chrono::milliseconds pingEvery{15000};
+    StreamPace pace{};
 };
 
 /// Safe to use from any thread.
@@ -29,8 +30,7 @@ public:
     /// The logs must outlive it, and all answers that it gives.
     Api(ServedLogs *logs, ApiTerms terms) : logs_(*logs), terms_(std::move(terms)) {}
 
-    /// Whether a path is that of the stream, which lasts as long as its client.
-    static bool isStream(const std::string &path) { return path == "/api/stream"; }
+    static RequestKind kindOf(const std::string &path);
 
     /// Never throws RequestError: that is an answer too.
     WebAnswer answer(const WebRequest &request);

@@ -140,8 +140,7 @@ size_t indexOfLog(const Snapshot &snapshot, const std::string &name) {
         oldest = jsonText(cursorTextAt(view, {}));
         near = jsonText(cursorTextAt(view, nearest(view, cursor.time)));
     }
-    throw RequestError(410, "this item is not in view any more",
-                       ",\"oldest\":" + oldest + ",\"near\":" + near);
+    throw RequestError(410, "this item is no longer in view", ",\"oldest\":" + oldest + ",\"near\":" + near);
 }
 
 }  // namespace
@@ -203,7 +202,7 @@ std::optional<RowRef> find(const ItemCursor &cursor, const Snapshot &snapshot) {
 RowRef findOrRefuse(const std::string &text, const Snapshot &snapshot) {
     const std::optional<ItemCursor> cursor = cursorOf(text);
     if (!cursor) {
-        refuseParameter("cursor", "this is no cursor");
+        refuseParameter("cursor", "not a cursor");
     }
     const std::optional<RowRef> found = find(*cursor, snapshot);
     if (!found) {

@@ -27,6 +27,23 @@ struct WebRequest {
     std::optional<std::string> header(const std::string &name) const;
 };
 
+/// How long an answer lasts: each kind has a bound of its own for how many there are at the same time.
+enum class RequestKind {
+    Short,
+    Download,  ///< As long as its client takes.
+    Stream,    ///< As long as its client is there.
+};
+
+/// A parameter in a query.
+struct QueryPart {
+    std::string text;  ///< As it was sent.
+    std::string name;  ///< Decoded, "+" and %NN, as the value is.
+    std::string value;
+};
+
+/// The parameters of a query in their order, empty parts left out. A "%" that begins no %NN stays as it is.
+std::vector<QueryPart> partsOfQuery(const std::string &query);
+
 /// Sends bytes. False when nobody takes them any more.
 using WebWrite = std::function<bool(std::string_view bytes)>;
 

@@ -32,7 +32,7 @@ std::optional<uint32_t> takeTime(Parameters *parameters, const char *name, time_
     }
     const std::optional<uint32_t> time = parseTime(**word, now, bound);
     if (!time) {
-        refuseParameter(name, "not a time from 1970 to 2106: " + std::string(kTimeForms));
+        refuseParameter(name, "'" + **word + "' is not a time from 1970 to 2106: " + kTimeForms);
     }
     return time;
 }
@@ -48,7 +48,7 @@ std::optional<uint32_t> takeTime(Parameters *parameters, const char *name, time_
 std::shared_ptr<const RE2> patternOf(const std::vector<std::string> &texts, bool isCaseIgnored) {
     const std::string all = anyOf(texts);
     if (all.size() > kMostPatternBytes) {
-        refuseParameter("q", "longer than " + std::to_string(kMostPatternBytes) + " bytes");
+        refuseParameter("q", "must have at most " + std::to_string(kMostPatternBytes) + " bytes");
     }
     RE2::Options options(RE2::Quiet);
     options.set_case_sensitive(!isCaseIgnored);
@@ -91,7 +91,7 @@ std::optional<int32_t> numberOf(const std::string &word, const NameTable &names,
 
 [[noreturn]] void refuseWord(const std::string &parameter, const std::string &word, int32_t limit) {
     refuseParameter(parameter, "'" + word + "' is neither a number from 0 to " + std::to_string(limit - 1) +
-                                   " nor a name that is known here");
+                                   " nor a known name");
 }
 
 /// Calls add(log, number) for each log in which a word means something. Refuses one that no log knows.
@@ -198,7 +198,7 @@ void takeLogs(Parameters *parameters, const Snapshot &snapshot, ViewFilter *filt
         }
         for (const std::string &name : partsOf({value})) {
             if (!wantLog(name, snapshot, filter)) {
-                refuseParameter("log", "'" + name + "' is not a log that is served here");
+                refuseParameter("log", "no log is named '" + name + "'");
             }
         }
     }
@@ -207,7 +207,7 @@ void takeLogs(Parameters *parameters, const Snapshot &snapshot, ViewFilter *filt
 void takeOrder(Parameters *parameters, ViewFilter *filter) {
     const std::string order = parameters->take("order").value_or("newest");
     if (order != "newest" && order != "oldest") {
-        refuseParameter("order", "must be oldest or newest");
+        refuseParameter("order", "must be newest or oldest");
     }
     filter->isNewestFirst = order == "newest";
 }
@@ -216,7 +216,7 @@ void takeTimes(Parameters *parameters, time_t now, ViewFilter *filter) {
     filter->since = takeTime(parameters, "since", now, Bound::Since, &filter->words.since);
     filter->until = takeTime(parameters, "until", now, Bound::Until, &filter->words.until);
     if (filter->first() > filter->last()) {
-        refuseParameter("since", "since is later than until");
+        refuseParameter("since", "must not be later than until");
     }
 }
 
