@@ -6,6 +6,7 @@
 #include <chrono>
 #include <string>
 
+#include "query/expression_pool.h"
 #include "serve/request.h"
 #include "serve/served_logs.h"
 #include "serve/text_matches.h"
@@ -53,6 +54,7 @@ private:
 
     ServedLogs &logs_;
     const ApiTerms terms_;
+    ExpressionPool expressions_;
     TextMatches matches_;
 };
 

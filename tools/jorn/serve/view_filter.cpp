@@ -42,21 +42,21 @@ std::optional<uint32_t> takeTime(Parameters *parameters, const char *name, time_
         ",\"parameter\":\"q\"" + (fragment.empty() ? "" : ",\"fragment\":" + jsonText(fragment)));
 }
 
-std::shared_ptr<const RE2> patternOf(const std::string &text, bool isCaseIgnored) {
+std::shared_ptr<const RE2> patternOf(const std::string &text, bool isCaseIgnored, ExpressionPool *pool) {
     if (text.size() > kMostPatternBytes) {
         refuseParameter("q", "longer than " + std::to_string(kMostPatternBytes) + " bytes");
     }
-    RE2::Options options(RE2::Quiet);
-    options.set_case_sensitive(!isCaseIgnored);
-    options.set_max_mem(kMostPatternMemory);
-    auto pattern = std::make_shared<const RE2>(text, options);
+    std::shared_ptr<const RE2> pattern = pool->get(text, isCaseIgnored);
+    if (pattern == nullptr) {
+        throw RequestError(503, "too many expressions are searched for at the same time; try again");
+    }
     if (!pattern->ok()) {
         refusePattern(*pattern);
     }
     return pattern;
 }
 
-void takePattern(Parameters *parameters, ViewFilter *filter) {
+void takePattern(Parameters *parameters, ExpressionPool *pool, ViewFilter *filter) {
     const std::optional<std::string> letterCase = parameters->take("case");
     const std::optional<std::string> invert = parameters->take("invert");
     if (letterCase && *letterCase != "ignore" && *letterCase != "match") {
@@ -69,7 +69,7 @@ void takePattern(Parameters *parameters, ViewFilter *filter) {
     filter->isInverted = invert == "1";
     filter->words.pattern = parameters->take("q");
     if (filter->words.pattern) {
-        filter->pattern = patternOf(*filter->words.pattern, filter->isCaseIgnored);
+        filter->pattern = patternOf(*filter->words.pattern, filter->isCaseIgnored, pool);
     }
 }
 
@@ -202,14 +202,14 @@ bool ViewFilter::passes(size_t log, const Line &line) const {
                               *pattern) != isInverted);
 }
 
-ViewFilter takeFilter(Parameters *parameters, const Snapshot &snapshot, time_t now) {
+ViewFilter takeFilter(Parameters *parameters, const Snapshot &snapshot, time_t now, ExpressionPool *pool) {
     ViewFilter filter;
     filter.logs.resize(snapshot.logs.size());
     takeTimes(parameters, now, &filter);
     takeLevels(parameters, snapshot, &filter);
     takeSlots(parameters, snapshot, &filter);
     takeLogs(parameters, snapshot, &filter);
-    takePattern(parameters, &filter);
+    takePattern(parameters, pool, &filter);
     takeOrder(parameters, &filter);
     for (LogFilter &log : filter.logs) {
         log.kinds = tablesOf(log);
