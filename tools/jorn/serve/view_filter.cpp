@@ -36,7 +36,7 @@ std::optional<uint32_t> takeTime(Parameters *parameters, const char *name, time_
 
 /// "error" where the pattern is none, with the part of it that is at fault, if that is known.
 [[noreturn]] void refusePattern(const RE2 &pattern) {
-    const std::string fragment = pattern.error_arg();
+    const std::string &fragment = pattern.error_arg();
     throw RequestError(
         400, pattern.error(),
         ",\"parameter\":\"q\"" + (fragment.empty() ? "" : ",\"fragment\":" + jsonText(fragment)));
