@@ -126,11 +126,14 @@ struct Api::Asked {
     std::shared_ptr<const Snapshot> snapshot;
     Parameters parameters;
     Deadline deadline;
+    ExpressionPool *expressions;
     ViewFilter filter{};
 
-    /// Takes the filter off the parameters, and lets no other be left.
+    /// Takes the filter off the parameters.
+    void takeFilter() { filter = tool::takeFilter(&parameters, *snapshot, time(nullptr), expressions); }
+    /// The same, and lets no other be left.
     void takeFilterOnly() {
-        filter = takeFilter(&parameters, *snapshot, time(nullptr));
+        takeFilter();
         parameters.end();
     }
     ViewQuestion question(TextMatches *matches) const { return {*snapshot, filter, matches, deadline}; }
@@ -181,7 +184,7 @@ WebAnswer Api::answerInView(Endpoint endpoint, const WebRequest &request) {
     constexpr useconds_t kPauseMicroseconds = 2000;
     const Deadline deadline(terms_.longestAnswer);
     for (int tries = 0; tries < kTries; ++tries) {
-        Asked asked{request, logs_.now(), Parameters(request), deadline};
+        Asked asked{request, logs_.now(), Parameters(request), deadline, &expressions_};
         try {
             return (this->*endpoint)(&asked);
         } catch (const StaleView &) {
@@ -288,7 +291,7 @@ std::string joined(const std::vector<std::string> &items, bool isReversed) {
 
 WebAnswer Api::items(Asked *asked) {
     const Snapshot &snapshot = *asked->snapshot;
-    asked->filter = takeFilter(&asked->parameters, snapshot, time(nullptr));
+    asked->takeFilter();
     const WindowWish wish = takeWish(&asked->parameters, snapshot);
     asked->parameters.end();
     const ItemWindow window = windowOf(asked->question(&matches_), wish);

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <string>
 
+#include "query/expression_pool.h"
 #include "serve/item_stream.h"
 #include "serve/request.h"
 #include "serve/served_logs.h"
@@ -54,6 +55,7 @@ private:
 
     ServedLogs &logs_;
     const ApiTerms terms_;
+    ExpressionPool expressions_;
     TextMatches matches_;
 };
 

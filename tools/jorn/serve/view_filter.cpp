@@ -39,34 +39,36 @@ std::optional<uint32_t> takeTime(Parameters *parameters, const char *name, time_
 
 /// "error" where the pattern is none, with the part of it that is at fault, if that is known.
 [[noreturn]] void refusePattern(const RE2 &pattern) {
-    const std::string fragment = pattern.error_arg();
+    const std::string &fragment = pattern.error_arg();
     throw RequestError(
         400, pattern.error(),
         ",\"parameter\":\"q\"" + (fragment.empty() ? "" : ",\"fragment\":" + jsonText(fragment)));
 }
 
-std::shared_ptr<const RE2> patternOf(const std::vector<std::string> &texts, bool isCaseIgnored) {
-    const std::string all = anyOf(texts);
-    if (all.size() > kMostPatternBytes) {
-        refuseParameter("q", "must have at most " + std::to_string(kMostPatternBytes) + " bytes");
+std::shared_ptr<const RE2> compiled(const std::string &text, bool isCaseIgnored, ExpressionPool *pool) {
+    std::shared_ptr<const RE2> pattern = pool->get(text, isCaseIgnored);
+    if (pattern == nullptr) {
+        throw RequestError(503, "too many expressions are searched for at the same time; try again");
     }
-    RE2::Options options(RE2::Quiet);
-    options.set_case_sensitive(!isCaseIgnored);
-    options.set_max_mem(kMostPatternMemory);
-    for (const std::string &text : texts) {
-        const RE2 pattern(text, options);
-        if (!pattern.ok()) {
-            refusePattern(pattern);
-        }
-    }
-    auto pattern = std::make_shared<const RE2>(all, options);
     if (!pattern->ok()) {
         refusePattern(*pattern);
     }
     return pattern;
 }
 
-void takePattern(Parameters *parameters, ViewFilter *filter) {
+std::shared_ptr<const RE2> patternOf(const std::vector<std::string> &texts, bool isCaseIgnored,
+                                     ExpressionPool *pool) {
+    const std::string all = anyOf(texts);
+    if (all.size() > kMostPatternBytes) {
+        refuseParameter("q", "must have at most " + std::to_string(kMostPatternBytes) + " bytes");
+    }
+    for (size_t i = 0; i < texts.size() && texts.size() > 1; ++i) {
+        compiled(texts[i], isCaseIgnored, pool);
+    }
+    return compiled(all, isCaseIgnored, pool);
+}
+
+void takePattern(Parameters *parameters, ExpressionPool *pool, ViewFilter *filter) {
     const std::optional<std::string> letterCase = parameters->take("case");
     const std::optional<std::string> invert = parameters->take("invert");
     if (letterCase && *letterCase != "ignore" && *letterCase != "match") {
@@ -79,7 +81,7 @@ void takePattern(Parameters *parameters, ViewFilter *filter) {
     filter->isInverted = invert == "1";
     filter->words.patterns = parameters->takeAll("q");
     if (!filter->words.patterns.empty()) {
-        filter->pattern = patternOf(filter->words.patterns, filter->isCaseIgnored);
+        filter->pattern = patternOf(filter->words.patterns, filter->isCaseIgnored, pool);
     }
 }
 
@@ -330,14 +332,14 @@ bool ViewFilter::passes(size_t log, const Line &line) const {
                               *pattern) != isInverted);
 }
 
-ViewFilter takeFilter(Parameters *parameters, const Snapshot &snapshot, time_t now) {
+ViewFilter takeFilter(Parameters *parameters, const Snapshot &snapshot, time_t now, ExpressionPool *pool) {
     ViewFilter filter;
     filter.logs.resize(snapshot.logs.size());
     takeTimes(parameters, now, &filter);
     takeLevels(parameters, snapshot, &filter);
     takeSlots(parameters, snapshot, &filter);
     takeLogs(parameters, snapshot, &filter);
-    takePattern(parameters, &filter);
+    takePattern(parameters, pool, &filter);
     takeOrder(parameters, &filter);
     for (LogFilter &log : filter.logs) {
         log.kinds = tablesOf(log);

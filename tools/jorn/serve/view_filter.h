@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "query/expression_pool.h"
 #include "query/item_filter.h"
 #include "serve/log_block.h"
 #include "serve/request.h"
@@ -73,13 +74,13 @@ struct ViewFilter {
     bool passes(size_t log, const Line &line) const;
 };
 
-/// Longest expression that is searched for, and the memory that it may take.
+/// Longest expression that is searched for.
 inline constexpr size_t kMostPatternBytes = 1000;
-inline constexpr int64_t kMostPatternMemory = int64_t{8} << 20;
 
 /// Takes since, until, level, slot, log, q, case, invert and order off the parameters; level, slot, log and q
-/// may be there several times. Relative times are counted from `now`. Throws RequestError.
-ViewFilter takeFilter(Parameters *parameters, const Snapshot &snapshot, time_t now);
+/// may be there several times. Relative times are counted from `now`; expressions are of `pool`. Throws
+/// RequestError.
+ViewFilter takeFilter(Parameters *parameters, const Snapshot &snapshot, time_t now, ExpressionPool *pool);
 
 /// The command that prints the same items, for a POSIX shell in the working directory of the server.
 std::string commandOf(const ViewFilter &filter, const Snapshot &snapshot, const ReadingTerms &terms);
