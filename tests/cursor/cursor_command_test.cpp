@@ -2,17 +2,13 @@
 // `jorn export --cursor-file` as users run it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <string>
+#include <utility>
 
-#include "kills/scratch_directory.h"
-#include "trace/traced_run.h"
+#include "cursor/shipped_log.h"
 
 namespace test {
 namespace {
@@ -20,60 +16,9 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 
-struct Result {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
+using Result = ShippingResult;
 
-class CursorCommandTest : public ::testing::Test {
-protected:
-    CursorCommandTest() { writeLog("u1/door", dataLine(0, "a") + dataLine(1, "b") + dataLine(2, "c")); }
-
-    static std::string dataLine(int number, const std::string &text, int level = 1) {
-        return std::to_string(1700000000 + number) + "," + std::to_string(level) + ",0," + text + "\n";
-    }
-
-    void writeLog(const std::string &name, const std::string &lines) const {
-        fs::create_directories(path(name));
-        write(name + "/index.csv", "version:1\n0,0\n");
-        write(name + "/0.csv", lines);
-    }
-
-    std::string path(const std::string &name) const { return scratch_.path(name); }
-    void write(const std::string &name, const std::string &bytes) const {
-        std::ofstream(path(name), std::ios::binary) << bytes;
-    }
-    void append(const std::string &name, const std::string &bytes) const {
-        std::ofstream(path(name), std::ios::binary | std::ios::app) << bytes;
-    }
-
-    std::string read(const std::string &name) const {
-        std::ifstream file(path(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-    /// Each run is given the shell's words; epochs are shown as E.
-    Result jorn(const std::string &words) const {
-        const std::string command = "cd " + path("") + " && TZ=UTC " JORN_TRACED_TOOL " export --utc " +
-                                    words + " > stdout 2> stderr";
-        const int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, withoutEpochs(read("stdout")), read("stderr")};
-    }
-
-    /// With the usual words.
-    Result ship(const std::string &words) const {
-        return jorn("--cursor-file c --device u1 " + words + " u1/door");
-    }
-
-    static std::string withoutEpochs(const std::string &text) {
-        return std::regex_replace(text, std::regex("1[0-9]{15}"), "E");
-    }
-
-    std::string got(const std::string &name) const { return withoutEpochs(read(name)); }
-
-    ScratchDirectory scratch_;
-};
+class CursorCommandTest : public ::testing::Test, protected ShippedLog {};
 
 TEST_F(CursorCommandTest, To_NewItems_HaveKeysInEveryForm) {
     EXPECT_EQ(ship("--to a.csv").err, "3 items\n");

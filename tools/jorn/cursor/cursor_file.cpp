@@ -79,6 +79,7 @@ void CursorFile::open() {
             auto fresh = std::make_unique<TemporaryFile>(directory_.get(), path_);
             writeWhole(fresh->descriptor(), cursorText({}), path_);
             fresh->sync();
+            lock(fresh->descriptor());
             if (fresh->takeFreeName(name_)) {
                 syncNames(directory_.get());
                 file_ = std::move(fresh);
@@ -94,13 +95,22 @@ void CursorFile::open() {
 
 /// False when the file has been replaced meanwhile.
 bool CursorFile::lockNamed() {
-    if (flock(locked_.get(), LOCK_EX | LOCK_NB) < 0) {
+    lock(locked_.get());
+    return isHeld();
+}
+
+void CursorFile::lock(int file) const {
+    if (flock(file, LOCK_EX | LOCK_NB) < 0) {
         throw errno == EWOULDBLOCK ? Failure(path_ + ": another jorn is exporting with these cursors")
                                    : systemFailure(path_, errno);
     }
+}
+
+bool CursorFile::isHeld() const {
+    const FileMark held = markOf(file_ ? file_->descriptor() : locked_.get());
     struct stat named;
-    return fstatat(directory_.get(), name_.c_str(), &named, 0) == 0 &&
-           isSameFile(markOf(named), markOf(locked_.get()));
+    return fstatat(directory_.get(), name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+           isSameFile(markOf(named), held);
 }
 
 LogCursor CursorFile::cursorOf(const std::string &device, const std::string &log) const {
@@ -124,15 +134,20 @@ void CursorFile::keep(const LogCursor &cursor) {
 }
 
 void CursorFile::write() {
+    if (!isHeld()) {
+        throw Failure(path_ + ": is no longer the file that this jorn has locked; nothing more is sent");
+    }
     auto fresh = std::make_unique<TemporaryFile>(directory_.get(), path_);
     giveAccess(fresh->descriptor(), accessFor(directory_.get(), name_, path_), path_);
     writeWhole(fresh->descriptor(), cursorText(cursors_), path_);
     fresh->sync();
+    lock(fresh->descriptor());
     fresh->replace(name_);
+    // Whatever fails from here on, the name stands for the new file, so that one must stay locked.
+    file_ = std::move(fresh);
     if (!syncDirectory(directory_.get(), ".")) {
         throw systemFailure(path_, errno);
     }
-    file_ = std::move(fresh);
     isChanged_ = false;
 }
 

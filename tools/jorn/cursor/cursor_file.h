@@ -31,12 +31,18 @@ public:
     /// Whether something is kept that was not written.
     bool isChanged() const { return isChanged_; }
 
-    /// Throws Failure; then the file is as it was.
+    /// Throws Failure. Then the file is as it was; or it has the new cursors, but they may not be on the
+    /// medium; or it is not held any more, and nothing was written.
     void write();
+
+    /// Whether the name still stands for the file that this object has locked: somebody may have moved,
+    /// removed or replaced it, and another process may use what is there now.
+    bool isHeld() const;
 
 private:
     void open();
     bool lockNamed();
+    void lock(int file) const;
 
     const std::string path_;  ///< As the user gave it.
     std::string name_;        ///< In its directory, behind links.

@@ -89,7 +89,7 @@ int shipOnce(const ShippingOptions &options, Shipper *shipper, const StopSignals
 
 /// Until a signal comes. What has failed is tried again in the next round, from the files.
 int shipEvery(const ShippingOptions &options, int interval, Shipper *shipper, const ShipperTerms &terms,
-              const StopSignals &signals) {
+              const CursorFile &cursors, const StopSignals &signals) {
     uint64_t items = 0;
     int exitCode = kExitDone;
     while (!signals.hasCome()) {
@@ -98,7 +98,8 @@ int shipEvery(const ShippingOptions &options, int interval, Shipper *shipper, co
             items += round.items;
             exitCode = exitCodeOf(round);
         } catch (const Failure &failure) {
-            if (failure.exitCode() == kExitUsage) {
+            // A cursor file that somebody took away does not come back to this process.
+            if (failure.exitCode() == kExitUsage || !cursors.isHeld()) {
                 throw;
             }
             terms.tell(failure.what());
@@ -129,7 +130,7 @@ int runShipping(const ShippingOptions &options, ShipperTerms terms, const FormTe
         form, {options.command, options.retries.value_or(kDefaultRetries), terms.tell}, signals);
     Shipper shipper(terms, &cursors, target.get(), signals);
     const std::optional<int> interval = parseInterval(options.every);
-    return interval ? shipEvery(options, *interval, &shipper, terms, signals)
+    return interval ? shipEvery(options, *interval, &shipper, terms, cursors, signals)
                     : shipOnce(options, &shipper, signals);
 }
 
