@@ -50,8 +50,11 @@ TEST_F(CursorCommandTest, To_NothingNew_MakesNoFile) {
 
 TEST_F(CursorCommandTest, To_FileIsThere_IsRefusedAndNothingIsShipped) {
     write("a.jsonl", "old");
-    EXPECT_EQ(ship("--to a.jsonl").status, 2);
+    const Result run = ship("--to a.jsonl");
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err, "jorn: a.jsonl: already exists; give the name of a new file\n");
     EXPECT_EQ(read("a.jsonl"), "old");
+    EXPECT_FALSE(fs::exists(path("c")));
     EXPECT_EQ(ship("--to b.jsonl").err, "3 items\n");
 }
 

@@ -440,7 +440,9 @@ int run(const ExportOptions &options) {
         // A database is opened by its path.
         const auto naming =
             form == ExportForm::Sqlite ? TemporaryFile::Naming::AtOnce : TemporaryFile::Naming::WhenNeeded;
-        file = std::make_unique<ReplacedFile>(options.file, options.mayReplace, naming);
+        const auto existing =
+            options.mayReplace ? ReplacedFile::Existing::Replaced : ReplacedFile::Existing::Kept;
+        file = std::make_unique<ReplacedFile>(options.file, existing, naming);
     }
     FormTerms terms = formTermsOf(options, form);
     terms.columns = sources.front().origin;
@@ -451,7 +453,8 @@ int run(const ExportOptions &options) {
     }
     const Exported &exported = exporter.finish();
     if (file != nullptr) {
-        file->commit();
+        // The content is on the medium, and the items are still in the log: the name may be lost.
+        [[maybe_unused]] const bool isNameSynced = file->commit();
     }
     return endExport(options, sources, exported);
 }

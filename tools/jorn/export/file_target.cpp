@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <errno.h>
+#include <string.h>
+
 #include "export/batch_target.h"
+#include "system/failure.h"
 #include "system/replaced_file.h"
 
 namespace tool {
@@ -9,7 +13,7 @@ class FileTarget : public BatchTarget {
 public:
     FileTarget(FormTerms terms, const std::string &path)
         : terms_(std::move(terms)),
-          file_(path, false,
+          file_(path, ReplacedFile::Existing::KeptAlways,
                 terms_.form == ExportForm::Sqlite ? TemporaryFile::Naming::AtOnce
                                                   : TemporaryFile::Naming::WhenNeeded) {}
 
@@ -19,7 +23,15 @@ public:
                    : makeLineSink(terms_, file_.descriptor(), file_.path());
     }
 
-    void deliver() override { file_.commit(); }
+    void deliver() override {
+        if (!file_.commit()) {
+            throw Failure(
+                file_.path() +
+                ": has its name, but a power cut may take it away, since its directory could not be "
+                "synced: " +
+                strerror(errno) + "; its items count as not sent");
+        }
+    }
 
 private:
     FormTerms terms_;

@@ -119,12 +119,14 @@ int runShipping(const ShippingOptions &options, ShipperTerms terms, const FormTe
         return report(options, terms);
     }
     const StopSignals signals;
-    CursorFile cursors(options.cursorFile);
     if (!options.file.empty()) {
+        // A file that is refused leaves no cursor file.
         const auto target = makeFileTarget(form, options.file);
+        CursorFile cursors(options.cursorFile);
         Shipper shipper(terms, &cursors, target.get(), signals);
         return shipOnce(options, &shipper, signals);
     }
+    CursorFile cursors(options.cursorFile);
     terms.batch = static_cast<uint64_t>(options.batch.value_or(kDefaultBatch));
     const auto target = makeCommandTarget(
         form, {options.command, options.retries.value_or(kDefaultRetries), terms.tell}, signals);
