@@ -102,7 +102,7 @@ TEST_F(CursorCommandTest, Exec_CommandFails_SameKeysAreSentAgainAndExitCodeIs4) 
 }
 
 TEST_F(CursorCommandTest, Exec_CommandThatIsKilled_IsToldWithItsSignal) {
-    EXPECT_EQ(ship("--retries 0 --exec 'kill -9 $$'").err, "jorn: kill -9 $$: was ended by signal 9\n");
+    EXPECT_EQ(ship("--retries 0 --exec 'kill -9 $$'").err, "jorn: kill -9 $$: was killed by signal 9\n");
 }
 
 TEST_F(CursorCommandTest, Every_SignalDuringABatch_EndsAfterItWithTheItemsShipped) {

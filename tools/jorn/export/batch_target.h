@@ -11,6 +11,7 @@
 
 #include "export/export_sink.h"
 #include "export/form_sink.h"
+#include "export/shell_command.h"
 #include "system/stop_signals.h"
 
 namespace tool {
@@ -33,10 +34,12 @@ struct CommandTerms {
     std::string command;                            ///< For the shell.
     int retries = 0;                                ///< After a first failure,
     std::function<void(const std::string &)> tell;  ///< which is told.
+    CommandLimits limits{};
 };
 
 /// A command that is run for each batch, with the items as its standard input. The batch is done when it ends
-/// with 0; else it is run again, after growing pauses, with the same input. A signal ends the pauses.
+/// with 0; else it is run again, after growing pauses, with the same input. A signal ends the pauses, and
+/// after a while the command.
 std::unique_ptr<BatchTarget> makeCommandTarget(const FormTerms &terms, CommandTerms command,
                                                const StopSignals &signals);
 

@@ -128,8 +128,11 @@ int runShipping(const ShippingOptions &options, ShipperTerms terms, const FormTe
     }
     CursorFile cursors(options.cursorFile);
     terms.batch = static_cast<uint64_t>(options.batch.value_or(kDefaultBatch));
-    const auto target = makeCommandTarget(
-        form, {options.command, options.retries.value_or(kDefaultRetries), terms.tell}, signals);
+    CommandTerms command{options.command, options.retries.value_or(kDefaultRetries), terms.tell};
+    if (const std::optional<int> timeout = parseInterval(options.timeout)) {
+        command.limits.timeout = CommandLimits::Time(*timeout);
+    }
+    const auto target = makeCommandTarget(form, std::move(command), signals);
     Shipper shipper(terms, &cursors, target.get(), signals);
     const std::optional<int> interval = parseInterval(options.every);
     return interval ? shipEvery(options, *interval, &shipper, terms, cursors, signals)
