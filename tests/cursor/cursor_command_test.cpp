@@ -136,8 +136,10 @@ TEST_F(CursorCommandTest, DamagedLine_IsLeftOutAndCountedWithExitCode3) {
               "jorn: note: u1/door/0.csv: 1 line that is not an item, at offset 51; left out\n4 items\n");
     const Result status = ship("--status -o json");
     EXPECT_EQ(std::regex_replace(status.out, std::regex("\"time\":[0-9]+"), "\"time\":T"),
-              "{\"device\":\"u1\",\"log\":\"door\",\"directory\":\"u1/door\",\"epoch\":E,\"seq\":4,"
-              "\"shipped\":4,\"time\":T,\"behind\":0,\"gaps\":0,\"lost\":0,\"damaged\":1,\"pending\":0}\n");
+              "{\"device\":\"u1\",\"log\":\"door\",\"directory\":\"" + path("u1/door") +
+                  "\",\"epoch\":E,\"seq\":4,"
+                  "\"shipped\":4,\"time\":T,\"behind\":0,\"gaps\":0,\"lost\":0,\"damaged\":1,\"pending\":0,"
+                  "\"problem\":null,\"notes\":[]}\n");
 }
 
 TEST_F(CursorCommandTest, DirectoryThatIsMissing_OthersAreShippedAndExitCodeIs4) {

@@ -6,7 +6,6 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <utility>
 
@@ -56,6 +55,14 @@ std::vector<LogCursor> readCursors(const std::string &path) {
     return parseCursors(textOf(file.get(), path), path);
 }
 
+CursorPlaces placesOf(const std::vector<LogCursor> &cursors) {
+    CursorPlaces places;
+    for (size_t place = 0; place < cursors.size(); ++place) {
+        places.emplace(std::pair(cursors[place].device, cursors[place].log), place);
+    }
+    return places;
+}
+
 CursorFile::CursorFile(const std::string &path) : path_(path) {
     std::error_code ignored;
     const fs::path target = fs::exists(path, ignored) ? fs::canonical(path, ignored) : fs::absolute(path);
@@ -85,12 +92,23 @@ void CursorFile::open() {
                 file_ = std::move(fresh);
                 return;
             }
+            refuseLink();
         } else if (lockNamed()) {
             cursors_ = parseCursors(textOf(locked_.get(), path_), path_);
+            places_ = placesOf(cursors_);
             return;
         }
     }
     throw Failure(path_ + ": is replaced again and again by another process");
+}
+
+/// A link that leads nowhere takes the name, but there is nothing to be opened.
+void CursorFile::refuseLink() const {
+    struct stat named;
+    if (fstatat(directory_.get(), name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+        S_ISLNK(named.st_mode)) {
+        throw Failure(path_ + ": is a symbolic link to a file that does not exist");
+    }
 }
 
 /// False when the file has been replaced meanwhile.
@@ -114,22 +132,23 @@ bool CursorFile::isHeld() const {
 }
 
 LogCursor CursorFile::cursorOf(const std::string &device, const std::string &log) const {
+    const auto found = places_.find({device, log});
+    if (found != places_.end()) {
+        return cursors_[found->second];
+    }
     LogCursor cursor;
     cursor.device = device;
     cursor.log = log;
-    const auto found = std::find_if(cursors_.begin(), cursors_.end(),
-                                    [&](const LogCursor &other) { return isSameLog(other, cursor); });
-    return found == cursors_.end() ? cursor : *found;
+    return cursor;
 }
 
 void CursorFile::keep(const LogCursor &cursor) {
     isChanged_ = true;
-    const auto found = std::find_if(cursors_.begin(), cursors_.end(),
-                                    [&](const LogCursor &other) { return isSameLog(other, cursor); });
-    if (found != cursors_.end()) {
-        *found = cursor;
-    } else {
+    const auto [place, isNew] = places_.emplace(std::pair(cursor.device, cursor.log), cursors_.size());
+    if (isNew) {
         cursors_.push_back(cursor);
+    } else {
+        cursors_[place->second] = cursor;
     }
 }
 

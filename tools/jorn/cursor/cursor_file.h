@@ -4,8 +4,10 @@
 #ifndef JORN_TOOLS_CURSOR_FILE_H
 #define JORN_TOOLS_CURSOR_FILE_H
 
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cursor/numbering.h"
@@ -16,6 +18,10 @@ namespace tool {
 
 /// The cursors in a file, for those who only look; none where there is no file. Throws Failure.
 std::vector<LogCursor> readCursors(const std::string &path);
+
+/// Where the cursor of a device and log is among others.
+using CursorPlaces = std::map<std::pair<std::string, std::string>, size_t>;
+CursorPlaces placesOf(const std::vector<LogCursor> &cursors);
 
 class CursorFile {
 public:
@@ -41,6 +47,7 @@ public:
 
 private:
     void open();
+    void refuseLink() const;
     bool lockNamed();
     void lock(int file) const;
 
@@ -50,6 +57,7 @@ private:
     Descriptor locked_;                    ///< The file as it was found,
     std::unique_ptr<TemporaryFile> file_;  ///< or as it was written last: who has that locked has the file.
     std::vector<LogCursor> cursors_;
+    CursorPlaces places_;  ///< Of these.
     bool isChanged_ = false;
 };
 

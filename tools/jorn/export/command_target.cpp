@@ -49,13 +49,17 @@ public:
         for (int failures = 0;; ++failures) {
             const std::string failure = run();
             if (failure.empty()) {
+                known_.clear();
                 return;
             }
             const std::string what = command_.command + ": " + failure;
             if (failures == command_.retries || signals_.hasCome()) {
+                known_ = what;
                 throw Failure(what);
             }
-            command_.tell(what + "; the same items go to it again in " + secondsText(pause));
+            if (what != known_) {
+                command_.tell(what + "; the same items go to it again in " + secondsText(pause));
+            }
             wait(pause);
             pause = std::min(2 * pause, kLongestPause);
         }
@@ -95,6 +99,7 @@ private:
     CommandTerms command_;
     const StopSignals &signals_;
     Descriptor batch_;
+    std::string known_;  ///< Why the batch before this one failed in the end.
 };
 
 }  // namespace

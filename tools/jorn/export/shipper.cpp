@@ -42,7 +42,11 @@ void Shipper::shipLog(const ShippedLog &log) {
     isLogBegun_ = false;
     for (int tries = 0; tries < kTries && !signals_.hasCome(); ++tries) {
         const LogCursor kept = cursors_.cursorOf(log.device, log.log);
-        const bool isOvertaken = !isUnchanged(log, kept) && shipOnce(log, kept);
+        if (isUnchanged(log, kept)) {
+            problems_.erase(log.place);
+            return;
+        }
+        const bool isOvertaken = shipOnce(log, kept);
         // Of a single batch, the rest is for the next time.
         if (!isOvertaken || !terms_.batch) {
             return;
@@ -53,7 +57,7 @@ void Shipper::shipLog(const ShippedLog &log) {
 
 bool Shipper::isUnchanged(const ShippedLog &log, const LogCursor &kept) const {
     try {
-        return !kept.stamp.empty() && kept.directory == log.directory &&
+        return !kept.stamp.empty() && kept.directory == log.place &&
                isStamped(StoreDirectory::openForReading(log.directory), kept.stamp);
     } catch (const Failure &) {
         return false;  // Told when it is read.
@@ -71,16 +75,17 @@ bool Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept) {
         if (failure.exitCode() == kExitUsage) {
             throw;
         }
-        tellOnce(failure.what());
+        tellProblem(log, failure.what());
         round_.hasFailure = true;
         return false;
     }
+    problems_.erase(log.place);
     pull->run(question->filter, [&](const Item &item) {
         take(&*pull, *question, log, item);
         return !signals_.hasCome();
     });
     if (pull->hasMoved() || (kept.hasBegun() && pull->reached().stamp != kept.stamp)) {
-        add(*pull);
+        add(*pull, log);
     }
     tellAbout(*pull, *question);
     return pull->isOvertaken();
@@ -97,14 +102,17 @@ void Shipper::take(LogPull *pull, const Question &question, const ShippedLog &lo
     }
     sink_->take(item);
     if (++items_ == terms_.batch.value_or(UINT64_MAX)) {
-        add(*pull);
+        add(*pull, log);
         deliver();
         pull->settle();
     }
 }
 
 /// The batch reaches as far as the pull has got.
-void Shipper::add(const LogPull &pull) { reached_.push_back({pull.reached(), pull.hasMoved()}); }
+void Shipper::add(const LogPull &pull, const ShippedLog &log) {
+    reached_.push_back({pull.reached(), pull.hasMoved()});
+    reached_.back().cursor.directory = log.place;
+}
 
 void Shipper::deliver() {
     if (sink_) {
@@ -144,6 +152,14 @@ void Shipper::tellAbout(const LogPull &pull, const Question &question) {
         }
     }
     round_.hasDamage = round_.hasDamage || !pull.damage().isEmpty();
+}
+
+/// Again, when it was readable meanwhile or the reason is another.
+void Shipper::tellProblem(const ShippedLog &log, const std::string &text) {
+    std::string &told = problems_[log.place];
+    if (std::exchange(told, text) != text) {
+        terms_.tell(text);
+    }
 }
 
 /// Rounds follow each other for days; what is the same in each of them is told at the first.

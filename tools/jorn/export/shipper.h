@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -25,7 +26,8 @@ namespace tool {
 
 /// A log by the name that its items bear.
 struct ShippedLog {
-    std::string directory;
+    std::string directory;  ///< As the user gave it.
+    std::string place;      ///< The same as an absolute path: others look from elsewhere.
     std::string device;
     std::string log;
 };
@@ -63,12 +65,13 @@ private:
     void shipLog(const ShippedLog &log);
     bool shipOnce(const ShippedLog &log, const LogCursor &kept);
     void take(LogPull *pull, const Question &question, const ShippedLog &log, const Item &item);
-    void add(const LogPull &pull);
+    void add(const LogPull &pull, const ShippedLog &log);
     void deliver();
     void dropBatch();
     void keepArrived(int64_t now);
     void tellAbout(const LogPull &pull, const Question &question);
     void tellOnce(const std::string &text);
+    void tellProblem(const ShippedLog &log, const std::string &text);
     bool isUnchanged(const ShippedLog &log, const LogCursor &kept) const;
 
     const ShipperTerms &terms_;
@@ -82,6 +85,7 @@ private:
     std::vector<Reached> reached_;      ///< What its logs get to.
     std::list<Names> names_;            ///< Of its logs.
     std::set<std::string> told_;
+    std::map<std::string, std::string> problems_;  ///< Of logs that cannot be read, by place.
 };
 
 }  // namespace tool

@@ -28,10 +28,11 @@ int exitCodeOf(const ShippingRound &round) {
 /// One look at each log that was named, or at all that have cursors.
 std::vector<LogReport> reportsOn(const ShippingOptions &options, const ShipperTerms &terms) {
     const std::vector<LogCursor> cursors = readCursors(options.cursorFile);
+    const CursorPlaces places = placesOf(cursors);
     std::vector<ShippedLog> logs = terms.logs;
     if (logs.empty()) {
         std::transform(cursors.begin(), cursors.end(), std::back_inserter(logs), [](const LogCursor &cursor) {
-            return ShippedLog{cursor.directory, cursor.device, cursor.log};
+            return ShippedLog{cursor.directory, cursor.directory, cursor.device, cursor.log};
         });
     }
     std::vector<LogReport> reports;
@@ -39,10 +40,9 @@ std::vector<LogReport> reportsOn(const ShippingOptions &options, const ShipperTe
         LogCursor kept;
         kept.device = log.device;
         kept.log = log.log;
-        kept.directory = log.directory;
-        const auto found = std::find_if(cursors.begin(), cursors.end(),
-                                        [&](const LogCursor &cursor) { return isSameLog(cursor, kept); });
-        reports.push_back(reportOn(log, found == cursors.end() ? kept : *found, terms));
+        kept.directory = log.place;
+        const auto found = places.find({log.device, log.log});
+        reports.push_back(reportOn(log, found == places.end() ? kept : cursors[found->second], terms));
     }
     return reports;
 }
@@ -92,17 +92,22 @@ int shipEvery(const ShippingOptions &options, int interval, Shipper *shipper, co
               const CursorFile &cursors, const StopSignals &signals) {
     uint64_t items = 0;
     int exitCode = kExitDone;
+    std::string told;
     while (!signals.hasCome()) {
         try {
             const ShippingRound round = shipper->run();
             items += round.items;
             exitCode = exitCodeOf(round);
+            told.clear();
         } catch (const Failure &failure) {
             // A cursor file that somebody took away does not come back to this process.
             if (failure.exitCode() == kExitUsage || !cursors.isHeld()) {
                 throw;
             }
-            terms.tell(failure.what());
+            if (told != failure.what()) {
+                told = failure.what();
+                terms.tell(told);
+            }
             exitCode = kExitInputOutput;
         }
         pollfd signal = {signals.descriptor(), POLLIN, 0};
