@@ -56,7 +56,8 @@ protected:
         const auto target = tool::makeCommandTarget({}, terms, *signals_);
         target->begin()->finish();
         try {
-            target->deliver();
+            target->send();
+            target->settle();
         } catch (const tool::Failure &failure) {
             const std::string what = failure.what();
             return what.substr(terms.command.size());

@@ -20,11 +20,15 @@ class BatchTarget {
 public:
     virtual ~BatchTarget() = default;
 
-    /// What takes the items of the next batch. Throws Failure.
+    /// What takes the items of the next batch, perhaps while one is under way. Throws Failure.
     virtual std::unique_ptr<ExportSink> begin() = 0;
 
-    /// Sends the batch, whose sink has finished. Throws Failure when it has not arrived, or nobody knows.
-    virtual void deliver() = 0;
+    /// Sends the batch, whose sink has finished; none is under way. Throws Failure.
+    virtual void send() = 0;
+
+    /// Waits until the batch that is under way has arrived. Throws Failure when it has not, or nobody knows.
+    /// Then, too, none is under way any more.
+    virtual void settle() = 0;
 };
 
 /// A file of its own, which does not exist yet and gets its name when all is in it. There is one batch.

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <utility>
 
 #include "export/batch_target.h"
@@ -44,10 +45,25 @@ public:
         return makeLineSink(terms_, batch_.get(), "a batch of items");
     }
 
-    void deliver() override {
+    void send() override {
+        sent_ = std::move(batch_);
+        start();
+    }
+
+    void settle() override {
+        try {
+            awaitArrival();
+        } catch (const Failure &) {
+            running_.reset();
+            throw;
+        }
+    }
+
+private:
+    void awaitArrival() {
         CommandLimits::Time pause = kFirstPause;
         for (int failures = 0;; ++failures) {
-            const std::string failure = run();
+            const std::string failure = awaitEnd();
             if (failure.empty()) {
                 known_.clear();
                 return;
@@ -62,15 +78,16 @@ public:
             }
             wait(pause);
             pause = std::min(2 * pause, kLongestPause);
+            start();
         }
     }
 
-private:
+    void start() { running_.emplace(command_.command, reopened().get()); }
+
     /// Why the batch has not arrived; empty when it has. A command that was told to end may have stored a
     /// part of it, whatever its exit code is.
-    std::string run() {
-        ShellCommand command(command_.command, reopened().get());
-        switch (command.wait(signals_, command_.limits)) {
+    std::string awaitEnd() {
+        switch (running_->wait(signals_, command_.limits)) {
             case ShellCommand::End::TimedOut:
                 return "took longer than " + secondsText(*command_.limits.timeout) + " and was ended";
             case ShellCommand::End::Stopped:
@@ -78,12 +95,12 @@ private:
             case ShellCommand::End::Own:
                 break;
         }
-        return command.status() == 0 ? "" : whyEnded(command.status());
+        return running_->status() == 0 ? "" : whyEnded(running_->status());
     }
 
     /// From the first byte, whatever was read of it before.
     Descriptor reopened() const {
-        Descriptor input(open(descriptorName(batch_.get()).c_str(), O_RDONLY | O_CLOEXEC));
+        Descriptor input(open(descriptorName(sent_.get()).c_str(), O_RDONLY | O_CLOEXEC));
         if (!input.isOpen()) {
             throw systemFailure("a batch of items", errno);
         }
@@ -98,8 +115,10 @@ private:
     FormTerms terms_;
     CommandTerms command_;
     const StopSignals &signals_;
-    Descriptor batch_;
-    std::string known_;  ///< Why the batch before this one failed in the end.
+    Descriptor batch_;                     ///< That is being filled.
+    Descriptor sent_;                      ///< That is under way.
+    std::optional<ShellCommand> running_;  ///< What takes it.
+    std::string known_;                    ///< Why the batch before this one failed in the end.
 };
 
 }  // namespace

@@ -23,7 +23,9 @@ public:
                    : makeLineSink(terms_, file_.descriptor(), file_.path());
     }
 
-    void deliver() override {
+    void send() override {}
+
+    void settle() override {
         if (!file_.commit()) {
             throw Failure(
                 file_.path() +

@@ -24,16 +24,30 @@ uint64_t freshEpoch() {
 ShippingRound Shipper::run() {
     round_ = {};
     dropBatch();
-    for (auto log = terms_.logs.begin(); log != terms_.logs.end() && !signals_.hasCome(); ++log) {
-        shipLog(*log);
+    try {
+        shipLogs();
+    } catch (...) {
+        if (underWay_) {
+            // What left before the failure may well arrive.
+            settle();
+            cursors_.write();
+        }
+        throw;
     }
-    if (!signals_.hasCome()) {
-        deliver();
-    }
+    settle();
     if (cursors_.isChanged()) {
         cursors_.write();
     }
     return round_;
+}
+
+void Shipper::shipLogs() {
+    for (auto log = terms_.logs.begin(); log != terms_.logs.end() && !signals_.hasCome(); ++log) {
+        shipLog(*log);
+    }
+    if (!signals_.hasCome()) {
+        send();
+    }
 }
 
 /// A log that cannot be read keeps no other one from being shipped.
@@ -51,7 +65,8 @@ void Shipper::shipLog(const ShippedLog &log) {
         if (!isOvertaken || !terms_.batch) {
             return;
         }
-        deliver();  // Numbers go on from what has arrived.
+        send();
+        settle();  // Numbers go on from what has arrived.
     }
 }
 
@@ -62,6 +77,12 @@ bool Shipper::isUnchanged(const ShippedLog &log, const LogCursor &kept) const {
     } catch (const Failure &) {
         return false;  // Told when it is read.
     }
+}
+
+/// Looking takes longer than an item does.
+bool Shipper::isStopped() {
+    constexpr uint64_t kItemsOfALook = 512;
+    return ++looks_ % kItemsOfALook == 0 && signals_.hasCome();
 }
 
 /// Whether a writer went on around the ring meanwhile, so that there may be more.
@@ -82,7 +103,7 @@ bool Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept) {
     problems_.erase(log.place);
     pull->run(question->filter, [&](const Item &item) {
         take(&*pull, *question, log, item);
-        return !signals_.hasCome();
+        return !isStopped();
     });
     if (pull->hasMoved() || (kept.hasBegun() && pull->reached().stamp != kept.stamp)) {
         add(*pull, log);
@@ -103,7 +124,8 @@ void Shipper::take(LogPull *pull, const Question &question, const ShippedLog &lo
     sink_->take(item);
     if (++items_ == terms_.batch.value_or(UINT64_MAX)) {
         add(*pull, log);
-        deliver();
+        send();
+        // The next batch is read as if this one had arrived, and dropped if it has not.
         pull->settle();
     }
 }
@@ -114,20 +136,32 @@ void Shipper::add(const LogPull &pull, const ShippedLog &log) {
     reached_.back().cursor.directory = log.place;
 }
 
-void Shipper::deliver() {
-    if (sink_) {
-        sink_->finish();
-        for (const auto &[cursor, hasMoved] : reached_) {
-            if (hasMoved) {
-                cursors_.keep(attempted(cursors_.cursorOf(cursor.device, cursor.log), cursor));
-            }
-        }
-        cursors_.write();
-        target_.deliver();
-        round_.items += items_;
+void Shipper::send() {
+    settle();
+    if (!sink_) {
+        keepArrived(&reached_);
+        reached_.clear();
+        return;
     }
-    keepArrived(time(nullptr));
+    sink_->finish();
+    for (const auto &[cursor, hasMoved] : reached_) {
+        if (hasMoved) {
+            cursors_.keep(attempted(cursors_.cursorOf(cursor.device, cursor.log), cursor));
+        }
+    }
+    cursors_.write();
+    target_.send();
+    underWay_ = Sent{items_, std::move(reached_)};
     dropBatch();
+}
+
+/// Waits for the batch that is under way, if there is one.
+void Shipper::settle() {
+    if (std::optional<Sent> sent = std::exchange(underWay_, std::nullopt)) {
+        target_.settle();
+        round_.items += sent->items;
+        keepArrived(&sent->reached);
+    }
 }
 
 void Shipper::dropBatch() {
@@ -137,8 +171,9 @@ void Shipper::dropBatch() {
     reached_.clear();
 }
 
-void Shipper::keepArrived(int64_t now) {
-    for (auto &[cursor, hasMoved] : reached_) {
+void Shipper::keepArrived(std::vector<Reached> *reached) {
+    const int64_t now = time(nullptr);
+    for (auto &[cursor, hasMoved] : *reached) {
         const LogCursor kept = cursors_.cursorOf(cursor.device, cursor.log);
         cursor.time = cursor.shipped > kept.shipped ? now : kept.time;
         cursors_.keep(arrived(cursor));

@@ -2,7 +2,8 @@
 // Sends what is new in many logs, each item once.
 //
 // Before a batch leaves, the cursor file says so on the medium; after it has arrived, the cursors move on.
-// What left and may have arrived keeps its numbers.
+// What left and may have arrived keeps its numbers. While a batch is under way, the next one is read, but it
+// leaves, and its numbers count, only when the one before it has arrived.
 #ifndef JORN_TOOLS_SHIPPER_H
 #define JORN_TOOLS_SHIPPER_H
 
@@ -61,14 +62,21 @@ private:
         LogCursor cursor;
         bool hasMoved = false;
     };
+    struct Sent {
+        uint64_t items = 0;
+        std::vector<Reached> reached;
+    };
 
     void shipLog(const ShippedLog &log);
+    bool isStopped();
     bool shipOnce(const ShippedLog &log, const LogCursor &kept);
     void take(LogPull *pull, const Question &question, const ShippedLog &log, const Item &item);
     void add(const LogPull &pull, const ShippedLog &log);
-    void deliver();
+    void shipLogs();
+    void send();
+    void settle();
     void dropBatch();
-    void keepArrived(int64_t now);
+    void keepArrived(std::vector<Reached> *reached);
     void tellAbout(const LogPull &pull, const Question &question);
     void tellOnce(const std::string &text);
     void tellProblem(const ShippedLog &log, const std::string &text);
@@ -83,6 +91,8 @@ private:
     bool isLogBegun_ = false;           ///< In this batch.
     uint64_t items_ = 0;                ///< Of the batch.
     std::vector<Reached> reached_;      ///< What its logs get to.
+    std::optional<Sent> underWay_;      ///< The batch that left last, until it is known what became of it.
+    uint64_t looks_ = 0;                ///< For signals.
     std::list<Names> names_;            ///< Of its logs.
     std::set<std::string> told_;
     std::map<std::string, std::string> problems_;  ///< Of logs that cannot be read, by place.
