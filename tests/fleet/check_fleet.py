@@ -290,14 +290,15 @@ POSTGRES_ROWS = """psql -Atc "SELECT json_build_object('device', device, 'log', 
 CLICKHOUSE_ROWS = 'clickhouse-client --query="SELECT * FROM jorn.items FINAL {where} FORMAT JSONEachRow"'
 
 
-def client_environment(folder, jorn, name, tcp_port, pg_port):
+def client_environment(folder, jorn, name, tcp_port, http_port, pg_port):
     """Finds the tool under its name, and clients that go to the test's servers by default."""
     programs = folder / f"bin-{name}"
     programs.mkdir()
     (programs / "jorn").symlink_to(jorn)
-    client = programs / "clickhouse-client"
-    client.write_text(f'#!/bin/sh\nexec {shutil.which("clickhouse-client")} --host=127.0.0.1 --port={tcp_port} "$@"\n')
-    client.chmod(0o755)
+    for client, place in [("clickhouse-client", f"--host=127.0.0.1 --port={tcp_port}"),
+                          ("curl", f"--connect-to localhost:8123:127.0.0.1:{http_port}")]:
+        (programs / client).write_text(f'#!/bin/sh\nexec {shutil.which(client)} {place} "$@"\n')
+        (programs / client).chmod(0o755)
     return {**os.environ, "PATH": f"{programs}:{os.environ['PATH']}", "PGHOST": "127.0.0.1", "PGPORT": str(pg_port),
             "PGUSER": "fleet", "PGDATABASE": "postgres", "HOME": str(folder), "TZ": "UTC"}
 
@@ -313,10 +314,10 @@ def run(folder, jorn, servers):
     for server in servers:
         server.start()
     fleet = Fleet(folder, jorn)
-    proxies = {name: CuttingProxy(port) for name, port in [("store", ports[0]), ("alone", ports[2]), ("first", ports[5])]}
-    environment = {name: client_environment(folder, jorn, name, port, proxies["store"].port)
-                   for name, port in [("alone", proxies["alone"].port), ("first", proxies["first"].port),
-                                      ("second", ports[8])]}
+    # Of each layout, the port that takes its items.
+    proxies = {name: CuttingProxy(port) for name, port in [("store", ports[0]), ("alone", ports[1]), ("first", ports[5])]}
+    environment = {name: client_environment(folder, jorn, name, port, proxies["alone"].port, proxies["store"].port)
+                   for name, port in [("alone", ports[2]), ("first", proxies["first"].port), ("second", ports[8])]}
     subprocess.run(["bash", "-ec", documented("ClickHouse, several servers")[0]], env=environment["second"], check=True)
     layouts = {
         "PostgreSQL": Layout(fleet, "PostgreSQL", environment["alone"], POSTGRES_ROWS, [store],
