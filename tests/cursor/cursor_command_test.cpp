@@ -60,8 +60,8 @@ TEST_F(CursorCommandTest, To_FileIsThere_IsRefusedAndNothingIsShipped) {
 
 TEST_F(CursorCommandTest, WordsThatDoNotGoTogether_AreRefused) {
     EXPECT_EQ(ship("").err,
-              "jorn: with --cursor-file, items go to --to FILE or --exec COMMAND: of standard output, nobody "
-              "knows whether its reader has stored them\n");
+              "jorn: with --cursor-file, send items to --to FILE or --exec COMMAND: nobody knows whether the "
+              "reader of standard output has stored them\n");
     EXPECT_EQ(ship("--to -").status, 2);
     EXPECT_EQ(ship("--to a.csv --exec cat").err,
               "jorn: items go to --to FILE or to --exec COMMAND, not to both\n");
@@ -88,10 +88,9 @@ TEST_F(CursorCommandTest, Exec_Batches_HaveAtMostSoManyItemsAndTheirOwnHeadings)
 TEST_F(CursorCommandTest, Exec_CommandFails_SameKeysAreSentAgainAndExitCodeIs4) {
     const Result run = ship("--retries 1 --exec 'cat >> got; exit 3'");
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(
-        run.err,
-        "jorn: note: cat >> got; exit 3: ended with exit code 3; the same items go to it again in 0.2 s\n"
-        "jorn: cat >> got; exit 3: ended with exit code 3\n");
+    EXPECT_EQ(run.err,
+              "jorn: note: cat >> got; exit 3: exited with code 3; retrying with the same items in 0.2 s\n"
+              "jorn: cat >> got; exit 3: exited with code 3\n");
     const std::string first = read("got");
     append("u1/door/0.csv", dataLine(3, "d"));
     ASSERT_EQ(ship("--exec 'cat > later'").status, 0);
@@ -116,7 +115,7 @@ TEST_F(CursorCommandTest, Every_CommandThatFailsAtFirst_GetsTheItemsInALaterRoun
     const Result run =
         ship("--every 1ms --retries 0 --exec 'test -e up && cat > got && kill -TERM $PPID || ! touch up'");
     EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.err, HasSubstr("ended with exit code 1\n3 items\n"));
+    EXPECT_THAT(run.err, HasSubstr("exited with code 1\n3 items\n"));
     EXPECT_THAT(got("got"), HasSubstr("\"seq\":3}"));
 }
 
@@ -159,7 +158,7 @@ TEST_F(CursorCommandTest, SecondProcess_IsRefusedWhileTheFirstHasTheCursors) {
     const std::string other =
         JORN_TRACED_TOOL " export --cursor-file c --device u1 --exec cat u1/door 2> other";
     ASSERT_EQ(ship("--exec '" + other + "; true'").status, 0);
-    EXPECT_EQ(read("other"), "jorn: c: another jorn is exporting with these cursors\n");
+    EXPECT_EQ(read("other"), "jorn: c: another jorn is using this cursor file\n");
 }
 
 TEST_F(CursorCommandTest, StatusAndDryRun_SayWhatIsToCome) {

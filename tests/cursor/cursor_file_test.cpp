@@ -48,14 +48,14 @@ TEST_F(CursorFileTest, DirectoryThatCannotBeSynced_LeavesTheNewFileLocked) {
     const TraceOutcome outcome = run.wait();
     EXPECT_EQ(outcome.status, 4);
     EXPECT_EQ(outcome.err, "jorn: note: c: Input/output error\n");
-    EXPECT_EQ(read("stderr"), "jorn: c: another jorn is exporting with these cursors\n");
+    EXPECT_EQ(read("stderr"), "jorn: c: another jorn is using this cursor file\n");
     EXPECT_FALSE(fs::exists(path("got")));
 }
 
 TEST_F(CursorFileTest, FileThatIsReplacedDuringABatch_IsLeftAloneAndNothingMoreIsSent) {
     const ShippingResult run = ship("--batch 1 --exec 'cat >> got; mv c aside; cp aside c'");
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: c: is no longer the file that this jorn has locked; nothing more is sent\n");
+    EXPECT_EQ(run.err, "jorn: c: has been moved, removed or replaced; nothing more is sent\n");
     EXPECT_EQ(read("c"), read("aside"));
     const std::string sent = read("got");
     EXPECT_EQ(std::count(sent.begin(), sent.end(), '\n'), 1);
@@ -64,7 +64,7 @@ TEST_F(CursorFileTest, FileThatIsReplacedDuringABatch_IsLeftAloneAndNothingMoreI
 TEST_F(CursorFileTest, FileThatIsRemovedDuringABatch_IsNotMadeAgain) {
     const ShippingResult run = ship("--every 1ms --exec 'cat >> got; rm c'");
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "jorn: c: is no longer the file that this jorn has locked; nothing more is sent\n");
+    EXPECT_EQ(run.err, "jorn: c: has been moved, removed or replaced; nothing more is sent\n");
     EXPECT_FALSE(fs::exists(path("c")));
 }
 

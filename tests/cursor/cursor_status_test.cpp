@@ -94,9 +94,9 @@ TEST_F(CursorStatusTest, Every_FailureThatStaysTheSame_IsPrintedOnceUntilItChang
         ++count;
     }
     EXPECT_EQ(count, 3U) << run.err;
-    EXPECT_THAT(run.err, HasSubstr("ended with exit code 1\n"));
-    EXPECT_THAT(run.err, HasSubstr("ended with exit code 2\n"));
-    EXPECT_THAT(run.err, HasSubstr("ended with exit code 3\n0 items\n"));
+    EXPECT_THAT(run.err, HasSubstr("exited with code 1\n"));
+    EXPECT_THAT(run.err, HasSubstr("exited with code 2\n"));
+    EXPECT_THAT(run.err, HasSubstr("exited with code 3\n0 items\n"));
 }
 
 TEST_F(CursorStatusTest, Every_RetriesOfAFailureThatIsKnown_AreNotPrintedAgain) {

@@ -33,10 +33,10 @@ TEST_F(CursorTargetTest, To_DirectoryCannotBeSynced_ItemsArePendingAndExitCodeIs
     });
     const TraceOutcome outcome = run.wait();
     EXPECT_EQ(outcome.status, 4);
-    EXPECT_EQ(
-        outcome.err,
-        "jorn: out/a.csv: has its name, but a power cut may take it away, since its directory could not be "
-        "synced: Input/output error; its items count as not sent\n");
+    EXPECT_EQ(outcome.err,
+              "jorn: out/a.csv: is written, but its directory could not be synced, so that a power cut may "
+              "remove it: "
+              "Input/output error; its items count as not sent\n");
     EXPECT_THAT(jorn("--cursor-file c --status -o json").out, HasSubstr("\"shipped\":0,"));
     EXPECT_THAT(jorn("--cursor-file c --status -o json").out, HasSubstr("\"pending\":3"));
     const std::string sent = read("out/a.csv");

@@ -76,13 +76,13 @@ constexpr CommandLimits kShort{milliseconds(1), milliseconds(1), milliseconds(1)
 
 TEST_F(HangingCommandTest, TimeLimit_EndsAllThatTheCommandHasStarted) {
     EXPECT_EQ(deliver("sleep 1000 | sleep 1000", {milliseconds(200), {}, std::chrono::minutes(1)}),
-              ": took longer than 0.2 s and was ended");
+              ": took longer than 0.2 s and was terminated");
     EXPECT_TRUE(isGone());
 }
 
 TEST_F(HangingCommandTest, TimeLimit_CommandThatIgnoresSigterm_IsKilled) {
     EXPECT_EQ(deliver("trap '' TERM; sleep 1000", {milliseconds(200), {}, milliseconds(1)}),
-              ": took longer than 0.2 s and was ended");
+              ": took longer than 0.2 s and was terminated");
     EXPECT_TRUE(isGone());
 }
 
@@ -91,28 +91,28 @@ TEST_F(HangingCommandTest, TimeLimit_CommandThatEndsWith0WhenItIsTold_HasNotStor
     limits.timeout = milliseconds(300);
     limits.grace = std::chrono::minutes(1);
     EXPECT_EQ(deliver("trap 'exit 0' TERM; sleep 1000 & wait", limits),
-              ": took longer than 0.3 s and was ended");
+              ": took longer than 0.3 s and was terminated");
 }
 
 TEST_F(HangingCommandTest, TimeLimit_Retries_EachHasTheWholeTime) {
     deliver("sleep 1000", kShort, 1);
     EXPECT_THAT(notes_,
                 ElementsAre("exec > " + scratch_.path("fifo") +
-                            "; sleep 1000: took longer than 0.001 s and was ended; the same items go to it "
-                            "again in 0.2 s"));
+                            "; sleep 1000: took longer than 0.001 s and was terminated; retrying with "
+                            "the same items in 0.2 s"));
 }
 
 TEST_F(HangingCommandTest, Signal_EndsTheCommandAfterAWhile) {
     EXPECT_EQ(deliver("kill -TERM " + std::to_string(getpid()) + "; sleep 1000 | sleep 1000",
                       {{}, milliseconds(1), std::chrono::minutes(1)}),
-              ": did not end after a signal, and was ended");
+              ": was still running 0.001 s after a signal and was terminated");
     EXPECT_TRUE(isGone());
 }
 
 TEST_F(HangingCommandTest, Signal_CommandThatIgnoresSigterm_IsKilled) {
     EXPECT_EQ(deliver("trap '' TERM; kill -TERM " + std::to_string(getpid()) + "; sleep 1000",
                       {{}, milliseconds(1), milliseconds(1)}),
-              ": did not end after a signal, and was ended");
+              ": was still running 0.001 s after a signal and was terminated");
     EXPECT_TRUE(isGone());
 }
 

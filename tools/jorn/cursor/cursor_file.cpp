@@ -99,7 +99,7 @@ void CursorFile::open() {
             return;
         }
     }
-    throw Failure(path_ + ": is replaced again and again by another process");
+    throw Failure(path_ + ": another process keeps replacing it");
 }
 
 /// A link that leads nowhere takes the name, but there is nothing to be opened.
@@ -119,7 +119,7 @@ bool CursorFile::lockNamed() {
 
 void CursorFile::lock(int file) const {
     if (flock(file, LOCK_EX | LOCK_NB) < 0) {
-        throw errno == EWOULDBLOCK ? Failure(path_ + ": another jorn is exporting with these cursors")
+        throw errno == EWOULDBLOCK ? Failure(path_ + ": another jorn is using this cursor file")
                                    : systemFailure(path_, errno);
     }
 }
@@ -154,7 +154,7 @@ void CursorFile::keep(const LogCursor &cursor) {
 
 void CursorFile::write() {
     if (!isHeld()) {
-        throw Failure(path_ + ": is no longer the file that this jorn has locked; nothing more is sent");
+        throw Failure(path_ + ": has been moved, removed or replaced; nothing more is sent");
     }
     auto fresh = std::make_unique<TemporaryFile>(directory_.get(), path_);
     giveAccess(fresh->descriptor(), accessFor(directory_.get(), name_, path_), path_);

@@ -29,7 +29,7 @@ std::string secondsText(CommandLimits::Time time) {
 
 std::string whyEnded(int status) {
     return WIFSIGNALED(status) ? "was killed by signal " + std::to_string(WTERMSIG(status))
-                               : "ended with exit code " + std::to_string(WEXITSTATUS(status));
+                               : "exited with code " + std::to_string(WEXITSTATUS(status));
 }
 
 class CommandTarget : public BatchTarget {
@@ -74,7 +74,7 @@ private:
                 throw Failure(what);
             }
             if (what != known_) {
-                command_.tell(what + "; the same items go to it again in " + secondsText(pause));
+                command_.tell(what + "; retrying with the same items in " + secondsText(pause));
             }
             wait(pause);
             pause = std::min(2 * pause, kLongestPause);
@@ -89,9 +89,10 @@ private:
     std::string awaitEnd() {
         switch (running_->wait(signals_, command_.limits)) {
             case ShellCommand::End::TimedOut:
-                return "took longer than " + secondsText(*command_.limits.timeout) + " and was ended";
+                return "took longer than " + secondsText(*command_.limits.timeout) + " and was terminated";
             case ShellCommand::End::Stopped:
-                return "did not end after a signal, and was ended";
+                return "was still running " + secondsText(command_.limits.patience) +
+                       " after a signal and was terminated";
             case ShellCommand::End::Own:
                 break;
         }

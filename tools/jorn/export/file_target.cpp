@@ -29,8 +29,7 @@ public:
         if (!file_.commit()) {
             throw Failure(
                 file_.path() +
-                ": has its name, but a power cut may take it away, since its directory could not be "
-                "synced: " +
+                ": is written, but its directory could not be synced, so that a power cut may remove it: " +
                 strerror(errno) + "; its items count as not sent");
         }
     }
