@@ -88,17 +88,19 @@ public:
     }
 
     /// What it has printed that has not been read, after its end.
-    std::string rest() {
-        std::string all = outRest_;
+    std::string rest() { return restFrom(out_, outRest_); }
+    std::string restOfNotes() { return restFrom(err_, errRest_); }
+
+private:
+    std::string restFrom(int file, std::string all) {
         char block[4096];
-        for (ssize_t length = 0; (length = readFrom(out_, block, sizeof block)) > 0;) {
+        for (ssize_t length = 0; (length = readFrom(file, block, sizeof block)) > 0;) {
             all.append(block, static_cast<size_t>(length));
         }
         EXPECT_FALSE(isLate_) << "the output was not closed after '" << all << "'";
         return all;
     }
 
-private:
     /// Reads what comes within the patience, for which only the first read in vain waits: a test may ask for
     /// many lines. Returns -1 when nothing comes, and otherwise as read() does.
     ssize_t readFrom(int file, char *block, size_t size) {
