@@ -249,6 +249,9 @@ TEST_F(StreamViewTest, Change_ManyAtOnce_AreOneEventWithTheirSum) {
     }
     EXPECT_EQ(shown(client->next()), R"(change {"total":2,"items_lost":3})");
     EXPECT_EQ(client->waiting(), 0U);
+    writeIndex("4,4");
+    logs_->refreshAll();
+    EXPECT_EQ(shown(client->next()), R"(change {"total":1,"items_lost":1})");
 }
 
 TEST_F(StreamViewTest, EmptyPlace_RingCameRoundMeanwhile_IsGoneAndWhatIsInViewIsSent) {
