@@ -177,8 +177,8 @@ TEST_F(ApiTest, Refusals_BadParameters_NameTheParameter) {
               "400 {\"error\":\"missing ): a(b\",\"parameter\":\"q\",\"fragment\":\"a(b\"}\n");
     EXPECT_EQ(refusal("items", {{"colour", "red"}}),
               "400 {\"error\":\"unknown parameter\",\"parameter\":\"colour\"}\n");
-    EXPECT_EQ(refusal("items", {{"q", "a"}, {"q", "b"}}),
-              "400 {\"error\":\"given more than once\",\"parameter\":\"q\"}\n");
+    EXPECT_EQ(refusal("items", {{"since", "@1"}, {"since", "@2"}}),
+              "400 {\"error\":\"given more than once\",\"parameter\":\"since\"}\n");
     EXPECT_EQ(refusal("facets", {{"level", "4"}}),
               "400 {\"error\":\"'4' is neither a number from 0 to 3 nor a known name\","
               "\"parameter\":\"level\"}\n");
@@ -285,6 +285,45 @@ TEST_F(ServeTest, Filter_NamesThatDifferBetweenLogs_MeanEachLogsOwn) {
     const Json facets = json("facets", {{"log", "b"}});
     EXPECT_EQ(facets["logs"].dump(), R"([{"log":"a","items":2},{"log":"b","items":2}])");
     EXPECT_EQ(facets["levels"][0]["items"], 1);
+}
+
+TEST_F(ServeTest, Filter_RangeOfLevels_IsThatOfTheCommandLine) {
+    makeLog(line("0", kTime, 0) + line("1", kTime, 1) + line("2", kTime, 2) + line("3", kTime, 3) +
+            line("-1", kTime, -1) + line("4", kTime, 4));
+    write("log/jorn.names", "[levels]\n1 = warning\n");
+    serve();
+    EXPECT_THAT(texts({{"level", "0..2"}}), ElementsAre("2", "1", "0"));
+    EXPECT_THAT(texts({{"level", "2..warning"}}), ElementsAre("2", "1"));
+    EXPECT_THAT(texts({{"level", "..warning"}}), ElementsAre("-1", "1", "0"));
+    EXPECT_THAT(texts({{"level", "0"}, {"level", "2,3"}}), ElementsAre("3", "2", "0"));
+    for (const std::string bad : {"0..", "..", "0..4", "x..1", "0..1,3", "3,0..1", "0...2"}) {
+        EXPECT_THAT(refusal("items", {{"level", bad}}), HasSubstr("400 {\"error\":\"'")) << bad;
+    }
+    EXPECT_THAT(refusal("items", {{"level", "0..1"}, {"level", "3"}}), HasSubstr("\"parameter\":\"level\""));
+}
+
+TEST_F(ServeTest, Filter_LogNamesWithCommas_AreTakenWhole) {
+    for (const std::string name : {"a", "b", "a,b", "c,d"}) {
+        makeLog(line("of " + name), name);
+    }
+    serve({"a", "b", "a,b", "c,d"});
+    EXPECT_THAT(texts({{"log", "a,b"}}), ElementsAre("of a,b"));
+    EXPECT_THAT(texts({{"log", "b,a"}}), ElementsAre("of b", "of a"));
+    EXPECT_THAT(texts({{"log", "a"}, {"log", "c,d"}}), ElementsAre("of c,d", "of a"));
+    EXPECT_THAT(refusal("items", {{"log", "a,c,d"}}), HasSubstr("no log is named 'c'"));
+    EXPECT_THAT(refusal("items", {{"log", ""}}), HasSubstr("no log is named ''"));
+}
+
+TEST_F(ServeTest, Search_SeveralExpressions_FindsAnyOfThem) {
+    makeLog(line("door") + line("gate") + line("a.b") + line("axb"));
+    serve();
+    EXPECT_THAT(texts({{"q", "door"}, {"q", "g.te"}}), ElementsAre("gate", "door"));
+    EXPECT_THAT(texts({{"q", "\\Qa.b"}, {"q", "door"}}), ElementsAre("a.b", "door"));
+    EXPECT_THAT(texts({{"q", "D"}, {"q", "T"}, {"case", "ignore"}, {"invert", "1"}}),
+                ElementsAre("axb", "a.b"));
+    EXPECT_EQ(refusal("items", {{"q", "(a"}, {"q", "b)"}}),
+              "400 {\"error\":\"missing ): (a\",\"parameter\":\"q\",\"fragment\":\"(a\"}\n");
+    EXPECT_EQ(answer("items", {{"q", std::string(500, 'a')}, {"q", std::string(500, 'b')}}).status, 400);
 }
 
 TEST_F(ServeTest, Search_CaseIgnoredAndNot_AreKeptApart) {

@@ -300,7 +300,7 @@ int serve(const ServeOptions &options) {
     const std::string token = options.tokenFile.empty() ? newToken() : tokenFrom(options.tokenFile);
     ServedLogs logs(logsOf(options));
     const StopSignals signals;
-    Api api(&logs, {JORN_VERSION, options.isUtc});
+    Api api(&logs, {JORN_VERSION, {options.isUtc, options.namesFile}});
     std::unique_ptr<Site> site;
     HttpServer server({[&site](const WebRequest &request) { return site->answer(request); },
                        [](const WebRequest &request) { return Api::kindOf(request.path); }});

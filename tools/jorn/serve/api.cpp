@@ -126,11 +126,14 @@ struct Api::Asked {
     std::shared_ptr<const Snapshot> snapshot;
     Parameters parameters;
     Deadline deadline;
+    ExpressionPool *expressions;
     ViewFilter filter{};
 
-    /// Takes the filter off the parameters, and lets no other be left.
+    /// Takes the filter off the parameters.
+    void takeFilter() { filter = tool::takeFilter(&parameters, *snapshot, time(nullptr), expressions); }
+    /// The same, and lets no other be left.
     void takeFilterOnly() {
-        filter = takeFilter(&parameters, *snapshot, time(nullptr));
+        takeFilter();
         parameters.end();
     }
     ViewQuestion question(TextMatches *matches) const { return {*snapshot, filter, matches, deadline}; }
@@ -181,7 +184,7 @@ WebAnswer Api::answerInView(Endpoint endpoint, const WebRequest &request) {
     constexpr useconds_t kPauseMicroseconds = 2000;
     const Deadline deadline(terms_.longestAnswer);
     for (int tries = 0; tries < kTries; ++tries) {
-        Asked asked{request, logs_.now(), Parameters(request), deadline};
+        Asked asked{request, logs_.now(), Parameters(request), deadline, &expressions_};
         try {
             return (this->*endpoint)(&asked);
         } catch (const StaleView &) {
@@ -203,7 +206,7 @@ WebAnswer Api::logs(Asked *asked) {
     return answerWith(dumped({{"version", terms_.version},
                               {"now", now},
                               {"timezone", zoneOf(now)},
-                              {"utc", terms_.isUtc},
+                              {"utc", terms_.reading.isUtc},
                               {"revision", snapshot.revision},
                               {"logs", std::move(logs)}}));
 }
@@ -288,12 +291,12 @@ std::string joined(const std::vector<std::string> &items, bool isReversed) {
 
 WebAnswer Api::items(Asked *asked) {
     const Snapshot &snapshot = *asked->snapshot;
-    asked->filter = takeFilter(&asked->parameters, snapshot, time(nullptr));
+    asked->takeFilter();
     const WindowWish wish = takeWish(&asked->parameters, snapshot);
     asked->parameters.end();
     const ItemWindow window = windowOf(asked->question(&matches_), wish);
     const std::vector<std::string> items =
-        jsonOf(snapshot, window.rows, ItemJson(terms_.isUtc, asked->filter.marked()));
+        jsonOf(snapshot, window.rows, ItemJson(terms_.reading.isUtc, asked->filter.marked()));
     const std::string anchor = window.anchorRank ? std::to_string(*window.anchorRank) : "null";
     return answerWith("{\"total\":" + std::to_string(window.total) +
                       ",\"rank\":" + std::to_string(window.rank) + ",\"anchor_rank\":" + anchor +
@@ -310,7 +313,7 @@ WebAnswer Api::item(Asked *asked) {
     }
     const Snapshot &snapshot = *asked->snapshot;
     const RowRef place = findOrRefuse(*cursor, snapshot);
-    ItemJson json(terms_.isUtc);
+    ItemJson json(terms_.reading.isUtc);
     std::string body;
     readRows(snapshot, {place}, [&](const LogView &view, const LogBlock &block, const Line &line) {
         const std::string_view raw = withoutLineFeed(line.bytes);
@@ -365,7 +368,7 @@ WebAnswer Api::stream(Asked *asked) {
         throw RequestError(400, "Last-Event-ID is not a position");
     }
     terms.filter = asked->filter;
-    terms.isUtc = terms_.isUtc;
+    terms.isUtc = terms_.reading.isUtc;
     terms.pace = terms_.pace;
     WebAnswer answer;
     answer.type = "text/event-stream";
@@ -381,12 +384,12 @@ WebAnswer Api::download(Asked *asked) {
         refuseParameter("format", "must be jsonl or csv");
     }
     asked->takeFilterOnly();
-    return downloadOf(asked->snapshot, asked->filter, &matches_, {format == "csv", terms_.isUtc});
+    return downloadOf(asked->snapshot, asked->filter, &matches_, {format == "csv", terms_.reading.isUtc});
 }
 
 WebAnswer Api::command(Asked *asked) {
     asked->takeFilterOnly();
-    const std::string command = commandOf(asked->filter, *asked->snapshot, terms_.isUtc);
+    const std::string command = commandOf(asked->filter, *asked->snapshot, terms_.reading);
     return answerWith("{\"command\":" + jsonText(command) + "}\n");
 }
 

@@ -6,16 +6,18 @@
 #include <chrono>
 #include <string>
 
+#include "query/expression_pool.h"
 #include "serve/item_stream.h"
 #include "serve/request.h"
 #include "serve/served_logs.h"
 #include "serve/text_matches.h"
+#include "serve/view_filter.h"
 
 namespace tool {
 
 struct ApiTerms {
     std::string version;
-    bool isUtc = false;  ///< UTC is the local time of the process.
+    ReadingTerms reading;
     std::chrono::milliseconds longestAnswer{10000};
     StreamPace pace{};
 };
@@ -53,6 +55,7 @@ private:
 
     ServedLogs &logs_;
     const ApiTerms terms_;
+    ExpressionPool expressions_;
     TextMatches matches_;
 };
 

@@ -72,20 +72,26 @@ WebAnswer answerOf(const RequestError &error) {
 
 Parameters::Parameters(const WebRequest &request) {
     for (const auto &[name, value] : request.parameters) {
-        if (!left_.emplace(name, value).second) {
-            refuseParameter(name, "given more than once");
-        }
+        left_[name].push_back(value);
     }
 }
 
 std::optional<std::string> Parameters::take(const std::string &name) {
+    std::vector<std::string> values = takeAll(name);
+    if (values.size() > 1) {
+        refuseParameter(name, "given more than once");
+    }
+    return values.empty() ? std::nullopt : std::optional(std::move(values.front()));
+}
+
+std::vector<std::string> Parameters::takeAll(const std::string &name) {
     const auto found = left_.find(name);
     if (found == left_.end()) {
-        return std::nullopt;
+        return {};
     }
-    std::string value = std::move(found->second);
+    std::vector<std::string> values = std::move(found->second);
     left_.erase(found);
-    return value;
+    return values;
 }
 
 uint64_t Parameters::takeNumber(const std::string &name, uint64_t otherwise, uint64_t least, uint64_t most) {
