@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
@@ -87,7 +88,7 @@ protected:
         writeIndex("0,0");
         append(path("log/0.csv"), dataLines(0, kShippedBefore));
         files_ = 0;
-        ASSERT_EQ(pull({}), 0);
+        EXPECT_EQ(pull({}), 0);
         append(path("log/0.csv"), dataLines(kShippedBefore, kNewThere));
         append(path("log/1.csv"), dataLines(kShippedBefore + kNewThere, kNew - kNewThere));
         writeIndex("0,1");
@@ -112,24 +113,24 @@ protected:
     }
 
     /// What is to happen to the tool's calls from the first on that has to do with the pull.
-    using Plan = std::function<Action(size_t number, const SystemCall &call)>;
+    using Plan = std::function<Action(const SystemCall &call)>;
 
     int pull(const Plan &plan) {
         TraceOptions options;
         options.directory = path("");
         options.recordsCalls = false;
         // What it reads, too, and what it starts a command with.
-        for (const long number : {SYS_read, SYS_pread64, SYS_fstat, SYS_newfstatat, SYS_getdents64,
-                                  SYS_memfd_create, SYS_vfork, SYS_clone, SYS_wait4}) {
+        for (const long number :
+             {SYS_read, SYS_pread64, SYS_fstat, SYS_newfstatat, SYS_getdents64, SYS_memfd_create, SYS_vfork,
+              SYS_clone, SYS_pidfd_open, SYS_poll, SYS_wait4}) {
             options.calls.push_back(number);
         }
         TracedRun run(jornCommand(words()), options);
-        calls_ = 0;
         bool hasBegun = false;
         run.onCall([&](const SystemCall &call) {
-            hasBegun = hasBegun || call.path == path("cursors");
+            hasBegun = hasBegun || call.path == path("cursors") || call.path == path("out");
             const bool isOwn = call.process == run.process() && hasBegun && call.isEntry();
-            return isOwn && plan ? plan(calls_++, call) : Action::proceed();
+            return isOwn && plan ? plan(call) : Action::proceed();
         });
         return run.wait().status;
     }
@@ -154,42 +155,90 @@ protected:
         return judge(files, isMovingOn ? kShippedBefore + kNewThere : 0, kAll + kLater);
     }
 
-    void sweep(bool isMovingOn, const std::function<Action(const SystemCall &)> &action) {
+    using Choice = std::function<bool(const SystemCall &)>;
+    static bool any(const SystemCall &) { return true; }
+
+    /// Disturbs each of the chosen calls in a pull of its own. Returns how many there are.
+    size_t sweep(bool isMovingOn, const std::function<Action(const SystemCall &)> &action,
+                 const Choice &isChosen = any, std::optional<int> status = std::nullopt) {
         // Where everything takes long, some of the calls: sanitizers look at what the others do as well.
         constexpr size_t kStep = JORN_IS_SLOW ? 11 : 1;
         size_t disturbed = 0;
         for (bool isDone = false; !isDone; disturbed += kStep) {
             begin();
             std::string at;
-            pull([&](size_t number, const SystemCall &call) {
-                if (number != disturbed) {
+            size_t chosen = 0;
+            const int ended = pull([&](const SystemCall &call) {
+                if (!isChosen(call) || chosen++ != disturbed) {
                     return Action::proceed();
                 }
                 at = call.text();
                 return action(call);
             });
             isDone = at.empty();
-            ASSERT_EQ(finish(isMovingOn), "") << "disturbed at call " << disturbed << ": " << at;
+            const std::string where = "disturbed at call " + std::to_string(disturbed) + ": " + at;
+            EXPECT_EQ(ended, status.value_or(ended)) << where;
+            EXPECT_EQ(finish(isMovingOn), "") << where;
+            if (HasFailure()) {
+                break;
+            }
         }
-        // The cursors are opened, written at least twice and synced.
-        EXPECT_GT(disturbed, 30U);
+        return disturbed;
     }
 
+    /// The cursors are opened, written at least twice and synced.
+    static constexpr size_t kFewestCalls = 30;
+    /// Batches or a file, and the cursors before and after.
+    static constexpr size_t kFewestWrites = JORN_IS_SLOW ? 1 : 3;
+
     ScratchDirectory scratch_;
-    size_t calls_ = 0;
     int files_ = 0;
 };
 
+bool isWrite(const SystemCall &call) { return call.isWrite(); }
+
+/// What leaves something on the medium, or sends something.
+bool isStep(const SystemCall &call) {
+    return call.isSync() || call.changesFiles() || call.number == SYS_vfork || call.number == SYS_clone ||
+           call.number == SYS_wait4;
+}
+
 TEST_P(CursorSweepTest, Pull_KilledAtEachCall_IsMadeUpFor) {
-    sweep(false, [](const SystemCall &) { return Action::kill(); });
+    EXPECT_GT(sweep(false, [](const SystemCall &) { return Action::kill(); }), kFewestCalls);
 }
 
 TEST_P(CursorSweepTest, Pull_KilledAtEachCallBeforeTheRingMovesOn_GivesNoItemTwoKeys) {
-    sweep(true, [](const SystemCall &) { return Action::kill(); });
+    EXPECT_GT(sweep(true, [](const SystemCall &) { return Action::kill(); }), kFewestCalls);
 }
 
 TEST_P(CursorSweepTest, Pull_EachCallFailing_IsMadeUpFor) {
-    sweep(false, [](const SystemCall &) { return Action::fail(EIO); });
+    EXPECT_GT(sweep(false, [](const SystemCall &) { return Action::fail(EIO); }), kFewestCalls);
+}
+
+TEST_P(CursorSweepTest, Pull_EachStepFailingBeforeTheRingMovesOn_GivesNoItemTwoKeys) {
+    EXPECT_GT(sweep(
+                  true, [](const SystemCall &) { return Action::fail(EIO); }, isStep),
+              kFewestWrites);
+}
+
+TEST_P(CursorSweepTest, Pull_EachWriteWithoutSpace_FailsAndIsMadeUpFor) {
+    EXPECT_GT(sweep(
+                  false, [](const SystemCall &) { return Action::fail(ENOSPC); }, isWrite),
+              kFewestWrites);
+    EXPECT_GT(sweep(
+                  true, [](const SystemCall &) { return Action::fail(ENOSPC); }, isWrite),
+              kFewestWrites);
+}
+
+TEST_P(CursorSweepTest, Pull_EachWriteCutShort_GoesOnWithTheRest) {
+    const auto half = [](const SystemCall &call) { return Action::shorten(call.bytes.size() / 2); };
+    EXPECT_GT(sweep(false, half, isWrite, 0), kFewestWrites);
+}
+
+TEST_P(CursorSweepTest, Pull_EachWriteCutShortAndThenKilled_IsMadeUpFor) {
+    const auto half = [](const SystemCall &call) { return Action::tear(call.bytes.size() / 2); };
+    EXPECT_GT(sweep(false, half, isWrite), kFewestWrites);
+    EXPECT_GT(sweep(true, half, isWrite), kFewestWrites);
 }
 
 INSTANTIATE_TEST_SUITE_P(Targets, CursorSweepTest, ::testing::Bool(),

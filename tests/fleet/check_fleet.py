@@ -4,8 +4,8 @@
 
 PostgreSQL and three ClickHouse servers (one alone, two as shards) run unprivileged on the loopback interface. Rings are
 recorded live while they are shipped to each layout by the commands that docs/fleet.md shows, as they stand there. An
-engine of each kind is killed and started again meanwhile, and clients are cut off. At the end, the rows are exactly the
-items.
+engine of each kind is killed and started again meanwhile, clients are killed, and their connections are cut. At the end,
+the rows are exactly the items. Then small rings wrap while they are shipped, and the unit of the service is run.
 """
 import base64
 import json
@@ -21,6 +21,10 @@ import sys
 import tempfile
 import threading
 import time
+
+import check_rings
+import check_unit
+from cutting_proxy import CuttingProxy
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SHARE = ROOT / "share" / "jorn" / "fleet"
@@ -140,8 +144,9 @@ def documented(heading):
 class Layout:
     """An engine and what docs/fleet.md says of it."""
 
-    def __init__(self, fleet, heading, environment, select, servers, questions=None):
+    def __init__(self, fleet, heading, environment, select, servers, proxy, questions=None):
         self.fleet, self.environment, self.select, self.servers = fleet, environment, select, servers
+        self.proxy = proxy
         blocks = documented(heading)
         self.tables, self.ship = blocks[0], blocks[1]
         self.queries = [line for block in documented(questions or heading)[2:] for line in block.splitlines()]
@@ -158,7 +163,7 @@ class Layout:
         self.shipper = subprocess.Popen(["bash", "-ec", "exec " + following], cwd=self.fleet.folder,
                                         env=self.environment, stderr=open(self.fleet.folder / "notes", "ab"))
 
-    def cut_client(self):
+    def kill_client(self):
         """Kills the command that is storing a batch, if there is one soon."""
         for _ in range(20):
             if self.kill_child():
@@ -186,7 +191,14 @@ class Layout:
         self.run(self.ship)
 
     def rows(self):
-        return [json.loads(line) for line in self.run(self.select).splitlines()]
+        return [json.loads(line) for line in self.run(self.select.format(where="")).splitlines()]
+
+    def rows_of(self, device, also=""):
+        where = f"WHERE device = '{device}'{also}"
+        return [json.loads(line) for line in self.run(self.select.format(where=where)).splitlines()]
+
+    def has_text(self, device, text):
+        return bool(self.rows_of(device, f" AND text = '{text}'"))
 
 
 class Fleet:
@@ -274,18 +286,19 @@ def check_answers(layout_name, answers, items):
 
 POSTGRES_ROWS = """psql -Atc "SELECT json_build_object('device', device, 'log', log, 'epoch', epoch, 'seq', seq, \
 'time', time, 'level', level, 'slot', slot, 'text', text, 'text_base64', translate(encode(bytes, 'base64'), E'\\n', \
-'')) FROM jorn_items" """
-CLICKHOUSE_ROWS = 'clickhouse-client --query="SELECT * FROM jorn.items FINAL FORMAT JSONEachRow"'
+'')) FROM jorn_items {where}" """
+CLICKHOUSE_ROWS = 'clickhouse-client --query="SELECT * FROM jorn.items FINAL {where} FORMAT JSONEachRow"'
 
 
-def client_environment(folder, jorn, name, tcp_port, pg_port):
+def client_environment(folder, jorn, name, tcp_port, http_port, pg_port):
     """Finds the tool under its name, and clients that go to the test's servers by default."""
     programs = folder / f"bin-{name}"
     programs.mkdir()
     (programs / "jorn").symlink_to(jorn)
-    client = programs / "clickhouse-client"
-    client.write_text(f'#!/bin/sh\nexec {shutil.which("clickhouse-client")} --host=127.0.0.1 --port={tcp_port} "$@"\n')
-    client.chmod(0o755)
+    for client, place in [("clickhouse-client", f"--host=127.0.0.1 --port={tcp_port}"),
+                          ("curl", f"--connect-to localhost:8123:127.0.0.1:{http_port}")]:
+        (programs / client).write_text(f'#!/bin/sh\nexec {shutil.which(client)} {place} "$@"\n')
+        (programs / client).chmod(0o755)
     return {**os.environ, "PATH": f"{programs}:{os.environ['PATH']}", "PGHOST": "127.0.0.1", "PGPORT": str(pg_port),
             "PGUSER": "fleet", "PGDATABASE": "postgres", "HOME": str(folder), "TZ": "UTC"}
 
@@ -301,14 +314,18 @@ def run(folder, jorn, servers):
     for server in servers:
         server.start()
     fleet = Fleet(folder, jorn)
-    environment = {name: client_environment(folder, jorn, name, port, ports[0])
-                   for name, port in [("alone", ports[2]), ("first", ports[5]), ("second", ports[8])]}
+    # Of each layout, the port that takes its items.
+    proxies = {name: CuttingProxy(port) for name, port in [("store", ports[0]), ("alone", ports[1]), ("first", ports[5])]}
+    environment = {name: client_environment(folder, jorn, name, port, proxies["alone"].port, proxies["store"].port)
+                   for name, port in [("alone", ports[2]), ("first", proxies["first"].port), ("second", ports[8])]}
     subprocess.run(["bash", "-ec", documented("ClickHouse, several servers")[0]], env=environment["second"], check=True)
     layouts = {
-        "PostgreSQL": Layout(fleet, "PostgreSQL", environment["alone"], POSTGRES_ROWS, [store]),
-        "ClickHouse": Layout(fleet, "ClickHouse, one server", environment["alone"], CLICKHOUSE_ROWS, [alone]),
+        "PostgreSQL": Layout(fleet, "PostgreSQL", environment["alone"], POSTGRES_ROWS, [store],
+                             proxies["store"]),
+        "ClickHouse": Layout(fleet, "ClickHouse, one server", environment["alone"], CLICKHOUSE_ROWS, [alone],
+                             proxies["alone"]),
         "two ClickHouse servers": Layout(fleet, "ClickHouse, several servers", environment["first"], CLICKHOUSE_ROWS,
-                                         [second], "ClickHouse, one server"),
+                                         [second], proxies["first"], "ClickHouse, one server"),
     }
     recorders = [threading.Thread(target=fleet.record, args=(name, seed)) for seed, name in enumerate(fleet.names)]
     for recorder in recorders:
@@ -317,7 +334,7 @@ def run(folder, jorn, servers):
                "all rings have begun")
     for layout in layouts.values():
         layout.start_shipping()
-    cuts = disturb(layouts, recorders)
+    kills = disturb(layouts, recorders)
     for recorder in recorders:
         recorder.join()
     items = fleet.items()
@@ -326,11 +343,16 @@ def run(folder, jorn, servers):
         check(name, layout.rows(), items)
         check_answers(name, [rows_in(layout.run(query)) for query in layout.queries], items)
     check_pulls(fleet, environment["alone"], items)
+    wrapped = check_rings.check_wrapping(fleet, layouts)
+    lost = check_rings.check_overrun(fleet)
+    check_unit.check_unit(fleet, layouts["PostgreSQL"], items, check)
     total = sum(len(of_device) for of_device in items.values())
-    print(f"{RINGS} rings, {total} items in {len(layouts)} layouts exactly; {cuts} clients cut off, "
-          f"{len(layouts)} engines killed and started again")
-    if cuts == 0:
-        sys.exit("no client was cut off")
+    cuts = [proxy.cuts for proxy in proxies.values()]
+    print(f"{RINGS} rings, {total} items in {len(layouts)} layouts exactly; {kills} clients killed, {sum(cuts)} connections "
+          f"cut, {len(layouts)} engines killed and started again; {wrapped} items of a ring that wrapped; {lost} items of "
+          f"another one were overwritten unread")
+    if kills == 0 or min(cuts) == 0:
+        sys.exit("not every engine's clients were killed and cut off")
 
 
 def check_pulls(fleet, environment, items):
@@ -345,19 +367,21 @@ def check_pulls(fleet, environment, items):
 
 
 def disturb(layouts, recorders):
-    """Kills clients while there is something to ship, and in the middle each engine."""
-    cuts = 0
+    """Kills clients and cuts their connections while there is something to ship, and in the middle each engine."""
+    chance = random.Random(1)
+    kills = 0
     waiting = [server for layout in layouts.values() for server in layout.servers]
     while any(recorder.is_alive() for recorder in recorders):
         for layout in layouts.values():
-            cuts += layout.cut_client()
+            layout.proxy.arm(chance.randrange(1000, 10000))
+            kills += layout.kill_client()
             time.sleep(0.3)
         if waiting:
             server = waiting.pop()
             server.kill()
             time.sleep(0.7)
             server.start()
-    return cuts
+    return kills
 
 
 def main():

@@ -55,7 +55,7 @@ constexpr HelpText kHelp = {
     "key of an item, also when it is sent again. A batch is done when FILE of --to, which must "
     "not exist yet, has its name, or when COMMAND ends with 0; else it is sent again.\n",
     "  0  done\n"
-    "  1  nothing matches, when -g asked\n"
+    "  1  nothing matches, when -g asked; never with --cursor-file\n"
     "  2  usage, or no log in DIR\n"
     "  3  done, but damage was found: see jorn check\n"
     "  4  input or output failed, or COMMAND did\n",
@@ -385,7 +385,8 @@ std::vector<ShippedLog> shippedLogs(const ExportOptions &options) {
             refuse(directory + ": another log has the same name, " + origin.log +
                    "; export them one by one with --log, or name devices by --device-by-parent");
         }
-        logs.push_back({directory, origin.device, origin.log});
+        const std::string place = std::filesystem::absolute(directory).string();
+        logs.push_back({directory, place, origin.device, origin.log});
     }
     return logs;
 }
@@ -394,7 +395,8 @@ std::vector<ShippedLog> shippedLogs(const ExportOptions &options) {
 void refuseFileIn(const std::string &directory, const std::string &file) {
     namespace fs = std::filesystem;
     const fs::path parent = fs::weakly_canonical(fs::absolute(file)).parent_path();
-    if (isSameFile(markAt(parent.string()), markAt(directory))) {
+    struct stat status = {};
+    if (stat(directory.c_str(), &status) == 0 && isSameFile(markAt(parent.string()), markOf(status))) {
         refuse(file + ": is inside the log's own directory; write it elsewhere");
     }
 }
@@ -440,7 +442,9 @@ int run(const ExportOptions &options) {
         // A database is opened by its path.
         const auto naming =
             form == ExportForm::Sqlite ? TemporaryFile::Naming::AtOnce : TemporaryFile::Naming::WhenNeeded;
-        file = std::make_unique<ReplacedFile>(options.file, options.mayReplace, naming);
+        const auto existing =
+            options.mayReplace ? ReplacedFile::Existing::Replaced : ReplacedFile::Existing::Kept;
+        file = std::make_unique<ReplacedFile>(options.file, existing, naming);
     }
     FormTerms terms = formTermsOf(options, form);
     terms.columns = sources.front().origin;
@@ -451,7 +455,8 @@ int run(const ExportOptions &options) {
     }
     const Exported &exported = exporter.finish();
     if (file != nullptr) {
-        file->commit();
+        // The content is on the medium, and the items are still in the log: the name may be lost.
+        [[maybe_unused]] const bool isNameSynced = file->commit();
     }
     return endExport(options, sources, exported);
 }

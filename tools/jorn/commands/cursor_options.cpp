@@ -26,6 +26,9 @@ void addCursorOptions(CLI::App *command, ShippingOptions *options) {
     addNumberOption(command, "--retries", &options->retries, 0, kMostRetries,
                     "Times that a batch is sent again (default: 5)")
         ->needs(exec);
+    command->add_option("--timeout", options->timeout, "Time that COMMAND has for a batch (default: any)")
+        ->type_name("TIME")
+        ->needs(exec);
     command->add_option("--every", options->every, "Go on, and look again after 5s, 2m or 1h")
         ->type_name("TIME")
         ->needs(exec);
@@ -37,12 +40,23 @@ void addCursorOptions(CLI::App *command, ShippingOptions *options) {
         ->excludes(dry);
 }
 
+namespace {
+
+void checkInterval(const std::string &option, const std::string &text) {
+    if (!text.empty() && !parseInterval(text)) {
+        refuse(option + ": '" + text + "' is not a time such as 5s, 2m or 1h, of 24 hours at most");
+    }
+}
+
+}  // namespace
+
 void checkCursorOptions(const ShippingOptions &options, const CursorSetting &setting) {
     const bool isSending = !options.isDry && !options.isStatus;
     if (isSending && options.command.empty() && !setting.hasFile) {
         refuse(
-            "with --cursor-file, items go to --to FILE or --exec COMMAND: of standard output, nobody knows "
-            "whether its reader has stored them");
+            "with --cursor-file, send items to --to FILE or --exec COMMAND: nobody knows whether the reader "
+            "of "
+            "standard output has stored them");
     }
     if (!options.command.empty() && setting.hasFile) {
         refuse("items go to --to FILE or to --exec COMMAND, not to both");
@@ -53,9 +67,8 @@ void checkCursorOptions(const ShippingOptions &options, const CursorSetting &set
     if (setting.mayReplace) {
         refuse("--force: with --cursor-file, FILE must not exist yet: it may hold items that were sent");
     }
-    if (!options.every.empty() && !parseInterval(options.every)) {
-        refuse("--every: '" + options.every + "' is not a time such as 5s, 2m or 1h, of 24 hours at most");
-    }
+    checkInterval("--every", options.every);
+    checkInterval("--timeout", options.timeout);
     if (options.isStatus && !setting.form.empty() && setting.form != "json") {
         refuse("--status is text, or JSON with -o json");
     }

@@ -6,7 +6,6 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <utility>
 
@@ -56,6 +55,14 @@ std::vector<LogCursor> readCursors(const std::string &path) {
     return parseCursors(textOf(file.get(), path), path);
 }
 
+CursorPlaces placesOf(const std::vector<LogCursor> &cursors) {
+    CursorPlaces places;
+    for (size_t place = 0; place < cursors.size(); ++place) {
+        places.emplace(std::pair(cursors[place].device, cursors[place].log), place);
+    }
+    return places;
+}
+
 CursorFile::CursorFile(const std::string &path) : path_(path) {
     std::error_code ignored;
     const fs::path target = fs::exists(path, ignored) ? fs::canonical(path, ignored) : fs::absolute(path);
@@ -79,60 +86,87 @@ void CursorFile::open() {
             auto fresh = std::make_unique<TemporaryFile>(directory_.get(), path_);
             writeWhole(fresh->descriptor(), cursorText({}), path_);
             fresh->sync();
+            lock(fresh->descriptor());
             if (fresh->takeFreeName(name_)) {
                 syncNames(directory_.get());
                 file_ = std::move(fresh);
                 return;
             }
+            refuseLink();
         } else if (lockNamed()) {
             cursors_ = parseCursors(textOf(locked_.get(), path_), path_);
+            places_ = placesOf(cursors_);
             return;
         }
     }
-    throw Failure(path_ + ": is replaced again and again by another process");
+    throw Failure(path_ + ": another process keeps replacing it");
+}
+
+/// A link that leads nowhere takes the name, but there is nothing to be opened.
+void CursorFile::refuseLink() const {
+    struct stat named;
+    if (fstatat(directory_.get(), name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+        S_ISLNK(named.st_mode)) {
+        throw Failure(path_ + ": is a symbolic link to a file that does not exist");
+    }
 }
 
 /// False when the file has been replaced meanwhile.
 bool CursorFile::lockNamed() {
-    if (flock(locked_.get(), LOCK_EX | LOCK_NB) < 0) {
-        throw errno == EWOULDBLOCK ? Failure(path_ + ": another jorn is exporting with these cursors")
+    lock(locked_.get());
+    return isHeld();
+}
+
+void CursorFile::lock(int file) const {
+    if (flock(file, LOCK_EX | LOCK_NB) < 0) {
+        throw errno == EWOULDBLOCK ? Failure(path_ + ": another jorn is using this cursor file")
                                    : systemFailure(path_, errno);
     }
+}
+
+bool CursorFile::isHeld() const {
+    const FileMark held = markOf(file_ ? file_->descriptor() : locked_.get());
     struct stat named;
-    return fstatat(directory_.get(), name_.c_str(), &named, 0) == 0 &&
-           isSameFile(markOf(named), markOf(locked_.get()));
+    return fstatat(directory_.get(), name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+           isSameFile(markOf(named), held);
 }
 
 LogCursor CursorFile::cursorOf(const std::string &device, const std::string &log) const {
+    const auto found = places_.find({device, log});
+    if (found != places_.end()) {
+        return cursors_[found->second];
+    }
     LogCursor cursor;
     cursor.device = device;
     cursor.log = log;
-    const auto found = std::find_if(cursors_.begin(), cursors_.end(),
-                                    [&](const LogCursor &other) { return isSameLog(other, cursor); });
-    return found == cursors_.end() ? cursor : *found;
+    return cursor;
 }
 
 void CursorFile::keep(const LogCursor &cursor) {
     isChanged_ = true;
-    const auto found = std::find_if(cursors_.begin(), cursors_.end(),
-                                    [&](const LogCursor &other) { return isSameLog(other, cursor); });
-    if (found != cursors_.end()) {
-        *found = cursor;
-    } else {
+    const auto [place, isNew] = places_.emplace(std::pair(cursor.device, cursor.log), cursors_.size());
+    if (isNew) {
         cursors_.push_back(cursor);
+    } else {
+        cursors_[place->second] = cursor;
     }
 }
 
 void CursorFile::write() {
+    if (!isHeld()) {
+        throw Failure(path_ + ": has been moved, removed or replaced; nothing more is sent");
+    }
     auto fresh = std::make_unique<TemporaryFile>(directory_.get(), path_);
     giveAccess(fresh->descriptor(), accessFor(directory_.get(), name_, path_), path_);
     writeWhole(fresh->descriptor(), cursorText(cursors_), path_);
     fresh->sync();
+    lock(fresh->descriptor());
     fresh->replace(name_);
+    // Whatever fails from here on, the name stands for the new file, so that one must stay locked.
+    file_ = std::move(fresh);
     if (!syncDirectory(directory_.get(), ".")) {
         throw systemFailure(path_, errno);
     }
-    file_ = std::move(fresh);
     isChanged_ = false;
 }
 

@@ -4,8 +4,10 @@
 #ifndef JORN_TOOLS_CURSOR_FILE_H
 #define JORN_TOOLS_CURSOR_FILE_H
 
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cursor/numbering.h"
@@ -16,6 +18,10 @@ namespace tool {
 
 /// The cursors in a file, for those who only look; none where there is no file. Throws Failure.
 std::vector<LogCursor> readCursors(const std::string &path);
+
+/// Where the cursor of a device and log is among others.
+using CursorPlaces = std::map<std::pair<std::string, std::string>, size_t>;
+CursorPlaces placesOf(const std::vector<LogCursor> &cursors);
 
 class CursorFile {
 public:
@@ -31,12 +37,19 @@ public:
     /// Whether something is kept that was not written.
     bool isChanged() const { return isChanged_; }
 
-    /// Throws Failure; then the file is as it was.
+    /// Throws Failure. Then the file is as it was; or it has the new cursors, but they may not be on the
+    /// medium; or it is not held any more, and nothing was written.
     void write();
+
+    /// Whether the name still stands for the file that this object has locked: somebody may have moved,
+    /// removed or replaced it, and another process may use what is there now.
+    bool isHeld() const;
 
 private:
     void open();
+    void refuseLink() const;
     bool lockNamed();
+    void lock(int file) const;
 
     const std::string path_;  ///< As the user gave it.
     std::string name_;        ///< In its directory, behind links.
@@ -44,6 +57,7 @@ private:
     Descriptor locked_;                    ///< The file as it was found,
     std::unique_ptr<TemporaryFile> file_;  ///< or as it was written last: who has that locked has the file.
     std::vector<LogCursor> cursors_;
+    CursorPlaces places_;  ///< Of these.
     bool isChanged_ = false;
 };
 

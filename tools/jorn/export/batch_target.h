@@ -11,6 +11,7 @@
 
 #include "export/export_sink.h"
 #include "export/form_sink.h"
+#include "export/shell_command.h"
 #include "system/stop_signals.h"
 
 namespace tool {
@@ -19,11 +20,15 @@ class BatchTarget {
 public:
     virtual ~BatchTarget() = default;
 
-    /// What takes the items of the next batch. Throws Failure.
+    /// What takes the items of the next batch, perhaps while one is under way. Throws Failure.
     virtual std::unique_ptr<ExportSink> begin() = 0;
 
-    /// Sends the batch, whose sink has finished. Throws Failure when it has not arrived, or nobody knows.
-    virtual void deliver() = 0;
+    /// Sends the batch, whose sink has finished; none is under way. Throws Failure.
+    virtual void send() = 0;
+
+    /// Waits until the batch that is under way has arrived. Throws Failure when it has not, or nobody knows.
+    /// Then, too, none is under way any more.
+    virtual void settle() = 0;
 };
 
 /// A file of its own, which does not exist yet and gets its name when all is in it. There is one batch.
@@ -33,10 +38,12 @@ struct CommandTerms {
     std::string command;                            ///< For the shell.
     int retries = 0;                                ///< After a first failure,
     std::function<void(const std::string &)> tell;  ///< which is told.
+    CommandLimits limits{};
 };
 
 /// A command that is run for each batch, with the items as its standard input. The batch is done when it ends
-/// with 0; else it is run again, after growing pauses, with the same input. A signal ends the pauses.
+/// with 0; else it is run again, after growing pauses, with the same input. A signal ends the pauses, and
+/// after a while the command.
 std::unique_ptr<BatchTarget> makeCommandTarget(const FormTerms &terms, CommandTerms command,
                                                const StopSignals &signals);
 

@@ -2,6 +2,7 @@
 #include "export/cursor_report.h"
 
 #include <nlohmann/json.hpp>
+#include <numeric>
 #include <optional>
 
 #include "cursor/log_pull.h"
@@ -31,7 +32,12 @@ void look(const ShippedLog &log, const ShipperTerms &terms, LogReport *report) {
     report->hasDamage = !pull.damage().isEmpty();
 }
 
-uint64_t pendingOf(const LogCursor &cursor) { return cursor.hasBegun() ? cursor.current().pending() : 0; }
+/// Of all epochs: their log may come back.
+uint64_t pendingOf(const LogCursor &cursor) {
+    return std::accumulate(
+        cursor.epochs.begin(), cursor.epochs.end(), uint64_t{0},
+        [](uint64_t items, const Numbering &numbering) { return items + numbering.pending(); });
+}
 
 std::string nameOf(const LogCursor &cursor) {
     return (cursor.device.empty() ? "" : cursor.device + "/") + cursor.log;
@@ -89,6 +95,8 @@ std::string statusJson(const std::vector<LogReport> &reports) {
         json["lost"] = kept.lost;
         json["damaged"] = kept.damaged;
         json["pending"] = pendingOf(kept);
+        json["problem"] = report.problem.empty() ? Json() : Json(report.problem);
+        json["notes"] = report.notes;
         text += json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
     }
     return text;

@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <errno.h>
+#include <string.h>
+
 #include "export/batch_target.h"
+#include "system/failure.h"
 #include "system/replaced_file.h"
 
 namespace tool {
@@ -9,7 +13,7 @@ class FileTarget : public BatchTarget {
 public:
     FileTarget(FormTerms terms, const std::string &path)
         : terms_(std::move(terms)),
-          file_(path, false,
+          file_(path, ReplacedFile::Existing::KeptAlways,
                 terms_.form == ExportForm::Sqlite ? TemporaryFile::Naming::AtOnce
                                                   : TemporaryFile::Naming::WhenNeeded) {}
 
@@ -19,7 +23,16 @@ public:
                    : makeLineSink(terms_, file_.descriptor(), file_.path());
     }
 
-    void deliver() override { file_.commit(); }
+    void send() override {}
+
+    void settle() override {
+        if (!file_.commit()) {
+            throw Failure(
+                file_.path() +
+                ": is written, but its directory could not be synced, so that a power cut may remove it: " +
+                strerror(errno) + "; its items count as not sent");
+        }
+    }
 
 private:
     FormTerms terms_;

@@ -24,16 +24,30 @@ uint64_t freshEpoch() {
 ShippingRound Shipper::run() {
     round_ = {};
     dropBatch();
-    for (auto log = terms_.logs.begin(); log != terms_.logs.end() && !signals_.hasCome(); ++log) {
-        shipLog(*log);
+    try {
+        shipLogs();
+    } catch (...) {
+        if (underWay_) {
+            // What left before the failure may well arrive.
+            settle();
+            cursors_.write();
+        }
+        throw;
     }
-    if (!signals_.hasCome()) {
-        deliver();
-    }
+    settle();
     if (cursors_.isChanged()) {
         cursors_.write();
     }
     return round_;
+}
+
+void Shipper::shipLogs() {
+    for (auto log = terms_.logs.begin(); log != terms_.logs.end() && !signals_.hasCome(); ++log) {
+        shipLog(*log);
+    }
+    if (!signals_.hasCome()) {
+        send();
+    }
 }
 
 /// A log that cannot be read keeps no other one from being shipped.
@@ -42,22 +56,33 @@ void Shipper::shipLog(const ShippedLog &log) {
     isLogBegun_ = false;
     for (int tries = 0; tries < kTries && !signals_.hasCome(); ++tries) {
         const LogCursor kept = cursors_.cursorOf(log.device, log.log);
-        const bool isOvertaken = !isUnchanged(log, kept) && shipOnce(log, kept);
+        if (isUnchanged(log, kept)) {
+            problems_.erase(log.place);
+            return;
+        }
+        const bool isOvertaken = shipOnce(log, kept);
         // Of a single batch, the rest is for the next time.
         if (!isOvertaken || !terms_.batch) {
             return;
         }
-        deliver();  // Numbers go on from what has arrived.
+        send();
+        settle();  // Numbers go on from what has arrived.
     }
 }
 
 bool Shipper::isUnchanged(const ShippedLog &log, const LogCursor &kept) const {
     try {
-        return !kept.stamp.empty() && kept.directory == log.directory &&
+        return !kept.stamp.empty() && kept.directory == log.place &&
                isStamped(StoreDirectory::openForReading(log.directory), kept.stamp);
     } catch (const Failure &) {
         return false;  // Told when it is read.
     }
+}
+
+/// Looking takes longer than an item does.
+bool Shipper::isStopped() {
+    constexpr uint64_t kItemsOfALook = 512;
+    return ++looks_ % kItemsOfALook == 0 && signals_.hasCome();
 }
 
 /// Whether a writer went on around the ring meanwhile, so that there may be more.
@@ -71,16 +96,17 @@ bool Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept) {
         if (failure.exitCode() == kExitUsage) {
             throw;
         }
-        tellOnce(failure.what());
+        tellProblem(log, failure.what());
         round_.hasFailure = true;
         return false;
     }
+    problems_.erase(log.place);
     pull->run(question->filter, [&](const Item &item) {
         take(&*pull, *question, log, item);
-        return !signals_.hasCome();
+        return !isStopped();
     });
     if (pull->hasMoved() || (kept.hasBegun() && pull->reached().stamp != kept.stamp)) {
-        add(*pull);
+        add(*pull, log);
     }
     tellAbout(*pull, *question);
     return pull->isOvertaken();
@@ -97,29 +123,45 @@ void Shipper::take(LogPull *pull, const Question &question, const ShippedLog &lo
     }
     sink_->take(item);
     if (++items_ == terms_.batch.value_or(UINT64_MAX)) {
-        add(*pull);
-        deliver();
+        add(*pull, log);
+        send();
+        // The next batch is read as if this one had arrived, and dropped if it has not.
         pull->settle();
     }
 }
 
 /// The batch reaches as far as the pull has got.
-void Shipper::add(const LogPull &pull) { reached_.push_back({pull.reached(), pull.hasMoved()}); }
+void Shipper::add(const LogPull &pull, const ShippedLog &log) {
+    reached_.push_back({pull.reached(), pull.hasMoved()});
+    reached_.back().cursor.directory = log.place;
+}
 
-void Shipper::deliver() {
-    if (sink_) {
-        sink_->finish();
-        for (const auto &[cursor, hasMoved] : reached_) {
-            if (hasMoved) {
-                cursors_.keep(attempted(cursors_.cursorOf(cursor.device, cursor.log), cursor));
-            }
-        }
-        cursors_.write();
-        target_.deliver();
-        round_.items += items_;
+void Shipper::send() {
+    settle();
+    if (!sink_) {
+        keepArrived(&reached_);
+        reached_.clear();
+        return;
     }
-    keepArrived(time(nullptr));
+    sink_->finish();
+    for (const auto &[cursor, hasMoved] : reached_) {
+        if (hasMoved) {
+            cursors_.keep(attempted(cursors_.cursorOf(cursor.device, cursor.log), cursor));
+        }
+    }
+    cursors_.write();
+    target_.send();
+    underWay_ = Sent{items_, std::move(reached_)};
     dropBatch();
+}
+
+/// Waits for the batch that is under way, if there is one.
+void Shipper::settle() {
+    if (std::optional<Sent> sent = std::exchange(underWay_, std::nullopt)) {
+        target_.settle();
+        round_.items += sent->items;
+        keepArrived(&sent->reached);
+    }
 }
 
 void Shipper::dropBatch() {
@@ -129,8 +171,9 @@ void Shipper::dropBatch() {
     reached_.clear();
 }
 
-void Shipper::keepArrived(int64_t now) {
-    for (auto &[cursor, hasMoved] : reached_) {
+void Shipper::keepArrived(std::vector<Reached> *reached) {
+    const int64_t now = time(nullptr);
+    for (auto &[cursor, hasMoved] : *reached) {
         const LogCursor kept = cursors_.cursorOf(cursor.device, cursor.log);
         cursor.time = cursor.shipped > kept.shipped ? now : kept.time;
         cursors_.keep(arrived(cursor));
@@ -144,6 +187,14 @@ void Shipper::tellAbout(const LogPull &pull, const Question &question) {
         }
     }
     round_.hasDamage = round_.hasDamage || !pull.damage().isEmpty();
+}
+
+/// Again, when it was readable meanwhile or the reason is another.
+void Shipper::tellProblem(const ShippedLog &log, const std::string &text) {
+    std::string &told = problems_[log.place];
+    if (std::exchange(told, text) != text) {
+        terms_.tell(text);
+    }
 }
 
 /// Rounds follow each other for days; what is the same in each of them is told at the first.

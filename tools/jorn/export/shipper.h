@@ -2,7 +2,8 @@
 // Sends what is new in many logs, each item once.
 //
 // Before a batch leaves, the cursor file says so on the medium; after it has arrived, the cursors move on.
-// What left and may have arrived keeps its numbers.
+// What left and may have arrived keeps its numbers. While a batch is under way, the next one is read, but it
+// leaves, and its numbers count, only when the one before it has arrived.
 #ifndef JORN_TOOLS_SHIPPER_H
 #define JORN_TOOLS_SHIPPER_H
 
@@ -10,6 +11,7 @@
 
 #include <functional>
 #include <list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -25,7 +27,8 @@ namespace tool {
 
 /// A log by the name that its items bear.
 struct ShippedLog {
-    std::string directory;
+    std::string directory;  ///< As the user gave it.
+    std::string place;      ///< The same as an absolute path: others look from elsewhere.
     std::string device;
     std::string log;
 };
@@ -59,16 +62,24 @@ private:
         LogCursor cursor;
         bool hasMoved = false;
     };
+    struct Sent {
+        uint64_t items = 0;
+        std::vector<Reached> reached;
+    };
 
     void shipLog(const ShippedLog &log);
+    bool isStopped();
     bool shipOnce(const ShippedLog &log, const LogCursor &kept);
     void take(LogPull *pull, const Question &question, const ShippedLog &log, const Item &item);
-    void add(const LogPull &pull);
-    void deliver();
+    void add(const LogPull &pull, const ShippedLog &log);
+    void shipLogs();
+    void send();
+    void settle();
     void dropBatch();
-    void keepArrived(int64_t now);
+    void keepArrived(std::vector<Reached> *reached);
     void tellAbout(const LogPull &pull, const Question &question);
     void tellOnce(const std::string &text);
+    void tellProblem(const ShippedLog &log, const std::string &text);
     bool isUnchanged(const ShippedLog &log, const LogCursor &kept) const;
 
     const ShipperTerms &terms_;
@@ -80,8 +91,11 @@ private:
     bool isLogBegun_ = false;           ///< In this batch.
     uint64_t items_ = 0;                ///< Of the batch.
     std::vector<Reached> reached_;      ///< What its logs get to.
+    std::optional<Sent> underWay_;      ///< The batch that left last, until it is known what became of it.
+    uint64_t looks_ = 0;                ///< For signals.
     std::list<Names> names_;            ///< Of its logs.
     std::set<std::string> told_;
+    std::map<std::string, std::string> problems_;  ///< Of logs that cannot be read, by place.
 };
 
 }  // namespace tool

@@ -28,10 +28,11 @@ int exitCodeOf(const ShippingRound &round) {
 /// One look at each log that was named, or at all that have cursors.
 std::vector<LogReport> reportsOn(const ShippingOptions &options, const ShipperTerms &terms) {
     const std::vector<LogCursor> cursors = readCursors(options.cursorFile);
+    const CursorPlaces places = placesOf(cursors);
     std::vector<ShippedLog> logs = terms.logs;
     if (logs.empty()) {
         std::transform(cursors.begin(), cursors.end(), std::back_inserter(logs), [](const LogCursor &cursor) {
-            return ShippedLog{cursor.directory, cursor.device, cursor.log};
+            return ShippedLog{cursor.directory, cursor.directory, cursor.device, cursor.log};
         });
     }
     std::vector<LogReport> reports;
@@ -39,10 +40,9 @@ std::vector<LogReport> reportsOn(const ShippingOptions &options, const ShipperTe
         LogCursor kept;
         kept.device = log.device;
         kept.log = log.log;
-        kept.directory = log.directory;
-        const auto found = std::find_if(cursors.begin(), cursors.end(),
-                                        [&](const LogCursor &cursor) { return isSameLog(cursor, kept); });
-        reports.push_back(reportOn(log, found == cursors.end() ? kept : *found, terms));
+        kept.directory = log.place;
+        const auto found = places.find({log.device, log.log});
+        reports.push_back(reportOn(log, found == places.end() ? kept : cursors[found->second], terms));
     }
     return reports;
 }
@@ -89,19 +89,25 @@ int shipOnce(const ShippingOptions &options, Shipper *shipper, const StopSignals
 
 /// Until a signal comes. What has failed is tried again in the next round, from the files.
 int shipEvery(const ShippingOptions &options, int interval, Shipper *shipper, const ShipperTerms &terms,
-              const StopSignals &signals) {
+              const CursorFile &cursors, const StopSignals &signals) {
     uint64_t items = 0;
     int exitCode = kExitDone;
+    std::string told;
     while (!signals.hasCome()) {
         try {
             const ShippingRound round = shipper->run();
             items += round.items;
             exitCode = exitCodeOf(round);
+            told.clear();
         } catch (const Failure &failure) {
-            if (failure.exitCode() == kExitUsage) {
+            // A cursor file that somebody took away does not come back to this process.
+            if (failure.exitCode() == kExitUsage || !cursors.isHeld()) {
                 throw;
             }
-            terms.tell(failure.what());
+            if (told != failure.what()) {
+                told = failure.what();
+                terms.tell(told);
+            }
             exitCode = kExitInputOutput;
         }
         pollfd signal = {signals.descriptor(), POLLIN, 0};
@@ -118,18 +124,23 @@ int runShipping(const ShippingOptions &options, ShipperTerms terms, const FormTe
         return report(options, terms);
     }
     const StopSignals signals;
-    CursorFile cursors(options.cursorFile);
     if (!options.file.empty()) {
+        // A file that is refused leaves no cursor file.
         const auto target = makeFileTarget(form, options.file);
+        CursorFile cursors(options.cursorFile);
         Shipper shipper(terms, &cursors, target.get(), signals);
         return shipOnce(options, &shipper, signals);
     }
+    CursorFile cursors(options.cursorFile);
     terms.batch = static_cast<uint64_t>(options.batch.value_or(kDefaultBatch));
-    const auto target = makeCommandTarget(
-        form, {options.command, options.retries.value_or(kDefaultRetries), terms.tell}, signals);
+    CommandTerms command{options.command, options.retries.value_or(kDefaultRetries), terms.tell};
+    if (const std::optional<int> timeout = parseInterval(options.timeout)) {
+        command.limits.timeout = CommandLimits::Time(*timeout);
+    }
+    const auto target = makeCommandTarget(form, std::move(command), signals);
     Shipper shipper(terms, &cursors, target.get(), signals);
     const std::optional<int> interval = parseInterval(options.every);
-    return interval ? shipEvery(options, *interval, &shipper, terms, signals)
+    return interval ? shipEvery(options, *interval, &shipper, terms, cursors, signals)
                     : shipOnce(options, &shipper, signals);
 }
 

@@ -16,6 +16,7 @@ struct ShippingOptions {
     std::optional<int> batch;
     std::optional<int> retries;
     std::string every;
+    std::string timeout;
     bool isDry = false;
     bool isStatus = false;
     bool isJson = false;  ///< Of the status.

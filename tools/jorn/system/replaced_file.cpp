@@ -26,14 +26,10 @@ mode_t permissionsOfNewFile() {
 
 std::string directoryOf(const std::string &path) { return fs::path(path).parent_path().string(); }
 
-Failure existsFailure(const std::string &path) {
-    return Failure(path + ": already exists; --force replaces it", kExitUsage);
-}
-
 }  // namespace
 
-ReplacedFile::ReplacedFile(const std::string &path, bool mayReplace, TemporaryFile::Naming naming)
-    : path_(path), mayReplace_(mayReplace) {
+ReplacedFile::ReplacedFile(const std::string &path, Existing existing, TemporaryFile::Naming naming)
+    : path_(path), existing_(existing) {
     // A write beyond a file size limit must fail instead of ending the process.
     signal(SIGXFSZ, SIG_IGN);
     findTarget();
@@ -64,23 +60,28 @@ void ReplacedFile::findTarget() {
     if (!S_ISREG(status.st_mode)) {
         refuse(path_ + ": not a regular file; omit --to to write to standard output");
     }
-    if (!mayReplace_) {
-        throw existsFailure(path_);
+    if (existing_ != Existing::Replaced) {
+        refuseExisting();
     }
     target_ = fs::canonical(path_).string();
     mode_ = status.st_mode & kPermissions;
 }
 
-void ReplacedFile::commit() {
+void ReplacedFile::refuseExisting() const {
+    refuse(path_ + (existing_ == Existing::Kept ? ": already exists; --force replaces it"
+                                                : ": already exists; give the name of a new file"));
+}
+
+bool ReplacedFile::commit() {
     const std::string name = fs::path(target_).filename().string();
     file_->sync();
     if (!file_->takeFreeName(name)) {
-        if (!mayReplace_) {
-            throw existsFailure(path_);
+        if (existing_ != Existing::Replaced) {
+            refuseExisting();
         }
         file_->replace(name);
     }
-    syncNames(directory_.get());
+    return syncDirectory(directory_.get(), ".");
 }
 
 }  // namespace tool

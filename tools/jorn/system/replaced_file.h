@@ -17,8 +17,15 @@ namespace tool {
 /// commit() nothing is left over.
 class ReplacedFile {
 public:
-    /// Throws Failure: a usage error when there already is a file that may not be replaced.
-    ReplacedFile(const std::string &path, bool mayReplace,
+    /// What becomes of a file that is there already.
+    enum class Existing {
+        Replaced,
+        Kept,        ///< A usage error, which names --force.
+        KeptAlways,  ///< A usage error.
+    };
+
+    /// Throws Failure.
+    ReplacedFile(const std::string &path, Existing existing,
                  TemporaryFile::Naming naming = TemporaryFile::Naming::WhenNeeded);
 
     int descriptor() const { return file_->descriptor(); }
@@ -29,14 +36,17 @@ public:
     /// As the user gave it, for messages.
     const std::string &path() const { return path_; }
 
-    /// Syncs the content to the medium and gives the file its name. Throws Failure.
-    void commit();
+    /// Syncs the content to the medium and gives the file its name. False, with the reason in errno, when the
+    /// name may be lost in a power cut: the directory could not be synced, as not every file system can.
+    /// Throws Failure.
+    [[nodiscard]] bool commit();
 
 private:
     void findTarget();
+    [[noreturn]] void refuseExisting() const;
 
     std::string path_;
-    bool mayReplace_;
+    Existing existing_;
     std::string target_;    ///< Absolute, with links resolved.
     mode_t mode_ = 0;       ///< Permissions that the file gets.
     Descriptor directory_;  ///< That of the target.

@@ -1,0 +1,52 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The service and timer in share/jorn/fleet: systemd reads them without complaint, and the command of the unit ships."""
+import configparser
+import pathlib
+import shlex
+import subprocess
+import sys
+
+SHARE = pathlib.Path(__file__).resolve().parents[2] / "share" / "jorn" / "fleet"
+STATE = "/var/lib/jorn-fleet"
+
+
+def settings(name):
+    parser = configparser.ConfigParser(interpolation=None)
+    parser.optionxform = str
+    parser.read(SHARE / name)
+    return parser
+
+
+def verify(folder):
+    """With a user that exists here, and the timer beside its service."""
+    for name in ("jorn-fleet.service", "jorn-fleet.timer"):
+        (folder / name).write_text((SHARE / name).read_text().replace("User=jorn-fleet", "User=daemon"))
+    done = subprocess.run(["systemd-analyze", "verify", "--man=no", folder / "jorn-fleet.service",
+                           folder / "jorn-fleet.timer"], check=False, stderr=subprocess.PIPE, encoding="utf-8")
+    complaints = [line for line in done.stderr.splitlines() if "jorn-fleet" in line]
+    if done.returncode != 0 or complaints:
+        sys.exit(f"systemd-analyze verify: exit code {done.returncode}: {done.stderr}")
+
+
+def command_of(unit, folder):
+    """ExecStart as systemd would run it, and what it adds to the environment, with a state below the folder."""
+    words = [word.replace(STATE, str(folder / "state")) for word in shlex.split(unit["Service"]["ExecStart"])]
+    name, value = shlex.split(unit["Service"]["Environment"])[0].split("=", 1)
+    return words, {name: value.replace("/usr/share/jorn/fleet", str(SHARE))}
+
+
+def check_unit(fleet, layout, items, check):
+    """Runs the unit's command twice, with a state of its own: so the engine gets all items once under new epochs."""
+    verify(fleet.folder)
+    (fleet.folder / "state").mkdir()
+    (fleet.folder / "state" / "logs").symlink_to(fleet.folder / "logs")
+    before = {row["epoch"] for row in layout.rows()}
+    words, variables = command_of(settings("jorn-fleet.service"), fleet.folder)
+    for _ in range(2):
+        done = subprocess.run(words, cwd="/", env={**layout.environment, **variables}, check=False,
+                              stderr=subprocess.PIPE, encoding="utf-8")
+        if done.returncode != 0 or done.stderr:
+            sys.exit(f"the unit's command: exit code {done.returncode}: {done.stderr}")
+    check("the unit", [row for row in layout.rows() if row["epoch"] not in before], items)
+    if not settings("jorn-fleet.timer").has_option("Timer", "OnUnitInactiveSec"):
+        sys.exit("the timer does not start the service again and again")
