@@ -175,12 +175,12 @@ TEST_F(CursorCommandTest, StatusAndDryRun_SayWhatIsToCome) {
 
 TEST_F(CursorCommandTest, CursorFileThatIsNone_IsRefusedAsAWhole) {
     const std::string anew = "; to begin anew, with new epochs, move the file away\n";
-    const std::string head = "{\"kind\":\"jorn cursors\",\"version\":1,\"logs\":1}\n";
+    const std::string head = "{\"kind\":\"jorn cursors\",\"version\":2,\"logs\":1}\n";
     const std::pair<std::string, std::string> bad[] = {
         {"", "jorn: c:1: is not a line of a file of cursors" + anew},
         {"{}\n", "jorn: c:1: is no file of cursors" + anew},
-        {"{\"kind\":\"jorn cursors\",\"version\":2,\"logs\":0}\n",
-         "jorn: c:1: is of version 2, and this jorn knows version 1" + anew},
+        {"{\"kind\":\"jorn cursors\",\"version\":1,\"logs\":0}\n",
+         "jorn: c:1: is of version 1, and this jorn knows version 2" + anew},
         {head, "jorn: c:2: is not whole" + anew},
         {head + "{\"device\":\"u1\"}\n", "jorn: c:2: is not a line of a file of cursors" + anew},
     };
@@ -213,9 +213,7 @@ TEST_F(CursorCommandTest, RingThatMovedOnPastThePlace_LeavesAGapAndANote) {
     write("u1/door/1.csv", dataLine(11, "l"));
     const Result run = ship("--to b.csv");
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(
-        run.err,
-        "jorn: note: u1/door: written faster than it was read: at least 4999 items are gone\n2 items\n");
+    EXPECT_EQ(run.err, "jorn: note: u1/door: written faster than it was read: items may be gone\n2 items\n");
     EXPECT_THAT(got("b.csv"), HasSubstr(",k,u1,door,E,5004\n1700000011,1,0,l,u1,door,E,5005\n"));
 }
 
@@ -230,9 +228,8 @@ TEST_F(CursorCommandTest, RingThatCameRoundToTheSameFewItems_IsToldByTheFileBefo
     ASSERT_EQ(ship("--to a.csv").err, "8 items\n");
     write("u1/door/0.csv", dataLine(9, "x") + dataLine(9, "y") + dataLine(9, "z"));
     write("u1/door/1.csv", boot + dataLine(9, "open"));
-    EXPECT_EQ(
-        ship("--to b.csv").err,
-        "jorn: note: u1/door: written faster than it was read: at least 4995 items are gone\n9 items\n");
+    EXPECT_EQ(ship("--to b.csv").err,
+              "jorn: note: u1/door: written faster than it was read: items may be gone\n9 items\n");
     EXPECT_THAT(got("b.csv"), HasSubstr(",x,u1,door,E,5004\n"));
 }
 
@@ -244,7 +241,7 @@ TEST_F(CursorCommandTest, ClosedFileThatHasGotMoreItems_IsAnother) {
     ASSERT_EQ(ship("--to a.csv").err, "3 items\n");
     append("u1/door/0.csv", dataLine(9, "x"));
     write("u1/door/1.csv", dataLine(9, "y"));
-    ASSERT_THAT(ship("--to b.csv").err, HasSubstr("items are gone\n4 items\n"));
+    ASSERT_THAT(ship("--to b.csv").err, HasSubstr("items may be gone\n4 items\n"));
     EXPECT_THAT(got("b.csv"), HasSubstr(",x,u1,door,E,"));
 }
 
@@ -269,6 +266,94 @@ TEST_F(CursorCommandTest, ItemsBeforeAClearing_AreSentThoughTheyAreOutOfView) {
     write("u1/door/index.csv", "version:1\n1,1\n");
     EXPECT_EQ(ship("--to b.csv").err, "2 items\n");
     EXPECT_THAT(got("b.csv"), HasSubstr(",d,u1,door,E,4\n1700000004,3,0,Log all cleared!,u1,door,E,5\n"));
+}
+
+TEST_F(CursorCommandTest, RingThatMovedOnPastWholeFiles_LostAtLeastAnItemOfEach) {
+    for (int file = 1; file < 4; ++file) {
+        write("u1/door/" + std::to_string(file) + ".csv", dataLine(3 + file, "d"));
+    }
+    write("u1/door/index.csv", "version:1\n0,3\n");
+    ASSERT_EQ(ship("--to a.csv").err, "6 items\n");
+    for (int file = 0; file < 4; ++file) {
+        write("u1/door/" + std::to_string(file) + ".csv", dataLine(20 + file, "e"));
+    }
+    write("u1/door/index.csv", "version:1\n2,1\n");
+    EXPECT_EQ(ship("--to b.csv").err,
+              "jorn: note: u1/door: written faster than it was read: at least 2 items are gone\n4 items\n");
+    EXPECT_THAT(got("b.csv"), HasSubstr("1700000022,1,0,e,u1,door,E,15006\n"));
+}
+
+TEST_F(CursorCommandTest, ItemsDamagedAfterTheyWereSent_GiveTheOthersNoOtherNumbers) {
+    for (int i = 3; i < 40; ++i) {
+        append("u1/door/0.csv", dataLine(i, "item " + std::to_string(i)));
+    }
+    ASSERT_EQ(ship("--to a.csv").err, "40 items\n");
+    std::string lines = read("u1/door/0.csv");
+    for (const char *const text : {"item 17\n", "item 38\n"}) {
+        lines.replace(lines.find(text) - 15, 22, 22, '#');
+    }
+    write("u1/door/0.csv", lines + dataLine(40, "new"));
+    EXPECT_EQ(ship("--to b.csv").err, "1 item\n");
+    EXPECT_THAT(got("b.csv"), HasSubstr("1700000040,1,0,new,u1,door,E,41\n"));
+}
+
+TEST_F(CursorCommandTest, ItemsDamagedAfterATransferThatFailed_LeaveTheirNumbersUnused) {
+    ASSERT_EQ(ship("--retries 0 --exec false").status, 4);
+    std::string lines = read("u1/door/0.csv");
+    lines.replace(lines.find("\n") + 1, 16, 16, '#');
+    write("u1/door/0.csv", lines);
+    EXPECT_THAT(ship("--to b.csv").err,
+                HasSubstr("1 item was damaged after a transfer whose end is not known"));
+    EXPECT_THAT(got("b.csv"), HasSubstr("a,u1,door,E,1\n"));
+    EXPECT_THAT(got("b.csv"), HasSubstr("c,u1,door,E,3\n"));
+}
+
+TEST_F(CursorCommandTest, FileThatCanBeReadLater_HasNumbersBeforeThoseOfLaterFiles) {
+    ASSERT_EQ(ship("--to a.csv").err, "3 items\n");
+    write("u1/door/index.csv", "version:1\n0,2\n");
+    fs::create_directory(path("u1/door/1.csv"));
+    write("u1/door/2.csv", dataLine(9, "last"));
+    EXPECT_EQ(ship("--to b.csv").status, 3);
+    EXPECT_THAT(got("b.csv"), HasSubstr("last,u1,door,E,5004\n"));
+    fs::remove(path("u1/door/1.csv"));
+    write("u1/door/1.csv", dataLine(5, "late"));
+    EXPECT_EQ(ship("--to c.csv").err, "1 item\n");
+    EXPECT_THAT(got("c.csv"), HasSubstr("late,u1,door,E,4\n"));
+    append("u1/door/2.csv", dataLine(10, "next"));
+    EXPECT_EQ(ship("--to d.csv").err, "1 item\n");
+    EXPECT_THAT(got("d.csv"), HasSubstr("next,u1,door,E,5005\n"));
+}
+
+TEST_F(CursorCommandTest, FileThatTurnsOutToBeEmpty_LeavesACursorThatCanBeRead) {
+    ASSERT_EQ(ship("--to a.csv").err, "3 items\n");
+    write("u1/door/index.csv", "version:1\n0,2\n");
+    fs::create_directory(path("u1/door/1.csv"));
+    write("u1/door/2.csv", dataLine(9, "last"));
+    EXPECT_EQ(ship("--to b.csv").status, 3);
+    fs::remove(path("u1/door/1.csv"));
+    write("u1/door/1.csv", "");
+    append("u1/door/2.csv", dataLine(10, "next"));
+    EXPECT_EQ(ship("--to c.csv").err, "1 item\n");
+    append("u1/door/2.csv", dataLine(11, "more"));
+    EXPECT_EQ(ship("--to d.csv").err, "1 item\n");
+}
+
+TEST_F(CursorCommandTest, RingThatWasEnlarged_SendsNothingAgain) {
+    for (int file = 0; file < 3; ++file) {
+        std::string lines;
+        for (int i = 0; i < 40; ++i) {
+            lines += dataLine(file * 100 + i, "item");
+        }
+        write("u1/door/" + std::to_string(file) + ".csv", lines);
+    }
+    write("u1/door/index.csv", "version:1\n2,1\n");
+    ASSERT_EQ(ship("--to a.csv").err, "120 items\n");
+    fs::rename(path("u1/door/2.csv"), path("u1/door/7.csv"));
+    write("u1/door/index.csv", "version:1\n7,1\n");
+    write("u1/door/2.csv", dataLine(300, "new"));
+    write("u1/door/index.csv", "version:1\n7,2\n");
+    EXPECT_EQ(ship("--to b.csv").err, "1 item\n");
+    EXPECT_THAT(got("b.csv"), HasSubstr("1700000300,1,0,new,u1,door,E,121\n"));
 }
 
 TEST_F(CursorCommandTest, LogThatCameBack_GoesOnInItsEpoch) {

@@ -16,7 +16,9 @@ struct HistoryCounts {
     uint64_t failures = 0;   ///< Of transfers.
     uint64_t ambiguous = 0;  ///< How often files alone could not show that they were others,
     uint64_t forgotten = 0;  ///< how often a log came back that was not kept, or by too few items,
-    uint64_t doubtful = 0;   ///< and how often more items were gone from a file's end than are known.
+    uint64_t doubtful = 0;   ///< how often more was gone from a file than shows which items are left,
+    uint64_t twins = 0;      ///< and how often an item had the bytes of another that was gone.
+    uint64_t waiting = 0;    ///< Pulls that waited for files that could not be read.
 };
 
 /// Runs a history of so many pulls. Returns what is wrong with it, empty when nothing is.

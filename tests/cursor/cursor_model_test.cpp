@@ -47,10 +47,13 @@ TEST(CursorModelTest, Pulls_OfRandomHistories_LoseAndDoubleNothing) {
     std::cout << "seeds " << first << " to " << first + histories - 1 << ": " << counts.items << " items, "
               << counts.arrived << " arrived, " << counts.pulls << " pulls, " << counts.failures
               << " transfers failed, " << counts.ambiguous << " times the same bytes in the same places, "
-              << counts.forgotten << " logs forgotten, " << counts.doubtful << " times items in doubt\n";
+              << counts.forgotten << " logs forgotten, " << counts.doubtful << " times items in doubt, "
+              << counts.twins << " twins, " << counts.waiting << " pulls waited\n";
     EXPECT_EQ(counts.pulls, uint64_t{histories} * pulls);
     EXPECT_GT(counts.failures, counts.pulls / 4);
     EXPECT_LT(counts.ambiguous + counts.forgotten + counts.doubtful, counts.pulls / 25);
+    EXPECT_LT(counts.twins, counts.items / 1000);
+    EXPECT_LT(counts.waiting, counts.pulls / 10);
 }
 
 }  // namespace

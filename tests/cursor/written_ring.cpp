@@ -7,26 +7,51 @@
 #include <iterator>
 #include <utility>
 
+#include "log/ring_positions.h"
+
 namespace test {
 namespace {
 
 namespace fs = std::filesystem;
 
 constexpr char kCleared[] = "Log all cleared!";
+/// So many equal items are not the same by chance.
+constexpr size_t kNear = 8;
+
 constexpr char kStarted[] = "Log start init!";
 
 void writeBytes(const std::string &path, const std::string &bytes) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
+/// Whether lines of a file, or those around them, are such.
+template <class IsSuch>
+bool hasNear(const WrittenFile &file, int begin, int end, const IsSuch &isSuch) {
+    const auto near = static_cast<int>(kNear);
+    const int size = static_cast<int>(file.size());
+    return std::any_of(file.begin() + std::max(0, begin - near), file.begin() + std::min(size, end + near),
+                       isSuch);
+}
+
 }  // namespace
+
+int64_t idAt(const WrittenFile &file, uint64_t offset) {
+    uint64_t begin = 0;
+    for (const WrittenLine &line : file) {
+        if (begin == offset) {
+            return line.id;
+        }
+        begin += line.bytes.size();
+    }
+    return -1;
+}
 
 WrittenRing::WrittenRing(std::string directory, std::mt19937 *random, int64_t *nextId)
     : directory_(std::move(directory)),
       random_(random),
       nextId_(nextId),
       size_(pick(2, 5)),
-      itemsOfFile_(pick(6, 70)),
+      itemsOfFile_(pick(0, 4) == 0 ? pick(71, 300) : pick(6, 70)),
       hasClock_(pick(0, 3) > 0),
       time_(hasClock_ ? 1700000000U + static_cast<uint32_t>(pick(0, 1000000)) : 0) {
     fs::create_directories(directory_);
@@ -36,11 +61,14 @@ WrittenRing::WrittenRing(std::string directory, std::mt19937 *random, int64_t *n
 }
 
 void WrittenRing::writeFile(int number) const {
+    if (!isReadable(number)) {
+        return;
+    }
     std::string bytes;
     for (const WrittenLine &line : files_.at(number)) {
         bytes += line.bytes;
     }
-    writeBytes(directory_ + "/" + std::to_string(number) + ".csv", bytes);
+    writeBytes(path(number), bytes);
 }
 
 void WrittenRing::writeIndex() const {
@@ -71,7 +99,11 @@ void WrittenRing::begin(int number) {
     files_[number] = {};
     generations_[number] = ++begun;
     changed_.insert(number);
+    if (unreadable_.erase(number) > 0) {
+        fs::remove_all(path(number));
+    }
     written_.clear();
+    left_ = 0;
 }
 
 void WrittenRing::add(const std::string &text) {
@@ -82,7 +114,8 @@ void WrittenRing::add(const std::string &text) {
         moveOn();
     }
     time_ += pick(0, 2) == 0 ? 1 : 0;
-    WrittenLine line{std::to_string(time_) + ",1,0," + text + "\n", -1};
+    const std::string level = std::to_string(pick(0, 5) == 0 ? 3 : 1);
+    WrittenLine line{std::to_string(time_) + "," + level + ",0," + text + "\n", -1};
     std::string begin;
     for (const std::string &before : lines(latest_)) {
         begin += before;
@@ -91,6 +124,7 @@ void WrittenRing::add(const std::string &text) {
     const auto [written, isNew] = written_.emplace(begin, *nextId_);
     *nextId_ += isNew ? 1 : 0;
     line.id = written->second;
+    bytes_[line.id] = line.bytes;
     files_[latest_].push_back(line);
     changed_.insert(latest_);
 }
@@ -125,28 +159,113 @@ void WrittenRing::restart() {
     writeChanged();
 }
 
-void WrittenRing::crash(int count) {
+bool WrittenRing::crash(int count) {
     WrittenFile &file = files_[latest_];
-    for (int i = 0; i < count && !file.empty(); ++i) {
-        file.pop_back();
-    }
+    const size_t lost = std::min(static_cast<size_t>(count), file.size());
+    const size_t near = std::min(lost + kNear, file.size());
+    const bool isClear = std::none_of(file.end() - static_cast<ptrdiff_t>(near), file.end(),
+                                      [this](const WrittenLine &line) { return isAltered(line.id); });
+    file.resize(file.size() - lost);
+    left_ = file.size();
     changed_.insert(latest_);
     time_ += hasClock_ ? 5 : 0;
     restart();
+    return isClear;
+}
+
+WrittenFile *WrittenRing::someFile() {
+    auto chosen = files_.begin();
+    std::advance(chosen, pick(0, static_cast<int>(files_.size()) - 1));
+    changed_.insert(chosen->first);
+    return &chosen->second;
 }
 
 void WrittenRing::damage() {
-    auto chosen = files_.begin();
-    std::advance(chosen, pick(0, static_cast<int>(files_.size()) - 1));
-    WrittenFile &file = chosen->second;
+    WrittenFile &file = *someFile();
     const std::string bytes =
         pick(0, 1) == 0 ? "junk\n" : std::string(static_cast<size_t>(pick(1, 300)), '\0');
     // The store itself would not take what follows zeros at the very end for an item.
     const int last = static_cast<int>(file.size()) - (bytes.back() == '\n' ? 0 : 1);
     if (last >= 0) {
         file.insert(file.begin() + pick(0, last), WrittenLine{bytes, -1});
-        writeFile(chosen->first);
     }
+    writeChanged();
+}
+
+bool WrittenRing::destroy(int count) {
+    WrittenFile &file = *someFile();
+    const int size = static_cast<int>(file.size());
+    // Most often near the end, where what was sent and what was not meet.
+    const int first = size == 0 ? 0 : pick(pick(0, 1) == 0 ? 0 : std::max(0, size - 40), size - 1);
+    const int end = std::min(first + count, size);
+    const bool isClear =
+        !hasNear(file, first, end, [this](const WrittenLine &line) { return isAltered(line.id); });
+    for (int i = first; i < end; ++i) {
+        WrittenLine &line = file[static_cast<size_t>(i)];
+        line = {std::string(line.bytes.size() - 1, '#') + "\n", -1};
+    }
+    writeChanged();
+    return isClear;
+}
+
+bool WrittenRing::alter() {
+    WrittenFile &file = *someFile();
+    if (file.empty()) {
+        return true;
+    }
+    const int place = pick(0, static_cast<int>(file.size()) - 1);
+    WrittenLine &line = file[static_cast<size_t>(place)];
+    const bool isClear =
+        !hasNear(file, place, place + 1, [](const WrittenLine &near) { return near.id < 0; });
+    if (line.id >= 0) {
+        line.bytes[line.bytes.size() - 2] ^= 1;
+        altered_.insert(line.id);
+    }
+    writeChanged();
+    const auto at = static_cast<size_t>(place);
+    const bool isNearCut = &file == &files_[latest_] && at < left_ && at + kNear >= left_;
+    return isClear && !isNearCut;
+}
+
+void WrittenRing::turnReadable() {
+    if (!unreadable_.empty()) {
+        const int number = *unreadable_.begin();
+        fs::remove_all(path(number));
+        unreadable_.erase(number);
+        changed_.insert(number);
+        return writeChanged();
+    }
+    auto chosen = files_.begin();
+    std::advance(chosen, pick(0, static_cast<int>(files_.size()) - 1));
+    fs::remove(path(chosen->first));
+    fs::create_directory(path(chosen->first));
+    unreadable_.insert(chosen->first);
+}
+
+void WrittenRing::grow(int files) {
+    const int size = size_ + files;
+    if (!hasIndex_ || size > 8 || !unreadable_.empty()) {
+        return;
+    }
+    tool::FilePresence presence{};
+    for (const auto &[number, file] : files_) {
+        presence[static_cast<size_t>(number)] = true;
+    }
+    const jorn::TidyingPlan plan = tool::tidyingPlanOf(presence, {oldest_, latest_}, size);
+    std::map<int, WrittenFile> moved;
+    std::map<int, int64_t> generations;
+    for (const auto &[number, file] : files_) {
+        fs::remove(path(number));
+        moved[plan.moveTable[number]] = file;
+        generations[plan.moveTable[number]] = generations_[number];
+        changed_.insert(plan.moveTable[number]);
+    }
+    files_ = moved;
+    generations_ = generations;
+    size_ = size;
+    oldest_ = plan.oldest;
+    latest_ = plan.latest;
+    writeChanged();
 }
 
 void WrittenRing::repair() {
@@ -162,6 +281,7 @@ void WrittenRing::repair() {
 void WrittenRing::copy() {
     fs::rename(directory_, directory_ + ".old");
     fs::create_directories(directory_);
+    unreadable_.clear();
     for (const auto &[number, file] : files_) {
         changed_.insert(number);
     }
@@ -188,7 +308,9 @@ void WrittenRing::stepClock() {
 std::vector<int64_t> WrittenRing::inView() const {
     std::vector<int64_t> ids;
     for (int number = oldest_;; number = (number + 1) % size_) {
-        for (const WrittenLine &line : files_.at(number)) {
+        const auto file = files_.find(number);
+        for (const WrittenLine &line :
+             file != files_.end() && isReadable(number) ? file->second : WrittenFile()) {
             if (line.id >= 0) {
                 ids.push_back(line.id);
             }
@@ -197,17 +319,6 @@ std::vector<int64_t> WrittenRing::inView() const {
             return ids;
         }
     }
-}
-
-int64_t WrittenRing::idAt(int number, uint64_t offset) const {
-    uint64_t begin = 0;
-    for (const WrittenLine &line : files_.at(number)) {
-        if (begin == offset) {
-            return line.id;
-        }
-        begin += line.bytes.size();
-    }
-    return -1;
 }
 
 std::vector<std::string> WrittenRing::lines(int number, size_t most) const {
@@ -224,6 +335,11 @@ std::vector<std::string> WrittenRing::lines(int number, size_t most) const {
 int64_t WrittenRing::generation(int number) const {
     const auto found = generations_.find(number);
     return found == generations_.end() ? 0 : found->second;
+}
+
+bool WrittenRing::hasGeneration(int64_t generation) const {
+    return std::any_of(generations_.begin(), generations_.end(),
+                       [generation](const auto &known) { return known.second == generation; });
 }
 
 }  // namespace test

@@ -21,6 +21,9 @@ struct WrittenLine {
 
 using WrittenFile = std::vector<WrittenLine>;
 
+/// The item whose line begins at an offset.
+int64_t idAt(const WrittenFile &file, uint64_t offset);
+
 /// A ring that a writer keeps as the store does, with small files.
 class WrittenRing {
 public:
@@ -29,10 +32,20 @@ public:
     void append(int count);
     void clear();
     void restart();
-    /// Loses so many of the newest items, as a power cut may, and starts again.
-    void crash(int count);
+    /// Loses so many of the newest items, as a power cut may, and starts again. False where damage is so near
+    /// that nobody can tell what was lost.
+    bool crash(int count);
     /// Junk, or zeros, between two lines of some file.
     void damage();
+    /// Junk in place of some items that follow each other in some file. False, as below.
+    bool destroy(int count);
+    /// One byte of an item's text becomes another. False where it is so near to items that were lost that
+    /// nobody can tell what was.
+    bool alter();
+    /// Some file cannot be read any more, or can be read again.
+    void turnReadable();
+    /// The store starts again with so many more files.
+    void grow(int files);
     /// All junk goes, and every file is a new one.
     void repair();
     /// Every file is a new one, in a new directory.
@@ -42,14 +55,21 @@ public:
     bool hasIndex() const { return hasIndex_; }
     void mendIndex();
 
-    /// Identities of the items in view.
+    /// Identities of the items in view, by place, but for those in files that cannot be read.
     std::vector<int64_t> inView() const;
-    /// Of the item whose line begins at an offset.
-    int64_t idAt(int number, uint64_t offset) const;
     /// The lines of a file that are items, at most so many of the first; none where there is no such file.
     std::vector<std::string> lines(int number, size_t most = SIZE_MAX) const;
     /// Which a file is of all that were ever begun; 0 where there is no such file.
     int64_t generation(int number) const;
+    /// Whether the ring still has that one.
+    bool hasGeneration(int64_t generation) const;
+    bool isReadable(int number) const { return unreadable_.count(number) == 0; }
+    /// As it was when it was written.
+    const std::string &bytesOf(int64_t id) const { return bytes_.at(id); }
+    /// Whether its bytes are others by now: then it is known by its neighbours at most.
+    bool isAltered(int64_t id) const { return altered_.count(id) > 0; }
+    /// What is in the files now.
+    const std::map<int, WrittenFile> &files() const { return files_; }
     /// How many files were begun since that one, if the writer has not come round.
     int age(int number) const { return (latest_ - number + size_) % size_; }
     bool isInView(int number) const { return age(number) <= age(oldest_); }
@@ -59,6 +79,8 @@ private:
     void add(const std::string &text);
     void moveOn();
     void begin(int number);
+    std::string path(int number) const { return directory_ + "/" + std::to_string(number) + ".csv"; }
+    WrittenFile *someFile();
     void writeFile(int number) const;
     void writeIndex() const;
     void writeChanged();
@@ -67,15 +89,19 @@ private:
     const std::string directory_;
     std::mt19937 *random_;
     int64_t *nextId_;
-    const int size_;
+    int size_;
     const int itemsOfFile_;
     const bool hasClock_;
     uint32_t time_;
     std::map<int, WrittenFile> files_;
     std::map<int, int64_t> generations_;
     std::set<int> changed_;  ///< Since they were written.
+    std::set<int> unreadable_;
+    std::map<int64_t, std::string> bytes_;
+    std::set<int64_t> altered_;
     /// By all items of the newest file up to there: what is written again after it was lost is the same item.
     std::map<std::string, int64_t> written_;
+    size_t left_ = 0;  ///< Items in the newest file after the last power cut.
     int oldest_ = 0;
     int latest_ = 0;
     bool hasIndex_ = true;

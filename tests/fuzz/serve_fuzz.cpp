@@ -55,7 +55,7 @@ public:
           api_(&logs_, {"1", true}),
           site_(tool::Access({kToken, "127.0.0.1", 1}), &api_, {{"index.html", "<p>", "1"}}),
           server_({[this](const tool::WebRequest &request) { return site_.answer(request); },
-                   [](const tool::WebRequest &request) { return tool::Api::isStream(request.path); }}) {
+                   [](const tool::WebRequest &request) { return tool::Api::kindOf(request.path); }}) {
         logs_.refreshAll();
         // Bodies that are sent bit by bit are sent only by a server that has a port.
         expectThat(server_.open("127.0.0.1", 0) > 0, "a port can be opened");

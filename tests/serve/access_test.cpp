@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Who is let through.
+#include <arpa/inet.h>
 #include <gmock/gmock.h>
+#include <netinet/in.h>
 #include <sys/stat.h>
 
 #include "serve/access.h"
@@ -11,6 +13,7 @@
 namespace test {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 
@@ -29,12 +32,21 @@ protected:
 
     tool::WebAnswer get(const std::string &path, const Given &parameters = {},
                         const std::string &method = "GET") {
+        std::string query;
+        for (const auto &[name, value] : parameters) {
+            query += (query.empty() ? "" : "&") + name + "=" + value;
+        }
+        return getQuery(path, query, method);
+    }
+
+    tool::WebAnswer getQuery(const std::string &path, const std::string &query,
+                             const std::string &method = "GET") {
         tool::WebRequest request;
         request.method = method;
         request.path = path;
-        request.parameters = parameters;
-        for (const auto &[name, value] : parameters) {
-            request.query += (request.query.empty() ? "" : "&") + name + "=" + value;
+        request.query = query;
+        for (const tool::QueryPart &part : tool::partsOfQuery(query)) {
+            request.parameters.emplace_back(part.name, part.value);
         }
         for (const auto &[name, value] : headers_) {
             request.headers.emplace(name, value);
@@ -46,13 +58,18 @@ protected:
         return get(path, parameters).status;
     }
 
-    static std::string header(const tool::WebAnswer &answer, const std::string &name) {
+    static std::vector<std::string> headers(const tool::WebAnswer &answer, const std::string &name) {
+        std::vector<std::string> values;
         for (const auto &[each, value] : answer.headers) {
             if (each == name) {
-                return value;
+                values.push_back(value);
             }
         }
-        return "none";
+        return values;
+    }
+    static std::string header(const tool::WebAnswer &answer, const std::string &name) {
+        const std::vector<std::string> values = headers(answer, name);
+        return values.empty() ? "none" : values.front();
     }
 
     std::multimap<std::string, std::string> headers_;
@@ -112,9 +129,18 @@ TEST_F(AccessTest, Token_InTheUrlOfThePage_BecomesACookie) {
     const tool::WebAnswer answer = get("/", {{"q", "a%20b"}, {"token", kToken}, {"level", "0"}});
     EXPECT_EQ(answer.status, 303);
     EXPECT_EQ(header(answer, "Location"), "/?q=a%20b&level=0");
-    EXPECT_EQ(header(answer, "Set-Cookie"),
-              "jorn_8642=" + std::string(kToken) + "; HttpOnly; SameSite=Strict; Path=/");
+    EXPECT_THAT(headers(answer, "Set-Cookie"),
+                ElementsAre("jorn_8642=" + std::string(kToken) + "; HttpOnly; SameSite=Strict; Path=/",
+                            "jorn_page_8642=" + std::string(kToken) + "; HttpOnly; SameSite=Lax; Path=/"));
     EXPECT_EQ(header(get("/", {{"token", kToken}}), "Location"), "/");
+    const std::string token = kToken;
+    for (const auto &[query, rest] : std::vector<std::pair<std::string, std::string>>{
+             {"t%6fken=" + token + "&q=a", "/?q=a"},
+             {"q=a%26b&%74%6F%6B%65%6E=" + token, "/?q=a%26b"},
+             {"token=" + token + "&token=again", "/"},
+             {"token=" + token + "&tokens=1&Token=2&q", "/?tokens=1&Token=2&q"}}) {
+        EXPECT_EQ(header(getQuery("/", query), "Location"), rest) << query;
+    }
     EXPECT_EQ(get("/", {{"token", kToken}, {"q", "a\r\nX: y"}}).status, 401);
     // Nowhere else: a token in the URL of an image or a script would be one that leaks.
     EXPECT_EQ(status("/api/logs", {{"token", kToken}}), 401);
@@ -122,6 +148,22 @@ TEST_F(AccessTest, Token_InTheUrlOfThePage_BecomesACookie) {
     const tool::WebAnswer refused = get("/");
     EXPECT_EQ(refused.type, "text/html; charset=utf-8");
     EXPECT_THAT(refused.body, HasSubstr("Open the whole URL that <code>jorn serve</code> printed"));
+}
+
+TEST(QueryParts, AnyQuery_NamesAndValuesAreDecoded) {
+    const auto shown = [](const std::string &query) {
+        std::string all;
+        for (const tool::QueryPart &part : tool::partsOfQuery(query)) {
+            all += "[" + part.text + "|" + part.name + "|" + part.value + "]";
+        }
+        return all;
+    };
+    EXPECT_EQ(shown(""), "");
+    EXPECT_EQ(shown("&a&&b=&"), "[a|a|][b=|b|]");
+    EXPECT_EQ(shown("a+b=%3Cb%3e+x"), "[a+b=%3Cb%3e+x|a b|<b> x]");
+    EXPECT_EQ(shown("a=b=c&%3d=%26"), "[a=b=c|a|b=c][%3d=%26|=|&]");
+    EXPECT_EQ(shown("q=50%&r=%4&s=%g1&t=%%34&u=%-1"),
+              "[q=50%|q|50%][r=%4|r|%4][s=%g1|s|%g1][t=%%34|t|%4][u=%-1|u|%-1]");
 }
 
 TEST_F(AccessTest, Host_AnyOther_IsMisdirected) {
@@ -179,6 +221,55 @@ TEST_F(AccessTest, OtherSites_AreRefused) {
     EXPECT_EQ(with({{"sec-fetch-site", "cross-site"}, {"sec-fetch-mode", "navigate"}}, "/api/download"), 403);
 }
 
+TEST_F(AccessTest, LinkOnAnotherSite_ToThePage_OpensItAndNothingElse) {
+    // What a browser sends then: of the two cookies the one that is not strict.
+    headers_ = {{"host", "127.0.0.1:8642"}, {"cookie", "jorn_page_8642=" + std::string(kToken)}};
+    EXPECT_EQ(get("/").body, "<p>page");
+    EXPECT_EQ(get("/", {{"level", "0"}}).status, 200);
+    for (const std::string &path : kPaths) {
+        EXPECT_EQ(status(path), path == "/" ? 200 : 401) << path;
+    }
+    headers_.insert({{"sec-fetch-site", "cross-site"}, {"sec-fetch-mode", "navigate"}});
+    for (const std::string &path : kPaths) {
+        EXPECT_EQ(status(path), path == "/" ? 200 : 403) << path;
+    }
+    // A frame would be a navigation too, but it has other cookies, and the policy forbids it.
+    headers_.erase("cookie");
+    EXPECT_EQ(status("/"), 401);
+    headers_.emplace("cookie", "jorn_page_8642=" + std::string(kToken) + "0");
+    EXPECT_EQ(status("/"), 401);
+}
+
+TEST(LoopbackAddress, OnlyThisMachine_IsOne) {
+    const auto isLoopback4 = [](const char *text) {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        EXPECT_EQ(inet_pton(AF_INET, text, &address.sin_addr), 1);
+        return tool::isLoopback(reinterpret_cast<const sockaddr &>(address));
+    };
+    const auto isLoopback6 = [](const char *text) {
+        sockaddr_in6 address = {};
+        address.sin6_family = AF_INET6;
+        EXPECT_EQ(inet_pton(AF_INET6, text, &address.sin6_addr), 1);
+        return tool::isLoopback(reinterpret_cast<const sockaddr &>(address));
+    };
+    for (const char *const address : {"127.0.0.1", "127.0.0.2", "127.255.255.255"}) {
+        EXPECT_TRUE(isLoopback4(address)) << address;
+    }
+    for (const char *const address : {"0.0.0.0", "126.0.0.1", "128.0.0.1", "192.168.1.7", "1.0.0.127"}) {
+        EXPECT_FALSE(isLoopback4(address)) << address;
+    }
+    for (const char *const address : {"::1", "::ffff:127.0.0.1"}) {
+        EXPECT_TRUE(isLoopback6(address)) << address;
+    }
+    for (const char *const address : {"::", "::2", "fe80::1", "2001:db8::1", "::ffff:10.0.0.1", "1::1"}) {
+        EXPECT_FALSE(isLoopback6(address)) << address;
+    }
+    sockaddr other = {};
+    other.sa_family = AF_UNIX;
+    EXPECT_FALSE(tool::isLoopback(other));
+}
+
 TEST_F(AccessTest, Methods_OtherThanGetAndHead_AreNotAllowed) {
     for (const std::string method : {"POST", "PUT", "DELETE", "OPTIONS", "PATCH", "TRACE"}) {
         for (const std::string path : {"/", "/api/logs"}) {
@@ -229,7 +320,7 @@ TEST_F(AccessTest, TokenFile_ReadableByOthersOrNoToken_IsRefused) {
     for (const mode_t mode : {0640U, 0604U, 0660U, 0601U, 0610U}) {
         ASSERT_EQ(chmod(file.c_str(), mode), 0);
         EXPECT_EQ(tokenOrRefusal(file),
-                  "2 " + file + ": others may use this token: chmod 600 keeps it to you");
+                  "2 " + file + ": other users can access this token; run chmod 600 on the file");
     }
     for (const mode_t mode : {0600U, 0400U, 0700U}) {
         ASSERT_EQ(chmod(file.c_str(), mode), 0);
@@ -241,14 +332,14 @@ TEST_F(AccessTest, TokenFile_ReadableByOthersOrNoToken_IsRefused) {
           std::string("0123456789 abcdef"), std::string("0123456789abcdef\"")}) {
         write("token", text);
         EXPECT_EQ(tokenOrRefusal(file),
-                  "2 " + file + ": its first line is no token: 16 to 256 letters, digits, - and _");
+                  "2 " + file + ": the first line is not a token (16 to 256 letters, digits, - and _)");
     }
     write("token", std::string(256, 'a'));
     EXPECT_EQ(tokenOrRefusal(file), std::string(256, 'a'));
     write("token", "0123456789-bcd_f\r\n");
     EXPECT_EQ(tokenOrRefusal(file), "0123456789-bcd_f");
     EXPECT_EQ(tokenOrRefusal(path("none")), "4 " + path("none") + ": No such file or directory");
-    EXPECT_EQ(tokenOrRefusal(path("log")), "2 " + path("log") + ": is no file");
+    EXPECT_EQ(tokenOrRefusal(path("log")), "2 " + path("log") + ": not a regular file");
 }
 
 }  // namespace

@@ -176,30 +176,42 @@ TEST_F(ApiTest, Refusals_BadParameters_NameTheParameter) {
     EXPECT_EQ(refusal("items", {{"q", "a(b"}}),
               "400 {\"error\":\"missing ): a(b\",\"parameter\":\"q\",\"fragment\":\"a(b\"}\n");
     EXPECT_EQ(refusal("items", {{"colour", "red"}}),
-              "400 {\"error\":\"there is no such parameter here\",\"parameter\":\"colour\"}\n");
-    EXPECT_EQ(refusal("items", {{"q", "a"}, {"q", "b"}}),
-              "400 {\"error\":\"given more than once\",\"parameter\":\"q\"}\n");
+              "400 {\"error\":\"unknown parameter\",\"parameter\":\"colour\"}\n");
+    EXPECT_EQ(refusal("items", {{"since", "@1"}, {"since", "@2"}}),
+              "400 {\"error\":\"given more than once\",\"parameter\":\"since\"}\n");
     EXPECT_EQ(refusal("facets", {{"level", "4"}}),
-              "400 {\"error\":\"'4' is neither a number from 0 to 3 nor a name that is known here\","
+              "400 {\"error\":\"'4' is neither a number from 0 to 3 nor a known name\","
               "\"parameter\":\"level\"}\n");
     EXPECT_THAT(refusal("facets", {{"slot", "gate"}}), HasSubstr("\"parameter\":\"slot\""));
     EXPECT_THAT(refusal("facets", {{"slot", ""}}), HasSubstr("\"parameter\":\"slot\""));
     EXPECT_EQ(refusal("facets", {{"log", "no"}}),
-              "400 {\"error\":\"'no' is no log that is served here\",\"parameter\":\"log\"}\n");
+              "400 {\"error\":\"no log is named 'no'\",\"parameter\":\"log\"}\n");
     EXPECT_THAT(refusal("histogram", {{"since", "soon"}}),
-                HasSubstr("400 {\"error\":\"no time from 1970 to 2106: "));
+                HasSubstr("400 {\"error\":\"'soon' is not a time from 1970 to 2106: 2026"));
     EXPECT_EQ(refusal("histogram", {{"since", "@9"}, {"until", "@8"}}),
-              "400 {\"error\":\"later than until\",\"parameter\":\"since\"}\n");
-    EXPECT_THAT(refusal("items", {{"order", "up"}}), HasSubstr("\"parameter\":\"order\""));
-    EXPECT_THAT(refusal("items", {{"case", "up"}}), HasSubstr("\"parameter\":\"case\""));
-    EXPECT_THAT(refusal("items", {{"invert", "2"}}), HasSubstr("\"parameter\":\"invert\""));
-    EXPECT_THAT(refusal("items", {{"rank", "-1"}}), HasSubstr("\"parameter\":\"rank\""));
-    EXPECT_THAT(refusal("items", {{"rank", "1"}, {"time", "1"}}), HasSubstr("\"parameter\":\"cursor\""));
-    EXPECT_THAT(refusal("items", {{"cursor", "../../etc/passwd"}}),
-                HasSubstr("400 {\"error\":\"this is no cursor\""));
-    EXPECT_THAT(refusal("item", {}), HasSubstr("400 {\"error\":\"which item?\""));
-    EXPECT_THAT(refusal("stream", {{"position", "x"}}), HasSubstr("\"parameter\":\"position\""));
-    EXPECT_THAT(refusal("download", {{"format", "xml"}}), HasSubstr("\"parameter\":\"format\""));
+              "400 {\"error\":\"must not be later than until\",\"parameter\":\"since\"}\n");
+    const auto refused = [&](const std::string &path, const Given &parameters) {
+        const Json error = Json::parse(refusal(path, parameters).substr(4));
+        return std::string(error["parameter"]) + ": " + std::string(error["error"]);
+    };
+    EXPECT_EQ(refused("items", {{"order", "up"}}), "order: must be newest or oldest");
+    EXPECT_EQ(refused("items", {{"case", "up"}}), "case: must be ignore or match");
+    EXPECT_EQ(refused("items", {{"invert", "2"}}), "invert: must be 0 or 1");
+    EXPECT_EQ(refused("items", {{"rank", "-1"}}), "rank: must be a number from 0 to 4294967295");
+    EXPECT_EQ(refused("items", {{"rank", "1"}, {"time", "1"}}),
+              "cursor: give only one of cursor, rank and time");
+    EXPECT_EQ(refused("items", {{"after", "600"}, {"before", "401"}}),
+              "after: before and after must add up to at most 1000");
+    EXPECT_EQ(refused("items", {{"cursor", "../../etc/passwd"}}), "cursor: not a cursor");
+    EXPECT_EQ(refused("items", {{"anchor", "log"}}), "anchor: not a cursor");
+    EXPECT_EQ(refused("items", {{"q", std::string(1001, 'a')}}), "q: must have at most 1000 bytes");
+    EXPECT_EQ(refused("histogram", {{"buckets", "2001"}}), "buckets: must be a number from 1 to 2000");
+    EXPECT_EQ(refused("item", {}), "cursor: give the cursor of an item");
+    EXPECT_EQ(refused("stream", {{"position", "x"}}), "position: not a position");
+    EXPECT_EQ(refused("stream", {{"position", "log~-~1x"}}), "position: not a position");
+    EXPECT_EQ(refused("stream", {{"position", "~-~1"}, {"cursor", "x"}}),
+              "cursor: give only one of cursor and position");
+    EXPECT_EQ(refused("download", {{"format", "xml"}}), "format: must be jsonl or csv");
     EXPECT_EQ(refusal("nothing", {}), "404 {\"error\":\"there is nothing at this path\"}\n");
 }
 
@@ -217,11 +229,18 @@ TEST_F(ApiTest, Bounds_AtTheLimitAndBeyond_AreKept) {
     EXPECT_THAT(refusal("items", {{"q", "(\\pL{500}){2}|(\\pL{400}){2}"}}), HasSubstr("pattern too large"));
 }
 
+TEST_F(ApiTest, Kinds_OfPaths_AreCountedApart) {
+    EXPECT_EQ(tool::Api::kindOf("/api/stream"), tool::RequestKind::Stream);
+    EXPECT_EQ(tool::Api::kindOf("/api/download"), tool::RequestKind::Download);
+    EXPECT_EQ(tool::Api::kindOf("/api/items"), tool::RequestKind::Short);
+    EXPECT_EQ(tool::Api::kindOf("/"), tool::RequestKind::Short);
+}
+
 TEST_F(ApiTest, Answer_TakesTooLong_IsGivenUp) {
     tool::ApiTerms terms = usualTerms();
     terms.longestAnswer = std::chrono::milliseconds(-1);
     serve({"log"}, terms);
-    EXPECT_EQ(refusal("items", {}), "504 {\"error\":\"the answer takes too long; ask for less\"}\n");
+    EXPECT_EQ(refusal("items", {}), "504 {\"error\":\"the answer takes too long; narrow the filter\"}\n");
 }
 
 TEST_F(ServeTest, Items_HostileTexts_AreValidJsonThatHoldsEveryByte) {
@@ -266,6 +285,45 @@ TEST_F(ServeTest, Filter_NamesThatDifferBetweenLogs_MeanEachLogsOwn) {
     const Json facets = json("facets", {{"log", "b"}});
     EXPECT_EQ(facets["logs"].dump(), R"([{"log":"a","items":2},{"log":"b","items":2}])");
     EXPECT_EQ(facets["levels"][0]["items"], 1);
+}
+
+TEST_F(ServeTest, Filter_RangeOfLevels_IsThatOfTheCommandLine) {
+    makeLog(line("0", kTime, 0) + line("1", kTime, 1) + line("2", kTime, 2) + line("3", kTime, 3) +
+            line("-1", kTime, -1) + line("4", kTime, 4));
+    write("log/jorn.names", "[levels]\n1 = warning\n");
+    serve();
+    EXPECT_THAT(texts({{"level", "0..2"}}), ElementsAre("2", "1", "0"));
+    EXPECT_THAT(texts({{"level", "2..warning"}}), ElementsAre("2", "1"));
+    EXPECT_THAT(texts({{"level", "..warning"}}), ElementsAre("-1", "1", "0"));
+    EXPECT_THAT(texts({{"level", "0"}, {"level", "2,3"}}), ElementsAre("3", "2", "0"));
+    for (const std::string bad : {"0..", "..", "0..4", "x..1", "0..1,3", "3,0..1", "0...2"}) {
+        EXPECT_THAT(refusal("items", {{"level", bad}}), HasSubstr("400 {\"error\":\"'")) << bad;
+    }
+    EXPECT_THAT(refusal("items", {{"level", "0..1"}, {"level", "3"}}), HasSubstr("\"parameter\":\"level\""));
+}
+
+TEST_F(ServeTest, Filter_LogNamesWithCommas_AreTakenWhole) {
+    for (const std::string name : {"a", "b", "a,b", "c,d"}) {
+        makeLog(line("of " + name), name);
+    }
+    serve({"a", "b", "a,b", "c,d"});
+    EXPECT_THAT(texts({{"log", "a,b"}}), ElementsAre("of a,b"));
+    EXPECT_THAT(texts({{"log", "b,a"}}), ElementsAre("of b", "of a"));
+    EXPECT_THAT(texts({{"log", "a"}, {"log", "c,d"}}), ElementsAre("of c,d", "of a"));
+    EXPECT_THAT(refusal("items", {{"log", "a,c,d"}}), HasSubstr("no log is named 'c'"));
+    EXPECT_THAT(refusal("items", {{"log", ""}}), HasSubstr("no log is named ''"));
+}
+
+TEST_F(ServeTest, Search_SeveralExpressions_FindsAnyOfThem) {
+    makeLog(line("door") + line("gate") + line("a.b") + line("axb"));
+    serve();
+    EXPECT_THAT(texts({{"q", "door"}, {"q", "g.te"}}), ElementsAre("gate", "door"));
+    EXPECT_THAT(texts({{"q", "\\Qa.b"}, {"q", "door"}}), ElementsAre("a.b", "door"));
+    EXPECT_THAT(texts({{"q", "D"}, {"q", "T"}, {"case", "ignore"}, {"invert", "1"}}),
+                ElementsAre("axb", "a.b"));
+    EXPECT_EQ(refusal("items", {{"q", "(a"}, {"q", "b)"}}),
+              "400 {\"error\":\"missing ): (a\",\"parameter\":\"q\",\"fragment\":\"(a\"}\n");
+    EXPECT_EQ(answer("items", {{"q", std::string(500, 'a')}, {"q", std::string(500, 'b')}}).status, 400);
 }
 
 TEST_F(ServeTest, Search_CaseIgnoredAndNot_AreKeptApart) {

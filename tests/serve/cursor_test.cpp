@@ -16,10 +16,11 @@ using ::testing::HasSubstr;
 using tool::ItemCursor;
 
 TEST(CursorText, RoundTrip_AnyLogName_IsTheSame) {
-    for (const std::string name : {"door", "unit1/door", "a~b,c %", "\xc3\xa4", "-"}) {
+    for (const std::string name : {"door", "unit1/door", "a~b,c %41!41", "\xc3\xa4", "-", "+"}) {
         const ItemCursor cursor{name, 4294967295U, 89, 4294967294U, 0x00abcdefU};
         const std::string text = tool::textOf(cursor);
-        EXPECT_EQ(text.find_first_of(" ,"), std::string::npos);
+        EXPECT_EQ(text.find_first_of(" ,%+"),
+                  std::string::npos);  // Which mean something in headers and URLs.
         const std::optional<ItemCursor> back = tool::cursorOf(text);
         ASSERT_TRUE(back) << text;
         EXPECT_EQ(back->log, name);
@@ -28,14 +29,15 @@ TEST(CursorText, RoundTrip_AnyLogName_IsTheSame) {
         EXPECT_EQ(back->offset, cursor.offset);
         EXPECT_EQ(back->hash, cursor.hash);
     }
-    EXPECT_EQ(tool::textOf({"a/b", 1, 2, 3, 0xabc}), "a%2fb~1~2~3~00000abc");
+    EXPECT_EQ(tool::textOf({"a/b", 1, 2, 3, 0xabc}), "a!2fb~1~2~3~00000abc");
+    EXPECT_EQ(tool::cursorOf("a%2fb~1~2~3~00000abc")->log, "a/b");
 }
 
 TEST(CursorText, OtherTexts_AreNone) {
     for (const std::string text :
          {"", "~", "log", "log~1~2~3", "log~1~2~3~0000000", "log~1~2~3~000000000", "log~1~90~3~00000000",
           "log~-1~2~3~00000000", "log~4294967296~2~3~00000000", "log~1~2~3~0000000g", "log~1~2~3~00000000~",
-          "lo%g~1~2~3~00000000", "log%2~1~2~3~00000000", "log~1~ 2~3~00000000", "log~1~2~+3~00000000",
+          "lo%g~1~2~3~00000000", "log!2~1~2~3~00000000", "log~1~ 2~3~00000000", "log~1~2~+3~00000000",
           "log~1~../2~3~00000000"}) {
         EXPECT_FALSE(tool::cursorOf(text)) << text;
     }
@@ -51,8 +53,8 @@ TEST_F(CursorTest, Item_OtherLineAtThePlace_IsGone) {
     logs_->refreshAll();
     const std::string oldest = cursorOf("one");
     EXPECT_EQ(refusal("item", {{"cursor", two}}),
-              "410 {\"error\":\"this item is not in view any more\",\"oldest\":\"" + oldest +
-                  "\",\"near\":\"" + oldest + "\"}\n");
+              "410 {\"error\":\"this item is no longer in view\",\"oldest\":\"" + oldest + "\",\"near\":\"" +
+                  oldest + "\"}\n");
     EXPECT_EQ(refusal("items", {{"cursor", two}}), refusal("item", {{"cursor", two}}));
 }
 
@@ -63,7 +65,7 @@ TEST_F(CursorTest, Item_LogEmptyOrUnknown_IsGoneWithoutNeighbours) {
     start(0, "");
     logs_->refreshAll();
     const std::string gone =
-        "410 {\"error\":\"this item is not in view any more\",\"oldest\":null,\"near\":null}\n";
+        "410 {\"error\":\"this item is no longer in view\",\"oldest\":null,\"near\":null}\n";
     EXPECT_EQ(refusal("item", {{"cursor", one}}), gone);
     EXPECT_EQ(refusal("item", {{"cursor", "other" + one.substr(3)}}), gone);
 }

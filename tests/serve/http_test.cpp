@@ -2,6 +2,7 @@
 // Requests and answers over connections: headers, bounds, and clients that misbehave.
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -72,13 +73,22 @@ private:
 
 class HttpTest : public ::testing::Test {
 protected:
+    /// More than the buffers of a connection take while its client reads nothing.
+    static constexpr size_t kMoreThanBuffers = size_t{32} << 20;
+
     void start(const tool::HttpLimits &limits = {}) {
-        server_ = std::make_unique<tool::HttpServer>(tool::HttpTerms{
-            [this](const tool::WebRequest &request) { return answer(request); },
-            [](const tool::WebRequest &request) { return request.path == "/stream"; }, limits});
+        server_ = std::make_unique<tool::HttpServer>(
+            tool::HttpTerms{[this](const tool::WebRequest &request) { return answer(request); },
+                            [](const tool::WebRequest &request) { return kindOf(request); }, limits});
         port_ = server_->open("127.0.0.1", 0);
         ASSERT_GT(port_, 0);
         server_->start();
+    }
+
+    static tool::RequestKind kindOf(const tool::WebRequest &request) {
+        return request.path == "/stream"     ? tool::RequestKind::Stream
+               : request.path == "/download" ? tool::RequestKind::Download
+                                             : tool::RequestKind::Short;
     }
 
     tool::WebAnswer answer(const tool::WebRequest &request) {
@@ -94,12 +104,18 @@ protected:
         if (request.path == "/refuse") {
             throw tool::RequestError(410, "gone");
         }
+        if (request.path == "/missing") {
+            return answerOf(tool::RequestError(404, "missing"));
+        }
         if (request.path == "/wait") {
             ++waiting_;
             go_.wait();
         }
-        if (request.path == "/bits" || request.path == "/stream" || request.path == "/cut" ||
-            request.path == "/throw") {
+        if (request.path == "/big") {
+            answer.body = std::string(kMoreThanBuffers, 'x');
+        }
+        if (request.path == "/bits" || request.path == "/stream" || request.path == "/download" ||
+            request.path == "/cut" || request.path == "/throw") {
             answer.send = [this, path = request.path](const tool::WebWrite &write) {
                 return send(path, write);
             };
@@ -113,7 +129,7 @@ protected:
         }
         ++sending_;
         bool isTaken = write("bit one") && write("bit two");
-        while (path == "/stream" && isTaken && !isStopping_) {
+        while ((path == "/stream" || path == "/download") && isTaken && !isStopping_) {
             isTaken = write(std::string(flood_, 'x'));
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
@@ -151,6 +167,7 @@ protected:
 TEST_F(HttpTest, Answers_OfEveryKind_HaveAllHeaders) {
     tool::HttpLimits limits;
     limits.request = std::chrono::milliseconds(200);
+    limits.idle = std::chrono::milliseconds(20);
     start(limits);
     const std::string longLine(30000, 'a');
     for (const auto &[request, status] : std::vector<std::pair<std::string, std::string>>{
@@ -192,6 +209,12 @@ TEST_F(HttpTest, Request_IsPassedOnDecoded) {
                 ::testing::UnorderedElementsAre(std::pair<std::string, std::string>("q", "<b> x"),
                                                 std::pair<std::string, std::string>("n", "1")));
     EXPECT_EQ(last_.header("x-y"), "Z");
+}
+
+TEST_F(HttpTest, Answer_ThatIsARefusal_IsSentAsItIs) {
+    start();
+    EXPECT_THAT(ask(get("/missing")), AllOf(StartsWith("HTTP/1.1 404 Not Found\r\n"),
+                                            EndsWith("\r\n\r\n{\"error\":\"missing\"}\n")));
 }
 
 TEST_F(HttpTest, Answer_BitByBit_EndsAsItShould) {
@@ -262,6 +285,70 @@ TEST_F(HttpTest, Requests_MoreThanAllowedAtOnce_AreRefused) {
     EXPECT_THAT(ask(get("/")), StartsWith("HTTP/1.1 200"));
 }
 
+TEST_F(HttpTest, Downloads_MoreThanAllowedAtOnce_AreRefusedAndOthersAnswered) {
+    tool::HttpLimits limits;
+    limits.others = 1;
+    start(limits);
+    std::vector<std::unique_ptr<Socket>> sockets;
+    for (int i = 0; i < 8; ++i) {
+        sockets.push_back(std::make_unique<Socket>(port_));
+        sockets.back()->say(get("/download"));
+        EXPECT_THAT(sockets.back()->hearUntil("bit two"), StartsWith("HTTP/1.1 200"));
+    }
+    EXPECT_THAT(ask(get("/download")), AllOf(StartsWith("HTTP/1.1 503"), HasSubstr("Retry-After: 1\r\n"),
+                                             EndsWith("{\"error\":\"too many downloads\"}\n")));
+    EXPECT_THAT(ask(get("/")), StartsWith("HTTP/1.1 200"));
+    Socket stream(port_);
+    stream.say(get("/stream"));
+    EXPECT_THAT(stream.hearUntil("bit two"), StartsWith("HTTP/1.1 200"));
+    sockets.pop_back();
+    while (sending_ == 9) {
+        std::this_thread::yield();
+    }
+    Socket next(port_);
+    next.say(get("/download"));
+    EXPECT_THAT(next.hearUntil("bit two"), StartsWith("HTTP/1.1 200"));
+}
+
+TEST_F(HttpTest, Answer_ThatIsNotRead_KeepsItsPlaceUntilItIsTaken) {
+    tool::HttpLimits limits;
+    limits.others = 1;
+    start(limits);
+    Socket slow(port_);
+    slow.say(get("/big"));
+    slow.hearUntil("xxx");
+    EXPECT_THAT(ask(get("/")), StartsWith("HTTP/1.1 503"));
+    EXPECT_THAT(slow.hearAll(), EndsWith("\r\n\r\n" + std::string(kMoreThanBuffers, 'x')));
+    EXPECT_THAT(ask(get("/")), StartsWith("HTTP/1.1 200"));
+}
+
+TEST_F(HttpTest, Answer_ThatIsNotReadInTime_GivesItsPlaceUp) {
+    tool::HttpLimits limits;
+    limits.others = 1;
+    limits.write = std::chrono::milliseconds(100);
+    start(limits);
+    Socket slow(port_);
+    slow.say(get("/big"));
+    slow.hearUntil("xxx");
+    std::string heard = ask(get("/"));
+    EXPECT_THAT(heard, StartsWith("HTTP/1.1 503"));
+    while (heard.compare(0, 12, "HTTP/1.1 503") == 0) {
+        heard = ask(get("/"));
+    }
+    EXPECT_THAT(heard, StartsWith("HTTP/1.1 200"));
+    EXPECT_LT(slow.hearAll().size(), kMoreThanBuffers);
+}
+
+TEST_F(HttpTest, Head_OfAnyAnswer_HasItsLengthAndNoBody) {
+    start();
+    const auto head = [](const std::string &path) {
+        return "HEAD " + path + " HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n";
+    };
+    EXPECT_THAT(ask(head("/")),
+                AllOf(StartsWith("HTTP/1.1 200"), HasSubstr("Content-Length: 5\r\n"), EndsWith("\r\n\r\n")));
+    EXPECT_THAT(ask(head("/refuse")), AllOf(StartsWith("HTTP/1.1 410"), EndsWith("\r\n\r\n")));
+}
+
 TEST_F(HttpTest, Streams_MoreThanAllowedAtOnce_AreRefusedAndOthersAnswered) {
     start();
     std::vector<std::unique_ptr<Socket>> sockets;
@@ -309,13 +396,45 @@ TEST_F(HttpTest, Client_ThatReadsNothing_IsGivenUpAndCostsABoundedBuffer) {
     limits.write = std::chrono::milliseconds(100);
     flood_ = size_t{256} * 1024;
     start(limits);
+    for (const std::string path : {"/stream", "/download"}) {
+        Socket socket(port_);
+        socket.say(get(path));
+        socket.hearUntil("bit one");
+        while (sending_ == 1) {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(sending_, 0);
+    }
+}
+
+/// The timeout after which the system gives up what it has sent, of the server's end of a connection.
+int timeoutOfOtherEnd(int port) {
+    for (int fd = 0; fd < 1000; ++fd) {
+        sockaddr_in own = {};
+        sockaddr_in other = {};
+        socklen_t ownSize = sizeof own;
+        socklen_t otherSize = sizeof other;
+        if (getsockname(fd, reinterpret_cast<sockaddr *>(&own), &ownSize) == 0 &&
+            getpeername(fd, reinterpret_cast<sockaddr *>(&other), &otherSize) == 0 &&
+            ntohs(own.sin_port) == port) {
+            int timeout = 0;
+            socklen_t size = sizeof timeout;
+            EXPECT_EQ(getsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &timeout, &size), 0);
+            return timeout;
+        }
+    }
+    return -1;
+}
+
+/// One whose machine has vanished never says so: the system has to notice that nothing arrives there.
+TEST_F(HttpTest, Client_ThatHasVanished_IsGivenUpByTheSystemInTheSameTime) {
+    tool::HttpLimits limits;
+    limits.write = std::chrono::milliseconds(1234);
+    start(limits);
     Socket socket(port_);
     socket.say(get("/stream"));
-    socket.hearUntil("bit one");
-    while (sending_ == 1) {
-        std::this_thread::yield();
-    }
-    EXPECT_EQ(sending_, 0);
+    socket.hearUntil("bit two");
+    EXPECT_EQ(timeoutOfOtherEnd(port_), 1234);
 }
 
 TEST_F(HttpTest, Stop_WithIdleBusyAndStreamingConnections_EndsAll) {
@@ -336,7 +455,7 @@ TEST_F(HttpTest, Stop_WithIdleBusyAndStreamingConnections_EndsAll) {
 TEST_F(HttpTest, Open_PortThatIsTaken_Fails) {
     start();
     tool::HttpServer other({[](const tool::WebRequest &) { return tool::WebAnswer(); },
-                            [](const tool::WebRequest &) { return false; }});
+                            [](const tool::WebRequest &) { return tool::RequestKind::Short; }});
     EXPECT_EQ(other.open("127.0.0.1", port_), -1);
     EXPECT_EQ(errno, EADDRINUSE);
 }

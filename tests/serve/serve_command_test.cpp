@@ -5,7 +5,9 @@
 #include <sys/stat.h>
 
 #include <fstream>
+#include <functional>
 #include <sstream>
+#include <thread>
 
 #include "served_ring.h"
 #include "system/piped_tool.h"
@@ -55,6 +57,128 @@ TEST_F(ServeCommandTest, Start_AnyPort_PrintsTheUrlAndAnswersUntilASignal) {
     }
 }
 
+TEST_F(ServeCommandTest, Start_AddressThatOthersReach_IsNoted) {
+    const auto noteAt = [&](const std::string &address) {
+        PipedTool tool(root_, {"serve", "--listen", address, "log"});
+        tool.nextLine();
+        EXPECT_EQ(tool.end(SIGTERM), 0);
+        return tool.restOfNotes();
+    };
+    EXPECT_EQ(noteAt("0.0.0.0:0"),
+              "jorn: note: other machines can reach this address; nothing is encrypted\n");
+    EXPECT_EQ(noteAt("127.0.0.2:0"), "");
+    EXPECT_EQ(noteAt("localhost:0"), "");
+}
+
+/// A value of an environment variable for as long as it lives.
+class Environment {
+public:
+    Environment(const std::string &name, const std::string &value)
+        : name_(name), former_(getenv(name.c_str()) != nullptr ? getenv(name.c_str()) : "") {
+        setenv(name.c_str(), value.c_str(), 1);
+    }
+    ~Environment() { setenv(name_.c_str(), former_.c_str(), 1); }
+    Environment(const Environment &) = delete;
+    Environment &operator=(const Environment &) = delete;
+
+private:
+    std::string name_;
+    std::string former_;
+};
+
+class OpenedPageTest : public ServeCommandTest {
+protected:
+    OpenedPageTest() { makeDirectory("bin"); }
+
+    /// What opens pages here: it keeps what it was given, and how.
+    void makeOpener() const {
+        write("bin/xdg-open",
+              "#!/bin/sh\n"
+              "printf '%s\\n' \"$@\" >arguments\n"
+              "env >environment\n"
+              "grep -E '^Sig(Blk|Ign)' /proc/self/status >signals\n"
+              "stat -c %a \"$1\" \"${1%/*}\" >modes\n"
+              "echo $$ $(cut -d ' ' -f 6 /proc/$$/stat) >session\n"
+              "cat \"$1\" >page\n"
+              "mv page opened\n");
+        chmod(path("bin/xdg-open").c_str(), 0700);
+    }
+
+    /// Waits until a condition holds, but not for ever.
+    static bool comesTrue(const std::function<bool()> &condition) {
+        constexpr int kTries = 20000;
+        for (int tries = 0; tries < kTries && !condition(); ++tries) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return condition();
+    }
+
+    std::vector<std::string> linesIn(const std::string &name) const { return linesOf(read(name)); }
+
+    const Environment path_{"PATH", path("bin") + ":" + getenv("PATH")};
+};
+
+TEST_F(OpenedPageTest, Open_ByAPrivateFile_LeadsToTheUrlAndShowsTheTokenToNobody) {
+    makeOpener();
+    makeDirectory("run");
+    const Environment base("XDG_RUNTIME_DIR", path("run"));
+    PipedTool tool(root_, {"serve", "--open", "--listen", "127.0.0.1:0", "log"});
+    const std::string url = tool.nextLine();
+    const std::string token = url.substr(url.find("token=") + 6);
+    ASSERT_TRUE(comesTrue([&] { return exists("opened"); }));
+    const std::vector<std::string> arguments = linesIn("arguments");
+    EXPECT_THAT(arguments[0], MatchesRegex(path("run") + "/jorn-serve-[A-Za-z0-9]{6}/page.html"));
+    EXPECT_EQ(arguments.size(), 1U);
+    EXPECT_EQ(read("environment").find(token), std::string::npos);
+    EXPECT_THAT(read("opened"), HasSubstr("<meta http-equiv=\"refresh\" content=\"0;url=" + url + "\">"));
+    EXPECT_EQ(read("modes"), "600\n700\n");
+    // SIGPIPE, the 13th signal, as everything expects it, and none held back.
+    EXPECT_THAT(read("signals"), MatchesRegex("SigBlk:\t0+\nSigIgn:\t[0-9a-f]+[02468ace][0-9a-f]{3}\n"));
+    // Of a session of its own, which no key pressed at the server ends; and nothing is left of it when it
+    // ends.
+    const std::string opener = read("session").substr(0, read("session").find(' '));
+    EXPECT_EQ(read("session"), opener + " " + opener + "\n");
+    EXPECT_TRUE(comesTrue([&] { return !std::filesystem::exists("/proc/" + opener); }));
+    EXPECT_TRUE(std::filesystem::exists(arguments[0]));
+    EXPECT_EQ(tool.end(SIGTERM), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(path("run")));
+}
+
+TEST_F(OpenedPageTest, Open_NoRuntimeDirectory_UsesThatOfTemporaryFiles) {
+    makeOpener();
+    makeDirectory("temporary");
+    const Environment base("XDG_RUNTIME_DIR", path("nowhere"));
+    const Environment temporary("TMPDIR", path("temporary"));
+    PipedTool tool(root_, {"serve", "--open", "--listen", "127.0.0.1:0", "log"});
+    tool.nextLine();
+    ASSERT_TRUE(comesTrue([&] { return exists("opened"); }));
+    EXPECT_THAT(linesIn("arguments")[0], StartsWith(path("temporary") + "/jorn-serve-"));
+    EXPECT_EQ(read("modes"), "600\n700\n");
+    EXPECT_EQ(tool.end(SIGTERM), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(path("temporary")));
+}
+
+TEST_F(OpenedPageTest, Open_NothingThatOpensPages_IsNotedAndServed) {
+    const Environment none("PATH", path("bin"));
+    const Environment base("XDG_RUNTIME_DIR", root_);
+    PipedTool tool(root_, {"serve", "--open", "--listen", "127.0.0.1:0", "log"});
+    tool.nextLine();
+    EXPECT_EQ(tool.nextNote(), "jorn: note: cannot open the page: xdg-open: No such file or directory");
+    EXPECT_EQ(tool.end(SIGTERM), 0);
+}
+
+TEST_F(OpenedPageTest, Open_NoPlaceForTheFile_IsNotedAndServed) {
+    makeOpener();
+    const Environment base("XDG_RUNTIME_DIR", "");
+    const Environment temporary("TMPDIR", path("nowhere"));
+    PipedTool tool(root_, {"serve", "--open", "--listen", "127.0.0.1:0", "log"});
+    tool.nextLine();
+    EXPECT_EQ(tool.nextNote(), "jorn: note: cannot open the page: " + path("nowhere") +
+                                   "/jorn-serve-XXXXXX: No such file or directory");
+    EXPECT_EQ(tool.end(SIGTERM), 0);
+    EXPECT_FALSE(exists("opened"));
+}
+
 TEST_F(ServeCommandTest, Start_UsualPortIsTaken_TakesTheNextThatIsFree) {
     PipedTool first(root_, {"serve", "log"});
     const std::string one = baseOf(first.nextLine());
@@ -88,8 +212,9 @@ TEST_F(ServeCommandTest, Start_BadArguments_SayWhatIsWrong) {
     const std::string log = path("log");
     for (const std::string listen :
          {"8642", ":1", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:x", "::1:80", "[]:1"}) {
-        EXPECT_EQ(outcome({"--listen", listen, log}),
-                  "2 jorn: --listen: '" + listen + "' is no ADDRESS:PORT, as 127.0.0.1:8642 or [::1]:0\n");
+        EXPECT_EQ(
+            outcome({"--listen", listen, log}),
+            "2 jorn: --listen: '" + listen + "' is not ADDRESS:PORT, such as 127.0.0.1:8642 or [::1]:0\n");
     }
     EXPECT_THAT(outcome({"--listen", "no.such.host.invalid:0", log}),
                 StartsWith("4 jorn: no.such.host.invalid:0"));
@@ -99,8 +224,9 @@ TEST_F(ServeCommandTest, Start_BadArguments_SayWhatIsWrong) {
     EXPECT_THAT(outcome({"--files", "1", log}), StartsWith("2 "));
     EXPECT_EQ(jorn({"serve"}).status, 2);
     chmod(path("token").c_str(), 0644);
-    EXPECT_EQ(outcome({"--token-file", path("token"), log}),
-              "2 jorn: " + path("token") + ": others may use this token: chmod 600 keeps it to you\n");
+    EXPECT_EQ(
+        outcome({"--token-file", path("token"), log}),
+        "2 jorn: " + path("token") + ": other users can access this token; run chmod 600 on the file\n");
 }
 
 TEST_F(ServeCommandTest, TokenFile_KeepsTheUrlAndIsNotShownElsewhere) {

@@ -80,6 +80,8 @@ protected:
     static tool::ApiTerms usualTerms() {
         tool::ApiTerms terms;
         terms.version = "1.2.3";
+        terms.pace.lookEvery = std::chrono::milliseconds(10);
+        terms.pace.changeEvery = std::chrono::milliseconds(20);
         return terms;
     }
 

@@ -93,16 +93,18 @@ public:
     }
 
     /// What it has printed that has not been read, after its end.
-    std::string rest() {
-        std::string all = outRest_;
+    std::string rest() { return restFrom(out_, outRest_); }
+    std::string restOfNotes() { return restFrom(err_, errRest_); }
+
+private:
+    static std::string restFrom(int file, std::string all) {
         char block[4096];
-        for (ssize_t length = 0; (length = ::read(out_, block, sizeof block)) > 0;) {
+        for (ssize_t length = 0; (length = ::read(file, block, sizeof block)) > 0;) {
             all.append(block, static_cast<size_t>(length));
         }
         return all;
     }
 
-private:
     /// Empty, with the test failed, when no line comes for a long time.
     static std::string lineFrom(int file, std::string *rest) {
         constexpr int kTwoMinutes = 120000;

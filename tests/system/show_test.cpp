@@ -88,6 +88,8 @@ TEST_F(ShowTest, Show_SeveralExpressions_AnyOfThem) {
     writeMixed();
     EXPECT_THAT(shown({"-g", "l2", "-g", "^d2"}), ElementsAre("d1 l2 s0", "d2 l1 s0"));
     EXPECT_THAT(shown({"-g", "L2|x", "-g", "(D2)", "-i"}), ElementsAre("d1 l2 s0", "d2 l1 s0"));
+    EXPECT_THAT(shown({"-g", "\\Ql2", "-g", "^d2"}), ElementsAre("d1 l2 s0", "d2 l1 s0"));
+    EXPECT_THAT(shown({"-g", "\\Ql2"}), ElementsAre("d1 l2 s0"));
     // Each stands for itself: what one says of case does not hold for the others.
     EXPECT_THAT(shown({"-g", "(?i)L2", "-g", "D2"}), ElementsAre("d1 l2 s0"));
     const Outcome run = jorn({"show", "log", "-g", "a)|(b", "-g", "c"});

@@ -14,7 +14,7 @@ import time
 import unittest
 
 from selenium import webdriver
-from selenium.common.exceptions import StaleElementReferenceException
+from selenium.common.exceptions import NoSuchElementException, StaleElementReferenceException
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
@@ -27,7 +27,7 @@ JORN = os.environ["JORN"]
 PICTURES = pathlib.Path(os.environ["JORN_PICTURES"])
 TOKEN = "0123456789abcdef0123456789abcdef"
 # Long enough for a machine on which other things go on. What holds is noticed at once.
-PATIENCE = 30
+PATIENCE = float(os.environ.get("JORN_PATIENCE", "30"))
 DESK = (1280, 800)
 PHONE = (390, 844)
 
@@ -35,11 +35,11 @@ NAMES = "[levels]\n0 = error\n1 = warning\n2 = info\n3 = debug\n[slots]\n0 = sto
 
 
 def wait_for(condition, what):
-    """Waits until a condition holds, and returns what it returns. Rows may be renewed while they are looked at."""
+    """Waits until a condition holds, and returns what it returns. What it looks at may come late, or be renewed."""
     end = time.monotonic() + PATIENCE
     seen = None
     while time.monotonic() < end:
-        with contextlib.suppress(StaleElementReferenceException):
+        with contextlib.suppress(StaleElementReferenceException, NoSuchElementException):
             seen = condition()
             if seen:
                 return seen
@@ -166,6 +166,24 @@ return [...document.querySelectorAll(".rows [role=row]")].map((row) => {
 """
 
 
+# Streams send what a test says, and nothing else: send(type, data). For inject().
+FAKE_STREAM = """
+const fetched = window.fetch;
+window.fetch = (path, options) => {
+  if (!String(path).startsWith("/api/stream")) {
+    return fetched(path, options);
+  }
+  const body = new ReadableStream({ start(stream) {
+    window.send = (type, data) => stream.enqueue(new TextEncoder().encode(
+      `event: ${type}\\nid: log~-\\ndata: ${JSON.stringify(data)}\\n\\n`));
+    options.signal.addEventListener("abort", () => stream.error(options.signal.reason));
+    window.send("change", { total: -1, items_lost: 0, revision: 1 });
+  } });
+  return Promise.resolve(new Response(body));
+};
+"""
+
+
 class PageTest(unittest.TestCase):
     """A test with a directory of its own and the browser."""
 
@@ -215,6 +233,11 @@ class PageTest(unittest.TestCase):
             "return document.getElementById('summary').textContent && document.querySelector('.choices label, #empty')"
             " && !document.querySelector('.awaited') && document.getElementById('total').textContent"
             " && document.querySelector('.badge') && true"), "page is loaded")
+
+    def inject(self, script):
+        """Runs a script in each page before its own ones, until the test ends."""
+        added = self.driver.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": "{" + script + "}"})
+        self.addCleanup(self.driver.execute_cdp_cmd, "Page.removeScriptToEvaluateOnNewDocument", added)
 
     def element(self, selector):
         return self.driver.find_element(By.CSS_SELECTOR, selector)

@@ -27,7 +27,7 @@ class FilterTest(PageTest):
         return shown
 
     def histogram(self):
-        width = self.element("#histogram").get_property("clientWidth")
+        width = self.driver.execute_script("return innerWidth")
         query = self.driver.execute_script("return location.search.slice(1)")
         kept = "&".join(part for part in query.split("&") if part.split("=")[0] in ("since", "until", "level", "q"))
         return self.api(f"/api/histogram?{kept}&buckets={max(30, width // 5)}")
@@ -148,10 +148,31 @@ class FilterTest(PageTest):
         self.wait_query(q=None)
         self.wait_total(f"{sample.TOTAL} items")
 
+    def test_list_scrolled_while_a_search_is_under_way_shows_what_it_finds(self):
+        # The answer to the search comes when the test lets it.
+        self.driver.execute_script("""
+            const fetched = window.fetch;
+            const held = new Promise((resolve) => { window.release = resolve; });
+            window.fetch = async (path, options) => {
+              if (/items.*q=/.test(path)) {
+                window.asked = true;
+                await Promise.race([held, new Promise((_, no) => options.signal.addEventListener("abort", () =>
+                  no(options.signal.reason)))]);
+              }
+              return fetched(path, options);
+            };""")
+        self.type_into("#q", "item 5")
+        wait_for(lambda: self.driver.execute_script("return window.asked"), "search is under way")
+        self.driver.execute_script("document.getElementById('list').scrollTop = 10000")
+        wait_for(lambda: self.texts() and self.texts()[0] != "item 599", "scrolled")
+        self.driver.execute_script("window.release()")
+        self.wait_total("111 items")
+        self.assertEqual(self.texts()[0], "item 599")
+
     def test_search_case_and_inversion(self):
         self.type_into("#q", "ITEM")
         self.wait_total("0 items")
-        self.assertEqual(self.text_of("#empty"), "No item passes the filter.")
+        self.assertEqual(self.text_of("#empty"), "No items match the filter.")
         self.click("#case")
         self.wait_total(f"{sample.COUNT} items")
         self.click("#invert")
@@ -200,6 +221,25 @@ class SpanTest(PageTest):
         wait_for(lambda: "2 items" in self.text_of("#summary"), "the histogram of all")
         self.element("#span option[value='5min']").click()
         wait_for(lambda: "0 items" in self.text_of("#summary"), "an empty histogram")
+
+    def test_preset_without_a_server_is_told_in_place_and_changes_nothing(self):
+        server = self.serve(self.log(sample.ITEMS))
+        self.open(server)
+        server.stop()
+        wait_for(lambda: "Connection lost" in self.text_of("#connection"), "server is gone")
+        self.element("#span option[value='1h']").click()
+        wait_for(lambda: self.element("#since-error").is_displayed(), "complaint is shown")
+        self.assertEqual(self.text_of("#since-error"), "The server cannot be reached.")
+        self.assertEqual(self.element("#span").get_property("value"), "all")
+        self.assertNotIn("since", self.query())
+        server.start()
+        wait_for(lambda: self.text_of("#connection") == "Live", "server is back")
+        self.element("#span option[value='1h']").click()
+        wait_for(lambda: "since" in self.query(), "span is taken")
+        self.assertFalse(self.element("#since-error").is_displayed())
+
+    def is_expected(self, entry):
+        return "net::ERR_" in entry["message"]
 
     def test_preset_is_kept_as_times_and_filters_by_them(self):
         now = int(self.driver.execute_script("return Date.now() / 1000"))

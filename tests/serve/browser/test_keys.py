@@ -45,9 +45,10 @@ class KeysTest(PageTest):
         wait_for(lambda: self.texts()[-1:] == [sample.FIRST], "last row")
         self.press("g")
         self.wait_texts(["item 599"])
+        rows = len(self.in_view())
         self.press(Keys.PAGE_DOWN)
         wait_for(lambda: self.texts()[:1] not in ([], ["item 599"]), "a page on")
-        self.assertIn(self.texts()[0], sample.NEWEST_FIRST[10:len(self.in_view())])
+        self.assertIn(self.texts()[0], sample.NEWEST_FIRST[10:rows])
         self.press(Keys.PAGE_UP)
         self.wait_texts(["item 599"])
         self.press(Keys.END)
@@ -76,7 +77,7 @@ class KeysTest(PageTest):
     def test_help_lists_keys_and_keeps_them_to_itself(self):
         self.press("?")
         wait_for(lambda: self.element("#dialog").get_property("open"), "help is open")
-        self.assertEqual(self.text_of("#dialog-title"), "Keys")
+        self.assertEqual(self.text_of("#dialog-title"), "Keyboard shortcuts")
         keys = {key.text for key in self.driver.find_elements("css selector", "#dialog kbd")}
         self.assertLessEqual({"/", "j", "k", "g", "G", "f", "?", "c", "x", "Enter", "Esc"}, keys)
         self.press("f", "w")

@@ -152,7 +152,8 @@ class LooksTest(PageTest):
                 self.assert_contrast()
 
     def is_expected(self, entry):
-        return "/api/check-filter" in entry["message"] and "status of 400" in entry["message"]
+        return ("/api/check-filter" in entry["message"] and "status of 400" in entry["message"]) \
+            or "jorn.js - Failed to load resource: net::ERR_BLOCKED" in entry["message"]
 
     def test_phone_opens_item_by_one_press_and_filters_on_demand(self):
         self.show(size=PHONE)
@@ -220,6 +221,27 @@ class LooksTest(PageTest):
                                            ".map((one) => new URL(one.href ?? one.src).pathname.slice(1))")
         self.assertEqual(sorted(asked), sorted(path.name for path in page.glob("*.js")))
 
+    def test_first_answers_are_asked_for_once_and_before_the_page_is_there(self):
+        self.inject("window.asked = []; const fetched = window.fetch; window.fetch = (path, ...more) => {"
+                    " window.asked.push(path.split(/[/?]/)[2]); return fetched(path, ...more); };")
+
+        def asked():
+            names = self.driver.execute_script("return window.asked")
+            return {name: names.count(name) for name in ("items", "histogram", "facets", "logs")}
+        once = {"items": 1, "histogram": 1, "facets": 1, "logs": 1}
+        self.show()
+        self.assertEqual(asked(), once)
+        # Of what a filter passes, numbers over all time are asked for when that is known.
+        self.driver.get(self.server.url("level=0"))
+        self.settle()
+        wait_for(lambda: asked() == {**once, "histogram": 2, "facets": 2}, "numbers over all time")
+        self.driver.execute_cdp_cmd("Network.enable", {})
+        self.driver.execute_cdp_cmd("Network.setBlockedURLs", {"urls": ["*/jorn.js"]})
+        self.driver.get(self.server.url("q=over"))
+        wait_for(lambda: asked() == once, "first answers are asked for")
+        self.driver.execute_cdp_cmd("Network.setBlockedURLs", {"urls": []})
+        self.driver.execute_cdp_cmd("Network.disable", {})
+
     def test_motion_only_where_it_is_wanted(self):
         self.show()
         moving = "return [...document.querySelectorAll('*')].filter((one) => getComputedStyle(one).transitionDuration" \
@@ -234,6 +256,7 @@ class LooksTest(PageTest):
             "const row = [...document.querySelectorAll('.rows .row')].find((one) => one.querySelector('.log')"
             ".textContent === arguments[0]); return row && getComputedStyle(row.querySelector('.log')).color", name)
             for name in ("unit-1", "unit-2")}
+        wait_for(lambda: "checking" not in self.text_of("#logs"), "logs are checked")
         self.picture("desk-all")
         self.assertNotIn(None, colours.values())
         self.assertNotEqual(colours["unit-1"], colours["unit-2"])

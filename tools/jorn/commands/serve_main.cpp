@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // The server of `jorn serve`, which starts it.
 #include <errno.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <string.h>
-#include <sys/wait.h>
+#include <spawn.h>
+#include <stdlib.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -28,6 +30,7 @@
 #include "serve/http_server.h"
 #include "serve/served_logs.h"
 #include "serve/site.h"
+#include "system/descriptor.h"
 #include "system/failure.h"
 #include "system/stop_signals.h"
 #include "terminal/number_text.h"
@@ -62,7 +65,7 @@ Address addressOf(const std::string &text) {
     const bool isBracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
     host = isBracketed ? host.substr(1, host.size() - 2) : host;
     if (!port || host.empty() || (!isBracketed && host.find_first_of(":[]") != std::string::npos)) {
-        refuse("--listen: '" + text + "' is no ADDRESS:PORT, as 127.0.0.1:8642 or [::1]:0");
+        refuse("--listen: '" + text + "' is not ADDRESS:PORT, such as 127.0.0.1:8642 or [::1]:0");
     }
     return {host, *port, true};
 }
@@ -79,7 +82,7 @@ int openPort(HttpServer *server, const Address &address) {
         }
     }
     const std::string name = bracketed(address.host) + ":" + std::to_string(address.port);
-    throw errno != 0 ? systemFailure(name, errno) : Failure(name + ": cannot be listened at");
+    throw errno != 0 ? systemFailure(name, errno) : Failure(name + ": cannot listen there");
 }
 
 std::vector<ServedLog> logsOf(const ServeOptions &options) {
@@ -151,20 +154,109 @@ void checkLogs(ServedLogs *logs, const StopSignals &signals) {
     }
 }
 
-/// Starts whatever opens pages here, and does not wait for it.
-void openPage(const std::string &url) {
-    const pid_t child = fork();
-    if (child == 0) {
-        sigset_t none;
-        sigemptyset(&none);
-        pthread_sigmask(SIG_SETMASK, &none, nullptr);
-        if (fork() == 0) {
-            execlp("xdg-open", "xdg-open", url.c_str(), nullptr);
-            printMessage("note: the page cannot be opened: xdg-open: " + std::string(strerror(errno)));
-        }
-        _exit(kExitDone);
+/// A text as it stands in HTML, within quotes too.
+std::string markup(const std::string &text) {
+    std::string html;
+    for (const char c : text) {
+        html += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '"' ? "&quot;" : std::string(1, c);
     }
-    waitpid(child, nullptr, 0);
+    return html;
+}
+
+/// A page that leads to a URL, in a directory that only its owner may enter. Browsers are given this instead:
+/// their command lines are shown to every user of the machine, and the URL holds the token.
+class EntryPage {
+public:
+    /// Throws Failure.
+    explicit EntryPage(const std::string &url)
+        : directory_(newDirectory()), path_(directory_ + "/page.html") {
+        const std::string html =
+            "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>jorn serve</title>"
+            "<meta name=\"referrer\" content=\"no-referrer\"><meta http-equiv=\"refresh\" content=\"0;url=" +
+            markup(url) + "\"></head>\n<body><p><a href=\"" + markup(url) +
+            "\">To the page of jorn serve</a></p></body></html>\n";
+        const Descriptor file(
+            open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+        if (!file.isOpen() ||
+            write(file.get(), html.data(), html.size()) != static_cast<ssize_t>(html.size())) {
+            const int error = errno;
+            remove();
+            throw systemFailure(path_, error);
+        }
+    }
+    ~EntryPage() { remove(); }
+    EntryPage(const EntryPage &) = delete;
+    EntryPage &operator=(const EntryPage &) = delete;
+
+    const std::string &path() const { return path_; }
+
+private:
+    /// In the user's own directory for such files, or in that of all temporary files.
+    static std::string newDirectory() {
+        const char *const temporary = getenv("TMPDIR");
+        const char *const own = getenv("XDG_RUNTIME_DIR");
+        const std::string usual = temporary != nullptr && temporary[0] == '/' ? temporary : "/tmp";
+        std::string name = std::string(own != nullptr ? own : "") + kNameForm;
+        if (own != nullptr && own[0] == '/' && mkdtemp(name.data()) != nullptr) {
+            return name;
+        }
+        name = usual + kNameForm;
+        if (mkdtemp(name.data()) == nullptr) {
+            throw systemFailure(usual + kNameForm, errno);
+        }
+        return name;
+    }
+
+    void remove() const {
+        unlink(path_.c_str());
+        rmdir(directory_.c_str());
+    }
+
+    static constexpr char kNameForm[] = "/jorn-serve-XXXXXX";
+
+    const std::string directory_;
+    const std::string path_;
+};
+
+/// Starts whatever opens pages here, in a session of its own, so that a signal from the keyboard does not end
+/// it, and with no signal held back or ignored. Throws Failure.
+void startOpener(const std::string &path) {
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t signals;
+    sigemptyset(&signals);
+    posix_spawnattr_setsigmask(&attributes, &signals);
+    sigaddset(&signals, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &signals);
+    posix_spawnattr_setflags(&attributes,
+                             POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSID);
+    std::string program = "xdg-open";
+    std::string argument = path;
+    const std::array<char *, 3> words = {program.data(), argument.data(), nullptr};
+    pid_t child = 0;
+    const int error = posix_spawnp(&child, program.c_str(), nullptr, &attributes, words.data(), environ);
+    posix_spawnattr_destroy(&attributes);
+    if (error != 0) {
+        throw systemFailure(program, error);
+    }
+}
+
+/// Opens the page in the browser; what it returns is to be kept until the server ends. A page that cannot be
+/// opened is noted.
+std::unique_ptr<EntryPage> openPage(const std::string &url) {
+    // The opener is not waited for.
+    struct sigaction unwaited = {};
+    unwaited.sa_handler = SIG_DFL;
+    unwaited.sa_flags = SA_NOCLDWAIT;
+    sigaction(SIGCHLD, &unwaited, nullptr);
+    try {
+        auto page = std::make_unique<EntryPage>(url);
+        startOpener(page->path());
+        return page;
+    } catch (const Failure &failure) {
+        printMessage("note: cannot open the page: " + std::string(failure.what()));
+        return nullptr;
+    }
 }
 
 /// Threads that end when a signal comes.
@@ -188,9 +280,9 @@ private:
     std::vector<std::thread> threads_;
 };
 
-void announce(const std::string &url, const Address &address) {
-    if (address.host == "0.0.0.0" || address.host == "::") {
-        printMessage("note: reached from other machines too, without encryption");
+void announce(const std::string &url, const HttpServer &server) {
+    if (server.isReachedFromElsewhere()) {
+        printMessage("note: other machines can reach this address; nothing is encrypted");
     }
     std::cout << url << std::endl;
     if (!std::cout) {
@@ -208,20 +300,18 @@ int serve(const ServeOptions &options) {
     const std::string token = options.tokenFile.empty() ? newToken() : tokenFrom(options.tokenFile);
     ServedLogs logs(logsOf(options));
     const StopSignals signals;
-    Api api(&logs, {JORN_VERSION, options.isUtc});
+    Api api(&logs, {JORN_VERSION, {options.isUtc, options.namesFile}});
     std::unique_ptr<Site> site;
     HttpServer server({[&site](const WebRequest &request) { return site->answer(request); },
-                       [](const WebRequest &request) { return Api::isStream(request.path); }});
+                       [](const WebRequest &request) { return Api::kindOf(request.path); }});
     const int port = openPort(&server, address);
     site = std::make_unique<Site>(Access({token, address.host, port}), &api, pageFiles());
     logs.refreshAll();
     server.start();
     const std::string url =
         "http://" + bracketed(address.host) + ":" + std::to_string(port) + "/?token=" + token;
-    announce(url, address);
-    if (options.isOpened) {
-        openPage(url);
-    }
+    announce(url, server);
+    const std::unique_ptr<EntryPage> entry = options.isOpened ? openPage(url) : nullptr;
     {
         const Watchers watchers(&logs, signals, options.isPolling);
         pollfd signal = {signals.descriptor(), POLLIN, 0};

@@ -18,7 +18,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr char kKind[] = "jorn cursors";
-constexpr int kVersion = 1;
+constexpr int kVersion = 2;
 
 /// What the parser below gives up with; the caller knows the line.
 struct BadText {
@@ -63,7 +63,7 @@ std::vector<uint32_t> hashesIn(const std::string &text) {
 }
 
 /// By ItemState. What is sent at the moment is pending until it is known to have arrived.
-constexpr std::array<const char *, 4> kStates = {"arrived", "pending", "pending", "left out"};
+constexpr std::array<const char *, 5> kStates = {"arrived", "pending", "pending", "left out", "reserved"};
 
 Json jsonOf(const NumberedSpan &span) {
     return Json::array({span.begin, span.end, span.first, kStates[static_cast<size_t>(span.state)]});
@@ -91,22 +91,24 @@ Json jsonOf(const KnownFile &file) {
     for (const NumberedSpan &span : file.numbered.spans()) {
         json["numbers"].push_back(jsonOf(span));
     }
-    if (file.hasTail()) {
-        json["last"] = hexOf(file.tail.last);
-        json["marks"] = hexOf(file.tail.marks);
+    json["samples"] = hexOf(file.shape.samples);
+    if (file.shape.hasDetails()) {
+        json["blocks"] = hexOf(file.shape.blocks);
+        json["last"] = hexOf(file.shape.last);
     }
     return json;
 }
 
 /// Checks what matching takes for granted.
 void requireConsistent(const KnownFile &file) {
-    const bool isKnown =
-        !file.hasTail() || file.tail.last.size() == std::min(FileTail::kKnown, file.sum.items);
-    size_t marks = 0;
-    while (file.hasTail() && markAt(file.sum.items, marks) > 0) {
-        ++marks;
-    }
-    if ((file.sum.items == 0 && !file.isUnread) || !isKnown || marks != file.tail.marks.size()) {
+    const FileShape &shape = file.shape;
+    const uint64_t items = file.sum.items;
+    const uint64_t blocks = blocksOf(items);
+    const bool hasDetails =
+        shape.blocks.size() == blocks && shape.last.size() == items - blocks * FileShape::kBlock;
+    const bool hasNone = shape.blocks.empty() && shape.last.empty();
+    if ((items == 0 && !file.isUnread) || shape.samples.size() != samplesOf(items) ||
+        !(hasDetails || hasNone)) {
         throw BadText{"the hashes of a data file do not match its number of items"};
     }
 }
@@ -116,7 +118,9 @@ void requireConsistent(const NumberedSpan &span, const KnownFile &file, uint64_t
     const bool isNumbered = !span.hasNumbers() || (span.first > 0 && span.last() <= highest);
     const std::vector<NumberedSpan> &before = file.numbered.spans();
     const bool isInOrder = before.empty() || before.back().end <= span.begin;
-    if (span.begin >= span.end || span.end > file.sum.items || !isInOrder || !isNumbered) {
+    const bool isKnown =
+        span.end <= file.sum.items || (span.state == ItemState::Reserved && span.begin >= file.sum.items);
+    if (span.begin >= span.end || !isKnown || !isInOrder || !isNumbered) {
         throw BadText{"the numbers of a data file do not match its items"};
     }
 }
@@ -127,8 +131,9 @@ KnownFile fileIn(const Json &json, uint64_t highest) {
     file.sum = {json.at("items").get<uint64_t>(), hexIn(json.at("chain").get<std::string>())};
     file.time = json.at("time").get<uint32_t>();
     file.isUnread = json.value("unread", false);
-    file.tail.last = hashesIn(json.value("last", ""));
-    file.tail.marks = hashesIn(json.value("marks", ""));
+    file.shape.samples = hashesIn(json.at("samples").get<std::string>());
+    file.shape.blocks = hashesIn(json.value("blocks", ""));
+    file.shape.last = hashesIn(json.value("last", ""));
     requireConsistent(file);
     for (const Json &numbers : json.at("numbers")) {
         const NumberedSpan span = spanIn(numbers);
@@ -142,6 +147,7 @@ Json jsonOf(const Numbering &numbering) {
     Json json;
     json["epoch"] = numbering.epoch;
     json["highest"] = numbering.highest;
+    json["ring"] = numbering.ringSize;
     json["files"] = Json::array();
     for (const KnownFile &file : numbering.files) {
         json["files"].push_back(jsonOf(file));
@@ -153,6 +159,10 @@ Numbering numberingIn(const Json &json) {
     Numbering numbering;
     numbering.epoch = json.at("epoch").get<uint64_t>();
     numbering.highest = json.at("highest").get<uint64_t>();
+    numbering.ringSize = json.at("ring").get<int>();
+    if (numbering.ringSize < 1 || numbering.ringSize > jorn::kCsvNumMax) {
+        throw BadText{"a ring has a number of files that it cannot have"};
+    }
     for (const Json &file : json.at("files")) {
         const KnownFile known = fileIn(file, numbering.highest);
         if (known.number < 0 || known.number >= jorn::kCsvNumMax || numbering.file(known.number) != nullptr) {

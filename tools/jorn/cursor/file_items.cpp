@@ -80,6 +80,8 @@ ItemTable tableOf(const RingFile &file) {
             table.hashes.push_back(hashOfItem(withoutLineFeed(line.bytes)));
             table.ends.push_back(line.end());
             table.times.push_back(line.numbers.time);
+        } else if (table.damaged.empty() || table.damaged.back() != table.hashes.size()) {
+            table.damaged.push_back(table.hashes.size());
         }
         return true;
     });

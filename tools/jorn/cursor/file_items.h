@@ -34,6 +34,7 @@ struct ItemTable {
     std::vector<uint64_t> hashes;
     std::vector<uint64_t> ends;  ///< Bytes at which the lines end.
     std::vector<uint32_t> times;
+    std::vector<uint64_t> damaged;  ///< How many items there are before each place with damaged lines.
     FileEnd end = FileEnd::Read;
 
     /// Where the item after so many begins, or what is before it.

@@ -3,38 +3,45 @@
 #ifndef JORN_TOOLS_FILE_MATCH_H
 #define JORN_TOOLS_FILE_MATCH_H
 
-#include <stddef.h>
 #include <stdint.h>
 
 #include <optional>
 #include <vector>
 
+#include "cursor/file_items.h"
 #include "cursor/known_file.h"
 
 namespace tool {
 
 /// How much of a known file is in a data file as it is now.
 struct FileMatch {
-    /// How well it is known, the best first.
-    enum class Kind {
-        Whole,  ///< The data file begins with all of its items.
-        Moved,  ///< The last ones are there, in one place only: some before them were damaged.
-        Cut,    ///< The data file has lost its end, as in a power cut, and has perhaps got other items since.
-        Vague,  ///< It has lost more than is known one by one, so that some items are doubtful.
-    };
-    Kind kind = Kind::Whole;
-    uint64_t items = 0;     ///< Items of the data file up to the last one that was known.
-    uint64_t doubtful = 0;  ///< Items after it of which nobody knows whether they were known.
+    std::vector<MovedItems> moves;  ///< Where its items are now, in order. What is between them is gone.
+    uint64_t found = 0;             ///< How many items were found again by their hashes.
+    uint64_t items = 0;             ///< Items of the data file up to the last one that was known.
+    uint64_t doubtful = 0;          ///< Items after it of which nobody knows whether they were known.
+    bool isWhole = false;           ///< The data file begins with all of its items.
 };
 
-/// `hashes` are those of all items of the data file. Nothing when it shows nothing of the known one.
-std::optional<FileMatch> matchFile(const KnownFile &known, const std::vector<uint64_t> &hashes);
+/// Nothing when the data file shows nothing of the known one.
+std::optional<FileMatch> matchFile(const KnownFile &known, const ItemTable &table);
 
-/// The same for a data file that is the known one for certain, although it has lost all that could show it.
-FileMatch matchLostFile(const KnownFile &known, const std::vector<uint64_t> &hashes);
+/// For a data file that is the known one for certain, although it has lost all that could show it.
+FileMatch matchLostFile(const KnownFile &known, const ItemTable &table);
+
+/// For a data file that begins with all of the known items.
+FileMatch matchWholeFile(const KnownFile &known);
 
 /// Whether a data file begins with these items.
-bool beginsWith(const std::vector<uint64_t> &hashes, const FileSum &sum);
+bool beginsWith(const ItemTable &table, const FileSum &sum);
+
+enum class Likeness {
+    Same,     ///< It is the known file, of which some lines may have been damaged.
+    Unclear,  ///< The known file would have lost much: all, or all but a few items.
+    Other,
+};
+
+/// Whether a data file that gets no more items may be the known one.
+Likeness likenessOf(const KnownFile &known, const ItemTable &table);
 
 }  // namespace tool
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Hashes by which items are known again, whatever file they are in by now. They are a part of the format of
-// cursors: FNV-1a of 64 bits.
+// cursors.
 #ifndef JORN_TOOLS_ITEM_HASH_H
 #define JORN_TOOLS_ITEM_HASH_H
 
@@ -10,22 +10,26 @@
 
 namespace tool {
 
-/// The hash of no item.
-inline constexpr uint64_t kChainStart = 14695981039346656037U;
-
+inline constexpr uint64_t kHashBasis = 14695981039346656037U;
 inline constexpr uint64_t kHashPrime = 1099511628211U;
 
-/// Of an item alone: of its line without the line feed, which the last one of a file may lack.
+/// Of an item alone: FNV-1a of 64 bits over its line without the line feed, which the last one of a file may
+/// lack.
 inline uint64_t hashOfItem(std::string_view line) {
-    uint64_t hash = kChainStart;
+    uint64_t hash = kHashBasis;
     for (const char c : line) {
         hash = (hash ^ static_cast<unsigned char>(c)) * kHashPrime;
     }
     return hash;
 }
 
-/// Of a chain of items, from that of those before the last one, and the hash of the last one.
-inline uint64_t chained(uint64_t chain, uint64_t item) { return (chain ^ item) * kHashPrime; }
+/// Of a chain of items, from that of those before the last one (0 for none) and the hash of the last one: a
+/// polynomial, so that the chain of any items in between follows from two chains.
+inline uint64_t chained(uint64_t chain, uint64_t item) { return chain * kHashPrime + item; }
+
+/// The halves that are kept where many hashes are: a chain's low half depends on its items' low halves alone.
+inline uint32_t halfOfItem(uint64_t hash) { return static_cast<uint32_t>(hash); }
+inline uint32_t halfOfChain(uint64_t chain) { return static_cast<uint32_t>(chain >> 32); }
 
 }  // namespace tool
 

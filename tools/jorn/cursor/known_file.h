@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // What is known of a data file whose items have got numbers. The file is known again by its items, not by
-// bytes, lines, inodes or times: files may be copied, renamed and mended.
+// bytes, lines, inodes or times: files may be copied, renamed and mended, and lines of them damaged.
 #ifndef JORN_TOOLS_KNOWN_FILE_H
 #define JORN_TOOLS_KNOWN_FILE_H
 
 #include <stddef.h>
 #include <stdint.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "cursor/item_hash.h"
@@ -17,40 +18,54 @@ namespace tool {
 /// Items from a file's begin on.
 struct FileSum {
     uint64_t items = 0;
-    uint64_t chain = kChainStart;
+    uint64_t chain = 0;
 };
 
 inline bool operator==(const FileSum &a, const FileSum &b) {
     return a.items == b.items && a.chain == b.chain;
 }
 
-/// The last of a file's first items: by them it is known again when it has lost its end, or an item before.
-struct FileTail {
-    /// So many items are known one by one.
-    static constexpr uint64_t kKnown = 32;
+/// By these a file is known again that has lost items. Blocks and last items together are its details: they
+/// show what became of each item, and are kept only where that matters.
+struct FileShape {
+    /// So many items are known by one hash in a block.
+    static constexpr uint64_t kBlock = 32;
+    static constexpr uint64_t kMostSamples = 16;
 
-    std::vector<uint32_t> last;   ///< Low halves of the hashes of the last items, up to kKnown.
-    std::vector<uint32_t> marks;  ///< Low halves of the chains at markAt(items, 0), markAt(items, 1) ...
+    std::vector<uint32_t> samples;  ///< Of the items sampleAt(items, 0), sampleAt(items, 1) ...
+    std::vector<uint32_t> blocks;   ///< Of the first blocks: blocksOf(items).
+    std::vector<uint32_t> last;     ///< Of each item after these.
+
+    bool hasDetails() const { return !last.empty(); }
 };
 
-/// How many items the mark `number` of a file with so many items is of; 0 where there is no such mark. The
-/// first mark is where the items begin that are known one by one; each next one is twice as far back.
-inline uint64_t markAt(uint64_t items, size_t number) {
-    constexpr size_t kMost = 8;
-    const uint64_t distance = FileTail::kKnown << number;
-    return number < kMost && distance < items ? items - distance : 0;
+inline uint64_t samplesOf(uint64_t items) { return std::min(FileShape::kMostSamples, items); }
+
+/// The item of a sample. They are evenly spaced; the last one is the file's last item.
+inline uint64_t sampleAt(uint64_t items, uint64_t sample) {
+    return (sample + 1) * items / samplesOf(items) - 1;
+}
+
+/// The blocks that a file of so many items is known by. At least 32 items after them are known one by one, or
+/// all that there are.
+inline uint64_t blocksOf(uint64_t items) {
+    const uint64_t whole = items / FileShape::kBlock;
+    return whole > 0 ? whole - 1 : 0;
 }
 
 struct KnownFile {
-    int number = -1;        ///< In the name that it had.
-    FileSum sum;            ///< Its first items; at least one, unless it is unread.
-    uint32_t time = 0;      ///< Of the last of them.
-    FileTail tail;          ///< Empty where the file is closed for good.
-    bool isUnread = false;  ///< It could not be read to its end: there may be more.
-    NumberedItems
-        numbered;  ///< Those of them that have numbers. None where it only shows where the ring was.
+    int number = -1;         ///< In the name that it had.
+    FileSum sum;             ///< Its first items; at least one, unless it is unread.
+    uint32_t time = 0;       ///< Of the last of them.
+    FileShape shape;         ///< Of them.
+    bool isUnread = false;   ///< It could not be read to its end: there may be more.
+    NumberedItems numbered;  ///< Those that have numbers. None where it only shows where the ring was.
 
-    bool hasTail() const { return !tail.last.empty(); }
+    /// Whether items of it may still have to be sent, although it gets no more.
+    bool isOpen() const { return isUnread || numbered.has(ItemState::Pending); }
+
+    /// Whether items of it have got numbers.
+    bool isNumbered() const { return sum.items > 0 && numbered.hasAny(); }
 };
 
 /// Follows the items of one data file from its begin on.
@@ -64,13 +79,11 @@ public:
     void describe(KnownFile *file) const;
 
 private:
-    uint32_t chainAt(uint64_t items) const;
-
     FileSum sum_;
     uint32_t time_ = 0;
-    std::vector<uint32_t> hashes_;  ///< Low halves of the items',
-    std::vector<uint32_t> chains_;  ///< and of the chains, both without the first `dropped_`.
-    uint64_t dropped_ = 0;
+    uint64_t block_ = 0;            ///< Chain of the items after the whole blocks.
+    std::vector<uint32_t> blocks_;  ///< All whole ones.
+    std::vector<uint32_t> items_;
 };
 
 }  // namespace tool

@@ -45,14 +45,21 @@ bool LogFiles::isInView(int number) const {
                        [number](const RingFile &file) { return file.number == number; });
 }
 
-/// A number beyond the ring is older than all of it: nobody writes there.
+/// The store's next start may give files other numbers; it keeps their order.
 int LogFiles::age(int number) const {
+    const int position = view_.plan().moveTable[number];
     const int size = view_.ringSize();
-    return number < size ? jorn::ringPosition(size, view_.files().back().number - number) : size + number;
+    return position >= 0 && position < size ? jorn::ringPosition(size, view_.plan().latest - position)
+                                            : size + number;
 }
 
-int LogFiles::before(int number, int files) const {
-    return jorn::ringPosition(view_.ringSize(), number - files);
+int LogFiles::ofAge(int age) const {
+    for (int number = 0; age < view_.ringSize() && number < jorn::kSurveySize; ++number) {
+        if (exists(number) && this->age(number) == age) {
+            return number;
+        }
+    }
+    return -1;
 }
 
 bool LogFiles::isCleared() {

@@ -31,14 +31,16 @@ public:
     std::vector<const RingFile *> all();
 
     bool isInView(int number) const;
-    bool exists(int number) const { return view_.look().presence()[static_cast<size_t>(number)]; }
+    bool exists(int number) const {
+        return number >= 0 && view_.look().presence()[static_cast<size_t>(number)];
+    }
 
     /// How many files the writer has begun since that of a number, if it has not come round: 0 for the one
-    /// that it is in.
+    /// that it is in. A number that has no place in the ring is older than all of it: nobody writes there.
     int age(int number) const;
 
-    /// The number of the file so many before that of another, or after it where negative.
-    int before(int number, int files) const;
+    /// The number of the file of an age; -1 where there is none.
+    int ofAge(int age) const;
 
     /// Whether the log was cleared last where its view begins.
     bool isCleared();

@@ -11,8 +11,6 @@
 namespace tool {
 namespace {
 
-using Kind = FileMatch::Kind;
-
 std::string stampOf(const RingView &view) {
     if (view.files().empty() || !view.index().isStill(view.directory())) {
         return "";
@@ -112,17 +110,23 @@ void LogPull::goOn(const Recognition &found) {
 
 /// Brings what is known of each file to what it is now.
 void LogPull::updateKnown(const Recognition &found) {
-    for (KnownFile &known : reached_.current().files) {
-        known.number = files_.before(known.number, -found.shift);
-    }
-    const std::vector<KnownFile> files = reached_.current().files;
-    for (const KnownFile &known : files) {
+    Numbering &numbering = reached_.current();
+    const std::vector<KnownFile> before = std::exchange(numbering.files, {});
+    numbering.ringSize = files_.view().ringSize();
+    for (size_t i = 0; i < before.size(); ++i) {
+        KnownFile known = before[i];
+        known.number = found.numbers[i];
+        if (known.number < 0 || numbering.file(known.number) != nullptr) {
+            noteGone(known);
+            continue;
+        }
+        numbering.files.push_back(known);
         if (known.number == found.number) {
             updateNewest(known, found.match);
         } else if (files_.age(known.number) < files_.age(found.number)) {
             updateNewer(known);
-        } else if (known.numbered.has(ItemState::Pending)) {
-            updatePending(known);
+        } else if (known.isOpen()) {
+            updateOpen(known);
         }
     }
 }
@@ -131,44 +135,44 @@ void LogPull::updateNewest(const KnownFile &known, const FileMatch &match) {
     if (const RingFile *const file = files_.numbered(known.number)) {
         adopt(*file, match);
         noteDoubtful(*file, match);
-    } else {
+    } else if (!files_.exists(known.number)) {
         noteGone(known);
         reached_.current().forget(known.number);
     }
 }
 
 /// The writer has started it afresh, unless its index was lost, and it has gone on elsewhere. Few items may
-/// be the same by chance.
+/// be the same by chance. One that cannot be read now will be read from its begin.
 void LogPull::updateNewer(const KnownFile &known) {
     const RingFile *const file = files_.numbered(known.number);
     const bool isAsItWas =
-        file != nullptr && known.sum.items >= kProof && beginsWith(files_.table(*file).hashes, known.sum);
-    if (!isAsItWas && !files_.isUnreadable(known.number)) {
+        file != nullptr && known.sum.items >= kProof && beginsWith(files_.table(*file), known.sum);
+    if (!isAsItWas) {
         noteGone(known);
         reached_.current().forget(known.number);
     }
 }
 
-void LogPull::updatePending(const KnownFile &known) {
-    const RingFile *const file = files_.numbered(known.number);
-    const auto match = file != nullptr ? matchFile(known, files_.table(*file).hashes) : std::nullopt;
+void LogPull::updateOpen(const KnownFile &known) {
+    const RingFile *const file = files_.isUnreadable(known.number) ? nullptr : files_.numbered(known.number);
+    const auto match = file != nullptr ? matchFile(known, files_.table(*file)) : std::nullopt;
     if (match) {
         adopt(*file, *match);
     }
 }
 
+/// Items that were damaged have gone, and those after them have moved.
 void LogPull::adopt(const RingFile &file, const FileMatch &match) {
-    if (match.kind == Kind::Whole) {
+    if (match.isWhole) {
         return;
     }
     KnownFile *const known = reached_.current().file(file.number);
-    if (match.kind == Kind::Moved) {
-        known->numbered.shift(static_cast<int64_t>(match.items) - static_cast<int64_t>(known->sum.items));
-    } else {
-        known->numbered.cut(match.items);
-        known->numbered.set({match.items, match.items + match.doubtful, 0, ItemState::LeftOut});
-    }
     const uint64_t items = match.items + match.doubtful;
+    const uint64_t pending = known->numbered.count(ItemState::Pending);
+    std::vector<MovedItems> moves = match.moves;
+    moves.push_back({known->sum.items, items, UINT64_MAX - known->sum.items});
+    known->numbered.move(moves);
+    noteDamaged(file, pending - known->numbered.count(ItemState::Pending));
     if (items > 0) {
         trackOf(files_.table(file), items).describe(known);
     } else {
@@ -186,10 +190,13 @@ void LogPull::chooseWalk(int newest) {
         return isPending ? !isDone(number, newest) : files_.age(number) <= files_.age(newest);
     };
     for (int number = 0; number < jorn::kSurveySize; ++number) {
-        const RingFile *const file =
-            !files_.isInView(number) && isOpen(number) ? files_.numbered(number) : nullptr;
-        if (file != nullptr) {
+        if (files_.isInView(number) || !files_.exists(number) || !isOpen(number)) {
+            continue;
+        }
+        if (const RingFile *const file = files_.numbered(number)) {
             walk_.push_back(file);
+        } else {
+            noteUnreadable(number);
         }
     }
     std::sort(walk_.begin(), walk_.end(), [this](const RingFile *a, const RingFile *b) {
@@ -211,19 +218,18 @@ bool LogPull::isDone(int number, int newest) {
     }
     const RingFile *const file = files_.numbered(number);
     const bool isToSend = known->numbered.has(ItemState::Pending) && file != nullptr &&
-                          beginsWith(files_.table(*file).hashes, known->sum);
+                          beginsWith(files_.table(*file), known->sum);
     return !isToSend;
 }
 
 void LogPull::goOnWithoutFile(uint64_t fresh) {
-    const KnownFile *const last = newestOf(reached_.current());
-    if (files_.table(files_.view().files().front()).hashes.empty()) {
+    const KnownFile *const last = reached_.current().newest();
+    const RingFile *const oldest = oldestWithItems();
+    if (oldest == nullptr) {
         return;  // Nothing shows yet which log this is.
     }
-    if (last != nullptr && mayBeSameLog(*last)) {
-        const uint64_t gap = gapAfter(*last);
-        reached_.current().highest += gap;
-        noteGap(gap);
+    if (last != nullptr && mayBeSameLog(*last, *oldest)) {
+        noteGapAfter(*last, *oldest);
     } else if (last != nullptr) {
         notes_.push_back(files_.view().directory().path() +
                          ": what was read before is not there: another log has taken its place, or its clock "
@@ -253,41 +259,52 @@ void LogPull::beginFirstEpoch(uint64_t fresh) {
 /// has not come round.
 void LogPull::beginAtOldest() {
     const std::vector<RingFile> &files = files_.view().files();
-    const int before = files_.before(files.front().number, 1);
+    reached_.current().ringSize = files_.view().ringSize();
+    const int before = files_.ofAge(files_.age(files.front().number) + 1);
     const RingFile *const former = files_.isInView(before) ? nullptr : files_.numbered(before);
     if (former != nullptr && !files_.table(*former).hashes.empty()) {
-        KnownFile *const known = reached_.current().fileAtEnd(before);
+        KnownFile *const known = reached_.current().fileOrNew(before);
         trackOf(files_.table(*former), files_.table(*former).hashes.size()).describe(known);
     }
     std::transform(files.begin(), files.end(), std::back_inserter(walk_),
                    [](const RingFile &file) { return &file; });
 }
 
+const RingFile *LogPull::oldestWithItems() {
+    const std::vector<RingFile> &files = files_.view().files();
+    const auto oldest = std::find_if(files.begin(), files.end(), [this](const RingFile &file) {
+        return !files_.table(file).hashes.empty();
+    });
+    return oldest == files.end() ? nullptr : &*oldest;
+}
+
 /// Whether the writer may have come round, or was cleared, so that all that was read is gone. Another log
 /// begins anew, or has other times.
-bool LogPull::mayBeSameLog(const KnownFile &last) {
+bool LogPull::mayBeSameLog(const KnownFile &last, const RingFile &oldest) {
     const RingView &view = files_.view();
-    const bool isLater = files_.table(view.files().front()).times.front() >= last.time;
+    const bool isLater = files_.table(oldest).times.front() >= last.time;
     const bool hasComeRound =
         view.look().hasWrapped() || (view.files().size() == static_cast<size_t>(view.ringSize()) &&
                                      view.look().positions().latest >= last.number);
     return isLater && (hasComeRound || files_.isCleared());
 }
 
-/// How many items are gone at least: the rest of the last file, and the files between that and the oldest.
-uint64_t LogPull::gapAfter(const KnownFile &last) const {
-    const RingView &view = files_.view();
+/// The rest of the last file is gone, and the files between that and the oldest one. The numbers have room
+/// for all that these can hold. How much it was nobody knows: a clearing closes a file that is not full. At
+/// least there is an item in each file.
+void LogPull::noteGapAfter(const KnownFile &last, const RingFile &oldest) {
     constexpr uint64_t kFile = jorn::kCsvItemMax;
-    const int between = jorn::ringPosition(view.ringSize(), view.files().front().number - last.number - 1);
+    const int size = files_.view().ringSize();
+    const auto between = static_cast<uint64_t>(jorn::ringPosition(size, oldest.number - last.number - 1));
     const uint64_t rest = kFile - std::min(kFile, last.sum.items);
-    return std::max<uint64_t>(1, rest + static_cast<uint64_t>(between) * kFile);
-}
-
-void LogPull::noteGap(uint64_t items) {
+    const bool isSameRing = size == reached_.current().ringSize;
+    const uint64_t least = isSameRing ? between : 0;
+    reached_.current().highest += std::max<uint64_t>(1, rest + between * kFile);
     ++reached_.gaps;
-    reached_.lost += items;
-    notes_.push_back(files_.view().directory().path() + ": written faster than it was read: at least " +
-                     counted(items, "item is", "items are") + " gone");
+    reached_.lost += least;
+    notes_.push_back(
+        files_.view().directory().path() + ": written faster than it was read: " +
+        (least > 0 ? "at least " + counted(least, "item is", "items are") + " gone" : "items may be gone"));
 }
 
 void LogPull::noteDoubtful(const RingFile &file, const FileMatch &match) {
@@ -302,6 +319,20 @@ void LogPull::noteGone(const KnownFile &known) {
     if (items > 0) {
         notes_.push_back(files_.view().directory().path() + ": " + counted(items, "item is", "items are") +
                          " gone of a transfer whose end is not known: perhaps it arrived, perhaps not");
+    }
+    if (known.numbered.has(ItemState::Reserved)) {
+        ++reached_.gaps;
+        ++reached_.lost;
+        notes_.push_back(files_.view().directory().path() +
+                         ": a file that could not be read is gone: its items were not sent");
+    }
+}
+
+/// Items that left in a transfer whose end is not known, and cannot be sent again under their numbers.
+void LogPull::noteDamaged(const RingFile &file, uint64_t items) {
+    if (items > 0) {
+        notes_.push_back(file.path + ": " + counted(items, "item was", "items were") +
+                         " damaged after a transfer whose end is not known: perhaps it arrived, perhaps not");
     }
 }
 
@@ -334,19 +365,27 @@ void LogPull::run(const ItemFilter &filter, const std::function<bool(const Item 
         isWhole_ = end == FileEnd::Read && !hasUnread_;
     }
 }
-/// What could not be read is tried again in the next pull. Its items have no numbers yet; a gap of one shows
-/// where they are missing.
+
+/// What could not be read is tried again in the next pull.
 void LogPull::noteEnd(const RingFile &file, FileEnd end) {
     Numbering &numbering = reached_.current();
-    KnownFile *known = numbering.file(file.number);
-    if (end != FileEnd::Failed) {
-        if (known != nullptr) {
-            known->isUnread = false;
-        }
+    if (end == FileEnd::Failed) {
+        noteUnreadable(file.number);
         return;
     }
-    known = known != nullptr ? known : numbering.fileAtEnd(file.number);
-    isUnread_ = isUnread_ || !std::exchange(known->isUnread, true);
+    KnownFile *const known = numbering.file(file.number);
+    if (known == nullptr || !std::exchange(known->isUnread, false)) {
+        return;
+    }
+    const uint64_t items = tracked_ == &file ? track_.items() : known->sum.items;
+    known->numbered.cut(items);
+    if (items == 0) {
+        numbering.forget(file.number);
+    }
+}
+
+void LogPull::noteUnreadable(int number) {
+    reached_.current().fileOrNew(number)->isUnread = true;
     hasUnread_ = true;
 }
 
@@ -397,25 +436,35 @@ bool LogPull::passOn(const Line &line, const ItemFilter &filter,
 
 /// Of an item of the tracked file, which is sent by it; nothing where it is not sent.
 std::optional<uint64_t> LogPull::numberOf(uint64_t item) {
-    Numbering &numbering = reached_.current();
-    KnownFile *const known = numbering.file(tracked_->number);
-    const auto span = known != nullptr ? known->numbered.at(item) : std::nullopt;
-    if (span && span->state != ItemState::Pending) {
+    KnownFile *const known = reached_.current().fileOrNew(tracked_->number);
+    const auto span = known->numbered.at(item);
+    if (span && span->state != ItemState::Pending && span->state != ItemState::Reserved) {
         return std::nullopt;
     }
     const uint64_t number = span ? span->first + (item - span->begin) : nextNumber();
-    KnownFile *const sent = span ? known : numbering.fileAtEnd(tracked_->number);
-    sent->numbered.set({item, item + 1, number, ItemState::Sent});
+    reached_.current().file(tracked_->number)->numbered.set({item, item + 1, number, ItemState::Sent});
     return number;
 }
 
 uint64_t LogPull::nextNumber() {
-    if (std::exchange(isUnread_, false)) {
-        ++reached_.current().highest;
-        ++reached_.gaps;
-        ++reached_.lost;
+    if (hasUnread_) {
+        reserveForUnread();
     }
     return ++reached_.current().highest;
+}
+
+/// Items that could not be read come before those that are read after them: so do their numbers.
+void LogPull::reserveForUnread() {
+    Numbering &numbering = reached_.current();
+    for (KnownFile &known : numbering.files) {
+        if (known.isUnread && known.number != tracked_->number && !known.numbered.has(ItemState::Reserved)) {
+            constexpr uint64_t kFile = jorn::kCsvItemMax;
+            const uint64_t items = known.sum.items;
+            const uint64_t most = std::max<uint64_t>(1, kFile - std::min(kFile, items));
+            known.numbered.set({items, items + most, numbering.highest + 1, ItemState::Reserved});
+            numbering.highest += most;
+        }
+    }
 }
 
 void LogPull::describeTracked(Numbering *numbering) const {
@@ -430,7 +479,15 @@ LogCursor LogPull::reached() const {
     reached.directory = files_.view().directory().path();
     reached.stamp = isWhole_ && !isOvertaken_ ? stamp_ : "";
     describeTracked(&reached.current());
+    putInOrder(&reached.current());
     return reached;
+}
+
+void LogPull::putInOrder(Numbering *numbering) const {
+    std::stable_sort(numbering->files.begin(), numbering->files.end(),
+                     [this](const KnownFile &a, const KnownFile &b) {
+                         return files_.age(a.number) > files_.age(b.number);
+                     });
 }
 
 void LogPull::settle() {

@@ -63,25 +63,29 @@ private:
     void beginEpoch(uint64_t fresh);
     void beginFirstEpoch(uint64_t fresh);
     void beginAtOldest();
-    bool mayBeSameLog(const KnownFile &last);
-    uint64_t gapAfter(const KnownFile &last) const;
+    const RingFile *oldestWithItems();
+    bool mayBeSameLog(const KnownFile &last, const RingFile &oldest);
+    void noteGapAfter(const KnownFile &last, const RingFile &oldest);
     void updateKnown(const Recognition &found);
     void updateNewest(const KnownFile &known, const FileMatch &match);
     void updateNewer(const KnownFile &known);
-    void updatePending(const KnownFile &known);
+    void updateOpen(const KnownFile &known);
     void adopt(const RingFile &file, const FileMatch &match);
     void chooseWalk(int newest);
     bool isDone(int number, int newest);
     void noteEnd(const RingFile &file, FileEnd end);
+    void noteUnreadable(int number);
     FileEnd readFile(const RingFile &file, const std::function<bool(const Line &)> &take);
     void beginTrack(const RingFile &file, uint64_t items);
     bool passOn(const Line &line, const ItemFilter &filter, const std::function<bool(const Item &)> &take);
     std::optional<uint64_t> numberOf(uint64_t item);
     uint64_t nextNumber();
+    void reserveForUnread();
+    void putInOrder(Numbering *numbering) const;
     void describeTracked(Numbering *numbering) const;
-    void noteGap(uint64_t items);
     void noteDoubtful(const RingFile &file, const FileMatch &match);
     void noteGone(const KnownFile &known);
+    void noteDamaged(const RingFile &file, uint64_t items);
     bool noteUnread();
 
     LogFiles files_;
@@ -91,7 +95,6 @@ private:
     FileTrack track_;
     const RingFile *tracked_ = nullptr;  ///< The file of the track.
     uint64_t badLines_ = 0;              ///< Since the last item.
-    bool isUnread_ = false;              ///< Items of a file could not be read, and none came since.
     bool hasUnread_ = false;             ///< Some file could not be read to its end.
     bool isMoved_ = false;
     bool isOvertaken_ = false;

@@ -95,15 +95,18 @@ void NumberedItems::cut(uint64_t items) {
     spans_ = std::move(spans);
 }
 
-void NumberedItems::shift(int64_t items) {
+void NumberedItems::move(const std::vector<MovedItems> &moves) {
     std::vector<NumberedSpan> spans;
-    const auto gone = static_cast<uint64_t>(std::max<int64_t>(-items, 0));
-    const auto come = static_cast<uint64_t>(std::max<int64_t>(items, 0));
-    for (const NumberedSpan &span : spans_) {
-        NumberedSpan part = partOf(span, gone, UINT64_MAX);
-        part.begin = part.begin - gone + come;
-        part.end = part.end - gone + come;
-        addTo(&spans, part);
+    uint64_t end = 0;
+    for (const MovedItems &moved : moves) {
+        addTo(&spans, {end, moved.now, 0, ItemState::LeftOut});
+        for (const NumberedSpan &span : spans_) {
+            NumberedSpan part = partOf(span, moved.known, moved.known + moved.count);
+            part.begin = part.begin - moved.known + moved.now;
+            part.end = part.end - moved.known + moved.now;
+            addTo(&spans, part);
+        }
+        end = moved.now + moved.count;
     }
     spans_ = std::move(spans);
 }

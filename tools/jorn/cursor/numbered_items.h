@@ -12,10 +12,18 @@
 namespace tool {
 
 enum class ItemState {
-    Arrived,  ///< For certain.
-    Pending,  ///< It left in a transfer whose end is not known.
-    Sent,     ///< It leaves in the transfer under way.
-    LeftOut,  ///< It has no number and gets none.
+    Arrived,   ///< For certain.
+    Pending,   ///< It left in a transfer whose end is not known.
+    Sent,      ///< It leaves in the transfer under way.
+    LeftOut,   ///< It has no number and gets none.
+    Reserved,  ///< It could not be read yet: its number waits for it.
+};
+
+/// Items of a file that follow each other, and where they are now.
+struct MovedItems {
+    uint64_t known = 0;  ///< Where the first one was,
+    uint64_t now = 0;    ///< and where it is.
+    uint64_t count = 0;
 };
 
 /// Items that follow each other, with numbers that follow each other.
@@ -55,8 +63,9 @@ public:
     /// Forgets the items from here on.
     void cut(uint64_t items);
 
-    /// So many items have come before the others (or gone, where negative).
-    void shift(int64_t items);
+    /// Takes items to where they are now, in order; others are forgotten. What comes to lie between these is
+    /// left out.
+    void move(const std::vector<MovedItems> &moves);
 
 private:
     std::vector<NumberedSpan> spans_;

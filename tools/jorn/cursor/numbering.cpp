@@ -18,13 +18,15 @@ void changeState(LogCursor *cursor, ItemState from, ItemState to) {
     }
 }
 
-/// Only the newest files lose their ends.
-void dropOldTails(Numbering *numbering) {
-    constexpr size_t kTails = 2;
+/// What became of each item matters where some may still have to be sent, and where others may have come
+/// since.
+void dropDetails(Numbering *numbering) {
+    constexpr size_t kNewest = 2;
     std::vector<KnownFile> &files = numbering->files;
-    for (size_t i = 0; i + kTails < files.size(); ++i) {
-        if (!files[i].numbered.has(ItemState::Pending)) {
-            files[i].tail = {};
+    for (size_t i = 0; i + kNewest < files.size(); ++i) {
+        if (!files[i].isOpen()) {
+            files[i].shape.blocks.clear();
+            files[i].shape.last.clear();
         }
     }
 }
@@ -48,18 +50,18 @@ KnownFile *Numbering::file(int number) {
     return found == files.end() ? nullptr : &*found;
 }
 
-KnownFile *Numbering::fileAtEnd(int number) {
-    if (!files.empty() && files.back().number == number) {
-        return &files.back();
+KnownFile *Numbering::fileOrNew(int number) {
+    if (KnownFile *const known = file(number)) {
+        return known;
     }
-    KnownFile last;
-    last.number = number;
-    if (const KnownFile *const known = file(number)) {
-        last = *known;
-        forget(number);
-    }
-    files.push_back(std::move(last));
+    files.emplace_back().number = number;
     return &files.back();
+}
+
+const KnownFile *Numbering::newest() const {
+    const auto newest =
+        std::find_if(files.rbegin(), files.rend(), [](const KnownFile &known) { return known.isNumbered(); });
+    return newest == files.rend() ? nullptr : &*newest;
 }
 
 void Numbering::forget(int number) {
@@ -86,14 +88,14 @@ LogCursor attempted(const LogCursor &kept, const LogCursor &reached) {
     result.damaged = kept.damaged;
     result.stamp.clear();
     changeState(&result, ItemState::Sent, ItemState::Pending);
-    dropOldTails(&result.current());
+    dropDetails(&result.current());
     return result;
 }
 
 LogCursor arrived(const LogCursor &reached) {
     LogCursor result = reached;
     changeState(&result, ItemState::Sent, ItemState::Arrived);
-    dropOldTails(&result.current());
+    dropDetails(&result.current());
     return result;
 }
 

@@ -16,15 +16,18 @@ namespace tool {
 struct Numbering {
     uint64_t epoch = 0;            ///< Microseconds since 1970 when it began.
     uint64_t highest = 0;          ///< Number that an item has got.
-    std::vector<KnownFile> files;  ///< One for each data file, in the order in which they got items.
+    int ringSize = 1;              ///< When the files had their numbers.
+    std::vector<KnownFile> files;  ///< One for each data file, as they follow each other in the ring.
 
     /// Items that left in transfers whose end is not known.
     uint64_t pending() const;
 
     /// The file of a number; null where it is not known.
     KnownFile *file(int number);
-    /// Makes it the last one. It is new when it was not known.
-    KnownFile *fileAtEnd(int number);
+    /// The same; a new one where it is not known.
+    KnownFile *fileOrNew(int number);
+    /// The newest file of which items have numbers; null where there is none.
+    const KnownFile *newest() const;
     void forget(int number);
 };
 

@@ -5,10 +5,10 @@
 #include <utility>
 #include <vector>
 
+#include "ring.h"
+
 namespace tool {
 namespace {
-
-using Kind = FileMatch::Kind;
 
 /// A file that is not where it was must have more than the few items with which any may begin.
 constexpr uint64_t kFewest = 8;
@@ -26,36 +26,41 @@ public:
 
     std::optional<Recognition> run() {
         const RingFile *const own = files_.numbered(newest_.number);
-        const auto ownMatch = own != nullptr ? matchFile(newest_, files_.table(*own).hashes) : std::nullopt;
-        if (ownMatch && ownMatch->kind == Kind::Whole) {
+        const auto ownMatch = own != nullptr ? matchFile(newest_, files_.table(*own)) : std::nullopt;
+        if (ownMatch && ownMatch->isWhole) {
             if (auto found = judged(newest_.number, *ownMatch)) {
                 return found;
             }
         }
-        if (auto moved = findElsewhere()) {
+        if (auto moved = findElsewhere([](const FileMatch &match) { return match.isWhole; })) {
             return moved;
         }
         if (files_.isUnreadable(newest_.number)) {
-            return std::nullopt;
+            return unread(ownMatch ? ownMatch->found : 0);
         }
-        if (ownMatch && ownMatch->kind != Kind::Whole) {
+        if (ownMatch && !ownMatch->isWhole) {
             if (auto found = judged(newest_.number, *ownMatch)) {
                 return found;
             }
         }
-        const FileMatch lost =
-            own != nullptr ? matchLostFile(newest_, files_.table(*own).hashes) : FileMatch{Kind::Vague, 0, 0};
-        return judged(newest_.number, lost);
+        const FileMatch lost = own != nullptr ? matchLostFile(newest_, files_.table(*own)) : FileMatch();
+        if (auto found = judged(newest_.number, lost)) {
+            return found;
+        }
+        return findElsewhere([](const FileMatch &match) { return match.found >= kProof; });
     }
 
 private:
-    std::optional<Recognition> findElsewhere() {
+    template <class IsEnough>
+    std::optional<Recognition> findElsewhere(const IsEnough &isEnough) {
         if (newest_.sum.items < kFewest) {
             return std::nullopt;
         }
         for (const RingFile *const file : files_.all()) {
-            if (file->number != newest_.number && beginsWith(files_.table(*file).hashes, newest_.sum)) {
-                if (auto found = judged(file->number, {Kind::Whole, newest_.sum.items, 0})) {
+            const bool isOther = file->number != newest_.number;
+            const auto match = isOther ? matchFile(newest_, files_.table(*file)) : std::nullopt;
+            if (match && isEnough(*match)) {
+                if (auto found = judged(file->number, *match)) {
                     return found;
                 }
             }
@@ -63,66 +68,99 @@ private:
         return std::nullopt;
     }
 
+    /// What cannot be read is taken for what it was when other files prove it.
+    std::optional<Recognition> unread(uint64_t own) {
+        FileMatch match = matchWholeFile(newest_);
+        match.found = own;
+        auto found = judged(newest_.number, match);
+        return found && found->weight >= kProof ? found : std::nullopt;
+    }
+
     /// The newest file with what is left of it, if the others agree. What it has lost itself is no evidence.
     std::optional<Recognition> judged(int number, const FileMatch &match) {
-        const Recognition found = {number, number - newest_.number, match, 0};
-        const Evidence others = evidenceFrom(found);
-        const uint64_t agreeing = match.items + others.agreeing;
-        const bool isLikely = agreeing >= kProof && agreeing > others.differing;
-        return isLikely || (agreeing > 0 && others.differing == 0)
-                   ? std::optional(Recognition{found.number, found.shift, match, agreeing})
+        const std::vector<int> numbers = numbersNow(number);
+        const Evidence others = evidenceFrom(number, numbers);
+        const uint64_t agreeing = match.found + others.agreeing;
+        return isEnough(agreeing, others.differing)
+                   ? std::optional(Recognition{number, match, agreeing, numbers})
                    : std::nullopt;
+    }
+
+    /// What was damaged may differ.
+    static bool isEnough(uint64_t agreeing, uint64_t differing) {
+        constexpr uint64_t kClear = 16;
+        return (agreeing > 0 && differing == 0) || (agreeing >= kClear && agreeing >= 3 * differing) ||
+               (agreeing >= kProof && agreeing > differing);
+    }
+
+    /// As many files before the newest one as they were.
+    std::vector<int> numbersNow(int newest) const {
+        std::vector<int> numbers;
+        for (const KnownFile &known : numbering_.files) {
+            const bool isBeyondRing = known.number >= numbering_.ringSize;
+            numbers.push_back(isBeyondRing ? known.number : numberNow(newest, known));
+        }
+        return numbers;
+    }
+
+    /// The writer has perhaps come to it since. In a ring of another size, it is gone then.
+    int numberNow(int newest, const KnownFile &known) const {
+        if (&known == &newest_) {
+            return newest;
+        }
+        const int size = files_.view().ringSize();
+        const int age = files_.age(newest) + filesBeforeNewest(known);
+        return files_.ofAge(size == numbering_.ringSize ? jorn::ringPosition(size, age) : age);
+    }
+
+    int filesBeforeNewest(const KnownFile &known) const {
+        return jorn::ringPosition(numbering_.ringSize, newest_.number - known.number);
     }
 
     /// From the files that must be as they were, if this is the newest one. The nearest one before it is the
     /// next to be started afresh: what it proves needs no more.
-    Evidence evidenceFrom(const Recognition &found) {
+    Evidence evidenceFrom(int newest, const std::vector<int> &numbers) {
         Evidence evidence;
-        for (const auto &[age, known] : closedFiles(found)) {
-            weigh(*known, files_.before(known->number, -found.shift), &evidence);
+        for (const auto &[age, known] : closedFiles(newest)) {
+            weigh(*known, files_.ofAge(age), &evidence);
             if (evidence.differing == 0 && evidence.agreeing >= kProof) {
                 return evidence;
             }
         }
         // A file that nobody knows is not older than those that are known.
         for (const RingFile &file : files_.view().files()) {
-            if (file.file.isOpen() && files_.age(file.number) > files_.age(found.number) &&
-                !isKnown(files_.before(file.number, found.shift))) {
+            const bool isKnown = std::find(numbers.begin(), numbers.end(), file.number) != numbers.end();
+            if (file.file.isOpen() && files_.age(file.number) > files_.age(newest) && !isKnown) {
                 evidence.differing += files_.table(file).hashes.size();
             }
         }
         return evidence;
     }
 
-    bool isKnown(int number) const {
-        return std::any_of(numbering_.files.begin(), numbering_.files.end(),
-                           [number](const KnownFile &known) { return known.number == number; });
-    }
-
-    /// Files to which the writer cannot have come since, the nearest one first.
-    std::vector<std::pair<int, const KnownFile *>> closedFiles(const Recognition &found) const {
+    /// Files to which the writer cannot have come since, by their ages, the nearest one first.
+    std::vector<std::pair<int, const KnownFile *>> closedFiles(int newest) const {
         std::vector<std::pair<int, const KnownFile *>> closed;
         for (const KnownFile &known : numbering_.files) {
-            const int age = files_.age(files_.before(known.number, -found.shift));
-            if (&known != &newest_ && age > files_.age(found.number)) {
+            const int age = files_.age(newest) + filesBeforeNewest(known);
+            if (&known != &newest_ && age < files_.view().ringSize()) {
                 closed.emplace_back(age, &known);
             }
         }
         std::sort(closed.begin(), closed.end());
         return closed;
-    }  /// A closed file gets no more items, and is not deleted. One that cannot be read shows nothing; of one
-       /// that
-    /// could not be read to its end, more may be there now.
+    }
+
+    /// A closed file gets no more items, and is not deleted; in a ring that was smaller before, the writer
+    /// had perhaps come to it. One that cannot be read shows nothing.
     void weigh(const KnownFile &known, int number, Evidence *evidence) {
         const RingFile *const file = files_.numbered(number);
-        const auto match = file != nullptr ? matchFile(known, files_.table(*file).hashes) : std::nullopt;
-        const bool isAsItWas = match && match->kind <= Kind::Moved &&
-                               (known.isUnread || match->items == files_.table(*file).hashes.size());
-        if (isAsItWas) {
-            evidence->agreeing += known.sum.items;
-        } else if (!files_.isUnreadable(number)) {
-            evidence->differing += known.sum.items;
+        const bool hasOtherSize = files_.view().ringSize() != numbering_.ringSize;
+        if (files_.isUnreadable(number) || (file == nullptr && hasOtherSize)) {
+            return;
         }
+        const Likeness likeness = file != nullptr ? likenessOf(known, files_.table(*file)) : Likeness::Other;
+        evidence->agreeing += likeness == Likeness::Same ? known.sum.items : 0;
+        evidence->differing += likeness == Likeness::Other ? known.sum.items : 0;
     }
 
     LogFiles &files_;
@@ -132,14 +170,8 @@ private:
 
 }  // namespace
 
-const KnownFile *newestOf(const Numbering &numbering) {
-    const auto newest = std::find_if(numbering.files.rbegin(), numbering.files.rend(),
-                                     [](const KnownFile &file) { return file.numbered.hasAny(); });
-    return newest == numbering.files.rend() ? nullptr : &*newest;
-}
-
 std::optional<Recognition> recognise(LogFiles *files, const Numbering &numbering) {
-    const KnownFile *const newest = newestOf(numbering);
+    const KnownFile *const newest = numbering.newest();
     return newest == nullptr ? std::nullopt : Recogniser(files, numbering, *newest).run();
 }
 

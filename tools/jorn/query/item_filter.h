@@ -9,7 +9,9 @@
 
 #include <array>
 #include <memory>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "log/stored_line.h"
 #include "module_limits.h"
@@ -67,6 +69,9 @@ private:
     std::array<bool, jorn::kSlotMax> isIn_{};
     bool isAny_ = true;
 };
+
+/// The expression that is found where any of several is.
+std::string anyOf(const std::vector<std::string> &patterns);
 
 /// A filter with nothing set passes everything.
 struct ItemFilter {

@@ -2,7 +2,6 @@
 #include "query/piece_filter.h"
 
 #include <re2/filtered_re2.h>
-#include <string.h>
 
 #include <algorithm>
 #include <string>
@@ -22,35 +21,32 @@ std::vector<std::string> wordsOf(const RE2 &pattern) {
     return words;
 }
 
-/// What a pattern finds that is nothing but characters, or several such with bars between; nothing where it
-/// is more. Bytes stand for themselves in UTF-8 where the case counts.
-std::vector<std::string> literalsOf(const RE2 &pattern) {
+/// Whether characters stand for nothing but themselves, or for both cases of ASCII letters where the case is
+/// ignored. The long s and the sign of Kelvin are cases of s and k.
+bool areLiteral(std::string_view characters, bool isCaseIgnored) {
+    return characters.find_first_of("\\^$.?*+()[]{}") == std::string_view::npos &&
+           (!isCaseIgnored || std::all_of(characters.begin(), characters.end(), [](char c) {
+               return static_cast<unsigned char>(c) < 0x80 && c != 's' && c != 'S' && c != 'k' && c != 'K';
+           }));
+}
+
+/// What a pattern finds that is nothing but characters, or a few such with bars between; nothing where it is
+/// more. Bytes stand for themselves in UTF-8.
+std::vector<LiteralSearch> literalsOf(const RE2 &pattern) {
+    constexpr size_t kMostLiterals = 8;
     const std::string &text = pattern.pattern();
-    if (!pattern.options().case_sensitive() || text.find_first_of("\\^$.?*+()[]{}") != std::string::npos) {
-        return {};
-    }
-    std::vector<std::string> literals;
-    for (size_t begin = 0; begin <= text.size();) {
+    const bool isCaseIgnored = !pattern.options().case_sensitive();
+    std::vector<LiteralSearch> literals;
+    for (size_t begin = 0; areLiteral(text, isCaseIgnored) && begin <= text.size();) {
         const size_t end = std::min(text.find('|', begin), text.size());
-        if (end == begin) {
-            return {};  // Nothing is in every text.
+        const bool isInEveryText = end == begin;
+        if (isInEveryText || literals.size() == kMostLiterals) {
+            return {};
         }
-        literals.push_back(text.substr(begin, end - begin));
+        literals.emplace_back(text.substr(begin, end - begin), isCaseIgnored);
         begin = end + 1;
     }
     return literals;
-}
-
-/// The place of the byte of a word that texts probably hold least often.
-size_t rarestIn(const std::string &word) {
-    // Letters by how often they are in texts; what is not among them, but for digits and blanks, is rarer.
-    constexpr std::string_view kCommon = " e0123456789taoinsrhdlucmfygpwbvk,.";
-    size_t rarest = 0;
-    for (size_t i = 1; i < word.size(); ++i) {
-        // Nothing found is the highest place.
-        rarest = kCommon.find(word[i]) > kCommon.find(word[rarest]) ? i : rarest;
-    }
-    return rarest;
 }
 
 /// Finds any of the words, whatever its case is.
@@ -68,13 +64,14 @@ PieceFilter::PieceFilter(const ItemFilter &filter) : filter_(filter) {
     if (filter.pattern == nullptr) {
         return;
     }
-    for (const std::string &literal : literalsOf(*filter.pattern)) {
-        literals_.push_back({literal, rarestIn(literal)});
-    }
+    literals_ = literalsOf(*filter.pattern);
     const std::vector<std::string> words =
         literals_.empty() ? wordsOf(*filter.pattern) : std::vector<std::string>();
     if (!words.empty()) {
-        words_ = std::make_unique<const RE2>(expressionOf(words), RE2::Quiet);
+        constexpr int64_t kMostMemory = int64_t{1} << 20;
+        RE2::Options options(RE2::Quiet);
+        options.set_max_mem(kMostMemory);
+        words_ = std::make_unique<const RE2>(expressionOf(words), options);
     }
     if (words_ != nullptr && !words_->ok()) {
         words_.reset();
@@ -85,8 +82,8 @@ void PieceFilter::enter(std::string_view block) {
     blockEnd_ = block.data() + block.size();
     nextWord_ = nullptr;
     lastPiece_ = nullptr;
-    for (Literal &literal : literals_) {
-        literal.next = nullptr;
+    for (LiteralSearch &literal : literals_) {
+        literal.enter(blockEnd_);
     }
 }
 
@@ -95,7 +92,7 @@ bool PieceFilter::mayHaveWord(std::string_view piece) {
         findWord(piece.data());
     }
     const bool hasWord = nextWord_ < piece.data() + piece.size();
-    if (lastPiece_ != piece.data()) {
+    if (words_ != nullptr && lastPiece_ != piece.data()) {
         lastPiece_ = piece.data();
         countPiece(hasWord);
     }
@@ -109,13 +106,15 @@ void PieceFilter::countPiece(bool hasWord) {
     ++pieces_;
     if (hasWord && ++piecesWithWord_ > kTrial && piecesWithWord_ > pieces_ / kFrequent) {
         words_.reset();
-        literals_.clear();
     }
 }
 
 void PieceFilter::findWord(const char *begin) {
     if (!literals_.empty()) {
-        nextWord_ = findLiteral(begin);
+        nextWord_ = blockEnd_;
+        for (LiteralSearch &literal : literals_) {
+            nextWord_ = std::min(nextWord_, literal.find(begin));
+        }
         return;
     }
     const re2::StringPiece rest(begin, static_cast<size_t>(blockEnd_ - begin));
@@ -124,37 +123,15 @@ void PieceFilter::findWord(const char *begin) {
     nextWord_ = isFound ? word.data() : blockEnd_;
 }
 
-const char *PieceFilter::findLiteral(const char *begin) {
-    const char *next = blockEnd_;
-    for (Literal &literal : literals_) {
-        if (literal.next == nullptr || literal.next < begin) {
-            literal.next = find(&literal, begin, blockEnd_);
-        }
-        next = std::min(next, literal.next);
+/// Of a piece that has a word.
+bool PieceFilter::hasMatch(std::string_view piece) {
+    const std::string_view text = textIn(piece);
+    if (literals_.empty()) {
+        return filter_.hasText(text);
     }
-    return next;
-}
-
-/// Where it is, else the end. One byte is found much faster than several, as long as it is rare.
-const char *PieceFilter::find(Literal *literal, const char *begin, const char *end) {
-    constexpr uint64_t kMostStrays = 1000;
-    const std::string &bytes = literal->bytes;
-    while (literal->strays < kMostStrays && static_cast<size_t>(end - begin) >= bytes.size()) {
-        const size_t places = static_cast<size_t>(end - begin) - bytes.size() + 1;
-        const auto *const byte =
-            static_cast<const char *>(memchr(begin + literal->rarest, bytes[literal->rarest], places));
-        if (byte == nullptr) {
-            return end;
-        }
-        const char *const place = byte - literal->rarest;
-        if (memcmp(place, bytes.data(), bytes.size()) == 0) {
-            return place;
-        }
-        ++literal->strays;
-        begin = place + 1;
-    }
-    const void *const found = memmem(begin, static_cast<size_t>(end - begin), bytes.data(), bytes.size());
-    return found != nullptr ? static_cast<const char *>(found) : end;
+    const bool isFound = std::any_of(literals_.begin(), literals_.end(),
+                                     [text](LiteralSearch &literal) { return literal.isIn(text); });
+    return isFound != filter_.isInverted;
 }
 
 }  // namespace tool

@@ -14,6 +14,7 @@
 
 #include "log/stored_line.h"
 #include "query/item_filter.h"
+#include "query/literal_search.h"
 
 namespace tool {
 
@@ -44,24 +45,17 @@ private:
             return true;
         }
         const bool mayMatch = !isLookingForWords() || mayHaveWord(piece);
-        return mayMatch ? filter_.hasText(textIn(piece)) : filter_.isInverted;
+        return mayMatch ? hasMatch(piece) : filter_.isInverted;
     }
-    struct Literal {
-        std::string bytes;
-        size_t rarest = 0;           ///< The place of the byte that is looked for first.
-        const char *next = nullptr;  ///< Where it is next, if that has been looked for in this block.
-        uint64_t strays = 0;         ///< How often that byte was found elsewhere.
-    };
 
     bool isLookingForWords() const { return words_ != nullptr || !literals_.empty(); }
     bool mayHaveWord(std::string_view piece);
     void countPiece(bool hasWord);
     void findWord(const char *begin);
-    const char *findLiteral(const char *begin);
-    static const char *find(Literal *literal, const char *begin, const char *end);
+    bool hasMatch(std::string_view piece);
 
     const ItemFilter &filter_;
-    std::vector<Literal> literals_;     ///< All that the pattern finds, if it is as plain as that;
+    std::vector<LiteralSearch> literals_;  ///< All that the pattern finds, if it is as plain as that;
     std::unique_ptr<const RE2> words_;  ///< else words of which one is in every match. None of both: no such.
     const char *blockEnd_ = nullptr;
     const char *nextWord_ = nullptr;   ///< No word begins between the piece asked about last and this.

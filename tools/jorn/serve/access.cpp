@@ -21,6 +21,9 @@ namespace {
 constexpr size_t kLeastToken = 16;
 constexpr size_t kMostToken = 256;
 
+/// The parameter of the page's URL.
+constexpr char kTokenName[] = "token";
+
 bool isTokenText(const std::string &text) {
     const std::string allowed = "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ-_";
     return text.size() >= kLeastToken && text.size() <= kMostToken &&
@@ -51,16 +54,13 @@ std::vector<std::string> cookiesNamed(const WebRequest &request, const std::stri
     return values;
 }
 
-/// The query without the parameter "token".
+/// The query without the parameter "token", however its name is written.
 std::string withoutToken(const std::string &query) {
     std::string rest;
-    for (size_t begin = 0; begin <= query.size();) {
-        const size_t end = std::min(query.find('&', begin), query.size());
-        const std::string part = query.substr(begin, end - begin);
-        if (!part.empty() && part.compare(0, 6, "token=") != 0) {
-            rest += (rest.empty() ? "?" : "&") + part;
+    for (const QueryPart &part : partsOfQuery(query)) {
+        if (part.name != kTokenName) {
+            rest += (rest.empty() ? "?" : "&") + part.text;
         }
-        begin = end + 1;
     }
     return rest;
 }
@@ -88,8 +88,8 @@ bool isAddressWith(const std::string &host, int port) {
 
 WebAnswer unauthorized(const std::string &path) {
     if (path.compare(0, 5, "/api/") == 0) {
-        WebAnswer answer =
-            answerOf(RequestError(401, "the token is missing or wrong; jorn serve printed a URL with it"));
+        WebAnswer answer = answerOf(
+            RequestError(401, "the token is missing or wrong; it is in the URL that jorn serve printed"));
         answer.add("WWW-Authenticate", "Bearer");
         return answer;
     }
@@ -127,15 +127,15 @@ std::string tokenFrom(const std::string &path) {
         throw systemFailure(path, errno);
     }
     if (!S_ISREG(status.st_mode)) {
-        refuse(path + ": is no file");
+        refuse(path + ": not a regular file");
     }
     if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-        refuse(path + ": others may use this token: chmod 600 keeps it to you");
+        refuse(path + ": other users can access this token; run chmod 600 on the file");
     }
     const std::string bytes = bytesAt(file.get(), 0, kMostToken + 2);
-    const std::string token = bytes.substr(0, bytes.find_first_of("\r\n"));
+    std::string token = bytes.substr(0, bytes.find_first_of("\r\n"));
     if (!isTokenText(token)) {
-        refuse(path + ": its first line is no token: 16 to 256 letters, digits, - and _");
+        refuse(path + ": the first line is not a token (16 to 256 letters, digits, - and _)");
     }
     return token;
 }
@@ -152,11 +152,27 @@ bool isSameToken(const std::string &a, const std::string &b) {
     return different == 0;
 }
 
+bool isLoopback(const sockaddr &address) {
+    constexpr unsigned char kLoopbackNet = 127;
+    if (address.sa_family == AF_INET) {
+        const auto &own = reinterpret_cast<const sockaddr_in &>(address);
+        return ntohl(own.sin_addr.s_addr) >> 24 == kLoopbackNet;
+    }
+    if (address.sa_family != AF_INET6) {
+        return false;
+    }
+    const in6_addr &own = reinterpret_cast<const sockaddr_in6 &>(address).sin6_addr;
+    return IN6_IS_ADDR_LOOPBACK(&own) || (IN6_IS_ADDR_V4MAPPED(&own) && own.s6_addr[12] == kLoopbackNet);
+}
+
 std::string bracketed(const std::string &host) {
     return host.find(':') != std::string::npos ? "[" + host + "]" : host;
 }
 
-Access::Access(AccessTerms terms) : terms_(std::move(terms)), cookie_("jorn_" + std::to_string(terms_.port)) {
+Access::Access(AccessTerms terms)
+    : terms_(std::move(terms)),
+      cookie_("jorn_" + std::to_string(terms_.port)),
+      pageCookie_("jorn_page_" + std::to_string(terms_.port)) {
     for (const std::string &host :
          {bracketed(terms_.host), std::string("localhost"), std::string("127.0.0.1"), std::string("[::1]")}) {
         hosts_.push_back(lowered(host) + ":" + std::to_string(terms_.port));
@@ -189,8 +205,13 @@ bool Access::isFromElsewhere(const WebRequest &request) {
 
 bool Access::hasToken(const WebRequest &request) const {
     const std::string bearer = request.header("authorization").value_or("");
-    bool isShown = bearer.compare(0, 7, "Bearer ") == 0 && isSameToken(bearer.substr(7), terms_.token);
-    for (const std::string &cookie : cookiesNamed(request, cookie_)) {
+    return (bearer.compare(0, 7, "Bearer ") == 0 && isSameToken(bearer.substr(7), terms_.token)) ||
+           hasCookie(request, cookie_) || (request.path == "/" && hasCookie(request, pageCookie_));
+}
+
+bool Access::hasCookie(const WebRequest &request, const std::string &name) const {
+    bool isShown = false;
+    for (const std::string &cookie : cookiesNamed(request, name)) {
         isShown = isSameToken(cookie, terms_.token) || isShown;
     }
     return isShown;
@@ -199,7 +220,7 @@ bool Access::hasToken(const WebRequest &request) const {
 /// The page asked for with the token in its URL: the token becomes a cookie, and leaves the URL.
 std::optional<WebAnswer> Access::entry(const WebRequest &request) const {
     const auto given = std::find_if(request.parameters.begin(), request.parameters.end(),
-                                    [](const auto &parameter) { return parameter.first == "token"; });
+                                    [](const auto &parameter) { return parameter.first == kTokenName; });
     if (request.path != "/" || given == request.parameters.end()) {
         return std::nullopt;
     }
@@ -210,21 +231,24 @@ std::optional<WebAnswer> Access::entry(const WebRequest &request) const {
     answer.status = 303;
     answer.type = "text/plain; charset=utf-8";
     answer.add("Location", "/" + withoutToken(request.query));
+    // A link on another site brings only the second one along. It opens the page, which holds nothing of the
+    // log; all that the page then asks for comes from itself, with the first one.
     answer.add("Set-Cookie", cookie_ + "=" + terms_.token + "; HttpOnly; SameSite=Strict; Path=/");
+    answer.add("Set-Cookie", pageCookie_ + "=" + terms_.token + "; HttpOnly; SameSite=Lax; Path=/");
     return answer;
 }
 
 std::optional<WebAnswer> Access::refusalOf(const WebRequest &request) const {
     if (!isForThisHost(request)) {
-        return answerOf(RequestError(421, "this server is not the host that the request names"));
+        return answerOf(RequestError(421, "the request names another host than this server"));
     }
     if (request.method != "GET" && request.method != "HEAD") {
-        WebAnswer answer = answerOf(RequestError(405, "only GET and HEAD are answered here"));
+        WebAnswer answer = answerOf(RequestError(405, "only GET and HEAD are allowed"));
         answer.add("Allow", "GET, HEAD");
         return answer;
     }
     if (isFromElsewhere(request)) {
-        return answerOf(RequestError(403, "requests of other sites are not answered"));
+        return answerOf(RequestError(403, "requests from other sites are refused"));
     }
     if (std::optional<WebAnswer> answer = entry(request)) {
         return answer;

@@ -5,6 +5,8 @@
 #ifndef JORN_TOOLS_ACCESS_H
 #define JORN_TOOLS_ACCESS_H
 
+#include <sys/socket.h>
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -41,12 +43,17 @@ private:
     bool isForThisHost(const WebRequest &request) const;
     static bool isFromElsewhere(const WebRequest &request);
     bool hasToken(const WebRequest &request) const;
+    bool hasCookie(const WebRequest &request, const std::string &name) const;
     std::optional<WebAnswer> entry(const WebRequest &request) const;
 
     const AccessTerms terms_;
-    const std::string cookie_;
+    const std::string cookie_;        ///< The names of that which browsers send with the page's own requests,
+    const std::string pageCookie_;    ///< and of that which they send with links on other sites too.
     std::vector<std::string> hosts_;  ///< As the header names them, in lower case.
 };
+
+/// Whether only this machine reaches an address.
+bool isLoopback(const sockaddr &address);
 
 /// "[::1]" for "::1"; any other address as it is.
 std::string bracketed(const std::string &host);

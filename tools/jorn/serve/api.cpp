@@ -10,7 +10,6 @@
 
 #include "serve/counts.h"
 #include "serve/cursor.h"
-#include "serve/item_stream.h"
 #include "serve/item_texts.h"
 #include "serve/item_window.h"
 #include "terminal/base64.h"
@@ -127,11 +126,14 @@ struct Api::Asked {
     std::shared_ptr<const Snapshot> snapshot;
     Parameters parameters;
     Deadline deadline;
+    ExpressionPool *expressions;
     ViewFilter filter{};
 
-    /// Takes the filter off the parameters, and lets no other be left.
+    /// Takes the filter off the parameters.
+    void takeFilter() { filter = tool::takeFilter(&parameters, *snapshot, time(nullptr), expressions); }
+    /// The same, and lets no other be left.
     void takeFilterOnly() {
-        filter = takeFilter(&parameters, *snapshot, time(nullptr));
+        takeFilter();
         parameters.end();
     }
     ViewQuestion question(TextMatches *matches) const { return {*snapshot, filter, matches, deadline}; }
@@ -157,6 +159,12 @@ Api::Endpoint Api::endpointAt(const std::string &path) {
     return found == kRoutes.end() ? nullptr : found->endpoint;
 }
 
+RequestKind Api::kindOf(const std::string &path) {
+    return path == "/api/stream"     ? RequestKind::Stream
+           : path == "/api/download" ? RequestKind::Download
+                                     : RequestKind::Short;
+}
+
 WebAnswer Api::answer(const WebRequest &request) {
     try {
         const Endpoint endpoint = endpointAt(request.path);
@@ -176,7 +184,7 @@ WebAnswer Api::answerInView(Endpoint endpoint, const WebRequest &request) {
     constexpr useconds_t kPauseMicroseconds = 2000;
     const Deadline deadline(terms_.longestAnswer);
     for (int tries = 0; tries < kTries; ++tries) {
-        Asked asked{request, logs_.now(), Parameters(request), deadline};
+        Asked asked{request, logs_.now(), Parameters(request), deadline, &expressions_};
         try {
             return (this->*endpoint)(&asked);
         } catch (const StaleView &) {
@@ -198,7 +206,7 @@ WebAnswer Api::logs(Asked *asked) {
     return answerWith(dumped({{"version", terms_.version},
                               {"now", now},
                               {"timezone", zoneOf(now)},
-                              {"utc", terms_.isUtc},
+                              {"utc", terms_.reading.isUtc},
                               {"revision", snapshot.revision},
                               {"logs", std::move(logs)}}));
 }
@@ -244,15 +252,15 @@ WindowWish takeWish(Parameters *parameters, const Snapshot &snapshot) {
     WindowWish wish;
     const std::optional<std::string> cursor = parameters->take("cursor");
     const uint64_t kNone = UINT64_MAX;
-    const uint64_t rank = parameters->takeNumber("rank", kNone, 0, kNone - 1);
+    const uint64_t rank = parameters->takeNumber("rank", kNone, 0, UINT32_MAX);
     const uint64_t time = parameters->takeNumber("time", kNone, 0, UINT32_MAX);
     if ((cursor ? 1 : 0) + (rank != kNone ? 1 : 0) + (time != kNone ? 1 : 0) > 1) {
-        refuseParameter("cursor", "only one of cursor, rank and time can be given");
+        refuseParameter("cursor", "give only one of cursor, rank and time");
     }
     wish.before = parameters->takeNumber("before", 0, 0, Api::kMostItems);
     wish.after = parameters->takeNumber("after", kUsualAfter, 0, Api::kMostItems);
     if (wish.before + wish.after > Api::kMostItems) {
-        refuseParameter("after", "before and after are more than 1000 together");
+        refuseParameter("after", "before and after must add up to at most 1000");
     }
     wish.rank = rank != kNone ? rank : 0;
     if (time != kNone) {
@@ -264,7 +272,7 @@ WindowWish takeWish(Parameters *parameters, const Snapshot &snapshot) {
     if (const std::optional<std::string> anchor = parameters->take("anchor")) {
         const std::optional<ItemCursor> item = cursorOf(*anchor);
         if (!item) {
-            refuseParameter("anchor", "this is no cursor");
+            refuseParameter("anchor", "not a cursor");
         }
         wish.anchor = find(*item, snapshot);
     }
@@ -283,12 +291,12 @@ std::string joined(const std::vector<std::string> &items, bool isReversed) {
 
 WebAnswer Api::items(Asked *asked) {
     const Snapshot &snapshot = *asked->snapshot;
-    asked->filter = takeFilter(&asked->parameters, snapshot, time(nullptr));
+    asked->takeFilter();
     const WindowWish wish = takeWish(&asked->parameters, snapshot);
     asked->parameters.end();
     const ItemWindow window = windowOf(asked->question(&matches_), wish);
     const std::vector<std::string> items =
-        jsonOf(snapshot, window.rows, ItemJson(terms_.isUtc, asked->filter.marked()));
+        jsonOf(snapshot, window.rows, ItemJson(terms_.reading.isUtc, asked->filter.marked()));
     const std::string anchor = window.anchorRank ? std::to_string(*window.anchorRank) : "null";
     return answerWith("{\"total\":" + std::to_string(window.total) +
                       ",\"rank\":" + std::to_string(window.rank) + ",\"anchor_rank\":" + anchor +
@@ -301,11 +309,11 @@ WebAnswer Api::item(Asked *asked) {
     const std::optional<std::string> cursor = asked->parameters.take("cursor");
     asked->parameters.end();
     if (!cursor) {
-        refuseParameter("cursor", "which item?");
+        refuseParameter("cursor", "give the cursor of an item");
     }
     const Snapshot &snapshot = *asked->snapshot;
     const RowRef place = findOrRefuse(*cursor, snapshot);
-    ItemJson json(terms_.isUtc);
+    ItemJson json(terms_.reading.isUtc);
     std::string body;
     readRows(snapshot, {place}, [&](const LogView &view, const LogBlock &block, const Line &line) {
         const std::string_view raw = withoutLineFeed(line.bytes);
@@ -339,25 +347,29 @@ WebAnswer Api::findings(Asked *asked) {
 
 WebAnswer Api::stream(Asked *asked) {
     StreamTerms terms;
-    terms.position = asked->parameters.take("position");
+    const std::optional<std::string> position = asked->parameters.take("position");
     const std::optional<std::string> cursor = asked->parameters.take("cursor");
     asked->takeFilterOnly();
-    if (cursor && terms.position) {
-        refuseParameter("cursor", "only one of cursor and position can be given");
+    if (cursor && position) {
+        refuseParameter("cursor", "give only one of cursor and position");
     }
-    if (cursor) {
+    // What a client has got since the URL was made.
+    terms.position = asked->request.header("last-event-id");
+    if (!terms.position && cursor) {
         findOrRefuse(*cursor, *asked->snapshot);
-        terms.position = cursor;
     }
-    if (const std::optional<std::string> last = asked->request.header("last-event-id")) {
-        terms.position = last;
+    if (!terms.position) {
+        terms.position = cursor ? cursor : position;
+    }
+    if (position && !StreamPosition::isText(*position)) {
+        refuseParameter("position", "not a position");
     }
     if (terms.position && !StreamPosition::isText(*terms.position)) {
-        refuseParameter("position", "this is no position");
+        throw RequestError(400, "Last-Event-ID is not a position");
     }
     terms.filter = asked->filter;
-    terms.isUtc = terms_.isUtc;
-    terms.pingEvery = terms_.pingEvery;
+    terms.isUtc = terms_.reading.isUtc;
+    terms.pace = terms_.pace;
     WebAnswer answer;
     answer.type = "text/event-stream";
     answer.send = [this, terms = std::move(terms)](const WebWrite &write) {
@@ -369,15 +381,15 @@ WebAnswer Api::stream(Asked *asked) {
 WebAnswer Api::download(Asked *asked) {
     const std::string format = asked->parameters.take("format").value_or("jsonl");
     if (format != "jsonl" && format != "csv") {
-        refuseParameter("format", "neither jsonl nor csv");
+        refuseParameter("format", "must be jsonl or csv");
     }
     asked->takeFilterOnly();
-    return downloadOf(asked->snapshot, asked->filter, &matches_, {format == "csv", terms_.isUtc});
+    return downloadOf(asked->snapshot, asked->filter, &matches_, {format == "csv", terms_.reading.isUtc});
 }
 
 WebAnswer Api::command(Asked *asked) {
     asked->takeFilterOnly();
-    const std::string command = commandOf(asked->filter, *asked->snapshot, terms_.isUtc);
+    const std::string command = commandOf(asked->filter, *asked->snapshot, terms_.reading);
     return answerWith("{\"command\":" + jsonText(command) + "}\n");
 }
 

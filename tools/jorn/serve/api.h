@@ -6,17 +6,20 @@
 #include <chrono>
 #include <string>
 
+#include "query/expression_pool.h"
+#include "serve/item_stream.h"
 #include "serve/request.h"
 #include "serve/served_logs.h"
 #include "serve/text_matches.h"
+#include "serve/view_filter.h"
 
 namespace tool {
 
 struct ApiTerms {
     std::string version;
-    bool isUtc = false;  ///< UTC is the local time of the process.
+    ReadingTerms reading;
     std::chrono::milliseconds longestAnswer{10000};
-    std::chrono::milliseconds pingEvery{15000};
+    StreamPace pace{};
 };
 
 /// Safe to use from any thread.
@@ -28,8 +31,7 @@ public:
     /// The logs must outlive it, and all answers that it gives.
     Api(ServedLogs *logs, ApiTerms terms) : logs_(*logs), terms_(std::move(terms)) {}
 
-    /// Whether a path is that of the stream, which lasts as long as its client.
-    static bool isStream(const std::string &path) { return path == "/api/stream"; }
+    static RequestKind kindOf(const std::string &path);
 
     /// Never throws RequestError: that is an answer too.
     WebAnswer answer(const WebRequest &request);
@@ -53,6 +55,7 @@ private:
 
     ServedLogs &logs_;
     const ApiTerms terms_;
+    ExpressionPool expressions_;
     TextMatches matches_;
 };
 

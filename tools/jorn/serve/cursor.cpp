@@ -13,6 +13,11 @@ namespace {
 
 constexpr char kHexDigits[] = "0123456789abcdef";
 
+// Begins a byte of a log's name that is written in hexadecimal digits. "%" would not do: cursors are sent in
+// headers too, where it is decoded on the way. Cursors in old links have it.
+constexpr char kEscape = '!';
+constexpr char kFormerEscape = '%';
+
 bool isPlain(char c) {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-' ||
            c == '_' || c == '.';
@@ -26,7 +31,7 @@ std::string encoded(const std::string &name) {
             continue;
         }
         const auto byte = static_cast<unsigned char>(c);
-        text += '%';
+        text += kEscape;
         text += kHexDigits[byte >> 4];
         text += kHexDigits[byte & 0xf];
     }
@@ -37,7 +42,7 @@ std::optional<std::string> decoded(std::string_view text) {
     std::string name;
     for (size_t i = 0; i < text.size(); ++i) {
         unsigned byte = 0;
-        if (text[i] != '%') {
+        if (text[i] != kEscape && text[i] != kFormerEscape) {
             name += text[i];
             continue;
         }
@@ -135,8 +140,7 @@ size_t indexOfLog(const Snapshot &snapshot, const std::string &name) {
         oldest = jsonText(cursorTextAt(view, {}));
         near = jsonText(cursorTextAt(view, nearest(view, cursor.time)));
     }
-    throw RequestError(410, "this item is not in view any more",
-                       ",\"oldest\":" + oldest + ",\"near\":" + near);
+    throw RequestError(410, "this item is no longer in view", ",\"oldest\":" + oldest + ",\"near\":" + near);
 }
 
 }  // namespace
@@ -198,7 +202,7 @@ std::optional<RowRef> find(const ItemCursor &cursor, const Snapshot &snapshot) {
 RowRef findOrRefuse(const std::string &text, const Snapshot &snapshot) {
     const std::optional<ItemCursor> cursor = cursorOf(text);
     if (!cursor) {
-        refuseParameter("cursor", "this is no cursor");
+        refuseParameter("cursor", "not a cursor");
     }
     const std::optional<RowRef> found = find(*cursor, snapshot);
     if (!found) {

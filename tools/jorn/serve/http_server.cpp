@@ -3,6 +3,7 @@
 
 #include <errno.h>
 #include <httplib.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -15,6 +16,7 @@
 #include <mutex>
 #include <thread>
 
+#include "serve/access.h"
 #include "system/descriptor.h"
 
 namespace tool {
@@ -75,7 +77,12 @@ class SocketConnection : public Connection {
 public:
     /// `stop` becomes readable when the server stops.
     SocketConnection(int socket, int stop, milliseconds writing)
-        : socket_(socket), stop_(stop), writing_(writing) {}
+        : socket_(socket), stop_(stop), writing_(writing) {
+        // What a stream sends now and then always finds room in the system's buffer, also while nobody is
+        // left to take it.
+        const auto longest = static_cast<unsigned>(writing.count());
+        setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &longest, sizeof longest);
+    }
 
     Reading read(std::string *bytes, size_t most, Clock::time_point until) override {
         if (!wait(POLLIN, until)) {
@@ -242,10 +249,11 @@ private:
 /// A place among those that may be taken at the same time.
 class Slot {
 public:
-    static std::shared_ptr<Slot> take(std::atomic<size_t> *taken, size_t most) {
+    /// Throws RequestError, 503 with the message, when there is none.
+    static std::shared_ptr<Slot> take(std::atomic<size_t> *taken, size_t most, const char *message) {
         if (taken->fetch_add(1) >= most) {
             taken->fetch_sub(1);
-            return nullptr;
+            throw RequestError(503, message);
         }
         return std::shared_ptr<Slot>(new Slot(taken));
     }
@@ -264,7 +272,9 @@ WebRequest requestOf(const httplib::Request &request) {
     own.path = request.path;
     const size_t mark = request.target.find('?');
     own.query = mark == std::string::npos ? "" : request.target.substr(mark + 1);
-    own.parameters.assign(request.params.begin(), request.params.end());
+    for (QueryPart &part : partsOfQuery(own.query)) {
+        own.parameters.emplace_back(std::move(part.name), std::move(part.value));
+    }
     for (const auto &[name, value] : request.headers) {
         std::string lower = name;
         std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) {
@@ -275,31 +285,48 @@ WebRequest requestOf(const httplib::Request &request) {
     return own;
 }
 
-/// Everything but the body's sending, and the sending where there is one.
-void passOn(const WebAnswer &answer, const std::shared_ptr<Slot> &slot, httplib::Response *response) {
+/// Sends a body; false when its client does not take it.
+bool sendBody(const WebAnswer &answer, httplib::DataSink *sink) {
+    if (!answer.send) {
+        return sink->write(answer.body.data(), answer.body.size());
+    }
+    try {
+        return answer.send([sink](std::string_view bytes) {
+            return bytes.empty() ? sink->is_writable() : sink->write(bytes.data(), bytes.size());
+        });
+    } catch (const std::exception &) {
+        return false;  // It has begun, so that all there is to do is to cut it off.
+    }
+}
+
+/// Everything but the body's sending, and the sending. The slot is kept until that has ended: a client that
+/// does not read costs no more than one that asks for a lot.
+void passOn(WebAnswer answer, const std::shared_ptr<Slot> &slot, httplib::Response *response) {
     response->status = answer.status;
     for (const auto &[name, value] : answer.headers) {
         response->set_header(name, value);
     }
-    if (!answer.send) {
-        response->set_content(answer.body, answer.type);
+    const std::string type = answer.type;
+    const size_t length = answer.body.size();
+    if (!answer.send && (slot == nullptr || length == 0)) {
+        response->set_content(answer.body, type);
         return;
     }
-    response->set_chunked_content_provider(
-        answer.type, [send = answer.send, slot](size_t, httplib::DataSink &sink) {
-            const WebWrite write = [&sink](std::string_view bytes) {
-                return bytes.empty() ? sink.is_writable() : sink.write(bytes.data(), bytes.size());
-            };
-            try {
-                if (!send(write)) {
-                    return false;
-                }
-            } catch (const std::exception &) {
-                return false;  // It has begun, so that all there is to do is to cut it off.
-            }
+    const bool isChunked = answer.send != nullptr;
+    const auto send = [answer = std::make_shared<const WebAnswer>(std::move(answer)),
+                       slot](httplib::DataSink &sink) { return sendBody(*answer, &sink); };
+    if (!isChunked) {
+        response->set_content_provider(
+            length, type, [send](size_t, size_t, httplib::DataSink &sink) { return send(sink); });
+        return;
+    }
+    response->set_chunked_content_provider(type, [send](size_t, httplib::DataSink &sink) {
+        const bool isWhole = send(sink);
+        if (isWhole) {
             sink.done();
-            return true;
-        });
+        }
+        return isWhole;
+    });
 }
 
 }  // namespace
@@ -324,8 +351,8 @@ public:
             return HandlerResponse::Handled;
         });
         set_error_handler(Handler([](const httplib::Request &, httplib::Response &response) {
-            if (response.body.empty()) {
-                response.set_content(answerOf(RequestError(response.status, "this is no request")).body,
+            if (!response.has_header("Content-Type")) {
+                response.set_content(answerOf(RequestError(response.status, "not a valid HTTP request")).body,
                                      "application/json");
                 response.set_header("Cache-Control", "no-store");
             }
@@ -340,6 +367,13 @@ public:
             ::listen(svr_sock_, static_cast<int>(terms_.limits.connections));
         }
         return opened;
+    }
+
+    bool isReachedFromElsewhere() const {
+        sockaddr_storage address = {};
+        socklen_t size = sizeof address;
+        return getsockname(svr_sock_, reinterpret_cast<sockaddr *>(&address), &size) == 0 &&
+               !isLoopback(reinterpret_cast<const sockaddr &>(address));
     }
 
     void start() {
@@ -395,14 +429,15 @@ private:
             }
             const bool isBegun = isFirst || !bytes->empty();
             if (bytes->size() >= limits.head) {
-                refuseHead(connection, 431, "Request Header Fields Too Large", "the request is too long");
+                refuseHead(connection, 431, "Request Header Fields Too Large",
+                           "the request's headers are too long");
                 return 0;
             }
             const auto reading = connection->read(bytes, limits.head - bytes->size(),
                                                   now + (isBegun ? limits.request : limits.idle));
             if (reading != Connection::Reading::Some) {
                 if (reading == Connection::Reading::TimedOut && !bytes->empty()) {
-                    refuseHead(connection, 408, "Request Timeout", "the request takes too long");
+                    refuseHead(connection, 408, "Request Timeout", "the request took too long to arrive");
                 }
                 return 0;
             }
@@ -417,7 +452,7 @@ private:
     /// False when no more is to be read from the connection.
     bool answerOne(Connection *connection, const std::string &head, bool isLast) {
         if (head.find("\r\n") > terms_.limits.target + std::string_view("HEAD  HTTP/1.1").size()) {
-            refuseHead(connection, 414, "URI Too Long", "the request's path and parameters are too long");
+            refuseHead(connection, 414, "URI Too Long", "the path and parameters are too long");
             return false;
         }
         RequestStream stream(head, connection);
@@ -434,14 +469,8 @@ private:
     }
 
     void handle(const WebRequest &request, httplib::Response *response) {
-        const bool isStream = terms_.isStream(request);
-        const HttpLimits &limits = terms_.limits;
-        const std::shared_ptr<Slot> slot =
-            isStream ? Slot::take(&streams_, limits.streams) : Slot::take(&others_, limits.others);
         try {
-            if (slot == nullptr) {
-                throw RequestError(503, isStream ? "too many streams" : "too many requests at the same time");
-            }
+            const std::shared_ptr<Slot> slot = slotFor(terms_.kindOf(request));
             passOn(terms_.answer(request), slot, response);
         } catch (const RequestError &error) {
             passOn(answerOf(error), nullptr, response);
@@ -453,10 +482,25 @@ private:
         }
     }
 
+    /// Throws RequestError, 503, when all places of the kind are taken.
+    std::shared_ptr<Slot> slotFor(RequestKind kind) {
+        const HttpLimits &limits = terms_.limits;
+        switch (kind) {
+            case RequestKind::Stream:
+                return Slot::take(&streams_, limits.streams, "too many streams");
+            case RequestKind::Download:
+                return Slot::take(&downloads_, limits.downloads, "too many downloads");
+            case RequestKind::Short:
+                break;
+        }
+        return Slot::take(&others_, limits.others, "too many requests at the same time");
+    }
+
     const HttpTerms terms_;
     Descriptor stop_;
     std::thread listener_;
     std::atomic<size_t> streams_{0};
+    std::atomic<size_t> downloads_{0};
     std::atomic<size_t> others_{0};
 };
 
@@ -464,6 +508,7 @@ HttpServer::HttpServer(HttpTerms terms) : impl_(std::make_unique<Impl>(std::move
 HttpServer::~HttpServer() { stop(); }
 
 int HttpServer::open(const std::string &host, int port) { return impl_->open(host, port); }
+bool HttpServer::isReachedFromElsewhere() const { return impl_->isReachedFromElsewhere(); }
 void HttpServer::start() { impl_->start(); }
 void HttpServer::stop() { impl_->stopAll(); }
 

@@ -18,17 +18,18 @@ struct HttpLimits {
     size_t target = size_t{8} * 1024;  ///< Bytes of a request's path and parameters,
     size_t head = size_t{24} * 1024;   ///< and of that together with its headers.
     size_t connections = 144;
-    size_t streams = 64;                       ///< Answers that last as long as their clients,
-    size_t others = 16;                        ///< and others, at the same time.
+    size_t streams = 64;  ///< Answers at the same time, each until its client has taken it or is given up.
+    size_t downloads = 8;
+    size_t others = 16;
     std::chrono::milliseconds request{10000};  ///< For a request to come in.
     std::chrono::milliseconds idle{5000};      ///< Between two requests.
-    std::chrono::milliseconds write{30000};    ///< For a client to take what it is sent.
+    std::chrono::milliseconds write{30000};    ///< For a client to take what it is sent at once.
 };
 
 struct HttpTerms {
     /// Answers a request; called by several threads. What it throws becomes an answer too.
     std::function<WebAnswer(const WebRequest &)> answer;
-    std::function<bool(const WebRequest &)> isStream;
+    std::function<RequestKind(const WebRequest &)> kindOf;
     HttpLimits limits{};
 };
 
@@ -41,6 +42,9 @@ public:
 
     /// Opens the port, 0 for any; what it is. -1, with the reason in errno, when that cannot be.
     int open(const std::string &host, int port);
+
+    /// Whether other machines reach the port that was opened.
+    bool isReachedFromElsewhere() const;
 
     /// Serves in threads of its own until stop(), which waits until all of them have ended.
     void start();

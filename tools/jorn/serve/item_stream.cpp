@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <string_view>
 
 #include "serve/counts.h"
@@ -12,7 +13,7 @@
 namespace tool {
 namespace {
 
-constexpr std::string_view kNoItem = "~-";
+constexpr std::string_view kNoItem = "~-~";
 
 std::vector<std::string> wordsOf(const std::string &text) {
     std::vector<std::string> words;
@@ -24,31 +25,27 @@ std::vector<std::string> wordsOf(const std::string &text) {
     return words;
 }
 
-bool isOfNoItem(const std::string &word) {
-    return word.size() > kNoItem.size() &&
-           word.compare(word.size() - kNoItem.size(), kNoItem.size(), kNoItem) == 0;
-}
+/// A place in a log without any item.
+struct EmptyPlace {
+    std::string log;  ///< As in a cursor.
+    int64_t next = 0;
+};
 
-/// A cursor that stands for a log without any item.
-ItemCursor emptyCursor(const std::string &log) { return {log, 0, 0, 0, 0}; }
-
-/// The part of a cursor's text before its first "~".
-std::string logPartOf(const std::string &log) {
-    const std::string text = textOf(emptyCursor(log));
-    return text.substr(0, text.find('~'));
-}
-
-/// The number of the oldest item in view, or of the next one where there is none.
-int64_t oldestOf(const LogView &view) {
-    return view.blocks.empty() ? view.nextSerial : view.blocks.front().firstSerial;
-}
-
-int64_t oldestOf(const Snapshot &snapshot) {
-    int64_t sum = 0;
-    for (const auto &view : snapshot.logs) {
-        sum += oldestOf(*view);
+std::optional<EmptyPlace> emptyPlaceOf(const std::string &word) {
+    const size_t end = word.find(kNoItem);
+    if (end == 0 || end == std::string::npos) {
+        return std::nullopt;
     }
-    return sum;
+    EmptyPlace place{word.substr(0, end), 0};
+    const char *const last = word.data() + word.size();
+    const auto [rest, error] = std::from_chars(word.data() + end + kNoItem.size(), last, place.next);
+    return error == std::errc() && rest == last ? std::optional(place) : std::nullopt;
+}
+
+/// A log's name as in a cursor.
+std::string logPartOf(const std::string &log) {
+    const std::string text = textOf(ItemCursor{log, 0, 0, 0, 0});
+    return text.substr(0, text.find('~'));
 }
 
 /// The item of a log before a number; nothing where there is none in view.
@@ -67,6 +64,32 @@ int64_t serialOf(const Snapshot &snapshot, const RowRef &row) {
     return snapshot.logs[row.log]->blocks[row.block].firstSerial + static_cast<int64_t>(row.row);
 }
 
+/// Whether all items with this number or a higher one are in view.
+bool isComplete(const LogView &view, int64_t next) { return view.itemsFrom(next) == view.nextSerial - next; }
+
+/// Moves to where a log had no items, or to its oldest one and returns false when some have left since.
+bool moveTo(const EmptyPlace &place, const Snapshot &snapshot, StreamPosition *position) {
+    for (size_t log = 0; log < snapshot.logs.size(); ++log) {
+        const LogView &view = *snapshot.logs[log];
+        if (place.log != logPartOf(view.log->name)) {
+            continue;
+        }
+        const bool isKnown = place.next <= view.nextSerial && isComplete(view, place.next);
+        position->places[log].next = view.serialFrom(isKnown ? place.next : INT64_MIN);
+        return isKnown;
+    }
+    return true;
+}
+
+/// Moves past an item; false when it is not in view.
+bool moveAfter(const ItemCursor &cursor, const Snapshot &snapshot, StreamPosition *position) {
+    const std::optional<RowRef> row = find(cursor, snapshot);
+    if (row) {
+        position->places[row->log].next = snapshot.logs[row->log]->serialFrom(serialOf(snapshot, *row) + 1);
+    }
+    return row.has_value();
+}
+
 }  // namespace
 
 StreamPosition StreamPosition::newest(const Snapshot &snapshot) {
@@ -80,27 +103,18 @@ StreamPosition StreamPosition::newest(const Snapshot &snapshot) {
 bool StreamPosition::isText(const std::string &text) {
     const std::vector<std::string> words = wordsOf(text);
     return std::all_of(words.begin(), words.end(),
-                       [](const std::string &word) { return isOfNoItem(word) || cursorOf(word); });
+                       [](const std::string &word) { return emptyPlaceOf(word) || cursorOf(word); });
 }
 
-std::optional<StreamPosition> StreamPosition::find(const std::string &text, const Snapshot &snapshot) {
+StreamPosition StreamPosition::find(const std::string &text, const Snapshot &snapshot, bool *isPassed) {
     StreamPosition position = newest(snapshot);
+    *isPassed = false;
     for (const std::string &word : wordsOf(text)) {
-        for (size_t log = 0; log < snapshot.logs.size() && isOfNoItem(word); ++log) {
-            const LogView &view = *snapshot.logs[log];
-            if (word == logPartOf(view.log->name) + std::string(kNoItem)) {
-                position.places[log].next = oldestOf(view);
-            }
-        }
+        const std::optional<EmptyPlace> empty = emptyPlaceOf(word);
         const std::optional<ItemCursor> cursor = cursorOf(word);
-        if (!cursor) {
-            continue;
-        }
-        const std::optional<RowRef> row = tool::find(*cursor, snapshot);
-        if (!row) {
-            return std::nullopt;
-        }
-        position.places[row->log].next = serialOf(snapshot, *row) + 1;
+        const bool isGood = (!empty || moveTo(*empty, snapshot, &position)) &&
+                            (!cursor || moveAfter(*cursor, snapshot, &position));
+        *isPassed = *isPassed || !isGood;
     }
     return position;
 }
@@ -111,7 +125,8 @@ std::string StreamPosition::text(const Snapshot &snapshot) const {
         const std::optional<RowRef> row = rowBefore(snapshot, log, places[log].next);
         text += text.empty() ? "" : ",";
         if (!row) {
-            text += logPartOf(snapshot.logs[log]->log->name) + std::string(kNoItem);
+            text += logPartOf(snapshot.logs[log]->log->name) + std::string(kNoItem) +
+                    std::to_string(places[log].next);
             continue;
         }
         readRows(snapshot, {*row}, [&](const LogView &view, const LogBlock &block, const Line &line) {
@@ -146,20 +161,19 @@ void ItemStream::begin() {
     if (hasBegun_) {
         return;
     }
-    const StreamPosition newest = StreamPosition::newest(*snapshot_);
-    const auto wanted = terms_.position ? StreamPosition::find(*terms_.position, *snapshot_) : newest;
-    isGone_ = !wanted;
-    position_ = wanted.value_or(newest);
-    countAll();
+    position_ = terms_.position ? StreamPosition::find(*terms_.position, *snapshot_, &isGone_)
+                                : StreamPosition::newest(*snapshot_);
+    seen_ = snapshot_;
     hasBegun_ = true;
 }
 
 /// Sends what there is to send.
 bool ItemStream::step() {
-    if ((isGone_ || isPassed()) && !sendGone()) {
+    lookAtViews();
+    if ((isGone_ || isAnyPassed()) && !sendGone()) {
         return false;
     }
-    if (!oldest_ && !sendChange()) {
+    if (!isReported_ && !sendChange()) {
         return false;
     }
     for (size_t log = 0; log < snapshot_->logs.size(); ++log) {
@@ -167,43 +181,66 @@ bool ItemStream::step() {
             return false;
         }
     }
-    if (hasChanged() && Clock::now() - changeSent_ >= kChangeEvery && !sendChange()) {
+    if (hasChanged() && Clock::now() - changeSent_ >= terms_.pace.changeEvery && !sendChange()) {
         return false;
     }
     return keepAlive();
 }
 
-/// Whether items that were not sent have left the view.
-bool ItemStream::isPassed() const {
+/// Finds out what has left the views since the last time, and what has come back into them.
+void ItemStream::lookAtViews() {
     for (size_t log = 0; log < snapshot_->logs.size(); ++log) {
-        const LogView &view = *snapshot_->logs[log];
-        const StreamPosition::Place &place = position_.places[log];
-        if (view.epoch != place.epoch || oldestOf(view) > place.next) {
+        const LogView &former = *seen_->logs[log];
+        const LogView &now = *snapshot_->logs[log];
+        const bool isOther = former.epoch != now.epoch;
+        const ViewChange change = isOther ? ViewChange{} : changeBetween(former, now);
+        lost_ += change.lost;
+        isGone_ = isGone_ || change.returned > 0;
+        hasToCount_ = hasToCount_ || isOther || change.lost > 0 || change.returned > 0;
+    }
+    seen_ = snapshot_;
+    if (hasToCount_) {
+        countAll();
+    }
+}
+
+/// Whether items that were not sent have left the view.
+bool ItemStream::isPassed(size_t log) const {
+    const LogView &view = *snapshot_->logs[log];
+    const StreamPosition::Place &place = position_.places[log];
+    return view.epoch != place.epoch || !isComplete(view, place.next);
+}
+
+bool ItemStream::isAnyPassed() const {
+    for (size_t log = 0; log < snapshot_->logs.size(); ++log) {
+        if (isPassed(log)) {
             return true;
         }
     }
     return false;
 }
 
-bool ItemStream::hasChanged() const {
-    return oldest_ != oldestOf(*snapshot_) || health_ != snapshot_->health;
-}
+bool ItemStream::hasChanged() const { return lost_ > 0 || health_ != snapshot_->health; }
 
 std::chrono::milliseconds ItemStream::longestWait() const {
-    constexpr std::chrono::milliseconds kLookAtClient(1000);
-    const auto untilPing = terms_.pingEvery - (Clock::now() - lastSent_);
-    auto longest = std::min<Clock::duration>(kLookAtClient, untilPing);
+    const auto untilPing = terms_.pace.pingEvery - (Clock::now() - lastSent_);
+    auto longest = std::min<Clock::duration>(terms_.pace.lookEvery, untilPing);
     if (hasChanged()) {
-        longest = std::min<Clock::duration>(longest, kChangeEvery - (Clock::now() - changeSent_));
+        longest = std::min<Clock::duration>(longest, terms_.pace.changeEvery - (Clock::now() - changeSent_));
     }
     return std::max(std::chrono::duration_cast<std::chrono::milliseconds>(longest),
                     std::chrono::milliseconds(1));
 }
 
+/// Goes on with what comes from now on in the logs of which items were passed.
 bool ItemStream::sendGone() {
-    countAll();
+    const StreamPosition newest = StreamPosition::newest(*snapshot_);
+    StreamPosition moved = position_;
+    for (size_t log = 0; log < snapshot_->logs.size(); ++log) {
+        moved.places[log] = isPassed(log) ? newest.places[log] : position_.places[log];
+    }
     const std::string data = "{\"total\":" + std::to_string(total_) + "}";
-    if (!sendEvent("gone", data, StreamPosition::newest(*snapshot_))) {
+    if (!sendEvent("gone", data, moved)) {
         return false;
     }
     isGone_ = false;
@@ -265,18 +302,14 @@ bool ItemStream::sendItemsOf(size_t log) {
 }
 
 bool ItemStream::sendChange() {
-    const int64_t oldest = oldestOf(*snapshot_);
-    const int64_t lost = std::max<int64_t>(oldest - oldest_.value_or(oldest), 0);
-    if (lost > 0) {
-        countAll();
-    }
     const std::string data = "{\"total\":" + std::to_string(total_) +
-                             ",\"items_lost\":" + std::to_string(lost) +
+                             ",\"items_lost\":" + std::to_string(lost_) +
                              ",\"revision\":" + std::to_string(snapshot_->revision) + "}";
     if (!sendEvent("change", data, position_)) {
         return false;
     }
-    oldest_ = oldest;
+    isReported_ = true;
+    lost_ = 0;
     health_ = snapshot_->health;
     changeSent_ = Clock::now();
     return true;
@@ -293,7 +326,7 @@ bool ItemStream::sendEvent(const char *name, const std::string &data, const Stre
 
 /// Sends something now and then, so that both ends notice when the other is gone.
 bool ItemStream::keepAlive() {
-    if (Clock::now() - lastSent_ < terms_.pingEvery) {
+    if (Clock::now() - lastSent_ < terms_.pace.pingEvery) {
         return (*write_)("");
     }
     lastSent_ = Clock::now();
@@ -309,6 +342,7 @@ void ItemStream::countAll() {
         // It takes too long; the number sent before stays.
     }
     counted_ = StreamPosition::newest(*snapshot_);
+    hasToCount_ = false;
 }
 
 }  // namespace tool

@@ -3,7 +3,8 @@
 //
 //   event: items    {"items":[...],"total":N}       new items that pass; of each log in its order, each once
 //   event: change   {"total":N,"items_lost":K}      the first event, and whenever items left the view
-//   event: gone     {"total":N}                     items were passed by the ring before they were sent
+//   event: gone     {"total":N}                     items left before they were sent, or some came back into
+//                                                   view: a list is to be loaded anew
 //
 // The id of each event is the position after it, from which another stream goes on without gap or double. A
 // stream holds a position and no items: a client that reads slowly is sent later what is in view by then.
@@ -32,15 +33,16 @@ public:
     /// After all items in view.
     static StreamPosition newest(const Snapshot &snapshot);
 
-    /// From a text; logs that it does not name are at their newest. Nothing when an item that it names is not
-    /// in view any more. Throws StaleView.
-    static std::optional<StreamPosition> find(const std::string &text, const Snapshot &snapshot);
+    /// From a text. Logs that it does not name are at their newest, and so are those of which it names an
+    /// item that is not in view any more; a log that had none, but has lost some since, is at its oldest.
+    /// Whether there is a log of the last two kinds is stored in `isPassed`. Throws StaleView.
+    static StreamPosition find(const std::string &text, const Snapshot &snapshot, bool *isPassed);
 
     /// Whether find() can make something of a text.
     static bool isText(const std::string &text);
 
-    /// The cursors of the items before the place in each log, with commas between; "LOG~-" where a log had
-    /// none. Throws StaleView.
+    /// The cursors of the items before the place in each log, with commas between; "LOG~-~N" where a log has
+    /// none, with the number of its next item. Throws StaleView.
     std::string text(const Snapshot &snapshot) const;
 
     struct Place {
@@ -50,18 +52,23 @@ public:
     std::vector<Place> places;
 };
 
+struct StreamPace {
+    std::chrono::milliseconds pingEvery{15000};  ///< The longest time without anything being sent,
+    std::chrono::milliseconds lookEvery{1000};   ///< and without a look whether the client is still there.
+    std::chrono::milliseconds changeEvery{500};  ///< The least time between two events that report a change.
+};
+
 struct StreamTerms {
     ViewFilter filter;
     std::optional<std::string> position;  ///< Where to begin; nothing: with what comes from now on.
     bool isUtc = false;
-    std::chrono::milliseconds pingEvery{15000};
+    StreamPace pace{};
 };
 
 class ItemStream {
 public:
-    /// Most items of an event, and the least time between two that report a change.
+    /// Most items of an event.
     static constexpr size_t kMostItems = 200;
-    static constexpr std::chrono::milliseconds kChangeEvery{500};
 
     ItemStream(ServedLogs *logs, TextMatches *matches, const StreamTerms &terms)
         : logs_(*logs), matches_(matches), terms_(terms), json_(terms.isUtc, terms.filter.marked()) {}
@@ -74,13 +81,15 @@ private:
 
     void begin();
     bool step();
+    void lookAtViews();
     bool sendGone();
     bool sendItemsOf(size_t log);
     std::vector<RowRef> nextRows(size_t log, int64_t *next) const;
     bool sendChange();
     bool sendEvent(const char *name, const std::string &data, const StreamPosition &position);
     bool keepAlive();
-    bool isPassed() const;
+    bool isPassed(size_t log) const;
+    bool isAnyPassed() const;
     bool hasChanged() const;
     std::chrono::milliseconds longestWait() const;
     void countAll();
@@ -91,12 +100,15 @@ private:
     ItemJson json_;
     const WebWrite *write_ = nullptr;
     std::shared_ptr<const Snapshot> snapshot_;
+    std::shared_ptr<const Snapshot> seen_;  ///< The one that was compared with its forerunner last.
     StreamPosition position_;
     bool hasBegun_ = false;
-    bool isGone_ = false;  ///< Items were passed, which is still to be reported.
-    uint64_t total_ = 0;   ///< Items that pass, of those in view when they were counted and those sent since,
-    StreamPosition counted_;         ///< which begin here.
-    std::optional<int64_t> oldest_;  ///< As oldestOf() when a change was last reported.
+    bool isGone_ = false;      ///< Items left unsent or came back, which is still to be reported.
+    bool hasToCount_ = true;   ///< Others than those that were sent have left or come.
+    bool isReported_ = false;  ///< The first change was.
+    int64_t lost_ = 0;         ///< Items that have left since the last change was reported.
+    uint64_t total_ = 0;  ///< Items that pass, of those in view when they were counted and those sent since,
+    StreamPosition counted_;  ///< which begin here.
     std::vector<std::shared_ptr<const LogHealth>> health_;
     Clock::time_point changeSent_;
     Clock::time_point lastSent_;

@@ -147,6 +147,7 @@ public:
         for (const LogRows *row = rows.next(); row != nullptr && isWanted; row = rows.next()) {
             next.push_back(row->place());
             if (next.size() == kItemsAtOnce) {
+                deadline.check();
                 isWanted = write(textOf(next));
                 next.clear();
             }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 
 #include "system/failure.h"
 
@@ -45,13 +46,57 @@ std::shared_ptr<ItemColumns> copyOf(const ItemColumns &columns) {
     return copy;
 }
 
+/// Higher than all numbers that an earlier start of the server has given, so that a place that such a number
+/// stands for is never taken for one of now.
+int64_t firstSerial() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+}
+
+/// Whether the first of some items, by time and kind, is among others.
+bool hasFirstOf(const ItemColumns &columns, const ItemColumns &items) {
+    for (size_t row = 0; row < columns.size(); ++row) {
+        if (columns.times[row] == items.times.front() && columns.kinds[row] == items.kinds.front()) {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool isSameBlock(const LogBlock &a, const LogBlock &b) {
     return a.columns == b.columns && a.number == b.number && a.directory == b.directory;
 }
 
 }  // namespace
 
-LogIndex::LogIndex(ServedLog log) : log_(std::make_shared<const ServedLog>(std::move(log))) {
+int64_t LogView::itemsFrom(int64_t serial) const {
+    int64_t count = 0;
+    for (const LogBlock &block : blocks) {
+        count += std::max<int64_t>(block.endSerial() - std::max(block.firstSerial, serial), 0);
+    }
+    return count;
+}
+
+int64_t LogView::serialFrom(int64_t serial) const {
+    const auto block = std::find_if(blocks.begin(), blocks.end(),
+                                    [&](const LogBlock &each) { return each.endSerial() > serial; });
+    return block == blocks.end() ? nextSerial : std::max(block->firstSerial, serial);
+}
+
+ViewChange changeBetween(const LogView &former, const LogView &later) {
+    int64_t kept = 0;
+    for (const LogBlock &block : former.blocks) {
+        kept += later.itemsFrom(block.firstSerial) - later.itemsFrom(block.endSerial());
+    }
+    const auto formerItems = static_cast<int64_t>(former.items);
+    const int64_t notNew = static_cast<int64_t>(later.items) - later.itemsFrom(former.nextSerial);
+    return {formerItems - kept, notNew - kept};
+}
+
+LogIndex::LogIndex(ServedLog log)
+    : log_(std::make_shared<const ServedLog>(std::move(log))),
+      nextSerial_(firstSerial()),
+      lowestSerial_(nextSerial_) {
     publish({}, nullptr);
 }
 
@@ -95,12 +140,14 @@ LogIndex::Look LogIndex::lookAnew() {
             return Look::Pending;
         }
     }
+    const bool isOldInView = hasOldAtTheEnd(blocks);
+    rememberUnseen(*view, blocks);
     const bool isSame = !view_->isMissing && std::equal(blocks.begin(), blocks.end(), view_->blocks.begin(),
                                                         view_->blocks.end(), isSameBlock);
     if (isSame) {
         return Look::Same;
     }
-    number(&blocks);
+    number(&blocks, isOldInView);
     publish(std::move(blocks), &*view);
     return Look::Changed;
 }
@@ -182,12 +229,41 @@ bool LogIndex::readRest(const RingFile &file, Parts *parts) {
     return true;
 }
 
+/// Whether items that are not new have come into view after others, or with none that have numbers: what
+/// would be given the numbers of new items.
+bool LogIndex::hasOldAtTheEnd(const Parts &blocks) const {
+    const auto isNumbered = [](const LogBlock &block) { return block.firstSerial != kUnnumbered; };
+    const auto first = std::find_if(blocks.begin(), blocks.end(), isNumbered);
+    for (auto block = first == blocks.end() ? blocks.begin() : first; block != blocks.end(); ++block) {
+        const bool isPart = block != blocks.begin() && std::prev(block)->number == block->number;
+        if (!isNumbered(*block) && !isPart && isOld(*block)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Whether items that have no numbers were there at the last look: in a file out of view, which is as it was
+/// then, or in the newest file, which has been repaired. A writer empties a file before it moves on to it, so
+/// that such a file differs, and never empties the newest one.
+bool LogIndex::isOld(const LogBlock &block) const {
+    const auto unseen = unseen_.find({block.mark.device, block.mark.inode});
+    if (unseen != unseen_.end() && unseen->second == block.mark) {
+        return true;
+    }
+    const Parts &former = view_->blocks;
+    return std::any_of(former.begin(), former.end(), [&](const LogBlock &each) {
+        return each.number == block.number && each.number == former.back().number &&
+               hasFirstOf(*each.columns, *block.columns);
+    });
+}
+
 /// Gives numbers to the blocks that have none.
-void LogIndex::number(Parts *blocks) {
-    if (tryToNumber(blocks)) {
+void LogIndex::number(Parts *blocks, bool isOldAtTheEnd) {
+    if (!isOldAtTheEnd && tryToNumber(blocks)) {
         return;
     }
-    // Items came into view between others, as after a repair: there are no numbers for them.
+    // Items came into view that are not new, as after a repair: there are no numbers for them.
     ++epoch_;
     known_.clear();
     for (LogBlock &block : *blocks) {
@@ -233,6 +309,19 @@ void LogIndex::remember(const Parts &blocks) {
     }
     for (auto &[id, parts] : now) {
         known_[id] = std::move(parts);
+    }
+}
+
+void LogIndex::rememberUnseen(const RingView &view, const Parts &blocks) {
+    unseen_.clear();
+    for (const NamedEntry &file : view.look().look().files) {
+        const FileMark &mark = file.target.mark;
+        if (mark.size > 0) {
+            unseen_[{mark.device, mark.inode}] = mark;
+        }
+    }
+    for (const LogBlock &block : blocks) {
+        unseen_.erase({block.mark.device, block.mark.inode});
     }
 }
 

@@ -44,7 +44,21 @@ struct LogView {
 
     /// The number that the next new item gets.
     int64_t nextSerial = 0;
+
+    /// How many of the items with this number or a higher one are in view.
+    int64_t itemsFrom(int64_t serial) const;
+
+    /// The number of the oldest item in view that has this number or a higher one; that of the next new item
+    /// where there is none.
+    int64_t serialFrom(int64_t serial) const;
 };
+
+/// What separates two views of a log, the same epoch taken for granted.
+struct ViewChange {
+    int64_t lost = 0;      ///< Items of the former view that are not in the later one.
+    int64_t returned = 0;  ///< Items of the later view that are not new and were not in the former one.
+};
+ViewChange changeBetween(const LogView &former, const LogView &later);
 
 class LogIndex {
 public:
@@ -71,17 +85,21 @@ private:
     bool readFile(const RingFile &file, Parts *parts);
     bool readRest(const RingFile &file, Parts *parts);
     const Parts *knownParts(const FileMark &mark) const;
-    void number(Parts *blocks);
+    void number(Parts *blocks, bool isOldAtTheEnd);
+    bool hasOldAtTheEnd(const Parts &blocks) const;
+    bool isOld(const LogBlock &block) const;
     bool tryToNumber(Parts *blocks);
     void remember(const Parts &blocks);
+    void rememberUnseen(const RingView &view, const Parts &blocks);
     void publish(Parts blocks, const RingView *view);
 
     std::shared_ptr<const ServedLog> log_;
     std::shared_ptr<const StoreDirectory> directory_;
     FileMark directoryMark_;
-    std::map<FileId, Parts> known_;  ///< Files in view now or before, each with its parts in order.
-    int64_t lowestSerial_ = 0;
-    int64_t nextSerial_ = 0;
+    std::map<FileId, Parts> known_;      ///< Files in view now or before, each with its parts in order.
+    std::map<FileId, FileMark> unseen_;  ///< Files with content that were out of view at the last look.
+    int64_t nextSerial_;
+    int64_t lowestSerial_;
     uint64_t epoch_ = 0;
     std::shared_ptr<const LogView> view_;
 };

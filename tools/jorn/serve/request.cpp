@@ -1,11 +1,49 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "serve/request.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "output/json_text.h"
 
 namespace tool {
+namespace {
+
+/// The byte that "%NN" at an offset stands for; nothing where there is none.
+std::optional<char> byteAt(std::string_view text, size_t offset) {
+    const std::string_view digits = text.substr(offset).substr(1, 2);
+    unsigned char byte = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
+    const bool isWhole = digits.size() == 2 && error == std::errc() && end == digits.data() + digits.size();
+    return isWhole ? std::optional(static_cast<char>(byte)) : std::nullopt;
+}
+
+std::string decoded(std::string_view text) {
+    std::string plain;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const std::optional<char> byte = text[i] == '%' ? byteAt(text, i) : std::nullopt;
+        plain += byte.value_or(text[i] == '+' ? ' ' : text[i]);
+        i += byte ? 2 : 0;
+    }
+    return plain;
+}
+
+}  // namespace
+
+std::vector<QueryPart> partsOfQuery(const std::string &query) {
+    std::vector<QueryPart> parts;
+    for (size_t begin = 0; begin < query.size();) {
+        const size_t end = std::min(query.find('&', begin), query.size());
+        const std::string text = query.substr(begin, end - begin);
+        const size_t equals = std::min(text.find('='), text.size());
+        if (!text.empty()) {
+            parts.push_back({text, decoded(text.substr(0, equals)),
+                             decoded(text.substr(std::min(equals + 1, text.size())))});
+        }
+        begin = end + 1;
+    }
+    return parts;
+}
 
 std::optional<std::string> WebRequest::header(const std::string &name) const {
     const auto [first, last] = headers.equal_range(name);
@@ -34,20 +72,26 @@ WebAnswer answerOf(const RequestError &error) {
 
 Parameters::Parameters(const WebRequest &request) {
     for (const auto &[name, value] : request.parameters) {
-        if (!left_.emplace(name, value).second) {
-            refuseParameter(name, "given more than once");
-        }
+        left_[name].push_back(value);
     }
 }
 
 std::optional<std::string> Parameters::take(const std::string &name) {
+    std::vector<std::string> values = takeAll(name);
+    if (values.size() > 1) {
+        refuseParameter(name, "given more than once");
+    }
+    return values.empty() ? std::nullopt : std::optional(std::move(values.front()));
+}
+
+std::vector<std::string> Parameters::takeAll(const std::string &name) {
     const auto found = left_.find(name);
     if (found == left_.end()) {
-        return std::nullopt;
+        return {};
     }
-    std::string value = std::move(found->second);
+    std::vector<std::string> values = std::move(found->second);
     left_.erase(found);
-    return value;
+    return values;
 }
 
 uint64_t Parameters::takeNumber(const std::string &name, uint64_t otherwise, uint64_t least, uint64_t most) {
@@ -59,20 +103,21 @@ uint64_t Parameters::takeNumber(const std::string &name, uint64_t otherwise, uin
     const char *const last = text->data() + text->size();
     const auto [end, error] = std::from_chars(text->data(), last, number);
     if (error != std::errc() || end != last || number < least || number > most) {
-        refuseParameter(name, "no number from " + std::to_string(least) + " to " + std::to_string(most));
+        refuseParameter(name,
+                        "must be a number from " + std::to_string(least) + " to " + std::to_string(most));
     }
     return number;
 }
 
 void Parameters::end() const {
     if (!left_.empty()) {
-        refuseParameter(left_.begin()->first, "there is no such parameter here");
+        refuseParameter(left_.begin()->first, "unknown parameter");
     }
 }
 
 void Deadline::check() const {
     if (std::chrono::steady_clock::now() > end_) {
-        throw RequestError(504, "the answer takes too long; ask for less");
+        throw RequestError(504, "the answer takes too long; narrow the filter");
     }
 }
 

@@ -27,6 +27,23 @@ struct WebRequest {
     std::optional<std::string> header(const std::string &name) const;
 };
 
+/// How long an answer lasts: each kind has a bound of its own for how many there are at the same time.
+enum class RequestKind {
+    Short,
+    Download,  ///< As long as its client takes.
+    Stream,    ///< As long as its client is there.
+};
+
+/// A parameter in a query.
+struct QueryPart {
+    std::string text;  ///< As it was sent.
+    std::string name;  ///< Decoded, "+" and %NN, as the value is.
+    std::string value;
+};
+
+/// The parameters of a query in their order, empty parts left out. A "%" that begins no %NN stays as it is.
+std::vector<QueryPart> partsOfQuery(const std::string &query);
+
 /// Sends bytes. False when nobody takes them any more.
 using WebWrite = std::function<bool(std::string_view bytes)>;
 
@@ -69,10 +86,13 @@ std::string jsonText(std::string_view text);
 /// The parameters of a request, each taken once; those that nobody has taken are unknown.
 class Parameters {
 public:
-    /// Throws RequestError when one is there twice.
     explicit Parameters(const WebRequest &request);
 
+    /// Throws RequestError when it is there more than once.
     std::optional<std::string> take(const std::string &name);
+
+    /// All values, in the order given, of one that may be there more than once.
+    std::vector<std::string> takeAll(const std::string &name);
 
     /// A number from `least` to `most`, or `otherwise` when it is not there. Throws RequestError.
     uint64_t takeNumber(const std::string &name, uint64_t otherwise, uint64_t least, uint64_t most);
@@ -81,7 +101,7 @@ public:
     void end() const;
 
 private:
-    std::map<std::string, std::string> left_;
+    std::map<std::string, std::vector<std::string>> left_;
 };
 
 /// When an answer has taken too long.

@@ -93,7 +93,9 @@ private:
                 continue;
             }
             question_->deadline.check();
-            bits_ = filter.pattern != nullptr ? question_->matches->of(filter, block) : nullptr;
+            bits_ = filter.pattern != nullptr
+                        ? question_->matches->of(filter, *blocks_, place_.block, question_->deadline)
+                        : nullptr;
             columns_ = block.columns.get();
             place_.row = SIZE_MAX;
             return true;

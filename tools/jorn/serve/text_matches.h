@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// Finds an expression in the texts of blocks, and remembers for the last few expressions where it was found.
+// Finds an expression in the texts of blocks, and remembers for the last expressions where it was found.
 #ifndef JORN_TOOLS_TEXT_MATCHES_H
 #define JORN_TOOLS_TEXT_MATCHES_H
 
-#include <re2/re2.h>
 #include <stddef.h>
 #include <stdint.h>
 
+#include <condition_variable>
 #include <list>
 #include <map>
 #include <memory>
@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "serve/log_block.h"
+#include "serve/request.h"
 #include "serve/view_filter.h"
 
 namespace tool {
@@ -28,37 +29,57 @@ public:
     explicit RowBits(size_t rows) : words_((rows + kBits - 1) / kBits) {}
     void set(size_t row) { words_[row / kBits] |= uint64_t{1} << row % kBits; }
     bool has(size_t row) const { return (words_[row / kBits] >> row % kBits & 1) != 0; }
-    size_t bytes() const { return words_.size() * sizeof words_[0]; }
+
+    /// Those for a block of so many items.
+    static size_t bytesFor(size_t rows) { return (rows + kBits - 1) / kBits * sizeof(uint64_t); }
 
 private:
     static constexpr size_t kBits = 64;
     std::vector<uint64_t> words_;
 };
 
-/// Safe to use from any thread; several that look for the same share the work.
+/// Safe to use from any thread. One search goes on at a time, with two threads, so that its memory is
+/// bounded.
 class TextMatches {
 public:
-    /// Memory is bounded: so many expressions, each with the bits of so many bytes.
-    static constexpr size_t kMostPatterns = 8;
-    static constexpr size_t kMostBytesEach = size_t{2} << 20;
+    /// All that is remembered.
+    static constexpr size_t kMostBytes = size_t{8} << 20;
+    static constexpr size_t kMostExpressions = 64;
 
-    /// The items in whose texts the filter's expression is found. Throws StaleView.
-    std::shared_ptr<const RowBits> of(const ViewFilter &filter, const LogBlock &block);
+    explicit TextMatches(size_t mostBytes = kMostBytes) : most_(mostBytes) {}
+
+    /// The items of a block in whose texts the filter's expression is found. Where that is not known, the
+    /// blocks after it are looked through as well, as they are asked for next. Throws StaleView,
+    /// RequestError.
+    std::shared_ptr<const RowBits> of(const ViewFilter &filter, const std::vector<LogBlock> &blocks,
+                                      size_t index, const Deadline &deadline);
+
+    /// What is remembered now.
+    size_t bytes() const;
 
 private:
     struct Found {
         std::string pattern;
         bool isCaseIgnored = false;
-        std::mutex mutex;
         std::map<uint64_t, std::shared_ptr<const RowBits>> blocks;  ///< By the number of their columns.
         size_t bytes = 0;
-        std::vector<char> buffer;
     };
+    using Blocks = std::vector<const LogBlock *>;
+    class Turn;
 
-    std::shared_ptr<Found> foundFor(const ViewFilter &filter);
+    std::shared_ptr<const RowBits> known(const ViewFilter &filter, const LogBlock &block);
+    Found *foundFor(const ViewFilter &filter);
+    Blocks unknownOf(const ViewFilter &filter, const std::vector<LogBlock> &blocks, size_t index);
+    void keep(const ViewFilter &filter, const Blocks &blocks,
+              const std::vector<std::shared_ptr<const RowBits>> &bits);
+    bool makeRoom(Found *found, size_t bytes);
 
-    std::mutex mutex_;
-    std::list<std::shared_ptr<Found>> found_;  ///< The one used last first.
+    const size_t most_;
+    mutable std::mutex mutex_;
+    std::condition_variable free_;
+    bool isSearching_ = false;
+    std::list<Found> found_;  ///< The one used last first.
+    size_t bytes_ = 0;
 };
 
 }  // namespace tool

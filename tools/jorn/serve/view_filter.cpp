@@ -11,12 +11,15 @@
 namespace tool {
 namespace {
 
-std::vector<std::string> partsOf(const std::string &list) {
+/// The values, which were given one by one or several separated by commas.
+std::vector<std::string> partsOf(const std::vector<std::string> &lists) {
     std::vector<std::string> parts;
-    for (size_t begin = 0; begin <= list.size();) {
-        const size_t end = std::min(list.find(',', begin), list.size());
-        parts.push_back(list.substr(begin, end - begin));
-        begin = end + 1;
+    for (const std::string &list : lists) {
+        for (size_t begin = 0; begin <= list.size();) {
+            const size_t end = std::min(list.find(',', begin), list.size());
+            parts.push_back(list.substr(begin, end - begin));
+            begin = end + 1;
+        }
     }
     return parts;
 }
@@ -29,47 +32,56 @@ std::optional<uint32_t> takeTime(Parameters *parameters, const char *name, time_
     }
     const std::optional<uint32_t> time = parseTime(**word, now, bound);
     if (!time) {
-        refuseParameter(name, "no time from 1970 to 2106: " + std::string(kTimeForms));
+        refuseParameter(name, "'" + **word + "' is not a time from 1970 to 2106: " + kTimeForms);
     }
     return time;
 }
 
 /// "error" where the pattern is none, with the part of it that is at fault, if that is known.
 [[noreturn]] void refusePattern(const RE2 &pattern) {
-    const std::string fragment = pattern.error_arg();
+    const std::string &fragment = pattern.error_arg();
     throw RequestError(
         400, pattern.error(),
         ",\"parameter\":\"q\"" + (fragment.empty() ? "" : ",\"fragment\":" + jsonText(fragment)));
 }
 
-std::shared_ptr<const RE2> patternOf(const std::string &text, bool isCaseIgnored) {
-    if (text.size() > kMostPatternBytes) {
-        refuseParameter("q", "longer than " + std::to_string(kMostPatternBytes) + " bytes");
+std::shared_ptr<const RE2> compiled(const std::string &text, bool isCaseIgnored, ExpressionPool *pool) {
+    std::shared_ptr<const RE2> pattern = pool->get(text, isCaseIgnored);
+    if (pattern == nullptr) {
+        throw RequestError(503, "too many expressions are searched for at the same time; try again");
     }
-    RE2::Options options(RE2::Quiet);
-    options.set_case_sensitive(!isCaseIgnored);
-    options.set_max_mem(kMostPatternMemory);
-    auto pattern = std::make_shared<const RE2>(text, options);
     if (!pattern->ok()) {
         refusePattern(*pattern);
     }
     return pattern;
 }
 
-void takePattern(Parameters *parameters, ViewFilter *filter) {
+std::shared_ptr<const RE2> patternOf(const std::vector<std::string> &texts, bool isCaseIgnored,
+                                     ExpressionPool *pool) {
+    const std::string all = anyOf(texts);
+    if (all.size() > kMostPatternBytes) {
+        refuseParameter("q", "must have at most " + std::to_string(kMostPatternBytes) + " bytes");
+    }
+    for (size_t i = 0; i < texts.size() && texts.size() > 1; ++i) {
+        compiled(texts[i], isCaseIgnored, pool);
+    }
+    return compiled(all, isCaseIgnored, pool);
+}
+
+void takePattern(Parameters *parameters, ExpressionPool *pool, ViewFilter *filter) {
     const std::optional<std::string> letterCase = parameters->take("case");
     const std::optional<std::string> invert = parameters->take("invert");
     if (letterCase && *letterCase != "ignore" && *letterCase != "match") {
-        refuseParameter("case", "neither ignore nor match");
+        refuseParameter("case", "must be ignore or match");
     }
     if (invert && *invert != "0" && *invert != "1") {
-        refuseParameter("invert", "neither 0 nor 1");
+        refuseParameter("invert", "must be 0 or 1");
     }
     filter->isCaseIgnored = letterCase == "ignore";
     filter->isInverted = invert == "1";
-    filter->words.pattern = parameters->take("q");
-    if (filter->words.pattern) {
-        filter->pattern = patternOf(*filter->words.pattern, filter->isCaseIgnored);
+    filter->words.patterns = parameters->takeAll("q");
+    if (!filter->words.patterns.empty()) {
+        filter->pattern = patternOf(filter->words.patterns, filter->isCaseIgnored, pool);
     }
 }
 
@@ -79,11 +91,16 @@ std::optional<int32_t> numberOf(const std::string &word, const NameTable &names,
     return named ? named : numberBelow(word, limit);
 }
 
+[[noreturn]] void refuseWord(const std::string &parameter, const std::string &word, int32_t limit) {
+    refuseParameter(parameter, "'" + word + "' is neither a number from 0 to " + std::to_string(limit - 1) +
+                                   " nor a known name");
+}
+
 /// Calls add(log, number) for each log in which a word means something. Refuses one that no log knows.
 template <class Add>
-void addWords(const std::string &parameter, const std::string &list, const Snapshot &snapshot, int32_t limit,
-              NameTable Names::*table, const Add &add) {
-    for (const std::string &word : partsOf(list)) {
+void addWords(const std::string &parameter, const std::vector<std::string> &lists, const Snapshot &snapshot,
+              int32_t limit, NameTable Names::*table, const Add &add) {
+    for (const std::string &word : partsOf(lists)) {
         bool isKnown = false;
         for (size_t log = 0; log < snapshot.logs.size(); ++log) {
             if (const auto number = numberOf(word, snapshot.logs[log]->log->names.*table, limit)) {
@@ -92,61 +109,107 @@ void addWords(const std::string &parameter, const std::string &list, const Snaps
             }
         }
         if (!isKnown) {
-            refuseParameter(parameter, "'" + word + "' is neither a number from 0 to " +
-                                           std::to_string(limit - 1) + " nor a name that is known here");
+            refuseWord(parameter, word, limit);
         }
     }
 }
 
+/// Which levels are from one to another in a log; without the first one, all that are as severe as the last.
+std::optional<LevelSet> rangeIn(const NameTable &names, const std::string &first, const std::string &last) {
+    const auto from = numberOf(first, names, jorn::kLevelMax);
+    const auto to = numberOf(last, names, jorn::kLevelMax);
+    if (!to || (!from && !first.empty())) {
+        return std::nullopt;
+    }
+    return first.empty() ? LevelSet::upTo(*to) : LevelSet::range(std::min(*from, *to), std::max(*from, *to));
+}
+
+bool isKnownLevel(const std::string &word, const Snapshot &snapshot) {
+    return std::any_of(snapshot.logs.begin(), snapshot.logs.end(), [&](const auto &view) {
+        return numberOf(word, view->log->names.levels, jorn::kLevelMax).has_value();
+    });
+}
+
+void addRange(const std::string &range, const Snapshot &snapshot, ViewFilter *filter) {
+    const size_t dots = range.find("..");
+    const std::string first = range.substr(0, dots);
+    const std::string last = range.substr(dots + 2);
+    if (!first.empty() && !isKnownLevel(first, snapshot)) {
+        refuseWord("level", first, jorn::kLevelMax);
+    }
+    if (!isKnownLevel(last, snapshot)) {
+        refuseWord("level", last, jorn::kLevelMax);
+    }
+    for (size_t log = 0; log < snapshot.logs.size(); ++log) {
+        const NameTable &names = snapshot.logs[log]->log->names.levels;
+        filter->logs[log].levels = rangeIn(names, first, last).value_or(LevelSet::none());
+    }
+}
+
 void takeLevels(Parameters *parameters, const Snapshot &snapshot, ViewFilter *filter) {
-    filter->words.level = parameters->take("level");
-    if (!filter->words.level) {
+    const std::vector<std::string> &words = filter->words.levels = parameters->takeAll("level");
+    if (words.empty()) {
         return;
     }
     for (LogFilter &log : filter->logs) {
         log.levels = LevelSet::none();
     }
-    addWords("level", *filter->words.level, snapshot, jorn::kLevelMax, &Names::levels,
+    filter->words.isLevelRange = words.size() == 1 && words.front().find("..") != std::string::npos;
+    if (filter->words.isLevelRange) {
+        addRange(words.front(), snapshot, filter);
+        return;
+    }
+    addWords("level", words, snapshot, jorn::kLevelMax, &Names::levels,
              [filter](size_t log, int32_t level) { filter->logs[log].levels.add(level); });
 }
 
 void takeSlots(Parameters *parameters, const Snapshot &snapshot, ViewFilter *filter) {
-    filter->words.slot = parameters->take("slot");
-    if (!filter->words.slot) {
+    filter->words.slots = parameters->takeAll("slot");
+    if (filter->words.slots.empty()) {
         return;
     }
     for (LogFilter &log : filter->logs) {
         log.isNoSlot = true;
     }
-    addWords("slot", *filter->words.slot, snapshot, jorn::kSlotMax, &Names::slots,
+    addWords("slot", filter->words.slots, snapshot, jorn::kSlotMax, &Names::slots,
              [filter](size_t log, int32_t slot) {
                  filter->logs[log].slots.add(slot);
                  filter->logs[log].isNoSlot = false;
              });
 }
 
+/// Whether there is a log of this name, which is wanted then.
+bool wantLog(const std::string &name, const Snapshot &snapshot, ViewFilter *filter) {
+    const auto found = std::find_if(snapshot.logs.begin(), snapshot.logs.end(),
+                                    [&](const auto &view) { return view->log->name == name; });
+    if (found == snapshot.logs.end()) {
+        return false;
+    }
+    filter->logs[static_cast<size_t>(found - snapshot.logs.begin())].isWanted = true;
+    return true;
+}
+
 void takeLogs(Parameters *parameters, const Snapshot &snapshot, ViewFilter *filter) {
-    filter->words.log = parameters->take("log");
-    if (!filter->words.log) {
-        return;
-    }
+    const std::vector<std::string> values = parameters->takeAll("log");
     for (LogFilter &log : filter->logs) {
-        log.isWanted = false;
+        log.isWanted = values.empty();
     }
-    for (const std::string &name : partsOf(*filter->words.log)) {
-        const auto found = std::find_if(snapshot.logs.begin(), snapshot.logs.end(),
-                                        [&](const auto &view) { return view->log->name == name; });
-        if (found == snapshot.logs.end()) {
-            refuseParameter("log", "'" + name + "' is no log that is served here");
+    for (const std::string &value : values) {
+        if (wantLog(value, snapshot, filter)) {
+            continue;  // A name may have commas.
         }
-        filter->logs[static_cast<size_t>(found - snapshot.logs.begin())].isWanted = true;
+        for (const std::string &name : partsOf({value})) {
+            if (!wantLog(name, snapshot, filter)) {
+                refuseParameter("log", "no log is named '" + name + "'");
+            }
+        }
     }
 }
 
 void takeOrder(Parameters *parameters, ViewFilter *filter) {
     const std::string order = parameters->take("order").value_or("newest");
     if (order != "newest" && order != "oldest") {
-        refuseParameter("order", "neither oldest nor newest");
+        refuseParameter("order", "must be newest or oldest");
     }
     filter->isNewestFirst = order == "newest";
 }
@@ -155,7 +218,7 @@ void takeTimes(Parameters *parameters, time_t now, ViewFilter *filter) {
     filter->since = takeTime(parameters, "since", now, Bound::Since, &filter->words.since);
     filter->until = takeTime(parameters, "until", now, Bound::Until, &filter->words.until);
     if (filter->first() > filter->last()) {
-        refuseParameter("since", "later than until");
+        refuseParameter("since", "must not be later than until");
     }
 }
 
@@ -178,17 +241,84 @@ KindTables tablesOf(const LogFilter &filter) {
     return tables;
 }
 
-/// A word as a shell reads it unchanged.
+/// A byte that a terminal would take for a command when it is pasted, or that is not text.
+bool isHarmful(const Character &character) {
+    constexpr uint32_t kFirstPrintable = 0x20;
+    constexpr uint32_t kDelete = 0x7f;
+    constexpr uint32_t kEndOfControls = 0xa0;
+    return !character.isValid || (character.code < kFirstPrintable && character.code != '\n') ||
+           (character.code >= kDelete && character.code < kEndOfControls);
+}
+
+/// "$(printf '\033')"
+std::string printed(std::string_view bytes) {
+    constexpr unsigned kOctal = 8;
+    std::string text = "\"$(printf '";
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        text += '\\';
+        for (const unsigned place : {kOctal * kOctal, kOctal, 1U}) {
+            text += static_cast<char>('0' + byte / place % kOctal);
+        }
+    }
+    return text + "')\"";
+}
+
+/// A word as a shell reads it unchanged, without bytes that do something else where it is pasted.
 std::string quoted(const std::string &word) {
     const std::string plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789%+-./:=@_,";
     if (!word.empty() && word.find_first_not_of(plain) == std::string::npos) {
         return word;
     }
     std::string text = "'";
-    for (const char c : word) {
-        text += c == '\'' ? "'\\''" : std::string(1, c);
+    for (std::string_view rest = word; !rest.empty();) {
+        const Character character = firstCharacter(rest);
+        const std::string_view bytes = rest.substr(0, character.length);
+        rest.remove_prefix(character.length);
+        text += isHarmful(character) ? "'" + printed(bytes) + "'"
+                : bytes == "'"       ? "'\\''"
+                                     : std::string(bytes);
     }
     return text + "'";
+}
+
+std::string joined(const std::vector<std::string> &values) {
+    std::string list;
+    for (size_t i = 0; i < values.size(); ++i) {
+        list += (i == 0 ? "" : ",") + values[i];
+    }
+    return list;
+}
+
+/// The options that choose levels, slots and texts, each after a blank.
+std::string choiceOf(const ViewFilter &filter) {
+    const FilterWords &words = filter.words;
+    std::string options;
+    if (words.isLevelRange) {
+        const std::string &range = words.levels.front();
+        options += " -p " + quoted(range.compare(0, 2, "..") == 0 ? range.substr(2) : range);
+    } else if (!words.levels.empty()) {
+        options += " " + quoted("--level=" + joined(words.levels));
+    }
+    options += words.slots.empty() ? "" : " " + quoted("--slot=" + joined(words.slots));
+    for (const std::string &pattern : words.patterns) {
+        // The command line takes an empty word for a missing one.
+        options += " " + quoted("--grep=" + (pattern.empty() ? "(?:)" : pattern));
+    }
+    options += filter.pattern != nullptr && filter.isCaseIgnored ? " -i" : "";
+    options += filter.pattern != nullptr && filter.isInverted ? " -v" : "";
+    return options;
+}
+
+/// The server's own options that `jorn show` needs too.
+std::string optionsOf(const ReadingTerms &terms, const Snapshot &snapshot) {
+    std::string options = terms.isUtc ? " --utc" : "";
+    options += terms.namesFile.empty() ? "" : " " + quoted("--names=" + terms.namesFile);
+    // One option of the server's, so it is the same for all.
+    const auto sized = std::find_if(snapshot.logs.begin(), snapshot.logs.end(),
+                                    [](const auto &log) { return log->log->ringSize.has_value(); });
+    return options +
+           (sized != snapshot.logs.end() ? " --files=" + std::to_string(*(*sized)->log->ringSize) : "");
 }
 
 }  // namespace
@@ -202,14 +332,14 @@ bool ViewFilter::passes(size_t log, const Line &line) const {
                               *pattern) != isInverted);
 }
 
-ViewFilter takeFilter(Parameters *parameters, const Snapshot &snapshot, time_t now) {
+ViewFilter takeFilter(Parameters *parameters, const Snapshot &snapshot, time_t now, ExpressionPool *pool) {
     ViewFilter filter;
     filter.logs.resize(snapshot.logs.size());
     takeTimes(parameters, now, &filter);
     takeLevels(parameters, snapshot, &filter);
     takeSlots(parameters, snapshot, &filter);
     takeLogs(parameters, snapshot, &filter);
-    takePattern(parameters, &filter);
+    takePattern(parameters, pool, &filter);
     takeOrder(parameters, &filter);
     for (LogFilter &log : filter.logs) {
         log.kinds = tablesOf(log);
@@ -217,24 +347,11 @@ ViewFilter takeFilter(Parameters *parameters, const Snapshot &snapshot, time_t n
     return filter;
 }
 
-std::string commandOf(const ViewFilter &filter, const Snapshot &snapshot, bool isUtc) {
+std::string commandOf(const ViewFilter &filter, const Snapshot &snapshot, const ReadingTerms &terms) {
     std::string command = "jorn show";
-    const auto addOption = [&](const char *name, const std::optional<std::string> &value) {
-        command += value ? " " + quoted(std::string(name) + "=" + *value) : "";
-    };
-    addOption("--since", filter.words.since);
-    addOption("--until", filter.words.until);
-    addOption("--level", filter.words.level);
-    addOption("--slot", filter.words.slot);
-    addOption("--grep", filter.words.pattern);
-    command += filter.pattern != nullptr && filter.isCaseIgnored ? " -i" : "";
-    command += filter.pattern != nullptr && filter.isInverted ? " -v" : "";
-    command += filter.isNewestFirst ? " -r" : "";
-    command += isUtc ? " --utc" : "";
-    // One option of the server's, so it is the same for all.
-    const auto sized = std::find_if(snapshot.logs.begin(), snapshot.logs.end(),
-                                    [](const auto &log) { return log->log->ringSize.has_value(); });
-    command += sized != snapshot.logs.end() ? " --files=" + std::to_string(*(*sized)->log->ringSize) : "";
+    command += filter.words.since ? " " + quoted("--since=" + *filter.words.since) : "";
+    command += filter.words.until ? " " + quoted("--until=" + *filter.words.until) : "";
+    command += choiceOf(filter) + (filter.isNewestFirst ? " -r" : "") + optionsOf(terms, snapshot);
     for (size_t log = 0; log < filter.logs.size(); ++log) {
         if (filter.logs[log].isWanted) {
             const std::string &path = snapshot.logs[log]->log->path;

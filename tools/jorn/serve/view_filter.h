@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "query/expression_pool.h"
 #include "query/item_filter.h"
 #include "serve/log_block.h"
 #include "serve/request.h"
@@ -41,7 +42,15 @@ struct LogFilter {
 
 /// The parameters as they were given, for the command that asks the same.
 struct FilterWords {
-    std::optional<std::string> since, until, level, slot, log, pattern;
+    std::optional<std::string> since, until;
+    std::vector<std::string> levels, slots, patterns;
+    bool isLevelRange = false;  ///< `levels` is A..B, or ..B for B and all that is more severe.
+};
+
+/// Options of the server that change what is read and printed; `jorn show` has them too.
+struct ReadingTerms {
+    bool isUtc = false;  ///< UTC is the local time of the process.
+    std::string namesFile;
 };
 
 struct ViewFilter {
@@ -65,16 +74,16 @@ struct ViewFilter {
     bool passes(size_t log, const Line &line) const;
 };
 
-/// Longest expression that is searched for, and the memory that it may take.
+/// Longest expression that is searched for.
 inline constexpr size_t kMostPatternBytes = 1000;
-inline constexpr int64_t kMostPatternMemory = int64_t{8} << 20;
 
-/// Takes since, until, level, slot, log, q, case, invert and order off the parameters. Relative times are
-/// counted from `now`. Throws RequestError.
-ViewFilter takeFilter(Parameters *parameters, const Snapshot &snapshot, time_t now);
+/// Takes since, until, level, slot, log, q, case, invert and order off the parameters; level, slot, log and q
+/// may be there several times. Relative times are counted from `now`; expressions are of `pool`. Throws
+/// RequestError.
+ViewFilter takeFilter(Parameters *parameters, const Snapshot &snapshot, time_t now, ExpressionPool *pool);
 
-/// The command that prints the same items, for a POSIX shell.
-std::string commandOf(const ViewFilter &filter, const Snapshot &snapshot, bool isUtc);
+/// The command that prints the same items, for a POSIX shell in the working directory of the server.
+std::string commandOf(const ViewFilter &filter, const Snapshot &snapshot, const ReadingTerms &terms);
 
 }  // namespace tool
 

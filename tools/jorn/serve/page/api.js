@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Questions to the server.
+import { queryOf } from "./state.js";
 
 /** An answer that is none: `status` (0 where the server was not reached), `parameter` that it complains of. */
 export class ApiError extends Error {
@@ -13,8 +14,27 @@ export class ApiError extends Error {
 
 /** The path of a question. */
 export function pathOf(name, parameters) {
-  const query = new URLSearchParams(parameters);
-  return `/api/${name}${String(query) && "?"}${query}`;
+  const query = queryOf(parameters);
+  return `/api/${name}${query && "?"}${query}`;
+}
+
+const HEADERS = { Accept: "application/json" };
+
+// Answers that were asked for before anybody needs them, by path.
+const early = new Map();
+
+/** Asks for what ask() will want soon; the first that wants it gets that answer. */
+export function askEarly(name, parameters = {}) {
+  const path = pathOf(name, parameters);
+  const answer = fetch(path, { headers: HEADERS });
+  answer.catch(() => {}); // ask() sees why it has failed.
+  early.set(path, answer);
+}
+
+function fetched(path, signal) {
+  const answer = early.get(path);
+  early.delete(path);
+  return answer ?? fetch(path, { signal, headers: HEADERS });
 }
 
 /** Asks; throws ApiError, or AbortError when the question was taken back. */
@@ -22,13 +42,14 @@ export async function ask(name, parameters = {}, signal = undefined) {
   let answer;
   let body = {};
   try {
-    answer = await fetch(pathOf(name, parameters), { signal, headers: { Accept: "application/json" } });
+    answer = await fetched(pathOf(name, parameters), signal);
     body = await answer.json();
   } catch (failure) {
     if (failure.name === "AbortError") {
       throw failure;
     }
   }
+  signal?.throwIfAborted();
   if (!answer?.ok) {
     throw new ApiError(answer?.status ?? 0, body);
   }

@@ -97,9 +97,15 @@ export class Controls {
     if (span === "all") {
       this.changed({ since: undefined, until: undefined, at: undefined }, true);
     } else if (span) {
-      const { since } = await this.question.ask({ since: `-${span}` }) ?? {};
-      if (since !== undefined) {
-        this.changed({ since: `@${since}`, until: undefined, at: undefined }, true);
+      try {
+        const { since } = await this.question.ask({ since: `-${span}` }) ?? {};
+        if (since !== undefined) {
+          this.complain("since", "");
+          this.changed({ since: `@${since}`, until: undefined, at: undefined }, true);
+        }
+      } catch (failure) {
+        this.fail(failure, "since");
+        this.show(this.state);
       }
     }
   }

@@ -49,21 +49,26 @@ function copyBySelection(text) {
 export function openHelp() {
   const rows = KEYS.map(({ shown, does }) => make("tr", {}, make("th", { scope: "row" },
     ...shown.flatMap((key) => [make("kbd", {}, key), " "])), make("td", {}, does)));
-  openDialog("Keys", make("table", { class: "keys" }, make("tbody", {}, ...rows)),
-    make("p", {}, "In the histogram, drag to zoom, press a bar to go to its time in the list. Since and until take " +
-      "every form of time that the tool takes: 2026-11-21, yesterday 10:00, -2h, @1795000000."),
-    make("p", {}, "A link to this page shows the same again. Spans that are counted back from now, such as -2h, go " +
-      "on with the time; the copied link has the times as they are now."));
+  openDialog("Keyboard shortcuts", make("table", { class: "keys" }, make("tbody", {}, ...rows)),
+    make("p", {}, "In the histogram, drag to zoom, or click a bar to go to its time in the list. Since and Until accept " +
+      "every form of time that the tool accepts: 2026-11-21, yesterday 10:00, -2h, @1795000000."),
+    make("p", {}, "The URL of the page always shows the same view. Relative times in it, such as -2h, move with the " +
+      "clock; Link copies a URL in which they are fixed."));
 }
+
+const STATES = {
+  ok: "No problems found. The log is as its recorder left it.",
+  checking: "The log is still being checked.",
+  missing: "The directory is not there.",
+};
 
 /** What the check of each log finds. */
 export async function openFindings() {
   const { logs } = await ask("findings");
-  const sound = "Nothing is found: the log is as its recorder leaves it.";
   openDialog("State of the logs", ...logs.map(({ log, state, failure, findings }) => make("section", {},
     make("h3", {}, log),
     findings.length ? make("ul", { class: "findings" }, ...findings.map(finding))
-      : make("p", {}, failure ?? (state === "ok" ? sound : state)))));
+      : make("p", {}, failure ?? STATES[state] ?? state))));
 }
 
 function finding({ severity, file, offset, what, advice }) {
@@ -75,7 +80,7 @@ function finding({ severity, file, offset, what, advice }) {
 export function openDownload(filter, total) {
   const { order, ...chosen } = filter;
   const link = (format, text) => make("a", { href: pathOf("download", { ...chosen, format }), download: "" }, text);
-  openDialog("Download", make("p", {}, `${counted(total, "item")} that the filter passes, the oldest first.`),
+  openDialog("Download", make("p", {}, `${counted(total, "item")}, oldest first.`),
     make("p", { class: "choice" }, link("jsonl", "JSON Lines"), link("csv", "CSV")));
 }
 

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // Levels, slots and logs with their numbers of items. What is ticked is shown; where nothing is, everything.
 import { make } from "./dom.js";
-import { listOf } from "./state.js";
+import { chosenOf } from "./state.js";
 import { grouped, levelClass, levelName } from "./text.js";
 
 const KINDS = [["level", "levels", "Levels"], ["slot", "slots", "Slots"], ["log", "logs", "Logs"]];
 
+const choiceOf = (kind, value) => ({ key: String(value[kind]), name: value.name });
+
 export class Facets {
-  /** Calls `chosen(kind, values)` with the values joined by commas. `logClass` is the class of a log's colour. */
+  /** Calls `chosen(kind, value)` with the value that the filter gets. `logClass` is the class of a log's colour. */
   constructor(place, { chosen, logClass }) {
     this.chosen = chosen;
     this.logClass = logClass;
@@ -26,7 +28,7 @@ export class Facets {
     this.answer = answer;
     for (const [kind, members] of KINDS) {
       const part = this.parts[kind];
-      const ticked = new Set(listOf(state[kind]));
+      const ticked = this.tick(kind, state);
       // Of numbers without a name, those that nobody uses are left out.
       const values = answer[members].filter((value) => value.items || value.name || kind === "log" ||
         ticked.has(String(value[kind])));
@@ -38,11 +40,12 @@ export class Facets {
     }
   }
 
-  /** Ticks what a state holds. */
+  /** Ticks what a state holds. Returns the keys of that, also of what has no box. */
   tick(kind, state) {
-    const part = this.parts[kind];
-    const ticked = new Set(listOf(state[kind]));
-    part.boxes.forEach(({ box, name }, key) => { box.checked = ticked.has(key) || ticked.has(name); });
+    const members = this.answer?.[KINDS.find(([name]) => name === kind)[1]] ?? [];
+    const ticked = new Set(chosenOf(state[kind], members.map((value) => choiceOf(kind, value))).map(({ key }) => key));
+    this.parts[kind].boxes.forEach(({ box }, key) => { box.checked = ticked.has(key); });
+    return ticked;
   }
 
   /** Makes all rows anew: colours of logs may be others. */
@@ -78,13 +81,13 @@ export class Facets {
     if (kind !== "slot") {
       box.after(make("span", { class: `swatch ${kind === "level" ? levelClass(value.level) : this.logClass(key)}` }));
     }
-    const made = { row, box, count, name: value.name };
+    const made = { row, box, count };
     part.boxes.set(key, made);
     return made;
   }
 
   changed(kind) {
     const ticked = [...this.parts[kind].boxes].filter(([, { box }]) => box.checked).map(([key]) => key);
-    this.chosen(kind, ticked.join(","));
+    this.chosen(kind, kind === "log" ? ticked : ticked.join(","));
   }
 }

@@ -5,7 +5,6 @@ import { make, say } from "./dom.js";
 import { counted, grouped, lasting, levelName } from "./text.js";
 
 const LEVELS = ["error", "warning", "info", "debug", "other"];
-const BAR = 5; // Pixels of a bar, at least.
 const AXIS = 16;
 const HEADROOM = 14;
 // A single error among thousands of other items has to be seen, too.
@@ -28,11 +27,6 @@ export class Histogram {
     frame.addEventListener("pointercancel", () => this.mark(null));
     frame.addEventListener("pointerleave", () => this.point(null));
     frame.addEventListener("keydown", (event) => this.keyed(event));
-  }
-
-  /** How many buckets have room. */
-  get room() {
-    return Math.min(1000, Math.max(30, Math.floor(this.frame.clientWidth / BAR)));
   }
 
   /** Shows an answer of /api/histogram. */
@@ -58,8 +52,9 @@ export class Histogram {
     const highest = buckets.reduce((most, bucket) => (this.sum(bucket) > this.sum(most) ? bucket : most));
     const errors = buckets.reduce((sum, bucket) => sum + bucket[1], 0);
     return `Histogram: ${counted(total, "item")}, ${counted(errors, "error")}, from ${stampOf(this.begin)} to ` +
-      `${stampOf(this.end - 1)}, in steps of ${lasting(step)}; most, ${grouped(this.sum(highest))}, at ` +
-      `${stampOf(highest[0])}. Arrow keys go through it, with Shift they mark a span, Enter zooms.`;
+      `${stampOf(this.end - 1)}, ${lasting(step)} per bar. The highest bar, at ${stampOf(highest[0])}, has ` +
+      `${counted(this.sum(highest), "item")}. Arrow keys move through the bars, Shift and arrow keys select a range, ` +
+      "Enter zooms in.";
   }
 
   sum(bucket) {
@@ -127,7 +122,7 @@ export class Histogram {
     pen.fillStyle = colour("muted");
     pen.textAlign = "left";
     if (buckets.length) {
-      pen.fillText(`${grouped(most)} in ${lasting(step)}`, 4, 10);
+      pen.fillText(`${grouped(most)} per ${lasting(step)}`, 4, 10);
     }
   }
 
@@ -243,7 +238,7 @@ export class Histogram {
     const bucket = this.by.get(start);
     const counts = LEVELS.map((level, i) => [level, bucket?.[i + 1] ?? 0]).filter(([, number]) => number)
       .map(([level, number]) => `${grouped(number)} ${levelName(-1, level)}`);
-    return `${stampOf(Math.max(start, this.begin))}, ${lasting(this.answer.step)}: ${counts.join(", ") || "nothing"}`;
+    return `${stampOf(Math.max(start, this.begin))}, ${lasting(this.answer.step)}: ${counts.join(", ") || "no items"}`;
   }
 
   /** Shows what is at a place below the pointer, or another text. */
@@ -292,12 +287,12 @@ export class Histogram {
   table(chosen) {
     const { buckets, step } = this.answer;
     const shown = LEVELS.map((_, i) => i + 1).filter((i) => buckets.some((bucket) => bucket[i]));
-    const head = ["from", ...shown.map((i) => LEVELS[i - 1])].map((name) => make("th", { scope: "col" }, name));
+    const head = ["From", ...shown.map((i) => LEVELS[i - 1])].map((name) => make("th", { scope: "col" }, name));
     const zoom = ([start]) => make("button", { type: "button", click: () => chosen(...this.limits([start, start])) },
       stampOf(start));
     const rows = buckets.map((bucket) => make("tr", {}, make("th", { scope: "row" }, zoom(bucket)),
       ...shown.map((i) => make("td", {}, grouped(bucket[i])))));
-    return make("table", {}, make("caption", {}, `Items in steps of ${lasting(step)}`),
+    return make("table", {}, make("caption", {}, `Items per ${lasting(step)}`),
       make("thead", {}, make("tr", {}, ...head)), make("tbody", {}, ...rows));
   }
 }

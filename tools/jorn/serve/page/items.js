@@ -15,12 +15,29 @@ const TAIL = 20;
 /** The time that a cursor names, LOG~TIME~FILE~OFFSET~HASH. */
 const timeOfCursor = (cursor) => Number(cursor.split("~").at(-4));
 
+function wherePlaceIs(filter, place) {
+  if (place.cursor) {
+    return { cursor: place.cursor };
+  }
+  if (place.time !== undefined) {
+    return { time: place.time };
+  }
+  const first = (filter.order === "oldest") === Boolean(place.oldest);
+  // No rank beyond the last item is known yet; the time is beyond all that items can have.
+  return first ? { rank: 0 } : { time: filter.order === "oldest" ? 2 ** 32 - 1 : 0 };
+}
+
+/** What is asked of /api/items to open the list of a filter at a place. */
+export const openingOf = (filter, place) => ({ ...filter, ...wherePlaceIs(filter, place), before: AROUND,
+  after: AROUND });
+
 export class Items {
   /** Calls `changed()` when items have arrived, `lost()` when the view is no longer in the log, `failed(error)`. */
   constructor({ changed, lost, failed }) {
     this.changed = changed;
     this.lost = lost;
     this.failed = failed;
+    this.opening = new Question("items");
     this.question = new Question("items");
     this.clear();
   }
@@ -28,8 +45,9 @@ export class Items {
   clear() {
     this.kept = new Map();
     this.outdated = new Set();
-    this.from = this.shown = this.known = 0;
+    this.from = this.shown = this.known = this.counted = 0;
     this.pending = null;
+    this.isChecking = false;
   }
 
   get length() {
@@ -74,28 +92,17 @@ export class Items {
    * meanwhile.
    */
   async open(filter, place = {}) {
-    const where = this.placeOf(filter, place);
-    const answer = await this.question.ask({ ...filter, ...where, before: AROUND, after: AROUND });
+    this.question.cancel();
+    const answer = await this.opening.ask(openingOf(filter, place));
     if (!answer) {
       return null;
     }
     this.clear();
     this.filter = filter;
-    this.shown = this.known = answer.total;
+    this.revision = answer.revision;
+    this.shown = this.known = this.counted = answer.total;
     answer.items.forEach((item, i) => this.kept.set(this.numberAt(answer.rank + i), item));
     return { number: this.placed(answer, place), position: answer.position };
-  }
-
-  placeOf(filter, place) {
-    if (place.cursor) {
-      return { cursor: place.cursor };
-    }
-    if (place.time !== undefined) {
-      return { time: place.time };
-    }
-    const first = (filter.order === "oldest") === Boolean(place.oldest);
-    // No rank beyond the last item is known yet; the time is beyond all that items can have.
-    return first ? { rank: 0 } : { time: filter.order === "oldest" ? 2 ** 32 - 1 : 0 };
   }
 
   placed(answer, place) {
@@ -134,19 +141,30 @@ export class Items {
   }
 
   async fetch(low, high) {
+    if (this.opening.open) {
+      return; // All this will be gone when that has been answered.
+    }
     const anchor = this.anchor();
     if (anchor === undefined) {
       this.lost();
       return;
     }
-    const pending = (this.pending = { low, high, anchor, filter: this.filter });
     const rank = this.newestFirst ? this.known - 1 - high : low - this.from;
+    const answer = await this.ask({ low, high }, { rank: Math.max(0, rank), after: high - low + 1,
+      anchor: this.kept.get(anchor).cursor });
+    if (answer) {
+      this.take(answer, anchor);
+    }
+  }
+
+  /** Asks for items of the filter; returns nothing when that has failed, or something else was asked meanwhile. */
+  async ask(pending, where) {
+    this.pending = pending;
     try {
-      const answer = await this.question.ask({ ...this.filter, rank: Math.max(0, rank), after: high - low + 1,
-        anchor: this.kept.get(anchor).cursor });
+      const answer = await this.question.ask({ ...this.filter, ...where });
       if (answer && this.pending === pending) {
         this.pending = null;
-        this.take(answer, anchor);
+        return answer;
       }
     } catch (failure) {
       if (this.pending === pending) {
@@ -154,6 +172,7 @@ export class Items {
         this.failed(failure);
       }
     }
+    return null;
   }
 
   /** The number of an item by which ranks are compared: the newest one that is kept and in its place. */
@@ -174,9 +193,17 @@ export class Items {
     }
     const sign = this.newestFirst ? -1 : 1;
     const numberOf = (rank) => anchor + sign * (rank - answer.anchor_rank);
+    if (this.isChecking && this.isOther(answer, numberOf)) {
+      this.lost();
+      return;
+    }
+    this.isChecking = false;
+    this.revision = answer.revision;
     this.from = this.newestFirst ? numberOf(answer.total - 1) : numberOf(0);
-    this.shown = Math.max(this.shown, this.from);
-    this.known = Math.max(this.known, this.shown);
+    this.counted = this.from + answer.total;
+    this.known = Math.max(this.known, this.from);
+    // Where all that was shown has gone, nobody is disturbed by what has come since.
+    this.shown = this.shown > this.from ? this.shown : this.known;
     answer.items.forEach((item, i) => {
       this.kept.set(numberOf(answer.rank + i), item);
       this.outdated.delete(numberOf(answer.rank + i));
@@ -184,12 +211,50 @@ export class Items {
     this.changed();
   }
 
-  /** Learns from where on items are left, after the ring has moved on. */
-  refresh() {
-    if (this.filter && this.kept.size && !this.pending) {
-      const number = this.known - 1;
-      this.fetch(number, number);
+  /** Whether an answer has other items where some are kept. */
+  isOther({ items, rank }, numberOf) {
+    return items.some(({ cursor }, i) => (this.kept.get(numberOf(rank + i)) ?? { cursor }).cursor !== cursor);
+  }
+
+  /**
+   * Whether nothing but new items can have come about, by what a `change` of the stream says. Right after the items
+   * were asked for, the same total says that: what else changes then is what the check has found.
+   */
+  isUpToDate({ total, items_lost: lost, revision }, isFirst) {
+    return !lost && (isFirst || revision === this.revision) && total === this.known - this.from;
+  }
+
+  /**
+   * Reads again what is shown, from a number to another, after items may have left the log or come back to it. All
+   * else that is kept is read again when it is wanted.
+   */
+  check(low, high) {
+    if (!this.filter || this.opening.open) {
+      return;
     }
+    const anchor = this.anchor();
+    if (anchor === undefined) {
+      this.lookForAny();
+      return;
+    }
+    this.isChecking = true;
+    this.kept.forEach((_, number) => number !== anchor && this.outdated.add(number));
+    this.fetch(Math.max(this.from, low - AROUND), Math.min(this.known - 1, high + AROUND));
+  }
+
+  async lookForAny() {
+    const answer = await this.ask({ low: 0, high: 0 }, { rank: 0, after: 1 });
+    if (answer) {
+      this.revision = answer.revision;
+      if (answer.total !== this.known - this.from) {
+        this.lost();
+      }
+    }
+  }
+
+  /** Whether the server has counted newer items than the stream has brought. */
+  get isBehind() {
+    return this.counted > this.known;
   }
 
   /** Takes items that the stream has brought, the older first. They are counted, and shown by show(). */

@@ -12,13 +12,15 @@ import { Histogram } from "./histogram.js";
 import { Items } from "./items.js";
 import { listenToKeys } from "./keyboard.js";
 import { List } from "./list.js";
+import { countingOf } from "./first.js";
 import { fillRow } from "./row.js";
-import { filterOf, History, isFiltered, sameFilter } from "./state.js";
+import { filterOf, History, isFiltered, isFollowing, placeOf, sameFilter } from "./state.js";
 import { Stream } from "./stream.js";
 import { counted, lasting, sized } from "./text.js";
 
 const LOG_COLOURS = 8;
 const RETRY = 1000;
+const BRINGING = 2000;
 
 class Page {
   constructor() {
@@ -41,6 +43,7 @@ class Page {
     this.relocate = coalesced(100, () => this.load(this.here()));
     this.countsSoon = coalesced(1000, () => this.refreshCounts());
     this.logsSoon = coalesced(1000, () => this.refreshLogs());
+    this.checkAgain = coalesced(BRINGING, () => this.checkStream());
     this.drawSoon = coalesced(0, () => this.drawItems());
     this.controls = new Controls((values, push) => this.actions.filter(values, push));
     this.history = new History((state, before) => this.changed(state, before));
@@ -99,13 +102,11 @@ class Page {
   }
 
   get following() {
-    return this.state.follow !== "0";
+    return isFollowing(this.state);
   }
 
-  /** Where the state says that the list is. */
   place() {
-    const { at, order } = this.state;
-    return at ? { cursor: at } : { oldest: order === "oldest" && !this.following };
+    return placeOf(this.state);
   }
 
   /** Where the list is now. */
@@ -142,6 +143,7 @@ class Page {
   opened(place, { number, position }, offset) {
     this.notice("");
     this.position = position;
+    this.isFresh = true;
     this.stream.close();
     if (number !== undefined) {
       this.list.open(number, offset, this.state.wrap === "1");
@@ -160,7 +162,7 @@ class Page {
     if (failure.status === 410) {
       this.history.keep({ at: undefined });
       this.load(failure.near ? { cursor: failure.near } : {})
-        .then(() => this.brief("That item is no longer in the log: the one nearest in time is shown."));
+        .then(() => this.brief("That item is no longer in the log. Showing the one closest in time."));
     } else if (failure.status === 400 && failure.parameter) {
       this.items.clear();
       this.items.filter = filterOf(this.state);
@@ -179,7 +181,7 @@ class Page {
       throw failure;
     }
     this.notice(failure.status === 401
-      ? "The server no longer takes this page's token: open the URL that it has printed." : failure.message);
+      ? "The server no longer accepts this page's token. Open the URL that it printed." : failure.message);
   }
 
   notice(text) {
@@ -202,7 +204,7 @@ class Page {
         throw failure;
       }
     };
-    this.counts.histogram.ask({ ...this.histogramSpan(), ...filter, buckets: this.histogram.room })
+    this.counts.histogram.ask({ ...this.histogramSpan(), ...countingOf(filter) })
       .then((answer) => answer && this.showHistogram(answer)).catch(ignore);
     this.counts.facets.ask(filter).then((answer) => answer && this.facets.show(answer, this.state)).catch(ignore);
   }
@@ -230,7 +232,7 @@ class Page {
     byId("summary").replaceChildren(...(total || this.state.since || this.state.until
       ? [make("span", { class: "span" }, `${stampOf(since)} to ${stampOf(until)}`),
         make("span", { class: "more" },
-          `${lasting(until - since + 1)}, ${counted(total, "item")}, a bar is ${lasting(step)}`)]
+          `${lasting(until - since + 1)}, ${counted(total, "item")}, ${lasting(step)} per bar`)]
       : ["No items."]));
   }
 
@@ -239,7 +241,7 @@ class Page {
       const answer = await ask("logs");
       const { logs, version } = answer;
       this.takeLogs(answer);
-      byId("help").title = `Keys and help (?), jorn ${version}`;
+      byId("help").title = `Keyboard shortcuts and help (?), jorn ${version}`;
       document.title = `${logs.map(({ log }) => log).join(", ")} - jorn`;
       byId("grid").classList.toggle("several", logs.length > 1);
       this.showBadges();
@@ -281,7 +283,7 @@ class Page {
   }
 
   showBadge(badge, { log, path, items, bytes, state, findings }) {
-    const text = state === "ok" ? "sound" : findings ? counted(findings, "finding") : state;
+    const text = state === "ok" ? "OK" : findings ? counted(findings, "finding") : state;
     badge.title = `${path}: ${counted(items, "item")}, ${sized(bytes)}`;
     if (badge.textContent !== `${log} ${text}`) {
       badge.className = `badge ${state}`;
@@ -332,7 +334,7 @@ class Page {
     }
     byId("empty").hidden = length > 0;
     if (!length) {
-      this.empty(isFiltered(this.state) ? "No item passes the filter." : "No items yet.");
+      this.empty(isFiltered(this.state) ? "No items match the filter." : "No items yet.");
     }
   }
 
@@ -441,19 +443,34 @@ class Page {
       this.drawSoon();
       this.countsSoon();
     } else if (type === "change") {
-      if (data.items_lost) {
-        this.items.refresh();
+      if (!this.items.isUpToDate(data, this.isFresh)) {
+        this.checkItems();
         this.countsSoon();
       }
+      this.isFresh = false;
       this.logsSoon();
     } else if (type === "gone") {
       this.relocate();
     }
   }
 
+  /** After items may have left the log, or have come back to it. */
+  checkItems() {
+    const view = this.list.anchor && this.items.length ? this.list.inView() : [0, 0];
+    this.items.check(Math.min(...view), Math.max(...view));
+    this.checkAgain();
+  }
+
+  /** What the server has counted comes by the stream soon; else it is nothing new, but has come back to the log. */
+  checkStream() {
+    if (this.stream.closing && this.items.isBehind) {
+      this.relocate();
+    }
+  }
+
   /** Shows how the connection is; `detail` is the status where it was refused. */
   connected(name, detail) {
-    const texts = { live: "Live", paused: "Paused", broken: "Connection lost, trying again", refused: "Refused" };
+    const texts = { live: "Live", paused: "Paused", broken: "Connection lost, retrying", refused: "Connection refused" };
     const button = byId("connection");
     const before = button.dataset.state;
     button.dataset.state = name;

@@ -96,6 +96,11 @@ export class List {
       this.clearRows();
       return;
     }
+    if (this.exact && this.height <= this.viewHeight) {
+      // Nothing to scroll: it stays at the end where new items come when it gets longer.
+      this.stuck = true;
+      this.ended = false;
+    }
     this.hold();
     this.draw();
     this.settle();
@@ -207,7 +212,7 @@ export class List {
     }
     this.top = top;
     this.stuck = false;
-    this.ended = top >= this.height - this.viewHeight - 1;
+    this.ended = top > 0 && top >= this.height - this.viewHeight - 1;
     this.follow(top, distance);
     this.draw();
     if (!this.exact) {

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+// Asks for what the first screen shows while the rest of the page is still on its way.
+import { askEarly } from "./api.js";
+import { openingOf } from "./items.js";
+import { filterOf, fromQuery, placeOf } from "./state.js";
+
+// Pixels of a bar of the histogram, about. Its own width is not known before the style is there.
+const BAR = 5;
+
+/** What is asked of /api/histogram for a filter. */
+export const countingOf = (filter) => ({ ...filter,
+  buckets: Math.min(1000, Math.max(30, Math.floor(innerWidth / BAR))) });
+
+const state = fromQuery(location.search);
+const filter = filterOf(state);
+askEarly("items", openingOf(filter, placeOf(state)));
+askEarly("histogram", countingOf(filter));
+askEarly("logs");
+askEarly("facets", filter);
