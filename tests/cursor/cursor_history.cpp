@@ -120,7 +120,7 @@ private:
     void happen() {
         switch (pick(0, 24)) {
             case 0:
-                return ring_->clear();
+                return pick(0, 3) == 0 ? ring_->clearSilently() : ring_->clear();
             case 1:
                 return ring_->restart();
             case 2:

@@ -107,6 +107,9 @@ void WrittenRing::begin(int number) {
 }
 
 void WrittenRing::add(const std::string &text) {
+    if (std::exchange(isToBegin_, false) || files_.count(latest_) == 0) {
+        begin(latest_);
+    }
     WrittenFile &file = files_[latest_];
     const auto items =
         std::count_if(file.begin(), file.end(), [](const WrittenLine &line) { return line.id >= 0; });
@@ -137,14 +140,22 @@ void WrittenRing::append(int count) {
 }
 
 void WrittenRing::clear() {
+    isToBegin_ = false;
     latest_ = oldest_ = (latest_ + 1) % size_;
     begin(latest_);
     add(kCleared);
     writeChanged();
 }
 
+void WrittenRing::clearSilently() {
+    latest_ = oldest_ = (latest_ + 1) % size_;
+    isToBegin_ = true;
+    writeChanged();
+}
+
 /// A device without a clock begins with the same time and the same texts each time, after a clearing.
 void WrittenRing::restart() {
+    isToBegin_ = false;
     if (!hasClock_) {
         time_ = 0;
         const bool isFirst = files_[latest_].empty();

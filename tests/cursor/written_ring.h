@@ -31,6 +31,8 @@ public:
 
     void append(int count);
     void clear();
+    /// Without an item that says so: what was in the next file stays in view until it is started afresh.
+    void clearSilently();
     void restart();
     /// Loses so many of the newest items, as a power cut may, and starts again. False where damage is so near
     /// that nobody can tell what was lost.
@@ -105,6 +107,7 @@ private:
     int oldest_ = 0;
     int latest_ = 0;
     bool hasIndex_ = true;
+    bool isToBegin_ = false;  ///< The newest file, with the next item.
 };
 
 }  // namespace test

@@ -109,34 +109,46 @@ private:
         }
     }
 
-    /// After items that are gone: the nearest ones that are surely there.
     std::optional<MovedItems> nextRun() const {
+        const auto next = nextRun([this](const MovedItems &run) { return isSure(run); });
+        return next ? next : nextRun([this](const MovedItems &run) { return isByClock(run); });
+    }
+
+    /// After items that are gone: the nearest ones that are surely there.
+    template <class IsSure>
+    std::optional<MovedItems> nextRun(const IsSure &isSure) const {
         for (uint64_t known = std::max(knownAt_, firstSingle()); known < known_.sum.items; ++known) {
             const uint64_t farthest = std::min(size_, now_ + (known - knownAt_) + 1);
             for (uint64_t now = now_; now < farthest; ++now) {
-                const uint64_t items = equalItems(known, now);
-                if (isSure(known, now, items)) {
-                    return MovedItems{known, now, items};
+                const MovedItems run = {known, now, equalItems(known, now)};
+                if (run.count > 0 && isSure(run)) {
+                    return run;
                 }
             }
         }
         return std::nullopt;
     }
 
+    /// With the times of a clock, items were not written again after a power cut.
+    bool isByClock(const MovedItems &run) const {
+        return run.now == now_ && isOfClock(table_.times[static_cast<size_t>(run.now)]);
+    }
+
     /// A few items may be there again by chance, written after a power cut. They are the known ones where
     /// damage is seen at which others were lost, where they go on to the last known one, and where most of
     /// their neighbours are in the same places.
-    bool isSure(uint64_t known, uint64_t now, uint64_t items) const {
+    bool isSure(const MovedItems &run) const {
         constexpr uint64_t kFew = 3;
-        if (items == 0 || items >= kFewest) {
-            return items > 0;
+        const bool isDamagedHere = isDamaged(now_, run.now);
+        if (run.count >= kFewest) {
+            return true;
         }
-        const bool isDamagedHere = isDamaged(now_, now);
-        if (now == now_) {
-            return isDamagedHere || reachesEnd(known, now);
+        if (run.now == now_) {
+            return isDamagedHere || reachesEnd(run.known, run.now);
         }
-        const bool isInPlace = now - now_ == known - knownAt_;
-        return (isInPlace && isMostlyEqual()) || (isDamagedHere && items >= kFew && reachesEnd(known, now));
+        const bool isInPlace = run.now - now_ == run.known - knownAt_;
+        return (isInPlace && isMostlyEqual()) ||
+               (isDamagedHere && run.count >= kFew && reachesEnd(run.known, run.now));
     }
 
     /// Whether most of the items that are left are in the same places.

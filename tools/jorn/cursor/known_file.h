@@ -53,6 +53,13 @@ inline uint64_t blocksOf(uint64_t items) {
     return whole > 0 ? whole - 1 : 0;
 }
 
+/// Whether an item has the time of a clock that was set. A device without one starts at 1970 each time, and
+/// may write the same items again.
+inline bool isOfClock(uint32_t time) {
+    constexpr uint32_t kYear = 31536000;
+    return time >= kYear;
+}
+
 struct KnownFile {
     int number = -1;         ///< In the name that it had.
     FileSum sum;             ///< Its first items; at least one, unless it is unread.

@@ -49,8 +49,12 @@ bool LogFiles::isInView(int number) const {
 int LogFiles::age(int number) const {
     const int position = view_.plan().moveTable[number];
     const int size = view_.ringSize();
-    return position >= 0 && position < size ? jorn::ringPosition(size, view_.plan().latest - position)
-                                            : size + number;
+    const int newest = view_.plan().latest - (isToBegin_ ? 1 : 0);
+    return position >= 0 && position < size ? jorn::ringPosition(size, newest - position) : size + number;
+}
+
+bool LogFiles::mayBeToBegin() const {
+    return view_.ringSize() > 1 && view_.plan().oldest == view_.plan().latest;
 }
 
 int LogFiles::ofAge(int age) const {
@@ -96,6 +100,8 @@ void LogFiles::openOutOfView() {
             RingFile &file = outOfView_.emplace_back();
             file.number = file.position = number;
             file.path = view_.directory().pathOf(dataFileName(number));
+            // After a clearing, a writer may still append to the file that was the newest.
+            file.isNewest = !view_.files().empty() && number == ofAge(age(view_.files().front().number) + 1);
             openRingFile(view_.directory(), &file, &ignored);
         }
     }

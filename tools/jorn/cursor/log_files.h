@@ -39,6 +39,11 @@ public:
     /// that it is in. A number that has no place in the ring is older than all of it: nobody writes there.
     int age(int number) const;
 
+    /// Whether the log was cleared, so that the writer may still have to start the newest file afresh.
+    bool mayBeToBegin() const;
+    /// Takes it that it has, and that file for the oldest one, or not.
+    void assumeToBegin(bool isToBegin) { isToBegin_ = isToBegin; }
+
     /// The number of the file of an age; -1 where there is none.
     int ofAge(int age) const;
 
@@ -48,6 +53,9 @@ public:
     /// Whether the writer started a file afresh while this read it.
     bool isOvertaken() const;
 
+    /// Whether only a part of a file could be read.
+    bool wasFailing(const RingFile &file) { return table(file).end == FileEnd::Failed; }
+
     /// Whether there is a file of that number which cannot be read to its end.
     bool isUnreadable(int number);
 
@@ -55,6 +63,7 @@ private:
     void openOutOfView();
 
     RingView view_;
+    bool isToBegin_ = false;
     bool hasOpenedAll_ = false;
     std::list<RingFile> outOfView_;
     std::map<int, ItemTable> tables_;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "cursor/log_pull.h"
 
+#include <limits.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -104,6 +106,7 @@ bool LogPull::goOnInEpoch() {
 }
 
 void LogPull::goOn(const Recognition &found) {
+    files_.assumeToBegin(found.isToBegin);
     updateKnown(found);
     chooseWalk(found.number);
 }
@@ -141,23 +144,44 @@ void LogPull::updateNewest(const KnownFile &known, const FileMatch &match) {
     }
 }
 
-/// The writer has started it afresh, unless its index was lost, and it has gone on elsewhere. Few items may
-/// be the same by chance. One that cannot be read now will be read from its begin.
+/// The writer has started it afresh, unless it has been cleared and nothing was stored since, or its index
+/// was lost. Few items may be the same by chance. One that cannot be read now will be read from its begin.
 void LogPull::updateNewer(const KnownFile &known) {
     const RingFile *const file = files_.numbered(known.number);
-    const bool isAsItWas =
-        file != nullptr && known.sum.items >= kProof && beginsWith(files_.table(*file), known.sum);
-    if (!isAsItWas) {
+    const bool isProof = known.sum.items >= kProof || isOfClock(known.time);
+    if (file != nullptr && isProof && beginsWith(files_.table(*file), known.sum)) {
+        former_[known.number] = known.sum.items;
+    } else if (file != nullptr && isProof && likenessOf(known, files_.table(*file)) == Likeness::Same) {
+        keepDamaged(*file);
+    } else {
         noteGone(known);
         reached_.current().forget(known.number);
     }
 }
 
+/// All that is left of it was known.
+void LogPull::keepDamaged(const RingFile &file) {
+    KnownFile *const known = reached_.current().file(file.number);
+    const uint64_t items = files_.table(file).hashes.size();
+    noteDamaged(file, known->numbered.count(ItemState::Pending));
+    known->numbered = {};
+    known->numbered.set({0, items, 0, ItemState::LeftOut});
+    trackOf(files_.table(file), items).describe(known);
+    former_[file.number] = items;
+}
+
 void LogPull::updateOpen(const KnownFile &known) {
     const RingFile *const file = files_.isUnreadable(known.number) ? nullptr : files_.numbered(known.number);
-    const auto match = file != nullptr ? matchFile(known, files_.table(*file)) : std::nullopt;
-    if (match) {
+    if (file == nullptr) {
+        return;
+    }
+    if (const auto match = matchFile(known, files_.table(*file))) {
         adopt(*file, *match);
+    } else if (known.isUnread) {
+        adopt(*file, matchLostFile(known, files_.table(*file)));
+    } else {
+        noteDamaged(*file, known.numbered.count(ItemState::Pending));
+        reached_.current().file(known.number)->numbered.change(ItemState::Pending, ItemState::LeftOut);
     }
 }
 
@@ -180,8 +204,8 @@ void LogPull::adopt(const RingFile &file, const FileMatch &match) {
     }
 }
 
-/// What is in view and not done with; and what was put out of view, but is pending, could not be read, or came
-/// after the newest known file.
+/// What is in view and not done with; and what was put out of view, but is pending, could not be read, or
+/// came after the newest known file.
 void LogPull::chooseWalk(int newest) {
     const std::vector<RingFile> &files = files_.view().files();
     const auto isOpen = [&](int number) {
@@ -199,14 +223,14 @@ void LogPull::chooseWalk(int newest) {
             noteUnreadable(number);
         }
     }
-    std::sort(walk_.begin(), walk_.end(), [this](const RingFile *a, const RingFile *b) {
-        return files_.age(a->number) > files_.age(b->number);
-    });
     for (const RingFile &file : files) {
         if (!isDone(file.number, newest)) {
             walk_.push_back(&file);
         }
     }
+    std::sort(walk_.begin(), walk_.end(), [this](const RingFile *a, const RingFile *b) {
+        return files_.age(a->number) > files_.age(b->number);
+    });
 }
 
 /// A file before the newest known one has got no items since that was known.
@@ -377,9 +401,11 @@ void LogPull::noteEnd(const RingFile &file, FileEnd end) {
     if (known == nullptr || !std::exchange(known->isUnread, false)) {
         return;
     }
-    const uint64_t items = tracked_ == &file ? track_.items() : known->sum.items;
-    known->numbered.cut(items);
-    if (items == 0) {
+    if (tracked_ == &file) {
+        track_.describe(known);
+    }
+    known->numbered.cut(known->sum.items);
+    if (known->sum.items == 0) {
         numbering.forget(file.number);
     }
 }
@@ -392,6 +418,10 @@ void LogPull::noteUnreadable(int number) {
 FileEnd LogPull::readFile(const RingFile &file, const std::function<bool(const Line &)> &take) {
     const KnownFile *const known = reached_.current().file(file.number);
     const uint64_t items = known != nullptr ? known->numbered.firstOpen() : 0;
+    const bool isPart = files_.wasFailing(file);
+    if (known != nullptr && known->sum.items > 0 && isPart && !beginsWith(files_.table(file), known->sum)) {
+        return FileEnd::Failed;  // Nobody knows which of its items these are.
+    }
     if (items > 0 && files_.table(file).hashes.size() < items) {
         return FileEnd::Failed;
     }
@@ -457,7 +487,8 @@ uint64_t LogPull::nextNumber() {
 void LogPull::reserveForUnread() {
     Numbering &numbering = reached_.current();
     for (KnownFile &known : numbering.files) {
-        if (known.isUnread && known.number != tracked_->number && !known.numbered.has(ItemState::Reserved)) {
+        const bool isEarlier = files_.age(known.number) > files_.age(tracked_->number);
+        if (known.isUnread && isEarlier && !known.numbered.has(ItemState::Reserved)) {
             constexpr uint64_t kFile = jorn::kCsvItemMax;
             const uint64_t items = known.sum.items;
             const uint64_t most = std::max<uint64_t>(1, kFile - std::min(kFile, items));
@@ -483,15 +514,20 @@ LogCursor LogPull::reached() const {
     return reached;
 }
 
+/// A file that the writer will start afresh next is the oldest one until it has got items.
 void LogPull::putInOrder(Numbering *numbering) const {
+    const auto age = [this](const KnownFile &known) {
+        const auto former = former_.find(known.number);
+        const bool isFormer = former != former_.end() && former->second == known.sum.items;
+        return isFormer ? INT_MAX : files_.age(known.number);
+    };
     std::stable_sort(numbering->files.begin(), numbering->files.end(),
-                     [this](const KnownFile &a, const KnownFile &b) {
-                         return files_.age(a.number) > files_.age(b.number);
-                     });
+                     [&age](const KnownFile &a, const KnownFile &b) { return age(a) > age(b); });
 }
 
 void LogPull::settle() {
     describeTracked(&reached_.current());
+    putInOrder(&reached_.current());
     reached_ = arrived(reached_);
 }
 

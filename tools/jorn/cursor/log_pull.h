@@ -10,6 +10,7 @@
 #include <stdint.h>
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -69,6 +70,7 @@ private:
     void updateKnown(const Recognition &found);
     void updateNewest(const KnownFile &known, const FileMatch &match);
     void updateNewer(const KnownFile &known);
+    void keepDamaged(const RingFile &file);
     void updateOpen(const KnownFile &known);
     void adopt(const RingFile &file, const FileMatch &match);
     void chooseWalk(int newest);
@@ -92,6 +94,7 @@ private:
     std::string stamp_;  ///< Of what is being read.
     LogCursor reached_;
     std::vector<const RingFile *> walk_;  ///< The files to be read.
+    std::map<int, uint64_t> former_;  ///< Files as they were that the writer has come to, and their items.
     FileTrack track_;
     const RingFile *tracked_ = nullptr;  ///< The file of the track.
     uint64_t badLines_ = 0;              ///< Since the last item.

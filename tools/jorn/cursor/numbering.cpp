@@ -21,12 +21,14 @@ void changeState(LogCursor *cursor, ItemState from, ItemState to) {
 /// What became of each item matters where some may still have to be sent, and where others may have come
 /// since.
 void dropDetails(Numbering *numbering) {
-    constexpr size_t kNewest = 2;
     std::vector<KnownFile> &files = numbering->files;
-    for (size_t i = 0; i + kNewest < files.size(); ++i) {
-        if (!files[i].isOpen()) {
-            files[i].shape.blocks.clear();
-            files[i].shape.last.clear();
+    const auto newest =
+        std::find_if(files.rbegin(), files.rend(), [](const KnownFile &known) { return known.isNumbered(); });
+    const auto kept = newest == files.rend() ? newest : newest + 1;
+    for (auto file = kept == files.rend() ? kept : kept + 1; file != files.rend(); ++file) {
+        if (!file->isOpen()) {
+            file->shape.blocks.clear();
+            file->shape.last.clear();
         }
     }
 }

@@ -15,7 +15,7 @@ namespace tool {
 /// One epoch of a log: each of its items has a number, from 1, rising with its place.
 struct Numbering {
     uint64_t epoch = 0;            ///< Microseconds since 1970 when it began.
-    uint64_t highest = 0;          ///< Number that an item has got.
+    uint64_t highest = 0;          ///< Number that an item has got, or that was passed over or reserved.
     int ringSize = 1;              ///< When the files had their numbers.
     std::vector<KnownFile> files;  ///< One for each data file, as they follow each other in the ring.
 

@@ -10,7 +10,8 @@
 namespace tool {
 namespace {
 
-/// A file that is not where it was must have more than the few items with which any may begin.
+/// A file that is not where it was must have more than the few items with which any may begin, unless others
+/// prove it.
 constexpr uint64_t kFewest = 8;
 
 /// Items for and against the newest file's being where it is supposed.
@@ -53,14 +54,12 @@ public:
 private:
     template <class IsEnough>
     std::optional<Recognition> findElsewhere(const IsEnough &isEnough) {
-        if (newest_.sum.items < kFewest) {
-            return std::nullopt;
-        }
         for (const RingFile *const file : files_.all()) {
             const bool isOther = file->number != newest_.number;
             const auto match = isOther ? matchFile(newest_, files_.table(*file)) : std::nullopt;
             if (match && isEnough(*match)) {
-                if (auto found = judged(file->number, *match)) {
+                auto found = judged(file->number, *match);
+                if (found && (match->found >= kFewest || found->weight >= kProof)) {
                     return found;
                 }
             }
@@ -82,7 +81,7 @@ private:
         const Evidence others = evidenceFrom(number, numbers);
         const uint64_t agreeing = match.found + others.agreeing;
         return isEnough(agreeing, others.differing)
-                   ? std::optional(Recognition{number, match, agreeing, numbers})
+                   ? std::optional(Recognition{number, match, agreeing, false, numbers})
                    : std::nullopt;
     }
 
@@ -172,7 +171,20 @@ private:
 
 std::optional<Recognition> recognise(LogFiles *files, const Numbering &numbering) {
     const KnownFile *const newest = numbering.newest();
-    return newest == nullptr ? std::nullopt : Recogniser(files, numbering, *newest).run();
+    if (newest == nullptr) {
+        return std::nullopt;
+    }
+    for (const bool isToBegin : {false, true}) {
+        files->assumeToBegin(isToBegin);
+        auto found =
+            isToBegin && !files->mayBeToBegin() ? std::nullopt : Recogniser(files, numbering, *newest).run();
+        if (found) {
+            found->isToBegin = isToBegin;
+            return found;
+        }
+    }
+    files->assumeToBegin(false);
+    return std::nullopt;
 }
 
 }  // namespace tool

@@ -28,6 +28,7 @@ struct Recognition {
     int number = -1;           ///< Of the data file that is the newest known one.
     FileMatch match;           ///< What it holds of it.
     uint64_t weight = 0;       ///< Items that were found again, as far as was looked.
+    bool isToBegin = false;    ///< The writer has still to start the newest file afresh.
     std::vector<int> numbers;  ///< Of each known file, in their order, where it is now; -1 where it is gone.
 };
 
