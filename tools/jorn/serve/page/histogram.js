@@ -82,10 +82,17 @@ export class Histogram {
     this.draw();
   }
 
+  /** Draws all of it with the next frame, once for all that has changed till then. */
   draw() {
-    if (!this.answer) {
-      return;
+    if (this.answer) {
+      this.frameAsked ||= requestAnimationFrame(() => {
+        this.frameAsked = 0;
+        this.paint();
+      });
     }
+  }
+
+  paint() {
     const { clientWidth: width, clientHeight: height } = this.frame;
     const ratio = devicePixelRatio;
     this.canvas.width = width * ratio;

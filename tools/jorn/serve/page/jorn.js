@@ -470,7 +470,8 @@ class Page {
 
   /** Shows how the connection is; `detail` is the status where it was refused. */
   connected(name, detail) {
-    const texts = { live: "Live", paused: "Paused", broken: "Connection lost, retrying", refused: "Connection refused" };
+    const texts = { live: "Live", paused: "Paused", broken: "Connection lost, retrying",
+      refused: "Connection refused" };
     const button = byId("connection");
     const before = button.dataset.state;
     button.dataset.state = name;
