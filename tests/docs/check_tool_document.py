@@ -5,9 +5,9 @@
 JORN are the words that start the tool. The lines of each block ```console that begin with "$ " are run, one after the
 other, in a folder with the SAMPLES; each must print what follows it, standard error included, and end with exit code 0
 or with the one in a last line "[exit code N]". "TIME" stands for a time of the machine's clock, and paths are seen from
-the folder. Then each row of the table of
-other programs' options is run, and what it prints is compared with what the other program prints, where it can be run
-on the same input, or with what the row claims. A row that has no such comparison here is an error.
+the folder. Then each row of the table of other programs' options in coming-from.md, beside DOCUMENT, is run, and what
+it prints is compared with what the other program prints, where it can be run on the same input, or with what the row
+claims. A row that has no such comparison here is an error.
 """
 import json
 import os
@@ -281,13 +281,15 @@ def main():
     if len(sys.argv) < 4:
         print(__doc__, file=sys.stderr)
         return 2
-    text = pathlib.Path(sys.argv[1]).read_text(encoding="utf-8")
+    document = pathlib.Path(sys.argv[1])
+    text = document.read_text(encoding="utf-8")
+    table = document.with_name("coming-from.md").read_text(encoding="utf-8")
     with tempfile.TemporaryDirectory(prefix="jt") as name:
         folder = pathlib.Path(name, "w")
         shutil.copytree(sys.argv[2], folder)
         shell = Shell(folder, [os.path.abspath(word) if "/" in word else word for word in sys.argv[3:]])
         problems = check_examples(shell, text)
-        of_table, rows = check_table(shell, text)
+        of_table, rows = check_table(shell, table)
     problems += of_table
     print("\n".join(problems) or f"{len(BLOCK.findall(text))} examples and {rows} rows, as the tool answers")
     return 1 if problems else 0

@@ -143,7 +143,7 @@ def main():
         check.values()
         if (folder / "harm").exists():
             check.problems.append("a name of a level was run as a command")
-    print("\n".join(check.problems) or f"{check.asked} lines, completed as the tool tells")
+    print("\n".join(check.problems) or f"{check.asked} lines, completed as --help lists")
     return 1 if check.problems else 0
 
 

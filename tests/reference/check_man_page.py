@@ -57,7 +57,7 @@ def compare(what, page, tool):
     problems += [f"{what}: {name} is no option of the tool" for name in sorted(set(page) - set(tool))]
     if not problems and page != tool:
         problems.append(f"{what}: the page has another order than --help: {page} and {tool}")
-    return problems if tool else [f"{what}: --help tells no option"]
+    return problems if tool else [f"{what}: --help lists no option"]
 
 
 def variables(folder):
@@ -79,10 +79,10 @@ def main():
     lines = rendered(page)
     top = run(*jorn, "--help")
     problems = compare("jorn", options_of_page(section(lines, "DESCRIPTION")), options_of_help(top))
-    told = [line.split()[1] for line in section(lines, "COMMANDS") if re.match(r"   jorn \S+$", line)]
-    if told != commands(top) or not told:
-        problems.append(f"commands of the page: {told}; of the tool: {commands(top)}")
-    for name in set(told) & set(commands(top)):
+    listed = [line.split()[1] for line in section(lines, "COMMANDS") if re.match(r"   jorn \S+$", line)]
+    if listed != commands(top) or not listed:
+        problems.append(f"commands of the page: {listed}; of the tool: {commands(top)}")
+    for name in set(listed) & set(commands(top)):
         of_page = options_of_page(section(lines, f"   jorn {name}"))
         problems += compare(f"jorn {name}", of_page, options_of_help(run(*jorn, name, "--help")))
     environment = "\n".join(section(lines, "ENVIRONMENT"))
@@ -94,7 +94,7 @@ def main():
             problems.append(f"ENVIRONMENT: {name} is missing in the page")
     lint = subprocess.run(["mandoc", "-Tlint", "-Wwarning", page], capture_output=True, encoding="utf-8")
     problems += lint.stdout.splitlines() + lint.stderr.splitlines()
-    print("\n".join(problems) or f"{len(told)} commands, as the tool tells them")
+    print("\n".join(problems) or f"{len(listed)} commands, as --help lists them")
     return 1 if problems or lint.returncode else 0
 
 

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <fstream>
 #include <functional>
 #include <sstream>
@@ -93,7 +94,7 @@ protected:
     /// What opens pages here: it keeps what it was given, and how.
     void makeOpener() const {
         write("bin/xdg-open",
-              "#!/bin/sh\n"
+              "#!/bin/bash\n"  // Unlike other shells, it holds back what it was started with.
               "printf '%s\\n' \"$@\" >arguments\n"
               "env >environment\n"
               "grep -E '^Sig(Blk|Ign)' /proc/self/status >signals\n"
@@ -255,10 +256,11 @@ TEST_F(ServeCommandTest, Follow_RecorderBesideIt_SendsItsItemsAndEndsInOrder) {
     EXPECT_EQ(shell(script), "");
     EXPECT_EQ(tool.end(), 0);
     const std::vector<std::string> lines = linesOf(read("stream.txt"));
-    ASSERT_GE(lines.size(), 7U);
-    EXPECT_EQ(lines[0], "event: change");
-    EXPECT_EQ(lines[4], "event: items");
-    EXPECT_THAT(lines[6], HasSubstr("\"text\":\"new item\""));
+    EXPECT_EQ(lines.at(0), "event: change");
+    // The end of the first check may be reported before it.
+    const auto items = std::find(lines.begin(), lines.end(), "event: items");
+    ASSERT_GE(lines.end() - items, 3);
+    EXPECT_THAT(items[2], HasSubstr("\"text\":\"new item\""));
 }
 
 TEST_F(ServeCommandTest, Directory_WhileServed_IsNotChanged) {

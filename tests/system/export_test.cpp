@@ -182,8 +182,9 @@ TEST_F(ExportTest, Export_NothingMatches_OnlyAPatternAsks) {
     writeLog("door", dataLine(kMidnight, 1, 5, "x"));
     EXPECT_EQ(exportLog({"-q", "-S", "2100-01-01", "door"}).status, 0);
     EXPECT_EQ(exportLog({"-g", "y", "door"}).status, 1);
-    EXPECT_THAT(jorn({"export", "--help"}).out, HasSubstr("  1  nothing matches, when -g asked\n"));
-    EXPECT_THAT(jorn({"count", "--help"}).out, HasSubstr("  1  nothing matches, when -g or -q asked\n"));
+    EXPECT_THAT(jorn({"export", "--help"}).out,
+                HasSubstr("  1  no item matches, with -g; never with --cursor-file\n"));
+    EXPECT_THAT(jorn({"count", "--help"}).out, HasSubstr("  1  no item matches, with -g or -q\n"));
 }
 
 TEST_F(ExportTest, Export_Sqlite_TableAsDocumented) {

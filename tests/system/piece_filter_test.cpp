@@ -84,7 +84,10 @@ TEST(PieceFilterTest, Passes_WordsThatAreRareOrFrequent_EveryMatch) {
                 expected.push_back(text);
             }
         }
-        EXPECT_EQ(passing(block, "mot[o]r", true), expected) << distance;
+        for (const char *const pattern :
+             {"mot[o]r", "[wW]ith m.*[0-9]", "ith.*otor|moto[^a]", "(?i)WITH.?MOTOR"}) {
+            EXPECT_EQ(passing(block, pattern, true), expected) << distance << " " << pattern;
+        }
     }
 }
 

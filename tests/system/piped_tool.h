@@ -7,12 +7,12 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <string>
 #include <vector>
 
+#include "child.h"
 #include "tool_run.h"
 
 namespace test {
@@ -20,13 +20,19 @@ namespace test {
 /// The tool with its output on pipes, to be read line by line while it runs.
 class PipedTool {
 public:
-    explicit PipedTool(const std::string &workDirectory, const std::vector<std::string> &arguments) {
+    /// `patience` is how long each read waits.
+    explicit PipedTool(const std::string &workDirectory, const std::vector<std::string> &arguments,
+                       Milliseconds patience = kPatience)
+        : patience_(patience) {
         int out[2];
         int err[2];
         EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
         EXPECT_EQ(pipe2(err, O_CLOEXEC), 0);
-        process_ = fork();
-        if (process_ == 0) {
+        child_ = Child(fork());
+        if (child_.process() == 0) {
+            Child::begin();
+            // It must not wait for what is typed at the test.
+            dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
             dup2(out[1], STDOUT_FILENO);
             dup2(err[1], STDERR_FILENO);
             if (chdir(workDirectory.c_str()) != 0) {
@@ -43,16 +49,12 @@ public:
     ~PipedTool() {
         closeOutput();
         close(err_);
-        if (process_ > 0) {
-            kill(process_, SIGKILL);
-            waitpid(process_, nullptr, 0);
-        }
     }
 
     PipedTool(const PipedTool &) = delete;
     PipedTool &operator=(const PipedTool &) = delete;
 
-    pid_t process() const { return process_; }
+    pid_t process() const { return child_.process(); }
 
     std::string nextLine() { return lineFrom(out_, &outRest_); }
     std::string nextNote() { return lineFrom(err_, &errRest_); }
@@ -67,12 +69,8 @@ public:
 
     /// Stops the process, so that it sees all that happens until resume() at once. What it has printed was
     /// the end of a look.
-    void halt() const {
-        int status = 0;
-        kill(process_, SIGSTOP);
-        EXPECT_EQ(waitpid(process_, &status, WUNTRACED), process_);
-    }
-    void resume() const { kill(process_, SIGCONT); }
+    void halt() { child_.halt(); }
+    void resume() const { child_.signal(SIGCONT); }
 
     void closeOutput() {
         if (out_ >= 0) {
@@ -84,12 +82,9 @@ public:
     /// Exit code, after a signal if one is given.
     int end(int signalNumber = 0) {
         if (signalNumber > 0) {
-            kill(process_, signalNumber);
+            child_.signal(signalNumber);
         }
-        int status = 0;
-        EXPECT_EQ(waitpid(process_, &status, 0), process_);
-        process_ = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        return child_.wait(patience_);
     }
 
     /// What it has printed that has not been read, after its end.
@@ -97,24 +92,31 @@ public:
     std::string restOfNotes() { return restFrom(err_, errRest_); }
 
 private:
-    static std::string restFrom(int file, std::string all) {
+    std::string restFrom(int file, std::string all) {
         char block[4096];
-        for (ssize_t length = 0; (length = ::read(file, block, sizeof block)) > 0;) {
+        for (ssize_t length = 0; (length = readFrom(file, block, sizeof block)) > 0;) {
             all.append(block, static_cast<size_t>(length));
         }
+        EXPECT_FALSE(isLate_) << "the output was not closed after '" << all << "'";
         return all;
     }
 
-    /// Empty, with the test failed, when no line comes for a long time.
-    static std::string lineFrom(int file, std::string *rest) {
-        constexpr int kTwoMinutes = 120000;
+    /// Reads what comes within the patience, for which only the first read in vain waits: a test may ask for
+    /// many lines. Returns -1 when nothing comes, and otherwise as read() does.
+    ssize_t readFrom(int file, char *block, size_t size) {
+        isLate_ = isLate_ || !isReadyWithin(file, POLLIN, patience_);
+        return isLate_ ? -1 : ::read(file, block, size);
+    }
+
+    /// Empty, with the test failed, when no line comes.
+    std::string lineFrom(int file, std::string *rest) {
+        const bool hasFailed = isLate_;
         size_t end = 0;
         while ((end = rest->find('\n')) == std::string::npos) {
-            pollfd event = {file, POLLIN, 0};
             char block[4096];
-            const ssize_t length = poll(&event, 1, kTwoMinutes) == 1 ? ::read(file, block, sizeof block) : -1;
+            const ssize_t length = readFrom(file, block, sizeof block);
             if (length <= 0) {
-                ADD_FAILURE() << "no line came, but '" << *rest << "'";
+                EXPECT_TRUE(hasFailed) << "no line came, but '" << *rest << "'";
                 return "";
             }
             rest->append(block, static_cast<size_t>(length));
@@ -124,7 +126,9 @@ private:
         return line;
     }
 
-    pid_t process_ = -1;
+    const Milliseconds patience_;
+    bool isLate_ = false;
+    Child child_;
     int out_ = -1;
     int err_ = -1;
     std::string outRest_;

@@ -5,7 +5,6 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <string>
@@ -40,16 +39,15 @@ protected:
     Outcome runInto(int output, const std::vector<std::string> &arguments) const {
         const tool::Descriptor errors(
             open(path("err").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
-        const pid_t process = fork();
-        if (process == 0) {
+        Child child(fork());
+        if (child.process() == 0) {
+            Child::begin();
             dup2(output, STDOUT_FILENO);
             dup2(errors.get(), STDERR_FILENO);
             becomeTool(arguments);
         }
-        int status = -1;
-        EXPECT_EQ(waitpid(process, &status, 0), process);
         Outcome run;
-        run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        run.status = child.wait();
         run.err = read("err");
         return run;
     }

@@ -11,7 +11,6 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -51,6 +50,15 @@ std::string takeScratch(const std::string &path) {
     std::string content = readAll(path);
     fs::remove(path);
     return content;
+}
+
+/// Reads what comes within the usual time, after which the test fails. Otherwise returns as read() does.
+ssize_t readWithin(int descriptor, std::array<char, 4096> *block) {
+    if (!isReadyWithin(descriptor, POLLIN, kPatience)) {
+        ADD_FAILURE() << "nothing came";
+        return -1;
+    }
+    return ::read(descriptor, block->data(), block->size());
 }
 
 void redirect(int target, const std::string &path, int flags) {
@@ -96,12 +104,10 @@ void applySetting(const Setting &setting) {
     }
 }
 
-/// Waits for a process.
-Outcome endOf(pid_t process) {
-    int status = 0;
-    EXPECT_EQ(waitpid(process, &status, 0), process);
+/// What is left of a run when the process has ended.
+Outcome endOf(Child *child) {
     Outcome run;
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    run.status = child->wait();
     return run;
 }
 
@@ -158,8 +164,9 @@ std::string whyNoOtherUser() {
 Outcome runOnTerminal(const std::vector<std::string> &arguments, const Setting &setting) {
     int terminal = -1;
     const winsize size = {24, 60, 0, 0};
-    const pid_t process = forkpty(&terminal, nullptr, nullptr, &size);
-    if (process == 0) {
+    Child child(forkpty(&terminal, nullptr, nullptr, &size));
+    if (child.process() == 0) {
+        Child::begin();
         unsetenv("COLUMNS");
         setenv("TERM", "xterm", 1);
         applySetting(setting);
@@ -169,27 +176,28 @@ Outcome runOnTerminal(const std::vector<std::string> &arguments, const Setting &
     std::string output;
     std::array<char, 4096> block{};
     // The read fails once the tool, the terminal's only user, has gone.
-    for (ssize_t length = 0; (length = ::read(terminal, block.data(), block.size())) > 0;) {
+    for (ssize_t length = 0; (length = readWithin(terminal, &block)) > 0;) {
         output.append(block.data(), static_cast<size_t>(length));
         // Not before now: the tool is running, and asks.
         EXPECT_EQ(::write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
         typed.clear();
     }
     close(terminal);
-    Outcome run = endOf(process);
+    Outcome run = endOf(&child);
     run.out = output;
     return run;
 }
 
 Outcome runInto(int out, const std::vector<std::string> &arguments) {
     const std::string errPath = scratchFile();
-    const pid_t process = fork();
-    if (process == 0) {
+    Child child(fork());
+    if (child.process() == 0) {
+        Child::begin();
         dup2(out, STDOUT_FILENO);
         redirect(STDERR_FILENO, errPath, O_WRONLY);
         becomeTool(arguments);
     }
-    Outcome run = endOf(process);
+    Outcome run = endOf(&child);
     run.err = takeScratch(errPath);
     return run;
 }
@@ -199,8 +207,11 @@ RunningTool::RunningTool(const std::string &workDirectory, const std::vector<std
     : outPath_(scratchFile()), errPath_(scratchFile()) {
     int ends[2] = {-1, -1};
     EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    process_ = fork();
-    if (process_ == 0) {
+    // A write that waits has no limit of time.
+    EXPECT_EQ(fcntl(ends[1], F_SETFL, O_NONBLOCK), 0);
+    child_ = Child(fork());
+    if (child_.process() == 0) {
+        Child::begin();
         dup2(ends[0], STDIN_FILENO);
         if (!stdinPath.empty()) {
             redirect(STDIN_FILENO, stdinPath, O_RDONLY);
@@ -219,17 +230,10 @@ RunningTool::RunningTool(const std::string &workDirectory, const std::vector<std
     input_ = ends[1];
 }
 
-RunningTool::~RunningTool() {
-    endInput();
-    if (process_ > 0) {
-        kill(process_, SIGKILL);
-        waitpid(process_, nullptr, 0);
-    }
-}
-
-void RunningTool::feed(const std::string &bytes) {
+void RunningTool::feed(const std::string &bytes, Milliseconds limit) {
     size_t done = 0;
     while (done < bytes.size()) {
+        ASSERT_TRUE(isReadyWithin(input_, POLLOUT, limit)) << "the tool does not read its input";
         const ssize_t written = ::write(input_, bytes.data() + done, bytes.size() - done);
         ASSERT_GT(written, 0);
         done += static_cast<size_t>(written);
@@ -243,18 +247,8 @@ void RunningTool::endInput() {
     }
 }
 
-void RunningTool::signal(int number) const { ASSERT_EQ(kill(process_, number), 0); }
-
-void RunningTool::halt() const {
-    signal(SIGSTOP);
-    int status = 0;
-    ASSERT_EQ(waitpid(process_, &status, WUNTRACED), process_);
-    ASSERT_TRUE(WIFSTOPPED(status));
-}
-
 Outcome RunningTool::wait() {
-    Outcome run = endOf(process_);
-    process_ = -1;
+    Outcome run = endOf(&child_);
     run.out = takeScratch(outPath_);
     run.err = takeScratch(errPath_);
     return run;
@@ -266,11 +260,12 @@ CloseWatch::CloseWatch(const std::string &directory) : watch_(inotify_init1(IN_C
 
 CloseWatch::~CloseWatch() { close(watch_); }
 
-void CloseWatch::waitUntil(const std::function<bool()> &holds) {
-    constexpr int kMinute = 60000;
+void CloseWatch::waitUntil(const std::function<bool()> &holds, Milliseconds limit) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point last = Clock::now() + limit;
     while (!holds()) {
-        pollfd closed = {watch_, POLLIN, 0};
-        ASSERT_EQ(poll(&closed, 1, kMinute), 1) << "nothing was written";
+        const auto left = std::chrono::duration_cast<Milliseconds>(last - Clock::now());
+        ASSERT_TRUE(left.count() > 0 && isReadyWithin(watch_, POLLIN, left)) << "nothing was written";
         char events[4096];
         ASSERT_GT(::read(watch_, events, sizeof events), 0);
     }
@@ -295,8 +290,9 @@ Outcome ToolTest::jorn(const std::vector<std::string> &arguments, const Setting 
     const std::string errPath = scratchFile();
     const std::string peakPath = setting.isMeasured ? scratchFile() : "";
     std::ofstream(inPath, std::ios::binary) << setting.input;
-    const pid_t process = fork();
-    if (process == 0) {
+    Child child(fork());
+    if (child.process() == 0) {
+        Child::begin();
         redirect(STDIN_FILENO, inPath, O_RDONLY);
         redirect(STDOUT_FILENO, outPath, O_WRONLY);
         redirect(STDERR_FILENO, errPath, O_WRONLY);
@@ -313,7 +309,7 @@ Outcome ToolTest::jorn(const std::vector<std::string> &arguments, const Setting 
         }
         becomeTool(arguments);
     }
-    Outcome run = endOf(process);
+    Outcome run = endOf(&child);
     run.out = takeScratch(outPath);
     run.err = takeScratch(errPath);
     if (setting.isMeasured) {

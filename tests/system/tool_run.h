@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "child.h"
+
 namespace test {
 
 /// What a run left.
@@ -60,20 +62,21 @@ public:
     /// With `stdinPath`, that is standard input instead of the pipe.
     RunningTool(const std::string &workDirectory, const std::vector<std::string> &arguments,
                 const std::string &stdinPath = "", bool obeysPermissions = false);
-    ~RunningTool();
+    ~RunningTool() { endInput(); }
     RunningTool(const RunningTool &) = delete;
     RunningTool &operator=(const RunningTool &) = delete;
 
-    void feed(const std::string &bytes);
+    /// Fails the test when the tool does not read all of it within the limit.
+    void feed(const std::string &bytes, Milliseconds limit = kPatience);
     void endInput();
-    void signal(int number) const;
+    void signal(int number) const { child_.signal(number); }
     /// Stops the process, so that it sees all that happens until resume() at once.
-    void halt() const;
+    void halt() { child_.halt(); }
     void resume() const { signal(SIGCONT); }
     Outcome wait();
 
 private:
-    pid_t process_ = -1;
+    Child child_;
     int input_ = -1;
     std::string outPath_;
     std::string errPath_;
@@ -88,8 +91,8 @@ public:
     CloseWatch &operator=(const CloseWatch &) = delete;
 
     /// Returns when the condition holds, which is tested at the beginning and whenever a file is closed.
-    /// Fails the test when no file is closed for a minute.
-    void waitUntil(const std::function<bool()> &holds);
+    /// Fails the test when that takes longer than the limit.
+    void waitUntil(const std::function<bool()> &holds, Milliseconds limit = kPatience);
 
 private:
     int watch_ = -1;

@@ -31,12 +31,12 @@ constexpr tool::HelpText kHelp = {"Record logs into rings of CSV files, and read
                                   "jorn [OPTION]... DIR           the same as jorn show\n"
                                   "jorn help [COMMAND]\n",
                                   "  make 2>&1 | jorn record build-log          store what a program prints\n"
-                                  "  jorn build-log                             look at it\n"
+                                  "  jorn build-log                             read it\n"
                                   "  jorn show -S yesterday -p 0 build-log      errors since yesterday\n",
                                   "",
                                   "  0  done\n"
-                                  "  1  nothing matches, when that was asked\n"
-                                  "  2  usage\n"
+                                  "  1  no item matches\n"
+                                  "  2  usage error\n"
                                   "  3  damage was found\n"
                                   "  4  input or output failed\n"};
 
@@ -188,7 +188,7 @@ int run(int argc, char **argv) {
     signal(SIGPIPE, SIG_IGN);
     CLI::App app;
     tool::setHelp(&app, kHelp);
-    app.set_help_flag("-h,--help", "Print this help; jorn help COMMAND is of a command");
+    app.set_help_flag("-h,--help", "Print this help; for a command: jorn help COMMAND");
     app.set_version_flag("-V,--version", "jorn " JORN_VERSION, "Print the version");
     app.require_subcommand(1);
     std::vector<std::string> words(argv + 1, argv + argc);

@@ -31,6 +31,16 @@ class ClearedLog(PageTest):
     def is_expected(self, entry):
         return "status of 410" in entry["message"]
 
+    def cut_out_ten(self):
+        """Takes items out, as a repair does: the file is another one then. Returns what was in it."""
+        data = self.directory / "0.csv"
+        before = data.read_bytes()
+        other = self.directory / "other"
+        other.write_bytes(b"".join(line for line in before.splitlines(keepends=True)
+                                   if b",item 59" not in line or b",item 599" in line))
+        other.rename(data)
+        return before
+
     def scroll(self, pixels):
         self.driver.execute_script("document.getElementById('list').scrollTop = arguments[0]", pixels)
         wait_for(lambda: self.texts() and self.texts()[0] not in ("item 599", "item 598"), "scrolled")
@@ -55,12 +65,25 @@ class ChangesTest(ClearedLog):
             self.assertFalse(self.element("#empty").is_displayed())
 
     def test_clear_and_its_undoing_in_a_scrolled_list(self):
+        for wrap in ("", "wrap=1"):
+            with self.subTest(wrap=wrap):
+                self.open_log(wrap)
+                total = int(self.text_of("#total").split()[0])
+                clears = total - sample.TOTAL + 1
+                self.scroll(5000)
+                self.clear()
+                self.wait_view("1 item", CLEARED)
+                self.assertEqual(self.in_view()[0]["top"], 0)
+                self.undo(clears)
+                self.wait_view(f"{total + 1} items", *[CLEARED] * clears, "item 599", "item 598")
+
+    def test_list_emptied_by_a_clear_follows_what_comes(self):
         self.open_log()
         self.scroll(5000)
         self.clear()
         self.wait_view("1 item", CLEARED)
-        self.undo()
-        self.wait_view(f"{sample.TOTAL + 1} items", CLEARED, "item 599", "item 598")
+        subprocess.run([JORN, "record", str(self.directory)], check=True, capture_output=True, input=b"after it\n")
+        wait_for(lambda: self.texts() == ["after it", sample.FIRST, CLEARED], "new items are shown")
 
     def test_clear_and_its_undoing_under_a_filter(self):
         self.open_log("q=item&order=oldest")
@@ -74,14 +97,9 @@ class ChangesTest(ClearedLog):
 
     def test_items_that_left_the_middle_of_the_list_are_not_shown(self):
         self.open_log()
-        data = self.directory / "0.csv"
-        lines = data.read_bytes().splitlines(keepends=True)
-        # As a repair does that takes lines out: the file is another one then.
-        other = self.directory / "other"
-        other.write_bytes(b"".join(line for line in lines if b",item 59" not in line or b",item 599" in line))
-        other.rename(data)
+        lines = self.cut_out_ten()
         self.wait_view(f"{sample.TOTAL - 10} items", "item 599", "item 589", "item 588")
-        data.write_bytes(b"".join(lines))
+        (self.directory / "0.csv").write_bytes(lines)
         self.wait_view(f"{sample.TOTAL} items", "item 599", "item 598")
 
     def test_directory_that_goes_and_comes_back(self):
@@ -142,3 +160,28 @@ class FalseTotalsTest(ClearedLog):
         self.wait_texts([CLEARED, "item 599", "item 598"])
         self.press("G")
         wait_for(lambda: self.texts()[-1:] == [sample.FIRST], "oldest items")
+
+    def test_scrolled_list_stays_when_items_above_it_leave(self):
+        # The newest item stays, by whose number the page knows those of all others.
+        other = self.log([(time + 1, 2, 0, f"other {time}") for time, *_ in sample.ITEMS[500:590]], "other",
+                         names="")
+        self.open_log("", [other])
+        self.scroll(6000)
+        wait_for(lambda: self.query().get("at"), "URL has the place")
+        before = self.texts()
+        self.assertFalse([text for text in before if text.startswith("other")])
+        other.rename(self.scratch / "away")
+        self.change(sample.TOTAL + 91, sample.TOTAL)
+        wait_for(lambda: self.text_of("#total") == f"{sample.TOTAL} items", "they have left")
+        wait_for(lambda: self.texts() == before, "view is as before")
+
+    def test_newer_items_that_come_back_are_shown_though_the_stream_does_not_bring_them(self):
+        other = self.log([(time - 10**6, 2, 0, f"other {time}") for time, *_ in sample.ITEMS[:100]], "other")
+        self.open_log("", [other])
+        away = self.scratch / "away"
+        self.directory.rename(away)
+        self.change(702, 101)
+        wait_for(lambda: self.text_of("#total") == "101 items", "only the other log is left")
+        away.rename(self.directory)
+        self.change(101, 702)
+        self.wait_view("702 items", "item 599", "item 598")

@@ -21,15 +21,15 @@ namespace tool {
 namespace {
 
 constexpr HelpText kHelp = {
-    "Look for damage, and change nothing", "jorn check [OPTION]... DIR...\n",
+    "Check logs for damage, without changing anything", "jorn check [OPTION]... DIR...\n",
     "  jorn check DIR\n"
-    "  jorn check --files 10 DIR    a ring of 10 files: is there more than that?\n"
-    "  jorn check -o json DIR       for a program\n",
-    "A line is printed for each thing that is not as the store leaves it, with what to "
-    "do about it: an error hides items or lets the next start destroy some, a warning "
-    "is damage that the store lives with, a note is worth knowing.\n",
-    "  0  sound, with notes at most\n"
-    "  2  usage\n"
+    "  jorn check --files 10 DIR    a ring of 10 files: are there any more?\n"
+    "  jorn check -o json DIR       for programs\n",
+    "Each line names something that is not as the store leaves it, and says what to do about it. An error "
+    "hides items, or lets the next start destroy some; a warning is damage that the store can live with; a "
+    "note is only worth knowing.\n",
+    "  0  sound; there may be notes\n"
+    "  2  usage error\n"
     "  3  damage was found\n"
     "  4  input or output failed\n"};
 

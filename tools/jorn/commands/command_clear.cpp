@@ -24,17 +24,17 @@ namespace {
 
 constexpr HelpText kHelp = {
     "Put all items of a log out of view", "jorn clear [OPTION]... DIR\n",
-    "  jorn clear DIR            ask, then do it\n"
-    "  jorn clear --yes DIR      do not ask\n",
-    "The log goes on with the file after the newest one, as when a device clears it, and "
-    "begins with the item \"Log all cleared!\". In a ring that has come round that file "
-    "holds the oldest items, which are gone then. The others stay in their files until "
-    "the ring comes to them.\n"
-    "jorn repair --yes --oldest A --latest B DIR brings back what is in the files.\n",
+    "  jorn clear DIR            clear, after asking\n"
+    "  jorn clear --yes DIR      clear without asking\n",
+    "The log continues in the file after the newest one, as when a device clears it, and "
+    "begins with the item \"Log all cleared!\". In a ring that has wrapped, that file "
+    "holds the oldest items, which are then lost. All other items stay in their files "
+    "until the ring reaches them.\n"
+    "jorn repair --yes --oldest A --latest B DIR brings back what is still in the files.\n",
     "  0  done, or nothing to clear\n"
-    "  2  usage, or not wanted\n"
-    "  3  damage was found, nothing was changed\n"
-    "  4  input or output failed, or a recorder has DIR\n"};
+    "  2  usage error, or not confirmed\n"
+    "  3  damage was found; nothing was changed\n"
+    "  4  input or output failed, or DIR is in use by a recorder\n"};
 
 struct ClearOptions {
     std::string directory;
@@ -115,7 +115,7 @@ void addClearCommand(CLI::App *app, int *exitCode) {
     addDirectoryOption(command, &options->directory);
     beginGroup(command, "What is done");
     command->add_flag("--yes", options->isMeant, "Do not ask");
-    addFilesOption(command, &options->files, "Files of the ring, 2 to 90, if DIR does not show it");
+    addFilesOption(command, &options->files, "Files in the ring, 2 to 90, if DIR does not show it");
     addFormOption(command, &options->output, {"text", "json"});
     command->callback([options, exitCode] { *exitCode = clear(*options); });
 }

@@ -25,8 +25,8 @@ namespace {
 constexpr HelpText kHelp = {"Count items by level",
                             "jorn count [OPTION]... DIR...\n",
                             "  jorn count DIR                           all items\n"
-                            "  jorn count -S today -s 3 DIR             today's of slot 3\n"
-                            "  jorn count unit1/* unit2/*               each log, and all together\n"
+                            "  jorn count -S today -s 3 DIR             today's items of slot 3\n"
+                            "  jorn count unit1/* unit2/*               each log, and all of them together\n"
                             "  jorn count -q -S -1h -p 0 DIR && alarm   any error in the last hour?\n",
                             "",
                             kReadExitCodes,
@@ -252,7 +252,7 @@ void addCountCommand(CLI::App *app, int *exitCode) {
     addFilterOptions(command, &options->filter);
     addFormOption(command, &options->output, {"text", "json", "csv"});
     addNotationOptions(command, &options->filter);
-    command->add_flag("--explain", options->isExplained, "Say on standard error how the answer was found");
+    command->add_flag("--explain", options->isExplained, "Explain on standard error how items were counted");
     command->callback([options, exitCode] { *exitCode = run(*options); });
 }
 

@@ -41,24 +41,25 @@ namespace tool {
 namespace {
 
 constexpr HelpText kHelp = {
-    "Pass items on to other programs: JSON Lines, CSV, syslog, SQLite",
+    "Export items as JSON Lines, CSV, syslog or an SQLite database",
     "jorn export [OPTION]... DIR...\n"
     "jorn export --cursor-file FILE --status [DIR]...\n",
-    "  jorn export DIR > items.jsonl                    everything, as JSON Lines\n"
-    "  jorn export --to all.db unit1/door unit2/gate    tables in a database\n"
+    "  jorn export DIR > items.jsonl                    all items, as JSON Lines\n"
+    "  jorn export --to all.db unit1/door unit2/gate    tables of a database\n"
     "  jorn export -o syslog DIR | nc -q 0 collector 514\n"
-    "  jorn export --cursor-file c --exec load DIR      what is new, in batches\n",
-    "Without -o, FORM is that of FILE's ending: .jsonl, .ndjson, .json; .csv; .syslog, "
-    ".log; .sqlite, .sqlite3, .db; jsonl without --to. FILE gets its name when it is "
-    "complete; an export that fails or is interrupted leaves what was there.\n"
-    "With --cursor-file, items have members epoch and seq, which with device and log are the "
-    "key of an item, also when it is sent again. A batch is done when FILE of --to, which must "
-    "not exist yet, has its name, or when COMMAND ends with 0; else it is sent again.\n",
+    "  jorn export --cursor-file c --exec load DIR      new items, in batches\n",
+    "Without -o, FORM follows from FILE's suffix: .jsonl, .ndjson, .json; .csv; .syslog, .log; "
+    ".sqlite, .sqlite3, .db; without --to it is jsonl. FILE appears when it is complete; an export "
+    "that fails or is interrupted leaves what was there.\n"
+    "With --cursor-file, items also have the members epoch and seq. Together with device and log they "
+    "are the key of an item, which stays the same when the item is sent again. A batch is done when "
+    "the FILE of --to, which must not exist yet, is complete, or when COMMAND exits with 0; otherwise "
+    "it is sent again.\n",
     "  0  done\n"
-    "  1  nothing matches, when -g asked; never with --cursor-file\n"
-    "  2  usage, or no log in DIR\n"
+    "  1  no item matches, with -g; never with --cursor-file\n"
+    "  2  usage error, or no log in DIR\n"
     "  3  done, but damage was found: see jorn check\n"
-    "  4  input or output failed, or COMMAND did\n",
+    "  4  input or output failed, or COMMAND failed\n",
     kFilterNotes};
 
 struct ExportOptions {
@@ -84,26 +85,25 @@ struct ExportOptions {
 };
 
 void addSyslogOptions(CLI::App *command, ExportOptions *options) {
-    command->add_option("--facility", options->facility, "syslog: name or number (default: local0)")
+    command->add_option("--facility", options->facility, "syslog: facility name or number (default: local0)")
         ->type_name("NAME");
     command
         ->add_option("--severities", options->severities,
-                     "syslog: those of the levels 0 to 3 (default: 3,4,6,7)")
+                     "syslog: severities of levels 0 to 3 (default: 3,4,6,7)")
         ->type_name("A,B,C,D");
-    command->add_option("--hostname", options->hostName, "syslog: the host (default: the device, else -)")
+    command->add_option("--hostname", options->hostName, "syslog: host name (default: the device, else -)")
         ->type_name("NAME");
 }
 
 void addOriginOptions(CLI::App *command, ExportOptions *options) {
     beginGroup(command, "Where items come from");
     CLI::Option *const device =
-        command->add_option("--device", options->device, "The device that the logs come from")
-            ->type_name("NAME");
+        command->add_option("--device", options->device, "Device that the logs come from")->type_name("NAME");
     command
         ->add_flag("--device-by-parent", options->isDeviceByParent,
-                   "The device is the directory above the log's")
+                   "Name the device after the directory above DIR")
         ->excludes(device);
-    command->add_option("--log", options->log, "The log's name (default: that of DIR)")->type_name("NAME");
+    command->add_option("--log", options->log, "Name of the log (default: that of DIR)")->type_name("NAME");
 }
 
 void addOptions(CLI::App *command, ExportOptions *options) {
@@ -112,15 +112,15 @@ void addOptions(CLI::App *command, ExportOptions *options) {
     beginGroup(command, kFormGroup);
     addChoiceOption(command, "-o,--output", &options->form, exportFormNames(), "")->type_name("FORM");
     addNotationOptions(command, &options->filter);
-    command->add_option("--to", options->file, "Write to FILE, not to standard output")->type_name("FILE");
-    command->add_flag("--force", options->mayReplace, "Replace FILE if it is there");
-    command->add_option("--table", options->table, "sqlite: name of the table, of one DIR")
+    command->add_option("--to", options->file, "Write to FILE instead of standard output")->type_name("FILE");
+    command->add_flag("--force", options->mayReplace, "Replace FILE if it exists");
+    command->add_option("--table", options->table, "sqlite: name of the table, for one DIR only")
         ->type_name("NAME");
     addSyslogOptions(command, options);
     addOriginOptions(command, options);
     addCursorOptions(command, &options->shipping);
     beginGroup(command, kOtherGroup);
-    command->add_flag("--no-progress", options->isProgressOff, "Show no progress on the terminal");
+    command->add_flag("--no-progress", options->isProgressOff, "Do not show progress on the terminal");
     command->add_flag("-q,--quiet", options->isQuiet, "Show neither progress nor the number of items");
 }
 

@@ -27,17 +27,16 @@ namespace tool {
 namespace {
 
 constexpr HelpText kHelp = {
-    "List the logs in directories and below them", "jorn logs [OPTION]... DIR...\n",
-    "  jorn logs /var/log                        every log there, with items and span\n"
+    "List the logs in and below directories", "jorn logs [OPTION]... DIR...\n",
+    "  jorn logs /var/log                        each log there, with items and times\n"
     "  jorn logs -o json . | jq -r .log | xargs -d '\\n' jorn show -n 20\n",
-    "A log is ok, damaged (see jorn check), recording while a recorder has it locked, or "
-    "unreadable. Each log is read once. Links are followed only where DIR is one, and "
-    "directories whose names begin with a dot are passed over, as is what lies more than 16 levels "
-    "deep.\n",
+    "The state of a log is ok, damaged (see jorn check), recording (locked by a recorder) or "
+    "unreadable. A link is followed only if it is given as DIR. Directories whose names begin with a "
+    "dot, or that are more than 16 levels deep, are skipped. Each log is read once.\n",
     "  0  done\n"
-    "  2  usage, or no log in or below a DIR\n"
+    "  2  usage error, or no log in or below a DIR\n"
     "  3  done, but a log is damaged\n"
-    "  4  input or output failed: a directory or log cannot be read\n"};
+    "  4  a directory or log cannot be read, or output failed\n"};
 
 struct LogsOptions {
     std::vector<std::string> directories;
@@ -204,7 +203,7 @@ void addLogsCommand(CLI::App *app, int *exitCode) {
     const auto options = std::make_shared<LogsOptions>();
     addDirectoriesOption(command, &options->directories);
     addFormOption(command, &options->output, {"text", "json", "csv"});
-    command->add_flag("--utc", options->isUtc, "Times in UTC");
+    command->add_flag("--utc", options->isUtc, "Print times in UTC");
     addTerminalOptions(command, &options->output);
     command->callback([options, exitCode] { *exitCode = run(*options); });
 }

@@ -24,27 +24,28 @@ namespace tool {
 namespace {
 
 constexpr HelpText kHelp = {
-    "Store standard input, or what a command prints, one line an item",
+    "Record standard input or the output of a command, one item per line",
     "jorn record [OPTION]... DIR < INPUT\n"
     "jorn record [OPTION]... DIR -- COMMAND [ARGUMENT]...\n",
     "  make 2>&1 | jorn record --files 20 build-log       into a ring of 20 files\n"
-    "  jorn record --tee build-log -- make -j4            the same, seen here as well\n"
+    "  jorn record --tee build-log -- make -j4            the same, also printed here\n"
     "  jorn record --times iso dpkg < /var/log/dpkg.log   lines with their own times\n"
-    "  jorn export DIR | jorn record --format jsonl COPY  the same items again\n",
-    "Every line is stored, however fast they come, and all that was read is in the files "
-    "whenever the input pauses, at its end, and on SIGINT, SIGTERM and SIGHUP. An item "
-    "has 198 bytes of text. A DIR that is not there is made; one recorder at a time has "
-    "it. A lost index is found again, and a last line that was cut off is mended.\n",
+    "  jorn export DIR | jorn record --format jsonl COPY  a copy with the same items\n",
+    "Every line is stored, however fast the input comes, and everything that was read is in the "
+    "files whenever the input pauses, at its end, and on SIGINT, SIGTERM and SIGHUP. The "
+    "text of an item has at most 198 bytes. A missing DIR is created; only one recorder at a time "
+    "may use it. A lost index is restored, and a last line that was cut off is mended.\n",
     "  0  done\n"
-    "  2  usage\n"
-    "  3  the index is lost and jorn repair has to decide, or a line was no item\n"
+    "  2  usage error\n"
+    "  3  the index is lost and needs jorn repair, or a line was not an item\n"
     "  4  input or output failed\n"
-    "With COMMAND, that of COMMAND, 128 + N after signal N; 125 when the recording\n"
-    "failed, 126 when COMMAND cannot be run, 127 when there is none of that name.\n"};
+    "With COMMAND, its exit code, or 128 + N after signal N; 125 when the recording\n"
+    "failed, 126 when COMMAND cannot be run, 127 when there is no such command.\n"};
 
 /// The forms of times that have names.
 constexpr char kTimesMeaning[] =
-    "Take times off the lines: iso, syslog, rfc5424, kmsg, logcat, epoch, or a pattern as for strptime";
+    "Remove times from the lines and use them: iso, syslog, rfc5424, kmsg, logcat, epoch, or a pattern as "
+    "for strptime";
 
 /// Values that are parsed once all options are known.
 struct RecordWords {
@@ -120,16 +121,17 @@ void checkTogether(const RecordOptions &options) {
 void addRingOptions(CLI::App *command, RecordOptions *options) {
     addDirectoryOption(command, &options->directory);
     beginGroup(command, "The log");
-    addFilesOption(command, &options->files, "Files of the ring, 2 to 90 (default: as before, else 10)");
+    addFilesOption(command, &options->files, "Files in the ring, 2 to 90 (default: as before, else 10)");
     command->add_flag("--shrink", options->mayShrink, "Let a smaller --files delete the oldest files");
     addNumberOption(command, "--slots", &options->slots, 1, JORN_SLOT_MAX, "Slots, 1 to 8 (default: 8)");
-    command->add_flag("--parents", options->makesParents, "Make the directories above DIR as well");
+    command->add_flag("--parents", options->makesParents, "Create the directories above DIR as well");
     command
         ->add_option_function<std::string>(
             "--mode", [options](const std::string &text) { options->mode = parseLogMode(text); },
             "Permissions of DIR and, without x, of its files, such as 0755")
         ->type_name("MODE");
-    command->add_flag("--force", options->isForced, "Move files of others, named like ours, aside");
+    command->add_flag("--force", options->isForced,
+                      "Move files with the names of data files aside if DIR is not a log");
     addChoiceOption(command, "--if-unclear", &options->ifUnclear, {"refuse", "aside"},
                     "If the order of the files is lost")
         ->type_name("WHAT");
@@ -141,11 +143,12 @@ void addItemOptions(CLI::App *command, RecordOptions *options, RecordWords *word
         ->add_option("-l,--level", words->level,
                      "0 error, 1 warning, 2 information (default), 3 debug, or a name")
         ->type_name("LEVEL");
-    command->add_option("--stderr-level", words->errorLevel, "Of COMMAND's standard error (default: 1)")
+    command->add_option("--stderr-level", words->errorLevel, "Level of COMMAND's standard error (default: 1)")
         ->type_name("LEVEL");
-    command->add_flag("--prefix-levels", options->hasPrefixes,
-                      "Take severities, <0> to <7>, off the lines: <3> and more severe are level 0, <4> 1, "
-                      "<5> and <6> 2, <7> 3");
+    command->add_flag(
+        "--prefix-levels", options->hasPrefixes,
+        "Remove severities, <0> to <7>, from the lines and use them: <3> and more severe are level "
+        "0, <4> is 1, <5> and <6> are 2, <7> is 3");
     command->add_option("-s,--slot", words->slot, "0 to 7 (default: 0), or a name")->type_name("SLOT");
     command->add_option("--names", words->namesFile, "Names of levels and slots (default: DIR/jorn.names)")
         ->type_name("FILE");
@@ -155,29 +158,31 @@ void addFormOptions(CLI::App *command, RecordOptions *options, RecordWords *word
     beginGroup(command, "Times and form of the input");
     command->add_option("--times", options->times, kTimesMeaning)->type_name("STAMP");
     command
-        ->add_option("--boot-time", words->bootTime, "kmsg: the start of the kernel (default: of this one)")
+        ->add_option("--boot-time", words->bootTime,
+                     "kmsg: when the kernel started (default: this one's start)")
         ->type_name("TIME");
-    command->add_flag("--utc", words->isUtc, "Times without a zone are in UTC, not local");
-    addChoiceOption(command, "--format", &options->format, {"lines", "jsonl"}, "The input")
+    command->add_flag("--utc", words->isUtc, "Read times without a zone as UTC, not local time");
+    addChoiceOption(command, "--format", &options->format, {"lines", "jsonl"}, "Form of the input")
         ->type_name("FORM");
-    command->add_flag("--split", options->maySplit, "Store what is left of a long line in further items");
+    command->add_flag("--split", options->maySplit, "Continue a long line in further items");
 }
 
 void addReadingOptions(CLI::App *command, RecordOptions *options) {
     beginGroup(command, "Recording");
-    command->add_flag("--tee", options->tees, "Pass on what is read, to standard output and error");
+    command->add_flag("--tee", options->tees, "Copy what is read to standard output and error");
     command->add_flag("-k,--keep-going", options->keepsGoing,
-                      "At the end of input wait for more, until a signal");
-    command->add_flag("--sync", options->syncs, "Bring items to the medium whenever the input pauses");
+                      "At the end of input, wait for more, until a signal");
+    command->add_flag("--sync", options->syncs, "Sync items to the medium whenever the input pauses");
 }
 
 /// Options for what is printed besides the items.
 void addReportOptions(CLI::App *command, RecordOptions *options, OutputOptions *output) {
     beginGroup(command, "Report");
-    command->add_flag("--stats", options->hasStats, "At the end print lines, items, bytes and rate");
+    command->add_flag("--stats", options->hasStats, "At the end, print lines, items, bytes and rate");
     addChoiceOption(command, "-o,--output", &output->form, {"text", "json"}, "Form of --stats")
         ->type_name("FORM");
-    addNumberOption(command, "--debug", &options->printLevel, 0, 8, "The store's own messages, 0 to 8");
+    addNumberOption(command, "--debug", &options->printLevel, 0, 8,
+                    "How much the store itself prints, 0 to 8");
 }
 
 int run(const RecordWords &words, RecordOptions *options) {

@@ -29,15 +29,15 @@ namespace {
 
 constexpr HelpText kHelp = {
     "Bring every item of a damaged log back into view", "jorn repair [OPTION]... DIR\n",
-    "  jorn repair DIR          what would be done\n"
+    "  jorn repair DIR          print what would be done\n"
     "  jorn repair --yes DIR    do it\n"
     "  jorn repair --files 10 --oldest 4 --latest 3 --yes DIR\n",
     "The order of the files is found from the index, its backup and the items. No item "
-    "is deleted, and the log as it was is kept as DIR.bak-TIME. Where the evidence "
+    "is deleted, and the original log is kept as DIR.bak-TIME. Where the evidence "
     "contradicts itself, nothing is changed until --oldest and --latest give the order.\n",
-    "  0  nothing to do, or done\n"
-    "  2  usage\n"
-    "  3  something to do, or nothing that can be done without more options\n"
+    "  0  repaired, or nothing to repair\n"
+    "  2  usage error\n"
+    "  3  not repaired: --yes, or options that settle the order, are missing\n"
     "  4  input or output failed\n"};
 
 struct RepairOptions {
@@ -156,8 +156,8 @@ void addRepairCommand(CLI::App *app, int *exitCode) {
     const auto options = std::make_shared<RepairOptions>();
     addDirectoryOption(command, &options->directory);
     beginGroup(command, "What is done");
-    command->add_flag("--yes", options->isMeant, "Do it");
-    command->add_option("--backup", options->backup, "Where to keep the log as it was, on DIR's medium")
+    command->add_flag("--yes", options->isMeant, "Make the changes");
+    command->add_option("--backup", options->backup, "Where to keep the original log, on DIR's file system")
         ->type_name("PATH");
     addFilesOption(command, &options->files, kRingFilesMeaning);
     addPositionOptions(command, options.get());

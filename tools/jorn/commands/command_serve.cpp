@@ -17,21 +17,20 @@ namespace {
 
 constexpr HelpText kHelp = {
     "Show logs in a browser", "jorn serve [OPTION]... DIR...\n",
-    "  jorn serve DIR                            a page on one log\n"
+    "  jorn serve DIR                            a page for one log\n"
     "  jorn serve --open unit1/door unit2/gate   two logs by time, in a browser\n"
-    "  jorn serve --listen 127.0.0.1:0 DIR       at any port that is free\n",
-    "The page shows where in time the errors are, and lists, filters, searches and follows the items of one "
-    "log, or of several by time, while they are recorded. Its URL is printed on a line of its own; the "
-    "server "
-    "runs until SIGINT, SIGTERM or SIGHUP comes. DIR is not changed in any way.\n"
-    "Every user of the machine reaches the port, so the URL holds a token: whoever has it may read the logs. "
-    "With --token-file the token stays the same; only its owner may be able to read that file. Nothing "
-    "leaves "
-    "the machine unless --listen names an address that others reach; nothing is encrypted then.\n"
+    "  jorn serve --listen 127.0.0.1:0 DIR       on any free port\n",
+    "The page shows when errors occurred, and lists, filters, searches and follows the items of one log, or "
+    "of several merged by time, while they are recorded. Its URL is printed on a line of its own; the server "
+    "runs until SIGINT, SIGTERM or SIGHUP. DIR is not changed in any way.\n"
+    "Every user of the machine can reach the port, so the URL contains a token: whoever has it can read the "
+    "logs. With --token-file the token stays the same; nobody but its owner may have access to that file. "
+    "Nothing leaves the machine unless --listen names an address that others can reach; it is not encrypted "
+    "then.\n"
     "The page is served by the program jorn-serve; serve.md describes its interface for other programs.\n",
     "  0  stopped by a signal\n"
-    "  2  usage\n"
-    "  4  the port is taken, or input or output failed\n"};
+    "  2  usage error\n"
+    "  4  the port is in use, or input or output failed\n"};
 
 /// The server's program: beside this one, as it is built, or where it is installed.
 std::string serverPath() {

@@ -28,19 +28,20 @@
 namespace tool {
 namespace {
 
-constexpr HelpText kHelp = {"Print items, oldest first (the default command)",
-                            "jorn show [OPTION]... DIR...\n"
-                            "jorn [OPTION]... DIR...\n",
-                            "  jorn DIR                              all items; on a terminal, their end\n"
-                            "  jorn show -n 20 door gate             the newest 20 of two logs, by time\n"
-                            "  jorn show -S yesterday -p 0 DIR       errors since yesterday\n"
-                            "  jorn show -i -g 'door|gate' -C 3 DIR  matches, each with what was around it\n",
-                            "On a terminal, without -n, -r and --no-pager, a pager opens at the end of the "
-                            "newest 1,000 items. Items go to standard output, all else to standard error.\n"
-                            "Several logs are merged by time; each keeps its own order, even where its clock "
-                            "was put back, and its name is in front of its lines.\n",
-                            kReadExitCodes,
-                            kFilterNotes};
+constexpr HelpText kHelp = {
+    "Print items, oldest first (the default command)",
+    "jorn show [OPTION]... DIR...\n"
+    "jorn [OPTION]... DIR...\n",
+    "  jorn DIR                              all items; in a pager, the newest 1,000\n"
+    "  jorn show -n 20 door gate             the newest 20 of two logs, by time\n"
+    "  jorn show -S yesterday -p 0 DIR       errors since yesterday\n"
+    "  jorn show -i -g 'door|gate' -C 3 DIR  matches, with the items around them\n",
+    "On a terminal, without -n, -r and --no-pager, a pager opens at the end of the "
+    "newest 1,000 items. Items go to standard output, all else to standard error.\n"
+    "Several logs are merged by time, each line after the name of its log. Each log "
+    "keeps its own order, even where its clock was set back.\n",
+    kReadExitCodes,
+    kFilterNotes};
 
 /// Up to this many items are held in memory, so that a question can be repeated when a writer moves on; more
 /// are printed as they are found.
@@ -78,7 +79,7 @@ void addPageOptions(CLI::App *command, ShowOptions *options, const std::vector<C
         command->add_option("--page", options->page, "A page as a device shows it: 1 newest, -1 oldest");
     page->type_name("P")->check(checkPage);
     addNumberOption(command, "--per-page", &options->perPage, 1, JORN_REQUIRE_PAGE_MAX,
-                    "Items a page, 1 to 20 (default: 20)")
+                    "Items per page, 1 to 20 (default: 20)")
         ->needs(page);
     for (CLI::Option *const other : others) {
         page->excludes(other);
@@ -92,7 +93,7 @@ std::vector<CLI::Option *> addOrderOptions(CLI::App *command, ShowOptions *optio
     CLI::Option *const end =
         command->add_flag("-e,--pager-end", options->isAtEnd, "Open the pager at the end")->excludes(reverse);
     CLI::Option *const follow =
-        command->add_flag("-f,--follow", options->isFollowed, "Go on with new items: see jorn follow")
+        command->add_flag("-f,--follow", options->isFollowed, "Continue with new items; see jorn follow")
             ->excludes(reverse)
             ->excludes(end);
     addPollOption(command, &options->isPolling, "With -f: look twice a second")->needs(follow);
@@ -103,7 +104,7 @@ void addOptions(CLI::App *command, ShowOptions *options) {
     addFilterOptions(command, &options->filter);
     addContextOptions(command, &options->context);
     CLI::Option *const newest =
-        addNewestOption(command, &options->newest, "The newest N that match, or all (default)");
+        addNewestOption(command, &options->newest, "Only the newest N that match, or all (default)");
     std::vector<CLI::Option *> notOfPages = addOrderOptions(command, options);
     for (const char *const name : {"-A", "-B", "-C"}) {
         notOfPages.push_back(command->get_option(name));

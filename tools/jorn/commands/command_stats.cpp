@@ -22,13 +22,13 @@
 namespace tool {
 namespace {
 
-constexpr HelpText kHelp = {"Sum up a log: its files, items by level and slot, items by day",
+constexpr HelpText kHelp = {"Summarise a log: its files, items by level and slot, items by day",
                             "jorn stats [OPTION]... DIR...\n",
                             "  jorn stats DIR                    everything\n"
                             "  jorn stats -p 0 --per day DIR     errors by day\n"
                             "  jorn stats -o json DIR | jq .levels\n",
                             "Filters choose the items that are counted; bytes are those of whole files. "
-                            "Several logs are summed up one by one, and then together.\n",
+                            "Several logs are summarised one by one, and then together.\n",
                             kReadExitCodes,
                             kFilterNotes};
 
@@ -171,10 +171,10 @@ void addStatsCommand(CLI::App *app, int *exitCode) {
     addFilterOptions(command, &options->filter);
     addFormOption(command, &options->output, {"text", "json"});
     addNotationOptions(command, &options->filter);
-    addChoiceOption(command, "--per", &options->per, {"auto", "hour", "day"}, "Items counted by")
+    addChoiceOption(command, "--per", &options->per, {"auto", "hour", "day"}, "Count items by")
         ->type_name("SPAN");
     command->add_flag("--disk-usage", options->hasDiskUsage,
-                      "Bytes that the log takes, and at most can take");
+                      "Bytes that the log takes, and can take at most");
     addItemOutputOptions(command, &options->output);
     command->callback([options, exitCode] { *exitCode = run(*options); });
 }

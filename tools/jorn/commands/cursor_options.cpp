@@ -13,29 +13,29 @@ void addCursorOptions(CLI::App *command, ShippingOptions *options) {
     constexpr int kMostItems = 10000000;
     constexpr int kMostRetries = 1000;
     beginGroup(command, "Only what is new");
-    CLI::Option *const cursors =
-        command->add_option("--cursor-file", options->cursorFile, "Send each item once; FILE keeps the state")
-            ->type_name("FILE");
+    CLI::Option *const cursors = command
+                                     ->add_option("--cursor-file", options->cursorFile,
+                                                  "Send each item once; FILE records what was sent")
+                                     ->type_name("FILE");
     CLI::Option *const exec =
-        command
-            ->add_option("--exec", options->command, "Shell COMMAND that stores a batch, its standard input")
+        command->add_option("--exec", options->command, "Shell command that stores each batch from its input")
             ->type_name("COMMAND")
             ->needs(cursors);
-    addNumberOption(command, "--batch", &options->batch, 1, kMostItems, "Items of a batch (default: 50000)")
+    addNumberOption(command, "--batch", &options->batch, 1, kMostItems, "Items per batch (default: 50000)")
         ->needs(exec);
     addNumberOption(command, "--retries", &options->retries, 0, kMostRetries,
-                    "Times that a batch is sent again (default: 5)")
+                    "Times a failed batch is sent again (default: 5)")
         ->needs(exec);
-    command->add_option("--timeout", options->timeout, "Time that COMMAND has for a batch (default: any)")
+    command->add_option("--timeout", options->timeout, "Time limit of COMMAND for a batch (default: none)")
         ->type_name("TIME")
         ->needs(exec);
-    command->add_option("--every", options->every, "Go on, and look again after 5s, 2m or 1h")
+    command->add_option("--every", options->every, "Keep running, and look again every 5s, 2m or 1h")
         ->type_name("TIME")
         ->needs(exec);
     CLI::Option *const dry =
-        command->add_flag("--dry-run", options->isDry, "Print what would be sent, and send nothing")
+        command->add_flag("--dry-run", options->isDry, "Print what would be sent; send nothing")
             ->needs(cursors);
-    command->add_flag("--status", options->isStatus, "Print how far each log has got; of all without DIR")
+    command->add_flag("--status", options->isStatus, "Print progress of each DIR, or of all logs in FILE")
         ->needs(cursors)
         ->excludes(dry);
 }

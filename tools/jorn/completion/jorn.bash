@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # Completion of jorn for bash, with the help of package bash-completion.           -*- shell-script -*-
-# Commands and options are those that the tool's own --help tells.
+# Commands and options are those that the tool's own --help lists.
 
 # The commands of --help: _jorn_commands JORN
 _jorn_commands() {
@@ -31,7 +31,7 @@ _jorn_names() {
     done
 }
 
-# Completes the value of an option, by what --help tells about it: _jorn_value KIND ENTRY
+# Completes the value of an option, by what --help says about it: _jorn_value KIND ENTRY
 _jorn_value() {
     local range='[^0-9]([0-9]) to ([0-9])([^0-9]|$)' choices
     case $1 in

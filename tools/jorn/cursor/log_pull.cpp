@@ -180,14 +180,14 @@ void LogPull::adopt(const RingFile &file, const FileMatch &match) {
     }
 }
 
-/// What is in view and not done with; and what was put out of view, but is pending, or came after the newest
-/// known file.
+/// What is in view and not done with; and what was put out of view, but is pending, could not be read, or came
+/// after the newest known file.
 void LogPull::chooseWalk(int newest) {
     const std::vector<RingFile> &files = files_.view().files();
     const auto isOpen = [&](int number) {
         const KnownFile *const known = reached_.current().file(number);
-        const bool isPending = known != nullptr && known->numbered.has(ItemState::Pending);
-        return isPending ? !isDone(number, newest) : files_.age(number) <= files_.age(newest);
+        const bool isLeft = known != nullptr && known->isOpen();
+        return isLeft ? !isDone(number, newest) : files_.age(number) <= files_.age(newest);
     };
     for (int number = 0; number < jorn::kSurveySize; ++number) {
         if (files_.isInView(number) || !files_.exists(number) || !isOpen(number)) {

@@ -16,10 +16,11 @@ namespace tool {
 namespace {
 
 void addPatternOptions(CLI::App *command, FilterOptions *options) {
-    CLI::Option *const pattern =
-        command->add_option("-g,--grep", options->patterns, "Text matches; any of several (repeatable)")
-            ->type_name("REGEX")
-            ->allow_extra_args(false);
+    CLI::Option *const pattern = command
+                                     ->add_option("-g,--grep", options->patterns,
+                                                  "Text matches; with several, any of them (repeatable)")
+                                     ->type_name("REGEX")
+                                     ->allow_extra_args(false);
     command->add_flag("-i,--ignore-case", options->isCaseIgnored, "With -g: ignore case")->needs(pattern);
     command->add_flag("-v,--invert-match", options->isInverted, "With -g: text does not match")
         ->needs(pattern);
@@ -27,16 +28,16 @@ void addPatternOptions(CLI::App *command, FilterOptions *options) {
 
 void addSelection(CLI::App *command, FilterOptions *options) {
     command->add_option("-S,--since", options->since, "From this time on")->type_name("TIME");
-    command->add_option("-U,--until", options->until, "Up to this time; of a day, up to its end")
+    command->add_option("-U,--until", options->until, "Up to this time; for a day, up to its end")
         ->type_name("TIME");
     CLI::Option *const priority =
-        command->add_option("-p", options->priority, "This level and more severe ones, or A..B")
+        command->add_option("-p", options->priority, "This level and more severe ones, or a range A..B")
             ->type_name("LEVEL");
-    command->add_option("--level", options->levels, "Just this level, or A,B (repeatable)")
+    command->add_option("--level", options->levels, "Only this level, or several: A,B (repeatable)")
         ->type_name("LEVEL")
         ->allow_extra_args(false)
         ->excludes(priority);
-    command->add_option("-s,--slot", options->slots, "This slot, or A,B (repeatable)")
+    command->add_option("-s,--slot", options->slots, "Only this slot, or several: A,B (repeatable)")
         ->type_name("SLOT")
         ->allow_extra_args(false);
     addPatternOptions(command, options);
@@ -182,7 +183,8 @@ Names findNames(const FilterOptions &options, const StoreDirectory &directory,
 void addFilterOptions(CLI::App *command, FilterOptions *options) {
     addDirectoriesOption(command, &options->directories);
     addQuestionOptions(command, options);
-    command->add_flag("-q,--quiet", options->isQuiet, "Print no items; exit code 0 if any match, else 1");
+    command->add_flag("-q,--quiet", options->isQuiet,
+                      "Print nothing; exit with 0 if an item matches, else 1");
 }
 
 void addQuestionOptions(CLI::App *command, FilterOptions *options) {
@@ -191,13 +193,13 @@ void addQuestionOptions(CLI::App *command, FilterOptions *options) {
     beginGroup(command, kOtherGroup);
     command->add_option("--names", options->namesFile, "Names of levels and slots (default: DIR/jorn.names)")
         ->type_name("FILE");
-    addFilesOption(command, &options->files, "Files of the ring, 2 to 90, if DIR does not show it");
+    addFilesOption(command, &options->files, "Files in the ring, 2 to 90, if DIR does not show it");
 }
 
 void addNotationOptions(CLI::App *command, FilterOptions *options) {
     beginGroup(command, kFormGroup);
-    command->add_flag("--utc", options->isUtc, "Times in UTC, as read and as printed");
-    command->add_flag("--numbers", options->isNumbers, "Levels and slots as numbers, not names");
+    command->add_flag("--utc", options->isUtc, "Read and print times in UTC");
+    command->add_flag("--numbers", options->isNumbers, "Print levels and slots as numbers, not names");
 }
 
 Question openQuestion(const FilterOptions &options, const std::string &directory, time_t now,

@@ -67,14 +67,12 @@ inline bool isMatchAsked(const FilterOptions &options) {
 /// The notes in a command's help that are the same for all.
 inline constexpr char kFilterNotes[] =
     "TIME is a day (2026-11-21, 11-21, \"Nov 21\", yesterday, today, tomorrow), with or without a time of "
-    "day "
-    "(06:47 or 06:47:08) after it; 06:47 of today, now, -2h, +1h, \"2 days ago\", \"1 month ago\", or "
-    "@SECONDS "
-    "since 1970. It is local time unless --utc, or UTC, Z or +01:00 after it, says otherwise.\n"
+    "day (06:47 or 06:47:08) after it; a time of day alone, which is today's; now, -2h, +1h, \"2 days ago\", "
+    "\"1 month ago\"; or @SECONDS since 1970. It is local time, unless --utc is given or UTC, Z or +01:00 "
+    "follows it.\n"
     "LEVEL is 0 (error), 1 (warning), 2 (information) or 3 (debug), SLOT is 0 to 7; either may be a name "
-    "that "
-    "--names FILE or DIR/jorn.names gives it.\n"
-    "REGEX is a regular expression in the syntax of RE2.\n";
+    "from --names FILE or DIR/jorn.names.\n"
+    "REGEX is a regular expression in RE2 syntax.\n";
 
 }  // namespace tool
 

@@ -45,16 +45,16 @@ void addContextOptions(CLI::App *command, ContextSize *context) {
     beginGroup(command, kItemsGroup);
     add(
         "-A,--after-context", [context](size_t number) { context->after = number; },
-        "With -g: N items after each match as well");
+        "With -g: also N items after each match");
     add(
         "-B,--before-context", [context](size_t number) { context->before = number; },
-        "With -g: N items before each match as well");
+        "With -g: also N items before each match");
     add(
         "-C,--context",
         [context](size_t number) {
             *context = {number, number};
         },
-        "With -g: N items on both sides of each match");
+        "With -g: also N items before and after each match");
 }
 
 ItemStyle itemStyleOf(const OutputOptions &output, const FilterOptions &filter, const NamedLog &log) {

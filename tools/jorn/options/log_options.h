@@ -22,7 +22,7 @@ void refuseNumbers(CLI::Option *directory);
 
 /// What --files means where the ring is to be judged or mended.
 inline constexpr char kRingFilesMeaning[] =
-    "Files of the ring, 2 to 90 (default: what DIR/jorn.ring says, else the least that DIR needs)";
+    "Files in the ring, 2 to 90 (default: as in DIR/jorn.ring, else the fewest that DIR needs)";
 
 /// Adds --files, the number of the ring's files. `files` must outlive the parsing.
 void addFilesOption(CLI::App *command, std::optional<int> *files, const std::string &meaning);

@@ -54,7 +54,7 @@ void addTerminalOptions(CLI::App *command, OutputOptions *options) {
 
 void addItemOutputOptions(CLI::App *command, OutputOptions *options) {
     addTerminalOptions(command, options);
-    command->add_flag("--escape", options->isEscaped, "Print control characters as \\xNN to files too");
+    command->add_flag("--escape", options->isEscaped, "Print control characters as \\xNN to files as well");
 }
 
 bool isColored(const OutputOptions &options, bool isTerminal) {

@@ -49,8 +49,8 @@ int endReading(const FilterOptions &options, const LogSet &set, const std::vecto
 /// The exit codes, for help.
 inline constexpr char kReadExitCodes[] =
     "  0  done\n"
-    "  1  nothing matches, when -g or -q asked\n"
-    "  2  usage, or no log in DIR\n"
+    "  1  no item matches, with -g or -q\n"
+    "  2  usage error, or no log in DIR\n"
     "  3  done, but damage was found: see jorn check\n"
     "  4  input or output failed\n";
 

@@ -14,7 +14,7 @@ void addServeOptions(CLI::App *command, ServeOptions *options) {
     beginGroup(command, "The page");
     command
         ->add_option("--listen", options->listen,
-                     "Where to listen, as ADDRESS:PORT, with port 0 for any that is free (default: "
+                     "Listen on ADDRESS:PORT; port 0 stands for any free one (default: "
                      "127.0.0.1:8642, or the next free port)")
         ->type_name("ADDRESS");
     command
@@ -23,13 +23,13 @@ void addServeOptions(CLI::App *command, ServeOptions *options) {
         ->type_name("FILE");
     command->add_flag("--open", options->isOpened, "Open the page in the browser");
     command->add_flag("--utc", options->isUtc, "Read and print times in UTC instead of local time");
-    command->add_option("--names", options->namesFile, "File with the names of levels and slots")
+    command->add_option("--names", options->namesFile, "Names of levels and slots (default: DIR/jorn.names)")
         ->type_name("FILE");
     beginGroup(command, kOtherGroup);
     command->add_flag("--poll", options->isPolling,
-                      "Look for new items twice a second instead of waiting for notices");
+                      "Look for new items twice a second instead of waiting for events");
     addFilesOption(command, &options->files,
-                   "Files of the ring, 2 to 90 (default: the least that DIR needs)");
+                   "Files in the ring, 2 to 90 (default: the fewest that DIR needs)");
 }
 
 std::vector<std::string> wordsOf(const ServeOptions &options) {

@@ -5,29 +5,74 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tool {
 namespace {
 
-/// Words of which every match of the pattern holds one; none where there are no such.
-std::vector<std::string> wordsOf(const RE2 &pattern) {
-    std::vector<std::string> words;
+/// Whether a pattern finds nothing in texts that have all of its words but this one.
+bool isRequired(const re2::FilteredRE2 &analysis, size_t word, size_t words) {
+    std::vector<int> others;
+    for (size_t i = 0; i < words; ++i) {
+        if (i != word) {
+            others.push_back(static_cast<int>(i));
+        }
+    }
+    std::vector<int> found;
+    analysis.AllPotentials(others, &found);
+    return found.empty();
+}
+
+using Words = std::vector<std::string>;
+
+/// Lists of words; every match of the pattern holds one of each list, in whatever case. None where there are
+/// no such. What is probably rarest is last: the longest of the words that every match holds.
+std::vector<Words> wordsOf(const RE2 &pattern) {
+    constexpr size_t kFew = 32;
+    Words words;
     re2::FilteredRE2 analysis;
     int ignored = 0;
     if (analysis.Add(pattern.pattern(), pattern.options(), &ignored) == RE2::NoError) {
         analysis.Compile(&words);
     }
-    return words;
+    std::vector<Words> lists;
+    for (size_t i = 0; i < words.size() && words.size() <= kFew; ++i) {
+        if (isRequired(analysis, i, words.size())) {
+            lists.push_back({words[i]});
+        }
+    }
+    std::sort(lists.begin(), lists.end(),
+              [](const Words &a, const Words &b) { return a.front().size() < b.front().size(); });
+    return lists.empty() && !words.empty() ? std::vector<Words>{words} : lists;
+}
+
+/// The long s and the sign of Kelvin are cases of s and k.
+bool hasAsciiCasesOnly(char c) {
+    return static_cast<unsigned char>(c) < 0x80 && c != 's' && c != 'S' && c != 'k' && c != 'K';
 }
 
 /// Whether characters stand for nothing but themselves, or for both cases of ASCII letters where the case is
-/// ignored. The long s and the sign of Kelvin are cases of s and k.
+/// ignored.
 bool areLiteral(std::string_view characters, bool isCaseIgnored) {
     return characters.find_first_of("\\^$.?*+()[]{}") == std::string_view::npos &&
-           (!isCaseIgnored || std::all_of(characters.begin(), characters.end(), [](char c) {
-               return static_cast<unsigned char>(c) < 0x80 && c != 's' && c != 'S' && c != 'k' && c != 'K';
-           }));
+           (!isCaseIgnored || std::all_of(characters.begin(), characters.end(), hasAsciiCasesOnly));
+}
+
+/// The longest part of a word that stands for its characters and, of letters, both of their ASCII cases.
+std::string plainPartOf(const std::string &word) {
+    std::string longest;
+    for (size_t begin = 0; begin < word.size(); ++begin) {
+        size_t end = begin;
+        while (end < word.size() && hasAsciiCasesOnly(word[end])) {
+            ++end;
+        }
+        if (end - begin > longest.size()) {
+            longest = word.substr(begin, end - begin);
+        }
+        begin = end;
+    }
+    return longest;
 }
 
 /// What a pattern finds that is nothing but characters, or a few such with bars between; nothing where it is
@@ -50,7 +95,7 @@ std::vector<LiteralSearch> literalsOf(const RE2 &pattern) {
 }
 
 /// Finds any of the words, whatever its case is.
-std::string expressionOf(const std::vector<std::string> &words) {
+std::string expressionOf(const Words &words) {
     std::string choice;
     for (const std::string &word : words) {
         choice += (choice.empty() ? "(?i)" : "|") + RE2::QuoteMeta(word);
@@ -65,15 +110,37 @@ PieceFilter::PieceFilter(const ItemFilter &filter) : filter_(filter) {
         return;
     }
     literals_ = literalsOf(*filter.pattern);
-    const std::vector<std::string> words =
-        literals_.empty() ? wordsOf(*filter.pattern) : std::vector<std::string>();
-    if (!words.empty()) {
-        constexpr int64_t kMostMemory = int64_t{1} << 20;
-        RE2::Options options(RE2::Quiet);
-        options.set_max_mem(kMostMemory);
-        words_ = std::make_unique<const RE2>(expressionOf(words), options);
+    isDecidedByLiterals_ = !literals_.empty();
+    if (!isDecidedByLiterals_) {
+        choices_ = wordsOf(*filter.pattern);
+        lookForOtherWords();
     }
-    if (words_ != nullptr && !words_->ok()) {
+}
+
+/// Turns to the next choice; to none where there is no other.
+void PieceFilter::lookForOtherWords() {
+    constexpr size_t kShort = 2;
+    literals_.clear();
+    words_.reset();
+    nextWord_ = nullptr;
+    pieces_ = 0;
+    piecesWithWord_ = 0;
+    if (choices_.empty()) {
+        return;
+    }
+    const Words words = std::move(choices_.back());
+    choices_.pop_back();
+    const std::string plain = words.size() == 1 ? plainPartOf(words.front()) : "";
+    if (plain.size() > kShort) {
+        literals_.emplace_back(plain, true);
+        literals_.back().enter(blockEnd_);
+        return;
+    }
+    constexpr int64_t kMostMemory = int64_t{1} << 20;
+    RE2::Options options(RE2::Quiet);
+    options.set_max_mem(kMostMemory);
+    words_ = std::make_unique<const RE2>(expressionOf(words), options);
+    if (!words_->ok()) {
         words_.reset();
     }
 }
@@ -92,7 +159,7 @@ bool PieceFilter::mayHaveWord(std::string_view piece) {
         findWord(piece.data());
     }
     const bool hasWord = nextWord_ < piece.data() + piece.size();
-    if (words_ != nullptr && lastPiece_ != piece.data()) {
+    if (!isDecidedByLiterals_ && lastPiece_ != piece.data()) {
         lastPiece_ = piece.data();
         countPiece(hasWord);
     }
@@ -105,7 +172,7 @@ void PieceFilter::countPiece(bool hasWord) {
     constexpr uint64_t kFrequent = 4;
     ++pieces_;
     if (hasWord && ++piecesWithWord_ > kTrial && piecesWithWord_ > pieces_ / kFrequent) {
-        words_.reset();
+        lookForOtherWords();
     }
 }
 
@@ -126,7 +193,7 @@ void PieceFilter::findWord(const char *begin) {
 /// Of a piece that has a word.
 bool PieceFilter::hasMatch(std::string_view piece) {
     const std::string_view text = textIn(piece);
-    if (literals_.empty()) {
+    if (!isDecidedByLiterals_) {
         return filter_.hasText(text);
     }
     const bool isFound = std::any_of(literals_.begin(), literals_.end(),

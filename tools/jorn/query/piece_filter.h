@@ -49,14 +49,19 @@ private:
     }
 
     bool isLookingForWords() const { return words_ != nullptr || !literals_.empty(); }
+    void lookForOtherWords();
     bool mayHaveWord(std::string_view piece);
     void countPiece(bool hasWord);
     void findWord(const char *begin);
     bool hasMatch(std::string_view piece);
 
     const ItemFilter &filter_;
-    std::vector<LiteralSearch> literals_;  ///< All that the pattern finds, if it is as plain as that;
-    std::unique_ptr<const RE2> words_;  ///< else words of which one is in every match. None of both: no such.
+    // Words of which one is in every match, to be looked for in one way or the other; neither where there are
+    // none.
+    std::vector<LiteralSearch> literals_;
+    std::unique_ptr<const RE2> words_;
+    std::vector<std::vector<std::string>> choices_;  ///< Others, should these be frequent; the next one last.
+    bool isDecidedByLiterals_ = false;               ///< The literals are all that the pattern finds.
     const char *blockEnd_ = nullptr;
     const char *nextWord_ = nullptr;   ///< No word begins between the piece asked about last and this.
     const char *lastPiece_ = nullptr;  ///< That was asked about.

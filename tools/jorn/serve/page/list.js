@@ -212,7 +212,7 @@ export class List {
     }
     this.top = top;
     this.stuck = false;
-    this.ended = top > 0 && top >= this.height - this.viewHeight - 1;
+    this.ended = top >= this.height - this.viewHeight - 1;
     this.follow(top, distance);
     this.draw();
     if (!this.exact) {
