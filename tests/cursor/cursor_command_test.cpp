@@ -177,12 +177,12 @@ TEST_F(CursorCommandTest, CursorFileThatIsNone_IsRefusedAsAWhole) {
     const std::string anew = "; to begin anew, with new epochs, move the file away\n";
     const std::string head = "{\"kind\":\"jorn cursors\",\"version\":2,\"logs\":1}\n";
     const std::pair<std::string, std::string> bad[] = {
-        {"", "jorn: c:1: is not a line of a file of cursors" + anew},
-        {"{}\n", "jorn: c:1: is no file of cursors" + anew},
+        {"", "jorn: c:1: is not a line of a cursor file" + anew},
+        {"{}\n", "jorn: c:1: is not a cursor file" + anew},
         {"{\"kind\":\"jorn cursors\",\"version\":1,\"logs\":0}\n",
          "jorn: c:1: is of version 1, and this jorn knows version 2" + anew},
-        {head, "jorn: c:2: is not whole" + anew},
-        {head + "{\"device\":\"u1\"}\n", "jorn: c:2: is not a line of a file of cursors" + anew},
+        {head, "jorn: c:2: is incomplete" + anew},
+        {head + "{\"device\":\"u1\"}\n", "jorn: c:2: is not a line of a cursor file" + anew},
     };
     for (const auto &[text, message] : bad) {
         write("c", text);

@@ -4,8 +4,8 @@
 #define JORN_TESTS_CURSOR_SHIPPED_LOG_H
 
 #include <sys/wait.h>
+#include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -55,8 +55,20 @@ protected:
     ShippingResult jorn(const std::string &words) const {
         const std::string command = "cd " + path("") + " && TZ=UTC " JORN_TRACED_TOOL " export --utc " +
                                     words + " > stdout 2> stderr";
-        const int status = std::system(command.c_str());
+        const int status = runByShell(command);
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, withoutEpochs(read("stdout")), read("stderr")};
+    }
+
+    /// Its status as waitpid() gives it.
+    static int runByShell(const std::string &command) {
+        const pid_t shell = fork();
+        if (shell == 0) {
+            execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char *>(nullptr));
+            _exit(127);
+        }
+        int status = -1;
+        waitpid(shell, &status, 0);
+        return status;
     }
 
     /// With the usual words.

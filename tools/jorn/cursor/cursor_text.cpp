@@ -46,7 +46,7 @@ uint64_t hexIn(std::string_view text) {
     uint64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, 16);
     if (error != std::errc() || end != text.data() + text.size()) {
-        throw BadText{"a hash is no hexadecimal number"};
+        throw BadText{"a hash is not a hexadecimal number"};
     }
     return number;
 }
@@ -214,7 +214,7 @@ LogCursor cursorIn(const Json &json) {
 /// The number of logs that follow.
 size_t headIn(const Json &json) {
     if (json.value("kind", "") != kKind) {
-        throw BadText{"is no file of cursors"};
+        throw BadText{"is not a cursor file"};
     }
     const int version = json.at("version").get<int>();
     if (version != kVersion) {
@@ -253,12 +253,12 @@ std::vector<LogCursor> parseCursors(const std::string &text, const std::string &
             cursors.push_back(cursorIn(Json::parse(line)));
         }
         if (cursors.size() != logs || text.back() != '\n') {
-            throw BadText{"is not whole"};
+            throw BadText{"is incomplete"};
         }
     } catch (const BadText &bad) {
         giveUp(name, number, bad.what);
     } catch (const nlohmann::json::exception &) {
-        giveUp(name, number, "is not a line of a file of cursors");
+        giveUp(name, number, "is not a line of a cursor file");
     }
     return cursors;
 }
