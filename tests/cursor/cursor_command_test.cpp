@@ -356,6 +356,19 @@ TEST_F(CursorCommandTest, RingThatWasEnlarged_SendsNothingAgain) {
     EXPECT_THAT(got("b.csv"), HasSubstr("1700000300,1,0,new,u1,door,E,121\n"));
 }
 
+/// The next file stays as it was until the first item comes.
+TEST_F(CursorCommandTest, LogThatWasClearedWithoutAnItem_SendsNothingAgain) {
+    write("u1/door/1.csv", dataLine(3, "d"));
+    write("u1/door/2.csv", dataLine(4, "e"));
+    write("u1/door/index.csv", "version:1\n0,2\n");
+    ASSERT_EQ(ship("--to a.csv").err, "5 items\n");
+    write("u1/door/index.csv", "version:1\n0,0\n");
+    EXPECT_EQ(ship("--to b.csv").err, "0 items\n");
+    write("u1/door/0.csv", dataLine(5, "new"));
+    EXPECT_EQ(ship("--to c.csv").err, "1 item\n");
+    EXPECT_THAT(got("c.csv"), HasSubstr(",new,u1,door,E,6\n"));
+}
+
 TEST_F(CursorCommandTest, LogThatCameBack_GoesOnInItsEpoch) {
     for (int i = 3; i < 12; ++i) {
         append("u1/door/0.csv", dataLine(i, "item"));
