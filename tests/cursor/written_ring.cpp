@@ -103,6 +103,7 @@ void WrittenRing::begin(int number) {
         fs::remove_all(path(number));
     }
     written_.clear();
+    former_ = 0;
     left_ = 0;
 }
 
@@ -150,6 +151,7 @@ void WrittenRing::clear() {
 void WrittenRing::clearSilently() {
     latest_ = oldest_ = (latest_ + 1) % size_;
     isToBegin_ = true;
+    former_ = files_.count(latest_) == 0 ? 0 : files_[latest_].size();
     writeChanged();
 }
 
@@ -172,7 +174,7 @@ void WrittenRing::restart() {
 
 bool WrittenRing::crash(int count) {
     WrittenFile &file = files_[latest_];
-    const size_t lost = std::min(static_cast<size_t>(count), file.size());
+    const size_t lost = std::min(static_cast<size_t>(count), file.size() - std::min(former_, file.size()));
     const size_t near = std::min(lost + kNear, file.size());
     const bool isClear = std::none_of(file.end() - static_cast<ptrdiff_t>(near), file.end(),
                                       [this](const WrittenLine &line) { return isAltered(line.id); });

@@ -108,6 +108,7 @@ private:
     int latest_ = 0;
     bool hasIndex_ = true;
     bool isToBegin_ = false;  ///< The newest file, with the next item.
+    size_t former_ = 0;       ///< Items of the newest file from before it was that.
 };
 
 }  // namespace test

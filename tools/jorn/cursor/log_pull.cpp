@@ -13,6 +13,9 @@
 namespace tool {
 namespace {
 
+/// Fewer items may be the same by chance in any files.
+constexpr uint64_t kFewest = 8;
+
 std::string stampOf(const RingView &view) {
     if (view.files().empty() || !view.index().isStill(view.directory())) {
         return "";
@@ -88,7 +91,6 @@ bool LogPull::plan(uint64_t fresh) {
 /// A log that was replaced may have come back: then a former epoch is recognised, and the current one not, or
 /// by less.
 bool LogPull::goOnInEpoch() {
-    constexpr uint64_t kFewest = 8;
     const auto here = recognise(&files_, reached_.current());
     for (size_t i = reached_.epochs.size(); i > 1 && (!here || here->weight < kProof); --i) {
         const Numbering earlier = reached_.epochs[i - 2];
@@ -149,7 +151,10 @@ void LogPull::updateNewest(const KnownFile &known, const FileMatch &match) {
 void LogPull::updateNewer(const KnownFile &known) {
     const RingFile *const file = files_.numbered(known.number);
     const bool isProof = known.sum.items >= kProof || isOfClock(known.time);
-    if (file != nullptr && isProof && beginsWith(files_.table(*file), known.sum)) {
+    const bool isUnchanged = file != nullptr && beginsWith(files_.table(*file), known.sum);
+    const bool isSame =
+        isUnchanged && known.sum.items >= kFewest && files_.table(*file).hashes.size() == known.sum.items;
+    if (isSame || (isUnchanged && isProof)) {
         former_[known.number] = known.sum.items;
     } else if (file != nullptr && isProof && likenessOf(known, files_.table(*file)) == Likeness::Same) {
         keepDamaged(*file);
