@@ -308,7 +308,20 @@ TEST_F(CursorCommandTest, ItemsDamagedAfterATransferThatFailed_LeaveTheirNumbers
     EXPECT_THAT(got("b.csv"), HasSubstr("c,u1,door,E,3\n"));
 }
 
-TEST_F(CursorCommandTest, FileThatCanBeReadLater_HasNumbersBeforeThoseOfLaterFiles) {
+class UnreadableFileTest : public CursorCommandTest {
+protected:
+    /// All but 1.csv, which is then to be written.
+    void shipPastUnreadableFile() {
+        ASSERT_EQ(ship("--to a.csv").err, "3 items\n");
+        write("u1/door/index.csv", "version:1\n0,2\n");
+        fs::create_directory(path("u1/door/1.csv"));
+        write("u1/door/2.csv", dataLine(9, "last"));
+        EXPECT_EQ(ship("--to b.csv").status, 3);
+        fs::remove(path("u1/door/1.csv"));
+    }
+};
+
+TEST_F(UnreadableFileTest, FileThatCanBeReadLater_HasNumbersBeforeThoseOfLaterFiles) {
     shipPastUnreadableFile();
     EXPECT_THAT(got("b.csv"), HasSubstr("last,u1,door,E,5004\n"));
     write("u1/door/1.csv", dataLine(5, "late"));
@@ -319,7 +332,7 @@ TEST_F(CursorCommandTest, FileThatCanBeReadLater_HasNumbersBeforeThoseOfLaterFil
     EXPECT_THAT(got("d.csv"), HasSubstr("next,u1,door,E,5005\n"));
 }
 
-TEST_F(CursorCommandTest, FileThatTurnsOutToBeEmpty_LeavesACursorThatCanBeRead) {
+TEST_F(UnreadableFileTest, FileThatTurnsOutToBeEmpty_LeavesACursorThatCanBeRead) {
     shipPastUnreadableFile();
     write("u1/door/1.csv", "");
     append("u1/door/2.csv", dataLine(10, "next"));
