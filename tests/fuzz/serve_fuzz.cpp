@@ -52,7 +52,7 @@ class Served {
 public:
     Served()
         : logs_({{"log", log_.path(), {}, std::nullopt}}),
-          api_(&logs_, {"1", true}),
+          api_(&logs_, {"1", {true, ""}}),
           site_(tool::Access({kToken, "127.0.0.1", 1}), &api_, {{"index.html", "<p>", "1"}}),
           server_({[this](const tool::WebRequest &request) { return site_.answer(request); },
                    [](const tool::WebRequest &request) { return tool::Api::kindOf(request.path); }}) {
