@@ -182,7 +182,7 @@ private:
         const bool isTaken = std::any_of(cursor_.epochs.begin(), cursor_.epochs.end(),
                                          [this](const auto &numbering) { return isMistakable(numbering); });
         const bool isKept = cursor_.epochs.empty() || isTaken;
-        const bool isForgotten = !isKept && (isFaint() || (other_ && isLogForgotten()));
+        const bool isForgotten = !isKept && (isFaint() || isFewElsewhere() || (other_ && isLogForgotten()));
         counts_.ambiguous += isTaken ? 1 : 0;
         counts_.forgotten += isForgotten ? 1 : 0;
         return isTaken || isForgotten;
@@ -201,6 +201,14 @@ private:
             }
         }
         return isDamaged && left < kFewest;
+    }
+
+    /// Whether the newest known file has another name, and so few items that any file may begin with them.
+    bool isFewElsewhere() const {
+        constexpr uint64_t kFewest = 8;
+        const tool::KnownFile *const newest = cursor_.current().newest();
+        return newest != nullptr && newest->sum.items < kFewest && isTrulyThere(cursor_.current(), *newest) &&
+               ring_->generation(newest->number) != truthOf(cursor_.current(), *newest).generation;
     }
 
     /// Whether the log has come back after it was passed over for another one, or knows less than a former

@@ -141,7 +141,9 @@ void WrittenRing::append(int count) {
 }
 
 void WrittenRing::clear() {
-    isToBegin_ = false;
+    if (isToBegin_) {
+        add("text");
+    }
     latest_ = oldest_ = (latest_ + 1) % size_;
     begin(latest_);
     add(kCleared);
@@ -149,6 +151,12 @@ void WrittenRing::clear() {
 }
 
 void WrittenRing::clearSilently() {
+    constexpr size_t kFewest = 8;
+    const auto next = files_.find((latest_ + 1) % size_);
+    const bool isFaint = !hasClock_ && next != files_.end() && next->second.size() < kFewest;
+    if (isToBegin_ || isFaint) {
+        return clear();
+    }
     latest_ = oldest_ = (latest_ + 1) % size_;
     isToBegin_ = true;
     former_ = files_.count(latest_) == 0 ? 0 : files_[latest_].size();
@@ -157,7 +165,6 @@ void WrittenRing::clearSilently() {
 
 /// A device without a clock begins with the same time and the same texts each time, after a clearing.
 void WrittenRing::restart() {
-    isToBegin_ = false;
     if (!hasClock_) {
         time_ = 0;
         const bool isFirst = files_[latest_].empty();
@@ -165,6 +172,7 @@ void WrittenRing::restart() {
             clear();
         }
     }
+    isToBegin_ = isToBegin_ && files_[latest_].size() >= static_cast<size_t>(itemsOfFile_);
     add(kStarted);
     for (int i = 0; !hasClock_ && i < 4; ++i) {
         add("boot");

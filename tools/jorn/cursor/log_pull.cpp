@@ -150,13 +150,15 @@ void LogPull::updateNewest(const KnownFile &known, const FileMatch &match) {
 /// was lost. Few items may be the same by chance. One that cannot be read now will be read from its begin.
 void LogPull::updateNewer(const KnownFile &known) {
     const RingFile *const file = files_.numbered(known.number);
+    constexpr uint64_t kManyWithoutClock = 16;
     const bool isProof = known.sum.items >= kProof || isOfClock(known.time);
     const bool isUnchanged = file != nullptr && beginsWith(files_.table(*file), known.sum);
     const bool isSame =
         isUnchanged && known.sum.items >= kFewest && files_.table(*file).hashes.size() == known.sum.items;
     if (isSame || (isUnchanged && isProof)) {
         former_[known.number] = known.sum.items;
-    } else if (file != nullptr && isProof && likenessOf(known, files_.table(*file)) == Likeness::Same) {
+    } else if (file != nullptr && (isProof || known.sum.items >= kManyWithoutClock) &&
+               likenessOf(known, files_.table(*file)) == Likeness::Same) {
         keepDamaged(*file);
     } else {
         noteGone(known);
