@@ -152,9 +152,14 @@ void WrittenRing::clear() {
 
 void WrittenRing::clearSilently() {
     constexpr size_t kFewest = 8;
-    const auto next = files_.find((latest_ + 1) % size_);
-    const bool isFaint = !hasClock_ && next != files_.end() && next->second.size() < kFewest;
-    if (isToBegin_ || isFaint) {
+    const int number = (latest_ + 1) % size_;
+    const auto next = files_.find(number);
+    const bool isThere = next != files_.end();
+    const auto isJunk = [](const WrittenLine &line) { return line.id < 0; };
+    const bool isFaint =
+        isThere && !hasClock_ &&
+        (next->second.size() < kFewest || std::any_of(next->second.begin(), next->second.end(), isJunk));
+    if (isToBegin_ || isFaint || !isReadable(number)) {
         return clear();
     }
     latest_ = oldest_ = (latest_ + 1) % size_;
@@ -258,6 +263,9 @@ void WrittenRing::turnReadable() {
     }
     auto chosen = files_.begin();
     std::advance(chosen, pick(0, static_cast<int>(files_.size()) - 1));
+    if (chosen->first == latest_ && former_ > 0) {
+        return;  // Nobody could know later whether it was started afresh.
+    }
     fs::remove(path(chosen->first));
     fs::create_directory(path(chosen->first));
     unreadable_.insert(chosen->first);

@@ -147,23 +147,32 @@ void LogPull::updateNewest(const KnownFile &known, const FileMatch &match) {
 }
 
 /// The writer has started it afresh, unless it has been cleared and nothing was stored since, or its index
-/// was lost. Few items may be the same by chance. One that cannot be read now will be read from its begin.
+/// was lost. One that cannot be read now will be read from its begin.
 void LogPull::updateNewer(const KnownFile &known) {
     const RingFile *const file = files_.numbered(known.number);
-    constexpr uint64_t kManyWithoutClock = 16;
-    const bool isProof = known.sum.items >= kProof || isOfClock(known.time);
-    const bool isUnchanged = file != nullptr && beginsWith(files_.table(*file), known.sum);
-    const bool isSame =
-        isUnchanged && known.sum.items >= kFewest && files_.table(*file).hashes.size() == known.sum.items;
-    if (isSame || (isUnchanged && isProof)) {
+    if (file != nullptr && isUnchanged(*file, known)) {
         former_[known.number] = known.sum.items;
-    } else if (file != nullptr && (isProof || known.sum.items >= kManyWithoutClock) &&
-               likenessOf(known, files_.table(*file)) == Likeness::Same) {
+    } else if (file != nullptr && isDamaged(*file, known)) {
         keepDamaged(*file);
     } else {
         noteGone(known);
         reached_.current().forget(known.number);
     }
+}
+
+/// Few items may be the same by chance.
+bool LogPull::isUnchanged(const RingFile &file, const KnownFile &known) {
+    const ItemTable &table = files_.table(file);
+    const bool isProof = known.sum.items >= kProof || isOfClock(known.time) ||
+                         (known.sum.items >= kFewest && table.hashes.size() == known.sum.items);
+    return isProof && beginsWith(table, known.sum);
+}
+
+bool LogPull::isDamaged(const RingFile &file, const KnownFile &known) {
+    constexpr uint64_t kMany = 16;
+    const Likeness likeness = likenessOf(known, files_.table(file));
+    return isOfClock(known.time) ? likeness != Likeness::Other && !files_.table(file).hashes.empty()
+                                 : likeness == Likeness::Same && known.sum.items >= kMany;
 }
 
 /// All that is left of it was known.

@@ -70,6 +70,8 @@ private:
     void updateKnown(const Recognition &found);
     void updateNewest(const KnownFile &known, const FileMatch &match);
     void updateNewer(const KnownFile &known);
+    bool isUnchanged(const RingFile &file, const KnownFile &known);
+    bool isDamaged(const RingFile &file, const KnownFile &known);
     void keepDamaged(const RingFile &file);
     void updateOpen(const KnownFile &known);
     void adopt(const RingFile &file, const FileMatch &match);

@@ -102,14 +102,14 @@ private:
         return numbers;
     }
 
-    /// The writer has perhaps come to it since. In a ring of another size, it is gone then.
+    /// The writer has perhaps come to it since.
     int numberNow(int newest, const KnownFile &known) const {
+        const int size = files_.view().ringSize();
+        const int before = filesBeforeNewest(known);
         if (&known == &newest_) {
             return newest;
         }
-        const int size = files_.view().ringSize();
-        const int age = files_.age(newest) + filesBeforeNewest(known);
-        return files_.ofAge(size == numbering_.ringSize ? jorn::ringPosition(size, age) : age);
+        return before < size ? files_.ofAge(jorn::ringPosition(size, files_.age(newest) + before)) : -1;
     }
 
     int filesBeforeNewest(const KnownFile &known) const {
@@ -174,14 +174,15 @@ std::optional<Recognition> recognise(LogFiles *files, const Numbering &numbering
     if (newest == nullptr) {
         return std::nullopt;
     }
-    for (const bool isToBegin : {false, true}) {
-        files->assumeToBegin(isToBegin);
-        auto found =
-            isToBegin && !files->mayBeToBegin() ? std::nullopt : Recogniser(files, numbering, *newest).run();
-        if (found) {
-            found->isToBegin = isToBegin;
-            return found;
-        }
+    files->assumeToBegin(false);
+    if (auto found = Recogniser(files, numbering, *newest).run()) {
+        return found;
+    }
+    files->assumeToBegin(files->mayBeToBegin());
+    auto found = files->mayBeToBegin() ? Recogniser(files, numbering, *newest).run() : std::nullopt;
+    if (found && found->match.isWhole && found->weight >= kFewest) {
+        found->isToBegin = true;
+        return found;
     }
     files->assumeToBegin(false);
     return std::nullopt;
