@@ -203,12 +203,15 @@ private:
         return isDamaged && left < kFewest;
     }
 
-    /// Whether the newest known file has another name, and so few items that any file may begin with them.
+    /// Whether the newest known file has another name, or stands where the writer will begin next, and so few
+    /// items that any file may begin with them.
     bool isFewElsewhere() const {
         constexpr uint64_t kFewest = 8;
         const tool::KnownFile *const newest = cursor_.current().newest();
-        return newest != nullptr && newest->sum.items < kFewest && isTrulyThere(cursor_.current(), *newest) &&
-               ring_->generation(newest->number) != truthOf(cursor_.current(), *newest).generation;
+        const bool isFew = newest != nullptr && newest->sum.items < kFewest;
+        return isFew && isTrulyThere(cursor_.current(), *newest) &&
+               (ring_->isToBegin() ||
+                ring_->generation(newest->number) != truthOf(cursor_.current(), *newest).generation);
     }
 
     /// Whether the log has come back after it was passed over for another one, or knows less than a former

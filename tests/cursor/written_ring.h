@@ -65,6 +65,7 @@ public:
     int64_t generation(int number) const;
     /// Whether the ring still has that one.
     bool hasGeneration(int64_t generation) const;
+    bool isToBegin() const { return isToBegin_; }
     bool isReadable(int number) const { return unreadable_.count(number) == 0; }
     /// As it was when it was written.
     const std::string &bytesOf(int64_t id) const { return bytes_.at(id); }
