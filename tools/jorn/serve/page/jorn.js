@@ -26,7 +26,7 @@ class Page {
   constructor() {
     this.logs = [];
     this.items = new Items({ changed: () => this.itemsChanged(), lost: () => this.relocate(),
-      failed: (failure) => this.failed(failure) });
+      failed: (failure) => this.failed(failure), merged: () => this.logs.length !== 1 });
     this.list = new List(byId("grid"), byId("list"), this.items, {
       fill: (row, item) => fillRow(row, item, this), moved: () => this.viewChanged(),
       pressed: (number, event) => this.pressed(number, event) });
