@@ -163,6 +163,10 @@ class Page {
       this.history.keep({ at: undefined });
       this.load(failure.near ? { cursor: failure.near } : {})
         .then(() => this.brief("That item is no longer in the log. Showing the one closest in time."));
+    } else if (failure.status === 400 && failure.parameter === "cursor") {
+      // A link that was cut off, for instance.
+      this.history.keep({ at: undefined });
+      this.load(this.place()).then(() => this.brief("The link names no item. Showing the end of the list."));
     } else if (failure.status === 400 && failure.parameter) {
       this.items.clear();
       this.items.filter = filterOf(this.state);
