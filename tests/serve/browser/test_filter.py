@@ -4,7 +4,7 @@ from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.keys import Keys
 
 import sample
-from support import PageTest, wait_for
+from support import PageTest, record, wait_for
 
 
 class FilterTest(PageTest):
@@ -221,6 +221,32 @@ class SpanTest(PageTest):
         wait_for(lambda: "2 items" in self.text_of("#summary"), "the histogram of all")
         self.element("#span option[value='5min']").click()
         wait_for(lambda: "0 items" in self.text_of("#summary"), "an empty histogram")
+
+    def tick_error(self):
+        self.driver.find_elements("css selector", "[data-facet=level] label")[0].click()
+        self.wait_query(level="0")
+
+    def test_histogram_counts_what_is_listed_of_a_clock_that_was_set_back(self):
+        times = [sample.BEGIN + i for i in range(5)] + [i for i in range(100, 105)] + [sample.BEGIN + 10]
+        self.open(self.serve(self.log([(time, 0, 0, f"at {time}") for time in times] + [
+            (200, 2, 0, "not an error"), (sample.BEGIN + 11, 2, 0, "neither")])))
+        self.tick_error()
+        self.wait_total("11 items")
+        wait_for(lambda: ", 11 items," in self.text_of("#summary"), "histogram has all of them")
+        self.assertEqual(self.text_of("#summary .span"), "1970-01-01 00:01:40 to 2026-11-18 12:00:11")
+
+    def test_histogram_under_a_filter_reaches_to_what_came_while_paused(self):
+        directory = self.log([(sample.BEGIN, 0, 0, "before")])
+        self.open(self.serve(directory))
+        wait_for(lambda: self.text_of("#connection") == "Live", "stream is open")
+        self.press("p")
+        wait_for(lambda: self.text_of("#connection") == "Paused", "stream is closed")
+        record(str(directory), [(sample.BEGIN + 60, 0, 0, "meanwhile")], names=None)
+        wait_for(lambda: self.api("/api/items?after=0")["total"] == 4, "server has the items")
+        self.tick_error()
+        self.wait_total("2 items")
+        wait_for(lambda: ", 2 items," in self.text_of("#summary"), "histogram has both")
+        self.assertEqual(self.text_of("#summary .span"), "2026-11-18 12:00:00 to 2026-11-18 12:01:00")
 
     def test_preset_without_a_server_is_told_in_place_and_changes_nothing(self):
         server = self.serve(self.log(sample.ITEMS))

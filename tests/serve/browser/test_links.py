@@ -163,8 +163,26 @@ class LinkTest(PageTest):
         self.settle()
         self.assertEqual(self.texts()[0], "item 300")
 
+    def test_link_cut_off_within_its_place_shows_the_newest_end(self):
+        self.driver.get(self.server.url(f"at={urllib.parse.quote(self.cursor('item 300')[:8])}"))
+        wait_for(lambda: "names no item" in self.text_of("#notice"), "notice is shown")
+        self.settle()
+        self.assertEqual(self.texts()[0], "item 599")
+        self.assertFalse(self.element("#q-error").is_displayed())
+        self.wait_query(at=None)
+
+    def test_keys_do_nothing_to_an_item_that_was_closed(self):
+        self.press("j", "j", Keys.ENTER)
+        wait_for(lambda: self.driver.find_elements("css selector", "#item dl"), "item is open")
+        self.press(Keys.ESCAPE)
+        self.type_into("#q", "item 1..$")
+        self.wait_total("100 items")
+        self.press(Keys.ESCAPE, "x", "l")
+        wait_for(lambda: self.text_of("#notice") == "Link copied.", "keys are done")
+        self.assertEqual(self.query().get("q"), "item 1..$")
+
     def is_expected(self, entry):
-        return "410" in entry["message"]
+        return "status of 410" in entry["message"] or "status of 400" in entry["message"]
 
     def test_command_prints_the_same_items(self):
         self.type_into("#q", "item '?5.5$")

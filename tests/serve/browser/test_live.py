@@ -4,7 +4,7 @@ import signal
 
 import sample
 from live import LivePage
-from support import PageTest, Recorder, wait_for
+from support import FAKE_STREAM, PageTest, Recorder, record, wait_for
 
 
 class LiveTest(LivePage):
@@ -178,3 +178,28 @@ class TwoLogsTest(PageTest):
         self.assertEqual(self.text_of("#total"), f"{len(expected)} items")
         self.press("G")
         wait_for(lambda: self.texts() == expected[-len(self.in_view()):], "order at the other end too")
+
+    def test_backlog_that_comes_log_by_log_gets_the_places_of_the_server(self):
+        # The first change has the right total, so that nothing has the page read its items again.
+        self.inject(FAKE_STREAM.replace("total: -1", f"total: {2 * 101}"))
+        directories = [self.log(sample.ITEMS[:100], name) for name in ("one", "two")]
+        self.open(self.serve(*directories))
+        wait_for(lambda: self.text_of("#connection") == "Live", "stream is open")
+        later = sample.BEGIN + 10**5
+        backlog = []
+        for directory, offsets in zip(directories, ((0, 10, 20, 30), (1, 11))):
+            record(str(directory), [(later + offset, 2, 0, f"{directory.name} {offset}") for offset in offsets],
+                   names=None)
+            # With the store's own first item.
+            backlog.append(wait_for(lambda name=directory.name, count=len(offsets) + 1: self.backlog(
+                name, later, count), "server has the items"))
+        self.driver.execute_script("window.send('items', { items: arguments[0] })", backlog[0] + backlog[1])
+        expected = [item["text"] for item in self.api("/api/items?after=1000")["items"]]
+        wait_for(lambda: self.text_of("#total") == f"{len(expected)} items", "all are counted")
+        wait_for(lambda: self.texts() == expected[:len(self.in_view())], "order is that of the server")
+        self.press("G")
+        wait_for(lambda: self.texts() == expected[-len(self.in_view()):], "order at the other end too")
+
+    def backlog(self, name, since, count):
+        items = self.api(f"/api/items?log={name}&since=@{since}&order=oldest")["items"]
+        return items if len(items) == count else None

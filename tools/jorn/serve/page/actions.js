@@ -4,6 +4,7 @@ import { ask } from "./api.js";
 import { stampOf } from "./clock.js";
 import { closeDialog, copy, openCommand, openDialog, openDownload, openHelp } from "./dialogs.js";
 import { byId, say } from "./dom.js";
+import { ALL_TIME } from "./first.js";
 import { filterOf, toQuery } from "./state.js";
 
 const BUTTONS = { download: "download", command: "command", link: "link", help: "help", order: "order", wrap: "wrap",
@@ -169,17 +170,21 @@ export class Actions {
     say(`${stampOf(since)} to ${stampOf(until)}`);
   }
 
-  zoomOut() {
+  async zoomOut() {
     const { begin, end } = this.histogram;
     if (!this.state.since && !this.state.until) {
       return;
     }
     const more = Math.ceil((end - begin) / 2);
-    const { oldest, newest } = this.page.allTime();
-    if (begin - more <= oldest && end + more > newest) {
-      this.zoomAll();
-    } else {
-      this.zoom([Math.max(0, begin - more), end - 1 + more]);
+    try {
+      const { first, last } = await ask("histogram", ALL_TIME);
+      if (begin - more <= first && end + more > last) {
+        this.zoomAll();
+      } else {
+        this.zoom([Math.max(0, begin - more), end - 1 + more]);
+      }
+    } catch (failure) {
+      this.page.failed(failure);
     }
   }
 

@@ -20,6 +20,7 @@ export class Details {
     this.question.cancel();
     this.place.hidden = true;
     this.cursor = undefined;
+    this.item = null;
   }
 
   async show(cursor) {

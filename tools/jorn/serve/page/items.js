@@ -32,11 +32,12 @@ export const openingOf = (filter, place) => ({ ...filter, ...wherePlaceIs(filter
   after: AROUND });
 
 export class Items {
-  /** Calls `changed()` when items have arrived, `lost()` when the view is no longer in the log, `failed(error)`. */
-  constructor({ changed, lost, failed }) {
-    this.changed = changed;
-    this.lost = lost;
-    this.failed = failed;
+  /**
+   * Calls `changed()` when items have arrived, `lost()` when the view is no longer in the log, `failed(error)`.
+   * `merged()` returns whether the items may be of several logs.
+   */
+  constructor({ changed, lost, failed, merged }) {
+    Object.assign(this, { changed, lost, failed, merged });
     this.opening = new Question("items");
     this.question = new Question("items");
     this.clear();
@@ -48,6 +49,7 @@ export class Items {
     this.from = this.shown = this.known = this.counted = 0;
     this.pending = null;
     this.isChecking = false;
+    this.displaced = undefined;
   }
 
   get length() {
@@ -134,7 +136,8 @@ export class Items {
     if (low > high) {
       return;
     }
-    if (this.pending && low >= this.pending.low && high <= this.pending.high) {
+    // What has come since is asked for after that answer: else, while many come, none would be waited for.
+    if (this.pending && low >= this.pending.low && Math.min(high, this.pending.known - 1) <= this.pending.high) {
       return;
     }
     this.fetch(Math.max(this.from, low - AROUND), Math.min(this.known - 1, high + AROUND));
@@ -150,7 +153,7 @@ export class Items {
       return;
     }
     const rank = this.newestFirst ? this.known - 1 - high : low - this.from;
-    const answer = await this.ask({ low, high }, { rank: Math.max(0, rank), after: high - low + 1,
+    const answer = await this.ask({ low, high, known: this.known }, { rank: Math.max(0, rank), after: high - low + 1,
       anchor: this.kept.get(anchor).cursor });
     if (answer) {
       this.take(answer, anchor);
@@ -198,6 +201,7 @@ export class Items {
       return;
     }
     this.isChecking = false;
+    this.displaced = undefined;
     this.revision = answer.revision;
     this.from = this.newestFirst ? numberOf(answer.total - 1) : numberOf(0);
     this.counted = this.from + answer.total;
@@ -243,7 +247,7 @@ export class Items {
   }
 
   async lookForAny() {
-    const answer = await this.ask({ low: 0, high: 0 }, { rank: 0, after: 1 });
+    const answer = await this.ask({ low: 0, high: 0, known: this.known }, { rank: 0, after: 1 });
     if (answer) {
       this.revision = answer.revision;
       if (answer.total !== this.known - this.from) {
@@ -261,24 +265,42 @@ export class Items {
   append(items) {
     for (const item of items) {
       const number = this.known++;
-      const before = this.kept.get(number - 1);
-      // Of several logs, an item may belong before some that came earlier: by time, then by the order of the logs.
-      if (before && before.log !== item.log && before.time >= item.time) {
+      if (!this.isNext(number, item)) {
         this.outdate(number, item.time);
-      } else if (!this.kept.has(number)) {
+        continue;
+      }
+      this.displaced = undefined;
+      if (!this.kept.has(number)) {
         this.kept.set(number, item);
       }
     }
   }
 
-  /** The items of this time and later ones may have other places now. */
-  outdate(end, time) {
-    for (let number = end; number >= this.from && !(this.kept.get(number)?.time < time); --number) {
-      if (number !== end && !this.kept.has(number)) {
-        break;
-      }
-      this.outdated.add(number);
+  /**
+   * Whether an item that has come belongs right after the one before. Of several logs, it may belong before some that
+   * came earlier: by time, then by the order of the logs. Nothing is known where the one before is not in its place,
+   * nor of items that the server has counted already: the number may be another one's.
+   */
+  isNext(number, { log, time }) {
+    if (number <= this.from || !this.merged()) {
+      return true;
     }
+    if (number < this.counted || this.outdated.has(number - 1)) {
+      return false;
+    }
+    const before = this.kept.get(number - 1);
+    return before && (before.log === log || before.time < time);
+  }
+
+  /** The items of this time and later ones may have other places now, up to the last one, which is not kept. */
+  outdate(last, time) {
+    this.outdated.add(last);
+    // Those down to `displaced` have been outdated by the items right before.
+    let number = Math.min(this.displaced ?? last, last);
+    while (number > this.from && (this.outdated.has(number - 1) || this.kept.get(number - 1)?.time >= time)) {
+      this.outdated.add(--number);
+    }
+    this.displaced = number;
   }
 
   show() {

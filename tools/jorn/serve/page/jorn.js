@@ -12,7 +12,7 @@ import { Histogram } from "./histogram.js";
 import { Items } from "./items.js";
 import { listenToKeys } from "./keyboard.js";
 import { List } from "./list.js";
-import { countingOf } from "./first.js";
+import { ALL_TIME, countingOf, showsAllTime } from "./first.js";
 import { fillRow } from "./row.js";
 import { filterOf, History, isFiltered, isFollowing, placeOf, sameFilter } from "./state.js";
 import { Stream } from "./stream.js";
@@ -26,7 +26,7 @@ class Page {
   constructor() {
     this.logs = [];
     this.items = new Items({ changed: () => this.itemsChanged(), lost: () => this.relocate(),
-      failed: (failure) => this.failed(failure) });
+      failed: (failure) => this.failed(failure), merged: () => this.logs.length !== 1 });
     this.list = new List(byId("grid"), byId("list"), this.items, {
       fill: (row, item) => fillRow(row, item, this), moved: () => this.viewChanged(),
       pressed: (number, event) => this.pressed(number, event) });
@@ -163,6 +163,10 @@ class Page {
       this.history.keep({ at: undefined });
       this.load(failure.near ? { cursor: failure.near } : {})
         .then(() => this.brief("That item is no longer in the log. Showing the one closest in time."));
+    } else if (failure.status === 400 && failure.parameter === "cursor") {
+      // A link that was cut off, for instance.
+      this.history.keep({ at: undefined });
+      this.load(this.place()).then(() => this.brief("The link names no item. Showing the end of the list."));
     } else if (failure.status === 400 && failure.parameter) {
       this.items.clear();
       this.items.filter = filterOf(this.state);
@@ -204,26 +208,20 @@ class Page {
         throw failure;
       }
     };
-    this.counts.histogram.ask({ ...this.histogramSpan(), ...countingOf(filter) })
-      .then((answer) => answer && this.showHistogram(answer)).catch(ignore);
+    this.countOverTime(filter).then((answer) => answer && this.showHistogram(answer)).catch(ignore);
     this.counts.facets.ask(filter).then((answer) => answer && this.facets.show(answer, this.state)).catch(ignore);
   }
 
-  /** First and last second of all logs, whatever is filtered. */
-  allTime() {
-    const times = (name) => this.logs.map((log) => log[name]).filter((time) => time !== null);
-    return { oldest: Math.min(...times("oldest")), newest: Math.max(this.latest ?? 0, ...times("newest")) };
-  }
-
-  /**
-   * Of what is filtered the histogram shows all time too, so that it stays in place while one filters. A limit that was
-   * given may lie outside of all time, so the other one is then left to the server.
-   */
-  histogramSpan() {
-    const { oldest, newest } = this.allTime();
-    const isLimited = this.state.since || this.state.until;
-    return isFiltered(this.state) && !isLimited && Number.isFinite(oldest)
-      ? { since: `@${oldest}`, until: `@${newest}` } : {};
+  /** The answer of /api/histogram, or null when another question has taken its place. */
+  async countOverTime(filter) {
+    const question = this.counts.histogram;
+    if (!showsAllTime(this.state)) {
+      return question.ask(countingOf(filter));
+    }
+    // What /api/logs gives are the ends of the rings: where a clock was set back, those are not the ends of all time.
+    const all = await question.ask(ALL_TIME);
+    return all && question.ask({ ...(all.total ? { since: `@${all.first}`, until: `@${all.last}` } : {}),
+      ...countingOf(filter) });
   }
 
   showHistogram(answer) {
@@ -264,9 +262,7 @@ class Page {
       this.list.refill();
       this.facets.again(this.state);
       this.controls.show(this.state);
-      if (isFiltered(this.state)) {
-        this.refreshCounts();
-      } else if (this.histogram.answer) {
+      if (this.histogram.answer) {
         this.showHistogram(this.histogram.answer);
       }
     }
@@ -439,7 +435,6 @@ class Page {
   streamed(type, data) {
     if (type === "items") {
       this.items.append(data.items);
-      this.latest = Math.max(this.latest ?? 0, ...data.items.map(({ time }) => time));
       this.drawSoon();
       this.countsSoon();
     } else if (type === "change") {
