@@ -193,16 +193,21 @@ bool WrittenRing::crash(int count) {
                                       [this](const WrittenLine &line) { return isAltered(line.id); });
     file.resize(file.size() - lost);
     left_ = file.size();
+    // Without a clock, the same items come again.
+    const bool isSame = !hasClock_ && file.empty();
     changed_.insert(latest_);
     time_ += hasClock_ ? 5 : 0;
     restart();
-    return isClear;
+    return isClear && !isSame;
 }
 
-WrittenFile *WrittenRing::someFile() {
+WrittenFile *WrittenRing::someFile(int *number) {
     auto chosen = files_.begin();
     std::advance(chosen, pick(0, static_cast<int>(files_.size()) - 1));
     changed_.insert(chosen->first);
+    if (number != nullptr) {
+        *number = chosen->first;
+    }
     return &chosen->second;
 }
 
@@ -235,7 +240,8 @@ bool WrittenRing::destroy(int count) {
 }
 
 bool WrittenRing::alter() {
-    WrittenFile &file = *someFile();
+    int number = 0;
+    WrittenFile &file = *someFile(&number);
     if (file.empty()) {
         return true;
     }
@@ -250,7 +256,7 @@ bool WrittenRing::alter() {
     writeChanged();
     const auto at = static_cast<size_t>(place);
     const bool isNearCut = &file == &files_[latest_] && at < left_ && at + kNear >= left_;
-    return isClear && !isNearCut;
+    return isClear && !isNearCut && mended_.count(generations_[number]) == 0;
 }
 
 void WrittenRing::turnReadable() {
@@ -298,10 +304,12 @@ void WrittenRing::grow(int files) {
 }
 
 void WrittenRing::repair() {
+    const auto isJunk = [](const WrittenLine &line) { return line.id < 0; };
     for (auto &[number, file] : files_) {
-        file.erase(
-            std::remove_if(file.begin(), file.end(), [](const WrittenLine &line) { return line.id < 0; }),
-            file.end());
+        if (std::any_of(file.begin(), file.end(), isJunk)) {
+            mended_.insert(generations_[number]);
+            file.erase(std::remove_if(file.begin(), file.end(), isJunk), file.end());
+        }
     }
     hasIndex_ = true;
     copy();

@@ -82,7 +82,7 @@ private:
     void moveOn();
     void begin(int number);
     std::string path(int number) const { return directory_ + "/" + std::to_string(number) + ".csv"; }
-    WrittenFile *someFile();
+    WrittenFile *someFile(int *number = nullptr);
     void writeFile(int number) const;
     void writeIndex() const;
     void writeChanged();
@@ -103,7 +103,8 @@ private:
     std::set<int64_t> altered_;
     /// By all items of the newest file up to there: what is written again after it was lost is the same item.
     std::map<std::string, int64_t> written_;
-    size_t left_ = 0;  ///< Items in the newest file after the last power cut.
+    std::set<int64_t> mended_;  ///< Generations of files that do not show any more what they have lost.
+    size_t left_ = 0;           ///< Items in the newest file after the last power cut.
     int oldest_ = 0;
     int latest_ = 0;
     bool hasIndex_ = true;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The file that holds the cursors of many logs. One process at a time has it; it is written whole or not at
-// all, and what it says is on the medium when a write is done.
+// The file that holds the cursors of many logs. One process at a time holds it. It is written whole or not at
+// all, and its contents are on the medium when a write is done.
 #ifndef JORN_TOOLS_CURSOR_FILE_H
 #define JORN_TOOLS_CURSOR_FILE_H
 
@@ -16,32 +16,32 @@
 
 namespace tool {
 
-/// The cursors in a file, for those who only look; none where there is no file. Throws Failure.
+/// The cursors in a file, for callers that only read; none if there is no file. Throws Failure.
 std::vector<LogCursor> readCursors(const std::string &path);
 
-/// Where the cursor of a device and log is among others.
+/// Where the cursor of each device and log is in a list.
 using CursorPlaces = std::map<std::pair<std::string, std::string>, size_t>;
 CursorPlaces placesOf(const std::vector<LogCursor> &cursors);
 
 class CursorFile {
 public:
-    /// Makes the file if it is missing, and locks it. Throws Failure, also when another process has it.
+    /// Creates the file if it is missing, and locks it. Throws Failure, also when another process holds it.
     explicit CursorFile(const std::string &path);
 
-    /// What is kept of a log; without epochs when that is nothing.
+    /// What is kept of a log; it has no epochs when that is nothing.
     LogCursor cursorOf(const std::string &device, const std::string &log) const;
 
-    /// Replaces what is kept of its log. It is on the medium after write() alone.
+    /// Replaces what is kept of its log. It is on the medium only after write().
     void keep(const LogCursor &cursor);
 
-    /// Whether something is kept that was not written.
+    /// Whether something is kept that has not been written yet.
     bool isChanged() const { return isChanged_; }
 
-    /// Throws Failure. Then the file is as it was; or it has the new cursors, but they may not be on the
-    /// medium; or it is not held any more, and nothing was written.
+    /// Throws Failure. The file is then as it was; or it has the new cursors, but they may not be on the
+    /// medium; or it is no longer held, and nothing was written.
     void write();
 
-    /// Whether the name still stands for the file that this object has locked: somebody may have moved,
+    /// Whether the name still refers to the file that this object has locked: somebody may have moved,
     /// removed or replaced it, and another process may use what is there now.
     bool isHeld() const;
 
@@ -52,12 +52,12 @@ private:
     void lock(int file) const;
 
     const std::string path_;  ///< As the user gave it.
-    std::string name_;        ///< In its directory, behind links.
+    std::string name_;        ///< In its directory, after links.
     Descriptor directory_;
     Descriptor locked_;                    ///< The file as it was found,
-    std::unique_ptr<TemporaryFile> file_;  ///< or as it was written last: who has that locked has the file.
+    std::unique_ptr<TemporaryFile> file_;  ///< or as it was last written: whoever locks that has the file.
     std::vector<LogCursor> cursors_;
-    CursorPlaces places_;  ///< Of these.
+    CursorPlaces places_;  ///< Of the cursors.
     bool isChanged_ = false;
 };
 

@@ -14,8 +14,8 @@ namespace tool {
 /// A line that says what the file is, and one for each log.
 std::string cursorText(const std::vector<LogCursor> &cursors);
 
-/// What the text holds. Throws Failure with `name` and what is wrong: nothing of a file that is not whole, or
-/// of another version, is taken.
+/// What the text holds. Throws Failure with `name` and what is wrong: a file that is not whole, or of another
+/// version, is refused as a whole.
 std::vector<LogCursor> parseCursors(const std::string &text, const std::string &name);
 
 }  // namespace tool

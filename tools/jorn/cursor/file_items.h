@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The items of a data file as cursors count them: those that a repair of the file would leave there. Zeros
-// are apart from what follows them, so that mending a file changes no item's place.
+// are counted apart from what follows them, so that repairing a file changes no item's place.
 #ifndef JORN_TOOLS_FILE_ITEMS_H
 #define JORN_TOOLS_FILE_ITEMS_H
 
@@ -17,15 +17,15 @@
 namespace tool {
 
 enum class FileEnd {
-    Read,      ///< Up to its end; of the newest one, up to an unfinished last line.
+    Read,      ///< Up to its end; the newest one, up to an unfinished last line.
     Held,      ///< The same, and there is such a line.
     Failed,    ///< It could not be read to its end.
-    Lost,      ///< A writer started it afresh meanwhile: what was read before holds.
+    Lost,      ///< A writer has started it afresh since: what was read before is valid.
     Unwanted,  ///< `take` wanted no more.
 };
 
 /// Calls take(line) for each line of a file that is an item or damaged, from `begin` on, where a line begins.
-/// The damaged ones are also told to `damage`.
+/// The damaged ones are also reported to `damage`.
 FileEnd readLines(const RingFile &file, uint64_t begin, DamageLog *damage,
                   const std::function<bool(const Line &)> &take);
 
@@ -37,7 +37,7 @@ struct ItemTable {
     std::vector<uint64_t> damaged;  ///< How many items there are before each place with damaged lines.
     FileEnd end = FileEnd::Read;
 
-    /// Where the item after so many begins, or what is before it.
+    /// The offset at which the item after the first `items` begins, or what precedes it.
     uint64_t offsetAfter(uint64_t items) const {
         return items == 0 ? 0 : ends[static_cast<size_t>(items - 1)];
     }

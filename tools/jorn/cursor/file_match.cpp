@@ -296,7 +296,7 @@ Likeness likenessOf(const KnownFile &known, const ItemTable &table) {
         return Likeness::Same;
     }
     // Nearly all that is there was known.
-    const bool isRest = 8 * left * known.sum.items >= 7 * samples * items;
+    const bool isRest = 4 * left * known.sum.items >= 3 * samples * items;
     return 2 * left >= samples || isRest ? Likeness::Unclear : Likeness::Other;
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Finds the items of a known file again among those of a data file. Pure: from hashes to a verdict.
+// Finds the items of a known file among those of a data file. Pure: it takes hashes and returns a verdict.
 #ifndef JORN_TOOLS_FILE_MATCH_H
 #define JORN_TOOLS_FILE_MATCH_H
 
@@ -18,14 +18,14 @@ struct FileMatch {
     std::vector<MovedItems> moves;  ///< Where its items are now, in order. What is between them is gone.
     uint64_t found = 0;             ///< How many items were found again by their hashes.
     uint64_t items = 0;             ///< Items of the data file up to the last one that was known.
-    uint64_t doubtful = 0;          ///< Items after it of which nobody knows whether they were known.
+    uint64_t doubtful = 0;          ///< Items after it that may or may not have been known.
     bool isWhole = false;           ///< The data file begins with all of its items.
 };
 
-/// Nothing when the data file shows nothing of the known one.
+/// Returns nothing when the data file shows nothing of the known one.
 std::optional<FileMatch> matchFile(const KnownFile &known, const ItemTable &table);
 
-/// For a data file that is the known one for certain, although it has lost all that could show it.
+/// For a data file that is certainly the known one, although it has lost everything that could show it.
 FileMatch matchLostFile(const KnownFile &known, const ItemTable &table);
 
 /// For a data file that begins with all of the known items.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Hashes by which items are known again, whatever file they are in by now. They are a part of the format of
+// Hashes by which items are recognised, whichever file they are in by now. They are part of the format of
 // cursors.
 #ifndef JORN_TOOLS_ITEM_HASH_H
 #define JORN_TOOLS_ITEM_HASH_H
@@ -13,7 +13,7 @@ namespace tool {
 inline constexpr uint64_t kHashBasis = 14695981039346656037U;
 inline constexpr uint64_t kHashPrime = 1099511628211U;
 
-/// Of an item alone: FNV-1a of 64 bits over its line without the line feed, which the last one of a file may
+/// Of an item alone: 64-bit FNV-1a over its line without the line feed, which the last one of a file may
 /// lack.
 inline uint64_t hashOfItem(std::string_view line) {
     uint64_t hash = kHashBasis;
@@ -23,11 +23,12 @@ inline uint64_t hashOfItem(std::string_view line) {
     return hash;
 }
 
-/// Of a chain of items, from that of those before the last one (0 for none) and the hash of the last one: a
-/// polynomial, so that the chain of any items in between follows from two chains.
+/// Of a chain of items: from the chain of all but the last one (0 for none) and the hash of the last one. It
+/// is a polynomial, so the chain of the items between two places follows from the chains at these places.
 inline uint64_t chained(uint64_t chain, uint64_t item) { return chain * kHashPrime + item; }
 
-/// The halves that are kept where many hashes are: a chain's low half depends on its items' low halves alone.
+/// The halves that are kept where there are many hashes: a chain's low half depends on its items' low halves
+/// alone.
 inline uint32_t halfOfItem(uint64_t hash) { return static_cast<uint32_t>(hash); }
 inline uint32_t halfOfChain(uint64_t chain) { return static_cast<uint32_t>(chain >> 32); }
 

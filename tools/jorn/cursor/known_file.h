@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What is known of a data file whose items have got numbers. The file is known again by its items, not by
-// bytes, lines, inodes or times: files may be copied, renamed and mended, and lines of them damaged.
+// What is known of a data file whose items have numbers. The file is recognised by its items, not by bytes,
+// lines, inodes or times: files may be copied, renamed and repaired, and lines of them may be damaged.
 #ifndef JORN_TOOLS_KNOWN_FILE_H
 #define JORN_TOOLS_KNOWN_FILE_H
 
@@ -15,7 +15,7 @@
 
 namespace tool {
 
-/// Items from a file's begin on.
+/// Items from the beginning of a file.
 struct FileSum {
     uint64_t items = 0;
     uint64_t chain = 0;
@@ -25,10 +25,10 @@ inline bool operator==(const FileSum &a, const FileSum &b) {
     return a.items == b.items && a.chain == b.chain;
 }
 
-/// By these a file is known again that has lost items. Blocks and last items together are its details: they
+/// By these, a file that has lost items is recognised. Blocks and last items together are its details: they
 /// show what became of each item, and are kept only where that matters.
 struct FileShape {
-    /// So many items are known by one hash in a block.
+    /// The number of items that share one hash, in a block.
     static constexpr uint64_t kBlock = 32;
     static constexpr uint64_t kMostSamples = 16;
 
@@ -46,14 +46,14 @@ inline uint64_t sampleAt(uint64_t items, uint64_t sample) {
     return (sample + 1) * items / samplesOf(items) - 1;
 }
 
-/// The blocks that a file of so many items is known by. At least 32 items after them are known one by one, or
-/// all that there are.
+/// The number of blocks by which a file of so many items is recognised. The items after them, at least 32 or
+/// all that there are, are known one by one.
 inline uint64_t blocksOf(uint64_t items) {
     const uint64_t whole = items / FileShape::kBlock;
     return whole > 0 ? whole - 1 : 0;
 }
 
-/// Whether an item has the time of a clock that was set. A device without one starts at 1970 each time, and
+/// Whether an item has the time of a clock that was set. A device without one starts in 1970 each time, and
 /// may write the same items again.
 inline bool isOfClock(uint32_t time) {
     constexpr uint32_t kYear = 31536000;
@@ -61,28 +61,29 @@ inline bool isOfClock(uint32_t time) {
 }
 
 struct KnownFile {
-    int number = -1;         ///< In the name that it had.
+    int number = -1;         ///< As in the name that it had.
     FileSum sum;             ///< Its first items; at least one, unless it is unread.
     uint32_t time = 0;       ///< Of the last of them.
     FileShape shape;         ///< Of them.
     bool isUnread = false;   ///< It could not be read to its end: there may be more.
-    NumberedItems numbered;  ///< Those that have numbers. None where it only shows where the ring was.
+    NumberedItems numbered;  ///< Those that have numbers. None if the file only shows where the ring was.
 
-    /// Whether items of it may still have to be sent, although it gets no more.
+    /// Whether items of it may still have to be sent, even if no more are added to it.
     bool isOpen() const { return isUnread || numbered.has(ItemState::Pending); }
 
-    /// Whether items of it have got numbers.
+    /// Whether items of it have numbers.
     bool isNumbered() const { return sum.items > 0 && numbered.hasAny(); }
 };
 
-/// Follows the items of one data file from its begin on.
+/// Follows the items of one data file from its beginning.
 class FileTrack {
 public:
     void take(uint64_t hash, uint32_t time);
 
     uint64_t items() const { return sum_.items; }
 
-    /// Sets all but number and numbered items of a file to the items taken so far, at least one.
+    /// Sets everything but the number and the numbered items of a file, from the items taken so far, at least
+    /// one.
     void describe(KnownFile *file) const;
 
 private:

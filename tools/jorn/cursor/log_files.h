@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The data files of a log for those who look for known ones: those in view, and, once they are asked for,
+// The data files of a log, for finding known ones among them: those in view and, once they are asked for,
 // those that a clearing or a lost index has put out of view.
 #ifndef JORN_TOOLS_LOG_FILES_H
 #define JORN_TOOLS_LOG_FILES_H
@@ -24,7 +24,7 @@ public:
     /// All items of a file, read once.
     const ItemTable &table(const RingFile &file);
 
-    /// The file of a number, in view or not; null where there is none that can be opened.
+    /// The file with a number, in view or not; null if there is none that can be opened.
     const RingFile *numbered(int number);
 
     /// All of them: those in view, the newest first, and then the others.
@@ -35,28 +35,29 @@ public:
         return number >= 0 && view_.look().presence()[static_cast<size_t>(number)];
     }
 
-    /// How many files the writer has begun since that of a number, if it has not come round: 0 for the one
-    /// that it is in. A number that has no place in the ring is older than all of it: nobody writes there.
+    /// How many files the writer has begun since the one with this number, if it has not come round: 0 for
+    /// the one that it is writing. A number without a place in the ring is older than the whole ring: nothing
+    /// is written there.
     int age(int number) const;
 
     /// Whether the log was cleared, so that the writer may still have to start the newest file afresh.
     bool mayBeToBegin() const;
-    /// Takes it that it has, and that file for the oldest one, or not.
+    /// Assumes that it still has to, so that this file is the oldest one; or that it does not.
     void assumeToBegin(bool isToBegin) { isToBegin_ = isToBegin; }
 
-    /// The number of the file of an age; -1 where there is none.
+    /// The number of the file of an age; -1 if there is none.
     int ofAge(int age) const;
 
-    /// Whether the log was cleared last where its view begins.
+    /// Whether the view begins with the item of a clearing.
     bool isCleared();
 
-    /// Whether the writer started a file afresh while this read it.
+    /// Whether the writer started a file afresh while it was being read.
     bool isOvertaken() const;
 
     /// Whether only a part of a file could be read.
     bool wasFailing(const RingFile &file) { return table(file).end == FileEnd::Failed; }
 
-    /// Whether there is a file of that number which cannot be read to its end.
+    /// Whether there is a file with that number that cannot be read to its end.
     bool isUnreadable(int number);
 
 private:

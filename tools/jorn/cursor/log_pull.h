@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a log holds beyond a cursor: one look at its files, and then its new items, each with its number.
 //
-// A cursor knows each data file by its items, and the number of each item that ever left. So an item that is
-// sent again has the number that it had, wherever the ring has got to since, and one that has none gets the
-// next that nobody ever had.
+// A cursor knows each data file by its items, and the number of each item that was ever sent. So an item that
+// is sent again keeps its number, however far the ring has moved on since, and an item without a number gets
+// the next one that no item has ever had.
 #ifndef JORN_TOOLS_LOG_PULL_H
 #define JORN_TOOLS_LOG_PULL_H
 
@@ -25,30 +25,30 @@ namespace tool {
 
 class LogPull {
 public:
-    /// `fresh` is the epoch that begins where it must. Throws Failure.
+    /// `fresh` is the epoch to begin if a new one is needed. Throws Failure.
     LogPull(const StoreDirectory &directory, std::optional<int> ringSize, const LogCursor &cursor,
             uint64_t fresh);
 
     /// The epoch of the new items.
     uint64_t epoch() const { return reached_.current().epoch; }
 
-    /// Passes on the new items, the oldest first, with their numbers; false of `take` ends it. Those that the
-    /// filter leaves out have their numbers too.
+    /// Passes on the new items, the oldest first, with their numbers, until `take` returns false. Those that
+    /// the filter leaves out get numbers too.
     void run(const ItemFilter &filter, const std::function<bool(const Item &)> &take);
 
-    /// The cursor with all that was passed on so far as sent.
+    /// The cursor, with everything that was passed on so far marked as sent.
     LogCursor reached() const;
 
-    /// All that was passed on so far has arrived.
+    /// Marks everything that was passed on so far as arrived.
     void settle();
 
     /// The number of the data file of the item that was passed on last.
     int fileNumber() const { return tracked_->number; }
 
-    /// Whether items have been gone over, passed on or not.
+    /// Whether items have been gone through, passed on or not.
     bool hasMoved() const { return isMoved_; }
 
-    /// A writer came round while this was reading: there may be more.
+    /// Whether a writer came round during the reading: there may be more.
     bool isOvertaken() const { return isOvertaken_; }
 
     /// Worth knowing; none of it is damage.
@@ -96,7 +96,7 @@ private:
     std::string stamp_;  ///< Of what is being read.
     LogCursor reached_;
     std::vector<const RingFile *> walk_;  ///< The files to be read.
-    std::map<int, uint64_t> former_;  ///< Files as they were that the writer has come to, and their items.
+    std::map<int, uint64_t> former_;      ///< Files that the writer has come to, as they were: their items.
     FileTrack track_;
     const RingFile *tracked_ = nullptr;  ///< The file of the track.
     uint64_t badLines_ = 0;              ///< Since the last item.

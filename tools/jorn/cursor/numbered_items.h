@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The numbers that items of one data file have got, and what became of each. Items are counted from 0 within
+// The numbers that items of one data file have, and what became of each item. Items are counted from 0 within
 // their file.
 #ifndef JORN_TOOLS_NUMBERED_ITEMS_H
 #define JORN_TOOLS_NUMBERED_ITEMS_H
@@ -13,8 +13,8 @@ namespace tool {
 
 enum class ItemState {
     Arrived,   ///< For certain.
-    Pending,   ///< It left in a transfer whose end is not known.
-    Sent,      ///< It leaves in the transfer under way.
+    Pending,   ///< It was sent in a transfer whose outcome is not known.
+    Sent,      ///< It is part of the transfer under way.
     LeftOut,   ///< It has no number and gets none.
     Reserved,  ///< It could not be read yet: its number waits for it.
 };
@@ -42,7 +42,7 @@ public:
     /// The spans, by items. An item may be in none: it has no number yet.
     const std::vector<NumberedSpan> &spans() const { return spans_; }
 
-    /// The span of one item; nothing where it has none.
+    /// The span of one item; nothing if it is in none.
     std::optional<NumberedSpan> at(uint64_t item) const;
 
     /// The first item that may still have to be sent.
@@ -63,8 +63,8 @@ public:
     /// Forgets the items from here on.
     void cut(uint64_t items);
 
-    /// Takes items to where they are now, in order; others are forgotten. What comes to lie between these is
-    /// left out.
+    /// Moves items to where they are now, in order; the others are forgotten. Items that come to lie between
+    /// them are left out.
     void move(const std::vector<MovedItems> &moves);
 
 private:

@@ -15,18 +15,18 @@ namespace tool {
 /// One epoch of a log: each of its items has a number, from 1, rising with its place.
 struct Numbering {
     uint64_t epoch = 0;            ///< Microseconds since 1970 when it began.
-    uint64_t highest = 0;          ///< Number that an item has got, or that was passed over or reserved.
-    int ringSize = 1;              ///< When the files had their numbers.
-    std::vector<KnownFile> files;  ///< One for each data file, as they follow each other in the ring.
+    uint64_t highest = 0;          ///< Number that an item has, or that was passed over or reserved.
+    int ringSize = 1;              ///< When the files had these numbers.
+    std::vector<KnownFile> files;  ///< One for each data file, in the order of the ring.
 
-    /// Items that left in transfers whose end is not known.
+    /// Items that were sent in transfers whose outcome is not known.
     uint64_t pending() const;
 
-    /// The file of a number; null where it is not known.
+    /// The file with a number; null if it is not known.
     KnownFile *file(int number);
-    /// The same; a new one where it is not known.
+    /// The same; a new one if it is not known.
     KnownFile *fileOrNew(int number);
-    /// The newest file of which items have numbers; null where there is none.
+    /// The newest file of which items have numbers; null if there is none.
     const KnownFile *newest() const;
     void forget(int number);
 };
@@ -36,13 +36,13 @@ struct LogCursor {
     std::string device;
     std::string log;
     std::string directory;          ///< Where it was read last.
-    std::vector<Numbering> epochs;  ///< The current one last; the ones before it, lest their log comes back.
+    std::vector<Numbering> epochs;  ///< The current one last; earlier ones in case their log comes back.
     uint64_t shipped = 0;           ///< Items that have arrived.
     int64_t time = 0;               ///< When the last ones did, in seconds since 1970; 0 for never.
     uint64_t gaps = 0;              ///< How often items were gone before they were read,
     uint64_t lost = 0;              ///< and how many these were at least.
-    uint64_t damaged = 0;           ///< Lines that were no items and were left out.
-    std::string stamp;              ///< Of index and newest file when all was shipped; empty when not.
+    uint64_t damaged = 0;           ///< Lines that were not items and were left out.
+    std::string stamp;              ///< Of index and newest file if all was shipped; else empty.
 
     bool hasBegun() const { return !epochs.empty(); }
     const Numbering &current() const { return epochs.back(); }
@@ -54,14 +54,14 @@ inline bool isSameLog(const LogCursor &a, const LogCursor &b) {
     return a.device == b.device && a.log == b.log;
 }
 
-/// Makes an epoch the current one, which is new or was before.
+/// Makes an epoch the current one. It is new, or one that was current before.
 void enterEpoch(LogCursor *cursor, Numbering numbering);
 
-/// What must be on the medium before items leave, with which the log gets to `reached`: `kept` is what was
+/// What must be on the medium before the items are sent that take the log to `reached`; `kept` is what was
 /// there so far.
 LogCursor attempted(const LogCursor &kept, const LogCursor &reached);
 
-/// What is to be kept once these have arrived.
+/// What is to be kept once these items have arrived.
 LogCursor arrived(const LogCursor &reached);
 
 }  // namespace tool

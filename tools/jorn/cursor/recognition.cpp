@@ -167,6 +167,13 @@ private:
     const KnownFile &newest_;
 };
 
+/// Whether the newest file, or another one, is as it was, beyond chance.
+bool isClear(const Recognition &found, const KnownFile &newest) {
+    const bool isMany = found.weight >= kFewest || isOfClock(newest.time);
+    const bool hasOthers = found.weight >= found.match.found + kFewest;
+    return (found.match.isWhole && isMany) || hasOthers || found.match.found >= kProof;
+}
+
 }  // namespace
 
 std::optional<Recognition> recognise(LogFiles *files, const Numbering &numbering) {
@@ -180,7 +187,7 @@ std::optional<Recognition> recognise(LogFiles *files, const Numbering &numbering
     }
     files->assumeToBegin(files->mayBeToBegin());
     auto found = files->mayBeToBegin() ? Recogniser(files, numbering, *newest).run() : std::nullopt;
-    if (found && found->match.isWhole && found->weight >= kFewest) {
+    if (found && isClear(*found, *newest)) {
         found->isToBegin = true;
         return found;
     }

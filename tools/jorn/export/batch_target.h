@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Where items go that are sent once: in batches, each of which is done as a whole or not at all.
+// Where items that are sent once go: in batches, each of which is done as a whole or not at all.
 #ifndef JORN_TOOLS_BATCH_TARGET_H
 #define JORN_TOOLS_BATCH_TARGET_H
 
@@ -26,24 +26,24 @@ public:
     /// Sends the batch, whose sink has finished; none is under way. Throws Failure.
     virtual void send() = 0;
 
-    /// Waits until the batch that is under way has arrived. Throws Failure when it has not, or nobody knows.
-    /// Then, too, none is under way any more.
+    /// Waits until the batch that is under way has arrived. Throws Failure when it has not, or when that is
+    /// not known. In that case too, none is under way any more.
     virtual void settle() = 0;
 };
 
-/// A file of its own, which does not exist yet and gets its name when all is in it. There is one batch.
+/// A separate file, which does not exist yet and gets its name when everything is in it. There is one batch.
 std::unique_ptr<BatchTarget> makeFileTarget(const FormTerms &terms, const std::string &path);
 
 struct CommandTerms {
     std::string command;                            ///< For the shell.
-    int retries = 0;                                ///< After a first failure,
-    std::function<void(const std::string &)> tell;  ///< which is told.
+    int retries = 0;                                ///< After the first failure,
+    std::function<void(const std::string &)> tell;  ///< which is reported by this.
     CommandLimits limits{};
 };
 
-/// A command that is run for each batch, with the items as its standard input. The batch is done when it ends
-/// with 0; else it is run again, after growing pauses, with the same input. A signal ends the pauses, and
-/// after a while the command.
+/// A command that is run for each batch, with the items as its standard input. The batch is done when it
+/// exits with 0; otherwise it is run again with the same input, after increasing pauses. A signal ends the
+/// pauses and, after a while, the command.
 std::unique_ptr<BatchTarget> makeCommandTarget(const FormTerms &terms, CommandTerms command,
                                                const StopSignals &signals);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What cursors say of their logs, and what would be sent now.
+// What cursors say about their logs, and what would be sent now.
 #ifndef JORN_TOOLS_CURSOR_REPORT_H
 #define JORN_TOOLS_CURSOR_REPORT_H
 
@@ -13,7 +13,7 @@
 
 namespace tool {
 
-/// A log beside its cursor.
+/// A log compared with its cursor.
 struct LogReport {
     LogCursor kept;       ///< Without epochs before the first transfer.
     std::string problem;  ///< Why the log cannot be read; the numbers below are 0 then.
@@ -25,16 +25,16 @@ struct LogReport {
     bool hasDamage = false;
 };
 
-/// Looks at a log without sending anything. What `open` refuses as usage is thrown.
+/// Looks at a log without sending anything. Usage errors of `open` are thrown.
 LogReport reportOn(const ShippedLog &log, const LogCursor &kept, const ShipperTerms &terms);
 
-/// What has been sent, one line a log; times in local time, or in UTC.
+/// What has been sent, one line per log; times in local time, or in UTC.
 std::string statusText(const std::vector<LogReport> &reports, bool isUtc);
 
 /// The same as an object for each log, each on a line of its own.
 std::string statusJson(const std::vector<LogReport> &reports);
 
-/// What would be sent, one line a log that has something.
+/// What would be sent, one line for each log that has something to send.
 std::string planText(const std::vector<LogReport> &reports);
 
 }  // namespace tool

@@ -21,7 +21,7 @@ struct ExportedLog {
     ItemOrigin origin{};              ///< What each item shows of it.
 };
 
-/// Takes the logs one after the other. Throws Failure on any error.
+/// Takes the logs one after another. Throws Failure on any error.
 class ExportSink {
 public:
     virtual ~ExportSink() = default;
@@ -50,8 +50,8 @@ std::unique_ptr<ExportSink> makeTextSink(int file, const std::string &name, cons
 ///   text   TEXT where it is UTF-8, else a BLOB of the bytes as they are stored
 ///   device, log, epoch, seq   as far as items show their origin
 /// with indexes for common questions: by time span; by time span and level; by time span, slot and perhaps
-/// level. A view NAME_readable shows the time as text, in UTC, and names instead of
-/// numbers; where there are names, a table jorn_names holds them.
+/// level. A view NAME_readable shows the time as text, in UTC, and names instead of numbers; if there are
+/// names, a table jorn_names holds them.
 std::unique_ptr<ExportSink> makeSqliteSink(const std::string &path, const std::string &name,
                                            const std::string &table);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A command of the user that is running.
+// A running command of the user.
 #ifndef JORN_TOOLS_SHELL_COMMAND_H
 #define JORN_TOOLS_SHELL_COMMAND_H
 
@@ -18,31 +18,32 @@ namespace tool {
 struct CommandLimits {
     using Time = std::chrono::milliseconds;
     std::optional<Time> timeout{};            ///< From its start.
-    Time patience = std::chrono::seconds(5);  ///< For its own end after a signal came to this process,
+    Time patience = std::chrono::seconds(5);  ///< For its own end after this process got a signal,
     Time grace = std::chrono::seconds(5);     ///< and then from SIGTERM to SIGKILL.
 };
 
-/// It has a process group of its own, so that all that it started can be ended with it. Only where somebody
-/// sits at the terminal of this process, it stays in this one's, so that it can ask for a password.
+/// It has its own process group, so that everything that it started can be ended with it. Only if somebody
+/// sits at the terminal of this process does it stay in the group of this process, so that it can ask for a
+/// password.
 class ShellCommand {
 public:
     enum class End {
         Own,       ///< By itself.
-        TimedOut,  ///< It was ended, since it took too long,
-        Stopped,   ///< or since a signal came to this process.
+        TimedOut,  ///< It was ended because it took too long,
+        Stopped,   ///< or because this process got a signal.
     };
 
     /// Starts it. Throws Failure.
     ShellCommand(const std::string &command, int input);
-    /// Ends it, if it is still running, by SIGKILL.
+    /// Ends it with SIGKILL if it is still running.
     ~ShellCommand();
     ShellCommand(const ShellCommand &) = delete;
     ShellCommand &operator=(const ShellCommand &) = delete;
 
-    /// Waits until it has ended, and sees to it that it does. Throws Failure.
+    /// Waits until it has ended, and makes sure that it does. Throws Failure.
     End wait(const StopSignals &signals, const CommandLimits &limits);
 
-    /// As wait() of the system gives it; only after it has ended.
+    /// As the system's wait() reports it; only after it has ended.
     int status() const { return status_; }
 
 private:

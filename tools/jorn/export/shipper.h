@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Sends what is new in many logs, each item once.
 //
-// Before a batch leaves, the cursor file says so on the medium; after it has arrived, the cursors move on.
-// What left and may have arrived keeps its numbers. While a batch is under way, the next one is read, but it
-// leaves, and its numbers count, only when the one before it has arrived.
+// Before a batch is sent, the cursor file on the medium says so; after it has arrived, the cursors move on.
+// Items that were sent and may have arrived keep their numbers. While a batch is under way, the next one is
+// read, but it is sent, and its numbers count, only after the one before it has arrived.
 #ifndef JORN_TOOLS_SHIPPER_H
 #define JORN_TOOLS_SHIPPER_H
 
@@ -25,7 +25,7 @@
 
 namespace tool {
 
-/// A log by the name that its items bear.
+/// A log, by the name that its items carry.
 struct ShippedLog {
     std::string directory;  ///< As the user gave it.
     std::string place;      ///< The same as an absolute path: others look from elsewhere.
@@ -36,8 +36,8 @@ struct ShippedLog {
 struct ShipperTerms {
     std::vector<ShippedLog> logs;
     std::function<Question(const std::string &directory)> open;  ///< Throws Failure.
-    std::function<void(const std::string &)> tell;               ///< Is told what is worth knowing.
-    std::optional<uint64_t> batch;  ///< Items of a batch at most; else there is one.
+    std::function<void(const std::string &)> tell;               ///< Reports what is worth knowing.
+    std::optional<uint64_t> batch;  ///< Most items in a batch; if not set, there is one batch.
 };
 
 /// What became of one round through the logs.
@@ -53,8 +53,8 @@ public:
     Shipper(const ShipperTerms &terms, CursorFile *cursors, BatchTarget *target, const StopSignals &signals)
         : terms_(terms), cursors_(*cursors), target_(*target), signals_(signals) {}
 
-    /// Goes through all logs once, or until a signal has come. Throws Failure when a batch has not arrived,
-    /// or the cursors could not be written.
+    /// Goes through all logs once, or until a signal arrives. Throws Failure when a batch has not arrived, or
+    /// the cursors could not be written.
     ShippingRound run();
 
 private:
@@ -90,8 +90,8 @@ private:
     std::unique_ptr<ExportSink> sink_;  ///< Of the batch; null before its first item.
     bool isLogBegun_ = false;           ///< In this batch.
     uint64_t items_ = 0;                ///< Of the batch.
-    std::vector<Reached> reached_;      ///< What its logs get to.
-    std::optional<Sent> underWay_;      ///< The batch that left last, until it is known what became of it.
+    std::vector<Reached> reached_;      ///< How far it takes its logs.
+    std::optional<Sent> underWay_;      ///< The batch that was sent last, until its outcome is known.
     uint64_t looks_ = 0;                ///< For signals.
     std::list<Names> names_;            ///< Of its logs.
     std::set<std::string> told_;

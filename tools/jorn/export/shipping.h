@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Runs an export with cursors: once, again and again, or just to say how things stand.
+// Runs an export with cursors: once, repeatedly, or only to report the status.
 #ifndef JORN_TOOLS_SHIPPING_H
 #define JORN_TOOLS_SHIPPING_H
 

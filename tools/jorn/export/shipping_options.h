@@ -8,7 +8,7 @@
 
 namespace tool {
 
-/// As they stand on the command line.
+/// As given on the command line.
 struct ShippingOptions {
     std::string cursorFile;
     std::string file;  ///< Of --to.
