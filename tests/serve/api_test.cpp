@@ -367,6 +367,53 @@ TEST_F(ServeTest, Items_AroundTimeRankAndCursor_InBothOrders) {
     EXPECT_EQ(at({{"rank", "9"}}, "oldest"), "3:4");
 }
 
+/// The texts of one window, which holds all items.
+class MergedItemsTest : public ServeTest {
+protected:
+    std::string order(Given parameters) {
+        parameters.emplace_back("before", "9");
+        std::string all;
+        for (const std::string &text : texts(parameters)) {
+            all += (all.empty() ? "" : " ") + text;
+        }
+        return all;
+    }
+};
+
+TEST_F(MergedItemsTest, Items_AroundOneThatDoesNotPass_AreInTheirOrder) {
+    constexpr int kInfo = 2;
+    // The clock of the first log was set back: of the items that pass, its own is the earliest.
+    makeLog(line("a1", kTime + 500, kInfo) + line("a2", kTime + 100, 0), "a");
+    makeLog(line("b1", kTime + 200, 0) + line("b2", kTime + 300, 0), "b");
+    serve({"a", "b"});
+    const std::string cursor = cursorOf("a1");
+    for (const auto &[name, expected] : {std::pair{"oldest", "a2 b1 b2"}, std::pair{"newest", "b2 b1 a2"}}) {
+        EXPECT_EQ(order({{"level", "0"}, {"order", name}}), expected);
+        EXPECT_EQ(order({{"level", "0"}, {"order", name}, {"cursor", cursor}}), expected);
+    }
+}
+
+TEST_F(MergedItemsTest, Items_AroundOneThatDoesNotPass_BeginAtItsTimeInAllLogs) {
+    constexpr int kInfo = 2;
+    makeLog(line("a1", kTime + 250, kInfo) + line("a2", kTime + 400, 0), "a");
+    makeLog(line("b1", kTime + 200, 0) + line("b2", kTime + 250, 0) + line("b3", kTime + 300, 0), "b");
+    makeLog(line("c1", kTime + 500, 0) + line("c2", kTime + 50, kInfo) + line("c3", kTime + 600, 0), "c");
+    serve({"a", "b", "c"});
+    const auto rank = [&](const std::string &text, Given parameters) {
+        parameters.emplace_back("cursor", cursorOf(text));
+        return static_cast<int>(json("items", parameters)["rank"]);
+    };
+    EXPECT_EQ(rank("a1", {{"level", "0"}, {"order", "oldest"}}), 1);
+    EXPECT_EQ(rank("a1", {{"level", "0"}}), 5);
+    // Of equal times, the log that was named first comes first.
+    EXPECT_EQ(rank("b2", {{"log", "a"}, {"order", "oldest"}}), 1);
+    EXPECT_EQ(rank("a1", {{"log", "b,c"}, {"order", "oldest"}}), 1);
+    // Never before those that its own log has before it.
+    EXPECT_EQ(rank("c2", {{"level", "0"}, {"order", "oldest"}}), 5);
+    EXPECT_EQ(rank("c2", {{"level", "0"}}), 1);
+    EXPECT_EQ(rank("c3", {{"level", "2"}, {"order", "oldest"}}), 2);
+}
+
 TEST_F(ServeTest, Search_DamageBetweenItems_FindsAllThatShowFinds) {
     // Longer than what is read at once, before, between and after items; and lines that are cut into pieces.
     const std::string rubbish = std::string(300000, 'x') + " door\n";

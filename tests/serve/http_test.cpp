@@ -10,6 +10,7 @@
 #include <atomic>
 #include <future>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 #include "serve/http_server.h"
@@ -79,10 +80,18 @@ protected:
     void start(const tool::HttpLimits &limits = {}) {
         server_ = std::make_unique<tool::HttpServer>(
             tool::HttpTerms{[this](const tool::WebRequest &request) { return answer(request); },
-                            [](const tool::WebRequest &request) { return kindOf(request); }, limits});
+                            [](const tool::WebRequest &request) { return kindOf(request); }, limits,
+                            [this](std::function<void()> run) { return makeThread(std::move(run)); }});
         port_ = server_->open("127.0.0.1", 0);
         ASSERT_GT(port_, 0);
         server_->start();
+    }
+
+    std::thread makeThread(std::function<void()> run) const {
+        if (areThreadsUsedUp_) {
+            throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+        }
+        return std::thread(std::move(run));
     }
 
     static tool::RequestKind kindOf(const tool::WebRequest &request) {
@@ -153,6 +162,7 @@ protected:
     }
 
     std::atomic<bool> isStopping_{false};
+    std::atomic<bool> areThreadsUsedUp_{false};
     std::atomic<int> waiting_{0};
     std::atomic<int> sending_{0};
     size_t flood_ = 0;
@@ -380,6 +390,20 @@ TEST_F(HttpTest, Connections_MoreThanAllowed_AreRefused) {
     second.hearUntil("whole");
     EXPECT_THAT(Socket(port_).hearAll(),
                 AllOf(StartsWith("HTTP/1.1 503"), EndsWith("{\"error\":\"too many connections\"}\n")));
+}
+
+TEST_F(HttpTest, Connection_NoThreadCanBeMade_IsRefusedAndOthersGoOn) {
+    start();
+    Socket first(port_);
+    first.say(get("/", ""));
+    first.hearUntil("whole");
+    areThreadsUsedUp_ = true;
+    EXPECT_THAT(Socket(port_).hearAll(),
+                AllOf(StartsWith("HTTP/1.1 503"), EndsWith("{\"error\":\"too many connections\"}\n")));
+    first.say(get("/missing"));
+    EXPECT_THAT(first.hearAll(), EndsWith("{\"error\":\"missing\"}\n"));
+    areThreadsUsedUp_ = false;
+    EXPECT_THAT(ask(get("/")), EndsWith("whole"));
 }
 
 TEST_F(HttpTest, Connection_Idle_IsClosed) {

@@ -3,8 +3,10 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <functional>
 #include <thread>
 
+#include "serve/item_stream.h"
 #include "stream_client.h"
 
 namespace test {
@@ -239,6 +241,84 @@ TEST_F(StreamTest, Idle_SendsPingsUntilTheServerStops) {
     logs_->stop();
     EXPECT_TRUE(client->endsWhole());
     EXPECT_EQ(client->waiting(), 0U);
+}
+
+/// A stream in the thread of the test, which steers it by what it sends.
+class StreamTotalTest : public StreamTest {
+protected:
+    StreamTotalTest() {
+        makeLog(line("one"));
+        serve();
+        tool::Parameters none{tool::WebRequest{}};
+        terms_.filter = tool::takeFilter(&none, *logs_->now(), kTime, &expressions_);
+        terms_.pace = usualTerms().pace;
+        terms_.pace.longestCount = kTooShort;
+    }
+
+    /// What so many events hold; calls `after` with the number of those that were sent, after each.
+    std::vector<std::string> events(size_t count, const std::function<void(size_t)> &after) {
+        std::vector<std::string> all;
+        int idle = 0;
+        tool::ItemStream stream(logs_.get(), &matches_, terms_);
+        stream.run([&](std::string_view bytes) {
+            if (bytes.empty()) {
+                return ++idle < kMostIdle;
+            }
+            const std::vector<std::string> lines = linesOf(std::string(bytes));
+            Json data = Json::parse(lines.at(2).substr(6));
+            data.erase("items");
+            data.erase("revision");
+            all.push_back(lines[0].substr(7) + " " + data.dump());
+            after(all.size());
+            return all.size() < count;
+        });
+        return all;
+    }
+
+    static constexpr std::chrono::milliseconds kTooShort{-1};
+    static constexpr std::chrono::milliseconds kLong{10000};
+    static constexpr int kMostIdle = 500;
+    tool::ExpressionPool expressions_;
+    tool::TextMatches matches_;
+    tool::StreamTerms terms_;
+};
+
+TEST_F(StreamTotalTest, Count_TakesTooLong_TotalIsUnknownUntilALaterOne) {
+    terms_.pace.countAgainAfter = std::chrono::milliseconds(0);
+    const auto steer = [this](size_t sent) {
+        if (sent == 1) {
+            add(line("two"));
+        } else {
+            terms_.pace.longestCount = kLong;
+        }
+    };
+    EXPECT_THAT(events(3, steer),
+                ElementsAre(R"(change {"total":null,"items_lost":0})", R"(items {"total":null})",
+                            R"(change {"total":2,"items_lost":0})"));
+}
+
+TEST_F(StreamTotalTest, Count_TookTooLong_IsNotTriedAgainAtOnce) {
+    terms_.pace.countAgainAfter = std::chrono::hours(1);
+    const auto steer = [this](size_t) {
+        terms_.pace.longestCount = kLong;
+        start(0, "");
+        logs_->refreshAll();
+    };
+    EXPECT_THAT(events(2, steer), ElementsAre(R"(change {"total":null,"items_lost":0})",
+                                              R"(change {"total":null,"items_lost":1})"));
+}
+
+TEST_F(StreamTotalTest, Count_TakesTooLongLater_FormerTotalIsNotKept) {
+    terms_.pace.longestCount = kLong;
+    const auto steer = [this](size_t) {
+        terms_.pace.longestCount = kTooShort;
+        start(0, line("new", kTime + 1));
+        logs_->refreshAll();
+    };
+    const std::vector<std::string> all = events(2, steer);
+    ASSERT_EQ(all.size(), 2U);
+    EXPECT_EQ(all[0], R"(change {"total":1,"items_lost":0})");
+    EXPECT_THAT(all[1], ::testing::HasSubstr(R"("total":null)"));
 }
 
 /// Writers, questions and followers at the same time: for the thread sanitizer, and that nobody misses any.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Names of single items that stay good over restarts of server and writer: LOG~TIME~FILE~OFFSET~HASH, with
-// %NN for bytes of LOG that may not stand in such a word. The hash is of the line's bytes, so that a name
-// never leads to another item that has taken the place.
+// !NN for bytes of LOG that may not stand in such a word; %NN, which former versions wrote, is read as well.
+// The hash is of the line's bytes, so that a name never leads to another item that has taken the place.
 #ifndef JORN_TOOLS_CURSOR_H
 #define JORN_TOOLS_CURSOR_H
 

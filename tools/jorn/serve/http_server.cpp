@@ -14,6 +14,7 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 #include "serve/access.h"
@@ -188,15 +189,14 @@ thread_local bool isOverflow = false;
 /// Threads for connections, made as they are needed and kept.
 class ConnectionThreads : public httplib::TaskQueue {
 public:
-    explicit ConnectionThreads(size_t most) : most_(most) {}
+    using MakeThread = std::function<std::thread(std::function<void()>)>;
+
+    ConnectionThreads(size_t most, MakeThread makeThread) : most_(most), makeThread_(std::move(makeThread)) {}
 
     void enqueue(std::function<void()> work) override {
         {
             const std::lock_guard lock(mutex_);
-            if (idle_ > waiting_.size() || threads_.size() < most_) {
-                if (idle_ <= waiting_.size()) {
-                    threads_.emplace_back([this] { run(); });
-                }
+            if (idle_ > waiting_.size() || addThread()) {
                 waiting_.push_back(std::move(work));
                 come_.notify_one();
                 return;
@@ -220,6 +220,19 @@ public:
     }
 
 private:
+    /// False when there are as many as there may be, or the system allows no more.
+    bool addThread() {
+        if (threads_.size() >= most_) {
+            return false;
+        }
+        try {
+            threads_.push_back(makeThread_([this] { run(); }));
+        } catch (const std::system_error &) {
+            return false;
+        }
+        return true;
+    }
+
     void run() {
         std::unique_lock lock(mutex_);
         for (;;) {
@@ -238,6 +251,7 @@ private:
     }
 
     const size_t most_;
+    const MakeThread makeThread_;
     std::mutex mutex_;
     std::condition_variable come_;
     std::deque<std::function<void()>> waiting_;
@@ -345,7 +359,9 @@ public:
             const int yes = 1;
             setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
         });
-        new_task_queue = [this] { return new ConnectionThreads(terms_.limits.connections); };
+        new_task_queue = [this] {
+            return new ConnectionThreads(terms_.limits.connections, terms_.makeThread);
+        };
         set_pre_routing_handler([this](const httplib::Request &request, httplib::Response &response) {
             handle(requestOf(request), &response);
             return HandlerResponse::Handled;

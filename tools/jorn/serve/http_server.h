@@ -9,6 +9,8 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <utility>
 
 #include "serve/request.h"
 
@@ -31,6 +33,10 @@ struct HttpTerms {
     std::function<WebAnswer(const WebRequest &)> answer;
     std::function<RequestKind(const WebRequest &)> kindOf;
     HttpLimits limits{};
+    /// Makes the threads of connections; throws std::system_error when there can be no more of them.
+    std::function<std::thread(std::function<void()>)> makeThread = [](std::function<void()> run) {
+        return std::thread(std::move(run));
+    };
 };
 
 class HttpServer {

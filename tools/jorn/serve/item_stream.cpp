@@ -48,6 +48,11 @@ std::string logPartOf(const std::string &log) {
     return text.substr(0, text.find('~'));
 }
 
+/// The member "total" of an event.
+std::string totalMember(const std::optional<uint64_t> &total) {
+    return "\"total\":" + (total ? std::to_string(*total) : "null");
+}
+
 /// The item of a log before a number; nothing where there is none in view.
 std::optional<RowRef> rowBefore(const Snapshot &snapshot, size_t log, int64_t next) {
     const std::vector<LogBlock> &blocks = snapshot.logs[log]->blocks;
@@ -199,7 +204,7 @@ void ItemStream::lookAtViews() {
         hasToCount_ = hasToCount_ || isOther || change.lost > 0 || change.returned > 0;
     }
     seen_ = snapshot_;
-    if (hasToCount_) {
+    if (hasToCount_ && Clock::now() >= nextCount_) {
         countAll();
     }
 }
@@ -239,7 +244,7 @@ bool ItemStream::sendGone() {
     for (size_t log = 0; log < snapshot_->logs.size(); ++log) {
         moved.places[log] = isPassed(log) ? newest.places[log] : position_.places[log];
     }
-    const std::string data = "{\"total\":" + std::to_string(total_) + "}";
+    const std::string data = "{" + totalMember(total_) + "}";
     if (!sendEvent("gone", data, moved)) {
         return false;
     }
@@ -280,16 +285,17 @@ bool ItemStream::sendItemsOf(size_t log) {
             moved.places[log].next = snapshot_->logs[log]->nextSerial;
         }
         std::string items;
-        uint64_t total = total_;
+        uint64_t sent = 0;
         size_t row = 0;
         readRows(*snapshot_, rows, [&](const LogView &view, const LogBlock &block, const Line &line) {
             const int64_t serial = serialOf(*snapshot_, rows[row++]);
             if (terms_.filter.passes(log, line)) {
                 items += (items.empty() ? "" : ",") + json_.format(view, block, line);
-                total += serial >= counted_.places[log].next ? 1 : 0;
+                sent += serial >= counted_.places[log].next ? 1 : 0;
             }
         });
-        const std::string data = "{\"items\":[" + items + "],\"total\":" + std::to_string(total) + "}";
+        const std::optional<uint64_t> total = total_ ? std::optional(*total_ + sent) : std::nullopt;
+        const std::string data = "{\"items\":[" + items + "]," + totalMember(total) + "}";
         if (!items.empty() && !sendEvent("items", data, moved)) {
             return false;
         }
@@ -302,8 +308,7 @@ bool ItemStream::sendItemsOf(size_t log) {
 }
 
 bool ItemStream::sendChange() {
-    const std::string data = "{\"total\":" + std::to_string(total_) +
-                             ",\"items_lost\":" + std::to_string(lost_) +
+    const std::string data = "{" + totalMember(total_) + ",\"items_lost\":" + std::to_string(lost_) +
                              ",\"revision\":" + std::to_string(snapshot_->revision) + "}";
     if (!sendEvent("change", data, position_)) {
         return false;
@@ -333,16 +338,20 @@ bool ItemStream::keepAlive() {
     return (*write_)(": ping\n\n");
 }
 
+/// Counts what is in view. Where that takes too long, the number is unknown until a later try: another one at
+/// each step would leave no time for sending.
 void ItemStream::countAll() {
-    constexpr std::chrono::seconds kLongest(10);
-    const Deadline deadline(kLongest);
+    const Deadline deadline(terms_.pace.longestCount);
+    const bool wasUnknown = !total_;
     try {
         total_ = countOf({*snapshot_, terms_.filter, matches_, deadline});
+        hasToCount_ = false;
+        isReported_ = isReported_ && !wasUnknown;
     } catch (const RequestError &) {
-        // It takes too long; the number sent before stays.
+        total_.reset();
+        nextCount_ = Clock::now() + terms_.pace.countAgainAfter;
     }
     counted_ = StreamPosition::newest(*snapshot_);
-    hasToCount_ = false;
 }
 
 }  // namespace tool

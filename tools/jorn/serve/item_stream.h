@@ -6,6 +6,8 @@
 //   event: gone     {"total":N}                     items left before they were sent, or some came back into
 //                                                   view: a list is to be loaded anew
 //
+// N is null while the items could not be counted in time; a change follows once they were.
+//
 // The id of each event is the position after it, from which another stream goes on without gap or double. A
 // stream holds a position and no items: a client that reads slowly is sent later what is in view by then.
 #ifndef JORN_TOOLS_ITEM_STREAM_H
@@ -56,6 +58,8 @@ struct StreamPace {
     std::chrono::milliseconds pingEvery{15000};  ///< The longest time without anything being sent,
     std::chrono::milliseconds lookEvery{1000};   ///< and without a look whether the client is still there.
     std::chrono::milliseconds changeEvery{500};  ///< The least time between two events that report a change.
+    std::chrono::milliseconds longestCount{10000};     ///< Counting is given up after this time,
+    std::chrono::milliseconds countAgainAfter{30000};  ///< and tried again after this one.
 };
 
 struct StreamTerms {
@@ -105,10 +109,11 @@ private:
     bool hasBegun_ = false;
     bool isGone_ = false;      ///< Items left unsent or came back, which is still to be reported.
     bool hasToCount_ = true;   ///< Others than those that were sent have left or come.
-    bool isReported_ = false;  ///< The first change was.
+    bool isReported_ = false;  ///< The first change was, and the first number after one that was unknown.
     int64_t lost_ = 0;         ///< Items that have left since the last change was reported.
-    uint64_t total_ = 0;  ///< Items that pass, of those in view when they were counted and those sent since,
-    StreamPosition counted_;  ///< which begin here.
+    std::optional<uint64_t> total_;  ///< Items that pass, of those in view when they were counted and those
+    StreamPosition counted_;         ///< sent since, which begin here. Nothing: they could not be counted.
+    Clock::time_point nextCount_;    ///< Not counted before this time.
     std::vector<std::shared_ptr<const LogHealth>> health_;
     Clock::time_point changeSent_;
     Clock::time_point lastSent_;

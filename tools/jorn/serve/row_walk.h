@@ -49,9 +49,6 @@ public:
         place_.block = SIZE_MAX;
     }
 
-    /// Lets this item pass too, whatever it is.
-    void force(const RowRef &row) { forced_ = row; }
-
     /// Moves to the next one; false when there is none. Throws StaleView, RequestError.
     bool next() {
         for (;;) {
@@ -69,16 +66,11 @@ public:
     const RowRef &place() const { return place_; }
     uint32_t time() const { return columns_->times[place_.row]; }
     ItemKind kind() const { return columns_->kinds[place_.row]; }
-    bool isForced() const { return forced_.block == place_.block && forced_.row == place_.row; }
-    bool passesItself() const { return passesFilter(place_.row); }
 
 private:
-    bool passesFilter(size_t row) const {
+    bool passes(size_t row) const {
         return question_->filter.hasTime(columns_->times[row]) && isWanted_[columns_->kinds[row]] &&
                (bits_ == nullptr || bits_->has(row) != question_->filter.isInverted);
-    }
-    bool passes(size_t row) const {
-        return passesFilter(row) || (forced_.row == row && forced_.block == place_.block);
     }
 
     /// Moves to just before the first item of the next block that may have some; false when there is none.
@@ -89,7 +81,7 @@ private:
             const LogBlock &block = (*blocks_)[place_.block];
             const bool isOut =
                 block.columns->latest < filter.first() || block.columns->earliest > filter.last();
-            if (isOut && forced_.block != place_.block) {
+            if (isOut) {
                 continue;
             }
             question_->deadline.check();
@@ -107,7 +99,6 @@ private:
     std::array<bool, kKinds> isWanted_;
     const std::vector<LogBlock> *blocks_;
     RowRef place_;
-    RowRef forced_{SIZE_MAX, SIZE_MAX, SIZE_MAX};
     const ItemColumns *columns_ = nullptr;
     std::shared_ptr<const RowBits> bits_;
 };
@@ -125,15 +116,10 @@ inline std::array<bool, kKinds> wantedKinds(const LogFilter &filter) {
 /// the earliest of those that are next in their logs, of equals the one of the log that was named first.
 class MergedRows {
 public:
-    /// `forced`, if there is one, passes in any case.
-    explicit MergedRows(const ViewQuestion &question, const RowRef *forced = nullptr) {
+    explicit MergedRows(const ViewQuestion &question) {
         for (size_t log = 0; log < question.snapshot.logs.size(); ++log) {
             LogRows rows(question, log, wantedKinds(question.filter.logs[log]));
-            const bool isForcedHere = forced != nullptr && forced->log == log;
-            if (isForcedHere) {
-                rows.force(*forced);
-            }
-            if ((question.filter.logs[log].isWanted || isForcedHere) && rows.next()) {
+            if (question.filter.logs[log].isWanted && rows.next()) {
                 heads_.push_back(std::move(rows));
             }
         }
