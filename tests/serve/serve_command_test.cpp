@@ -249,7 +249,8 @@ TEST_F(ServeCommandTest, Follow_RecorderBesideIt_SendsItsItemsAndEndsInOrder) {
     const std::string stream = "curl -sN -H 'Authorization: Bearer " + url.substr(url.find("token=") + 6) +
                                "' '" + baseOf(url) + "/api/stream?q=new' > stream.txt & ";
     // The recorder begins when the stream has, and the server is stopped when the item has come.
-    const std::string script = stream + "while ! grep -qs '^event: change' stream.txt; do sleep 0.01; done; " +
+    const std::string script = stream +
+                               "while ! grep -qs '^event: change' stream.txt; do sleep 0.01; done; " +
                                "echo new item | " JORN_TOOL_COMMAND " record --files 10 log; " +
                                "while ! grep -qs 'new item' stream.txt; do sleep 0.01; done; kill -INT " +
                                std::to_string(tool.process()) + "; wait";
