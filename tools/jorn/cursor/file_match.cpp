@@ -118,8 +118,9 @@ private:
     template <class IsSure>
     std::optional<MovedItems> nextRun(const IsSure &isSure) const {
         for (uint64_t known = std::max(knownAt_, firstSingle()); known < known_.sum.items; ++known) {
-            const uint64_t farthest = std::min(size_, now_ + (known - knownAt_) + 1);
-            for (uint64_t now = now_; now < farthest; ++now) {
+            // First where no more is gone than before.
+            for (uint64_t lost = 0; lost <= known - knownAt_; ++lost) {
+                const uint64_t now = now_ + (known - knownAt_) - lost;
                 const MovedItems run = {known, now, equalItems(known, now)};
                 if (run.count > 0 && isSure(run)) {
                     return run;
