@@ -434,8 +434,8 @@ void LogPull::noteUnreadable(int number) {
 FileEnd LogPull::readFile(const RingFile &file, const std::function<bool(const Line &)> &take) {
     const KnownFile *const known = reached_.current().file(file.number);
     const uint64_t items = known != nullptr ? known->numbered.firstOpen() : 0;
-    const bool isPart = files_.wasFailing(file);
-    if (known != nullptr && known->sum.items > 0 && isPart && !beginsWith(files_.table(file), known->sum)) {
+    const bool isKnown = known != nullptr && known->sum.items > 0;
+    if (isKnown && files_.wasFailing(file) && !beginsWith(files_.table(file), known->sum)) {
         return FileEnd::Failed;  // Nobody knows which of its items these are.
     }
     if (items > 0 && files_.table(file).hashes.size() < items) {
