@@ -205,6 +205,30 @@ TEST_F(CursorCommandTest, IndexThatIsLost_HoldsTheLogBackWithExitCode3) {
     EXPECT_FALSE(fs::exists(path("b.csv")));
 }
 
+/// What is kept meanwhile must not take the order of the files from what is there.
+TEST_F(CursorCommandTest, RingThatMovedOnWhileItsIndexWasLost_SendsWhatIsNew) {
+    const auto lines = [](int first, int items) {
+        std::string text;
+        for (int i = first; i < first + items; ++i) {
+            text += dataLine(i, "item");
+        }
+        return text;
+    };
+    for (int file = 0; file < 3; ++file) {
+        write("u1/door/" + std::to_string(file) + ".csv", lines(100 * file, 40));
+    }
+    write("u1/door/index.csv", "version:1\n0,2\n");
+    ASSERT_EQ(ship("--files 4 --to a.csv").err, "120 items\n");
+    fs::remove(path("u1/door/index.csv"));
+    ASSERT_EQ(ship("--files 4 --to b.csv").status, 3);
+    append("u1/door/2.csv", lines(240, 10));
+    write("u1/door/3.csv", lines(300, 40));
+    write("u1/door/0.csv", lines(400, 20));
+    write("u1/door/index.csv", "version:1\n1,0\n");
+    EXPECT_EQ(ship("--files 4 --to c.csv").err, "70 items\n");
+    EXPECT_THAT(got("c.csv"), HasSubstr("\n1700000240,1,0,item,u1,door,E,121\n"));
+}
+
 TEST_F(CursorCommandTest, RingThatMovedOnPastThePlace_LeavesAGapAndANote) {
     write("u1/door/1.csv", dataLine(3, "d"));
     write("u1/door/index.csv", "version:1\n0,1\n");

@@ -319,6 +319,8 @@ private:
         });
         if (isGoingOn && !items.empty()) {
             isGoingOn = send(items, pull.reached());
+        } else if (isGoingOn && cursor_.hasBegun()) {
+            keep(tool::arrived(pull.reached()));
         }
         counts_.doubtful += isInDoubt_ ? 1 : 0;
         counts_.waiting += isWaiting(pull) ? 1 : 0;

@@ -53,12 +53,15 @@ LogPull::LogPull(const StoreDirectory &directory, std::optional<int> ringSize, c
         return;
     }
     const std::vector<std::string> notes = notes_;
-    const bool isPlanned = plan(fresh);
+    isPlanned_ = plan(fresh);
     isOvertaken_ = files_.isOvertaken();
-    if (!isPlanned || isOvertaken_) {
+    if (!isPlanned_ || isOvertaken_) {
         // What was seen is not the whole of the log.
+        isPlanned_ = false;
         notes_ = notes;
         walk_.clear();
+        former_.clear();
+        hasUnread_ = false;
         reached_ = cursor;
         beginFirstEpoch(fresh);
     }
@@ -71,7 +74,7 @@ bool LogPull::canPlan() const {
     return !isIndexLost && !view.files().empty();
 }
 
-/// False when it must wait until files can be read.
+/// False when it must wait until files can be read, or there are items.
 bool LogPull::plan(uint64_t fresh) {
     if (!reached_.hasBegun()) {
         beginEpoch(fresh);
@@ -81,11 +84,7 @@ bool LogPull::plan(uint64_t fresh) {
     if (goOnInEpoch()) {
         return true;
     }
-    if (noteUnread()) {
-        return false;
-    }
-    goOnWithoutFile(fresh);
-    return true;
+    return !noteUnread() && goOnWithoutFile(fresh);
 }
 
 /// A log that was replaced may have come back: then a former epoch is recognised, and the current one not, or
@@ -262,11 +261,12 @@ bool LogPull::isDone(int number, int newest) {
     return !isToSend;
 }
 
-void LogPull::goOnWithoutFile(uint64_t fresh) {
+/// False when nothing shows yet which log this is.
+bool LogPull::goOnWithoutFile(uint64_t fresh) {
     const KnownFile *const last = reached_.current().newest();
     const RingFile *const oldest = oldestWithItems();
     if (oldest == nullptr) {
-        return;  // Nothing shows yet which log this is.
+        return false;
     }
     if (last != nullptr && mayBeSameLog(*last, *oldest)) {
         noteGapAfter(*last, *oldest);
@@ -278,6 +278,7 @@ void LogPull::goOnWithoutFile(uint64_t fresh) {
     }
     reached_.current().files.clear();
     beginAtOldest();
+    return true;
 }
 
 void LogPull::beginEpoch(uint64_t fresh) {
@@ -530,8 +531,12 @@ LogCursor LogPull::reached() const {
     return reached;
 }
 
-/// A file that the writer will start afresh next is the oldest one until it has got items.
+/// A file that the writer will start afresh next is the oldest one until it has got items. Without a plan,
+/// the ages of the files that are known are not those of the files that are there.
 void LogPull::putInOrder(Numbering *numbering) const {
+    if (!isPlanned_) {
+        return;
+    }
     const auto age = [this](const KnownFile &known) {
         const auto former = former_.find(known.number);
         const bool isFormer = former != former_.end() && former->second == known.sum.items;

@@ -60,7 +60,7 @@ private:
     bool plan(uint64_t fresh);
     bool goOnInEpoch();
     void goOn(const Recognition &found);
-    void goOnWithoutFile(uint64_t fresh);
+    bool goOnWithoutFile(uint64_t fresh);
     void beginEpoch(uint64_t fresh);
     void beginFirstEpoch(uint64_t fresh);
     void beginAtOldest();
@@ -101,6 +101,7 @@ private:
     const RingFile *tracked_ = nullptr;  ///< The file of the track.
     uint64_t badLines_ = 0;              ///< Since the last item.
     bool hasUnread_ = false;             ///< Some file could not be read to its end.
+    bool isPlanned_ = false;             ///< The cursor's files are known in the log.
     bool isMoved_ = false;
     bool isOvertaken_ = false;
     bool isWhole_ = false;  ///< All was read.
