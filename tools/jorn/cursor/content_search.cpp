@@ -44,6 +44,11 @@ std::optional<Place> placeOf(LogFiles *files, const KnownFile &known) {
 
 }  // namespace
 
+int numberByContent(LogFiles *files, const KnownFile &known) {
+    const auto place = placeOf(files, known);
+    return place ? place->number : -1;
+}
+
 std::optional<Recognition> recogniseByContent(LogFiles *files, const Numbering &numbering) {
     Recognition found;
     for (const KnownFile &known : numbering.files) {

@@ -12,6 +12,9 @@
 
 namespace tool {
 
+/// The number of the only data file that certainly is the known one; -1 if there is none.
+int numberByContent(LogFiles *files, const KnownFile &known);
+
 /// The newest known file that is found counts as the newest one: that need not be the one that was. Only
 /// files with the times of a clock are searched for, since on a device without one any file may begin with
 /// the same items.

@@ -105,8 +105,19 @@ private:
         const Evidence others = evidenceFrom(number, numbers);
         const uint64_t agreeing = match.found + others.agreeing;
         return isEnough(agreeing, others.differing)
-                   ? std::optional(Recognition{number, match, agreeing, false, numbers})
+                   ? std::optional(Recognition{number, match, agreeing, false, withMoved(numbers)})
                    : std::nullopt;
+    }
+
+    /// After a clearing, the file at the end of an enlarged ring is not where the distances put it.
+    std::vector<int> withMoved(std::vector<int> numbers) {
+        for (size_t i = 0; i < numbers.size(); ++i) {
+            const int moved = numbers[i] < 0 ? numberByContent(&files_, numbering_.files[i]) : -1;
+            if (moved >= 0 && std::count(numbers.begin(), numbers.end(), moved) == 0) {
+                numbers[i] = moved;
+            }
+        }
+        return numbers;
     }
 
     /// What was damaged may differ.
