@@ -87,46 +87,41 @@ bool Shipper::isStopped() {
 
 /// Whether a writer went on around the ring meanwhile, so that there may be more.
 bool Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept) {
-    std::optional<Question> question;
-    std::optional<LogPull> pull;
+    std::unique_ptr<PulledLog> pulled;
     try {
-        question.emplace(terms_.open(log.directory));
-        pull.emplace(question->directory, question->ringSize, kept, freshEpoch());
-    } catch (const Failure &failure) {
-        if (failure.exitCode() == kExitUsage) {
-            throw;
-        }
-        tellProblem(log, failure.what());
-        round_.hasFailure = true;
+        pulled = pullLog(terms_.open, log, kept, freshEpoch());
+    } catch (const LogProblem &problem) {
+        tellProblem(log, problem);
         return false;
     }
     problems_.erase(log.place);
-    pull->run(question->filter, [&](const Item &item) {
-        take(&*pull, *question, log, item);
+    LogPull &pull = pulled->pull;
+    pull.run(pulled->question.filter, [&](const Item &item) {
+        take(pulled.get(), log, item);
         return !isStopped();
     });
-    if (pull->hasMoved() || (kept.hasBegun() && pull->reached().stamp != kept.stamp)) {
-        add(*pull, log);
+    if (pull.hasMoved() || (kept.hasBegun() && pull.reached().stamp != kept.stamp)) {
+        add(pull, log);
     }
-    tellAbout(*pull, *question);
-    return pull->isOvertaken();
+    tellAbout(*pulled);
+    return pull.isOvertaken();
 }
 
-void Shipper::take(LogPull *pull, const Question &question, const ShippedLog &log, const Item &item) {
+void Shipper::take(PulledLog *pulled, const ShippedLog &log, const Item &item) {
     if (!sink_) {
         sink_ = target_.begin();
         isLogBegun_ = false;
     }
     if (!std::exchange(isLogBegun_, true)) {
-        names_.push_back(question.shownNames());
-        sink_->beginLog({log.log, &names_.back(), {log.device, log.log, pull->epoch()}});
+        names_.push_back(pulled->question.shownNames());
+        sink_->beginLog({log.log, &names_.back(), {log.device, log.log, pulled->pull.epoch()}});
     }
     sink_->take(item);
     if (++items_ == terms_.batch.value_or(UINT64_MAX)) {
-        add(*pull, log);
+        add(pulled->pull, log);
         send();
         // The next batch is read as if this one had arrived, and dropped if it has not.
-        pull->settle();
+        pulled->pull.settle();
     }
 }
 
@@ -180,8 +175,10 @@ void Shipper::keepArrived(std::vector<Reached> *reached) {
     }
 }
 
-void Shipper::tellAbout(const LogPull &pull, const Question &question) {
-    for (const std::vector<std::string> &texts : {question.notes, pull.notes(), pull.damage().texts()}) {
+void Shipper::tellAbout(const PulledLog &pulled) {
+    const LogPull &pull = pulled.pull;
+    for (const std::vector<std::string> &texts :
+         {pulled.question.notes, pull.notes(), pull.damage().texts()}) {
         for (const std::string &text : texts) {
             tellOnce(text);
         }
@@ -190,9 +187,10 @@ void Shipper::tellAbout(const LogPull &pull, const Question &question) {
 }
 
 /// Again, when it was readable meanwhile or the reason is another.
-void Shipper::tellProblem(const ShippedLog &log, const std::string &text) {
-    std::string &told = problems_[log.place];
-    if (std::exchange(told, text) != text) {
+void Shipper::tellProblem(const ShippedLog &log, const LogProblem &problem) {
+    round_.add(problem);
+    const std::string text = problem.what();
+    if (std::exchange(problems_[log.place], text) != text) {
         terms_.tell(text);
     }
 }

@@ -18,9 +18,13 @@ namespace {
 constexpr int kDefaultBatch = 50000;
 constexpr int kDefaultRetries = 5;
 
+/// A log that was not shipped is never hidden by damage of others, which may count as success.
 int exitCodeOf(const ShippingRound &round) {
     if (round.hasFailure) {
         return kExitInputOutput;
+    }
+    if (round.lacksLog) {
+        return kExitUsage;
     }
     return round.hasDamage ? kExitDamage : kExitDone;
 }
@@ -42,7 +46,7 @@ std::vector<LogReport> reportsOn(const ShippingOptions &options, const ShipperTe
         kept.log = log.log;
         kept.directory = log.place;
         const auto found = places.find({log.device, log.log});
-        reports.push_back(reportOn(log, found == places.end() ? kept : cursors[found->second], terms));
+        reports.push_back(reportOn(log, found == places.end() ? kept : cursors[found->second], terms.open));
     }
     return reports;
 }
@@ -54,12 +58,12 @@ int report(const ShippingOptions &options, const ShipperTerms &terms) {
         for (const std::string &note : log.notes) {
             terms.tell(note);
         }
-        if (!log.problem.empty()) {
-            terms.tell(log.problem);
+        if (log.problem) {
+            terms.tell(log.problem->what());
+            round.add(*log.problem);
         }
         round.items += log.behind;
         round.hasDamage = round.hasDamage || log.hasDamage;
-        round.hasFailure = round.hasFailure || !log.problem.empty();
     }
     Output output;
     if (options.isStatus) {

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "export/pulled_log.h"
+
+#include <utility>
+
+#include "query/near_logs.h"
+
+namespace tool {
+namespace {
+
+Question openLog(const LogOpener &open, const std::string &directory) {
+    try {
+        return open(directory);
+    } catch (const Failure &failure) {
+        if (failure.exitCode() == kExitUsage) {
+            throw;
+        }
+        throw LogProblem(failure.what(), failure.exitCode());
+    }
+}
+
+}  // namespace
+
+std::unique_ptr<PulledLog> pullLog(const LogOpener &open, const ShippedLog &log, const LogCursor &kept,
+                                   uint64_t fresh) {
+    Question question = openLog(open, log.directory);
+    try {
+        requireLog(question.directory);
+        return std::make_unique<PulledLog>(std::move(question), kept, fresh);
+    } catch (const Failure &failure) {
+        throw LogProblem(failure.what(), failure.exitCode());
+    }
+}
+
+}  // namespace tool
