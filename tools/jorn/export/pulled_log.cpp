@@ -19,6 +19,14 @@ Question openLog(const LogOpener &open, const std::string &directory) {
     }
 }
 
+std::string listed(const std::vector<std::string> &texts) {
+    std::string list;
+    for (const std::string &text : texts) {
+        list += (list.empty() ? "" : "; ") + text;
+    }
+    return list;
+}
+
 }  // namespace
 
 std::unique_ptr<PulledLog> pullLog(const LogOpener &open, const ShippedLog &log, const LogCursor &kept,
@@ -26,7 +34,11 @@ std::unique_ptr<PulledLog> pullLog(const LogOpener &open, const ShippedLog &log,
     Question question = openLog(open, log.directory);
     try {
         requireLog(question.directory);
-        return std::make_unique<PulledLog>(std::move(question), kept, fresh);
+        auto pulled = std::make_unique<PulledLog>(std::move(question), kept, fresh);
+        if (pulled->pull.isWaiting()) {
+            throw Failure(listed(pulled->pull.damage().texts()));
+        }
+        return pulled;
     } catch (const Failure &failure) {
         throw LogProblem(failure.what(), failure.exitCode());
     }
