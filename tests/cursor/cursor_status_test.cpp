@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -116,6 +117,47 @@ TEST_F(CursorStatusTest, Every_LogThatGoesComesBackAndGoesAgain_IsNotedTwice) {
         run.err,
         "jorn: note: u1/gate: No such file or directory\njorn: note: u1/gate: No such file or directory\n"
         "8 items\n");
+}
+
+class CursorSignalTest : public CursorStatusTest {
+protected:
+    /// The third batch brings the signal. Of each batch, `runs` has a line.
+    ShippingResult shipUntilSignal(const std::string &words) const {
+        for (int i = 3; i < 50; ++i) {
+            append("u1/door/0.csv", dataLine(i, "item"));
+        }
+        return ship(
+            "--batch 5 --exec 'cat >> got; echo >> runs; "
+            "test $(wc -l < runs) -ne 3 || kill -TERM $PPID' " +
+            words);
+    }
+};
+
+TEST_F(CursorSignalTest, SignalDuringABatch_StartsNoOther) {
+    const ShippingResult run = shipUntilSignal("");
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "jorn: interrupted; 15 items have been sent\n");
+    EXPECT_EQ(read("runs"), "\n\n\n");
+    EXPECT_EQ(ship("--exec 'cat >> got'").err, "35 items\n");
+    const std::string all = got("got");
+    EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 50);
+    EXPECT_THAT(all, HasSubstr("\"seq\":15}\n{"));
+}
+
+TEST_F(CursorSignalTest, Every_SignalDuringABatch_StartsNoOther) {
+    const ShippingResult run = shipUntilSignal("--every 1h");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "15 items\n");
+    EXPECT_EQ(read("runs"), "\n\n\n");
+}
+
+TEST_F(CursorSignalTest, Every_SignalDuringABatch_OtherLogsAreLeft) {
+    writeLog("u1/gate", dataLine(0, "gate"));
+    const ShippingResult run = jorn(
+        "--cursor-file c --device u1 --every 1h --batch 3 --exec 'cat > got; kill -TERM $PPID' u1/door "
+        "u1/gate");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "3 items\n");
 }
 
 }  // namespace

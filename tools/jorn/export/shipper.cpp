@@ -45,9 +45,7 @@ void Shipper::shipLogs() {
     for (auto log = terms_.logs.begin(); log != terms_.logs.end() && !signals_.hasCome(); ++log) {
         shipLog(*log);
     }
-    if (!signals_.hasCome()) {
-        send();
-    }
+    send();
 }
 
 /// A log that cannot be read keeps no other one from being shipped.
@@ -96,10 +94,8 @@ bool Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept) {
     }
     problems_.erase(log.place);
     LogPull &pull = pulled->pull;
-    pull.run(pulled->question.filter, [&](const Item &item) {
-        take(pulled.get(), log, item);
-        return !isStopped();
-    });
+    pull.run(pulled->question.filter,
+             [&](const Item &item) { return take(pulled.get(), log, item) && !isStopped(); });
     if (pull.hasMoved() || (kept.hasBegun() && pull.reached().stamp != kept.stamp)) {
         add(pull, log);
     }
@@ -107,7 +103,8 @@ bool Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept) {
     return pull.isOvertaken();
 }
 
-void Shipper::take(PulledLog *pulled, const ShippedLog &log, const Item &item) {
+/// False when a signal has kept the batch from being sent.
+bool Shipper::take(PulledLog *pulled, const ShippedLog &log, const Item &item) {
     if (!sink_) {
         sink_ = target_.begin();
         isLogBegun_ = false;
@@ -117,12 +114,14 @@ void Shipper::take(PulledLog *pulled, const ShippedLog &log, const Item &item) {
         sink_->beginLog({log.log, &names_.back(), {log.device, log.log, pulled->pull.epoch()}});
     }
     sink_->take(item);
-    if (++items_ == terms_.batch.value_or(UINT64_MAX)) {
-        add(pulled->pull, log);
-        send();
-        // The next batch is read as if this one had arrived, and dropped if it has not.
-        pulled->pull.settle();
+    if (++items_ < terms_.batch.value_or(UINT64_MAX)) {
+        return true;
     }
+    add(pulled->pull, log);
+    const bool isSent = send();
+    // The next batch is read as if this one had arrived, and dropped if it has not.
+    pulled->pull.settle();
+    return isSent;
 }
 
 /// The batch reaches as far as the pull has got.
@@ -131,12 +130,17 @@ void Shipper::add(const LogPull &pull, const ShippedLog &log) {
     reached_.back().cursor.directory = log.place;
 }
 
-void Shipper::send() {
+/// False when a signal has come: the one under way is the last.
+bool Shipper::send() {
     settle();
+    if (signals_.hasCome()) {
+        dropBatch();
+        return false;
+    }
     if (!sink_) {
         keepArrived(&reached_);
         reached_.clear();
-        return;
+        return true;
     }
     sink_->finish();
     for (const auto &[cursor, hasMoved] : reached_) {
@@ -148,6 +152,7 @@ void Shipper::send() {
     target_.send();
     underWay_ = Sent{items_, std::move(reached_)};
     dropBatch();
+    return true;
 }
 
 /// Waits for the batch that is under way, if there is one.

@@ -64,10 +64,10 @@ private:
     void shipLog(const ShippedLog &log);
     bool isStopped();
     bool shipOnce(const ShippedLog &log, const LogCursor &kept);
-    void take(PulledLog *pulled, const ShippedLog &log, const Item &item);
+    bool take(PulledLog *pulled, const ShippedLog &log, const Item &item);
     void add(const LogPull &pull, const ShippedLog &log);
     void shipLogs();
-    void send();
+    bool send();
     void settle();
     void dropBatch();
     void keepArrived(std::vector<Reached> *reached);

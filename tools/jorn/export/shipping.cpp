@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/shipping.h"
 
-#include <poll.h>
-
 #include <algorithm>
+#include <chrono>
 #include <iostream>
 
 #include "export/cursor_report.h"
@@ -92,8 +91,8 @@ int shipOnce(const ShippingOptions &options, Shipper *shipper, const StopSignals
 }
 
 /// Until a signal comes. What has failed is tried again in the next round, from the files.
-int shipEvery(const ShippingOptions &options, int interval, Shipper *shipper, const ShipperTerms &terms,
-              const CursorFile &cursors, const StopSignals &signals) {
+int shipEvery(const ShippingOptions &options, std::chrono::milliseconds interval, Shipper *shipper,
+              const ShipperTerms &terms, const CursorFile &cursors, const StopSignals &signals) {
     uint64_t items = 0;
     int exitCode = kExitDone;
     std::string told;
@@ -114,8 +113,7 @@ int shipEvery(const ShippingOptions &options, int interval, Shipper *shipper, co
             }
             exitCode = kExitInputOutput;
         }
-        pollfd signal = {signals.descriptor(), POLLIN, 0};
-        poll(&signal, 1, interval);
+        signals.waitFor(interval);
     }
     tellItems(options, items);
     return exitCode;
@@ -144,8 +142,9 @@ int runShipping(const ShippingOptions &options, ShipperTerms terms, const FormTe
     const auto target = makeCommandTarget(form, std::move(command), signals);
     Shipper shipper(terms, &cursors, target.get(), signals);
     const std::optional<int> interval = parseInterval(options.every);
-    return interval ? shipEvery(options, *interval, &shipper, terms, cursors, signals)
-                    : shipOnce(options, &shipper, signals);
+    return interval
+               ? shipEvery(options, std::chrono::milliseconds(*interval), &shipper, terms, cursors, signals)
+               : shipOnce(options, &shipper, signals);
 }
 
 }  // namespace tool
