@@ -12,16 +12,34 @@
 namespace tool {
 namespace {
 
-void look(const ShippedLog &log, const LogOpener &open, LogReport *report) {
-    const std::unique_ptr<PulledLog> pulled = pullLog(open, log, report->kept, UINT64_MAX);
+/// What the log holds beyond what was sent. False when a writer came round meanwhile.
+bool count(PulledLog *pulled, LogReport *report) {
     LogPull &pull = pulled->pull;
-    const bool isNew = pull.epoch() == UINT64_MAX;
-    report->epoch = isNew ? 0 : pull.epoch();
+    report->behind = 0;
     pull.run(pulled->question.filter, [report](const Item &item) {
         report->first = report->behind++ == 0 ? item.seq : report->first;
         report->last = item.seq;
         return true;
     });
+    return !pull.isOvertaken();
+}
+
+/// Throws LogProblem.
+std::unique_ptr<PulledLog> countedLog(const ShippedLog &log, const LogOpener &open, LogReport *report) {
+    for (int pulls = 0; pulls < kMostPulls; ++pulls) {
+        std::unique_ptr<PulledLog> pulled = pullLog(open, log, report->kept, UINT64_MAX);
+        if (count(pulled.get(), report)) {
+            return pulled;
+        }
+    }
+    throw overtaken(log);
+}
+
+void look(const ShippedLog &log, const LogOpener &open, LogReport *report) {
+    const std::unique_ptr<PulledLog> pulled = countedLog(log, open, report);
+    const LogPull &pull = pulled->pull;
+    const bool isNew = pull.epoch() == UINT64_MAX;
+    report->epoch = isNew ? 0 : pull.epoch();
     report->notes = pulled->question.notes;
     for (const std::vector<std::string> &texts : {pull.notes(), pull.damage().texts()}) {
         report->notes.insert(report->notes.end(), texts.begin(), texts.end());
@@ -49,6 +67,7 @@ LogReport reportOn(const ShippedLog &log, const LogCursor &kept, const LogOpener
         look(log, open, &report);
     } catch (const LogProblem &problem) {
         report.problem = problem;
+        report.behind = 0;
     }
     return report;
 }

@@ -29,6 +29,10 @@ std::string listed(const std::vector<std::string> &texts) {
 
 }  // namespace
 
+LogProblem overtaken(const ShippedLog &log) {
+    return LogProblem(log.directory + ": the log is written faster than it can be read");
+}
+
 std::unique_ptr<PulledLog> pullLog(const LogOpener &open, const ShippedLog &log, const LogCursor &kept,
                                    uint64_t fresh) {
     Question question = openLog(open, log.directory);

@@ -33,6 +33,12 @@ public:
     using Failure::Failure;
 };
 
+/// How often a log is read while a writer comes round in it meanwhile.
+constexpr int kMostPulls = 20;
+
+/// The problem of a log that was read so often.
+LogProblem overtaken(const ShippedLog &log);
+
 struct PulledLog {
     /// Throws Failure.
     PulledLog(Question asked, const LogCursor &kept, uint64_t fresh)

@@ -50,22 +50,43 @@ void Shipper::shipLogs() {
 
 /// A log that cannot be read keeps no other one from being shipped.
 void Shipper::shipLog(const ShippedLog &log) {
-    constexpr int kTries = 20;
     isLogBegun_ = false;
-    for (int tries = 0; tries < kTries && !signals_.hasCome(); ++tries) {
-        const LogCursor kept = cursors_.cursorOf(log.device, log.log);
-        if (isUnchanged(log, kept)) {
-            problems_.erase(log.place);
-            return;
-        }
-        const bool isOvertaken = shipOnce(log, kept);
-        // Of a single batch, the rest is for the next time.
-        if (!isOvertaken || !terms_.batch) {
-            return;
-        }
-        send();
-        settle();  // Numbers go on from what has arrived.
+    try {
+        shipAll(log);
+        problems_.erase(log.place);
+    } catch (const LogProblem &problem) {
+        tellProblem(log, problem);
     }
+}
+
+/// Throws LogProblem when there may be more that cannot be read now.
+void Shipper::shipAll(const ShippedLog &log) {
+    for (int pulls = 0; pulls < kMostPulls; ++pulls) {
+        const LogCursor kept = cursors_.cursorOf(log.device, log.log);
+        if (signals_.hasCome() || isUnchanged(log, kept)) {
+            return;
+        }
+        const PullEnd end = shipOnce(log, kept);
+        if (end == PullEnd::Whole) {
+            return;
+        }
+        if (end == PullEnd::OvertakenLater && !goOnAfterPart()) {
+            break;
+        }
+    }
+    if (!signals_.hasCome()) {
+        throw overtaken(log);
+    }
+}
+
+/// Sends what was read of a log, since numbers go on from what has arrived. False when that cannot be done
+/// now: of a single batch, the rest is for the next time.
+bool Shipper::goOnAfterPart() {
+    if (!terms_.batch || !send()) {
+        return false;
+    }
+    settle();
+    return true;
 }
 
 bool Shipper::isUnchanged(const ShippedLog &log, const LogCursor &kept) const {
@@ -83,16 +104,8 @@ bool Shipper::isStopped() {
     return ++looks_ % kItemsOfALook == 0 && signals_.hasCome();
 }
 
-/// Whether a writer went on around the ring meanwhile, so that there may be more.
-bool Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept) {
-    std::unique_ptr<PulledLog> pulled;
-    try {
-        pulled = pullLog(terms_.open, log, kept, freshEpoch());
-    } catch (const LogProblem &problem) {
-        tellProblem(log, problem);
-        return false;
-    }
-    problems_.erase(log.place);
+Shipper::PullEnd Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept) {
+    const std::unique_ptr<PulledLog> pulled = pullLog(terms_.open, log, kept, freshEpoch());
     LogPull &pull = pulled->pull;
     pull.run(pulled->question.filter,
              [&](const Item &item) { return take(pulled.get(), log, item) && !isStopped(); });
@@ -100,7 +113,10 @@ bool Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept) {
         add(pull, log);
     }
     tellAbout(*pulled);
-    return pull.isOvertaken();
+    if (!pull.isOvertaken()) {
+        return PullEnd::Whole;
+    }
+    return pull.hasMoved() ? PullEnd::OvertakenLater : PullEnd::OvertakenAtOnce;
 }
 
 /// False when a signal has kept the batch from being sent.

@@ -61,9 +61,14 @@ private:
         std::vector<Reached> reached;
     };
 
+    /// A writer may come round before anything is read, or after a part.
+    enum class PullEnd { Whole, OvertakenAtOnce, OvertakenLater };
+
     void shipLog(const ShippedLog &log);
+    void shipAll(const ShippedLog &log);
+    bool goOnAfterPart();
     bool isStopped();
-    bool shipOnce(const ShippedLog &log, const LogCursor &kept);
+    PullEnd shipOnce(const ShippedLog &log, const LogCursor &kept);
     bool take(PulledLog *pulled, const ShippedLog &log, const Item &item);
     void add(const LogPull &pull, const ShippedLog &log);
     void shipLogs();
