@@ -45,7 +45,9 @@ TEST_F(CursorProblemTest, DirectoryWithoutLog_IsAProblemInTheStatus) {
     fs::create_directory(path("empty"));
     const ShippingResult run = jorn("--cursor-file c --status empty");
     EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.err, "jorn: note: empty: no log here: neither an index nor a data file\n");
+    EXPECT_EQ(run.err,
+              "jorn: note: c: does not exist yet: nothing has been sent\n"
+              "jorn: note: empty: no log here: neither an index nor a data file\n");
     EXPECT_EQ(run.out,
               "log    shipped   last  behind  gaps  lost  damaged  pending\n"
               "empty        0  never       ?     0     0        0        0\n");

@@ -49,6 +49,21 @@ TEST_F(CursorStatusTest, Json_HasProblemAndNotes) {
     EXPECT_TRUE(status().at("behind").is_null());
 }
 
+TEST_F(CursorStatusTest, CursorFileThatDoesNotExist_IsNoted) {
+    const std::string note = "jorn: note: c: does not exist yet: nothing has been sent\n";
+    const ShippingResult run = jorn("--cursor-file c --status");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, note);
+    EXPECT_EQ(run.out, "log  shipped  last  behind  gaps  lost  damaged  pending\n");
+    const ShippingResult json = ship("--status -o json");
+    EXPECT_EQ(json.status, 0);
+    EXPECT_EQ(json.err, note);
+    EXPECT_THAT(json.out, HasSubstr("\"behind\":3,"));
+    EXPECT_EQ(ship("--dry-run").err, "");
+    ASSERT_EQ(ship("--to a.csv").status, 0);
+    EXPECT_EQ(jorn("--cursor-file c --status").err, "");
+}
+
 TEST_F(CursorStatusTest, Directory_IsKeptAbsolute) {
     ASSERT_EQ(ship("--to a.csv").status, 0);
     EXPECT_EQ(status().at("directory"), fs::canonical(path("u1")).string() + "/door");

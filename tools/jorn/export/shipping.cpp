@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <iostream>
 
 #include "export/cursor_report.h"
@@ -51,6 +52,10 @@ std::vector<LogReport> reportsOn(const ShippingOptions &options, const ShipperTe
 }
 
 int report(const ShippingOptions &options, const ShipperTerms &terms) {
+    std::error_code ignored;
+    if (options.isStatus && !std::filesystem::exists(options.cursorFile, ignored)) {
+        terms.tell(options.cursorFile + ": does not exist yet: nothing has been sent");
+    }
     const std::vector<LogReport> reports = reportsOn(options, terms);
     ShippingRound round;
     for (const LogReport &log : reports) {
