@@ -60,8 +60,9 @@ TEST_F(CursorCommandTest, To_FileIsThere_IsRefusedAndNothingIsShipped) {
 
 TEST_F(CursorCommandTest, WordsThatDoNotGoTogether_AreRefused) {
     EXPECT_EQ(ship("").err,
-              "jorn: with --cursor-file, send items to --to FILE or --exec COMMAND: nobody knows whether the "
-              "reader of standard output has stored them\n");
+              "jorn: with --cursor-file, send items to --to FILE or --exec COMMAND: there is no way to know "
+              "whether "
+              "the reader of standard output has stored them\n");
     EXPECT_EQ(ship("--to -").status, 2);
     EXPECT_EQ(ship("--to a.csv --exec cat").err,
               "jorn: items go to --to FILE or to --exec COMMAND, not to both\n");
