@@ -51,6 +51,10 @@ public:
     /// Whether a writer came round during the reading: there may be more.
     bool isOvertaken() const { return isOvertaken_; }
 
+    /// Whether nothing can be sent until the index, or files that must show which log this is, can be read.
+    /// A log without items is not waiting.
+    bool isWaiting() const { return !isPlanned_ && !isOvertaken_ && !damage_.isEmpty(); }
+
     /// Worth knowing; none of it is damage.
     const std::vector<std::string> &notes() const { return notes_; }
     const DamageLog &damage() const { return damage_; }
