@@ -21,9 +21,10 @@ uint64_t newId() {
     return ++last;
 }
 
-/// A last line that lacks its end is left to the writer that is writing it, but not for ever.
+/// A last line that lacks its end is left to the writer that is writing it, but not for ever: it may be the
+/// last one before a failure. The time is one in which a writer that buffers what it writes mostly goes on.
 bool isSettled(const RingFile &file) {
-    constexpr int64_t kSeconds = 2;
+    constexpr int64_t kSeconds = 60;
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
     return !file.isNewest || now.tv_sec - file.mark.seconds >= kSeconds;
@@ -192,12 +193,23 @@ bool LogIndex::readFile(const RingFile &file, Parts *parts) {
     const Parts *const known = knownParts(file.mark);
     if (known != nullptr && continues(file, known->back())) {
         *parts = *known;
-        return readRest(file, parts);
+        if (parts->back().readTo == file.size) {
+            parts->back().mark = file.mark;
+            return true;
+        }
+        if (parts->back().isUnfinished) {
+            parts->pop_back();
+        }
     }
+    const bool isRead = parts->empty() ? readWhole(file, parts) : readRest(file, parts);
+    return isRead && (!isSettled(file) || readUnfinished(file, parts));
+}
+
+bool LogIndex::readWhole(const RingFile &file, Parts *parts) {
     LogBlock block = blockOf(file, directory_);
     const auto columns = std::make_shared<ItemColumns>();
     columns->id = newId();
-    const bool isRead = readColumns(file, isSettled(file), &block.readTo, columns.get());
+    const bool isRead = readColumns(file, LastLine::Finished, &block.readTo, columns.get());
     block.columns = columns;
     parts->push_back(std::move(block));
     return isRead;
@@ -212,7 +224,7 @@ bool LogIndex::readRest(const RingFile &file, Parts *parts) {
     const bool isNewest = last.size() == 0 || last.endSerial() == nextSerial_;
     const auto columns = isNewest ? copyOf(*last.columns) : std::make_shared<ItemColumns>();
     columns->id = columns->id == 0 ? newId() : columns->id;
-    if (!readColumns(file, isSettled(file), &rest.readTo, columns.get())) {
+    if (!readColumns(file, LastLine::Finished, &rest.readTo, columns.get())) {
         return false;
     }
     const bool hasMore = columns->size() > (isNewest ? last.size() : 0);
@@ -226,6 +238,24 @@ bool LogIndex::readRest(const RingFile &file, Parts *parts) {
     last.begin = rest.begin;
     last.end = rest.end;
     last.readTo = rest.readTo;
+    return true;
+}
+
+/// Adds the item of a last line that lacks its end as a part of its own: where the line goes on, that part
+/// gives way to the whole line, which is a new item.
+bool LogIndex::readUnfinished(const RingFile &file, Parts *parts) {
+    LogBlock block = blockOf(file, directory_);
+    block.isUnfinished = true;
+    block.readTo = parts->back().readTo;
+    const auto columns = std::make_shared<ItemColumns>();
+    columns->id = newId();
+    if (!readColumns(file, LastLine::Any, &block.readTo, columns.get())) {
+        return false;
+    }
+    if (columns->size() > 0) {
+        block.columns = columns;
+        parts->push_back(std::move(block));
+    }
     return true;
 }
 
@@ -253,7 +283,7 @@ bool LogIndex::isOld(const LogBlock &block) const {
     }
     const Parts &former = view_->blocks;
     return std::any_of(former.begin(), former.end(), [&](const LogBlock &each) {
-        return each.number == block.number && each.number == former.back().number &&
+        return each.number == block.number && each.number == former.back().number && !each.isUnfinished &&
                hasFirstOf(*each.columns, *block.columns);
     });
 }

@@ -83,7 +83,9 @@ private:
     Look lookAnew();
     bool addFile(const RingView &view, size_t index, Parts *blocks);
     bool readFile(const RingFile &file, Parts *parts);
+    bool readWhole(const RingFile &file, Parts *parts);
     bool readRest(const RingFile &file, Parts *parts);
+    bool readUnfinished(const RingFile &file, Parts *parts);
     const Parts *knownParts(const FileMark &mark) const;
     void number(Parts *blocks, bool isOldAtTheEnd);
     bool hasOldAtTheEnd(const Parts &blocks) const;
