@@ -299,7 +299,7 @@ int serve(const ServeOptions &options) {
     const Address address = addressOf(options.listen);
     const std::string token = options.tokenFile.empty() ? newToken() : tokenFrom(options.tokenFile);
     ServedLogs logs(logsOf(options));
-    const StopSignals signals;
+    StopSignals signals;
     Api api(&logs, {JORN_VERSION, {options.isUtc, options.namesFile}});
     std::unique_ptr<Site> site;
     HttpServer server({[&site](const WebRequest &request) { return site->answer(request); },
@@ -319,6 +319,7 @@ int serve(const ServeOptions &options) {
         }
         logs.stop();
     }
+    signals.accept();  // Whatever the server still waits for, the next signal ends it.
     server.stop();
     return kExitDone;
 }

@@ -16,6 +16,7 @@
 #include <stdint.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -103,6 +104,7 @@ private:
     const StreamTerms &terms_;
     ItemJson json_;
     const WebWrite *write_ = nullptr;
+    std::function<void()> requireWanted_;  ///< Throws RequestError when the stream is to end.
     std::shared_ptr<const Snapshot> snapshot_;
     std::shared_ptr<const Snapshot> seen_;  ///< The one that was compared with its forerunner last.
     StreamPosition position_;
