@@ -136,17 +136,12 @@ void watchLog(ServedLogs *logs, size_t log, const StopSignals &signals, bool isP
 void checkLogs(ServedLogs *logs, const StopSignals &signals) {
     constexpr milliseconds kBetweenChecks(20000);
     constexpr milliseconds kBeforeTheFirst(300);  // For the first answers, which are waited for.
-    std::vector<std::shared_ptr<const LogView>> checked(logs->now()->logs.size());
     if (waitForStop(signals, kBeforeTheFirst)) {
         return;
     }
     for (;;) {
-        for (size_t log = 0; log < checked.size(); ++log) {
-            const std::shared_ptr<const LogView> view = logs->now()->logs[log];
-            if (view != checked[log] && !signals.hasCome()) {
-                checked[log] = view;
-                logs->check(log);
-            }
+        for (size_t log = 0; log < logs->now()->logs.size() && !signals.hasCome(); ++log) {
+            logs->check(log);
         }
         if (waitForStop(signals, kBetweenChecks)) {
             return;

@@ -4,6 +4,8 @@
 #define JORN_TOOLS_SERVED_LOGS_H
 
 #include <stdint.h>
+#include <sys/types.h>
+#include <time.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -11,6 +13,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "health/finding.h"
@@ -24,6 +27,10 @@ struct LogHealth {
     std::vector<Finding> findings;
     std::string failure;  ///< Why it could not be checked.
 };
+
+/// A file of a log as a change of anything about it alters it: name, place and size, and when it was changed.
+using FileState = std::tuple<std::string, dev_t, ino_t, off_t, time_t, long>;
+using DirectoryState = std::vector<FileState>;
 
 /// Never changes; safe to use from any thread.
 struct Snapshot {
@@ -43,7 +50,8 @@ public:
     bool refresh(size_t log);
     bool refreshAll();
 
-    /// Checks a log, which reads all of it. Never throws.
+    /// Checks a log, which reads all of it, if its directory or a file in it has changed since this was done
+    /// last. Never throws.
     void check(size_t log);
 
     /// Waits until there is another snapshot than one of this revision, or the time is up, or for no reason.
@@ -59,6 +67,9 @@ private:
 
     std::mutex looking_;  ///< One look at a time: they use the module, which keeps a print level.
     std::vector<LogIndex> indexes_;
+
+    std::mutex checking_;
+    std::vector<std::optional<DirectoryState>> checked_;  ///< By log: as it was at the last check.
 
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
