@@ -2,7 +2,6 @@
 #include "serve/api.h"
 
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -181,7 +180,6 @@ WebAnswer Api::answer(const WebRequest &request) {
 /// look at them again.
 WebAnswer Api::answerInView(Endpoint endpoint, const WebRequest &request) {
     constexpr int kTries = 50;
-    constexpr useconds_t kPauseMicroseconds = 2000;
     const Deadline deadline(terms_.longestAnswer, [this] {
         if (logs_.isStopped()) {
             throw RequestError(503, "the server is stopping");
@@ -192,8 +190,7 @@ WebAnswer Api::answerInView(Endpoint endpoint, const WebRequest &request) {
         try {
             return (this->*endpoint)(&asked);
         } catch (const StaleView &) {
-            logs_.refreshAll();
-            usleep(kPauseMicroseconds);
+            logs_.lookAgain(asked.snapshot->revision);
         }
     }
     throw RequestError(503, "the log is written faster than it can be read; try again");

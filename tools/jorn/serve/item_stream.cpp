@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "serve/item_stream.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <charconv>
 #include <string_view>
@@ -160,9 +158,7 @@ bool ItemStream::run(const WebWrite &write) {
         } catch (const RequestError &) {
             return logs_.isStopped();
         } catch (const StaleView &) {
-            constexpr useconds_t kPauseMicroseconds = 2000;
-            usleep(kPauseMicroseconds);
-            logs_.refreshAll();
+            logs_.lookAgain(snapshot_->revision);
             snapshot_ = logs_.now();
         }
     }

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <tuple>
 
 #include "system/failure.h"
 
@@ -64,6 +65,18 @@ bool hasFirstOf(const ItemColumns &columns, const ItemColumns &items) {
     return false;
 }
 
+/// Items by time, kind and place, however they are divided into parts.
+std::vector<std::tuple<uint32_t, ItemKind, uint32_t>> itemsOf(const std::vector<LogBlock> &parts) {
+    std::vector<std::tuple<uint32_t, ItemKind, uint32_t>> items;
+    for (const LogBlock &part : parts) {
+        for (size_t row = 0; row < part.size(); ++row) {
+            items.emplace_back(part.columns->times[row], part.columns->kinds[row],
+                               part.columns->offsets[row]);
+        }
+    }
+    return items;
+}
+
 bool isSameBlock(const LogBlock &a, const LogBlock &b) {
     return a.columns == b.columns && a.number == b.number && a.directory == b.directory;
 }
@@ -101,7 +114,8 @@ LogIndex::LogIndex(ServedLog log)
     publish({}, nullptr);
 }
 
-LogIndex::Look LogIndex::refresh() {
+LogIndex::Look LogIndex::refresh(Trust trust) {
+    trust_ = trust;
     try {
         if (openDirectory()) {
             return lookAnew();
@@ -161,13 +175,17 @@ bool LogIndex::addFile(const RingView &view, size_t index, Parts *blocks) {
     Parts parts;
     const bool isKnown = known != nullptr && known->back().mark == mark &&
                          known->back().readTo == static_cast<uint64_t>(mark.size);
-    if (closed.isToOpen && isKnown) {
+    if (closed.isToOpen && isKnown && trust_ == Trust::Marks) {
         parts = *known;
     } else {
         DamageLog damage;  // What is wrong with the log is found by a check.
         const RingFile &file = view.file(index, &damage);
         if (!file.file.isOpen()) {
-            return damage.losses().empty();
+            const bool isUnreadable = damage.losses().empty();
+            if (isUnreadable) {
+                known_.erase({mark.device, mark.inode});  // Lest it come back by what is known of it.
+            }
+            return isUnreadable;
         }
         if (!readFile(file, &parts)) {
             return false;
@@ -191,6 +209,9 @@ const LogIndex::Parts *LogIndex::knownParts(const FileMark &mark) const {
 /// Reads what is not known yet of a file.
 bool LogIndex::readFile(const RingFile &file, Parts *parts) {
     const Parts *const known = knownParts(file.mark);
+    if (trust_ == Trust::Nothing) {
+        return readAnew(file, known, parts);
+    }
     if (known != nullptr && continues(file, known->back())) {
         *parts = *known;
         if (parts->back().readTo == file.size) {
@@ -203,6 +224,17 @@ bool LogIndex::readFile(const RingFile &file, Parts *parts) {
     }
     const bool isRead = parts->empty() ? readWhole(file, parts) : readRest(file, parts);
     return isRead && (!isSettled(file) || readUnfinished(file, parts));
+}
+
+/// Reads all of a file, of which `known` was known; null for nothing.
+bool LogIndex::readAnew(const RingFile &file, const Parts *known, Parts *parts) {
+    if (!readWhole(file, parts) || (isSettled(file) && !readUnfinished(file, parts))) {
+        return false;
+    }
+    if (known != nullptr && itemsOf(*known) == itemsOf(*parts)) {
+        *parts = *known;
+    }
+    return true;
 }
 
 bool LogIndex::readWhole(const RingFile &file, Parts *parts) {

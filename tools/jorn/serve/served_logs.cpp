@@ -2,6 +2,7 @@
 #include "serve/served_logs.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <exception>
@@ -87,31 +88,40 @@ void ServedLogs::publish(const Change &change) {
     changed_.notify_all();
 }
 
-bool ServedLogs::refresh(size_t log) {
+bool ServedLogs::refresh(size_t log, LogIndex::Trust trust) {
     const std::lock_guard lock(looking_);
-    const LogIndex::Look look = indexes_[log].refresh();
+    const LogIndex::Look look = indexes_[log].refresh(trust);
     if (look == LogIndex::Look::Changed) {
         publish([&](Snapshot *next) { next->logs[log] = indexes_[log].view(); });
     }
     return look != LogIndex::Look::Pending;
 }
 
-bool ServedLogs::refreshAll() {
+bool ServedLogs::refreshAll(LogIndex::Trust trust) {
     bool isAll = true;
     for (size_t log = 0; log < indexes_.size(); ++log) {
-        isAll = refresh(log) && isAll;
+        isAll = refresh(log, trust) && isAll;
     }
     return isAll;
+}
+
+void ServedLogs::lookAgain(uint64_t revision) {
+    constexpr useconds_t kPauseMicroseconds = 2000;
+    usleep(kPauseMicroseconds);
+    if (refreshAll() && now()->revision == revision) {
+        refreshAll(LogIndex::Trust::Nothing);
+    }
 }
 
 void ServedLogs::check(size_t log) {
     const std::lock_guard lock(checking_);
     const std::shared_ptr<const Snapshot> before = now();
     const DirectoryState state = stateOf(*before->logs[log]->log);
-    if (checked_[log] == state) {
+    if (checked_[log].view == before->logs[log] && checked_[log].files == state) {
         return;
     }
-    checked_[log] = state;  // Before the check: what changes meanwhile is looked at by the next one.
+    checked_[log] = {
+        state, before->logs[log]};  // Before the check: what changes meanwhile is looked at by the next one.
     const std::shared_ptr<const LogHealth> health = healthOf(*before->logs[log]->log);
     if (!isSame(*before->health[log], *health)) {
         publish([&](Snapshot *next) { next->health[log] = health; });

@@ -47,11 +47,15 @@ public:
     std::shared_ptr<const Snapshot> now() const;
 
     /// Looks at a log again, or at all of them. Whether all is seen: false while a writer is at work.
-    bool refresh(size_t log);
-    bool refreshAll();
+    bool refresh(size_t log, LogIndex::Trust trust = LogIndex::Trust::Marks);
+    bool refreshAll(LogIndex::Trust trust = LogIndex::Trust::Marks);
 
-    /// Checks a log, which reads all of it, if its directory or a file in it has changed since this was done
-    /// last. Never throws.
+    /// After StaleView: waits a moment and looks at all logs again. Where that gives no other snapshot than
+    /// the one of this revision, what is known of the files is not believed any more.
+    void lookAgain(uint64_t revision);
+
+    /// Checks a log, which reads all of it, if the view, the directory or a file in it is not what it was
+    /// when this was done last. Never throws.
     void check(size_t log);
 
     /// Waits until there is another snapshot than one of this revision, or the time is up, or for no reason.
@@ -62,6 +66,12 @@ public:
     bool isStopped() const;
 
 private:
+    /// What there was at the last check.
+    struct Checked {
+        std::optional<DirectoryState> files;
+        std::shared_ptr<const LogView> view;
+    };
+
     template <class Change>
     void publish(const Change &change);
 
@@ -69,7 +79,7 @@ private:
     std::vector<LogIndex> indexes_;
 
     std::mutex checking_;
-    std::vector<std::optional<DirectoryState>> checked_;  ///< By log: as it was at the last check.
+    std::vector<Checked> checked_;  ///< By log.
 
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
