@@ -155,10 +155,10 @@ void WrittenRing::clearSilently() {
     const int number = (latest_ + 1) % size_;
     const auto next = files_.find(number);
     const bool isThere = next != files_.end();
-    const auto isJunk = [](const WrittenLine &line) { return line.id < 0; };
+    const auto isDamaged = [this](const WrittenLine &line) { return line.id < 0 || isAltered(line.id); };
     const bool isFaint =
         isThere && !hasClock_ &&
-        (next->second.size() < kFewest || std::any_of(next->second.begin(), next->second.end(), isJunk));
+        (next->second.size() < kFewest || std::any_of(next->second.begin(), next->second.end(), isDamaged));
     if (isToBegin_ || isFaint || !isReadable(number)) {
         return clear();
     }

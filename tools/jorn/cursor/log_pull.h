@@ -63,6 +63,8 @@ private:
     bool goOnWithoutFile(uint64_t fresh);
     void beginEpoch(uint64_t fresh);
     void beginFirstEpoch(uint64_t fresh);
+    std::vector<const RingFile *> clearedFiles(const KnownFile &last);
+    bool isNewSince(const KnownFile &last, const ItemTable &table) const;
     void beginAtOldest();
     const RingFile *oldestWithItems();
     bool mayBeSameLog(const KnownFile &last, const RingFile &oldest);
@@ -75,8 +77,9 @@ private:
     void keepDamaged(const RingFile &file);
     void updateOpen(const KnownFile &known);
     void adopt(const RingFile &file, const FileMatch &match);
-    void chooseWalk(int newest);
-    bool isDone(int number, int newest);
+    void chooseWalk();
+    bool isDone(int number);
+    bool isKnownToItsEnd(int number);
     void noteEnd(const RingFile &file, FileEnd end);
     void noteUnreadable(int number);
     FileEnd readFile(const RingFile &file, const std::function<bool(const Line &)> &take);
@@ -96,6 +99,7 @@ private:
     std::string stamp_;  ///< Of what is being read.
     LogCursor reached_;
     std::vector<const RingFile *> walk_;  ///< The files to be read.
+    int newest_ = -1;                     ///< The newest known file.
     std::map<int, uint64_t> former_;      ///< Files that the writer has come to, as they were: their items.
     FileTrack track_;
     const RingFile *tracked_ = nullptr;  ///< The file of the track.

@@ -5,14 +5,11 @@
 #include <utility>
 #include <vector>
 
+#include "cursor/content_search.h"
 #include "ring.h"
 
 namespace tool {
 namespace {
-
-/// A file that is not where it was must have more than the few items with which any may begin, unless others
-/// prove it.
-constexpr uint64_t kFewest = 8;
 
 /// Items for and against the newest file's being where it is supposed.
 struct Evidence {
@@ -39,19 +36,46 @@ public:
         if (files_.isUnreadable(newest_.number)) {
             return unread(ownMatch ? ownMatch->found : 0);
         }
+        const auto byContent = recogniseByContent(&files_, numbering_);
+        if (byContent && hasNewest(*byContent)) {
+            return byContent;
+        }
         if (ownMatch && !ownMatch->isWhole) {
             if (auto found = judged(newest_.number, *ownMatch)) {
                 return found;
             }
         }
-        const FileMatch lost = own != nullptr ? matchLostFile(newest_, files_.table(*own)) : FileMatch();
-        if (auto found = judged(newest_.number, lost)) {
-            return found;
+        if (own != nullptr) {
+            if (auto found = judged(newest_.number, matchLostFile(newest_, files_.table(*own)))) {
+                return found;
+            }
+        }
+        if (byContent && !hasUnreadable()) {
+            return byContent;
+        }
+        if (own == nullptr) {
+            if (auto found = judged(newest_.number, FileMatch())) {
+                return found;
+            }
         }
         return findElsewhere([](const FileMatch &match) { return match.found >= kProof; });
     }
 
 private:
+    /// Whether the newest file is still that.
+    bool hasNewest(const Recognition &found) const {
+        return found.numbers[static_cast<size_t>(&newest_ - numbering_.files.data())] == found.number;
+    }
+
+    /// Whether the newest file may be one that cannot be read.
+    bool hasUnreadable() const {
+        bool isAny = false;
+        for (int number = 0; number < jorn::kSurveySize; ++number) {
+            isAny = isAny || files_.isUnreadable(number);
+        }
+        return isAny;
+    }
+
     template <class IsEnough>
     std::optional<Recognition> findElsewhere(const IsEnough &isEnough) {
         for (const RingFile *const file : files_.all()) {
@@ -81,8 +105,19 @@ private:
         const Evidence others = evidenceFrom(number, numbers);
         const uint64_t agreeing = match.found + others.agreeing;
         return isEnough(agreeing, others.differing)
-                   ? std::optional(Recognition{number, match, agreeing, false, numbers})
+                   ? std::optional(Recognition{number, match, agreeing, false, withMoved(numbers)})
                    : std::nullopt;
+    }
+
+    /// After a clearing, the file at the end of an enlarged ring is not where the distances put it.
+    std::vector<int> withMoved(std::vector<int> numbers) {
+        for (size_t i = 0; i < numbers.size(); ++i) {
+            const int moved = numbers[i] < 0 ? numberByContent(&files_, numbering_.files[i]) : -1;
+            if (moved >= 0 && std::count(numbers.begin(), numbers.end(), moved) == 0) {
+                numbers[i] = moved;
+            }
+        }
+        return numbers;
     }
 
     /// What was damaged may differ.
