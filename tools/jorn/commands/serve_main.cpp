@@ -21,13 +21,13 @@
 #include <thread>
 
 #include "diagnostics.h"
+#include "http/access.h"
+#include "http/http_server.h"
 #include "live/change_watch.h"
 #include "merge/log_names.h"
 #include "options/serve_options.h"
 #include "query/near_logs.h"
-#include "serve/access.h"
 #include "serve/api.h"
-#include "serve/http_server.h"
 #include "serve/served_logs.h"
 #include "serve/site.h"
 #include "system/descriptor.h"

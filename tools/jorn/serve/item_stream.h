@@ -22,8 +22,8 @@
 #include <string>
 #include <vector>
 
+#include "http/request.h"
 #include "serve/item_texts.h"
-#include "serve/request.h"
 #include "serve/served_logs.h"
 #include "serve/text_matches.h"
 #include "serve/view_filter.h"

@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "http/request.h"
 #include "log/stored_line.h"
 #include "output/item_format.h"
-#include "serve/request.h"
 #include "serve/row_walk.h"
 #include "serve/served_logs.h"
 #include "serve/text_matches.h"

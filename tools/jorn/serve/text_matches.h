@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "http/request.h"
 #include "serve/log_block.h"
-#include "serve/request.h"
 #include "serve/view_filter.h"
 
 namespace tool {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "serve/request.h"
+#include "http/request.h"
 
 #include <algorithm>
 #include <charconv>
