@@ -145,9 +145,7 @@ class Page {
     this.position = position;
     this.isFresh = true;
     this.stream.close();
-    if (number !== undefined) {
-      this.list.open(number, offset, this.state.wrap === "1");
-    }
+    this.list.open(number, offset, this.state.wrap === "1");
     if (number === undefined || (!place.cursor && place.time === undefined && !place.oldest)) {
       this.list.stick();
     }
@@ -357,11 +355,10 @@ class Page {
 
   rewrap() {
     const { stuck, anchor } = this.list;
-    if (anchor && this.items.length) {
-      this.list.open(anchor.number, Math.min(0, anchor.offset), this.state.wrap === "1");
-      if (stuck) {
-        this.list.stick();
-      }
+    const { number, offset } = (this.items.length && anchor) || { offset: 0 };
+    this.list.open(number, Math.min(0, offset), this.state.wrap === "1");
+    if (stuck) {
+      this.list.stick();
     }
   }
 

@@ -57,14 +57,17 @@ export class List {
     return this.wrap ? this.heights.get(number) ?? this.lineHeight : this.lineHeight;
   }
 
-  /** Shows other items, from a number on, which gets to `offset` pixels below the upper edge. */
+  /**
+   * Shows other items, from a number on, which gets to `offset` pixels below the upper edge. Without a number there
+   * are none yet.
+   */
   open(number, offset = 0, wrap = false) {
     this.wrap = wrap;
     this.scroller.classList.toggle("wrapped", wrap);
     this.heights.clear();
     this.clearRows();
     this.measure();
-    this.anchor = { number, offset };
+    this.anchor = number === undefined ? undefined : { number, offset };
     this.stuck = this.ended = false;
     this.place();
   }
