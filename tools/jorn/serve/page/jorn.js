@@ -366,11 +366,13 @@ class Page {
 
   pressed(number, event) {
     byId("grid").focus({ preventScroll: true });
-    if (String(getSelection())) {
+    if (event.type === "dblclick") {
+      getSelection().removeAllRanges(); // The word that it has selected.
+    } else if (String(getSelection())) {
       return;
     }
     this.selectNumber(number, true);
-    // A second press opens; on narrow pages, which are pressed by thumbs, the first one does.
+    // A double click opens; on narrow pages, which are pressed by thumbs, the first one does.
     if (event.type === "dblclick" || matchMedia("(max-width: 600px)").matches) {
       this.actions.open();
     }
