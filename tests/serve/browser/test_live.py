@@ -96,6 +96,35 @@ class LiveTest(LivePage):
         self.write()
         self.wait_texts(self.newest(5))
 
+    def test_reload_without_following_shows_the_same_items(self):
+        self.press("f")
+        self.wait_query(follow="0")
+        for order in ("newest", "oldest"):
+            with self.subTest(order=order):
+                if order == "oldest":
+                    self.press("o")
+                    self.wait_query(order="oldest")
+                    wait_for(lambda: self.texts()[-1:] == self.newest(1), "newest item is last")
+                before = self.texts()
+                items = self.api("/api/items?after=1000")["items"]
+                first = next(item["cursor"] for item in items if item["text"] == before[0])
+                self.wait_query(at=first)
+                self.write(2)
+                wait_for(lambda: self.text_of("#newer").startswith("2 newer items"), "newer are counted")
+                self.assertEqual(self.texts(), before)
+                self.driver.refresh()
+                self.settle()
+                self.assertEqual(self.texts()[1:-1], before[1:-1])
+
+    def test_following_switched_on_again_shows_and_keeps_no_place(self):
+        self.press("f")
+        wait_for(lambda: self.query().get("at"), "URL has the place")
+        self.press("f")
+        self.wait_query(at=None, follow=None)
+        self.press("f", "o", "f")
+        wait_for(lambda: self.texts()[-1:] == [sample.FIRST], "newest item is last")
+        self.wait_query(at=None, follow=None, order="oldest")
+
     def test_filter_applies_to_what_comes(self):
         self.type_into("#q", "new .*[02468]$")
         self.wait_total("0 items")

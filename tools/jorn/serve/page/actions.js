@@ -133,6 +133,8 @@ export class Actions {
     this.history.change({ follow: this.page.following ? "0" : undefined }, false);
     if (this.page.following) {
       this.newest();
+    } else {
+      this.page.viewChanged();
     }
   }
 
@@ -143,7 +145,7 @@ export class Actions {
   order() {
     const selected = this.page.item?.cursor;
     this.history.change({ order: this.state.order === "oldest" ? undefined : "oldest",
-      at: this.list.stuck ? undefined : selected ?? this.list.first?.cursor });
+      at: this.page.at && (selected ?? this.page.at) });
   }
 
   wrap() {
@@ -162,7 +164,7 @@ export class Actions {
 
   /** Changes the filter. The view stays at its item, or near it, unless it is at the end where new items come. */
   filter(values, push = true) {
-    this.history.change({ at: this.list.stuck ? undefined : this.list.first?.cursor, ...values }, push);
+    this.history.change({ at: this.page.at, ...values }, push);
   }
 
   zoom([since, until]) {

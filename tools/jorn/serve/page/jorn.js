@@ -109,10 +109,19 @@ class Page {
     return placeOf(this.state);
   }
 
+  /** Whether the list stays at the newest item when others come. */
+  get isAtNewest() {
+    return this.following && this.list.stuck;
+  }
+
+  /** The cursor of the first item in view; undefined where the place is the end at which new items come. */
+  get at() {
+    return this.isAtNewest ? undefined : this.list.first?.cursor;
+  }
+
   /** Where the list is now. */
   here() {
-    const first = this.list.first;
-    return this.list.stuck || !first ? this.place() : { cursor: first.cursor };
+    return this.at ? { cursor: this.at } : this.place();
   }
 
   /** Asks for everything anew: items at a place, counts, and a stream of what comes after. */
@@ -306,7 +315,7 @@ class Page {
   drawItems() {
     // Who has scrolled in this very moment is not brought back.
     this.list.scrolled();
-    if (this.following && this.list.stuck) {
+    if (this.isAtNewest) {
       this.items.show();
       this.list.place();
       this.viewChanged();
@@ -342,13 +351,13 @@ class Page {
     if (!this.items.length || !this.list.anchor) {
       return;
     }
-    if (this.following && this.list.stuck && this.items.newer) {
+    if (this.isAtNewest && this.items.newer) {
       this.drawSoon();
     }
     const [first, last] = this.list.inView().map((number) => this.items.get(number));
     if (first && last) {
       this.histogram.view(first.time, last.time);
-      this.history.keep({ at: this.list.stuck ? undefined : first.cursor });
+      this.history.keep({ at: this.at });
     }
     this.items.forget(this.list.anchor.number);
   }
