@@ -121,7 +121,10 @@ class LiveTest(LivePage):
         wait_for(lambda: self.query().get("at"), "URL has the place")
         self.press("f")
         self.wait_query(at=None, follow=None)
-        self.press("f", "o", "f")
+        # While the other order is being asked for.
+        self.press("f")
+        wait_for(lambda: self.query().get("at"), "URL has the place")
+        self.driver.execute_script("document.getElementById('order').click(); document.getElementById('follow').click()")
         wait_for(lambda: self.texts()[-1:] == [sample.FIRST], "newest item is last")
         self.wait_query(at=None, follow=None, order="oldest")
 

@@ -67,6 +67,10 @@ export class Actions {
   }
 
   newest() {
+    if (this.items.isOpening) {
+      this.page.load({}); // The place that is being asked for is another one.
+      return;
+    }
     this.items.show();
     this.list.stick();
     this.page.itemsChanged();

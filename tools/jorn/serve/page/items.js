@@ -45,6 +45,7 @@ export class Items {
 
   clear() {
     this.kept = new Map();
+    // Of what is kept, what may have another number now.
     this.outdated = new Set();
     this.from = this.shown = this.known = this.counted = 0;
     this.pending = null;
@@ -54,6 +55,10 @@ export class Items {
 
   get length() {
     return this.shown - this.from;
+  }
+
+  get isOpening() {
+    return Boolean(this.opening.open);
   }
 
   /** How many have come that are not shown. */
@@ -144,7 +149,7 @@ export class Items {
   }
 
   async fetch(low, high) {
-    if (this.opening.open) {
+    if (this.isOpening) {
       return; // All this will be gone when that has been answered.
     }
     const anchor = this.anchor();
@@ -233,7 +238,7 @@ export class Items {
    * else that is kept is read again when it is wanted.
    */
   check(low, high) {
-    if (!this.filter || this.opening.open) {
+    if (!this.filter || this.isOpening) {
       return;
     }
     const anchor = this.anchor();
@@ -292,15 +297,16 @@ export class Items {
     return before && (before.log === log || before.time < time);
   }
 
-  /** The items of this time and later ones may have other places now, up to the last one, which is not kept. */
+  /** The items of this time and later ones may have other places now. The new one, `last`, is not kept. */
   outdate(last, time) {
-    this.outdated.add(last);
-    // Those down to `displaced` have been outdated by the items right before.
-    let number = Math.min(this.displaced ?? last, last);
-    while (number > this.from && (this.outdated.has(number - 1) || this.kept.get(number - 1)?.time >= time)) {
-      this.outdated.add(--number);
+    if (this.kept.has(last)) {
+      this.outdated.add(last);
     }
-    this.displaced = number;
+    // Those from the time `displaced` on have been outdated by the items right before; nothing has been kept since.
+    if (this.displaced === undefined || time < this.displaced) {
+      this.kept.forEach((item, number) => item.time >= time && this.outdated.add(number));
+      this.displaced = time;
+    }
   }
 
   show() {
