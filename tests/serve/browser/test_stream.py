@@ -44,3 +44,72 @@ class ConnectionTest(PageTest):
         wait_for(lambda: len(self.streams("true")) == 2, "another connection")
         self.assertEqual(self.streams("signal.aborted"), [True, False])
         self.assertEqual(self.streams("headers['Last-Event-ID']")[1], "log~first")
+
+
+# Of answers to /api/items after a scroll the first one does not come: it is refused, or when the test lets it.
+REFUSE_WINDOW = """
+const fetched = window.fetch;
+window.refused = 0;
+window.fetch = (path, options) => (/items.*anchor=/.test(path) && window.refused++ === 0
+  ? Promise.resolve(Response.json({ error: "too many requests" }, { status: 503 })) : fetched(path, options));
+"""
+HOLD_WINDOW = """
+const fetched = window.fetch;
+const held = new Promise((resolve) => { window.release = resolve; });
+window.fetch = async (path, options) => {
+  if (/items.*anchor=/.test(path)) {
+    window.asked = true;
+    await held;
+  }
+  return fetched(path, options);
+};
+"""
+# The first answer about the logs is from before their check.
+CHECK_LATER = """
+const fetched = window.fetch;
+window.fetch = async (path, options) => {
+  const answer = await fetched(path, options);
+  if (path !== "/api/logs" || window.wasAsked) {
+    return answer;
+  }
+  window.wasAsked = true;
+  const body = await answer.json();
+  body.logs.forEach((log) => { log.state = "checking"; });
+  return Response.json(body);
+};
+"""
+
+
+class AnswerTest(PageTest):
+    """Answers that come late, or not at all."""
+
+    def open_log(self, script, query=""):
+        self.inject(script)
+        self.open(self.serve(self.log(sample.ITEMS)), query)
+
+    def scroll(self, script):
+        self.driver.execute_script(f"document.getElementById('list').scrollTop {script}")
+
+    def test_window_that_was_refused_is_asked_for_again(self):
+        self.open_log(REFUSE_WINDOW)
+        self.scroll("= 8000")
+        wait_for(lambda: self.text_of("#notice") == "too many requests", "refusal is shown")
+        wait_for(lambda: self.rows() and not any(row["awaited"] for row in self.rows()), "rows are shown")
+        wait_for(lambda: not self.element("#notice").is_displayed(), "notice is gone")
+        self.assertEqual(self.driver.execute_script("return window.refused"), 2)
+
+    def test_scrolling_in_the_moment_of_an_answer_is_not_undone(self):
+        self.open_log(HOLD_WINDOW)
+        self.scroll("= 8000")
+        wait_for(lambda: self.driver.execute_script("return window.asked"), "rows are asked for")
+        # Browsers report the scrolling a little later; here they never do, and the answer is taken before that.
+        self.driver.execute_script("addEventListener('scroll', (event) => event.stopImmediatePropagation(), true);")
+        self.scroll("= 8200")
+        self.driver.execute_script("window.release()")
+        wait_for(lambda: self.rows() and not any(row["awaited"] for row in self.in_view()), "rows are shown")
+        self.assertEqual(self.element("#list").get_property("scrollTop"), 8200)
+
+    def test_check_that_ends_while_paused_is_shown(self):
+        self.open_log(CHECK_LATER, "stream=0")
+        wait_for(lambda: self.text_of("#logs") == "log OK", "log is checked")
+        self.assertEqual(self.text_of("#connection"), "Paused")

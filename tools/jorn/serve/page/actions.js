@@ -6,6 +6,7 @@ import { closeDialog, copy, openCommand, openDialog, openDownload, openHelp } fr
 import { byId, say } from "./dom.js";
 import { ALL_TIME } from "./first.js";
 import { filterOf, toQuery } from "./state.js";
+import { plain } from "./text.js";
 
 const BUTTONS = { download: "download", command: "command", link: "link", help: "help", order: "order", wrap: "wrap",
   follow: "follow", newer: "newest", connection: "pause", "zoom-out": "zoomOut", "zoom-all": "zoomAll", table: "table",
@@ -101,7 +102,8 @@ export class Actions {
     const { item } = this.page;
     if (item) {
       const text = `${item.iso} ${item.level_name ?? item.level} ${item.slot_name ?? item.slot} ${item.text}`;
-      this.copied(await copy(text), "Item");
+      // Terminals obey control characters that are pasted into them.
+      this.copied(await copy(plain(text)), "Item");
     }
   }
 
@@ -147,9 +149,14 @@ export class Actions {
   }
 
   order() {
-    const selected = this.page.item?.cursor;
-    this.history.change({ order: this.state.order === "oldest" ? undefined : "oldest",
-      at: this.page.at && (selected ?? this.page.at) });
+    const at = this.page.at && (this.selectedInView?.cursor ?? this.page.at);
+    this.history.change({ order: this.state.order === "oldest" ? undefined : "oldest", at });
+  }
+
+  get selectedInView() {
+    const { selected } = this.page;
+    const ends = this.items.length ? this.list.inView() : [];
+    return selected >= Math.min(...ends) && selected <= Math.max(...ends) ? this.items.get(selected) : undefined;
   }
 
   wrap() {

@@ -69,8 +69,8 @@ export class Controls {
         this.complain(name, "");
       }
     }
-    for (const name of Object.keys(TICKED)) {
-      byId(name).checked = Boolean(state[name]);
+    for (const [name, value] of Object.entries(TICKED)) {
+      byId(name).checked = state[name] === value;
     }
     byId("span").value = state.since || state.until ? "" : "all";
   }

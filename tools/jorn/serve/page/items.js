@@ -8,6 +8,7 @@
 import { Question } from "./api.js";
 
 const AROUND = 150;
+const RETRY = 1000;
 const MOST_KEPT = 6000;
 // The newest ones are kept however far away the view is: ranks are compared by them.
 const TAIL = 20;
@@ -33,11 +34,12 @@ export const openingOf = (filter, place) => ({ ...filter, ...wherePlaceIs(filter
 
 export class Items {
   /**
-   * Calls `changed()` when items have arrived, `lost()` when the view is no longer in the log, `failed(error)`.
-   * `merged()` returns whether the items may be of several logs.
+   * Calls `changing()` before and `changed()` after items have arrived, `lost()` when the view is no longer in the
+   * log, `failed(error)` when they could not be had, and `recovered()` when they could after all. `merged()` returns
+   * whether the items may be of several logs.
    */
-  constructor({ changed, lost, failed, merged }) {
-    Object.assign(this, { changed, lost, failed, merged });
+  constructor({ changing, changed, lost, failed, recovered, merged }) {
+    Object.assign(this, { changing, changed, lost, failed, recovered, merged });
     this.opening = new Question("items");
     this.question = new Question("items");
     this.clear();
@@ -51,6 +53,8 @@ export class Items {
     this.pending = null;
     this.isChecking = false;
     this.displaced = undefined;
+    clearTimeout(this.retryTimer);
+    this.isRetrying = false;
   }
 
   get length() {
@@ -172,15 +176,38 @@ export class Items {
       const answer = await this.question.ask({ ...this.filter, ...where });
       if (answer && this.pending === pending) {
         this.pending = null;
+        this.answered();
         return answer;
       }
     } catch (failure) {
       if (this.pending === pending) {
         this.pending = null;
+        this.retryLater(failure);
         this.failed(failure);
       }
     }
     return null;
+  }
+
+  answered() {
+    if (this.isRetrying) {
+      this.isRetrying = false;
+      this.recovered();
+    }
+  }
+
+  /** Has what is in view asked for again: the server was not reached, or may only have been too busy. */
+  retryLater({ status }) {
+    this.isRetrying = status === 0 || status === 429 || status >= 500;
+    clearTimeout(this.retryTimer);
+    this.retryTimer = this.isRetrying ? setTimeout(() => this.retry(), RETRY) : 0;
+  }
+
+  retry() {
+    this.changed();
+    if (!this.pending) {
+      this.answered(); // Nothing is missing any more.
+    }
   }
 
   /** The number of an item by which ranks are compared: the newest one that is kept and in its place. */
@@ -205,6 +232,7 @@ export class Items {
       this.lost();
       return;
     }
+    this.changing();
     this.isChecking = false;
     this.displaced = undefined;
     this.revision = answer.revision;

@@ -21,12 +21,16 @@ import { counted, lasting, sized } from "./text.js";
 const LOG_COLOURS = 8;
 const RETRY = 1000;
 const BRINGING = 2000;
+// The server sends as many items at a time while there are more.
+const MOST_IN_EVENT = 200;
+const MOST_BACKLOG = 1000;
 
 class Page {
   constructor() {
     this.logs = [];
-    this.items = new Items({ changed: () => this.itemsChanged(), lost: () => this.relocate(),
-      failed: (failure) => this.failed(failure), merged: () => this.logs.length !== 1 });
+    this.items = new Items({ changing: () => this.list.scrolled(), changed: () => this.itemsChanged(),
+      lost: () => this.relocate(), failed: (failure) => this.failed(failure), recovered: () => this.notice(""),
+      merged: () => this.logs.length !== 1 });
     this.list = new List(byId("grid"), byId("list"), this.items, {
       fill: (row, item) => fillRow(row, item, this), moved: () => this.viewChanged(),
       pressed: (number, event) => this.pressed(number, event) });
@@ -114,9 +118,12 @@ class Page {
     return this.following && this.list.stuck;
   }
 
-  /** The cursor of the first item in view; undefined where the place is the end at which new items come. */
+  /**
+   * The cursor of the first item in view, or of what was that while it has not arrived; undefined where the place is
+   * the end at which new items come.
+   */
   get at() {
-    return this.isAtNewest ? undefined : this.list.first?.cursor;
+    return this.isAtNewest ? undefined : this.list.first?.cursor ?? this.state.at;
   }
 
   /** Where the list is now. */
@@ -153,6 +160,7 @@ class Page {
     this.notice("");
     this.position = position;
     this.isFresh = true;
+    this.backlog = undefined;
     this.stream.close();
     this.list.open(number, offset, this.state.wrap === "1");
     if (number === undefined || (!place.cursor && place.time === undefined && !place.oldest)) {
@@ -179,6 +187,8 @@ class Page {
       this.items.filter = filterOf(this.state);
       this.list.stick();
       this.stream.close();
+      this.showTotal();
+      byId("total").textContent = "";
       this.empty(failure.message);
       this.controls.fail(failure, "q");
     } else {
@@ -250,6 +260,9 @@ class Page {
       document.title = `${logs.map(({ log }) => log).join(", ")} - jorn`;
       byId("grid").classList.toggle("several", logs.length > 1);
       this.showBadges();
+      if (logs.some(({ state }) => state === "checking") && !this.stream.closing) {
+        this.logsSoon(); // No stream tells when the check has ended.
+      }
     } catch (failure) {
       this.failed(failure);
     }
@@ -443,6 +456,7 @@ class Page {
   streamed(type, data) {
     if (type === "items") {
       this.items.append(data.items);
+      this.skipBacklog(data.items.length);
       this.drawSoon();
       this.countsSoon();
     } else if (type === "change") {
@@ -454,6 +468,19 @@ class Page {
       this.logsSoon();
     } else if (type === "gone") {
       this.relocate();
+    }
+  }
+
+  /** A list at the newest item does not wait for all that has come during a pause: it is read when it is looked at. */
+  skipBacklog(count) {
+    if (count < MOST_IN_EVENT) {
+      this.backlog = undefined; // That was the last of it.
+    } else if (this.backlog !== undefined && this.isAtNewest) {
+      this.backlog += count;
+      if (this.backlog > MOST_BACKLOG) {
+        this.stream.close();
+        this.load({});
+      }
     }
   }
 
@@ -479,8 +506,12 @@ class Page {
     const before = button.dataset.state;
     button.dataset.state = name;
     button.textContent = texts[name];
+    if (name === "live" && (before === "broken" || before === "paused")) {
+      this.backlog = 0;
+    }
     if (name === "live" && before === "broken") {
       this.notice("");
+      this.showItem(this.state);
       this.refreshCounts();
       this.refreshLogs();
       this.itemsChanged();
