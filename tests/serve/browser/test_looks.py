@@ -3,6 +3,7 @@
 import pathlib
 import random
 
+from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.keys import Keys
 
 import sample
@@ -167,6 +168,18 @@ class LooksTest(PageTest):
         self.click(f"#{row['id']}")
         wait_for(lambda: self.driver.find_elements("css selector", "#item dd"), "item is open")
         self.assertEqual(self.text_of("#item dd"), row["text"])
+
+    def test_row_below_the_pointer_has_contrast(self):
+        self.show("level=0")
+        for dark in (False, True):
+            self.browser.look(dark=dark)
+            for name in self.items:
+                with self.subTest(dark=dark, log=name):
+                    row = next(row for row in self.in_view()[1:-1] if row["log"] == name)
+                    ActionChains(self.driver).move_to_element(self.element(f"#{row['id']} .log")).perform()
+                    self.assertTrue(self.driver.execute_script(
+                        "return document.getElementById(arguments[0]).matches(':hover')", row["id"]))
+                    self.assert_contrast()
 
     def nodes(self):
         """Role, name and properties of what the browser offers to screen readers."""
