@@ -5,7 +5,7 @@ from selenium.webdriver.common.keys import Keys
 
 import sample
 from live import LivePage
-from support import wait_for
+from support import PageTest, wait_for
 
 
 class LiveHistogramTest(LivePage):
@@ -86,3 +86,62 @@ class LiveHistogramTest(LivePage):
         self.pointer().move_to_element_with_offset(*self.at(0.5)).click().perform()
         wait_for(lambda: self.query().get("at"), "the list has gone to the bar")
         self.assertNotIn("since", self.query())
+
+
+# The colours of the canvas from the base of its bars up, in columns at shares of the width: [name of the colour or
+# null, pixels] for each run.
+COLUMNS = """
+const canvas = document.querySelector("#histogram canvas");
+const pen = new OffscreenCanvas(canvas.width, canvas.height).getContext("2d", { willReadFrequently: true });
+pen.drawImage(canvas, 0, 0);
+const style = getComputedStyle(document.getElementById("histogram"));
+const one = new OffscreenCanvas(1, 1).getContext("2d", { willReadFrequently: true });
+const bytes = (colour) => {
+  one.fillStyle = colour;
+  one.fillRect(0, 0, 1, 1);
+  return String(one.getImageData(0, 0, 1, 1).data);
+};
+const names = new Map(["error", "warning", "info", "debug", "other"].map((name) =>
+  [bytes(style.getPropertyValue("--bar-" + name)), name]));
+return arguments[0].map((share) => {
+  const data = pen.getImageData(Math.floor(share * canvas.width), 0, 1, canvas.height).data;
+  const runs = [];
+  for (let y = canvas.height - 17; y >= 0; --y) {
+    const name = names.get(String(data.slice(4 * y, 4 * y + 4))) ?? null;
+    if (runs.at(-1)?.[0] !== name) {
+      runs.push([name, 0]);
+    }
+    ++runs.at(-1)[1];
+  }
+  return runs.filter(([name]) => name);
+});
+"""
+
+
+class BarsTest(PageTest):
+    def test_bars_are_stacked_by_level_and_as_high_as_there_are_items(self):
+        # In three of ten minutes; a single error beside many others, too.
+        counts = {0: {2: 39}, 4: {0: 20, 1: 20, 2: 20, 3: 20}, 9: {0: 1, 2: 300}}
+        items = [(sample.BEGIN + 60 * minute + i % 60, level, 0, "item") for minute, levels in counts.items()
+                 for level, count in levels.items() for i in range(count)]
+        directory = self.log(sorted(items))
+        with (directory / "0.csv").open("ab") as data:
+            data.write(b"%d,9,0,of a level that no log should have\n" % (sample.BEGIN + 599))
+        self.open(self.serve(directory), f"since=@{sample.BEGIN}&until=@{sample.BEGIN + 599}")
+        shown = self.api(f"/api/histogram?since=@{sample.BEGIN}&until=@{sample.BEGIN + 599}&buckets=256")
+        most = max(sum(bucket[1:]) for bucket in shown["buckets"])
+        height = self.driver.execute_script("return document.querySelector('#histogram canvas').height") - 16 - 14
+        buckets = {bucket[0]: bucket[1:] for bucket in shown["buckets"]}
+        starts = range(sample.BEGIN, sample.BEGIN + 600, shown["step"])
+        columns = self.driver.execute_script(COLUMNS, [
+            (start + shown["step"] / 2 - sample.BEGIN) / 600 for start in starts])
+        names = ("error", "warning", "info", "debug", "other")
+        drawn = 0
+        for start, column in zip(starts, columns):
+            expected = [(name, max(2, count * height / most)) for name, count in zip(names, buckets.get(start, ()))
+                        if count]
+            self.assertEqual([name for name, _ in column], [name for name, _ in expected])
+            for (_, pixels), (_, wanted) in zip(column, expected):
+                self.assertAlmostEqual(pixels, wanted, delta=1.5)
+            drawn += len(expected)
+        self.assertGreater(drawn, 8)

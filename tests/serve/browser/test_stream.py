@@ -26,6 +26,45 @@ class ConnectionTest(PageTest):
     def streams(self, member):
         return self.driver.execute_script(f"return window.streams.map(({{ signal, headers }}) => {member})")
 
+    def test_pause_ends_the_request(self):
+        self.open_log()
+        self.press("p")
+        wait_for(lambda: self.text_of("#connection") == "Paused", "stream is closed")
+        self.assertEqual(self.streams("signal.aborted"), [True])
+        self.press("p")
+        wait_for(lambda: self.text_of("#connection") == "Live", "stream is open")
+        self.assertEqual(self.streams("signal.aborted"), [True, False])
+
+    def test_connection_that_has_been_silent_for_long_is_given_up(self):
+        # The time for which it may be silent passes when the test says so.
+        self.open_log("""
+            window.silences = new Map();
+            const { setTimeout, clearTimeout } = window;
+            window.setTimeout = (work, time) => {
+              const timer = setTimeout(work, time);
+              if (time === 40000) {
+                window.silences.set(timer, work);
+              }
+              return timer;
+            };
+            window.clearTimeout = (timer) => {
+              window.silences.delete(timer);
+              clearTimeout(timer);
+            };""" + FAKE_STREAM)
+
+        def timers():
+            return self.driver.execute_script("return [...window.silences.keys()]")
+        before = wait_for(timers, "a time is set")
+        self.assertEqual(len(before), 1)
+        # Whatever comes, such as a comment, begins that time anew.
+        self.driver.execute_script("window.send('items', { items: [] })")
+        wait_for(lambda: timers() != before, "another time is set")
+        self.assertEqual(len(timers()), 1)
+        self.assertEqual(self.streams("signal.aborted"), [False])
+        self.driver.execute_script("window.silences.values().next().value()")
+        wait_for(lambda: self.streams("signal.aborted") == [True, False], "another connection")
+        wait_for(lambda: self.text_of("#connection") == "Live", "stream is open")
+
     def is_expected(self, entry):
         return "TypeError" in entry["message"] and self.id().endswith("resumed_before_that_event")
 
