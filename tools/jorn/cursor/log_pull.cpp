@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "cursor/content_search.h"
 #include "cursor/log_stamp.h"
 #include "ring.h"
 #include "terminal/counted.h"
@@ -131,6 +132,18 @@ void LogPull::updateKnown(const Recognition &found) {
             updateOpen(known);
         }
     }
+    takeBack();
+}
+
+/// A power cut may bring back what was in a file before it was started afresh.
+void LogPull::takeBack() {
+    Numbering &numbering = reached_.current();
+    const int number = numbering.replaced ? numberByContent(&files_, *numbering.replaced) : -1;
+    if (number >= 0 && numbering.file(number) == nullptr) {
+        numbering.files.push_back(*numbering.replaced);
+        numbering.files.back().number = number;
+        numbering.replaced.reset();
+    }
 }
 
 void LogPull::updateNewest(const KnownFile &known, const FileMatch &match) {
@@ -158,7 +171,7 @@ void LogPull::updateNewer(const KnownFile &known) {
         keepDamaged(*file);
     } else {
         noteGone(known);
-        reached_.current().forget(known.number);
+        reached_.current().replace(known.number);
     }
 }
 

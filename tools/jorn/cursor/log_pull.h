@@ -74,6 +74,7 @@ private:
     bool mayBeSameLog(const KnownFile &last, const RingFile &oldest);
     void noteGapAfter(const KnownFile &last, const RingFile &oldest);
     void updateKnown(const Recognition &found);
+    void takeBack();
     void updateNewest(const KnownFile &known, const FileMatch &match);
     void updateNewer(const KnownFile &known);
     bool isUnchanged(const RingFile &file, const KnownFile &known);
