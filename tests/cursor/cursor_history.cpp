@@ -323,7 +323,7 @@ private:
             items.push_back({{pull.epoch(), item.seq}, id});
             if (items.size() == batch) {
                 isGoingOn = send(items, pull.reached());
-                pull.settle();
+                pull.markArrived();
                 items.clear();
             }
             if (pick(0, 200) == 0) {
@@ -396,7 +396,7 @@ private:
     /// Whether so much is gone from a file that some items had to be left out.
     static bool isDoubtful(const tool::LogPull &pull) {
         return std::any_of(pull.notes().begin(), pull.notes().end(), [](const std::string &note) {
-            return note.find("nobody knows") != std::string::npos ||
+            return note.find("may be new or not") != std::string::npos ||
                    note.find("damaged after") != std::string::npos;
         });
     }

@@ -135,7 +135,7 @@ bool Shipper::take(PulledLog *pulled, const ShippedLog &log, const Item &item) {
     add(pulled->pull, log);
     const bool isSent = send();
     // The next batch is read as if this one had arrived, and dropped if it has not.
-    pulled->pull.settle();
+    pulled->pull.markArrived();
     return isSent;
 }
 
