@@ -18,6 +18,7 @@
 #include <thread>
 
 #include "http/access.h"
+#include "http/request_head.h"
 #include "system/descriptor.h"
 
 namespace tool {
@@ -471,10 +472,17 @@ private:
             refuseHead(connection, 414, "URI Too Long", "the path and parameters are too long");
             return false;
         }
-        RequestStream stream(head, connection);
+        const RequestHead parts(head);
+        RequestStream stream(parts.plain(), connection);
         bool isClosed = false;
         bool hasMore = false;
         const bool isDone = process_request(stream, isLast, isClosed, [&](httplib::Request &request) {
+            if (parts.hasLine()) {
+                request.method = parts.method();
+                request.target = parts.target();
+                request.path = decodedPath(request.target.substr(0, request.target.find('?')));
+            }
+            request.headers.insert(parts.longHeaders().begin(), parts.longHeaders().end());
             // Ranges and compression would make little requests a lot of work.
             request.ranges.clear();
             request.headers.erase("Accept-Encoding");

@@ -42,6 +42,9 @@ struct QueryPart {
     std::string value;
 };
 
+/// A path with its "%NN" decoded.
+std::string decodedPath(std::string_view path);
+
 /// The parameters of a query in their order, empty parts left out. A "%" that begins no %NN stays as it is.
 std::vector<QueryPart> partsOfQuery(const std::string &query);
 

@@ -103,6 +103,14 @@ StreamPosition StreamPosition::newest(const Snapshot &snapshot) {
     return position;
 }
 
+size_t StreamPosition::mostBytesFor(const std::vector<std::string> &names) {
+    size_t bytes = 0;
+    for (const std::string &name : names) {
+        bytes += textOf(ItemCursor{name, UINT32_MAX, jorn::kSurveySize - 1, UINT32_MAX, 0}).size() + 1;
+    }
+    return bytes;
+}
+
 bool StreamPosition::isText(const std::string &text) {
     const std::vector<std::string> words = wordsOf(text);
     return std::all_of(words.begin(), words.end(),

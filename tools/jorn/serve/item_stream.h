@@ -36,6 +36,12 @@ public:
     /// After all items in view.
     static StreamPosition newest(const Snapshot &snapshot);
 
+    /// Longest text: with it, a request keeps within the limits that the server has.
+    static constexpr size_t kMostBytes = size_t{16} * 1024;
+
+    /// How long the text can become for logs of these names.
+    static size_t mostBytesFor(const std::vector<std::string> &names);
+
     /// From a text. Logs that it does not name are at their newest, and so are those of which it names an
     /// item that is not in view any more; a log that had none, but has lost some since, is at its oldest.
     /// Whether there is a log of the last two kinds is stored in `isPassed`. Throws StaleView.
