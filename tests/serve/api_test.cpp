@@ -151,7 +151,7 @@ TEST_F(ApiTest, Command_Filter_IsOneThatAShellReadsAsItWasMeant) {
                                           {"order", "oldest"}});
     EXPECT_EQ(command["command"],
               "jorn show '--since=2 days ago' --until=now --level=error,1 --slot=5 "
-              R"('--grep=it'\''s -v' -i -v )" +
+              R"('--grep=it'\''s -v' -i -v -n all )" +
                   path("log"));
 }
 
