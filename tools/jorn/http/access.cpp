@@ -21,6 +21,9 @@ namespace {
 constexpr size_t kLeastToken = 16;
 constexpr size_t kMostToken = 256;
 
+/// The status with which the page is entered.
+constexpr int kSeeOther = 303;
+
 /// The parameter of the page's URL.
 constexpr char kTokenName[] = "token";
 
@@ -228,7 +231,7 @@ std::optional<WebAnswer> Access::entry(const WebRequest &request) const {
         return unauthorized(request.path);
     }
     WebAnswer answer;
-    answer.status = 303;
+    answer.status = kSeeOther;
     answer.type = "text/plain; charset=utf-8";
     answer.add("Location", "/" + withoutToken(request.query));
     // A link on another site brings only the second one along. It opens the page, which holds nothing of the
@@ -239,6 +242,14 @@ std::optional<WebAnswer> Access::entry(const WebRequest &request) const {
 }
 
 std::optional<WebAnswer> Access::refusalOf(const WebRequest &request) const {
+    std::optional<WebAnswer> refusal = refusalOrEntry(request);
+    if (refusal) {
+        refusal->isForStranger = refusal->status != kSeeOther;
+    }
+    return refusal;
+}
+
+std::optional<WebAnswer> Access::refusalOrEntry(const WebRequest &request) const {
     if (!isForThisHost(request)) {
         return answerOf(RequestError(421, "the request names another host than this server"));
     }

@@ -57,6 +57,9 @@ struct WebAnswer {
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
 
+    /// Its client has not shown that it may ask: the connection has to give way when there are too many.
+    bool isForStranger = false;
+
     /// Sends the body bit by bit instead; false where it could not be brought to its end. Not called for a
     /// HEAD request.
     std::function<bool(const WebWrite &write)> send;
