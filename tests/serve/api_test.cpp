@@ -181,6 +181,17 @@ TEST_F(ApiTest, Download_BothForms_AreTheBytesOfTheCommandLine) {
     EXPECT_EQ(csv.type, "text/csv; charset=utf-8");
 }
 
+TEST_F(ApiTest, Download_ClientClosedItsSendingSide_GetsAllInBothForms) {
+    for (const std::string form : {"jsonl", "csv"}) {
+        std::string all;
+        EXPECT_TRUE(answer("download", {{"format", form}}).send([&](std::string_view bytes) {
+            all += bytes;
+            return !bytes.empty();  // A question whether the client is still there.
+        })) << form;
+        EXPECT_THAT(all, HasSubstr("gate shut")) << form;
+    }
+}
+
 TEST_F(ApiTest, Download_RingMovesOnMeanwhile_IsCutOff) {
     const tool::WebAnswer lines = answer("download");
     start(0, line("other", kTime + 999));

@@ -70,7 +70,7 @@ int64_t serialOf(const Snapshot &snapshot, const RowRef &row) {
 /// Whether all items with this number or a higher one are in view.
 bool isComplete(const LogView &view, int64_t next) { return view.itemsFrom(next) == view.nextSerial - next; }
 
-/// Moves to where a log had no items, or to its oldest one and returns false when some have left since.
+/// Moves to where a log had no items; false when some have left since.
 bool moveTo(const EmptyPlace &place, const Snapshot &snapshot, StreamPosition *position) {
     for (size_t log = 0; log < snapshot.logs.size(); ++log) {
         const LogView &view = *snapshot.logs[log];
@@ -78,7 +78,7 @@ bool moveTo(const EmptyPlace &place, const Snapshot &snapshot, StreamPosition *p
             continue;
         }
         const bool isKnown = place.next <= view.nextSerial && isComplete(view, place.next);
-        position->places[log].next = view.serialFrom(isKnown ? place.next : INT64_MIN);
+        position->places[log].next = isKnown ? view.serialFrom(place.next) : view.nextSerial;
         return isKnown;
     }
     return true;
