@@ -118,7 +118,7 @@ private:
     }
 
     void happen() {
-        switch (pick(0, 24)) {
+        switch (pick(0, 26)) {
             case 0:
                 return pick(0, 3) == 0 ? ring_->clearSilently() : ring_->clear();
             case 1:
@@ -150,9 +150,23 @@ private:
                 return ring_->turnReadable();
             case 13:
                 return pick(0, 2) == 0 ? ring_->grow(pick(1, 3)) : ring_->append(1);
+            case 14:
+                isInDoubt_ = !(pick(0, 3) == 0 ? ring_->vanish() : true) || isInDoubt_;
+                return;
+            case 15:
+                isInDoubt_ = !ring_->takeBack() || hasUnknownBefore() || isInDoubt_;
+                return;
             default:
                 return ring_->append(pick(1, 40));
         }
+    }
+
+    /// Whether items that are not known stand before others that are: these have higher numbers already.
+    bool hasUnknownBefore() const {
+        const std::vector<int64_t> ids = ring_->inView();
+        const auto known =
+            std::find_if(ids.begin(), ids.end(), [this](int64_t id) { return engine_.has(id); });
+        return known != ids.begin() && known != ids.end();
     }
 
     /// Another log takes the place; the one that was there may come back.
@@ -309,7 +323,7 @@ private:
             items.push_back({{pull.epoch(), item.seq}, id});
             if (items.size() == batch) {
                 isGoingOn = send(items, pull.reached());
-                pull.settle();
+                pull.markArrived();
                 items.clear();
             }
             if (pick(0, 200) == 0) {
@@ -382,7 +396,7 @@ private:
     /// Whether so much is gone from a file that some items had to be left out.
     static bool isDoubtful(const tool::LogPull &pull) {
         return std::any_of(pull.notes().begin(), pull.notes().end(), [](const std::string &note) {
-            return note.find("nobody knows") != std::string::npos ||
+            return note.find("may be new or not") != std::string::npos ||
                    note.find("damaged after") != std::string::npos;
         });
     }

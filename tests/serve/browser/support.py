@@ -166,7 +166,7 @@ return [...document.querySelectorAll(".rows [role=row]")].map((row) => {
 """
 
 
-# Streams send what a test says, and nothing else: send(type, data). For inject().
+# Streams send what a test says, and nothing else: send(type, data, id). For inject().
 FAKE_STREAM = """
 const fetched = window.fetch;
 window.fetch = (path, options) => {
@@ -174,8 +174,8 @@ window.fetch = (path, options) => {
     return fetched(path, options);
   }
   const body = new ReadableStream({ start(stream) {
-    window.send = (type, data) => stream.enqueue(new TextEncoder().encode(
-      `event: ${type}\\nid: log~-\\ndata: ${JSON.stringify(data)}\\n\\n`));
+    window.send = (type, data, id = "log~-") => stream.enqueue(new TextEncoder().encode(
+      `event: ${type}\\nid: ${id}\\ndata: ${JSON.stringify(data)}\\n\\n`));
     options.signal.addEventListener("abort", () => stream.error(options.signal.reason));
     window.send("change", { total: -1, items_lost: 0, revision: 1 });
   } });

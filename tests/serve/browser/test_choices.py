@@ -57,6 +57,26 @@ class ChoicesTest(PageTest):
         self.wait_total("123 items")
         self.assertEqual(self.logs(), [])
 
+    def counts(self, kind):
+        return {label.find_element("css selector", ".name").text: int(label.find_element("css selector", ".count").text)
+                for label in self.driver.find_elements("css selector", f"[data-facet={kind}] label")}
+
+    def test_slots_and_logs_are_counted_by_what_choosing_them_would_give(self):
+        slots = [slot for _, _, slot, _ in sample.ITEMS[:40]]
+        # The store's own first item is in slot 0.
+        by_slot = {name: 3 * (slots.count(i) + (i == 0)) for i, name in enumerate(("store", "motor", "door"))}
+        self.show("", "123 items")
+        self.assertEqual(self.counts("slot"), by_slot)
+        self.assertEqual(self.counts("log"), dict.fromkeys(LOGS, 41))
+        self.tick("slot", "motor")
+        self.wait_total(f"{by_slot['motor']} items")
+        wait_for(lambda: self.counts("log") == dict.fromkeys(LOGS, by_slot["motor"] // 3), "logs of that slot")
+        self.assertEqual(self.counts("slot"), by_slot)
+        self.tick("log", LOGS[1])
+        self.wait_total(f"{by_slot['motor'] // 3} items")
+        wait_for(lambda: self.counts("slot") == {name: count // 3 for name, count in by_slot.items()}, "of that log")
+        self.assertEqual(self.counts("log"), dict.fromkeys(LOGS, by_slot["motor"] // 3))
+
     def test_links_with_several_logs_in_one_value_go_on_working(self):
         other = self.log(sample.ITEMS[:3], "other")
         self.served.stop()

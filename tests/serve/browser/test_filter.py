@@ -214,6 +214,17 @@ class FilterTest(PageTest):
         self.assertEqual(self.element("#order").text, "Newest first")
 
 
+    def test_order_turned_leaves_an_item_that_was_selected_elsewhere(self):
+        self.press("j", "j")
+        self.driver.execute_script("document.getElementById('list').scrollTop = arguments[0]",
+                                   380 * self.rows()[0]["height"])
+        first = wait_for(lambda: self.query().get("at") and not self.driver.find_elements("css selector", ".awaited")
+                         and self.texts()[0], "scrolled")
+        self.press("o")
+        self.wait_query(order="oldest")
+        wait_for(lambda: self.texts()[:1] == [first], "first item in view is still there")
+
+
 class SpanTest(PageTest):
     def test_preset_after_the_newest_item_empties_the_histogram_too(self):
         now = int(self.driver.execute_script("return Date.now() / 1000"))

@@ -72,6 +72,17 @@ class HostileTest(PageTest):
                 "const one = document.getElementById('item'); return one.scrollWidth - one.clientWidth"), 1)
         self.assert_unharmed()
 
+    def test_items_are_copied_without_control_characters(self):
+        self.driver.execute_cdp_cmd("Browser.grantPermissions", {
+            "permissions": ["clipboardReadWrite", "clipboardSanitizedWrite"]})
+        copied = []
+        for _ in self.shown:
+            self.press("j", "c")
+            wait_for(lambda: self.text_of("#notice") == "Item copied.", "item is copied")
+            self.driver.execute_script("document.getElementById('notice').textContent = ''")
+            copied.append(self.driver.execute_async_script("navigator.clipboard.readText().then(arguments[0])"))
+        self.assertEqual([text.split(" 4 ", 1)[1] for text in copied], self.shown)
+
     def test_marks_are_at_the_characters_they_are_for(self):
         self.type_into("#q", "right|one|red|harmed|12|UTF")
         wait_for(lambda: self.in_view() and all(row["marks"] for row in self.in_view()), "matches are marked")

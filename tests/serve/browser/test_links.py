@@ -66,6 +66,40 @@ class LinkTest(PageTest):
         self.settle()
         wait_for(lambda: self.state() == before, f"same as before: {before}")
 
+    def test_reload_shows_the_same_of_what_a_link_filters(self):
+        for query, total in (("slot=door,1&until=@%d" % (sample.BEGIN + 6000), 67),
+                             ("q=ITEM%205&case=ignore&invert=1&since=@" + str(sample.BEGIN), 490),
+                             ("q=ITEM&invert=1", 601), ("stream=0&level=error", 12)):
+            with self.subTest(query=query):
+                self.driver.get(self.server.url(query))
+                self.wait_total(f"{total} items")
+                before = {**self.state(), "until": self.element("#until").get_property("value"),
+                          "case": self.element("#case").is_selected(), "not": self.element("#invert").is_selected()}
+                wait_for(lambda: self.text_of("#connection") == ("Paused" if "stream" in query else "Live"),
+                         "connection is as the link says")
+                self.driver.refresh()
+                self.wait_total(f"{total} items")
+                wait_for(lambda: {**self.state(), "until": self.element("#until").get_property("value"),
+                                  "case": self.element("#case").is_selected(),
+                                  "not": self.element("#invert").is_selected()} == before, f"as before: {before}")
+                self.assertEqual(before["until"], "2026-11-18 13:40:00" if "until" in query else "")
+                self.assertEqual((before["case"], before["not"]), ("case" in query, "invert" in query))
+
+    def test_way_back_from_a_zoom_shows_all_time(self):
+        self.driver.execute_script("document.getElementById('histogram').focus()")
+        self.press(Keys.HOME, Keys.ENTER)
+        self.wait_query(since=f"@{sample.BEGIN}")
+        wait_for(lambda: self.text_of("#total") != f"{sample.TOTAL} items", "fewer items")
+        zoomed = self.text_of("#summary .span")
+        self.driver.back()
+        self.wait_query(since=None, until=None)
+        self.wait_total(f"{sample.TOTAL} items")
+        wait_for(lambda: self.text_of("#summary .span") == "2026-11-18 12:00:00 to 2026-11-18 21:59:00", "all time")
+        self.assertEqual(self.texts()[0], "item 599")
+        self.assertEqual(self.element("#span").get_property("value"), "all")
+        self.driver.forward()
+        wait_for(lambda: self.text_of("#summary .span") == zoomed, "zoomed again")
+
     def test_kept_link_shows_the_same_in_another_tab(self):
         self.prepare()
         before = self.state()

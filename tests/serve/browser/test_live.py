@@ -96,6 +96,38 @@ class LiveTest(LivePage):
         self.write()
         self.wait_texts(self.newest(5))
 
+    def test_reload_without_following_shows_the_same_items(self):
+        self.press("f")
+        self.wait_query(follow="0")
+        for order in ("newest", "oldest"):
+            with self.subTest(order=order):
+                if order == "oldest":
+                    self.press("o")
+                    self.wait_query(order="oldest")
+                    wait_for(lambda: self.texts()[-1:] == self.newest(1), "newest item is last")
+                before = self.texts()
+                items = self.api("/api/items?after=1000")["items"]
+                first = next(item["cursor"] for item in items if item["text"] == before[0])
+                self.wait_query(at=first)
+                self.write(2)
+                wait_for(lambda: self.text_of("#newer").startswith("2 newer items"), "newer are counted")
+                self.assertEqual(self.texts(), before)
+                self.driver.refresh()
+                self.settle()
+                self.assertEqual(self.texts()[1:-1], before[1:-1])
+
+    def test_following_switched_on_again_shows_and_keeps_no_place(self):
+        self.press("f")
+        wait_for(lambda: self.query().get("at"), "URL has the place")
+        self.press("f")
+        self.wait_query(at=None, follow=None)
+        # While the other order is being asked for.
+        self.press("f")
+        wait_for(lambda: self.query().get("at"), "URL has the place")
+        self.driver.execute_script("['order', 'follow'].forEach((id) => document.getElementById(id).click())")
+        wait_for(lambda: self.texts()[-1:] == [sample.FIRST], "newest item is last")
+        self.wait_query(at=None, follow=None, order="oldest")
+
     def test_filter_applies_to_what_comes(self):
         self.type_into("#q", "new .*[02468]$")
         self.wait_total("0 items")
@@ -119,6 +151,45 @@ class LiveTest(LivePage):
         self.assertEqual(self.text_of("#total"), f"{sample.TOTAL + 251} items")
         self.assert_whole()
 
+    def test_long_pause_is_made_up_by_the_newest_items_alone(self):
+        self.driver.execute_script("""
+            window.received = 0;
+            const parse = JSON.parse;
+            JSON.parse = (text) => {
+              const value = parse(text);
+              window.received += value.items?.length ?? 0;
+              return value;
+            };""")
+        self.press("p")
+        self.wait_state("paused")
+        self.write(6000)
+        wait_for(lambda: self.api("/api/items?after=1")["items"][0]["text"] == "new 5999", "server has the items")
+        self.press("p")
+        self.wait_state("live")
+        self.wait_texts(self.newest(20))
+        self.assertEqual(self.text_of("#total"), f"{sample.TOTAL + 6001:,} items")
+        self.write()
+        self.wait_texts(self.newest(20))
+        self.assertLess(self.driver.execute_script("return window.received"), 2000)
+        self.assert_whole(500)
+
+    def test_items_that_come_while_following_leave_the_url_alone(self):
+        self.wait_query(at=None)
+        self.driver.execute_script("""
+            window.written = [];
+            for (const name of ["pushState", "replaceState"]) {
+              const before = history[name];
+              history[name] = (...values) => { window.written.push(values[2]); before.apply(history, values); };
+            }""")
+        for _ in range(4):
+            self.write()
+            self.wait_texts(self.newest(1))
+            # Longer than it takes until a place that is kept is in the URL.
+            self.driver.execute_async_script("setTimeout(arguments[0], 250)")
+        self.press("j")
+        wait_for(lambda: self.query().get("item"), "selected item is in the URL")
+        self.assertEqual(len(self.driver.execute_script("return window.written")), 1)
+
     def test_broken_connection_is_shown_and_resumed_without_gap(self):
         for how in (signal.SIGKILL, signal.SIGTERM):
             self.write(3)
@@ -134,6 +205,16 @@ class LiveTest(LivePage):
             self.wait_texts(self.newest(20))
         self.assertEqual(self.text_of("#total"), f"{sample.TOTAL + 1 + self.written} items")
         self.assert_whole()
+
+    def test_item_that_could_not_be_opened_is_when_the_server_is_back(self):
+        self.press("j")
+        self.server.stop()
+        self.wait_state("broken")
+        self.press("\ue007")
+        wait_for(lambda: "cannot be reached" in self.text_of("#item"), "item cannot be opened")
+        self.server.start()
+        wait_for(lambda: self.driver.find_elements("css selector", "#item dd") and
+                 self.text_of("#item dd") == sample.FIRST, "item is open")
 
     def restart_with(self, *directories):
         self.server.stop()

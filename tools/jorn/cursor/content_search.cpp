@@ -27,7 +27,7 @@ bool isDamaged(const KnownFile &known, const ItemTable &table) {
 /// The only data file that is the known one.
 std::optional<Place> placeOf(LogFiles *files, const KnownFile &known) {
     std::optional<Place> place;
-    if (known.sum.items < kFewest || !isOfClock(known.time)) {
+    if (known.sum.items == 0 || !isOfClock(known.time)) {
         return place;
     }
     for (const RingFile *const file : files->all()) {
@@ -68,7 +68,7 @@ std::optional<Recognition> recogniseByContent(LogFiles *files, const Numbering &
             found.match = *place->match;
         }
     }
-    return found.weight >= kProof && found.number >= 0 ? std::optional(found) : std::nullopt;
+    return found.weight >= kFewest && found.number >= 0 ? std::optional(found) : std::nullopt;
 }
 
 }  // namespace tool

@@ -27,8 +27,7 @@ void dropDetails(Numbering *numbering) {
     const auto kept = newest == files.rend() ? newest : newest + 1;
     for (auto file = kept == files.rend() ? kept : kept + 1; file != files.rend(); ++file) {
         if (!file->isOpen()) {
-            file->shape.blocks.clear();
-            file->shape.last.clear();
+            file->shape.dropDetails();
         }
     }
 }
@@ -47,6 +46,10 @@ KnownFile *Numbering::file(int number) {
     if (!files.empty() && files.back().number == number) {
         return &files.back();  // Nearly always.
     }
+    return const_cast<KnownFile *>(std::as_const(*this).file(number));
+}
+
+const KnownFile *Numbering::file(int number) const {
     const auto found = std::find_if(files.begin(), files.end(),
                                     [number](const KnownFile &known) { return known.number == number; });
     return found == files.end() ? nullptr : &*found;
@@ -70,6 +73,12 @@ void Numbering::forget(int number) {
     files.erase(std::remove_if(files.begin(), files.end(),
                                [number](const KnownFile &known) { return known.number == number; }),
                 files.end());
+}
+
+void Numbering::replace(int number) {
+    replaced = *file(number);
+    replaced->shape.dropDetails();
+    forget(number);
 }
 
 void enterEpoch(LogCursor *cursor, Numbering numbering) {

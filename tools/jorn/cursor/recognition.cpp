@@ -2,6 +2,7 @@
 #include "cursor/recognition.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -109,13 +110,22 @@ private:
                    : std::nullopt;
     }
 
-    /// After a clearing, the file at the end of an enlarged ring is not where the distances put it.
-    std::vector<int> withMoved(std::vector<int> numbers) {
+    /// After files have gone, or when a ring that was cleared is enlarged, the distances are others: then
+    /// what can be found by its content counts.
+    std::vector<int> withMoved(const std::vector<int> &byDistance) {
+        const std::vector<KnownFile> &known = numbering_.files;
+        const bool isAsBefore = std::equal(
+            known.begin(), known.end(), byDistance.begin(),
+            [this](const auto &file, int number) { return file.number == number && files_.exists(number); });
+        if (isAsBefore) {
+            return byDistance;
+        }
+        std::vector<int> numbers;
+        std::transform(known.begin(), known.end(), std::back_inserter(numbers),
+                       [this](const KnownFile &file) { return numberByContent(&files_, file); });
         for (size_t i = 0; i < numbers.size(); ++i) {
-            const int moved = numbers[i] < 0 ? numberByContent(&files_, numbering_.files[i]) : -1;
-            if (moved >= 0 && std::count(numbers.begin(), numbers.end(), moved) == 0) {
-                numbers[i] = moved;
-            }
+            const bool isFree = std::count(numbers.begin(), numbers.end(), byDistance[i]) == 0;
+            numbers[i] = numbers[i] < 0 && isFree ? byDistance[i] : numbers[i];
         }
         return numbers;
     }

@@ -6,6 +6,7 @@ import { closeDialog, copy, openCommand, openDialog, openDownload, openHelp } fr
 import { byId, say } from "./dom.js";
 import { ALL_TIME } from "./first.js";
 import { filterOf, toQuery } from "./state.js";
+import { plain } from "./text.js";
 
 const BUTTONS = { download: "download", command: "command", link: "link", help: "help", order: "order", wrap: "wrap",
   follow: "follow", newer: "newest", connection: "pause", "zoom-out": "zoomOut", "zoom-all": "zoomAll", table: "table",
@@ -67,6 +68,10 @@ export class Actions {
   }
 
   newest() {
+    if (this.items.isOpening) {
+      this.page.load({}); // The place that is being asked for is another one.
+      return;
+    }
     this.items.show();
     this.list.stick();
     this.page.itemsChanged();
@@ -97,7 +102,8 @@ export class Actions {
     const { item } = this.page;
     if (item) {
       const text = `${item.iso} ${item.level_name ?? item.level} ${item.slot_name ?? item.slot} ${item.text}`;
-      this.copied(await copy(text), "Item");
+      // Terminals obey control characters that are pasted into them.
+      this.copied(await copy(plain(text)), "Item");
     }
   }
 
@@ -133,6 +139,8 @@ export class Actions {
     this.history.change({ follow: this.page.following ? "0" : undefined }, false);
     if (this.page.following) {
       this.newest();
+    } else {
+      this.page.viewChanged();
     }
   }
 
@@ -141,9 +149,14 @@ export class Actions {
   }
 
   order() {
-    const selected = this.page.item?.cursor;
-    this.history.change({ order: this.state.order === "oldest" ? undefined : "oldest",
-      at: this.list.stuck ? undefined : selected ?? this.list.first?.cursor });
+    const at = this.page.at && (this.selectedInView?.cursor ?? this.page.at);
+    this.history.change({ order: this.state.order === "oldest" ? undefined : "oldest", at });
+  }
+
+  get selectedInView() {
+    const { selected } = this.page;
+    const ends = this.items.length ? this.list.inView() : [];
+    return selected >= Math.min(...ends) && selected <= Math.max(...ends) ? this.items.get(selected) : undefined;
   }
 
   wrap() {
@@ -162,7 +175,7 @@ export class Actions {
 
   /** Changes the filter. The view stays at its item, or near it, unless it is at the end where new items come. */
   filter(values, push = true) {
-    this.history.change({ at: this.list.stuck ? undefined : this.list.first?.cursor, ...values }, push);
+    this.history.change({ at: this.page.at, ...values }, push);
   }
 
   zoom([since, until]) {

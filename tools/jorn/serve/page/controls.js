@@ -15,20 +15,12 @@ export class Controls {
   /** Calls `changed(values, push)` with what has become valid. */
   constructor(changed) {
     this.changed = changed;
-    this.question = new Question("check-filter");
+    // Fields are checked each for itself: what is chosen in one does not take back what another one asks.
+    this.questions = Object.fromEntries([...TYPED, "span"].map((name) => [name, new Question("check-filter")]));
+    this.soon = Object.fromEntries(TYPED.map((name) => [name, settled(250, () => this.check(name))]));
     this.state = {};
-    for (const name of TYPED) {
-      const field = byId(name);
-      const soon = settled(250, () => this.check(name));
-      field.addEventListener("input", () => {
-        this.typing = name;
-        soon();
-      });
-      field.addEventListener("change", () => {
-        soon.flush();
-        this.typing = this.stepped = null;
-      });
-    }
+    TYPED.forEach((name) => this.listen(name));
+    addEventListener("popstate", () => this.forget(), { capture: true }); // Before the state that it leads to is shown.
     for (const [name, value] of Object.entries(TICKED)) {
       byId(name).addEventListener("change", ({ target }) =>
         changed({ [name]: target.checked ? value : undefined }, true));
@@ -40,37 +32,64 @@ export class Controls {
     });
   }
 
-  /** Shows what a state holds. A field in which somebody types stays as it is. */
+  listen(name) {
+    byId(name).addEventListener("input", () => {
+      this.typing = name;
+      this.soon[name]();
+    });
+    byId(name).addEventListener("change", () => {
+      this.soon[name].flush();
+      this.rest();
+    });
+    byId(name).addEventListener("focusout", () => this.rest());
+  }
+
+  /** Nobody types any more; what is typed from now on is a step of its own. */
+  rest() {
+    this.typing = this.stepped = null;
+  }
+
+  /** Takes back what has been typed and has not taken effect. */
+  forget() {
+    TYPED.forEach((name) => {
+      this.soon[name].cancel();
+      this.questions[name].cancel();
+    });
+    this.rest();
+  }
+
+  /** Shows what a state holds. A field in which somebody types, or has typed what is being checked, stays as it is. */
   show(state) {
     this.state = state;
     for (const name of TYPED) {
       const field = byId(name);
       const value = shownAs(name, state[name]);
-      if (field.value !== value && this.typing !== name) {
+      if (field.value !== value && this.typing !== name && !this.questions[name].open) {
         field.value = value;
         this.complain(name, "");
       }
     }
-    for (const name of Object.keys(TICKED)) {
-      byId(name).checked = Boolean(state[name]);
+    for (const [name, value] of Object.entries(TICKED)) {
+      byId(name).checked = state[name] === value;
     }
     byId("span").value = state.since || state.until ? "" : "all";
   }
 
   /** Takes what is in a field, if the server understands it. */
   async check(name) {
-    const value = byId(name).value.trim();
+    // In an expression, blanks count.
+    const value = name === "q" ? byId(name).value : byId(name).value.trim();
     if (value === shownAs(name, this.state[name])) {
       this.complain(name, "");
       return;
     }
     try {
-      const answer = await this.question.ask(filterOf({ ...this.state, [name]: value }));
+      const answer = await this.questions[name].ask(filterOf({ ...this.state, [name]: value }));
       if (answer) {
         this.complain(name, "");
         // One step back for all that is typed in one go.
         const push = this.stepped !== name;
-        this.stepped = name;
+        this.stepped = this.typing === name ? name : null;
         this.changed({ [name]: value }, push);
       }
     } catch (failure) {
@@ -98,7 +117,7 @@ export class Controls {
       this.changed({ since: undefined, until: undefined, at: undefined }, true);
     } else if (span) {
       try {
-        const { since } = await this.question.ask({ since: `-${span}` }) ?? {};
+        const { since } = await this.questions.span.ask({ since: `-${span}` }) ?? {};
         if (since !== undefined) {
           this.complain("since", "");
           this.changed({ since: `@${since}`, until: undefined, at: undefined }, true);

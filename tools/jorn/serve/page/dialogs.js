@@ -50,8 +50,9 @@ export function openHelp() {
   const rows = KEYS.map(({ shown, does }) => make("tr", {}, make("th", { scope: "row" },
     ...shown.flatMap((key) => [make("kbd", {}, key), " "])), make("td", {}, does)));
   openDialog("Keyboard shortcuts", make("table", { class: "keys" }, make("tbody", {}, ...rows)),
-    make("p", {}, "In the histogram, drag to zoom, or click a bar to go to its time in the list. Since and Until " +
-      "accept every form of time that the tool accepts: 2026-11-21, yesterday 10:00, -2h, @1795000000."),
+    make("p", {}, "In the list, double-click a row to open its item. In the histogram, drag to zoom, or click a bar " +
+      "to go to its time in the list. Since and Until accept every form of time that the tool accepts: 2026-11-21, " +
+      "yesterday 10:00, -2h, @1795000000."),
     make("p", {}, "The URL of the page always shows the same view. Relative times in it, such as -2h, move with the " +
       "clock; Link copies a URL in which they are fixed."));
 }

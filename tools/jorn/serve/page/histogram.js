@@ -24,23 +24,34 @@ export class Histogram {
     frame.addEventListener("pointerdown", (event) => this.pressed(event));
     frame.addEventListener("pointermove", (event) => this.moved(event));
     frame.addEventListener("pointerup", (event) => this.released(event));
-    frame.addEventListener("pointercancel", () => this.mark(null));
+    frame.addEventListener("pointercancel", () => this.letGo());
     frame.addEventListener("pointerleave", () => this.point(null));
     frame.addEventListener("keydown", (event) => this.keyed(event));
   }
 
-  /** Shows an answer of /api/histogram. */
+  /** Shows an answer of /api/histogram; while somebody drags, after that: below the pointer nothing must move. */
   show(answer) {
+    if (this.grip !== undefined) {
+      this.awaiting = answer;
+      return;
+    }
     this.answer = answer;
     const step = answer.step;
     this.phase = answer.buckets.length ? answer.buckets[0][0] % step : 0;
     this.begin = answer.since;
     this.end = answer.until + 1;
     this.by = new Map(answer.buckets.map((bucket) => [bucket[0], bucket]));
-    this.range = null;
-    this.cursor = undefined;
+    this.keepMarks();
     this.frame.setAttribute("aria-label", this.described());
     this.draw();
+  }
+
+  /** What is marked by keys stays at its times, as long as they are shown. */
+  keepMarks() {
+    const first = this.bucketOf(this.begin);
+    const isShown = (time) => this.bucketOf(time) >= first && time < this.end;
+    this.cursor = this.cursor !== undefined && isShown(this.cursor) ? this.bucketOf(this.cursor) : undefined;
+    this.range = this.cursor !== undefined && this.range?.every(isShown) ? this.range : null;
   }
 
   /** What there is to see, in words. */
@@ -197,12 +208,19 @@ export class Histogram {
     this.draw();
   }
 
+  unmark() {
+    this.cursor = undefined;
+    this.mark(null);
+    this.point(null);
+  }
+
   offset(event) {
     return event.clientX - this.frame.getBoundingClientRect().left;
   }
 
   pressed(event) {
     if (event.button === 0 && this.answer?.total) {
+      this.mark(null);
       this.grip = this.offset(event);
       this.frame.setPointerCapture(event.pointerId);
     }
@@ -227,13 +245,23 @@ export class Histogram {
     }
     const range = this.range;
     const pressed = this.timeAt(this.grip);
-    this.grip = undefined;
-    this.mark(null);
+    const limits = this.limits(range ?? [pressed, pressed]);
+    this.letGo();
     this.point(null);
     if (range) {
-      this.zoomed(...this.limits(range));
+      this.zoomed(...limits);
     } else {
-      this.sought(...this.limits([pressed, pressed]), event);
+      this.sought(...limits);
+    }
+  }
+
+  /** Ends dragging, and shows what has come meanwhile. */
+  letGo() {
+    const { awaiting } = this;
+    this.grip = this.awaiting = undefined;
+    this.mark(null);
+    if (awaiting) {
+      this.show(awaiting);
     }
   }
 
@@ -264,13 +292,13 @@ export class Histogram {
     } else if (event.key === "Home" || event.key === "End") {
       this.step(event.key === "Home" ? -Infinity : Infinity, event.shiftKey);
     } else if (event.key === "Enter" && this.cursor !== undefined) {
-      this.zoomed(...this.limits(this.range ?? [this.cursor, this.cursor]));
+      const limits = this.limits(this.range ?? [this.cursor, this.cursor]);
+      this.unmark();
+      this.zoomed(...limits);
     } else if (event.key === " " && this.cursor !== undefined) {
       this.sought(...this.limits([this.cursor, this.cursor]));
     } else if (event.key === "Escape" && this.cursor !== undefined) {
-      this.cursor = undefined;
-      this.mark(null);
-      this.point(null);
+      this.unmark();
     } else {
       return;
     }

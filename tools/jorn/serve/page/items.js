@@ -8,6 +8,7 @@
 import { Question } from "./api.js";
 
 const AROUND = 150;
+const RETRY = 1000;
 const MOST_KEPT = 6000;
 // The newest ones are kept however far away the view is: ranks are compared by them.
 const TAIL = 20;
@@ -33,11 +34,12 @@ export const openingOf = (filter, place) => ({ ...filter, ...wherePlaceIs(filter
 
 export class Items {
   /**
-   * Calls `changed()` when items have arrived, `lost()` when the view is no longer in the log, `failed(error)`.
-   * `merged()` returns whether the items may be of several logs.
+   * Calls `changing()` before and `changed()` after items have arrived, `lost()` when the view is no longer in the
+   * log, `failed(error)` when they could not be had, and `recovered()` when they could after all. `merged()` returns
+   * whether the items may be of several logs.
    */
-  constructor({ changed, lost, failed, merged }) {
-    Object.assign(this, { changed, lost, failed, merged });
+  constructor({ changing, changed, lost, failed, recovered, merged }) {
+    Object.assign(this, { changing, changed, lost, failed, recovered, merged });
     this.opening = new Question("items");
     this.question = new Question("items");
     this.clear();
@@ -45,15 +47,22 @@ export class Items {
 
   clear() {
     this.kept = new Map();
+    // Of what is kept, what may have another number now.
     this.outdated = new Set();
     this.from = this.shown = this.known = this.counted = 0;
     this.pending = null;
     this.isChecking = false;
     this.displaced = undefined;
+    clearTimeout(this.retryTimer);
+    this.isRetrying = false;
   }
 
   get length() {
     return this.shown - this.from;
+  }
+
+  get isOpening() {
+    return Boolean(this.opening.open);
   }
 
   /** How many have come that are not shown. */
@@ -144,7 +153,7 @@ export class Items {
   }
 
   async fetch(low, high) {
-    if (this.opening.open) {
+    if (this.isOpening) {
       return; // All this will be gone when that has been answered.
     }
     const anchor = this.anchor();
@@ -167,15 +176,38 @@ export class Items {
       const answer = await this.question.ask({ ...this.filter, ...where });
       if (answer && this.pending === pending) {
         this.pending = null;
+        this.answered();
         return answer;
       }
     } catch (failure) {
       if (this.pending === pending) {
         this.pending = null;
+        this.retryLater(failure);
         this.failed(failure);
       }
     }
     return null;
+  }
+
+  answered() {
+    if (this.isRetrying) {
+      this.isRetrying = false;
+      this.recovered();
+    }
+  }
+
+  /** Has what is in view asked for again: the server was not reached, or may only have been too busy. */
+  retryLater({ status }) {
+    this.isRetrying = status === 0 || status === 429 || status >= 500;
+    clearTimeout(this.retryTimer);
+    this.retryTimer = this.isRetrying ? setTimeout(() => this.retry(), RETRY) : 0;
+  }
+
+  retry() {
+    this.changed();
+    if (!this.pending) {
+      this.answered(); // Nothing is missing any more.
+    }
   }
 
   /** The number of an item by which ranks are compared: the newest one that is kept and in its place. */
@@ -200,6 +232,7 @@ export class Items {
       this.lost();
       return;
     }
+    this.changing();
     this.isChecking = false;
     this.displaced = undefined;
     this.revision = answer.revision;
@@ -233,7 +266,7 @@ export class Items {
    * else that is kept is read again when it is wanted.
    */
   check(low, high) {
-    if (!this.filter || this.opening.open) {
+    if (!this.filter || this.isOpening) {
       return;
     }
     const anchor = this.anchor();
@@ -292,15 +325,16 @@ export class Items {
     return before && (before.log === log || before.time < time);
   }
 
-  /** The items of this time and later ones may have other places now, up to the last one, which is not kept. */
+  /** The items of this time and later ones may have other places now. The new one, `last`, is not kept. */
   outdate(last, time) {
-    this.outdated.add(last);
-    // Those down to `displaced` have been outdated by the items right before.
-    let number = Math.min(this.displaced ?? last, last);
-    while (number > this.from && (this.outdated.has(number - 1) || this.kept.get(number - 1)?.time >= time)) {
-      this.outdated.add(--number);
+    if (this.kept.has(last)) {
+      this.outdated.add(last);
     }
-    this.displaced = number;
+    // Those from the time `displaced` on have been outdated by the items right before; nothing has been kept since.
+    if (this.displaced === undefined || time < this.displaced) {
+      this.kept.forEach((item, number) => item.time >= time && this.outdated.add(number));
+      this.displaced = time;
+    }
   }
 
   show() {

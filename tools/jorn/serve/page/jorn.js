@@ -21,12 +21,16 @@ import { counted, lasting, sized } from "./text.js";
 const LOG_COLOURS = 8;
 const RETRY = 1000;
 const BRINGING = 2000;
+// The server sends as many items at a time while there are more.
+const MOST_IN_EVENT = 200;
+const MOST_BACKLOG = 1000;
 
 class Page {
   constructor() {
     this.logs = [];
-    this.items = new Items({ changed: () => this.itemsChanged(), lost: () => this.relocate(),
-      failed: (failure) => this.failed(failure), merged: () => this.logs.length !== 1 });
+    this.items = new Items({ changing: () => this.list.scrolled(), changed: () => this.itemsChanged(),
+      lost: () => this.relocate(), failed: (failure) => this.failed(failure), recovered: () => this.notice(""),
+      merged: () => this.logs.length !== 1 });
     this.list = new List(byId("grid"), byId("list"), this.items, {
       fill: (row, item) => fillRow(row, item, this), moved: () => this.viewChanged(),
       pressed: (number, event) => this.pressed(number, event) });
@@ -109,10 +113,22 @@ class Page {
     return placeOf(this.state);
   }
 
+  /** Whether the list stays at the newest item when others come. */
+  get isAtNewest() {
+    return this.following && this.list.stuck;
+  }
+
+  /**
+   * The cursor of the first item in view, or of what was that while it has not arrived; undefined where the place is
+   * the end at which new items come.
+   */
+  get at() {
+    return this.isAtNewest ? undefined : this.list.first?.cursor ?? this.state.at;
+  }
+
   /** Where the list is now. */
   here() {
-    const first = this.list.first;
-    return this.list.stuck || !first ? this.place() : { cursor: first.cursor };
+    return this.at ? { cursor: this.at } : this.place();
   }
 
   /** Asks for everything anew: items at a place, counts, and a stream of what comes after. */
@@ -144,10 +160,9 @@ class Page {
     this.notice("");
     this.position = position;
     this.isFresh = true;
+    this.backlog = undefined;
     this.stream.close();
-    if (number !== undefined) {
-      this.list.open(number, offset, this.state.wrap === "1");
-    }
+    this.list.open(number, offset, this.state.wrap === "1");
     if (number === undefined || (!place.cursor && place.time === undefined && !place.oldest)) {
       this.list.stick();
     }
@@ -172,6 +187,8 @@ class Page {
       this.items.filter = filterOf(this.state);
       this.list.stick();
       this.stream.close();
+      this.showTotal();
+      byId("total").textContent = "";
       this.empty(failure.message);
       this.controls.fail(failure, "q");
     } else {
@@ -243,6 +260,9 @@ class Page {
       document.title = `${logs.map(({ log }) => log).join(", ")} - jorn`;
       byId("grid").classList.toggle("several", logs.length > 1);
       this.showBadges();
+      if (logs.some(({ state }) => state === "checking") && !this.stream.closing) {
+        this.logsSoon(); // No stream tells when the check has ended.
+      }
     } catch (failure) {
       this.failed(failure);
     }
@@ -308,7 +328,7 @@ class Page {
   drawItems() {
     // Who has scrolled in this very moment is not brought back.
     this.list.scrolled();
-    if (this.following && this.list.stuck) {
+    if (this.isAtNewest) {
       this.items.show();
       this.list.place();
       this.viewChanged();
@@ -344,24 +364,23 @@ class Page {
     if (!this.items.length || !this.list.anchor) {
       return;
     }
-    if (this.following && this.list.stuck && this.items.newer) {
+    if (this.isAtNewest && this.items.newer) {
       this.drawSoon();
     }
     const [first, last] = this.list.inView().map((number) => this.items.get(number));
     if (first && last) {
       this.histogram.view(first.time, last.time);
-      this.history.keep({ at: this.list.stuck ? undefined : first.cursor });
+      this.history.keep({ at: this.at });
     }
     this.items.forget(this.list.anchor.number);
   }
 
   rewrap() {
     const { stuck, anchor } = this.list;
-    if (anchor && this.items.length) {
-      this.list.open(anchor.number, Math.min(0, anchor.offset), this.state.wrap === "1");
-      if (stuck) {
-        this.list.stick();
-      }
+    const { number, offset } = (this.items.length && anchor) || { offset: 0 };
+    this.list.open(number, Math.min(0, offset), this.state.wrap === "1");
+    if (stuck) {
+      this.list.stick();
     }
   }
 
@@ -369,11 +388,13 @@ class Page {
 
   pressed(number, event) {
     byId("grid").focus({ preventScroll: true });
-    if (String(getSelection())) {
+    if (event.type === "dblclick") {
+      getSelection().removeAllRanges(); // The word that it has selected.
+    } else if (String(getSelection())) {
       return;
     }
     this.selectNumber(number, true);
-    // A second press opens; on narrow pages, which are pressed by thumbs, the first one does.
+    // A double click opens; on narrow pages, which are pressed by thumbs, the first one does.
     if (event.type === "dblclick" || matchMedia("(max-width: 600px)").matches) {
       this.actions.open();
     }
@@ -435,6 +456,7 @@ class Page {
   streamed(type, data) {
     if (type === "items") {
       this.items.append(data.items);
+      this.skipBacklog(data.items.length);
       this.drawSoon();
       this.countsSoon();
     } else if (type === "change") {
@@ -446,6 +468,19 @@ class Page {
       this.logsSoon();
     } else if (type === "gone") {
       this.relocate();
+    }
+  }
+
+  /** A list at the newest item does not wait for all that has come during a pause: it is read when it is looked at. */
+  skipBacklog(count) {
+    if (count < MOST_IN_EVENT) {
+      this.backlog = undefined; // That was the last of it.
+    } else if (this.backlog !== undefined && this.isAtNewest) {
+      this.backlog += count;
+      if (this.backlog > MOST_BACKLOG) {
+        this.stream.close();
+        this.load({});
+      }
     }
   }
 
@@ -471,8 +506,12 @@ class Page {
     const before = button.dataset.state;
     button.dataset.state = name;
     button.textContent = texts[name];
+    if (name === "live" && (before === "broken" || before === "paused")) {
+      this.backlog = 0;
+    }
     if (name === "live" && before === "broken") {
       this.notice("");
+      this.showItem(this.state);
       this.refreshCounts();
       this.refreshLogs();
       this.itemsChanged();

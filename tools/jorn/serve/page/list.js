@@ -10,6 +10,8 @@ import { make } from "./dom.js";
 // Browsers lay out some 17 to 33 million pixels.
 const MOST_PIXELS = 15000000;
 const BEYOND_VIEW = 12;
+// Of rows that are far from the view, heights are measured anew when they are drawn.
+const MOST_HEIGHTS = 1000;
 
 export class List {
   /**
@@ -57,14 +59,17 @@ export class List {
     return this.wrap ? this.heights.get(number) ?? this.lineHeight : this.lineHeight;
   }
 
-  /** Shows other items, from a number on, which gets to `offset` pixels below the upper edge. */
+  /**
+   * Shows other items, from a number on, which gets to `offset` pixels below the upper edge. Without a number there
+   * are none yet.
+   */
   open(number, offset = 0, wrap = false) {
     this.wrap = wrap;
     this.scroller.classList.toggle("wrapped", wrap);
     this.heights.clear();
     this.clearRows();
     this.measure();
-    this.anchor = { number, offset };
+    this.anchor = number === undefined ? undefined : { number, offset };
     this.stuck = this.ended = false;
     this.place();
   }
@@ -328,9 +333,20 @@ export class List {
     let above = (this.items.rowOf(this.anchor.number) - first) * this.lineHeight;
     if (this.wrap) {
       this.made.forEach((row, number) => this.heights.set(number, row.offsetHeight));
+      this.forgetHeights();
       above = this.made.get(this.anchor.number).offsetTop;
     }
     this.rows.style.top = `${this.top + this.anchor.offset - above}px`;
+  }
+
+  forgetHeights() {
+    if (this.heights.size > MOST_HEIGHTS) {
+      for (const number of this.heights.keys()) {
+        if (Math.abs(number - this.anchor.number) > MOST_HEIGHTS / 4) {
+          this.heights.delete(number);
+        }
+      }
+    }
   }
 
   /** The first item in view. */

@@ -115,8 +115,10 @@ export class History {
 
   /** Keeps where the view is. Nobody is told, and the URL follows a little later: browsers bound such changes. */
   keep(values) {
-    Object.assign(this.state, values);
-    this.timer ||= setTimeout(() => this.flush(), 200);
+    if (Object.entries(values).some(([name, value]) => this.state[name] !== value)) {
+      Object.assign(this.state, values);
+      this.timer ||= setTimeout(() => this.flush(), 200);
+    }
   }
 
   flush() {

@@ -31,7 +31,10 @@ class EventParser {
   }
 
   take(line) {
-    const [, name, value] = /^([^:]*):? ?(.*?)\r?$/.exec(line) ?? [];
+    const text = line.replace(/\r$/, "");
+    const colon = text.indexOf(":");
+    const name = colon < 0 ? text : text.slice(0, colon);
+    const value = colon < 0 ? "" : text.slice(colon + 1).replace(/^ /, "");
     this.event ??= {};
     if (name === "data") {
       this.event.data = this.event.data === undefined ? value : `${this.event.data}\n${value}`;
@@ -119,12 +122,13 @@ export class Stream {
         }
       } else {
         this.asked = 1000 * (Number(answer.headers.get("Retry-After")) || 0);
-        connection.abort();
       }
       return answer.status;
     } finally {
       clearTimeout(silence);
       closed.removeEventListener("abort", abort);
+      // Whatever has ended it: connections that are not read would use up those that the browser allows.
+      connection.abort();
     }
   }
 
@@ -133,9 +137,14 @@ export class Stream {
       if (closed.aborted) {
         return;
       }
+      try {
+        this.event(event.type ?? "message", event.data ? JSON.parse(event.data) : {});
+      } catch (failure) {
+        reportError(failure); // An error of the page, which would look like a lost connection.
+        throw failure;
+      }
       // An event that has been taken is never asked for again, also when the connection breaks right here.
       this.position = event.id ?? this.position;
-      this.event(event.type ?? "message", event.data ? JSON.parse(event.data) : {});
     }
   }
 }

@@ -13,6 +13,9 @@ export function escaped(character) {
     : code < 0x10000 ? "\\u" + code.toString(16).padStart(4, "0") : "\\u{" + code.toString(16) + "}";
 }
 
+/** A text with what is hidden escaped, as a string. */
+export const plain = (text) => text.replace(HIDDEN, escaped);
+
 function appendVisible(parent, text) {
   let end = 0;
   for (const found of text.matchAll(HIDDEN)) {
