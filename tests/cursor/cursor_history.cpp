@@ -118,7 +118,7 @@ private:
     }
 
     void happen() {
-        switch (pick(0, 24)) {
+        switch (pick(0, 26)) {
             case 0:
                 return pick(0, 3) == 0 ? ring_->clearSilently() : ring_->clear();
             case 1:
@@ -150,9 +150,23 @@ private:
                 return ring_->turnReadable();
             case 13:
                 return pick(0, 2) == 0 ? ring_->grow(pick(1, 3)) : ring_->append(1);
+            case 14:
+                isInDoubt_ = !(pick(0, 3) == 0 ? ring_->vanish() : true) || isInDoubt_;
+                return;
+            case 15:
+                isInDoubt_ = !ring_->takeBack() || hasUnknownBefore() || isInDoubt_;
+                return;
             default:
                 return ring_->append(pick(1, 40));
         }
+    }
+
+    /// Whether items that are not known stand before others that are: these have higher numbers already.
+    bool hasUnknownBefore() const {
+        const std::vector<int64_t> ids = ring_->inView();
+        const auto known =
+            std::find_if(ids.begin(), ids.end(), [this](int64_t id) { return engine_.has(id); });
+        return known != ids.begin() && known != ids.end();
     }
 
     /// Another log takes the place; the one that was there may come back.

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -46,6 +47,21 @@ TEST_F(CursorStatusTest, Json_HasProblemAndNotes) {
     const std::string place = fs::canonical(path("u1")).string() + "/door";
     EXPECT_EQ(status().at("problem"), place + ": No such file or directory");
     EXPECT_TRUE(status().at("behind").is_null());
+}
+
+TEST_F(CursorStatusTest, CursorFileThatDoesNotExist_IsNoted) {
+    const std::string note = "jorn: note: c: does not exist yet: nothing has been sent\n";
+    const ShippingResult run = jorn("--cursor-file c --status");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, note);
+    EXPECT_EQ(run.out, "log  shipped  last  behind  gaps  lost  damaged  pending\n");
+    const ShippingResult json = ship("--status -o json");
+    EXPECT_EQ(json.status, 0);
+    EXPECT_EQ(json.err, note);
+    EXPECT_THAT(json.out, HasSubstr("\"behind\":3,"));
+    EXPECT_EQ(ship("--dry-run").err, "");
+    ASSERT_EQ(ship("--to a.csv").status, 0);
+    EXPECT_EQ(jorn("--cursor-file c --status").err, "");
 }
 
 TEST_F(CursorStatusTest, Directory_IsKeptAbsolute) {
@@ -116,6 +132,47 @@ TEST_F(CursorStatusTest, Every_LogThatGoesComesBackAndGoesAgain_IsNotedTwice) {
         run.err,
         "jorn: note: u1/gate: No such file or directory\njorn: note: u1/gate: No such file or directory\n"
         "8 items\n");
+}
+
+class CursorSignalTest : public CursorStatusTest {
+protected:
+    /// The third batch brings the signal. Of each batch, `runs` has a line.
+    ShippingResult shipUntilSignal(const std::string &words) const {
+        for (int i = 3; i < 50; ++i) {
+            append("u1/door/0.csv", dataLine(i, "item"));
+        }
+        return ship(
+            "--batch 5 --exec 'cat >> got; echo >> runs; "
+            "test $(wc -l < runs) -ne 3 || kill -TERM $PPID' " +
+            words);
+    }
+};
+
+TEST_F(CursorSignalTest, SignalDuringABatch_StartsNoOther) {
+    const ShippingResult run = shipUntilSignal("");
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "jorn: interrupted; 15 items have been sent\n");
+    EXPECT_EQ(read("runs"), "\n\n\n");
+    EXPECT_EQ(ship("--exec 'cat >> got'").err, "35 items\n");
+    const std::string all = got("got");
+    EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 50);
+    EXPECT_THAT(all, HasSubstr("\"seq\":15}\n{"));
+}
+
+TEST_F(CursorSignalTest, Every_SignalDuringABatch_StartsNoOther) {
+    const ShippingResult run = shipUntilSignal("--every 1h");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "15 items\n");
+    EXPECT_EQ(read("runs"), "\n\n\n");
+}
+
+TEST_F(CursorSignalTest, Every_SignalDuringABatch_OtherLogsAreLeft) {
+    writeLog("u1/gate", dataLine(0, "gate"));
+    const ShippingResult run = jorn(
+        "--cursor-file c --device u1 --every 1h --batch 3 --exec 'cat > got; kill -TERM $PPID' u1/door "
+        "u1/gate");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "3 items\n");
 }
 
 }  // namespace

@@ -8,6 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <fstream>
+#include <functional>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -51,8 +54,11 @@ protected:
     /// `words` is run by the shell with the FIFO as its standard output. Returns what was thrown.
     std::string deliver(const std::string &words, CommandLimits limits, int retries = 0) {
         signals_.emplace();
-        tool::CommandTerms terms{"exec > " + scratch_.path("fifo") + "; " + words, retries,
-                                 [this](const std::string &text) { notes_.push_back(text); }, limits};
+        const auto note = [this](const std::string &text) {
+            notes_.push_back(text);
+            onNote_();
+        };
+        tool::CommandTerms terms{"exec > " + scratch_.path("fifo") + "; " + words, retries, note, limits};
         const auto target = tool::makeCommandTarget({}, terms, *signals_);
         target->begin()->finish();
         try {
@@ -70,6 +76,7 @@ protected:
     tool::Descriptor own_;
     std::optional<tool::StopSignals> signals_;
     std::vector<std::string> notes_;
+    std::function<void()> onNote_ = [] {};  ///< Before the pause that is noted.
 };
 
 constexpr CommandLimits kShort{milliseconds(1), milliseconds(1), milliseconds(1)};
@@ -119,6 +126,14 @@ TEST_F(HangingCommandTest, Signal_CommandThatIgnoresSigterm_IsKilled) {
 TEST_F(HangingCommandTest, Signal_CommandThatEndsSoon_HasStoredTheBatch) {
     EXPECT_EQ(deliver("kill -TERM " + std::to_string(getpid()) + "; cat", {{}, std::chrono::minutes(1), {}}),
               "");
+}
+
+TEST_F(HangingCommandTest, Signal_InAPause_StartsTheCommandNoMore) {
+    onNote_ = [] { raise(SIGTERM); };
+    EXPECT_EQ(deliver("echo >> " + scratch_.path("runs") + "; false", {{}, {}, {}}, 5),
+              ": exited with code 1");
+    std::ifstream runs(scratch_.path("runs"));
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(runs), {}), "\n");
 }
 
 }  // namespace

@@ -33,6 +33,10 @@ bool hasNear(const WrittenFile &file, int begin, int end, const IsSuch &isSuch) 
                        isSuch);
 }
 
+bool hasItem(const WrittenFile &file, int64_t id) {
+    return std::any_of(file.begin(), file.end(), [id](const WrittenLine &line) { return line.id == id; });
+}
+
 }  // namespace
 
 int64_t idAt(const WrittenFile &file, uint64_t offset) {
@@ -88,9 +92,12 @@ void WrittenRing::writeChanged() {
 }
 
 void WrittenRing::moveOn() {
-    latest_ = (latest_ + 1) % size_;
+    const int next = (latest_ + 1) % size_;
+    const Before before = {oldest_, latest_, files_[next], generation(next)};
+    latest_ = next;
     oldest_ = latest_ == oldest_ ? (oldest_ + 1) % size_ : oldest_;
     begin(latest_);
+    before_ = before;
 }
 
 /// Afresh. Each file that is begun has a number of its own.
@@ -103,6 +110,7 @@ void WrittenRing::begin(int number) {
         fs::remove_all(path(number));
     }
     written_.clear();
+    before_.reset();
     former_ = 0;
     left_ = 0;
 }
@@ -125,9 +133,10 @@ void WrittenRing::add(const std::string &text) {
         begin += before;
     }
     begin += line.bytes;
-    const auto [written, isNew] = written_.emplace(begin, *nextId_);
-    *nextId_ += isNew ? 1 : 0;
-    line.id = written->second;
+    const auto written = written_.find(begin);
+    const bool isNew = written == written_.end() || hasItem(files_[latest_], written->second);
+    line.id = isNew ? (*nextId_)++ : written->second;
+    written_[begin] = line.id;
     bytes_[line.id] = line.bytes;
     files_[latest_].push_back(line);
     changed_.insert(latest_);
@@ -155,14 +164,15 @@ void WrittenRing::clearSilently() {
     const int number = (latest_ + 1) % size_;
     const auto next = files_.find(number);
     const bool isThere = next != files_.end();
-    const auto isJunk = [](const WrittenLine &line) { return line.id < 0; };
+    const auto isDamaged = [this](const WrittenLine &line) { return line.id < 0 || isAltered(line.id); };
     const bool isFaint =
         isThere && !hasClock_ &&
-        (next->second.size() < kFewest || std::any_of(next->second.begin(), next->second.end(), isJunk));
+        (next->second.size() < kFewest || std::any_of(next->second.begin(), next->second.end(), isDamaged));
     if (isToBegin_ || isFaint || !isReadable(number)) {
         return clear();
     }
     latest_ = oldest_ = (latest_ + 1) % size_;
+    before_.reset();
     isToBegin_ = true;
     former_ = files_.count(latest_) == 0 ? 0 : files_[latest_].size();
     writeChanged();
@@ -279,9 +289,13 @@ void WrittenRing::turnReadable() {
 
 void WrittenRing::grow(int files) {
     const int size = size_ + files;
-    if (!hasIndex_ || size > 8 || !unreadable_.empty()) {
-        return;
+    if (hasIndex_ && size <= 8 && unreadable_.empty()) {
+        tidy(size);
     }
+}
+
+/// As the store does when it starts.
+void WrittenRing::tidy(int size) {
     tool::FilePresence presence{};
     for (const auto &[number, file] : files_) {
         presence[static_cast<size_t>(number)] = true;
@@ -300,7 +314,56 @@ void WrittenRing::grow(int files) {
     size_ = size;
     oldest_ = plan.oldest;
     latest_ = plan.latest;
+    before_.reset();
     writeChanged();
+}
+
+bool WrittenRing::vanish() {
+    constexpr size_t kMany = 64;
+    auto chosen = files_.begin();
+    std::advance(chosen, pick(0, static_cast<int>(files_.size()) - 1));
+    const int number = chosen->first;
+    const bool isClosed = number != latest_ && !isToBegin_;
+    if (!isClosed || !hasClock_ || !hasIndex_ || !unreadable_.empty()) {
+        return true;
+    }
+    fs::remove(path(number));
+    files_.erase(number);
+    generations_.erase(number);
+    before_.reset();
+    if (pick(0, 1) == 0) {
+        tidy(size_);
+    }
+    size_t left = 0;
+    for (const auto &[other, file] : files_) {
+        left += file.size();
+    }
+    return left >= kMany;
+}
+
+bool WrittenRing::takeBack() {
+    constexpr size_t kMany = 64;
+    if (!before_ || !hasClock_ || !hasIndex_ || !unreadable_.empty()) {
+        return true;
+    }
+    const Before before = *before_;
+    begin(latest_);
+    changed_.erase(latest_);
+    if (before.generation == 0) {
+        fs::remove(path(latest_));
+        files_.erase(latest_);
+        generations_.erase(latest_);
+    } else {
+        files_[latest_] = before.file;
+        generations_[latest_] = before.generation;
+        changed_.insert(latest_);
+    }
+    oldest_ = before.oldest;
+    latest_ = before.latest;
+    left_ = files_[latest_].size();
+    time_ += 5;
+    writeChanged();
+    return files_[latest_].size() >= kMany;
 }
 
 void WrittenRing::repair() {

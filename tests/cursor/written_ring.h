@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <random>
 #include <set>
 #include <string>
@@ -48,6 +49,11 @@ public:
     void turnReadable();
     /// The store starts again with so many more files.
     void grow(int files);
+    /// A file other than the newest one goes, and perhaps the store's next start closes the ranks. False
+    /// where too little is left to know the log by.
+    bool vanish();
+    /// On a device with a clock, a power cut takes back that the newest file was begun. False as above.
+    bool takeBack();
     /// All junk goes, and every file is a new one.
     void repair();
     /// Every file is a new one, in a new directory.
@@ -81,6 +87,7 @@ public:
 private:
     void add(const std::string &text);
     void moveOn();
+    void tidy(int size);
     void begin(int number);
     std::string path(int number) const { return directory_ + "/" + std::to_string(number) + ".csv"; }
     WrittenFile *someFile(int *number = nullptr);
@@ -111,6 +118,15 @@ private:
     bool hasIndex_ = true;
     bool isToBegin_ = false;  ///< The newest file, with the next item.
     size_t former_ = 0;       ///< Items of the newest file from before it was that.
+
+    /// The ring before its newest file was begun.
+    struct Before {
+        int oldest = 0;
+        int latest = 0;
+        WrittenFile file;  ///< What was in the place of the newest one.
+        int64_t generation = 0;
+    };
+    std::optional<Before> before_;  ///< As long as only items were added since.
 };
 
 }  // namespace test

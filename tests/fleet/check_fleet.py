@@ -22,6 +22,7 @@ import tempfile
 import threading
 import time
 
+import check_pulls
 import check_rings
 import check_unit
 from cutting_proxy import CuttingProxy
@@ -133,12 +134,12 @@ def clickhouse(folder, name, ports, shards):
         stderr=subprocess.DEVNULL).returncode == 0)
 
 
-def documented(heading):
-    """The blocks of commands under a heading of docs/fleet.md."""
+def documented(heading, kind="sh"):
+    """The blocks of commands, or of something else, under a heading of docs/fleet.md."""
     text = (ROOT / "docs" / "fleet.md").read_text()
     section = text.split(f"\n## {heading}\n")[1].split("\n## ")[0]
     return [block.replace("/usr/share/jorn/fleet", str(SHARE)) for block in
-            re.findall(r"```sh\n(.*?)```", section, re.DOTALL)]
+            re.findall(rf"```{kind}\n(.*?)```", section, re.DOTALL)]
 
 
 class Layout:
@@ -313,6 +314,7 @@ def run(folder, jorn, servers):
     servers += [store, alone, first, second]
     for server in servers:
         server.start()
+    check_pulls.check(folder, jorn, documented("From one directory to many")[2])
     fleet = Fleet(folder, jorn)
     # Of each layout, the port that takes its items.
     proxies = {name: CuttingProxy(port) for name, port in [("store", ports[0]), ("alone", ports[1]), ("first", ports[5])]}
@@ -342,10 +344,11 @@ def run(folder, jorn, servers):
         layout.finish()
         check(name, layout.rows(), items)
         check_answers(name, [rows_in(layout.run(query)) for query in layout.queries], items)
-    check_pulls(fleet, environment["alone"], items)
+    check_alone(fleet, environment["alone"], items)
+    check_pulled(fleet, layouts, environment["alone"])
     wrapped = check_rings.check_wrapping(fleet, layouts)
     lost = check_rings.check_overrun(fleet)
-    check_unit.check_unit(fleet, layouts["PostgreSQL"], items, check)
+    check_unit.check_unit(fleet, layouts["PostgreSQL"], check)
     total = sum(len(of_device) for of_device in items.values())
     cuts = [proxy.cuts for proxy in proxies.values()]
     print(f"{RINGS} rings, {total} items in {len(layouts)} layouts exactly; {kills} clients killed, {sum(cuts)} connections "
@@ -355,15 +358,31 @@ def run(folder, jorn, servers):
         sys.exit("not every engine's clients were killed and cut off")
 
 
-def check_pulls(fleet, environment, items):
-    """The commands for one directory, and for a log on another machine, which is this one here."""
-    alone, pull = documented("From one directory to many")
-    copy = "pull logs/unit02/door pulled/door; pull logs/unit02/door pulled/door; "
-    export = "jorn export -q --cursor-file cursors.pulled --device unit02 --log door --to pulled.jsonl pulled/door/log"
-    subprocess.run(["bash", "-ec", alone + pull + copy + export], cwd=fleet.folder, env=environment, check=True)
-    for device, name in [("unit01", "unit01.jsonl"), ("unit02", "pulled.jsonl")]:
-        rows = [json.loads(line) for line in (fleet.folder / name).read_text().splitlines()]
-        check(name, rows, {device: items[device]})
+def check_alone(fleet, environment, items):
+    """The command for one directory."""
+    subprocess.run(["bash", "-ec", documented("From one directory to many")[0]], cwd=fleet.folder, env=environment,
+                   check=True)
+    rows = [json.loads(line) for line in (fleet.folder / "unit01.jsonl").read_text().splitlines()]
+    check("unit01.jsonl", rows, {"unit01": items["unit01"]})
+
+
+def check_pulled(fleet, layouts, environment):
+    """Logs of other machines, which are this one here: the documented commands pull and ship them."""
+    pull_one, pull_many = documented("From one directory to many")[1:]
+    names = ["unit21", "unit22"]
+    check_pulls.make_devices(fleet.folder, fleet.jorn, names)
+    fleet.names += names
+    lines = "".join(f"{name}:/yaffs/door logs/{name}/door\n" for name in names)
+    (fleet.folder / "pulls").write_text(lines)
+    if lines not in documented("From one directory to many", "text"):
+        sys.exit(f"docs/fleet.md does not show these pulls:\n{lines}")
+    check_pulls.pull(fleet.folder, environment, pull_one)
+    check_pulls.pull(fleet.folder, environment, pull_many)
+    for layout in layouts.values():
+        layout.run(layout.ship)
+    items = fleet.items()
+    for name, layout in layouts.items():
+        check(name, layout.rows(), items)
 
 
 def disturb(layouts, recorders):

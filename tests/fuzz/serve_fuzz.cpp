@@ -13,9 +13,9 @@
 
 #include "fuzz/byte_reader.h"
 #include "fuzz/finding.h"
-#include "serve/access.h"
+#include "http/access.h"
+#include "http/http_server.h"
 #include "serve/api.h"
-#include "serve/http_server.h"
 #include "serve/site.h"
 
 namespace fuzz {

@@ -5,7 +5,7 @@
 #include <netinet/in.h>
 #include <sys/stat.h>
 
-#include "serve/access.h"
+#include "http/access.h"
 #include "serve/site.h"
 #include "served_ring.h"
 #include "system/failure.h"

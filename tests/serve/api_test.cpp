@@ -103,6 +103,21 @@ TEST_F(ApiTest, Findings_AfterACheck_AreThoseOfCheck) {
     EXPECT_EQ(json("logs")["logs"][0]["findings"], 1);
 }
 
+TEST_F(ApiTest, Check_FileWithoutItemsChanged_StateIsThatOfNow) {
+    const auto stateNow = [this] {
+        logs_->refreshAll();
+        logs_->check(0);
+        return json("logs")["logs"][0]["state"];
+    };
+    EXPECT_EQ(stateNow(), "ok");
+    EXPECT_EQ(stateNow(), "ok");
+    const std::string index = read("log/index.csv");
+    write("log/index.csv", index + "junk");
+    EXPECT_EQ(stateNow(), "notes");
+    write("log/index.csv", index);
+    EXPECT_EQ(stateNow(), "ok");
+}
+
 TEST_F(ApiTest, State_LogGoneAndBack_IsSaid) {
     logs_->check(0);
     EXPECT_EQ(json("logs")["logs"][0]["state"], "ok");

@@ -13,7 +13,7 @@
 #include <system_error>
 #include <thread>
 
-#include "serve/http_server.h"
+#include "http/http_server.h"
 #include "system/tool_run.h"
 
 namespace test {

@@ -29,6 +29,13 @@ protected:
         return -1000000;
     }
     uint64_t revision() { return logs_->now()->revision; }
+
+    /// As if nobody had written to a file for an hour.
+    void age(int number) const {
+        std::filesystem::last_write_time(
+            path("log/" + std::to_string(number) + ".csv"),
+            std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    }
 };
 
 TEST_F(LogIndexTest, Refresh_NothingNew_IsTheSameView) {
@@ -76,10 +83,61 @@ TEST_F(LogIndexTest, Refresh_UnfinishedLineOfFileThatIsLeft_IsInView) {
 TEST_F(LogIndexTest, Refresh_UnfinishedLineThatNobodyContinues_ComesIntoView) {
     makeLog(line("one") + "1700000000,1,0,torn");
     serve();
-    std::filesystem::last_write_time(path("log/0.csv"),
-                                     std::filesystem::file_time_type::clock::now() - std::chrono::seconds(5));
+    EXPECT_THAT(texts(), ElementsAre("one"));
+    age(0);
     logs_->refreshAll();
     EXPECT_THAT(texts(), ElementsAre("torn", "one"));
+    const uint64_t before = revision();
+    logs_->refreshAll();
+    EXPECT_EQ(revision(), before);
+}
+
+TEST_F(LogIndexTest, Refresh_UnfinishedLineInViewIsContinued_WholeLineTakesItsPlace) {
+    makeLog(line("one") + "1700000001,1,0,door op");
+    age(0);
+    serve();
+    EXPECT_THAT(texts(), ElementsAre("door op", "one"));
+    const int64_t half = serialOf("door op");
+    append(0, "en, left, 5\n");
+    logs_->refreshAll();
+    EXPECT_THAT(texts(), ElementsAre("door open, left, 5", "one"));
+    EXPECT_EQ(json("histogram")["first"], kTime);
+    EXPECT_EQ(serialOf("door open, left, 5"), half + 1);
+    append(0, line("two", kTime + 2) + "1700000003,1,0,thr");
+    age(0);
+    logs_->refreshAll();
+    EXPECT_THAT(texts(), ElementsAre("thr", "two", "door open, left, 5", "one"));
+    append(0, "ee");
+    logs_->refreshAll();
+    EXPECT_THAT(texts(), ElementsAre("two", "door open, left, 5", "one"));
+    append(0, "\n");
+    logs_->refreshAll();
+    EXPECT_THAT(texts(), ElementsAre("three", "two", "door open, left, 5", "one"));
+}
+
+TEST_F(LogIndexTest, Refresh_OnlyLineIsUnfinishedAndContinued_WholeLineIsNew) {
+    makeLog("1700000001,1,0,door op");
+    age(0);
+    serve();
+    EXPECT_THAT(texts(), ElementsAre("door op"));
+    const uint64_t epoch = logs_->now()->logs[0]->epoch;
+    const int64_t half = serialOf("door op");
+    append(0, "en\n");
+    logs_->refreshAll();
+    EXPECT_THAT(texts(), ElementsAre("door open"));
+    EXPECT_EQ(serialOf("door open"), half + 1);
+    EXPECT_EQ(logs_->now()->logs[0]->epoch, epoch);
+}
+
+TEST_F(LogIndexTest, Refresh_BeginningOfANumberIsContinued_WholeLineIsRead) {
+    makeLog(line("one") + "17000");
+    age(0);
+    serve();
+    EXPECT_THAT(texts(), ElementsAre("one"));
+    append(0, "00002,0,3,gate open\n");
+    logs_->refreshAll();
+    EXPECT_THAT(texts(), ElementsAre("gate open", "one"));
+    EXPECT_EQ(json("items")["items"][0]["time"], 1700000002);
 }
 
 TEST_F(LogIndexTest, Refresh_FileStartedAfreshByTheRing_LeavesTheView) {

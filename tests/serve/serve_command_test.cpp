@@ -58,6 +58,57 @@ TEST_F(ServeCommandTest, Start_AnyPort_PrintsTheUrlAndAnswersUntilASignal) {
     }
 }
 
+/// A field of a process in a file of its directory in /proc: what comes after its name.
+std::string fieldOf(pid_t process, const std::string &file, const std::string &name) {
+    std::ifstream stream("/proc/" + std::to_string(process) + "/" + file);
+    std::string text((std::istreambuf_iterator<char>(stream)), {});
+    const size_t begin = text.find(name);
+    return begin == std::string::npos ? "" : text.substr(begin + name.size());
+}
+
+/// Waits for something that comes soon.
+void waitUntil(const std::function<bool()> &hasCome) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!hasCome() && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_TRUE(hasCome());
+}
+
+TEST_F(ServeCommandTest, Stop_SecondSignal_EndsAtOnce) {
+    std::string bytes;
+    for (int i = 0; i < 100; ++i) {
+        bytes += line(std::string(180, 'x'));
+    }
+    makeLog(bytes);
+    PipedTool tool(root_, {"serve", "--listen", "127.0.0.1:0", "log"});
+    const std::string url = tool.nextLine();
+    // A search that does not look whether it is to end before it has looked at some items, each for long.
+    std::string expression;
+    for (int i = 0; i < 70; ++i) {
+        expression += "(%3F:%5CC%3F)%7B1000%7D";
+    }
+    std::thread client([&] { get(url, "/api/items?q=" + expression + "%5Cx01"); });
+    const auto ticksUsed = [&] {
+        std::istringstream fields(fieldOf(tool.process(), "stat", ") "));
+        std::string ignored;
+        for (int i = 0; i < 11; ++i) {
+            fields >> ignored;
+        }
+        long ticks = 0;
+        fields >> ticks;
+        return ticks;
+    };
+    waitUntil([&] { return ticksUsed() >= 20; });
+    kill(tool.process(), SIGTERM);
+    waitUntil([&] {
+        const std::string blocked = fieldOf(tool.process(), "status", "SigBlk:\t").substr(0, 16);
+        return (strtoull(blocked.c_str(), nullptr, 16) >> (SIGTERM - 1) & 1) == 0;
+    });
+    EXPECT_EQ(tool.end(SIGTERM), 128 + SIGTERM);
+    client.join();
+}
+
 TEST_F(ServeCommandTest, Start_AddressThatOthersReach_IsNoted) {
     const auto noteAt = [&](const std::string &address) {
         PipedTool tool(root_, {"serve", "--listen", address, "log"});

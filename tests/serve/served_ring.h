@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "http/request.h"
 #include "log/names.h"
 #include "serve/api.h"
-#include "serve/request.h"
 #include "serve/served_logs.h"
 #include "support/utc_zone.h"
 #include "system/common_values.h"

@@ -99,6 +99,23 @@ TEST_F(StreamViewTest, Clear_PositionOfTheListAfterIt_IsGoodForAStream) {
     EXPECT_EQ(client->waiting(), 0U);
 }
 
+TEST_F(StreamViewTest, UnfinishedLine_ContinuedAfterItWasSent_IsSentWholeAndLeavesTheView) {
+    makeLog(line("one"));
+    serve();
+    const auto client = follow();
+    client->next();
+    append(0, "1700000001,1,0,door op");
+    std::filesystem::last_write_time(path("log/0.csv"),
+                                     std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    logs_->refreshAll();
+    EXPECT_THAT(client->nextTexts(1), ElementsAre("door op"));
+    add("en\n");
+    Event event = client->next();
+    EXPECT_EQ(shown(event), R"(items {"total":2})");
+    EXPECT_EQ(event.data["items"][0]["text"], "door open");
+    EXPECT_EQ(shown(client->next()), R"(change {"total":2,"items_lost":1})");
+}
+
 TEST_F(StreamViewTest, ClearUndone_ItemsComeBack_ListIsToBeLoadedAnewAndNoneIsSent) {
     serveTwoFiles();
     const auto client = follow();

@@ -36,9 +36,10 @@ USES = {
     "export": SHARED | {"cursor"},
     "repair": SHARED,
     "merge": FOUNDATION,
-    "serve": SHARED,
+    "http": {"terminal", "system", "output"},
+    "serve": SHARED | {"http"},
     "options": SHARED | {"usage", "merge"},
-    "commands": SHARED | {"usage", "import", "record", "export", "repair", "merge", "serve", "options"},
+    "commands": SHARED | {"usage", "import", "record", "export", "repair", "merge", "http", "serve", "options"},
 }
 
 # The main program, which is beside the folders, and the folders that it uses.

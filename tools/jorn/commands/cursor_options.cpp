@@ -54,9 +54,9 @@ void checkCursorOptions(const ShippingOptions &options, const CursorSetting &set
     const bool isSending = !options.isDry && !options.isStatus;
     if (isSending && options.command.empty() && !setting.hasFile) {
         refuse(
-            "with --cursor-file, send items to --to FILE or --exec COMMAND: nobody knows whether the reader "
-            "of "
-            "standard output has stored them");
+            "with --cursor-file, send items to --to FILE or --exec COMMAND: there is no way to know whether "
+            "the "
+            "reader of standard output has stored them");
     }
     if (!options.command.empty() && setting.hasFile) {
         refuse("items go to --to FILE or to --exec COMMAND, not to both");

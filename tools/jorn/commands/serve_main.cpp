@@ -21,13 +21,13 @@
 #include <thread>
 
 #include "diagnostics.h"
+#include "http/access.h"
+#include "http/http_server.h"
 #include "live/change_watch.h"
 #include "merge/log_names.h"
 #include "options/serve_options.h"
 #include "query/near_logs.h"
-#include "serve/access.h"
 #include "serve/api.h"
-#include "serve/http_server.h"
 #include "serve/served_logs.h"
 #include "serve/site.h"
 #include "system/descriptor.h"
@@ -136,17 +136,12 @@ void watchLog(ServedLogs *logs, size_t log, const StopSignals &signals, bool isP
 void checkLogs(ServedLogs *logs, const StopSignals &signals) {
     constexpr milliseconds kBetweenChecks(20000);
     constexpr milliseconds kBeforeTheFirst(300);  // For the first answers, which are waited for.
-    std::vector<std::shared_ptr<const LogView>> checked(logs->now()->logs.size());
     if (waitForStop(signals, kBeforeTheFirst)) {
         return;
     }
     for (;;) {
-        for (size_t log = 0; log < checked.size(); ++log) {
-            const std::shared_ptr<const LogView> view = logs->now()->logs[log];
-            if (view != checked[log] && !signals.hasCome()) {
-                checked[log] = view;
-                logs->check(log);
-            }
+        for (size_t log = 0; log < logs->now()->logs.size() && !signals.hasCome(); ++log) {
+            logs->check(log);
         }
         if (waitForStop(signals, kBetweenChecks)) {
             return;
@@ -299,7 +294,7 @@ int serve(const ServeOptions &options) {
     const Address address = addressOf(options.listen);
     const std::string token = options.tokenFile.empty() ? newToken() : tokenFrom(options.tokenFile);
     ServedLogs logs(logsOf(options));
-    const StopSignals signals;
+    StopSignals signals;
     Api api(&logs, {JORN_VERSION, {options.isUtc, options.namesFile}});
     std::unique_ptr<Site> site;
     HttpServer server({[&site](const WebRequest &request) { return site->answer(request); },
@@ -319,6 +314,7 @@ int serve(const ServeOptions &options) {
         }
         logs.stop();
     }
+    signals.accept();  // Whatever the server still waits for, the next signal ends it.
     server.stop();
     return kExitDone;
 }

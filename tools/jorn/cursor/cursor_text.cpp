@@ -152,6 +152,9 @@ Json jsonOf(const Numbering &numbering) {
     for (const KnownFile &file : numbering.files) {
         json["files"].push_back(jsonOf(file));
     }
+    if (numbering.replaced) {
+        json["replaced"] = jsonOf(*numbering.replaced);
+    }
     return json;
 }
 
@@ -169,6 +172,9 @@ Numbering numberingIn(const Json &json) {
             throw BadText{"a data file has a number that is too high, or that of another"};
         }
         numbering.files.push_back(known);
+    }
+    if (json.contains("replaced")) {
+        numbering.replaced = fileIn(json.at("replaced"), numbering.highest);
     }
     return numbering;
 }

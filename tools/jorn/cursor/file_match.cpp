@@ -136,8 +136,8 @@ private:
     }
 
     /// A few items may be there again by chance, written after a power cut. They are the known ones where
-    /// damage is seen at which others were lost, where they go on to the last known one, and where most of
-    /// their neighbours are in the same places.
+    /// damage is seen at which others were lost, where they go on to the last known one, and where no damage
+    /// is seen and most of their neighbours are in the same places.
     bool isSure(const MovedItems &run) const {
         constexpr uint64_t kFew = 3;
         const bool isDamagedHere = isDamaged(now_, run.now);
@@ -148,7 +148,7 @@ private:
             return isDamagedHere || reachesEnd(run.known, run.now);
         }
         const bool isInPlace = run.now - now_ == run.known - knownAt_;
-        return (isInPlace && isMostlyEqual()) ||
+        return (isInPlace && !isDamagedHere && isMostlyEqual()) ||
                (isDamagedHere && run.count >= kFew && reachesEnd(run.known, run.now));
     }
 

@@ -37,6 +37,10 @@ struct FileShape {
     std::vector<uint32_t> last;     ///< Of each item after these.
 
     bool hasDetails() const { return !last.empty(); }
+    void dropDetails() {
+        blocks.clear();
+        last.clear();
+    }
 };
 
 inline uint64_t samplesOf(uint64_t items) { return std::min(FileShape::kMostSamples, items); }

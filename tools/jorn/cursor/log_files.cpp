@@ -101,7 +101,8 @@ void LogFiles::openOutOfView() {
             file.number = file.position = number;
             file.path = view_.directory().pathOf(dataFileName(number));
             // After a clearing, a writer may still append to the file that was the newest.
-            file.isNewest = !view_.files().empty() && number == ofAge(age(view_.files().front().number) + 1);
+            file.isNewest = !view_.files().empty() && table(view_.files().front()).hashes.empty() &&
+                            number == ofAge(age(view_.files().front().number) + 1);
             openRingFile(view_.directory(), &file, &ignored);
         }
     }

@@ -6,15 +6,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "cursor/content_search.h"
 #include "cursor/log_stamp.h"
 #include "ring.h"
 #include "terminal/counted.h"
 
 namespace tool {
 namespace {
-
-/// Fewer items may be the same by chance in any files.
-constexpr uint64_t kFewest = 8;
 
 std::string stampOf(const RingView &view) {
     if (view.files().empty() || !view.index().isStill(view.directory())) {
@@ -107,9 +105,10 @@ bool LogPull::goOnInEpoch() {
 }
 
 void LogPull::goOn(const Recognition &found) {
+    newest_ = found.number;
     files_.assumeToBegin(found.isToBegin);
     updateKnown(found);
-    chooseWalk(found.number);
+    chooseWalk();
 }
 
 /// Brings what is known of each file to what it is now.
@@ -133,6 +132,18 @@ void LogPull::updateKnown(const Recognition &found) {
             updateOpen(known);
         }
     }
+    takeBack();
+}
+
+/// A power cut may bring back what was in a file before it was started afresh.
+void LogPull::takeBack() {
+    Numbering &numbering = reached_.current();
+    const int number = numbering.replaced ? numberByContent(&files_, *numbering.replaced) : -1;
+    if (number >= 0 && numbering.file(number) == nullptr) {
+        numbering.files.push_back(*numbering.replaced);
+        numbering.files.back().number = number;
+        numbering.replaced.reset();
+    }
 }
 
 void LogPull::updateNewest(const KnownFile &known, const FileMatch &match) {
@@ -149,13 +160,18 @@ void LogPull::updateNewest(const KnownFile &known, const FileMatch &match) {
 /// was lost. One that cannot be read now will be read from its begin.
 void LogPull::updateNewer(const KnownFile &known) {
     const RingFile *const file = files_.numbered(known.number);
+    const auto match = file != nullptr ? matchFile(known, files_.table(*file)) : std::nullopt;
     if (file != nullptr && isUnchanged(*file, known)) {
         former_[known.number] = known.sum.items;
+    } else if (match && match->found >= kProof) {
+        adopt(*file, *match);
+        noteDoubtful(*file, *match);
+        former_[known.number] = match->items + match->doubtful;
     } else if (file != nullptr && isDamaged(*file, known)) {
         keepDamaged(*file);
     } else {
         noteGone(known);
-        reached_.current().forget(known.number);
+        reached_.current().replace(known.number);
     }
 }
 
@@ -174,13 +190,15 @@ bool LogPull::isDamaged(const RingFile &file, const KnownFile &known) {
                                  : likeness == Likeness::Same && known.sum.items >= kMany;
 }
 
-/// All that is left of it was known.
+/// All that is left of it was known. If it was out of view then, it is still to be sent.
 void LogPull::keepDamaged(const RingFile &file) {
     KnownFile *const known = reached_.current().file(file.number);
     const uint64_t items = files_.table(file).hashes.size();
     noteDamaged(file, known->numbered.count(ItemState::Pending));
-    known->numbered = {};
-    known->numbered.set({0, items, 0, ItemState::LeftOut});
+    if (known->numbered.hasAny()) {
+        known->numbered = {};
+        known->numbered.set({0, items, 0, ItemState::LeftOut});
+    }
     trackOf(files_.table(file), items).describe(known);
     former_[file.number] = items;
 }
@@ -221,12 +239,12 @@ void LogPull::adopt(const RingFile &file, const FileMatch &match) {
 
 /// What is in view and not done with; and what was put out of view, but is pending, could not be read, or
 /// came after the newest known file.
-void LogPull::chooseWalk(int newest) {
+void LogPull::chooseWalk() {
     const std::vector<RingFile> &files = files_.view().files();
     const auto isOpen = [&](int number) {
         const KnownFile *const known = reached_.current().file(number);
         const bool isLeft = known != nullptr && known->isOpen();
-        return isLeft ? !isDone(number, newest) : files_.age(number) <= files_.age(newest);
+        return isLeft ? !isDone(number) : files_.age(number) <= files_.age(newest_);
     };
     for (int number = 0; number < jorn::kSurveySize; ++number) {
         if (files_.isInView(number) || !files_.exists(number) || !isOpen(number)) {
@@ -235,11 +253,13 @@ void LogPull::chooseWalk(int newest) {
         if (const RingFile *const file = files_.numbered(number)) {
             walk_.push_back(file);
         } else {
+            damage_.addText(files_.view().directory().pathOf(dataFileName(number)) +
+                            ": cannot be read; its items wait until it can");
             noteUnreadable(number);
         }
     }
     for (const RingFile &file : files) {
-        if (!isDone(file.number, newest)) {
+        if (!isDone(file.number)) {
             walk_.push_back(&file);
         }
     }
@@ -248,17 +268,23 @@ void LogPull::chooseWalk(int newest) {
     });
 }
 
-/// A file before the newest known one has got no items since that was known.
-bool LogPull::isDone(int number, int newest) {
-    const KnownFile *const known = reached_.current().file(number);
-    if (known == nullptr || known->isUnread || !known->numbered.hasAny() ||
-        files_.age(number) <= files_.age(newest)) {
+bool LogPull::isDone(int number) {
+    if (!isKnownToItsEnd(number)) {
         return false;
     }
+    const KnownFile &known = *reached_.current().file(number);
     const RingFile *const file = files_.numbered(number);
-    const bool isToSend = known->numbered.has(ItemState::Pending) && file != nullptr &&
-                          beginsWith(files_.table(*file), known->sum);
+    const bool isToSend =
+        known.numbered.has(ItemState::Pending) &&
+        (files_.isUnreadable(number) || (file != nullptr && beginsWith(files_.table(*file), known.sum)));
     return !isToSend;
+}
+
+/// A file before the newest known one has got no items since that was known.
+bool LogPull::isKnownToItsEnd(int number) {
+    const KnownFile *const known = reached_.current().file(number);
+    return known != nullptr && !known->isUnread && known->numbered.hasAny() &&
+           files_.age(number) > files_.age(newest_);
 }
 
 /// False when nothing shows yet which log this is.
@@ -269,7 +295,10 @@ bool LogPull::goOnWithoutFile(uint64_t fresh) {
         return false;
     }
     if (last != nullptr && mayBeSameLog(*last, *oldest)) {
-        noteGapAfter(*last, *oldest);
+        walk_ = clearedFiles(*last);
+        std::for_each(reached_.current().files.begin(), reached_.current().files.end(),
+                      [this](const KnownFile &known) { noteGone(known); });
+        noteGapAfter(*last, walk_.empty() ? *oldest : *walk_.front());
     } else if (last != nullptr) {
         notes_.push_back(files_.view().directory().path() +
                          ": what was read before is not there: another log has taken its place, or its clock "
@@ -296,6 +325,28 @@ void LogPull::beginFirstEpoch(uint64_t fresh) {
     }
 }
 
+/// Files that a clearing put out of view before they were read, the oldest first: a writer that has come
+/// round has started them all afresh since.
+std::vector<const RingFile *> LogPull::clearedFiles(const KnownFile &last) {
+    std::vector<const RingFile *> cleared;
+    for (int age = files_.view().ringSize() - 1; age >= 0 && files_.isCleared(); --age) {
+        const int number = files_.ofAge(age);
+        const RingFile *const file = files_.isInView(number) ? nullptr : files_.numbered(number);
+        if (file != nullptr && isNewSince(last, files_.table(*file))) {
+            cleared.push_back(file);
+        }
+    }
+    return cleared;
+}
+
+bool LogPull::isNewSince(const KnownFile &last, const ItemTable &table) const {
+    const std::vector<KnownFile> &files = reached_.current().files;
+    return !table.times.empty() && table.times.front() >= last.time &&
+           std::none_of(files.begin(), files.end(), [&table](const KnownFile &known) {
+               return likenessOf(known, table) != Likeness::Other;
+           });
+}
+
 /// All that is in view is new. The file before it is out of view after a clearing, but shows that the writer
 /// has not come round.
 void LogPull::beginAtOldest() {
@@ -303,7 +354,8 @@ void LogPull::beginAtOldest() {
     reached_.current().ringSize = files_.view().ringSize();
     const int before = files_.ofAge(files_.age(files.front().number) + 1);
     const RingFile *const former = files_.isInView(before) ? nullptr : files_.numbered(before);
-    if (former != nullptr && !files_.table(*former).hashes.empty()) {
+    const bool isToRead = !walk_.empty() && walk_.back() == former;
+    if (former != nullptr && !isToRead && !files_.table(*former).hashes.empty()) {
         KnownFile *const known = reached_.current().fileOrNew(before);
         trackOf(files_.table(*former), files_.table(*former).hashes.size()).describe(known);
     }
@@ -324,9 +376,10 @@ const RingFile *LogPull::oldestWithItems() {
 bool LogPull::mayBeSameLog(const KnownFile &last, const RingFile &oldest) {
     const RingView &view = files_.view();
     const bool isLater = files_.table(oldest).times.front() >= last.time;
+    const bool isFull = view.files().size() == static_cast<size_t>(view.ringSize()) &&
+                        view.ringSize() >= reached_.current().ringSize;
     const bool hasComeRound =
-        view.look().hasWrapped() || (view.files().size() == static_cast<size_t>(view.ringSize()) &&
-                                     view.look().positions().latest >= last.number);
+        view.look().hasWrapped() || (isFull && view.look().positions().latest >= last.number);
     return isLater && (hasComeRound || files_.isCleared());
 }
 
@@ -427,8 +480,11 @@ void LogPull::noteEnd(const RingFile &file, FileEnd end) {
     }
 }
 
+/// Nobody knows how many items it has, unless it was known to its end.
 void LogPull::noteUnreadable(int number) {
-    reached_.current().fileOrNew(number)->isUnread = true;
+    if (!isKnownToItsEnd(number)) {
+        reached_.current().fileOrNew(number)->isUnread = true;
+    }
     hasUnread_ = true;
 }
 

@@ -51,6 +51,10 @@ public:
     /// Whether a writer came round during the reading: there may be more.
     bool isOvertaken() const { return isOvertaken_; }
 
+    /// Whether nothing can be sent until the index, or files that must show which log this is, can be read.
+    /// A log without items is not waiting.
+    bool isWaiting() const { return !isPlanned_ && !isOvertaken_ && !damage_.isEmpty(); }
+
     /// Worth knowing; none of it is damage.
     const std::vector<std::string> &notes() const { return notes_; }
     const DamageLog &damage() const { return damage_; }
@@ -63,11 +67,14 @@ private:
     bool goOnWithoutFile(uint64_t fresh);
     void beginEpoch(uint64_t fresh);
     void beginFirstEpoch(uint64_t fresh);
+    std::vector<const RingFile *> clearedFiles(const KnownFile &last);
+    bool isNewSince(const KnownFile &last, const ItemTable &table) const;
     void beginAtOldest();
     const RingFile *oldestWithItems();
     bool mayBeSameLog(const KnownFile &last, const RingFile &oldest);
     void noteGapAfter(const KnownFile &last, const RingFile &oldest);
     void updateKnown(const Recognition &found);
+    void takeBack();
     void updateNewest(const KnownFile &known, const FileMatch &match);
     void updateNewer(const KnownFile &known);
     bool isUnchanged(const RingFile &file, const KnownFile &known);
@@ -75,8 +82,9 @@ private:
     void keepDamaged(const RingFile &file);
     void updateOpen(const KnownFile &known);
     void adopt(const RingFile &file, const FileMatch &match);
-    void chooseWalk(int newest);
-    bool isDone(int number, int newest);
+    void chooseWalk();
+    bool isDone(int number);
+    bool isKnownToItsEnd(int number);
     void noteEnd(const RingFile &file, FileEnd end);
     void noteUnreadable(int number);
     FileEnd readFile(const RingFile &file, const std::function<bool(const Line &)> &take);
@@ -96,6 +104,7 @@ private:
     std::string stamp_;  ///< Of what is being read.
     LogCursor reached_;
     std::vector<const RingFile *> walk_;  ///< The files to be read.
+    int newest_ = -1;                     ///< The newest known file.
     std::map<int, uint64_t> former_;      ///< Files that the writer has come to, as they were: their items.
     FileTrack track_;
     const RingFile *tracked_ = nullptr;  ///< The file of the track.

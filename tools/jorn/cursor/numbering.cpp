@@ -27,8 +27,7 @@ void dropDetails(Numbering *numbering) {
     const auto kept = newest == files.rend() ? newest : newest + 1;
     for (auto file = kept == files.rend() ? kept : kept + 1; file != files.rend(); ++file) {
         if (!file->isOpen()) {
-            file->shape.blocks.clear();
-            file->shape.last.clear();
+            file->shape.dropDetails();
         }
     }
 }
@@ -70,6 +69,12 @@ void Numbering::forget(int number) {
     files.erase(std::remove_if(files.begin(), files.end(),
                                [number](const KnownFile &known) { return known.number == number; }),
                 files.end());
+}
+
+void Numbering::replace(int number) {
+    replaced = *file(number);
+    replaced->shape.dropDetails();
+    forget(number);
 }
 
 void enterEpoch(LogCursor *cursor, Numbering numbering) {

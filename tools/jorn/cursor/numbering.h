@@ -5,6 +5,7 @@
 
 #include <stdint.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,8 @@ struct Numbering {
     uint64_t highest = 0;          ///< Number that an item has, or that was passed over or reserved.
     int ringSize = 1;              ///< When the files had these numbers.
     std::vector<KnownFile> files;  ///< One for each data file, in the order of the ring.
+    /// The one that the writer started afresh last, as it was before: a power cut may take that back.
+    std::optional<KnownFile> replaced;
 
     /// Items that were sent in transfers whose outcome is not known.
     uint64_t pending() const;
@@ -29,6 +32,8 @@ struct Numbering {
     /// The newest file of which items have numbers; null if there is none.
     const KnownFile *newest() const;
     void forget(int number);
+    /// The same for a known file that the writer has started afresh.
+    void replace(int number);
 };
 
 /// A cursor: all that is kept of a log.

@@ -2,17 +2,15 @@
 #include "cursor/recognition.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 #include <vector>
 
+#include "cursor/content_search.h"
 #include "ring.h"
 
 namespace tool {
 namespace {
-
-/// A file that is not where it was must have more than the few items with which any may begin, unless others
-/// prove it.
-constexpr uint64_t kFewest = 8;
 
 /// Items for and against the newest file's being where it is supposed.
 struct Evidence {
@@ -39,19 +37,46 @@ public:
         if (files_.isUnreadable(newest_.number)) {
             return unread(ownMatch ? ownMatch->found : 0);
         }
+        const auto byContent = recogniseByContent(&files_, numbering_);
+        if (byContent && hasNewest(*byContent)) {
+            return byContent;
+        }
         if (ownMatch && !ownMatch->isWhole) {
             if (auto found = judged(newest_.number, *ownMatch)) {
                 return found;
             }
         }
-        const FileMatch lost = own != nullptr ? matchLostFile(newest_, files_.table(*own)) : FileMatch();
-        if (auto found = judged(newest_.number, lost)) {
-            return found;
+        if (own != nullptr) {
+            if (auto found = judged(newest_.number, matchLostFile(newest_, files_.table(*own)))) {
+                return found;
+            }
+        }
+        if (byContent && !hasUnreadable()) {
+            return byContent;
+        }
+        if (own == nullptr) {
+            if (auto found = judged(newest_.number, FileMatch())) {
+                return found;
+            }
         }
         return findElsewhere([](const FileMatch &match) { return match.found >= kProof; });
     }
 
 private:
+    /// Whether the newest file is still that.
+    bool hasNewest(const Recognition &found) const {
+        return found.numbers[static_cast<size_t>(&newest_ - numbering_.files.data())] == found.number;
+    }
+
+    /// Whether the newest file may be one that cannot be read.
+    bool hasUnreadable() const {
+        bool isAny = false;
+        for (int number = 0; number < jorn::kSurveySize; ++number) {
+            isAny = isAny || files_.isUnreadable(number);
+        }
+        return isAny;
+    }
+
     template <class IsEnough>
     std::optional<Recognition> findElsewhere(const IsEnough &isEnough) {
         for (const RingFile *const file : files_.all()) {
@@ -81,8 +106,28 @@ private:
         const Evidence others = evidenceFrom(number, numbers);
         const uint64_t agreeing = match.found + others.agreeing;
         return isEnough(agreeing, others.differing)
-                   ? std::optional(Recognition{number, match, agreeing, false, numbers})
+                   ? std::optional(Recognition{number, match, agreeing, false, withMoved(numbers)})
                    : std::nullopt;
+    }
+
+    /// After files have gone, or when a ring that was cleared is enlarged, the distances are others: then
+    /// what can be found by its content counts.
+    std::vector<int> withMoved(const std::vector<int> &byDistance) {
+        const std::vector<KnownFile> &known = numbering_.files;
+        const bool isAsBefore = std::equal(
+            known.begin(), known.end(), byDistance.begin(),
+            [this](const auto &file, int number) { return file.number == number && files_.exists(number); });
+        if (isAsBefore) {
+            return byDistance;
+        }
+        std::vector<int> numbers;
+        std::transform(known.begin(), known.end(), std::back_inserter(numbers),
+                       [this](const KnownFile &file) { return numberByContent(&files_, file); });
+        for (size_t i = 0; i < numbers.size(); ++i) {
+            const bool isFree = std::count(numbers.begin(), numbers.end(), byDistance[i]) == 0;
+            numbers[i] = numbers[i] < 0 && isFree ? byDistance[i] : numbers[i];
+        }
+        return numbers;
     }
 
     /// What was damaged may differ.

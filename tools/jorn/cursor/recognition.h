@@ -24,6 +24,9 @@ namespace tool {
 /// This many items do not agree by chance.
 inline constexpr uint64_t kProof = 32;
 
+/// Any file may begin with fewer: those that a device stores at each start.
+inline constexpr uint64_t kFewest = 8;
+
 struct Recognition {
     int number = -1;           ///< Of the data file that is the newest known one.
     FileMatch match;           ///< What it holds of it.

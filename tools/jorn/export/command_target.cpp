@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <errno.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <stdio.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -69,17 +68,24 @@ private:
                 return;
             }
             const std::string what = command_.command + ": " + failure;
-            if (failures == command_.retries || signals_.hasCome()) {
+            if (failures == command_.retries || !pauseBeforeRetry(what, pause)) {
                 known_ = what;
                 throw Failure(what);
             }
-            if (what != known_) {
-                command_.tell(what + "; retrying with the same items in " + secondsText(pause));
-            }
-            wait(pause);
             pause = std::min(2 * pause, kLongestPause);
             start();
         }
+    }
+
+    /// False when a signal has come, before the pause or in it.
+    bool pauseBeforeRetry(const std::string &failure, CommandLimits::Time pause) const {
+        if (signals_.hasCome()) {
+            return false;
+        }
+        if (failure != known_) {
+            command_.tell(failure + "; retrying with the same items in " + secondsText(pause));
+        }
+        return !signals_.waitFor(pause);
     }
 
     void start() { running_.emplace(command_.command, reopened().get()); }
@@ -106,11 +112,6 @@ private:
             throw systemFailure("a batch of items", errno);
         }
         return input;
-    }
-
-    void wait(CommandLimits::Time time) const {
-        pollfd signal = {signals_.descriptor(), POLLIN, 0};
-        poll(&signal, 1, static_cast<int>(time.count()));
     }
 
     FormTerms terms_;

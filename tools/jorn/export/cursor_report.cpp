@@ -3,10 +3,7 @@
 
 #include <nlohmann/json.hpp>
 #include <numeric>
-#include <optional>
 
-#include "cursor/log_pull.h"
-#include "system/failure.h"
 #include "terminal/counted.h"
 #include "terminal/escape.h"
 #include "terminal/text_table.h"
@@ -15,17 +12,35 @@
 namespace tool {
 namespace {
 
-void look(const ShippedLog &log, const ShipperTerms &terms, LogReport *report) {
-    const Question question = terms.open(log.directory);
-    LogPull pull(question.directory, question.ringSize, report->kept, UINT64_MAX);
-    const bool isNew = pull.epoch() == UINT64_MAX;
-    report->epoch = isNew ? 0 : pull.epoch();
-    pull.run(question.filter, [report](const Item &item) {
+/// What the log holds beyond what was sent. False when a writer came round meanwhile.
+bool count(PulledLog *pulled, LogReport *report) {
+    LogPull &pull = pulled->pull;
+    report->behind = 0;
+    pull.run(pulled->question.filter, [report](const Item &item) {
         report->first = report->behind++ == 0 ? item.seq : report->first;
         report->last = item.seq;
         return true;
     });
-    report->notes = question.notes;
+    return !pull.isOvertaken();
+}
+
+/// Throws LogProblem.
+std::unique_ptr<PulledLog> countedLog(const ShippedLog &log, const LogOpener &open, LogReport *report) {
+    for (int pulls = 0; pulls < kMostPulls; ++pulls) {
+        std::unique_ptr<PulledLog> pulled = pullLog(open, log, report->kept, UINT64_MAX);
+        if (count(pulled.get(), report)) {
+            return pulled;
+        }
+    }
+    throw overtaken(log);
+}
+
+void look(const ShippedLog &log, const LogOpener &open, LogReport *report) {
+    const std::unique_ptr<PulledLog> pulled = countedLog(log, open, report);
+    const LogPull &pull = pulled->pull;
+    const bool isNew = pull.epoch() == UINT64_MAX;
+    report->epoch = isNew ? 0 : pull.epoch();
+    report->notes = pulled->question.notes;
     for (const std::vector<std::string> &texts : {pull.notes(), pull.damage().texts()}) {
         report->notes.insert(report->notes.end(), texts.begin(), texts.end());
     }
@@ -45,16 +60,14 @@ std::string nameOf(const LogCursor &cursor) {
 
 }  // namespace
 
-LogReport reportOn(const ShippedLog &log, const LogCursor &kept, const ShipperTerms &terms) {
+LogReport reportOn(const ShippedLog &log, const LogCursor &kept, const LogOpener &open) {
     LogReport report;
     report.kept = kept;
     try {
-        look(log, terms, &report);
-    } catch (const Failure &failure) {
-        if (failure.exitCode() == kExitUsage) {
-            throw;
-        }
-        report.problem = failure.what();
+        look(log, open, &report);
+    } catch (const LogProblem &problem) {
+        report.problem = problem;
+        report.behind = 0;
     }
     return report;
 }
@@ -66,8 +79,8 @@ std::string statusText(const std::vector<LogReport> &reports, bool isUtc) {
         const LogCursor &kept = report.kept;
         rows.push_back({escaped(nameOf(kept)), std::to_string(kept.shipped),
                         kept.time == 0 ? "never" : time.format(kept.time),
-                        report.problem.empty() ? std::to_string(report.behind) : "?",
-                        std::to_string(kept.gaps), std::to_string(kept.lost), std::to_string(kept.damaged),
+                        report.problem ? "?" : std::to_string(report.behind), std::to_string(kept.gaps),
+                        std::to_string(kept.lost), std::to_string(kept.damaged),
                         std::to_string(pendingOf(kept))});
     }
     std::string text;
@@ -90,12 +103,12 @@ std::string statusJson(const std::vector<LogReport> &reports) {
         json["seq"] = kept.hasBegun() ? Json(kept.current().highest) : Json();
         json["shipped"] = kept.shipped;
         json["time"] = kept.time == 0 ? Json() : Json(kept.time);
-        json["behind"] = report.problem.empty() ? Json(report.behind) : Json();
+        json["behind"] = report.problem ? Json() : Json(report.behind);
         json["gaps"] = kept.gaps;
         json["lost"] = kept.lost;
         json["damaged"] = kept.damaged;
         json["pending"] = pendingOf(kept);
-        json["problem"] = report.problem.empty() ? Json() : Json(report.problem);
+        json["problem"] = report.problem ? Json(report.problem->what()) : Json();
         json["notes"] = report.notes;
         text += json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
     }

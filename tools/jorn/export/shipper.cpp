@@ -45,29 +45,48 @@ void Shipper::shipLogs() {
     for (auto log = terms_.logs.begin(); log != terms_.logs.end() && !signals_.hasCome(); ++log) {
         shipLog(*log);
     }
-    if (!signals_.hasCome()) {
-        send();
-    }
+    send();
 }
 
 /// A log that cannot be read keeps no other one from being shipped.
 void Shipper::shipLog(const ShippedLog &log) {
-    constexpr int kTries = 20;
     isLogBegun_ = false;
-    for (int tries = 0; tries < kTries && !signals_.hasCome(); ++tries) {
-        const LogCursor kept = cursors_.cursorOf(log.device, log.log);
-        if (isUnchanged(log, kept)) {
-            problems_.erase(log.place);
-            return;
-        }
-        const bool isOvertaken = shipOnce(log, kept);
-        // Of a single batch, the rest is for the next time.
-        if (!isOvertaken || !terms_.batch) {
-            return;
-        }
-        send();
-        settle();  // Numbers go on from what has arrived.
+    try {
+        shipAll(log);
+        problems_.erase(log.place);
+    } catch (const LogProblem &problem) {
+        tellProblem(log, problem);
     }
+}
+
+/// Throws LogProblem when there may be more that cannot be read now.
+void Shipper::shipAll(const ShippedLog &log) {
+    for (int pulls = 0; pulls < kMostPulls; ++pulls) {
+        const LogCursor kept = cursors_.cursorOf(log.device, log.log);
+        if (signals_.hasCome() || isUnchanged(log, kept)) {
+            return;
+        }
+        const PullEnd end = shipOnce(log, kept);
+        if (end == PullEnd::Whole) {
+            return;
+        }
+        if (end == PullEnd::OvertakenLater && !goOnAfterPart()) {
+            break;
+        }
+    }
+    if (!signals_.hasCome()) {
+        throw overtaken(log);
+    }
+}
+
+/// Sends what was read of a log, since numbers go on from what has arrived. False when that cannot be done
+/// now: of a single batch, the rest is for the next time.
+bool Shipper::goOnAfterPart() {
+    if (!terms_.batch || !send()) {
+        return false;
+    }
+    settle();
+    return true;
 }
 
 bool Shipper::isUnchanged(const ShippedLog &log, const LogCursor &kept) const {
@@ -85,49 +104,40 @@ bool Shipper::isStopped() {
     return ++looks_ % kItemsOfALook == 0 && signals_.hasCome();
 }
 
-/// Whether a writer went on around the ring meanwhile, so that there may be more.
-bool Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept) {
-    std::optional<Question> question;
-    std::optional<LogPull> pull;
-    try {
-        question.emplace(terms_.open(log.directory));
-        pull.emplace(question->directory, question->ringSize, kept, freshEpoch());
-    } catch (const Failure &failure) {
-        if (failure.exitCode() == kExitUsage) {
-            throw;
-        }
-        tellProblem(log, failure.what());
-        round_.hasFailure = true;
-        return false;
+Shipper::PullEnd Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept) {
+    const std::unique_ptr<PulledLog> pulled = pullLog(terms_.open, log, kept, freshEpoch());
+    LogPull &pull = pulled->pull;
+    pull.run(pulled->question.filter,
+             [&](const Item &item) { return take(pulled.get(), log, item) && !isStopped(); });
+    if (pull.hasMoved() || (kept.hasBegun() && pull.reached().stamp != kept.stamp)) {
+        add(pull, log);
     }
-    problems_.erase(log.place);
-    pull->run(question->filter, [&](const Item &item) {
-        take(&*pull, *question, log, item);
-        return !isStopped();
-    });
-    if (pull->hasMoved() || (kept.hasBegun() && pull->reached().stamp != kept.stamp)) {
-        add(*pull, log);
+    tellAbout(*pulled);
+    if (!pull.isOvertaken()) {
+        return PullEnd::Whole;
     }
-    tellAbout(*pull, *question);
-    return pull->isOvertaken();
+    return pull.hasMoved() ? PullEnd::OvertakenLater : PullEnd::OvertakenAtOnce;
 }
 
-void Shipper::take(LogPull *pull, const Question &question, const ShippedLog &log, const Item &item) {
+/// False when a signal has kept the batch from being sent.
+bool Shipper::take(PulledLog *pulled, const ShippedLog &log, const Item &item) {
     if (!sink_) {
         sink_ = target_.begin();
         isLogBegun_ = false;
     }
     if (!std::exchange(isLogBegun_, true)) {
-        names_.push_back(question.shownNames());
-        sink_->beginLog({log.log, &names_.back(), {log.device, log.log, pull->epoch()}});
+        names_.push_back(pulled->question.shownNames());
+        sink_->beginLog({log.log, &names_.back(), {log.device, log.log, pulled->pull.epoch()}});
     }
     sink_->take(item);
-    if (++items_ == terms_.batch.value_or(UINT64_MAX)) {
-        add(*pull, log);
-        send();
-        // The next batch is read as if this one had arrived, and dropped if it has not.
-        pull->settle();
+    if (++items_ < terms_.batch.value_or(UINT64_MAX)) {
+        return true;
     }
+    add(pulled->pull, log);
+    const bool isSent = send();
+    // The next batch is read as if this one had arrived, and dropped if it has not.
+    pulled->pull.settle();
+    return isSent;
 }
 
 /// The batch reaches as far as the pull has got.
@@ -136,12 +146,17 @@ void Shipper::add(const LogPull &pull, const ShippedLog &log) {
     reached_.back().cursor.directory = log.place;
 }
 
-void Shipper::send() {
+/// False when a signal has come: the one under way is the last.
+bool Shipper::send() {
     settle();
+    if (signals_.hasCome()) {
+        dropBatch();
+        return false;
+    }
     if (!sink_) {
         keepArrived(&reached_);
         reached_.clear();
-        return;
+        return true;
     }
     sink_->finish();
     for (const auto &[cursor, hasMoved] : reached_) {
@@ -153,6 +168,7 @@ void Shipper::send() {
     target_.send();
     underWay_ = Sent{items_, std::move(reached_)};
     dropBatch();
+    return true;
 }
 
 /// Waits for the batch that is under way, if there is one.
@@ -180,8 +196,10 @@ void Shipper::keepArrived(std::vector<Reached> *reached) {
     }
 }
 
-void Shipper::tellAbout(const LogPull &pull, const Question &question) {
-    for (const std::vector<std::string> &texts : {question.notes, pull.notes(), pull.damage().texts()}) {
+void Shipper::tellAbout(const PulledLog &pulled) {
+    const LogPull &pull = pulled.pull;
+    for (const std::vector<std::string> &texts :
+         {pulled.question.notes, pull.notes(), pull.damage().texts()}) {
         for (const std::string &text : texts) {
             tellOnce(text);
         }
@@ -190,9 +208,10 @@ void Shipper::tellAbout(const LogPull &pull, const Question &question) {
 }
 
 /// Again, when it was readable meanwhile or the reason is another.
-void Shipper::tellProblem(const ShippedLog &log, const std::string &text) {
-    std::string &told = problems_[log.place];
-    if (std::exchange(told, text) != text) {
+void Shipper::tellProblem(const ShippedLog &log, const LogProblem &problem) {
+    round_.add(problem);
+    const std::string text = problem.what();
+    if (std::exchange(problems_[log.place], text) != text) {
         terms_.tell(text);
     }
 }

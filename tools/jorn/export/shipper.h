@@ -19,24 +19,15 @@
 #include <vector>
 
 #include "cursor/cursor_file.h"
-#include "cursor/log_pull.h"
 #include "export/batch_target.h"
-#include "query/question.h"
+#include "export/pulled_log.h"
 
 namespace tool {
 
-/// A log, by the name that its items carry.
-struct ShippedLog {
-    std::string directory;  ///< As the user gave it.
-    std::string place;      ///< The same as an absolute path: others look from elsewhere.
-    std::string device;
-    std::string log;
-};
-
 struct ShipperTerms {
     std::vector<ShippedLog> logs;
-    std::function<Question(const std::string &directory)> open;  ///< Throws Failure.
-    std::function<void(const std::string &)> tell;               ///< Reports what is worth knowing.
+    LogOpener open;
+    std::function<void(const std::string &)> tell;  ///< Reports what is worth knowing.
     std::optional<uint64_t> batch;  ///< Most items in a batch; if not set, there is one batch.
 };
 
@@ -45,6 +36,9 @@ struct ShippingRound {
     uint64_t items = 0;       ///< That arrived.
     bool hasDamage = false;   ///< All that can be read arrived nevertheless.
     bool hasFailure = false;  ///< A log could not be read; the others were.
+    bool lacksLog = false;    ///< A directory is no log; the others were shipped.
+
+    void add(const LogProblem &problem) { (problem.exitCode() == kExitUsage ? lacksLog : hasFailure) = true; }
 };
 
 class Shipper {
@@ -67,19 +61,24 @@ private:
         std::vector<Reached> reached;
     };
 
+    /// A writer may come round before anything is read, or after a part.
+    enum class PullEnd { Whole, OvertakenAtOnce, OvertakenLater };
+
     void shipLog(const ShippedLog &log);
+    void shipAll(const ShippedLog &log);
+    bool goOnAfterPart();
     bool isStopped();
-    bool shipOnce(const ShippedLog &log, const LogCursor &kept);
-    void take(LogPull *pull, const Question &question, const ShippedLog &log, const Item &item);
+    PullEnd shipOnce(const ShippedLog &log, const LogCursor &kept);
+    bool take(PulledLog *pulled, const ShippedLog &log, const Item &item);
     void add(const LogPull &pull, const ShippedLog &log);
     void shipLogs();
-    void send();
+    bool send();
     void settle();
     void dropBatch();
     void keepArrived(std::vector<Reached> *reached);
-    void tellAbout(const LogPull &pull, const Question &question);
+    void tellAbout(const PulledLog &pulled);
     void tellOnce(const std::string &text);
-    void tellProblem(const ShippedLog &log, const std::string &text);
+    void tellProblem(const ShippedLog &log, const LogProblem &problem);
     bool isUnchanged(const ShippedLog &log, const LogCursor &kept) const;
 
     const ShipperTerms &terms_;

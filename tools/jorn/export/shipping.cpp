@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/shipping.h"
 
-#include <poll.h>
-
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
 #include <iostream>
 
 #include "export/cursor_report.h"
@@ -18,9 +18,13 @@ namespace {
 constexpr int kDefaultBatch = 50000;
 constexpr int kDefaultRetries = 5;
 
+/// A log that was not shipped is never hidden by damage of others, which may count as success.
 int exitCodeOf(const ShippingRound &round) {
     if (round.hasFailure) {
         return kExitInputOutput;
+    }
+    if (round.lacksLog) {
+        return kExitUsage;
     }
     return round.hasDamage ? kExitDamage : kExitDone;
 }
@@ -42,24 +46,28 @@ std::vector<LogReport> reportsOn(const ShippingOptions &options, const ShipperTe
         kept.log = log.log;
         kept.directory = log.place;
         const auto found = places.find({log.device, log.log});
-        reports.push_back(reportOn(log, found == places.end() ? kept : cursors[found->second], terms));
+        reports.push_back(reportOn(log, found == places.end() ? kept : cursors[found->second], terms.open));
     }
     return reports;
 }
 
 int report(const ShippingOptions &options, const ShipperTerms &terms) {
+    std::error_code ignored;
+    if (options.isStatus && !std::filesystem::exists(options.cursorFile, ignored)) {
+        terms.tell(options.cursorFile + ": does not exist yet: nothing has been sent");
+    }
     const std::vector<LogReport> reports = reportsOn(options, terms);
     ShippingRound round;
     for (const LogReport &log : reports) {
         for (const std::string &note : log.notes) {
             terms.tell(note);
         }
-        if (!log.problem.empty()) {
-            terms.tell(log.problem);
+        if (log.problem) {
+            terms.tell(log.problem->what());
+            round.add(*log.problem);
         }
         round.items += log.behind;
         round.hasDamage = round.hasDamage || log.hasDamage;
-        round.hasFailure = round.hasFailure || !log.problem.empty();
     }
     Output output;
     if (options.isStatus) {
@@ -88,8 +96,8 @@ int shipOnce(const ShippingOptions &options, Shipper *shipper, const StopSignals
 }
 
 /// Until a signal comes. What has failed is tried again in the next round, from the files.
-int shipEvery(const ShippingOptions &options, int interval, Shipper *shipper, const ShipperTerms &terms,
-              const CursorFile &cursors, const StopSignals &signals) {
+int shipEvery(const ShippingOptions &options, std::chrono::milliseconds interval, Shipper *shipper,
+              const ShipperTerms &terms, const CursorFile &cursors, const StopSignals &signals) {
     uint64_t items = 0;
     int exitCode = kExitDone;
     std::string told;
@@ -110,8 +118,7 @@ int shipEvery(const ShippingOptions &options, int interval, Shipper *shipper, co
             }
             exitCode = kExitInputOutput;
         }
-        pollfd signal = {signals.descriptor(), POLLIN, 0};
-        poll(&signal, 1, interval);
+        signals.waitFor(interval);
     }
     tellItems(options, items);
     return exitCode;
@@ -140,8 +147,9 @@ int runShipping(const ShippingOptions &options, ShipperTerms terms, const FormTe
     const auto target = makeCommandTarget(form, std::move(command), signals);
     Shipper shipper(terms, &cursors, target.get(), signals);
     const std::optional<int> interval = parseInterval(options.every);
-    return interval ? shipEvery(options, *interval, &shipper, terms, cursors, signals)
-                    : shipOnce(options, &shipper, signals);
+    return interval
+               ? shipEvery(options, std::chrono::milliseconds(*interval), &shipper, terms, cursors, signals)
+               : shipOnce(options, &shipper, signals);
 }
 
 }  // namespace tool

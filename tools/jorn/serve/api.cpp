@@ -2,7 +2,6 @@
 #include "serve/api.h"
 
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -125,7 +124,7 @@ struct Api::Asked {
     const WebRequest &request;
     std::shared_ptr<const Snapshot> snapshot;
     Parameters parameters;
-    Deadline deadline;
+    const Deadline &deadline;
     ExpressionPool *expressions;
     ViewFilter filter{};
 
@@ -181,15 +180,17 @@ WebAnswer Api::answer(const WebRequest &request) {
 /// look at them again.
 WebAnswer Api::answerInView(Endpoint endpoint, const WebRequest &request) {
     constexpr int kTries = 50;
-    constexpr useconds_t kPauseMicroseconds = 2000;
-    const Deadline deadline(terms_.longestAnswer);
+    const Deadline deadline(terms_.longestAnswer, [this] {
+        if (logs_.isStopped()) {
+            throw RequestError(503, "the server is stopping");
+        }
+    });
     for (int tries = 0; tries < kTries; ++tries) {
         Asked asked{request, logs_.now(), Parameters(request), deadline, &expressions_};
         try {
             return (this->*endpoint)(&asked);
         } catch (const StaleView &) {
-            logs_.refreshAll();
-            usleep(kPauseMicroseconds);
+            logs_.lookAgain(asked.snapshot->revision);
         }
     }
     throw RequestError(503, "the log is written faster than it can be read; try again");
@@ -295,8 +296,8 @@ WebAnswer Api::items(Asked *asked) {
     const WindowWish wish = takeWish(&asked->parameters, snapshot);
     asked->parameters.end();
     const ItemWindow window = windowOf(asked->question(&matches_), wish);
-    const std::vector<std::string> items =
-        jsonOf(snapshot, window.rows, ItemJson(terms_.reading.isUtc, asked->filter.marked()));
+    const std::vector<std::string> items = jsonOf(
+        snapshot, window.rows, ItemJson(terms_.reading.isUtc, asked->filter.marked()), asked->deadline);
     const std::string anchor = window.anchorRank ? std::to_string(*window.anchorRank) : "null";
     return answerWith("{\"total\":" + std::to_string(window.total) +
                       ",\"rank\":" + std::to_string(window.rank) + ",\"anchor_rank\":" + anchor +
@@ -318,7 +319,7 @@ WebAnswer Api::item(Asked *asked) {
     readRows(snapshot, {place}, [&](const LogView &view, const LogBlock &block, const Line &line) {
         const std::string_view raw = withoutLineFeed(line.bytes);
         const std::string file = dataFileName(block.number);
-        body = json.format(view, block, line);
+        body = json.format(view, block, line, asked->deadline);
         body.pop_back();
         body += ",\"raw\":" + jsonText(escaped(raw)) + ",\"raw_base64\":" + jsonText(toBase64(raw)) +
                 ",\"file\":" + jsonText(file) + ",\"offset\":" + std::to_string(line.offset) +

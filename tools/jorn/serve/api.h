@@ -6,9 +6,9 @@
 #include <chrono>
 #include <string>
 
+#include "http/request.h"
 #include "query/expression_pool.h"
 #include "serve/item_stream.h"
-#include "serve/request.h"
 #include "serve/served_logs.h"
 #include "serve/text_matches.h"
 #include "serve/view_filter.h"

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "serve/item_stream.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <charconv>
 #include <string_view>
@@ -144,6 +142,12 @@ std::string StreamPosition::text(const Snapshot &snapshot) const {
 bool ItemStream::run(const WebWrite &write) {
     write_ = &write;
     snapshot_ = logs_.now();
+    requireWanted_ = [this, requireClient = requireClient(write)] {
+        if (logs_.isStopped()) {
+            throw RequestError(503, "the server is stopping");
+        }
+        requireClient();
+    };
     while (!logs_.isStopped()) {
         try {
             begin();
@@ -151,10 +155,10 @@ bool ItemStream::run(const WebWrite &write) {
                 return false;
             }
             snapshot_ = logs_.waitForOther(snapshot_->revision, longestWait());
+        } catch (const RequestError &) {
+            return logs_.isStopped();
         } catch (const StaleView &) {
-            constexpr useconds_t kPauseMicroseconds = 2000;
-            usleep(kPauseMicroseconds);
-            logs_.refreshAll();
+            logs_.lookAgain(snapshot_->revision);
             snapshot_ = logs_.now();
         }
     }
@@ -278,19 +282,22 @@ std::vector<RowRef> ItemStream::nextRows(size_t log, int64_t *next) const {
 }
 
 bool ItemStream::sendItemsOf(size_t log) {
+    constexpr std::chrono::hours kLongestBatch(1);  // Sent to the end, however long the expression takes.
     while (position_.places[log].next < snapshot_->logs[log]->nextSerial) {
         StreamPosition moved = position_;
         const std::vector<RowRef> rows = nextRows(log, &moved.places[log].next);
         if (rows.size() < kMostItems) {
             moved.places[log].next = snapshot_->logs[log]->nextSerial;
         }
+        const Deadline deadline(kLongestBatch, requireWanted_);
         std::string items;
         uint64_t sent = 0;
         size_t row = 0;
         readRows(*snapshot_, rows, [&](const LogView &view, const LogBlock &block, const Line &line) {
             const int64_t serial = serialOf(*snapshot_, rows[row++]);
+            deadline.check();
             if (terms_.filter.passes(log, line)) {
-                items += (items.empty() ? "" : ",") + json_.format(view, block, line);
+                items += (items.empty() ? "" : ",") + json_.format(view, block, line, deadline);
                 sent += serial >= counted_.places[log].next ? 1 : 0;
             }
         });
@@ -341,7 +348,7 @@ bool ItemStream::keepAlive() {
 /// Counts what is in view. Where that takes too long, the number is unknown until a later try: another one at
 /// each step would leave no time for sending.
 void ItemStream::countAll() {
-    const Deadline deadline(terms_.pace.longestCount);
+    const Deadline deadline(terms_.pace.longestCount, requireWanted_);
     const bool wasUnknown = !total_;
     try {
         total_ = countOf({*snapshot_, terms_.filter, matches_, deadline});

@@ -16,13 +16,14 @@
 #include <stdint.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "http/request.h"
 #include "serve/item_texts.h"
-#include "serve/request.h"
 #include "serve/served_logs.h"
 #include "serve/text_matches.h"
 #include "serve/view_filter.h"
@@ -103,6 +104,7 @@ private:
     const StreamTerms &terms_;
     ItemJson json_;
     const WebWrite *write_ = nullptr;
+    std::function<void()> requireWanted_;  ///< Throws RequestError when the stream is to end.
     std::shared_ptr<const Snapshot> snapshot_;
     std::shared_ptr<const Snapshot> seen_;  ///< The one that was compared with its forerunner last.
     StreamPosition position_;

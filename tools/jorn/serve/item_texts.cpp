@@ -45,7 +45,7 @@ private:
 
 }  // namespace
 
-std::string marksIn(std::string_view text, const RE2 &pattern) {
+std::string marksIn(std::string_view text, const RE2 &pattern, const Deadline &deadline) {
     ReplacedOffsets offsets(text);
     const re2::StringPiece whole(text.data(), text.size());
     re2::StringPiece found;
@@ -53,6 +53,7 @@ std::string marksIn(std::string_view text, const RE2 &pattern) {
     int number = 0;
     for (size_t from = 0; number < kMostMarks && from <= whole.size() &&
                           pattern.Match(whole, from, whole.size(), RE2::UNANCHORED, &found, 1);) {
+        deadline.check();
         const auto at = static_cast<size_t>(found.data() - whole.data());
         if (found.empty()) {
             from = at + (at < text.size() ? firstCharacter(text.substr(at)).length : 1);
@@ -66,7 +67,8 @@ std::string marksIn(std::string_view text, const RE2 &pattern) {
     return number == 0 ? "" : "[" + marks + "]";
 }
 
-std::string ItemJson::format(const LogView &view, const LogBlock &block, const Line &line) {
+std::string ItemJson::format(const LogView &view, const LogBlock &block, const Line &line,
+                             const Deadline &deadline) {
     auto formatter = formatters_.find(view.log.get());
     if (formatter == formatters_.end()) {
         formatter = formatters_.emplace(view.log.get(), formatterOf(*view.log, isUtc_)).first;
@@ -75,7 +77,7 @@ std::string ItemJson::format(const LogView &view, const LogBlock &block, const L
     std::string json = formatter->second.format(item);
     json.resize(json.size() - 2);  // The brace and the line feed.
     json += ",\"cursor\":" + jsonText(textOf(cursorTo(view, block, line)));
-    const std::string marks = pattern_ != nullptr ? marksIn(item.text, *pattern_) : "";
+    const std::string marks = pattern_ != nullptr ? marksIn(item.text, *pattern_, deadline) : "";
     return json + (marks.empty() ? "" : ",\"marks\":" + marks) + "}";
 }
 
@@ -105,11 +107,12 @@ void readRows(const Snapshot &snapshot, const std::vector<RowRef> &rows,
     }
 }
 
-std::vector<std::string> jsonOf(const Snapshot &snapshot, const std::vector<RowRef> &rows, ItemJson json) {
+std::vector<std::string> jsonOf(const Snapshot &snapshot, const std::vector<RowRef> &rows, ItemJson json,
+                                const Deadline &deadline) {
     std::vector<std::string> items;
     items.reserve(rows.size());
     readRows(snapshot, rows, [&](const LogView &view, const LogBlock &block, const Line &line) {
-        items.push_back(json.format(view, block, line));
+        items.push_back(json.format(view, block, line, deadline));
     });
     return items;
 }
@@ -139,7 +142,7 @@ public:
 
     bool run(const ViewFilter &filter, TextMatches *matches, const WebWrite &write) {
         constexpr std::chrono::hours kLongest(1);
-        const Deadline deadline(kLongest);
+        const Deadline deadline(kLongest, requireClient(write));
         const ViewQuestion question{snapshot_, filter, matches, deadline};
         bool isWanted = write(formatters_.front().heading());
         MergedRows rows(question);

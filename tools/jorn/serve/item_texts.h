@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "http/request.h"
 #include "log/stored_line.h"
 #include "output/item_format.h"
-#include "serve/request.h"
 #include "serve/row_walk.h"
 #include "serve/served_logs.h"
 #include "serve/text_matches.h"
@@ -25,8 +25,8 @@ namespace tool {
 
 /// Where an expression is found in a text, as "[[begin,end],...]"; empty where it is not, matches without a
 /// length left out. The offsets count bytes of the text as JSON has it, in which what is no UTF-8 is
-/// replaced.
-std::string marksIn(std::string_view text, const RE2 &pattern);
+/// replaced. Throws RequestError.
+std::string marksIn(std::string_view text, const RE2 &pattern, const Deadline &deadline);
 
 /// An item has the members that `jorn show -o json` prints, then the name of the log and the cursor; where an
 /// expression is searched for and found, also the marks.
@@ -36,8 +36,9 @@ public:
     explicit ItemJson(bool isUtc, std::shared_ptr<const RE2> pattern = nullptr)
         : isUtc_(isUtc), pattern_(std::move(pattern)) {}
 
-    /// One object, without a line feed.
-    std::string format(const LogView &view, const LogBlock &block, const Line &line);
+    /// One object, without a line feed. Throws RequestError.
+    std::string format(const LogView &view, const LogBlock &block, const Line &line,
+                       const Deadline &deadline);
 
 private:
     const bool isUtc_;
@@ -50,8 +51,9 @@ private:
 void readRows(const Snapshot &snapshot, const std::vector<RowRef> &rows,
               const std::function<void(const LogView &, const LogBlock &, const Line &)> &take);
 
-/// The objects of items, in the given order. Throws StaleView.
-std::vector<std::string> jsonOf(const Snapshot &snapshot, const std::vector<RowRef> &rows, ItemJson json);
+/// The objects of items, in the given order. Throws StaleView, RequestError.
+std::vector<std::string> jsonOf(const Snapshot &snapshot, const std::vector<RowRef> &rows, ItemJson json,
+                                const Deadline &deadline);
 
 struct DownloadForm {
     bool isCsv = false;  ///< Else JSON Lines.

@@ -54,7 +54,7 @@ bool continues(const RingFile &file, const LogBlock &block) {
            bytesAt(fd, size - block.end.size(), block.end.size()) == block.end;
 }
 
-bool readColumns(const RingFile &file, bool isSettled, uint64_t *readTo, ItemColumns *columns) {
+bool readColumns(const RingFile &file, LastLine last, uint64_t *readTo, ItemColumns *columns) {
     // Offsets are kept in 32 bits; no ring has files of that size.
     const uint64_t end = std::min<uint64_t>(file.size, UINT32_MAX);
     SegmentReader reader(file.file.get(), end, Order::OldestFirst, *readTo);
@@ -63,7 +63,7 @@ bool readColumns(const RingFile &file, bool isSettled, uint64_t *readTo, ItemCol
             return false;
         }
         forEachLine(segment, [&](const Line &line) {
-            if (!isSettled && isUnfinished(line, end)) {
+            if (last == LastLine::Finished && isUnfinished(line, end)) {
                 return false;
             }
             if (line.isItem()) {

@@ -63,6 +63,9 @@ struct LogBlock {
     uint64_t readTo = 0;  ///< Where the next line begins.
     std::shared_ptr<const ItemColumns> columns;
 
+    /// Its only line lacks its end: another item may take the place of this one.
+    bool isUnfinished = false;
+
     /// The number of its first item among all that the log has had in view since the server was started. An
     /// item keeps its number; a new one gets a higher one than all before it.
     int64_t firstSerial = 0;
@@ -74,9 +77,14 @@ struct LogBlock {
 /// Whether an opened file still begins with what the block was made from.
 bool continues(const RingFile &file, const LogBlock &block);
 
-/// Reads the items of an opened file from `readTo` on, which is moved. A last line that lacks its end is left
-/// out unless `isSettled`. False when the file was emptied meanwhile; then the columns are of no use.
-bool readColumns(const RingFile &file, bool isSettled, uint64_t *readTo, ItemColumns *columns);
+enum class LastLine {
+    Finished,  ///< One that lacks its end is left out.
+    Any,
+};
+
+/// Reads the items of an opened file from `readTo` on, which is moved. False when the file was emptied
+/// meanwhile; then the columns are of no use.
+bool readColumns(const RingFile &file, LastLine last, uint64_t *readTo, ItemColumns *columns);
 
 /// The file that a block was made from, opened to read lines of it.
 class BlockReader {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <tuple>
 
 #include "system/failure.h"
 
@@ -21,9 +22,10 @@ uint64_t newId() {
     return ++last;
 }
 
-/// A last line that lacks its end is left to the writer that is writing it, but not for ever.
+/// A last line that lacks its end is left to the writer that is writing it, but not for ever: it may be the
+/// last one before a failure. The time is one in which a writer that buffers what it writes mostly goes on.
 bool isSettled(const RingFile &file) {
-    constexpr int64_t kSeconds = 2;
+    constexpr int64_t kSeconds = 60;
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
     return !file.isNewest || now.tv_sec - file.mark.seconds >= kSeconds;
@@ -63,6 +65,18 @@ bool hasFirstOf(const ItemColumns &columns, const ItemColumns &items) {
     return false;
 }
 
+/// Items by time, kind and place, however they are divided into parts.
+std::vector<std::tuple<uint32_t, ItemKind, uint32_t>> itemsOf(const std::vector<LogBlock> &parts) {
+    std::vector<std::tuple<uint32_t, ItemKind, uint32_t>> items;
+    for (const LogBlock &part : parts) {
+        for (size_t row = 0; row < part.size(); ++row) {
+            items.emplace_back(part.columns->times[row], part.columns->kinds[row],
+                               part.columns->offsets[row]);
+        }
+    }
+    return items;
+}
+
 bool isSameBlock(const LogBlock &a, const LogBlock &b) {
     return a.columns == b.columns && a.number == b.number && a.directory == b.directory;
 }
@@ -100,7 +114,8 @@ LogIndex::LogIndex(ServedLog log)
     publish({}, nullptr);
 }
 
-LogIndex::Look LogIndex::refresh() {
+LogIndex::Look LogIndex::refresh(Trust trust) {
+    trust_ = trust;
     try {
         if (openDirectory()) {
             return lookAnew();
@@ -160,13 +175,17 @@ bool LogIndex::addFile(const RingView &view, size_t index, Parts *blocks) {
     Parts parts;
     const bool isKnown = known != nullptr && known->back().mark == mark &&
                          known->back().readTo == static_cast<uint64_t>(mark.size);
-    if (closed.isToOpen && isKnown) {
+    if (closed.isToOpen && isKnown && trust_ == Trust::Marks) {
         parts = *known;
     } else {
         DamageLog damage;  // What is wrong with the log is found by a check.
         const RingFile &file = view.file(index, &damage);
         if (!file.file.isOpen()) {
-            return damage.losses().empty();
+            const bool isUnreadable = damage.losses().empty();
+            if (isUnreadable) {
+                known_.erase({mark.device, mark.inode});  // Lest it come back by what is known of it.
+            }
+            return isUnreadable;
         }
         if (!readFile(file, &parts)) {
             return false;
@@ -190,14 +209,39 @@ const LogIndex::Parts *LogIndex::knownParts(const FileMark &mark) const {
 /// Reads what is not known yet of a file.
 bool LogIndex::readFile(const RingFile &file, Parts *parts) {
     const Parts *const known = knownParts(file.mark);
+    if (trust_ == Trust::Nothing) {
+        return readAnew(file, known, parts);
+    }
     if (known != nullptr && continues(file, known->back())) {
         *parts = *known;
-        return readRest(file, parts);
+        if (parts->back().readTo == file.size) {
+            parts->back().mark = file.mark;
+            return true;
+        }
+        if (parts->back().isUnfinished) {
+            parts->pop_back();
+        }
     }
+    const bool isRead = parts->empty() ? readWhole(file, parts) : readRest(file, parts);
+    return isRead && (!isSettled(file) || readUnfinished(file, parts));
+}
+
+/// Reads all of a file, of which `known` was known; null for nothing.
+bool LogIndex::readAnew(const RingFile &file, const Parts *known, Parts *parts) {
+    if (!readWhole(file, parts) || (isSettled(file) && !readUnfinished(file, parts))) {
+        return false;
+    }
+    if (known != nullptr && itemsOf(*known) == itemsOf(*parts)) {
+        *parts = *known;
+    }
+    return true;
+}
+
+bool LogIndex::readWhole(const RingFile &file, Parts *parts) {
     LogBlock block = blockOf(file, directory_);
     const auto columns = std::make_shared<ItemColumns>();
     columns->id = newId();
-    const bool isRead = readColumns(file, isSettled(file), &block.readTo, columns.get());
+    const bool isRead = readColumns(file, LastLine::Finished, &block.readTo, columns.get());
     block.columns = columns;
     parts->push_back(std::move(block));
     return isRead;
@@ -212,7 +256,7 @@ bool LogIndex::readRest(const RingFile &file, Parts *parts) {
     const bool isNewest = last.size() == 0 || last.endSerial() == nextSerial_;
     const auto columns = isNewest ? copyOf(*last.columns) : std::make_shared<ItemColumns>();
     columns->id = columns->id == 0 ? newId() : columns->id;
-    if (!readColumns(file, isSettled(file), &rest.readTo, columns.get())) {
+    if (!readColumns(file, LastLine::Finished, &rest.readTo, columns.get())) {
         return false;
     }
     const bool hasMore = columns->size() > (isNewest ? last.size() : 0);
@@ -226,6 +270,24 @@ bool LogIndex::readRest(const RingFile &file, Parts *parts) {
     last.begin = rest.begin;
     last.end = rest.end;
     last.readTo = rest.readTo;
+    return true;
+}
+
+/// Adds the item of a last line that lacks its end as a part of its own: where the line goes on, that part
+/// gives way to the whole line, which is a new item.
+bool LogIndex::readUnfinished(const RingFile &file, Parts *parts) {
+    LogBlock block = blockOf(file, directory_);
+    block.isUnfinished = true;
+    block.readTo = parts->back().readTo;
+    const auto columns = std::make_shared<ItemColumns>();
+    columns->id = newId();
+    if (!readColumns(file, LastLine::Any, &block.readTo, columns.get())) {
+        return false;
+    }
+    if (columns->size() > 0) {
+        block.columns = columns;
+        parts->push_back(std::move(block));
+    }
     return true;
 }
 
@@ -253,7 +315,7 @@ bool LogIndex::isOld(const LogBlock &block) const {
     }
     const Parts &former = view_->blocks;
     return std::any_of(former.begin(), former.end(), [&](const LogBlock &each) {
-        return each.number == block.number && each.number == former.back().number &&
+        return each.number == block.number && each.number == former.back().number && !each.isUnfinished &&
                hasFirstOf(*each.columns, *block.columns);
     });
 }

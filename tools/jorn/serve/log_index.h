@@ -70,8 +70,14 @@ public:
         Pending,  ///< A writer was at work; look again soon.
     };
 
+    /// What is enough to go on with what is known of a file.
+    enum class Trust {
+        Marks,    ///< It seems to be the same.
+        Nothing,  ///< It is read as a whole, and has the same items.
+    };
+
     /// Never throws: what cannot be read is not in view.
-    Look refresh();
+    Look refresh(Trust trust = Trust::Marks);
 
     std::shared_ptr<const LogView> view() const { return view_; }
 
@@ -83,7 +89,10 @@ private:
     Look lookAnew();
     bool addFile(const RingView &view, size_t index, Parts *blocks);
     bool readFile(const RingFile &file, Parts *parts);
+    bool readAnew(const RingFile &file, const Parts *known, Parts *parts);
+    bool readWhole(const RingFile &file, Parts *parts);
     bool readRest(const RingFile &file, Parts *parts);
+    bool readUnfinished(const RingFile &file, Parts *parts);
     const Parts *knownParts(const FileMark &mark) const;
     void number(Parts *blocks, bool isOldAtTheEnd);
     bool hasOldAtTheEnd(const Parts &blocks) const;
@@ -94,6 +103,7 @@ private:
     void publish(Parts blocks, const RingView *view);
 
     std::shared_ptr<const ServedLog> log_;
+    Trust trust_ = Trust::Marks;  ///< Of the look that goes on.
     std::shared_ptr<const StoreDirectory> directory_;
     FileMark directoryMark_;
     std::map<FileId, Parts> known_;      ///< Files in view now or before, each with its parts in order.

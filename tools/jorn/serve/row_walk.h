@@ -12,8 +12,8 @@
 #include <memory>
 #include <vector>
 
+#include "http/request.h"
 #include "serve/log_block.h"
-#include "serve/request.h"
 #include "serve/served_logs.h"
 #include "serve/text_matches.h"
 #include "serve/view_filter.h"

@@ -1,12 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "serve/served_logs.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <exception>
 #include <utility>
 
 #include "health/diagnosis.h"
 #include "health/ring_memory.h"
+#include "log/directory_look.h"
 #include "log/store_directory.h"
+#include "system/failure.h"
 
 namespace tool {
 namespace {
@@ -23,6 +29,25 @@ std::shared_ptr<const LogHealth> healthOf(const ServedLog &log) {
         health->failure = failure.what();
     }
     return health;
+}
+
+/// In the order of their names; none where the directory cannot be read.
+DirectoryState stateOf(const ServedLog &log) {
+    DirectoryState state;
+    try {
+        const StoreDirectory directory = StoreDirectory::openForReading(log.path);
+        for (const std::string &name : namesIn(directory)) {
+            struct stat status;
+            if (fstatat(directory.descriptor(), name.c_str(), &status, 0) == 0) {
+                state.emplace_back(name, status.st_dev, status.st_ino, status.st_size, status.st_ctim.tv_sec,
+                                   status.st_ctim.tv_nsec);
+            }
+        }
+    } catch (const Failure &) {
+        return {};
+    }
+    std::sort(state.begin(), state.end());
+    return state;
 }
 
 bool isSame(const Finding &a, const Finding &b) {
@@ -44,6 +69,7 @@ ServedLogs::ServedLogs(std::vector<ServedLog> logs) {
         first->logs.push_back(indexes_.back().view());
         first->health.push_back(std::make_shared<const LogHealth>());
     }
+    checked_.resize(indexes_.size());
     now_ = std::move(first);
 }
 
@@ -62,25 +88,40 @@ void ServedLogs::publish(const Change &change) {
     changed_.notify_all();
 }
 
-bool ServedLogs::refresh(size_t log) {
+bool ServedLogs::refresh(size_t log, LogIndex::Trust trust) {
     const std::lock_guard lock(looking_);
-    const LogIndex::Look look = indexes_[log].refresh();
+    const LogIndex::Look look = indexes_[log].refresh(trust);
     if (look == LogIndex::Look::Changed) {
         publish([&](Snapshot *next) { next->logs[log] = indexes_[log].view(); });
     }
     return look != LogIndex::Look::Pending;
 }
 
-bool ServedLogs::refreshAll() {
+bool ServedLogs::refreshAll(LogIndex::Trust trust) {
     bool isAll = true;
     for (size_t log = 0; log < indexes_.size(); ++log) {
-        isAll = refresh(log) && isAll;
+        isAll = refresh(log, trust) && isAll;
     }
     return isAll;
 }
 
+void ServedLogs::lookAgain(uint64_t revision) {
+    constexpr useconds_t kPauseMicroseconds = 2000;
+    usleep(kPauseMicroseconds);
+    if (refreshAll() && now()->revision == revision) {
+        refreshAll(LogIndex::Trust::Nothing);
+    }
+}
+
 void ServedLogs::check(size_t log) {
+    const std::lock_guard lock(checking_);
     const std::shared_ptr<const Snapshot> before = now();
+    const DirectoryState state = stateOf(*before->logs[log]->log);
+    if (checked_[log].view == before->logs[log] && checked_[log].files == state) {
+        return;
+    }
+    checked_[log] = {
+        state, before->logs[log]};  // Before the check: what changes meanwhile is looked at by the next one.
     const std::shared_ptr<const LogHealth> health = healthOf(*before->logs[log]->log);
     if (!isSame(*before->health[log], *health)) {
         publish([&](Snapshot *next) { next->health[log] = health; });

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "serve/access.h"
+#include "http/access.h"
+#include "http/request.h"
 #include "serve/api.h"
-#include "serve/request.h"
 
 namespace tool {
 

@@ -31,7 +31,8 @@ size_t bytesOf(const LogBlock &block) { return RowBits::bytesFor(block.size()) +
 /// for their ends: most lines are passed over by the place of the next word that a match must have.
 class BlockSearch {
 public:
-    explicit BlockSearch(std::shared_ptr<const RE2> pattern) : wanted_(filterOf(std::move(pattern))) {
+    BlockSearch(std::shared_ptr<const RE2> pattern, const Deadline &deadline)
+        : wanted_(filterOf(std::move(pattern))), deadline_(deadline) {
         buffer_.resize(kWindow);
     }
 
@@ -75,8 +76,12 @@ private:
         return row < block.size() ? block.columns->offsets[row] : block.readTo;
     }
 
-    /// Of an item's line with what may follow it.
+    /// Of an item's line with what may follow it. There are expressions that take a tenth of a second for it.
     bool passes(std::string_view piece) {
+        constexpr size_t kBetweenChecks = 8;
+        if (++looked_ % kBetweenChecks == 0) {
+            deadline_.check();
+        }
         return filter_.passes(piece.substr(0, lineLength(piece, Zeros::InLine)), LineNumbers{});
     }
 
@@ -91,17 +96,20 @@ private:
     }
 
     const ItemFilter wanted_;
+    const Deadline &deadline_;
     PieceFilter filter_{wanted_};
     std::vector<char> buffer_;
+    size_t looked_ = 0;
 };
 
-/// Looks through many blocks with two threads.
+/// Looks through many blocks with two threads, as many as there is time for.
 class BlocksSearch {
 public:
     BlocksSearch(const std::shared_ptr<const RE2> &pattern, const std::vector<const LogBlock *> &blocks,
                  const Deadline &deadline)
         : pattern_(pattern), blocks_(blocks), deadline_(deadline), bits_(blocks.size()) {}
 
+    /// Null for blocks that were not looked through.
     std::vector<Bits> run() {
         std::thread helper = helperIfWorthIt();
         work(pattern_);
@@ -140,8 +148,8 @@ private:
 
     void work(const std::shared_ptr<const RE2> &pattern) {
         try {
-            BlockSearch search(pattern);
-            for (size_t i = next_++; i < blocks_.size(); i = next_++) {
+            BlockSearch search(pattern, deadline_);
+            for (size_t i = next_++; i < blocks_.size() && hasTimeFor(i); i = next_++) {
                 deadline_.check();
                 bits_[i] = search.run(*blocks_[i]);
             }
@@ -152,8 +160,15 @@ private:
         }
     }
 
+    /// The first block is always looked through.
+    bool hasTimeFor(size_t i) const { return i == 0 || Clock::now() < end_; }
+
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::milliseconds kUsualTurn{500};
+
     const std::shared_ptr<const RE2> pattern_;
     const std::vector<const LogBlock *> &blocks_;
+    const Clock::time_point end_ = Clock::now() + kUsualTurn;
     const Deadline &deadline_;
     std::atomic<size_t> next_{0};  ///< The first block that nobody looks through yet.
     std::vector<Bits> bits_;
@@ -166,24 +181,34 @@ private:
 /// The right to search, during its lifetime.
 class TextMatches::Turn {
 public:
-    Turn(TextMatches *matches, const Deadline &deadline) : matches_(*matches) {
-        constexpr std::chrono::milliseconds kLookAtClock(50);
-        std::unique_lock lock(matches_.mutex_);
-        while (!matches_.free_.wait_for(lock, kLookAtClock, [this] { return !matches_.isSearching_; })) {
+    Turn(TextMatches *matches, const Deadline &deadline) : Turn(matches) {
+        while (!hasCome()) {
             deadline.check();
         }
-        matches_.isSearching_ = true;
     }
     ~Turn() {
         const std::lock_guard lock(matches_.mutex_);
-        matches_.isSearching_ = false;
-        matches_.free_.notify_one();
+        matches_.queue_.erase(place_);
+        matches_.free_.notify_all();
     }
     Turn(const Turn &) = delete;
     Turn &operator=(const Turn &) = delete;
 
 private:
+    explicit Turn(TextMatches *matches) : matches_(*matches) {
+        const std::lock_guard lock(matches_.mutex_);
+        place_ = matches_.queue_.insert(matches_.queue_.end(), 0);
+    }
+
+    bool hasCome() const {
+        constexpr std::chrono::milliseconds kLookAtClock(50);
+        std::unique_lock lock(matches_.mutex_);
+        return matches_.free_.wait_for(lock, kLookAtClock,
+                                       [this] { return place_ == matches_.queue_.begin(); });
+    }
+
     TextMatches &matches_;
+    std::list<char>::iterator place_;
 };
 
 std::shared_ptr<const RowBits> TextMatches::of(const ViewFilter &filter, const std::vector<LogBlock> &blocks,
@@ -197,7 +222,8 @@ std::shared_ptr<const RowBits> TextMatches::of(const ViewFilter &filter, const s
         return bits;
     }
     const Blocks unknown = unknownOf(filter, blocks, index);
-    const std::vector<Bits> bits = BlocksSearch(filter.pattern, unknown, deadline).run();
+    const Deadline own(longestTurn_, [&deadline] { deadline.check(); });
+    const std::vector<Bits> bits = BlocksSearch(filter.pattern, unknown, own).run();
     keep(filter, unknown, bits);
     return bits.front();
 }
@@ -253,14 +279,16 @@ void TextMatches::keep(const ViewFilter &filter, const Blocks &blocks, const std
     const std::lock_guard lock(mutex_);
     Found *const found = foundFor(filter);
     size_t bytes = 0;
-    for (const LogBlock *const block : blocks) {
-        bytes += bytesOf(*block);
+    for (size_t i = 0; i < blocks.size(); ++i) {
+        bytes += bits[i] != nullptr ? bytesOf(*blocks[i]) : 0;
     }
     if (!makeRoom(found, bytes)) {
         return;
     }
     for (size_t i = 0; i < blocks.size(); ++i) {
-        found->blocks.emplace(blocks[i]->columns->id, bits[i]);
+        if (bits[i] != nullptr) {
+            found->blocks.emplace(blocks[i]->columns->id, bits[i]);
+        }
     }
     found->bytes += bytes;
     bytes_ += bytes;

@@ -6,6 +6,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <list>
 #include <map>
@@ -14,8 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "http/request.h"
 #include "serve/log_block.h"
-#include "serve/request.h"
 #include "serve/view_filter.h"
 
 namespace tool {
@@ -39,18 +40,23 @@ private:
 };
 
 /// Safe to use from any thread. One search goes on at a time, with two threads, so that its memory is
-/// bounded.
+/// bounded. Those that wait have their turns in the order in which they came, and a turn is short, so that
+/// none is held up for long by one that costs a lot.
 class TextMatches {
 public:
     /// All that is remembered.
     static constexpr size_t kMostBytes = size_t{8} << 20;
     static constexpr size_t kMostExpressions = 64;
 
-    explicit TextMatches(size_t mostBytes = kMostBytes) : most_(mostBytes) {}
+    /// A search of one file is given up after this time.
+    static constexpr std::chrono::milliseconds kLongestTurn{5000};
+
+    explicit TextMatches(size_t mostBytes = kMostBytes, std::chrono::milliseconds longestTurn = kLongestTurn)
+        : most_(mostBytes), longestTurn_(longestTurn) {}
 
     /// The items of a block in whose texts the filter's expression is found. Where that is not known, the
-    /// blocks after it are looked through as well, as they are asked for next. Throws StaleView,
-    /// RequestError.
+    /// blocks after it are looked through as well, as they are asked for next, as many as a turn has time
+    /// for. Throws StaleView, RequestError.
     std::shared_ptr<const RowBits> of(const ViewFilter &filter, const std::vector<LogBlock> &blocks,
                                       size_t index, const Deadline &deadline);
 
@@ -75,9 +81,10 @@ private:
     bool makeRoom(Found *found, size_t bytes);
 
     const size_t most_;
+    const std::chrono::milliseconds longestTurn_;
     mutable std::mutex mutex_;
     std::condition_variable free_;
-    bool isSearching_ = false;
+    std::list<char> queue_;   ///< A place for each that wants to search; the first one does.
     std::list<Found> found_;  ///< The one used last first.
     size_t bytes_ = 0;
 };

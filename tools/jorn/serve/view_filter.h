@@ -13,10 +13,10 @@
 #include <string>
 #include <vector>
 
+#include "http/request.h"
 #include "query/expression_pool.h"
 #include "query/item_filter.h"
 #include "serve/log_block.h"
-#include "serve/request.h"
 #include "serve/served_logs.h"
 
 namespace tool {

@@ -34,9 +34,11 @@ StopSignals::StopSignals() {
     }
 }
 
-bool StopSignals::hasCome() const {
+bool StopSignals::hasCome() const { return waitFor(std::chrono::milliseconds(0)); }
+
+bool StopSignals::waitFor(std::chrono::milliseconds time) const {
     pollfd signal = {descriptor_.get(), POLLIN, 0};
-    return poll(&signal, 1, 0) > 0;
+    return poll(&signal, 1, static_cast<int>(time.count())) > 0;
 }
 
 void StopSignals::accept() {

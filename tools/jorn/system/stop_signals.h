@@ -5,6 +5,8 @@
 
 #include <signal.h>
 
+#include <chrono>
+
 #include "system/descriptor.h"
 
 namespace tool {
@@ -21,6 +23,9 @@ public:
 
     /// Whether a signal has arrived that nobody has taken.
     bool hasCome() const;
+
+    /// Waits until a signal has arrived, for at most this time. Whether one has arrived.
+    bool waitFor(std::chrono::milliseconds time) const;
 
     /// Takes the signal that has arrived; the next one ends the process at once.
     void accept();

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "serve/request.h"
+#include "http/request.h"
 
 namespace tool {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "serve/http_server.h"
+#include "http/http_server.h"
 
 #include <errno.h>
 #include <httplib.h>
@@ -17,7 +17,7 @@
 #include <system_error>
 #include <thread>
 
-#include "serve/access.h"
+#include "http/access.h"
 #include "system/descriptor.h"
 
 namespace tool {

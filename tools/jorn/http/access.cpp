@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "serve/access.h"
+#include "http/access.h"
 
 #include <arpa/inet.h>
 #include <errno.h>

@@ -12,7 +12,7 @@
 #include <thread>
 #include <utility>
 
-#include "serve/request.h"
+#include "http/request.h"
 
 namespace tool {
 

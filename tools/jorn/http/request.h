@@ -3,6 +3,7 @@
 #ifndef JORN_TOOLS_REQUEST_H
 #define JORN_TOOLS_REQUEST_H
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -44,7 +45,7 @@ struct QueryPart {
 /// The parameters of a query in their order, empty parts left out. A "%" that begins no %NN stays as it is.
 std::vector<QueryPart> partsOfQuery(const std::string &query);
 
-/// Sends bytes. False when nobody takes them any more.
+/// Sends bytes. False when nobody takes them any more; with none, only says so.
 using WebWrite = std::function<bool(std::string_view bytes)>;
 
 struct WebAnswer {
@@ -73,6 +74,10 @@ private:
     int status_;
     std::string more_;
 };
+
+/// For the deadline of what is sent bit by bit: throws RequestError when the client has gone. `write` must
+/// outlive it.
+std::function<void()> requireClient(const WebWrite &write);
 
 /// 400 with the parameter that is at fault.
 [[noreturn]] void refuseParameter(const std::string &name, const std::string &message);
@@ -104,16 +109,22 @@ private:
     std::map<std::string, std::vector<std::string>> left_;
 };
 
-/// When an answer has taken too long.
+/// When an answer has taken too long, or is of no use to anybody any more. Safe to use from any thread.
 class Deadline {
 public:
-    explicit Deadline(std::chrono::milliseconds longest) : end_(std::chrono::steady_clock::now() + longest) {}
+    /// `requireWanted` is called now and then; it throws RequestError where nobody waits any more.
+    explicit Deadline(std::chrono::milliseconds longest, std::function<void()> requireWanted = nullptr)
+        : end_(Clock::now() + longest), requireWanted_(std::move(requireWanted)) {}
 
-    /// Throws RequestError, 504.
+    /// Throws RequestError: 504 when the time is up, or what `requireWanted` throws.
     void check() const;
 
 private:
-    std::chrono::steady_clock::time_point end_;
+    using Clock = std::chrono::steady_clock;
+
+    const Clock::time_point end_;
+    const std::function<void()> requireWanted_;
+    mutable std::atomic<Clock::rep> nextQuestion_{0};
 };
 
 }  // namespace tool

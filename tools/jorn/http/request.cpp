@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "serve/request.h"
+#include "http/request.h"
 
 #include <algorithm>
 #include <charconv>
@@ -54,6 +54,14 @@ std::string jsonText(std::string_view text) {
     std::string json;
     appendJsonText(&json, text, false);
     return json;
+}
+
+std::function<void()> requireClient(const WebWrite &write) {
+    return [&write] {
+        if (!write("")) {
+            throw RequestError(503, "the client has gone");
+        }
+    };
 }
 
 void refuseParameter(const std::string &name, const std::string &message) {
@@ -116,8 +124,14 @@ void Parameters::end() const {
 }
 
 void Deadline::check() const {
-    if (std::chrono::steady_clock::now() > end_) {
+    constexpr std::chrono::milliseconds kBetweenQuestions(100);
+    const Clock::time_point now = Clock::now();
+    if (now > end_) {
         throw RequestError(504, "the answer takes too long; narrow the filter");
+    }
+    if (requireWanted_ != nullptr && now.time_since_epoch().count() >= nextQuestion_) {
+        nextQuestion_ = (now + kBetweenQuestions).time_since_epoch().count();
+        requireWanted_();
     }
 }
 

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+// Recognises a log by the content of its files alone, where their order in the ring shows nothing: files have
+// gone, a repair has put them in another order, or the newest one was taken back by a power cut.
+#ifndef JORN_TOOLS_CONTENT_SEARCH_H
+#define JORN_TOOLS_CONTENT_SEARCH_H
+
+#include <optional>
+
+#include "cursor/log_files.h"
+#include "cursor/numbering.h"
+#include "cursor/recognition.h"
+
+namespace tool {
+
+/// The number of the only data file that certainly is the known one; -1 if there is none.
+int numberByContent(LogFiles *files, const KnownFile &known);
+
+/// The newest known file that is found counts as the newest one: that need not be the one that was. Only
+/// files with the times of a clock are searched for, since on a device without one any file may begin with
+/// the same items.
+std::optional<Recognition> recogniseByContent(LogFiles *files, const Numbering &numbering);
+
+}  // namespace tool
+
+#endif
