@@ -53,10 +53,11 @@ public:
     Served()
         : logs_({{"log", log_.path(), {}, std::nullopt}}),
           api_(&logs_, {"1", {true, ""}}),
-          site_(tool::Access({kToken, "127.0.0.1", 1}), &api_, {{"index.html", "<p>", "1"}}),
+          site_(tool::Access({kToken, "127.0.0.1", 1}), &api_, &look_, {{"index.html", "<p>", "1"}}),
           server_({[this](const tool::WebRequest &request) { return site_.answer(request); },
                    [](const tool::WebRequest &request) { return tool::Api::kindOf(request.path); }}) {
         logs_.refreshAll();
+        look_.end();
         // Bodies that are sent bit by bit are sent only by a server that has a port.
         expectThat(server_.open("127.0.0.1", 0) > 0, "a port can be opened");
     }
@@ -67,6 +68,7 @@ private:
     Log log_;
     tool::ServedLogs logs_;
     tool::Api api_;
+    tool::FirstLook look_;
     tool::Site site_;
     tool::HttpServer server_;
 };

@@ -25,9 +25,10 @@ protected:
         makeLog(line("one"));
         serve();
         site_ = std::make_unique<tool::Site>(
-            tool::Access({kToken, "127.0.0.1", 8642}), api_.get(),
+            tool::Access({kToken, "127.0.0.1", 8642}), api_.get(), &look_,
             std::vector<tool::PageFile>{{"index.html", "<p>page", "abc"}, {"jorn.js", "let a;", "def"}});
         headers_ = {{"host", "127.0.0.1:8642"}, {"authorization", "Bearer " + std::string(kToken)}};
+        look_.end();
     }
 
     tool::WebAnswer get(const std::string &path, const Given &parameters = {},
@@ -73,6 +74,7 @@ protected:
     }
 
     std::multimap<std::string, std::string> headers_;
+    tool::FirstLook look_;
     std::unique_ptr<tool::Site> site_;
 };
 
@@ -198,7 +200,7 @@ TEST_F(AccessTest, Host_ListeningEverywhereAtTheUsualPort_NeedsNoPort) {
 }
 
 TEST_F(AccessTest, Host_ListeningEverywhere_IsAnyAddressButNoName) {
-    site_ = std::make_unique<tool::Site>(tool::Access({kToken, "0.0.0.0", 8642}), api_.get(),
+    site_ = std::make_unique<tool::Site>(tool::Access({kToken, "0.0.0.0", 8642}), api_.get(), &look_,
                                          std::vector<tool::PageFile>{});
     for (const auto &[host, expected] : std::vector<std::pair<std::string, int>>{{"10.0.0.1:8642", 200},
                                                                                  {"[fe80::1]:8642", 200},

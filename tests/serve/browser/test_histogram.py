@@ -34,23 +34,25 @@ class LiveHistogramTest(LivePage):
         frame = self.element("#histogram")
         return frame, round((share - 0.5) * frame.size["width"]), 0
 
-    def times(self, shown, *shares):
-        """First and last second of the bars at shares of the width."""
+    @staticmethod
+    def bar(shown, number):
+        """The first second of a bar, and at which share of the width its middle is."""
         begin, end, step = shown["since"], shown["until"] + 1, shown["step"]
-        phase = shown["buckets"][0][0] % step
-        buckets = [int((begin + share * (end - begin) - phase) // step) * step + phase for share in shares]
-        return {"since": f"@{max(buckets[0], begin)}", "until": f"@{min(buckets[-1] + step, end) - 1}"}
+        first = begin - (begin - shown["buckets"][0][0]) % step + number * step
+        return first, (first + step / 2 - begin) / (end - begin)
 
     def shown(self):
         return self.api(f"/api/histogram?buckets={self.driver.execute_script('return Math.floor(innerWidth / 5)')}")
 
     def test_drag_zooms_to_what_was_below_it_though_items_come(self):
         shown = self.shown()
-        self.pointer().move_to_element_with_offset(*self.at(0.25)).click_and_hold() \
-            .move_to_element_with_offset(*self.at(0.75)).perform()
+        since, left = self.bar(shown, 4)
+        last, right = self.bar(shown, 20)
+        self.pointer().move_to_element_with_offset(*self.at(left)).click_and_hold() \
+            .move_to_element_with_offset(*self.at(right)).perform()
         self.grow()
         self.pointer().release().perform()
-        self.wait_query(**self.times(shown, 0.25, 0.75))
+        self.wait_query(since=f"@{since}", until=f"@{last + shown['step'] - 1}")
 
     def test_items_that_came_during_a_drag_are_shown_after_it(self):
         label = self.element("#histogram").get_attribute("aria-label")

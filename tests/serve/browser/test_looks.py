@@ -264,6 +264,37 @@ class LooksTest(PageTest):
             before = self.driver.execute_script("return window.asked.slice(0, window.asked.indexOf('part'))")
             self.assertEqual(sorted(before), sorted(once))
 
+    def test_page_waits_for_its_style_but_its_first_questions_do_not(self):
+        # The style is not there before the test says so.
+        self.inject("""
+            window.asked = 0;
+            const fetched = window.fetch;
+            window.fetch = (path, ...more) => {
+              window.asked += 1;
+              return fetched(path, ...more);
+            };
+            const { get } = Object.getOwnPropertyDescriptor(HTMLLinkElement.prototype, "sheet");
+            Object.defineProperty(HTMLLinkElement.prototype, "sheet", { configurable: true, get: () => null });
+            document.addEventListener("load", (event) => {
+              const { target } = event;
+              if (target.rel === "stylesheet" && event.isTrusted) {
+                event.stopImmediatePropagation();
+                window.style = () => {
+                  Object.defineProperty(HTMLLinkElement.prototype, "sheet", { get });
+                  target.dispatchEvent(new Event("load"));
+                };
+              }
+            }, true);""")
+        for name, items in self.items.items():
+            record(str(self.scratch / name), items[:100])
+        self.server = self.serve(*[self.scratch / name for name in self.items])
+        self.driver.get(self.server.url())
+        wait_for(lambda: self.driver.execute_script("return window.style && window.asked === 4"), "questions are asked")
+        self.assertEqual(self.driver.execute_script("return document.querySelectorAll('.rows').length"), 0)
+        self.driver.execute_script("window.style()")
+        self.settle()
+        self.assertTrue(self.in_view())
+
     def test_motion_only_where_it_is_wanted(self):
         self.show()
         moving = "return [...document.querySelectorAll('*')].filter((one) => getComputedStyle(one).transitionDuration" \

@@ -29,6 +29,7 @@
 #include "options/serve_options.h"
 #include "query/near_logs.h"
 #include "serve/api.h"
+#include "serve/first_look.h"
 #include "serve/served_logs.h"
 #include "serve/site.h"
 #include "system/descriptor.h"
@@ -147,7 +148,8 @@ void watchLog(ServedLogs *logs, size_t log, const StopSignals &signals, bool isP
 /// Checks each log that has changed since its last check, now and then.
 void checkLogs(ServedLogs *logs, const StopSignals &signals) {
     constexpr milliseconds kBetweenChecks(20000);
-    constexpr milliseconds kBeforeTheFirst(300);  // For the first answers, which are waited for.
+    constexpr milliseconds kBeforeTheFirst(
+        2000);  // For a page that is opened at once: a check reads everything.
     if (waitForStop(signals, kBeforeTheFirst)) {
         return;
     }
@@ -306,6 +308,18 @@ void announce(const std::string &url, const HttpServer &server) {
     }
 }
 
+/// Lets nobody wait for logs that are not read after all.
+class LookGuard {
+public:
+    explicit LookGuard(FirstLook *look) : look_(*look) {}
+    ~LookGuard() { look_.giveUp(); }
+    LookGuard(const LookGuard &) = delete;
+    LookGuard &operator=(const LookGuard &) = delete;
+
+private:
+    FirstLook &look_;
+};
+
 int serve(const ServeOptions &options) {
     if (options.isUtc) {
         useUtc();
@@ -317,17 +331,21 @@ int serve(const ServeOptions &options) {
     ServedLogs logs(logsOf(options));
     StopSignals signals;
     Api api(&logs, {JORN_VERSION, {options.isUtc, options.namesFile}});
+    FirstLook look;
     std::unique_ptr<Site> site;
     HttpServer server({[&site](const WebRequest &request) { return site->answer(request); },
                        [](const WebRequest &request) { return Api::kindOf(request.path); }});
     const int port = openPort(&server, address);
-    site = std::make_unique<Site>(Access({token, address.host, port}), &api, pageFiles());
-    logs.refreshAll();
+    site = std::make_unique<Site>(Access({token, address.host, port}), &api, &look, pageFiles());
+    const LookGuard guard(&look);
     server.start();
     const std::string url =
         "http://" + bracketed(address.host) + ":" + std::to_string(port) + "/?token=" + token;
     announce(url, server);
     const std::unique_ptr<EntryPage> entry = options.isOpened ? openPage(url) : nullptr;
+    // While the browser starts and loads the page.
+    logs.refreshAll();
+    look.end();
     {
         const Watchers watchers(&logs, signals, options.isPolling);
         pollfd signal = {signals.descriptor(), POLLIN, 0};

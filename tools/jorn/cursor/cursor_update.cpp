@@ -42,7 +42,8 @@ public:
 private:
     /// A power cut may bring back what was in a file before it was started afresh.
     void takeBack() {
-        const int number = numbering_.replaced ? numberByContent(&files_, *numbering_.replaced) : -1;
+        const int number =
+            numbering_.replaced ? numbersByContent(&files_, {*numbering_.replaced}).front() : -1;
         if (number >= 0 && numbering_.file(number) == nullptr) {
             numbering_.files.push_back(*numbering_.replaced);
             numbering_.files.back().number = number;

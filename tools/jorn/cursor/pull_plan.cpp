@@ -147,6 +147,7 @@ private:
             std::for_each(plan_.current().files.begin(), plan_.current().files.end(),
                           [this](const KnownFile &known) { noteGone(known, &plan_.cursor, &notes_); });
             noteGapAfter(*last, plan_.files.empty() ? *oldest : *plan_.files.front());
+            plan_.current().replace(last->number);
         } else if (last != nullptr) {
             notes_.addOtherLog();
             beginEpoch();

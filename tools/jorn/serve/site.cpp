@@ -32,7 +32,13 @@ WebAnswer Site::answer(const WebRequest &request) const {
     if (std::optional<WebAnswer> refusal = access_.refusalOf(request)) {
         return std::move(*refusal);
     }
-    return request.path.compare(0, 5, "/api/") == 0 ? api_.answer(request) : fileAt(request);
+    if (request.path.compare(0, 5, "/api/") != 0) {
+        return fileAt(request);
+    }
+    if (!look_.wait()) {
+        throw RequestError(503, "the logs are still being read; try again");
+    }
+    return api_.answer(request);
 }
 
 WebAnswer Site::fileAt(const WebRequest &request) const {

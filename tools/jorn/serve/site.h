@@ -11,6 +11,7 @@
 #include "http/access.h"
 #include "http/request.h"
 #include "serve/api.h"
+#include "serve/first_look.h"
 
 namespace tool {
 
@@ -25,11 +26,12 @@ std::vector<PageFile> pageFiles();
 
 class Site {
 public:
-    /// Interface and files must outlive it.
-    Site(Access access, Api *api, std::vector<PageFile> files)
-        : access_(std::move(access)), api_(*api), files_(std::move(files)) {}
+    /// Interface, look and files must outlive it.
+    Site(Access access, Api *api, const FirstLook *look, std::vector<PageFile> files)
+        : access_(std::move(access)), api_(*api), look_(*look), files_(std::move(files)) {}
 
-    /// Safe to call from any thread.
+    /// Safe to call from any thread. Whatever is asked of the interface waits for the first look at the logs.
+    /// Throws RequestError.
     WebAnswer answer(const WebRequest &request) const;
 
 private:
@@ -37,6 +39,7 @@ private:
 
     const Access access_;
     Api &api_;
+    const FirstLook &look_;
     const std::vector<PageFile> files_;
 };
 

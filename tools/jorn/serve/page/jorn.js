@@ -524,4 +524,17 @@ class Page {
   }
 }
 
-new Page().start();
+/** Waits for the document and its style: this script waits for neither, so that it can ask for the first items. */
+async function ready() {
+  const style = document.querySelector("link[rel=stylesheet]");
+  if (document.readyState === "loading") {
+    await heard(document, "DOMContentLoaded");
+  }
+  if (!style.sheet) {
+    await Promise.race([heard(style, "load"), heard(style, "error")]);
+  }
+}
+
+const heard = (target, event) => new Promise((resolve) => { target.addEventListener(event, resolve, { once: true }); });
+
+ready().then(() => new Page().start());
