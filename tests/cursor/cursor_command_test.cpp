@@ -302,7 +302,7 @@ TEST_F(CursorCommandTest, ItemsDamagedAfterATransferThatFailed_LeaveTheirNumbers
     lines.replace(lines.find("\n") + 1, 16, 16, '#');
     write("u1/door/0.csv", lines);
     EXPECT_THAT(ship("--to b.csv").err,
-                HasSubstr("1 item was damaged after a transfer whose end is not known"));
+                HasSubstr("1 item was damaged after a transfer whose outcome is unknown"));
     EXPECT_THAT(got("b.csv"), HasSubstr("a,u1,door,E,1\n"));
     EXPECT_THAT(got("b.csv"), HasSubstr("c,u1,door,E,3\n"));
 }

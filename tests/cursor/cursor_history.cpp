@@ -164,9 +164,9 @@ private:
     /// Whether items that are not known stand before others that are: these have higher numbers already.
     bool hasUnknownBefore() const {
         const std::vector<int64_t> ids = ring_->inView();
-        const auto known =
-            std::find_if(ids.begin(), ids.end(), [this](int64_t id) { return engine_.has(id); });
-        return known != ids.begin() && known != ids.end();
+        const auto isKnown = [this](int64_t id) { return engine_.has(id); };
+        const auto unknown = std::find_if_not(ids.begin(), ids.end(), isKnown);
+        return std::any_of(unknown, ids.end(), isKnown);
     }
 
     /// Another log takes the place; the one that was there may come back.
@@ -323,7 +323,7 @@ private:
             items.push_back({{pull.epoch(), item.seq}, id});
             if (items.size() == batch) {
                 isGoingOn = send(items, pull.reached());
-                pull.settle();
+                pull.markArrived();
                 items.clear();
             }
             if (pick(0, 200) == 0) {
@@ -338,6 +338,7 @@ private:
         }
         counts_.doubtful += isInDoubt_ ? 1 : 0;
         counts_.waiting += isWaiting(pull) ? 1 : 0;
+        ring_->forgetLost();
         const bool isAllSent =
             isGoingOn && ring_->hasIndex() && !isInDoubt_ && !isWaiting(pull) && !pull.isOvertaken();
         return engine_.wrong().empty() && isAllSent ? missing(inView, filter) : engine_.wrong();
@@ -396,7 +397,7 @@ private:
     /// Whether so much is gone from a file that some items had to be left out.
     static bool isDoubtful(const tool::LogPull &pull) {
         return std::any_of(pull.notes().begin(), pull.notes().end(), [](const std::string &note) {
-            return note.find("nobody knows") != std::string::npos ||
+            return note.find("may be new or not") != std::string::npos ||
                    note.find("damaged after") != std::string::npos;
         });
     }

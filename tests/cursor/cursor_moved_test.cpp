@@ -98,10 +98,8 @@ TEST_F(CursorMovedTest, PendingItemsThatWereOverwritten_AreToldBesideTheGap) {
     write(file(1), lines(600, 20));
     EXPECT_EQ(
         ship("--to b.csv").err,
-        "jorn: note: u1/door: 40 items are gone of a transfer whose end is not known: perhaps it arrived, "
-        "perhaps not\n"
-        "jorn: note: u1/door: 20 items are gone of a transfer whose end is not known: perhaps it arrived, "
-        "perhaps not\n"
+        "jorn: note: u1/door: 40 items are gone of a transfer whose outcome is unknown: it may have arrived\n"
+        "jorn: note: u1/door: 20 items are gone of a transfer whose outcome is unknown: it may have arrived\n"
         "jorn: note: u1/door: written faster than it was read: items may be gone\n60 items\n");
 }
 

@@ -63,7 +63,7 @@ protected:
         target->begin()->finish();
         try {
             target->send();
-            target->settle();
+            target->awaitArrival();
         } catch (const tool::Failure &failure) {
             const std::string what = failure.what();
             return what.substr(terms.command.size());

@@ -30,12 +30,12 @@ public:
         return std::make_unique<Sink>(&batch_);
     }
     void send() override { record("send" + std::exchange(batch_, "")); }
-    void settle() override {
+    void awaitArrival() override {
         if (batchesThatArrive_-- == 0) {
             record("fail");
             throw tool::Failure("the batch");
         }
-        record("settle");
+        record("arrive");
     }
 
     void failAfter(int batches) { batchesThatArrive_ = batches; }
@@ -58,7 +58,8 @@ private:
 
     void record(const std::string &event) {
         std::string kept;
-        for (const tool::LogCursor &cursor : tool::readCursors(cursors_)) {
+        const tool::CursorSet cursors = tool::readCursors(cursors_);
+        for (const tool::LogCursor &cursor : cursors.all()) {
             kept = ": " + std::to_string(cursor.shipped) + " shipped, " +
                    std::to_string(cursor.current().pending()) + " pending";
         }
@@ -77,9 +78,12 @@ protected:
         append("u1/door/0.csv", dataLine(3, "d") + dataLine(4, "e"));
         terms_.logs = {{path("u1/door"), path("u1/door"), "u1", "door"}};
         terms_.open = [this](const std::string &directory) { return openQuestion(filter_, directory, 0); };
-        terms_.tell = [](const std::string &) {};
+        terms_.report = [](const std::string &) {};
         terms_.batch = 2;
     }
+
+    /// What the file says of the log.
+    tool::LogCursor kept() const { return tool::readCursors(path("c")).of("u1", "door"); }
 
     tool::FilterOptions filter_;
     tool::ShipperTerms terms_;
@@ -93,10 +97,10 @@ TEST_F(ShipperTest, NextBatch_IsReadMeanwhileAndLeavesOnceTheOneBeforeHasArrived
     EXPECT_EQ(shipper_.run().items, 5U);
     EXPECT_THAT(target_.takeEvents(),
                 ElementsAre("begin", "send 1 2: 0 shipped, 2 pending", "begin: 0 shipped, 2 pending",
-                            "settle: 0 shipped, 2 pending", "send 3 4: 2 shipped, 2 pending",
-                            "begin: 2 shipped, 2 pending", "settle: 2 shipped, 2 pending",
-                            "send 5: 4 shipped, 1 pending", "settle: 4 shipped, 1 pending"));
-    EXPECT_EQ(tool::readCursors(path("c")).front().shipped, 5U);
+                            "arrive: 0 shipped, 2 pending", "send 3 4: 2 shipped, 2 pending",
+                            "begin: 2 shipped, 2 pending", "arrive: 2 shipped, 2 pending",
+                            "send 5: 4 shipped, 1 pending", "arrive: 4 shipped, 1 pending"));
+    EXPECT_EQ(kept().shipped, 5U);
 }
 
 TEST_F(ShipperTest, BatchThatFails_IsSentAgainUnderItsNumbersAndTheOneAfterItWasNotSent) {
@@ -106,8 +110,8 @@ TEST_F(ShipperTest, BatchThatFails_IsSentAgainUnderItsNumbersAndTheOneAfterItWas
     EXPECT_EQ(shipper_.run().items, 3U);
     EXPECT_THAT(target_.takeEvents(),
                 ElementsAre("begin: 2 shipped, 2 pending", "send 3 4: 2 shipped, 2 pending",
-                            "begin: 2 shipped, 2 pending", "settle: 2 shipped, 2 pending",
-                            "send 5: 4 shipped, 1 pending", "settle: 4 shipped, 1 pending"));
+                            "begin: 2 shipped, 2 pending", "arrive: 2 shipped, 2 pending",
+                            "send 5: 4 shipped, 1 pending", "arrive: 4 shipped, 1 pending"));
 }
 
 TEST_F(ShipperTest, FailureWhileABatchIsUnderWay_CountsTheBatchThatArrives) {
@@ -119,8 +123,8 @@ TEST_F(ShipperTest, FailureWhileABatchIsUnderWay_CountsTheBatchThatArrives) {
         return openQuestion(filter_, directory, 0);
     };
     EXPECT_THROW(shipper_.run(), tool::Failure);
-    EXPECT_EQ(target_.takeEvents().back(), "settle: 2 shipped, 2 pending");
-    const tool::LogCursor kept = tool::readCursors(path("c")).front();
+    EXPECT_EQ(target_.takeEvents().back(), "arrive: 2 shipped, 2 pending");
+    const tool::LogCursor kept = this->kept();
     EXPECT_EQ(kept.shipped, 4U);
     EXPECT_EQ(kept.current().pending(), 0U);
 }

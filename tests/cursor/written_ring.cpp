@@ -211,6 +211,13 @@ bool WrittenRing::crash(int count) {
     return isClear && !isSame;
 }
 
+void WrittenRing::forgetLost() {
+    const WrittenFile &file = files_[latest_];
+    for (auto written = written_.begin(); written != written_.end();) {
+        written = hasItem(file, written->second) ? std::next(written) : written_.erase(written);
+    }
+}
+
 WrittenFile *WrittenRing::someFile(int *number) {
     auto chosen = files_.begin();
     std::advance(chosen, pick(0, static_cast<int>(files_.size()) - 1));

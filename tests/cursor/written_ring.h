@@ -38,6 +38,8 @@ public:
     /// Loses so many of the newest items, as a power cut may, and starts again. False where damage is so near
     /// that nobody can tell what was lost.
     bool crash(int count);
+    /// Items that a power cut took are gone for good: what is written again is new.
+    void forgetLost();
     /// Junk, or zeros, between two lines of some file.
     void damage();
     /// Junk in place of some items that follow each other in some file. False, as below.
@@ -109,7 +111,8 @@ private:
     std::set<int> unreadable_;
     std::map<int64_t, std::string> bytes_;
     std::set<int64_t> altered_;
-    /// By all items of the newest file up to there: what is written again after it was lost is the same item.
+    /// By all items of the newest file up to there: what is written again after it was lost is the same item,
+    /// unless somebody has seen that it was lost.
     std::map<std::string, int64_t> written_;
     std::set<int64_t> mended_;  ///< Generations of files that do not show any more what they have lost.
     size_t left_ = 0;           ///< Items in the newest file after the last power cut.

@@ -5,7 +5,8 @@
 PostgreSQL and three ClickHouse servers (one alone, two as shards) run unprivileged on the loopback interface. Rings are
 recorded live while they are shipped to each layout by the commands that docs/fleet.md shows, as they stand there. An
 engine of each kind is killed and started again meanwhile, clients are killed, and their connections are cut. At the end,
-the rows are exactly the items. Then small rings wrap while they are shipped, and the unit of the service is run.
+the rows are exactly the items. Then logs of other machines are pulled and shipped, small rings wrap while they are shipped,
+and the unit of the service is run.
 """
 import base64
 import json

@@ -188,6 +188,17 @@ TEST_F(AccessTest, Host_AnyOther_IsMisdirected) {
     EXPECT_EQ(status(), 421);
 }
 
+TEST_F(AccessTest, Host_ListeningEverywhereAtTheUsualPort_NeedsNoPort) {
+    site_ = std::make_unique<tool::Site>(tool::Access({kToken, "0.0.0.0", 80}), api_.get(), &look_,
+                                         std::vector<tool::PageFile>{});
+    for (const auto &[host, expected] : std::vector<std::pair<std::string, int>>{
+             {"10.1.2.3", 200}, {"10.1.2.3:80", 200}, {"[fe80::1]", 200}, {"evil.example", 421}, {"", 421}}) {
+        headers_.erase("host");
+        headers_.emplace("host", host);
+        EXPECT_EQ(status(), expected) << host;
+    }
+}
+
 TEST_F(AccessTest, Host_ListeningEverywhere_IsAnyAddressButNoName) {
     site_ = std::make_unique<tool::Site>(tool::Access({kToken, "0.0.0.0", 8642}), api_.get(), &look_,
                                          std::vector<tool::PageFile>{});

@@ -151,7 +151,7 @@ TEST_F(ApiTest, Command_Filter_IsOneThatAShellReadsAsItWasMeant) {
                                           {"order", "oldest"}});
     EXPECT_EQ(command["command"],
               "jorn show '--since=2 days ago' --until=now --level=error,1 --slot=5 "
-              R"('--grep=it'\''s -v' -i -v )" +
+              R"('--grep=it'\''s -v' -i -v -n all )" +
                   path("log"));
 }
 
@@ -179,6 +179,17 @@ TEST_F(ApiTest, Download_BothForms_AreTheBytesOfTheCommandLine) {
     const tool::WebAnswer csv = answer("download", {{"format", "csv"}, {"slot", "5"}});
     EXPECT_EQ(sent(csv), jorn({"show", "-o", "csv", "-s", "5", path("log")}).out);
     EXPECT_EQ(csv.type, "text/csv; charset=utf-8");
+}
+
+TEST_F(ApiTest, Download_ClientClosedItsSendingSide_GetsAllInBothForms) {
+    for (const std::string form : {"jsonl", "csv"}) {
+        std::string all;
+        EXPECT_TRUE(answer("download", {{"format", form}}).send([&](std::string_view bytes) {
+            all += bytes;
+            return !bytes.empty();  // A question whether the client is still there.
+        })) << form;
+        EXPECT_THAT(all, HasSubstr("gate shut")) << form;
+    }
 }
 
 TEST_F(ApiTest, Download_RingMovesOnMeanwhile_IsCutOff) {

@@ -281,6 +281,40 @@ TEST_F(ServeCommandTest, Start_BadArguments_SayWhatIsWrong) {
         "2 jorn: " + path("token") + ": other users can access this token; run chmod 600 on the file\n");
 }
 
+TEST_F(ServeCommandTest, Follow_ManyLogsWithLongNames_GoesOnFromThePosition) {
+    std::vector<std::string> arguments = {"serve", "--listen", "127.0.0.1:0"};
+    for (int i = 0; i < 200; ++i) {
+        const std::string name = "unit" + std::to_string(i) + "/door-controller";
+        std::filesystem::create_directories(path(name));
+        makeLog(line("one"), name);
+        arguments.push_back(name);
+    }
+    PipedTool tool(root_, arguments);
+    const std::string url = tool.nextLine();
+    const std::string position = Json::parse(get(url, "/api/items?after=0"))["position"];
+    EXPECT_GT(position.size(), 8192U);
+    append(0, line("two"), "unit7/door-controller");
+    const std::string ask = "timeout 2 curl -sN -H 'Authorization: Bearer " +
+                            url.substr(url.find("token=") + 6) + "' '" + baseOf(url) + "/api/stream";
+    const auto isSent = HasSubstr("\"text\":\"two\"");
+    EXPECT_THAT(shell(ask + "?position=" + position + "' | grep -m1 two"), isSent);
+    EXPECT_THAT(shell(ask + "' -H 'Last-Event-ID: " + position + "' | grep -m1 two"), isSent);
+    for (int i = 200; i < 300; ++i) {
+        const std::string name = "unit" + std::to_string(i) + "/door-controller";
+        std::filesystem::create_directories(path(name));
+        makeLog("", name);
+        arguments.push_back(name);
+    }
+    Setting here;
+    here.directory = root_;
+    const Outcome refused = jorn(arguments, here);
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_EQ(
+        refused.err,
+        "jorn: too many logs for one server: a position in all of them would take 17890 bytes, more than the "
+        "16384 that a request can carry\n");
+}
+
 TEST_F(ServeCommandTest, TokenFile_KeepsTheUrlAndIsNotShownElsewhere) {
     PipedTool tool(root_, {"serve", "--token-file", "token", "--listen", "127.0.0.1:0", "log"});
     const std::string url = tool.nextLine();

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <iterator>
+#include <sstream>
+
 #include "served_ring.h"
 #include "system/piped_tool.h"
 
@@ -155,6 +158,24 @@ TEST_F(ShownCommandTest, Command_ServerWithEveryOption_PrintsTheItemsOfEachFilte
 TEST_F(ShownCommandTest, Command_OneLog_PrintsTheItemsOfEachFilter) {
     compare({"--names=names file", "unit 1"}, {"", "&level=error", "&slot=motor&order=oldest", "&q=door"},
             "UTC");
+}
+
+TEST_F(ShownCommandTest, Command_OnATerminal_PrintsAllItemsToo) {
+    std::string bytes;
+    for (int i = 1; i <= 1100; ++i) {
+        bytes += line(numberedText("n", i), kTime);
+    }
+    makeLog(bytes);
+    serve();
+    Setting setting;
+    setting.variables = {{"JORN_PAGER", ""}, {"NO_COLOR", "1"}};
+    for (const std::string order : {"newest", "oldest"}) {
+        std::istringstream words(std::string(json("command", {{"order", order}})["command"]));
+        const std::vector<std::string> all{std::istream_iterator<std::string>(words), {}};
+        const Outcome run = runOnTerminal({all.begin() + 1, all.end()}, setting);
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(linesOf(run.out).size(), 1100U) << order;
+    }
 }
 
 TEST_F(ShownCommandTest, Command_BytesThatTerminalsObey_AreNotInIt) {

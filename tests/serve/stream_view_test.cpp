@@ -303,7 +303,7 @@ TEST_F(StreamViewTest, Change_SoonAfterAnother_WaitsWhileItemsAreSent) {
     }
 }
 
-TEST_F(StreamViewTest, EmptyPlace_RingCameRoundMeanwhile_IsGoneAndWhatIsInViewIsSent) {
+TEST_F(StreamViewTest, EmptyPlace_RingCameRoundMeanwhile_IsGoneAndGoesOnFromNow) {
     start(0, "");
     writeIndex("0,0");
     serve();
@@ -321,10 +321,11 @@ TEST_F(StreamViewTest, EmptyPlace_RingCameRoundMeanwhile_IsGoneAndWhatIsInViewIs
     logs_->refreshAll();
     const auto client = follow({}, position);
     EXPECT_EQ(shown(client->next()), R"(gone {"total":1})");
-    EXPECT_THAT(client->nextTexts(1), ElementsAre("b"));
+    add(line("c", kTime + 2), 1);
+    EXPECT_THAT(client->nextTexts(1), ElementsAre("c"));
 }
 
-TEST_F(StreamViewTest, EmptyPlace_OfAnEarlierStartOfTheServer_IsGoneAndWhatIsInViewIsSent) {
+TEST_F(StreamViewTest, EmptyPlace_OfAnEarlierStartOfTheServer_IsGoneAndGoesOnFromNow) {
     start(0, "");
     writeIndex("0,0");
     serve();
@@ -333,7 +334,8 @@ TEST_F(StreamViewTest, EmptyPlace_OfAnEarlierStartOfTheServer_IsGoneAndWhatIsInV
     serve();
     const auto client = follow({}, position);
     EXPECT_EQ(shown(client->next()), R"(gone {"total":1})");
-    EXPECT_THAT(client->nextTexts(1), ElementsAre("a"));
+    add(line("b", kTime + 1));
+    EXPECT_THAT(client->nextTexts(1), ElementsAre("b"));
 }
 
 TEST_F(StreamViewTest, Gone_OfOneLog_WhatTheOtherHasNotSentIsSent) {

@@ -418,7 +418,7 @@ int ship(const ExportOptions &options, ExportForm form) {
     terms.open = [&options](const std::string &directory) {
         return openQuestion(options.filter, directory, time(nullptr));
     };
-    terms.tell = [](const std::string &text) { printMessage("note: " + text); };
+    terms.report = [](const std::string &text) { printMessage("note: " + text); };
     FormTerms formTerms = formTermsOf(options, form);
     // Every item of a log with a cursor bears a number.
     const std::string device = terms.logs.empty() ? "" : terms.logs.front().device;

@@ -86,9 +86,20 @@ int openPort(HttpServer *server, const Address &address) {
     throw errno != 0 ? systemFailure(name, errno) : Failure(name + ": cannot listen there");
 }
 
+/// Following a log goes on from a position, which has to fit in a request.
+void requirePositions(const std::vector<std::string> &names) {
+    const size_t bytes = StreamPosition::mostBytesFor(names);
+    if (bytes > StreamPosition::kMostBytes) {
+        refuse("too many logs for one server: a position in all of them would take " + std::to_string(bytes) +
+               " bytes, more than the " + std::to_string(StreamPosition::kMostBytes) +
+               " that a request can carry");
+    }
+}
+
 std::vector<ServedLog> logsOf(const ServeOptions &options) {
     refuseSameDirectory(options.directories);
     const std::vector<std::string> names = distinctLogNames(options.directories);
+    requirePositions(names);
     std::vector<ServedLog> logs;
     for (size_t i = 0; i < names.size(); ++i) {
         const StoreDirectory directory = StoreDirectory::openForReading(options.directories[i]);

@@ -7,68 +7,129 @@
 namespace tool {
 namespace {
 
-/// A known file where it is now. What a damaged one holds nobody knows exactly: then it may not be the
-/// newest.
-struct Place {
-    int number = -1;
-    std::optional<FileMatch> match;
-};
+/// Puts known files next to those that are there.
+class ContentSearch {
+public:
+    ContentSearch(LogFiles *files, const std::vector<KnownFile> &known)
+        : files_(*files), known_(known), numbers_(known.size(), -1), matches_(known.size()) {}
 
-/// What a data file holds of a known one, if that is beyond chance.
-std::optional<FileMatch> certainMatch(const KnownFile &known, const ItemTable &table) {
-    const auto match = matchFile(known, table);
-    return match && (match->isWhole || match->found >= kProof) ? match : std::nullopt;
-}
-
-bool isDamaged(const KnownFile &known, const ItemTable &table) {
-    return known.sum.items >= kProof && likenessOf(known, table) == Likeness::Same;
-}
-
-/// The only data file that is the known one.
-std::optional<Place> placeOf(LogFiles *files, const KnownFile &known) {
-    std::optional<Place> place;
-    if (known.sum.items == 0 || !isOfClock(known.time)) {
-        return place;
-    }
-    for (const RingFile *const file : files->all()) {
-        const auto match = certainMatch(known, files->table(*file));
-        if (match || isDamaged(known, files->table(*file))) {
-            if (place) {
-                return std::nullopt;
+    void run() {
+        for (size_t i = 0; i < known_.size(); ++i) {
+            placeCertain(i);
+        }
+        for (size_t i = 0; i < known_.size(); ++i) {
+            if (numbers_[i] < 0 && hasClock(known_[i])) {
+                placeLike(i);
             }
-            place = Place{file->number, match};
+        }
+        for (size_t i = 0; i < known_.size(); ++i) {
+            if (numbers_[i] < 0 && files_.isUnreadable(known_[i].number)) {
+                place(i, known_[i].number);
+            }
         }
     }
-    return place;
-}
+
+    const std::vector<int> &numbers() const { return numbers_; }
+
+    /// What a file holds of the known one; nothing where only its likeness shows which one it is.
+    const std::optional<FileMatch> &match(size_t i) const { return matches_[i]; }
+
+    /// Whether the same items are there twice, and so show nothing.
+    bool isAmbiguous() const { return isAmbiguous_; }
+
+private:
+    static bool hasClock(const KnownFile &known) { return known.sum.items > 0 && isOfClock(known.time); }
+
+    /// What a data file holds of a known one, if that is beyond chance.
+    static std::optional<FileMatch> certainMatch(const KnownFile &known, const ItemTable &table) {
+        const auto match = matchFile(known, table);
+        return match && (match->isWhole || match->found >= kFewest) ? match : std::nullopt;
+    }
+
+    void placeCertain(size_t i) {
+        std::optional<FileMatch> found;
+        int number = -1;
+        for (const RingFile *const file : files_.all()) {
+            const auto match = hasClock(known_[i]) ? certainMatch(known_[i], files_.table(*file)) : found;
+            if (match && number >= 0) {
+                return;
+            }
+            if (match) {
+                found = match;
+                number = file->number;
+            }
+        }
+        isAmbiguous_ = isAmbiguous_ || (number >= 0 && !isFree(number));
+        place(i, number);
+        matches_[i] = found;
+    }
+
+    /// A closed file of which much is gone: in its own place, or in the only one where it may be.
+    void placeLike(size_t i) {
+        int number = -1;
+        int found = 0;
+        for (const RingFile *const file : files_.all()) {
+            if (!isFree(file->number) || !isLike(known_[i], files_.table(*file))) {
+                continue;
+            }
+            if (file->number == known_[i].number) {
+                return place(i, file->number);
+            }
+            number = file->number;
+            ++found;
+        }
+        if (found == 1) {
+            place(i, number);
+        }
+    }
+
+    static bool isLike(const KnownFile &known, const ItemTable &table) {
+        return !table.hashes.empty() && likenessOf(known, table) != Likeness::Other;
+    }
+
+    bool isFree(int number) const { return std::count(numbers_.begin(), numbers_.end(), number) == 0; }
+
+    void place(size_t i, int number) {
+        if (isFree(number)) {
+            numbers_[i] = number;
+        }
+    }
+
+    LogFiles &files_;
+    const std::vector<KnownFile> &known_;
+    std::vector<int> numbers_;
+    std::vector<std::optional<FileMatch>> matches_;
+    bool isAmbiguous_ = false;
+};
 
 }  // namespace
 
-int numberByContent(LogFiles *files, const KnownFile &known) {
-    const auto place = placeOf(files, known);
-    return place ? place->number : -1;
+std::vector<int> numbersByContent(LogFiles *files, const std::vector<KnownFile> &known) {
+    ContentSearch search(files, known);
+    search.run();
+    return search.numbers();
 }
 
 std::optional<Recognition> recogniseByContent(LogFiles *files, const Numbering &numbering) {
+    ContentSearch search(files, numbering.files);
+    search.run();
     Recognition found;
-    for (const KnownFile &known : numbering.files) {
-        const auto place = placeOf(files, known);
-        const int unread = files->isUnreadable(known.number) ? known.number : -1;
-        const int number = place ? place->number : unread;
-        if (number >= 0 && std::count(found.numbers.begin(), found.numbers.end(), number) > 0) {
-            return std::nullopt;  // The same items twice show nothing.
-        }
-        found.numbers.push_back(number);
-        if (!place || !place->match) {
+    found.numbers = search.numbers();
+    for (size_t i = 0; i < found.numbers.size(); ++i) {
+        const std::optional<FileMatch> &match = search.match(i);
+        if (!match) {
             continue;
         }
-        found.weight += place->match->found;
-        if (known.isNumbered() && (found.number < 0 || files->age(number) < files->age(found.number))) {
+        const int number = found.numbers[i];
+        found.weight += match->found;
+        if (numbering.files[i].isNumbered() &&
+            (found.number < 0 || files->age(number) < files->age(found.number))) {
             found.number = number;
-            found.match = *place->match;
+            found.match = *match;
         }
     }
-    return found.weight >= kFewest && found.number >= 0 ? std::optional(found) : std::nullopt;
+    const bool isEnough = found.weight >= kFewest && found.number >= 0 && !search.isAmbiguous();
+    return isEnough ? std::optional(found) : std::nullopt;
 }
 
 }  // namespace tool

@@ -5,6 +5,7 @@
 #define JORN_TOOLS_CONTENT_SEARCH_H
 
 #include <optional>
+#include <vector>
 
 #include "cursor/log_files.h"
 #include "cursor/numbering.h"
@@ -12,8 +13,8 @@
 
 namespace tool {
 
-/// The number of the only data file that certainly is the known one; -1 if there is none.
-int numberByContent(LogFiles *files, const KnownFile &known);
+/// The numbers of the data files that are the known ones, in their order; -1 for one that is not found.
+std::vector<int> numbersByContent(LogFiles *files, const std::vector<KnownFile> &known);
 
 /// The newest known file that is found counts as the newest one: that need not be the one that was. Only
 /// files with the times of a clock are searched for, since on a device without one any file may begin with

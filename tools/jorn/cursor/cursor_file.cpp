@@ -44,7 +44,33 @@ std::string textOf(int file, const std::string &path) {
 
 }  // namespace
 
-std::vector<LogCursor> readCursors(const std::string &path) {
+CursorSet::CursorSet(const std::vector<LogCursor> &cursors) {
+    for (const LogCursor &cursor : cursors) {
+        keep(cursor);
+    }
+}
+
+LogCursor CursorSet::of(const std::string &device, const std::string &log) const {
+    const auto found = places_.find({device, log});
+    if (found != places_.end()) {
+        return cursors_[found->second];
+    }
+    LogCursor cursor;
+    cursor.device = device;
+    cursor.log = log;
+    return cursor;
+}
+
+void CursorSet::keep(const LogCursor &cursor) {
+    const auto [place, isNew] = places_.emplace(std::pair(cursor.device, cursor.log), cursors_.size());
+    if (isNew) {
+        cursors_.push_back(cursor);
+    } else {
+        cursors_[place->second] = cursor;
+    }
+}
+
+CursorSet readCursors(const std::string &path) {
     const Descriptor file = openForReading(AT_FDCWD, path);
     if (!file.isOpen() && errno == ENOENT) {
         return {};
@@ -52,15 +78,7 @@ std::vector<LogCursor> readCursors(const std::string &path) {
     if (!file.isOpen()) {
         throw systemFailure(path, errno);
     }
-    return parseCursors(textOf(file.get(), path), path);
-}
-
-CursorPlaces placesOf(const std::vector<LogCursor> &cursors) {
-    CursorPlaces places;
-    for (size_t place = 0; place < cursors.size(); ++place) {
-        places.emplace(std::pair(cursors[place].device, cursors[place].log), place);
-    }
-    return places;
+    return CursorSet(parseCursors(textOf(file.get(), path), path));
 }
 
 CursorFile::CursorFile(const std::string &path) : path_(path) {
@@ -94,8 +112,7 @@ void CursorFile::open() {
             }
             refuseLink();
         } else if (lockNamed()) {
-            cursors_ = parseCursors(textOf(locked_.get(), path_), path_);
-            places_ = placesOf(cursors_);
+            cursors_ = CursorSet(parseCursors(textOf(locked_.get(), path_), path_));
             return;
         }
     }
@@ -131,25 +148,9 @@ bool CursorFile::isHeld() const {
            isSameFile(markOf(named), held);
 }
 
-LogCursor CursorFile::cursorOf(const std::string &device, const std::string &log) const {
-    const auto found = places_.find({device, log});
-    if (found != places_.end()) {
-        return cursors_[found->second];
-    }
-    LogCursor cursor;
-    cursor.device = device;
-    cursor.log = log;
-    return cursor;
-}
-
 void CursorFile::keep(const LogCursor &cursor) {
     isChanged_ = true;
-    const auto [place, isNew] = places_.emplace(std::pair(cursor.device, cursor.log), cursors_.size());
-    if (isNew) {
-        cursors_.push_back(cursor);
-    } else {
-        cursors_[place->second] = cursor;
-    }
+    cursors_.keep(cursor);
 }
 
 void CursorFile::write() {
@@ -158,7 +159,7 @@ void CursorFile::write() {
     }
     auto fresh = std::make_unique<TemporaryFile>(directory_.get(), path_);
     giveAccess(fresh->descriptor(), accessFor(directory_.get(), name_, path_), path_);
-    writeWhole(fresh->descriptor(), cursorText(cursors_), path_);
+    writeWhole(fresh->descriptor(), cursorText(cursors_.all()), path_);
     fresh->sync();
     lock(fresh->descriptor());
     fresh->replace(name_);

@@ -16,12 +16,29 @@
 
 namespace tool {
 
-/// The cursors in a file, for callers that only read; none if there is no file. Throws Failure.
-std::vector<LogCursor> readCursors(const std::string &path);
+/// The cursors of logs, one for each device and log.
+class CursorSet {
+public:
+    CursorSet() = default;
+    explicit CursorSet(const std::vector<LogCursor> &cursors);
 
-/// Where the cursor of each device and log is in a list.
-using CursorPlaces = std::map<std::pair<std::string, std::string>, size_t>;
-CursorPlaces placesOf(const std::vector<LogCursor> &cursors);
+    /// What is kept of a log; it has no epochs when that is nothing.
+    LogCursor of(const std::string &device, const std::string &log) const;
+
+    /// Replaces what is kept of its log.
+    void keep(const LogCursor &cursor);
+
+    /// In the order in which they were kept first.
+    const std::vector<LogCursor> &all() const & { return cursors_; }
+    const std::vector<LogCursor> &all() const && = delete;  // They are gone with the set.
+
+private:
+    std::vector<LogCursor> cursors_;
+    std::map<std::pair<std::string, std::string>, size_t> places_;  ///< Of the cursors, by device and log.
+};
+
+/// The cursors in a file, for callers that only read; none if there is no file. Throws Failure.
+CursorSet readCursors(const std::string &path);
 
 class CursorFile {
 public:
@@ -29,7 +46,9 @@ public:
     explicit CursorFile(const std::string &path);
 
     /// What is kept of a log; it has no epochs when that is nothing.
-    LogCursor cursorOf(const std::string &device, const std::string &log) const;
+    LogCursor cursorOf(const std::string &device, const std::string &log) const {
+        return cursors_.of(device, log);
+    }
 
     /// Replaces what is kept of its log. It is on the medium only after write().
     void keep(const LogCursor &cursor);
@@ -56,8 +75,7 @@ private:
     Descriptor directory_;
     Descriptor locked_;                    ///< The file as it was found,
     std::unique_ptr<TemporaryFile> file_;  ///< or as it was last written: whoever locks that has the file.
-    std::vector<LogCursor> cursors_;
-    CursorPlaces places_;  ///< Of the cursors.
+    CursorSet cursors_;
     bool isChanged_ = false;
 };
 

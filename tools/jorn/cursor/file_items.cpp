@@ -88,4 +88,12 @@ ItemTable tableOf(const RingFile &file) {
     return table;
 }
 
+FileTrack trackOf(const ItemTable &table, uint64_t items) {
+    FileTrack track;
+    for (size_t i = 0; i < items; ++i) {
+        track.take(table.hashes[i], table.times[i]);
+    }
+    return track;
+}
+
 }  // namespace tool

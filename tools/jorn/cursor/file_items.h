@@ -10,6 +10,7 @@
 #include <optional>
 #include <vector>
 
+#include "cursor/known_file.h"
 #include "log/damage.h"
 #include "log/ring_view.h"
 #include "log/stored_line.h"
@@ -43,6 +44,9 @@ struct ItemTable {
     }
 };
 ItemTable tableOf(const RingFile &file);
+
+/// What is to be known of the first items of a file.
+FileTrack trackOf(const ItemTable &table, uint64_t items);
 
 }  // namespace tool
 

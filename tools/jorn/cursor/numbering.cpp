@@ -46,6 +46,10 @@ KnownFile *Numbering::file(int number) {
     if (!files.empty() && files.back().number == number) {
         return &files.back();  // Nearly always.
     }
+    return const_cast<KnownFile *>(std::as_const(*this).file(number));
+}
+
+const KnownFile *Numbering::file(int number) const {
     const auto found = std::find_if(files.begin(), files.end(),
                                     [number](const KnownFile &known) { return known.number == number; });
     return found == files.end() ? nullptr : &*found;

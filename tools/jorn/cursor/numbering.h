@@ -27,6 +27,7 @@ struct Numbering {
 
     /// The file with a number; null if it is not known.
     KnownFile *file(int number);
+    const KnownFile *file(int number) const;
     /// The same; a new one if it is not known.
     KnownFile *fileOrNew(int number);
     /// The newest file of which items have numbers; null if there is none.

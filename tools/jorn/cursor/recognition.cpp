@@ -2,7 +2,6 @@
 #include "cursor/recognition.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -120,9 +119,7 @@ private:
         if (isAsBefore) {
             return byDistance;
         }
-        std::vector<int> numbers;
-        std::transform(known.begin(), known.end(), std::back_inserter(numbers),
-                       [this](const KnownFile &file) { return numberByContent(&files_, file); });
+        std::vector<int> numbers = numbersByContent(&files_, known);
         for (size_t i = 0; i < numbers.size(); ++i) {
             const bool isFree = std::count(numbers.begin(), numbers.end(), byDistance[i]) == 0;
             numbers[i] = numbers[i] < 0 && isFree ? byDistance[i] : numbers[i];

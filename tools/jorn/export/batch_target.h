@@ -28,16 +28,16 @@ public:
 
     /// Waits until the batch that is under way has arrived. Throws Failure when it has not, or when that is
     /// not known. In that case too, none is under way any more.
-    virtual void settle() = 0;
+    virtual void awaitArrival() = 0;
 };
 
 /// A separate file, which does not exist yet and gets its name when everything is in it. There is one batch.
 std::unique_ptr<BatchTarget> makeFileTarget(const FormTerms &terms, const std::string &path);
 
 struct CommandTerms {
-    std::string command;                            ///< For the shell.
-    int retries = 0;                                ///< After the first failure,
-    std::function<void(const std::string &)> tell;  ///< which is reported by this.
+    std::string command;                              ///< For the shell.
+    int retries = 0;                                  ///< After the first failure,
+    std::function<void(const std::string &)> report;  ///< which is reported by this.
     CommandLimits limits{};
 };
 

@@ -49,9 +49,9 @@ public:
         start();
     }
 
-    void settle() override {
+    void awaitArrival() override {
         try {
-            awaitArrival();
+            awaitSuccess();
         } catch (const Failure &) {
             running_.reset();
             throw;
@@ -59,7 +59,7 @@ public:
     }
 
 private:
-    void awaitArrival() {
+    void awaitSuccess() {
         CommandLimits::Time pause = kFirstPause;
         for (int failures = 0;; ++failures) {
             const std::string failure = awaitEnd();
@@ -83,14 +83,14 @@ private:
             return false;
         }
         if (failure != known_) {
-            command_.tell(failure + "; retrying with the same items in " + secondsText(pause));
+            command_.report(failure + "; retrying with the same items in " + secondsText(pause));
         }
         return !signals_.waitFor(pause);
     }
 
     void start() { running_.emplace(command_.command, reopened().get()); }
 
-    /// Why the batch has not arrived; empty when it has. A command that was told to end may have stored a
+    /// Why the batch has not arrived; empty when it has. A command that was asked to end may have stored a
     /// part of it, whatever its exit code is.
     std::string awaitEnd() {
         switch (running_->wait(signals_, command_.limits)) {

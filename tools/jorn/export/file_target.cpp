@@ -25,7 +25,7 @@ public:
 
     void send() override {}
 
-    void settle() override {
+    void awaitArrival() override {
         if (!file_.commit()) {
             throw Failure(
                 file_.path() +

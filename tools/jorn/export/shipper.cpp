@@ -23,18 +23,18 @@ uint64_t freshEpoch() {
 
 ShippingRound Shipper::run() {
     round_ = {};
-    dropBatch();
+    batch_ = {};
     try {
         shipLogs();
     } catch (...) {
         if (underWay_) {
             // What left before the failure may well arrive.
-            settle();
+            awaitArrival();
             cursors_.write();
         }
         throw;
     }
-    settle();
+    awaitArrival();
     if (cursors_.isChanged()) {
         cursors_.write();
     }
@@ -50,12 +50,12 @@ void Shipper::shipLogs() {
 
 /// A log that cannot be read keeps no other one from being shipped.
 void Shipper::shipLog(const ShippedLog &log) {
-    isLogBegun_ = false;
+    batch_.isLogBegun = false;
     try {
         shipAll(log);
         problems_.erase(log.place);
     } catch (const LogProblem &problem) {
-        tellProblem(log, problem);
+        reportProblem(log, problem);
     }
 }
 
@@ -85,7 +85,7 @@ bool Shipper::goOnAfterPart() {
     if (!terms_.batch || !send()) {
         return false;
     }
-    settle();
+    awaitArrival();
     return true;
 }
 
@@ -94,7 +94,7 @@ bool Shipper::isUnchanged(const ShippedLog &log, const LogCursor &kept) const {
         return !kept.stamp.empty() && kept.directory == log.place &&
                isStamped(StoreDirectory::openForReading(log.directory), kept.stamp);
     } catch (const Failure &) {
-        return false;  // Told when it is read.
+        return false;  // Reported when it is read.
     }
 }
 
@@ -112,7 +112,7 @@ Shipper::PullEnd Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept)
     if (pull.hasMoved() || (kept.hasBegun() && pull.reached().stamp != kept.stamp)) {
         add(pull, log);
     }
-    tellAbout(*pulled);
+    reportNotes(*pulled);
     if (!pull.isOvertaken()) {
         return PullEnd::Whole;
     }
@@ -121,73 +121,63 @@ Shipper::PullEnd Shipper::shipOnce(const ShippedLog &log, const LogCursor &kept)
 
 /// False when a signal has kept the batch from being sent.
 bool Shipper::take(PulledLog *pulled, const ShippedLog &log, const Item &item) {
-    if (!sink_) {
-        sink_ = target_.begin();
-        isLogBegun_ = false;
+    if (!batch_.sink) {
+        batch_.sink = target_.begin();
     }
-    if (!std::exchange(isLogBegun_, true)) {
-        names_.push_back(pulled->question.shownNames());
-        sink_->beginLog({log.log, &names_.back(), {log.device, log.log, pulled->pull.epoch()}});
+    if (!std::exchange(batch_.isLogBegun, true)) {
+        batch_.names.push_back(pulled->question.shownNames());
+        batch_.sink->beginLog({log.log, &batch_.names.back(), {log.device, log.log, pulled->pull.epoch()}});
     }
-    sink_->take(item);
-    if (++items_ < terms_.batch.value_or(UINT64_MAX)) {
+    batch_.sink->take(item);
+    if (++batch_.items < terms_.batch.value_or(UINT64_MAX)) {
         return true;
     }
     add(pulled->pull, log);
     const bool isSent = send();
     // The next batch is read as if this one had arrived, and dropped if it has not.
-    pulled->pull.settle();
+    pulled->pull.markArrived();
     return isSent;
 }
 
 /// The batch reaches as far as the pull has got.
 void Shipper::add(const LogPull &pull, const ShippedLog &log) {
-    reached_.push_back({pull.reached(), pull.hasMoved()});
-    reached_.back().cursor.directory = log.place;
+    batch_.reached.push_back({pull.reached(), pull.hasMoved()});
+    batch_.reached.back().cursor.directory = log.place;
 }
 
 /// False when a signal has come: the one under way is the last.
 bool Shipper::send() {
-    settle();
+    awaitArrival();
+    Batch batch = std::exchange(batch_, {});
     if (signals_.hasCome()) {
-        dropBatch();
         return false;
     }
-    if (!sink_) {
-        keepArrived(&reached_);
-        reached_.clear();
+    if (!batch.sink) {
+        keepArrived(&batch.reached);
         return true;
     }
-    sink_->finish();
-    for (const auto &[cursor, hasMoved] : reached_) {
+    batch.sink->finish();
+    for (const auto &[cursor, hasMoved] : batch.reached) {
         if (hasMoved) {
             cursors_.keep(attempted(cursors_.cursorOf(cursor.device, cursor.log), cursor));
         }
     }
     cursors_.write();
     target_.send();
-    underWay_ = Sent{items_, std::move(reached_)};
-    dropBatch();
+    underWay_ = Sent{batch.items, std::move(batch.reached)};
     return true;
 }
 
 /// Waits for the batch that is under way, if there is one.
-void Shipper::settle() {
+void Shipper::awaitArrival() {
     if (std::optional<Sent> sent = std::exchange(underWay_, std::nullopt)) {
-        target_.settle();
+        target_.awaitArrival();
         round_.items += sent->items;
         keepArrived(&sent->reached);
     }
 }
 
-void Shipper::dropBatch() {
-    sink_.reset();
-    names_.clear();
-    items_ = 0;
-    reached_.clear();
-}
-
-void Shipper::keepArrived(std::vector<Reached> *reached) {
+void Shipper::keepArrived(std::vector<LogProgress> *reached) {
     const int64_t now = time(nullptr);
     for (auto &[cursor, hasMoved] : *reached) {
         const LogCursor kept = cursors_.cursorOf(cursor.device, cursor.log);
@@ -196,34 +186,34 @@ void Shipper::keepArrived(std::vector<Reached> *reached) {
     }
 }
 
-void Shipper::tellAbout(const PulledLog &pulled) {
+void Shipper::reportNotes(const PulledLog &pulled) {
     const LogPull &pull = pulled.pull;
     for (const std::vector<std::string> &texts :
          {pulled.question.notes, pull.notes(), pull.damage().texts()}) {
         for (const std::string &text : texts) {
-            tellOnce(text);
+            reportOnce(text);
         }
     }
     round_.hasDamage = round_.hasDamage || !pull.damage().isEmpty();
 }
 
 /// Again, when it was readable meanwhile or the reason is another.
-void Shipper::tellProblem(const ShippedLog &log, const LogProblem &problem) {
+void Shipper::reportProblem(const ShippedLog &log, const LogProblem &problem) {
     round_.add(problem);
     const std::string text = problem.what();
     if (std::exchange(problems_[log.place], text) != text) {
-        terms_.tell(text);
+        terms_.report(text);
     }
 }
 
-/// Rounds follow each other for days; what is the same in each of them is told at the first.
-void Shipper::tellOnce(const std::string &text) {
+/// Rounds follow each other for days; what is the same in each of them is reported in the first.
+void Shipper::reportOnce(const std::string &text) {
     constexpr size_t kMost = 10000;
-    if (told_.size() == kMost) {
-        told_.clear();
+    if (reported_.size() == kMost) {
+        reported_.clear();
     }
-    if (told_.insert(text).second) {
-        terms_.tell(text);
+    if (reported_.insert(text).second) {
+        terms_.report(text);
     }
 }
 

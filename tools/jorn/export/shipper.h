@@ -27,7 +27,7 @@ namespace tool {
 struct ShipperTerms {
     std::vector<ShippedLog> logs;
     LogOpener open;
-    std::function<void(const std::string &)> tell;  ///< Reports what is worth knowing.
+    std::function<void(const std::string &)> report;  ///< Gets what is worth knowing.
     std::optional<uint64_t> batch;  ///< Most items in a batch; if not set, there is one batch.
 };
 
@@ -52,13 +52,23 @@ public:
     ShippingRound run();
 
 private:
-    struct Reached {
+    /// How far a batch takes a log.
+    struct LogProgress {
         LogCursor cursor;
         bool hasMoved = false;
     };
+    /// The batch that is being read.
+    struct Batch {
+        std::list<Names> names;            ///< Of its logs, for the sink.
+        std::unique_ptr<ExportSink> sink;  ///< Null before its first item.
+        bool isLogBegun = false;           ///< It has items of the log that is being read.
+        uint64_t items = 0;
+        std::vector<LogProgress> reached;
+    };
+    /// The one that was sent last.
     struct Sent {
         uint64_t items = 0;
-        std::vector<Reached> reached;
+        std::vector<LogProgress> reached;
     };
 
     /// A writer may come round before anything is read, or after a part.
@@ -73,12 +83,11 @@ private:
     void add(const LogPull &pull, const ShippedLog &log);
     void shipLogs();
     bool send();
-    void settle();
-    void dropBatch();
-    void keepArrived(std::vector<Reached> *reached);
-    void tellAbout(const PulledLog &pulled);
-    void tellOnce(const std::string &text);
-    void tellProblem(const ShippedLog &log, const LogProblem &problem);
+    void awaitArrival();
+    void keepArrived(std::vector<LogProgress> *reached);
+    void reportNotes(const PulledLog &pulled);
+    void reportOnce(const std::string &text);
+    void reportProblem(const ShippedLog &log, const LogProblem &problem);
     bool isUnchanged(const ShippedLog &log, const LogCursor &kept) const;
 
     const ShipperTerms &terms_;
@@ -86,14 +95,10 @@ private:
     BatchTarget &target_;
     const StopSignals &signals_;
     ShippingRound round_;
-    std::unique_ptr<ExportSink> sink_;  ///< Of the batch; null before its first item.
-    bool isLogBegun_ = false;           ///< In this batch.
-    uint64_t items_ = 0;                ///< Of the batch.
-    std::vector<Reached> reached_;      ///< How far it takes its logs.
-    std::optional<Sent> underWay_;      ///< The batch that was sent last, until its outcome is known.
-    uint64_t looks_ = 0;                ///< For signals.
-    std::list<Names> names_;            ///< Of its logs.
-    std::set<std::string> told_;
+    Batch batch_;
+    std::optional<Sent> underWay_;  ///< Until its outcome is known.
+    uint64_t looks_ = 0;            ///< For signals.
+    std::set<std::string> reported_;
     std::map<std::string, std::string> problems_;  ///< Of logs that cannot be read, by place.
 };
 

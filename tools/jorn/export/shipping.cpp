@@ -31,39 +31,38 @@ int exitCodeOf(const ShippingRound &round) {
 
 /// One look at each log that was named, or at all that have cursors.
 std::vector<LogReport> reportsOn(const ShippingOptions &options, const ShipperTerms &terms) {
-    const std::vector<LogCursor> cursors = readCursors(options.cursorFile);
-    const CursorPlaces places = placesOf(cursors);
+    const CursorSet cursors = readCursors(options.cursorFile);
     std::vector<ShippedLog> logs = terms.logs;
     if (logs.empty()) {
-        std::transform(cursors.begin(), cursors.end(), std::back_inserter(logs), [](const LogCursor &cursor) {
-            return ShippedLog{cursor.directory, cursor.directory, cursor.device, cursor.log};
-        });
+        std::transform(cursors.all().begin(), cursors.all().end(), std::back_inserter(logs),
+                       [](const LogCursor &cursor) {
+                           return ShippedLog{cursor.directory, cursor.directory, cursor.device, cursor.log};
+                       });
     }
     std::vector<LogReport> reports;
     for (const ShippedLog &log : logs) {
-        LogCursor kept;
-        kept.device = log.device;
-        kept.log = log.log;
-        kept.directory = log.place;
-        const auto found = places.find({log.device, log.log});
-        reports.push_back(reportOn(log, found == places.end() ? kept : cursors[found->second], terms.open));
+        LogCursor kept = cursors.of(log.device, log.log);
+        if (!kept.hasBegun()) {
+            kept.directory = log.place;
+        }
+        reports.push_back(reportOn(log, kept, terms.open));
     }
     return reports;
 }
 
-int report(const ShippingOptions &options, const ShipperTerms &terms) {
+int printReport(const ShippingOptions &options, const ShipperTerms &terms) {
     std::error_code ignored;
     if (options.isStatus && !std::filesystem::exists(options.cursorFile, ignored)) {
-        terms.tell(options.cursorFile + ": does not exist yet: nothing has been sent");
+        terms.report(options.cursorFile + ": does not exist yet: nothing has been sent");
     }
     const std::vector<LogReport> reports = reportsOn(options, terms);
     ShippingRound round;
     for (const LogReport &log : reports) {
         for (const std::string &note : log.notes) {
-            terms.tell(note);
+            terms.report(note);
         }
         if (log.problem) {
-            terms.tell(log.problem->what());
+            terms.report(log.problem->what());
             round.add(*log.problem);
         }
         round.items += log.behind;
@@ -80,7 +79,7 @@ int report(const ShippingOptions &options, const ShipperTerms &terms) {
     return exitCodeOf(round);
 }
 
-void tellItems(const ShippingOptions &options, uint64_t items) {
+void printItems(const ShippingOptions &options, uint64_t items) {
     if (!options.isQuiet) {
         std::cerr << counted(items, "item", "items") << '\n';
     }
@@ -91,7 +90,7 @@ int shipOnce(const ShippingOptions &options, Shipper *shipper, const StopSignals
     if (signals.hasCome()) {
         throw Failure("interrupted; " + counted(round.items, "item has", "items have") + " been sent");
     }
-    tellItems(options, round.items);
+    printItems(options, round.items);
     return exitCodeOf(round);
 }
 
@@ -100,27 +99,27 @@ int shipEvery(const ShippingOptions &options, std::chrono::milliseconds interval
               const ShipperTerms &terms, const CursorFile &cursors, const StopSignals &signals) {
     uint64_t items = 0;
     int exitCode = kExitDone;
-    std::string told;
+    std::string reported;
     while (!signals.hasCome()) {
         try {
             const ShippingRound round = shipper->run();
             items += round.items;
             exitCode = exitCodeOf(round);
-            told.clear();
+            reported.clear();
         } catch (const Failure &failure) {
             // A cursor file that somebody took away does not come back to this process.
             if (failure.exitCode() == kExitUsage || !cursors.isHeld()) {
                 throw;
             }
-            if (told != failure.what()) {
-                told = failure.what();
-                terms.tell(told);
+            if (reported != failure.what()) {
+                reported = failure.what();
+                terms.report(reported);
             }
             exitCode = kExitInputOutput;
         }
         signals.waitFor(interval);
     }
-    tellItems(options, items);
+    printItems(options, items);
     return exitCode;
 }
 
@@ -128,7 +127,7 @@ int shipEvery(const ShippingOptions &options, std::chrono::milliseconds interval
 
 int runShipping(const ShippingOptions &options, ShipperTerms terms, const FormTerms &form) {
     if (options.isStatus || options.isDry) {
-        return report(options, terms);
+        return printReport(options, terms);
     }
     const StopSignals signals;
     if (!options.file.empty()) {
@@ -140,16 +139,13 @@ int runShipping(const ShippingOptions &options, ShipperTerms terms, const FormTe
     }
     CursorFile cursors(options.cursorFile);
     terms.batch = static_cast<uint64_t>(options.batch.value_or(kDefaultBatch));
-    CommandTerms command{options.command, options.retries.value_or(kDefaultRetries), terms.tell};
-    if (const std::optional<int> timeout = parseInterval(options.timeout)) {
-        command.limits.timeout = CommandLimits::Time(*timeout);
-    }
+    CommandTerms command{options.command, options.retries.value_or(kDefaultRetries), terms.report};
+    command.limits.timeout = parseInterval(options.timeout);
     const auto target = makeCommandTarget(form, std::move(command), signals);
     Shipper shipper(terms, &cursors, target.get(), signals);
-    const std::optional<int> interval = parseInterval(options.every);
-    return interval
-               ? shipEvery(options, std::chrono::milliseconds(*interval), &shipper, terms, cursors, signals)
-               : shipOnce(options, &shipper, signals);
+    const std::optional<std::chrono::milliseconds> interval = parseInterval(options.every);
+    return interval ? shipEvery(options, *interval, &shipper, terms, cursors, signals)
+                    : shipOnce(options, &shipper, signals);
 }
 
 }  // namespace tool

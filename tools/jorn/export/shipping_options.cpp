@@ -9,7 +9,7 @@
 
 namespace tool {
 
-std::optional<int> parseInterval(const std::string &text) {
+std::optional<std::chrono::milliseconds> parseInterval(const std::string &text) {
     constexpr int kSecond = 1000;
     constexpr int kMost = 24 * 3600 * kSecond;
     constexpr std::array<std::pair<std::string_view, int>, 5> kUnits = {
@@ -20,7 +20,8 @@ std::optional<int> parseInterval(const std::string &text) {
         if (unit == name) {
             const auto number =
                 numberBelow(std::string_view(text).substr(0, digits), kMost / milliseconds + 1);
-            return number && *number > 0 ? std::optional(*number * milliseconds) : std::nullopt;
+            return number && *number > 0 ? std::optional(std::chrono::milliseconds(*number * milliseconds))
+                                         : std::nullopt;
         }
     }
     return std::nullopt;

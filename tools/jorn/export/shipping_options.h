@@ -3,6 +3,7 @@
 #ifndef JORN_TOOLS_SHIPPING_OPTIONS_H
 #define JORN_TOOLS_SHIPPING_OPTIONS_H
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -24,9 +25,9 @@ struct ShippingOptions {
     bool isQuiet = false;
 };
 
-/// A span of time such as "5s", "2m", "1h", "500ms" or "5", from 1 ms to 24 hours, in milliseconds; nothing
+/// A span of time such as "5s", "2m", "1h", "500ms" or "5", from 1 ms to 24 hours, nothing
 /// for anything else.
-std::optional<int> parseInterval(const std::string &text);
+std::optional<std::chrono::milliseconds> parseInterval(const std::string &text);
 
 }  // namespace tool
 

@@ -21,6 +21,12 @@ namespace {
 constexpr size_t kLeastToken = 16;
 constexpr size_t kMostToken = 256;
 
+/// The port that URLs of HTTP mean without one.
+constexpr int kUsualPort = 80;
+
+/// The status with which the page is entered.
+constexpr int kSeeOther = 303;
+
 /// The parameter of the page's URL.
 constexpr char kTokenName[] = "token";
 
@@ -75,10 +81,13 @@ bool isAnyAddress(const std::string &host) { return host == "0.0.0.0" || host ==
 /// Whether a host is given by a numeric address, which no name server can have a say in.
 bool isAddressWith(const std::string &host, int port) {
     const std::string end = ":" + std::to_string(port);
-    if (host.size() <= end.size() || host.compare(host.size() - end.size(), end.size(), end) != 0) {
+    const bool isPortGiven =
+        host.size() > end.size() && host.compare(host.size() - end.size(), end.size(), end) == 0;
+    // Browsers leave the usual port out.
+    if (!isPortGiven && port != kUsualPort) {
         return false;
     }
-    const std::string address = host.substr(0, host.size() - end.size());
+    const std::string address = isPortGiven ? host.substr(0, host.size() - end.size()) : host;
     std::array<unsigned char, sizeof(in6_addr)> ignored{};
     const bool isBracketed = address.size() > 2 && address.front() == '[' && address.back() == ']';
     return inet_pton(AF_INET, address.c_str(), ignored.data()) == 1 ||
@@ -176,7 +185,7 @@ Access::Access(AccessTerms terms)
     for (const std::string &host :
          {bracketed(terms_.host), std::string("localhost"), std::string("127.0.0.1"), std::string("[::1]")}) {
         hosts_.push_back(lowered(host) + ":" + std::to_string(terms_.port));
-        if (terms_.port == 80) {
+        if (terms_.port == kUsualPort) {
             hosts_.push_back(lowered(host));
         }
     }
@@ -228,7 +237,7 @@ std::optional<WebAnswer> Access::entry(const WebRequest &request) const {
         return unauthorized(request.path);
     }
     WebAnswer answer;
-    answer.status = 303;
+    answer.status = kSeeOther;
     answer.type = "text/plain; charset=utf-8";
     answer.add("Location", "/" + withoutToken(request.query));
     // A link on another site brings only the second one along. It opens the page, which holds nothing of the
@@ -239,6 +248,14 @@ std::optional<WebAnswer> Access::entry(const WebRequest &request) const {
 }
 
 std::optional<WebAnswer> Access::refusalOf(const WebRequest &request) const {
+    std::optional<WebAnswer> refusal = refusalOrEntry(request);
+    if (refusal) {
+        refusal->isForStranger = refusal->status != kSeeOther;
+    }
+    return refusal;
+}
+
+std::optional<WebAnswer> Access::refusalOrEntry(const WebRequest &request) const {
     if (!isForThisHost(request)) {
         return answerOf(RequestError(421, "the request names another host than this server"));
     }

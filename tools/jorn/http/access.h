@@ -44,6 +44,7 @@ private:
     static bool isFromElsewhere(const WebRequest &request);
     bool hasToken(const WebRequest &request) const;
     bool hasCookie(const WebRequest &request, const std::string &name) const;
+    std::optional<WebAnswer> refusalOrEntry(const WebRequest &request) const;
     std::optional<WebAnswer> entry(const WebRequest &request) const;
 
     const AccessTerms terms_;

@@ -13,11 +13,13 @@
 #include <atomic>
 #include <condition_variable>
 #include <deque>
+#include <list>
 #include <mutex>
 #include <system_error>
 #include <thread>
 
 #include "http/access.h"
+#include "http/request_head.h"
 #include "system/descriptor.h"
 
 namespace tool {
@@ -130,6 +132,60 @@ private:
     const milliseconds writing_;
 };
 
+/// The connections that are served, the oldest first.
+class OpenConnections {
+    struct Socket {
+        int socket;
+        bool mayGo;
+    };
+
+public:
+    /// One of them, for as long as it lives.
+    class Entry {
+    public:
+        Entry(OpenConnections *all, int socket) : all_(*all) {
+            const std::lock_guard lock(all_.mutex_);
+            place_ = all_.sockets_.insert(all_.sockets_.end(), {socket, true});
+        }
+        ~Entry() {
+            const std::lock_guard lock(all_.mutex_);
+            all_.sockets_.erase(place_);
+        }
+        Entry(const Entry &) = delete;
+        Entry &operator=(const Entry &) = delete;
+
+        /// It is not closed for others any more.
+        void keep() {
+            const std::lock_guard lock(all_.mutex_);
+            place_->mayGo = false;
+        }
+
+    private:
+        OpenConnections &all_;
+        std::list<Socket>::iterator place_;
+    };
+
+    /// Closes the oldest one that is not to be kept; false when there is none.
+    bool closeOldest() {
+        const std::lock_guard lock(mutex_);
+        const auto oldest =
+            std::find_if(sockets_.begin(), sockets_.end(), [](const Socket &each) { return each.mayGo; });
+        if (oldest == sockets_.end()) {
+            return false;
+        }
+        oldest->mayGo = false;
+        shutdown(oldest->socket, SHUT_RDWR);
+        return true;
+    }
+
+private:
+    std::mutex mutex_;
+    std::list<Socket> sockets_;
+};
+
+/// That of the connection which this thread serves; null for one in memory.
+thread_local OpenConnections::Entry *servedConnection = nullptr;
+
 class MemoryConnection : public Connection {
 public:
     explicit MemoryConnection(std::string_view input) : input_(input) {}
@@ -191,12 +247,14 @@ class ConnectionThreads : public httplib::TaskQueue {
 public:
     using MakeThread = std::function<std::thread(std::function<void()>)>;
 
-    ConnectionThreads(size_t most, MakeThread makeThread) : most_(most), makeThread_(std::move(makeThread)) {}
+    /// `freeOne` makes one of the threads end what it does; false when none can be made to.
+    ConnectionThreads(size_t most, MakeThread makeThread, std::function<bool()> freeOne)
+        : most_(most), makeThread_(std::move(makeThread)), freeOne_(std::move(freeOne)) {}
 
     void enqueue(std::function<void()> work) override {
         {
             const std::lock_guard lock(mutex_);
-            if (idle_ > waiting_.size() || addThread()) {
+            if (idle_ > waiting_.size() || addThread() || freeOne_()) {
                 waiting_.push_back(std::move(work));
                 come_.notify_one();
                 return;
@@ -252,6 +310,7 @@ private:
 
     const size_t most_;
     const MakeThread makeThread_;
+    const std::function<bool()> freeOne_;
     std::mutex mutex_;
     std::condition_variable come_;
     std::deque<std::function<void()>> waiting_;
@@ -360,7 +419,8 @@ public:
             setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
         });
         new_task_queue = [this] {
-            return new ConnectionThreads(terms_.limits.connections, terms_.makeThread);
+            return new ConnectionThreads(terms_.limits.connections, terms_.makeThread,
+                                         [this] { return connections_.closeOldest(); });
         };
         set_pre_routing_handler([this](const httplib::Request &request, httplib::Response &response) {
             handle(requestOf(request), &response);
@@ -429,7 +489,10 @@ private:
             return false;
         }
         SocketConnection connection(socket, stop_.get(), terms_.limits.write);
+        OpenConnections::Entry entry(&connections_, socket);
+        servedConnection = &entry;
         serve(&connection);
+        servedConnection = nullptr;
         shutdown(socket, SHUT_RDWR);
         return true;
     }
@@ -471,10 +534,17 @@ private:
             refuseHead(connection, 414, "URI Too Long", "the path and parameters are too long");
             return false;
         }
-        RequestStream stream(head, connection);
+        const RequestHead parts(head);
+        RequestStream stream(parts.plain(), connection);
         bool isClosed = false;
         bool hasMore = false;
         const bool isDone = process_request(stream, isLast, isClosed, [&](httplib::Request &request) {
+            if (parts.hasLine()) {
+                request.method = parts.method();
+                request.target = parts.target();
+                request.path = decodedPath(request.target.substr(0, request.target.find('?')));
+            }
+            request.headers.insert(parts.longHeaders().begin(), parts.longHeaders().end());
             // Ranges and compression would make little requests a lot of work.
             request.ranges.clear();
             request.headers.erase("Accept-Encoding");
@@ -487,7 +557,11 @@ private:
     void handle(const WebRequest &request, httplib::Response *response) {
         try {
             const std::shared_ptr<Slot> slot = slotFor(terms_.kindOf(request));
-            passOn(terms_.answer(request), slot, response);
+            WebAnswer answer = terms_.answer(request);
+            if (servedConnection != nullptr && !answer.isForStranger) {
+                servedConnection->keep();
+            }
+            passOn(std::move(answer), slot, response);
         } catch (const RequestError &error) {
             passOn(answerOf(error), nullptr, response);
         } catch (const std::exception &) {
@@ -513,6 +587,7 @@ private:
     }
 
     const HttpTerms terms_;
+    OpenConnections connections_;
     Descriptor stop_;
     std::thread listener_;
     std::atomic<size_t> streams_{0};

@@ -17,8 +17,8 @@
 namespace tool {
 
 struct HttpLimits {
-    size_t target = size_t{8} * 1024;  ///< Bytes of a request's path and parameters,
-    size_t head = size_t{24} * 1024;   ///< and of that together with its headers.
+    size_t target = size_t{24} * 1024;  ///< Bytes of a request's path and parameters,
+    size_t head = size_t{48} * 1024;    ///< and of that together with its headers.
     size_t connections = 144;
     size_t streams = 64;  ///< Answers at the same time, each until its client has taken it or is given up.
     size_t downloads = 8;

@@ -18,17 +18,20 @@ std::optional<char> byteAt(std::string_view text, size_t offset) {
     return isWhole ? std::optional(static_cast<char>(byte)) : std::nullopt;
 }
 
-std::string decoded(std::string_view text) {
+/// With each "+" as `plus`.
+std::string decoded(std::string_view text, char plus) {
     std::string plain;
     for (size_t i = 0; i < text.size(); ++i) {
         const std::optional<char> byte = text[i] == '%' ? byteAt(text, i) : std::nullopt;
-        plain += byte.value_or(text[i] == '+' ? ' ' : text[i]);
+        plain += byte.value_or(text[i] == '+' ? plus : text[i]);
         i += byte ? 2 : 0;
     }
     return plain;
 }
 
 }  // namespace
+
+std::string decodedPath(std::string_view path) { return decoded(path, '+'); }
 
 std::vector<QueryPart> partsOfQuery(const std::string &query) {
     std::vector<QueryPart> parts;
@@ -37,8 +40,8 @@ std::vector<QueryPart> partsOfQuery(const std::string &query) {
         const std::string text = query.substr(begin, end - begin);
         const size_t equals = std::min(text.find('='), text.size());
         if (!text.empty()) {
-            parts.push_back({text, decoded(text.substr(0, equals)),
-                             decoded(text.substr(std::min(equals + 1, text.size())))});
+            parts.push_back({text, decoded(text.substr(0, equals), ' '),
+                             decoded(text.substr(std::min(equals + 1, text.size())), ' ')});
         }
         begin = end + 1;
     }

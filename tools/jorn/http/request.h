@@ -42,6 +42,9 @@ struct QueryPart {
     std::string value;
 };
 
+/// A path with its "%NN" decoded.
+std::string decodedPath(std::string_view path);
+
 /// The parameters of a query in their order, empty parts left out. A "%" that begins no %NN stays as it is.
 std::vector<QueryPart> partsOfQuery(const std::string &query);
 
@@ -53,6 +56,9 @@ struct WebAnswer {
     std::string type = "application/json";
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
+
+    /// Its client has not shown that it may ask: the connection has to give way when there are too many.
+    bool isForStranger = false;
 
     /// Sends the body bit by bit instead; false where it could not be brought to its end. Not called for a
     /// HEAD request.

@@ -70,7 +70,7 @@ int64_t serialOf(const Snapshot &snapshot, const RowRef &row) {
 /// Whether all items with this number or a higher one are in view.
 bool isComplete(const LogView &view, int64_t next) { return view.itemsFrom(next) == view.nextSerial - next; }
 
-/// Moves to where a log had no items, or to its oldest one and returns false when some have left since.
+/// Moves to where a log had no items; false when some have left since.
 bool moveTo(const EmptyPlace &place, const Snapshot &snapshot, StreamPosition *position) {
     for (size_t log = 0; log < snapshot.logs.size(); ++log) {
         const LogView &view = *snapshot.logs[log];
@@ -78,7 +78,7 @@ bool moveTo(const EmptyPlace &place, const Snapshot &snapshot, StreamPosition *p
             continue;
         }
         const bool isKnown = place.next <= view.nextSerial && isComplete(view, place.next);
-        position->places[log].next = view.serialFrom(isKnown ? place.next : INT64_MIN);
+        position->places[log].next = isKnown ? view.serialFrom(place.next) : view.nextSerial;
         return isKnown;
     }
     return true;
@@ -101,6 +101,14 @@ StreamPosition StreamPosition::newest(const Snapshot &snapshot) {
         position.places.push_back({view->epoch, view->nextSerial});
     }
     return position;
+}
+
+size_t StreamPosition::mostBytesFor(const std::vector<std::string> &names) {
+    size_t bytes = 0;
+    for (const std::string &name : names) {
+        bytes += textOf(ItemCursor{name, UINT32_MAX, jorn::kSurveySize - 1, UINT32_MAX, 0}).size() + 1;
+    }
+    return bytes;
 }
 
 bool StreamPosition::isText(const std::string &text) {

@@ -2,7 +2,7 @@
 // New items as server-sent events, until the client goes or the server stops.
 //
 //   event: items    {"items":[...],"total":N}       new items that pass; of each log in its order, each once
-//   event: change   {"total":N,"items_lost":K}      the first event, and whenever items left the view
+//   event: change   {"total":N,"items_lost":K}      at the beginning, and whenever items left the view
 //   event: gone     {"total":N}                     items left before they were sent, or some came back into
 //                                                   view: a list is to be loaded anew
 //
@@ -36,9 +36,15 @@ public:
     /// After all items in view.
     static StreamPosition newest(const Snapshot &snapshot);
 
+    /// Longest text: with it, a request keeps within the limits that the server has.
+    static constexpr size_t kMostBytes = size_t{16} * 1024;
+
+    /// How long the text can become for logs of these names.
+    static size_t mostBytesFor(const std::vector<std::string> &names);
+
     /// From a text. Logs that it does not name are at their newest, and so are those of which it names an
-    /// item that is not in view any more; a log that had none, but has lost some since, is at its oldest.
-    /// Whether there is a log of the last two kinds is stored in `isPassed`. Throws StaleView.
+    /// item that is not in view any more, or that had none and have lost some since. Whether there is a log
+    /// of the last two kinds is stored in `isPassed`. Throws StaleView.
     static StreamPosition find(const std::string &text, const Snapshot &snapshot, bool *isPassed);
 
     /// Whether find() can make something of a text.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "serve/item_texts.h"
 
+#include <chrono>
 #include <optional>
 #include <utility>
 
@@ -142,9 +143,11 @@ public:
 
     bool run(const ViewFilter &filter, TextMatches *matches, const WebWrite &write) {
         constexpr std::chrono::hours kLongest(1);
-        const Deadline deadline(kLongest, requireClient(write));
+        const Deadline deadline(kLongest, [&] { requireClientAfterSilence(write); });
         const ViewQuestion question{snapshot_, filter, matches, deadline};
-        bool isWanted = write(formatters_.front().heading());
+        // Without bytes it would be a question, which one that has closed its sending side does not answer.
+        const std::string heading = formatters_.front().heading();
+        bool isWanted = heading.empty() || write(heading);
         MergedRows rows(question);
         std::vector<RowRef> next;
         for (const LogRows *row = rows.next(); row != nullptr && isWanted; row = rows.next()) {
@@ -153,12 +156,24 @@ public:
                 deadline.check();
                 isWanted = write(textOf(next));
                 next.clear();
+                lastSent_ = Clock::now();
             }
         }
-        return isWanted && write(textOf(next));
+        return isWanted && (next.empty() || write(textOf(next)));
     }
 
 private:
+    using Clock = std::chrono::steady_clock;
+
+    /// A client that has closed its sending side may still want all of it, and one that has gone shows when
+    /// it is sent something. Only where nothing is found for long, the former counts as gone too.
+    void requireClientAfterSilence(const WebWrite &write) const {
+        constexpr std::chrono::seconds kSilence(1);
+        if (Clock::now() - lastSent_ > kSilence) {
+            requireClient(write)();
+        }
+    }
+
     std::string textOf(const std::vector<RowRef> &rows) {
         std::string text;
         size_t next = 0;
@@ -170,6 +185,7 @@ private:
 
     const Snapshot &snapshot_;
     std::vector<ItemFormatter> formatters_;
+    Clock::time_point lastSent_ = Clock::now();
 };
 
 }  // namespace

@@ -351,7 +351,8 @@ std::string commandOf(const ViewFilter &filter, const Snapshot &snapshot, const 
     std::string command = "jorn show";
     command += filter.words.since ? " " + quoted("--since=" + *filter.words.since) : "";
     command += filter.words.until ? " " + quoted("--until=" + *filter.words.until) : "";
-    command += choiceOf(filter) + (filter.isNewestFirst ? " -r" : "") + optionsOf(terms, snapshot);
+    // On a terminal, the items in their order would be the newest 1,000.
+    command += choiceOf(filter) + (filter.isNewestFirst ? " -r" : " -n all") + optionsOf(terms, snapshot);
     for (size_t log = 0; log < filter.logs.size(); ++log) {
         if (filter.logs[log].isWanted) {
             const std::string &path = snapshot.logs[log]->log->path;
