@@ -7,7 +7,7 @@ from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.keys import Keys
 
 import sample
-from support import DESK, PHONE, PageTest, record, wait_for
+from support import DESK, FAKE_STREAM, PHONE, PageTest, record, wait_for
 
 WIDE = (2560, 1300)
 
@@ -328,6 +328,8 @@ class ZoneTest(PageTest):
         self.wait_total("30 items")
 
     def test_times_shown_before_the_zone_is_known_are_shown_again(self):
+        # Nothing else has them shown again.
+        self.inject(FAKE_STREAM.replace("total: -1", f"total: {sample.TOTAL}"))
         self.inject("""
             const fetched = window.fetch;
             const held = new Promise((resolve) => { window.release = resolve; });
