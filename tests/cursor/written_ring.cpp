@@ -210,6 +210,10 @@ bool WrittenRing::crash(int count) {
     const size_t near = std::min(lost + kNear, file.size());
     const bool isClear = std::none_of(file.end() - static_cast<ptrdiff_t>(near), file.end(),
                                       [this](const WrittenLine &line) { return isAltered(line.id); });
+    if (std::any_of(file.end() - static_cast<ptrdiff_t>(lost), file.end(),
+                    [](const WrittenLine &line) { return line.id < 0; })) {
+        written_.clear();  // Their places were others.
+    }
     file.resize(file.size() - lost);
     left_ = file.size();
     // Without a clock, the same items come again.
