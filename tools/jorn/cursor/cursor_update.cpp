@@ -44,7 +44,7 @@ private:
     void takeBack() {
         const int number =
             numbering_.replaced ? numbersByContent(&files_, {*numbering_.replaced}).front() : -1;
-        if (number >= 0 && numbering_.file(number) == nullptr) {
+        if (number >= 0 && !files_.isUnreadable(number) && numbering_.file(number) == nullptr) {
             numbering_.files.push_back(*numbering_.replaced);
             numbering_.files.back().number = number;
             numbering_.replaced.reset();

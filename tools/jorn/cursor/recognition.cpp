@@ -36,6 +36,12 @@ public:
         if (files_.isUnreadable(newest_.number)) {
             return unread(ownMatch ? ownMatch->found : 0);
         }
+        return withLosses(own, ownMatch);
+    }
+
+private:
+    /// The newest file has lost items, or has gone.
+    std::optional<Recognition> withLosses(const RingFile *own, const std::optional<FileMatch> &ownMatch) {
         auto byContent = recogniseByContent(&files_, numbering_);
         if (byContent && hasNewest(*byContent)) {
             return byContent;
@@ -45,23 +51,17 @@ public:
                 return found;
             }
         }
-        if (own != nullptr) {
-            if (auto found = judged(newest_.number, matchLostFile(newest_, files_.table(*own)))) {
+        const bool isNewestGone = byContent && !hasUnreadable();
+        if (own != nullptr || !isNewestGone) {
+            const FileMatch lost = own != nullptr ? matchLostFile(newest_, files_.table(*own)) : FileMatch();
+            if (auto found = judged(newest_.number, lost)) {
                 return found;
             }
         }
-        if (byContent && !hasUnreadable()) {
-            return byContent;
-        }
-        if (own == nullptr) {
-            if (auto found = judged(newest_.number, FileMatch())) {
-                return found;
-            }
-        }
-        return findElsewhere([](const FileMatch &match) { return match.found >= kProof; });
+        return isNewestGone ? byContent
+                            : findElsewhere([](const FileMatch &match) { return match.found >= kProof; });
     }
 
-private:
     /// Whether the newest file is still that.
     bool hasNewest(const Recognition &found) const {
         return found.numbers[static_cast<size_t>(&newest_ - numbering_.files.data())] == found.number;
