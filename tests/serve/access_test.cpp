@@ -189,7 +189,7 @@ TEST_F(AccessTest, Host_AnyOther_IsMisdirected) {
 }
 
 TEST_F(AccessTest, Host_ListeningEverywhereAtTheUsualPort_NeedsNoPort) {
-    site_ = std::make_unique<tool::Site>(tool::Access({kToken, "0.0.0.0", 80}), api_.get(),
+    site_ = std::make_unique<tool::Site>(tool::Access({kToken, "0.0.0.0", 80}), api_.get(), &look_,
                                          std::vector<tool::PageFile>{});
     for (const auto &[host, expected] : std::vector<std::pair<std::string, int>>{
              {"10.1.2.3", 200}, {"10.1.2.3:80", 200}, {"[fe80::1]", 200}, {"evil.example", 421}, {"", 421}}) {
