@@ -7,7 +7,7 @@ from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.keys import Keys
 
 import sample
-from support import DESK, PHONE, PageTest, record, wait_for
+from support import DESK, FAKE_STREAM, PHONE, PageTest, record, wait_for
 
 WIDE = (2560, 1300)
 
@@ -326,3 +326,22 @@ class ZoneTest(PageTest):
         wait_for(lambda: self.text_of("#summary .span") == span, "server's times")
         self.type_into("#since", "2026-11-19 03:00")
         self.wait_total("30 items")
+
+    def test_times_shown_before_the_zone_is_known_are_shown_again(self):
+        # Nothing else has them shown again.
+        self.inject(FAKE_STREAM.replace("total: -1", f"total: {sample.TOTAL}"))
+        self.inject("""
+            const fetched = window.fetch;
+            const held = new Promise((resolve) => { window.release = resolve; });
+            window.fetch = async (path, options) => {
+              if (path === "/api/logs") {
+                await held;
+              }
+              return fetched(path, options);
+            };""")
+        self.server = self.serve(self.log(sample.ITEMS), environment={"TZ": "IST-05:30"})
+        self.driver.get(self.server.url())
+        wait_for(lambda: self.text_of("#summary .span") == "2026-11-18 12:00:00 to 2026-11-18 21:59:00", "own times")
+        self.driver.execute_script("window.release()")
+        span = "2026-11-18 17:30:00 to 2026-11-19 03:29:00"
+        wait_for(lambda: self.text_of("#summary .span") == span, "server's times")

@@ -7,11 +7,13 @@ let fixedOffset = null;
 
 const browserOffset = (seconds) => -60 * new Date(seconds * 1000).getTimezoneOffset();
 
-/** Takes the server's zone, "+01:00", at a time of the server's clock. */
+/** Takes the server's zone, "+01:00", at a time of the server's clock. Returns whether times are shown otherwise now. */
 export function setZone(zone, now) {
   const parts = /^([+-])(\d\d):(\d\d)$/.exec(zone);
   const offset = parts ? (parts[1] + 1) * (parts[2] * 3600 + parts[3] * 60) : 0;
+  const before = fixedOffset;
   fixedOffset = offset === browserOffset(now) ? null : offset;
+  return fixedOffset !== before;
 }
 
 /** What local time is ahead of UTC, in seconds. */

@@ -273,11 +273,11 @@ class Page {
     const others = names(logs) !== names(this.logs);
     const isOtherServer = others && this.logs.length > 0;
     this.logs = logs;
-    setZone(timezone, now);
+    const isOtherZone = setZone(timezone, now);
     if (isOtherServer) {
       this.relocate();
     }
-    if (others) {
+    if (isOtherZone || isOtherServer || (others && logs.length > 1)) {
       // What has been shown without waiting lacks the colours of the logs and the zone.
       this.list.refill();
       this.facets.again(this.state);
