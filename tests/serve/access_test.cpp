@@ -17,8 +17,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 
-constexpr char kToken[] = "0123456789abcdef0123456789abcdef";
-
 class AccessTest : public ServeTest {
 protected:
     AccessTest() {

@@ -15,8 +15,6 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::HasSubstr;
 
-constexpr char kToken[] = "0123456789abcdef0123456789abcdef";
-
 class FirstLookTest : public ServeTest {
 protected:
     FirstLookTest() {

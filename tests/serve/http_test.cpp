@@ -179,7 +179,7 @@ TEST_F(HttpTest, Answer_ThatIsNotRead_KeepsItsPlaceUntilItIsTaken) {
 TEST_F(HttpTest, Answer_ThatIsNotReadInTime_GivesItsPlaceUp) {
     tool::HttpLimits limits;
     limits.others = 1;
-    limits.write = std::chrono::milliseconds(100);
+    limits.write = std::chrono::milliseconds(1000);  // Enough to ask another meanwhile.
     start(limits);
     Socket slow(port_);
     slow.say(get("/big"));

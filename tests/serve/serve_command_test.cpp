@@ -20,8 +20,6 @@ using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::StartsWith;
 
-constexpr char kToken[] = "0123456789abcdef0123456789abcdef";
-
 class ServeCommandTest : public ServeTest {
 protected:
     ServeCommandTest() {

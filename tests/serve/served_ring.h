@@ -24,6 +24,7 @@
 namespace test {
 
 using Json = nlohmann::ordered_json;
+inline constexpr char kToken[] = "0123456789abcdef0123456789abcdef";
 using Given = std::vector<std::pair<std::string, std::string>>;
 
 class ServeTest : public ToolTest {
