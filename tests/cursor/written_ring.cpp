@@ -187,12 +187,21 @@ void WrittenRing::restart() {
             clear();
         }
     }
-    isToBegin_ = isToBegin_ && files_[latest_].size() >= static_cast<size_t>(itemsOfFile_);
+    const bool isFull = files_[latest_].size() >= static_cast<size_t>(itemsOfFile_);
+    isToBegin_ = isToBegin_ && (isFull || hasLost(latest_));
     add(kStarted);
     for (int i = 0; !hasClock_ && i < 4; ++i) {
         add("boot");
     }
     writeChanged();
+}
+
+/// Whether a file lacks items, so that nobody can tell what was added to it since.
+bool WrittenRing::hasLost(int number) {
+    const WrittenFile &file = files_[number];
+    return mended_.count(generation(number)) > 0 ||
+           std::any_of(file.begin(), file.end(),
+                       [this](const WrittenLine &line) { return line.id < 0 || isAltered(line.id); });
 }
 
 bool WrittenRing::crash(int count) {

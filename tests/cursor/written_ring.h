@@ -88,6 +88,7 @@ public:
 
 private:
     void add(const std::string &text);
+    bool hasLost(int number);
     void moveOn();
     void tidy(int size);
     void begin(int number);

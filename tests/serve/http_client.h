@@ -73,12 +73,12 @@ protected:
     /// More than the buffers of a connection take while its client reads nothing.
     static constexpr size_t kMoreThanBuffers = size_t{32} << 20;
 
-    void start(const tool::HttpLimits &limits = {}) {
+    void start(const tool::HttpLimits &limits = {}, int port = 0) {
         server_ = std::make_unique<tool::HttpServer>(
             tool::HttpTerms{[this](const tool::WebRequest &request) { return answer(request); },
                             [](const tool::WebRequest &request) { return kindOf(request); }, limits,
                             [this](std::function<void()> run) { return makeThread(std::move(run)); }});
-        port_ = server_->open("127.0.0.1", 0);
+        port_ = server_->open("127.0.0.1", port);
         ASSERT_GT(port_, 0);
         server_->start();
     }

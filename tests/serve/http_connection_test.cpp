@@ -47,6 +47,36 @@ TEST_F(HttpTest, Connections_MoreThanAllowed_OldestStrangerGivesWay) {
     EXPECT_THAT(known.hearAll(), EndsWith("{\"error\":\"gone\"}\n"));
 }
 
+TEST_F(HttpTest, Connections_CannotBeTakenForAWhile_AreTakenAfterwards) {
+    start();
+    server_.reset();
+    start({}, port_);  // One that it keeps, whatever happens.
+    EXPECT_THAT(ask(get("/")), EndsWith("whole"));
+    for (int file = 0; file < 1024; ++file) {
+        int isListening = 0;
+        socklen_t size = sizeof isListening;
+        if (getsockopt(file, SOL_SOCKET, SO_ACCEPTCONN, &isListening, &size) == 0 && isListening != 0) {
+            EXPECT_EQ(shutdown(file, SHUT_RDWR), 0);
+        }
+    }
+    const auto isReached = [this] {
+        const int own = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<uint16_t>(port_));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        const bool isConnected =
+            connect(own, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+        close(own);
+        return isConnected;
+    };
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!isReached() && std::chrono::steady_clock::now() < end) {
+        std::this_thread::yield();
+    }
+    EXPECT_THAT(ask(get("/")), EndsWith("whole"));
+}
+
 TEST_F(HttpTest, Connection_NoThreadCanBeMade_IsRefusedAndOthersGoOn) {
     start();
     Socket first(port_);

@@ -315,6 +315,23 @@ TEST_F(ServeCommandTest, Follow_ManyLogsWithLongNames_GoesOnFromThePosition) {
         "16384 that a request can carry\n");
 }
 
+TEST_F(ServeCommandTest, Start_NotEnoughThreads_FailsWith4) {
+    if (JORN_IS_SLOW) {
+        GTEST_SKIP() << "memory cannot be limited here";
+    }
+    std::vector<std::string> arguments = {"serve", "--listen", "127.0.0.1:0"};
+    for (int i = 0; i < 100; ++i) {
+        const std::string name = "log" + std::to_string(i);
+        makeLog(line("one"), name);
+        arguments.push_back(path(name));
+    }
+    Setting setting;
+    setting.memoryLimit = uint64_t{500} << 20;  // The stack of a thread takes 8 MiB of addresses.
+    const Outcome run = jorn(arguments, setting);
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "jorn: cannot watch 100 logs: Resource temporarily unavailable\n");
+}
+
 TEST_F(ServeCommandTest, TokenFile_KeepsTheUrlAndIsNotShownElsewhere) {
     PipedTool tool(root_, {"serve", "--token-file", "token", "--listen", "127.0.0.1:0", "log"});
     const std::string url = tool.nextLine();

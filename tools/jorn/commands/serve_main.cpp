@@ -18,6 +18,7 @@
 #include <chrono>
 #include <iostream>
 #include <memory>
+#include <system_error>
 #include <thread>
 
 #include "diagnostics.h"
@@ -128,7 +129,7 @@ bool waitForStop(const StopSignals &signals, milliseconds longest) {
     return poll(&signal, 1, static_cast<int>(longest.count())) > 0;
 }
 
-/// Looks at a log whenever it changes, until a signal comes.
+/// Looks at a log whenever it changes, until a signal comes or the logs are stopped.
 void watchLog(ServedLogs *logs, size_t log, const StopSignals &signals, bool isPolling) {
     constexpr milliseconds kLeastPause(20);
     ChangeWatch watch({logs->now()->logs[log]->log->path}, signals, isPolling, ChangeWatch::Reader::Ignored);
@@ -137,7 +138,7 @@ void watchLog(ServedLogs *logs, size_t log, const StopSignals &signals, bool isP
         const bool isSeen = logs->refresh(log);
         const bool isMissing = logs->now()->logs[log]->isMissing;
         // A writer that appends all the time is looked at now and then.
-        if (waitForStop(signals, kLeastPause) ||
+        if (logs->isStopped() || waitForStop(signals, kLeastPause) ||
             watch.wait(!isSeen || isMissing, std::nullopt) == ChangeWatch::Reason::Stop) {
             return;
         }
@@ -267,24 +268,33 @@ std::unique_ptr<EntryPage> openPage(const std::string &url) {
     }
 }
 
-/// Threads that end when a signal comes.
+/// Threads that end when a signal comes. Throws Failure when they cannot be made.
 class Watchers {
 public:
     Watchers(ServedLogs *logs, const StopSignals &signals, bool isPolling) {
-        for (size_t log = 0; log < logs->now()->logs.size(); ++log) {
-            threads_.emplace_back([=, &signals] { watchLog(logs, log, signals, isPolling); });
+        const size_t count = logs->now()->logs.size();
+        try {
+            for (size_t log = 0; log < count; ++log) {
+                threads_.emplace_back([=, &signals] { watchLog(logs, log, signals, isPolling); });
+            }
+            threads_.emplace_back([=, &signals] { checkLogs(logs, signals); });
+        } catch (const std::system_error &error) {
+            logs->stop();
+            joinAll();
+            throw systemFailure("cannot watch " + std::to_string(count) + " logs", error.code().value());
         }
-        threads_.emplace_back([=, &signals] { checkLogs(logs, signals); });
     }
-    ~Watchers() {
-        for (std::thread &thread : threads_) {
-            thread.join();
-        }
-    }
+    ~Watchers() { joinAll(); }
     Watchers(const Watchers &) = delete;
     Watchers &operator=(const Watchers &) = delete;
 
 private:
+    void joinAll() {
+        for (std::thread &thread : threads_) {
+            thread.join();
+        }
+    }
+
     std::vector<std::thread> threads_;
 };
 

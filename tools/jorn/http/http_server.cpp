@@ -2,6 +2,7 @@
 #include "http/http_server.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <httplib.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -239,11 +240,8 @@ private:
     Connection &connection_;
 };
 
-/// In the thread that takes connections: the one it has got is one too many, and is refused at once.
-thread_local bool isOverflow = false;
-
 /// Threads for connections, made as they are needed and kept.
-class ConnectionThreads : public httplib::TaskQueue {
+class ConnectionThreads {
 public:
     using MakeThread = std::function<std::thread(std::function<void()>)>;
 
@@ -251,21 +249,7 @@ public:
     ConnectionThreads(size_t most, MakeThread makeThread, std::function<bool()> freeOne)
         : most_(most), makeThread_(std::move(makeThread)), freeOne_(std::move(freeOne)) {}
 
-    void enqueue(std::function<void()> work) override {
-        {
-            const std::lock_guard lock(mutex_);
-            if (idle_ > waiting_.size() || addThread() || freeOne_()) {
-                waiting_.push_back(std::move(work));
-                come_.notify_one();
-                return;
-            }
-        }
-        isOverflow = true;
-        work();
-        isOverflow = false;
-    }
-
-    void shutdown() override {
+    ~ConnectionThreads() {
         {
             const std::lock_guard lock(mutex_);
             isEnding_ = true;
@@ -274,7 +258,19 @@ public:
         for (std::thread &thread : threads_) {
             thread.join();
         }
-        threads_.clear();
+    }
+    ConnectionThreads(const ConnectionThreads &) = delete;
+    ConnectionThreads &operator=(const ConnectionThreads &) = delete;
+
+    /// False when there is no thread for it, and none can be had.
+    bool run(std::function<void()> work) {
+        const std::lock_guard lock(mutex_);
+        if (idle_ <= waiting_.size() && !addThread() && !freeOne_()) {
+            return false;
+        }
+        waiting_.push_back(std::move(work));
+        come_.notify_one();
+        return true;
     }
 
 private:
@@ -284,14 +280,14 @@ private:
             return false;
         }
         try {
-            threads_.push_back(makeThread_([this] { run(); }));
+            threads_.push_back(makeThread_([this] { work(); }));
         } catch (const std::system_error &) {
             return false;
         }
         return true;
     }
 
-    void run() {
+    void work() {
         std::unique_lock lock(mutex_);
         for (;;) {
             ++idle_;
@@ -300,10 +296,10 @@ private:
             if (waiting_.empty()) {
                 return;
             }
-            const std::function<void()> work = std::move(waiting_.front());
+            const std::function<void()> next = std::move(waiting_.front());
             waiting_.pop_front();
             lock.unlock();
-            work();
+            next();
             lock.lock();
         }
     }
@@ -418,10 +414,6 @@ public:
             const int yes = 1;
             setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
         });
-        new_task_queue = [this] {
-            return new ConnectionThreads(terms_.limits.connections, terms_.makeThread,
-                                         [this] { return connections_.closeOldest(); });
-        };
         set_pre_routing_handler([this](const httplib::Request &request, httplib::Response &response) {
             handle(requestOf(request), &response);
             return HandlerResponse::Handled;
@@ -439,8 +431,7 @@ public:
         errno = 0;
         const int opened = port == 0 ? bind_to_any_port(host) : (bind_to_port(host, port) ? port : -1);
         if (opened > 0) {
-            // Many may come at the same moment, as when pages are reloaded after a restart.
-            ::listen(svr_sock_, static_cast<int>(terms_.limits.connections));
+            listenAgain();
         }
         return opened;
     }
@@ -453,17 +444,13 @@ public:
     }
 
     void start() {
-        listener_ = std::thread([this] { listen_after_bind(); });
-        while (!is_running()) {
-            std::this_thread::yield();
-        }
+        listener_ = std::thread([this] { takeConnections(); });
     }
 
     void stopAll() {
         const uint64_t one = 1;
         [[maybe_unused]] const ssize_t written = write(stop_.get(), &one, sizeof one);
         if (listener_.joinable()) {
-            stop();
             listener_.join();
         }
     }
@@ -481,20 +468,43 @@ public:
     }
 
 private:
-    bool process_and_close_socket(socket_t socket) override {
-        if (isOverflow) {
-            const Descriptor refused(socket);
-            const std::string text = refusal(503, "Service Unavailable", "too many connections");
-            send(socket, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
-            return false;
+    /// Many may come at the same moment, as when pages are reloaded after a restart.
+    void listenAgain() { ::listen(svr_sock_, static_cast<int>(terms_.limits.connections)); }
+
+    /// Until the server stops. Whatever goes wrong with taking a connection, the next one may be good again;
+    /// the library's own loop would end, and nothing would show it.
+    void takeConnections() {
+        constexpr int kPauseMilliseconds = 20;
+        const Descriptor listening(svr_sock_);
+        fcntl(listening.get(), F_SETFL, O_NONBLOCK);  // One that has come may have gone before it is taken.
+        ConnectionThreads threads(terms_.limits.connections, terms_.makeThread,
+                                  [this] { return connections_.closeOldest(); });
+        std::array<pollfd, 2> events = {{{stop_.get(), POLLIN, 0}, {listening.get(), POLLIN, 0}}};
+        while (poll(events.data(), events.size(), -1) < 0 || events[0].revents == 0) {
+            const int socket = accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC);
+            if (socket < 0) {
+                poll(events.data(), 1, kPauseMilliseconds);
+                listenAgain();
+            } else if (!threads.run([this, socket] { serveSocket(socket); })) {
+                refuseSocket(socket);
+            }
         }
+        svr_sock_ = INVALID_SOCKET;  // By which the library knows that it is to end.
+    }
+
+    static void refuseSocket(int socket) {
+        const Descriptor refused(socket);
+        const std::string text = refusal(503, "Service Unavailable", "too many connections");
+        send(socket, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    }
+
+    void serveSocket(int socket) {
         SocketConnection connection(socket, stop_.get(), terms_.limits.write);
         OpenConnections::Entry entry(&connections_, socket);
         servedConnection = &entry;
         serve(&connection);
         servedConnection = nullptr;
         shutdown(socket, SHUT_RDWR);
-        return true;
     }
 
     /// Reads until a request's head is whole; its length. 0 when none comes, or one that is refused.
