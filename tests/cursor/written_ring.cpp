@@ -210,8 +210,13 @@ bool WrittenRing::crash(int count) {
     const size_t near = std::min(lost + kNear, file.size());
     const bool isClear = std::none_of(file.end() - static_cast<ptrdiff_t>(near), file.end(),
                                       [this](const WrittenLine &line) { return isAltered(line.id); });
+    if (std::any_of(file.end() - static_cast<ptrdiff_t>(lost), file.end(),
+                    [](const WrittenLine &line) { return line.id < 0; })) {
+        written_.clear();  // Their places were others.
+    }
     file.resize(file.size() - lost);
     left_ = file.size();
+    cuts_[generation(latest_)] = left_;
     // Without a clock, the same items come again.
     const bool isSame = !hasClock_ && file.empty();
     changed_.insert(latest_);
@@ -250,7 +255,8 @@ void WrittenRing::damage() {
 }
 
 bool WrittenRing::destroy(int count) {
-    WrittenFile &file = *someFile();
+    int number = 0;
+    WrittenFile &file = *someFile(&number);
     const int size = static_cast<int>(file.size());
     // Most often near the end, where what was sent and what was not meet.
     const int first = size == 0 ? 0 : pick(pick(0, 1) == 0 ? 0 : std::max(0, size - 40), size - 1);
@@ -262,7 +268,11 @@ bool WrittenRing::destroy(int count) {
         line = {std::string(line.bytes.size() - 1, '#') + "\n", -1};
     }
     writeChanged();
-    return isClear;
+    // Without a clock, the few items between damage and a cut may have been written again.
+    const auto cut = cuts_.find(generation(number));
+    const bool isNearCut =
+        !hasClock_ && cut != cuts_.end() && static_cast<size_t>(end) + kNear >= cut->second;
+    return isClear && !isNearCut;
 }
 
 bool WrittenRing::alter() {

@@ -115,8 +115,9 @@ private:
     /// By all items of the newest file up to there: what is written again after it was lost is the same item,
     /// unless somebody has seen that it was lost.
     std::map<std::string, int64_t> written_;
-    std::set<int64_t> mended_;  ///< Generations of files that do not show any more what they have lost.
-    size_t left_ = 0;           ///< Items in the newest file after the last power cut.
+    std::set<int64_t> mended_;        ///< Generations of files that do not show any more what they have lost.
+    std::map<int64_t, size_t> cuts_;  ///< What a power cut left of files, by their generations.
+    size_t left_ = 0;                 ///< Items in the newest file after the last power cut.
     int oldest_ = 0;
     int latest_ = 0;
     bool hasIndex_ = true;

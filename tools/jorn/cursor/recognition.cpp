@@ -36,7 +36,7 @@ public:
         if (files_.isUnreadable(newest_.number)) {
             return unread(ownMatch ? ownMatch->found : 0);
         }
-        const auto byContent = recogniseByContent(&files_, numbering_);
+        auto byContent = recogniseByContent(&files_, numbering_);
         if (byContent && hasNewest(*byContent)) {
             return byContent;
         }
