@@ -29,6 +29,19 @@ public:
         }
     }
 
+    /// Where no file has another number than before, those that show nothing any more have not, either.
+    void placeOthers() {
+        bool isMoved = false;
+        for (size_t i = 0; i < known_.size(); ++i) {
+            isMoved = isMoved || (matches_[i] && numbers_[i] != known_[i].number);
+        }
+        for (size_t i = 0; i < known_.size() && !isMoved; ++i) {
+            if (numbers_[i] < 0 && files_.exists(known_[i].number)) {
+                place(i, known_[i].number);
+            }
+        }
+    }
+
     const std::vector<int> &numbers() const { return numbers_; }
 
     /// What a file holds of the known one; nothing where only its likeness shows which one it is.
@@ -113,6 +126,7 @@ std::vector<int> numbersByContent(LogFiles *files, const std::vector<KnownFile> 
 std::optional<Recognition> recogniseByContent(LogFiles *files, const Numbering &numbering) {
     ContentSearch search(files, numbering.files);
     search.run();
+    search.placeOthers();
     Recognition found;
     found.numbers = search.numbers();
     for (size_t i = 0; i < found.numbers.size(); ++i) {
