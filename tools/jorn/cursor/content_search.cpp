@@ -2,6 +2,7 @@
 #include "cursor/content_search.h"
 
 #include <algorithm>
+#include <numeric>
 #include <vector>
 
 namespace tool {
@@ -14,7 +15,7 @@ public:
         : files_(*files), known_(known), numbers_(known.size(), -1), matches_(known.size()) {}
 
     void run() {
-        for (size_t i = 0; i < known_.size(); ++i) {
+        for (const size_t i : theFullestFirst()) {
             placeCertain(i);
         }
         for (size_t i = 0; i < known_.size(); ++i) {
@@ -72,9 +73,21 @@ private:
                 number = file->number;
             }
         }
-        isAmbiguous_ = isAmbiguous_ || (number >= 0 && !isFree(number));
-        place(i, number);
-        matches_[i] = found;
+        if (number >= 0 && isFree(number)) {
+            place(i, number);
+            matches_[i] = found;
+        } else if (number >= 0 && known_[i].sum.items >= kFewest) {
+            isAmbiguous_ = true;
+        }
+    }
+
+    /// Files may begin with the few items of another one.
+    std::vector<size_t> theFullestFirst() const {
+        std::vector<size_t> order(known_.size());
+        std::iota(order.begin(), order.end(), size_t{0});
+        std::stable_sort(order.begin(), order.end(),
+                         [this](size_t a, size_t b) { return known_[a].sum.items > known_[b].sum.items; });
+        return order;
     }
 
     /// A closed file of which much is gone: in its own place, or in the only one where it may be.
