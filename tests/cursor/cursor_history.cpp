@@ -217,14 +217,14 @@ private:
         return isDamaged && left < kFewest;
     }
 
-    /// Whether the newest known file has another name, or stands where the writer will begin next, and so few
-    /// items that any file may begin with them.
+    /// Whether the newest known file has another name, or stands where the writer will begin next or near to
+    /// files that are gone, and so few items that any file may begin with them.
     bool isFewElsewhere() const {
         constexpr uint64_t kFewest = 8;
         const tool::KnownFile *const newest = cursor_.current().newest();
         const bool isFew = newest != nullptr && newest->sum.items < kFewest;
         return isFew && isTrulyThere(cursor_.current(), *newest) &&
-               (ring_->isToBegin() ||
+               (ring_->isToBegin() || ring_->hasHole() ||
                 ring_->generation(newest->number) != truthOf(cursor_.current(), *newest).generation);
     }
 

@@ -74,6 +74,8 @@ public:
     /// Whether the ring still has that one.
     bool hasGeneration(int64_t generation) const;
     bool isToBegin() const { return isToBegin_; }
+    /// Whether files between others are gone.
+    bool hasHole() const { return files_.rbegin()->first >= static_cast<int>(files_.size()); }
     bool isReadable(int number) const { return unreadable_.count(number) == 0; }
     /// As it was when it was written.
     const std::string &bytesOf(int64_t id) const { return bytes_.at(id); }
