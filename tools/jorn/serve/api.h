@@ -10,6 +10,7 @@
 #include "query/expression_pool.h"
 #include "serve/item_stream.h"
 #include "serve/served_logs.h"
+#include "serve/shown_command.h"
 #include "serve/text_matches.h"
 #include "serve/view_filter.h"
 

@@ -48,6 +48,9 @@ struct LogView {
     /// How many of the items with this number or a higher one are in view.
     int64_t itemsFrom(int64_t serial) const;
 
+    /// Whether all items with this number or a higher one are in view.
+    bool isCompleteFrom(int64_t serial) const { return itemsFrom(serial) == nextSerial - serial; }
+
     /// The number of the oldest item in view that has this number or a higher one; that of the next new item
     /// where there is none.
     int64_t serialFrom(int64_t serial) const;

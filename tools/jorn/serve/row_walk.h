@@ -39,6 +39,11 @@ inline bool operator==(const RowRef &a, const RowRef &b) {
     return a.log == b.log && a.block == b.block && a.row == b.row;
 }
 
+/// The number of an item in its log.
+inline int64_t serialOf(const Snapshot &snapshot, const RowRef &row) {
+    return snapshot.logs[row.log]->blocks[row.block].firstSerial + static_cast<int64_t>(row.row);
+}
+
 /// The items of one log that pass, in the log's order: those with the wanted times, texts and kinds.
 class LogRows {
 public:

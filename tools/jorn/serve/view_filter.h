@@ -47,12 +47,6 @@ struct FilterWords {
     bool isLevelRange = false;  ///< `levels` is A..B, or ..B for B and all that is more severe.
 };
 
-/// Options of the server that change what is read and printed; `jorn show` has them too.
-struct ReadingTerms {
-    bool isUtc = false;  ///< UTC is the local time of the process.
-    std::string namesFile;
-};
-
 struct ViewFilter {
     FilterWords words;
     std::optional<uint32_t> since;
@@ -81,9 +75,6 @@ inline constexpr size_t kMostPatternBytes = 1000;
 /// may be there several times. Relative times are counted from `now`; expressions are of `pool`. Throws
 /// RequestError.
 ViewFilter takeFilter(Parameters *parameters, const Snapshot &snapshot, time_t now, ExpressionPool *pool);
-
-/// The command that prints the same items, for a POSIX shell in the working directory of the server.
-std::string commandOf(const ViewFilter &filter, const Snapshot &snapshot, const ReadingTerms &terms);
 
 }  // namespace tool
 
