@@ -11,15 +11,20 @@ namespace {
 /// Puts known files next to those that are there.
 class ContentSearch {
 public:
-    ContentSearch(LogFiles *files, const std::vector<KnownFile> &known)
-        : files_(*files), known_(known), numbers_(known.size(), -1), matches_(known.size()) {}
+    /// Where the log is known already, many items are enough to find a file even without a clock.
+    ContentSearch(LogFiles *files, const std::vector<KnownFile> &known, bool isLogKnown)
+        : files_(*files),
+          known_(known),
+          isLogKnown_(isLogKnown),
+          numbers_(known.size(), -1),
+          matches_(known.size()) {}
 
     void run() {
         for (const size_t i : theFullestFirst()) {
             placeCertain(i);
         }
         for (size_t i = 0; i < known_.size(); ++i) {
-            if (numbers_[i] < 0 && hasClock(known_[i])) {
+            if (numbers_[i] < 0 && isDistinct(known_[i])) {
                 placeLike(i);
             }
         }
@@ -52,7 +57,9 @@ public:
     bool isAmbiguous() const { return isAmbiguous_; }
 
 private:
-    static bool hasClock(const KnownFile &known) { return known.sum.items > 0 && isOfClock(known.time); }
+    bool isDistinct(const KnownFile &known) const {
+        return known.sum.items > 0 && (isOfClock(known.time) || (isLogKnown_ && known.sum.items >= kProof));
+    }
 
     /// What a data file holds of a known one, if that is beyond chance.
     static std::optional<FileMatch> certainMatch(const KnownFile &known, const ItemTable &table) {
@@ -64,7 +71,7 @@ private:
         std::optional<FileMatch> found;
         int number = -1;
         for (const RingFile *const file : files_.all()) {
-            const auto match = hasClock(known_[i]) ? certainMatch(known_[i], files_.table(*file)) : found;
+            const auto match = isDistinct(known_[i]) ? certainMatch(known_[i], files_.table(*file)) : found;
             if (match && number >= 0) {
                 return;
             }
@@ -123,6 +130,7 @@ private:
 
     LogFiles &files_;
     const std::vector<KnownFile> &known_;
+    const bool isLogKnown_;
     std::vector<int> numbers_;
     std::vector<std::optional<FileMatch>> matches_;
     bool isAmbiguous_ = false;
@@ -131,13 +139,13 @@ private:
 }  // namespace
 
 std::vector<int> numbersByContent(LogFiles *files, const std::vector<KnownFile> &known) {
-    ContentSearch search(files, known);
+    ContentSearch search(files, known, true);
     search.run();
     return search.numbers();
 }
 
 std::optional<Recognition> recogniseByContent(LogFiles *files, const Numbering &numbering) {
-    ContentSearch search(files, numbering.files);
+    ContentSearch search(files, numbering.files, false);
     search.run();
     search.placeOthers();
     Recognition found;

@@ -13,7 +13,8 @@
 
 namespace tool {
 
-/// The numbers of the data files that are the known ones, in their order; -1 for one that is not found.
+/// The numbers of the data files that are the known ones of this log, in their order; -1 for one that is not
+/// found.
 std::vector<int> numbersByContent(LogFiles *files, const std::vector<KnownFile> &known);
 
 /// The newest known file that is found counts as the newest one: that need not be the one that was. Only
