@@ -81,6 +81,48 @@ TEST_F(CursorMovedTest, StartWithoutAnIndexThatIsRepaired_MakesNothingBeSentAgai
     EXPECT_THAT(got("c.csv"), HasSubstr("\n1700000700,1,0,item,u1,door,E,271\n"));
 }
 
+/// By chance, the file that is left begins with all that was in the one that is gone.
+TEST_F(CursorMovedTest, FileOfOneItemThatIsGone_IsNotTakenForAnotherThatBeginsWithIt) {
+    writeFiles(2);
+    write(file(2), lines(300, 1));
+    write(file(3), lines(300, 20));
+    writeIndex(0, 3);
+    ASSERT_EQ(ship("--to a.csv").err, "101 items\n");
+    move(3, 2);
+    writeIndex(0, 2);
+    append(file(2), lines(500, 2));
+    EXPECT_EQ(ship("--to b.csv").err, "2 items\n");
+    EXPECT_THAT(got("b.csv"), HasSubstr("\n1700000500,1,0,item,u1,door,E,102\n"));
+}
+
+TEST_F(CursorMovedTest, FileThatHasMovedAndLostHalfOfItsItems_IsNotSentAgain) {
+    writeFiles(4);
+    ASSERT_EQ(ship("--to a.csv").err, "180 items\n");
+    move(2, 1);
+    write(file(1), lines(200, 10) + lines(230, 10));
+    move(3, 2);
+    move(4, 3);
+    writeIndex(0, 3);
+    append(file(3), lines(500, 2));
+    EXPECT_EQ(ship("--to b.csv").err, "2 items\n");
+    EXPECT_THAT(got("b.csv"), HasSubstr("\n1700000500,1,0,item,u1,door,E,181\n"));
+}
+
+TEST_F(CursorMovedTest, ChangeOfFilesThatAPowerCutTookBack_BringsNothingTwice) {
+    writeFiles(3);
+    ASSERT_EQ(ship("--files 4 --to a.csv").err, "140 items\n");
+    const std::string before = read(file(0));
+    append(file(3), lines(320, 20));
+    write(file(0), lines(400, 3));
+    writeIndex(1, 0);
+    ASSERT_EQ(ship("--files 4 --to b.csv").err, "23 items\n");
+    write(file(0), before);
+    writeIndex(0, 3);
+    append(file(3), lines(500, 1));
+    EXPECT_EQ(ship("--files 4 --to c.csv").err, "1 item\n");
+    EXPECT_THAT(got("c.csv"), HasSubstr("\n1700000500,1,0,item,u1,door,E,164\n"));
+}
+
 TEST_F(CursorMovedTest, NewestFileThatAPowerCutTook_LosesNothingThatCameSince) {
     writeFiles(3);
     ASSERT_EQ(ship("--to a.csv").err, "140 items\n");
