@@ -120,6 +120,24 @@ TEST_F(CursorCommandTest, Every_CommandThatFailsAtFirst_GetsTheItemsInALaterRoun
     EXPECT_THAT(got("got"), HasSubstr("\"seq\":3}"));
 }
 
+TEST_F(CursorCommandTest, CursorFileWithANumberThatNoFileHas_IsRefused) {
+    ASSERT_EQ(ship("--to a.csv").status, 0);
+    const std::string text = read("c");
+    const size_t files = text.find("\"files\":[{");
+    ASSERT_NE(files, std::string::npos) << text;
+    const size_t begin = files + 9;
+    const std::string file = text.substr(begin, text.find("}]", begin) + 1 - begin);
+    const std::string beyond = std::regex_replace(file, std::regex("\"file\":0"), "\"file\":90");
+    ASSERT_NE(beyond, file);
+    for (const std::string &bad : {std::string(text).insert(files, "\"replaced\":" + beyond + ","),
+                                   std::string(text).replace(begin, file.size(), beyond)}) {
+        write("c", bad);
+        const Result run = ship("--to b.csv");
+        EXPECT_EQ(run.status, 4);
+        EXPECT_THAT(run.err, HasSubstr("a data file has a number that it cannot have"));
+    }
+}
+
 TEST_F(CursorCommandTest, UnfinishedLastLine_WaitsForItsRest) {
     append("u1/door/0.csv", "1700000003,1,0,d");
     EXPECT_EQ(ship("--to a.jsonl").err, "3 items\n");

@@ -8,10 +8,25 @@
 namespace tool {
 namespace {
 
+/// Whether no other file has the same items by chance. Where the log is known already, many items are enough
+/// even without a clock.
+bool isDistinct(const KnownFile &known, bool isLogKnown) {
+    return known.sum.items > 0 && (isOfClock(known.time) || (isLogKnown && known.sum.items >= kProof));
+}
+
+/// What a data file holds of a known one, if that is beyond chance.
+std::optional<FileMatch> certainMatch(const KnownFile &known, const ItemTable &table) {
+    const auto match = matchFile(known, table);
+    return match && (match->isWhole || match->found >= kFewest) ? match : std::nullopt;
+}
+
+bool isLike(const KnownFile &known, const ItemTable &table) {
+    return !table.hashes.empty() && likenessOf(known, table) != Likeness::Other;
+}
+
 /// Puts known files next to those that are there.
 class ContentSearch {
 public:
-    /// Where the log is known already, many items are enough to find a file even without a clock.
     ContentSearch(LogFiles *files, const std::vector<KnownFile> &known, bool isLogKnown)
         : files_(*files),
           known_(known),
@@ -24,7 +39,7 @@ public:
             placeCertain(i);
         }
         for (size_t i = 0; i < known_.size(); ++i) {
-            if (numbers_[i] < 0 && isDistinct(known_[i])) {
+            if (numbers_[i] < 0 && isDistinct(known_[i], isLogKnown_)) {
                 placeLike(i);
             }
         }
@@ -57,21 +72,12 @@ public:
     bool isAmbiguous() const { return isAmbiguous_; }
 
 private:
-    bool isDistinct(const KnownFile &known) const {
-        return known.sum.items > 0 && (isOfClock(known.time) || (isLogKnown_ && known.sum.items >= kProof));
-    }
-
-    /// What a data file holds of a known one, if that is beyond chance.
-    static std::optional<FileMatch> certainMatch(const KnownFile &known, const ItemTable &table) {
-        const auto match = matchFile(known, table);
-        return match && (match->isWhole || match->found >= kFewest) ? match : std::nullopt;
-    }
-
     void placeCertain(size_t i) {
         std::optional<FileMatch> found;
         int number = -1;
         for (const RingFile *const file : files_.all()) {
-            const auto match = isDistinct(known_[i]) ? certainMatch(known_[i], files_.table(*file)) : found;
+            const auto match =
+                isDistinct(known_[i], isLogKnown_) ? certainMatch(known_[i], files_.table(*file)) : found;
             if (match && number >= 0) {
                 return;
             }
@@ -116,10 +122,6 @@ private:
         }
     }
 
-    static bool isLike(const KnownFile &known, const ItemTable &table) {
-        return !table.hashes.empty() && likenessOf(known, table) != Likeness::Other;
-    }
-
     bool isFree(int number) const { return std::count(numbers_.begin(), numbers_.end(), number) == 0; }
 
     void place(size_t i, int number) {
@@ -137,6 +139,10 @@ private:
 };
 
 }  // namespace
+
+bool hasContentOf(const KnownFile &known, const ItemTable &table) {
+    return isDistinct(known, true) && (certainMatch(known, table) || isLike(known, table));
+}
 
 std::vector<int> numbersByContent(LogFiles *files, const std::vector<KnownFile> &known) {
     ContentSearch search(files, known, true);

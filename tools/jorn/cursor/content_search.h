@@ -17,6 +17,9 @@ namespace tool {
 /// found.
 std::vector<int> numbersByContent(LogFiles *files, const std::vector<KnownFile> &known);
 
+/// Whether a data file of this log certainly is the known one, whole or not.
+bool hasContentOf(const KnownFile &known, const ItemTable &table);
+
 /// The newest known file that is found counts as the newest one: that need not be the one that was. Only
 /// files with the times of a clock are searched for, since on a device without one any file may begin with
 /// the same items.

@@ -128,6 +128,9 @@ void requireConsistent(const NumberedSpan &span, const KnownFile &file, uint64_t
 KnownFile fileIn(const Json &json, uint64_t highest) {
     KnownFile file;
     file.number = json.at("file").get<int>();
+    if (file.number < 0 || file.number >= jorn::kCsvNumMax) {
+        throw BadText{"a data file has a number that it cannot have"};
+    }
     file.sum = {json.at("items").get<uint64_t>(), hexIn(json.at("chain").get<std::string>())};
     file.time = json.at("time").get<uint32_t>();
     file.isUnread = json.value("unread", false);
@@ -168,8 +171,8 @@ Numbering numberingIn(const Json &json) {
     }
     for (const Json &file : json.at("files")) {
         const KnownFile known = fileIn(file, numbering.highest);
-        if (known.number < 0 || known.number >= jorn::kCsvNumMax || numbering.file(known.number) != nullptr) {
-            throw BadText{"a data file has a number that is too high, or that of another"};
+        if (numbering.file(known.number) != nullptr) {
+            throw BadText{"a data file has the number of another"};
         }
         numbering.files.push_back(known);
     }

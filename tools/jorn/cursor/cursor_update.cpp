@@ -18,8 +18,10 @@ public:
     void run(const Recognition &found) {
         const std::vector<KnownFile> before = std::exchange(numbering_.files, {});
         numbering_.ringSize = files_.view().ringSize();
+        bool isMoved = false;
         for (size_t i = 0; i < before.size(); ++i) {
             KnownFile known = before[i];
+            isMoved = isMoved || known.number != found.numbers[i];
             known.number = found.numbers[i];
             if (known.number < 0 || numbering_.file(known.number) != nullptr) {
                 gone(known);
@@ -34,21 +36,31 @@ public:
                 updateOpen(known);
             }
         }
-        takeBack();
+        takeBack(isMoved);
     }
 
     const FormerFiles &former() const { return former_; }
 
 private:
-    /// A power cut may bring back what was in a file before it was started afresh.
-    void takeBack() {
-        const int number =
-            numbering_.replaced ? numbersByContent(&files_, {*numbering_.replaced}).front() : -1;
+    /// A power cut may bring back what was in a file before it was started afresh. All files are looked at
+    /// only where they have other numbers than before: that is costly.
+    void takeBack(bool isMoved) {
+        if (!numbering_.replaced) {
+            return;
+        }
+        const KnownFile &replaced = *numbering_.replaced;
+        const int number = isMoved ? numbersByContent(&files_, {replaced}).front() : placeOf(replaced);
         if (number >= 0 && !files_.isUnreadable(number) && numbering_.file(number) == nullptr) {
-            numbering_.files.push_back(*numbering_.replaced);
+            numbering_.files.push_back(replaced);
             numbering_.files.back().number = number;
             numbering_.replaced.reset();
         }
+    }
+
+    int placeOf(const KnownFile &replaced) {
+        const bool isKnown = numbering_.file(replaced.number) != nullptr;
+        const RingFile *const file = isKnown ? nullptr : files_.numbered(replaced.number);
+        return file != nullptr && hasContentOf(replaced, files_.table(*file)) ? replaced.number : -1;
     }
 
     void updateNewest(const KnownFile &known, const FileMatch &match) {
@@ -116,8 +128,11 @@ private:
         }
         if (const auto match = matchFile(known, files_.table(*file))) {
             adopt(*file, *match);
+            notes_.addDoubtful(*file, match->doubtful);
         } else if (known.isUnread) {
-            adopt(*file, matchLostFile(known, files_.table(*file)));
+            const FileMatch lost = matchLostFile(known, files_.table(*file));
+            adopt(*file, lost);
+            notes_.addDoubtful(*file, lost.doubtful);
         } else {
             notes_.addDamaged(*file, known.numbered.count(ItemState::Pending));
             numbering_.file(known.number)->numbered.change(ItemState::Pending, ItemState::LeftOut);

@@ -56,7 +56,7 @@ void LogPull::run(const ItemFilter &filter, const std::function<bool(const Item 
 void LogPull::noteEnd(const RingFile &file, FileEnd end) {
     Numbering &numbering = plan_.current();
     if (end == FileEnd::Failed) {
-        plan_.markUnread(file.number, files_);
+        plan_.markUnread(file.number);
         return;
     }
     KnownFile *const known = numbering.file(file.number);
@@ -76,10 +76,12 @@ FileEnd LogPull::readFile(const RingFile &file, const std::function<bool(const L
     const KnownFile *const known = plan_.current().file(file.number);
     const uint64_t items = known != nullptr ? known->numbered.firstOpen() : 0;
     const bool isKnown = known != nullptr && known->sum.items > 0;
-    if (isKnown && files_.wasFailing(file) && !beginsWith(files_.table(file), known->sum)) {
-        return FileEnd::Failed;  // Nobody knows which of its items these are.
-    }
-    if (items > 0 && files_.table(file).hashes.size() < items) {
+    const bool isOther = isKnown && files_.wasFailing(file) && !beginsWith(files_.table(file), known->sum);
+    // Nobody knows which of its items these are, or there are not even those that have arrived.
+    if (isOther || (items > 0 && files_.table(file).hashes.size() < items)) {
+        if (file.file.isOpen()) {
+            notes_.addUnreadable(file.number, "its items");
+        }
         return FileEnd::Failed;
     }
     const uint64_t begin = items > 0 ? files_.table(file).offsetAfter(items) : 0;

@@ -77,7 +77,17 @@ private:
         plan_.newest = found.number;
         files_.assumeToBegin(found.isToBegin);
         plan_.former = updateCursor(&files_, &plan_.cursor, found, &notes_);
+        noteKnownEnds();
         chooseFiles();
+    }
+
+    void noteKnownEnds() {
+        for (const KnownFile &known : plan_.current().files) {
+            const bool isClosed = files_.age(known.number) > files_.age(plan_.newest);
+            if (isClosed && !known.isUnread && known.numbered.hasAny()) {
+                plan_.knownToTheirEnds.insert(known.number);
+            }
+        }
     }
 
     /// Whether files cannot be read that may show which log this is.
@@ -110,7 +120,7 @@ private:
                 plan_.files.push_back(file);
             } else {
                 notes_.addUnreadable(number, "its items");
-                plan_.markUnread(number, files_);
+                plan_.markUnread(number);
             }
         }
         for (const RingFile &file : files) {
@@ -124,7 +134,7 @@ private:
     }
 
     bool isDone(int number) {
-        if (!plan_.isKnownToItsEnd(number, files_)) {
+        if (plan_.knownToTheirEnds.count(number) == 0) {
             return false;
         }
         const KnownFile &known = *plan_.current().file(number);
@@ -248,14 +258,8 @@ private:
 
 }  // namespace
 
-bool PullPlan::isKnownToItsEnd(int number, const LogFiles &log) const {
-    const KnownFile *const known = cursor.current().file(number);
-    return known != nullptr && !known->isUnread && known->numbered.hasAny() &&
-           log.age(number) > log.age(newest);
-}
-
-void PullPlan::markUnread(int number, const LogFiles &log) {
-    if (!isKnownToItsEnd(number, log)) {
+void PullPlan::markUnread(int number) {
+    if (knownToTheirEnds.count(number) == 0) {
         current().fileOrNew(number)->isUnread = true;
     }
     hasUnread = true;

@@ -5,6 +5,7 @@
 
 #include <stdint.h>
 
+#include <set>
 #include <vector>
 
 #include "cursor/cursor_update.h"
@@ -23,14 +24,14 @@ struct PullPlan {
     bool isWaiting = false;  ///< Until the index is mended or files can be read that show which log this is.
     bool hasUnread = false;  ///< Some file cannot be read.
 
-    Numbering &current() { return cursor.current(); }
+    /// Files before the newest known one: they have got no items since that was known.
+    std::set<int> knownToTheirEnds;
 
-    /// A file before the newest known one has got no items since that was known.
-    bool isKnownToItsEnd(int number, const LogFiles &log) const;
+    Numbering &current() { return cursor.current(); }
 
     /// What cannot be read is tried again in the next pull. Nobody knows how many items such a file has,
     /// unless it was known to its end.
-    void markUnread(int number, const LogFiles &log);
+    void markUnread(int number);
 };
 
 /// `newEpoch` is the epoch to begin if a new one is needed.
