@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "cursor/shipped_log.h"
@@ -15,14 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 
-class CursorProblemTest : public ::testing::Test, protected ShippedLog {
-protected:
-    /// Of the only log.
-    nlohmann::json status(const std::string &words = "") const {
-        jorn("--cursor-file c --status -o json " + words);
-        return nlohmann::json::parse(read("stdout"));
-    }
-};
+class CursorProblemTest : public ::testing::Test, protected ShippedLog {};
 
 TEST_F(CursorProblemTest, DirectoryWithoutLog_OthersAreShippedAndExitCodeIs2) {
     fs::create_directory(path("empty"));

@@ -16,14 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 
-class CursorStatusTest : public ::testing::Test, protected ShippedLog {
-protected:
-    /// Of the only log.
-    nlohmann::json status(const std::string &words = "") const {
-        jorn("--cursor-file c --status -o json " + words);
-        return nlohmann::json::parse(read("stdout"));
-    }
-};
+class CursorStatusTest : public ::testing::Test, protected ShippedLog {};
 
 TEST_F(CursorStatusTest, PendingItems_OfAFormerEpochCountToo) {
     for (int i = 3; i < 12; ++i) {

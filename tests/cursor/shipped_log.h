@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <regex>
 #include <string>
 
@@ -74,6 +75,12 @@ protected:
     /// With the usual words.
     ShippingResult ship(const std::string &words) const {
         return jorn("--cursor-file c --device u1 " + words + " u1/door");
+    }
+
+    /// Of the only log, as JSON.
+    nlohmann::json status(const std::string &words = "") const {
+        jorn("--cursor-file c --status -o json " + words);
+        return nlohmann::json::parse(read("stdout"));
     }
 
     static std::string withoutEpochs(const std::string &text) {
