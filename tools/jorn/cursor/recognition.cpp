@@ -40,7 +40,10 @@ public:
     }
 
 private:
-    /// The newest file has lost items, or has gone.
+    /// The newest file has lost items, or has gone. What content shows of it comes before the hypothesis that
+    /// it is in its place with a rest, or with nothing, of what it held: where a repair has changed the
+    /// order, that place may be another file's. That it has gone is the last resort, and not while it may be
+    /// a file that cannot be read.
     std::optional<Recognition> withLosses(const RingFile *own, const std::optional<FileMatch> &ownMatch) {
         auto byContent = recogniseByContent(&files_, numbering_);
         if (byContent && hasNewest(*byContent)) {

@@ -6,7 +6,8 @@
 // And as long as that one is there, all files that the writer has not come to since are as they were, except
 // for damage. On a device that always starts with the same items, any file may begin with them, so the newest
 // file alone proves little: the files before it must agree, the nearest first. Files may get other numbers
-// when the size of the ring changes; the number of files between two of them stays the same.
+// when the size of the ring changes; the number of files between two of them stays the same. Where it does
+// not, since files have gone, the contents of each are what is left to go by.
 #ifndef JORN_TOOLS_RECOGNITION_H
 #define JORN_TOOLS_RECOGNITION_H
 
